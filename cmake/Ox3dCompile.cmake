@@ -1,0 +1,37 @@
+# How every target of the project is compiled, and the build tree's layout.
+include(GNUInstallDirs)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+# The build tree mirrors the install tree, so tests and tools find things where a user would.
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+# One interface target carries warnings, the sanitizers and the public include folder's parent.
+add_library(ox3d_compile INTERFACE)
+target_compile_options(ox3d_compile INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wvla -Wformat=2 -Wformat-nonliteral -Wundef
+    -Wcast-qual $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+    -fno-strict-aliasing)
+# A fused multiply-add rounds once where two operations round twice: results would depend on the machine.
+target_compile_options(ox3d_compile INTERFACE -ffp-contract=off)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(ox3d_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+endif()
+if(OX3D_SANITIZE)
+    target_compile_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE})
+endif()

@@ -1,0 +1,25 @@
+# How an installed library is found: find_package(Ox3dRgbd) and pkg-config ox3drgbd. Included after the
+# targets Ox3dRgbd, MediaProcess and ox3d_headers exist.
+include(CMakePackageConfigHelpers)
+
+set(OX3D_INSTALL_CMAKEDIR ${OX3D_INSTALL_LIBDIR}/cmake/Ox3dRgbd)
+set(OX3D_INSTALL_PKGCONFIGDIR ${OX3D_INSTALL_LIBDIR}/pkgconfig)
+
+# The scaling library is exported with the library that needs it, so that a linker that checks the needed
+# libraries of a shared library finds it too. Its file is installed by its own folder.
+set_target_properties(ox3d_headers PROPERTIES EXPORT_NAME Headers)
+install(TARGETS ox3d_headers Ox3dRgbd MediaProcess EXPORT Ox3dRgbdTargets
+    LIBRARY DESTINATION ${OX3D_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${OX3D_INSTALL_INCLUDEDIR} ${OX3D_INSTALL_INCLUDEDIR}/ox3drgbd)
+install(EXPORT Ox3dRgbdTargets NAMESPACE Ox3dRgbd:: DESTINATION ${OX3D_INSTALL_CMAKEDIR})
+
+configure_package_config_file(
+    "${PROJECT_SOURCE_DIR}/cmake/Ox3dRgbdConfig.cmake.in" "${PROJECT_BINARY_DIR}/package/Ox3dRgbdConfig.cmake"
+    INSTALL_DESTINATION ${OX3D_INSTALL_CMAKEDIR} PATH_VARS OX3D_INSTALL_PROVIDERDIR)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/Ox3dRgbdConfigVersion.cmake"
+    COMPATIBILITY SameMajorVersion)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/ox3drgbd.pc.in" "${PROJECT_BINARY_DIR}/package/ox3drgbd.pc" @ONLY)
+
+install(FILES "${PROJECT_BINARY_DIR}/package/Ox3dRgbdConfig.cmake"
+    "${PROJECT_BINARY_DIR}/package/Ox3dRgbdConfigVersion.cmake" DESTINATION ${OX3D_INSTALL_CMAKEDIR})
+install(FILES "${PROJECT_BINARY_DIR}/package/ox3drgbd.pc" DESTINATION ${OX3D_INSTALL_PKGCONFIGDIR})
