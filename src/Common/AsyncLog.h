@@ -1,0 +1,103 @@
+// The process-wide log: callers format a line and queue it, one writer thread puts it into a file and
+// rotates. Relies on BufCtrl.h for the queue and Thread.h for the writer. Reports its own trouble on standard
+// output.
+//
+// Locks: the process-wide mutex serialises all callers and guards the instance and its reference count. The
+// writer thread never takes it, so that the instance can be destroyed, and the writer joined, while it is
+// held.
+#ifndef OX3D_COMMON_ASYNC_LOG_H
+#define OX3D_COMMON_ASYNC_LOG_H
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+
+#include "Common/BufCtrl.h"
+#include "Common/Thread.h"
+
+enum _TRACE_LEVEL_ : uint32_t {
+    TRACE_LEVEL_NULL = 0,
+    TRACE_LEVEL_ERROR = 1,
+    TRACE_LEVEL_WARNING = 2,
+    TRACE_LEVEL_INFO = 3,
+    TRACE_LEVEL_ALL = 4
+};
+
+/// The logger itself. Not thread-safe: the functions below call it under the process-wide mutex.
+class COxAsyncLog {
+public:
+    COxAsyncLog() noexcept;
+    ~COxAsyncLog();
+    COxAsyncLog(const COxAsyncLog&) = delete;
+    COxAsyncLog& operator=(const COxAsyncLog&) = delete;
+
+    /// Opens "<dir>/Ox3dRgbd_00.log" for appending and starts the writer. Null: the working directory.
+    uint32_t Init(const char* pDir, unsigned int nLogSizeMiB) noexcept;
+    uint32_t DeInit() noexcept;
+    void Release() noexcept;
+
+    uint32_t SetLevel(_TRACE_LEVEL_ enLevel) noexcept;
+    uint32_t SetDebugMode(int nDebugMode) noexcept;
+    [[nodiscard]] int GetDebugMode() const noexcept;
+
+    uint32_t AddtoList(_TRACE_LEVEL_ enLevel, const char* pText, unsigned int nLengthBytes) noexcept;
+    uint32_t CreateLogFile(const char* pName, int nAppend) noexcept;
+    static uint32_t BackUpLogFile(const char* pPrimary, const char* pBackup) noexcept;
+    static void* WriteLogThread(void* pSelf) noexcept;
+
+    /// Joins and frees after a writer that ended on its own; else does nothing.
+    void ReapEndedWriter() noexcept;
+
+private:
+    void ResetMember() noexcept;
+    uint32_t OpenLogFile(const char* pName, int nAppend) noexcept;
+    void CloseLogFile() noexcept;
+    bool CreateRing() noexcept;
+    bool StartWriter() noexcept;
+    void WriteLogThreadProc() noexcept;
+    [[nodiscard]] bool WriteNode(const DATA_NODE* pNode) noexcept;
+    [[nodiscard]] bool RotateLogFile() noexcept;
+
+    FILE* m_pFile;
+    CBufCtrl* m_pBufCtrl;
+    std::atomic<int32_t> m_nRunning;
+    OX_THREAD_HANDLE m_hThread;
+    std::atomic<int32_t> m_nLevel;
+    std::atomic<int32_t> m_nDebugMode;
+    char m_chPrimaryName[256];
+    char m_chBackupName[256];
+    uint32_t m_nSizeLimitBytes;
+};
+
+/// One more reference to the log; the first creates it. Each call that returned 0 needs a DestroyAsyncLog.
+uint32_t CreateAsyncLog(const char* pDir, unsigned int nLogSizeMiB) noexcept;
+void DestroyAsyncLog() noexcept;
+void OxLog_SetLevel(_TRACE_LEVEL_ enLevel) noexcept;
+void OxLog_SetDebugMode(int nDebugMode) noexcept;
+/// Whether OxWriteLogDebugMode would write. One relaxed load, no lock.
+[[nodiscard]] bool OxLog_IsDebugMode() noexcept;
+
+/// Queues one line. The message ends in "\r\n" by convention; nothing is added. A line that is longer than a
+/// node (8192 bytes with its header) or finds the queue full is lost.
+void OxWriteLog(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat, ...) noexcept
+    __attribute__((format(printf, 4, 5)));
+/// The same, while the debug mode is on.
+void OxWriteLogDebugMode(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat,
+                         ...) noexcept __attribute__((format(printf, 4, 5)));
+
+/// The text after the last backslash; null without one. Source paths here use '/', so it is normally null.
+const char* GetFileName(const char* pPath) noexcept;
+
+// For units that define `constexpr const char* kLogSource`. The arguments of OX_LOG_DEBUG are evaluated only
+// while the debug mode is on.
+#define OX_LOG_ERROR(...) OxWriteLog(TRACE_LEVEL_ERROR, kLogSource, __LINE__, __VA_ARGS__)
+#define OX_LOG_WARNING(...) OxWriteLog(TRACE_LEVEL_WARNING, kLogSource, __LINE__, __VA_ARGS__)
+#define OX_LOG_INFO(...) OxWriteLog(TRACE_LEVEL_INFO, kLogSource, __LINE__, __VA_ARGS__)
+#define OX_LOG_DEBUG(...)                                                             \
+    do {                                                                              \
+        if (OxLog_IsDebugMode()) {                                                    \
+            OxWriteLogDebugMode(TRACE_LEVEL_INFO, kLogSource, __LINE__, __VA_ARGS__); \
+        }                                                                             \
+    } while (false)
+
+#endif

@@ -1,0 +1,35 @@
+// The owner of a node ring: creates it on Init, frees it, and forwards everything else.
+// Relies on BufList.h.
+#ifndef OX3D_COMMON_BUF_CTRL_H
+#define OX3D_COMMON_BUF_CTRL_H
+
+#include "Common/BufList.h"
+
+/// Without a ring every operation answers null or 0, but RellocNodeMainBuf answers OX3D_RGBD_E_STATE.
+class CBufCtrl {
+public:
+    CBufCtrl() noexcept = default;
+    ~CBufCtrl();
+    CBufCtrl(const CBufCtrl&) = delete;
+    CBufCtrl& operator=(const CBufCtrl&) = delete;
+
+    /// May be called again: the old ring and all nodes borrowed from it are gone.
+    uint32_t Init(uint32_t nNodeCount, uint32_t nMainSizeBytes, uint32_t nExtraSizeBytes, uint32_t nReadIndex,
+                  uint32_t nWriteIndex) noexcept;
+
+    [[nodiscard]] DATA_NODE* GetSpareNode() noexcept;
+    int CommitWrite() noexcept;
+    [[nodiscard]] DATA_NODE* GetDataNode() noexcept;
+    int CommitRead() noexcept;
+    [[nodiscard]] DATA_NODE* GetOffsetDataNode(uint32_t nIndex) noexcept;
+    [[nodiscard]] uint32_t GetDataNodeCount() const noexcept;
+    void EmptyDataNode() noexcept;
+    uint32_t RellocNodeMainBuf(DATA_NODE* pNode, uint32_t nSizeBytes) noexcept;
+
+private:
+    CBufList* m_pList = nullptr;
+    uint32_t m_nNodeCount = 0;     // as asked for, not as the ring took it
+    uint32_t m_nMainSizeBytes = 0; // as asked for
+};
+
+#endif

@@ -1,0 +1,8 @@
+// The mark of the few symbols of src/Common that the library exports.
+// Relies on the objects being compiled with hidden visibility.
+#ifndef OX3D_COMMON_EXPORT_H
+#define OX3D_COMMON_EXPORT_H
+
+#define OX3D_EXPORT __attribute__((visibility("default")))
+
+#endif

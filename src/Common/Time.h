@@ -1,0 +1,23 @@
+// Time hooks of the frame path, two switched-off diagnostic hooks, and rounding.
+// Relies on nothing.
+#ifndef OX3D_COMMON_TIME_H
+#define OX3D_COMMON_TIME_H
+
+/// 0.0 always: the "cost[%f]ms" figures of the frame-path lines are 0 for every existing reader of the log.
+double MyMilliseconds() noexcept;
+
+/// Does nothing; 0.
+int SetTime() noexcept;
+
+/// Diagnostic hooks that are switched off: the format is checked, nothing is written.
+void OX_DebugInfo(const char* pFormat, ...) noexcept __attribute__((format(printf, 1, 2)));
+void OX_RunInfo(const char* pFormat, ...) noexcept __attribute__((format(printf, 1, 2)));
+
+namespace ox3d {
+
+/// Half away from zero. In a namespace, since <cmath> owns the global name.
+double round(double x) noexcept;
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,180 @@
+// Rotation, and what the log does when files, threads or processes let it down.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "TestFolder.h"
+#include "ox3drgbd/Ox3dRgbdDefine.h"
+
+namespace {
+
+/// A logger beside the one of the process, with its standard output caught.
+class LogRotation : public CTestFolder {
+protected:
+    void Start(unsigned int nLimitMiB) {
+        testing::internal::CaptureStdout();
+        ASSERT_EQ(m_log.Init(nullptr, nLimitMiB), OX3D_RGBD_OK);
+    }
+    std::string StopAndGetOutput() {
+        m_log.DeInit();
+        return testing::internal::GetCapturedStdout();
+    }
+    uint32_t Add(const std::string& strText) {
+        return m_log.AddtoList(TRACE_LEVEL_NULL, strText.c_str(), static_cast<unsigned int>(strText.size()));
+    }
+    COxAsyncLog m_log;
+};
+
+TEST_F(LogRotation, BeginsWhenTheFileReachesItsLimit) {
+    WriteFile(kPrimary, std::string((1U << 20) - 6, '.'));
+    Start(1);
+    Add("12345");
+    ASSERT_TRUE(Eventually([] { return std::filesystem::file_size(kPrimary) == (1U << 20) - 1; }));
+    EXPECT_FALSE(std::filesystem::exists(kBackup));
+    Add("6");
+    Add("7");
+    EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary) == "7"; }));
+    EXPECT_TRUE(ReadFile(kBackup).ends_with(".123456"));
+    EXPECT_EQ(StopAndGetOutput(),
+              "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+}
+
+TEST_F(LogRotation, KeepsOneBackup) {
+    WriteFile(kBackup, "older");
+    Start(0); // every line reaches a limit of 0
+    Add("line");
+    EXPECT_TRUE(Eventually([] { return ReadFile(kBackup) == "line"; }));
+    EXPECT_EQ(StopAndGetOutput(),
+              "succeed to delete the log file(Ox3dRgbd_01.log)!\r\n"
+              "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+}
+
+TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
+    Start(0);
+    std::filesystem::remove(kPrimary);
+    for (int i = 0; i < 30; ++i) { // more than the queue holds
+        EXPECT_TRUE(Eventually([&] { return Add("lost") == OX3D_RGBD_OK; }));
+    }
+    EXPECT_EQ(
+        StopAndGetOutput(),
+        "Failed find log file!\r\nFailed renmame logfile name (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+    EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
+TEST_F(LogRotation, GoesOnAfterARenameThatFails) {
+    std::filesystem::create_directories(std::filesystem::path(kBackup) / "inner");
+    Start(0);
+    Add("line");
+    EXPECT_TRUE(Eventually([] { return std::filesystem::is_empty(kPrimary); }));
+    EXPECT_EQ(StopAndGetOutput(),
+              "fail to delete the log file(Ox3dRgbd_01.log)!\r\n"
+              "Failed change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+}
+
+TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
+    ASSERT_EQ(mkfifo(kPrimary, 0600), 0);
+    const int nReader = open(kPrimary, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    const int nExpected =
+        fcntl(nReader, F_GETPIPE_SZ) / 8192 + 9; // what the pipe takes and what the queue takes
+    Start(1);
+    EXPECT_EQ(Add(std::string(8193, 'x')), OX3D_RGBD_E_PARAMETER);
+    int nAdded = 0;
+    EXPECT_TRUE(Eventually([&] {
+        const uint32_t nStatus = Add(std::string(8192, 'x'));
+        nAdded += nStatus == OX3D_RGBD_OK ? 1 : 0;
+        return nStatus == OX3D_RGBD_E_MEMORY && nAdded >= nExpected;
+    }));
+    EXPECT_EQ(nAdded, nExpected);
+    char achBytes[8192];
+    EXPECT_TRUE(Eventually([&] { return read(nReader, achBytes, sizeof(achBytes)) < 0; }));
+    StopAndGetOutput();
+    EXPECT_EQ(Add("late"), OX3D_RGBD_E_STATE);
+    close(nReader);
+}
+
+TEST_F(Log, WriterThatCannotReopenItsFileIsTidiedUpByTheNextCaller) {
+    DestroyAsyncLog();
+    ASSERT_EQ(CreateAsyncLog(nullptr, 0), OX3D_RGBD_OK);
+    testing::internal::CaptureStdout();
+    rlimit stBefore{};
+    getrlimit(RLIMIT_NOFILE, &stBefore);
+    const rlimit stNone{0, stBefore.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &stNone);
+    OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "last");
+    const bool bEnded = Eventually([this] { return Threads() == m_nThreadsBefore; });
+    setrlimit(RLIMIT_NOFILE, &stBefore);
+    EXPECT_TRUE(bEnded);
+    OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "lost");
+    EXPECT_TRUE(
+        testing::internal::GetCapturedStdout().ends_with("Failed create log file (Ox3dRgbd_00.log)!\r\n"));
+}
+
+TEST_F(Log, ThatFailedToStartStaysUntilItIsDestroyed) {
+    DestroyAsyncLog();
+    std::filesystem::remove(kPrimary);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(CreateAsyncLog("missing", 1), OX3D_RGBD_E_MEMORY);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Failed create log file (missing/Ox3dRgbd_00.log)!\r\n");
+    EXPECT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK) << "only counts";
+    EXPECT_FALSE(std::filesystem::exists(kPrimary));
+}
+
+TEST_F(Log, WriterLeavesSignalsToTheApplication) {
+    sigset_t stUser;
+    sigset_t stPending;
+    sigemptyset(&stUser);
+    sigaddset(&stUser, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &stUser, nullptr);
+    kill(getpid(), SIGUSR1);
+    sigpending(&stPending);
+    EXPECT_EQ(sigismember(&stPending, SIGUSR1), 1) << "the writer would have taken it, and died of it";
+    int nSignal = 0;
+    sigwait(&stUser, &nSignal);
+    pthread_sigmask(SIG_UNBLOCK, &stUser, nullptr);
+}
+
+TEST_F(Log, NothingHangsInAForkedChild) {
+    std::atomic<bool> bStop{false};
+    std::thread other([&bStop] {
+        while (!bStop) {
+            OxWriteLog(TRACE_LEVEL_INFO, "source", 1, "line\r\n");
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const pid_t nChild = fork();
+        if (nChild == 0) {
+            alarm(20);
+            OxWriteLog(TRACE_LEVEL_INFO, "source", 1, "from the child\r\n");
+            DestroyAsyncLog();
+            _exit(0);
+        }
+        int nStatus = -1;
+        waitpid(nChild, &nStatus, 0);
+        EXPECT_EQ(nStatus, 0);
+    }
+    bStop = true;
+    other.join();
+}
+
+class LogDeathTest : public CTestFolder {};
+
+TEST_F(LogDeathTest, LogMayStillRunWhenTheProcessExits) {
+    const auto exitWhileLogging = [] {
+        CreateAsyncLog(nullptr, 1);
+        const auto logForEver = [](void*) -> void* {
+            while (true) {
+                OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "line\r\n");
+            }
+        };
+        OX_CreateThread(nullptr, logForEver, nullptr);
+        exit(3);
+    };
+    EXPECT_EXIT(exitWhileLogging(), testing::ExitedWithCode(3), "");
+}
+
+} // namespace

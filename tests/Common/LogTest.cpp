@@ -1,0 +1,91 @@
+// The log as its callers and the readers of its files see it.
+#include <ctime>
+#include <vector>
+
+#include "TestFolder.h"
+#include "ox3drgbd/Ox3dRgbdDefine.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Any/Unit";
+
+TEST_F(Log, LineIsTimeStampFileFieldLineNumberAndMessage) {
+    const time_t nBefore = time(nullptr);
+    OxWriteLog(TRACE_LEVEL_ERROR, kLogSource, 42, "[Do] value %d\r\n", 7);
+    OxWriteLog(TRACE_LEVEL_INFO, "..\\src\\Any.cpp", 12345, "next\r\n");
+    const std::string strLog = WaitForLog("next\r\n");
+    std::smatch match;
+    const std::regex layout("\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] \\| {15}\\(null\\)-L0042: "
+                            "\\[Do\\] value 7\r\n\\[.{19}\\] \\| {14}Any.cpp-L12345: next\r\n");
+    ASSERT_TRUE(std::regex_match(strLog, match, layout)) << strLog;
+    tm stTime{};
+    strptime(match[1].str().c_str(), "%Y-%m-%d %H:%M:%S", &stTime);
+    stTime.tm_isdst = -1;
+    EXPECT_GE(mktime(&stTime), nBefore);
+    EXPECT_LE(mktime(&stTime), time(nullptr));
+    EXPECT_EQ(GetFileName("a/b.cpp"), nullptr);
+    EXPECT_EQ(GetFileName(nullptr), nullptr);
+}
+
+TEST_F(Log, WritesLevelsUpToTheThresholdOnly) {
+    OxLog_SetLevel(TRACE_LEVEL_ERROR);
+    OxLog_SetLevel(static_cast<_TRACE_LEVEL_>(5)); // refused, so the threshold stays
+    for (const uint32_t nLevel : {0U, 1U, 2U, 4U, 5U, 0xFFFFFFFFU}) {
+        OxWriteLog(static_cast<_TRACE_LEVEL_>(nLevel), kLogSource, 1, "level %u;", nLevel);
+    }
+    OxWriteLog(TRACE_LEVEL_NULL, nullptr, 1, "no source;");
+    OxWriteLog(TRACE_LEVEL_NULL, kLogSource, 1, "end;");
+    EXPECT_EQ(Messages(WaitForLog("end;")), "level 0;level 1;end;");
+}
+
+TEST_F(Log, TakesALineOf8192CharactersAndLosesALongerOne) {
+    OX_LOG_INFO(": ");
+    const std::string strFits(8192 - WaitForLog(": : ").size() + 2, 'x');
+    OX_LOG_INFO("%sy", strFits.c_str());
+    OX_LOG_INFO("%s", strFits.c_str());
+    OX_LOG_INFO("end");
+    EXPECT_EQ(Messages(WaitForLog("end")), ": " + strFits + "end");
+}
+
+TEST_F(Log, DebugLinesCostNothingUntilTheDebugModeIsOn) {
+    int nEvaluated = 0;
+    for (const int nDebugMode : {0, 7}) {
+        OxLog_SetDebugMode(nDebugMode);
+        OX_LOG_DEBUG("macro %d;", ++nEvaluated);
+        OxWriteLogDebugMode(TRACE_LEVEL_ERROR, kLogSource, 1, "function;");
+    }
+    EXPECT_EQ(Messages(WaitForLog("function;")), "macro 1;function;");
+    DestroyAsyncLog();
+    EXPECT_FALSE(OxLog_IsDebugMode());
+}
+
+TEST_F(Log, LivesUntilItsLastReferenceGoesAndThenAppends) {
+    ASSERT_EQ(CreateAsyncLog("elsewhere", 1), OX3D_RGBD_OK) << "one log for all, wherever it is";
+    DestroyAsyncLog();
+    OX_LOG_WARNING("first;");
+    WaitForLog("first;");
+    DestroyAsyncLog();
+    EXPECT_EQ(Threads(), m_nThreadsBefore);
+    OX_LOG_INFO("lost;");
+    DestroyAsyncLog();
+    ASSERT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK);
+    OxWriteLog(TRACE_LEVEL_NULL, kLogSource, 1, "second;");
+    EXPECT_EQ(Messages(WaitForLog("second;")), "first;second;");
+}
+
+TEST_F(Log, KeepsEachLineWholeWhenManyThreadsWrite) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([] {
+            for (int n = 0; n < 500; ++n) {
+                OX_LOG_INFO("ab%0200dyz\r\n", n);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_TRUE(std::regex_match(Messages(WaitForLog("yz\r\n")), std::regex("(ab\\d{200}yz\r\n)+")));
+}
+
+} // namespace
