@@ -1,0 +1,23 @@
+// Gaussian smoothing of an 8-bit image, 11 x 11 taps.
+// Relies on nothing; the caller gives the work memory.
+#pragma once
+
+#include "CheckedSize.h"
+
+#include <cstdint>
+
+namespace oxb3d {
+
+constexpr int32_t kGaussianTaps = 11;
+constexpr int32_t kGaussianHalf = kGaussianTaps / 2;
+
+// Bytes of work memory for an image of the given width: 11 filtered rows of 16-bit values.
+constexpr CCheckedSize GaussianWorkSize(int32_t width) {
+    return PlaneSize(sizeof(uint16_t), width, kGaussianTaps);
+}
+
+// Both images are width x height without padding; borders are reflected about the outermost pixel. work
+// stands on a 2-byte boundary.
+void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t* dst, void* work);
+
+} // namespace oxb3d

@@ -1,0 +1,64 @@
+// The algorithm object as it lies at the start of the persistent block, and what the units of the library
+// share. Relies on the public header alone.
+#pragma once
+
+#include "Oxb3dBinoStereo.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace oxb3d {
+
+constexpr size_t kMemAlignment = OXB3D_BINOSTEREO_MEM_ALIGNMENT;
+constexpr size_t kParamCount = 26;
+
+// The mark by which an object is recognised: 16 characters and the zero that ends them.
+constexpr char kMagic[] = "OXB3D_BINOSTEREO";
+static_assert(sizeof kMagic == 17);
+
+struct BinoObject {
+    char magic[sizeof kMagic];
+    uint8_t reserved0[7];
+    OXB3D_BINOSTEREO_ABILITY ability;
+    int32_t params[kParamCount]; // in the order of the parameter table
+    uint32_t initialised;        // set by process type 1, cleared by restart
+    ZQA_SIZE imageSize;          // what process type 1 was given
+    uint32_t reserved1;
+    void* fusionDepthRegion;
+    void* multiFuseRegion;
+    void* scratchRegion;
+    uint8_t reserved2[104];
+};
+static_assert(sizeof(BinoObject) == 304 && sizeof(BinoObject) <= OXB3D_BINOSTEREO_OBJECT_SIZE);
+static_assert(offsetof(BinoObject, ability) % 8 == 0, "the image size is one 64-bit pair");
+
+// Null gives E_NULL, memory without the mark E_OBJECT.
+int32_t CheckHandle(const void* handle);
+
+// Only after CheckHandle.
+inline BinoObject* ObjectOf(void* handle) {
+    return static_cast<BinoObject*>(handle);
+}
+
+// True where an image fits the memory that was sized for the object's ability.
+inline bool FitsAbility(const BinoObject& object, int32_t width, int32_t height) {
+    return width <= object.ability.width && height <= object.ability.height;
+}
+
+// Loads every parameter's default.
+void LoadDefaultParams(BinoObject* object);
+
+// Common opening of every process: all three pointers given, then both record sizes as expected.
+inline int32_t CheckRecords(const void* handle, const void* input, int32_t inputSize, size_t expectedInput,
+                            const void* output, int32_t outputSize, size_t expectedOutput) {
+    if (handle == nullptr || input == nullptr || output == nullptr) {
+        return OXB3D_BINOSTEREO_E_NULL;
+    }
+    if (inputSize != static_cast<int32_t>(expectedInput) ||
+        outputSize != static_cast<int32_t>(expectedOutput)) {
+        return OXB3D_BINOSTEREO_E_RECORD_SIZE;
+    }
+    return OXB3D_BINOSTEREO_OK;
+}
+
+} // namespace oxb3d

@@ -1,0 +1,236 @@
+// The geometry of calibrated rectification, in double precision. Rotations are combined as quaternions, whose
+// half and whose shortest arc need no angle and have no special cases at the angles that occur.
+// Relies on Matrix3.h.
+#include "Rectification.h"
+
+#include "Matrix3.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+namespace oxb3d {
+namespace {
+
+using Camera = OXB3D_BINOSTEREO_CAMERA;
+
+struct Quaternion {
+    double w;
+    Vector3 v;
+};
+
+struct Point2 {
+    double x;
+    double y;
+};
+
+struct Window {
+    double left = std::numeric_limits<double>::max();
+    double right = std::numeric_limits<double>::lowest();
+    double top = std::numeric_limits<double>::max();
+    double bottom = std::numeric_limits<double>::lowest();
+
+    void Include(const Point2& p) {
+        left = std::min(left, p.x);
+        right = std::max(right, p.x);
+        top = std::min(top, p.y);
+        bottom = std::max(bottom, p.y);
+    }
+};
+
+constexpr double kRotationTolerance = 1e-3;  // how far from orthonormal a rotation may be written
+constexpr double kSmallestRayCosine = 0.1;   // a ray further than about 84 degrees off axis is not held
+constexpr double kSmallestFocalLength = 1.0; // pixels
+constexpr int kBorderSteps = 16;             // points along each side of an image
+
+Matrix3 MatrixOf(const Quaternion& quaternion) {
+    const double norm = std::sqrt(quaternion.w * quaternion.w + Dot(quaternion.v, quaternion.v));
+    const double w = quaternion.w / norm;
+    const double x = quaternion.v[0] / norm;
+    const double y = quaternion.v[1] / norm;
+    const double z = quaternion.v[2] / norm;
+    return {1 - 2 * (y * y + z * z), 2 * (x * y - w * z),     2 * (x * z + w * y),
+            2 * (x * y + w * z),     1 - 2 * (x * x + z * z), 2 * (y * z - w * x),
+            2 * (x * z - w * y),     2 * (y * z + w * x),     1 - 2 * (x * x + y * y)};
+}
+
+// From the largest of the four components, which is at least one half; w comes out not negative.
+Quaternion QuaternionOf(const Matrix3& m) {
+    const double fourSquares[4] = {1 + m[0] + m[4] + m[8], 1 + m[0] - m[4] - m[8], 1 - m[0] + m[4] - m[8],
+                                   1 - m[0] - m[4] + m[8]};
+    const auto largest = std::max_element(std::begin(fourSquares), std::end(fourSquares)) - fourSquares;
+    const double s = 2 * std::sqrt(fourSquares[largest]);
+    const Vector3 antisymmetric = {m[7] - m[5], m[2] - m[6], m[3] - m[1]};
+    Quaternion q{};
+    if (largest == 0) {
+        q = {s / 4, {antisymmetric[0] / s, antisymmetric[1] / s, antisymmetric[2] / s}};
+    } else {
+        const auto axis = static_cast<size_t>(largest - 1);
+        q.w = antisymmetric[axis] / s;
+        for (size_t i = 0; i < 3; ++i) {
+            q.v[i] = i == axis ? s / 4 : (m[3 * axis + i] + m[3 * i + axis]) / s;
+        }
+    }
+    if (q.w < 0) {
+        q = {-q.w, {-q.v[0], -q.v[1], -q.v[2]}};
+    }
+    return q;
+}
+
+// The rotation of half the angle: halfway between the rotation and none.
+Matrix3 HalfRotation(const Matrix3& rotation) {
+    const Quaternion q = QuaternionOf(rotation);
+    const double norm = std::sqrt(q.w * q.w + Dot(q.v, q.v));
+    return MatrixOf({q.w + norm, q.v});
+}
+
+// The shortest turn that lays a direction along the row axis, to the side on which it already points.
+Matrix3 TurnOntoRowAxis(const Vector3& direction) {
+    const Vector3 axis = {direction[0] > 0 ? 1.0 : -1.0, 0, 0};
+    return MatrixOf({Norm(direction) + Dot(direction, axis), Cross(direction, axis)});
+}
+
+bool IsRotation(const Matrix3& m) {
+    const Matrix3 square = Multiply(m, Transposed(m));
+    for (size_t i = 0; i < square.size(); ++i) {
+        if (!(std::fabs(square[i] - (i % 4 == 0 ? 1.0 : 0.0)) < kRotationTolerance)) {
+            return false;
+        }
+    }
+    return Dot(Row(m, 0), Cross(Row(m, 1), Row(m, 2))) > 0;
+}
+
+template <size_t count>
+bool AllFinite(const float (&values)[count]) {
+    return std::all_of(std::begin(values), std::end(values), [](float v) { return std::isfinite(v); });
+}
+
+bool IsCamera(const Camera& camera) {
+    return AllFinite(camera.matrix) && AllFinite(camera.distortion) && camera.matrix[0] > 0 &&
+           camera.matrix[4] > 0;
+}
+
+// Newton's iteration on the distortion model. False where no ray belongs to the point: beyond the radius at
+// which the model folds back, or where nothing converges.
+bool Undistort(const Camera& camera, const Point2& distorted, Point2* ray) {
+    const float* k = camera.distortion;
+    const double p1 = k[2];
+    const double p2 = k[3];
+    Point2 p = distorted;
+    for (int iteration = 0; iteration < 30; ++iteration) {
+        const double r2 = p.x * p.x + p.y * p.y;
+        const double q = 1 + r2 * (k[0] + r2 * (k[1] + r2 * k[4]));
+        const double slope = k[0] + r2 * (2.0 * k[1] + r2 * 3.0 * k[4]);
+        const double dx = p.x * q + 2 * p1 * p.x * p.y + p2 * (r2 + 2 * p.x * p.x) - distorted.x;
+        const double dy = p.y * q + 2 * p2 * p.x * p.y + p1 * (r2 + 2 * p.y * p.y) - distorted.y;
+        if (std::fabs(dx) < 1e-9 && std::fabs(dy) < 1e-9) {
+            *ray = p;
+            return q + 2 * r2 * slope > 0;
+        }
+        const double xx = q + 2 * p.x * p.x * slope + 2 * p1 * p.y + 6 * p2 * p.x;
+        const double xy = 2 * p.x * p.y * slope + 2 * p1 * p.x + 2 * p2 * p.y;
+        const double yy = q + 2 * p.y * p.y * slope + 6 * p1 * p.y + 2 * p2 * p.x;
+        const double determinant = xx * yy - xy * xy;
+        p.x -= (yy * dx - xy * dy) / determinant;
+        p.y -= (xx * dy - xy * dx) / determinant;
+    }
+    return false;
+}
+
+// Adds one border pixel's place on the rectified image plane to the window; false where it has none.
+bool IncludePixel(const Camera& camera, const Matrix3& rotation, const Point2& pixel, Window* window) {
+    const Point2 distorted = {(pixel.x - static_cast<double>(camera.matrix[2])) / camera.matrix[0],
+                              (pixel.y - static_cast<double>(camera.matrix[5])) / camera.matrix[4]};
+    Point2 ray{};
+    if (!Undistort(camera, distorted, &ray)) {
+        return false;
+    }
+    const Vector3 turned = Multiply(rotation, Vector3{ray.x, ray.y, 1});
+    if (!(turned[2] > kSmallestRayCosine * Norm(turned))) {
+        return false;
+    }
+    window->Include({turned[0] / turned[2], turned[1] / turned[2]});
+    return true;
+}
+
+// Widens the window by a camera's field of view. Border pixels without a ray or with one too oblique for an
+// image plane are left out, as long as half of the border is there.
+bool IncludeFieldOfView(const Camera& camera, const Matrix3& rotation, double lastColumn, double lastRow,
+                        Window* window) {
+    int found = 0;
+    for (int step = 0; step < kBorderSteps; ++step) {
+        const double along = static_cast<double>(step) / kBorderSteps;
+        const Point2 border[4] = {{along * lastColumn, 0},
+                                  {lastColumn, along * lastRow},
+                                  {(1 - along) * lastColumn, lastRow},
+                                  {0, (1 - along) * lastRow}};
+        for (const Point2& pixel : border) {
+            found += IncludePixel(camera, rotation, pixel, window) ? 1 : 0;
+        }
+    }
+    return found >= 2 * kBorderSteps;
+}
+
+Matrix3 Widened(const float (&m)[9]) {
+    Matrix3 wide{};
+    std::copy(std::begin(m), std::end(m), wide.begin());
+    return wide;
+}
+
+void Narrow(const Matrix3& m, float (&narrow)[9]) {
+    std::transform(m.begin(), m.end(), narrow, [](double value) { return static_cast<float>(value); });
+}
+
+// The window's middle comes to the image's middle.
+bool FillProjection(const OXB3D_BINOSTEREO_INIT_INPUT& input, const Window& window, float (&projection)[12]) {
+    const double lastColumn = input.width - 1;
+    const double lastRow = input.height - 1;
+    const double sources = std::min(std::min(input.left.matrix[0], input.left.matrix[4]),
+                                    std::min(input.right.matrix[0], input.right.matrix[4]));
+    const double focal = std::min(
+        {sources, lastColumn / (window.right - window.left), lastRow / (window.bottom - window.top)});
+    if (!(focal >= kSmallestFocalLength)) {
+        return false;
+    }
+    std::fill(std::begin(projection), std::end(projection), 0.0F);
+    projection[0] = static_cast<float>(focal);
+    projection[2] = static_cast<float>((lastColumn - focal * (window.left + window.right)) / 2);
+    projection[5] = static_cast<float>(focal);
+    projection[6] = static_cast<float>((lastRow - focal * (window.top + window.bottom)) / 2);
+    projection[10] = 1.0F;
+    return true;
+}
+
+} // namespace
+
+bool ComputeRectification(const OXB3D_BINOSTEREO_INIT_INPUT& input, Rectification* result) {
+    if (!IsCamera(input.left) || !IsCamera(input.right) || !AllFinite(input.rotation) ||
+        !AllFinite(input.translation)) {
+        return false;
+    }
+    const Matrix3 rotation = Widened(input.rotation);
+    const Vector3 translation = {input.translation[0], input.translation[1], input.translation[2]};
+    const double baseLine = Norm(translation);
+    if (!IsRotation(rotation) || !(baseLine > 0)) {
+        return false;
+    }
+    // Left turns forward by half, right turns back by half: then they differ by a translation alone.
+    const Matrix3 half = HalfRotation(rotation);
+    const Matrix3 halfBack = Transposed(half);
+    const Matrix3 turn = TurnOntoRowAxis(Multiply(halfBack, translation));
+    const Matrix3 left = Multiply(turn, half);
+    const Matrix3 right = Multiply(turn, halfBack);
+    Window window;
+    if (!IncludeFieldOfView(input.left, left, input.width - 1, input.height - 1, &window) ||
+        !IncludeFieldOfView(input.right, right, input.width - 1, input.height - 1, &window) ||
+        !FillProjection(input, window, result->projection)) {
+        return false;
+    }
+    Narrow(left, result->leftRotation);
+    Narrow(right, result->rightRotation);
+    result->baseLine = static_cast<float>(baseLine);
+    return true;
+}
+
+} // namespace oxb3d

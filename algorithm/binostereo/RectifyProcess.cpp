@@ -1,0 +1,68 @@
+// Process type 5: warps a left and a right image through the maps that process type 1 has built.
+// Relies on the maps in the fusion-depth region of an initialised object.
+#include "Object.h"
+#include "Regions.h"
+
+#include <cstring>
+
+namespace {
+
+using Pair = OXB3D_BINOSTEREO_IMAGE_PAIR;
+
+int32_t CheckImages(const oxb3d::BinoObject& object, const ZQA_IMAGE* const (&images)[4]) {
+    for (const ZQA_IMAGE* image : images) {
+        if (image->format != ZQA_FORMAT_GREY8) {
+            return OXB3D_BINOSTEREO_E_IMAGE_FORMAT;
+        }
+    }
+    // The outputs are held to the size as well, since that many pixels are written to them.
+    for (const ZQA_IMAGE* image : images) {
+        if (image->width != object.imageSize.width || image->height != object.imageSize.height) {
+            return OXB3D_BINOSTEREO_E_IMAGE_SIZE;
+        }
+    }
+    if (images[0]->width > images[0]->step[0] || images[1]->width > images[1]->step[0]) {
+        return OXB3D_BINOSTEREO_E_IMAGE_STEP;
+    }
+    for (const ZQA_IMAGE* image : images) {
+        const int32_t status = ZQA_CheckImage(image);
+        if (status != OXB3D_BINOSTEREO_OK) {
+            return status; // unmapped, deliberately
+        }
+    }
+    return OXB3D_BINOSTEREO_OK;
+}
+
+// Rows are taken as unpadded also where a larger step has passed the checks; that is kept.
+int32_t Remap(const oxb3d::BinoObject& object, oxb3d::Side side, const ZQA_IMAGE& source,
+              const ZQA_IMAGE& target) {
+    const oxb3d::RectMap map = oxb3d::RectMapOf(object, object.imageSize, side);
+    return OXB3D_BINOSTEREO_RCT_RectifyImage(static_cast<const uint8_t*>(source.data[0]), map.indexPlane,
+                                             map.weightPlane, object.imageSize.width, object.imageSize.height,
+                                             static_cast<uint8_t*>(target.data[0]));
+}
+
+} // namespace
+
+int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int32_t inputSize, void* output,
+                                        int32_t outputSize) {
+    int32_t status =
+        oxb3d::CheckRecords(handle, input, inputSize, sizeof(Pair), output, outputSize, sizeof(Pair));
+    if (status != OXB3D_BINOSTEREO_OK) {
+        return status;
+    }
+    const oxb3d::BinoObject& object = *oxb3d::ObjectOf(handle);
+    if (object.initialised == 0) {
+        return OXB3D_BINOSTEREO_E_GENERAL;
+    }
+    Pair in;
+    Pair out;
+    std::memcpy(&in, input, sizeof in);
+    std::memcpy(&out, output, sizeof out);
+    status = CheckImages(object, {&in.left, &in.right, &out.left, &out.right});
+    if (status != OXB3D_BINOSTEREO_OK) {
+        return status;
+    }
+    status = Remap(object, oxb3d::Side::Left, in.left, out.left);
+    return status != OXB3D_BINOSTEREO_OK ? status : Remap(object, oxb3d::Side::Right, in.right, out.right);
+}

@@ -1,0 +1,162 @@
+// The scalar reference kernel of the common data transform, for both point types. Single precision throughout
+// and in the order of the formulas written here: this order defines the result to the bit, so nothing may be
+// reassociated, fused or replaced by a reciprocal.
+// Relies on FloatToInt.h, and on being compiled without contraction of multiply and add.
+#pragma once
+
+#include "FloatToInt.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace oxb3d {
+
+template <typename TPoint>
+struct TransformArgs {
+    const int16_t* depth;
+    int32_t step; // samples from row to row of the source, points from row to row of the points
+    int32_t width;
+    int32_t height;
+    TPoint* points;
+    int16_t* targetDepth;
+    int32_t targetWidth;
+    const float* sourceIntrinsics; // fx, fy, cx, cy
+    const float* transform;        // row-major 3 x 4
+    const float* targetIntrinsics; // fx, fy, cx, cy
+    const float* distortion;       // k1, k2, p1, p2
+};
+
+struct Vec3 {
+    float x;
+    float y;
+    float z;
+};
+
+struct Vec2 {
+    float x;
+    float y;
+};
+
+inline Vec3 BackProject(const float* k, int32_t u, int32_t v, float d) {
+    return {(static_cast<float>(u) - k[2]) * d / (k[0] + kEpsilon),
+            (static_cast<float>(v) - k[3]) * d / (k[1] + kEpsilon), d};
+}
+
+inline Vec3 Move(const float* t, const Vec3& p) {
+    return {t[0] * p.x + t[1] * p.y + t[2] * p.z + t[3], t[4] * p.x + t[5] * p.y + t[6] * p.z + t[7],
+            t[8] * p.x + t[9] * p.y + t[10] * p.z + t[11]};
+}
+
+inline Vec2 Normalise(const Vec3& p) {
+    return {p.x / (p.z + kEpsilon), p.y / (p.z + kEpsilon)};
+}
+
+inline Vec2 Distort(const float* k, const Vec2& n) {
+    const float r2 = n.x * n.x + n.y * n.y;
+    const float r4 = r2 * r2;
+    const float q = 1.0F + k[0] * r2 + k[1] * r4;
+    return {n.x * q + 2.0F * k[2] * n.x * n.y + k[3] * (r2 + 2.0F * n.x * n.x),
+            n.y * q + 2.0F * k[3] * n.x * n.y + k[2] * (r2 + 2.0F * n.y * n.y)};
+}
+
+inline void StorePoint(const Vec3& p, float* out) {
+    out[0] = p.x;
+    out[1] = p.y;
+    out[2] = p.z;
+}
+
+inline void StorePoint(const Vec3& p, int16_t* out) {
+    out[0] = FloatToInt16(p.x);
+    out[1] = FloatToInt16(p.y);
+    out[2] = FloatToInt16(p.z);
+}
+
+// A sample's pixel in the target image as an index into it, or -1. u is decided before v is computed. The
+// bound on v is the source's height, deliberately: the target is as tall as the source.
+template <typename TPoint>
+ptrdiff_t TargetIndex(const TransformArgs<TPoint>& a, const Vec2& n) {
+    const float* k = a.targetIntrinsics;
+    const int32_t u = FloatToInt32(n.x * k[0] + k[2]);
+    if (u >= a.targetWidth || u < 0) {
+        return -1;
+    }
+    const int32_t v = FloatToInt32(n.y * k[1] + k[3]);
+    if (v >= a.height || v < 0) {
+        return -1;
+    }
+    return u + static_cast<ptrdiff_t>(v) * a.targetWidth;
+}
+
+template <typename TPoint, typename TPixel>
+void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
+    for (int32_t v = 0; v < a.height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
+        for (int32_t u = 0; u < a.width; ++u) {
+            pixel(u, v, row + u);
+        }
+    }
+}
+
+// Mode A. Every pixel, also those without depth.
+template <typename TPoint>
+void MapAllPixels(const TransformArgs<TPoint>& a) {
+    ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
+        const int16_t sample = a.depth[index];
+        StorePoint(BackProject(a.sourceIntrinsics, u, v, static_cast<float>(sample)), a.points + 3 * index);
+    });
+}
+
+// One valid sample moved into the target camera: its normalised image position and its point. With distortion
+// the point lies on the distorted ray.
+template <bool kDistorted, typename TPoint>
+Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, float d, Vec2* position) {
+    const Vec3 moved = Move(a.transform, BackProject(a.sourceIntrinsics, u, v, d));
+    *position = Normalise(moved);
+    if constexpr (kDistorted) {
+        *position = Distort(a.distortion, *position);
+        return {position->x * moved.z, position->y * moved.z, moved.z};
+    }
+    return moved;
+}
+
+// Modes B3 and C2: the points stay at their source pixel.
+template <bool kDistorted, typename TPoint>
+void MovePoints(const TransformArgs<TPoint>& a) {
+    ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
+        const int16_t sample = a.depth[index];
+        if (sample > 0) {
+            Vec2 position{};
+            const Vec3 point = MoveSample<kDistorted>(a, u, v, static_cast<float>(sample), &position);
+            StorePoint(point, a.points + 3 * index);
+        }
+    });
+}
+
+// Modes B1, B2, C1 and C3: the nearest depth wins a target pixel, and on a tie the earlier one stays.
+template <bool kDistorted, bool kWithPoints, typename TPoint>
+void RegisterDepth(const TransformArgs<TPoint>& a) {
+    ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
+        const int16_t sample = a.depth[index];
+        if (sample <= 0) {
+            return;
+        }
+        Vec2 position{};
+        const Vec3 point = MoveSample<kDistorted>(a, u, v, static_cast<float>(sample), &position);
+        const ptrdiff_t target = TargetIndex(a, position);
+        if (target < 0) {
+            return;
+        }
+        // The comparison is with what was stored, truncated to 16 bits, not with the depth that was.
+        const auto stored = static_cast<float>(a.targetDepth[target]);
+        if (stored == 0.0F || stored > point.z) {
+            a.targetDepth[target] = FloatToInt16(point.z);
+            if constexpr (kWithPoints) {
+                StorePoint(point, a.points + 3 * target);
+            }
+        }
+    });
+}
+
+} // namespace oxb3d

@@ -1,0 +1,370 @@
+// The life of an algorithm object as its caller sees it: sizing, creation, configuration, dispatch and the
+// checks that every process shares. Relies on objects between guard pages.
+#include "TestObject.h"
+
+#include <array>
+#include <climits>
+#include <numeric>
+#include <vector>
+
+using namespace algorithm_test;
+
+namespace {
+
+using Ab = OXB3D_BINOSTEREO_ABILITY;
+using Param = OXB3D_BINOSTEREO_PARAM;
+using ParamList = OXB3D_BINOSTEREO_PARAM_LIST;
+
+static_assert(sizeof(OXB3D_BINOSTEREO_MEM_TAB) == 120 && offsetof(OXB3D_BINOSTEREO_MEM_TAB, base) == 24 &&
+              offsetof(OXB3D_BINOSTEREO_MEM_TAB, persistence) == 16 &&
+              offsetof(OXB3D_BINOSTEREO_MEM_TAB, space) == 40);
+static_assert(sizeof(ZQA_IMAGE) == 64 && offsetof(ZQA_IMAGE, step) == 12 && offsetof(ZQA_IMAGE, data) == 32);
+static_assert(sizeof(Ab) == 32 && sizeof(OXB3D_BINOSTEREO_ABILITY_INFO) == 84 && sizeof(ParamList) == 2052);
+static_assert(sizeof(OXB3D_BINOSTEREO_RECT_MAP_SIZE) == 24 && sizeof(OXB3D_BINOSTEREO_IMAGE_PAIR) == 128);
+static_assert(sizeof(OXB3D_BINOSTEREO_INIT_INPUT) == 428 && sizeof(OXB3D_BINOSTEREO_INIT_OUTPUT) == 32 &&
+              offsetof(OXB3D_BINOSTEREO_INIT_INPUT, rotation) == 120);
+static_assert(sizeof(OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT) == 80 && sizeof(OXB3D_BINOSTEREO_FUSE_FRAME) == 24 &&
+              sizeof(OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT) == 80 &&
+              offsetof(OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT, regions) == 72);
+static_assert(sizeof(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT) == 128 &&
+              sizeof(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT) == 80);
+
+int32_t GetMemSize(const Ab& ability) {
+    OXB3D_BINOSTEREO_MEM_TAB tab[OXB3D_BINOSTEREO_MEM_TAB_COUNT];
+    return OXB3D_BINOSTEREO_GetMemSize(&ability, tab);
+}
+
+int32_t ParamOf(void* handle, uint32_t id) {
+    Param param{id, INT_MIN};
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(handle, 1, &param, 8), 0) << id;
+    return param.value;
+}
+
+TEST(Ability, AcceptsItsBoundsAndRefusesWhatLiesBeyond) {
+    const struct {
+        Ab ability;
+        int32_t status;
+    } kCases[] = {
+        {{640, 480, 32, 0, 0, 0, 0, 0}, 0},
+        {{639, 480, 32, 1, 2, 2, 5, 0}, 0x10000001},
+        {{640, 479, 32, 1, 2, 2, 5, 0}, 0x10000001},
+        {{640, 480, 0, 1, 2, 2, 5, 0}, 0x10000001},
+        {{640, 480, 64, 1, 2, 2, 5, 0}, 0x10000001},
+        {{640, 480, 63, 4, 50, 50, 40, INT_MAX}, 0},
+        {{640, 480, 1, 0, 0, 0, 0, 0}, 0x10000001},
+        {{640, 480, 1, 5, 0, 0, 0, 0}, 0x10000001},
+        {{640, 480, 8, 0, 1, 2, 5, 0}, 0x10000001},
+        {{640, 480, 8, 0, 2, 51, 5, 0}, 0x10000001},
+        {{640, 480, 8, 0, 2, 2, 41, 0}, 0x10000001},
+        {{640, 480, 8, 0, 2, 2, 5, 0}, 0},
+        {{640, 480, 32, 0, 0, 0, 0, -1}, 0x10000001},
+        {{INT_MAX, INT_MAX, 32, 0, 0, 0, 0, 0}, 0},
+        {{INT_MAX, INT_MAX, 1, 1, 0, 0, 0, 0}, 0x10000015}, // more bytes than 64 bits count
+        {{INT_MAX, INT_MAX, 4, 1, 0, 0, 0, 0}, 0x10000015},
+        {{INT_MAX, 600000000, 4, 0, 0, 0, 0, 0}, 0x10000015}, // either block alone would still be counted
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(GetMemSize(c.ability), c.status) << (&c - kCases);
+    }
+    EXPECT_EQ(OXB3D_BINOSTEREO_CheckAbilityParam(nullptr), 0x10000014);
+}
+
+TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
+    const auto up = [](uint64_t n) { return (n + 127) / 128 * 128; };
+    const uint64_t w = 641;
+    const uint64_t h = 481;
+    const uint64_t maps = 2 * up(8 * w * h);
+    const uint64_t fuse = 128 + up(2 * w * h) + 2 * up(4 * w * h);
+    const uint64_t fuseScratch = up(2 * w * h) + up(w * h) + up(22 * w);
+    const struct {
+        uint32_t flags;
+        uint64_t persistent;
+        uint64_t scratch;
+    } kCases[] = {{32, 384, 0},
+                  {2 + 8 + 16, 384, 0},
+                  {1, 384 + maps, 256},
+                  {4, 384 + fuse, fuseScratch},
+                  {63, 384 + maps + fuse, fuseScratch}};
+    for (const auto& c : kCases) {
+        OXB3D_BINOSTEREO_MEM_TAB tab[8];
+        std::memset(tab, 0xFF, sizeof tab);
+        const Ab ability = Ability(c.flags, 641, 481);
+        ASSERT_EQ(OXB3D_BINOSTEREO_GetMemSize(&ability, tab), 0);
+        EXPECT_EQ(tab[0].size, c.persistent) << c.flags;
+        EXPECT_EQ(tab[1].size, c.scratch) << c.flags;
+        OXB3D_BINOSTEREO_MEM_TAB expected[8] = {};
+        expected[0] = {c.persistent, 128, 0, 1, 0, nullptr, nullptr, 1, {}};
+        expected[1] = {c.scratch, 128, 0, 0, 0, nullptr, nullptr, 1, {}};
+        EXPECT_EQ(std::memcmp(tab, expected, sizeof tab), 0) << c.flags;
+    }
+}
+
+TEST(Create, ChecksTheTableInOrder) {
+    const Ab ability = Ability(1);
+    CMemory memory(ability);
+    const auto create = [&](auto change, const Ab& a) {
+        OXB3D_BINOSTEREO_MEM_TAB tab[8];
+        std::memcpy(tab, memory.Tab(), sizeof tab);
+        change(tab);
+        void* handle = nullptr;
+        const int32_t status = OXB3D_BINOSTEREO_Create(&a, tab, &handle);
+        EXPECT_EQ(handle != nullptr, status == 0);
+        return status;
+    };
+    using T = OXB3D_BINOSTEREO_MEM_TAB*;
+    const auto shift = [](void* p) { return static_cast<void*>(static_cast<char*>(p) + 64); };
+    EXPECT_EQ(create([](T) {}, ability), 0);
+    EXPECT_EQ(create([](T t) { t[0].base = nullptr; }, ability), 0x10000014);
+    EXPECT_EQ(create([](T t) { t[1].size = 0, t[1].base = nullptr; }, ability), 0x10000014);
+    EXPECT_EQ(create([](T t) { t[5].size = 128; }, ability), 0x10000002);
+    EXPECT_EQ(create([](T t) { t[1].alignment = 64; }, ability), 0x10000003);
+    EXPECT_EQ(create([&](T t) { t[0].base = shift(t[0].base); }, ability), 0x10000006);
+    EXPECT_EQ(create([](T t) { t[0].space = 4; }, ability), 0x10000002);
+    EXPECT_EQ(create([&](T t) { t[0].space = 4, t[0].secondBase = shift(t[0].base); }, ability), 0x10000006);
+    EXPECT_EQ(create([](T t) { t[0].size -= 64; }, ability), 0x10000005);
+    EXPECT_EQ(create([](T t) { t[0].size = 0; }, Ability(0)), 0x10000001);
+    EXPECT_EQ(create([](T t) { t[0].size = 256; }, Ability(32)), 0x10000004);
+    EXPECT_EQ(create([](T t) { t[0].size -= 128; }, ability), 0x10000004);
+    EXPECT_EQ(create([](T t) { t[1].size -= 128; }, ability), 0x10000004);
+    EXPECT_EQ(create([](T) {}, Ability(1, INT_MAX, INT_MAX)), 0x10000004);
+    EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), nullptr), 0x10000014);
+}
+
+TEST(Create, OverALiveObjectKeepsItsParameters) {
+    CTestObject object(32);
+    object.SetParam(3, 64);
+    CMemory other(Ability(33));
+    const Ab ability = Ability(33);
+    void* handle = object.Handle();
+    ASSERT_EQ(OXB3D_BINOSTEREO_Create(&ability, other.Tab(), &handle), 0);
+    ASSERT_EQ(handle, other.Tab()[0].base);
+    EXPECT_EQ(ParamOf(handle, 3), 64);
+    EXPECT_EQ(ParamOf(handle, 1), 11);
+    ASSERT_EQ(OXB3D_BINOSTEREO_Create(&ability, other.Tab(), &handle), 0); // and in its own memory
+    EXPECT_EQ(ParamOf(handle, 3), 64);
+    handle = nullptr;
+    ASSERT_EQ(OXB3D_BINOSTEREO_Create(&ability, other.Tab(), &handle), 0);
+    EXPECT_EQ(ParamOf(handle, 3), 240);
+}
+
+TEST(Handle, IsRecognisedByItsWholeMark) {
+    CTestObject object(32);
+    Param param{1, 0};
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(nullptr, 1, &param, 8), 0x10000014);
+    EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(nullptr, 99, &param, 8), 0x10000014);
+    EXPECT_EQ(OXB3D_BINOSTEREO_Process(nullptr, 15, &param, 8, &param, 8), 0x10000014);
+    EXPECT_STREQ(static_cast<char*>(object.Handle()), "OXB3D_BINOSTEREO");
+    static_cast<char*>(object.Handle())[16] = 'x';
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(object.Handle(), 1, &param, 8), 0x10000001);
+    EXPECT_EQ(OXB3D_BINOSTEREO_Process(object.Handle(), 99, &param, 8, &param, 8), 0x10000001);
+    EXPECT_EQ(OXB3D_BINOSTEREO_Destroy(object.Handle()), 0);
+    EXPECT_EQ(OXB3D_BINOSTEREO_Destroy(nullptr), 0x10000014);
+}
+
+TEST(Parameters, HaveDefaultsAndAcceptExactlyTheirRange) {
+    const struct {
+        uint32_t id;
+        int32_t initial, minimum, maximum;
+    } kParams[] = {{1, 11, 5, 40},     {2, 0, 0, 400},    {3, 240, 16, 288}, {4, 2, 1, 2},
+                   {5, 1, 1, 2},       {6, 4, 0, 9},      {257, 1, 1, 3},    {258, 1, 1, 1},
+                   {259, 155, 0, 255}, {260, 0, -64, 64}, {261, 0, -64, 64}, {513, 80, 0, 100},
+                   {514, 80, 0, 100},  {515, 80, 0, 100}, {516, 80, 0, 100}, {769, 7, 3, 100},
+                   {770, 15, 1, 255},  {771, 1, 1, 2},    {772, 1, 1, 2},    {773, 30, 0, 100},
+                   {774, 50, 20, 100}, {775, 20, 0, 255}, {776, 40, 0, 255}, {777, 1, 1, 2},
+                   {1025, 1, 1, 2},    {1026, 1, 0, 10}};
+    CTestObject object(32);
+    const auto set = [&object](uint32_t id, int32_t value) {
+        Param param{id, value};
+        return OXB3D_BINOSTEREO_SetConfig(object.Handle(), 1, &param, 8);
+    };
+    for (const auto& p : kParams) {
+        EXPECT_EQ(ParamOf(object.Handle(), p.id), p.initial) << p.id;
+        EXPECT_EQ(set(p.id, p.minimum), 0) << p.id;
+        EXPECT_EQ(ParamOf(object.Handle(), p.id), p.minimum) << p.id;
+        EXPECT_EQ(set(p.id, p.minimum - 1), 0x10000012) << p.id;
+        EXPECT_EQ(set(p.id, p.maximum + 1), 0x10000012) << p.id;
+        EXPECT_EQ(set(p.id, p.maximum), 0) << p.id;
+        EXPECT_EQ(set(p.id, INT_MIN), 0x10000012) << p.id;
+        EXPECT_EQ(ParamOf(object.Handle(), p.id), p.maximum) << p.id;
+    }
+    EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(object.Handle(), 3, nullptr, -1), 0);
+    for (const auto& p : kParams) {
+        EXPECT_EQ(ParamOf(object.Handle(), p.id), p.initial) << p.id;
+    }
+    for (const uint32_t id : {0U, 7U, 256U, 262U, 512U, 517U, 768U, 778U, 1024U, 1027U, UINT_MAX}) {
+        EXPECT_EQ(set(id, 1), 0x10000011) << id;
+    }
+}
+
+TEST(Parameters, ListsAreAppliedWholeOrNotAtAll) {
+    CTestObject object(32);
+    ParamList list{};
+    const auto set = [&] { return OXB3D_BINOSTEREO_SetConfig(object.Handle(), 2, &list, sizeof list); };
+    const auto get = [&] { return OXB3D_BINOSTEREO_GetConfig(object.Handle(), 2, &list, sizeof list); };
+    EXPECT_EQ(set(), 0x10000013);
+    EXPECT_EQ(get(), 0x10000013);
+    list.count = 257;
+    EXPECT_EQ(set(), 0x10000013);
+    list = {3, {{1, 20}, {2, 300}, {6, 10}}};
+    EXPECT_EQ(set(), 0x10000012);
+    list.params[2].id = 8;
+    EXPECT_EQ(set(), 0x10000011);
+    EXPECT_EQ(ParamOf(object.Handle(), 1), 11);
+    list = {3, {{1, 20}, {2, 300}, {1, 21}}};
+    EXPECT_EQ(set(), 0);
+    list = {3, {{1, -5}, {99, -5}, {2, -5}}};
+    EXPECT_EQ(get(), 0x10000011);
+    EXPECT_EQ(list.params[0].value, -5);
+    list.params[1].id = 3;
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(list.params[0].value, 21);
+    EXPECT_EQ(list.params[2].value, 300);
+    list.count = 256;
+    std::fill(std::begin(list.params), std::end(list.params), Param{6, 9});
+    EXPECT_EQ(set(), 0);
+}
+
+TEST(Configuration, KnowsItsKeysAndRecordSizes) {
+    CTestObject object(32);
+    std::array<uint8_t, 2052> data{};
+    const auto set = [&](int32_t key, void* p, int32_t size) {
+        return OXB3D_BINOSTEREO_SetConfig(object.Handle(), key, p, size);
+    };
+    const auto get = [&](int32_t key, void* p, int32_t size) {
+        return OXB3D_BINOSTEREO_GetConfig(object.Handle(), key, p, size);
+    };
+    for (const int32_t key : {-1, 0, 5, 6, 9, 0x30000001}) {
+        EXPECT_EQ(set(key, data.data(), 8), 0x1000000B) << key;
+    }
+    for (const int32_t key : {0, 6, 7, 8, 9, 0x30000000}) {
+        EXPECT_EQ(get(key, data.data(), 8), 0x1000000B) << key;
+    }
+    EXPECT_EQ(set(1, data.data(), 7), 0x1000000C);
+    EXPECT_EQ(set(2, data.data(), 2051), 0x1000000C);
+    EXPECT_EQ(set(1, nullptr, 8), 0x10000014);
+    EXPECT_EQ(set(7, data.data(), 40), 0);
+    EXPECT_EQ(set(7, nullptr, 40), 0x10000014);
+    EXPECT_EQ(set(8, data.data(), 40), 0x1000000C);
+    EXPECT_EQ(set(8, data.data(), 88), 0);
+    EXPECT_EQ(get(5, nullptr, 40), 0);
+    EXPECT_EQ(get(5, data.data(), 41), 0x1000000C);
+    EXPECT_EQ(get(4, data.data(), 32), 0x1000000C);
+
+    uint64_t version = UINT64_MAX;
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(nullptr, 3, &version, 8), 0);
+    EXPECT_EQ(version, 79768152U);
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetVersion(), 79768152);
+
+    std::array<uint32_t, 21> ability;
+    ability.fill(0xFFFFFFFFU);
+    EXPECT_EQ(get(4, ability.data(), 84), 0);
+    EXPECT_EQ(ability, (std::array<uint32_t, 21>{640, 480, 32, 1, 2, 2, 5}));
+}
+
+TEST(Configuration, TellsTheSizeOfARectificationMap) {
+    CTestObject object(32);
+    const auto ask = [&](OXB3D_BINOSTEREO_RECT_MAP_SIZE request, uint64_t* size) {
+        const int32_t status =
+            OXB3D_BINOSTEREO_GetConfig(object.Handle(), 0x30000001, &request, sizeof request);
+        *size = request.bufferSize;
+        return status;
+    };
+    uint64_t size = 0;
+    EXPECT_EQ(ask({70000, 70000, 1, 0, 0}, &size), 0);
+    EXPECT_EQ(size, 39200000000U);
+    EXPECT_EQ(ask({640, 480, 0, 0, 0}, &size), 0);
+    EXPECT_EQ(size, (8U * 640 + 32) * 480);
+    EXPECT_EQ(ask({0, 480, 1, 0, 7}, &size), 0x10000019);
+    EXPECT_EQ(ask({640, 0, 1, 0, 7}, &size), 0x10000019);
+    EXPECT_EQ(ask({640, 480, 2, 0, 7}, &size), 0x10000019);
+    EXPECT_EQ(ask({INT_MAX, INT_MAX, 1, 0, 7}, &size), 0x10000015);
+    EXPECT_EQ(size, 7U);
+}
+
+TEST(Process, IsRefusedWithoutItsAbilityBit) {
+    constexpr uint32_t kBits[16] = {0, 1, 1, 2, 2, 1, 4, 8, 16, 16, 16, 2, 2, 2, 2, 32};
+    constexpr bool kBuilt[16] = {false, true,  false, true,  false, true, true,  false,
+                                 false, false, false, false, false, true, false, true};
+    uint8_t record[128] = {};
+    for (const uint32_t bit : {1U, 2U, 4U, 8U, 16U, 32U}) {
+        CTestObject object(bit);
+        const auto run = [&](int32_t type, void* in, int32_t inSize) {
+            return OXB3D_BINOSTEREO_Process(object.Handle(), type, in, inSize, record, 3);
+        };
+        for (int32_t type = 1; type <= 15; ++type) {
+            if (kBits[type] != bit) {
+                EXPECT_EQ(run(type, record, 128), 0x1000000D) << type;
+                continue;
+            }
+            EXPECT_EQ(run(type, nullptr, 128), 0x10000014) << type;
+            EXPECT_EQ(run(type, record, 3), kBuilt[type] ? 0x1000000E : 0x10000000) << type;
+        }
+        for (const int32_t type : {INT_MIN, 0, 16}) {
+            EXPECT_EQ(run(type, record, 128), 0x1000000D) << type;
+        }
+    }
+}
+
+TEST(Status, OfTheImageLayerIsMapped) {
+    const std::pair<int32_t, int32_t> kCases[] = {{0, 0},
+                                                  {-1, 0x10000000},
+                                                  {-8, 0x10000007},
+                                                  {-21, 0x10000014},
+                                                  {-29, 0x1000001C},
+                                                  {-30, 0x10000000},
+                                                  {1, 0x1000001D},
+                                                  {2, 0x10000000},
+                                                  {INT_MIN, 0x10000000}};
+    for (const auto& [zqa, expected] : kCases) {
+        EXPECT_EQ(OXB_ZqaStatusToOxbAlgStatus(zqa), expected) << zqa;
+    }
+}
+
+TEST(ImageCheck, HoldsEveryFormatToItsRules) {
+    const struct {
+        std::vector<int32_t> formats;
+        bool evenWidth, evenHeight;
+        std::array<int32_t, 4> steps; // smallest for width 12; 0: plane not needed
+    } kRules[] = {{{1, 2, 3, 300, 303, 307}, false, false, {12, 0, 0, 0}},
+                  {{100, 101}, true, true, {12, 6, 6, 0}},
+                  {{102}, true, true, {12, 12, 0, 0}},
+                  {{103}, true, false, {12, 6, 6, 0}},
+                  {{104, 106, 107}, false, false, {24, 0, 0, 0}},
+                  {{105, 200}, false, false, {12, 12, 12, 0}},
+                  {{201}, false, false, {36, 0, 0, 0}},
+                  {{202, 204}, false, false, {12, 12, 12, 12}},
+                  {{203, 205}, false, false, {48, 0, 0, 0}}};
+    uint8_t pixel = 0;
+    for (const auto& rule : kRules) {
+        for (const int32_t format : rule.formats) {
+            SCOPED_TRACE(format);
+            ZQA_IMAGE good{format, 12, 10, {}, {}};
+            for (size_t i = 0; i < 4; ++i) {
+                good.step[i] = rule.steps[i];
+                good.data[i] = rule.steps[i] != 0 ? &pixel : nullptr;
+            }
+            const auto check = [&good](auto change) {
+                ZQA_IMAGE image = good;
+                change(image);
+                return ZQA_CheckImage(&image);
+            };
+            EXPECT_EQ(check([](auto&) {}), 0);
+            EXPECT_EQ(check([](auto& i) { i.width = 11; }), rule.evenWidth ? -9 : 0);
+            EXPECT_EQ(check([](auto& i) { i.height = 9; }), rule.evenHeight ? -9 : 0);
+            EXPECT_EQ(check([](auto& i) { i.width = 0; }), -9);
+            EXPECT_EQ(check([](auto& i) { i.height = INT_MIN; }), -9);
+            EXPECT_EQ(check([](auto& i) { i.width = INT_MAX - 1; }), -10);
+            for (size_t plane = 0; plane < 4 && rule.steps[plane] != 0; ++plane) {
+                EXPECT_EQ(check([plane](auto& i) { --i.step[plane]; }), -10) << plane;
+                EXPECT_EQ(check([plane](auto& i) { i.data[plane] = nullptr; }), -11) << plane;
+            }
+        }
+    }
+    for (const int32_t format : {0, 4, 99, 108, 199, 206, 299, 308, -1}) {
+        const ZQA_IMAGE image = Image(format, 0, 0, nullptr);
+        EXPECT_EQ(ZQA_CheckImage(&image), -8) << format;
+    }
+    EXPECT_EQ(ZQA_CheckImage(nullptr), -21);
+}
+
+} // namespace
