@@ -1,0 +1,121 @@
+// libMediaProcess.so: scaling of one plane of bytes. Relies on libyuv for the pixels; everything that comes
+// from the caller is checked here, because libyuv checks nothing.
+#include <ox3drgbd/OxMediaProcess.h>
+
+#include <cstdint>
+#include <libyuv/scale.h>
+#include <mutex>
+#include <unordered_set>
+
+static_assert(sizeof(OX_MP_SCALING_PARAM) == 88);
+
+namespace {
+
+// The live handles. A handle is a number that is never given out twice and never dereferenced, so neither a
+// foreign pointer nor a destroyed handle can be taken for a live one.
+class CHandleTable {
+public:
+    void* Create() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const uintptr_t id = m_nNext;
+        m_live.insert(id);
+        m_nNext += 2;                       // odd numbers only: no object's address looks like one
+        return reinterpret_cast<void*>(id); // NOLINT(performance-no-int-to-ptr): never dereferenced
+    }
+    bool IsLive(const void* handle) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_live.count(reinterpret_cast<uintptr_t>(handle)) != 0;
+    }
+    bool Destroy(const void* handle) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_live.erase(reinterpret_cast<uintptr_t>(handle)) != 0;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::unordered_set<uintptr_t> m_live;
+    uintptr_t m_nNext = 1;
+};
+
+// Never destroyed: threads may still scale while the process exits.
+CHandleTable& Handles() {
+    static auto* const table = new CHandleTable;
+    return *table;
+}
+
+bool IsSide(uint32_t pixels) {
+    return pixels >= 1 && pixels <= OX_MP_MAX_SIDE;
+}
+
+// Whether two ranges of memory share a byte. Compared as numbers, since they belong to different objects.
+bool Overlap(const uint8_t* a, uint64_t aBytes, const uint8_t* b, uint64_t bBytes) {
+    const uint64_t aBegin = reinterpret_cast<uintptr_t>(a);
+    const uint64_t bBegin = reinterpret_cast<uintptr_t>(b);
+    return aBegin < bBegin ? bBegin - aBegin < aBytes : aBegin - bBegin < bBytes;
+}
+
+int CheckParam(const OX_MP_SCALING_PARAM& param) {
+    if (param.pSrcData == nullptr || param.pDstData == nullptr) {
+        return OX_MP_E_PARAMETER;
+    }
+    if (!IsSide(param.nSrcWidth) || !IsSide(param.nSrcHeight) || !IsSide(param.nDstWidth) ||
+        !IsSide(param.nDstHeight)) {
+        return OX_MP_E_SIZE;
+    }
+    const uint64_t srcBytes = uint64_t{param.nSrcWidth} * param.nSrcHeight;
+    const uint64_t dstBytes = uint64_t{param.nDstWidth} * param.nDstHeight;
+    if (param.nSrcLen < srcBytes) {
+        return OX_MP_E_SOURCE_LEN;
+    }
+    if (param.nDstBufSize < dstBytes) {
+        return OX_MP_E_DEST_LEN;
+    }
+    if (param.nMethod != OX_MP_METHOD_BILINEAR) {
+        return OX_MP_E_METHOD;
+    }
+    return Overlap(param.pSrcData, srcBytes, param.pDstData, dstBytes) ? OX_MP_E_PARAMETER : OX_MP_OK;
+}
+
+void ScaleBilinear(OX_MP_SCALING_PARAM& param) {
+    const int srcWidth = static_cast<int>(param.nSrcWidth);
+    const int dstWidth = static_cast<int>(param.nDstWidth);
+    libyuv::ScalePlane(param.pSrcData, srcWidth, srcWidth, static_cast<int>(param.nSrcHeight), param.pDstData,
+                       dstWidth, dstWidth, static_cast<int>(param.nDstHeight), libyuv::kFilterBilinear);
+    param.nDstLen = param.nDstWidth * param.nDstHeight;
+}
+
+} // namespace
+
+extern "C" void* OX_MP_CreateHandle(void) {
+    try {
+        return Handles().Create();
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+extern "C" int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam) {
+    try {
+        if (!Handles().IsLive(handle)) {
+            return OX_MP_E_HANDLE;
+        }
+        if (pstParam == nullptr) {
+            return OX_MP_E_PARAMETER;
+        }
+        const int status = CheckParam(*pstParam);
+        if (status == OX_MP_OK) {
+            ScaleBilinear(*pstParam);
+        }
+        return status;
+    } catch (...) {
+        return OX_MP_E_SCALING;
+    }
+}
+
+extern "C" int OX_MP_DestroyHandle(void* handle) {
+    try {
+        return Handles().Destroy(handle) ? OX_MP_OK : OX_MP_E_HANDLE;
+    } catch (...) {
+        return OX_MP_E_HANDLE;
+    }
+}
