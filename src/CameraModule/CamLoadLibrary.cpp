@@ -1,0 +1,116 @@
+// CamLoadLibrary.cpp - opens the camera-control library and fills the function pointers, row by row.
+#include "CameraModule/CamLoadLibrary.h"
+
+#include <cstring>
+#include <dlfcn.h>
+
+#include "Common/AsyncLog.h"
+#include "Ox3dRgbdDefine.h"
+
+extern "C" {
+#define OX_CAM_SYMBOL(result, name, arguments, group, need) result(*name) arguments = nullptr;
+#include "CameraModule/CamSymbols.def"
+}
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/CameraModule/CamLoadLibrary";
+
+// No folder: which library is taken is the dynamic linker's matter.
+constexpr const char* kLibraryName = "libOxCameraControl.so";
+
+enum class Group { CORE, EXTENDED, ACCESS };
+enum class Need { REQUIRED, OPTIONAL };
+
+struct SymbolRow {
+    const char* m_name;
+    void** m_global;
+    Group m_group;
+    Need m_need;
+};
+
+const SymbolRow kSymbols[] = {
+#define OX_CAM_SYMBOL(result, name, arguments, group, need) \
+    {#name, reinterpret_cast<void**>(&name), Group::group, Need::need},
+#include "CameraModule/CamSymbols.def"
+};
+static_assert(sizeof(kSymbols) / sizeof(kSymbols[0]) == 57);
+
+// Never closed: pointers into the library live as long as the process.
+void* g_library = nullptr;
+
+void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
+    void* library = __atomic_load_n(&g_library, __ATOMIC_ACQUIRE);
+    if (library != nullptr) {
+        return library;
+    }
+    library = dlopen(kLibraryName, RTLD_LAZY);
+    if (library == nullptr) {
+        OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
+        return nullptr;
+    }
+    __atomic_store_n(&g_library, library, __ATOMIC_RELEASE);
+    return library;
+}
+
+bool Resolve(void* library, const SymbolRow& row) {
+    if (__atomic_load_n(row.m_global, __ATOMIC_ACQUIRE) != nullptr) {
+        return true;
+    }
+    void* address = dlsym(library, row.m_name);
+    if (address == nullptr) {
+        OX_LOG_ERROR("GetProc %s fail\r\n", row.m_name);
+        return row.m_need == Need::OPTIONAL;
+    }
+    __atomic_store_n(row.m_global, address, __ATOMIC_RELEASE);
+    return true;
+}
+
+uint32_t LoadGroup(Group group, _TRACE_LEVEL_ failureLevel) {
+    void* library = OpenLibrary(failureLevel);
+    if (library == nullptr) {
+        return OX3D_RGBD_E_LOAD_LIBRARY;
+    }
+    for (const SymbolRow& row : kSymbols) {
+        if (row.m_group == group && !Resolve(library, row)) {
+            return OX3D_RGBD_E_LOAD_LIBRARY;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
+uint32_t LoadOne(const char* name) {
+    void* library = OpenLibrary(TRACE_LEVEL_ERROR);
+    if (library == nullptr) {
+        return OX3D_RGBD_E_LOAD_LIBRARY;
+    }
+    for (const SymbolRow& row : kSymbols) {
+        if (strcmp(row.m_name, name) == 0 && !Resolve(library, row)) {
+            return OX3D_RGBD_E_LOAD_LIBRARY;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
+} // namespace
+
+uint32_t LoadCamDllEnumFunction() {
+    return LoadOne("OX_CC_EnumDevices");
+}
+
+uint32_t LoadCamDllIsDeviceAccessible() {
+    return LoadGroup(Group::ACCESS, TRACE_LEVEL_ERROR);
+}
+
+uint32_t LoadCamDllGetSDKVersionFunction() {
+    return LoadOne("OX_CC_GetSDKVersion");
+}
+
+uint32_t LoadCamDllAllFunctions() {
+    return LoadGroup(Group::CORE, TRACE_LEVEL_ERROR);
+}
+
+// A library without the extended functions still serves, so its absence here is no error of its own.
+uint32_t LoadCamDllSpeFunction() {
+    return LoadGroup(Group::EXTENDED, TRACE_LEVEL_INFO);
+}

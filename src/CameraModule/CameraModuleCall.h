@@ -1,0 +1,35 @@
+// CameraModuleCall.h - the one shape of a call into the camera-control library; included by the units of
+// CCameraModule only.
+#ifndef OX3D_CAMERA_MODULE_CALL_H
+#define OX3D_CAMERA_MODULE_CALL_H
+
+#include "CameraModule/CameraModule.h"
+#include "Common/AsyncLog.h"
+
+namespace {
+[[maybe_unused]] constexpr const char* kLogSource = "../../src/CameraModule/CameraModule";
+}
+
+// The function's name for the log and the global behind it, then the arguments after the handle.
+#define CAM_CALL(function, ...) Call(#function, function __VA_OPT__(, ) __VA_ARGS__)
+
+template <class Result, class... Params, class... Args>
+int CCameraModule::RawCall(const char* name, Result (*&global)(void*, Params...), Args... args) {
+    auto* function = CamFunction(global);
+    if (function == nullptr) {
+        OX_LOG_ERROR("camera module %s is null.\r\n", name);
+        return static_cast<int>(OX_CC_E_SUPPORT);
+    }
+    return function(m_handle, args...);
+}
+
+template <class Result, class... Params, class... Args>
+uint32_t CCameraModule::Call(const char* name, Result (*&global)(void*, Params...), Args... args) {
+    const int nRet = RawCall(name, global, args...);
+    if (nRet != 0) {
+        OX_LOG_ERROR("camera module %s fail, nRet:[%#x].\r\n", name, nRet);
+    }
+    return ErrCodeTrans(nRet);
+}
+
+#endif

@@ -1,0 +1,100 @@
+// ApiGuard.cpp - see ApiGuard.h.
+//
+// Why close never races with the unlocked calls: a call counts itself in and then looks whether the handle is
+// live; close first marks it closing and then looks whether anybody is counted in. Both in sequential
+// consistency, so at least one of the two sees the other.
+#include "Interface/ApiGuard.h"
+
+#include <time.h>
+
+#include "Manager/CallbackSlot.h"
+#include "Manager/Manager.h"
+
+namespace {
+
+// How often a callback looks whether the holder of the device lock has begun to wait for it.
+constexpr uint32_t kLookAgainMs = 2;
+
+thread_local const CDevicePin* t_innermostPin = nullptr;
+
+} // namespace
+
+CDeviceLock::CDeviceLock(void* handle) : m_status(Enter(handle)) {}
+
+CDeviceLock::~CDeviceLock() {
+    Leave();
+}
+
+void CDeviceLock::Leave() {
+    if (m_isHeld) {
+        m_isHeld = false;
+        m_mutex->Unlock();
+    }
+}
+
+uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
+    const CMyHandleFactory* factory = handle != nullptr ? CMyHandleFactory::GetFactory() : nullptr;
+    if (factory == nullptr) {
+        return OX3D_RGBD_E_HANDLE;
+    }
+    m_mutex = factory->GetHandleMutex(handle);
+    m_signal = factory->GetHandleSignal(handle);
+    if (m_mutex == nullptr || m_signal == nullptr) {
+        return OX3D_RGBD_E_HANDLE;
+    }
+    if (CCallbackScope::IsInsideOwner(handle)) {
+        while (!m_mutex->LockFor(kLookAgainMs)) {
+            const uint32_t state = m_signal->m_nState;
+            if (state != OX_HANDLE_LIVE) {
+                return state == OX_HANDLE_STOPPING ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_HANDLE;
+            }
+        }
+    } else {
+        m_mutex->Lock();
+    }
+    m_isHeld = true;
+    const bool isSame =
+        factory->GetMutexHandle(m_mutex) == handle && factory->GetSignalHandle(m_signal) == handle;
+    if (!isSame || m_signal->m_nState == OX_HANDLE_CLOSING) {
+        Leave();
+        return OX3D_RGBD_E_HANDLE;
+    }
+    m_manager = static_cast<CManager*>(handle);
+    return OX3D_RGBD_OK;
+}
+
+CDevicePin::CDevicePin(void* handle) {
+    const CMyHandleFactory* factory = handle != nullptr ? CMyHandleFactory::GetFactory() : nullptr;
+    OX_HANDLE_SIGNAL* signal = factory != nullptr ? factory->GetHandleSignal(handle) : nullptr;
+    if (signal == nullptr) {
+        return;
+    }
+    ++signal->m_nInside;
+    if (factory->GetSignalHandle(signal) != handle || signal->m_nState == OX_HANDLE_CLOSING) {
+        --signal->m_nInside;
+        return;
+    }
+    m_signal = signal;
+    m_manager = static_cast<CManager*>(handle);
+    m_outer = t_innermostPin;
+    t_innermostPin = this;
+}
+
+CDevicePin::~CDevicePin() {
+    if (m_signal != nullptr) {
+        t_innermostPin = m_outer;
+        --m_signal->m_nInside;
+    }
+}
+
+void CDevicePin::WaitForOthers(OX_HANDLE_SIGNAL* signal) {
+    uint32_t own = 0;
+    for (const CDevicePin* pin = t_innermostPin; pin != nullptr; pin = pin->m_outer) {
+        own += pin->m_signal == signal ? 1 : 0;
+    }
+    // Calls inside end by themselves; a short sleep costs a close nothing that its camera would not.
+    constexpr timespec kPause = {0, 1000000};
+    while (signal->m_nInside > own) {
+        nanosleep(&kPause, nullptr);
+    }
+}

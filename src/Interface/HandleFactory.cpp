@@ -1,0 +1,131 @@
+// HandleFactory.cpp - see HandleFactory.h.
+#include "Interface/HandleFactory.h"
+
+#include <memory>
+#include <new>
+
+#include "Common/NeverDestroyed.h"
+#include "Manager/Manager.h"
+
+std::atomic<CMyHandleFactory*> CMyHandleFactory::m_pcHandleFactory{nullptr};
+
+// The first free entry, or a new one at the head. Under the registry lock.
+template <class Object>
+CHandleFactory::Entry<Object>* CHandleFactory::List<Object>::Occupy(void* handle) {
+    for (Entry<Object>* entry = m_head; entry != nullptr; entry = entry->m_next) {
+        if (entry->m_handle == nullptr) {
+            entry->m_handle = handle;
+            return entry;
+        }
+    }
+    auto* entry = new (std::nothrow) Entry<Object>;
+    if (entry == nullptr) {
+        return nullptr;
+    }
+    entry->m_handle = handle;
+    entry->m_next = m_head;
+    m_head = entry;
+    ++m_count;
+    return entry;
+}
+
+template <class Object>
+void CHandleFactory::List<Object>::Vacate(void* handle) {
+    for (Entry<Object>* entry = m_head; entry != nullptr; entry = entry->m_next) {
+        if (entry->m_handle == handle) {
+            entry->m_handle = nullptr;
+            return;
+        }
+    }
+}
+
+template <class Object>
+Object* CHandleFactory::List<Object>::Find(void* handle) const {
+    for (Entry<Object>* entry = m_head; handle != nullptr && entry != nullptr; entry = entry->m_next) {
+        if (entry->m_handle == handle) {
+            return &entry->m_object;
+        }
+    }
+    return nullptr;
+}
+
+template <class Object>
+void* CHandleFactory::List<Object>::HandleOf(const Object* object) const {
+    for (const Entry<Object>* entry = m_head; entry != nullptr; entry = entry->m_next) {
+        if (&entry->m_object == object) {
+            return entry->m_handle;
+        }
+    }
+    return nullptr;
+}
+
+COXMutex& CHandleFactory::RegistryLock() {
+    static ox3d::CNeverDestroyed<COXMutex> lock;
+    return lock.Get();
+}
+
+bool CHandleFactory::MapHandleMutex(void* handle) {
+    Entry<OX_HANDLE_SIGNAL>* signal = m_signals.Occupy(handle);
+    if (signal == nullptr) {
+        return false;
+    }
+    // Only the state starts anew. A late look-up may be counting itself in and out of the record right now,
+    // and both steps have to find the same number.
+    signal->m_object.m_nState = OX_HANDLE_LIVE;
+    if (m_mutexes.Occupy(handle) == nullptr) {
+        m_signals.Vacate(handle);
+        return false;
+    }
+    return true;
+}
+
+void CHandleFactory::UnmapHandleMutex(void* handle) {
+    m_mutexes.Vacate(handle);
+    m_signals.Vacate(handle);
+}
+
+COXMutex* CHandleFactory::GetHandleMutex(void* handle) const {
+    return m_mutexes.Find(handle);
+}
+
+void* CHandleFactory::GetMutexHandle(const COXMutex* mutex) const {
+    return m_mutexes.HandleOf(mutex);
+}
+
+OX_HANDLE_SIGNAL* CHandleFactory::GetHandleSignal(void* handle) const {
+    return m_signals.Find(handle);
+}
+
+void* CHandleFactory::GetSignalHandle(const OX_HANDLE_SIGNAL* signal) const {
+    return m_signals.HandleOf(signal);
+}
+
+CMyHandleFactory* CMyHandleFactory::CreateFactory() {
+    const COXLock lock(&RegistryLock());
+    if (m_pcHandleFactory == nullptr) {
+        m_pcHandleFactory = new (std::nothrow) CMyHandleFactory;
+    }
+    return m_pcHandleFactory;
+}
+
+CMyHandleFactory* CMyHandleFactory::GetFactory() {
+    return m_pcHandleFactory;
+}
+
+CManager* CMyHandleFactory::CreateHandle() {
+    const COXLock lock(&RegistryLock());
+    std::unique_ptr<CManager> manager(new (std::nothrow) CManager);
+    if (manager == nullptr || !MapHandleMutex(manager.get())) {
+        return nullptr;
+    }
+    return manager.release();
+}
+
+void CMyHandleFactory::DestroyHandle(CManager* manager) {
+    if (manager == nullptr) {
+        return;
+    }
+    const COXLock lock(&RegistryLock());
+    UnmapHandleMutex(manager);
+    delete manager;
+}

@@ -1,0 +1,26 @@
+// Ox3dRgbdImgProc.cpp - exported image processing.
+#include "Ox3dRgbdImgProc.h"
+
+#include "Common/AsyncLog.h"
+#include "Interface/ApiGuard.h"
+#include "Manager/Manager.h"
+
+namespace {
+constexpr const char* kLogSource = "../../src/Interface/Ox3dRgbdImgProc";
+}
+
+uint32_t OX3D_RGBD_MapDepthToPointCloud(void* handle, OX3D_RGBD_IMAGE_DATA* pstDepth,
+                                        OX3D_RGBD_IMAGE_DATA* pstPointCloud) {
+    return ApiBarrier([&] {
+        if (handle == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_MapDepthToPointCloud] handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        if (pstDepth == nullptr || pstPointCloud == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_MapDepthToPointCloud] param:is null.\r\n");
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        return UnlockedCall(handle,
+                            [&](CManager& m) { return m.DepthMapConvert(pstDepth, nullptr, pstPointCloud); });
+    });
+}

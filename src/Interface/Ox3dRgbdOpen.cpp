@@ -1,0 +1,185 @@
+// Ox3dRgbdOpen.cpp - handles come and go: the four opens, close, and the IP configuration, which works on a
+// handle of its own.
+#include <utility>
+
+#include "Common/AsyncLog.h"
+#include "Interface/ApiGuard.h"
+#include "Interface/ApiLog.h"
+#include "Manager/Manager.h"
+#include "Ox3dRgbdApi.h"
+
+namespace {
+
+constexpr const char* kLogSource = kApiLogSource;
+
+// Ends a device whose lock the caller holds. Whoever is inside without the lock is waited for and nobody new
+// gets in; the camera goes down before the registry lock is taken, so that a slow camera keeps no other
+// device from opening.
+uint32_t RetireDevice(const CDeviceLock& lock) {
+    CDeviceState closing(lock.Signal(), OX_HANDLE_CLOSING);
+    CDevicePin::WaitForOthers(&lock.Signal());
+    const uint32_t nRet = lock.Manager().DeInit();
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    closing.Keep();
+    CMyHandleFactory::GetFactory()->DestroyHandle(&lock.Manager());
+    return OX3D_RGBD_OK;
+}
+
+// Creates a handle and runs work(manager) under its device lock; the handle ends with the first failure.
+// `work` returns the status, `keep` says whether a success leaves the handle open.
+template <class Work>
+uint32_t WithNewHandle(bool keep, Work&& work) {
+    CMyHandleFactory* factory = CMyHandleFactory::CreateFactory();
+    if (factory == nullptr) {
+        return OX3D_RGBD_E_MEMORY;
+    }
+    CManager* manager = factory->CreateHandle();
+    if (manager == nullptr) {
+        return OX3D_RGBD_E_HANDLE;
+    }
+    const CDeviceLock lock(manager);
+    if (lock.Status() != OX3D_RGBD_OK) {
+        return OX3D_RGBD_E_HANDLE;
+    }
+    uint32_t nRet = ApiBarrier([&] {
+        const uint32_t initRet = manager->Init();
+        return initRet != OX3D_RGBD_OK ? initRet : work(*manager);
+    });
+    if (nRet != OX3D_RGBD_OK || !keep) {
+        const uint32_t retireRet = RetireDevice(lock);
+        if (nRet == OX3D_RGBD_OK && retireRet != OX3D_RGBD_OK) {
+            nRet = OX3D_RGBD_E_HANDLE;
+        }
+    }
+    return nRet;
+}
+
+template <class Bind>
+uint32_t Open(void** handle, Bind&& bind) {
+    return WithNewHandle(true, [&](CManager& manager) {
+        const uint32_t nRet = bind(manager);
+        if (nRet != OX3D_RGBD_OK) {
+            return nRet;
+        }
+        *handle = &manager; // before connecting: a failure from here on leaves a dead value there
+        return manager.ConnectDevice();
+    });
+}
+
+// Close from inside a callback of the device: the camera library's own thread cannot be asked to end while it
+// is needed here, so a thread of ours waits for the callback to return and closes then.
+void* CloseBehindCallback(void* argument) {
+    auto* manager = static_cast<CManager*>(argument);
+    ApiBarrier([&] {
+        manager->WaitForFrameCallback();
+        manager->WaitForExceptionCallback();
+        COXMutex* mutex = CMyHandleFactory::GetFactory()->GetHandleMutex(manager);
+        const COXLock lock(mutex);
+        CDevicePin::WaitForOthers(CMyHandleFactory::GetFactory()->GetHandleSignal(manager));
+        manager->DeInit();
+        CMyHandleFactory::GetFactory()->DestroyHandle(manager);
+        return OX3D_RGBD_OK;
+    });
+    return nullptr;
+}
+
+uint32_t CloseFromCallback(const CDeviceLock& lock) {
+    CDeviceState closing(lock.Signal(), OX_HANDLE_CLOSING);
+    const OX_THREAD_HANDLE thread = OX_CreateThread(nullptr, &CloseBehindCallback, &lock.Manager());
+    if (thread == nullptr) {
+        return OX3D_RGBD_E_HANDLE;
+    }
+    pthread_detach(*static_cast<pthread_t*>(thread)); // nobody is there to join it
+    OX_DestroyThread(thread);
+    closing.Keep();
+    return OX3D_RGBD_OK;
+}
+
+} // namespace
+
+uint32_t OX3D_RGBD_OpenDevice(void** handle, OX3D_RGBD_DEVICE_INFO* pstDeviceInfo) {
+    return ApiBarrier([&] {
+        if (handle == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_OpenDevice] handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        return Open(handle, [&](CManager& m) { return m.BindDevice(pstDeviceInfo); });
+    });
+}
+
+uint32_t OX3D_RGBD_OpenDeviceByIp(void** handle, const char* chIp) {
+    return ApiBarrier([&] {
+        if (chIp == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceByIp] param error.\r\n");
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        if (handle == nullptr) {
+            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceByIp] handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        return Open(handle, [&](CManager& m) { return m.BindDeviceByIP(chIp); });
+    });
+}
+
+uint32_t OX3D_RGBD_OpenDeviceByName(void** handle, const char* chDeviceName) {
+    return ApiBarrier([&] {
+        if (chDeviceName == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceByName] param error.\r\n");
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        if (handle == nullptr) {
+            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceByName] handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        return Open(handle, [&](CManager& m) { return m.BindDeviceByName(chDeviceName); });
+    });
+}
+
+uint32_t OX3D_RGBD_OpenDeviceBySerialNumber(void** handle, const char* chSerialNumber) {
+    return ApiBarrier([&] {
+        if (chSerialNumber == nullptr) {
+            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceBySerialNumber] param error.\r\n");
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        if (handle == nullptr) {
+            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceBySerialNumber] handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        return Open(handle, [&](CManager& m) { return m.BindDeviceBySerialNumber(chSerialNumber); });
+    });
+}
+
+uint32_t OX3D_RGBD_CloseDevice(void** handle) {
+    return ApiBarrier([&] {
+        if (handle == nullptr) {
+            OX_LOG_ERROR(" [OX3D_RGBD_CloseDevice]handle is null.\r\n");
+            return OX3D_RGBD_E_HANDLE;
+        }
+        const CDeviceLock lock(*handle);
+        if (lock.Status() != OX3D_RGBD_OK) {
+            return OX3D_RGBD_E_HANDLE;
+        }
+        const bool isInside = CCallbackScope::IsInsideOwner(&lock.Manager());
+        const uint32_t nRet = isInside ? CloseFromCallback(lock) : RetireDevice(lock);
+        if (nRet != OX3D_RGBD_OK) {
+            return OX3D_RGBD_E_HANDLE;
+        }
+        *handle = nullptr;
+        return OX3D_RGBD_OK;
+    });
+}
+
+uint32_t OX3D_RGBD_SetIpConfig(const char* chSerialNumber, OX3D_RGBD_IP_CONFIG* pstIpConfig) {
+    return ApiBarrier([&] {
+        if (chSerialNumber == nullptr || pstIpConfig == nullptr) {
+            OX_LOG_ERROR(" [OX3D_RGBD_SetIpConfig]handle is null.\r\n");
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        return WithNewHandle(false, [&](CManager& m) {
+            const uint32_t nRet = m.BindDeviceBySerialNumber(chSerialNumber);
+            return nRet != OX3D_RGBD_OK ? nRet : m.SetIpConfig(pstIpConfig);
+        });
+    });
+}

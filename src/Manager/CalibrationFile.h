@@ -1,0 +1,34 @@
+// CalibrationFile.h - the per-device calibration file: its local name, and reading it with tinyxml2.
+//
+// The file comes from a camera and lies in the working directory, so it is trusted with nothing: only a
+// regular file of at most 1 MiB is parsed, in the C locale whatever the application's.
+#ifndef OX3D_CALIBRATION_FILE_H
+#define OX3D_CALIBRATION_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "Ox3dRgbdDefine.h"
+
+// The depth camera, the colour camera and the way from one to the other. Translation in the depth's unit.
+struct DepthCalibration {
+    float m_depthIntrinsics[4]; // fx, fy, cx, cy in pixels
+    float m_depthToColor[16];   // row-major 4 x 4, last row 0 0 0 1
+    float m_colorIntrinsics[9]; // fx, fy, cx, cy, k1, k2, p1, p2, p3
+};
+
+constexpr size_t kCalibrationNameBytes = 256;
+
+// "RGBDSensorCali_<serial number>.xml", relative to the working directory. A '/' or control byte in the
+// number, which would lead elsewhere, becomes '_'. `name` holds kCalibrationNameBytes.
+void CalibrationFileName(const char* serialNumber, char* name);
+
+// Reads the set that belongs to depth images of the width. Returns null on success, else the log line of what
+// is missing; *out is then unchanged.
+const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, DepthCalibration* out);
+
+// Reads one sensor (OX3D_RGBD_CALIB_*) of the set that belongs to images of the width. False when the file
+// or an element of the set is missing; *out is then unchanged.
+bool LoadSensorCalibration(const char* fileName, int64_t width, uint32_t sensor, OX3D_RGBD_CALIB_INFO* out);
+
+#endif

@@ -1,0 +1,25 @@
+// ChunkImage.cpp - see ChunkImage.h.
+#include "Manager/ChunkImage.h"
+
+#include <cstring>
+
+ChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
+                           ChunkImage* slot) {
+    if (chunk.pChunkData == nullptr || chunk.nChunkLen < headerBytes) {
+        return ChunkResult::TOO_SHORT;
+    }
+    const uint32_t payloadBytes = chunk.nChunkLen - headerBytes;
+    if (!buffer->EnsureExists()) {
+        return ChunkResult::NO_BUFFER;
+    }
+    if (!buffer->Grow(payloadBytes)) {
+        return ChunkResult::NO_GROWTH;
+    }
+    // A chunk lies at any address: its words are copied, never read in place.
+    memcpy(chunk.pChunkData + 12, &payloadBytes, sizeof(payloadBytes));
+    uint32_t words[3];
+    memcpy(words, chunk.pChunkData, sizeof(words));
+    memcpy(buffer->Data(), chunk.pChunkData + headerBytes, payloadBytes);
+    *slot = {true, chunk.nChunkID, words[0], words[1], words[2], payloadBytes};
+    return ChunkResult::COPIED;
+}

@@ -1,0 +1,219 @@
+// Manager.h - CManager, the object behind one device handle: it owns the camera module of one device, the
+// buffers in which frames are assembled, the depth-conversion engine and the colour scaler.
+//
+// Life: constructed, Init, bound, connected (opened), started and stopped any number of times, DeInit,
+// destroyed. Calls out of order give OX3D_RGBD_E_STATE.
+//
+// Locks, outermost first; nobody takes one while holding one below it:
+//   device lock       held by the interface around all operations but those marked (unlocked); it also
+//                     serialises handle creation and destruction, whose registry lock lies inside it
+//   enumeration lock  while device records of the camera-control library are in use
+//   callback lock     push path: one frame is assembled and delivered
+//   frame mutex       pull path: the same; the two paths never run at once
+//   conversion lock   leaf: depth buffers, calibration, conversion engine
+// The log's and the callback slots' own mutexes lie below all of these.
+#ifndef OX3D_MANAGER_H
+#define OX3D_MANAGER_H
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
+#include "CameraModule/CameraModule.h"
+#include "Common/Thread.h"
+#include "Manager/CalibrationFile.h"
+#include "Manager/CallbackSlot.h"
+#include "Manager/ChunkImage.h"
+#include "Manager/GrowBuffer.h"
+#include "Manager/OwnedMutex.h"
+#include "Ox3dRgbdDefine.h"
+#include "OxCameraControl.h"
+
+enum OX_BIND_WAYS : uint32_t {
+    OX_BIND_FIRST = 0,
+    OX_BIND_BY_IP = 1,
+    OX_BIND_BY_NAME = 2,
+    OX_BIND_BY_SERIAL_NUMBER = 3,
+};
+
+class CManager {
+public:
+    CManager();
+    ~CManager();
+    CManager(const CManager&) = delete;
+    CManager& operator=(const CManager&) = delete;
+
+    // The manager behind the functions that take no handle. Lives as long as the process, so that its lines
+    // reach the log; null when it cannot be made.
+    static CManager* Shared();
+
+    // The lock around every use of the camera-control library's device records: they die at the next
+    // enumeration in the process.
+    static COXMutex& EnumerationLock();
+
+    // ---- Enumeration and binding: Manager_Device.cpp ----------------------------------------------------
+    static uint32_t EnumDevices(uint32_t transportMask, OX_CC_DEVICE_INFO_LIST* list);
+    uint32_t CamGetDeviceNumber(uint32_t deviceType, uint32_t* count);
+    uint32_t GetDeviceList(uint32_t deviceType, OX3D_RGBD_DEVICE_INFO* list, uint32_t capacity,
+                           uint32_t* count);
+    static int CompareBindParm(OX_BIND_WAYS way, const char* parm, const OX_CC_DEVICE_INFO_LIST* list,
+                               int& index);
+    uint32_t BindDevBySomeWay(OX_BIND_WAYS way, const char* parm);
+    uint32_t BindDevice(OX3D_RGBD_DEVICE_INFO* info);
+    uint32_t BindDeviceByIP(const char* ip);
+    uint32_t BindDeviceByName(const char* name);
+    uint32_t BindDeviceBySerialNumber(const char* serialNumber);
+    uint32_t CreateHandle(const OX_CC_DEVICE_INFO* record);
+    uint32_t CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out);
+    // A truth value on success, a status otherwise.
+    static uint32_t CamIsAccessible(const OX3D_RGBD_DEVICE_INFO* info, uint32_t accessMode);
+
+    // ---- Lifecycle: Manager_Lifecycle.cpp ---------------------------------------------------------------
+    void ResetMember();
+    void LoadLogConfig(); // Manager_LogConfig.cpp
+    uint32_t Init();
+    uint32_t ConnectDevice();
+    uint32_t SetWorkModeAfterOpen();
+    uint32_t SetSoftTriggerSwitchAfterOpen();
+    uint32_t Start();
+    uint32_t Stop();
+    uint32_t DeInit();
+    uint32_t Release();
+    void ClearAllLocalData();
+
+    // ---- Parameters: Manager_Param.cpp ------------------------------------------------------------------
+    uint32_t CamSetValue(const char* key, OX3D_RGBD_PARAM* value);
+    uint32_t CamGetValue(const char* key, OX3D_RGBD_PARAM* value); // (unlocked)
+    uint32_t CamSetCommandValue(const char* key);                  // (unlocked)
+    uint32_t GetCamParamsType(const char* key, OX3D_RGBD_PARAM* value);
+    static uint32_t GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* value);
+    uint32_t XML_GetNodeAccessMode(const char* name, Ox3dRgbdAccessMode* mode);
+
+    // ---- Maintenance: Manager_Maintain.cpp --------------------------------------------------------------
+    uint32_t PropertyImport(const char* file);
+    uint32_t PropertyExport(const char* file);
+    uint32_t FileAccessRead(OX3D_RGBD_FILE_ACCESS* access);
+    uint32_t FileAccessWrite(OX3D_RGBD_FILE_ACCESS* access);
+    uint32_t LocalUpgrade(const char* file);
+    uint32_t GetUpgradeProcess(uint32_t* percent);
+    uint32_t SetImageNodeNum(uint32_t count);
+    uint32_t InvalidateNodes();
+    uint32_t ReadAddressMem(void* buffer, int64_t address, int64_t length);
+    uint32_t WriteAddressMem(const void* buffer, int64_t address, int64_t length);
+    uint32_t SetGvcpTimeout(uint32_t ms);
+    uint32_t GetGvcpTimeout(uint32_t* ms);
+    uint32_t GetCameraXML(uint8_t* buffer, uint32_t size, uint32_t* length);
+    uint32_t SetIpConfig(const OX3D_RGBD_IP_CONFIG* config);
+
+    // ---- Calibration: Manager_Calib.cpp -----------------------------------------------------------------
+    uint32_t GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out); // (unlocked)
+
+    // ---- Delivery: Manager_Delivery.cpp -----------------------------------------------------------------
+    uint32_t RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user);
+    uint32_t RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, void* user);
+    void ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info);
+    void ExceptionCallBack(uint32_t message);
+    uint32_t FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs);
+    // Return when no other thread is inside a callback of the application's. Called without any lock.
+    void WaitForFrameCallback() { m_frameCallback.WaitIdle(); }
+    void WaitForExceptionCallback() { m_exceptionCallback.WaitIdle(); }
+
+    // ---- Frame assembly: Manager_Frame.cpp; under the callback lock or the frame mutex -------------------
+    uint32_t UpdateChunkDataToLocal(OX_CHUNK_DATA_CONTENT* chunks, uint32_t count, uint32_t width,
+                                    uint32_t height);
+    uint32_t FillFrameData(OX3D_RGBD_FRAME_DATA* frame);
+
+    // ---- Depth and colour: Manager_Depth.cpp, Manager_Align.cpp -----------------------------------------
+    // depthOut may be depthIn; at least one output. (unlocked)
+    uint32_t DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
+                             OX3D_RGBD_IMAGE_DATA* pointCloudOut);
+    uint32_t RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* colour);
+
+private:
+    // A buffer that a failed fetch keeps until stop or close gives it back.
+    class CHeldFrames {
+    public:
+        void Keep(CCameraModule* camera, const OX_FRAME_OUT& frame);
+        void GiveBack(CCameraModule* camera);
+
+    private:
+        static constexpr uint32_t kMax = 16;
+        OX_FRAME_OUT m_frames[kMax] = {};
+        uint32_t m_count = 0;
+    };
+
+    static void VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user);
+    static void VirtualExceptionCallBack(uint32_t message, void* user);
+
+    // OX3D_RGBD_OK with a camera that is opened; else OX3D_RGBD_E_STATE after the matching log line.
+    uint32_t CheckOpened(const char* notPresentLine = "camera is null\r\n",
+                         const char* notOpenedLine = "Camera is not opened.\r\n") const;
+    std::atomic<uint32_t>* FindSwitch(const char* key);
+    uint32_t SetImageNodesFromProfile();
+    uint32_t FetchCalibrationFile(const char* serialNumber);
+    uint32_t ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config);
+    uint32_t SetIpConfigWord(uint32_t mode, uint32_t word);
+
+    void NoteFrameNumber(const char* operation, uint32_t frameNumber);
+    void TakeRawFrame(uint8_t* data, const OX_FRAME_OUT_INFO_EX& info);
+    uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);
+    uint32_t AppendMainImage(OX3D_RGBD_FRAME_DATA* frame);
+    uint32_t AppendExtendedImage(OX3D_RGBD_FRAME_DATA* frame);
+    void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame);
+    uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame);
+
+    uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_xConvert);
+    uint32_t EnsureCalibration(uint32_t depthWidth) OX_REQUIRES(m_xConvert);
+    uint32_t EnsureConverter() OX_REQUIRES(m_xConvert);
+    uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour);
+
+    // Lifecycle; written under the device lock, the flags also read by the unlocked calls and the delivery
+    // thread.
+    std::atomic<CCameraModule*> m_pcCamera{nullptr};
+    std::atomic<uint32_t> m_bOpened{0};
+    std::atomic<uint32_t> m_bGrabbing{0};
+    std::atomic<uint32_t> m_bSoftTrigger{0};
+    std::atomic<uint32_t> m_nDeviceType{0}; // transport type of the bound device
+    bool m_bLogReference = false;
+    CHeldFrames m_heldFrames; // device lock
+
+    // The library's own parameters.
+    std::atomic<uint32_t> m_bImageAlign{1};
+    std::atomic<uint32_t> m_bResolutionAlign{1};
+    std::atomic<uint32_t> m_bOutputRgbd{0};
+
+    // Delivery.
+    CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
+    CCallbackSlot<OX3D_RGBD_ExceptionCallBack> m_exceptionCallback;
+    COXMutex m_xCallback;     // the callback lock
+    COwnedMutex m_frameMutex; // the frame mutex
+    std::atomic<uint32_t> m_nLastFrameNum{0};
+
+    // Frame assembly; callback lock or frame mutex.
+    bool m_bMainImage = false;
+    uint8_t* m_pMainData = nullptr; // the camera library's buffer or m_imageBuf
+    OX_FRAME_OUT_INFO_EX m_stFrameInfo = {};
+    CGrowBuffer m_imageBuf;
+    CGrowBuffer m_extendImage;
+    CGrowBuffer m_demaImage;
+    CGrowBuffer m_rgbdImage;
+    ChunkImage m_extendSlot;
+    ChunkImage m_demaSlot; // once set it stays: later frames repeat the last pair
+    void* m_pScaler = nullptr;
+    uint8_t* m_pAlignedColor = nullptr; // sized once, by the first alignment
+    uint64_t m_nAlignedColorBytes = 0;
+
+    // Conversion; conversion lock.
+    COXMutex m_xConvert;
+    int16_t* m_pDepthBuffer OX_GUARDED_BY(m_xConvert) = nullptr;
+    float* m_pPointBuffer OX_GUARDED_BY(m_xConvert) = nullptr;
+    uint64_t m_nBufferPixels OX_GUARDED_BY(m_xConvert) = 0; // of both buffers
+    bool m_bCalibrationLoaded OX_GUARDED_BY(m_xConvert) = false;
+    DepthCalibration m_stCalibration OX_GUARDED_BY(m_xConvert) = {};
+    std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_xConvert);
+    // An engine whose Init failed, kept for the next try so that nothing is lost per frame.
+    std::unique_ptr<CDepthConvertVm> m_pSpareConvert OX_GUARDED_BY(m_xConvert);
+};
+
+#endif

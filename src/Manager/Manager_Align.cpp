@@ -1,0 +1,93 @@
+// Manager_Align.cpp - the colour image scaled plane by plane to the depth image's size.
+#include <cstdlib>
+#include <cstring>
+
+#include "Common/AsyncLog.h"
+#include "Manager/Manager.h"
+#include "OxMediaProcess.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+constexpr uint32_t kPlanes = 3;
+constexpr uint64_t kMaxImageBytes = UINT32_MAX;
+
+uint64_t PixelCount(const OX3D_RGBD_IMAGE_DATA& image) {
+    return static_cast<uint64_t>(image.nWidth) * image.nHeight;
+}
+
+} // namespace
+
+uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour) {
+    const uint64_t sourceBytes = PixelCount(colour);
+    const uint64_t targetBytes = PixelCount(depth);
+    for (uint32_t plane = 0; plane < kPlanes; ++plane) {
+        OX_MP_SCALING_PARAM param;
+        memset(&param, 0, sizeof(param));
+        param.nSrcWidth = colour.nWidth;
+        param.nSrcHeight = colour.nHeight;
+        param.pSrcData = colour.pData + plane * sourceBytes;
+        param.nSrcLen = colour.nDataLen / kPlanes;
+        param.nDstWidth = depth.nWidth;
+        param.nDstHeight = depth.nHeight;
+        param.pDstData = m_pAlignedColor + plane * targetBytes;
+        param.nDstBufSize = static_cast<uint32_t>(targetBytes);
+        param.nDstLen = static_cast<uint32_t>(targetBytes);
+        param.nMethod = OX_MP_METHOD_BILINEAR;
+        if (m_pScaler == nullptr) {
+            OX_LOG_ERROR("[RgbResolutionAlign] LoadMediaProcess failed!\r\n");
+            return OX3D_RGBD_E_LOAD_LIBRARY;
+        }
+        const int nRet = OX_MP_Scaling(m_pScaler, &param);
+        if (nRet != OX_MP_OK) {
+            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_Scaling failed,  nRet:[%x]!\r\n", nRet);
+            return OX3D_RGBD_E_MEMORY;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* colour) {
+    if (depth == nullptr || colour == nullptr) {
+        OX_LOG_ERROR("[RgbResolutionAlign] param is null, invalid \r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    if (depth->nWidth == colour->nWidth && depth->nHeight == colour->nHeight) {
+        OX_LOG_DEBUG("[RgbResolutionAlign]  nWidth and nHeight is same.\r\n");
+        return OX3D_RGBD_OK;
+    }
+    if (m_pScaler == nullptr) {
+        m_pScaler = OX_MP_CreateHandle();
+        if (m_pScaler == nullptr) {
+            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_CreateHandle failed.\r\n");
+            return OX3D_RGBD_E_MEMORY;
+        }
+    }
+    const uint64_t targetPixels = PixelCount(*depth);
+    const uint64_t needed = targetPixels > kMaxImageBytes / kPlanes ? UINT64_MAX : targetPixels * kPlanes;
+    if (m_pAlignedColor == nullptr && needed <= kMaxImageBytes) {
+        m_pAlignedColor = static_cast<uint8_t*>(malloc(needed));
+        m_nAlignedColorBytes = m_pAlignedColor != nullptr ? needed : 0;
+    }
+    // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.
+    if (needed > m_nAlignedColorBytes) {
+        OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
+                     static_cast<unsigned long long>(m_nAlignedColorBytes),
+                     static_cast<unsigned long long>(needed));
+        return OX3D_RGBD_E_MEMORY;
+    }
+    if (PixelCount(*colour) > colour->nDataLen / kPlanes) {
+        OX_LOG_ERROR("[RgbResolutionAlign] planes of [%u] bytes are too short for %u x %u.\r\n",
+                     colour->nDataLen / kPlanes, colour->nWidth, colour->nHeight);
+        return OX3D_RGBD_E_MEMORY;
+    }
+    const uint32_t nRet = ScalePlanes(*depth, *colour);
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    colour->nWidth = depth->nWidth;
+    colour->nHeight = depth->nHeight;
+    colour->nDataLen = static_cast<uint32_t>(needed);
+    colour->pData = m_pAlignedColor;
+    return OX3D_RGBD_OK;
+}

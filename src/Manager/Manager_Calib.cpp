@@ -1,0 +1,52 @@
+// Manager_Calib.cpp - the calibration of one sensor, from the local copy of the camera's calibration file.
+#include <cstring>
+
+#include "Common/AsyncLog.h"
+#include "Common/FixedText.h"
+#include "Manager/Manager.h"
+
+namespace {
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+}
+
+uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
+    if (out == nullptr || (calibType != OX3D_RGBD_CALIB_DEPTH && calibType != OX3D_RGBD_CALIB_COLOR)) {
+        OX_LOG_ERROR("[GetCalibInfo] param is invalid, calibType[%u].\r\n", calibType);
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    uint32_t nRet = CheckOpened();
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    CCameraModule* camera = m_pcCamera;
+    OX3D_RGBD_PARAM width;
+    memset(&width, 0, sizeof(width));
+    width.enParamType = OX3D_RGBD_PARAM_INT;
+    nRet = camera->GetValue("Width", &width);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[GetCalibInfo] get Width failed, nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    OX3D_RGBD_DEVICE_INFO info;
+    memset(&info, 0, sizeof(info));
+    nRet = CamGetDeviceInfo(&info);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[GetCalibInfo] CamGetDeviceInfo failed, nRet:[%#x].\r\n", nRet);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(serialNumber.c_str(), name);
+
+    const COXLock lock(&m_xConvert);
+    // A camera that cannot be asked now still has the copy that was taken when it was opened.
+    nRet = FetchCalibrationFile(serialNumber.c_str());
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, nRet);
+    }
+    if (!LoadSensorCalibration(name, width.stIntParam.nCurValue, calibType, out)) {
+        OX_LOG_ERROR("[GetCalibInfo] %s is missing or incomplete.\r\n", name);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    return OX3D_RGBD_OK;
+}

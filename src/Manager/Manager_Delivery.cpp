@@ -1,0 +1,250 @@
+// Manager_Delivery.cpp - frames handed to the application: pushed on the camera library's delivery thread, or
+// pulled on the application's.
+#include <cstring>
+#include <cxxabi.h>
+#include <exception>
+
+#include "Common/AsyncLog.h"
+#include "Common/Time.h"
+#include "Manager/Manager.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+
+// "Device offline" in GBK; part of the interface, applications show it as it is.
+constexpr char kOfflineText[] = "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF";
+
+// An application's callback must not unwind through the camera library's frames. Only a thread that is being
+// ended unwinds on, since stopping that would abort the process.
+template <class Call>
+void CallApplication(const char* operation, Call&& call) {
+    try {
+        call();
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (const std::exception& error) {
+        OX_LOG_ERROR("[%s] the application's callback threw: %s\r\n", operation, error.what());
+    } catch (...) {
+        OX_LOG_ERROR("[%s] the application's callback threw.\r\n", operation);
+    }
+}
+
+} // namespace
+
+void CManager::CHeldFrames::Keep(CCameraModule* camera, const OX_FRAME_OUT& frame) {
+    if (m_count == kMax) {
+        GiveBack(camera);
+    }
+    m_frames[m_count++] = frame;
+}
+
+void CManager::CHeldFrames::GiveBack(CCameraModule* camera) {
+    for (uint32_t i = 0; i < m_count; ++i) {
+        camera->FreeImageBuffer(&m_frames[i]);
+    }
+    m_count = 0;
+}
+
+uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("[RegisterFrameCallBack] The camera is not connect \r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    const uint32_t nRet = camera->RegisterImageCallBack(&VirtualImageCallBack, this);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[RegisterFrameCallBack] register image callback fail nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    m_frameCallback.Publish(callback, user);
+    if (callback != nullptr) {
+        OX_LOG_INFO("[RegisterFrameCallBack] register RegisterDataCB success\r\n");
+    } else {
+        OX_LOG_INFO("[RegisterFrameCallBack] Cancel  register RegisterDataCB success\r\n");
+    }
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, void* user) {
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("[RegisterExceptionCB] The camera is not connect \r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    // Published first: a device that is lost right now is not missed.
+    m_exceptionCallback.Publish(callback, user);
+    const uint32_t nRet = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
+    if (nRet != OX3D_RGBD_OK) {
+        m_exceptionCallback.Publish(nullptr, nullptr);
+        OX_LOG_ERROR("[RegisterExceptionCB] register exception callback fail nRet:[%#x].\r\n", nRet);
+    }
+    return nRet;
+}
+
+void CManager::VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
+    if (user == nullptr) {
+        OX_LOG_ERROR("VirtualImageCallBack, pUser is null!\r\n");
+        return;
+    }
+    static_cast<CManager*>(user)->ImageCallBack(data, info);
+}
+
+void CManager::VirtualExceptionCallBack(uint32_t message, void* user) {
+    if (user == nullptr) {
+        OX_LOG_ERROR("VirtualExceptionCallBack, pUser is null!\r\n");
+        return;
+    }
+    static_cast<CManager*>(user)->ExceptionCallBack(message);
+}
+
+void CManager::ExceptionCallBack(uint32_t message) {
+    if (message != OX_CC_EXCEPTION_DEV_DISCONNECT) {
+        OX_LOG_WARNING("[ExceptionCallBack] message [%#x] is not passed on.\r\n", message);
+        return;
+    }
+    const CCallbackCall call(m_exceptionCallback, this);
+    if (!call) {
+        return;
+    }
+    OX3D_RGBD_EXCEPTION_INFO info;
+    memset(&info, 0, sizeof(info));
+    info.nExceptionId = OX3D_RGBD_EXCEPTION_OFFLINE;
+    memcpy(info.chExceptionDes, kOfflineText, sizeof(kOfflineText));
+    CallApplication("ExceptionCallBack", [&] { call(&info); });
+}
+
+void CManager::NoteFrameNumber(const char* operation, uint32_t frameNumber) {
+    const uint32_t last = m_nLastFrameNum.exchange(frameNumber, std::memory_order_relaxed);
+    if (frameNumber != last + 1 && frameNumber != 1) {
+        OX_LOG_WARNING("[%s] error lost frameID from[%d] to [%d].\r\n", operation, last, frameNumber);
+    }
+}
+
+void CManager::TakeRawFrame(uint8_t* data, const OX_FRAME_OUT_INFO_EX& info) {
+    m_pMainData = data;
+    m_stFrameInfo = info;
+}
+
+void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
+    if (data == nullptr) {
+        OX_LOG_ERROR("[ImageCallBack] param  pData is null.\r\n");
+        return;
+    }
+    if (info == nullptr) {
+        OX_LOG_ERROR("[ImageCallBack] param  pFrameInfo is null.\r\n");
+        return;
+    }
+    if (m_bGrabbing == 0) {
+        OX_LOG_ERROR("[ImageCallBack] ImageCallBack begin, but not start job!\r\n");
+        return;
+    }
+    NoteFrameNumber("ImageCallBack", info->nFrameNum);
+    const CCallbackCall call(m_frameCallback, this);
+    if (!call) {
+        return;
+    }
+    const COXLock lock(&m_xCallback);
+    ClearAllLocalData();
+    m_bMainImage = true;
+    TakeRawFrame(data, *info);
+    uint32_t nRet = UpdateChunkDataToLocal(info->pUnparsedChunkContent, info->nUnparsedChunkNum, info->nWidth,
+                                           info->nHeight);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ImageCallBack] UpdateChunkDataToLocal fail [%#x]\r\n", nRet);
+    }
+    OX3D_RGBD_FRAME_DATA frame;
+    memset(&frame, 0, sizeof(frame));
+    nRet = FillFrameData(&frame);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ImageCallBack] FillFrameData fail [%#x]\r\n", nRet);
+        return;
+    }
+    const double begin = MyMilliseconds();
+    CallApplication("ImageCallBack", [&] { call(&frame); });
+    OX_LOG_DEBUG(
+        "[ImageCallBack] Callback: Get frame (%d) Type(%#x)  hight(%d) width(%d) Len (%d)from Camera "
+        "cost time (%f)!\r\n",
+        m_stFrameInfo.nFrameNum, static_cast<uint32_t>(m_stFrameInfo.enPixelType), m_stFrameInfo.nHeight,
+        m_stFrameInfo.nWidth, m_stFrameInfo.nFrameLen, MyMilliseconds() - begin);
+}
+
+uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
+    if (frame == nullptr) {
+        OX_LOG_ERROR("[FetchFrame] pFrameData is invalid. \r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("[FetchFrame] The camera is not connect.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bGrabbing == 0) {
+        OX_LOG_ERROR("[FetchFrame] The camera is not start work.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    // A callback that was just taken away may still be running elsewhere, on the buffers needed here.
+    if (m_frameCallback.IsRegistered() || m_frameCallback.IsBusyElsewhere()) {
+        OX_LOG_INFO("[FetchFrame] Have already register result output,  not support use this func.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    OX_FRAME_OUT raw;
+    memset(&raw, 0, sizeof(raw));
+    if (camera->GetImageBuffer(&raw, timeoutMs) != OX3D_RGBD_OK) {
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    const COwnedLock lock(m_frameMutex);
+    const OX_FRAME_OUT_INFO_EX& info = raw.stFrameInfo;
+    OX_LOG_DEBUG("[FetchFrame] GetImageBuffer info[%d] [%d] [%#x] [%d].\r\n", info.nWidth, info.nHeight,
+                 static_cast<uint32_t>(info.enPixelType), info.nFrameNum);
+    NoteFrameNumber("FetchFrame", info.nFrameNum);
+    const double begin = MyMilliseconds();
+    const uint32_t nRet = AssembleFetched(frame, &raw);
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    OX_LOG_DEBUG("[FetchFrame]  ReceiveDataSet  total cost[%f]ms.\r\n", MyMilliseconds() - begin);
+    OX_LOG_DEBUG("[FetchFrame] GetImageBuffer info[%d] [%d] [%d].\r\n", info.nWidth, info.nHeight,
+                 info.nFrameNum);
+    return OX3D_RGBD_OK;
+}
+
+// From the camera library's buffer to the application's record; the buffer goes back on every path but one.
+uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw) {
+    CCameraModule* camera = m_pcCamera;
+    const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
+    ClearAllLocalData();
+    m_bMainImage = true;
+    if (!m_imageBuf.Grow(info.nFrameLen)) {
+        OX_LOG_ERROR("[FetchFrame] malloc m_pImageBuff (%d) failed.\r\n", info.nFrameLen);
+        // The camera's buffer stays out until stop or close: a process this short of memory gets room by it.
+        m_heldFrames.Keep(camera, *raw);
+        return OX3D_RGBD_E_MEMORY;
+    }
+    if (raw->pBufAddr == nullptr && info.nFrameLen != 0) {
+        OX_LOG_ERROR("[FetchFrame] the camera's buffer is null.\r\n");
+        camera->FreeImageBuffer(raw);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    if (info.nFrameLen != 0) {
+        memcpy(m_imageBuf.Data(), raw->pBufAddr, info.nFrameLen);
+    }
+    TakeRawFrame(m_imageBuf.Data(), info);
+    uint32_t nRet =
+        UpdateChunkDataToLocal(info.pUnparsedChunkContent, info.nUnparsedChunkNum, info.nWidth, info.nHeight);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] UpdateChunkDataToLocal fail [%#x]\r\n", nRet);
+    }
+    memset(frame, 0, sizeof(*frame));
+    nRet = FillFrameData(frame);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] FillFrameData fail [%#x]\r\n", nRet);
+        camera->FreeImageBuffer(raw);
+        return nRet;
+    }
+    nRet = camera->FreeImageBuffer(raw);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] FreeImageBuffer fail [%#x]\r\n", nRet);
+    }
+    return nRet;
+}

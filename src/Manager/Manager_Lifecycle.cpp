@@ -1,0 +1,320 @@
+// Manager_Lifecycle.cpp - construction, connecting and configuring the camera, start, stop and tear-down.
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "Common/AsyncLog.h"
+#include "Common/FixedText.h"
+#include "Common/Profile.h"
+#include "Manager/Manager.h"
+#include "OxMediaProcess.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+constexpr uint64_t kImageBufferBytes = 0xA00000;
+constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
+
+// What a camera is switched to after opening: RGB-D output, the colour image as chunk data, and on USB the
+// demosaic pair as well.
+struct FeatureStep {
+    const char* m_key;
+    uint32_t m_type;
+    uint32_t m_value;
+    const char* m_what; // in the line that a failure writes
+};
+
+constexpr FeatureStep kWorkMode[] = {
+    {"CameraWorkingMode", OX3D_RGBD_PARAM_ENUM, 4, "working mode"},
+    {"ImageMode", OX3D_RGBD_PARAM_ENUM, 2, "Image mode"},
+    {"ChunkModeActive", OX3D_RGBD_PARAM_BOOL, 1, "Chunk Mode Active"},
+    {"ChunkSelector", OX3D_RGBD_PARAM_ENUM, 24, "Chunk Selector"},
+    {"ChunkEnable", OX3D_RGBD_PARAM_BOOL, 1, "Chunk Mode Active"},
+};
+
+constexpr FeatureStep kUsbWorkMode[] = {
+    {"ChunkSelector", OX3D_RGBD_PARAM_ENUM, 19, "Chunk Selector"},
+    {"ChunkEnable", OX3D_RGBD_PARAM_BOOL, 1, "Chunk Mode Active"},
+};
+
+constexpr FeatureStep kSoftTrigger[] = {
+    {"TriggerMode", OX3D_RGBD_PARAM_ENUM, 1, "trigger mode"},
+    {"TriggerSource", OX3D_RGBD_PARAM_ENUM, 7, "trigger source"},
+};
+
+template <size_t N>
+uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
+    for (const FeatureStep& step : steps) {
+        OX3D_RGBD_PARAM param;
+        memset(&param, 0, sizeof(param));
+        param.enParamType = step.m_type;
+        if (step.m_type == OX3D_RGBD_PARAM_BOOL) {
+            param.bBoolValue = step.m_value;
+        } else {
+            param.stEnumParam.nCurValue = step.m_value;
+        }
+        const uint32_t nRet = camera->SetValue(step.m_key, &param);
+        if (nRet != OX3D_RGBD_OK) {
+            OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_what, nRet);
+            return nRet;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
+} // namespace
+
+CManager::CManager()
+    : m_imageBuf(kImageBufferBytes), m_extendImage(kAssemblyBufferBytes), m_demaImage(kAssemblyBufferBytes),
+      m_rgbdImage(kAssemblyBufferBytes) {
+    LoadLogConfig();
+    ResetMember();
+}
+
+// Shuts down what is still up, so that an open that failed half-way leaves nothing behind.
+CManager::~CManager() {
+    if (m_pcCamera != nullptr || m_imageBuf.Data() != nullptr) {
+        DeInit();
+    }
+    if (m_bLogReference) {
+        DestroyAsyncLog();
+    }
+}
+
+void CManager::ResetMember() {
+    m_pcCamera = nullptr;
+    m_bOpened = 0;
+    m_bGrabbing = 0;
+    m_bSoftTrigger = 0;
+    m_nDeviceType = 0;
+    m_bImageAlign = 1;
+    m_bResolutionAlign = 1;
+    m_bOutputRgbd = 0;
+    m_nLastFrameNum = 0;
+    m_bMainImage = false;
+    m_extendSlot = {};
+    m_demaSlot = {};
+}
+
+uint32_t CManager::Init() {
+    OX_LOG_INFO("[Init] Begin.\r\n");
+    if (!m_imageBuf.EnsureExists()) {
+        OX_LOG_ERROR("[Init] New m_pImageBufAddr buf fail.\r\n");
+        // The text lacks a percent sign: the code is not printed, and readers of the log know the line so.
+        OX_LOG_ERROR("[Init] catch a error, nRet:[#x].\r\n");
+        Release();
+        OX_LOG_INFO("[Init] end success.\r\n");
+        return OX3D_RGBD_E_MEMORY;
+    }
+    OX_LOG_INFO("[Init] end success.\r\n");
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::ConnectDevice() {
+    OX_LOG_INFO("[ConnectDevice] begin.\r\n");
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("[ConnectDevice] m_pcCamera is not null.\r\n"); // it is; the text is as it always was
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bOpened != 0) {
+        OX_LOG_ERROR("[ConnectDevice] m_pcCamera is already open.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    uint32_t nRet = camera->Init();
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ConnectDevice] init camera fail, nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    nRet = SetImageNodesFromProfile();
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    m_bOpened = 1;
+    nRet = SetWorkModeAfterOpen();
+    if (nRet != OX3D_RGBD_OK) {
+        camera->CloseDevice();
+        m_bOpened = 0;
+        OX_LOG_ERROR("[ConnectDevice] SetWorkModeAfterOpen fail nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    OX3D_RGBD_DEVICE_INFO info;
+    memset(&info, 0, sizeof(info));
+    nRet = CamGetDeviceInfo(&info);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", nRet);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    nRet = FetchCalibrationFile(ox3d::FixedText(info.chSerialNumber).c_str());
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    OX_LOG_INFO("[ConnectDevice] end success.\r\n");
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::SetImageNodesFromProfile() {
+    char path[256] = {};
+    const auto directory = ox3d::FixedText(g_strCurrentDllPath);
+    const int length = snprintf(path, sizeof(path), "%s./%s", directory.c_str(), "Ox3dRgbdCfg.ini");
+    if (length >= static_cast<int>(sizeof(path)) || access(path, F_OK) != 0) {
+        OX_LOG_ERROR("[ConnectDevice] File %s not exist, use default node Num.\r\n", path);
+        return OX3D_RGBD_OK;
+    }
+    uint32_t count = Linux_GetPrivateProfileInt("CameraConfig", "BufferNode", 1, path);
+    if (count == 0) {
+        OX_LOG_ERROR("[ConnectDevice] Get  BufferNode value [%d] .\r\n", count);
+        count = 1;
+    }
+    OX_LOG_INFO("[ConnectDevice] Get BufferNode count from %s\\BufferNode, value[%d].\r\n", path, count);
+    const uint32_t nRet = m_pcCamera.load()->SetImageNodeNum(count);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ConnectDevice] SetImageNodeNum fail nRet:[%#x].\r\n", nRet);
+        return nRet;
+    }
+    OX_LOG_INFO("[ConnectDevice] SetImageNodeNum value[%d].\r\n", count);
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::FetchCalibrationFile(const char* serialNumber) {
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(serialNumber, name);
+    OX_CC_FILE_ACCESS access;
+    memset(&access, 0, sizeof(access));
+    access.pUserFileName = name;
+    access.pDevFileName = kCalibrationDeviceFile;
+    return m_pcCamera.load()->FileAccessRead(&access);
+}
+
+uint32_t CManager::SetWorkModeAfterOpen() {
+    CCameraModule* camera = m_pcCamera;
+    const uint32_t nRet = RunSteps(camera, kWorkMode);
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    OX_LOG_INFO("m_nDeviceType:%08x.\r\n", m_nDeviceType.load());
+    return m_nDeviceType == OX_CC_USB_DEVICE ? RunSteps(camera, kUsbWorkMode) : OX3D_RGBD_OK;
+}
+
+uint32_t CManager::SetSoftTriggerSwitchAfterOpen() {
+    const uint32_t nRet = RunSteps(m_pcCamera, kSoftTrigger);
+    if (nRet == OX3D_RGBD_OK) {
+        m_bSoftTrigger = 1;
+    }
+    return nRet;
+}
+
+uint32_t CManager::Start() {
+    OX_LOG_INFO("[Start] begin.\r\n");
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_INFO("[Start] The camera is not connect.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bOpened == 0) {
+        OX_LOG_ERROR("[Start] Camera is not opened.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bGrabbing != 0) {
+        OX_LOG_INFO("[Start] The camera is already start job.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    const uint32_t nRet = camera->StartGrabbing();
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[Start] StartGrabbing failed. nRet[%#x].\r\n", nRet);
+        return nRet;
+    }
+    OX_LOG_INFO("[Start] StartGrabbing success.\r\n");
+    // The counter first: a frame that arrives between the two would otherwise be counted and forgotten.
+    m_nLastFrameNum.store(0, std::memory_order_relaxed);
+    m_bGrabbing = 1;
+    OX_LOG_INFO("[Start] end success.\r\n");
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::Stop() {
+    OX_LOG_INFO("[Stop] begin.\r\n");
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_INFO("[Stop] The camera is not connect.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bOpened == 0) {
+        OX_LOG_ERROR("[Stop] Camera is not opened.\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bGrabbing == 0) {
+        OX_LOG_INFO("[Stop] The camera is already stop job. \r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    m_heldFrames.GiveBack(camera);
+    const uint32_t nRet = camera->StopGrabbing();
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[Stop] StopGrabbing failed. nRet[%#x]. \r\n", nRet);
+    } else {
+        OX_LOG_INFO("[Stop] Camera StopGrabbing success. \r\n");
+    }
+    m_frameMutex.UnlockIfHeld();
+    m_bGrabbing = 0;
+    m_nLastFrameNum.store(0, std::memory_order_relaxed);
+    m_bSoftTrigger = 0;
+    OX_LOG_INFO("[Stop] end success.\r\n");
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::DeInit() {
+    OX_LOG_INFO("[DeInit] begin.\r\n");
+    m_frameMutex.UnlockIfHeld();
+    if (m_bGrabbing != 0) {
+        Stop();
+    }
+    CCameraModule* camera = m_pcCamera;
+    if (camera != nullptr) {
+        m_heldFrames.GiveBack(camera);
+        camera->DeInit();
+        // A camera-control library that does not wait for its own callbacks must not outlive the buffers.
+        WaitForFrameCallback();
+        WaitForExceptionCallback();
+        m_pcCamera = nullptr;
+        m_bOpened = 0;
+        delete camera;
+    }
+    ClearAllLocalData();
+    Release();
+    OX_LOG_INFO("[DeInit] end success.\r\n");
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::Release() {
+    m_imageBuf.Free();
+    m_extendImage.Free();
+    m_demaImage.Free();
+    m_rgbdImage.Free();
+    m_extendSlot = {};
+    m_demaSlot = {};
+    {
+        const COXLock lock(&m_xConvert);
+        delete[] m_pPointBuffer;
+        m_pPointBuffer = nullptr;
+        free(m_pDepthBuffer);
+        m_pDepthBuffer = nullptr;
+        m_nBufferPixels = 0;
+        m_pDepthConvert.reset();
+        m_pSpareConvert.reset();
+    }
+    free(m_pAlignedColor);
+    m_pAlignedColor = nullptr;
+    m_nAlignedColorBytes = 0;
+    if (m_pScaler != nullptr) {
+        OX_MP_DestroyHandle(m_pScaler);
+        m_pScaler = nullptr;
+    }
+    return OX3D_RGBD_OK;
+}
+
+// The demosaic pair stays: a later frame without one repeats it.
+void CManager::ClearAllLocalData() {
+    m_bMainImage = false;
+    m_extendSlot.m_present = false;
+}

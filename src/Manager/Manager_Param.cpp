@@ -1,0 +1,180 @@
+// Manager_Param.cpp - features by name, and the library's own three keys, which never reach the camera.
+#include <cstring>
+#include <string>
+
+#include "Common/AsyncLog.h"
+#include "Manager/Manager.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+constexpr uint32_t kInterfaceTypes = 12;
+
+struct TypeRow {
+    OX_XML_InterfaceType m_interface;
+    uint32_t m_param;
+};
+
+constexpr TypeRow kTypes[] = {
+    {OX_IFT_IInteger, OX3D_RGBD_PARAM_INT},      {OX_IFT_IBoolean, OX3D_RGBD_PARAM_BOOL},
+    {OX_IFT_IFloat, OX3D_RGBD_PARAM_FLOAT},      {OX_IFT_IString, OX3D_RGBD_PARAM_STRING},
+    {OX_IFT_IEnumeration, OX3D_RGBD_PARAM_ENUM},
+};
+
+} // namespace
+
+uint32_t CManager::CheckOpened(const char* notPresentLine, const char* notOpenedLine) const {
+    if (m_pcCamera == nullptr) {
+        OX_LOG_ERROR("%s", notPresentLine);
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bOpened == 0) {
+        OX_LOG_ERROR("%s", notOpenedLine);
+        return OX3D_RGBD_E_STATE;
+    }
+    return OX3D_RGBD_OK;
+}
+
+std::atomic<uint32_t>* CManager::FindSwitch(const char* key) {
+    if (strcmp(key, OX3D_RGBD_KEY_IMAGE_ALIGN) == 0) {
+        return &m_bImageAlign;
+    }
+    if (strcmp(key, OX3D_RGBD_KEY_RESOLUTION_ALIGN) == 0) {
+        return &m_bResolutionAlign;
+    }
+    if (strcmp(key, OX3D_RGBD_KEY_OUTPUT_RGBD) == 0) {
+        return &m_bOutputRgbd;
+    }
+    return nullptr;
+}
+
+uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
+    if (key == nullptr || value == nullptr) {
+        OX_LOG_ERROR("parameter key is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("camera is null\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    const int data = static_cast<int>(value->stIntParam.nCurValue);
+    OX_LOG_DEBUG("[CamSetValue] strKey[%s] nParamType[%d] nParamData[%d].\r\n", key, value->enParamType,
+                 data);
+    std::atomic<uint32_t>* own = FindSwitch(key);
+    if (own == nullptr) {
+        return camera->SetValue(key, value);
+    }
+    if (value->enParamType != OX3D_RGBD_PARAM_INT ||
+        static_cast<uint64_t>(value->stIntParam.nCurValue) >= 2) {
+        OX_LOG_ERROR("[CamSetValue] nParamType[%d] nParamData[%d].\r\n", value->enParamType, data);
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    own->store(static_cast<uint32_t>(value->stIntParam.nCurValue), std::memory_order_relaxed);
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
+    if (key == nullptr || value == nullptr) {
+        OX_LOG_ERROR("parameter key is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("camera is null\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    const std::atomic<uint32_t>* own = FindSwitch(key);
+    if (own != nullptr) {
+        value->enParamType = OX3D_RGBD_PARAM_INT;
+        value->stIntParam = {own->load(std::memory_order_relaxed), 1, 0, 1};
+        return OX3D_RGBD_OK;
+    }
+    const uint32_t nRet = GetCamParamsType(key, value);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", nRet);
+        return nRet;
+    }
+    return camera->GetValue(key, value);
+}
+
+uint32_t CManager::GetCamParamsType(const char* key, OX3D_RGBD_PARAM* value) {
+    if (key == nullptr || value == nullptr) {
+        OX_LOG_ERROR("parameter is null.\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    uint32_t nRet = CheckOpened();
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    OX_XML_InterfaceType type = OX_IFT_IValue;
+    nRet = m_pcCamera.load()->GetCamParamsType(key, &type);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", nRet);
+        return nRet;
+    }
+    if (type >= kInterfaceTypes) {
+        OX_LOG_ERROR("parameter pInterfaceType is out of limit.\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    nRet = GetParamValue(type, value);
+    if (nRet != OX3D_RGBD_OK) {
+        // The line's conversion wants a text.
+        OX_LOG_ERROR("GetParamValue fail, pInterfaceType(%s), nRet:[%#x].\r\n", std::to_string(type).c_str(),
+                     nRet);
+    }
+    return nRet;
+}
+
+uint32_t CManager::GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* value) {
+    if (value == nullptr) {
+        OX_LOG_ERROR("parameter is null.\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    for (const TypeRow& row : kTypes) {
+        if (row.m_interface == type) {
+            value->enParamType = row.m_param;
+            OX_LOG_INFO("GetParamValue pstValue->enParamType is [%d].\r\n", row.m_param);
+            return OX3D_RGBD_OK;
+        }
+    }
+    OX_LOG_ERROR("pInterfaceType  is error , pInterfaceType is %d.\r\n", type);
+    return OX3D_RGBD_E_PARAMETER;
+}
+
+uint32_t CManager::CamSetCommandValue(const char* key) {
+    if (key == nullptr) {
+        OX_LOG_ERROR("parameter key is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
+        OX_LOG_ERROR("camera is null\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    if (m_bSoftTrigger == 0 && strcmp(key, "TriggerSoftware") == 0) {
+        // A camera that refuses the switch may be triggered by software all the same: the command decides.
+        SetSoftTriggerSwitchAfterOpen();
+    }
+    return camera->SetCommandValue(key);
+}
+
+uint32_t CManager::XML_GetNodeAccessMode(const char* name, Ox3dRgbdAccessMode* mode) {
+    if (name == nullptr) {
+        OX_LOG_ERROR("pstrName is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    if (mode == nullptr) {
+        OX_LOG_ERROR("pAccessMode is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    uint32_t nRet = CheckOpened();
+    if (nRet != OX3D_RGBD_OK) {
+        return nRet;
+    }
+    nRet = m_pcCamera.load()->XML_GetNodeAccessMode(name, mode);
+    if (nRet != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("XML_GetNodeAccessMode failed, errcode is (%#x)\r\n", nRet);
+    }
+    return nRet;
+}
