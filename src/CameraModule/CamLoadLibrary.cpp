@@ -8,8 +8,10 @@
 #include "Ox3dRgbdDefine.h"
 
 extern "C" {
+// NOLINTBEGIN(bugprone-macro-parentheses): types and names cannot stand in parentheses.
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) result(*name) arguments = nullptr;
 #include "CameraModule/CamSymbols.def"
+// NOLINTEND(bugprone-macro-parentheses)
 }
 
 namespace {
@@ -30,9 +32,11 @@ struct SymbolRow {
 };
 
 const SymbolRow kSymbols[] = {
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) \
     {#name, reinterpret_cast<void**>(&name), Group::group, Need::need},
 #include "CameraModule/CamSymbols.def"
+    // NOLINTEND(bugprone-macro-parentheses)
 };
 static_assert(sizeof(kSymbols) / sizeof(kSymbols[0]) == 57);
 

@@ -9,8 +9,10 @@
 #include "OxCameraControl.h"
 
 extern "C" {
+// NOLINTBEGIN(bugprone-macro-parentheses): types and names cannot stand in parentheses.
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) extern OX3D_EXPORT result(*name) arguments;
 #include "CameraModule/CamSymbols.def"
+// NOLINTEND(bugprone-macro-parentheses)
 }
 
 // The function behind a global, or null.

@@ -25,7 +25,7 @@ CDeviceLock::~CDeviceLock() {
     Leave();
 }
 
-void CDeviceLock::Leave() {
+void CDeviceLock::Leave() OX_NO_THREAD_SAFETY_ANALYSIS {
     if (m_isHeld) {
         m_isHeld = false;
         m_mutex->Unlock();

@@ -136,7 +136,7 @@ const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* o
     constexpr const char* kRotationNames[3][3] = {
         {"r00", "r01", "r02"}, {"r10", "r11", "r12"}, {"r20", "r21", "r22"}};
     constexpr const char* kTranslationNames[3] = {"t0", "t1", "t2"};
-    for (int row = 0; row < 3; ++row) {
+    for (size_t row = 0; row < 3; ++row) {
         ReadFloats(rotation, kRotationNames[row], out->m_depthToColor + 4 * row);
         out->m_depthToColor[4 * row + 3] = FloatAttribute(translation, kTranslationNames[row]);
     }

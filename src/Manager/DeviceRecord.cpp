@@ -35,10 +35,10 @@ void FillEthernet(const OX_CC_DEVICE_INFO& device, OX3D_RGBD_DEVICE_INFO* out) {
     out->nDeviceType = OX3D_RGBD_DEVICE_ETHERNET;
     FillMacAddress(device, out);
     out->nIpCfgMode = gige.nIpCfgCurrent;
-    FormatIp(out->chCurrentIp, gige.nCurrentIp);
-    FormatIp(out->chCurrentSubNetMask, gige.nCurrentSubNetMask);
-    FormatIp(out->chDefaultGateWay, gige.nDefaultGateWay);
-    FormatIp(out->chNetExport, gige.nNetExport);
+    GetIPString(out->chCurrentIp, gige.nCurrentIp);
+    GetIPString(out->chCurrentSubNetMask, gige.nCurrentSubNetMask);
+    GetIPString(out->chDefaultGateWay, gige.nDefaultGateWay);
+    GetIPString(out->chNetExport, gige.nNetExport);
 }
 
 void FillUsb(const OX_CC_DEVICE_INFO& device, OX3D_RGBD_DEVICE_INFO* out) {
@@ -52,13 +52,13 @@ void FillUsb(const OX_CC_DEVICE_INFO& device, OX3D_RGBD_DEVICE_INFO* out) {
     out->nDeviceType = OX3D_RGBD_DEVICE_USB;
     out->nVendorId = usb.nVendorId;
     out->nProductId = usb.nProductId;
-    out->nUsbProtocol = UsbProtocol(static_cast<int>(usb.nBcdUsb));
+    out->nUsbProtocol = GetUserUSBType(static_cast<int>(usb.nBcdUsb));
     CopyFirst(out->chCurrentIp, usb.chDeviceGuid);
 }
 
 } // namespace
 
-uint32_t FormatIp(char* out, uint32_t ip) {
+uint32_t GetIPString(char* out, uint32_t ip) {
     if (out == nullptr || ip == 0) {
         OX_LOG_ERROR("[GetIPString] pstCamInfo Or nCurrentIp is error.\r\n");
         return OX3D_RGBD_E_PARAMETER;
@@ -70,7 +70,7 @@ uint32_t FormatIp(char* out, uint32_t ip) {
     return OX3D_RGBD_OK;
 }
 
-uint32_t UsbProtocol(int bcdUsb) {
+uint32_t GetUserUSBType(int bcdUsb) {
     switch (bcdUsb) {
     case 0x0200:
     case 0x0210:

@@ -7,10 +7,10 @@
 
 // Dotted decimal of an IP number into a 16-byte field, most significant octet first. An address of 0 (and a
 // null field) gives OX3D_RGBD_E_PARAMETER and leaves the field as it was.
-uint32_t FormatIp(char* out, uint32_t ip);
+uint32_t GetIPString(char* out, uint32_t ip);
 
 // USB protocol value (OX3D_RGBD_USB_*) of a BCD USB release number.
-uint32_t UsbProtocol(int bcdUsb);
+uint32_t GetUserUSBType(int bcdUsb);
 
 // Fills the fields that apply to the device's transport and leaves the others alone; a device of an unknown
 // transport leaves the whole record alone.

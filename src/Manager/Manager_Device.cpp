@@ -52,7 +52,7 @@ bool MatchesModelName(const OX_CC_DEVICE_INFO& device, const char* name) {
 
 bool MatchesIp(const OX_CC_DEVICE_INFO& device, const char* ip) {
     char text[16] = {};
-    FormatIp(text, device.stGigEInfo.nCurrentIp);
+    GetIPString(text, device.stGigEInfo.nCurrentIp);
     if (strcmp(ip, text) == 0) {
         return true;
     }
@@ -186,7 +186,8 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
     if (device != nullptr) {
         m_nDeviceType = device->nTLayerType;
         if (device->nTLayerType == OX_CC_USB_DEVICE) {
-            const bool isUsb3 = UsbProtocol(static_cast<int>(device->stUsb3Info.nBcdUsb)) == OX3D_RGBD_USB_3;
+            const bool isUsb3 =
+                GetUserUSBType(static_cast<int>(device->stUsb3Info.nBcdUsb)) == OX3D_RGBD_USB_3;
             OX_LOG_INFO("[BindDevBySomeWay] USB Type = %s\r\n", isUsb3 ? "USB3" : "USB2");
         }
     }

@@ -67,6 +67,7 @@ TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
 
 TEST_F(LogRotation, GoesOnAfterARenameThatFails) {
     std::filesystem::create_directories(std::filesystem::path(kBackup) / "inner");
+    WriteFile(kPrimary, "old");
     Start(0);
     Add("line");
     EXPECT_TRUE(Eventually([] { return std::filesystem::is_empty(kPrimary); }));
