@@ -5,10 +5,10 @@ include(CMakePackageConfigHelpers)
 set(OX3D_INSTALL_CMAKEDIR ${OX3D_INSTALL_LIBDIR}/cmake/Ox3dRgbd)
 set(OX3D_INSTALL_PKGCONFIGDIR ${OX3D_INSTALL_LIBDIR}/pkgconfig)
 
-# The scaling library is exported with the library that needs it, so that a linker that checks the needed
-# libraries of a shared library finds it too. Its file is installed by its own folder.
+# The library's own folder puts it into the export set. The scaling library joins it, so that a linker that
+# looks at the needed libraries of a shared library finds it too; its own folder installs its file as well.
 set_target_properties(ox3d_headers PROPERTIES EXPORT_NAME Headers)
-install(TARGETS ox3d_headers Ox3dRgbd MediaProcess EXPORT Ox3dRgbdTargets
+install(TARGETS ox3d_headers MediaProcess EXPORT Ox3dRgbdTargets
     LIBRARY DESTINATION ${OX3D_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${OX3D_INSTALL_INCLUDEDIR} ${OX3D_INSTALL_INCLUDEDIR}/ox3drgbd)
 install(EXPORT Ox3dRgbdTargets NAMESPACE Ox3dRgbd:: DESTINATION ${OX3D_INSTALL_CMAKEDIR})

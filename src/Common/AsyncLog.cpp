@@ -59,6 +59,7 @@ void AfterForkInParent() OX_NO_THREAD_SAFETY_ANALYSIS {
 
 void AfterForkInChild() OX_NO_THREAD_SAFETY_ANALYSIS {
     SLogState& state = LogState();
+    OX_LeaveMutex(state.mutex.Native());
     OX_InitializeMutex(state.mutex.Native());
     state.pAbandoned = state.pInstance;
     state.pInstance = nullptr;
@@ -308,8 +309,11 @@ uint32_t COxAsyncLog::BackUpLogFile(const char* pPrimary, const char* pBackup) n
     char chBackup[kNameSizeBytes];
     snprintf(chPrimary, sizeof(chPrimary), "%s", pPrimary);
     snprintf(chBackup, sizeof(chBackup), "%s", pBackup);
-    // Asked twice, for a file that somebody is just replacing.
-    if (access(chPrimary, F_OK) != 0 && access(chPrimary, F_OK) != 0) {
+    bool bFound = access(chPrimary, F_OK) == 0;
+    if (!bFound) {
+        bFound = access(chPrimary, F_OK) == 0; // somebody may just have been replacing it
+    }
+    if (!bFound) {
         puts("Failed find log file!\r");
         return OX3D_RGBD_E_PARAMETER;
     }

@@ -62,6 +62,19 @@ uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
     return OX3D_RGBD_OK;
 }
 
+// The profile's node count. The integer reader gives its default for a 0 as well as for a missing key; an
+// operator who wrote a 0 is to find a line about it, so the text tells the two apart.
+uint32_t ReadBufferNode(const char* path) {
+    constexpr const char* kSection = "CameraConfig";
+    constexpr const char* kKey = "BufferNode";
+    const uint32_t count = Linux_GetPrivateProfileInt(kSection, kKey, 0, path);
+    if (count != 0) {
+        return count;
+    }
+    char text[256] = {};
+    return Linux_GetPrivateProfileString(kSection, kKey, "", text, sizeof(text), path) > 0 ? 0 : 1;
+}
+
 } // namespace
 
 CManager::CManager()
@@ -162,7 +175,7 @@ uint32_t CManager::SetImageNodesFromProfile() {
         OX_LOG_ERROR("[ConnectDevice] File %s not exist, use default node Num.\r\n", path);
         return OX3D_RGBD_OK;
     }
-    uint32_t count = Linux_GetPrivateProfileInt("CameraConfig", "BufferNode", 1, path);
+    uint32_t count = ReadBufferNode(path);
     if (count == 0) {
         OX_LOG_ERROR("[ConnectDevice] Get  BufferNode value [%d] .\r\n", count);
         count = 1;

@@ -1,6 +1,8 @@
 // The log as its callers and the readers of its files see it.
+#include <gmock/gmock.h>
+
+#include <array>
 #include <ctime>
-#include <vector>
 
 #include "TestFolder.h"
 #include "ox3drgbd/Ox3dRgbdDefine.h"
@@ -14,12 +16,11 @@ TEST_F(Log, LineIsTimeStampFileFieldLineNumberAndMessage) {
     OxWriteLog(TRACE_LEVEL_ERROR, kLogSource, 42, "[Do] value %d\r\n", 7);
     OxWriteLog(TRACE_LEVEL_INFO, "..\\src\\Any.cpp", 12345, "next\r\n");
     const std::string strLog = WaitForLog("next\r\n");
-    std::smatch match;
-    const std::regex layout("\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] \\| {15}\\(null\\)-L0042: "
-                            "\\[Do\\] value 7\r\n\\[.{19}\\] \\| {14}Any.cpp-L12345: next\r\n");
-    ASSERT_TRUE(std::regex_match(strLog, match, layout)) << strLog;
+    EXPECT_THAT(strLog, testing::MatchesRegex("\\[.{19}\\] \\| {15}\\(null\\)-L0042: \\[Do\\] value 7\r\n"
+                                              "\\[.{19}\\] \\| {14}Any.cpp-L12345: next\r\n"));
     tm stTime{};
-    strptime(match[1].str().c_str(), "%Y-%m-%d %H:%M:%S", &stTime);
+    const char* const pEnd = strptime(strLog.c_str(), "[%Y-%m-%d %H:%M:%S]", &stTime);
+    EXPECT_EQ(pEnd, strLog.c_str() + 21);
     stTime.tm_isdst = -1;
     EXPECT_GE(mktime(&stTime), nBefore);
     EXPECT_LE(mktime(&stTime), time(nullptr));
@@ -74,18 +75,18 @@ TEST_F(Log, LivesUntilItsLastReferenceGoesAndThenAppends) {
 }
 
 TEST_F(Log, KeepsEachLineWholeWhenManyThreadsWrite) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i) {
-        threads.emplace_back([] {
+    std::array<std::thread, 3> aThreads;
+    for (std::thread& thread : aThreads) {
+        thread = std::thread([] {
             for (int n = 0; n < 500; ++n) {
-                OX_LOG_INFO("ab%0200dyz\r\n", n);
+                OX_LOG_INFO("ab%06dyz\r\n", n);
             }
         });
     }
-    for (std::thread& thread : threads) {
+    for (std::thread& thread : aThreads) {
         thread.join();
     }
-    EXPECT_TRUE(std::regex_match(Messages(WaitForLog("yz\r\n")), std::regex("(ab\\d{200}yz\r\n)+")));
+    EXPECT_THAT(Messages(WaitForLog("yz\r\n")), testing::MatchesRegex("(ab[0-9]{6}yz\r\n)+"));
 }
 
 } // namespace

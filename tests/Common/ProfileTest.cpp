@@ -23,28 +23,25 @@ protected:
 };
 
 TEST_F(Profile, IntegerIsFoundByTheRulesOfTheFile) {
-    const std::pair<std::string, unsigned int> aCases[] = {{"[S]\nK = ==  12\r\n", 12},
-                                                           {"[S]\nK=0x1F\n", 31},
-                                                           {"[S]\nK=017\n", 15},
-                                                           {"[S]\nK=12MB", 12},
-                                                           {"[S]\nK=-1\n", 0xFFFFFFFF},
-                                                           {"[S]\nK=0x100000005\n", 5},
-                                                           {"[S]\nK=0\n", 77},
-                                                           {"[S]\nK=\n", 77},
-                                                           {"[S]\nK 12\n", 77},
-                                                           {"[S]\nKey=12\nK=13\n", 13},
-                                                           {"[S]\n K=12\n", 77},
-                                                           {"[S]\nK\t=12\n", 77},
-                                                           {"[s]\nK=12\n[S]\nk=13\n", 77},
-                                                           {"[S] ; the first\nK=12\n", 12},
-                                                           {" [S]\nK=12\n", 77},
-                                                           {"[S2]\nK=12\n[S]\nK=13\n", 13},
-                                                           {"[S]\n[T]\nK=11\n[S]\nK=12\n", 77},
-                                                           {"[S]\n" + std::string(255, 'x') + "K=12\n", 12}};
-    for (const auto& [strFile, nExpected] : aCases) {
+    const auto read = [](const std::string& strFile) {
         WriteFile(kFile, strFile);
-        EXPECT_EQ(Linux_GetPrivateProfileInt("S", "K", 77, kFile), nExpected) << strFile;
+        return Linux_GetPrivateProfileInt("S", "K", 77, kFile);
+    };
+    for (const char* const pFound :
+         {"[S]\nK=12", "[S]\nK = ==  12\r\n", "[S]\nK=0xC\n", "[S]\nK=014\n", "[S]\nK=12MB\n",
+          "[S]\nKey=1\nK=12\n", "[S] ; first\nK=12\n", "[S2]\nK=1\n[S]\nK=12\n", "K=1\n[S]\nK=12\nK=13\n",
+          "[S]\nK=0x10000000C\n"}) {
+        EXPECT_EQ(read(pFound), 12U) << pFound;
     }
+    for (const char* const pMissed :
+         {"", "[S]\nK=0\n", "[S]\nK=\n", "[S]\nK=on\n", "[S]\nK 12\n", "[S]\n K=12\n", "[S]\nK\t=12\n",
+          "[s]\nK=12\n", "[S]\nk=12\n", " [S]\nK=12\n", "[S ]\nK=12\n", "[S]\n[T]\nK=12\n",
+          "[S]\n[T]\n[S]\nK=12\n"}) {
+        EXPECT_EQ(read(pMissed), 77U) << pMissed;
+    }
+    EXPECT_EQ(read("[S]\nK=-1\n"), 0xFFFFFFFFU);
+    EXPECT_EQ(read("[S]\n" + std::string(255, 'x') + "K=12\n"), 12U)
+        << "a line goes on as a new one after 255";
 }
 
 TEST_F(Profile, OnlyARegularFileIsRead) {

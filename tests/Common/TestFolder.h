@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <string>
 #include <thread>
 
@@ -69,14 +68,16 @@ protected:
         return strLog;
     }
     /// The text without the headers.
-    static std::string Messages(const std::string& strLog) {
-        return std::regex_replace(strLog, std::regex("\\[.{19}\\] \\| .{20}-L\\d{4,}: "), "");
+    static std::string Messages(std::string strLog) {
+        for (size_t nAt = 0; (nAt = strLog.find("] | ", nAt)) != std::string::npos;) {
+            nAt -= sizeof("[0000-00-00 00:00:00") - 1;
+            strLog.erase(nAt, strLog.find(": ", nAt) + 2 - nAt);
+        }
+        return strLog;
     }
-    static long Threads() {
-        return static_cast<long>(std::filesystem::hard_link_count("/proc/self/task")) -
-               2; // needs no descriptor
-    }
-    const long m_nThreadsBefore = Threads();
+    /// Needs no file descriptor.
+    static uintmax_t Threads() { return std::filesystem::hard_link_count("/proc/self/task") - 2; }
+    const uintmax_t m_nThreadsBefore = Threads();
 };
 
 #endif
