@@ -1,0 +1,45 @@
+// CameraConfig.h - what one virtual camera is, and the reader of the text file that lists them.
+#ifndef OX3D_VIRTUAL_CAMERA_CAMERA_CONFIG_H
+#define OX3D_VIRTUAL_CAMERA_CAMERA_CONFIG_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Faults.h"
+#include "Feature.h"
+#include "source/FrameSource.h"
+
+namespace ox3d {
+
+struct CameraConfig {
+    ETransport m_transport = ETransport::GigE;
+    std::string m_serial;
+    std::string m_model;
+    std::string m_manufacturer = "Ox3d";
+    std::string m_userName;
+    std::string m_deviceVersion = "1.0.0";
+    uint64_t m_mac = 0; // first byte in bits 40-47
+    uint32_t m_ip = 0;  // first octet in bits 24-31, like the four below
+    uint32_t m_mask = 0xFFFFFF00;
+    uint32_t m_gateway = 0xC0A80101;
+    uint32_t m_hostIp = 0xC0A8010A;
+    double m_fps = 30;
+    FrameSourceConfig m_source;
+    FaultSet m_faults;
+};
+
+// Reads the list. A camera whose section has an error is left out; every error is one line of *errors,
+// "fileName:line: what". Relative recording folders are taken from baseFolder.
+std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::string& fileName,
+                                          const std::string& baseFolder, std::vector<std::string>* errors);
+
+// The cameras when no file is named: one Ethernet camera.
+std::vector<CameraConfig> DefaultCameraList();
+
+// The same cameras again would look and behave alike.
+bool IsSameCamera(const CameraConfig& a, const CameraConfig& b);
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,69 @@
+// CameraFrame.h - one frame as a camera sends it: the main image, and further images as chunks.
+//
+// Frames are reused: their buffers grow with the first frames and then stay.
+#ifndef OX3D_VIRTUAL_CAMERA_CAMERA_FRAME_H
+#define OX3D_VIRTUAL_CAMERA_CAMERA_FRAME_H
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "Faults.h"
+#include "source/FrameSource.h"
+
+namespace ox3d {
+
+constexpr uint32_t kPixelDepth = 0x011000B8;
+constexpr uint32_t kPixelMono8 = 0x01080001;
+constexpr uint32_t kPixelRgb8Planar = 0x02180021;
+
+constexpr uint32_t kChunkExtendedImage = 0xA5A53D0B;
+constexpr uint32_t kChunkDemosaicPair = 0xA5A53D11;
+constexpr uint32_t kExtendedImageHeaderBytes = 32;
+constexpr uint32_t kDemosaicPairHeaderBytes = 28;
+constexpr uint32_t kChunkTrailerBytes = 8; // id and length behind every chunk on the wire
+
+struct CameraChunk {
+    uint32_t m_id = 0;
+    uint32_t m_lengthBytes = 0; // what the camera says; never more than m_bytes holds
+    std::vector<uint8_t> m_bytes;
+};
+
+struct CameraFrame {
+    static constexpr uint32_t kMostChunks = 2;
+
+    uint32_t m_width = 0;
+    uint32_t m_height = 0;
+    uint32_t m_pixelFormat = 0;
+    uint32_t m_number = 0;
+    uint64_t m_timestampNs = 0;
+    uint32_t m_imageLengthBytes = 0; // what the camera says; never more than m_image holds
+    std::vector<uint8_t> m_image;
+    std::array<CameraChunk, kMostChunks> m_chunks;
+    uint32_t m_chunkCount = 0;         // chunks that there are
+    uint32_t m_declaredChunkCount = 0; // chunks that the camera says there are
+    bool m_isChunkListMissing = false;
+    bool m_isExposureEventWanted = false;
+};
+
+// What the settings of the moment ask of a frame.
+struct FrameContent {
+    bool m_isGrey = false; // the main image is the left grey view instead of depth
+    bool m_hasColor = false;
+    bool m_hasGreyPair = false;
+
+    bool NeedsGreyPair() const { return m_isGrey || m_hasGreyPair; }
+};
+
+// Bytes of a frame with its chunks as they go over a wire.
+uint64_t PayloadBytes(const CFrameSource& source, const FrameContent& content, bool isChunkModeActive);
+
+// Fills image and chunks from a source's images. False when the images are not of the size they claim.
+bool PackFrame(const FrameImages& images, const FrameContent& content, CameraFrame* frame);
+
+// Spoils a packed frame as the faults say.
+void ApplyFrameFaults(const FaultSet& faults, CameraFrame* frame);
+
+} // namespace ox3d
+
+#endif

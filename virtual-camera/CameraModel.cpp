@@ -1,0 +1,297 @@
+// CameraModel.cpp - a camera's life: its registers at power-up, its plug, and what outlives a power cycle.
+#include "CameraModel.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <thread>
+
+#include "GenicamXml.h"
+
+namespace ox3d {
+namespace {
+
+constexpr uint32_t kGevVersion = 0x0000;
+constexpr uint32_t kGevDeviceMode = 0x0004;
+constexpr uint32_t kGevSupportedIpConfig = 0x0010;
+constexpr uint32_t kGevFirstUrl = 0x0200;
+constexpr uint32_t kGevUrlBytes = 512;
+constexpr uint32_t kU3vManifestAddress = 0x01D0;
+constexpr uint32_t kU3vManifest = 0x0800;
+
+struct FixedWord {
+    uint32_t m_address;
+    uint32_t m_value;
+};
+
+// Bootstrap registers that no feature stands for: version 1.2, big-endian UTF-8 transmitter, one interface,
+// one message and one stream channel, user name and serial number present.
+constexpr FixedWord kGevWords[] = {
+    {kGevVersion, 0x00010002},
+    {kGevDeviceMode, 0x80000001},
+    {kGevSupportedIpConfig, 7},
+    {0x0600, 1},
+    {0x0900, 1},
+    {0x0904, 1},
+    {0x0934, 0xC0000000},
+};
+
+bool IsSameSource(const FrameSourceConfig& a, const FrameSourceConfig& b) {
+    return a.m_isRecording == b.m_isRecording && a.m_folder == b.m_folder &&
+           a.m_depthWidth == b.m_depthWidth && a.m_depthHeight == b.m_depthHeight &&
+           a.m_colorWidth == b.m_colorWidth && a.m_colorHeight == b.m_colorHeight;
+}
+
+std::vector<uint8_t> BytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+} // namespace
+
+CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
+    : m_config(config), m_makeSource(std::move(makeSource)), m_features(config.m_transport),
+      m_xml(GenicamXml(m_features, config.m_manufacturer, config.m_model)),
+      m_registers(config.m_transport == ETransport::GigE), m_clockStart(std::chrono::steady_clock::now()),
+      m_poweredAt(m_clockStart), m_pluggedAt(m_clockStart) {
+    m_registers.AddArea(0, std::vector<uint8_t>(kBootstrapBytes));
+    m_registers.AddArea(kFeatureArea, std::vector<uint8_t>(m_features.FeatureAreaBytes()));
+    m_registers.AddArea(kFileBuffer, std::vector<uint8_t>(kFileBufferBytes));
+    m_registers.AddArea(kXmlArea, BytesOf(m_xml));
+    FillDefaults();
+    FillIdentityRegisters();
+    for (Settings& set : m_userSets) {
+        set = TakeSettings();
+    }
+}
+
+void CCameraModel::FillDefaults() {
+    for (const MappedFeature& feature : m_features.Features()) {
+        for (uint32_t slot = 0; slot < feature.m_slots; ++slot) {
+            const FeatureRow& row = *feature.m_row;
+            if (row.m_type == EFeatureType::Float) {
+                m_registers.SetFloat(feature.AddressOf(slot), static_cast<float>(row.m_floatDefault));
+            } else if (row.m_type != EFeatureType::String && row.m_type != EFeatureType::Register) {
+                StoreRaw(feature, slot, static_cast<uint64_t>(row.m_default));
+            }
+        }
+    }
+    m_registers.SetFloat(m_features.Find(EFeature::AcquisitionFrameRate)->m_address,
+                         static_cast<float>(m_config.m_fps));
+}
+
+void CCameraModel::FillIdentityRegisters() {
+    const auto setText = [this](EFeature id, std::string_view text) {
+        const MappedFeature* feature = m_features.Find(id);
+        m_registers.SetText(feature->m_address, feature->m_row->m_lengthBytes, text);
+    };
+    setText(EFeature::DeviceVendorName, m_config.m_manufacturer);
+    setText(EFeature::DeviceModelName, m_config.m_model);
+    setText(EFeature::DeviceVersion, m_config.m_deviceVersion);
+    setText(EFeature::DeviceManufacturerInfo, "Virtual RGB-D camera");
+    setText(EFeature::DeviceSerialNumber, m_config.m_serial);
+    setText(EFeature::DeviceUserID, m_config.m_userName);
+    if (m_config.m_transport == ETransport::Usb) {
+        FillManifest();
+    } else {
+        FillBootstrapRegisters();
+    }
+}
+
+// One entry: the description, uncompressed, GenICam 1.1.
+void CCameraModel::FillManifest() {
+    m_registers.SetNumber(kU3vManifestAddress, 8, kU3vManifest);
+    m_registers.SetNumber(kU3vManifest, 8, 1);
+    m_registers.SetNumber(kU3vManifest + 8, 4, 0x01000000);
+    m_registers.SetNumber(kU3vManifest + 12, 4, 0x01010000);
+    m_registers.SetNumber(kU3vManifest + 16, 8, kXmlArea);
+    m_registers.SetNumber(kU3vManifest + 24, 8, m_xml.size());
+}
+
+void CCameraModel::FillBootstrapRegisters() {
+    for (const FixedWord& word : kGevWords) {
+        m_registers.SetNumber(word.m_address, 4, word.m_value);
+    }
+    std::array<char, 64> url{};
+    std::snprintf(url.data(), url.size(), "Local:ox3d_virtual.xml;%X;%zX", kXmlArea, m_xml.size());
+    m_registers.SetText(kGevFirstUrl, kGevUrlBytes, url.data());
+    SetValue(EFeature::GevMACAddress, static_cast<int64_t>(m_config.m_mac));
+    SetValue(EFeature::GevCurrentIPConfigurationPersistentIP, 1);
+    SetValue(EFeature::GevCurrentIPAddress, m_config.m_ip);
+    SetValue(EFeature::GevCurrentSubnetMask, m_config.m_mask);
+    SetValue(EFeature::GevCurrentDefaultGateway, m_config.m_gateway);
+    SetValue(EFeature::GevPersistentIPAddress, m_config.m_ip);
+    SetValue(EFeature::GevPersistentSubnetMask, m_config.m_mask);
+    SetValue(EFeature::GevPersistentDefaultGateway, m_config.m_gateway);
+}
+
+CameraIdentity CCameraModel::Identity() const {
+    const std::lock_guard lock(m_mutex);
+    const auto text = [this](EFeature id) {
+        const MappedFeature* feature = m_features.Find(id);
+        return m_registers.Text(feature->m_address, feature->m_row->m_lengthBytes);
+    };
+    CameraIdentity identity;
+    identity.m_transport = m_config.m_transport;
+    identity.m_vendor = text(EFeature::DeviceVendorName);
+    identity.m_model = text(EFeature::DeviceModelName);
+    identity.m_version = text(EFeature::DeviceVersion);
+    identity.m_info = text(EFeature::DeviceManufacturerInfo);
+    identity.m_serial = text(EFeature::DeviceSerialNumber);
+    identity.m_userName = text(EFeature::DeviceUserID);
+    identity.m_hostIp = m_config.m_hostIp;
+    if (m_config.m_transport == ETransport::GigE) {
+        identity.m_mac = static_cast<uint64_t>(Value(EFeature::GevMACAddress));
+        identity.m_ip = static_cast<uint32_t>(Value(EFeature::GevCurrentIPAddress));
+        identity.m_mask = static_cast<uint32_t>(Value(EFeature::GevCurrentSubnetMask));
+        identity.m_gateway = static_cast<uint32_t>(Value(EFeature::GevCurrentDefaultGateway));
+        identity.m_ipModes = static_cast<uint32_t>(m_registers.Number(kGevSupportedIpConfig, 4));
+        identity.m_ipMode = static_cast<uint32_t>(
+            m_registers.Number(m_features.Find(EFeature::GevCurrentIPConfigurationDHCP)->m_address, 4));
+    }
+    return identity;
+}
+
+EModelStatus CCameraModel::Prepare(std::string* error) {
+    const std::lock_guard renderLock(m_renderMutex);
+    if (m_source != nullptr) {
+        return EModelStatus::Ok;
+    }
+    std::unique_ptr<CFrameSource> source = m_makeSource(m_config.m_source, error);
+    if (source == nullptr) {
+        return EModelStatus::Resource;
+    }
+    const std::lock_guard lock(m_mutex);
+    m_source = std::move(source);
+    if (m_config.m_faults.m_isCalibrationMissing != 0) {
+        return EModelStatus::Ok;
+    }
+    for (const char* name : {kCalibrationFile, kSystemCalibrationFile}) {
+        if (m_files.Find(name) == nullptr) {
+            m_files.Write(name, BytesOf(m_source->CalibrationXml()));
+        }
+    }
+    return EModelStatus::Ok;
+}
+
+void CCameraModel::AdoptState(const CCameraModel& before) {
+    const std::scoped_lock lock(m_mutex, before.m_mutex);
+    const auto adopt = [&](EFeature id) {
+        const MappedFeature* to = m_features.Find(id);
+        const MappedFeature* from = before.m_features.Find(id);
+        if (to != nullptr && from != nullptr && to->SpanBytes() == from->SpanBytes()) {
+            std::vector<uint8_t> bytes(to->SpanBytes());
+            before.m_registers.Read(from->m_address, bytes.data(), bytes.size());
+            m_registers.Write(to->m_address, bytes.data(), bytes.size());
+        }
+    };
+    if (m_config.m_userName == before.m_config.m_userName) {
+        adopt(EFeature::DeviceUserID);
+    }
+    if (m_config.m_deviceVersion == before.m_config.m_deviceVersion) {
+        adopt(EFeature::DeviceVersion);
+    }
+    if (m_config.m_ip == before.m_config.m_ip && m_config.m_mask == before.m_config.m_mask &&
+        m_config.m_gateway == before.m_config.m_gateway) {
+        for (const EFeature id : {EFeature::GevCurrentIPConfigurationDHCP, EFeature::GevCurrentIPAddress,
+                                  EFeature::GevCurrentSubnetMask, EFeature::GevCurrentDefaultGateway,
+                                  EFeature::GevPersistentIPAddress, EFeature::GevPersistentSubnetMask,
+                                  EFeature::GevPersistentDefaultGateway}) {
+            adopt(id);
+        }
+    }
+    m_files = before.m_files;
+    // Calibration belongs to the images; with other images, or with none wanted, it is made anew.
+    if (!IsSameSource(m_config.m_source, before.m_config.m_source) ||
+        m_config.m_faults.m_isCalibrationMissing != 0) {
+        m_files.Erase(kCalibrationFile);
+        m_files.Erase(kSystemCalibrationFile);
+    }
+}
+
+void CCameraModel::PowerUp() {
+    const std::lock_guard lock(m_mutex);
+    m_isAcquiring = false;
+    m_fileAccess = {};
+    ApplySettings(m_userSets[Value(EFeature::UserSetDefault)]);
+    m_changed.notify_all();
+}
+
+bool CCameraModel::IsPlugged() const {
+    const std::lock_guard lock(m_mutex);
+    return std::chrono::steady_clock::now() >= m_pluggedAt;
+}
+
+uint32_t CCameraModel::PlugCount() const {
+    const std::lock_guard lock(m_mutex);
+    return m_plugCount;
+}
+
+void CCameraModel::Unplug() {
+    ++m_plugCount;
+    m_isAcquiring = false;
+    m_pluggedAt =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(m_config.m_faults.m_replugAfterMs);
+    m_poweredAt = m_pluggedAt;
+    RestartNetwork();
+    m_changed.notify_all();
+}
+
+void CCameraModel::Delay() const {
+    if (m_config.m_faults.m_slowCommandsMs > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(m_config.m_faults.m_slowCommandsMs));
+    }
+}
+
+// Registers that follow from others are brought up to date before anybody reads.
+void CCameraModel::Refresh() {
+    const FrameContent content = Content();
+    const FrameSourceConfig& wanted = m_config.m_source;
+    const bool hasSource = m_source != nullptr;
+    const uint32_t width = hasSource ? m_source->DepthWidth() : wanted.m_depthWidth;
+    const uint32_t height = hasSource ? m_source->DepthHeight() : wanted.m_depthHeight;
+    SetValue(EFeature::Width, width);
+    SetValue(EFeature::WidthMax, width);
+    SetValue(EFeature::Height, height);
+    SetValue(EFeature::HeightMax, height);
+    SetValue(EFeature::ColorWidth, hasSource ? m_source->ColorWidth() : wanted.m_colorWidth);
+    SetValue(EFeature::ColorHeight, hasSource ? m_source->ColorHeight() : wanted.m_colorHeight);
+    SetValue(EFeature::PixelFormat, content.m_isGrey ? kPixelMono8 : kPixelDepth);
+    SetValue(EFeature::AcquisitionActive, m_isAcquiring);
+    if (hasSource) {
+        const bool isChunked = Value(EFeature::ChunkModeActive) != 0;
+        SetValue(EFeature::PayloadSize, static_cast<int64_t>(PayloadBytes(*m_source, content, isChunked)));
+    }
+    const auto setFloat = [this](EFeature id, double value) {
+        m_registers.SetFloat(m_features.Find(id)->m_address, static_cast<float>(value));
+    };
+    const std::chrono::duration<double> poweredFor = std::chrono::steady_clock::now() - m_poweredAt;
+    constexpr double kColdC = 34;
+    constexpr double kWarmC = 46;
+    constexpr double kWarmUpSeconds = 300;
+    setFloat(EFeature::DeviceTemperature,
+             kWarmC - (kWarmC - kColdC) * std::exp(-poweredFor.count() / kWarmUpSeconds));
+    setFloat(EFeature::ResultingFrameRate, 1e9 / static_cast<double>(Period().count()));
+    const EnumEntry* file = m_features.EntryByValue(*m_features.Find(EFeature::FileSelector)->m_row,
+                                                    Value(EFeature::FileSelector));
+    const std::vector<uint8_t>* bytes = m_files.Find(file->m_name);
+    SetValue(EFeature::FileSize, bytes == nullptr ? 0 : static_cast<int64_t>(bytes->size()));
+}
+
+FrameContent CCameraModel::Content() const {
+    constexpr int64_t kGreyMode = 1;
+    constexpr int64_t kRgbdMode = 4;
+    constexpr uint32_t kColorSlot = 24;
+    constexpr uint32_t kPairSlot = 19;
+    const MappedFeature& enable = *m_features.Find(EFeature::ChunkEnable);
+    const bool areChunksOn =
+        Value(EFeature::ChunkModeActive) != 0 && Value(EFeature::CameraWorkingMode) == kRgbdMode;
+    FrameContent content;
+    content.m_isGrey = Value(EFeature::ImageMode) == kGreyMode;
+    content.m_hasColor =
+        areChunksOn && Raw(enable, kColorSlot) != 0 && (m_source == nullptr || m_source->ColorWidth() > 0);
+    content.m_hasGreyPair =
+        areChunksOn && m_config.m_transport == ETransport::Usb && Raw(enable, kPairSlot) != 0;
+    return content;
+}
+
+} // namespace ox3d

@@ -1,0 +1,229 @@
+// CameraModel.h - the camera itself, whatever carries it: features, registers, files, clock and frames.
+//
+// A carrier (a provider inside the process, or a server on the network) owns connections, buffers and
+// callbacks; the model knows none of them. All functions may be called by any thread. One mutex guards the
+// whole state; it is never held while an image is rendered, and nothing of a carrier's is called under it.
+#ifndef OX3D_VIRTUAL_CAMERA_CAMERA_MODEL_H
+#define OX3D_VIRTUAL_CAMERA_CAMERA_MODEL_H
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "CameraConfig.h"
+#include "CameraFrame.h"
+#include "FeatureMap.h"
+#include "FileStore.h"
+#include "FrameClock.h"
+#include "RegisterFile.h"
+
+namespace ox3d {
+
+struct IntegerValue {
+    int64_t m_value = 0;
+    int64_t m_min = 0;
+    int64_t m_max = 0;
+    int64_t m_inc = 1;
+};
+
+struct FloatValue {
+    float m_value = 0;
+    float m_min = 0;
+    float m_max = 0;
+};
+
+struct EnumValue {
+    uint32_t m_value = 0;
+    std::vector<EnumEntry> m_entries;
+};
+
+struct StringValue {
+    std::string m_value;
+    uint32_t m_maxLengthBytes = 0;
+};
+
+// What others see of the camera without opening it.
+struct CameraIdentity {
+    ETransport m_transport = ETransport::GigE;
+    std::string m_vendor;
+    std::string m_model;
+    std::string m_version;
+    std::string m_info;
+    std::string m_serial;
+    std::string m_userName;
+    uint64_t m_mac = 0;
+    uint32_t m_ip = 0;
+    uint32_t m_mask = 0;
+    uint32_t m_gateway = 0;
+    uint32_t m_hostIp = 0;
+    uint32_t m_ipModes = 0; // kIpMode* bits on offer
+    uint32_t m_ipMode = 0;  // the ones in use
+};
+
+constexpr uint32_t kIpModePersistent = 1;
+constexpr uint32_t kIpModeDhcp = 2;
+constexpr uint32_t kIpModeLinkLocal = 4; // always on: the last resort
+
+enum class ENextFrame { Frame, Stopped, Gone };
+
+class CCameraModel {
+public:
+    using SourceFactory =
+        std::function<std::unique_ptr<CFrameSource>(const FrameSourceConfig&, std::string* error)>;
+
+    explicit CCameraModel(const CameraConfig& config, SourceFactory makeSource = CreateFrameSource);
+    CCameraModel(const CCameraModel&) = delete;
+    CCameraModel& operator=(const CCameraModel&) = delete;
+
+    const CameraConfig& Config() const { return m_config; }
+    CameraIdentity Identity() const;
+    const std::string& Xml() const { return m_xml; }
+
+    // ---- A camera's life (CameraModel.cpp) ----
+
+    // Makes the image source and the calibration files; nothing after the first success.
+    EModelStatus Prepare(std::string* error);
+    // Takes over what a camera keeps without power, where the new configuration does not say otherwise.
+    void AdoptState(const CCameraModel& before);
+    // The settings of the start-up user set. A carrier calls it when somebody takes control.
+    void PowerUp();
+    // A camera that is unplugged, or restarts, is another one afterwards: connections note the count.
+    bool IsPlugged() const;
+    uint32_t PlugCount() const;
+
+    // ---- Features by name (CameraModel_Features.cpp) ----
+
+    EModelStatus GetInteger(std::string_view name, IntegerValue* out);
+    EModelStatus SetInteger(std::string_view name, int64_t value);
+    EModelStatus GetFloat(std::string_view name, FloatValue* out);
+    EModelStatus SetFloat(std::string_view name, float value);
+    EModelStatus GetEnum(std::string_view name, EnumValue* out);
+    EModelStatus SetEnum(std::string_view name, int64_t value);
+    EModelStatus SetEnumByName(std::string_view name, std::string_view entry);
+    EModelStatus GetString(std::string_view name, StringValue* out);
+    EModelStatus SetString(std::string_view name, std::string_view value);
+    EModelStatus GetBoolean(std::string_view name, bool* out);
+    EModelStatus SetBoolean(std::string_view name, bool value);
+    EModelStatus Execute(std::string_view name);
+    EModelStatus TypeOf(std::string_view name, EFeatureType* out) const;
+    // What may be done with the feature now.
+    EModelStatus AccessOf(std::string_view name, EAccess* out);
+    bool IsCategory(std::string_view name) const;
+
+    // ---- Registers (CameraModel_Memory.cpp) ----
+
+    EModelStatus ReadMemory(uint64_t address, void* out, uint64_t lengthBytes);
+    // Registers are written whole, and all of them or none.
+    EModelStatus WriteMemory(uint64_t address, const void* in, uint64_t lengthBytes);
+
+    // ---- Settings as text (CameraModel_Settings.cpp) ----
+
+    std::string SaveFeatures();
+    // On failure nothing is changed and *where says what was wrong.
+    EModelStatus LoadFeatures(std::string_view text, std::string* where);
+
+    // ---- Files and network (CameraModel_Files.cpp) ----
+
+    EModelStatus ReadFile(std::string_view name, std::vector<uint8_t>* out);
+    EModelStatus WriteFile(std::string_view name, std::vector<uint8_t> bytes);
+    // Ends an upgrade: the version's last number goes up.
+    void InstallFirmware();
+    EModelStatus ForceIp(uint32_t ip, uint32_t mask, uint32_t gateway);
+    EModelStatus SetIpMode(uint32_t mode);
+
+    // ---- Frames (CameraModel_Frames.cpp) ----
+
+    // Waits for the camera's next frame and fills it. Gone: the camera is no longer the one of plugCount.
+    ENextFrame NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame);
+
+private:
+    using Time = CFrameClock::Time;
+    using Settings = std::vector<std::vector<uint8_t>>; // registers of the saved features, in their order
+    struct Exposure {
+        FrameContent m_content;
+        uint64_t m_sourceIndex = 0;
+    };
+
+    // Everything below expects m_mutex to be held, unless it says otherwise.
+    void Delay() const; // without the lock
+    void FillIdentityRegisters();
+    void FillManifest();
+    void FillBootstrapRegisters();
+    void FillDefaults();
+    void Refresh();
+    void Unplug();
+    FrameContent Content() const;
+
+    uint32_t SlotOf(const MappedFeature& feature) const;
+    uint64_t Raw(const MappedFeature& feature, uint32_t slot) const;
+    void StoreRaw(const MappedFeature& feature, uint32_t slot, uint64_t value);
+    int64_t Value(EFeature id) const;
+    void SetValue(EFeature id, int64_t value);
+    float Float(EFeature id) const;
+    bool IsLocked(const FeatureRow& row) const;
+    EModelStatus Lookup(std::string_view name, EFeatureType type, const MappedFeature** out) const;
+    EModelStatus CheckValue(const FeatureRow& row, uint64_t raw) const;
+    EModelStatus Write(const MappedFeature& feature, uint32_t slot, uint64_t raw);
+    EModelStatus SetNumber(std::string_view name, EFeatureType type, uint64_t raw);
+    EModelStatus OnWritten(EFeature id);
+
+    struct MemoryWrite;
+    EModelStatus PlanWrites(uint64_t address, const uint8_t* in, uint64_t lengthBytes,
+                            std::vector<MemoryWrite>* plan) const;
+    EModelStatus PlanWrite(const MappedFeature& feature, uint32_t slot, uint64_t address, const uint8_t* in,
+                           uint64_t lengthBytes, std::vector<MemoryWrite>* plan) const;
+
+    Settings TakeSettings() const;
+    void ApplySettings(const Settings& settings);
+    std::string ValueText(const MappedFeature& feature, uint32_t slot) const;
+    EModelStatus SetFromText(const MappedFeature& feature, std::string_view text);
+    EModelStatus UserSetCommand(EFeature command);
+
+    EModelStatus StartAcquisition();
+    EModelStatus Trigger();
+    EModelStatus RunFileOperation();
+    void BumpVersion();
+    void RestartNetwork();
+    CFrameClock::Duration Period() const;
+    CFrameClock::Duration ExposureTime() const;
+    std::optional<Time> NextDue(bool isTriggered) const;
+    void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure);
+    bool IsDropped(uint32_t number) const;
+    bool Render(const Exposure& exposure, CameraFrame* frame); // without the lock
+
+    const CameraConfig m_config;
+    const SourceFactory m_makeSource;
+    const CFeatureMap m_features;
+    const std::string m_xml;
+
+    mutable std::mutex m_mutex;
+    std::condition_variable_any m_changed; // acquisition, trigger, rate or plug
+    CRegisterFile m_registers;
+    CFileStore m_files;
+    CFileAccess m_fileAccess;
+    Settings m_userSets[3];
+    Time m_clockStart;
+    Time m_poweredAt;
+
+    bool m_isAcquiring = false;
+    bool m_hasSourceEnded = false;
+    uint32_t m_frameNumber = 0; // of this start
+    uint32_t m_framesLeft = 0;  // 0: without end
+    CFrameClock m_clock;
+    uint32_t m_plugCount = 0;
+    uint32_t m_unplugFaults = 0;
+    Time m_pluggedAt;
+
+    std::mutex m_renderMutex;               // the source and its images; taken without m_mutex or before it
+    std::unique_ptr<CFrameSource> m_source; // set once, under both mutexes
+    FrameImages m_images;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,145 @@
+// CameraModel_Frames.cpp - acquisition: when a frame is taken, which number it gets and what it holds.
+#include <algorithm>
+#include <utility>
+
+#include "CameraModel.h"
+
+namespace ox3d {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int64_t kSoftware = 7; // of TriggerSource
+
+CFrameClock::Duration FromSeconds(double seconds) {
+    return std::chrono::duration_cast<CFrameClock::Duration>(std::chrono::duration<double>(seconds));
+}
+
+} // namespace
+
+CFrameClock::Duration CCameraModel::ExposureTime() const {
+    return FromSeconds(static_cast<double>(Float(EFeature::ExposureTime)) * 1e-6);
+}
+
+CFrameClock::Duration CCameraModel::Period() const {
+    const bool isRateSet = Value(EFeature::AcquisitionFrameRateEnable) != 0;
+    const double rateHz =
+        isRateSet ? static_cast<double>(Float(EFeature::AcquisitionFrameRate)) : m_config.m_fps;
+    return std::max(FromSeconds(1 / rateHz), ExposureTime());
+}
+
+EModelStatus CCameraModel::StartAcquisition() {
+    if (m_isAcquiring) {
+        return EModelStatus::Ok;
+    }
+    constexpr int64_t kSingleFrame = 1;
+    constexpr int64_t kMultiFrame = 2;
+    const int64_t mode = Value(EFeature::AcquisitionMode);
+    m_framesLeft = 0;
+    if (mode == kSingleFrame) {
+        m_framesLeft = 1;
+    } else if (mode == kMultiFrame) {
+        m_framesLeft = static_cast<uint32_t>(Value(EFeature::AcquisitionFrameCount));
+    }
+    m_isAcquiring = true;
+    m_hasSourceEnded = false;
+    m_frameNumber = 0;
+    m_clock.Start(Clock::now());
+    m_changed.notify_all();
+    return EModelStatus::Ok;
+}
+
+EModelStatus CCameraModel::Trigger() {
+    if (Value(EFeature::TriggerMode) == 0 || Value(EFeature::TriggerSource) != kSoftware) {
+        return EModelStatus::Access;
+    }
+    // Without acquisition the camera is not armed: the trigger is taken and nothing comes of it.
+    if (m_isAcquiring && !m_clock.Trigger(Clock::now())) {
+        return EModelStatus::Access;
+    }
+    m_changed.notify_all();
+    return EModelStatus::Ok;
+}
+
+std::optional<CCameraModel::Time> CCameraModel::NextDue(bool isTriggered) const {
+    if (!m_isAcquiring || m_hasSourceEnded) {
+        return std::nullopt;
+    }
+    std::optional<Time> due = m_clock.Due(isTriggered, Period(), ExposureTime());
+    const FaultSet& faults = m_config.m_faults;
+    if (due && m_frameNumber + 1 == faults.m_stallAtFrame) {
+        *due += std::chrono::milliseconds(faults.m_stallForMs);
+    }
+    return due;
+}
+
+bool CCameraModel::IsDropped(uint32_t number) const {
+    const uint32_t every = m_config.m_faults.m_dropEvery;
+    return every != kNoFault && number % every == 0;
+}
+
+void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure) {
+    m_clock.Taken(isTriggered, due, now, Period());
+    ++m_frameNumber;
+    if (m_framesLeft > 0 && --m_framesLeft == 0) {
+        m_isAcquiring = false;
+    }
+    frame->m_number = m_frameNumber;
+    frame->m_timestampNs = static_cast<uint64_t>(std::max<int64_t>((due - m_clockStart).count(), 0));
+    const MappedFeature& notification = *m_features.Find(EFeature::EventNotification);
+    frame->m_isExposureEventWanted = Raw(notification, 0) != 0;
+    exposure->m_content = Content();
+    exposure->m_sourceIndex = m_frameNumber - 1;
+}
+
+bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
+    const std::lock_guard lock(m_renderMutex);
+    const FrameContent& content = exposure.m_content;
+    if (m_source == nullptr ||
+        !m_source->Render(exposure.m_sourceIndex, content.m_hasColor, content.NeedsGreyPair(), &m_images) ||
+        !PackFrame(m_images, content, frame)) {
+        return false;
+    }
+    ApplyFrameFaults(m_config.m_faults, frame);
+    return true;
+}
+
+ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame) {
+    std::unique_lock lock(m_mutex);
+    const FaultSet& faults = m_config.m_faults;
+    while (!stop.stop_requested()) {
+        if (plugCount != m_plugCount) {
+            return ENextFrame::Gone;
+        }
+        const bool isTriggered = Value(EFeature::TriggerMode) != 0;
+        const std::optional<Time> due = NextDue(isTriggered);
+        const Time now = Clock::now();
+        if (!due || now < *due) {
+            // Every change wakes the wait and all is looked at anew; a spurious wake-up does no harm.
+            const Time until = due.value_or(now + std::chrono::hours(1));
+            bool isAwake = false;
+            m_changed.wait_until(lock, stop, until, [&isAwake] { return std::exchange(isAwake, true); });
+            continue;
+        }
+        const bool isWorn = faults.m_unplugTimes != 0 && m_unplugFaults >= faults.m_unplugTimes;
+        if (m_frameNumber == faults.m_unplugAfterFrames && !isWorn) {
+            ++m_unplugFaults;
+            Unplug();
+            return ENextFrame::Gone;
+        }
+        Exposure exposure;
+        Expose(isTriggered, *due, now, frame, &exposure);
+        if (IsDropped(frame->m_number)) {
+            continue;
+        }
+        lock.unlock();
+        if (Render(exposure, frame)) {
+            return ENextFrame::Frame;
+        }
+        lock.lock();
+        m_hasSourceEnded = true;
+    }
+    return ENextFrame::Stopped;
+}
+
+} // namespace ox3d

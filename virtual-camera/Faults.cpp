@@ -1,0 +1,63 @@
+// Faults.cpp - the table of faults and its reader.
+#include "Faults.h"
+
+#include "TextParse.h"
+
+namespace ox3d {
+namespace {
+
+constexpr uint32_t kMostFrames = 1000000000;
+constexpr uint32_t kMostMs = 600000;
+constexpr uint32_t kMostChunks = 64; // so many records stand behind a false chunk count
+
+constexpr FaultRow kFaults[] = {
+    {"unplug_after", &FaultSet::m_unplugAfterFrames, 0, kMostFrames, true},
+    {"unplug_times", &FaultSet::m_unplugTimes, 1, kMostFrames, true},
+    {"replug_after", &FaultSet::m_replugAfterMs, 0, kMostMs, true},
+    {"drop_every", &FaultSet::m_dropEvery, 2, kMostFrames, true},
+    {"stall_at", &FaultSet::m_stallAtFrame, 1, kMostFrames, true},
+    {"stall_for", &FaultSet::m_stallForMs, 1, kMostMs, true},
+    {"chunk_length", &FaultSet::m_chunkLengthBytes, 0, INT32_MAX, true},
+    {"chunk_count", &FaultSet::m_chunkCount, 0, kMostChunks, true},
+    {"no_chunk_list", &FaultSet::m_isChunkListMissing, 1, 1, false},
+    {"depth_length", &FaultSet::m_depthLengthBytes, 0, INT32_MAX, true},
+    {"bad_every", &FaultSet::m_badEvery, 1, kMostFrames, true},
+    {"deny_open", &FaultSet::m_isOpenDenied, 1, 1, false},
+    {"no_calibration", &FaultSet::m_isCalibrationMissing, 1, 1, false},
+    {"slow_commands", &FaultSet::m_slowCommandsMs, 1, 10000, true},
+};
+
+} // namespace
+
+std::span<const FaultRow> AllFaults() {
+    return kFaults;
+}
+
+bool ParseFault(std::string_view line, FaultSet* faults, std::string* error) {
+    const size_t nameEnd = line.find_first_of(" \t");
+    const std::string_view name = line.substr(0, nameEnd);
+    const std::string_view value = nameEnd == line.npos ? std::string_view{} : Trim(line.substr(nameEnd));
+    for (const FaultRow& row : kFaults) {
+        if (name != row.m_name) {
+            continue;
+        }
+        if (!row.m_hasValue && value.empty()) {
+            faults->*row.m_member = 1;
+            return true;
+        }
+        uint64_t number = 0;
+        if (!row.m_hasValue || !ParseUnsigned(value, row.m_min, row.m_max, &number)) {
+            *error = "fault '" + std::string(name) + "' " +
+                     (row.m_hasValue ? "needs a number from " + std::to_string(row.m_min) + " to " +
+                                           std::to_string(row.m_max)
+                                     : std::string("takes no number"));
+            return false;
+        }
+        faults->*row.m_member = static_cast<uint32_t>(number);
+        return true;
+    }
+    *error = "unknown fault '" + std::string(name) + "'";
+    return false;
+}
+
+} // namespace ox3d

@@ -1,0 +1,48 @@
+// Faults.h - what can be made to go wrong in a virtual camera, as a table of names and numbers.
+#ifndef OX3D_VIRTUAL_CAMERA_FAULTS_H
+#define OX3D_VIRTUAL_CAMERA_FAULTS_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ox3d {
+
+constexpr uint32_t kNoFault = UINT32_MAX;
+
+struct FaultSet {
+    uint32_t m_unplugAfterFrames = kNoFault; // frames of one start, then the camera is gone
+    uint32_t m_unplugTimes = 0;              // how often that happens; 0 = after every start
+    uint32_t m_replugAfterMs = 0;            // how long it stays away
+    uint32_t m_dropEvery = kNoFault;         // every N-th frame number is skipped
+    uint32_t m_stallAtFrame = kNoFault;      // this frame comes late by m_stallForMs
+    uint32_t m_stallForMs = 0;
+    uint32_t m_chunkLengthBytes = kNoFault; // chunks are no longer than this
+    uint32_t m_chunkCount = kNoFault;       // the frame says that it has so many chunks
+    uint32_t m_isChunkListMissing = 0;      // the frame says that it has chunks, and there is no list
+    uint32_t m_depthLengthBytes = kNoFault; // the main image is no longer than this
+    uint32_t m_badEvery = 1;                // the four above hit every N-th frame only
+    uint32_t m_isOpenDenied = 0;
+    uint32_t m_isCalibrationMissing = 0;
+    uint32_t m_slowCommandsMs = 0; // every feature and register access takes so long
+
+    bool operator==(const FaultSet&) const = default;
+};
+
+struct FaultRow {
+    const char* m_name;
+    uint32_t FaultSet::*m_member;
+    uint32_t m_min;
+    uint32_t m_max;
+    bool m_hasValue; // without one, naming the fault sets it to 1
+};
+
+std::span<const FaultRow> AllFaults();
+
+// Reads one fault, "name" or "name value", into the set; says why not in *error.
+bool ParseFault(std::string_view line, FaultSet* faults, std::string* error);
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,231 @@
+// Feature.h - the vocabulary of a camera's features: what one row of the feature table says.
+//
+// The table is the only place that knows a feature's type, range, access and register. The GenICam text, the
+// register memory, access by name and the feature file are all derived from it.
+#ifndef OX3D_VIRTUAL_CAMERA_FEATURE_H
+#define OX3D_VIRTUAL_CAMERA_FEATURE_H
+
+#include <cstdint>
+#include <span>
+
+namespace ox3d {
+
+// Bit values, so that a table row can name several.
+enum class ETransport : uint8_t { GigE = 1, Usb = 2 };
+constexpr uint8_t kGigEOnly = 1;
+constexpr uint8_t kUsbOnly = 2;
+constexpr uint8_t kEveryTransport = 3;
+
+constexpr bool IsOn(uint8_t transports, ETransport transport) {
+    return (transports & static_cast<uint8_t>(transport)) != 0;
+}
+
+// What an operation on the model came to. The carrier translates it into its own codes.
+enum class EModelStatus {
+    Ok,
+    UnknownFeature,
+    WrongType,
+    Range,
+    Access,   // not readable or writable now
+    Argument, // an address, a length or a text that makes no sense
+    NoData,   // a file that the camera should have is not there
+    Full,     // the file store has no room
+    Resource, // no memory
+};
+
+enum class EFeatureType : uint8_t { Integer, Float, Boolean, Enumeration, String, Command, Register };
+enum class EAccess : uint8_t { ReadOnly, ReadWrite, WriteOnly };
+
+// What makes a writable feature read-only for a while.
+enum class ELock : uint8_t { Never, WhileAcquiring, WhileAutoExposure };
+
+enum class EFeature : uint8_t {
+    None,
+    // Device
+    DeviceVendorName,
+    DeviceModelName,
+    DeviceManufacturerInfo,
+    DeviceVersion,
+    DeviceSerialNumber,
+    DeviceUserID,
+    DeviceTemperature,
+    DeviceReset,
+    TimestampLatch,
+    TimestampReset,
+    TimestampLatchValue,
+    // Image
+    CameraWorkingMode,
+    ImageMode,
+    Width,
+    Height,
+    WidthMax,
+    HeightMax,
+    ColorWidth,
+    ColorHeight,
+    PixelFormat,
+    // Acquisition
+    AcquisitionMode,
+    AcquisitionFrameCount,
+    AcquisitionStart,
+    AcquisitionStop,
+    AcquisitionActive,
+    AcquisitionFrameRateEnable,
+    AcquisitionFrameRate,
+    ResultingFrameRate,
+    TriggerSelector,
+    TriggerMode,
+    TriggerSource,
+    TriggerSoftware,
+    ExposureAuto,
+    ExposureTime,
+    Gain,
+    // Chunks and events
+    ChunkModeActive,
+    ChunkSelector,
+    ChunkEnable,
+    EventSelector,
+    EventNotification,
+    // User sets and files
+    UserSetSelector,
+    UserSetLoad,
+    UserSetSave,
+    UserSetDefault,
+    FileSelector,
+    FileOperationSelector,
+    FileOpenMode,
+    FileAccessOffset,
+    FileAccessLength,
+    FileAccessBuffer,
+    FileOperationExecute,
+    FileOperationStatus,
+    FileOperationResult,
+    FileSize,
+    // Transport
+    PayloadSize,
+    GevMACAddress,
+    GevCurrentIPConfigurationLLA,
+    GevCurrentIPConfigurationDHCP,
+    GevCurrentIPConfigurationPersistentIP,
+    GevCurrentIPAddress,
+    GevCurrentSubnetMask,
+    GevCurrentDefaultGateway,
+    GevPersistentIPAddress,
+    GevPersistentSubnetMask,
+    GevPersistentDefaultGateway,
+    GevHeartbeatTimeout,
+    GevTimestampTickFrequency,
+    GevCCP,
+    GevMCPHostPort,
+    GevMCDA,
+    GevSCPHostPort,
+    GevSCPSFireTestPacket,
+    GevSCPSDoNotFragment,
+    GevSCPSPacketSize,
+    GevSCPD,
+    GevSCDA,
+    GevSCSP,
+};
+
+struct EnumEntry {
+    const char* m_name;
+    uint32_t m_value;
+    uint8_t m_transports = kEveryTransport;
+};
+
+// Rows are written with the functions at the end of this file and their modifiers.
+struct FeatureRow {
+    EFeature m_id = EFeature::None;
+    const char* m_name = "";
+    EFeatureType m_type = EFeatureType::Integer;
+    EAccess m_access = EAccess::ReadOnly;
+    const char* m_category = "";
+    const char* m_tip = "";
+    uint8_t m_transports = kEveryTransport;
+    uint32_t m_address = 0;     // 0: placed in the feature area, in the table's order
+    uint32_t m_lengthBytes = 4; // of the register
+    uint8_t m_shift = 0;        // position and width of a field inside the register;
+    uint8_t m_bits = 0;         // 0 bits: the whole register
+    int64_t m_min = 0;          // Integer
+    int64_t m_max = UINT32_MAX;
+    int64_t m_inc = 1;
+    int64_t m_default = 0; // Integer, Boolean, Enumeration
+    double m_floatMin = 0; // Float
+    double m_floatMax = 0;
+    double m_floatDefault = 0;
+    const char* m_unit = "";
+    std::span<const EnumEntry> m_entries;
+    EFeature m_selector = EFeature::None; // one register for every entry of the selector
+    ELock m_lock = ELock::Never;
+    bool m_isSaved = false; // part of user sets and feature files
+
+    constexpr FeatureRow Range(int64_t min, int64_t max, int64_t inc = 1) const {
+        FeatureRow row = *this;
+        row.m_min = min;
+        row.m_max = max;
+        row.m_inc = inc;
+        return row;
+    }
+    constexpr FeatureRow FloatRange(double min, double max, double initial, const char* unit) const {
+        FeatureRow row = *this;
+        row.m_floatMin = min;
+        row.m_floatMax = max;
+        row.m_floatDefault = initial;
+        row.m_unit = unit;
+        return row;
+    }
+    constexpr FeatureRow Default(int64_t value) const {
+        FeatureRow row = *this;
+        row.m_default = value;
+        return row;
+    }
+    constexpr FeatureRow Unit(const char* unit) const {
+        FeatureRow row = *this;
+        row.m_unit = unit;
+        return row;
+    }
+    constexpr FeatureRow At(uint32_t address, uint32_t lengthBytes) const {
+        FeatureRow row = *this;
+        row.m_address = address;
+        row.m_lengthBytes = lengthBytes;
+        return row;
+    }
+    constexpr FeatureRow Length(uint32_t lengthBytes) const { return At(m_address, lengthBytes); }
+    constexpr FeatureRow Field(uint8_t shift, uint8_t bits) const {
+        FeatureRow row = *this;
+        row.m_shift = shift;
+        row.m_bits = bits;
+        return row;
+    }
+    constexpr FeatureRow Entries(std::span<const EnumEntry> entries) const {
+        FeatureRow row = *this;
+        row.m_entries = entries;
+        return row;
+    }
+    constexpr FeatureRow By(EFeature selector) const {
+        FeatureRow row = *this;
+        row.m_selector = selector;
+        return row;
+    }
+    constexpr FeatureRow Locked(ELock lock) const {
+        FeatureRow row = *this;
+        row.m_lock = lock;
+        return row;
+    }
+    constexpr FeatureRow Saved() const {
+        FeatureRow row = *this;
+        row.m_isSaved = true;
+        return row;
+    }
+    constexpr FeatureRow On(uint8_t transports) const {
+        FeatureRow row = *this;
+        row.m_transports = transports;
+        return row;
+    }
+};
+
+// Every feature of every transport. Selectors stand before what they select.
+std::span<const FeatureRow> AllFeatures();
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,21 @@
+// FrameSource.cpp - chooses the kind of source; no exception leaves.
+#include "FrameSource.h"
+
+#include "RecordingSource.h"
+#include "SceneSource.h"
+
+#include <new>
+
+namespace ox3d {
+
+std::unique_ptr<CFrameSource> CreateFrameSource(const FrameSourceConfig& config, std::string* error) {
+    try {
+        return config.m_isRecording ? CRecordingSource::Create(config, error)
+                                    : CSceneSource::Create(config, error);
+    } catch (const std::bad_alloc&) {
+        error->assign("out of memory"); // short enough for the string's own room, so this cannot fail in turn
+        return nullptr;
+    }
+}
+
+} // namespace ox3d

@@ -1,0 +1,64 @@
+// FrameSource.h - where a virtual camera's images come from.
+//
+// A source is a function from a frame index to images: it holds no clock and no buffers of its callers. The
+// camera model decides when a frame is taken and packs the images into payload and chunks.
+#ifndef OX3D_VIRTUAL_CAMERA_FRAME_SOURCE_H
+#define OX3D_VIRTUAL_CAMERA_FRAME_SOURCE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ox3d {
+
+// Images of one frame. Buffers are reused from frame to frame: a source resizes them only when sizes change.
+struct FrameImages {
+    uint32_t m_depthWidth = 0;
+    uint32_t m_depthHeight = 0;
+    std::vector<uint16_t> m_depth; // millimetres, row-major, 0 = no data, at most 32767
+
+    uint32_t m_colorWidth = 0; // 0: the frame has no colour image
+    uint32_t m_colorHeight = 0;
+    std::vector<uint8_t> m_color; // three planes R, G, B of m_colorWidth x m_colorHeight bytes
+
+    // The two grey views of the stereo pair, stacked (left above right), each of the depth's size. Filled
+    // only when asked for.
+    std::vector<uint8_t> m_greyPair;
+};
+
+// What a source is made from.
+struct FrameSourceConfig {
+    bool m_isRecording = false;
+    std::string m_folder;        // recording: holds depth/, color/, calibration.xml
+    bool m_loop = true;          // recording: start again at the end
+    uint32_t m_depthWidth = 640; // scene only; a recording has its own sizes
+    uint32_t m_depthHeight = 480;
+    uint32_t m_colorWidth = 1280;
+    uint32_t m_colorHeight = 960;
+    bool m_noise = true; // scene: depth noise and holes
+    uint32_t m_seed = 1; // scene: of the noise
+};
+
+class CFrameSource {
+public:
+    virtual ~CFrameSource() = default;
+    // Sizes of every frame of this source; colour sizes are 0 where there is no colour at all.
+    virtual uint32_t DepthWidth() const = 0;
+    virtual uint32_t DepthHeight() const = 0;
+    virtual uint32_t ColorWidth() const = 0;
+    virtual uint32_t ColorHeight() const = 0;
+    // The text of the calibration file that belongs to the images.
+    virtual const std::string& CalibrationXml() const = 0;
+    // Fills the images of frame `index` (from 0). Grey views only when wanted. False when the source has
+    // ended (a recording that is not looped) or the frame cannot be read; images are then unspecified.
+    // Not thread-safe: one caller at a time.
+    virtual bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) = 0;
+};
+
+// Makes a source, or returns null and says why in *error.
+std::unique_ptr<CFrameSource> CreateFrameSource(const FrameSourceConfig& config, std::string* error);
+
+} // namespace ox3d
+
+#endif
