@@ -1,0 +1,198 @@
+// Directory.cpp - reads the camera list, keeps the cameras, and decides who may open one.
+#include "Directory.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "DeviceRecord.h"
+#include "LocalFile.h"
+#include "Status.h"
+
+namespace ox3d {
+namespace {
+
+constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
+constexpr uint64_t kMostListBytes = 1 << 20;
+
+bool IsAccessMode(uint32_t mode) {
+    return mode == OX_CC_ACCESS_EXCLUSIVE || mode == OX_CC_ACCESS_CONTROL || mode == OX_CC_ACCESS_MONITOR;
+}
+
+std::vector<CameraConfig> LoadCameraList(std::vector<std::string>* errors) {
+    const char* path = std::getenv(kListVariable);
+    if (path == nullptr || *path == '\0') {
+        return DefaultCameraList();
+    }
+    const std::string name = path;
+    std::vector<uint8_t> bytes;
+    if (!ReadLocalFile(name, kMostListBytes, &bytes)) {
+        errors->push_back(name + ":0: the camera list cannot be read");
+        return {};
+    }
+    const size_t slash = name.rfind('/');
+    const std::string folder = slash == name.npos ? "." : name.substr(0, slash);
+    const std::string text(bytes.begin(), bytes.end());
+    return ParseCameraList(text, name, folder, errors);
+}
+
+} // namespace
+
+// ---- One camera ----
+
+CCameraSlot::CCameraSlot(const CameraConfig& config)
+    : m_config(config), m_model(std::make_shared<CCameraModel>(config)) {}
+
+void CCameraSlot::Configure(const CameraConfig& config) {
+    const std::lock_guard lock(m_mutex);
+    m_config = config;
+    m_isListed = true;
+    Renew();
+}
+
+void CCameraSlot::Renew() {
+    std::erase_if(m_holders, [](const auto& holder) { return !holder->IsAlive(); });
+    if (m_holders.empty() && !IsSameCamera(m_config, m_model->Config())) {
+        auto renewed = std::make_shared<CCameraModel>(m_config);
+        renewed->AdoptState(*m_model);
+        m_model = std::move(renewed);
+    }
+}
+
+void CCameraSlot::SetListed(bool isListed) {
+    const std::lock_guard lock(m_mutex);
+    m_isListed = isListed;
+}
+
+bool CCameraSlot::IsPresent() const {
+    const std::lock_guard lock(m_mutex);
+    return m_isListed && m_model->IsPlugged();
+}
+
+std::shared_ptr<CCameraModel> CCameraSlot::Model() const {
+    const std::lock_guard lock(m_mutex);
+    return m_model;
+}
+
+// Exclusive access suffers nobody beside it, control suffers those who only look.
+bool CCameraSlot::IsFree(uint32_t accessMode) const {
+    return std::all_of(m_holders.begin(), m_holders.end(), [&](const auto& holder) {
+        const uint32_t other = holder->AccessMode();
+        const bool canShare = (accessMode == OX_CC_ACCESS_MONITOR && other != OX_CC_ACCESS_EXCLUSIVE) ||
+                              (accessMode == OX_CC_ACCESS_CONTROL && other == OX_CC_ACCESS_MONITOR);
+        return canShare || !holder->IsAlive();
+    });
+}
+
+bool CCameraSlot::IsAccessible(uint32_t accessMode) const {
+    if (!IsAccessMode(accessMode) || !IsPresent()) {
+        return false;
+    }
+    const std::lock_guard lock(m_mutex);
+    return m_config.m_faults.m_isOpenDenied == 0 && IsFree(accessMode);
+}
+
+int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+                      std::shared_ptr<CConnection>* connection) {
+    if (!IsAccessMode(accessMode)) {
+        return Code(OX_CC_E_PARAMETER);
+    }
+    if (!IsPresent()) {
+        return kDeviceGone;
+    }
+    const std::lock_guard lock(m_mutex);
+    Renew();
+    if (m_config.m_faults.m_isOpenDenied != 0 || !IsFree(accessMode)) {
+        return Code(OX_CC_E_ACCESS_DENIED);
+    }
+    std::string error;
+    if (m_model->Prepare(&error) != EModelStatus::Ok) {
+        std::fprintf(stderr, "virtual camera %s: %s\n", m_config.m_serial.c_str(), error.c_str());
+        return Code(OX_CC_E_RESOURCE);
+    }
+    auto taken = std::make_shared<CConnection>(m_model, callbacks, accessMode);
+    m_holders.push_back(taken);
+    if (!taken->Start()) {
+        m_holders.pop_back();
+        return Code(OX_CC_E_RESOURCE);
+    }
+    if (taken->MayWrite()) {
+        m_model->PowerUp();
+    }
+    *connection = std::move(taken);
+    return kOk;
+}
+
+void CCameraSlot::Give(const std::shared_ptr<CConnection>& connection) {
+    const std::lock_guard lock(m_mutex);
+    std::erase(m_holders, connection);
+    Renew();
+}
+
+// ---- All cameras ----
+
+CDirectory& CDirectory::Instance() {
+    static auto* const s_directory = new CDirectory;
+    return *s_directory;
+}
+
+void CDirectory::ReadCameraList() {
+    std::vector<std::string> errors;
+    const std::vector<CameraConfig> configs = LoadCameraList(&errors);
+    if (errors != m_reported) {
+        for (const std::string& error : errors) {
+            std::fprintf(stderr, "virtual cameras: %s\n", error.c_str());
+        }
+        m_reported = std::move(errors);
+    }
+    for (const auto& [serial, slot] : m_slots) {
+        slot->SetListed(false);
+    }
+    m_order.clear();
+    for (const CameraConfig& config : configs) {
+        std::shared_ptr<CCameraSlot>& slot = m_slots[config.m_serial];
+        if (slot == nullptr) {
+            slot = std::make_shared<CCameraSlot>(config);
+        } else {
+            slot->Configure(config);
+        }
+        m_order.push_back(config.m_serial);
+    }
+    m_isListRead = true;
+}
+
+int CDirectory::Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) {
+    const std::lock_guard lock(m_mutex);
+    ReadCameraList();
+    std::memset(list, 0, sizeof(*list));
+    for (size_t i = 0; i < m_order.size() && list->nDeviceNum < OX_CC_MAX_DEVICES; ++i) {
+        const CCameraSlot& slot = *m_slots[m_order[i]];
+        const OX_CC_DEVICE_INFO record =
+            ToDeviceRecord(slot.Model()->Identity(), static_cast<uint32_t>(i) + 1);
+        if (slot.IsPresent() && (record.nTLayerType & layers) != 0) {
+            m_records[list->nDeviceNum] = record;
+            list->pDeviceInfo[list->nDeviceNum] = &m_records[list->nDeviceNum];
+            ++list->nDeviceNum;
+        }
+    }
+    return kOk;
+}
+
+std::shared_ptr<CCameraSlot> CDirectory::Find(const OX_CC_DEVICE_INFO& record) {
+    const std::lock_guard lock(m_mutex);
+    // A record may be older than this process's first enumeration.
+    if (!m_isListRead) {
+        ReadCameraList();
+    }
+    const auto found = m_slots.find(SerialOf(record));
+    if (found == m_slots.end()) {
+        return nullptr;
+    }
+    const uint32_t transport = found->second->Model()->Config().m_transport == ETransport::Usb
+                                   ? OX_CC_USB_DEVICE
+                                   : OX_CC_GIGE_DEVICE;
+    return transport == record.nTLayerType ? found->second : nullptr;
+}
+
+} // namespace ox3d

@@ -1,0 +1,72 @@
+// Directory.h - the virtual cameras of this process: who is there, who holds whom.
+//
+// The camera list is read anew at every enumeration. A camera is known by its serial number and keeps its
+// state for as long as the process lives, also while it is not on the list.
+#ifndef OX3D_PROVIDER_DIRECTORY_H
+#define OX3D_PROVIDER_DIRECTORY_H
+
+#include <array>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <ox3drgbd/OxCameraControl.h>
+
+#include "Connection.h"
+#include "virtual-camera/CameraModel.h"
+
+namespace ox3d {
+
+// One camera and those who have it open.
+class CCameraSlot {
+public:
+    explicit CCameraSlot(const CameraConfig& config);
+
+    // The configuration to use from the next opening on; one that is open keeps its own until it is closed.
+    void Configure(const CameraConfig& config);
+    void SetListed(bool isListed);
+    // On the list, and not unplugged at the moment.
+    bool IsPresent() const;
+    std::shared_ptr<CCameraModel> Model() const;
+
+    bool IsAccessible(uint32_t accessMode) const;
+    // Reserves the camera. OX_CC_E_ACCESS_DENIED when others have it in a way that excludes this one.
+    int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+             std::shared_ptr<CConnection>* connection);
+    void Give(const std::shared_ptr<CConnection>& connection);
+
+private:
+    bool IsFree(uint32_t accessMode) const;
+    void Renew();
+
+    mutable std::mutex m_mutex;
+    CameraConfig m_config; // what the list says
+    std::shared_ptr<CCameraModel> m_model;
+    std::vector<std::shared_ptr<CConnection>> m_holders;
+    bool m_isListed = true;
+};
+
+class CDirectory {
+public:
+    // Never destroyed: threads of an application may still be inside the provider when statics go.
+    static CDirectory& Instance();
+
+    int Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list);
+    std::shared_ptr<CCameraSlot> Find(const OX_CC_DEVICE_INFO& record);
+
+private:
+    void ReadCameraList();
+
+    mutable std::mutex m_mutex;
+    std::map<std::string, std::shared_ptr<CCameraSlot>> m_slots; // by serial number
+    std::vector<std::string> m_order;                            // serial numbers as listed
+    std::array<OX_CC_DEVICE_INFO, OX_CC_MAX_DEVICES> m_records;  // what the last enumeration handed out
+    std::vector<std::string> m_reported;                         // errors of the list that were told already
+    bool m_isListRead = false;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,37 @@
+// HandleTable.cpp - numbers for sessions.
+#include "HandleTable.h"
+
+namespace ox3d {
+
+CHandleTable& CHandleTable::Instance() {
+    static auto* const s_table = new CHandleTable;
+    return *s_table;
+}
+
+void* CHandleTable::Add(std::shared_ptr<CSession> session) {
+    const std::lock_guard lock(m_mutex);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the number travels as void*, nobody follows it
+    void* handle = reinterpret_cast<void*>(m_next);
+    m_sessions.emplace(handle, std::move(session));
+    m_next += 0x10;
+    return handle;
+}
+
+std::shared_ptr<CSession> CHandleTable::Find(void* handle) const {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_sessions.find(handle);
+    return found == m_sessions.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<CSession> CHandleTable::Remove(void* handle) {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_sessions.find(handle);
+    if (found == m_sessions.end()) {
+        return nullptr;
+    }
+    std::shared_ptr<CSession> session = std::move(found->second);
+    m_sessions.erase(found);
+    return session;
+}
+
+} // namespace ox3d

@@ -1,0 +1,57 @@
+// Worker.cpp - start, self-recognition and joining of a provider's threads.
+#include "Worker.h"
+
+#include <csignal>
+#include <exception>
+
+namespace ox3d {
+
+CWorker::~CWorker() {
+    if (!IsCurrent()) {
+        Join();
+        return;
+    }
+    const std::lock_guard lock(m_joinMutex);
+    if (m_thread.joinable()) {
+        m_thread.detach();
+    }
+}
+
+bool CWorker::Start(std::function<void()> body) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    bool isStarted = true;
+    {
+        const std::lock_guard lock(m_joinMutex);
+        m_isRunning = true;
+        try {
+            m_thread = std::thread([this, body = std::move(body)]() mutable {
+                m_id = std::this_thread::get_id();
+                body();
+                // The body may hold the last reference to this object's owner: nothing of this object is
+                // touched once the body is gone.
+                m_isRunning = false;
+                body = nullptr;
+            });
+        } catch (const std::exception&) { // no thread or no memory
+            m_isRunning = false;
+            isStarted = false;
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return isStarted;
+}
+
+void CWorker::Join() {
+    if (IsCurrent()) {
+        return;
+    }
+    const std::lock_guard lock(m_joinMutex);
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+} // namespace ox3d
