@@ -1,0 +1,73 @@
+// A child process with its output collected.
+#include "Process.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
+
+CProcess::CProcess(const std::vector<std::string>& command, const std::string& folder,
+                   const std::vector<std::string>& variables) {
+    int ends[2] = {-1, -1};
+    if (pipe(ends) != 0) {
+        return;
+    }
+    m_pid = fork();
+    if (m_pid == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        std::vector<char*> arguments;
+        for (const std::string& argument : command) {
+            arguments.push_back(const_cast<char*>(argument.c_str()));
+        }
+        arguments.push_back(nullptr);
+        for (const std::string& variable : variables) {
+            putenv(const_cast<char*>(variable.c_str()));
+        }
+        if (chdir(folder.c_str()) == 0) {
+            execv(arguments[0], arguments.data());
+        }
+        _exit(127);
+    }
+    close(ends[1]);
+    m_nPipe = ends[0];
+}
+
+CProcess::~CProcess() {
+    if (m_pid > 0) {
+        Signal(SIGKILL);
+        Finish();
+    }
+    close(m_nPipe);
+}
+
+bool CProcess::ReadMore() {
+    char buffer[4096];
+    const ssize_t count = read(m_nPipe, buffer, sizeof(buffer));
+    m_output.append(buffer, count > 0 ? static_cast<size_t>(count) : 0);
+    return count > 0;
+}
+
+bool CProcess::WaitForOutput(const std::string& text) {
+    while (m_output.find(text) == std::string::npos) {
+        if (!ReadMore()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void CProcess::Signal(int signal) const {
+    kill(m_pid, signal);
+}
+
+int CProcess::Finish() {
+    while (ReadMore()) {
+    }
+    int status = 0;
+    waitpid(m_pid, &status, 0);
+    m_pid = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}

@@ -1,0 +1,183 @@
+// The built tool as a user runs it, on virtual cameras.
+#include "Process.h"
+#include "ReadBack.h"
+#include "TempFiles.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace ox3dtool;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ToolRun : public ::testing::Test {
+protected:
+    struct Outcome {
+        int m_nCode;
+        std::string m_output;
+    };
+    CProcess Start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), OX3D_TOOL);
+        return {arguments, m_folder.Path().string(), m_variables};
+    }
+    Outcome Run(const std::vector<std::string>& arguments) const {
+        CProcess process = Start(arguments);
+        const int code = process.Finish();
+        return {code, process.Output()};
+    }
+    // The cameras that the virtual provider has from now on; the file is named relative to the tool's folder.
+    void UseCameras(const std::string& list) {
+        WriteText(m_folder.Path() / "cameras.ini", list);
+        m_variables.emplace_back("OX3D_VIRTUAL_CAMERAS=cameras.ini");
+    }
+    std::string Out(const char* name) const { return (m_folder.Path() / "out" / name).string(); }
+    bool HasOut(const char* name) const { return fs::exists(Out(name)); }
+
+    CTempFolder m_folder;
+    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string()};
+};
+
+uint64_t CountValid(const DepthImage& depth) {
+    return static_cast<uint64_t>(
+        std::count_if(depth.m_samples.begin(), depth.m_samples.end(), [](uint16_t d) { return d != 0; }));
+}
+
+TEST_F(ToolRun, ListShowsTheCameraAndLeavesNothingBehind) {
+    const Outcome run = Run({"list"});
+    EXPECT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_THAT(run.m_output, AllOf(HasSubstr("camera control: virtual"), HasSubstr("GigE"),
+                                    HasSubstr("VC00000001"), HasSubstr("yes")));
+    EXPECT_TRUE(fs::is_empty(m_folder.Path()));
+}
+
+TEST_F(ToolRun, InfoShowsRecordFeaturesAndBothCalibrations) {
+    const Outcome run = Run({"info", "--serial", "VC00000001"});
+    EXPECT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_THAT(run.m_output, AllOf(HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
+                                    HasSubstr("Calibration of the depth sensor\n  image  "),
+                                    HasSubstr("Calibration of the colour sensor\n  image  ")));
+    EXPECT_TRUE(fs::is_empty(m_folder.Path()));
+}
+
+TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrame) {
+    const Outcome run = Run({"grab", "--out", "out", "--frames", "3"});
+    ASSERT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_THAT(run.m_output,
+                AllOf(HasSubstr("3 frames, "), HasSubstr("% of depth valid"), HasSubstr("overlay.png")));
+    const DepthImage depth = ReadDepthPng(Out("depth.png"));
+    EXPECT_EQ(depth.m_nWidth, 640U);
+    EXPECT_EQ(depth.m_nHeight, 480U);
+    EXPECT_GT(CountValid(depth), depth.m_samples.size() / 4);
+    const PlyFile cloud = ReadPly(Out("cloud.ply"));
+    EXPECT_EQ(cloud.m_nVertices, CountValid(depth));
+    EXPECT_EQ(cloud.m_body.size(), cloud.m_nVertices * 15);
+    const RgbImage color = ReadRgbPng(Out("color.png"));
+    const RgbImage overlay = ReadRgbPng(Out("overlay.png"));
+    EXPECT_EQ(color.m_nWidth, depth.m_nWidth);
+    EXPECT_EQ(overlay.m_nHeight, depth.m_nHeight);
+    EXPECT_TRUE(HasOut("depth_color.png") && HasOut("cloud.png"));
+}
+
+TEST_F(ToolRun, GrabOfAllFramesGivesEachAFolder) {
+    ASSERT_EQ(Run({"grab", "--out", "out", "--frames", "2", "--all"}).m_nCode, 0);
+    EXPECT_TRUE(HasOut("frame_000001/depth.png") && HasOut("frame_000002/cloud.ply"));
+    EXPECT_FALSE(HasOut("frame_000003"));
+}
+
+TEST_F(ToolRun, AUsbCameraGetsACloudWithoutColorsAndNoOverlay) {
+    UseCameras("[camera]\ntransport = usb\nserial = U1\n[camera]\nserial = E1\n");
+    const Outcome run = Run({"grab", "--out", "out", "--frames", "2", "--serial", "U1"});
+    ASSERT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_THAT(run.m_output, HasSubstr("not registered"));
+    const PlyFile cloud = ReadPly(Out("cloud.ply"));
+    EXPECT_EQ(cloud.m_nVertices, CountValid(ReadDepthPng(Out("depth.png"))));
+    EXPECT_THAT(cloud.m_header, Not(Contains(HasSubstr("red"))));
+    EXPECT_TRUE(HasOut("color.png"));
+    EXPECT_FALSE(HasOut("overlay.png"));
+}
+
+TEST_F(ToolRun, LostFramesAreCounted) {
+    UseCameras("[camera]\nserial = E1\nfps = 60\nfault = drop_every 3\n");
+    const Outcome run = Run({"grab", "--out", "out", "--frames", "5"});
+    EXPECT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_THAT(run.m_output, AllOf(HasSubstr("5 frames, "), Not(HasSubstr(" 0 lost"))));
+}
+
+TEST_F(ToolRun, ALostCameraEndsTheGrabWithWhatHasArrived) {
+    UseCameras("[camera]\nserial = E1\nfault = unplug_after 2\n");
+    const Outcome run = Run({"grab", "--out", "out", "--frames", "30"});
+    EXPECT_EQ(run.m_nCode, 5) << run.m_output;
+    EXPECT_THAT(run.m_output, HasSubstr("the camera went offline"));
+    EXPECT_TRUE(HasOut("cloud.ply"));
+}
+
+TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
+    for (const char* const frames : {"0", "100000"}) {
+        CProcess tool = Start({"grab", "--out", "out", "--frames", frames});
+        ASSERT_TRUE(tool.WaitForOutput("frames are arriving")) << tool.Output();
+        tool.Signal(SIGINT);
+        EXPECT_EQ(tool.Finish(), std::string(frames) == "0" ? 0 : 130) << tool.Output();
+        EXPECT_THAT(tool.Output(), HasSubstr("of depth valid"));
+        EXPECT_TRUE(HasOut("cloud.ply"));
+        fs::remove_all(m_folder.Path() / "out");
+    }
+}
+
+TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
+    WriteText(m_folder.Path() / "file", "");
+    WriteText(m_folder.Path() / "libOxCameraControl.so", "no library");
+    const struct {
+        std::vector<std::string> arguments;
+        int code;
+        const char* message;
+    } rows[] = {
+        {{}, 2, "A subcommand is required"},
+        {{"grab"}, 2, "--out is required"},
+        {{"grab", "--out", "out", "--frames", "-1"}, 2, "--frames"},
+        {{"grab", "--out", "out", "--recording", "none"}, 2, "no such recording folder"},
+        {{"list", "--recording", ".", "--provider", "aravis"}, 2, "not by aravis"},
+        {{"list", "--provider", "none"}, 3, "no libOxCameraControl.so at none"},
+        {{"list", "--provider", "."}, 3, "0x8006000b"},
+        {{"info", "--serial", "X"}, 4, "present: VC00000001"},
+        {{"grab", "--out", "file/out"}, 7, "cannot use the folder"},
+    };
+    for (const auto& row : rows) {
+        const Outcome run = Run(row.arguments);
+        EXPECT_EQ(run.m_nCode, row.code) << row.message << "\n" << run.m_output;
+        EXPECT_THAT(run.m_output, HasSubstr(row.message));
+    }
+}
+
+TEST_F(ToolRun, TakesAProviderByItsFileOrFolder) {
+    const fs::path file = OX3D_VIRTUAL_PROVIDER;
+    for (const fs::path& path : {file, file.parent_path()}) {
+        const Outcome run = Run({"list", "--provider", path.string()});
+        EXPECT_EQ(run.m_nCode, 0) << run.m_output;
+        EXPECT_THAT(run.m_output, HasSubstr("camera control: given"));
+    }
+}
+
+TEST_F(ToolRun, PlaysARecording) {
+    const fs::path recording = fs::path(OX3D_DATA_DIR) / "office";
+    if (!fs::exists(recording)) {
+        GTEST_SKIP() << "no recording at " << recording;
+    }
+    const Outcome run = Run({"grab", "--out", "out", "--frames", "2", "--recording", recording.string()});
+    ASSERT_EQ(run.m_nCode, 0) << run.m_output;
+    EXPECT_EQ(ReadRgbPng(Out("color.png")).m_samples,
+              ReadRgbPng((recording / "color" / "000000.png").string()).m_samples);
+    for (const auto& entry : fs::directory_iterator(m_folder.Path())) {
+        EXPECT_EQ(entry.path().filename(), "out") << "left behind";
+    }
+}
+
+} // namespace

@@ -1,0 +1,136 @@
+// Cameras through the public interface of the library.
+#include "Camera.h"
+
+#include "ExitCode.h"
+#include "Status.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace ox3dtool {
+namespace {
+
+constexpr uint32_t kMostCameras = 256;
+
+[[noreturn]] void Throw(EExitCode code, const std::string& what, uint32_t status) {
+    throw CToolError(code, what + ": " + StatusText(status));
+}
+
+[[noreturn]] void ThrowFromProvider(const ProviderChoice& provider, const std::string& what,
+                                    uint32_t status) {
+    if (status != OX3D_RGBD_E_LOAD_LIBRARY) {
+        Throw(kExitCamera, what, status);
+    }
+    const std::string reason = WhyNotLoadable(provider);
+    throw CToolError(kExitProvider,
+                     what + ": " + StatusText(status) + (reason.empty() ? "" : "\n  " + reason));
+}
+
+} // namespace
+
+std::string PrintableText(const char* field, size_t bytes) {
+    std::string text(field, strnlen(field, bytes));
+    for (char& character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        character = byte < 0x20 || byte > 0x7E ? '?' : character;
+    }
+    return text;
+}
+
+std::string AddressOf(const DeviceRecord& record) {
+    if (record.nDeviceType != OX3D_RGBD_DEVICE_USB) {
+        return TextOf(record.chCurrentIp);
+    }
+    switch (record.nUsbProtocol) {
+    case OX3D_RGBD_USB_2:
+        return "USB 2.0";
+    case OX3D_RGBD_USB_3:
+        return "USB 3.0";
+    default:
+        return "USB";
+    }
+}
+
+std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider) {
+    std::vector<DeviceRecord> cameras(kMostCameras);
+    uint32_t count = 0;
+    const uint32_t status =
+        OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, cameras.data(), kMostCameras, &count);
+    if (status != OX3D_RGBD_OK) {
+        ThrowFromProvider(provider, "cannot look for cameras", status);
+    }
+    cameras.resize(std::min(count, kMostCameras));
+    return cameras;
+}
+
+const DeviceRecord& PickCamera(const std::vector<DeviceRecord>& cameras, const std::string& serial) {
+    if (cameras.empty()) {
+        throw CToolError(kExitNoCamera, "no camera found");
+    }
+    if (serial.empty()) {
+        return cameras.front();
+    }
+    std::string present;
+    for (const DeviceRecord& camera : cameras) {
+        if (TextOf(camera.chSerialNumber) == serial) {
+            return camera;
+        }
+        present += ' ';
+        present += TextOf(camera.chSerialNumber);
+    }
+    throw CToolError(kExitNoCamera, "no camera with serial number " + serial + "; present:" + present);
+}
+
+CCamera::CCamera(const ProviderChoice& provider, const DeviceRecord& record) : m_record(record) {
+    const std::string what = "cannot open the camera " + TextOf(record.chSerialNumber);
+    void* handle = nullptr;
+    const uint32_t status = OX3D_RGBD_OpenDevice(&handle, &m_record);
+    if (status != OX3D_RGBD_OK) {
+        ThrowFromProvider(provider, what, status);
+    }
+    m_pHandle = handle;
+    // Without it a loss still ends the grab, only later: when no frame has come for too long.
+    OX3D_RGBD_RegisterExceptionCallBack(m_pHandle, OnException, this);
+}
+
+void CCamera::OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
+    if (info != nullptr && info->nExceptionId == OX3D_RGBD_EXCEPTION_OFFLINE) {
+        static_cast<CCamera*>(user)->m_isLost.store(true);
+    }
+}
+
+void CCamera::Start() {
+    if (const uint32_t status = OX3D_RGBD_Start(m_pHandle); status != OX3D_RGBD_OK) {
+        Throw(kExitCamera, "cannot start the camera", status);
+    }
+}
+
+void CCamera::Stop() {
+    OX3D_RGBD_Stop(m_pHandle); // a camera that does not stop is closed all the same
+}
+
+void CCamera::Close() {
+    if (m_pHandle != nullptr) {
+        OX3D_RGBD_CloseDevice(&m_pHandle);
+        m_pHandle = nullptr;
+    }
+}
+
+void CCamera::SwitchOn(const char* key) {
+    OX3D_RGBD_PARAM param{};
+    param.enParamType = OX3D_RGBD_PARAM_INT;
+    param.stIntParam.nCurValue = 1;
+    if (const uint32_t status = OX3D_RGBD_SetParam(m_pHandle, key, &param); status != OX3D_RGBD_OK) {
+        Throw(kExitCamera, std::string("cannot switch ") + key + " on", status);
+    }
+}
+
+std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) const {
+    OX3D_RGBD_CALIB_INFO calib{};
+    if (OX3D_RGBD_GetCalibInfo(m_pHandle, calibType, &calib) != OX3D_RGBD_OK) {
+        return std::nullopt;
+    }
+    return calib;
+}
+
+} // namespace ox3dtool

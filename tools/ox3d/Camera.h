@@ -1,0 +1,68 @@
+// Cameras through the public interface of the library: listing them, and one opened camera that closes
+// itself.
+#ifndef OX3D_TOOL_CAMERA_H
+#define OX3D_TOOL_CAMERA_H
+
+#include "Provider.h"
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdImgProc.h>
+#include <string>
+#include <vector>
+
+namespace ox3dtool {
+
+using DeviceRecord = OX3D_RGBD_DEVICE_INFO;
+
+// A text field of a record, read with its bound. What is not printable is shown as '?', so that no camera
+// can send commands to the terminal.
+std::string PrintableText(const char* field, size_t bytes);
+template <size_t N>
+std::string TextOf(const char (&field)[N]) {
+    return PrintableText(field, N);
+}
+
+// "192.168.1.101", or "USB 3.0".
+std::string AddressOf(const DeviceRecord& record);
+
+// Throws CToolError when the cameras cannot be enumerated.
+std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider);
+
+// The one with the serial number, or the first with an empty one. Throws CToolError when there is none.
+const DeviceRecord& PickCamera(const std::vector<DeviceRecord>& cameras, const std::string& serial);
+
+class CCamera {
+public:
+    // Opens the camera. Throws CToolError.
+    CCamera(const ProviderChoice& provider, const DeviceRecord& record);
+    ~CCamera() { Close(); }
+    CCamera(const CCamera&) = delete;
+    CCamera& operator=(const CCamera&) = delete;
+
+    void* Handle() const { return m_pHandle; }
+    const DeviceRecord& Record() const { return m_record; }
+    // Whether the library registers this camera's depth to its colour image.
+    bool IsRegistered() const { return m_record.nDeviceType == OX3D_RGBD_DEVICE_ETHERNET; }
+    // Whether the camera has reported its own loss.
+    bool IsLost() const { return m_isLost.load(); }
+
+    void Start(); // throws CToolError
+    void Stop();
+    void Close();
+    void SwitchOn(const char* key); // one of OX3D_RGBD_KEY_*; throws CToolError
+    std::optional<OX3D_RGBD_CALIB_INFO> Calibration(uint32_t calibType) const;
+
+private:
+    static void OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user);
+
+    void* m_pHandle = nullptr;
+    DeviceRecord m_record{};
+    std::atomic<bool> m_isLost{false};
+};
+
+} // namespace ox3dtool
+
+#endif

@@ -1,0 +1,20 @@
+// Depth as a picture for people: colour-mapped, with a scale bar beside it.
+#ifndef OX3D_TOOL_DEPTH_VIEW_H
+#define OX3D_TOOL_DEPTH_VIEW_H
+
+#include "ColorMap.h"
+#include "Images.h"
+
+#include <vector>
+
+namespace ox3dtool {
+
+// Round numbers (1, 2 or 5 times a power of ten apart) inside the range, ascending; at most `most` of them.
+std::vector<uint32_t> TicksOf(const DepthRange& range, uint32_t most);
+
+// The colour-mapped image with a scale bar at its right whose ticks are labelled in millimetres.
+RgbImage DepthPicture(const DepthImage& depth);
+
+} // namespace ox3dtool
+
+#endif

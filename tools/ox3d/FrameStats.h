@@ -1,0 +1,44 @@
+// What a grab counts: frames, lost frames, frame rate, share of valid depth.
+#ifndef OX3D_TOOL_FRAME_STATS_H
+#define OX3D_TOOL_FRAME_STATS_H
+
+#include "Images.h"
+
+#include <cstdint>
+#include <string>
+
+namespace ox3dtool {
+
+class CFrameStats {
+public:
+    // One more good frame that arrived at `seconds` on any steady clock.
+    void Add(uint32_t frameNum, double seconds, const DepthImage& depth);
+    // One more frame that the library could not assemble.
+    void AddBad() { ++m_nBad; }
+
+    uint64_t Frames() const { return m_nFrames; }
+    uint64_t BadFrames() const { return m_nBad; }
+    // Frames missing between those that came, by their numbers. A camera that starts again at 1 lost none.
+    uint64_t LostFrames() const { return m_nLost; }
+    // Frames a second over the time from the first to the last frame; 0 with fewer than two.
+    double FrameRate() const;
+    // Percent of all depth samples.
+    double ValidDepthPercent() const;
+
+    // "30 frames, 29.9 frames/s, 0 lost, 93.1 % of depth valid"
+    std::string Summary() const;
+
+private:
+    uint64_t m_nFrames = 0;
+    uint64_t m_nBad = 0;
+    uint64_t m_nLost = 0;
+    uint64_t m_nSamples = 0;
+    uint64_t m_nValidSamples = 0;
+    uint32_t m_nLastFrameNum = 0;
+    double m_fFirstSeconds = 0.0;
+    double m_fLastSeconds = 0.0;
+};
+
+} // namespace ox3dtool
+
+#endif

@@ -1,0 +1,31 @@
+// Ctrl-C and termination as a flag.
+#include "Interrupt.h"
+
+#include <csignal>
+
+namespace ox3dtool {
+namespace {
+
+volatile std::sig_atomic_t g_nInterrupted = 0;
+
+extern "C" void OnSignal(int) {
+    g_nInterrupted = 1;
+}
+
+} // namespace
+
+void InstallInterruptHandler() {
+    struct sigaction action = {};
+    action.sa_handler = OnSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART; // calls of the camera libraries are not to fail half-way
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
+}
+
+bool IsInterrupted() {
+    return g_nInterrupted != 0;
+}
+
+} // namespace ox3dtool

@@ -1,0 +1,13 @@
+// Ctrl-C and termination as a flag that loops look at, so that the camera is closed and files are written.
+#ifndef OX3D_TOOL_INTERRUPT_H
+#define OX3D_TOOL_INTERRUPT_H
+
+namespace ox3dtool {
+
+// SIGINT, SIGTERM and SIGHUP only set the flag from now on.
+void InstallInterruptHandler();
+bool IsInterrupted();
+
+} // namespace ox3dtool
+
+#endif

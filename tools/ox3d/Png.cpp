@@ -1,0 +1,94 @@
+// Writing PNG files. libpng reports an error by a long jump, so the function that calls it owns nothing that
+// would need destroying.
+#include "Png.h"
+
+#include "ExitCode.h"
+
+#include <bit>
+#include <cerrno>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <png.h>
+
+namespace ox3dtool {
+namespace {
+
+struct Rows {
+    const uint8_t* m_pBytes;
+    uint32_t m_nWidth;
+    uint32_t m_nHeight;
+    int m_nBitDepth;
+    int m_nColorType;
+    size_t m_nStrideBytes;
+};
+
+[[noreturn]] void OnError(png_structp png, png_const_charp) {
+    png_longjmp(png, 1);
+}
+
+void OnWarning(png_structp, png_const_charp) {}
+
+void Encode(png_structp png, png_infop info, std::FILE* file, const Rows& rows) {
+    png_init_io(png, file);
+    png_set_IHDR(png, info, rows.m_nWidth, rows.m_nHeight, rows.m_nBitDepth, rows.m_nColorType,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    if (rows.m_nBitDepth == 16 && std::endian::native == std::endian::little) {
+        png_set_swap(png);
+    }
+    for (uint32_t y = 0; y < rows.m_nHeight; ++y) {
+        png_write_row(png, rows.m_pBytes + y * rows.m_nStrideBytes);
+    }
+    png_write_end(png, info);
+}
+
+// Nothing in this frame has a destructor, which is what makes the long jump sound.
+bool EncodeGuarded(std::FILE* file, const Rows& rows) {
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning);
+    if (png == nullptr) {
+        return false;
+    }
+    png_infop info = png_create_info_struct(png);
+    volatile bool done = false;
+    // NOLINTNEXTLINE(cert-err52-cpp): this is how libpng reports errors
+    if (info != nullptr && setjmp(png_jmpbuf(png)) == 0) {
+        Encode(png, info, file, rows);
+        done = true;
+    }
+    png_destroy_write_struct(&png, &info);
+    return done;
+}
+
+void WriteRows(const std::string& name, const Rows& rows) {
+    std::FILE* const file = std::fopen(name.c_str(), "wb");
+    if (file == nullptr) {
+        throw CToolError(kExitFile, "cannot write " + name + ": " + std::strerror(errno));
+    }
+    const bool encoded = EncodeGuarded(file, rows);
+    if (std::fclose(file) != 0 || !encoded) {
+        throw CToolError(kExitFile, "cannot write " + name + ": the disk is full or the image is empty");
+    }
+}
+
+template <typename Sample>
+Rows RowsOf(const Image<Sample>& image, int bitDepth, int colorType) {
+    return {reinterpret_cast<const uint8_t*>(image.m_samples.data()),
+            image.m_nWidth,
+            image.m_nHeight,
+            bitDepth,
+            colorType,
+            size_t{image.m_nWidth} * sizeof(Sample)};
+}
+
+} // namespace
+
+void WritePng(const std::string& file, const RgbImage& image) {
+    WriteRows(file, RowsOf(image, 8, PNG_COLOR_TYPE_RGB));
+}
+
+void WritePng(const std::string& file, const DepthImage& image) {
+    WriteRows(file, RowsOf(image, 16, PNG_COLOR_TYPE_GRAY));
+}
+
+} // namespace ox3dtool

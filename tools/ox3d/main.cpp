@@ -1,0 +1,152 @@
+// ox3d: looks for RGB-D cameras, shows what they are, and takes pictures with them.
+#include "Commands.h"
+#include "Interrupt.h"
+#include "Recording.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <ox3drgbd/Ox3dRgbdApi.h>
+
+namespace {
+
+using namespace ox3dtool;
+
+constexpr const char* kFooter =
+    "Camera control: --provider takes \"virtual\", \"aravis\", or a folder or file of a "
+    "libOxCameraControl.so.\n"
+    "Without it the one in LD_LIBRARY_PATH is used, else aravis where it is installed, else virtual.\n"
+    "\n"
+    "Exit codes: 0 success, 1 internal failure, 2 wrong command line, 3 no camera-control library,\n"
+    "4 no such camera, 5 the camera refused or was lost, 6 no frame came, 7 a file could not be written,\n"
+    "130 interrupted (what had arrived was written).";
+
+constexpr const char* kGrabFooter =
+    "Writes of the last good frame: depth.png (16 bits, millimetres, 0 = no data), depth_color.png (colours\n"
+    "with a scale in mm), color.png, overlay.png (edges of the depth on colour), cloud.ply (metres, camera\n"
+    "frame: x right, y down, z along the view) and cloud.png (the cloud seen from above and from the side).\n"
+    "Depth is registered to colour; where colour has the finer pixels a raster of gaps remains in it.\n"
+    "The library's log and the camera's calibration file are left in the folder, too.";
+
+struct Arguments {
+    std::string m_provider;
+    std::string m_recording;
+    GrabOptions m_grab;
+    std::string m_out;
+};
+
+std::string VersionText() {
+    OX3D_RGBD_VERSION_INFO version{};
+    OX3D_RGBD_GetSDKVersion(&version);
+    return "ox3d " + std::to_string(version.nMajor) + "." + std::to_string(version.nMinor) + "." +
+           std::to_string(version.nRevision);
+}
+
+void AddCommonOptions(CLI::App& command, Arguments& arguments) {
+    command.add_option("--provider", arguments.m_provider, "camera control: virtual, aravis, or a path");
+    command.add_option(
+        "--recording", arguments.m_recording,
+        "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
+}
+
+void AddSerialOption(CLI::App& command, Arguments& arguments) {
+    command.add_option("--serial", arguments.m_grab.m_serial,
+                       "the camera's serial number; default: the first");
+}
+
+void AddCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* const list = app.add_subcommand("list", "Lists the cameras present");
+    AddCommonOptions(*list, arguments);
+
+    CLI::App* const info = app.add_subcommand("info", "Shows a camera's record, features and calibration");
+    AddCommonOptions(*info, arguments);
+    AddSerialOption(*info, arguments);
+
+    CLI::App* const grab = app.add_subcommand("grab", "Fetches frames and writes pictures and a point cloud");
+    AddCommonOptions(*grab, arguments);
+    AddSerialOption(*grab, arguments);
+    grab->add_option("--out", arguments.m_out, "folder for the files, made where it is missing")->required();
+    grab->add_option("--frames", arguments.m_grab.m_nFrames, "frames to fetch; 0: until Ctrl-C")
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{0}, int64_t{1000000000})); // also keeps "-1" from wrapping round
+    grab->add_option("--timeout", arguments.m_grab.m_nPatienceSeconds,
+                     "seconds without a frame before giving up")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
+    grab->add_flag("--all", arguments.m_grab.m_writeAll,
+                   "write every frame, into frame_NNNNNN/ (a camera may be faster than the disk)");
+    grab->footer(kGrabFooter);
+}
+
+std::filesystem::path Absolute(const std::string& path) {
+    return path.empty() ? std::filesystem::path() : std::filesystem::absolute(path);
+}
+
+// Which camera control the arguments ask for; a recording is played by the virtual one.
+std::string RequestOf(const Arguments& arguments) {
+    if (arguments.m_recording.empty()) {
+        return arguments.m_provider;
+    }
+    if (arguments.m_provider == "aravis") {
+        throw CToolError(kExitUsage, "recordings are played by the virtual camera control, not by aravis");
+    }
+    return arguments.m_provider.empty() ? "virtual" : arguments.m_provider;
+}
+
+EExitCode RunCommand(const CLI::App& app, Arguments& arguments, char** argv) {
+    const std::string request = RequestOf(arguments);
+    const std::filesystem::path recording = Absolute(arguments.m_recording);
+    if (!recording.empty()) {
+        CheckRecording(recording);
+    }
+    arguments.m_grab.m_out = Absolute(arguments.m_out);
+    const char* const libraryPath = std::getenv("LD_LIBRARY_PATH");
+    const ProviderChoice provider =
+        ChooseProvider(request, InstalledProviders(), libraryPath == nullptr ? "" : libraryPath);
+    EnterProvider(provider, argv);
+
+    InstallInterruptHandler();
+    std::fprintf(stderr, "camera control: %s (%s)\n", provider.m_name.c_str(), provider.m_folder.c_str());
+    KeepCameraListInReach();
+    std::optional<CRecordingCamera> camera;
+    if (!recording.empty()) {
+        camera.emplace(recording);
+    }
+    if (app.got_subcommand("list")) {
+        return RunList(provider);
+    }
+    if (app.got_subcommand("info")) {
+        return RunInfo(provider, arguments.m_grab.m_serial);
+    }
+    return RunGrab(provider, arguments.m_grab);
+}
+
+int Run(int argc, char** argv) {
+    Arguments arguments;
+    CLI::App app("Looks for RGB-D cameras, shows what they are, and takes pictures with them.", "ox3d");
+    app.set_version_flag("--version", VersionText);
+    app.require_subcommand(1);
+    app.footer(kFooter);
+    AddCommands(app, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kExitOk : kExitUsage;
+    }
+    return RunCommand(app, arguments, argv);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const CToolError& error) {
+        std::fprintf(stderr, "ox3d: %s\n", error.what());
+        return error.Code();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ox3d: %s\n", error.what());
+        return kExitFailure;
+    }
+}
