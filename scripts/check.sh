@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Runs the gates of "./run check": all of them, or those named as arguments, each in a shell of its own
+# with its output kept in build/logs; ends with a table and fails when any gate failed. The gates
+# themselves are in gates.sh.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+# shellcheck source=scripts/lib.sh
+. "$root/scripts/lib.sh"
+# shellcheck source=scripts/gates.sh
+. "$root/scripts/gates.sh"
+
+# Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands.
+gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan)
+
+describe() {
+    case "$1" in
+    format) say "sources are as clang-format 14 writes them" ;;
+    shell) say "shell scripts pass shellcheck" ;;
+    words) say "no path of a developer's machine, no open point outside the roadmap" ;;
+    links) say "relative links of the documents lead somewhere" ;;
+    includes) say "include paths run one way through the rooms" ;;
+    headers) say "each public header compiles alone as C11 and as C++17, gcc and clang" ;;
+    install) say "installed files and exported symbols are those of the lists" ;;
+    package) say "the installed library is found and used through CMake and pkg-config" ;;
+    clang) say "builds with clang and its thread-safety analysis" ;;
+    tidy) say "clang-tidy 14 has nothing to say" ;;
+    asan-ubsan) say "tests under address and undefined-behaviour sanitizers" ;;
+    tsan) say "threaded tests under the thread sanitizer" ;;
+    *) return 1 ;;
+    esac
+}
+
+# One gate in this shell. Not called in a condition: that would switch "set -e" off inside it.
+run_one() {
+    describe "$1" >/dev/null || fail "no such gate: $1"
+    "gate_${1//-/_}"
+}
+
+# Every gate is run, whatever the others said.
+run_all() {
+    local gate status started results=() failed=0
+    for gate in "$@"; do
+        describe "$gate" >/dev/null || fail "no such gate: $gate (./run check list)"
+    done
+    for gate in "$@"; do
+        started=$SECONDS
+        status=0
+        step "gate-$gate" "$gate: $(describe "$gate")" bash "${BASH_SOURCE[0]}" --one "$gate" || status=$?
+        if [ "$status" -eq 0 ]; then
+            results+=("$(printf 'ok      %5d s  %s' $((SECONDS - started)) "$gate")")
+        else
+            results+=("$(printf 'FAILED  %5d s  %s' $((SECONDS - started)) "$gate")")
+            failed=$((failed + 1))
+        fi
+    done
+    say ""
+    printf '%s\n' "${results[@]}"
+    say "$(($# - failed)) of $# gates passed"
+    [ "$failed" -eq 0 ]
+}
+
+case "${1:-}" in
+list) for gate in "${gates[@]}"; do printf '%-11s %s\n' "$gate" "$(describe "$gate")"; done ;;
+--one) run_one "$2" ;;
+--format) format_sources ;;
+"") run_all "${gates[@]}" ;;
+*) run_all "$@" ;;
+esac

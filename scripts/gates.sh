@@ -1,0 +1,226 @@
+# The gates, one function each, and what they share. Sourced by check.sh, which runs every gate in a shell
+# of its own with "set -e", in the repository's root: the first failing command fails the gate.
+# shellcheck shell=bash disable=SC2154 # root and jobs come from the sourcing script
+
+llvm_version=14
+
+# llvm_tool <name>: the tool in exactly the version that the project is formatted and checked with. Another
+# version formats and warns differently, so it is an error and never a reason to skip.
+llvm_tool() {
+    local tool version
+    tool=$(command -v "$1-$llvm_version" || command -v "$1" || true)
+    [ -n "$tool" ] || fail "$1 $llvm_version is not installed (./run setup check)"
+    version=$("$tool" --version | grep -oE 'version [0-9]+' | head -n 1 | cut -d' ' -f2)
+    [ "$version" = "$llvm_version" ] || fail "$1 $llvm_version is needed, this is version $version: $tool"
+    printf '%s\n' "$tool"
+}
+
+# own_files [pattern...]: the project's own files as git would commit them, one a line; without git all
+# files outside the folders of build products.
+own_files() {
+    if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+        git ls-files --cached --others --exclude-standard -- "$@" | while IFS= read -r file; do
+            [ ! -f "$file" ] || printf '%s\n' "$file"
+        done
+    else
+        local pattern
+        [ $# -gt 0 ] || set -- '*'
+        for pattern in "$@"; do
+            find . \( -path ./build -o -path ./out -o -path ./.git \) -prune -o -type f -path "./$pattern" -print
+        done | sed 's|^\./||' | sort -u
+    fi
+}
+
+own_sources() { own_files '*.h' '*.c' '*.cpp'; }
+
+own_scripts() {
+    own_files | while IFS= read -r file; do
+        if [[ "$file" == *.sh ]] || head -c 64 "$file" | head -n 1 | grep -aqE '^#!.*\b(ba)?sh\b'; then
+            printf '%s\n' "$file"
+        fi
+    done
+}
+
+format_sources() {
+    local tool
+    tool=$(llvm_tool clang-format)
+    own_sources | xargs --delimiter '\n' --no-run-if-empty "$tool" -i
+}
+
+gate_format() {
+    local tool
+    tool=$(llvm_tool clang-format)
+    [ -n "$(own_sources)" ] || fail "no sources found"
+    own_sources | xargs --delimiter '\n' "$tool" --dry-run --Werror
+}
+
+gate_shell() {
+    [ -n "$(own_scripts)" ] || fail "no scripts found"
+    own_scripts | xargs --delimiter '\n' shellcheck --external-sources
+}
+
+# matches <pattern>: prints the lines of own text files that match; succeeds when there are any.
+matches() {
+    local lines
+    lines=$(own_files | xargs --delimiter '\n' grep -nIE -e "$1" /dev/null || true)
+    [ -n "$lines" ] && printf '%s\n' "$lines"
+}
+
+# Paths of somebody's machine betray themselves by a home folder or by the place of this very checkout.
+gate_words() {
+    local found=0 first before='(^|[[:space:]"'"'"'(=:`<])'
+    local patterns="$before/(home|root|Users)/[A-Za-z0-9_.]|$root/"
+    first=${root#/}
+    first=${first%%/*}
+    case "$first" in
+    home | root | tmp | usr | var | opt | srv | mnt | src | "") ;;
+    *) patterns+="|$before/$first(/|[^A-Za-z0-9_.-]|\$)" ;;
+    esac
+    if matches "$patterns"; then
+        say "^ paths of one machine"
+        found=1
+    fi
+    # An open point in a source is fine when its line says where docs/roadmap.md keeps it.
+    if matches '\b(TODO|FIXME|XXX|HACK)\b' | grep -vE '^scripts/gates\.sh:|docs/roadmap\.md'; then
+        say "^ open points that docs/roadmap.md does not know"
+        found=1
+    fi
+    if matches '^(<<<<<<<|>>>>>>>) '; then
+        say "^ conflict markers"
+        found=1
+    fi
+    [ "$found" -eq 0 ]
+}
+
+# Relative links of the documents lead to files that exist.
+gate_links() {
+    local document target found=0
+    while IFS= read -r document; do
+        while IFS= read -r target; do
+            [ -e "$(dirname "$document")/$target" ] && continue
+            say "$document: no such file: $target"
+            found=1
+        done < <(grep -oE '\]\([^)#]+' "$document" | sed 's/^](//' | grep -vE '^[a-z]+:' || true)
+    done < <(own_files '*.md')
+    [ "$found" -eq 0 ]
+}
+
+gate_includes() {
+    own_sources | awk -f scripts/include-direction.awk scripts/include-rules.txt -
+}
+
+gate_headers() {
+    local dir header name compiler
+    dir=$(mktemp -d)
+    # shellcheck disable=SC2064 # the folder's name is wanted now
+    trap "rm -rf '$dir'" EXIT
+    local warnings=(-Wall -Wextra -Wpedantic -Wshadow -Wundef -Werror -fsyntax-only)
+    for header in include/ox3drgbd/*.h; do
+        name=${header##*/}
+        printf '#include <ox3drgbd/%s>\nextern int ox3dAlone;\n' "$name" >"$dir/alone.c"
+        printf '#include "%s"\nextern int ox3dAlone;\n' "$name" >"$dir/alone.cpp"
+        for compiler in gcc clang; do
+            say "$compiler -std=c11 $name"
+            "$compiler" -std=c11 "${warnings[@]}" -Wstrict-prototypes -I include "$dir/alone.c"
+        done
+        for compiler in g++ clang++; do
+            say "$compiler -std=c++17 $name"
+            "$compiler" -std=c++17 "${warnings[@]}" -I include/ox3drgbd "$dir/alone.cpp"
+        done
+    done
+    rm -rf "$dir"
+}
+
+# exported_symbols <library>: names it defines for others, sorted, without version suffixes.
+exported_symbols() { nm -D --defined-only --format=posix "$1" | awk '{ sub(/@.*/, "", $1); print $1 }' | sort -u; }
+
+# listed <file>: the entries of one of the lists in scripts/, sorted, without comments.
+listed() { grep -vE '^(#|$)' "$1" | sort; }
+
+# same_list <what> <list> <found>: both lists on the lines that differ, < is missing and > is too much.
+same_list() {
+    if diff <(listed "$2") "$3" | grep '^[<>]'; then
+        say "^ $1 differ from $2: < is missing, > is not in the list"
+        return 1
+    fi
+}
+
+gate_install() {
+    local prefix="$root/build/check/prefix" status=0 library
+    build_preset release
+    rm -rf "$prefix"
+    cmake --install build/release --prefix "$prefix"
+    (cd "$prefix" && find . \( -type l -printf '%P -> %l\n' \) -o \( -type f -printf '%P\n' \)) |
+        sort >"$root/build/check/layout.txt"
+    same_list "installed files" scripts/install-layout.txt build/check/layout.txt || status=1
+
+    exported_symbols "$prefix/lib/libOx3dRgbd.so" >build/check/exports.txt
+    same_list "exports of libOx3dRgbd.so" scripts/exports.txt build/check/exports.txt || status=1
+    exported_symbols "$prefix/lib/libMediaProcess.so" >build/check/exports-media.txt
+    same_list "exports of libMediaProcess.so" scripts/exports-media.txt build/check/exports-media.txt || status=1
+    for library in "$prefix"/lib/ox3drgbd/*/libOxCameraControl.so; do
+        exported_symbols "$library" >build/check/exports-provider.txt
+        same_list "exports of ${library#"$prefix"/}" scripts/exports-provider.txt build/check/exports-provider.txt ||
+            status=1
+    done
+
+    # A run path into the build tree would make an installed file work on the machine that built it only.
+    for library in "$prefix"/lib/*.so "$prefix"/lib/ox3drgbd/*/*.so "$prefix"/bin/*; do
+        if readelf -d "$library" | grep -E '\((RPATH|RUNPATH)\)' | grep -F "$root"; then
+            say "^ run path of ${library#"$prefix"/}"
+            status=1
+        fi
+    done
+    return "$status"
+}
+
+gate_package() {
+    build_preset release
+    bash tests/package/consume.sh "$root/build/release" "$root/build/check/package"
+}
+
+gate_clang() { build_preset clang; }
+
+gate_tidy() {
+    local tool database=build/clang/compile_commands.json
+    tool=$(llvm_tool clang-tidy)
+    [ -f "$database" ] || build_preset clang
+    # The files of the data base that are ours: everything outside the build folder.
+    sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$database" | sort -u |
+        grep -F "$root/" | grep -vF "$root/build/" >build/check-tidy-files.txt
+    [ -s build/check-tidy-files.txt ] || fail "no sources in $database"
+    # One file a process; only what clang-tidy objects to is printed, in one piece.
+    # shellcheck disable=SC2016 # expanded by the inner shell
+    xargs --delimiter '\n' --max-args 1 --max-procs "$jobs" \
+        bash -c 'out=$("$1" -p build/clang --quiet "$2" 2>&1) || { printf "%s\n" "$out"; exit 1; }' tidy "$tool" \
+        <build/check-tidy-files.txt
+}
+
+# sanitized_tests <preset> [ctest options...]
+sanitized_tests() {
+    local preset="$1" status=0
+    shift
+    build_preset "$preset"
+    "${wrapper[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error --parallel "$jobs" "$@" |
+        tee "build/$preset/tests.log" || status=$?
+    summary_of_tests "build/$preset" "build/$preset/tests.log"
+    return "$status"
+}
+
+gate_asan_ubsan() {
+    local wrapper=()
+    export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+    export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+    sanitized_tests asan-ubsan
+}
+
+gate_tsan() {
+    local wrapper=()
+    # The thread sanitizer's shadow memory collides with widely randomised addresses; where the machine
+    # lets it, randomisation is off for the tests.
+    if setarch "$(uname -m)" -R true 2>/dev/null; then
+        wrapper=(setarch "$(uname -m)" -R)
+    fi
+    export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+    sanitized_tests tsan -L threaded
+}

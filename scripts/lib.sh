@@ -1,0 +1,111 @@
+# Shell functions that ./run and scripts/check.sh share. Sourced, not run; expects $root, the folder of
+# the repository, and "set -euo pipefail".
+# shellcheck shell=bash disable=SC2154 # root comes from the sourcing script
+
+log_dir="$root/build/logs"
+jobs=$(nproc 2>/dev/null || echo 2)
+export LC_ALL=C.UTF-8
+
+say() { printf '%s\n' "$*"; }
+fail() {
+    printf 'error: %s\n' "$*" >&2
+    exit 1
+}
+
+# step <log name> <what> <command...>: one line when it went well; the end of the log when it did not.
+step() {
+    local log="$log_dir/$1.log" what="$2" start=$SECONDS status=0
+    shift 2
+    mkdir -p "$log_dir"
+    printf '%s ... ' "$what"
+    "$@" >"$log" 2>&1 </dev/null || status=$?
+    if [ "$status" -eq 0 ]; then
+        printf 'done (%d s)\n' $((SECONDS - start))
+        return 0
+    fi
+    printf 'FAILED (exit code %d)\n' "$status"
+    tail -n 80 "$log" | sed 's/^/    /'
+    say "the whole log: ${log#"$root"/}"
+    return "$status"
+}
+
+# packages_of <group...>: the names of scripts/packages.txt in these groups.
+packages_of() {
+    local group
+    for group in "$@"; do
+        awk -v group="$group" '$1 == group { print $2 }' "$root/scripts/packages.txt"
+    done
+}
+
+# missing_packages <group...>: those of them that are not installed, asked of the package data base.
+missing_packages() {
+    local name state
+    for name in $(packages_of "$@"); do
+        # "pkg" and "pkg:amd64" both answer; a package that dpkg never heard of makes dpkg-query fail.
+        state=$(dpkg-query -W -f='${db:Status-Status}\n' "$name" 2>/dev/null | head -n 1 || true)
+        [ "$state" = installed ] || printf '%s\n' "$name"
+    done
+}
+
+# as_root <command...>: directly, or through sudo.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300 "$@"
+}
+
+# ensure_packages <group...>: installs what is missing, naming it.
+ensure_packages() {
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        say "This is no Debian system: the packages that Debian calls"
+        say "    $(packages_of "$@" | tr '\n' ' ')"
+        say "are taken to be installed."
+        return 0
+    fi
+    local missing
+    missing=$(missing_packages "$@" | tr '\n' ' ')
+    [ -n "$missing" ] || return 0
+    say "Missing packages: $missing"
+    if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+        fail "they need root to install: apt-get install $missing"
+    fi
+    step apt-update "reading the package lists" apt_get update || return 1
+    # shellcheck disable=SC2086 # one word for each package
+    step apt-install "installing them" apt_get install --yes --no-install-recommends $missing || return 1
+    missing=$(missing_packages "$@" | tr '\n' ' ')
+    [ -z "$missing" ] || fail "still missing after the installation: $missing"
+}
+
+# build_preset <preset> [target...]
+build_preset() {
+    local preset="$1"
+    shift
+    local targets=()
+    [ $# -eq 0 ] || targets=(--target "$@")
+    cd "$root" || return 1
+    step "configure-$preset" "configuring $preset" cmake --preset "$preset" || return 1
+    step "build-$preset" "building $preset" \
+        cmake --build "build/$preset" --parallel "$jobs" "${targets[@]}"
+}
+
+# test_cases <build folder>: how many test cases ran inside the programs that CTest counts.
+test_cases() {
+    local log="$1/Testing/Temporary/LastTest.log"
+    [ -f "$log" ] || return 0
+    awk '/^\[  PASSED  \] [0-9]+ test/ { passed += $4 }
+         /^\[  SKIPPED \] [0-9]+ test/ { skipped += $4 }
+         /^\[  FAILED  \] [0-9]+ test/ { failed += $4 }
+         END { printf "Test cases inside them: %d passed, %d failed, %d skipped\n", passed, failed, skipped }' "$log"
+}
+
+# summary_of_tests <build folder> <log>: the closing lines of CTest and the count of cases.
+summary_of_tests() {
+    test_cases "$1"
+    grep -E '^[0-9]+% tests passed|^Total Test time' "$2" || true
+}

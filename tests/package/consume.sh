@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Installs a build into a fresh prefix, builds the consumer programs against it through CMake and through
+# pkg-config, and runs them with the virtual camera's provider.
+# usage: consume.sh BUILD_FOLDER WORK_FOLDER
+set -euo pipefail
+sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/consumer
+build=$(cd "$1" && pwd)
+work="$2"
+warnings=(-Wall -Wextra -Wpedantic -Werror)
+
+# From an empty folder, and moved after the installation: nothing may depend on where the prefix lay.
+rm -rf "$work"
+mkdir -p "$work/run"
+work=$(cd "$work" && pwd)
+cmake --install "$build" --prefix "$work/installed" >"$work/install.log"
+mv "$work/installed" "$work/prefix"
+prefix="$work/prefix"
+
+# run <what> <program>: in a folder of its own, since the library writes its log and calibration files there.
+run() {
+    echo "== $1"
+    (cd "$work/run" && LD_LIBRARY_PATH="$prefix/lib:$prefix/lib/ox3drgbd/virtual" "$2")
+}
+
+echo "== CMake"
+cmake -S "$sources" -B "$work/cmake" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" \
+    >"$work/configure.log"
+cmake --build "$work/cmake"
+run "C program built by CMake" "$work/cmake/consumer_c"
+run "C++ program built by CMake" "$work/cmake/consumer_cpp"
+
+echo "== pkg-config"
+export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+test "$(pkg-config --modversion ox3drgbd)" = "$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' \
+    "$prefix/lib/cmake/Ox3dRgbd/Ox3dRgbdConfigVersion.cmake")"
+test -d "$(pkg-config --variable=providerdir ox3drgbd)/virtual"
+read -r -a cflags <<<"$(pkg-config --cflags ox3drgbd)"
+read -r -a libs <<<"$(pkg-config --libs ox3drgbd)"
+cc -std=c11 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.c" -o "$work/consumer_c" "${libs[@]}"
+c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work/consumer_cpp" "${libs[@]}"
+run "C program built with pkg-config" "$work/consumer_c"
+run "C++ program built with pkg-config" "$work/consumer_cpp"
+
+# Without a provider on the path the library still loads, and says what is missing.
+echo "== without a provider"
+(cd "$work/run" && LD_LIBRARY_PATH="$prefix/lib" "$work/consumer_c" --no-provider)
