@@ -52,6 +52,7 @@ TEST(Map, AgreesWithDoublePrecision) {
                 continue;
             }
             ++used;
+            ASSERT_GT(margin, -1e-3) << i << ": the outermost row and column of the source are not used";
             ASSERT_EQ(w[0] + w[1] + w[2] + w[3], 64) << i;
             const uint32_t source = index[static_cast<size_t>(i)];
             // The fractions are cut to eighths.
@@ -60,33 +61,14 @@ TEST(Map, AgreesWithDoublePrecision) {
             ASSERT_TRUE(dx > -1e-3 && dx < 0.126 && dy > -1e-3 && dy < 0.126) << i << ": " << dx << ' ' << dy;
         }
         EXPECT_GT(used, kWidth * kHeight / 2);
+        const float flat[12] = {100, 0, 3, 0, 200, 0, 6, 0, 0, 0, 1, 0};
+        EXPECT_EQ(OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(kWidth, kHeight, &camera, shift, r, flat,
+                                                            index.data(), weights.data(), scratch),
+                  0x10000000);
+        EXPECT_EQ(OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(kWidth, kHeight, &camera, shift, r, p,
+                                                            index.data(), weights.data(), nullptr),
+                  0x10000014);
     }
-}
-
-TEST(Map, LeavesTheOutermostRowsAndColumnsOfTheSourceBlack) {
-    const Camera camera = {{100, 0, 0.5F, 0, 100, 0.5F, 0, 0, 1},
-                           {}}; // looks half a pixel on, clear of rounding
-    const float r[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    const float p[12] = {100, 0, 0, 0, 0, 100, 0, 0, 0, 0, 1, 0};
-    std::vector<uint32_t> index(48);
-    Grey weights(192);
-    double scratch[32];
-    const auto generate = [&](const float* projection, void* work) {
-        return OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(8, 6, &camera, 0, r, projection, index.data(),
-                                                         weights.data(), work);
-    };
-    ASSERT_EQ(generate(p, scratch), 0);
-    const Grey src(48, 200);
-    Grey dst(48, 1);
-    ASSERT_EQ(OXB3D_BINOSTEREO_RCT_RectifyImage(src.data(), index.data(), weights.data(), 8, 6, dst.data()),
-              0);
-    for (int32_t i = 0; i < 48; ++i) {
-        const bool border = i % 8 < 1 || i % 8 >= 7 || i / 8 < 1 || i / 8 >= 5;
-        EXPECT_EQ(dst[static_cast<size_t>(i)] != 0, !border) << i;
-    }
-    const float flat[12] = {100, 0, 3, 0, 200, 0, 6, 0, 0, 0, 1, 0};
-    EXPECT_EQ(generate(flat, scratch), 0x10000000);
-    EXPECT_EQ(generate(p, nullptr), 0x10000014);
 }
 
 TEST(Remap, WeighsFourPixelsAndNeverLeavesTheSource) {
@@ -187,6 +169,7 @@ TEST(Rectification, PutsWhatBothCamerasSeeOnOneRowAtItsTrueDistance) {
             ++seen;
             level += std::fabs(l.y - r.y) < 0.5 ? 1 : 0;
             const double depth = side * double{common.fx} * double{common.baseLine} / (l.x - r.x);
+            EXPECT_GT(depth, 0) << "neither image is turned over";
             const Vector3 found = {(l.x - double{common.cx}) * depth / double{common.fx},
                                    (l.y - double{common.cy}) * depth / double{common.fy}, depth};
             EXPECT_NEAR(oxb3d::Norm(found) / oxb3d::Norm(point), 1, 0.02);
@@ -324,43 +307,46 @@ Grey Retake(const Picture& recorded, const Camera& recordedCamera, const Camera&
     return image;
 }
 
-// How many rows lower the right image shows the patch around a left pixel, to a fraction of a row; searched
-// about the expected column. No value where the patch is smooth, an edge, or not found again.
-std::optional<double> RowOffset(const CRectifier& r, int32_t column, int32_t row, int32_t rightColumn) {
+// How many rows lower the second image shows the patch around a pixel of the first, to a fraction of a row.
+// No value where the patch is smooth, an edge, or not found again.
+std::optional<double> RowOffset(const Grey& first, const Grey& second, int32_t width, const Pixel& at,
+                                double secondColumn) {
+    const auto column = static_cast<int32_t>(std::lround(at.first));
+    const auto row = static_cast<int32_t>(std::lround(at.second));
+    const auto shift = static_cast<int32_t>(std::lround(secondColumn - at.first));
+    if (std::min({column, column + shift, row}) < 10 || std::max(column, column + shift) > width - 11 ||
+        row > static_cast<int32_t>(first.size()) / width - 11) {
+        return std::nullopt;
+    }
     // Variance of the difference, so that the exposures need not agree.
     const auto difference = [&](int32_t dx, int32_t dy) {
         double sum = 0;
         double squares = 0;
         for (int32_t v = -5; v <= 5; ++v) {
-            for (int32_t u = -5; u <= 5; ++u) {
-                const auto l = static_cast<size_t>((row + v) * r.m_nWidth + column + u);
-                const auto m = static_cast<size_t>((row + v + dy) * r.m_nWidth + rightColumn + u + dx);
-                const double d = r.m_Left[l] - r.m_Right[m];
+            const auto l = static_cast<size_t>((row + v) * width + column);
+            const auto r = static_cast<size_t>((row + v + dy) * width + column + shift + dx);
+            for (size_t u = 0; u < 11; ++u) {
+                const double d = first[l + u - 5] - second[r + u - 5];
                 sum += d;
                 squares += d * d;
             }
         }
         return squares / 121 - std::pow(sum / 121, 2);
     };
-    int32_t bestX = 0;
-    int32_t bestY = 0;
-    for (int32_t dy = -3; dy <= 3; ++dy) {
-        for (int32_t dx = -1; dx <= 1; ++dx) {
-            if (difference(dx, dy) < difference(bestX, bestY)) {
-                bestX = dx;
-                bestY = dy;
-            }
+    int32_t best = 0;
+    for (const int32_t dy : {-3, -2, -1, 1, 2, 3}) {
+        best = difference(0, dy) < difference(0, best) ? dy : best;
+    }
+    const double here = difference(0, best);
+    constexpr int32_t kAside[4][2] = {{1, 0}, {1, 1}, {0, 1}, {-1, 1}};
+    for (const auto& [dx, dy] : kAside) { // along an edge a patch is found again anywhere
+        if (here > 150 || difference(dx, best + dy) + difference(-dx, best - dy) < 2 * here + 120) {
+            return std::nullopt;
         }
     }
-    const double at = difference(bestX, bestY);
-    const double above = difference(bestX, bestY - 1);
-    const double below = difference(bestX, bestY + 1);
-    const double aside = difference(bestX - 1, bestY) + difference(bestX + 1, bestY);
-    // Only corners tell: along an edge a patch is found again anywhere.
-    if (at > 60 || above + below - 2 * at < 150 || aside - 2 * at < 150) {
-        return std::nullopt;
-    }
-    return bestY + (above - below) / (2 * (above + below - 2 * at));
+    const double above = difference(0, best - 1);
+    const double below = difference(0, best + 1);
+    return best + (above - below) / (2 * (above + below - 2 * here));
 }
 
 Pixel Rectified(const float (&rotation)[9], const float (&projection)[12], const Vector3& point) {
@@ -395,31 +381,24 @@ TEST(Rectification, LevelsARecordedPairTakenByTurnedDistortedCameras) {
               0);
     oxb3d::Rectification geometry{};
     ASSERT_TRUE(oxb3d::ComputeRectification(rig.input, &geometry));
+    const Grey leftGrey(left.pixels.begin(), left.pixels.end());
+    const Grey rightGrey(right.pixels.begin(), right.pixels.end());
     int found = 0;
     int level = 0;
-    for (int32_t y = 20; y < 480; y += 5) {
-        for (int32_t x = 20; x < 720; x += 5) {
-            const auto at = [&](int32_t u, int32_t v) {
-                return disparity.pixels[static_cast<size_t>((y + v) * 741 + x + u)] / 256.0;
-            };
-            const double d = at(0, 0);
-            const auto [least, most] = std::minmax(
-                {d, at(-6, -6), at(6, -6), at(-6, 6), at(6, 6), at(0, 6), at(0, -6), at(6, 0), at(-6, 0)});
-            if (least == 0 || most - least > 0.5) { // unknown, or the two cameras see different patches
-                continue;
+    for (int32_t y = 20; y < 480; y += 4) {
+        for (int32_t x = 80; x < 720; x += 4) {
+            const double d = disparity.pixels[static_cast<size_t>(y * 741 + x)] / 256.0;
+            const auto recorded = RowOffset(leftGrey, rightGrey, 741, {x, y}, x - d);
+            if (d == 0 || !recorded || std::fabs(*recorded) > 0.25) {
+                continue; // not to be told, or not level, in the recording itself
             }
             const double z = kFocal * kBaseLine / (d + 31.086);
             const Vector3 seen = {(x - 311.193) * z / kFocal, (y - 254.877) * z / kFocal, z};
             const Vector3 fromLeft = oxb3d::Multiply(leftTurn, seen);
             const Pixel l = Rectified(geometry.leftRotation, geometry.projection, fromLeft);
             const Pixel r = Rectified(geometry.rightRotation, geometry.projection, rig.ToRight(fromLeft));
-            if (std::min(l.first, r.first) < 10 || std::max(l.first, r.first) > 730 || l.second < 10 ||
-                l.second > 489) {
-                continue;
-            }
-            const auto offset = RowOffset(rectifier, static_cast<int32_t>(std::lround(l.first)),
-                                          static_cast<int32_t>(std::lround(l.second)),
-                                          static_cast<int32_t>(std::lround(r.first)));
+            EXPECT_NEAR(l.second, r.second, 1e-3);
+            const auto offset = RowOffset(rectifier.m_Left, rectifier.m_Right, 741, l, r.first);
             found += offset ? 1 : 0;
             level += offset && std::fabs(*offset) <= 0.5 ? 1 : 0;
         }
