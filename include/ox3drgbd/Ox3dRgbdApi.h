@@ -117,7 +117,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_Stop(void* handle);
 /*
  * Waits for the next frame and assembles it.
  *   pstFrame    out: zeroed and filled. Its images belong to the library and stay valid until the next
- *               fetch, stop of use ends with CloseDevice.
+ *               fetch or until CloseDevice.
  *   nTimeoutMs  how long to wait, milliseconds, handed to the camera-control library as it is
  * Returns OX3D_RGBD_E_PARAMETER for null; OX3D_RGBD_E_STATE when not started or while a frame callback is
  * registered; OX3D_RGBD_E_NO_DATA when no frame came in time (or RGB-D output is on and the frame has no

@@ -11,6 +11,10 @@
  *  - a handle is used by several threads at once: at least one that controls, one that fetches frames, and
  *    five kinds of call (feature reads, commands, ...) that hold no lock of the library's. A provider
  *    serialises what its transport needs serialised;
+ *  - closing or destroying a handle returns after a callback in flight has ended, unless called from inside
+ *    it, and no callback begins afterwards;
+ *  - registering a callback does not wait for a call in flight: the library registers while it holds a lock
+ *    that the callback may want, and waits by itself;
  *  - fixed text fields are NUL-terminated when shorter than the field, and read with their bound;
  *  - reserved bytes are written as zero by whoever owns the record.
  *

@@ -16,16 +16,11 @@
 #define OX_CAPABILITY(x) OX_THREAD_ATTRIBUTE(capability(x))
 #define OX_SCOPED_CAPABILITY OX_THREAD_ATTRIBUTE(scoped_lockable)
 #define OX_GUARDED_BY(x) OX_THREAD_ATTRIBUTE(guarded_by(x))
-#define OX_PT_GUARDED_BY(x) OX_THREAD_ATTRIBUTE(pt_guarded_by(x))
-#define OX_ACQUIRED_BEFORE(...) OX_THREAD_ATTRIBUTE(acquired_before(__VA_ARGS__))
-#define OX_ACQUIRED_AFTER(...) OX_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
 #define OX_ACQUIRE(...) OX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define OX_RELEASE(...) OX_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define OX_TRY_ACQUIRE(...) OX_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define OX_REQUIRES(...) OX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define OX_EXCLUDES(...) OX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
-#define OX_ASSERT_HELD(...) OX_THREAD_ATTRIBUTE(assert_capability(__VA_ARGS__))
-#define OX_RETURN_CAPABILITY(x) OX_THREAD_ATTRIBUTE(lock_returned(x))
 #define OX_NO_THREAD_SAFETY_ANALYSIS OX_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 #endif

@@ -4,6 +4,7 @@
 #define OX3D_API_GUARD_H
 
 #include <cstdint>
+#include <cxxabi.h>
 #include <new>
 
 #include "Interface/HandleFactory.h"
@@ -11,11 +12,14 @@
 
 class CManager;
 
-// Runs `call`, and turns what it throws into a status.
+// Runs `call`, and turns what it throws into a status. Only the unwinding of a thread that is being cancelled
+// passes: to stop that would abort the process.
 template <class Call>
-uint32_t ApiBarrier(Call&& call) noexcept {
+uint32_t ApiBarrier(Call&& call) {
     try {
         return call();
+    } catch (const abi::__forced_unwind&) {
+        throw;
     } catch (const std::bad_alloc&) {
         return OX3D_RGBD_E_MEMORY;
     } catch (...) {
@@ -73,10 +77,11 @@ private:
 class CDeviceState {
 public:
     CDeviceState(OX_HANDLE_SIGNAL& signal, OX_HANDLE_STATE state)
-        : m_signal(&signal), m_former(signal.m_nState.exchange(state)) {}
+        : m_signal(&signal), m_state(state), m_former(signal.m_nState.exchange(state)) {}
     ~CDeviceState() {
+        // Only its own state is taken back: a close that began inside stays.
         if (m_signal != nullptr) {
-            m_signal->m_nState = m_former;
+            m_signal->m_nState.compare_exchange_strong(m_state, m_former);
         }
     }
     CDeviceState(const CDeviceState&) = delete;
@@ -86,6 +91,7 @@ public:
 
 private:
     OX_HANDLE_SIGNAL* m_signal;
+    uint32_t m_state;
     uint32_t m_former;
 };
 

@@ -32,7 +32,7 @@ public:
     CHandleFactory(const CHandleFactory&) = delete;
     CHandleFactory& operator=(const CHandleFactory&) = delete;
 
-    // Both false when memory is short; the handle is then in neither list.
+    // False when memory is short; the handle is then in neither list.
     bool MapHandleMutex(void* handle);
     void UnmapHandleMutex(void* handle);
     COXMutex* GetHandleMutex(void* handle) const;

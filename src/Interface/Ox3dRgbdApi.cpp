@@ -38,7 +38,7 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     const uint32_t nRet = registerCall(lock.Manager());
     const CDevicePin pin(handle); // taken under the lock: close cannot be waiting for it yet
     lock.Leave();
-    if (nRet == OX3D_RGBD_OK && pin.Manager() != nullptr) {
+    if (pin.Manager() != nullptr) {
         wait(*pin.Manager());
     }
     return nRet;
@@ -167,7 +167,7 @@ uint32_t OX3D_RGBD_RegisterFrameCallBack(void* handle, OX3D_RGBD_FrameDataCallBa
         }
         return RegisterCallback(
             handle, [&](CManager& m) { return m.RegisterFrameCallBack(pfnCallBack, pUser); },
-            [](CManager& m) { m.WaitForFrameCallback(); });
+            [](CManager& m) { m.WaitForFormerFrameCallback(); });
     });
 }
 
@@ -180,7 +180,7 @@ uint32_t OX3D_RGBD_RegisterExceptionCallBack(void* handle, OX3D_RGBD_ExceptionCa
         }
         return RegisterCallback(
             handle, [&](CManager& m) { return m.RegisterExceptionCB(pfnCallBack, pUser); },
-            [](CManager& m) { m.WaitForExceptionCallback(); });
+            [](CManager& m) { m.WaitForFormerExceptionCallback(); });
     });
 }
 

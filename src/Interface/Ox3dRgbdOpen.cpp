@@ -41,6 +41,7 @@ uint32_t WithNewHandle(bool keep, Work&& work) {
     }
     const CDeviceLock lock(manager);
     if (lock.Status() != OX3D_RGBD_OK) {
+        factory->DestroyHandle(manager);
         return OX3D_RGBD_E_HANDLE;
     }
     uint32_t nRet = ApiBarrier([&] {
@@ -73,8 +74,7 @@ uint32_t Open(void** handle, Bind&& bind) {
 void* CloseBehindCallback(void* argument) {
     auto* manager = static_cast<CManager*>(argument);
     ApiBarrier([&] {
-        manager->WaitForFrameCallback();
-        manager->WaitForExceptionCallback();
+        manager->WaitForCallbacks();
         COXMutex* mutex = CMyHandleFactory::GetFactory()->GetHandleMutex(manager);
         const COXLock lock(mutex);
         CDevicePin::WaitForOthers(CMyHandleFactory::GetFactory()->GetHandleSignal(manager));
@@ -94,6 +94,8 @@ uint32_t CloseFromCallback(const CDeviceLock& lock) {
     pthread_detach(*static_cast<pthread_t*>(thread)); // nobody is there to join it
     OX_DestroyThread(thread);
     closing.Keep();
+    // A close that has returned is followed by no further callback.
+    lock.Manager().DropCallbacks();
     return OX3D_RGBD_OK;
 }
 
@@ -159,7 +161,7 @@ uint32_t OX3D_RGBD_CloseDevice(void** handle) {
         }
         const CDeviceLock lock(*handle);
         if (lock.Status() != OX3D_RGBD_OK) {
-            return OX3D_RGBD_E_HANDLE;
+            return lock.Status();
         }
         const bool isInside = CCallbackScope::IsInsideOwner(&lock.Manager());
         const uint32_t nRet = isInside ? CloseFromCallback(lock) : RetireDevice(lock);

@@ -1,5 +1,7 @@
 // CallbackSlot.h - one application callback: function and user pointer published together, calls in flight
-// counted, so that a caller that takes a callback away knows when nobody is inside it any more.
+// counted, so that a caller that takes a callback away knows when nobody is inside it any more. Calls of the
+// pair in force and calls of pairs before it are counted apart: whoever replaces a callback waits for the old
+// one, not for the new one.
 #ifndef OX3D_CALLBACK_SLOT_H
 #define OX3D_CALLBACK_SLOT_H
 
@@ -28,57 +30,75 @@ private:
 template <class Fn>
 class CCallbackSlot {
 public:
-    void Publish(Fn fn, void* user) {
+    struct Pair {
+        Fn m_fn = nullptr;
+        void* m_user = nullptr;
+    };
+
+    // Puts a pair into force and returns the former one.
+    Pair Publish(const Pair& pair) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_fn = fn;
-        m_user = user;
+        const Pair former = m_pair;
+        m_pair = pair;
+        m_former += m_current;
+        m_current = 0;
+        ++m_epoch;
+        return former;
     }
 
     bool IsRegistered() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_fn != nullptr;
+        return m_pair.m_fn != nullptr;
     }
 
     // Whether another thread is inside the callback.
     bool IsBusyElsewhere() const {
         const uint32_t own = CCallbackScope::CountInSlot(this);
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_inFlight > own;
+        return m_former + m_current > own;
     }
 
     // Takes the pair for one call and counts it in flight; false when there is no callback. Every success is
-    // matched by Release; CCallbackCall does both.
-    bool Acquire(Fn* fn, void** user) {
+    // matched by Release with the same epoch; CCallbackCall does both.
+    bool Acquire(Pair* pair, uint64_t* epoch) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_fn == nullptr) {
+        if (m_pair.m_fn == nullptr) {
             return false;
         }
-        *fn = m_fn;
-        *user = m_user;
-        ++m_inFlight;
+        *pair = m_pair;
+        *epoch = m_epoch;
+        ++m_current;
         return true;
     }
 
-    void Release() {
+    void Release(uint64_t epoch) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        --m_inFlight;
+        --(epoch == m_epoch ? m_current : m_former);
         m_idle.notify_all();
     }
 
-    // Returns when no other thread is inside the callback. Must not be called with a lock held that the
+    // Returns when no other thread is inside a pair that was in force before. No lock may be held that the
     // callback may want.
+    void WaitFormer() {
+        const uint32_t own = CCallbackScope::CountInSlot(this);
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_idle.wait(lock, [this, own] { return m_former <= own; });
+    }
+
+    // Returns when no other thread is inside any. The same holds for locks.
     void WaitIdle() {
         const uint32_t own = CCallbackScope::CountInSlot(this);
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_idle.wait(lock, [this, own] { return m_inFlight <= own; });
+        m_idle.wait(lock, [this, own] { return m_former + m_current <= own; });
     }
 
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_idle;
-    Fn m_fn = nullptr;
-    void* m_user = nullptr;
-    uint32_t m_inFlight = 0;
+    Pair m_pair;
+    uint64_t m_epoch = 0;   // counts the pairs
+    uint32_t m_current = 0; // calls of the pair in force
+    uint32_t m_former = 0;  // calls of pairs before it
 };
 
 // One call of a slot's callback, on behalf of `owner`: in flight, and the thread marked as inside, for the
@@ -87,11 +107,11 @@ template <class Fn>
 class CCallbackCall {
 public:
     CCallbackCall(CCallbackSlot<Fn>& slot, const void* owner) : m_slot(slot), m_scope(owner, &slot) {
-        m_isInFlight = slot.Acquire(&m_fn, &m_user);
+        m_isInFlight = slot.Acquire(&m_pair, &m_epoch);
     }
     ~CCallbackCall() {
         if (m_isInFlight) {
-            m_slot.Release();
+            m_slot.Release(m_epoch);
         }
     }
     CCallbackCall(const CCallbackCall&) = delete;
@@ -102,14 +122,14 @@ public:
 
     template <class Record>
     void operator()(Record* record) const {
-        m_fn(record, m_user);
+        m_pair.m_fn(record, m_pair.m_user);
     }
 
 private:
     CCallbackSlot<Fn>& m_slot;
     CCallbackScope m_scope; // ends after the release: a waiter never sees a call that is not counted
-    Fn m_fn = nullptr;
-    void* m_user = nullptr;
+    typename CCallbackSlot<Fn>::Pair m_pair;
+    uint64_t m_epoch = 0;
     bool m_isInFlight = false;
 };
 

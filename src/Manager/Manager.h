@@ -4,13 +4,16 @@
 // Life: constructed, Init, bound, connected (opened), started and stopped any number of times, DeInit,
 // destroyed. Calls out of order give OX3D_RGBD_E_STATE.
 //
-// Locks, outermost first; nobody takes one while holding one below it:
-//   device lock       held by the interface around all operations but those marked (unlocked); it also
-//                     serialises handle creation and destruction, whose registry lock lies inside it
+// Locks, outermost first; the library itself takes none while it holds one below it:
+//   device lock       held by the interface around all operations but those marked (unlocked); the registry
+//                     lock, under which a handle ends, lies inside it
 //   enumeration lock  while device records of the camera-control library are in use
-//   callback lock     push path: one frame is assembled and delivered
+//   callback lock     push path: one frame is assembled and delivered. An application's callback runs under
+//                     it and may take the device lock from there: the interface sees to it that this never
+//                     waits for a thread that waits for the callback (ApiGuard)
 //   frame mutex       pull path: the same; the two paths never run at once
-//   conversion lock   leaf: depth buffers, calibration, conversion engine
+//   calibration file  while the local calibration file is written or read
+//   conversion lock   leaf, no camera is asked under it: depth buffers, calibration, conversion engine
 // The log's and the callback slots' own mutexes lie below all of these.
 #ifndef OX3D_MANAGER_H
 #define OX3D_MANAGER_H
@@ -18,6 +21,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
 #include "CameraModule/CameraModule.h"
@@ -27,6 +31,7 @@
 #include "Manager/ChunkImage.h"
 #include "Manager/GrowBuffer.h"
 #include "Manager/OwnedMutex.h"
+#include "Manager/RetiringBuffer.h"
 #include "Ox3dRgbdDefine.h"
 #include "OxCameraControl.h"
 
@@ -115,9 +120,13 @@ public:
     void ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info);
     void ExceptionCallBack(uint32_t message);
     uint32_t FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs);
-    // Return when no other thread is inside a callback of the application's. Called without any lock.
-    void WaitForFrameCallback() { m_frameCallback.WaitIdle(); }
-    void WaitForExceptionCallback() { m_exceptionCallback.WaitIdle(); }
+    // Return when no other thread is inside a callback that has been replaced. Called without any lock.
+    void WaitForFormerFrameCallback() { m_frameCallback.WaitFormer(); }
+    void WaitForFormerExceptionCallback() { m_exceptionCallback.WaitFormer(); }
+    // No callback is begun any more.
+    void DropCallbacks();
+    // Returns when no other thread is inside a callback.
+    void WaitForCallbacks();
 
     // ---- Frame assembly: Manager_Frame.cpp; under the callback lock or the frame mutex -------------------
     uint32_t UpdateChunkDataToLocal(OX_CHUNK_DATA_CONTENT* chunks, uint32_t count, uint32_t width,
@@ -138,9 +147,7 @@ private:
         void GiveBack(CCameraModule* camera);
 
     private:
-        static constexpr uint32_t kMax = 16;
-        OX_FRAME_OUT m_frames[kMax] = {};
-        uint32_t m_count = 0;
+        std::vector<OX_FRAME_OUT> m_frames;
     };
 
     static void VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user);
@@ -152,6 +159,8 @@ private:
     std::atomic<uint32_t>* FindSwitch(const char* key);
     uint32_t SetImageNodesFromProfile();
     uint32_t FetchCalibrationFile(const char* serialNumber);
+    uint32_t ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
+                          OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_REQUIRES(m_xConvert);
     uint32_t ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config);
     uint32_t SetIpConfigWord(uint32_t mode, uint32_t word);
 
@@ -163,8 +172,9 @@ private:
     void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame);
     uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame);
 
+    void FreeFormerDepth();
     uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_xConvert);
-    uint32_t EnsureCalibration(uint32_t depthWidth) OX_REQUIRES(m_xConvert);
+    uint32_t EnsureCalibration(uint32_t depthWidth) OX_EXCLUDES(m_xConvert);
     uint32_t EnsureConverter() OX_REQUIRES(m_xConvert);
     uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour);
 
@@ -204,12 +214,14 @@ private:
     uint8_t* m_pAlignedColor = nullptr; // sized once, by the first alignment
     uint64_t m_nAlignedColorBytes = 0;
 
+    COXMutex m_xCalibrationFile; // the local calibration file: written and read whole
+
     // Conversion; conversion lock.
     COXMutex m_xConvert;
-    int16_t* m_pDepthBuffer OX_GUARDED_BY(m_xConvert) = nullptr;
+    CRetiringBuffer m_depthBuffer OX_GUARDED_BY(m_xConvert); // the last frame may still be in use
     float* m_pPointBuffer OX_GUARDED_BY(m_xConvert) = nullptr;
     uint64_t m_nBufferPixels OX_GUARDED_BY(m_xConvert) = 0; // of both buffers
-    bool m_bCalibrationLoaded OX_GUARDED_BY(m_xConvert) = false;
+    std::atomic<bool> m_bCalibrationLoaded{false};          // set under the lock
     DepthCalibration m_stCalibration OX_GUARDED_BY(m_xConvert) = {};
     std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_xConvert);
     // An engine whose Init failed, kept for the next try so that nothing is lost per frame.

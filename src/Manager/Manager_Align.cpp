@@ -64,7 +64,9 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
         }
     }
     const uint64_t targetPixels = PixelCount(*depth);
-    const uint64_t needed = targetPixels > kMaxImageBytes / kPlanes ? UINT64_MAX : targetPixels * kPlanes;
+    // An empty depth image must not fix the size of the buffer either.
+    const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
+    const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
     if (m_pAlignedColor == nullptr && needed <= kMaxImageBytes) {
         m_pAlignedColor = static_cast<uint8_t*>(malloc(needed));
         m_nAlignedColorBytes = m_pAlignedColor != nullptr ? needed : 0;

@@ -38,7 +38,7 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
 
-    const COXLock lock(&m_xConvert);
+    const COXLock lock(&m_xCalibrationFile);
     // A camera that cannot be asked now still has the copy that was taken when it was opened.
     nRet = FetchCalibrationFile(serialNumber.c_str());
     if (nRet != OX3D_RGBD_OK) {

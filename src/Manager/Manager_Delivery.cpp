@@ -3,6 +3,7 @@
 #include <cstring>
 #include <cxxabi.h>
 #include <exception>
+#include <new>
 
 #include "Common/AsyncLog.h"
 #include "Common/Time.h"
@@ -33,17 +34,19 @@ void CallApplication(const char* operation, Call&& call) {
 } // namespace
 
 void CManager::CHeldFrames::Keep(CCameraModule* camera, const OX_FRAME_OUT& frame) {
-    if (m_count == kMax) {
-        GiveBack(camera);
+    try {
+        m_frames.push_back(frame);
+    } catch (const std::bad_alloc&) {
+        OX_FRAME_OUT back = frame; // not even room to remember it
+        camera->FreeImageBuffer(&back);
     }
-    m_frames[m_count++] = frame;
 }
 
 void CManager::CHeldFrames::GiveBack(CCameraModule* camera) {
-    for (uint32_t i = 0; i < m_count; ++i) {
-        camera->FreeImageBuffer(&m_frames[i]);
+    for (OX_FRAME_OUT& frame : m_frames) {
+        camera->FreeImageBuffer(&frame);
     }
-    m_count = 0;
+    m_frames.clear();
 }
 
 uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
@@ -57,7 +60,7 @@ uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, v
         OX_LOG_ERROR("[RegisterFrameCallBack] register image callback fail nRet:[%#x].\r\n", nRet);
         return nRet;
     }
-    m_frameCallback.Publish(callback, user);
+    m_frameCallback.Publish({callback, user});
     if (callback != nullptr) {
         OX_LOG_INFO("[RegisterFrameCallBack] register RegisterDataCB success\r\n");
     } else {
@@ -73,13 +76,23 @@ uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, voi
         return OX3D_RGBD_E_PARAMETER;
     }
     // Published first: a device that is lost right now is not missed.
-    m_exceptionCallback.Publish(callback, user);
+    const auto former = m_exceptionCallback.Publish({callback, user});
     const uint32_t nRet = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
     if (nRet != OX3D_RGBD_OK) {
-        m_exceptionCallback.Publish(nullptr, nullptr);
+        m_exceptionCallback.Publish(former);
         OX_LOG_ERROR("[RegisterExceptionCB] register exception callback fail nRet:[%#x].\r\n", nRet);
     }
     return nRet;
+}
+
+void CManager::DropCallbacks() {
+    m_frameCallback.Publish({});
+    m_exceptionCallback.Publish({});
+}
+
+void CManager::WaitForCallbacks() {
+    m_frameCallback.WaitIdle();
+    m_exceptionCallback.WaitIdle();
 }
 
 void CManager::VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
@@ -140,11 +153,16 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         return;
     }
     NoteFrameNumber("ImageCallBack", info->nFrameNum);
+    if (!m_frameCallback.IsRegistered()) {
+        return;
+    }
+    // The lock before the call is counted: a frame that waits here is no callback in flight for a callback
+    // that unregisters itself.
+    const COXLock lock(&m_xCallback);
     const CCallbackCall call(m_frameCallback, this);
     if (!call) {
         return;
     }
-    const COXLock lock(&m_xCallback);
     ClearAllLocalData();
     m_bMainImage = true;
     TakeRawFrame(data, *info);

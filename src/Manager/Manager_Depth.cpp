@@ -1,6 +1,5 @@
 // Manager_Depth.cpp - depth registered to the colour camera, and depth as a point cloud. One conversion at a
 // time: buffers, calibration and engine lie behind the conversion lock.
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -45,14 +44,11 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
         OX_LOG_ERROR("[DepthMapConvert] m_pDepthBuffer malloc failed.\r\n");
         return OX3D_RGBD_E_MEMORY;
     }
-    if (m_pDepthBuffer == nullptr || m_nBufferPixels < pixels) {
-        auto* depth = static_cast<int16_t*>(malloc(pixels * sizeof(int16_t)));
-        if (depth == nullptr) {
+    if (m_depthBuffer.Data() == nullptr || m_nBufferPixels < pixels) {
+        if (!m_depthBuffer.Replace(pixels * sizeof(int16_t))) {
             OX_LOG_ERROR("[DepthMapConvert] m_pDepthBuffer malloc failed.\r\n");
             return OX3D_RGBD_E_MEMORY;
         }
-        free(m_pDepthBuffer);
-        m_pDepthBuffer = depth;
         OX_LOG_INFO("[DepthMapConvert] m_pDepthBuffer new success.\r\n");
     }
     if (m_pPointBuffer == nullptr || m_nBufferPixels < pixels) {
@@ -69,7 +65,8 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
     return OX3D_RGBD_OK;
 }
 
-// Read once: a later change of resolution keeps the set that the first image chose.
+// Read once: a later change of resolution keeps the set that the first image chose. The camera is asked, and
+// the file read, without the conversion lock: either may take long, and a camera may answer by a callback.
 uint32_t CManager::EnsureCalibration(uint32_t depthWidth) {
     if (m_bCalibrationLoaded) {
         return OX3D_RGBD_OK;
@@ -85,12 +82,21 @@ uint32_t CManager::EnsureCalibration(uint32_t depthWidth) {
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
     OX_LOG_INFO("[DepthMapConvert] RGBDSensorCali camSerialNum(%s).\r\n", serialNumber.c_str());
-    const char* missing = LoadDepthCalibration(name, depthWidth, &m_stCalibration);
+    DepthCalibration calibration = {};
+    const char* missing = nullptr;
+    {
+        const COXLock lock(&m_xCalibrationFile);
+        missing = LoadDepthCalibration(name, depthWidth, &calibration);
+    }
     if (missing != nullptr) {
         OX_LOG_ERROR("%s", missing);
         return OX3D_RGBD_E_NO_DATA;
     }
-    m_bCalibrationLoaded = true;
+    const COXLock lock(&m_xConvert);
+    if (!m_bCalibrationLoaded) {
+        m_stCalibration = calibration;
+        m_bCalibrationLoaded = true;
+    }
     return OX3D_RGBD_OK;
 }
 
@@ -116,6 +122,12 @@ uint32_t CManager::EnsureConverter() {
     return OX3D_RGBD_OK;
 }
 
+// A new frame is being assembled: nobody may still use the registered depth of the one before.
+void CManager::FreeFormerDepth() {
+    const COXLock lock(&m_xConvert);
+    m_depthBuffer.FreeRetired();
+}
+
 uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                                    OX3D_RGBD_IMAGE_DATA* pointCloudOut) {
     if (depthIn == nullptr || (depthOut == nullptr && pointCloudOut == nullptr)) {
@@ -126,18 +138,25 @@ uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAG
     if (nRet != OX3D_RGBD_OK) {
         return nRet;
     }
-    const uint32_t width = depthIn->nWidth;
-    const uint32_t height = depthIn->nHeight;
-    const uint64_t pixels = static_cast<uint64_t>(width) * height;
-
-    const COXLock lock(&m_xConvert);
-    nRet = EnsureDepthBuffers(pixels);
-    nRet = nRet != OX3D_RGBD_OK ? nRet : EnsureCalibration(width);
-    nRet = nRet != OX3D_RGBD_OK ? nRet : EnsureConverter();
+    const uint64_t pixels = static_cast<uint64_t>(depthIn->nWidth) * depthIn->nHeight;
+    {
+        const COXLock lock(&m_xConvert);
+        nRet = EnsureDepthBuffers(pixels);
+    }
+    nRet = nRet != OX3D_RGBD_OK ? nRet : EnsureCalibration(depthIn->nWidth);
     if (nRet != OX3D_RGBD_OK) {
         return nRet;
     }
+    const COXLock lock(&m_xConvert); // buffers only grow: those ensured above still serve
+    nRet = EnsureConverter();
+    return nRet != OX3D_RGBD_OK ? nRet : ConvertDepth(depthIn, depthOut, pointCloudOut);
+}
 
+uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
+                                OX3D_RGBD_IMAGE_DATA* pointCloudOut) {
+    const uint32_t width = depthIn->nWidth;
+    const uint32_t height = depthIn->nHeight;
+    const uint64_t pixels = static_cast<uint64_t>(width) * height;
     OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT input = {};
     input.sourceDepth.format = kDepthFormat;
     input.sourceDepth.width = static_cast<int32_t>(width);
@@ -154,9 +173,9 @@ uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAG
         // Registration runs without the colour lens's distortion, which is loaded but never handed on.
         input.transform = m_stCalibration.m_depthToColor;
         input.targetIntrinsics = m_stCalibration.m_colorIntrinsics;
-        output.targetDepth.data[0] = m_pDepthBuffer;
+        output.targetDepth.data[0] = m_depthBuffer.Data();
     }
-    nRet = m_pDepthConvert->HfrVmCalProcess(&input, &output);
+    const uint32_t nRet = m_pDepthConvert->HfrVmCalProcess(&input, &output);
     if (nRet != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[DepthMapConvert]  m_pDepthConvert->HfrVmCalProcess failed.nRet[%#x] \r\n", nRet);
         return OX3D_RGBD_E_ALGORITHM;
@@ -176,7 +195,7 @@ uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAG
         depthOut->nWidth = width;
         depthOut->nHeight = height;
         depthOut->nDataLen = static_cast<uint32_t>(pixels * sizeof(int16_t));
-        depthOut->pData = reinterpret_cast<uint8_t*>(m_pDepthBuffer);
+        depthOut->pData = m_depthBuffer.Data();
     }
     return OX3D_RGBD_OK;
 }

@@ -298,7 +298,9 @@ uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
     FillDeviceInfo(device, out);
     // For USB devices as well, where they replace the vendor and product id: callers have come to see zeros
     // there.
-    FillMacAddress(device, out);
+    if (device.nTLayerType == OX_CC_GIGE_DEVICE || device.nTLayerType == OX_CC_USB_DEVICE) {
+        FillMacAddress(device, out);
+    }
     LogRecord("[CamGetDeviceInfo]", "ModelName", " ", *out);
     return OX3D_RGBD_OK;
 }

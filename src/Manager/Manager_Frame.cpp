@@ -115,6 +115,7 @@ uint32_t CManager::AppendMainImage(OX3D_RGBD_FRAME_DATA* frame) {
         (static_cast<uint64_t>(m_stFrameInfo.nDevTimeStampHigh) << 32) + m_stFrameInfo.nDevTimeStampLow;
     if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
         if (m_nDeviceType == OX_CC_GIGE_DEVICE && m_bImageAlign.load(std::memory_order_relaxed) == 1) {
+            FreeFormerDepth();
             const uint32_t nRet = DepthMapConvert(&image, &image, nullptr);
             if (nRet != OX3D_RGBD_OK) {
                 return nRet;

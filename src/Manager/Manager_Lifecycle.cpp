@@ -1,5 +1,6 @@
 // Manager_Lifecycle.cpp - construction, connecting and configuring the camera, start, stop and tear-down.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
@@ -72,7 +73,10 @@ uint32_t ReadBufferNode(const char* path) {
         return count;
     }
     char text[256] = {};
-    return Linux_GetPrivateProfileString(kSection, kKey, "", text, sizeof(text), path) > 0 ? 0 : 1;
+    Linux_GetPrivateProfileString(kSection, kKey, "", text, sizeof(text), path);
+    char* end = text;
+    const bool isWrittenZero = strtoul(text, &end, 0) == 0 && end != text;
+    return isWrittenZero ? 0 : 1;
 }
 
 } // namespace
@@ -287,8 +291,7 @@ uint32_t CManager::DeInit() {
         m_heldFrames.GiveBack(camera);
         camera->DeInit();
         // A camera-control library that does not wait for its own callbacks must not outlive the buffers.
-        WaitForFrameCallback();
-        WaitForExceptionCallback();
+        WaitForCallbacks();
         m_pcCamera = nullptr;
         m_bOpened = 0;
         delete camera;
@@ -310,8 +313,7 @@ uint32_t CManager::Release() {
         const COXLock lock(&m_xConvert);
         delete[] m_pPointBuffer;
         m_pPointBuffer = nullptr;
-        free(m_pDepthBuffer);
-        m_pDepthBuffer = nullptr;
+        m_depthBuffer.FreeAll();
         m_nBufferPixels = 0;
         m_pDepthConvert.reset();
         m_pSpareConvert.reset();

@@ -137,7 +137,7 @@ TEST_F(SceneThroughLibrary, FloorPointsOfTheCloudFitTheTruePlaneWithinTheSimulat
     const double spread = std::sqrt(squares / static_cast<double>(count));
     RecordProperty("distanceOverSigma", std::to_string(spread));
     EXPECT_NEAR(sum / static_cast<double>(count), 0.0, 0.03) << "the plane is shifted";
-    EXPECT_NEAR(spread, 1.0, 0.03) << "the points lie farther from the plane than the noise explains";
+    EXPECT_NEAR(spread, 1.0, 0.06) << "the points lie farther from the plane than the noise explains";
 }
 
 TEST_F(SceneThroughLibrary, RgbdOutputWeavesTheAlignedImages) {
