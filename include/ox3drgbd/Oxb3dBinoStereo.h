@@ -6,15 +6,14 @@
  * itself never allocates, keeps no global state and takes no lock: one object serves one caller at a time,
  * different objects are independent.
  *
- *   entry 0, persistent (content must survive between calls)        entry 1, scratch (content need not
- * survive)
- *   +-----------------------+ base, on a 128-byte boundary +---------------------------------------+ | the
- * object, 384 bytes |                                        | one region that all processes share,  |
- *   +-----------------------+ + 384, with ability bit 1              | as large as the largest single need |
- *   | rectification maps    | left 8wh bytes, right 8wh bytes +---------------------------------------+
- *   +-----------------------+ then, with ability bit 4
+ *   entry 0, persistent: content must survive        entry 1, scratch: content need not survive
+ *   +-----------------------+ base, 128-byte boundary +------------------------------+
+ *   | the object, 384 bytes |                         | one region that all          |
+ *   +-----------------------+ with ability bit 1      | processes share, as large as |
+ *   | rectification maps    | left 8wh, right 8wh     | the largest single need      |
+ *   +-----------------------+ with ability bit 4      +------------------------------+
  *   | multi-frame fusion    | 128-byte header, previous depth, two confidence maps
- *   +-----------------------+ (each part starts on a 128-byte boundary; w and h are the ability's)
+ *   +-----------------------+ (each part on a 128-byte boundary; w and h are the ability's)
  *
  * Every function returns a status, 0 for success (OXB3D_BINOSTEREO_GetVersion returns a version). No output
  * is written by a call that fails, unless its description says otherwise.
@@ -263,8 +262,7 @@ typedef struct OXB3D_BINOSTEREO_RECT_MAP_SIZE {
 #define OXB3D_BINOSTEREO_GET_RESERVED_5 5 /* any; nothing is written                        40 */
 #define OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE 0x30000001 /* OXB3D_BINOSTEREO_RECT_MAP_SIZE     24 */
 
-/* Sets or reads configuration. Statuses in order: null handle -> E_NULL, not an object -> E_OBJECT, unknown
- * key
+/* Sets or reads configuration. Statuses in order: null handle -> E_NULL, not an object -> E_OBJECT, unknown key
  * -> E_KEY, null record -> E_NULL, wrong record size -> E_CONFIG_SIZE, then the key's own. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_SetConfig(void* handle, int32_t key, void* data, int32_t dataSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetConfig(void* handle, int32_t key, void* data, int32_t dataSize);
@@ -454,8 +452,8 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* in
  * Common data transform (type 15). Uses no object and no scratch memory, so several may run at once.
  *
  *   transform  distortion  points  target depth  target intrinsics | result
- *   null       -           given   -             -                 | A:  points of every pixel, camera's
- * frame given      given       null    given         given             | B1: registered depth, distorted
+ *   null       -           given   -             -                 | A:  points of every pixel, own frame
+ *   given      given       null    given         given             | B1: registered depth, distorted
  *   given      given       given   given         given             | B2: the same and its points
  *   given      given       given   null          -                 | B3: moved, distorted points
  *   given      null        null    given         given             | C1: registered depth
@@ -499,8 +497,7 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_Comn_Trans_s16(const int16_t* depth, int32_t 
  * --------------------------------------------------------------------------------------------------- */
 #define OXB3D_BINOSTEREO_RECT_MAP_SCRATCH 256
 
-/* Bytes of a map. Null -> E_NULL; width or height below 1, mapType of 2 or more -> E_REGION; not
- * representable
+/* Bytes of a map. Null -> E_NULL; width or height below 1, mapType of 2 or more -> E_REGION; not representable
  * -> E_OVERFLOW. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_RectMapBufSize(ZQA_SIZE size, uint32_t mapType, uint64_t* bufferSize);
 

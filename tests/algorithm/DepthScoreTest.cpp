@@ -48,7 +48,7 @@ int32_t Expected(const std::vector<int16_t>& depth, int32_t stride, const Region
         for (int x = 0; x < std::min(3 * cw, nx - 1); ++x) {
             const int cell = y / ch * 3 + x / cw;
             ++count[cell];
-            filled[cell] += depth[static_cast<size_t>((y0 + y) * stride + x0 + x)] != 0 ? 1 : 0;
+            filled[cell] += depth[At(x0 + x, y0 + y, stride)] != 0 ? 1 : 0;
         }
     }
     int32_t worst = INT_MAX;

@@ -1,8 +1,7 @@
 // The rectification example as a reader would run it: files in, level files out, a clear failure else.
 // Relies on the built example and on the working directory being the test's own.
 #include "StereoRig.h"
-
-#include <gtest/gtest.h>
+#include "TestObject.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -22,7 +21,7 @@ void WriteSquare(const std::string& path, const Pixel& at) {
     for (int i = 0; i < 81; ++i) {
         const int x = static_cast<int>(at.first) - 4 + i % 9;
         const int y = static_cast<int>(at.second) - 4 + i / 9;
-        pixels[static_cast<size_t>(y * 640 + x)] = '\xC8';
+        pixels[At(x, y, 640)] = '\xC8';
     }
     std::ofstream(path, std::ios::binary) << "P5\n640 480\n255\n" << pixels;
 }
@@ -35,13 +34,14 @@ double MeanRow(const std::string& path) {
     double mass = 0;
     double sum = 0;
     for (size_t i = header; i < bytes.size(); ++i) {
+        const size_t row = (i - header) / 640;
         mass += static_cast<unsigned char>(bytes[i]);
-        sum += static_cast<unsigned char>(bytes[i]) * static_cast<double>((i - header) / 640);
+        sum += static_cast<unsigned char>(bytes[i]) * static_cast<double>(row);
     }
     return sum / mass;
 }
 
-int Run(const std::string& arguments) {
+int RunExample(const std::string& arguments) {
     return std::system((std::string(EXAMPLE_RECTIFY) + ' ' + arguments).c_str());
 }
 
@@ -59,11 +59,11 @@ TEST(RectifyExample, LevelsAPairOfFiles) {
     std::copy_n(rig.input.rotation, 9, std::ostream_iterator<float>(calibration, " "));
     std::copy_n(rig.input.translation, 3, std::ostream_iterator<float>(calibration, " "));
     calibration.close();
-    ASSERT_EQ(Run("calibration.txt left.pgm right.pgm left_out.pgm right_out.pgm"), 0);
+    ASSERT_EQ(RunExample("calibration.txt left.pgm right.pgm left_out.pgm right_out.pgm"), 0);
     EXPECT_GT(std::fabs(MeanRow("left.pgm") - MeanRow("right.pgm")), 10);
     EXPECT_NEAR(MeanRow("left_out.pgm"), MeanRow("right_out.pgm"), 1)
         << "the squares are drawn to whole pixels";
-    EXPECT_NE(Run("left.pgm left.pgm right.pgm left_out.pgm right_out.pgm 2>/dev/null"), 0);
+    EXPECT_NE(RunExample("left.pgm left.pgm right.pgm left_out.pgm right_out.pgm 2>/dev/null"), 0);
 }
 
 } // namespace

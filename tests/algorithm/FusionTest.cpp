@@ -26,7 +26,7 @@ Grey RandomGrey(std::mt19937& random, size_t pixels) {
 TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
     std::mt19937 random(1);
     for (const auto& [width, height] : {std::pair{40, 23}, {3, 2}, {1, 12}}) {
-        const Grey src = RandomGrey(random, static_cast<size_t>(width * height));
+        const Grey src = RandomGrey(random, At(0, height, width));
         Grey dst(src.size());
         CGuardedBlock work(oxb3d::GaussianWorkSize(width).RoundedUp(128).Bytes());
         oxb3d::SmoothGaussian11(src.data(), width, height, dst.data(), work.Data());
@@ -68,11 +68,11 @@ struct Fusion {
 Depth ExpectedFusion(const Depth& d, const Depth& p, const std::vector<float>& current,
                      const std::vector<float>& previous, const int32_t (&c)[11], int w, int h, Depth out) {
     const auto confidence = [&](const std::vector<float>& map, int x, int y) {
-        return x < 0 || y < 0 || x >= w || y >= h ? 0 : map[static_cast<size_t>(y * w + x)];
+        return x < 0 || y < 0 || x >= w || y >= h ? 0 : map[At(x, y, w)];
     };
     for (int y = std::max(c[9], c[1]); y <= std::min({c[3], h - 1 - c[9], h - 1}); ++y) {
         for (int x = std::max(c[10], c[0]); x < std::min(w - 1 - c[10], c[2]); ++x) {
-            const auto i = static_cast<size_t>(y * w + x);
+            const size_t i = At(x, y, w);
             const float wc = confidence(current, x - c[10], y - c[9]);
             const float wp = confidence(previous, x - c[10], y - c[9]);
             const bool sure = wc > c[6] && wp > c[6];
@@ -180,7 +180,7 @@ protected:
         std::fill(m_Depth.begin(), m_Depth.end(), depth);
         std::fill(m_Grey.begin(), m_Grey.end(), grey);
         EXPECT_EQ(Run([](FuseInput&) {}), 0);
-        return m_Out[static_cast<size_t>(y * 640 + x)];
+        return m_Out[At(x, y, 640)];
     }
     template <typename TChange>
     int32_t Run(TChange change) {

@@ -121,9 +121,9 @@ TEST(Memory, MayLoseItsScratchBetweenCalls) {
         EXPECT_EQ(std::memcmp(round.right.Data(), disturbed.right.Data(), size_t{640} * 480), 0);
         for (int32_t y = 5; y <= 474; ++y) { // outside lies what the scratch memory holds
             const size_t at = static_cast<size_t>(y) * 640 + 5;
-            ASSERT_EQ(
-                std::memcmp(round.fused.Data<int16_t>() + at, disturbed.fused.Data<int16_t>() + at, 629 * 2),
-                0);
+            ASSERT_EQ(std::memcmp(round.fused.Data<int16_t>() + at, disturbed.fused.Data<int16_t>() + at,
+                                  size_t{629} * 2),
+                      0);
         }
         std::memset(scratch.base, 0x31 * (i + 1), scratch.size);
     }

@@ -34,7 +34,7 @@ TEST(Map, AgreesWithDoublePrecision) {
     float r[9];
     std::copy(turn.begin(), turn.end(), r);
     for (const int32_t shift : {0, 9, -9}) {
-        std::vector<uint32_t> index(kWidth * kHeight, 7);
+        std::vector<uint32_t> index(At(0, kHeight, kWidth), 7);
         Grey weights(index.size() * 4, 7);
         double scratch[32];
         ASSERT_EQ(OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(kWidth, kHeight, &camera, shift, r, p,
@@ -43,7 +43,8 @@ TEST(Map, AgreesWithDoublePrecision) {
         int used = 0;
         for (int32_t i = 0; i < kWidth * kHeight; ++i) {
             const uint8_t* w = &weights[size_t{4} * static_cast<size_t>(i)];
-            const Vector3 ray = {(i % kWidth - shift - 82) / 118.0, (i / kWidth - 57) / 121.0, 1};
+            const int32_t row = i / kWidth;
+            const Vector3 ray = {(i % kWidth - shift - 82) / 118.0, (row - 57) / 121.0, 1};
             const auto [x, y] = Project(camera, oxb3d::Multiply(oxb3d::Transposed(turn), ray));
             const double margin = std::min({x - 1, kWidth - 1 - x, y - 1, kHeight - 1 - y});
             if (w[0] + w[1] + w[2] + w[3] == 0) {
@@ -57,7 +58,8 @@ TEST(Map, AgreesWithDoublePrecision) {
             const uint32_t source = index[static_cast<size_t>(i)];
             // The fractions are cut to eighths.
             const double dx = x - (source % kWidth + (w[1] + w[3]) / 64.0);
-            const double dy = y - (source / kWidth + (w[2] + w[3]) / 64.0);
+            const uint32_t sourceRow = source / kWidth;
+            const double dy = y - (sourceRow + (w[2] + w[3]) / 64.0);
             ASSERT_TRUE(dx > -1e-3 && dx < 0.126 && dy > -1e-3 && dy < 0.126) << i << ": " << dx << ' ' << dy;
         }
         EXPECT_GT(used, kWidth * kHeight / 2);
@@ -112,8 +114,7 @@ Grey DrawSpot(const Pixel& at) {
     for (int32_t y = std::max(0, int(at.second) - 12); y < std::min(480, int(at.second) + 13); ++y) {
         for (int32_t x = std::max(0, int(at.first) - 12); x < std::min(640, int(at.first) + 13); ++x) {
             const double r2 = std::pow(x - at.first, 2) + std::pow(y - at.second, 2);
-            image[static_cast<size_t>(y * 640 + x)] =
-                static_cast<uint8_t>(std::lround(250 * std::exp(-r2 / 18)));
+            image[At(x, y, 640)] = static_cast<uint8_t>(std::lround(250 * std::exp(-r2 / 18)));
         }
     }
     return image;
@@ -125,8 +126,9 @@ struct Spot {
     explicit Spot(const Grey& image) {
         for (size_t i = 0; i < image.size(); ++i) {
             mass += image[i];
+            const size_t row = i / 640;
             x += image[i] * static_cast<double>(i % 640);
-            y += image[i] * static_cast<double>(i / 640);
+            y += image[i] * static_cast<double>(row);
         }
         x /= mass;
         y /= mass;
@@ -323,8 +325,8 @@ std::optional<double> RowOffset(const Grey& first, const Grey& second, int32_t w
         double sum = 0;
         double squares = 0;
         for (int32_t v = -5; v <= 5; ++v) {
-            const auto l = static_cast<size_t>((row + v) * width + column);
-            const auto r = static_cast<size_t>((row + v + dy) * width + column + shift + dx);
+            const auto l = At(column, row + v, width);
+            const auto r = At(column + shift + dx, row + v + dy, width);
             for (size_t u = 0; u < 11; ++u) {
                 const double d = first[l + u - 5] - second[r + u - 5];
                 sum += d;
@@ -387,7 +389,7 @@ TEST(Rectification, LevelsARecordedPairTakenByTurnedDistortedCameras) {
     int level = 0;
     for (int32_t y = 20; y < 480; y += 4) {
         for (int32_t x = 80; x < 720; x += 4) {
-            const double d = disparity.pixels[static_cast<size_t>(y * 741 + x)] / 256.0;
+            const double d = disparity.pixels[At(x, y, 741)] / 256.0;
             const auto recorded = RowOffset(leftGrey, rightGrey, 741, {x, y}, x - d);
             if (d == 0 || !recorded || std::fabs(*recorded) > 0.25) {
                 continue; // not to be told, or not level, in the recording itself

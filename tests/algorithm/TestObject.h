@@ -93,6 +93,11 @@ private:
     void* m_pHandle = nullptr;
 };
 
+// Offset of a pixel in an image without padding.
+inline size_t At(int32_t x, int32_t y, int32_t width) {
+    return static_cast<size_t>(int64_t{y} * width + x);
+}
+
 // A one-plane image without padding.
 inline ZQA_IMAGE Image(int32_t format, int32_t width, int32_t height, const void* data) {
     ZQA_IMAGE image{};

@@ -4,6 +4,7 @@
 #include "RecordingSource.h"
 #include "SceneSource.h"
 
+#include <exception>
 #include <new>
 
 namespace ox3d {
@@ -14,6 +15,9 @@ std::unique_ptr<CFrameSource> CreateFrameSource(const FrameSourceConfig& config,
                                     : CSceneSource::Create(config, error);
     } catch (const std::bad_alloc&) {
         error->assign("out of memory"); // short enough for the string's own room, so this cannot fail in turn
+        return nullptr;
+    } catch (const std::exception&) {
+        error->assign("internal error");
         return nullptr;
     }
 }

@@ -13,6 +13,13 @@ namespace {
 
 constexpr uint32_t kForever = UINT32_MAX;
 
+// The address sanitizer keeps freed memory for a while; it looks for leaks itself.
+#ifdef OX3D_HOLDS_FREED_MEMORY
+constexpr bool kHoldsFreedMemory = true;
+#else
+constexpr bool kHoldsFreedMemory = false;
+#endif
+
 size_t EntriesOf(const char* folder) {
     size_t count = 0;
     DIR* directory = opendir(folder);
@@ -243,8 +250,9 @@ TEST(Lifetime, LeavesNothingBehind) {
     }
     EXPECT_EQ(EntriesOf("/proc/self/task"), threads);
     EXPECT_EQ(EntriesOf("/proc/self/fd"), files);
-    // A single frame lost in each round would be 60 MB.
-    EXPECT_LT(ResidentKb(), memoryKb + 30000);
+    if (!kHoldsFreedMemory) { // a single frame lost in each round would be 60 MB
+        EXPECT_LT(ResidentKb(), memoryKb + 30000);
+    }
 }
 
 } // namespace
