@@ -34,8 +34,11 @@ own_files() {
 own_sources() { own_files '*.h' '*.c' '*.cpp'; }
 
 own_scripts() {
+    local file first
     own_files | while IFS= read -r file; do
-        if [[ "$file" == *.sh ]] || head -c 64 "$file" | head -n 1 | grep -aqE '^#!.*\b(ba)?sh\b'; then
+        first=""
+        [ ! -x "$file" ] || IFS= read -r -n 64 first <"$file" || true
+        if [[ "$file" == *.sh || "$first" =~ ^#!.*sh ]]; then
             printf '%s\n' "$file"
         fi
     done
@@ -87,6 +90,13 @@ gate_words() {
     fi
     if matches '^(<<<<<<<|>>>>>>>) '; then
         say "^ conflict markers"
+        found=1
+    fi
+    local binary
+    binary=$(own_sources | xargs --delimiter '\n' grep -laP '\x00' || true)
+    if [ -n "$binary" ]; then
+        say "$binary"
+        say "^ no text: NUL bytes in a source"
         found=1
     fi
     [ "$found" -eq 0 ]

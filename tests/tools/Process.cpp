@@ -19,6 +19,7 @@ CProcess::CProcess(const std::vector<std::string>& command, const std::string& f
         close(ends[0]);
         close(ends[1]);
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (const std::string& argument : command) {
             arguments.push_back(const_cast<char*>(argument.c_str()));
         }

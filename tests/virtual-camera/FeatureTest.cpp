@@ -162,14 +162,6 @@ TEST(Register, WritesWhatTheNameThenReads) {
     EXPECT_TRUE(Boolean(camera, "AcquisitionActive"));
 }
 
-TEST(Register, IsLittleEndianOnUsb) {
-    CFakeCamera camera(FakeConfig(ETransport::Usb));
-    uint8_t width[4] = {};
-    ASSERT_EQ(camera.ReadMemory(AddressOf("Width", ETransport::Usb), width, 4), Ok);
-    EXPECT_EQ(width[0], 8);
-    EXPECT_EQ(width[3], 0);
-}
-
 TEST(Register, RefusesWhatTheNameWouldRefuse) {
     CFakeCamera camera;
     const std::vector<uint8_t> bytes(64, 0xFF);

@@ -128,23 +128,6 @@ TEST(Frames, AreGreyInGreyMode) {
     EXPECT_EQ(frame.m_image[0], 100);
 }
 
-TEST(Trigger, GivesExactlyOneFrame) {
-    CFakeCamera camera;
-    camera.SetEnum("TriggerMode", 1);
-    camera.SetEnum("TriggerSource", 7);
-    EXPECT_EQ(camera.Execute("TriggerSoftware"), Ok); // before the start it comes to nothing
-    camera.Execute("AcquisitionStart");
-    for (uint32_t number = 1; number <= 3; ++number) {
-        ASSERT_EQ(camera.Execute("TriggerSoftware"), Ok);
-        EXPECT_EQ(Next(camera).m_number, number);
-    }
-    CWaitingFrame waiting(camera);
-    EXPECT_FALSE(waiting.ComesWithin(50ms)); // ten frame periods
-    camera.Execute("TriggerSoftware");
-    ASSERT_EQ(waiting.Result(), ENextFrame::Frame);
-    EXPECT_EQ(waiting.Frame().m_number, 4u);
-}
-
 TEST(Trigger, CountsEveryTriggerAlsoWhenTheyComeAtOnce) {
     CFakeCamera camera;
     camera.SetEnum("TriggerMode", 1);
@@ -258,14 +241,6 @@ TEST(Fault, UnplugsAfterSoManyFramesAndComesBack) {
     for (uint32_t number = 1; number <= 4; ++number) {
         EXPECT_EQ(Next(camera).m_number, number);
     }
-}
-
-TEST(Waiting, EndsAtOnceWhenTheCameraIsReset) {
-    CFakeCamera camera;
-    CWaitingFrame waiting(camera);
-    EXPECT_FALSE(waiting.ComesWithin(20ms)); // not started
-    camera.Execute("DeviceReset");
-    EXPECT_EQ(waiting.Result(), ENextFrame::Gone);
 }
 
 } // namespace

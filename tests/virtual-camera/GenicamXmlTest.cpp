@@ -36,15 +36,6 @@ protected:
     std::map<std::string, const XMLElement*> m_nodes;
 };
 
-TEST_P(GenicamXml, DescribesVersion11OfTheSchema) {
-    const XMLElement* root = m_document.RootElement();
-    EXPECT_STREQ(root->Name(), "RegisterDescription");
-    EXPECT_EQ(root->IntAttribute("SchemaMajorVersion"), 1);
-    EXPECT_EQ(root->IntAttribute("SchemaMinorVersion"), 1);
-    EXPECT_STREQ(root->Attribute("ModelName"), "A_B_____C_");
-    EXPECT_STREQ(root->Attribute("StandardNameSpace"), GetParam() == ETransport::GigE ? "GEV" : "USB");
-}
-
 TEST_P(GenicamXml, RefersOnlyToNodesThatExist) {
     const std::set<std::string> references = {"pFeature",  "pValue",    "pPort",
                                               "pIsLocked", "pSelected", "pIndex"};

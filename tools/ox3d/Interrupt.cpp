@@ -22,6 +22,8 @@ void InstallInterruptHandler() {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGHUP, &action, nullptr);
+    action.sa_handler = SIG_IGN; // a reader that goes away is no reason to leave a camera open
+    sigaction(SIGPIPE, &action, nullptr);
 }
 
 bool IsInterrupted() {

@@ -4,7 +4,7 @@
 
 namespace ox3dtool {
 
-// SIGINT, SIGTERM and SIGHUP only set the flag from now on.
+// From now on SIGINT, SIGTERM and SIGHUP only set the flag; SIGPIPE is ignored.
 void InstallInterruptHandler();
 bool IsInterrupted();
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr float kMetresPerMm = 0.001F;
 constexpr uint32_t kMaxGapPixels = 3;  // registration leaves gaps of one or two pixels
-constexpr float kSameSurface = 0.016F; // of the distance, a pixel: a larger step in depth is another surface
+constexpr float kSameSurface = 0.013F; // of the distance, a pixel: a larger step in depth is another surface
 constexpr float kPixelOfOrdinaryLens = 0.002F; // radians, for samples without a neighbour
 
 using PointImage = Image<CloudPoint>; // Z = 0: no point

@@ -67,16 +67,6 @@ TEST(ImageCallback, GetsEveryFrameInOrder) {
     }
 }
 
-TEST(ImageCallback, LeavesFramesToBeFetchedAsWell) {
-    CHandle handle(CameraText("C2"));
-    CImages images;
-    handle.Open();
-    images.Register(handle);
-    handle.Start();
-    ASSERT_TRUE(images.WaitForCount(2));
-    EXPECT_NE(handle.Fetch(), 0u);
-}
-
 TEST(ImageCallback, LosesTheOldestFramesWhenItIsSlow) {
     CHandle handle(CameraText("C3"));
     CImages images;

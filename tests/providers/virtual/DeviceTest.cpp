@@ -208,16 +208,4 @@ TEST(Access, LetsAMonitorLookAndNotTouch) {
     EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), Status(OX_CC_E_ACCESS_DENIED));
 }
 
-TEST(Settings, StartFromTheDefaultUserSetAtEachOpening) {
-    CHandle handle(CameraText("S1"));
-    OX_CC_ENUM_VALUE mode{};
-    handle.Open();
-    ASSERT_EQ(CC(OX_CC_SetEnumValueByString)(handle, "TriggerMode", "On"), 0);
-    ASSERT_EQ(CC(OX_CC_CloseDevice)(handle), 0);
-    handle.Open();
-    ASSERT_EQ(CC(OX_CC_GetEnumValue)(handle, "TriggerMode", &mode), 0);
-    EXPECT_EQ(mode.nCurValue, 0u);
-    EXPECT_EQ(mode.nSupportedNum, 2u);
-}
-
 } // namespace

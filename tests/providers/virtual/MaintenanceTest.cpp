@@ -160,16 +160,6 @@ TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
                  "4.1");
 }
 
-TEST(Upgrade, IsGivenUpByClosing) {
-    CHandle handle(CameraText("M8", "device_version = 4.0"));
-    handle.Open();
-    std::ofstream("firmware.bin") << "new";
-    ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "firmware.bin"), 0);
-    ASSERT_EQ(CC(OX_CC_CloseDevice)(handle), 0);
-    EXPECT_STREQ(List(CameraText("M8", "device_version = 4.0")).pDeviceInfo[0]->stGigEInfo.chDeviceVersion,
-                 "4.0");
-}
-
 TEST(Network, ConfigurationSticksInLaterEnumerations) {
     const std::string text = CameraText("W1");
     CHandle handle(text);
@@ -198,19 +188,6 @@ TEST(Network, IsNotTouchedByWhoDoesNotHoldTheCamera) {
     CHandle usb(CameraText("W3", "transport = usb"));
     EXPECT_EQ(CC(OX_GIGE_SetIpConfig)(usb, OX_GIGE_IP_CFG_DHCP), Status(OX_CC_E_SUPPORT));
     EXPECT_EQ(CC(OX_GIGE_ForceIp)(usb, 0x0A000001), Status(OX_CC_E_SUPPORT));
-}
-
-TEST(State, KeepsTheUserNameWhenTheListChangesSomethingElse) {
-    CHandle handle(CameraText("W4"));
-    handle.Open();
-    ASSERT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", "exactly 16 bytes"), 0);
-    EXPECT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", "more than 16 bytes"),
-              Status(OX_CC_E_GC_RANGE));
-    ASSERT_EQ(CC(OX_CC_CloseDevice)(handle), 0);
-    const OX_CC_DEVICE_INFO_LIST list = List(CameraText("W4", "model = Other"));
-    const OX_CC_GIGE_DEVICE_INFO& info = list.pDeviceInfo[0]->stGigEInfo;
-    EXPECT_EQ(std::string(info.chUserDefinedName, 16), "exactly 16 bytes");
-    EXPECT_STREQ(info.chModelName, "Other");
 }
 
 } // namespace

@@ -77,7 +77,7 @@ TEST(Streaming, CopiesAFrameIntoABufferThatIsLargeEnough) {
     ASSERT_EQ(CC(OX_CC_SetEnumValue)(handle, "TriggerMode", 1), 0);
     handle.Start();
     ASSERT_EQ(CC(OX_CC_SetCommandValue)(handle, "TriggerSoftware"), 0);
-    std::vector<uint8_t> image(640 * 480 * 2);
+    std::vector<uint8_t> image(640U * 480 * 2);
     OX_FRAME_OUT_INFO_EX info{};
     EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, image.data(), 100, &info, 20000),
               Status(OX_CC_E_NO_BUFFER_SPACE));

@@ -1,0 +1,172 @@
+// What every function says to null, unknown and closed handles and to arguments that it cannot use, in the
+// order of its checks, with the lines that it writes.
+#include "ScriptedCamera.h"
+
+namespace {
+
+uint32_t g_number;
+uint8_t g_byte;
+OX3D_RGBD_DEVICE_INFO g_info;
+OX3D_RGBD_FRAME_DATA g_frame;
+OX3D_RGBD_PARAM g_param;
+OX3D_RGBD_CALIB_INFO g_calib;
+OX3D_RGBD_IMAGE_DATA g_image;
+OX3D_RGBD_IP_CONFIG g_ipConfig;
+OX3D_RGBD_FILE_ACCESS g_files = {"copy", "RGBDSensorCali", {}};
+
+struct Row {
+    const char* m_name;
+    uint32_t (*m_call)(void* handle);
+    uint32_t m_status;
+    const char* m_line; // null: none
+};
+
+#define ROW(status, line, name, ...)                                                     \
+    {                                                                                    \
+#        name "(" #        __VA_ARGS__ ")",                                              \
+            [](void* h) { return (void)h, OX3D_RGBD_##name(__VA_ARGS__); }, status, line \
+    }
+constexpr uint32_t kParameter = OX3D_RGBD_E_PARAMETER;
+constexpr uint32_t kHandle = OX3D_RGBD_E_HANDLE;
+
+// Every function that takes a handle, with arguments that pass its own checks. The line is that of a null
+// handle.
+const Row kHandleCalls[] = {
+    ROW(kHandle, " [OX3D_RGBD_GetDeviceInfo]handle is null.", GetDeviceInfo, h, &g_info),
+    ROW(kHandle, " [OX3D_RGBD_Start]handle is null.", Start, h),
+    ROW(kHandle, " [OX3D_RGBD_Stop]handle is null.", Stop, h),
+    ROW(kHandle, " [OX3D_RGBD_FetchFrame]handle is null.", FetchFrame, h, &g_frame, 0),
+    ROW(kHandle, " [OX3D_RGBD_RegisterFrameCallBack]handle is null.", RegisterFrameCallBack, h, nullptr,
+        nullptr),
+    ROW(kHandle, " [OX3D_RGBD_RegisterExceptionCallBack]handle is null.", RegisterExceptionCallBack, h,
+        nullptr, nullptr),
+    ROW(kHandle, " [OX3D_RGBD_SoftTrigger]handle is null.", SoftTrigger, h),
+    ROW(kHandle, " [OX3D_RGBD_Execute]handle is null.", Execute, h, "Key"),
+    ROW(kHandle, " [OX3D_RGBD_GetValue]handle is null.", GetParam, h, "Width", &g_param),
+    ROW(kHandle, " [OX3D_RGBD_SetValue]handle is null.", SetParam, h, "Width", &g_param),
+    ROW(kHandle, "[OX3D_RGBD_GetCalibInfo] handle is null.", GetCalibInfo, h, 1, &g_calib),
+    ROW(kHandle, "[OX3D_RGBD_PropertyExport] handle is null.", ExportAllParam, h, "file"),
+    ROW(kHandle, "[OX3D_RGBD_PropertyImport] handle is null.", ImportAllParam, h, "file"),
+    ROW(kHandle, " [OX3D_RGBD_LocalUpgrade] handle is null.", LocalUpgrade, h, "file"),
+    ROW(kHandle, " [OX3D_RGBD_GetUpgradeProcess] handle is null.", GetUpgradeProcess, h, &g_number),
+    ROW(kHandle, "[OX3D_RGBD_MapDepthToPointCloud] handle is null.", MapDepthToPointCloud, h, &g_image,
+        &g_image),
+    ROW(kHandle, nullptr, GetCameraXML, h, &g_byte, 1, &g_number),
+    ROW(kHandle, nullptr, XML_GetNodeAccessMode, h, "Key", &g_number),
+    ROW(kHandle, nullptr, SetImageNodeNum, h, 2),
+    ROW(kHandle, nullptr, InvalidateNodes, h),
+    ROW(kHandle, nullptr, ReadAddressMem, h, &g_byte, 0, 1),
+    ROW(kHandle, nullptr, WriteAddressMem, h, &g_byte, 0, 1),
+    ROW(kHandle, nullptr, FileAccessRead, h, &g_files),
+    ROW(kHandle, nullptr, FileAccessWrite, h, &g_files),
+    ROW(kHandle, nullptr, SetGvcpTimeout, h, 500),
+    ROW(kHandle, nullptr, GetGvcpTimeout, h, &g_number),
+    ROW(kHandle, nullptr, CloseDevice, &h),
+};
+
+// Arguments that are refused. The handle h is an unknown one: whether it or null is given tells what is
+// looked at first.
+const Row kRefusals[] = {
+    ROW(kParameter, nullptr, GetSDKVersion, nullptr), // its line marks the log for these tests
+    ROW(kParameter, "[OX3D_RGBD_GetDeviceNumber] pDeviceNumber is null.", GetDeviceNumber, 0, nullptr),
+    ROW(kParameter, nullptr, GetDeviceNumber, 0, &g_number),
+    ROW(kParameter, nullptr, GetDeviceNumber, 4, &g_number),
+    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 0, nullptr, 1, &g_number),
+    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 1, &g_info, 0, &g_number),
+    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 1, &g_info, 1, nullptr),
+    ROW(kParameter, nullptr, GetDeviceList, 0, &g_info, 1, &g_number),
+    ROW(kParameter, nullptr, GetDeviceList, 4, &g_info, 1, &g_number),
+    ROW(kHandle, nullptr, CamIsAccessible, nullptr, 1),
+    ROW(kHandle, "[OX3D_RGBD_OpenDevice] handle is null.", OpenDevice, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_OpenDeviceByIp] param error.", OpenDeviceByIp, nullptr, nullptr),
+    ROW(kHandle, " [OX3D_RGBD_OpenDeviceByIp] handle is null.", OpenDeviceByIp, nullptr, "1.2.3.4"),
+    ROW(kParameter, "[OX3D_RGBD_OpenDeviceByName] param error.", OpenDeviceByName, nullptr, nullptr),
+    ROW(kHandle, " [OX3D_RGBD_OpenDeviceByName] handle is null.", OpenDeviceByName, nullptr, "name"),
+    ROW(kParameter, "[OX3D_RGBD_OpenDeviceBySerialNumber] param error.", OpenDeviceBySerialNumber, nullptr,
+        nullptr),
+    ROW(kHandle, " [OX3D_RGBD_OpenDeviceBySerialNumber] handle is null.", OpenDeviceBySerialNumber, nullptr,
+        "1"),
+    ROW(kHandle, " [OX3D_RGBD_CloseDevice]handle is null.", CloseDevice, nullptr),
+    ROW(kParameter, " [OX3D_RGBD_SetIpConfig]handle is null.", SetIpConfig, nullptr, &g_ipConfig),
+    ROW(kParameter, " [OX3D_RGBD_SetIpConfig]handle is null.", SetIpConfig, "ETH1", nullptr),
+    ROW(kParameter, "[OX3D_RGBD_GetDeviceInfo] param error.", GetDeviceInfo, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_FetchFrame] param error.", FetchFrame, nullptr, nullptr, 0),
+    ROW(kParameter, "[OX3D_RGBD_Execute] param error.", Execute, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_GetValue] param error.", GetParam, nullptr, nullptr, &g_param),
+    ROW(kParameter, "[OX3D_RGBD_GetValue] param error.", GetParam, nullptr, "Width", nullptr),
+    ROW(kParameter, "[OX3D_RGBD_SetValue] param error.", SetParam, nullptr, nullptr, &g_param),
+    ROW(kParameter, "[OX3D_RGBD_SetValue] param error.", SetParam, nullptr, "Width", nullptr),
+    ROW(kHandle, "[OX3D_RGBD_GetCalibInfo] handle is null.", GetCalibInfo, nullptr, 1, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_GetCalibInfo] param:pstCalibInfo error.", GetCalibInfo, h, 1, nullptr),
+    ROW(kHandle, "[OX3D_RGBD_PropertyExport] handle is null.", ExportAllParam, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_PropertyExport] param:pOutFileName error.", ExportAllParam, h, nullptr),
+    ROW(kHandle, "[OX3D_RGBD_PropertyImport] handle is null.", ImportAllParam, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_PropertyImport] param:pInFileName error.", ImportAllParam, h, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_LocalUpgrade] param error.", LocalUpgrade, nullptr, nullptr),
+    ROW(kParameter, "[OX3D_RGBD_GetUpgradeProcess] param error.", GetUpgradeProcess, nullptr, nullptr),
+    ROW(kHandle, "[OX3D_RGBD_MapDepthToPointCloud] handle is null.", MapDepthToPointCloud, nullptr, nullptr,
+        nullptr),
+    ROW(kParameter, "[OX3D_RGBD_MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, nullptr,
+        &g_image),
+    ROW(kParameter, "[OX3D_RGBD_MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, &g_image,
+        nullptr),
+};
+
+int g_object;
+void* const kUnknown = &g_object;
+
+// First of all: nothing has been opened in the process yet.
+TEST(BeforeTheFirstOpen, EveryHandleIsUnknown) {
+    for (const Row& row : kHandleCalls) {
+        EXPECT_EQ(row.m_call(kUnknown), kHandle) << row.m_name;
+    }
+}
+
+class Arguments : public CScripted {
+protected:
+    static void Expect(const Row& row, void* handle, const char* line) {
+        const Lines lines = LinesOf([&] { EXPECT_EQ(row.m_call(handle), row.m_status) << row.m_name; });
+        EXPECT_EQ(lines, line != nullptr ? Lines{line} : Lines{}) << row.m_name;
+    }
+};
+
+TEST_F(Arguments, NullHandlesAreRefusedWithTheFunctionsLine) {
+    for (const Row& row : kHandleCalls) {
+        Expect(row, nullptr, row.m_line);
+    }
+}
+
+TEST_F(Arguments, UnknownAndClosedHandlesAreRefusedInSilence) {
+    Open();
+    void* const closed = m_handle;
+    ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
+    EXPECT_EQ(m_handle, nullptr);
+    for (const Row& row : kHandleCalls) {
+        Expect(row, closed, nullptr);
+        Expect(row, kUnknown, nullptr);
+    }
+}
+
+TEST_F(Arguments, UnusableOnesAreRefusedInOrder) {
+    for (const Row& row : kRefusals) {
+        Expect(row, kUnknown, row.m_line);
+    }
+    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_EnumDevices), 0u);
+}
+
+TEST_F(Arguments, InitializeAndReleaseDoNothing) {
+    EXPECT_EQ(OX3D_RGBD_Initialize(), OX3D_RGBD_OK);
+    Open();
+    EXPECT_EQ(OX3D_RGBD_Release(), OX3D_RGBD_OK);
+    EXPECT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+}
+
+TEST_F(Arguments, TheVersionIsOneOneZero) {
+    OX3D_RGBD_VERSION_INFO version = {9, 9, 9};
+    EXPECT_EQ(OX3D_RGBD_GetSDKVersion(&version), OX3D_RGBD_OK);
+    EXPECT_EQ(version.nMajor, 1u);
+    EXPECT_EQ(version.nMinor, 1u);
+    EXPECT_EQ(version.nRevision, 0u);
+}
+
+} // namespace

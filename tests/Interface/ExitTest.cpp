@@ -1,0 +1,98 @@
+// A process that ends, or unloads the library, with a device open and frames coming. Each case runs in a
+// process of its own, which loads the library by hand.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "DoubleControl.h"
+#include "Ox3dRgbdApi.h"
+
+namespace {
+
+template <class Fn>
+Fn* Look(void* library, const char* name) {
+    void* const address = dlsym(library, name);
+    if (address == nullptr) {
+        fprintf(stderr, "%s is missing\n", name);
+        _exit(2);
+    }
+    return reinterpret_cast<Fn*>(address);
+}
+
+std::atomic<int> g_frames{0};
+uint8_t g_pixels[64 * 48 * 2];
+OX_FRAME_OUT_INFO_EX g_info = {};
+
+// Opens the first device in push mode and keeps frames coming for ever.
+void* LoadAndStream() {
+    std::string folder = std::filesystem::temp_directory_path() / "ox3d_exit_XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr || chdir(folder.c_str()) != 0) {
+        _exit(2);
+    }
+    void* const library = dlopen(OX3D_LIBRARY, RTLD_NOW);
+    void* const scripted = dlopen("libOxCameraControl.so", RTLD_NOW);
+    if (library == nullptr || scripted == nullptr) {
+        fprintf(stderr, "%s\n", dlerror());
+        _exit(2);
+    }
+    const DoubleControl* const control = Look<const DoubleControl*()>(scripted, "Double_GetControl")();
+    OX_CC_DEVICE_INFO device = {};
+    device.nTLayerType = OX_CC_USB_DEVICE;
+    control->SetDevices(&device, 1);
+    control->SetFile("RGBDSensorCali", "<Calib/>");
+    void* handle = nullptr;
+    uint32_t status = Look<decltype(OX3D_RGBD_OpenDevice)>(library, "OX3D_RGBD_OpenDevice")(&handle, nullptr);
+    status |= Look<decltype(OX3D_RGBD_RegisterFrameCallBack)>(library, "OX3D_RGBD_RegisterFrameCallBack")(
+        handle, [](OX3D_RGBD_FRAME_DATA*, void*) { ++g_frames; }, nullptr);
+    status |= Look<decltype(OX3D_RGBD_Start)>(library, "OX3D_RGBD_Start")(handle);
+    if (status != OX3D_RGBD_OK) {
+        _exit(2);
+    }
+    g_info.nWidth = 64;
+    g_info.nHeight = 48;
+    g_info.nFrameLen = sizeof(g_pixels);
+    std::thread([control] {
+        for (;;) {
+            control->DeliverFrame(g_pixels, &g_info, 1);
+        }
+    }).detach();
+    while (g_frames < 10) {
+        std::this_thread::yield();
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+    return library;
+}
+
+class Exit : public testing::Test {
+protected:
+    void SetUp() override { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+};
+
+TEST_F(Exit, WithADeviceOpenIsClean) {
+    EXPECT_EXIT(
+        {
+            LoadAndStream();
+            exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Exit, UnloadingWithADeviceOpenIsClean) {
+    EXPECT_EXIT(
+        {
+            void* const library = LoadAndStream();
+            dlclose(library);
+            const int before = g_frames;
+            while (g_frames < before + 10) { // callbacks may still be coming: their code must be there
+                std::this_thread::yield();
+            }
+            exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+} // namespace

@@ -1,0 +1,500 @@
+// What becomes of a camera's raw frame: main image, chunk images, RGB-D, colour scaled to the depth's size,
+// depth registered to the colour camera.
+#include "ScriptedCamera.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes BytesOf(const OX3D_RGBD_IMAGE_DATA& image) {
+    return {image.pData, image.pData + image.nDataLen};
+}
+
+Bytes Ramp(size_t count, size_t first = 0) {
+    Bytes bytes(count);
+    for (size_t i = 0; i < count; ++i) {
+        bytes[i] = static_cast<uint8_t>(first + i);
+    }
+    return bytes;
+}
+
+constexpr uint32_t kColourChunk = OX_CHUNK_EXTENDED_IMAGE;
+constexpr uint32_t kPairChunk = OX_CHUNK_DEMOSAIC_PAIR;
+
+// An Ethernet camera with every conversion off, so that frames of any size pass.
+class Assembly : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        OpenAndStart();
+        ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
+        ASSERT_EQ(SetSwitch("ResolutionAlign", 0), OX3D_RGBD_OK);
+    }
+};
+
+class UsbAssembly : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        OpenAndStart("USB1");
+    }
+};
+
+TEST_F(Assembly, TheMainImageComesFirstInAZeroedRecord) {
+    CRawFrame frame(64, 48, 7);
+    frame.Main() = Ramp(frame.Main().size());
+    frame.m_info.enPixelType = 0x55555555011000B8; // the low half counts
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(m_frame.nImageCount, 1u);
+    EXPECT_EQ(Image(0).enImageType, OX3D_RGBD_PIXEL_DEPTH16);
+    EXPECT_EQ(Image(0).nWidth, 64u);
+    EXPECT_EQ(Image(0).nHeight, 48u);
+    EXPECT_EQ(Image(0).nFrameNum, 7u);
+    EXPECT_EQ(Image(0).nTimeStamp, 0x200000003u);
+    EXPECT_EQ(Image(0).enStreamType, OX3D_RGBD_STREAM_NONE);
+    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
+    EXPECT_NE(Image(0).pData, frame.Main().data()) << "the camera has its buffer back";
+    const OX3D_RGBD_IMAGE_DATA empty = {};
+    EXPECT_EQ(memcmp(&Image(1), &empty, sizeof(empty)), 0);
+}
+
+TEST_F(Assembly, TheColourImageComesFromItsChunk) {
+    CRawFrame frame(64, 48, 7);
+    const Bytes& chunk = frame.AddColour(40, 30, 5);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    ASSERT_EQ(m_frame.nImageCount, 2u);
+    EXPECT_EQ(Image(1).enImageType, OX3D_RGBD_PIXEL_RGB8_PLANAR);
+    EXPECT_EQ(Image(1).nWidth, 40u);
+    EXPECT_EQ(Image(1).nHeight, 30u);
+    EXPECT_EQ(Image(1).nFrameNum, 7u);
+    EXPECT_EQ(Image(1).nTimeStamp, 0x200000003u);
+    EXPECT_EQ(BytesOf(Image(1)), Ramp(3600, 5));
+    uint32_t word = 0;
+    memcpy(&word, chunk.data() + 12, sizeof(word));
+    EXPECT_EQ(word, 3600u) << "the payload's length is noted in the chunk";
+}
+
+TEST_F(Assembly, AFrameWithoutTheChunkHasNoColourImage) {
+    CRawFrame first(64, 48, 1);
+    first.AddColour(40, 30);
+    ASSERT_EQ(Fetch(first), OX3D_RGBD_OK);
+    CRawFrame second(64, 48, 2);
+    ASSERT_EQ(Fetch(second), OX3D_RGBD_OK);
+    EXPECT_EQ(m_frame.nImageCount, 1u);
+}
+
+TEST_F(Assembly, TheLastOfTwoChunksCountsAndUnknownOnesAreSkipped) {
+    CRawFrame frame(64, 48);
+    frame.AddColour(40, 30, 5);
+    frame.AddChunk(0xA5A53D99, 32, 1, 1, 10);
+    frame.AddColour(20, 10, 9);
+    EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }),
+              Lines{"[UpdateChunkDataToLocalInput] unSupport trunk ID(0xa5a53d99)."});
+    ASSERT_EQ(m_frame.nImageCount, 2u);
+    EXPECT_EQ(Image(1).nWidth, 20u);
+    EXPECT_EQ(BytesOf(Image(1)), Ramp(600, 9));
+}
+
+TEST_F(Assembly, NullAndShortChunksAreSkipped) {
+    CRawFrame frame(64, 48);
+    Bytes shortChunk(31, 0xEE);
+    frame.AddRecord(nullptr, kColourChunk, 1000);
+    frame.AddRecord(shortChunk.data(), kColourChunk, 31);
+    frame.AddRecord(shortChunk.data(), kPairChunk, 27);
+    EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }).size(), 3u);
+    EXPECT_EQ(m_frame.nImageCount, 1u);
+    EXPECT_EQ(shortChunk, Bytes(31, 0xEE)) << "nothing is written back";
+}
+
+TEST_F(Assembly, ACountWithoutChunksIsLoggedAndTheFrameGoesOn) {
+    CRawFrame frame(64, 48);
+    OX_FRAME_OUT out = frame.Out();
+    out.stFrameInfo.nUnparsedChunkNum = 3;
+    out.stFrameInfo.pUnparsedChunkContent = nullptr;
+    Double().QueueFrame(&out);
+    EXPECT_LINES(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_OK,
+                 "[UpdateChunkDataToLocalInput] param is null.",
+                 "[FetchFrame] UpdateChunkDataToLocal fail [0x80060004]");
+    EXPECT_EQ(m_frame.nImageCount, 1u);
+}
+
+TEST_F(Assembly, ImagesBeyondTheFirstBuffersArrive) {
+    CRawFrame large(3000, 2000, 1); // 12,000,000 bytes of depth, 5 MiB of colour
+    large.Main() = Ramp(large.Main().size());
+    large.AddChunk(kColourChunk, 32, 1, 1, 5 << 20);
+    ASSERT_EQ(Fetch(large), OX3D_RGBD_OK);
+    EXPECT_TRUE(BytesOf(Image(0)) == large.Main());
+    EXPECT_TRUE(BytesOf(Image(1)) == Ramp(5 << 20));
+    const uint8_t* const grown = Image(0).pData;
+    CRawFrame small(64, 48, 2);
+    ASSERT_EQ(Fetch(small), OX3D_RGBD_OK);
+    EXPECT_EQ(Image(0).pData, grown) << "a buffer does not shrink";
+}
+
+TEST_F(UsbAssembly, EachImageNamesItsStream) {
+    CRawFrame frame(64, 48, 9);
+    frame.AddColour(40, 30);
+    frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96, 3);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    ASSERT_EQ(m_frame.nImageCount, 4u);
+    for (uint32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(Image(i).enStreamType, i + 1);
+        EXPECT_EQ(Image(i).nFrameNum, 9u);
+        EXPECT_EQ(Image(i).nTimeStamp, 0x200000003u);
+    }
+    for (uint32_t i = 2; i < 4; ++i) {
+        EXPECT_EQ(Image(i).nWidth, 64u);
+        EXPECT_EQ(Image(i).nHeight, 48u);
+        EXPECT_EQ(BytesOf(Image(i)), Ramp(64 * 48, i == 2 ? 3 : 3 + 64 * 48));
+    }
+    CRawFrame picture(64, 48, 10);
+    picture.m_info.enPixelType = OX3D_RGBD_PIXEL_RGB8_PLANAR;
+    ASSERT_EQ(Fetch(picture), OX3D_RGBD_OK);
+    EXPECT_EQ(Image(0).enStreamType, OX3D_RGBD_STREAM_NONE) << "only a depth image is the depth stream";
+}
+
+TEST_F(UsbAssembly, TheSecondHalfLiesAtHalfTheAreaWhateverThePixelSize) {
+    CRawFrame frame(64, 48);
+    frame.AddChunk(kPairChunk, 28, 64, 96, 2 * 64 * 96); // two bytes a pixel
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    ASSERT_EQ(m_frame.nImageCount, 3u);
+    EXPECT_EQ(Image(1).nDataLen, 64u * 96);
+    EXPECT_EQ(Image(2).nDataLen, 64u * 96);
+    EXPECT_EQ(Image(2).pData - Image(1).pData, 64 * 96 / 2);
+}
+
+TEST_F(UsbAssembly, TheDemosaicPairStaysOnceItCame) {
+    CRawFrame first(64, 48, 1);
+    first.AddChunk(kPairChunk, 28, 64, 96, 64 * 96);
+    ASSERT_EQ(Fetch(first), OX3D_RGBD_OK);
+    CRawFrame second(64, 48, 2);
+    second.AddRecord(nullptr, kPairChunk, 100); // unusable: the slot stays as it was
+    ASSERT_EQ(Fetch(second), OX3D_RGBD_OK);
+    ASSERT_EQ(m_frame.nImageCount, 3u);
+    EXPECT_EQ(BytesOf(Image(1)), Ramp(64 * 48));
+    EXPECT_EQ(Image(1).nFrameNum, 2u);
+    ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    CRawFrame third(64, 48, 1);
+    ASSERT_EQ(Fetch(third), OX3D_RGBD_OK);
+    EXPECT_EQ(m_frame.nImageCount, 3u);
+}
+
+TEST_F(UsbAssembly, APairThatWouldLieOutsideItsBufferIsDropped) {
+    const uint32_t sizes[][2] = {{8192, 8192}, {65536, 65535}, {0xFFFFFFFF, 2}};
+    for (const auto& [width, height] : sizes) {
+        CRawFrame frame(64, 48);
+        frame.AddChunk(kPairChunk, 28, width, height, 100);
+        EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }).size(), 1u);
+        EXPECT_EQ(m_frame.nImageCount, 1u);
+    }
+}
+
+TEST_F(Assembly, AnEthernetCamerasPairIsNotDelivered) {
+    CRawFrame frame(64, 48);
+    frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(m_frame.nImageCount, 1u);
+}
+
+// ---- RGB-D -----------------------------------------------------------------------------------------------
+
+TEST_F(Assembly, RgbdWeavesThreePlanesAndDepth) {
+    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+    CRawFrame frame(1280, 720, 3); // 4.6 MB, more than the first buffer
+    frame.Main() = Ramp(frame.Main().size(), 77);
+    frame.AddColour(1280, 720, 5);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    ASSERT_EQ(m_frame.nImageCount, 3u);
+    EXPECT_EQ(Image(2).enImageType, OX3D_RGBD_PIXEL_RGBD);
+    EXPECT_EQ(Image(2).nWidth, 1280u);
+    EXPECT_EQ(Image(2).nHeight, 720u);
+    EXPECT_EQ(Image(2).nFrameNum, 3u);
+    EXPECT_EQ(Image(2).nTimeStamp, 0x200000003u);
+    EXPECT_EQ(Image(2).enStreamType, OX3D_RGBD_STREAM_NONE);
+    const size_t pixels = size_t{1280} * 720;
+    ASSERT_EQ(Image(2).nDataLen, pixels * 5);
+    size_t wrong = 0;
+    for (size_t p = 0; p < pixels; ++p) {
+        const uint8_t expected[5] = {static_cast<uint8_t>(5 + p), static_cast<uint8_t>(5 + p + pixels),
+                                     static_cast<uint8_t>(5 + p + 2 * pixels),
+                                     static_cast<uint8_t>(77 + 2 * p), static_cast<uint8_t>(78 + 2 * p)};
+        wrong += memcmp(Image(2).pData + 5 * p, expected, 5) != 0 ? 1 : 0;
+    }
+    EXPECT_EQ(wrong, 0u);
+}
+
+TEST_F(Assembly, RgbdReadsZerosWhereThePlanesEnd) {
+    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+    CRawFrame frame(4, 2);
+    frame.AddChunk(kColourChunk, 32, 4, 2, 10, 1); // 10 of 24 bytes
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    ASSERT_EQ(Image(2).nDataLen, 40u);
+    EXPECT_EQ(Bytes(Image(2).pData, Image(2).pData + 3), (Bytes{1, 9, 0}));
+    EXPECT_EQ(Bytes(Image(2).pData + 35, Image(2).pData + 38), (Bytes{8, 0, 0}));
+}
+
+TEST_F(Assembly, RgbdNeedsASecondImage) {
+    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+    CRawFrame frame(64, 48);
+    EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_NO_DATA);
+    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    CRawFrame whole(64, 48, 2);
+    whole.AddColour(64, 48);
+    EXPECT_EQ(Fetch(whole), OX3D_RGBD_OK) << "the next good frame works";
+}
+
+TEST_F(UsbAssembly, RgbdAndAlignmentsAreForEthernetCamerasOnly) {
+    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+    CRawFrame frame(640, 480);
+    frame.AddColour(40, 30);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(m_frame.nImageCount, 2u);
+    EXPECT_EQ(Image(1).nWidth, 40u);
+    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
+}
+
+// ---- Colour scaled to the depth's size -------------------------------------------------------------------
+
+class ColourAlign : public Assembly {
+protected:
+    void SetUp() override {
+        Assembly::SetUp();
+        ASSERT_EQ(SetSwitch("ResolutionAlign", 1), OX3D_RGBD_OK);
+    }
+};
+
+TEST_F(ColourAlign, TheColourImageGetsTheDepthsSizePlaneByPlane) {
+    CRawFrame frame(1280, 720, 4);
+    Bytes& chunk = frame.AddColour(1920, 1080);
+    for (size_t plane = 0; plane < 3; ++plane) { // a plane of one value keeps it through any scaler
+        memset(chunk.data() + 32 + plane * 1920 * 1080, static_cast<int>(50 * (plane + 1)), 1920 * 1080);
+    }
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(Image(1).nWidth, 1280u);
+    EXPECT_EQ(Image(1).nHeight, 720u);
+    EXPECT_EQ(Image(1).nDataLen, 2764800u);
+    EXPECT_EQ(Image(1).enImageType, OX3D_RGBD_PIXEL_RGB8_PLANAR);
+    EXPECT_EQ(Image(1).nFrameNum, 4u);
+    Bytes expected;
+    for (const int value : {50, 100, 150}) {
+        expected.insert(expected.end(), 1280 * 720, static_cast<uint8_t>(value));
+    }
+    EXPECT_TRUE(BytesOf(Image(1)) == expected);
+}
+
+TEST_F(ColourAlign, AnImageOfTheDepthsSizeIsLeftAlone) {
+    CRawFrame frame(64, 48);
+    frame.AddChunk(kColourChunk, 32, 64, 48, 10); // too short to be scaled, had it to be
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(Image(1).nDataLen, 10u);
+}
+
+TEST_F(ColourAlign, ShortPlanesFailTheFrame) {
+    CRawFrame frame(64, 48);
+    frame.AddChunk(kColourChunk, 32, 40, 30, 40 * 30 * 3 - 1);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_MEMORY); }).back(),
+              "[FetchFrame] FillFrameData fail [0x80060005]");
+    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    for (const auto& [width, height] : {std::pair{0x10000u, 0x10000u}, std::pair{0xFFFFFFFFu, 0xFFFFFFFFu}}) {
+        CRawFrame huge(64, 48);
+        huge.AddChunk(kColourChunk, 32, width, height, 100);
+        EXPECT_EQ(Fetch(huge), OX3D_RGBD_E_MEMORY);
+    }
+}
+
+TEST_F(ColourAlign, TheBufferKeepsTheSizeOfTheFirstAlignment) {
+    const auto fetch = [&](uint16_t width, uint16_t height) {
+        CRawFrame frame(width, height);
+        frame.AddColour(200, 100);
+        return Fetch(frame);
+    };
+    EXPECT_EQ(fetch(64, 48), OX3D_RGBD_OK);
+    EXPECT_EQ(fetch(128, 96), OX3D_RGBD_E_MEMORY) << "a later larger depth is not provided for";
+    EXPECT_EQ(fetch(32, 24), OX3D_RGBD_OK);
+    EXPECT_EQ(Image(1).nDataLen, 32u * 24 * 3);
+}
+
+// ---- Depth registered to the colour camera ---------------------------------------------------------------
+
+class DepthAlign : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        OpenAndStart();
+    }
+
+    static uint16_t Sample(const OX3D_RGBD_IMAGE_DATA& image, uint32_t column, uint32_t row) {
+        uint16_t sample = 0;
+        memcpy(&sample, image.pData + 2 * (size_t{row} * image.nWidth + column), sizeof(sample));
+        return sample;
+    }
+    static void Put(CRawFrame& frame, uint32_t column, uint32_t row, uint16_t sample) {
+        memcpy(&frame.Main()[2 * (size_t{row} * frame.m_info.nWidth + column)], &sample, sizeof(sample));
+    }
+};
+
+// At a depth of 1000 every pixel moves ten columns and stays in its row; half the depth moves twice as far.
+TEST_F(DepthAlign, EachPixelMovesByItsParallaxAndTheNearestWins) {
+    CRawFrame frame(640, 480, 5);
+    Put(frame, 100, 50, 0);   // a hole moves along
+    Put(frame, 200, 60, 500); // lands at 221, row 61, before what is behind it
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    const OX3D_RGBD_IMAGE_DATA& depth = Image(0);
+    EXPECT_EQ(depth.enImageType, OX3D_RGBD_PIXEL_DEPTH16);
+    EXPECT_EQ(depth.nDataLen, 640u * 480 * 2);
+    EXPECT_EQ(depth.nFrameNum, 5u);
+    EXPECT_EQ(depth.nTimeStamp, 0x200000003u);
+    size_t wrong = 0;
+    for (uint32_t row = 0; row < 480; ++row) {
+        for (uint32_t column = 0; column < 640; ++column) {
+            const bool isHole = column < 10 || (column == 110 && row == 50) || (column == 210 && row == 60);
+            const uint16_t expected = isHole ? 0 : (column == 221 && row == 61 ? 500 : 1000);
+            wrong += Sample(depth, column, row) != expected ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(wrong, 0u);
+}
+
+TEST_F(DepthAlign, TheSwitchTurnsItOff) {
+    ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
+    CRawFrame frame(640, 480);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_TRUE(BytesOf(Image(0)) == frame.Main());
+}
+
+TEST_F(DepthAlign, OnlyDepthIsRegistered) {
+    CRawFrame frame(64, 48);
+    frame.m_info.enPixelType = 0x01080001;
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
+}
+
+TEST_F(DepthAlign, ItsFailureFailsTheFrame) {
+    CRawFrame wrongLength(640, 480);
+    wrongLength.m_info.nFrameLen -= 1;
+    EXPECT_LINES(Fetch(wrongLength), OX3D_RGBD_E_PARAMETER,
+                 "[DepthMapConvert] nWidth 640  len (614399) not match Imagelen(614400), invalid ",
+                 "[FillFrameData] DepthMapConvert process failed [0x80060004]",
+                 "[FetchFrame] FillFrameData fail [0x80060004]");
+    CRawFrame tooSmall(64, 48);
+    EXPECT_EQ(Fetch(tooSmall), OX3D_RGBD_E_ALGORITHM);
+    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
+    CRawFrame good(640, 480);
+    EXPECT_EQ(Fetch(good), OX3D_RGBD_OK) << "the calibration was read with the first image";
+    EXPECT_EQ(Ledger().nLentFrames, 0u);
+}
+
+// ---- Point clouds ----------------------------------------------------------------------------------------
+
+class PointCloud : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        Open();
+    }
+
+    uint32_t Map(uint32_t width, uint32_t height) {
+        m_samples.resize(size_t{width} * height);
+        for (size_t i = 0; i < m_samples.size(); ++i) {
+            m_samples[i] = i % 7 == 0 ? 0 : static_cast<int16_t>(500 + i % 1000);
+        }
+        m_depth = {};
+        m_depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
+        m_depth.nWidth = width;
+        m_depth.nHeight = height;
+        m_depth.pData = reinterpret_cast<uint8_t*>(m_samples.data());
+        m_depth.nDataLen = static_cast<uint32_t>(m_samples.size() * 2);
+        m_depth.nFrameNum = 8;
+        memset(&m_cloud, 0x5A, sizeof(m_cloud));
+        return OX3D_RGBD_MapDepthToPointCloud(m_handle, &m_depth, &m_cloud);
+    }
+    // Against the pinhole model, computed here.
+    void ExpectPoints(double fx, double fy, double cx, double cy) {
+        const auto* point = reinterpret_cast<const float*>(m_cloud.pData);
+        double worst = 0;
+        for (uint32_t v = 0; v < m_depth.nHeight; ++v) {
+            for (uint32_t u = 0; u < m_depth.nWidth; ++u, point += 3) {
+                const double d = m_samples[size_t{v} * m_depth.nWidth + u];
+                worst = std::max({worst, std::abs((u - cx) * d / fx - point[0]),
+                                  std::abs((v - cy) * d / fy - point[1]), std::abs(d - point[2])});
+            }
+        }
+        EXPECT_LT(worst, 1e-3);
+    }
+    std::vector<int16_t> m_samples;
+    OX3D_RGBD_IMAGE_DATA m_depth = {};
+    OX3D_RGBD_IMAGE_DATA m_cloud = {};
+};
+
+TEST_F(PointCloud, FollowsThePinholeModelOfTheDepthCamera) {
+    ASSERT_EQ(Map(640, 480), OX3D_RGBD_OK);
+    EXPECT_EQ(m_cloud.enImageType, OX3D_RGBD_PIXEL_POINT_CLOUD);
+    EXPECT_EQ(m_cloud.nReserved0, 0u);
+    EXPECT_EQ(m_cloud.nWidth, 640u);
+    EXPECT_EQ(m_cloud.nHeight, 480u);
+    EXPECT_EQ(m_cloud.nDataLen, 640u * 480 * 12);
+    EXPECT_EQ(m_cloud.nFrameNum, 8u);
+    EXPECT_EQ(m_cloud.nTimeStamp, 0x5A5A5A5A5A5A5A5Au) << "not written";
+    EXPECT_EQ(m_cloud.enStreamType, 0x5A5A5A5Au) << "not written";
+    ExpectPoints(500, 500, 320, 240);
+}
+
+TEST_F(PointCloud, TheFirstImageChoosesTheCalibrationForGood) {
+    ASSERT_EQ(Map(1280, 720), OX3D_RGBD_OK); // not the first set's width
+    ExpectPoints(1000, 900, 640, 360);
+    ASSERT_EQ(Map(640, 480), OX3D_RGBD_OK);
+    ExpectPoints(1000, 900, 640, 360);
+}
+
+TEST_F(PointCloud, WorksBeforeStartAndWhileFramesAreFetched) {
+    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    CRawFrame frame(640, 480);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    OX3D_RGBD_IMAGE_DATA cloud = {};
+    OX3D_RGBD_IMAGE_DATA depth = Image(0);
+    EXPECT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK);
+    EXPECT_EQ(reinterpret_cast<const float*>(cloud.pData)[3 * 100 + 2], 1000.0f);
+    ASSERT_EQ(Map(1280, 720), OX3D_RGBD_OK);
+    EXPECT_EQ(BytesOf(Image(0))[200], 1000 & 0xFF) << "a larger cloud leaves the frame's depth alone";
+}
+
+TEST_F(PointCloud, WithoutCalibrationFailsUntilTheFileIsThere) {
+    const std::string file = "RGBDSensorCali_ETH1.xml";
+    std::filesystem::rename(file, "aside");
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Map(640, 480), OX3D_RGBD_E_NO_DATA); }).back(),
+              "[DepthMapConvert] cfg_file is not exist.");
+    EXPECT_EQ(Map(640, 480), OX3D_RGBD_E_NO_DATA);
+    std::filesystem::rename("aside", file);
+    EXPECT_EQ(Map(640, 480), OX3D_RGBD_OK);
+}
+
+TEST_F(PointCloud, ImagesThatAreNoDepthImagesAreRefusedInOrder) {
+    ASSERT_EQ(Map(640, 480), OX3D_RGBD_OK);
+    const OX3D_RGBD_IMAGE_DATA good = m_depth;
+    struct Row {
+        void (*m_spoil)(OX3D_RGBD_IMAGE_DATA&);
+        const char* m_line;
+    };
+    const Row rows[] = {
+        {[](auto& d) { d.pData = nullptr; }, "[DepthMapConvert] pImageData is null, invalid "},
+        {[](auto& d) { d.nWidth = 0; }, "[DepthMapConvert] nWidth or nImageSize is 0, invalid "},
+        {[](auto& d) { d.nHeight = 0; }, "[DepthMapConvert] nWidth or nImageSize is 0, invalid "},
+        {[](auto& d) { d.nDataLen = 0; }, "[DepthMapConvert] nWidth or nImageSize is 0, invalid "},
+        {[](auto& d) { d.enImageType = 0x02180021; }, "[DepthMapConvert] enPixelType invalid[0x2180021] "},
+        {[](auto& d) { d.nDataLen -= 1; },
+         "[DepthMapConvert] nWidth 640  len (614399) not match Imagelen(614400), invalid "},
+        {[](auto& d) { d.nWidth += 0x80000000; }, nullptr}, // the same length modulo 32 bits
+    };
+    for (const Row& row : rows) {
+        OX3D_RGBD_IMAGE_DATA depth = good;
+        row.m_spoil(depth);
+        const Lines lines = LinesOf([&] {
+            EXPECT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &m_cloud), OX3D_RGBD_E_PARAMETER);
+        });
+        EXPECT_EQ(lines.size(), 1u);
+        EXPECT_TRUE(row.m_line == nullptr || lines == Lines{row.m_line}) << testing::PrintToString(lines);
+    }
+}
+
+} // namespace

@@ -1,0 +1,69 @@
+// Sizes and field positions of the public records: applications and providers are compiled against them.
+#include <cstddef>
+
+#include "Ox3dRgbdDefine.h"
+#include "OxCameraControl.h"
+#include "OxMediaProcess.h"
+
+namespace {
+
+// RECORD(name, bytes, AT(field, offset)...)
+#define RECORD(name, bytes, ...)                     \
+    static_assert([] {                               \
+        using Record = name;                         \
+        return sizeof(Record) == (bytes)__VA_ARGS__; \
+    }())
+#define AT(field, offset) &&offsetof(Record, field) == (offset)
+
+// clang-format off
+RECORD(OX3D_RGBD_VERSION_INFO, 12, AT(nMinor, 4) AT(nRevision, 8));
+RECORD(OX3D_RGBD_DEVICE_INFO, 272, AT(chManufacturerName, 0) AT(chModelName, 32) AT(chDeviceVersion, 64)
+       AT(chManufacturerSpecificInfo, 96) AT(chSerialNumber, 144) AT(chUserDefinedName, 160)
+       AT(nDeviceType, 176) AT(chMacAddress, 180) AT(nVendorId, 180) AT(nProductId, 184) AT(nIpCfgMode, 188)
+       AT(nUsbProtocol, 188) AT(chCurrentIp, 192) AT(chCurrentSubNetMask, 208) AT(chDefaultGateWay, 224)
+       AT(chNetExport, 240));
+RECORD(OX3D_RGBD_IMAGE_DATA, 56, AT(enImageType, 0) AT(nWidth, 8) AT(nHeight, 12) AT(pData, 16)
+       AT(nDataLen, 24) AT(nFrameNum, 28) AT(nTimeStamp, 32) AT(enStreamType, 40));
+RECORD(OX3D_RGBD_FRAME_DATA, 584, AT(nImageCount, 0) AT(stImageData, 8) AT(nReserved, 568));
+RECORD(OX3D_RGBD_PARAM, 288, AT(bBoolValue, 8) AT(stIntParam, 8) AT(stFloatParam, 8) AT(stEnumParam, 8)
+       AT(stStringParam, 8));
+RECORD(OX3D_RGBD_INTPARAM, 32, AT(nMax, 8) AT(nMin, 16) AT(nInc, 24));
+RECORD(OX3D_RGBD_FLOATPARAM, 28, AT(fMax, 4) AT(fMin, 8));
+RECORD(OX3D_RGBD_ENUMPARAM, 280, AT(nSupportedNum, 4) AT(nSupportValue, 8));
+RECORD(OX3D_RGBD_STRINGPARAM, 272, AT(nMaxLength, 256));
+RECORD(OX3D_RGBD_IP_CONFIG, 64, AT(chDestIp, 4) AT(chDestNetMask, 20) AT(chDestGateWay, 36));
+RECORD(OX3D_RGBD_EXCEPTION_INFO, 276, AT(chExceptionDes, 4));
+RECORD(OX3D_RGBD_CALIB_INFO, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
+       AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
+RECORD(OX3D_RGBD_FILE_ACCESS, 144, AT(pUserFileName, 0) AT(pDevFileName, 8));
+RECORD(OX_CC_DEVICE_INFO, 576, AT(nTLayerType, 0) AT(nMacAddrHigh, 4) AT(nMacAddrLow, 8) AT(stGigEInfo, 16)
+       AT(stUsb3Info, 16));
+RECORD(OX_CC_GIGE_DEVICE_INFO, 200, AT(nIpCfgCurrent, 4) AT(nCurrentIp, 8) AT(nCurrentSubNetMask, 12)
+       AT(nDefaultGateWay, 16) AT(chManufacturerName, 20) AT(chModelName, 52) AT(chDeviceVersion, 84)
+       AT(chManufacturerSpecificInfo, 116) AT(chSerialNumber, 164) AT(chUserDefinedName, 180)
+       AT(nNetExport, 196));
+RECORD(OX_CC_USB_DEVICE_INFO, 528, AT(nEventEndPoint, 3) AT(nVendorId, 4) AT(nProductId, 6)
+       AT(nDeviceNumber, 8) AT(chDeviceGuid, 12) AT(chVendorName, 76) AT(chModelName, 140)
+       AT(chFamilyName, 204) AT(chDeviceVersion, 268) AT(chManufacturerName, 332) AT(chSerialNumber, 396)
+       AT(chUserDefinedName, 460) AT(nBcdUsb, 524));
+RECORD(OX_CC_DEVICE_INFO_LIST, 2056, AT(pDeviceInfo, 8));
+RECORD(OX_FRAME_OUT_INFO_EX, 264, AT(nHeight, 2) AT(enPixelType, 8) AT(nFrameNum, 16)
+       AT(nDevTimeStampHigh, 20) AT(nDevTimeStampLow, 24) AT(nFrameLen, 40) AT(nUnparsedChunkNum, 108)
+       AT(pUnparsedChunkContent, 112));
+RECORD(OX_FRAME_OUT, 336, AT(stFrameInfo, 8) AT(nReserved, 272));
+RECORD(OX_CHUNK_DATA_CONTENT, 48, AT(nChunkID, 8) AT(nChunkLen, 12));
+RECORD(OX_CC_INT_VALUE, 32, AT(nMax, 4) AT(nMin, 8) AT(nInc, 12));
+RECORD(OX_CC_INT_VALUE_EX, 32);
+RECORD(OX_CC_FLOAT_VALUE, 28, AT(fMax, 4) AT(fMin, 8));
+RECORD(OX_CC_ENUM_VALUE, 280, AT(nSupportedNum, 4) AT(nSupportValue, 8));
+RECORD(OX_CC_STRING_VALUE, 272, AT(nMaxLength, 256));
+RECORD(OX_CC_FILE_ACCESS, 144, AT(pDevFileName, 8));
+RECORD(OX_CC_FILE_ACCESS_PROGRESS, 80, AT(nTotal, 8));
+RECORD(OX_EVENT_OUT_INFO, 256, AT(nEventID, 128) AT(nStreamChannel, 130) AT(nBlockIdHigh, 132)
+       AT(nBlockIdLow, 136) AT(nTimestampHigh, 140) AT(nTimestampLow, 144) AT(nEventDataSize, 148)
+       AT(pEventData, 152));
+RECORD(OX_MP_SCALING_PARAM, 88, AT(nSrcHeight, 4) AT(pSrcData, 8) AT(nSrcLen, 16) AT(nDstWidth, 20)
+       AT(nDstHeight, 24) AT(pDstData, 32) AT(nDstBufSize, 40) AT(nDstLen, 44) AT(nMethod, 52));
+// clang-format on
+
+} // namespace

@@ -1,0 +1,282 @@
+// Operations that service a camera: files, registers, time-outs, upgrades, IP configuration, calibration.
+#include "ScriptedCamera.h"
+
+namespace {
+
+class Maintenance : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        Open();
+    }
+};
+
+uint8_t g_bytes[16];
+uint32_t g_word;
+
+struct Operation {
+    const char* m_name;
+    uint32_t (*m_call)(void* handle);
+    uint32_t m_function;
+    const char* m_cameraCall;
+    const char* m_failureLine; // the last line when the camera answers 0x80000102
+};
+
+const Operation kOperations[] = {
+    {"import", [](void* h) { return OX3D_RGBD_ImportAllParam(h, "in.txt"); }, DOUBLE_OX_CC_FeatureLoad,
+     "OX_CC_FeatureLoad(in.txt)", "PropertyImport failed, errcode is (0x8006000f)"},
+    {"export", [](void* h) { return OX3D_RGBD_ExportAllParam(h, "out.txt"); }, DOUBLE_OX_CC_FeatureSave,
+     "OX_CC_FeatureSave(out.txt)", "[PropertyExport] PropertyExport failed, errcode is (0x8006000f)"},
+    {"file read",
+     [](void* h) {
+         OX3D_RGBD_FILE_ACCESS access = {"local", "RGBDSensorCali", {}};
+         return OX3D_RGBD_FileAccessRead(h, &access);
+     },
+     DOUBLE_OX_CC_FileAccessRead, "OX_CC_FileAccessRead(local, RGBDSensorCali)", nullptr},
+    {"file write",
+     [](void* h) {
+         OX3D_RGBD_FILE_ACCESS access = {"local", "device", {}};
+         return OX3D_RGBD_FileAccessWrite(h, &access);
+     },
+     DOUBLE_OX_CC_FileAccessWrite, "OX_CC_FileAccessWrite(local, device)", nullptr},
+    {"upgrade", [](void* h) { return OX3D_RGBD_LocalUpgrade(h, "firmware"); }, DOUBLE_OX_CC_LocalUpgrade,
+     "OX_CC_LocalUpgrade()",
+     "camrea module OX_CC_LocalUpgrade fail, pFilePathName(firmware), nRet:[0x80000102]."},
+    {"upgrade progress", [](void* h) { return OX3D_RGBD_GetUpgradeProcess(h, &g_word); },
+     DOUBLE_OX_CC_GetUpgradeProcess, "OX_CC_GetUpgradeProcess()", nullptr},
+    {"nodes", [](void* h) { return OX3D_RGBD_SetImageNodeNum(h, 5); }, DOUBLE_OX_CC_SetImageNodeNum,
+     "OX_CC_SetImageNodeNum(5)", "Set Image Node num (5) failed, errcode is (0x8006000f)"},
+    {"invalidate", [](void* h) { return OX3D_RGBD_InvalidateNodes(h); }, DOUBLE_OX_CC_InvalidateNodes,
+     "OX_CC_InvalidateNodes()", "InvalidateNodes failed, errcode is (0x8006000f)"},
+    {"read memory", [](void* h) { return OX3D_RGBD_ReadAddressMem(h, g_bytes, 0x938, 16); },
+     DOUBLE_OX_CC_ReadMemory, "OX_CC_ReadMemory(2360, 16)",
+     "ReadAddressMem,  Read address (0x938) len[16] failed, errcode (0x8006000f)!"},
+    {"write memory", [](void* h) { return OX3D_RGBD_WriteAddressMem(h, g_bytes, 0, 1); },
+     DOUBLE_OX_CC_WriteMemory, "OX_CC_WriteMemory(0, 1)",
+     "WriteAddressMem,  write address (0) len[1] failed, errcode (0x8006000f)!"},
+    {"set time-out", [](void* h) { return OX3D_RGBD_SetGvcpTimeout(h, 10000); },
+     DOUBLE_OX_GIGE_SetGvcpTimeout, "OX_GIGE_SetGvcpTimeout(10000)",
+     "[SetGvcpTimeout] Set Gvcp Timeout failed, errcode is (0x8006000f)."},
+    {"get time-out", [](void* h) { return OX3D_RGBD_GetGvcpTimeout(h, &g_word); },
+     DOUBLE_OX_GIGE_GetGvcpTimeout, "OX_GIGE_GetGvcpTimeout()",
+     "[GetGvcpTimeout] Set Gvcp Timeout failed, errcode is (0x8006000f)."},
+    {"XML", [](void* h) { return OX3D_RGBD_GetCameraXML(h, g_bytes, 16, &g_word); },
+     DOUBLE_OX_XML_GetGenICamXML, "OX_XML_GetGenICamXML(16)",
+     "GetCameraXML, XML_GetGenICamXML failed. nRet[0x8006000f] "},
+};
+
+TEST_F(Maintenance, EachOperationIsOneCameraCallWhoseStatusIsTranslated) {
+    for (const Operation& row : kOperations) {
+        SCOPED_TRACE(row.m_name);
+        EXPECT_CALLS(row.m_call(m_handle), OX3D_RGBD_OK, row.m_cameraCall);
+        Fail(row.m_function, OX_CC_E_GC_RANGE);
+        const Lines lines = LinesOf([&] { EXPECT_EQ(row.m_call(m_handle), OX3D_RGBD_E_CAMERA_0F); });
+        ASSERT_FALSE(lines.empty());
+        if (row.m_failureLine != nullptr) {
+            EXPECT_EQ(lines.back(), row.m_failureLine);
+        }
+    }
+}
+
+TEST_F(Maintenance, AControlTimeOutOfZeroIsPassedOn) {
+    EXPECT_CALLS(OX3D_RGBD_SetGvcpTimeout(m_handle, 0), OX3D_RGBD_OK, "OX_GIGE_SetGvcpTimeout(0)");
+}
+
+TEST_F(Maintenance, NumbersOfTheCameraArriveUnchanged) {
+    Answer(DOUBLE_OX_CC_GetUpgradeProcess, 37u);
+    EXPECT_EQ(OX3D_RGBD_GetUpgradeProcess(m_handle, &g_word), OX3D_RGBD_OK);
+    EXPECT_EQ(g_word, 37u);
+    Answer(DOUBLE_OX_GIGE_GetGvcpTimeout, 500u);
+    EXPECT_EQ(OX3D_RGBD_GetGvcpTimeout(m_handle, &g_word), OX3D_RGBD_OK);
+    EXPECT_EQ(g_word, 500u);
+    Answer(DOUBLE_OX_XML_GetGenICamXML, 123456u);
+    EXPECT_EQ(OX3D_RGBD_GetCameraXML(m_handle, g_bytes, 16, &g_word), OX3D_RGBD_OK);
+    EXPECT_EQ(g_word, 123456u);
+    Answer(DOUBLE_OX_CC_ReadMemory, uint64_t{0x1122334455667788});
+    EXPECT_EQ(OX3D_RGBD_ReadAddressMem(m_handle, g_bytes, 0, 8), OX3D_RGBD_OK);
+    EXPECT_EQ(g_bytes[7], 0x11);
+}
+
+TEST_F(Maintenance, UnusableArgumentsAreRefusedBeforeTheCamera) {
+    const std::pair<uint32_t (*)(void*), const char*> rows[] = {
+        {[](void* h) { return OX3D_RGBD_ReadAddressMem(h, nullptr, -1, 0); },
+         "ReadAddressMem, input param is null"},
+        {[](void* h) { return OX3D_RGBD_ReadAddressMem(h, g_bytes, -1, 0); },
+         "ReadAddressMem, nRegAddress is < 0, invalid."},
+        {[](void* h) { return OX3D_RGBD_ReadAddressMem(h, g_bytes, 0, 0); },
+         "ReadAddressMem, nLength is <= 0, invalid."},
+        {[](void* h) { return OX3D_RGBD_ReadAddressMem(h, g_bytes, 0, INT64_MIN); },
+         "ReadAddressMem, nLength is <= 0, invalid."},
+        {[](void* h) { return OX3D_RGBD_WriteAddressMem(h, nullptr, 0, 1); },
+         "WriteAddressMem, input param is null"},
+        {[](void* h) { return OX3D_RGBD_WriteAddressMem(h, g_bytes, INT64_MIN, 1); },
+         "ReadAddressMem, nRegAddress is < 0, invalid."},
+        {[](void* h) { return OX3D_RGBD_WriteAddressMem(h, g_bytes, 0, -1); },
+         "ReadAddressMem, nLength is <= 0, invalid."},
+        {[](void* h) { return OX3D_RGBD_SetGvcpTimeout(h, 10001); },
+         "[SetGvcpTimeout] param  (10001) invalid. not in [0-10000]."},
+        {[](void* h) { return OX3D_RGBD_GetGvcpTimeout(h, nullptr); }, "[GetGvcpTimeout] pMillisec is NULL."},
+        {[](void* h) { return OX3D_RGBD_GetCameraXML(h, g_bytes, 0, &g_word); },
+         "GetCameraXML, nDataSize is 0 "},
+        {[](void* h) { return OX3D_RGBD_GetCameraXML(h, nullptr, 16, &g_word); }, nullptr},
+        {[](void* h) { return OX3D_RGBD_GetCameraXML(h, g_bytes, 16, nullptr); }, nullptr},
+        {[](void* h) { return OX3D_RGBD_FileAccessRead(h, nullptr); }, "pstFileAccess is null"},
+        {[](void* h) { return OX3D_RGBD_FileAccessWrite(h, nullptr); }, "pstFileAccess is null"},
+    };
+    const Lines calls = CallsOf([&] {
+        for (const auto& [call, line] : rows) {
+            const Lines lines = LinesOf([&] { EXPECT_EQ(call(m_handle), OX3D_RGBD_E_PARAMETER); });
+            EXPECT_FALSE(lines.empty());
+            if (line != nullptr) {
+                EXPECT_EQ(lines, Lines{line});
+            }
+        }
+    });
+    EXPECT_EQ(calls, Lines{});
+}
+
+// ---- IP configuration ------------------------------------------------------------------------------------
+
+class IpConfig : public CScripted {
+protected:
+    static uint32_t Set(uint32_t mode, const char* ip, const char* mask, const char* gateway,
+                        const char* serial = "ETH1") {
+        OX3D_RGBD_IP_CONFIG config = {};
+        config.enIPCfgMode = mode;
+        SetText(config.chDestIp, ip);
+        SetText(config.chDestNetMask, mask);
+        SetText(config.chDestGateWay, gateway);
+        return OX3D_RGBD_SetIpConfig(serial, &config);
+    }
+    // The camera calls between creating the handle and shutting it down.
+    template <class Call>
+    static Lines InnerCalls(Call&& work) {
+        const Lines calls = CallsOf(work);
+        EXPECT_GE(calls.size(), 6u);
+        EXPECT_EQ(calls[2], "OX_CC_CreateHandle(ETH1)");
+        EXPECT_EQ(calls.back(), "OX_CC_DestroyHandle()");
+        return {calls.begin() + 3, calls.end() - 3};
+    }
+};
+
+TEST_F(IpConfig, AStaticAddressIsForcedOnACameraThatIsNotOpened) {
+    const Lines calls =
+        InnerCalls([] { EXPECT_EQ(Set(1, "192.168.001.10", "255.255.255.0", "192.168.1.1"), OX3D_RGBD_OK); });
+    EXPECT_EQ(calls, (Lines{"OX_GIGE_SetIpConfig(0x5000000)",
+                            "OX_GIGE_ForceIpEx(0xc0a8010a, 0xffffff00, 0xc0a80101)"}));
+}
+
+TEST_F(IpConfig, DynamicModesOnlySetTheMode) {
+    EXPECT_EQ(InnerCalls([] { EXPECT_EQ(Set(2, "", "", ""), OX3D_RGBD_OK); }),
+              Lines{"OX_GIGE_SetIpConfig(0x6000000)"});
+    EXPECT_EQ(InnerCalls([] { EXPECT_EQ(Set(4, "x", "x", "x"), OX3D_RGBD_OK); }),
+              Lines{"OX_GIGE_SetIpConfig(0x4000000)"});
+}
+
+TEST_F(IpConfig, UnusableConfigurationsNeverReachTheCamera) {
+    struct Row {
+        uint32_t m_mode;
+        const char* m_ip;
+        const char* m_mask;
+        const char* m_gateway;
+        const char* m_line;
+    };
+    const char* const invalid = "[SetIpConfig] ip config parameter is invalid.";
+    const Row rows[] = {
+        {0, "", "", "", "[SetIpConfig] Set ip config (0) failed, is invalid "},
+        {3, "1.2.3.4", "255.0.0.0", "1.2.3.1", "[SetIpConfig] Set ip config (3) failed, is invalid "},
+        {1, "1.2.3", "255.0.0.0", "1.2.3.1",
+         "[SetIpConfig] parameter is wrong,nIpRet[0],nNetMaskRet[1],nGateWayRet[1] "},
+        {1, "1.2.3.4", "256.0.0.0", "1.2.3.1.",
+         "[SetIpConfig] parameter is wrong,nIpRet[1],nNetMaskRet[0],nGateWayRet[0] "},
+        {1, "192.168.1.10", "255.255.255.0", "192.168.2.1", invalid},
+        {1, "192.168.1.10", "0.0.0.0", "192.168.1.1", invalid},
+        {1, "0.0.0.0", "255.0.0.0", "0.0.0.1", invalid},
+        {1, "1.2.3.4", "255.0.0.0", "0.0.0.0", invalid},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.m_ip);
+        Lines lines;
+        Lines calls;
+        SetUp();
+        DrainLogAtEveryCall();
+        calls = InnerCalls([&] {
+            lines = LinesOf([&] {
+                EXPECT_EQ(Set(row.m_mode, row.m_ip, row.m_mask, row.m_gateway), OX3D_RGBD_E_PARAMETER);
+            });
+        });
+        EXPECT_EQ(calls, Lines{});
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), row.m_line), 1) << testing::PrintToString(lines);
+    }
+}
+
+TEST_F(IpConfig, FailuresOfTheCamera) {
+    Fail(DOUBLE_OX_GIGE_SetIpConfig, OX_CC_E_ACCESS_DENIED, 1);
+    EXPECT_EQ(Set(2, "", "", ""), OX3D_RGBD_E_CAMERA_0E);
+    Fail(DOUBLE_OX_GIGE_ForceIpEx, OX_CC_E_ACCESS_DENIED);
+    EXPECT_EQ(Set(1, "1.2.3.4", "255.0.0.0", "1.2.3.1"), OX3D_RGBD_E_PARAMETER) << "not the camera's code";
+    EXPECT_EQ(Set(2, "", "", "", "none"), OX3D_RGBD_E_PARAMETER);
+    ExpectNothingLeft();
+}
+
+// ---- Calibration of one sensor ---------------------------------------------------------------------------
+
+class CalibInfo : public Maintenance {
+protected:
+    uint32_t Get(uint32_t sensor) {
+        memset(&m_info, 0x5A, sizeof(m_info));
+        return OX3D_RGBD_GetCalibInfo(m_handle, sensor, &m_info);
+    }
+    void ExpectInfo(uint32_t width, uint32_t height, std::initializer_list<float> values) {
+        EXPECT_EQ(m_info.nWidth, width);
+        EXPECT_EQ(m_info.nHeight, height);
+        float fields[9];
+        memcpy(fields, &m_info.fFx, sizeof(fields)); // fx, fy, cx, cy, k1, k2, p1, p2, k3
+        EXPECT_EQ(std::vector<float>(fields, fields + 9), std::vector<float>(values));
+        const uint8_t zeros[20] = {};
+        EXPECT_EQ(memcmp(m_info.nReserved, zeros, sizeof(zeros)), 0);
+    }
+    static void SetWidth(int64_t width) {
+        Answer(DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{width, 0, 0, 0});
+    }
+    OX3D_RGBD_CALIB_INFO m_info = {};
+};
+
+TEST_F(CalibInfo, TheCamerasWidthChoosesTheSet) {
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    ExpectInfo(640, 480, {500, 500, 320, 240, 0, 0, 0, 0, 0}); // no distortion in the file: none
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
+    ExpectInfo(640, 480, {500, 500, 320, 240, 0.5f, 2, 3, 4, 5});
+    SetWidth(1280);
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    ExpectInfo(1280, 720, {1000, 900, 640, 360, 1.5f, 2, 3, 4, 5});
+    SetWidth(99); // the second set whatever its own width
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
+    ExpectInfo(1280, 720, {1100, 1000, 641, 361, 6, 7, 8, 9, 10});
+}
+
+TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCamera) {
+    std::string text = kCalibration;
+    text.replace(text.find("fx=\"500\""), 8, "fx=\"501\"");
+    Double().SetFile("RGBDSensorCali", text.c_str());
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    EXPECT_EQ(m_info.fFx, 501.0f);
+}
+
+TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
+    for (const uint32_t sensor : {0u, 3u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(Get(sensor), OX3D_RGBD_E_PARAMETER);
+    }
+    std::string text = kCalibration;
+    text.replace(text.find("<Distort"), 8, "<Discard");
+    Double().SetFile("RGBDSensorCali", text.c_str());
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_E_NO_DATA) << "only the depth sensor may lack distortion";
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    Double().SetFile("RGBDSensorCali", "<Calib/>");
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
+    Double().SetFile("RGBDSensorCali", nullptr);
+    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
+}
+
+} // namespace

@@ -1,0 +1,274 @@
+// Features by name, the library's own three keys, commands and the software trigger.
+#include "ScriptedCamera.h"
+
+namespace {
+
+class Params : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        Open();
+    }
+
+    uint32_t Set(const char* key, const OX3D_RGBD_PARAM& param) {
+        OX3D_RGBD_PARAM copy = param;
+        return OX3D_RGBD_SetParam(m_handle, key, &copy);
+    }
+    uint32_t Get(const char* key, uint32_t type = 0) {
+        memset(&m_param, 0x77, sizeof(m_param));
+        m_param.enParamType = type;
+        return OX3D_RGBD_GetParam(m_handle, key, &m_param);
+    }
+    static OX3D_RGBD_PARAM Param(uint32_t type, uint32_t firstWord = 1) {
+        OX3D_RGBD_PARAM param = {};
+        param.enParamType = type;
+        param.bBoolValue = firstWord;
+        return param;
+    }
+    OX3D_RGBD_PARAM m_param = {};
+};
+
+const std::pair<const char*, int64_t> kOwnKeys[] = {
+    {"ImageAlign", 1}, {"ResolutionAlign", 1}, {"OutputRgbd", 0}};
+
+TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
+    const Lines calls = CallsOf([&] {
+        for (const auto& [key, standard] : kOwnKeys) {
+            SCOPED_TRACE(key);
+            for (const int64_t value : {standard, 1 - standard, standard}) {
+                EXPECT_EQ(Get(key, OX3D_RGBD_PARAM_ENUM), OX3D_RGBD_OK);
+                EXPECT_EQ(m_param.enParamType, OX3D_RGBD_PARAM_INT) << "whatever the caller put in";
+                const OX3D_RGBD_INTPARAM& current = m_param.stIntParam;
+                EXPECT_EQ(current.nMax, 1);
+                EXPECT_EQ(current.nMin, 0);
+                EXPECT_EQ(current.nInc, 1);
+                EXPECT_EQ(SetSwitch(key, value), OX3D_RGBD_OK);
+                EXPECT_EQ(Get(key), OX3D_RGBD_OK);
+                EXPECT_EQ(m_param.stIntParam.nCurValue, value);
+            }
+        }
+    });
+    EXPECT_EQ(calls, Lines{});
+}
+
+TEST_F(Params, TheOwnKeysBeginWithTheirDefaultsAtEachOpen) {
+    for (const auto& [key, standard] : kOwnKeys) {
+        ASSERT_EQ(Get(key), OX3D_RGBD_OK);
+        EXPECT_EQ(m_param.stIntParam.nCurValue, standard) << key;
+        SetSwitch(key, 1 - standard);
+    }
+    ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
+    Open();
+    for (const auto& [key, standard] : kOwnKeys) {
+        ASSERT_EQ(Get(key), OX3D_RGBD_OK);
+        EXPECT_EQ(m_param.stIntParam.nCurValue, standard) << key;
+    }
+}
+
+TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
+    const auto isRefused = [&](const OX3D_RGBD_PARAM& param) {
+        return Set("ImageAlign", param) == OX3D_RGBD_E_PARAMETER && Get("ImageAlign") == OX3D_RGBD_OK &&
+               m_param.stIntParam.nCurValue == 1;
+    };
+    for (const int64_t value : {int64_t{2}, int64_t{-1}, int64_t{1} << 32, INT64_MIN}) {
+        OX3D_RGBD_PARAM param = Param(OX3D_RGBD_PARAM_INT);
+        param.stIntParam.nCurValue = value;
+        EXPECT_TRUE(isRefused(param)) << value;
+    }
+    for (const uint32_t type : {0u, 1u, 3u, 4u, 5u, 6u}) {
+        EXPECT_TRUE(isRefused(Param(type))) << type;
+    }
+    EXPECT_EQ(LinesOf([&] { Set("OutputRgbd", Param(OX3D_RGBD_PARAM_INT, 2)); }),
+              Lines{"[CamSetValue] nParamType[2] nParamData[2]."});
+}
+
+TEST_F(Params, KeysAreComparedWhole) {
+    const OX3D_RGBD_PARAM one = Param(OX3D_RGBD_PARAM_INT);
+    const Lines calls = CallsOf([&] {
+        for (const char* key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD", ""}) {
+            Set(key, one);
+        }
+    });
+    EXPECT_EQ(calls, (Lines{"OX_CC_SetIntValueEx(imagealign, 1)", "OX_CC_SetIntValueEx(ImageAlign , 1)",
+                            "OX_CC_SetIntValueEx(ImageAlig, 1)", "OX_CC_SetIntValueEx(OutputRGBD, 1)",
+                            "OX_CC_SetIntValueEx(1)"}));
+}
+
+TEST_F(Params, SettingIsForwardedByTheCallersType) {
+    OX3D_RGBD_PARAM number = Param(OX3D_RGBD_PARAM_INT);
+    number.stIntParam.nCurValue = -5000000000;
+    OX3D_RGBD_PARAM real = Param(OX3D_RGBD_PARAM_FLOAT);
+    real.stFloatParam.fCurValue = 2.5f;
+    OX3D_RGBD_PARAM text = Param(OX3D_RGBD_PARAM_STRING);
+    SetText(text.stStringParam.chCurValue, "text");
+    const Lines lines = LinesOf([&] {
+        const Lines calls = CallsOf([&] {
+            EXPECT_EQ(Set("B", Param(OX3D_RGBD_PARAM_BOOL, 256)), OX3D_RGBD_OK);
+            EXPECT_EQ(Set("I", number), OX3D_RGBD_OK);
+            EXPECT_EQ(Set("F", real), OX3D_RGBD_OK);
+            EXPECT_EQ(Set("E", Param(OX3D_RGBD_PARAM_ENUM, 9)), OX3D_RGBD_OK);
+            EXPECT_EQ(Set("S", text), OX3D_RGBD_OK);
+        });
+        EXPECT_EQ(calls, (Lines{"OX_CC_SetBoolValue(B, 1)", "OX_CC_SetIntValueEx(I, -5000000000)",
+                                "OX_CC_SetFloatValue(F, 2.5)", "OX_CC_SetEnumValue(E, 9)",
+                                "OX_CC_SetStringValue(S, text)"}));
+    });
+    EXPECT_EQ(lines, (Lines{"camera module OX_CC_SetBoolValue: strKey(B) bValue(1).",
+                            "camera module SetIntValue:strKey(I) nValue(-5000000000.000000).",
+                            "camera module OX_CC_SetFloatValue:strKey(F) fValue(2.500000).",
+                            "camera module OX_CC_SetEnumValue:strKey(E) nValue(9).",
+                            "camera module OX_CC_SetStringValue:strKey(S), strValue(text)."}));
+}
+
+TEST_F(Params, ATextWithoutEndIsReadToTheEndOfItsField) {
+    OX3D_RGBD_PARAM text = Param(OX3D_RGBD_PARAM_STRING);
+    memset(&text.stStringParam, 'x', sizeof(text.stStringParam));
+    EXPECT_EQ(CallsOf([&] { Set("S", text); }),
+              Lines{"OX_CC_SetStringValue(S, " + std::string(256, 'x') + ")"});
+}
+
+TEST_F(Params, UnknownTypesAreRefusedBeforeTheCamera) {
+    const Lines calls = CallsOf([&] {
+        for (const uint32_t type : {0u, 6u, 0xFFFFFFFFu}) {
+            EXPECT_EQ(Set("Width", Param(type)), OX3D_RGBD_E_PARAMETER);
+        }
+    });
+    EXPECT_EQ(calls, Lines{});
+}
+
+TEST_F(Params, AFailedSettingIsTranslated) {
+    Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F); }).back(),
+              "camera module OX_CC_SetValue fail, strKey(Width) ValueType(2), nRet:(0x80000102).");
+}
+
+TEST_F(Params, GettingAsksForTheTypeFirst) {
+    struct Row {
+        uint32_t m_interface;
+        uint32_t m_type; // 0: there is none
+        const char* m_call;
+    };
+    const Row rows[] = {{2, OX3D_RGBD_PARAM_INT, "OX_CC_GetIntValueEx(Key)"},
+                        {3, OX3D_RGBD_PARAM_BOOL, "OX_CC_GetBoolValue(Key)"},
+                        {5, OX3D_RGBD_PARAM_FLOAT, "OX_CC_GetFloatValue(Key)"},
+                        {6, OX3D_RGBD_PARAM_STRING, "OX_CC_GetStringValue(Key)"},
+                        {9, OX3D_RGBD_PARAM_ENUM, "OX_CC_GetEnumValue(Key)"},
+                        {0, 0, ""},
+                        {1, 0, ""},
+                        {4, 0, ""},
+                        {7, 0, ""},
+                        {8, 0, ""},
+                        {10, 0, ""},
+                        {11, 0, ""}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.m_interface);
+        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, row.m_interface);
+        Lines calls;
+        const Lines lines = LinesOf([&] {
+            calls = CallsOf(
+                [&] { EXPECT_EQ(Get("Key"), row.m_type != 0 ? OX3D_RGBD_OK : OX3D_RGBD_E_PARAMETER); });
+        });
+        const std::string number = std::to_string(row.m_interface);
+        if (row.m_type != 0) {
+            EXPECT_EQ(calls, (Lines{"OX_XML_GetNodeInterfaceType(Key)", row.m_call}));
+            EXPECT_EQ(m_param.enParamType, row.m_type);
+            EXPECT_EQ(lines,
+                      Lines{"GetParamValue pstValue->enParamType is [" + std::to_string(row.m_type) + "]."});
+        } else {
+            EXPECT_EQ(calls, (Lines{"OX_XML_GetNodeInterfaceType(Key)"}));
+            EXPECT_EQ(lines, (Lines{"pInterfaceType  is error , pInterfaceType is " + number + ".",
+                                    "GetParamValue fail, pInterfaceType(" + number + "), nRet:[0x80060004].",
+                                    "GetCamParamsType failed, errcode is (0x80060004)"}));
+        }
+    }
+    Answer(DOUBLE_OX_XML_GetNodeInterfaceType, 12u);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER); }).front(),
+              "parameter pInterfaceType is out of limit.");
+}
+
+TEST_F(Params, ValuesArriveInTheCallersRecord) {
+    const auto getAs = [&](uint32_t interfaceType) {
+        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, interfaceType);
+        EXPECT_EQ(Get("Key"), OX3D_RGBD_OK);
+    };
+    getAs(OX_IFT_IInteger);
+    EXPECT_EQ(m_param.stIntParam.nCurValue, 640);
+    EXPECT_EQ(m_param.stIntParam.nMax, 4000);
+    OX_CC_FLOAT_VALUE real = {1.5f, 3.0f, -2.0f, {}};
+    Answer(DOUBLE_OX_CC_GetFloatValue, real);
+    getAs(OX_IFT_IFloat);
+    EXPECT_EQ(m_param.stFloatParam.fCurValue, 1.5f);
+    EXPECT_EQ(m_param.stFloatParam.fMax, 3.0f);
+    EXPECT_EQ(m_param.stFloatParam.fMin, -2.0f);
+    OX_CC_ENUM_VALUE choice = {7, 2, {7, 9}, {}};
+    Answer(DOUBLE_OX_CC_GetEnumValue, choice);
+    getAs(OX_IFT_IEnumeration);
+    EXPECT_EQ(m_param.stEnumParam.nCurValue, 7u);
+    EXPECT_EQ(m_param.stEnumParam.nSupportedNum, 2u);
+    EXPECT_EQ(m_param.stEnumParam.nSupportValue[1], 9u);
+    OX_CC_STRING_VALUE text = {"text", 64, {}};
+    Answer(DOUBLE_OX_CC_GetStringValue, text);
+    getAs(OX_IFT_IString);
+    EXPECT_STREQ(m_param.stStringParam.chCurValue, "text");
+    EXPECT_EQ(m_param.stStringParam.nMaxLength, 64);
+    Answer(DOUBLE_OX_CC_GetBoolValue, true);
+    getAs(OX_IFT_IBoolean);
+    EXPECT_EQ(m_param.bBoolValue, 1u);
+}
+
+TEST_F(Params, AFailedReadingIsTranslated) {
+    Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS, 1);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_CAMERA_07); }).back(),
+              "camera module OX_CC_GetValue fail, strKey(Key), ValueType(2), nRet:(0x80000106).");
+    Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ARGUMENT);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER); }).back(),
+              "GetCamParamsType failed, errcode is (0x80060004)");
+}
+
+TEST_F(Params, TheAccessModeIsTheCameras) {
+    Answer(DOUBLE_OX_XML_GetNodeAccessMode, OX_AM_RO);
+    Ox3dRgbdAccessMode mode = 99;
+    EXPECT_EQ(OX3D_RGBD_XML_GetNodeAccessMode(m_handle, "Key", &mode), OX3D_RGBD_OK);
+    EXPECT_EQ(mode, OX3D_RGBD_ACCESS_READ_ONLY);
+    const auto get = [&](const char* name, Ox3dRgbdAccessMode* out) {
+        return OX3D_RGBD_XML_GetNodeAccessMode(m_handle, name, out);
+    };
+    EXPECT_LINES(get(nullptr, nullptr), OX3D_RGBD_E_PARAMETER, "pstrName is null");
+    EXPECT_LINES(get("Key", nullptr), OX3D_RGBD_E_PARAMETER, "pAccessMode is null");
+    Fail(DOUBLE_OX_XML_GetNodeAccessMode, OX_CC_E_UNKNOWN);
+    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(get("Key", &mode), OX3D_RGBD_E_UNKNOWN); }).back(),
+              "XML_GetNodeAccessMode failed, errcode is (0x800600ff)");
+}
+
+const char* const kTrigger = "OX_CC_SetCommandValue(TriggerSoftware)";
+const std::vector<std::string> kFirstTrigger = {"OX_CC_SetEnumValue(TriggerMode, 1)",
+                                                "OX_CC_SetEnumValue(TriggerSource, 7)", kTrigger};
+
+TEST_F(Params, TheFirstSoftwareTriggerSwitchesTheTriggerMode) {
+    const auto trigger = [&] { EXPECT_EQ(OX3D_RGBD_SoftTrigger(m_handle), OX3D_RGBD_OK); };
+    EXPECT_EQ(CallsOf(trigger), kFirstTrigger);
+    EXPECT_EQ(CallsOf(trigger), Lines{kTrigger});
+    EXPECT_EQ(CallsOf([&] { OX3D_RGBD_Execute(m_handle, "TriggerSoftware"); }), Lines{kTrigger});
+    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    EXPECT_EQ(CallsOf(trigger), Lines{kTrigger});
+    ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+    EXPECT_EQ(CallsOf(trigger), kFirstTrigger) << "stopping forgets the switch";
+}
+
+TEST_F(Params, ACameraThatRefusesTheSwitchIsTriggeredAllTheSame) {
+    Fail(DOUBLE_OX_CC_SetEnumValue, OX_CC_E_GC_ACCESS, 4); // opening took three
+    const auto execute = [&] { EXPECT_EQ(OX3D_RGBD_Execute(m_handle, "TriggerSoftware"), OX3D_RGBD_OK); };
+    Lines lines;
+    EXPECT_EQ(CallsOf([&] { lines = LinesOf(execute); }), (Lines{kFirstTrigger[0], kTrigger}));
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "Set trigger mode failed! err code:0x80060007."), 1);
+    EXPECT_EQ(CallsOf(execute), kFirstTrigger) << "and switched at the next";
+}
+
+TEST_F(Params, OtherCommandsAreJustExecuted) {
+    EXPECT_CALLS(OX3D_RGBD_Execute(m_handle, "UserSetSave"), OX3D_RGBD_OK,
+                 "OX_CC_SetCommandValue(UserSetSave)");
+    Fail(DOUBLE_OX_CC_SetCommandValue, OX_CC_E_GC_ARGUMENT);
+    EXPECT_EQ(OX3D_RGBD_Execute(m_handle, "None"), OX3D_RGBD_E_PARAMETER);
+}
+
+} // namespace
