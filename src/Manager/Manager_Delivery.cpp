@@ -4,6 +4,7 @@
 #include <cxxabi.h>
 #include <exception>
 #include <new>
+#include <optional>
 
 #include "Common/AsyncLog.h"
 #include "Common/Time.h"
@@ -157,10 +158,11 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         return;
     }
     // The lock before the call is counted: a frame that waits here is no callback in flight for a callback
-    // that unregisters itself.
+    // that unregisters itself. And left before it: once the call is no longer counted, the manager may go.
+    std::optional<CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
     const COXLock lock(&m_xCallback);
-    const CCallbackCall call(m_frameCallback, this);
-    if (!call) {
+    call.emplace(m_frameCallback, this);
+    if (!*call) {
         return;
     }
     ClearAllLocalData();
@@ -179,7 +181,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         return;
     }
     const double begin = MyMilliseconds();
-    CallApplication("ImageCallBack", [&] { call(&frame); });
+    CallApplication("ImageCallBack", [&] { (*call)(&frame); });
     OX_LOG_DEBUG(
         "[ImageCallBack] Callback: Get frame (%d) Type(%#x)  hight(%d) width(%d) Len (%d)from Camera "
         "cost time (%f)!\r\n",

@@ -64,48 +64,6 @@ TEST_F(Module, OtherCallsOfTheCameraAreMadeAsTheyAre) {
                             "OX_CC_SetFloatValue(Key, 1.5)"}));
 }
 
-TEST_F(Module, NullArgumentsNeverReachTheCamera) {
-    CCameraModule& m = m_module;
-    OX3D_RGBD_PARAM param = {};
-    uint32_t word = 0;
-    bool truth = false;
-    const Lines calls = CallsOf([&] {
-        for (const uint32_t status : {m.SetIntValue(nullptr, 1),
-                                      m.GetIntValue(nullptr, &param.stIntParam),
-                                      m.GetIntValue("Key", nullptr),
-                                      m.SetFloatValue(nullptr, 1),
-                                      m.SetEnumValue(nullptr, 1),
-                                      m.SetEnumValueByString(nullptr, "Entry"),
-                                      m.SetEnumValueByString("Key", nullptr),
-                                      m.SetStringValue(nullptr, "text"),
-                                      m.SetBoolValue(nullptr, true),
-                                      m.SetCommandValue(nullptr),
-                                      m.GetEnumValue(nullptr, &param.stEnumParam),
-                                      m.GetFloatValue(nullptr, &param.stFloatParam),
-                                      m.GetStringValue(nullptr, &param.stStringParam),
-                                      m.GetBoolValue(nullptr, &truth),
-                                      m.SetValue(nullptr, &param),
-                                      m.GetValue(nullptr, &param),
-                                      m.GetCamParamsType(nullptr, &word),
-                                      m.GetCamParamsType("Key", nullptr),
-                                      m.XML_GetNodeAccessMode(nullptr, &word),
-                                      m.XML_GetNodeAccessMode("Key", nullptr),
-                                      m.GetImageBuffer(nullptr, 0),
-                                      m.FreeImageBuffer(nullptr),
-                                      m.FileAccessRead(nullptr),
-                                      m.FileAccessWrite(nullptr),
-                                      m.PropertyImport(nullptr),
-                                      m.PropertyExport(nullptr),
-                                      m.Upgrade(nullptr),
-                                      m.GetUpgradeProcess(nullptr),
-                                      m.ReadMemory(nullptr, 0, 1),
-                                      m.WriteMemory(nullptr, 0, 1)}) {
-            EXPECT_EQ(status, OX3D_RGBD_E_PARAMETER);
-        }
-    });
-    EXPECT_EQ(calls, Lines{});
-}
-
 // Both volume events share one callback.
 TEST_F(Module, VolumeEventsReachTheirCallback) {
     OX_CC_EVENT_CALLBACK trampoline = nullptr;

@@ -5,6 +5,8 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+constexpr uint32_t kColourChunk = OX_CHUNK_EXTENDED_IMAGE;
+constexpr uint32_t kPairChunk = OX_CHUNK_DEMOSAIC_PAIR;
 
 Bytes BytesOf(const OX3D_RGBD_IMAGE_DATA& image) {
     return {image.pData, image.pData + image.nDataLen};
@@ -18,11 +20,33 @@ Bytes Ramp(size_t count, size_t first = 0) {
     return bytes;
 }
 
-constexpr uint32_t kColourChunk = OX_CHUNK_EXTENDED_IMAGE;
-constexpr uint32_t kPairChunk = OX_CHUNK_DEMOSAIC_PAIR;
+class Frames : public CScripted {
+protected:
+    void ExpectImage(uint32_t index, uint32_t type, uint32_t width, uint32_t height, uint32_t stream,
+                     const Bytes& bytes) {
+        SCOPED_TRACE("image " + std::to_string(index));
+        const OX3D_RGBD_IMAGE_DATA& image = Image(index);
+        EXPECT_EQ(image.enImageType, type);
+        EXPECT_EQ(image.nWidth, width);
+        EXPECT_EQ(image.nHeight, height);
+        EXPECT_EQ(image.enStreamType, stream);
+        EXPECT_EQ(image.nFrameNum, Image(0).nFrameNum);
+        EXPECT_EQ(image.nTimeStamp, 0x200000003u);
+        ASSERT_EQ(image.nDataLen, bytes.size());
+        EXPECT_TRUE(BytesOf(image) == bytes);
+    }
+    // Fetches the frame and expects this many images of it.
+    void FetchImages(CRawFrame& frame, uint32_t count) {
+        ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+        ASSERT_EQ(m_frame.nImageCount, count);
+        EXPECT_EQ(Image(0).nFrameNum, frame.m_info.nFrameNum);
+        const OX3D_RGBD_IMAGE_DATA empty = {};
+        EXPECT_EQ(memcmp(&Image(count), &empty, sizeof(empty)), 0) << "the rest of the record is zeroed";
+    }
+};
 
 // An Ethernet camera with every conversion off, so that frames of any size pass.
-class Assembly : public CScripted {
+class Assembly : public Frames {
 protected:
     void SetUp() override {
         CScripted::SetUp();
@@ -32,7 +56,7 @@ protected:
     }
 };
 
-class UsbAssembly : public CScripted {
+class UsbAssembly : public Frames {
 protected:
     void SetUp() override {
         CScripted::SetUp();
@@ -40,47 +64,20 @@ protected:
     }
 };
 
-TEST_F(Assembly, TheMainImageComesFirstInAZeroedRecord) {
+TEST_F(Assembly, TheMainImageComesFirstAndTheColourImageFromItsChunk) {
     CRawFrame frame(64, 48, 7);
     frame.Main() = Ramp(frame.Main().size());
     frame.m_info.enPixelType = 0x55555555011000B8; // the low half counts
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(m_frame.nImageCount, 1u);
-    EXPECT_EQ(Image(0).enImageType, OX3D_RGBD_PIXEL_DEPTH16);
-    EXPECT_EQ(Image(0).nWidth, 64u);
-    EXPECT_EQ(Image(0).nHeight, 48u);
-    EXPECT_EQ(Image(0).nFrameNum, 7u);
-    EXPECT_EQ(Image(0).nTimeStamp, 0x200000003u);
-    EXPECT_EQ(Image(0).enStreamType, OX3D_RGBD_STREAM_NONE);
-    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
-    EXPECT_NE(Image(0).pData, frame.Main().data()) << "the camera has its buffer back";
-    const OX3D_RGBD_IMAGE_DATA empty = {};
-    EXPECT_EQ(memcmp(&Image(1), &empty, sizeof(empty)), 0);
-}
-
-TEST_F(Assembly, TheColourImageComesFromItsChunk) {
-    CRawFrame frame(64, 48, 7);
     const Bytes& chunk = frame.AddColour(40, 30, 5);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    ASSERT_EQ(m_frame.nImageCount, 2u);
-    EXPECT_EQ(Image(1).enImageType, OX3D_RGBD_PIXEL_RGB8_PLANAR);
-    EXPECT_EQ(Image(1).nWidth, 40u);
-    EXPECT_EQ(Image(1).nHeight, 30u);
-    EXPECT_EQ(Image(1).nFrameNum, 7u);
-    EXPECT_EQ(Image(1).nTimeStamp, 0x200000003u);
-    EXPECT_EQ(BytesOf(Image(1)), Ramp(3600, 5));
+    FetchImages(frame, 2);
+    ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 64, 48, OX3D_RGBD_STREAM_NONE, frame.Main());
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 40, 30, OX3D_RGBD_STREAM_NONE, Ramp(3600, 5));
+    EXPECT_NE(Image(0).pData, frame.Main().data()) << "the camera has its buffer back";
     uint32_t word = 0;
     memcpy(&word, chunk.data() + 12, sizeof(word));
     EXPECT_EQ(word, 3600u) << "the payload's length is noted in the chunk";
-}
-
-TEST_F(Assembly, AFrameWithoutTheChunkHasNoColourImage) {
-    CRawFrame first(64, 48, 1);
-    first.AddColour(40, 30);
-    ASSERT_EQ(Fetch(first), OX3D_RGBD_OK);
-    CRawFrame second(64, 48, 2);
-    ASSERT_EQ(Fetch(second), OX3D_RGBD_OK);
-    EXPECT_EQ(m_frame.nImageCount, 1u);
+    CRawFrame bare(64, 48, 8);
+    FetchImages(bare, 1); // colour is not repeated
 }
 
 TEST_F(Assembly, TheLastOfTwoChunksCountsAndUnknownOnesAreSkipped) {
@@ -88,11 +85,10 @@ TEST_F(Assembly, TheLastOfTwoChunksCountsAndUnknownOnesAreSkipped) {
     frame.AddColour(40, 30, 5);
     frame.AddChunk(0xA5A53D99, 32, 1, 1, 10);
     frame.AddColour(20, 10, 9);
-    EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }),
+    frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96); // of USB cameras only
+    EXPECT_EQ(LinesOf([&] { FetchImages(frame, 2); }),
               Lines{"[UpdateChunkDataToLocalInput] unSupport trunk ID(0xa5a53d99)."});
-    ASSERT_EQ(m_frame.nImageCount, 2u);
-    EXPECT_EQ(Image(1).nWidth, 20u);
-    EXPECT_EQ(BytesOf(Image(1)), Ramp(600, 9));
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 20, 10, OX3D_RGBD_STREAM_NONE, Ramp(600, 9));
 }
 
 TEST_F(Assembly, NullAndShortChunksAreSkipped) {
@@ -101,8 +97,7 @@ TEST_F(Assembly, NullAndShortChunksAreSkipped) {
     frame.AddRecord(nullptr, kColourChunk, 1000);
     frame.AddRecord(shortChunk.data(), kColourChunk, 31);
     frame.AddRecord(shortChunk.data(), kPairChunk, 27);
-    EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }).size(), 3u);
-    EXPECT_EQ(m_frame.nImageCount, 1u);
+    EXPECT_EQ(LinesOf([&] { FetchImages(frame, 1); }).size(), 3u);
     EXPECT_EQ(shortChunk, Bytes(31, 0xEE)) << "nothing is written back";
 }
 
@@ -122,62 +117,43 @@ TEST_F(Assembly, ImagesBeyondTheFirstBuffersArrive) {
     CRawFrame large(3000, 2000, 1); // 12,000,000 bytes of depth, 5 MiB of colour
     large.Main() = Ramp(large.Main().size());
     large.AddChunk(kColourChunk, 32, 1, 1, 5 << 20);
-    ASSERT_EQ(Fetch(large), OX3D_RGBD_OK);
-    EXPECT_TRUE(BytesOf(Image(0)) == large.Main());
-    EXPECT_TRUE(BytesOf(Image(1)) == Ramp(5 << 20));
+    FetchImages(large, 2);
+    ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 3000, 2000, OX3D_RGBD_STREAM_NONE, large.Main());
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 1, 1, OX3D_RGBD_STREAM_NONE, Ramp(5 << 20));
     const uint8_t* const grown = Image(0).pData;
     CRawFrame small(64, 48, 2);
-    ASSERT_EQ(Fetch(small), OX3D_RGBD_OK);
+    FetchImages(small, 1);
     EXPECT_EQ(Image(0).pData, grown) << "a buffer does not shrink";
 }
 
-TEST_F(UsbAssembly, EachImageNamesItsStream) {
-    CRawFrame frame(64, 48, 9);
+TEST_F(UsbAssembly, EachImageNamesItsStreamAndThePairStaysOnceItCame) {
+    CRawFrame frame(64, 48, 1);
     frame.AddColour(40, 30);
     frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96, 3);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    ASSERT_EQ(m_frame.nImageCount, 4u);
-    for (uint32_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(Image(i).enStreamType, i + 1);
-        EXPECT_EQ(Image(i).nFrameNum, 9u);
-        EXPECT_EQ(Image(i).nTimeStamp, 0x200000003u);
-    }
-    for (uint32_t i = 2; i < 4; ++i) {
-        EXPECT_EQ(Image(i).nWidth, 64u);
-        EXPECT_EQ(Image(i).nHeight, 48u);
-        EXPECT_EQ(BytesOf(Image(i)), Ramp(64 * 48, i == 2 ? 3 : 3 + 64 * 48));
-    }
-    CRawFrame picture(64, 48, 10);
-    picture.m_info.enPixelType = OX3D_RGBD_PIXEL_RGB8_PLANAR;
-    ASSERT_EQ(Fetch(picture), OX3D_RGBD_OK);
+    FetchImages(frame, 4);
+    ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 64, 48, OX3D_RGBD_STREAM_DEPTH, frame.Main());
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 40, 30, OX3D_RGBD_STREAM_COLOR, Ramp(3600));
+    ExpectImage(2, OX3D_RGBD_PIXEL_RGB8_PLANAR, 64, 48, OX3D_RGBD_STREAM_LEFT, Ramp(64 * 48, 3));
+    ExpectImage(3, OX3D_RGBD_PIXEL_RGB8_PLANAR, 64, 48, OX3D_RGBD_STREAM_RIGHT, Ramp(64 * 48, 3 + 64 * 48));
+    CRawFrame second(64, 48, 2);
+    second.AddRecord(nullptr, kPairChunk, 100); // unusable: the slot stays as it was
+    second.m_info.enPixelType = OX3D_RGBD_PIXEL_RGB8_PLANAR;
+    FetchImages(second, 3);
     EXPECT_EQ(Image(0).enStreamType, OX3D_RGBD_STREAM_NONE) << "only a depth image is the depth stream";
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 64, 48, OX3D_RGBD_STREAM_LEFT, Ramp(64 * 48, 3));
+    ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    CRawFrame third(64, 48, 1);
+    FetchImages(third, 3);
 }
 
 TEST_F(UsbAssembly, TheSecondHalfLiesAtHalfTheAreaWhateverThePixelSize) {
     CRawFrame frame(64, 48);
     frame.AddChunk(kPairChunk, 28, 64, 96, 2 * 64 * 96); // two bytes a pixel
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    ASSERT_EQ(m_frame.nImageCount, 3u);
+    FetchImages(frame, 3);
     EXPECT_EQ(Image(1).nDataLen, 64u * 96);
     EXPECT_EQ(Image(2).nDataLen, 64u * 96);
     EXPECT_EQ(Image(2).pData - Image(1).pData, 64 * 96 / 2);
-}
-
-TEST_F(UsbAssembly, TheDemosaicPairStaysOnceItCame) {
-    CRawFrame first(64, 48, 1);
-    first.AddChunk(kPairChunk, 28, 64, 96, 64 * 96);
-    ASSERT_EQ(Fetch(first), OX3D_RGBD_OK);
-    CRawFrame second(64, 48, 2);
-    second.AddRecord(nullptr, kPairChunk, 100); // unusable: the slot stays as it was
-    ASSERT_EQ(Fetch(second), OX3D_RGBD_OK);
-    ASSERT_EQ(m_frame.nImageCount, 3u);
-    EXPECT_EQ(BytesOf(Image(1)), Ramp(64 * 48));
-    EXPECT_EQ(Image(1).nFrameNum, 2u);
-    ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
-    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
-    CRawFrame third(64, 48, 1);
-    ASSERT_EQ(Fetch(third), OX3D_RGBD_OK);
-    EXPECT_EQ(m_frame.nImageCount, 3u);
 }
 
 TEST_F(UsbAssembly, APairThatWouldLieOutsideItsBufferIsDropped) {
@@ -185,16 +161,8 @@ TEST_F(UsbAssembly, APairThatWouldLieOutsideItsBufferIsDropped) {
     for (const auto& [width, height] : sizes) {
         CRawFrame frame(64, 48);
         frame.AddChunk(kPairChunk, 28, width, height, 100);
-        EXPECT_EQ(LinesOf([&] { ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); }).size(), 1u);
-        EXPECT_EQ(m_frame.nImageCount, 1u);
+        EXPECT_EQ(LinesOf([&] { FetchImages(frame, 1); }).size(), 1u);
     }
-}
-
-TEST_F(Assembly, AnEthernetCamerasPairIsNotDelivered) {
-    CRawFrame frame(64, 48);
-    frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(m_frame.nImageCount, 1u);
 }
 
 // ---- RGB-D -----------------------------------------------------------------------------------------------
@@ -204,34 +172,23 @@ TEST_F(Assembly, RgbdWeavesThreePlanesAndDepth) {
     CRawFrame frame(1280, 720, 3); // 4.6 MB, more than the first buffer
     frame.Main() = Ramp(frame.Main().size(), 77);
     frame.AddColour(1280, 720, 5);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    ASSERT_EQ(m_frame.nImageCount, 3u);
-    EXPECT_EQ(Image(2).enImageType, OX3D_RGBD_PIXEL_RGBD);
-    EXPECT_EQ(Image(2).nWidth, 1280u);
-    EXPECT_EQ(Image(2).nHeight, 720u);
-    EXPECT_EQ(Image(2).nFrameNum, 3u);
-    EXPECT_EQ(Image(2).nTimeStamp, 0x200000003u);
-    EXPECT_EQ(Image(2).enStreamType, OX3D_RGBD_STREAM_NONE);
+    FetchImages(frame, 3);
+    Bytes expected;
     const size_t pixels = size_t{1280} * 720;
-    ASSERT_EQ(Image(2).nDataLen, pixels * 5);
-    size_t wrong = 0;
     for (size_t p = 0; p < pixels; ++p) {
-        const uint8_t expected[5] = {static_cast<uint8_t>(5 + p), static_cast<uint8_t>(5 + p + pixels),
-                                     static_cast<uint8_t>(5 + p + 2 * pixels),
-                                     static_cast<uint8_t>(77 + 2 * p), static_cast<uint8_t>(78 + 2 * p)};
-        wrong += memcmp(Image(2).pData + 5 * p, expected, 5) != 0 ? 1 : 0;
+        for (const size_t byte : {5 + p, 5 + p + pixels, 5 + p + 2 * pixels, 77 + 2 * p, 78 + 2 * p}) {
+            expected.push_back(static_cast<uint8_t>(byte));
+        }
     }
-    EXPECT_EQ(wrong, 0u);
+    ExpectImage(2, OX3D_RGBD_PIXEL_RGBD, 1280, 720, OX3D_RGBD_STREAM_NONE, expected);
 }
 
 TEST_F(Assembly, RgbdReadsZerosWhereThePlanesEnd) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
-    CRawFrame frame(4, 2);
-    frame.AddChunk(kColourChunk, 32, 4, 2, 10, 1); // 10 of 24 bytes
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    ASSERT_EQ(Image(2).nDataLen, 40u);
-    EXPECT_EQ(Bytes(Image(2).pData, Image(2).pData + 3), (Bytes{1, 9, 0}));
-    EXPECT_EQ(Bytes(Image(2).pData + 35, Image(2).pData + 38), (Bytes{8, 0, 0}));
+    CRawFrame frame(4, 1, 1, 0x0201);
+    frame.AddChunk(kColourChunk, 32, 4, 1, 6, 10); // 6 of 12 bytes
+    FetchImages(frame, 3);
+    EXPECT_EQ(BytesOf(Image(2)), (Bytes{10, 14, 0, 1, 2, 11, 15, 0, 1, 2, 12, 0, 0, 1, 2, 13, 0, 0, 1, 2}));
 }
 
 TEST_F(Assembly, RgbdNeedsASecondImage) {
@@ -239,19 +196,17 @@ TEST_F(Assembly, RgbdNeedsASecondImage) {
     CRawFrame frame(64, 48);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(Ledger().nLentFrames, 0u);
-    CRawFrame whole(64, 48, 2);
-    whole.AddColour(64, 48);
-    EXPECT_EQ(Fetch(whole), OX3D_RGBD_OK) << "the next good frame works";
+    frame.AddColour(64, 48);
+    EXPECT_EQ(Fetch(frame), OX3D_RGBD_OK) << "the next good frame works";
 }
 
 TEST_F(UsbAssembly, RgbdAndAlignmentsAreForEthernetCamerasOnly) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
     CRawFrame frame(640, 480);
     frame.AddColour(40, 30);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(m_frame.nImageCount, 2u);
+    FetchImages(frame, 2);
+    ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 640, 480, OX3D_RGBD_STREAM_DEPTH, frame.Main());
     EXPECT_EQ(Image(1).nWidth, 40u);
-    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
 }
 
 // ---- Colour scaled to the depth's size -------------------------------------------------------------------
@@ -270,17 +225,12 @@ TEST_F(ColourAlign, TheColourImageGetsTheDepthsSizePlaneByPlane) {
     for (size_t plane = 0; plane < 3; ++plane) { // a plane of one value keeps it through any scaler
         memset(chunk.data() + 32 + plane * 1920 * 1080, static_cast<int>(50 * (plane + 1)), 1920 * 1080);
     }
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(Image(1).nWidth, 1280u);
-    EXPECT_EQ(Image(1).nHeight, 720u);
-    EXPECT_EQ(Image(1).nDataLen, 2764800u);
-    EXPECT_EQ(Image(1).enImageType, OX3D_RGBD_PIXEL_RGB8_PLANAR);
-    EXPECT_EQ(Image(1).nFrameNum, 4u);
+    FetchImages(frame, 2);
     Bytes expected;
     for (const int value : {50, 100, 150}) {
         expected.insert(expected.end(), 1280 * 720, static_cast<uint8_t>(value));
     }
-    EXPECT_TRUE(BytesOf(Image(1)) == expected);
+    ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 1280, 720, OX3D_RGBD_STREAM_NONE, expected);
 }
 
 TEST_F(ColourAlign, AnImageOfTheDepthsSizeIsLeftAlone) {
@@ -293,8 +243,7 @@ TEST_F(ColourAlign, AnImageOfTheDepthsSizeIsLeftAlone) {
 TEST_F(ColourAlign, ShortPlanesFailTheFrame) {
     CRawFrame frame(64, 48);
     frame.AddChunk(kColourChunk, 32, 40, 30, 40 * 30 * 3 - 1);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_MEMORY); }).back(),
-              "[FetchFrame] FillFrameData fail [0x80060005]");
+    EXPECT_LAST_LINE(Fetch(frame), OX3D_RGBD_E_MEMORY, "[FetchFrame] FillFrameData fail [0x80060005]");
     EXPECT_EQ(Ledger().nLentFrames, 0u);
     for (const auto& [width, height] : {std::pair{0x10000u, 0x10000u}, std::pair{0xFFFFFFFFu, 0xFFFFFFFFu}}) {
         CRawFrame huge(64, 48);
@@ -317,18 +266,13 @@ TEST_F(ColourAlign, TheBufferKeepsTheSizeOfTheFirstAlignment) {
 
 // ---- Depth registered to the colour camera ---------------------------------------------------------------
 
-class DepthAlign : public CScripted {
+class DepthAlign : public Frames {
 protected:
     void SetUp() override {
         CScripted::SetUp();
         OpenAndStart();
     }
 
-    static uint16_t Sample(const OX3D_RGBD_IMAGE_DATA& image, uint32_t column, uint32_t row) {
-        uint16_t sample = 0;
-        memcpy(&sample, image.pData + 2 * (size_t{row} * image.nWidth + column), sizeof(sample));
-        return sample;
-    }
     static void Put(CRawFrame& frame, uint32_t column, uint32_t row, uint16_t sample) {
         memcpy(&frame.Main()[2 * (size_t{row} * frame.m_info.nWidth + column)], &sample, sizeof(sample));
     }
@@ -339,35 +283,28 @@ TEST_F(DepthAlign, EachPixelMovesByItsParallaxAndTheNearestWins) {
     CRawFrame frame(640, 480, 5);
     Put(frame, 100, 50, 0);   // a hole moves along
     Put(frame, 200, 60, 500); // lands at 221, row 61, before what is behind it
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    const OX3D_RGBD_IMAGE_DATA& depth = Image(0);
-    EXPECT_EQ(depth.enImageType, OX3D_RGBD_PIXEL_DEPTH16);
-    EXPECT_EQ(depth.nDataLen, 640u * 480 * 2);
-    EXPECT_EQ(depth.nFrameNum, 5u);
-    EXPECT_EQ(depth.nTimeStamp, 0x200000003u);
-    size_t wrong = 0;
+    FetchImages(frame, 1);
+    CRawFrame expected(640, 480);
     for (uint32_t row = 0; row < 480; ++row) {
-        for (uint32_t column = 0; column < 640; ++column) {
-            const bool isHole = column < 10 || (column == 110 && row == 50) || (column == 210 && row == 60);
-            const uint16_t expected = isHole ? 0 : (column == 221 && row == 61 ? 500 : 1000);
-            wrong += Sample(depth, column, row) != expected ? 1 : 0;
+        for (uint32_t column = 0; column < 10; ++column) {
+            Put(expected, column, row, 0); // nothing comes from further left
         }
     }
-    EXPECT_EQ(wrong, 0u);
+    Put(expected, 110, 50, 0);
+    Put(expected, 210, 60, 0);
+    Put(expected, 221, 61, 500);
+    ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 640, 480, OX3D_RGBD_STREAM_NONE, expected.Main());
 }
 
-TEST_F(DepthAlign, TheSwitchTurnsItOff) {
-    ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
+TEST_F(DepthAlign, IsForDepthImagesAndCanBeSwitchedOff) {
     CRawFrame frame(640, 480);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+    frame.m_info.enPixelType = 0x01100007;
+    FetchImages(frame, 1);
     EXPECT_TRUE(BytesOf(Image(0)) == frame.Main());
-}
-
-TEST_F(DepthAlign, OnlyDepthIsRegistered) {
-    CRawFrame frame(64, 48);
-    frame.m_info.enPixelType = 0x01080001;
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(BytesOf(Image(0)), frame.Main());
+    ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
+    frame.m_info.enPixelType = OX3D_RGBD_PIXEL_DEPTH16;
+    FetchImages(frame, 1);
+    EXPECT_TRUE(BytesOf(Image(0)) == frame.Main());
 }
 
 TEST_F(DepthAlign, ItsFailureFailsTheFrame) {
@@ -387,7 +324,7 @@ TEST_F(DepthAlign, ItsFailureFailsTheFrame) {
 
 // ---- Point clouds ----------------------------------------------------------------------------------------
 
-class PointCloud : public CScripted {
+class PointCloud : public Frames {
 protected:
     void SetUp() override {
         CScripted::SetUp();
@@ -462,8 +399,7 @@ TEST_F(PointCloud, WorksBeforeStartAndWhileFramesAreFetched) {
 TEST_F(PointCloud, WithoutCalibrationFailsUntilTheFileIsThere) {
     const std::string file = "RGBDSensorCali_ETH1.xml";
     std::filesystem::rename(file, "aside");
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Map(640, 480), OX3D_RGBD_E_NO_DATA); }).back(),
-              "[DepthMapConvert] cfg_file is not exist.");
+    EXPECT_LAST_LINE(Map(640, 480), OX3D_RGBD_E_NO_DATA, "[DepthMapConvert] cfg_file is not exist.");
     EXPECT_EQ(Map(640, 480), OX3D_RGBD_E_NO_DATA);
     std::filesystem::rename("aside", file);
     EXPECT_EQ(Map(640, 480), OX3D_RGBD_OK);

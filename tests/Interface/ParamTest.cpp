@@ -32,36 +32,27 @@ const std::pair<const char*, int64_t> kOwnKeys[] = {
     {"ImageAlign", 1}, {"ResolutionAlign", 1}, {"OutputRgbd", 0}};
 
 TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
+    const auto expect = [&](const char* key, int64_t value) {
+        EXPECT_EQ(Get(key, OX3D_RGBD_PARAM_ENUM), OX3D_RGBD_OK) << key;
+        EXPECT_EQ(m_param.enParamType, OX3D_RGBD_PARAM_INT) << "whatever the caller put in";
+        const OX3D_RGBD_INTPARAM& current = m_param.stIntParam;
+        EXPECT_EQ(current.nCurValue, value) << key;
+        EXPECT_TRUE(current.nMax == 1 && current.nMin == 0 && current.nInc == 1);
+    };
     const Lines calls = CallsOf([&] {
         for (const auto& [key, standard] : kOwnKeys) {
-            SCOPED_TRACE(key);
-            for (const int64_t value : {standard, 1 - standard, standard}) {
-                EXPECT_EQ(Get(key, OX3D_RGBD_PARAM_ENUM), OX3D_RGBD_OK);
-                EXPECT_EQ(m_param.enParamType, OX3D_RGBD_PARAM_INT) << "whatever the caller put in";
-                const OX3D_RGBD_INTPARAM& current = m_param.stIntParam;
-                EXPECT_EQ(current.nMax, 1);
-                EXPECT_EQ(current.nMin, 0);
-                EXPECT_EQ(current.nInc, 1);
+            expect(key, standard);
+            for (const int64_t value : {standard, 1 - standard}) {
                 EXPECT_EQ(SetSwitch(key, value), OX3D_RGBD_OK);
-                EXPECT_EQ(Get(key), OX3D_RGBD_OK);
-                EXPECT_EQ(m_param.stIntParam.nCurValue, value);
+                expect(key, value);
             }
         }
     });
     EXPECT_EQ(calls, Lines{});
-}
-
-TEST_F(Params, TheOwnKeysBeginWithTheirDefaultsAtEachOpen) {
-    for (const auto& [key, standard] : kOwnKeys) {
-        ASSERT_EQ(Get(key), OX3D_RGBD_OK);
-        EXPECT_EQ(m_param.stIntParam.nCurValue, standard) << key;
-        SetSwitch(key, 1 - standard);
-    }
     ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
     Open();
     for (const auto& [key, standard] : kOwnKeys) {
-        ASSERT_EQ(Get(key), OX3D_RGBD_OK);
-        EXPECT_EQ(m_param.stIntParam.nCurValue, standard) << key;
+        expect(key, standard); // each open begins anew
     }
 }
 
@@ -78,20 +69,15 @@ TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
     for (const uint32_t type : {0u, 1u, 3u, 4u, 5u, 6u}) {
         EXPECT_TRUE(isRefused(Param(type))) << type;
     }
-    EXPECT_EQ(LinesOf([&] { Set("OutputRgbd", Param(OX3D_RGBD_PARAM_INT, 2)); }),
-              Lines{"[CamSetValue] nParamType[2] nParamData[2]."});
+    EXPECT_LINES(Set("OutputRgbd", Param(OX3D_RGBD_PARAM_INT, 2)), OX3D_RGBD_E_PARAMETER,
+                 "[CamSetValue] nParamType[2] nParamData[2].");
 }
 
 TEST_F(Params, KeysAreComparedWhole) {
     const OX3D_RGBD_PARAM one = Param(OX3D_RGBD_PARAM_INT);
-    const Lines calls = CallsOf([&] {
-        for (const char* key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD", ""}) {
-            Set(key, one);
-        }
-    });
-    EXPECT_EQ(calls, (Lines{"OX_CC_SetIntValueEx(imagealign, 1)", "OX_CC_SetIntValueEx(ImageAlign , 1)",
-                            "OX_CC_SetIntValueEx(ImageAlig, 1)", "OX_CC_SetIntValueEx(OutputRGBD, 1)",
-                            "OX_CC_SetIntValueEx(1)"}));
+    for (const std::string key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD"}) {
+        EXPECT_CALLS(Set(key.c_str(), one), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(" + key + ", 1)");
+    }
 }
 
 TEST_F(Params, SettingIsForwardedByTheCallersType) {
@@ -101,85 +87,52 @@ TEST_F(Params, SettingIsForwardedByTheCallersType) {
     real.stFloatParam.fCurValue = 2.5f;
     OX3D_RGBD_PARAM text = Param(OX3D_RGBD_PARAM_STRING);
     SetText(text.stStringParam.chCurValue, "text");
-    const Lines lines = LinesOf([&] {
-        const Lines calls = CallsOf([&] {
-            EXPECT_EQ(Set("B", Param(OX3D_RGBD_PARAM_BOOL, 256)), OX3D_RGBD_OK);
-            EXPECT_EQ(Set("I", number), OX3D_RGBD_OK);
-            EXPECT_EQ(Set("F", real), OX3D_RGBD_OK);
-            EXPECT_EQ(Set("E", Param(OX3D_RGBD_PARAM_ENUM, 9)), OX3D_RGBD_OK);
-            EXPECT_EQ(Set("S", text), OX3D_RGBD_OK);
-        });
-        EXPECT_EQ(calls, (Lines{"OX_CC_SetBoolValue(B, 1)", "OX_CC_SetIntValueEx(I, -5000000000)",
-                                "OX_CC_SetFloatValue(F, 2.5)", "OX_CC_SetEnumValue(E, 9)",
-                                "OX_CC_SetStringValue(S, text)"}));
-    });
-    EXPECT_EQ(lines, (Lines{"camera module OX_CC_SetBoolValue: strKey(B) bValue(1).",
-                            "camera module SetIntValue:strKey(I) nValue(-5000000000.000000).",
-                            "camera module OX_CC_SetFloatValue:strKey(F) fValue(2.500000).",
-                            "camera module OX_CC_SetEnumValue:strKey(E) nValue(9).",
-                            "camera module OX_CC_SetStringValue:strKey(S), strValue(text)."}));
-}
-
-TEST_F(Params, ATextWithoutEndIsReadToTheEndOfItsField) {
-    OX3D_RGBD_PARAM text = Param(OX3D_RGBD_PARAM_STRING);
-    memset(&text.stStringParam, 'x', sizeof(text.stStringParam));
-    EXPECT_EQ(CallsOf([&] { Set("S", text); }),
-              Lines{"OX_CC_SetStringValue(S, " + std::string(256, 'x') + ")"});
-}
-
-TEST_F(Params, UnknownTypesAreRefusedBeforeTheCamera) {
-    const Lines calls = CallsOf([&] {
-        for (const uint32_t type : {0u, 6u, 0xFFFFFFFFu}) {
-            EXPECT_EQ(Set("Width", Param(type)), OX3D_RGBD_E_PARAMETER);
-        }
-    });
-    EXPECT_EQ(calls, Lines{});
+    EXPECT_CALLS(Set("B", Param(OX3D_RGBD_PARAM_BOOL, 256)), OX3D_RGBD_OK, "OX_CC_SetBoolValue(B, 1)");
+    EXPECT_CALLS(Set("I", number), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(I, -5000000000)");
+    EXPECT_CALLS(Set("F", real), OX3D_RGBD_OK, "OX_CC_SetFloatValue(F, 2.5)");
+    EXPECT_CALLS(Set("E", Param(OX3D_RGBD_PARAM_ENUM, 9)), OX3D_RGBD_OK, "OX_CC_SetEnumValue(E, 9)");
+    EXPECT_CALLS(Set("S", text), OX3D_RGBD_OK, "OX_CC_SetStringValue(S, text)");
+    EXPECT_LINES(Set("I", number), OX3D_RGBD_OK,
+                 "camera module SetIntValue:strKey(I) nValue(-5000000000.000000).");
+    memset(&text.stStringParam, 'x', sizeof(text.stStringParam)); // without an end in its field
+    EXPECT_CALLS(Set("S", text), OX3D_RGBD_OK, "OX_CC_SetStringValue(S, " + std::string(256, 'x') + ")");
+    for (const uint32_t type : {0u, 6u, 0xFFFFFFFFu}) {
+        EXPECT_CALLS(Set("Width", Param(type)), OX3D_RGBD_E_PARAMETER);
+    }
 }
 
 TEST_F(Params, AFailedSettingIsTranslated) {
     Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F); }).back(),
-              "camera module OX_CC_SetValue fail, strKey(Width) ValueType(2), nRet:(0x80000102).");
+    EXPECT_LAST_LINE(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F,
+                     "camera module OX_CC_SetValue fail, strKey(Width) ValueType(2), nRet:(0x80000102).");
 }
 
 TEST_F(Params, GettingAsksForTheTypeFirst) {
     struct Row {
         uint32_t m_interface;
-        uint32_t m_type; // 0: there is none
+        uint32_t m_type;
         const char* m_call;
     };
     const Row rows[] = {{2, OX3D_RGBD_PARAM_INT, "OX_CC_GetIntValueEx(Key)"},
                         {3, OX3D_RGBD_PARAM_BOOL, "OX_CC_GetBoolValue(Key)"},
                         {5, OX3D_RGBD_PARAM_FLOAT, "OX_CC_GetFloatValue(Key)"},
                         {6, OX3D_RGBD_PARAM_STRING, "OX_CC_GetStringValue(Key)"},
-                        {9, OX3D_RGBD_PARAM_ENUM, "OX_CC_GetEnumValue(Key)"},
-                        {0, 0, ""},
-                        {1, 0, ""},
-                        {4, 0, ""},
-                        {7, 0, ""},
-                        {8, 0, ""},
-                        {10, 0, ""},
-                        {11, 0, ""}};
+                        {9, OX3D_RGBD_PARAM_ENUM, "OX_CC_GetEnumValue(Key)"}};
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.m_interface);
         Answer(DOUBLE_OX_XML_GetNodeInterfaceType, row.m_interface);
-        Lines calls;
-        const Lines lines = LinesOf([&] {
-            calls = CallsOf(
-                [&] { EXPECT_EQ(Get("Key"), row.m_type != 0 ? OX3D_RGBD_OK : OX3D_RGBD_E_PARAMETER); });
-        });
-        const std::string number = std::to_string(row.m_interface);
-        if (row.m_type != 0) {
-            EXPECT_EQ(calls, (Lines{"OX_XML_GetNodeInterfaceType(Key)", row.m_call}));
-            EXPECT_EQ(m_param.enParamType, row.m_type);
-            EXPECT_EQ(lines,
-                      Lines{"GetParamValue pstValue->enParamType is [" + std::to_string(row.m_type) + "]."});
-        } else {
-            EXPECT_EQ(calls, (Lines{"OX_XML_GetNodeInterfaceType(Key)"}));
-            EXPECT_EQ(lines, (Lines{"pInterfaceType  is error , pInterfaceType is " + number + ".",
-                                    "GetParamValue fail, pInterfaceType(" + number + "), nRet:[0x80060004].",
-                                    "GetCamParamsType failed, errcode is (0x80060004)"}));
-        }
+        EXPECT_CALLS(Get("Key"), OX3D_RGBD_OK, "OX_XML_GetNodeInterfaceType(Key)", row.m_call);
+        EXPECT_EQ(m_param.enParamType, row.m_type);
+        EXPECT_LINES(Get("Key"), OX3D_RGBD_OK,
+                     "GetParamValue pstValue->enParamType is [" + std::to_string(row.m_type) + "].");
+    }
+    for (const uint32_t without : {0u, 1u, 4u, 7u, 8u, 10u, 11u}) {
+        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, without);
+        const std::string number = std::to_string(without);
+        EXPECT_CALLS(Get("Key"), OX3D_RGBD_E_PARAMETER, "OX_XML_GetNodeInterfaceType(Key)");
+        EXPECT_LINES(Get("Key"), OX3D_RGBD_E_PARAMETER,
+                     "pInterfaceType  is error , pInterfaceType is " + number + ".",
+                     "GetParamValue fail, pInterfaceType(" + number + "), nRet:[0x80060004].",
+                     "GetCamParamsType failed, errcode is (0x80060004)");
     }
     Answer(DOUBLE_OX_XML_GetNodeInterfaceType, 12u);
     EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER); }).front(),
@@ -218,11 +171,10 @@ TEST_F(Params, ValuesArriveInTheCallersRecord) {
 
 TEST_F(Params, AFailedReadingIsTranslated) {
     Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS, 1);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_CAMERA_07); }).back(),
-              "camera module OX_CC_GetValue fail, strKey(Key), ValueType(2), nRet:(0x80000106).");
+    EXPECT_LAST_LINE(Get("Key"), OX3D_RGBD_E_CAMERA_07,
+                     "camera module OX_CC_GetValue fail, strKey(Key), ValueType(2), nRet:(0x80000106).");
     Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ARGUMENT);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER); }).back(),
-              "GetCamParamsType failed, errcode is (0x80060004)");
+    EXPECT_LAST_LINE(Get("Key"), OX3D_RGBD_E_PARAMETER, "GetCamParamsType failed, errcode is (0x80060004)");
 }
 
 TEST_F(Params, TheAccessModeIsTheCameras) {
@@ -236,8 +188,8 @@ TEST_F(Params, TheAccessModeIsTheCameras) {
     EXPECT_LINES(get(nullptr, nullptr), OX3D_RGBD_E_PARAMETER, "pstrName is null");
     EXPECT_LINES(get("Key", nullptr), OX3D_RGBD_E_PARAMETER, "pAccessMode is null");
     Fail(DOUBLE_OX_XML_GetNodeAccessMode, OX_CC_E_UNKNOWN);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(get("Key", &mode), OX3D_RGBD_E_UNKNOWN); }).back(),
-              "XML_GetNodeAccessMode failed, errcode is (0x800600ff)");
+    EXPECT_LAST_LINE(get("Key", &mode), OX3D_RGBD_E_UNKNOWN,
+                     "XML_GetNodeAccessMode failed, errcode is (0x800600ff)");
 }
 
 const char* const kTrigger = "OX_CC_SetCommandValue(TriggerSoftware)";

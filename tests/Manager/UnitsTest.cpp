@@ -1,4 +1,4 @@
-// Buffers, chunks, callbacks, address texts, the RGB-D weave and the conversion engine, each by itself.
+// Buffers, chunks, callbacks, address texts and the conversion engine, each by itself.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -9,7 +9,6 @@
 #include "Manager/ChunkImage.h"
 #include "Manager/GrowBuffer.h"
 #include "Manager/Ipv4Text.h"
-#include "Manager/RgbdInterleave.h"
 #include "Ox3dRgbdDefine.h"
 
 // Sanitizers abort on a block that cannot be had; the library has to get null, as without them.
@@ -76,22 +75,6 @@ TEST(ChunkImage, ThatCannotBeCopiedLeavesSlotAndChunkAlone) {
 
 using Callback = void (*)(int*, void*);
 
-TEST(CallbackSlot, HandsOutFunctionAndUserTogether) {
-    CCallbackSlot<Callback> slot;
-    EXPECT_FALSE(CCallbackCall(slot, nullptr));
-    int user = 0;
-    slot.Publish({[](int* record, void* target) { *static_cast<int*>(target) = *record; }, &user});
-    int record = 42;
-    {
-        const CCallbackCall call(slot, nullptr);
-        slot.Publish({}); // what was taken is still called whole
-        ASSERT_TRUE(call);
-        call(&record);
-    }
-    EXPECT_EQ(user, 42);
-    EXPECT_FALSE(slot.IsRegistered());
-}
-
 TEST(CallbackSlot, WaitsForOtherThreadsAndNotForItself) {
     CCallbackSlot<Callback> slot;
     slot.Publish({[](int*, void*) {}, nullptr});
@@ -123,16 +106,6 @@ TEST(Ipv4Text, FollowsTheDottedQuad) {
         EXPECT_EQ(IsValidIpv4(text), 0) << text;
     }
     EXPECT_EQ(IsValidIpv4(nullptr), 0);
-}
-
-TEST(RgbdWeave, ReadsZerosWhereASourceEndsOrIsMissing) {
-    const uint8_t colour[] = {1, 2, 3, 4, 5};
-    const uint8_t depth[] = {9, 8, 7};
-    Bytes out(10, 0xEE);
-    InterleaveRgbd({colour, 5}, {depth, 3}, 2, out.data());
-    EXPECT_EQ(out, (Bytes{1, 3, 5, 9, 8, 2, 4, 0, 7, 0}));
-    InterleaveRgbd({nullptr, 6}, {nullptr, 4}, 2, out.data());
-    EXPECT_EQ(out, Bytes(10, 0));
 }
 
 TEST(DepthConverter, NeedsRecordsAndAnObject) {

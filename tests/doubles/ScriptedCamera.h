@@ -196,6 +196,9 @@ private:
 #define EXPECT_CALLS(call, status, ...) \
     EXPECT_EQ(CallsOf([&] { EXPECT_EQ((call), (status)); }), (Lines{__VA_ARGS__}))
 
+#define EXPECT_LAST_LINE(call, status, line) \
+    EXPECT_EQ(LastOf(LinesOf([&] { EXPECT_EQ((call), (status)); })), line)
+
 class CScripted : public testing::Test {
 protected:
     using Lines = std::vector<std::string>;
@@ -307,6 +310,7 @@ protected:
         }
         return lines;
     }
+    static std::string LastOf(const Lines& lines) { return lines.empty() ? std::string() : lines.back(); }
     // Makes LinesOf work for long sequences too: every camera call waits for the log.
     static void DrainLogAtEveryCall() {
         static Work drain = [](const DoubleCall&) { DrainLog(); };
