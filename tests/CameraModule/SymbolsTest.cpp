@@ -1,4 +1,5 @@
 // The one list of functions against the header that providers are compiled against: same names, same types.
+#include <iterator>
 #include <type_traits>
 
 #include "OxCameraControl.h"
@@ -9,10 +10,10 @@ namespace {
     static_assert(std::is_same_v<decltype(name), result arguments>, #name);
 #include "CameraModule/CamSymbols.def"
 
-constexpr int kCount = 0
-#define OX_CAM_SYMBOL(result, name, arguments, group, need) +1
+constexpr const char* kNames[] = {
+#define OX_CAM_SYMBOL(result, name, arguments, group, need) #name,
 #include "CameraModule/CamSymbols.def"
-    ;
-static_assert(kCount == 57);
+};
+static_assert(std::size(kNames) == 57);
 
 } // namespace

@@ -1,4 +1,5 @@
 // The calibration file: what is read from it, what is missing in it, and files that are none.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -11,6 +12,8 @@
 #include "Manager/CalibrationFile.h"
 
 namespace {
+
+using ::testing::ElementsAre;
 
 const std::string kFile = R"(<Anything>
  <RGBD_1><Camera img_w="640" img_h="480"/>
@@ -50,10 +53,10 @@ protected:
 
 TEST_F(Calibration, IsReadIntoIntrinsicsTransformAndDistortion) {
     ASSERT_EQ(Load(kFile), nullptr);
-    const DepthCalibration expected = {{1.5f, 2.5f, 3, 4},
-                                       {1, 2, 3, 10, 4, 5, 6, 11, 7, 8, 9, 12.5f, 0, 0, 0, 1},
-                                       {13, 14, 15, 0, 17, 18, 19, 20, 21}}; // a missing attribute is 0
-    EXPECT_EQ(memcmp(&m_out, &expected, sizeof(expected)), 0);
+    EXPECT_THAT(m_out.m_depthIntrinsics, ElementsAre(1.5f, 2.5f, 3, 4));
+    EXPECT_THAT(m_out.m_depthToColor, ElementsAre(1, 2, 3, 10, 4, 5, 6, 11, 7, 8, 9, 12.5f, 0, 0, 0, 1));
+    EXPECT_THAT(m_out.m_colorIntrinsics, ElementsAre(13, 14, 15, 0, 17, 18, 19, 20, 21))
+        << "a missing attribute is 0";
     ASSERT_EQ(Load(kFile, 1280), nullptr) << "any other width takes the second set";
     EXPECT_EQ(m_out.m_depthIntrinsics[0], 99.0f);
     EXPECT_EQ(m_out.m_depthToColor[15], 1.0f);

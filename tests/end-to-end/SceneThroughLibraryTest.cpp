@@ -87,8 +87,9 @@ TEST_F(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeas
     std::vector<double> errors;
     const size_t pixels = size_t{depth.nWidth} * depth.nHeight;
     for (size_t i = 0; i < pixels; i += 3) {
+        const size_t row = i / depth.nWidth;
         const double x = static_cast<double>(i % depth.nWidth) + 0.5;
-        const double y = static_cast<double>(i / depth.nWidth) + 0.5;
+        const double y = static_cast<double>(row) + 0.5;
         const uint16_t measured = DepthAt(depth, i);
         const double exact = m_truth.FromColorCamera(StateOf(depth), x, y).m_depthMm;
         if (measured != 0 && BothSee(m_truth, StateOf(depth), x, y, exact)) {
