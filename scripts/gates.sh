@@ -206,11 +206,11 @@ gate_tidy() {
         <build/check-tidy-files.txt
 }
 
-# sanitized_tests <preset> [ctest options...]
+# sanitized_tests <preset> <target> [ctest options...]
 sanitized_tests() {
-    local preset="$1" status=0
-    shift
-    build_preset "$preset"
+    local preset="$1" target="$2" status=0
+    shift 2
+    build_preset "$preset" "$target"
     "${wrapper[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error --parallel "$jobs" "$@" |
         tee "build/$preset/tests.log" || status=$?
     summary_of_tests "build/$preset" "build/$preset/tests.log"
@@ -221,7 +221,7 @@ gate_asan_ubsan() {
     local wrapper=()
     export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
     export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-    sanitized_tests asan-ubsan
+    sanitized_tests asan-ubsan all
 }
 
 gate_tsan() {
@@ -232,5 +232,5 @@ gate_tsan() {
         wrapper=(setarch "$(uname -m)" -R)
     fi
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
-    sanitized_tests tsan -L threaded
+    sanitized_tests tsan ox3d_threaded_tests -L threaded
 }
