@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "ApiGuard.h"
-#include "Directory.h"
+#include "Camera.h"
 
 using namespace ox3d;
 
@@ -18,15 +18,15 @@ int OX_CC_EnumDevices(uint32_t nTLayerType, OX_CC_DEVICE_INFO_LIST* pstDevList) 
         if (pstDevList == nullptr) {
             return Code(OX_CC_E_PARAMETER);
         }
-        return CDirectory::Instance().Enumerate(nTLayerType, pstDevList);
+        return Provider().Enumerate(nTLayerType, pstDevList);
     });
 }
 
 bool OX_CC_IsDeviceAccessible(OX_CC_DEVICE_INFO* pstDevInfo, uint32_t nAccessMode) {
     bool isAccessible = false;
     Guarded([&] {
-        const auto slot = pstDevInfo == nullptr ? nullptr : CDirectory::Instance().Find(*pstDevInfo);
-        isAccessible = slot != nullptr && slot->IsAccessible(nAccessMode);
+        const auto camera = pstDevInfo == nullptr ? nullptr : Provider().Find(*pstDevInfo);
+        isAccessible = camera != nullptr && camera->IsAccessible(nAccessMode);
         return kOk;
     });
     return isAccessible;
@@ -41,11 +41,11 @@ int OX_CC_CreateHandle(void** handle, const OX_CC_DEVICE_INFO* pstDevInfo) {
         if (handle == nullptr || pstDevInfo == nullptr) {
             return Code(OX_CC_E_PARAMETER);
         }
-        auto slot = CDirectory::Instance().Find(*pstDevInfo);
-        if (slot == nullptr) {
+        auto camera = Provider().Find(*pstDevInfo);
+        if (camera == nullptr) {
             return Code(OX_CC_E_PARAMETER);
         }
-        *handle = CHandleTable::Instance().Add(std::make_shared<CSession>(std::move(slot), *pstDevInfo));
+        *handle = CHandleTable::Instance().Add(std::make_shared<CSession>(std::move(camera), *pstDevInfo));
         return kOk;
     });
 }
@@ -61,7 +61,7 @@ int OX_CC_DestroyHandle(void* handle) {
     });
 }
 
-// The switch-over key is for handing control on between applications, which virtual cameras do not do.
+// The switch-over key is for handing control on between applications, which is not offered.
 int OX_CC_OpenDevice(void* handle, uint32_t nAccessMode, uint16_t /*nSwitchoverKey*/) {
     return OnHandle(handle, true, [&](CSession& session) { return session.Open(nAccessMode); });
 }
@@ -95,10 +95,14 @@ int OX_CC_RegisterEventCallBackEx(void* handle, const char* pEventName, OX_CC_EV
         if (strnlen(pEventName, kMostEventNameBytes) == kMostEventNameBytes) {
             return Code(OX_CC_E_PARAMETER);
         }
-        if (std::strcmp(pEventName, "ExposureEnd") != 0) {
+        if (!session.Camera().HasEvent(pEventName)) {
             return Code(OX_CC_E_SUPPORT);
         }
-        session.Callbacks().m_exposureEnd.Set(pfnCallBack, pUser);
+        const auto slot = session.Callbacks().Named(pEventName);
+        if (slot == nullptr) {
+            return Code(OX_CC_E_RESOURCE);
+        }
+        slot->Set(pfnCallBack, pUser);
         return kOk;
     });
 }

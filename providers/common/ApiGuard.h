@@ -35,7 +35,7 @@ int OnHandle(void* handle, bool isCallable, Body body) noexcept {
 
 enum class EIntent { Read, Write };
 
-// The body gets the model of an open camera and answers with the model's outcome.
+// The body gets the connection of an open camera.
 template <typename Body>
 int OnCamera(void* handle, bool isCallable, EIntent intent, Body body) noexcept {
     return OnHandle(handle, isCallable, [&](CSession& session) {
@@ -43,9 +43,9 @@ int OnCamera(void* handle, bool isCallable, EIntent intent, Body body) noexcept 
         if (const int code = session.Connected(intent == EIntent::Write, &connection); code != kOk) {
             return code;
         }
-        const EModelStatus status = body(connection->Model());
-        connection->IsAlive(); // a reset takes the camera away: say so at once
-        return ToCode(status);
+        const int code = body(*connection);
+        connection->IsAlive(); // a call can take the camera away: say so at once
+        return code;
     });
 }
 

@@ -1,21 +1,11 @@
-// Status.h - the model's outcomes as codes of the camera-control interface.
-#ifndef OX3D_PROVIDER_STATUS_H
-#define OX3D_PROVIDER_STATUS_H
+// ModelStatus.h - the model's outcomes as codes of the camera-control interface.
+#ifndef OX3D_PROVIDER_MODEL_STATUS_H
+#define OX3D_PROVIDER_MODEL_STATUS_H
 
-#include <ox3drgbd/OxCameraControl.h>
-
+#include "common/Status.h"
 #include "virtual-camera/Feature.h"
 
 namespace ox3d {
-
-constexpr int Code(uint32_t code) {
-    return static_cast<int>(code);
-}
-
-constexpr int kOk = Code(OX_CC_OK);
-
-// What a call on a camera that is gone answers.
-constexpr int kDeviceGone = Code(OX_CC_E_PRECONDITION);
 
 constexpr int ToCode(EModelStatus status) {
     switch (status) {

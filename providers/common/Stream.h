@@ -1,4 +1,5 @@
-// Stream.h - the two threads of one acquisition: the camera's own, and the one that calls back.
+// Stream.h - the two threads of one acquisition: the one that takes frames from the camera, and the one that
+// calls back.
 //
 // The camera's thread never runs code of the application, so anybody may wait for it. The other one does; it
 // is waited for by everyone but itself.
@@ -16,8 +17,11 @@ namespace ox3d {
 
 class CStream : public std::enable_shared_from_this<CStream> {
 public:
-    CStream(std::shared_ptr<CConnection> connection, std::shared_ptr<CFrameBuffer> buffer)
-        : m_connection(std::move(connection)), m_buffer(std::move(buffer)) {}
+    CStream(std::shared_ptr<HandleCallbacks> callbacks, std::shared_ptr<CFrameBuffer> buffer)
+        : m_callbacks(std::move(callbacks)), m_buffer(std::move(buffer)) {}
+    virtual ~CStream() = default;
+    CStream(const CStream&) = delete;
+    CStream& operator=(const CStream&) = delete;
 
     bool Start();
     // Ends the acquisition without waiting; frames that wait are dropped.
@@ -25,12 +29,18 @@ public:
     void JoinCamera() { m_camera.Join(); }
     void JoinDelivery() { m_delivery.Join(); }
 
+protected:
+    // Fills nodes until the stop is asked for or the camera is gone.
+    virtual void RunCamera() = 0;
+
+    CFrameBuffer& Buffer() const { return *m_buffer; }
+    std::stop_token StopToken() const { return m_stop.get_token(); }
+    void Commit(FrameNode* node) { m_buffer->Commit(m_acquisition, node, m_callbacks->m_image.IsSet()); }
+
 private:
-    void RunCamera();
-    bool TakeFrame();
     void RunDelivery();
 
-    const std::shared_ptr<CConnection> m_connection;
+    const std::shared_ptr<HandleCallbacks> m_callbacks;
     const std::shared_ptr<CFrameBuffer> m_buffer;
     uint32_t m_acquisition = 0; // set before the threads start
     std::stop_source m_stop;

@@ -25,15 +25,12 @@ public:
 
 private:
     void Run();
-    bool Pause();
 
     const std::shared_ptr<CConnection> m_connection;
     const std::string m_path;
     std::atomic<uint32_t> m_percent{0};
     std::atomic<bool> m_hasFailed{false};
-    std::mutex m_mutex; // the stop flag
-    std::condition_variable m_changed;
-    bool m_isStopping = false;
+    std::atomic<bool> m_isStopping{false};
     CWorker m_worker;
 };
 

@@ -6,18 +6,16 @@
 #include <utility>
 
 #include "CallbackThread.h"
-#include "DeviceRecord.h"
 #include "Status.h"
 
 namespace ox3d {
 
-CSession::CSession(std::shared_ptr<CCameraSlot> slot, const OX_CC_DEVICE_INFO& record)
-    : m_slot(std::move(slot)), m_record(record), m_callbacks(std::make_shared<HandleCallbacks>()),
-      m_frames(std::make_shared<CFrameBuffer>()) {}
+CSession::CSession(std::shared_ptr<CCamera> camera, const OX_CC_DEVICE_INFO& record)
+    : m_camera(std::move(camera)), m_record(record), m_callbacks(std::make_shared<HandleCallbacks>()),
+      m_frames(std::make_shared<CFrameBuffer>(m_camera->Nodes())) {}
 
 OX_CC_DEVICE_INFO CSession::Record() const {
-    const bool isUsb = m_record.nTLayerType == OX_CC_USB_DEVICE;
-    return ToDeviceRecord(m_slot->Model()->Identity(), isUsb ? m_record.stUsb3Info.nDeviceNumber : 0);
+    return m_camera->Record(m_record);
 }
 
 int CSession::Open(uint32_t accessMode) {
@@ -26,7 +24,7 @@ int CSession::Open(uint32_t accessMode) {
     if (m_connection != nullptr) {
         return Code(OX_CC_E_CALL_ORDER);
     }
-    return m_slot->Take(accessMode, m_callbacks, &m_connection);
+    return m_camera->Take(accessMode, m_callbacks, &m_connection);
 }
 
 int CSession::Start() {
@@ -41,15 +39,26 @@ int CSession::Start() {
     if (!m_connection->MayWrite()) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }
-    auto stream = std::make_shared<CStream>(m_connection, m_frames);
+    const std::shared_ptr<CStream> stream = m_connection->MakeStream(m_frames);
     m_endedStreams.reserve(m_endedStreams.size() + 1); // stopping must not fail for want of memory
     m_endedConnections.reserve(m_endedConnections.size() + 1);
+    return Launch(stream);
+}
+
+int CSession::Launch(const std::shared_ptr<CStream>& stream) {
+    if (const int code = m_connection->PrepareStream(*stream); code != kOk) {
+        return code;
+    }
     if (!stream->Start()) {
         return Code(OX_CC_E_RESOURCE);
     }
-    m_stream = std::move(stream);
+    m_stream = stream;
     // The camera starts last: its clock begins when everything is ready for the first frame.
-    return ToCode(m_connection->Model().Execute("AcquisitionStart"));
+    const int code = m_connection->StartAcquisition();
+    if (code != kOk) {
+        EndStream();
+    }
+    return code;
 }
 
 // What must happen before another start can come in is done here; waiting is left to the caller.
@@ -59,7 +68,7 @@ void CSession::EndStream() {
     }
     m_stream->RequestStop();
     if (m_connection->IsAlive()) {
-        m_connection->Model().Execute("AcquisitionStop");
+        m_connection->StopAcquisition();
     }
     m_endedStreams.push_back(std::move(m_stream));
     m_stream = nullptr;
@@ -130,7 +139,7 @@ int CSession::Close() {
         upgrade->Stop();
     }
     JoinEnded();
-    m_slot->Give(connection);
+    m_camera->Give(connection);
     ReturnCopied(nullptr);
     m_frames->Trim();
     return kOk;
@@ -171,9 +180,9 @@ int CSession::FetchCopy(uint32_t timeoutMs, uint8_t* image, uint64_t sizeBytes, 
     if (code != kOk) {
         return code;
     }
-    std::memcpy(image, node->m_frame.m_image.data(), node->m_info.nFrameLen);
+    std::memcpy(image, node->m_image, node->m_info.nFrameLen);
     *info = node->m_info;
-    ReturnCopied(node->m_frame.m_image.data());
+    ReturnCopied(node->m_image);
     return kOk;
 }
 

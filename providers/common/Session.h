@@ -6,13 +6,14 @@
 #ifndef OX3D_PROVIDER_SESSION_H
 #define OX3D_PROVIDER_SESSION_H
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "Camera.h"
 #include "Connection.h"
-#include "Directory.h"
 #include "FrameBuffer.h"
 #include "Stream.h"
 #include "Upgrade.h"
@@ -21,9 +22,9 @@ namespace ox3d {
 
 class CSession {
 public:
-    CSession(std::shared_ptr<CCameraSlot> slot, const OX_CC_DEVICE_INFO& record);
+    CSession(std::shared_ptr<CCamera> camera, const OX_CC_DEVICE_INFO& record);
 
-    CCameraSlot& Slot() const { return *m_slot; }
+    CCamera& Camera() const { return *m_camera; }
     CFrameBuffer& Frames() const { return *m_frames; }
     HandleCallbacks& Callbacks() const { return *m_callbacks; }
 
@@ -58,17 +59,20 @@ public:
     int UpgradePercent(uint32_t* percent);
     int ForceIp(uint32_t ip, const uint32_t* maskAndGateway);
     int SetIpMode(uint32_t mode);
+    bool IsEthernet() const { return m_record.nTLayerType == OX_CC_GIGE_DEVICE; }
 
     std::atomic<uint32_t> m_gvcpTimeoutMs{500};
 
 private:
-    void EndStream(); // expects m_mutex
+    void EndStream();                                   // expects m_mutex
+    int Launch(const std::shared_ptr<CStream>& stream); // expects m_mutex
     void JoinEnded();
     void ReturnCopied(const uint8_t* next);
-    int CheckNetwork() const;
-    void SetProgress(int64_t completed, int64_t total);
+    // The handle's own connection when it may write, else null.
+    int CheckNetwork(std::shared_ptr<CConnection>* connection) const;
+    bool SetProgress(int64_t completed, int64_t total);
 
-    const std::shared_ptr<CCameraSlot> m_slot;
+    const std::shared_ptr<CCamera> m_camera;
     const OX_CC_DEVICE_INFO m_record; // as it was when the handle was made
     const std::shared_ptr<HandleCallbacks> m_callbacks;
     const std::shared_ptr<CFrameBuffer> m_frames;

@@ -9,22 +9,25 @@
 #define OX3D_PROVIDER_FRAME_BUFFER_H
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "virtual-camera/CameraFrame.h"
-
 namespace ox3d {
 
+// A provider derives its own nodes, which hold the memory that these members point into.
 struct FrameNode {
-    CameraFrame m_frame;
-    OX_FRAME_OUT_INFO_EX m_info;
-    std::vector<OX_CHUNK_DATA_CONTENT> m_chunks;
+    FrameNode() = default;
+    virtual ~FrameNode() = default;
+    FrameNode(const FrameNode&) = delete;
+    FrameNode& operator=(const FrameNode&) = delete;
 
-    void FillInfo(); // m_info and m_chunks from m_frame
+    uint8_t* m_image = nullptr;
+    OX_FRAME_OUT_INFO_EX m_info{};
+    std::vector<OX_CHUNK_DATA_CONTENT> m_chunks;
 
 private:
     friend class CFrameBuffer;
@@ -33,13 +36,18 @@ private:
     bool m_isSeen = false; // by a fetch or a callback
 };
 
+using NodeMaker = std::function<std::unique_ptr<FrameNode>()>;
+
 class CFrameBuffer {
 public:
     static constexpr uint32_t kDefaultNodes = 3;
     static constexpr uint32_t kMostNodes = 256;
     static constexpr uint32_t kForever = UINT32_MAX;
 
+    explicit CFrameBuffer(NodeMaker maker) : m_maker(std::move(maker)) {}
+
     bool SetNodeNum(uint32_t count);
+    uint32_t NodeNum() const;
 
     // ---- The camera's side ----
 
@@ -50,6 +58,8 @@ public:
     FrameNode* TakeEmpty();
     void Commit(uint32_t acquisition, FrameNode* node, bool isForCallback);
     void Release(FrameNode* node);
+    // Frames that never became a node's: they count as lost.
+    void CountLost(uint64_t frames);
 
     // ---- The application's side ----
 
@@ -74,6 +84,7 @@ private:
     void DropOldest(std::vector<FrameNode*>* queue);
     void Clear(std::vector<FrameNode*>* queue);
 
+    const NodeMaker m_maker;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<std::unique_ptr<FrameNode>> m_nodes;

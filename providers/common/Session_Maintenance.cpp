@@ -4,11 +4,17 @@
 #include "Status.h"
 
 namespace ox3d {
+namespace {
 
-void CSession::SetProgress(int64_t completed, int64_t total) {
+constexpr uint64_t kMostFileBytes = 256u << 20;
+
+} // namespace
+
+bool CSession::SetProgress(int64_t completed, int64_t total) {
     const std::lock_guard lock(m_progressMutex);
     m_progress.nCompleted = completed;
     m_progress.nTotal = total;
+    return true;
 }
 
 OX_CC_FILE_ACCESS_PROGRESS CSession::FileProgress() const {
@@ -23,17 +29,13 @@ int CSession::ReadDeviceFile(const std::string& deviceFile, const std::string& l
     }
     SetProgress(0, 0);
     std::vector<uint8_t> bytes;
-    const EModelStatus status = connection->Model().ReadFile(deviceFile, &bytes);
-    if (status != EModelStatus::Ok) {
-        return ToCode(status);
+    const auto progress = [this](int64_t done, int64_t total) { return SetProgress(done, total); };
+    if (const int code = connection->ReadFile(deviceFile, progress, &bytes); code != kOk) {
+        return code;
     }
     const auto total = static_cast<int64_t>(bytes.size());
-    SetProgress(0, total);
-    if (!WriteLocalFile(localFile, bytes.data(), bytes.size())) {
-        return Code(OX_CC_E_PARAMETER);
-    }
     SetProgress(total, total);
-    return kOk;
+    return WriteLocalFile(localFile, bytes.data(), bytes.size()) ? kOk : Code(OX_CC_E_PARAMETER);
 }
 
 int CSession::WriteDeviceFile(const std::string& deviceFile, const std::string& localFile) {
@@ -43,16 +45,17 @@ int CSession::WriteDeviceFile(const std::string& deviceFile, const std::string& 
     }
     SetProgress(0, 0);
     std::vector<uint8_t> bytes;
-    if (!ReadLocalFile(localFile, CFileStore::kMostBytes, &bytes)) {
+    if (!ReadLocalFile(localFile, kMostFileBytes, &bytes)) {
         return Code(OX_CC_E_PARAMETER);
     }
     const auto total = static_cast<int64_t>(bytes.size());
     SetProgress(0, total);
-    const EModelStatus status = connection->Model().WriteFile(deviceFile, std::move(bytes));
-    if (status == EModelStatus::Ok) {
+    const auto progress = [this](int64_t done, int64_t all) { return SetProgress(done, all); };
+    const int code = connection->WriteFile(deviceFile, std::move(bytes), progress);
+    if (code == kOk) {
         SetProgress(total, total);
     }
-    return ToCode(status);
+    return code;
 }
 
 int CSession::StartUpgrade(const std::string& path) {
@@ -91,38 +94,35 @@ int CSession::UpgradePercent(uint32_t* percent) {
 
 // The network configuration is set with the camera bound, open or not: what matters is that nobody else
 // holds it, and that no frames are under way.
-int CSession::CheckNetwork() const {
-    if (m_slot->Model()->Config().m_transport != ETransport::GigE) {
+int CSession::CheckNetwork(std::shared_ptr<CConnection>* connection) const {
+    if (!IsEthernet()) {
         return Code(OX_CC_E_SUPPORT);
     }
-    if (!m_slot->IsPresent()) {
-        return kDeviceGone;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_stream != nullptr) {
+            return Code(OX_CC_E_CALL_ORDER);
+        }
+        if (m_connection != nullptr && m_connection->MayWrite()) {
+            *connection = m_connection;
+        }
     }
-    const std::lock_guard lock(m_mutex);
-    if (m_stream != nullptr) {
-        return Code(OX_CC_E_CALL_ORDER);
+    if (*connection != nullptr) {
+        return (*connection)->IsAlive() ? kOk : kDeviceGone;
     }
-    const bool isMine = m_connection != nullptr && m_connection->MayWrite();
-    return isMine || m_slot->IsAccessible(OX_CC_ACCESS_CONTROL) ? kOk : Code(OX_CC_E_ACCESS_DENIED);
+    return m_camera->CheckForNetwork();
 }
 
 int CSession::ForceIp(uint32_t ip, const uint32_t* maskAndGateway) {
-    if (const int code = CheckNetwork(); code != kOk) {
-        return code;
-    }
-    const std::shared_ptr<CCameraModel> model = m_slot->Model();
-    if (maskAndGateway != nullptr) {
-        return ToCode(model->ForceIp(ip, maskAndGateway[0], maskAndGateway[1]));
-    }
-    const CameraIdentity now = model->Identity();
-    return ToCode(model->ForceIp(ip, now.m_mask, now.m_gateway));
+    std::shared_ptr<CConnection> connection;
+    const int code = CheckNetwork(&connection);
+    return code == kOk ? m_camera->ForceIp(connection, ip, maskAndGateway) : code;
 }
 
 int CSession::SetIpMode(uint32_t mode) {
-    if (const int code = CheckNetwork(); code != kOk) {
-        return code;
-    }
-    return ToCode(m_slot->Model()->SetIpMode(mode));
+    std::shared_ptr<CConnection> connection;
+    const int code = CheckNetwork(&connection);
+    return code == kOk ? m_camera->SetIpMode(connection, mode) : code;
 }
 
 } // namespace ox3d

@@ -13,7 +13,7 @@ namespace ox3d {
 
 class CHandleTable {
 public:
-    // Never destroyed, like the directory and for the same reason.
+    // Never destroyed: threads of an application may still be inside the provider when statics go.
     static CHandleTable& Instance();
 
     void* Add(std::shared_ptr<CSession> session);

@@ -2,24 +2,45 @@
 #include "Connection.h"
 
 #include <algorithm>
-#include <cstring>
-#include <string_view>
 
 #include "CallbackThread.h"
+#include "DeviceText.h"
 
 namespace ox3d {
 namespace {
 
 constexpr size_t kMostNotices = 64;
-constexpr std::string_view kExposureEnd = "ExposureEnd";
-constexpr uint16_t kExposureEndId = 0x0004;
+constexpr size_t kMostNamedEvents = 64;
 
 } // namespace
 
-CConnection::CConnection(std::shared_ptr<CCameraModel> model, std::shared_ptr<HandleCallbacks> callbacks,
-                         uint32_t accessMode)
-    : m_model(std::move(model)), m_callbacks(std::move(callbacks)), m_plugCount(m_model->PlugCount()),
-      m_accessMode(accessMode) {
+std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string& name) {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_named.find(name);
+    if (found != m_named.end()) {
+        return found->second;
+    }
+    if (m_named.size() >= kMostNamedEvents) {
+        return nullptr;
+    }
+    return m_named.emplace(name, std::make_shared<Event>()).first->second;
+}
+
+void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
+    std::shared_ptr<Event> named;
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_named.find(BoundedText(info->chEventName));
+        named = found == m_named.end() ? nullptr : found->second;
+    }
+    if (named != nullptr) {
+        named->Call(info);
+    }
+    m_allEvents.Call(info);
+}
+
+CConnection::CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
+    : m_callbacks(std::move(callbacks)), m_accessMode(accessMode) {
     m_notices.reserve(kMostNotices);
 }
 
@@ -33,40 +54,33 @@ void CConnection::RequestStop() {
     m_changed.notify_all();
 }
 
-bool CConnection::IsAlive() {
-    if (m_model->PlugCount() != m_plugCount) {
-        MarkGone();
-    }
-    return !m_isGone.load();
-}
-
 void CConnection::MarkGone() {
     if (!m_isGone.exchange(true)) {
         Notice notice;
         notice.m_exception = OX_CC_EXCEPTION_DEV_DISCONNECT;
-        Push(notice);
+        Push(std::move(notice));
     }
 }
 
-void CConnection::RaiseExposureEnd(const CameraFrame& frame) {
+void CConnection::RaiseEvent(const OX_EVENT_OUT_INFO& event) {
     Notice notice;
-    std::copy(kExposureEnd.begin(), kExposureEnd.end(), notice.m_event.chEventName);
-    notice.m_event.nEventID = kExposureEndId;
-    notice.m_event.nBlockIdLow = frame.m_number;
-    notice.m_event.nTimestampHigh = static_cast<uint32_t>(frame.m_timestampNs >> 32);
-    notice.m_event.nTimestampLow = static_cast<uint32_t>(frame.m_timestampNs);
-    Push(notice);
+    notice.m_event = event;
+    if (event.pEventData != nullptr) {
+        const auto* data = static_cast<const uint8_t*>(event.pEventData);
+        notice.m_data.assign(data, data + event.nEventDataSize);
+    }
+    Push(std::move(notice));
 }
 
 // An application that does not keep up loses its oldest events, never an exception.
-void CConnection::Push(const Notice& notice) {
+void CConnection::Push(Notice notice) {
     const std::lock_guard lock(m_mutex);
     if (m_notices.size() >= kMostNotices) {
         const auto event = std::find_if(m_notices.begin(), m_notices.end(),
                                         [](const Notice& waiting) { return waiting.m_exception == 0; });
         m_notices.erase(event);
     }
-    m_notices.push_back(notice);
+    m_notices.push_back(std::move(notice));
     m_changed.notify_all();
 }
 
@@ -78,14 +92,14 @@ void CConnection::Run() {
         if (m_isStopping) {
             return;
         }
-        Notice notice = m_notices.front();
+        Notice notice = std::move(m_notices.front());
         m_notices.erase(m_notices.begin());
         lock.unlock();
         if (notice.m_exception != 0) {
             m_callbacks->m_exception.Call(notice.m_exception);
         } else {
-            m_callbacks->m_exposureEnd.Call(&notice.m_event);
-            m_callbacks->m_allEvents.Call(&notice.m_event);
+            notice.m_event.pEventData = notice.m_data.empty() ? nullptr : notice.m_data.data();
+            m_callbacks->CallEvent(&notice.m_event);
         }
         lock.lock();
     }

@@ -8,29 +8,6 @@
 
 namespace ox3d {
 
-void FrameNode::FillInfo() {
-    const size_t records = std::max(m_frame.m_chunkCount, m_frame.m_declaredChunkCount);
-    m_chunks.assign(records, OX_CHUNK_DATA_CONTENT{});
-    for (uint32_t i = 0; i < m_frame.m_chunkCount; ++i) {
-        CameraChunk& chunk = m_frame.m_chunks[i];
-        m_chunks[i].pChunkData = chunk.m_bytes.data();
-        m_chunks[i].nChunkID = chunk.m_id;
-        m_chunks[i].nChunkLen = chunk.m_lengthBytes;
-    }
-    m_info = {};
-    m_info.nWidth = static_cast<uint16_t>(m_frame.m_width);
-    m_info.nHeight = static_cast<uint16_t>(m_frame.m_height);
-    m_info.enPixelType = m_frame.m_pixelFormat;
-    m_info.nFrameNum = m_frame.m_number;
-    m_info.nDevTimeStampHigh = static_cast<uint32_t>(m_frame.m_timestampNs >> 32);
-    m_info.nDevTimeStampLow = static_cast<uint32_t>(m_frame.m_timestampNs);
-    m_info.nFrameLen = m_frame.m_imageLengthBytes;
-    m_info.nUnparsedChunkNum = m_frame.m_declaredChunkCount;
-    if (!m_frame.m_isChunkListMissing && !m_chunks.empty()) {
-        m_info.pUnparsedChunkContent = m_chunks.data();
-    }
-}
-
 bool CFrameBuffer::SetNodeNum(uint32_t count) {
     if (count == 0 || count > kMostNodes) {
         return false;
@@ -44,6 +21,11 @@ bool CFrameBuffer::SetNodeNum(uint32_t count) {
         DropOldest(&m_forCallback);
     }
     return true;
+}
+
+uint32_t CFrameBuffer::NodeNum() const {
+    const std::lock_guard lock(m_mutex);
+    return m_nodeNum;
 }
 
 void CFrameBuffer::DropUser(FrameNode* node) {
@@ -95,7 +77,7 @@ FrameNode* CFrameBuffer::TakeEmpty() {
         std::find_if(m_nodes.begin(), m_nodes.end(), [](const auto& node) { return node->m_users == 0; });
     FrameNode* node = found != m_nodes.end() ? found->get() : nullptr;
     if (node == nullptr) {
-        m_nodes.push_back(std::make_unique<FrameNode>());
+        m_nodes.push_back(m_maker());
         node = m_nodes.back().get();
     }
     node->m_users = 1;
@@ -131,6 +113,11 @@ void CFrameBuffer::Release(FrameNode* node) {
     DropUser(node);
 }
 
+void CFrameBuffer::CountLost(uint64_t frames) {
+    const std::lock_guard lock(m_mutex);
+    m_lostFrames += frames;
+}
+
 int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node) {
     std::unique_lock lock(m_mutex);
     const uint32_t acquisition = m_acquisition;
@@ -163,7 +150,7 @@ int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node
 bool CFrameBuffer::Return(const uint8_t* image) {
     const std::lock_guard lock(m_mutex);
     for (const auto& node : m_nodes) {
-        if (node->m_isLent && node->m_frame.m_image.data() == image) {
+        if (node->m_isLent && node->m_image == image) {
             node->m_isLent = false;
             --m_lentCount;
             DropUser(node.get());

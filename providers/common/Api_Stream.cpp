@@ -7,7 +7,6 @@ using namespace ox3d;
 
 namespace {
 
-constexpr int kPathPacketBytes = 9000; // there is no wire; jumbo frames are what a good one carries
 constexpr uint32_t kWholePercent = 100;
 
 } // namespace
@@ -40,7 +39,7 @@ int OX_CC_GetImageBuffer(void* handle, OX_FRAME_OUT* pstFrame, uint32_t nMsec) {
         const int code = session.Fetch(nMsec, UINT32_MAX, &node);
         if (code == kOk) {
             std::memset(pstFrame, 0, sizeof(*pstFrame));
-            pstFrame->pBufAddr = node->m_frame.m_image.data();
+            pstFrame->pBufAddr = node->m_image;
             pstFrame->stFrameInfo = node->m_info;
         }
         return code;
@@ -67,21 +66,14 @@ int OX_CC_ClearImageBuffer(void* handle) {
 }
 
 int OX_CC_GetOptimalPacketSize(void* handle) {
-    return OnHandle(handle, true, [](CSession& session) {
-        std::shared_ptr<CConnection> connection;
-        if (const int code = session.Connected(false, &connection); code != kOk) {
-            return code;
-        }
-        const bool isGigE = connection->Model().Config().m_transport == ETransport::GigE;
-        return isGigE ? kPathPacketBytes : Code(OX_CC_E_SUPPORT);
-    });
+    return OnCamera(handle, true, EIntent::Read,
+                    [](CConnection& connection) { return connection.OptimalPacketSize(); });
 }
 
-// Inside a process nothing is lost on the way, so that there is nothing to send again.
-int OX_GIGE_SetResend(void* handle, uint32_t /*bEnable*/, uint32_t nMaxResendPercent,
-                      uint32_t /*nResendTimeout*/) {
-    return OnHandle(handle, nMaxResendPercent <= kWholePercent, [](CSession& session) {
-        const bool isGigE = session.Slot().Model()->Config().m_transport == ETransport::GigE;
-        return isGigE ? kOk : Code(OX_CC_E_SUPPORT);
+int OX_GIGE_SetResend(void* handle, uint32_t bEnable, uint32_t nMaxResendPercent, uint32_t nResendTimeout) {
+    return OnHandle(handle, nMaxResendPercent <= kWholePercent, [&](CSession& session) {
+        return session.IsEthernet()
+                   ? session.Camera().SetResend(bEnable != 0, nMaxResendPercent, nResendTimeout)
+                   : Code(OX_CC_E_SUPPORT);
     });
 }

@@ -56,7 +56,7 @@ public:
             function(args..., user);
         } catch (...) {
             // An application's exception ends here, the camera goes on.
-            std::fputs("virtual camera: an exception left a callback\n", stderr);
+            std::fputs("camera control: an exception left a callback\n", stderr);
         }
         lock.lock();
         std::erase_if(m_inside, [&](const Inside& call) { return call.m_number == number; });

@@ -1,12 +1,12 @@
 // Api_Maintenance.cpp - exported functions: registers, network, files, upgrade, and what is not offered.
 #include "ApiGuard.h"
+#include "DeviceText.h"
 
 using namespace ox3d;
 
 namespace {
 
-constexpr uint32_t kIpModeShift = 24; // the words have the mode bits in their top byte
-constexpr uint32_t kIpModeMask = 0x07;
+constexpr uint32_t kIpModeLinkLocal = 0x04;
 constexpr int64_t kMostMemoryBytes = 1 << 20;
 
 bool IsMemoryRange(const void* buffer, int64_t address, int64_t length) {
@@ -24,17 +24,18 @@ int NotOffered(const void* argument) {
 } // namespace
 
 int OX_CC_ReadMemory(void* handle, void* pBuffer, int64_t nAddress, int64_t nLength) {
-    return OnCamera(
-        handle, IsMemoryRange(pBuffer, nAddress, nLength), EIntent::Read, [&](CCameraModel& model) {
-            return model.ReadMemory(static_cast<uint64_t>(nAddress), pBuffer, static_cast<uint64_t>(nLength));
-        });
+    return OnCamera(handle, IsMemoryRange(pBuffer, nAddress, nLength), EIntent::Read,
+                    [&](CConnection& connection) {
+                        return connection.ReadMemory(static_cast<uint64_t>(nAddress), pBuffer,
+                                                     static_cast<uint64_t>(nLength));
+                    });
 }
 
 int OX_CC_WriteMemory(void* handle, const void* pBuffer, int64_t nAddress, int64_t nLength) {
     return OnCamera(handle, IsMemoryRange(pBuffer, nAddress, nLength), EIntent::Write,
-                    [&](CCameraModel& model) {
-                        return model.WriteMemory(static_cast<uint64_t>(nAddress), pBuffer,
-                                                 static_cast<uint64_t>(nLength));
+                    [&](CConnection& connection) {
+                        return connection.WriteMemory(static_cast<uint64_t>(nAddress), pBuffer,
+                                                      static_cast<uint64_t>(nLength));
                     });
 }
 
@@ -53,7 +54,7 @@ int OX_GIGE_SetIpConfig(void* handle, uint32_t nType) {
     const bool isKnown =
         nType == OX_GIGE_IP_CFG_STATIC || nType == OX_GIGE_IP_CFG_DHCP || nType == OX_GIGE_IP_CFG_LLA;
     return OnHandle(handle, isKnown, [&](CSession& session) {
-        const uint32_t bits = (nType >> kIpModeShift) & kIpModeMask;
+        const uint32_t bits = (nType >> kIpModeShift) & kIpModeBits;
         // Link-local is on in every mode and stands for itself only when it is alone.
         return session.SetIpMode(bits == kIpModeLinkLocal ? bits : bits & ~kIpModeLinkLocal);
     });
@@ -62,6 +63,7 @@ int OX_GIGE_SetIpConfig(void* handle, uint32_t nType) {
 int OX_GIGE_SetGvcpTimeout(void* handle, uint32_t nMillisec) {
     return OnHandle(handle, true, [&](CSession& session) {
         session.m_gvcpTimeoutMs = nMillisec;
+        session.Camera().SetControlTimeout(nMillisec);
         return kOk;
     });
 }
