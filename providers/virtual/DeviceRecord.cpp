@@ -1,10 +1,9 @@
 // DeviceRecord.cpp - fills the fixed fields of device records, each with its own bound.
 #include "DeviceRecord.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstring>
+
+#include "common/DeviceText.h"
 
 namespace ox3d {
 namespace {
@@ -12,12 +11,6 @@ namespace {
 constexpr uint16_t kVendorId = 0x1209; // numbers that are set aside for tests
 constexpr uint16_t kProductId = 0x0001;
 constexpr uint32_t kUsb3 = 0x0300;
-constexpr uint32_t kIpModeShift = 24; // the record has the mode bits in its top byte
-
-template <size_t N>
-void Copy(char (&field)[N], const std::string& text) {
-    std::copy_n(text.begin(), std::min(text.size(), N), field); // the record is zero elsewhere
-}
 
 void FillGigE(const CameraIdentity& from, OX_CC_GIGE_DEVICE_INFO* to) {
     to->nIpCfgOption = from.m_ipModes << kIpModeShift;
@@ -25,12 +18,12 @@ void FillGigE(const CameraIdentity& from, OX_CC_GIGE_DEVICE_INFO* to) {
     to->nCurrentIp = from.m_ip;
     to->nCurrentSubNetMask = from.m_mask;
     to->nDefaultGateWay = from.m_gateway;
-    Copy(to->chManufacturerName, from.m_vendor);
-    Copy(to->chModelName, from.m_model);
-    Copy(to->chDeviceVersion, from.m_version);
-    Copy(to->chManufacturerSpecificInfo, from.m_info);
-    Copy(to->chSerialNumber, from.m_serial);
-    Copy(to->chUserDefinedName, from.m_userName);
+    CopyText(to->chManufacturerName, from.m_vendor);
+    CopyText(to->chModelName, from.m_model);
+    CopyText(to->chDeviceVersion, from.m_version);
+    CopyText(to->chManufacturerSpecificInfo, from.m_info);
+    CopyText(to->chSerialNumber, from.m_serial);
+    CopyText(to->chUserDefinedName, from.m_userName);
     to->nNetExport = from.m_hostIp;
 }
 
@@ -42,14 +35,14 @@ void FillUsb(const CameraIdentity& from, uint32_t ordinal, OX_CC_USB_DEVICE_INFO
     to->nVendorId = kVendorId;
     to->nProductId = kProductId;
     to->nDeviceNumber = ordinal;
-    Copy(to->chDeviceGuid, "1209" + from.m_serial);
-    Copy(to->chVendorName, from.m_vendor);
-    Copy(to->chModelName, from.m_model);
-    Copy(to->chFamilyName, from.m_info);
-    Copy(to->chDeviceVersion, from.m_version);
-    Copy(to->chManufacturerName, from.m_vendor);
-    Copy(to->chSerialNumber, from.m_serial);
-    Copy(to->chUserDefinedName, from.m_userName);
+    CopyText(to->chDeviceGuid, "1209" + from.m_serial);
+    CopyText(to->chVendorName, from.m_vendor);
+    CopyText(to->chModelName, from.m_model);
+    CopyText(to->chFamilyName, from.m_info);
+    CopyText(to->chDeviceVersion, from.m_version);
+    CopyText(to->chManufacturerName, from.m_vendor);
+    CopyText(to->chSerialNumber, from.m_serial);
+    CopyText(to->chUserDefinedName, from.m_userName);
     to->nBcdUsb = kUsb3;
 }
 
@@ -68,19 +61,6 @@ OX_CC_DEVICE_INFO ToDeviceRecord(const CameraIdentity& identity, uint32_t ordina
     record.nMacAddrLow = static_cast<uint32_t>(identity.m_mac);
     FillGigE(identity, &record.stGigEInfo);
     return record;
-}
-
-std::string SerialOf(const OX_CC_DEVICE_INFO& record) {
-    const auto bounded = [](const char* field, size_t bytes) {
-        return std::string(field, strnlen(field, bytes));
-    };
-    if (record.nTLayerType == OX_CC_GIGE_DEVICE) {
-        return bounded(record.stGigEInfo.chSerialNumber, sizeof(record.stGigEInfo.chSerialNumber));
-    }
-    if (record.nTLayerType == OX_CC_USB_DEVICE) {
-        return bounded(record.stUsb3Info.chSerialNumber, sizeof(record.stUsb3Info.chSerialNumber));
-    }
-    return {};
 }
 
 } // namespace ox3d

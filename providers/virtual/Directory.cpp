@@ -7,18 +7,16 @@
 #include <cstring>
 
 #include "DeviceRecord.h"
-#include "LocalFile.h"
-#include "Status.h"
+#include "ModelStatus.h"
+#include "VirtualStream.h"
+#include "common/DeviceText.h"
+#include "common/LocalFile.h"
 
 namespace ox3d {
 namespace {
 
 constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
 constexpr uint64_t kMostListBytes = 1 << 20;
-
-bool IsAccessMode(uint32_t mode) {
-    return mode == OX_CC_ACCESS_EXCLUSIVE || mode == OX_CC_ACCESS_CONTROL || mode == OX_CC_ACCESS_MONITOR;
-}
 
 std::vector<CameraConfig> LoadCameraList(std::vector<std::string>* errors) {
     const char* path = std::getenv(kListVariable);
@@ -111,7 +109,7 @@ int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
         std::fprintf(stderr, "virtual camera %s: %s\n", m_config.m_serial.c_str(), error.c_str());
         return Code(OX_CC_E_RESOURCE);
     }
-    auto taken = std::make_shared<CConnection>(m_model, callbacks, accessMode);
+    auto taken = std::make_shared<CVirtualConnection>(m_model, callbacks, accessMode);
     m_holders.push_back(taken);
     if (!taken->Start()) {
         m_holders.pop_back();
@@ -130,9 +128,43 @@ void CCameraSlot::Give(const std::shared_ptr<CConnection>& connection) {
     Renew();
 }
 
+OX_CC_DEVICE_INFO CCameraSlot::Record(const OX_CC_DEVICE_INFO& listed) const {
+    const bool isUsb = listed.nTLayerType == OX_CC_USB_DEVICE;
+    return ToDeviceRecord(Model()->Identity(), isUsb ? listed.stUsb3Info.nDeviceNumber : 0);
+}
+
+int CCameraSlot::CheckForNetwork() const {
+    if (!IsPresent()) {
+        return kDeviceGone;
+    }
+    return IsAccessible(OX_CC_ACCESS_CONTROL) ? kOk : Code(OX_CC_E_ACCESS_DENIED);
+}
+
+NodeMaker CCameraSlot::Nodes() const {
+    return [] { return std::make_unique<VirtualNode>(); };
+}
+
+int CCameraSlot::ForceIp(const std::shared_ptr<CConnection>& /*connection*/, uint32_t ip,
+                         const uint32_t* maskAndGateway) {
+    const std::shared_ptr<CCameraModel> model = Model();
+    if (maskAndGateway != nullptr) {
+        return ToCode(model->ForceIp(ip, maskAndGateway[0], maskAndGateway[1]));
+    }
+    const CameraIdentity now = model->Identity();
+    return ToCode(model->ForceIp(ip, now.m_mask, now.m_gateway));
+}
+
+int CCameraSlot::SetIpMode(const std::shared_ptr<CConnection>& /*connection*/, uint32_t mode) {
+    return ToCode(Model()->SetIpMode(mode));
+}
+
+bool CCameraSlot::HasEvent(const char* name) const {
+    return std::strcmp(name, CVirtualConnection::kExposureEnd) == 0;
+}
+
 // ---- All cameras ----
 
-CDirectory& CDirectory::Instance() {
+IProvider& Provider() {
     static auto* const s_directory = new CDirectory;
     return *s_directory;
 }
@@ -179,7 +211,7 @@ int CDirectory::Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) {
     return kOk;
 }
 
-std::shared_ptr<CCameraSlot> CDirectory::Find(const OX_CC_DEVICE_INFO& record) {
+std::shared_ptr<CCamera> CDirectory::Find(const OX_CC_DEVICE_INFO& record) {
     const std::lock_guard lock(m_mutex);
     // A record may be older than this process's first enumeration.
     if (!m_isListRead) {

@@ -14,13 +14,14 @@
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "Connection.h"
+#include "VirtualConnection.h"
+#include "common/Camera.h"
 #include "virtual-camera/CameraModel.h"
 
 namespace ox3d {
 
 // One camera and those who have it open.
-class CCameraSlot {
+class CCameraSlot final : public CCamera {
 public:
     explicit CCameraSlot(const CameraConfig& config);
 
@@ -31,11 +32,17 @@ public:
     bool IsPresent() const;
     std::shared_ptr<CCameraModel> Model() const;
 
-    bool IsAccessible(uint32_t accessMode) const;
-    // Reserves the camera. OX_CC_E_ACCESS_DENIED when others have it in a way that excludes this one.
+    OX_CC_DEVICE_INFO Record(const OX_CC_DEVICE_INFO& listed) const override;
+    bool IsAccessible(uint32_t accessMode) const override;
+    int CheckForNetwork() const override;
     int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
-             std::shared_ptr<CConnection>* connection);
-    void Give(const std::shared_ptr<CConnection>& connection);
+             std::shared_ptr<CConnection>* connection) override;
+    void Give(const std::shared_ptr<CConnection>& connection) override;
+    NodeMaker Nodes() const override;
+    int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
+                const uint32_t* maskAndGateway) override;
+    int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;
+    bool HasEvent(const char* name) const override;
 
 private:
     bool IsFree(uint32_t accessMode) const;
@@ -44,17 +51,14 @@ private:
     mutable std::mutex m_mutex;
     CameraConfig m_config; // what the list says
     std::shared_ptr<CCameraModel> m_model;
-    std::vector<std::shared_ptr<CConnection>> m_holders;
+    std::vector<std::shared_ptr<CVirtualConnection>> m_holders;
     bool m_isListed = true;
 };
 
-class CDirectory {
+class CDirectory final : public IProvider {
 public:
-    // Never destroyed: threads of an application may still be inside the provider when statics go.
-    static CDirectory& Instance();
-
-    int Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list);
-    std::shared_ptr<CCameraSlot> Find(const OX_CC_DEVICE_INFO& record);
+    int Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) override;
+    std::shared_ptr<CCamera> Find(const OX_CC_DEVICE_INFO& record) override;
 
 private:
     void ReadCameraList();

@@ -25,7 +25,11 @@ protected:
         int m_nCode;
         std::string m_output;
     };
+    // On virtual cameras, where the test does not choose: without a word the tool looks for real ones.
     CProcess Start(std::vector<std::string> arguments) const {
+        if (std::find(arguments.begin(), arguments.end(), "--provider") == arguments.end()) {
+            arguments.insert(arguments.end(), {"--provider", "virtual"});
+        }
         arguments.insert(arguments.begin(), OX3D_TOOL);
         return {arguments, m_folder.Path().string(), m_variables};
     }

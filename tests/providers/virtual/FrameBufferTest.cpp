@@ -1,8 +1,9 @@
 // FrameBufferTest.cpp - image nodes by themselves: what waits, what is lent, what is lost, what is reused.
 #include <gtest/gtest.h>
 
-#include "FrameBuffer.h"
-#include "Status.h"
+#include "VirtualStream.h"
+#include "common/FrameBuffer.h"
+#include "common/Status.h"
 
 using namespace ox3d;
 
@@ -12,7 +13,7 @@ class FrameBuffer : public testing::Test {
 protected:
     void SetUp() override { m_acquisition = m_buffer.Open(); }
     FrameNode* Put(uint32_t number, bool isForCallback = false) {
-        FrameNode* node = m_buffer.TakeEmpty();
+        auto* node = static_cast<VirtualNode*>(m_buffer.TakeEmpty());
         node->m_frame.m_number = number;
         node->m_frame.m_image.assign(4, static_cast<uint8_t>(number));
         node->m_frame.m_imageLengthBytes = 4;
@@ -27,10 +28,10 @@ protected:
             return 0;
         }
         const uint32_t number = node->m_info.nFrameNum;
-        EXPECT_TRUE(m_buffer.Return(node->m_frame.m_image.data()));
+        EXPECT_TRUE(m_buffer.Return(node->m_image));
         return number;
     }
-    CFrameBuffer m_buffer;
+    CFrameBuffer m_buffer{[] { return std::make_unique<VirtualNode>(); }};
     uint32_t m_acquisition = 0;
 };
 

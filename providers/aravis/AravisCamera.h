@@ -1,0 +1,80 @@
+// AravisCamera.h - a camera of the network or of USB as a handle knows it.
+#ifndef OX3D_ARAVIS_ARAVIS_CAMERA_H
+#define OX3D_ARAVIS_ARAVIS_CAMERA_H
+
+#include <atomic>
+#include <mutex>
+
+#include "AravisConnection.h"
+#include "GvcpClient.h"
+#include "common/Camera.h"
+
+namespace ox3d {
+
+class CAravisCamera : public CCamera {
+public:
+    explicit CAravisCamera(const OX_CC_DEVICE_INFO& record) : m_record(record) {}
+
+    OX_CC_DEVICE_INFO Record(const OX_CC_DEVICE_INFO& listed) const override;
+    void Give(const std::shared_ptr<CConnection>& connection) override;
+    NodeMaker Nodes() const override;
+
+protected:
+    OX_CC_DEVICE_INFO Now() const;
+    void Update(const OX_CC_DEVICE_INFO& record);
+    int Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
+                const std::shared_ptr<HandleCallbacks>& callbacks, const ResendSettings& resend,
+                uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const;
+
+private:
+    mutable std::mutex m_mutex; // the record, which changes with the camera's address
+    OX_CC_DEVICE_INFO m_record;
+};
+
+class CGigECamera final : public CAravisCamera {
+public:
+    using CAravisCamera::CAravisCamera;
+
+    bool IsAccessible(uint32_t accessMode) const override;
+    int CheckForNetwork() const override;
+    int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+             std::shared_ptr<CConnection>* connection) override;
+    int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
+                const uint32_t* maskAndGateway) override;
+    int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;
+    int SetResend(bool isOn, uint32_t mostPercent, uint32_t timeoutMs) override;
+    void SetControlTimeout(uint32_t timeoutMs) override;
+
+private:
+    CGvcpClient Client(int tries = CGvcpClient::kTries) const;
+    // Reads the control register, looking for the camera's new address when it is not at the old one.
+    EGvcpResult ReadControl(uint32_t* control);
+    int CheckFree(uint32_t accessMode);
+    bool WriteRegisters(const std::shared_ptr<CConnection>& connection,
+                        std::initializer_list<std::pair<uint32_t, uint32_t>> registers) const;
+    bool KeepAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip, uint32_t mask,
+                     uint32_t gateway) const;
+
+    std::atomic<uint32_t> m_controlTimeoutMs{CGvcpClient::kDefaultTimeoutMs};
+    std::mutex m_settingsMutex; // the members below
+    ResendSettings m_resend;
+    std::weak_ptr<CAravisConnection> m_connection;
+    bool m_isStaticPending = false;
+};
+
+class CUsbCamera final : public CAravisCamera {
+public:
+    using CAravisCamera::CAravisCamera;
+
+    bool IsAccessible(uint32_t accessMode) const override;
+    int CheckForNetwork() const override;
+    int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+             std::shared_ptr<CConnection>* connection) override;
+    int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
+                const uint32_t* maskAndGateway) override;
+    int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,110 @@
+// AravisConnection.h - one opening of a camera through Aravis.
+//
+// Aravis's objects are not made for several threads: everything that touches the device or its description
+// goes through OnDevice, which holds the mutex. Pushing and popping buffers of a stream is the exception.
+#ifndef OX3D_ARAVIS_CONNECTION_H
+#define OX3D_ARAVIS_CONNECTION_H
+
+#include <arv.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "ArvError.h"
+#include "Watch.h"
+#include "common/Connection.h"
+
+namespace ox3d {
+
+struct ResendSettings {
+    bool m_isOn = true;
+    uint32_t m_mostPercent = 25;
+    uint32_t m_timeoutMs = 20;
+};
+
+// Where an Ethernet camera is; both are 0 for USB.
+struct CameraPath {
+    uint32_t m_hostIp = 0;
+    uint32_t m_cameraIp = 0;
+};
+
+class CAravisConnection final : public CConnection {
+public:
+    CAravisConnection(CObject<ArvDevice> device, const CameraPath& path,
+                      std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode);
+    ~CAravisConnection() override;
+
+    // Starts the threads and listens for the loss of the camera.
+    bool Begin();
+    void RequestStop() override;
+    void Join() override;
+    // Gives control and the device back; calls that come later find it gone.
+    void Release();
+
+    // The body gets the device and answers with a code.
+    template <typename Body>
+    int OnDevice(Body body) {
+        const std::lock_guard lock(m_deviceMutex);
+        return m_device == nullptr ? Gone() : body(m_device.get());
+    }
+    bool IsEthernet() const { return m_path.m_cameraIp != 0; }
+    const CameraPath& Path() const { return m_path; }
+    void SetControlTimeout(uint32_t timeoutMs) { m_controlTimeoutMs = timeoutMs; }
+    uint32_t ControlTimeoutMs() const { return m_controlTimeoutMs; }
+    void SetResend(const ResendSettings& settings);
+
+    // Whether control is still ours; called by the watch only.
+    bool HasLostControl();
+
+    std::shared_ptr<CStream> MakeStream(std::shared_ptr<CFrameBuffer> frames) override;
+    int PrepareStream(CStream& stream) override;
+    int StartAcquisition() override;
+    void StopAcquisition() override;
+    int OptimalPacketSize() override;
+
+    int GetInteger(const char* key, OX_CC_INT_VALUE_EX* value) override;
+    int SetInteger(const char* key, int64_t value) override;
+    int GetFloat(const char* key, OX_CC_FLOAT_VALUE* value) override;
+    int SetFloat(const char* key, float value) override;
+    int GetEnum(const char* key, OX_CC_ENUM_VALUE* value) override;
+    int SetEnum(const char* key, uint32_t value) override;
+    int SetEnumByName(const char* key, const char* entry) override;
+    int GetString(const char* key, OX_CC_STRING_VALUE* value) override;
+    int SetString(const char* key, const char* value) override;
+    int GetBoolean(const char* key, bool* value) override;
+    int SetBoolean(const char* key, bool value) override;
+    int Execute(const char* key) override;
+    int AccessOf(const char* key, uint32_t* accessMode) override;
+    int TypeOf(const char* key, uint32_t* interfaceType) override;
+    int Xml(std::string* xml) override;
+    int SaveFeatures(std::string* text) override;
+    int LoadFeatures(const std::string& text, std::string* where) override;
+
+    int ReadMemory(uint64_t address, void* bytes, uint64_t lengthBytes) override;
+    int WriteMemory(uint64_t address, const void* bytes, uint64_t lengthBytes) override;
+    int ReadFile(const std::string& name, const TransferProgress& progress,
+                 std::vector<uint8_t>* bytes) override;
+    int WriteFile(const std::string& name, std::vector<uint8_t> bytes,
+                  const TransferProgress& progress) override;
+    int InstallFirmware(std::vector<uint8_t> bytes, const TransferProgress& progress) override;
+
+private:
+    static int Gone();
+    int NegotiatePacketSize(ArvDevice* device);
+    void LockTransport(bool isLocked);
+
+    const CameraPath m_path;
+    std::mutex m_deviceMutex; // the device, its description, and the settings below
+    CObject<ArvDevice> m_device;
+    gulong m_lossHandler = 0;
+    bool m_isPacketSizeSet = false; // by the application, or found out already
+    ResendSettings m_resend;
+
+    std::mutex m_fileMutex; // one file operation at a time: its steps must not mix with another's
+    std::atomic<uint32_t> m_controlTimeoutMs;
+    std::shared_ptr<CWatch> m_watch;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,237 @@
+// AravisStream.cpp - buffers in, frames out; what is not whole is counted and given back.
+#include "AravisStream.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "Features.h"
+#include "common/Status.h"
+
+namespace ox3d {
+namespace {
+
+constexpr uint64_t kPopTimeoutUs = 50000; // how long a stop may go unnoticed
+constexpr int64_t kMostPayloadBytes = int64_t{1} << 30;
+// Frames whose packets are asked for again stay open while later ones come in.
+constexpr size_t kLeastBuffers = 6;
+constexpr uint32_t kFrameRetentionUs = 200000;
+constexpr uint32_t kUsPerMs = 1000;
+constexpr double kWholePercent = 100.0;
+
+} // namespace
+
+void FreeMemory::operator()(uint8_t* memory) const {
+    std::free(memory);
+}
+
+void AravisNode::Resize(size_t sizeBytes) {
+    if (m_buffer != nullptr && m_sizeBytes == sizeBytes) {
+        return;
+    }
+    constexpr size_t kAlignment = 64;
+    m_buffer.reset();
+    m_image = nullptr;
+    m_memory.reset(static_cast<uint8_t*>(
+        std::aligned_alloc(kAlignment, (sizeBytes + kAlignment - 1) / kAlignment * kAlignment)));
+    if (m_memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    m_sizeBytes = sizeBytes;
+    m_image = m_memory.get();
+    m_buffer.reset(arv_buffer_new_full(sizeBytes, m_memory.get(), this, nullptr));
+}
+
+uint64_t CFrameCounter::Next(uint64_t blockId) {
+    constexpr uint64_t kShortIds = 0xFFFF; // ids of 16 bits, of which 0 is never used
+    constexpr uint64_t kMostLostAtStart = 1000;
+    if (!m_lastId) {
+        // A camera that goes on counting from before has not lost all these frames.
+        const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMostLostAtStart;
+        m_number = isFromStart ? blockId - m_firstId + 1 : 1;
+    } else if (blockId > *m_lastId) {
+        m_number += blockId - *m_lastId;
+    } else if (*m_lastId <= kShortIds) {
+        m_number += std::max<uint64_t>(blockId + kShortIds - *m_lastId, 1);
+    } else {
+        m_number += 1;
+    }
+    m_lastId = blockId;
+    return m_number;
+}
+
+CAravisStream::CAravisStream(std::shared_ptr<CAravisConnection> connection,
+                             std::shared_ptr<CFrameBuffer> buffer)
+    : CStream(connection->SharedCallbacks(), std::move(buffer)), m_connection(std::move(connection)),
+      m_counter(m_connection->IsEthernet() ? 1 : 0) {}
+
+CAravisStream::~CAravisStream() {
+    End();
+}
+
+int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
+    OX_CC_INT_VALUE_EX payload{};
+    if (const int code = features::GetInteger(device, "PayloadSize", &payload); code != kOk) {
+        return code;
+    }
+    if (payload.nCurValue <= 0 || payload.nCurValue > kMostPayloadBytes) {
+        return Code(OX_CC_E_GC_RANGE);
+    }
+    m_payloadBytes = static_cast<size_t>(payload.nCurValue);
+    CArvError error;
+    m_stream.reset(arv_device_create_stream(device, nullptr, nullptr, error.Out()));
+    if (m_stream == nullptr) {
+        return error.IsSet() ? error.Code() : Code(OX_CC_E_RESOURCE);
+    }
+    if (ARV_IS_GV_STREAM(m_stream.get())) {
+        g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "packet-resend",
+                     resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
+                     "packet-request-ratio", static_cast<double>(resend.m_mostPercent) / kWholePercent,
+                     "packet-timeout", static_cast<guint>(resend.m_timeoutMs * kUsPerMs), "frame-retention",
+                     std::max<guint>(kFrameRetentionUs, 2 * resend.m_timeoutMs * kUsPerMs), nullptr);
+    }
+    for (guint i = 0; i < arv_stream_get_n_infos(m_stream.get()); ++i) {
+        const char* name = arv_stream_get_info_name(m_stream.get(), i);
+        m_countsSizeErrors |= std::strcmp(name, "n_size_mismatch_errors") == 0;
+    }
+    GiveBuffers();
+    return kOk;
+}
+
+uint64_t CAravisStream::SizeErrors() const {
+    return m_countsSizeErrors ? arv_stream_get_info_uint64_by_name(m_stream.get(), "n_size_mismatch_errors")
+                              : 0;
+}
+
+void CAravisStream::GiveBuffers() {
+    const size_t wanted = std::max<size_t>(kLeastBuffers, Buffer().NodeNum());
+    while (m_inFlight.size() < wanted) {
+        auto* node = static_cast<AravisNode*>(Buffer().TakeEmpty());
+        try {
+            node->Resize(m_payloadBytes);
+            m_inFlight.insert(node);
+        } catch (const std::bad_alloc&) {
+            Buffer().Release(node);
+            throw;
+        }
+        arv_stream_push_buffer(m_stream.get(), ARV_BUFFER(g_object_ref(node->m_buffer.get())));
+    }
+}
+
+AravisNode* CAravisStream::Take(ArvBuffer* buffer) {
+    const auto found = std::find_if(m_inFlight.begin(), m_inFlight.end(),
+                                    [&](const AravisNode* node) { return node->m_buffer.get() == buffer; });
+    if (found == m_inFlight.end()) {
+        return nullptr;
+    }
+    AravisNode* node = *found;
+    m_inFlight.erase(found);
+    return node;
+}
+
+void CAravisStream::RunCamera() {
+    try {
+        while (!StopToken().stop_requested()) {
+            GiveBuffers();
+            const CObject<ArvBuffer> buffer(arv_stream_timeout_pop_buffer(m_stream.get(), kPopTimeoutUs));
+            if (buffer != nullptr) {
+                if (AravisNode* node = Take(buffer.get())) {
+                    Handle(node, buffer.get());
+                }
+            } else if (!m_connection->IsAlive()) {
+                Buffer().Finish();
+                break;
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        End();
+        throw;
+    }
+    End();
+}
+
+// Ends Aravis's own thread first: after that nobody writes into the nodes' memory any more.
+void CAravisStream::End() {
+    m_stream.reset();
+    for (AravisNode* node : m_inFlight) {
+        Buffer().Release(node);
+    }
+    m_inFlight.clear();
+}
+
+void CAravisStream::Handle(AravisNode* node, ArvBuffer* buffer) {
+    const ArvBufferStatus status = arv_buffer_get_status(buffer);
+    if (status == ARV_BUFFER_STATUS_ABORTED || status == ARV_BUFFER_STATUS_CLEARED) {
+        Buffer().Release(node);
+        return;
+    }
+    // A payload that is longer than its buffer comes cut, as a success: only the count tells.
+    const uint64_t sizeErrors = SizeErrors();
+    const bool isCut = sizeErrors != m_sizeErrors;
+    m_sizeErrors = sizeErrors;
+    if (status != ARV_BUFFER_STATUS_SUCCESS || isCut || !Fill(node, buffer)) {
+        Buffer().Release(node);
+        Buffer().CountLost(1);
+        ++m_badFrames;
+        return;
+    }
+    const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer));
+    const uint64_t missing = number - m_lastNumber - 1;
+    Buffer().CountLost(missing > m_badFrames ? missing - m_badFrames : 0);
+    m_lastNumber = number;
+    m_badFrames = 0;
+    node->m_info.nFrameNum = static_cast<uint32_t>(number);
+    Commit(node);
+}
+
+bool CAravisStream::Fill(AravisNode* node, ArvBuffer* buffer) {
+    size_t payloadBytes = 0;
+    arv_buffer_get_data(buffer, &payloadBytes);
+    payloadBytes = std::min(payloadBytes, node->m_sizeBytes);
+    node->m_info = {};
+    node->m_chunks.clear();
+    if (arv_buffer_has_chunks(buffer) != 0) {
+        if (!FillChunks(node, payloadBytes)) {
+            return false;
+        }
+    } else {
+        node->m_info.nFrameLen = static_cast<uint32_t>(payloadBytes);
+    }
+    if (arv_buffer_get_n_parts(buffer) > 0) {
+        gint region[4] = {};
+        arv_buffer_get_part_region(buffer, 0, &region[0], &region[1], &region[2], &region[3]);
+        if (region[2] < 0 || region[2] > UINT16_MAX || region[3] < 0 || region[3] > UINT16_MAX) {
+            return false;
+        }
+        node->m_info.nWidth = static_cast<uint16_t>(region[2]);
+        node->m_info.nHeight = static_cast<uint16_t>(region[3]);
+        node->m_info.enPixelType = arv_buffer_get_part_pixel_format(buffer, 0);
+    }
+    const uint64_t timestampNs = arv_buffer_get_timestamp(buffer);
+    node->m_info.nDevTimeStampHigh = static_cast<uint32_t>(timestampNs >> 32);
+    node->m_info.nDevTimeStampLow = static_cast<uint32_t>(timestampNs);
+    // Bits of a pixel are part of its format's number.
+    const uint64_t bits = (node->m_info.enPixelType >> 16) & 0xFF;
+    const uint64_t pixels = static_cast<uint64_t>(node->m_info.nWidth) * node->m_info.nHeight;
+    return node->m_info.nFrameLen >= (pixels * bits + 7) / 8;
+}
+
+bool CAravisStream::FillChunks(AravisNode* node, size_t payloadBytes) {
+    if (!WalkChunks({node->m_image, payloadBytes}, m_connection->IsEthernet(), &m_spans)) {
+        return false;
+    }
+    node->m_info.nFrameLen = m_spans.front().m_lengthBytes; // the image is the first chunk
+    for (size_t i = 1; i < m_spans.size(); ++i) {
+        OX_CHUNK_DATA_CONTENT& chunk = node->m_chunks.emplace_back();
+        chunk = {};
+        chunk.pChunkData = node->m_image + m_spans[i].m_offset;
+        chunk.nChunkID = m_spans[i].m_id;
+        chunk.nChunkLen = m_spans[i].m_lengthBytes;
+    }
+    node->m_info.nUnparsedChunkNum = static_cast<uint32_t>(node->m_chunks.size());
+    node->m_info.pUnparsedChunkContent = node->m_chunks.empty() ? nullptr : node->m_chunks.data();
+    return true;
+}
+
+} // namespace ox3d

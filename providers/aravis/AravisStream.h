@@ -1,0 +1,80 @@
+// AravisStream.h - from a stream of Aravis into the image nodes.
+//
+// Aravis fills the buffers that it has been given; a frame that finds none is lost, the newest that is. The
+// nodes are to lose the oldest one instead: so finished buffers are taken out at once, and empty ones put in
+// their place.
+#ifndef OX3D_ARAVIS_ARAVIS_STREAM_H
+#define OX3D_ARAVIS_ARAVIS_STREAM_H
+
+#include <arv.h>
+
+#include <optional>
+#include <set>
+
+#include "AravisConnection.h"
+#include "ArvError.h"
+#include "ChunkWalk.h"
+#include "common/Stream.h"
+
+namespace ox3d {
+
+struct FreeMemory {
+    void operator()(uint8_t* memory) const;
+};
+
+struct AravisNode final : FrameNode {
+    // Makes the buffer one of exactly this size; throws when there is no memory.
+    void Resize(size_t sizeBytes);
+
+    std::unique_ptr<uint8_t, FreeMemory> m_memory;
+    size_t m_sizeBytes = 0;
+    CObject<ArvBuffer> m_buffer; // over m_memory
+};
+
+// Frame numbers from block ids, which wrap round and do not always start where they should.
+class CFrameCounter {
+public:
+    explicit CFrameCounter(uint64_t firstId) : m_firstId(firstId) {}
+    // The frame's number, from 1.
+    uint64_t Next(uint64_t blockId);
+
+private:
+    const uint64_t m_firstId;
+    std::optional<uint64_t> m_lastId;
+    uint64_t m_number = 0;
+};
+
+class CAravisStream final : public CStream {
+public:
+    CAravisStream(std::shared_ptr<CAravisConnection> connection, std::shared_ptr<CFrameBuffer> buffer);
+    ~CAravisStream() override;
+
+    // The device's mutex is held. Makes the stream and gives it its first buffers.
+    int Prepare(ArvDevice* device, const ResendSettings& resend);
+
+private:
+    void RunCamera() override;
+    void End();
+    void GiveBuffers();
+    AravisNode* Take(ArvBuffer* buffer);
+    void Handle(AravisNode* node, ArvBuffer* buffer);
+    // Fills the node's records. False when the frame is not whole.
+    bool Fill(AravisNode* node, ArvBuffer* buffer);
+    bool FillChunks(AravisNode* node, size_t payloadBytes);
+    uint64_t SizeErrors() const;
+
+    const std::shared_ptr<CAravisConnection> m_connection;
+    CObject<ArvStream> m_stream;
+    std::set<AravisNode*> m_inFlight; // given to Aravis
+    size_t m_payloadBytes = 0;
+    bool m_countsSizeErrors = false;
+    uint64_t m_sizeErrors = 0;
+    CFrameCounter m_counter;
+    uint64_t m_lastNumber = 0;
+    uint64_t m_badFrames = 0; // since the last good one; counted as lost already
+    std::vector<ChunkSpan> m_spans;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,76 @@
+// GvcpClient.cpp - asks, waits, asks again; a camera that is busy may say so and take longer.
+#include "GvcpClient.h"
+
+#include <algorithm>
+#include <array>
+
+namespace ox3d {
+namespace {
+
+constexpr uint32_t kLeastTimeoutMs = 20; // a time-out of nothing would make every camera silent
+constexpr int64_t kLongestPendingMs = 5000;
+
+} // namespace
+
+CGvcpClient::CGvcpClient(uint32_t hostIp, uint32_t cameraIp, uint32_t timeoutMs, int tries)
+    : m_cameraIp(cameraIp), m_timeout(std::max(timeoutMs, kLeastTimeoutMs)), m_tries(tries),
+      m_isOpen(m_socket.Open(hostIp, 0)) {}
+
+EGvcpResult CGvcpClient::Read(uint32_t address, uint32_t* value) {
+    m_requestId = m_requestId == UINT16_MAX ? 1 : static_cast<uint16_t>(m_requestId + 1);
+    return Exchange(gvcp::ReadRegisterCommand(m_requestId, address), gvcp::kReadRegister + 1, value);
+}
+
+EGvcpResult CGvcpClient::Write(uint32_t address, uint32_t value) {
+    m_requestId = m_requestId == UINT16_MAX ? 1 : static_cast<uint16_t>(m_requestId + 1);
+    return Exchange(gvcp::WriteRegisterCommand(m_requestId, address, value), gvcp::kWriteRegister + 1,
+                    nullptr);
+}
+
+EGvcpResult CGvcpClient::Exchange(const gvcp::Packet& command, uint16_t expected, uint32_t* value) {
+    EGvcpResult result = EGvcpResult::Silent;
+    for (int i = 0; m_isOpen && i < m_tries; ++i) {
+        m_socket.Send(m_cameraIp, gvcp::kPort, command);
+        if (Await(expected, value, &result)) {
+            return result;
+        }
+    }
+    return EGvcpResult::Silent;
+}
+
+bool CGvcpClient::Await(uint16_t expected, uint32_t* value, EGvcpResult* result) const {
+    auto until = std::chrono::steady_clock::now() + m_timeout;
+    std::array<uint8_t, gvcp::kMostPacketBytes> packet{};
+    while (m_socket.Wait(until)) {
+        uint32_t from = 0;
+        const size_t length = m_socket.Receive(packet, &from);
+        const auto ack = gvcp::ReadAck({packet.data(), length});
+        if (from != m_cameraIp || !ack || ack->m_requestId != m_requestId) {
+            continue;
+        }
+        if (ack->m_command == gvcp::kPending && ack->m_payload.size() >= 4) {
+            const int64_t more = gvcp::Read16(ack->m_payload, 2);
+            until = std::chrono::steady_clock::now() +
+                    std::chrono::milliseconds(std::min(more, kLongestPendingMs));
+            continue;
+        }
+        if (ack->m_command != expected) {
+            continue;
+        }
+        if (ack->m_status != gvcp::kSuccess) {
+            *result = ack->m_status == gvcp::kAccessDenied ? EGvcpResult::Denied : EGvcpResult::Refused;
+            return true;
+        }
+        if (value != nullptr) {
+            if (ack->m_payload.size() < 4) {
+                continue;
+            }
+            *value = gvcp::Read32(ack->m_payload, 0);
+        }
+        *result = EGvcpResult::Ok;
+        return true;
+    }
+    return false;
+}
+
+} // namespace ox3d

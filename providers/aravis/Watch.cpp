@@ -1,0 +1,226 @@
+// Watch.cpp - one probe a second, and events as they come.
+#include "Watch.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <vector>
+
+#include "AravisConnection.h"
+#include "Features.h"
+#include "GvcpClient.h"
+#include "common/DeviceText.h"
+#include "common/Status.h"
+
+namespace ox3d {
+namespace {
+
+constexpr std::chrono::seconds kPeriod{1};
+constexpr int kMostStrangeAnswers = 2;
+constexpr uint32_t kMessageTimeoutMs = 200; // the camera's, for our acknowledge
+constexpr uint32_t kMessageRetries = 2;
+constexpr size_t kMostMessageBytes = 2048;
+
+} // namespace
+
+CWatch::CWatch() : m_stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+CWatch::~CWatch() {
+    if (m_stopEvent >= 0) {
+        close(m_stopEvent);
+    }
+}
+
+bool CWatch::Start(std::shared_ptr<CAravisConnection> connection) {
+    if (m_stopEvent < 0) {
+        return false;
+    }
+    m_lastAnswer = Clock::now();
+    return m_worker.Start([self = shared_from_this(), connection = std::move(connection)] {
+        try {
+            self->Run(*connection);
+        } catch (...) {
+            std::fputs("camera control: no memory to look after a camera\n", stderr);
+        }
+    });
+}
+
+void CWatch::RequestStop() const {
+    const uint64_t one = 1;
+    const ssize_t written = write(m_stopEvent, &one, sizeof(one));
+    static_cast<void>(written); // a full counter has been read by nobody yet: the stop is known already
+}
+
+void CWatch::Run(CAravisConnection& connection) {
+    if (connection.IsEthernet() && connection.MayWrite()) {
+        OpenMessageChannel(connection);
+    }
+    while (ListenUntil(connection, Clock::now() + kPeriod)) {
+        if (!Probe(connection)) {
+            connection.MarkGone();
+            return;
+        }
+    }
+}
+
+bool CWatch::ListenUntil(CAravisConnection& connection, Clock::time_point until) {
+    for (auto now = Clock::now(); now < until; now = Clock::now()) {
+        std::array<pollfd, 2> entries{
+            {{m_stopEvent, POLLIN, 0}, {m_messages.Descriptor(), POLLIN, 0}}}; // -1 is skipped by poll
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+        const int ready = poll(entries.data(), entries.size(), static_cast<int>(left));
+        if (ready < 0 && errno != EINTR) {
+            return false;
+        }
+        if (ready > 0 && entries[0].revents != 0) {
+            return false;
+        }
+        if (ready > 0 && entries[1].revents != 0) {
+            ReceiveMessage(connection);
+        }
+    }
+    return true;
+}
+
+// ---- Is it still there, is it still ours ----
+
+bool CWatch::Probe(CAravisConnection& connection) {
+    if (!connection.IsAlive()) { // somebody else has found out
+        return false;
+    }
+    return connection.IsEthernet() ? ProbeEthernet(connection) : ProbeUsb(connection);
+}
+
+bool CWatch::ProbeEthernet(CAravisConnection& connection) {
+    const CameraPath& path = connection.Path();
+    CGvcpClient client(path.m_hostIp, path.m_cameraIp, connection.ControlTimeoutMs(), 1);
+    uint32_t control = 0;
+    const EGvcpResult result = client.Read(gvcp::kControlRegister, &control);
+    if (result == EGvcpResult::Silent) {
+        return Clock::now() - m_lastAnswer < kSilence;
+    }
+    m_lastAnswer = Clock::now();
+    if (!connection.MayWrite()) {
+        return true;
+    }
+    if (result == EGvcpResult::Ok && (control & (gvcp::kControlHeld | gvcp::kControlExclusive)) == 0) {
+        return false;
+    }
+    return !connection.HasLostControl();
+}
+
+bool CWatch::ProbeUsb(CAravisConnection& connection) {
+    uint32_t version = 0;
+    const int code = connection.OnDevice([&](ArvDevice* device) {
+        CArvError error;
+        arv_device_read_memory(device, 0, sizeof(version), &version, error.Out());
+        return IsUnreachable(error.Get()) ? kDeviceGone : kOk;
+    });
+    m_strangeAnswers = code == kOk ? 0 : m_strangeAnswers + 1;
+    return m_strangeAnswers < kMostStrangeAnswers;
+}
+
+// ---- Events ----
+
+// A camera without a message channel goes without events.
+void CWatch::OpenMessageChannel(CAravisConnection& connection) {
+    CUdpSocket socket;
+    const uint32_t hostIp = connection.Path().m_hostIp;
+    if (!socket.Open(hostIp, 0)) {
+        return;
+    }
+    const int code = connection.OnDevice([&](ArvDevice* device) {
+        CArvError error;
+        guint32 channels = 0;
+        arv_device_read_register(device, gvcp::kMessageChannelsRegister, &channels, error.Out());
+        if (error.IsSet() || channels == 0) {
+            return Code(OX_CC_E_SUPPORT);
+        }
+        // The retries are optional; the address goes before the port, which opens the channel.
+        arv_device_write_register(device, gvcp::kMessageTimeoutRegister, kMessageTimeoutMs, error.Out());
+        arv_device_write_register(device, gvcp::kMessageRetriesRegister, kMessageRetries, error.Out());
+        arv_device_write_register(device, gvcp::kMessageAddressRegister, hostIp, error.Out());
+        if (!error.IsSet()) {
+            arv_device_write_register(device, gvcp::kMessagePortRegister, socket.Port(), error.Out());
+        }
+        return error.Code();
+    });
+    if (code == kOk) {
+        m_messages = std::move(socket);
+    }
+}
+
+void CWatch::ReceiveMessage(CAravisConnection& connection) {
+    std::array<uint8_t, kMostMessageBytes> packet{};
+    uint32_t from = 0;
+    uint16_t port = 0;
+    const size_t length = m_messages.Receive(packet, &from, &port);
+    const auto command = gvcp::ReadEvents({packet.data(), length});
+    if (from != connection.Path().m_cameraIp || !command) {
+        return;
+    }
+    if (command->m_isAckWanted) {
+        m_messages.Send(from, port, gvcp::Acknowledge(command->m_command, command->m_requestId));
+    }
+    // Our acknowledge got lost: the event is known already.
+    if (command->m_requestId == m_lastRequestId && command->m_requestId != 0) {
+        return;
+    }
+    m_lastRequestId = command->m_requestId;
+    for (const gvcp::Event& event : command->m_events) {
+        Raise(connection, event);
+    }
+}
+
+void CWatch::Raise(CAravisConnection& connection, const gvcp::Event& event) {
+    OX_EVENT_OUT_INFO info{};
+    CopyText(info.chEventName, std::string_view(NameOf(connection, event.m_id)).substr(0, 127));
+    info.nEventID = event.m_id;
+    info.nStreamChannel = event.m_streamChannel;
+    info.nBlockIdLow = event.m_blockId;
+    info.nTimestampHigh = static_cast<uint32_t>(event.m_timestamp >> 32);
+    info.nTimestampLow = static_cast<uint32_t>(event.m_timestamp);
+    std::vector<uint8_t> data(event.m_data.begin(), event.m_data.end());
+    info.nEventDataSize = static_cast<uint32_t>(data.size());
+    info.pEventData = data.empty() ? nullptr : data.data();
+    connection.RaiseEvent(info);
+}
+
+// A camera names its events in EventSelector, and tells the number of event X in the integer EventX.
+const std::string& CWatch::NameOf(CAravisConnection& connection, uint16_t id) {
+    if (!m_areNamesRead) {
+        m_areNamesRead = true;
+        connection.OnDevice([&](ArvDevice* device) {
+            CArvError error;
+            guint count = 0;
+            const CGMemory<const char*> names(arv_device_dup_available_enumeration_feature_values_as_strings(
+                device, "EventSelector", &count, error.Out()));
+            for (guint i = 0; names != nullptr && i < count; ++i) {
+                const std::string name = names.get()[i];
+                OX_CC_INT_VALUE_EX value{};
+                if (features::GetInteger(device, ("Event" + name).c_str(), &value) == kOk) {
+                    m_names[static_cast<uint16_t>(value.nCurValue)] = name;
+                }
+            }
+            return kOk;
+        });
+    }
+    constexpr size_t kMostNames = 1024;
+    if (const auto found = m_names.find(id); found != m_names.end()) {
+        return found->second;
+    }
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "Event_0x%04X", id);
+    if (m_names.size() >= kMostNames) {
+        m_names.clear();
+        m_areNamesRead = false;
+    }
+    return m_names[id] = text.data();
+}
+
+} // namespace ox3d

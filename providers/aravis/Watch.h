@@ -1,0 +1,64 @@
+// Watch.h - the thread that looks after an opened camera: whether it is still there, whether control of it is
+// still ours, and what it tells over the message channel.
+//
+// Aravis notices a camera that has died, after some five seconds, and not at all that another application has
+// taken control meanwhile. This thread asks once a second. It never runs code of the application.
+#ifndef OX3D_ARAVIS_WATCH_H
+#define OX3D_ARAVIS_WATCH_H
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Gvcp.h"
+#include "Network.h"
+#include "common/Worker.h"
+
+namespace ox3d {
+
+class CAravisConnection;
+
+class CWatch : public std::enable_shared_from_this<CWatch> {
+public:
+    // A camera that has not answered for this long, asked once a second, is gone.
+    static constexpr std::chrono::milliseconds kSilence{3000};
+
+    CWatch();
+    ~CWatch();
+    CWatch(const CWatch&) = delete;
+    CWatch& operator=(const CWatch&) = delete;
+
+    bool Start(std::shared_ptr<CAravisConnection> connection);
+    void RequestStop() const;
+    void Join() { m_worker.Join(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void Run(CAravisConnection& connection);
+    // Waits for messages; false when the stop has been asked for.
+    bool ListenUntil(CAravisConnection& connection, Clock::time_point until);
+    // False when the camera is lost.
+    bool Probe(CAravisConnection& connection);
+    bool ProbeEthernet(CAravisConnection& connection);
+    bool ProbeUsb(CAravisConnection& connection);
+
+    void OpenMessageChannel(CAravisConnection& connection);
+    void ReceiveMessage(CAravisConnection& connection);
+    void Raise(CAravisConnection& connection, const gvcp::Event& event);
+    const std::string& NameOf(CAravisConnection& connection, uint16_t id);
+
+    int m_stopEvent;
+    Clock::time_point m_lastAnswer;
+    int m_strangeAnswers = 0;
+    CUdpSocket m_messages;
+    bool m_areNamesRead = false;
+    std::map<uint16_t, std::string> m_names;
+    uint16_t m_lastRequestId = 0;
+    CWorker m_worker;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,108 @@
+// Connection.cpp - notices of a camera on their way to the application.
+#include "Connection.h"
+
+#include <algorithm>
+
+#include "CallbackThread.h"
+#include "DeviceText.h"
+
+namespace ox3d {
+namespace {
+
+constexpr size_t kMostNotices = 64;
+constexpr size_t kMostNamedEvents = 64;
+
+} // namespace
+
+std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string& name) {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_named.find(name);
+    if (found != m_named.end()) {
+        return found->second;
+    }
+    if (m_named.size() >= kMostNamedEvents) {
+        return nullptr;
+    }
+    return m_named.emplace(name, std::make_shared<Event>()).first->second;
+}
+
+void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
+    std::shared_ptr<Event> named;
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_named.find(BoundedText(info->chEventName));
+        named = found == m_named.end() ? nullptr : found->second;
+    }
+    if (named != nullptr) {
+        named->Call(info);
+    }
+    m_allEvents.Call(info);
+}
+
+CConnection::CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
+    : m_callbacks(std::move(callbacks)), m_accessMode(accessMode) {
+    m_notices.reserve(kMostNotices);
+}
+
+bool CConnection::Start() {
+    return m_worker.Start([self = shared_from_this()] { self->Run(); });
+}
+
+void CConnection::RequestStop() {
+    const std::lock_guard lock(m_mutex);
+    m_isStopping = true;
+    m_changed.notify_all();
+}
+
+void CConnection::MarkGone() {
+    if (!m_isGone.exchange(true)) {
+        Notice notice;
+        notice.m_exception = OX_CC_EXCEPTION_DEV_DISCONNECT;
+        Push(std::move(notice));
+    }
+}
+
+void CConnection::RaiseEvent(const OX_EVENT_OUT_INFO& event) {
+    Notice notice;
+    notice.m_event = event;
+    if (event.pEventData != nullptr) {
+        const auto* data = static_cast<const uint8_t*>(event.pEventData);
+        notice.m_data.assign(data, data + event.nEventDataSize);
+    }
+    Push(std::move(notice));
+}
+
+// An application that does not keep up loses its oldest events, never an exception.
+void CConnection::Push(Notice notice) {
+    const std::lock_guard lock(m_mutex);
+    if (m_notices.size() >= kMostNotices) {
+        const auto event = std::find_if(m_notices.begin(), m_notices.end(),
+                                        [](const Notice& waiting) { return waiting.m_exception == 0; });
+        m_notices.erase(event);
+    }
+    m_notices.push_back(std::move(notice));
+    m_changed.notify_all();
+}
+
+void CConnection::Run() {
+    CallbackThread::Current() = {m_callbacks.get(), ECallbackRole::Notices};
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_changed.wait(lock, [this] { return m_isStopping || !m_notices.empty(); });
+        if (m_isStopping) {
+            return;
+        }
+        Notice notice = std::move(m_notices.front());
+        m_notices.erase(m_notices.begin());
+        lock.unlock();
+        if (notice.m_exception != 0) {
+            m_callbacks->m_exception.Call(notice.m_exception);
+        } else {
+            notice.m_event.pEventData = notice.m_data.empty() ? nullptr : notice.m_data.data();
+            m_callbacks->CallEvent(&notice.m_event);
+        }
+        lock.lock();
+    }
+}
+
+} // namespace ox3d

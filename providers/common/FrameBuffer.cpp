@@ -1,0 +1,193 @@
+// FrameBuffer.cpp - queues, loans and losses of image nodes.
+#include "FrameBuffer.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "Status.h"
+
+namespace ox3d {
+
+bool CFrameBuffer::SetNodeNum(uint32_t count) {
+    if (count == 0 || count > kMostNodes) {
+        return false;
+    }
+    const std::lock_guard lock(m_mutex);
+    m_nodeNum = count;
+    while (m_forFetch.size() > m_nodeNum) {
+        DropOldest(&m_forFetch);
+    }
+    while (m_forCallback.size() > m_nodeNum) {
+        DropOldest(&m_forCallback);
+    }
+    return true;
+}
+
+uint32_t CFrameBuffer::NodeNum() const {
+    const std::lock_guard lock(m_mutex);
+    return m_nodeNum;
+}
+
+void CFrameBuffer::DropUser(FrameNode* node) {
+    if (--node->m_users == 0 && !node->m_isSeen) {
+        ++m_lostFrames;
+    }
+}
+
+void CFrameBuffer::DropOldest(std::vector<FrameNode*>* queue) {
+    DropUser(queue->front());
+    queue->erase(queue->begin());
+}
+
+void CFrameBuffer::Clear(std::vector<FrameNode*>* queue) {
+    for (FrameNode* node : *queue) {
+        --node->m_users; // dropped on purpose, not lost
+    }
+    queue->clear();
+}
+
+uint32_t CFrameBuffer::Open() {
+    const std::lock_guard lock(m_mutex);
+    Clear(&m_forFetch);
+    Clear(&m_forCallback);
+    m_lostFrames = 0;
+    m_state = EState::Running;
+    return ++m_acquisition;
+}
+
+void CFrameBuffer::Finish() {
+    const std::lock_guard lock(m_mutex);
+    if (m_state == EState::Running) {
+        m_state = EState::Finished;
+    }
+    m_changed.notify_all();
+}
+
+void CFrameBuffer::Shut() {
+    const std::lock_guard lock(m_mutex);
+    Clear(&m_forFetch);
+    Clear(&m_forCallback);
+    m_state = EState::Shut;
+    m_changed.notify_all();
+}
+
+FrameNode* CFrameBuffer::TakeEmpty() {
+    const std::lock_guard lock(m_mutex);
+    const auto found =
+        std::find_if(m_nodes.begin(), m_nodes.end(), [](const auto& node) { return node->m_users == 0; });
+    FrameNode* node = found != m_nodes.end() ? found->get() : nullptr;
+    if (node == nullptr) {
+        m_nodes.push_back(m_maker());
+        node = m_nodes.back().get();
+    }
+    node->m_users = 1;
+    node->m_isSeen = true; // until it holds a frame there is nothing to lose
+    return node;
+}
+
+void CFrameBuffer::Commit(uint32_t acquisition, FrameNode* node, bool isForCallback) {
+    const std::lock_guard lock(m_mutex);
+    if (m_state == EState::Running && acquisition == m_acquisition) {
+        node->m_isSeen = false;
+        m_forFetch.reserve(kMostNodes);
+        m_forCallback.reserve(kMostNodes);
+        if (m_forFetch.size() >= m_nodeNum) {
+            DropOldest(&m_forFetch);
+        }
+        m_forFetch.push_back(node);
+        ++node->m_users;
+        if (isForCallback) {
+            if (m_forCallback.size() >= m_nodeNum) {
+                DropOldest(&m_forCallback);
+            }
+            m_forCallback.push_back(node);
+            ++node->m_users;
+        }
+        m_changed.notify_all();
+    }
+    --node->m_users;
+}
+
+void CFrameBuffer::Release(FrameNode* node) {
+    const std::lock_guard lock(m_mutex);
+    DropUser(node);
+}
+
+void CFrameBuffer::CountLost(uint64_t frames) {
+    const std::lock_guard lock(m_mutex);
+    m_lostFrames += frames;
+}
+
+int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node) {
+    std::unique_lock lock(m_mutex);
+    const uint32_t acquisition = m_acquisition;
+    const auto isOver = [&] {
+        return acquisition != m_acquisition || m_state != EState::Running || !m_forFetch.empty();
+    };
+    if (timeoutMs == kForever) {
+        m_changed.wait(lock, isOver);
+    } else {
+        m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), isOver);
+    }
+    if (acquisition != m_acquisition || m_forFetch.empty()) {
+        return Code(OX_CC_E_NO_DATA);
+    }
+    FrameNode* oldest = m_forFetch.front();
+    if (oldest->m_info.nFrameLen > mostBytes) {
+        return Code(OX_CC_E_NO_BUFFER_SPACE);
+    }
+    if (m_lentCount >= std::max<size_t>(kMostLent, m_nodeNum)) {
+        return Code(OX_CC_E_BUFFER_FULL);
+    }
+    m_forFetch.erase(m_forFetch.begin()); // its place in the queue becomes the loan
+    oldest->m_isLent = true;
+    oldest->m_isSeen = true;
+    ++m_lentCount;
+    *node = oldest;
+    return kOk;
+}
+
+bool CFrameBuffer::Return(const uint8_t* image) {
+    const std::lock_guard lock(m_mutex);
+    for (const auto& node : m_nodes) {
+        if (node->m_isLent && node->m_image == image) {
+            node->m_isLent = false;
+            --m_lentCount;
+            DropUser(node.get());
+            return true;
+        }
+    }
+    return false;
+}
+
+void CFrameBuffer::DropWaiting() {
+    const std::lock_guard lock(m_mutex);
+    Clear(&m_forFetch);
+    Clear(&m_forCallback);
+}
+
+FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] {
+        return acquisition != m_acquisition || m_state != EState::Running || !m_forCallback.empty();
+    });
+    if (acquisition != m_acquisition || m_forCallback.empty()) {
+        return nullptr;
+    }
+    FrameNode* node = m_forCallback.front();
+    m_forCallback.erase(m_forCallback.begin());
+    node->m_isSeen = true;
+    return node;
+}
+
+void CFrameBuffer::Trim() {
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_nodes, [](const auto& node) { return node->m_users == 0; });
+}
+
+uint64_t CFrameBuffer::LostFrames() const {
+    const std::lock_guard lock(m_mutex);
+    return m_lostFrames;
+}
+
+} // namespace ox3d

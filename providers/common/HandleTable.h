@@ -1,0 +1,31 @@
+// HandleTable.h - the handles that exist. A handle is a number, not an address: an unknown one is looked up
+// and refused, never followed, and none is given out twice.
+#ifndef OX3D_PROVIDER_HANDLE_TABLE_H
+#define OX3D_PROVIDER_HANDLE_TABLE_H
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "Session.h"
+
+namespace ox3d {
+
+class CHandleTable {
+public:
+    // Never destroyed: threads of an application may still be inside the provider when statics go.
+    static CHandleTable& Instance();
+
+    void* Add(std::shared_ptr<CSession> session);
+    std::shared_ptr<CSession> Find(void* handle) const;
+    std::shared_ptr<CSession> Remove(void* handle);
+
+private:
+    mutable std::mutex m_mutex;
+    std::map<void*, std::shared_ptr<CSession>> m_sessions;
+    uintptr_t m_next = 0x10;
+};
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,94 @@
+// Session.h - what is behind a handle: one camera, opened or not, grabbing or not.
+//
+// Calls come from several threads and from the session's own callbacks. m_mutex guards the state and is never
+// held while a thread is waited for; streams and connections that are being ended stay listed until their
+// threads are joined, so that every later caller waits for them as well.
+#ifndef OX3D_PROVIDER_SESSION_H
+#define OX3D_PROVIDER_SESSION_H
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Camera.h"
+#include "Connection.h"
+#include "FrameBuffer.h"
+#include "Stream.h"
+#include "Upgrade.h"
+
+namespace ox3d {
+
+class CSession {
+public:
+    CSession(std::shared_ptr<CCamera> camera, const OX_CC_DEVICE_INFO& record);
+
+    CCamera& Camera() const { return *m_camera; }
+    CFrameBuffer& Frames() const { return *m_frames; }
+    HandleCallbacks& Callbacks() const { return *m_callbacks; }
+
+    // The device's record as it is now.
+    OX_CC_DEVICE_INFO Record() const;
+
+    // ---- Life ----
+
+    int Open(uint32_t accessMode);
+    int Close();
+    int Start();
+    int Stop();
+    // Closes what is open and waits for every thread but the caller's own.
+    void Shutdown();
+
+    // ---- The open camera ----
+
+    // The connection when the camera is open and still there, else why not.
+    int Connected(bool isForWriting, std::shared_ptr<CConnection>* connection);
+    bool IsGrabbing() const;
+    // Waits for a frame and lends it.
+    int Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node);
+    // As above; the frame stays lent until the next one is copied, for the sake of its chunks.
+    int FetchCopy(uint32_t timeoutMs, uint8_t* image, uint64_t sizeBytes, OX_FRAME_OUT_INFO_EX* info);
+
+    // ---- Maintenance ----
+
+    int ReadDeviceFile(const std::string& deviceFile, const std::string& localFile);
+    int WriteDeviceFile(const std::string& deviceFile, const std::string& localFile);
+    OX_CC_FILE_ACCESS_PROGRESS FileProgress() const;
+    int StartUpgrade(const std::string& path);
+    int UpgradePercent(uint32_t* percent);
+    int ForceIp(uint32_t ip, const uint32_t* maskAndGateway);
+    int SetIpMode(uint32_t mode);
+    bool IsEthernet() const { return m_record.nTLayerType == OX_CC_GIGE_DEVICE; }
+
+    std::atomic<uint32_t> m_gvcpTimeoutMs{500};
+
+private:
+    void EndStream();                                   // expects m_mutex
+    int Launch(const std::shared_ptr<CStream>& stream); // expects m_mutex
+    void JoinEnded();
+    void ReturnCopied(const uint8_t* next);
+    // The handle's own connection when it may write, else null.
+    int CheckNetwork(std::shared_ptr<CConnection>* connection) const;
+    bool SetProgress(int64_t completed, int64_t total);
+
+    const std::shared_ptr<CCamera> m_camera;
+    const OX_CC_DEVICE_INFO m_record; // as it was when the handle was made
+    const std::shared_ptr<HandleCallbacks> m_callbacks;
+    const std::shared_ptr<CFrameBuffer> m_frames;
+
+    mutable std::mutex m_mutex;
+    std::shared_ptr<CConnection> m_connection;
+    std::shared_ptr<CStream> m_stream;
+    std::shared_ptr<CUpgrade> m_upgrade;
+    std::vector<std::shared_ptr<CStream>> m_endedStreams;
+    std::vector<std::shared_ptr<CConnection>> m_endedConnections;
+    const uint8_t* m_copiedImage = nullptr; // the frame behind the last FetchCopy
+
+    mutable std::mutex m_progressMutex;
+    OX_CC_FILE_ACCESS_PROGRESS m_progress{};
+};
+
+} // namespace ox3d
+
+#endif
