@@ -78,11 +78,11 @@ public:
                 asked = now;
                 Ask();
             }
-            const auto end = isAskedTwice ? End(start, asked) : start + kAskAgain;
-            if (isAskedTwice && now >= end) {
+            const auto end = End(start, asked);
+            if (now >= end) {
                 break;
             }
-            WaitAndReceive(end - now);
+            WaitAndReceive((isAskedTwice ? end : std::min(end, start + kAskAgain)) - now);
         }
         return Found();
     }
@@ -91,12 +91,13 @@ private:
     Clock::time_point End(Clock::time_point start, Clock::time_point asked) const {
         const auto latest = start + std::chrono::milliseconds(kLongestSearchMs);
         if (m_wanted && m_found.contains(*m_wanted)) {
-            return Clock::now();
+            return start; // over at once
         }
         if (m_found.empty()) {
             return latest;
         }
-        const auto usual = asked + std::chrono::milliseconds(kUsualAnswerMs);
+        // Two rounds: what counts is the time since the last one.
+        const auto usual = std::max(asked, start + kAskAgain) + std::chrono::milliseconds(kUsualAnswerMs);
         return std::min(latest, std::max(usual, m_lastNews + kQuiet));
     }
 

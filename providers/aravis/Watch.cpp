@@ -26,6 +26,15 @@ constexpr uint32_t kMessageTimeoutMs = 200; // the camera's, for our acknowledge
 constexpr uint32_t kMessageRetries = 2;
 constexpr size_t kMostMessageBytes = 2048;
 
+// Events that the standard numbers itself; a description does not have to.
+struct StandardEvent {
+    uint16_t m_id;
+    const char* m_name;
+};
+constexpr StandardEvent kStandardEvents[] = {
+    {0x0002, "FrameTrigger"},       {0x0003, "ExposureStart"},    {0x0004, "ExposureEnd"},
+    {0x0005, "FrameTransferStart"}, {0x0006, "FrameTransferEnd"}, {0x0007, "PrimaryApplicationSwitch"}};
+
 } // namespace
 
 CWatch::CWatch() : m_stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -195,6 +204,9 @@ void CWatch::Raise(CAravisConnection& connection, const gvcp::Event& event) {
 const std::string& CWatch::NameOf(CAravisConnection& connection, uint16_t id) {
     if (!m_areNamesRead) {
         m_areNamesRead = true;
+        for (const StandardEvent& event : kStandardEvents) {
+            m_names[event.m_id] = event.m_name;
+        }
         connection.OnDevice([&](ArvDevice* device) {
             CArvError error;
             guint count = 0;
