@@ -156,9 +156,15 @@ EModelStatus CCameraModel::Prepare(std::string* error) {
     if (m_source != nullptr) {
         return EModelStatus::Ok;
     }
-    std::unique_ptr<CFrameSource> source = m_makeSource(m_config.m_source, error);
-    if (source == nullptr) {
+    std::unique_ptr<CFrameSource> source;
+    try {
+        source = m_makeSource(m_config.m_source, error);
+    } catch (const std::bad_alloc&) {
+        error->assign("no memory"); // within the string's own room
         return EModelStatus::Resource;
+    }
+    if (source == nullptr) {
+        return EModelStatus::NoData;
     }
     const std::lock_guard lock(m_mutex);
     m_source = std::move(source);

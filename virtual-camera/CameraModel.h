@@ -195,6 +195,7 @@ private:
     void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure);
     bool IsDropped(uint32_t number) const;
     bool Render(const Exposure& exposure, CameraFrame* frame); // without the lock
+    bool HasSourceEnded(const Exposure& exposure);             // without the lock
 
     const CameraConfig m_config;
     const SourceFactory m_makeSource;

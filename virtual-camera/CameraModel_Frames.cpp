@@ -104,6 +104,11 @@ bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
     return true;
 }
 
+bool CCameraModel::HasSourceEnded(const Exposure& exposure) {
+    const std::lock_guard lock(m_renderMutex);
+    return m_source == nullptr || m_source->HasEnded(exposure.m_sourceIndex);
+}
+
 ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame) {
     std::unique_lock lock(m_mutex);
     const FaultSet& faults = m_config.m_faults;
@@ -136,8 +141,10 @@ ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& st
         if (Render(exposure, frame)) {
             return ENextFrame::Frame;
         }
+        // A frame that cannot be had is a lost one: its number is missing, the next has its chance.
+        const bool hasEnded = HasSourceEnded(exposure);
         lock.lock();
-        m_hasSourceEnded = true;
+        m_hasSourceEnded = hasEnded;
     }
     return ENextFrame::Stopped;
 }

@@ -91,6 +91,29 @@ bool CCameraSlot::IsAccessible(uint32_t accessMode) const {
     return m_config.m_faults.m_isOpenDenied == 0 && IsFree(accessMode);
 }
 
+int CCameraSlot::CheckForTaking(uint32_t accessMode) const {
+    const bool isDenied = m_config.m_faults.m_isOpenDenied != 0 || !IsFree(accessMode);
+    return isDenied ? Code(OX_CC_E_ACCESS_DENIED) : kOk;
+}
+
+// Its images' source may take seconds to make; whoever lists cameras or opens another does not wait for it.
+int CCameraSlot::PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>* model) {
+    {
+        const std::lock_guard lock(m_mutex);
+        Renew();
+        if (const int code = CheckForTaking(accessMode); code != kOk) {
+            return code;
+        }
+        *model = m_model;
+    }
+    std::string error;
+    const EModelStatus status = (*model)->Prepare(&error);
+    if (status != EModelStatus::Ok) {
+        std::fprintf(stderr, "virtual camera %s: %s\n", (*model)->Config().m_serial.c_str(), error.c_str());
+    }
+    return ToCode(status);
+}
+
 int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
                       std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
@@ -99,15 +122,17 @@ int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
     if (!IsPresent()) {
         return kDeviceGone;
     }
-    const std::lock_guard lock(m_mutex);
-    Renew();
-    if (m_config.m_faults.m_isOpenDenied != 0 || !IsFree(accessMode)) {
-        return Code(OX_CC_E_ACCESS_DENIED);
-    }
-    std::string error;
-    if (m_model->Prepare(&error) != EModelStatus::Ok) {
-        std::fprintf(stderr, "virtual camera %s: %s\n", m_config.m_serial.c_str(), error.c_str());
-        return Code(OX_CC_E_RESOURCE);
+    std::shared_ptr<CCameraModel> model;
+    std::unique_lock<std::mutex> lock;
+    do { // again when the list has changed the camera meanwhile
+        lock = std::unique_lock<std::mutex>();
+        if (const int code = PrepareModel(accessMode, &model); code != kOk) {
+            return code;
+        }
+        lock = std::unique_lock(m_mutex);
+    } while (model != m_model);
+    if (const int code = CheckForTaking(accessMode); code != kOk) {
+        return code; // somebody was faster
     }
     auto taken = std::make_shared<CVirtualConnection>(m_model, callbacks, accessMode);
     m_holders.push_back(taken);

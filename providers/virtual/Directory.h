@@ -46,6 +46,8 @@ public:
 
 private:
     bool IsFree(uint32_t accessMode) const;
+    int CheckForTaking(uint32_t accessMode) const;
+    int PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>* model); // without the lock
     void Renew();
 
     mutable std::mutex m_mutex;

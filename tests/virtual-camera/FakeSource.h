@@ -27,6 +27,7 @@ public:
         images->m_greyPair.assign(wantGreyPair ? 64 : 0, static_cast<uint8_t>(100 + index));
         return index < m_frames;
     }
+    bool HasEnded(uint64_t index) const override { return index >= m_frames; }
 
 private:
     const uint64_t m_frames;

@@ -1,4 +1,4 @@
-// FrameSource.cpp - chooses the kind of source; no exception leaves.
+// FrameSource.cpp - chooses the kind of source.
 #include "FrameSource.h"
 
 #include "RecordingSource.h"
@@ -14,8 +14,7 @@ std::unique_ptr<CFrameSource> CreateFrameSource(const FrameSourceConfig& config,
         return config.m_isRecording ? CRecordingSource::Create(config, error)
                                     : CSceneSource::Create(config, error);
     } catch (const std::bad_alloc&) {
-        error->assign("out of memory"); // short enough for the string's own room, so this cannot fail in turn
-        return nullptr;
+        throw;
     } catch (const std::exception&) {
         error->assign("internal error");
         return nullptr;

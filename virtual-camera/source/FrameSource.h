@@ -16,7 +16,7 @@ namespace ox3d {
 struct FrameImages {
     uint32_t m_depthWidth = 0;
     uint32_t m_depthHeight = 0;
-    std::vector<uint16_t> m_depth; // millimetres, row-major, 0 = no data, at most 32767
+    std::vector<uint16_t> m_depth; // millimetres, row-major, 0 = no data
 
     uint32_t m_colorWidth = 0; // 0: the frame has no colour image
     uint32_t m_colorHeight = 0;
@@ -50,13 +50,14 @@ public:
     virtual uint32_t ColorHeight() const = 0;
     // The text of the calibration file that belongs to the images.
     virtual const std::string& CalibrationXml() const = 0;
-    // Fills the images of frame `index` (from 0). Grey views only when wanted. False when the source has
-    // ended (a recording that is not looped) or the frame cannot be read; images are then unspecified.
-    // Not thread-safe: one caller at a time.
+    // Fills the images of frame `index` (from 0). Grey views only when wanted. False when the frame cannot be
+    // had; images are then unspecified. Not thread-safe: one caller at a time.
     virtual bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) = 0;
+    // Whether nothing is to be expected of frame `index` and all that follow.
+    virtual bool HasEnded(uint64_t /*index*/) const { return false; }
 };
 
-// Makes a source, or returns null and says why in *error.
+// Makes a source, or returns null and says why in *error. Throws nothing but std::bad_alloc.
 std::unique_ptr<CFrameSource> CreateFrameSource(const FrameSourceConfig& config, std::string* error);
 
 } // namespace ox3d

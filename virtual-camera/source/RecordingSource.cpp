@@ -14,7 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kMaxCalibrationBytes = size_t{1} << 20U;
-constexpr uint16_t kMaxDepth = 32767; // a reader takes samples as signed
 
 void Tell(const std::string& message) {
     std::fprintf(stderr, "recording: %s\n", message.c_str());
@@ -151,9 +150,6 @@ bool CRecordingSource::LoadDepth(Frame* frame) {
         Tell(frame->m_depthPath + ": its size has changed");
         return false;
     }
-    for (uint16_t& sample : frame->m_depth) {
-        sample = sample > kMaxDepth ? uint16_t{0} : sample;
-    }
     frame->m_isDepthDecoded = true;
     return true;
 }
@@ -219,7 +215,9 @@ bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair,
         Frame* frame = &m_frames[index % m_frames.size()];
         Forget(frame);
         m_lastFrame = frame;
-        if (!LoadDepth(frame)) {
+        if (frame->m_isBad || !LoadDepth(frame)) {
+            m_badFrames += frame->m_isBad ? 0 : 1;
+            frame->m_isBad = true;
             return false;
         }
         const bool hasColor = (wantColor || wantGreyPair) && LoadColor(frame);

@@ -26,6 +26,10 @@ public:
     // size, and black where the frame has no colour.
     bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) override;
 
+    bool HasEnded(uint64_t index) const override {
+        return m_badFrames == m_frames.size() || (!m_loop && index >= m_frames.size());
+    }
+
     // For those who want to know how long a recording is before they play it.
     size_t FrameCount() const { return m_frames.size(); }
 
@@ -33,6 +37,7 @@ private:
     struct Frame {
         std::string m_depthPath;
         std::string m_colorPath; // empty: no colour
+        bool m_isBad = false; // said once, never tried again
         bool m_isDepthDecoded = false;
         bool m_isColorDecoded = false;
         std::vector<uint16_t> m_depth;
@@ -53,6 +58,7 @@ private:
     PngSize m_colorSize;
     std::string m_calibrationXml;
     std::vector<Frame> m_frames;
+    size_t m_badFrames = 0;
     Frame* m_lastFrame = nullptr; // the one that is decoded while frames are not kept
 };
 

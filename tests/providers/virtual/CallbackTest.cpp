@@ -19,7 +19,7 @@ public:
     using Action = std::function<void(uint32_t number)>;
 
     explicit CImages(Action action = {}) : m_action(std::move(action)) {}
-    ~CImages() { CC(OX_CC_RegisterImageCallBackEx)(m_handle, nullptr, nullptr); } // none runs afterwards
+    ~CImages() { CC(OX_CC_StopGrabbing)(m_handle); } // none runs afterwards
     void Register(void* handle) {
         m_handle = handle;
         ASSERT_EQ(CC(OX_CC_RegisterImageCallBackEx)(handle, &CImages::Called, this), 0);
@@ -109,19 +109,20 @@ TEST(ImageCallback, IsOverWhenStopReturns) {
     stopper.join();
 }
 
-TEST(ImageCallback, IsOverWhenUnregisteringReturns) {
+TEST(ImageCallback, IsUnregisteredWithoutWaitingForIt) {
     CHandle handle(CameraText("C5"));
     CImages images;
     handle.Open();
     images.Register(handle);
+    images.Watch().Change([](CImages::State& s) { s.m_mayLeave = false; });
     handle.Start();
     ASSERT_TRUE(images.WaitForCount(1));
     ASSERT_EQ(CC(OX_CC_RegisterImageCallBackEx)(handle, nullptr, nullptr), 0);
-    const CImages::State after = images.Watch().Get();
-    EXPECT_EQ(after.m_inside, 0);
+    EXPECT_EQ(images.Watch().Get().m_inside, 1);
+    images.Watch().Change([](CImages::State& s) { s.m_mayLeave = true; });
     EXPECT_NE(handle.Fetch(), 0u);
     EXPECT_NE(handle.Fetch(), 0u);
-    EXPECT_EQ(images.Watch().Get().m_numbers.size(), after.m_numbers.size());
+    EXPECT_EQ(images.Watch().Get().m_numbers.size(), 1u);
 }
 
 TEST(ImageCallback, MayStopAndStartAgainFromInside) {
