@@ -196,20 +196,17 @@ protected:
     Depth m_Out = m_Depth;
 };
 
-TEST_F(FuseProcess, TakesTheMeanOfPlausibleDepthsElseTheLarger) {
+TEST_F(FuseProcess, FollowsTheModeAndThresholdOfTheParameters) {
     EXPECT_EQ(Fuse(1000, 0), 1000) << "the first frame comes back unchanged";
     EXPECT_EQ(Fuse(1050, 0), 1025);
     EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(m_Object.Handle(), 4, nullptr, 0), 0); // forgets no frame
     EXPECT_EQ(Fuse(1300, 0), 1300);
     EXPECT_EQ(Fuse(900, 70), 900) << "the more confident";
     EXPECT_EQ(Fuse(2000, 255), 900);
-}
-
-TEST_F(FuseProcess, WrapsTheSumOfConfidentDepthsInModeTwo) {
     m_Object.SetParam(257, 2);
     m_Object.SetParam(259, 254); // grey 70 is confident to 255
     Fuse(20000, 70);
-    EXPECT_EQ(Fuse(20000, 70), -12768);
+    EXPECT_EQ(Fuse(20000, 70), -12768) << "the sum wraps in 16 bits";
     m_Object.SetParam(259, 255);
     EXPECT_EQ(Fuse(500, 70), 20000) << "not confident enough, and not more so than the last";
 }

@@ -2,13 +2,13 @@
 // far off its row a thing is found again. Relies on the room's ray casting.
 #pragma once
 
+#include "PngFile.h"
 #include "SceneModel.h"
 #include "SceneShading.h"
 #include "StereoRig.h"
 #include "TestObject.h"
 
 #include <optional>
-#include <png.h>
 #include <string>
 #include <vector>
 
@@ -76,24 +76,16 @@ struct Match {
 };
 
 // A grid of places on the left image whose surroundings (so many pixels each way) lie at one distance, to a
-// hundredth, and which the right image shows too.
+// hundredth, and which nothing hides from the right camera.
 inline std::vector<Match> MatchesInRoom(const CRoom& room, const StereoRig& rig, int32_t grid,
                                         double around) {
     std::vector<Match> matches;
-    const auto inImage = [&rig](const Pixel& at) {
-        return at.first >= 8 && at.second >= 8 && at.first <= rig.input.width - 9 &&
-               at.second <= rig.input.height - 9;
-    };
     for (int32_t i = 0; i < rig.input.width / grid * (rig.input.height / grid); ++i) {
         const int32_t row = i / (rig.input.width / grid);
         const Pixel at{i % (rig.input.width / grid) * grid, row * grid};
         const CRoom::Sight sight = room.LookLeft(rig, at);
         const Vector3 fromRight = rig.ToRight(sight.point);
         const Pixel right = Project(rig.input.right, fromRight);
-        if (!inImage(at) || !inImage(right)) {
-            continue;
-        }
-        // Seen from the right: nothing stands in between.
         bool clear = oxb3d::Norm(rig.ToRight(room.LookRight(rig, right).point)) > oxb3d::Norm(fromRight) - 1;
         for (const auto& [dx, dy] : {Pixel{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}) {
             const Pixel aside{at.first + around * dx, at.second + around * dy};
@@ -129,17 +121,14 @@ inline Picture PictureOf(const Grey& grey, int32_t width) {
     return {width, static_cast<int32_t>(grey.size()) / width, {grey.begin(), grey.end()}};
 }
 
-inline Picture ReadPng(const std::string& path, bool wide) {
-    png_image header{};
-    header.version = PNG_IMAGE_VERSION;
-    EXPECT_NE(png_image_begin_read_from_file(&header, path.c_str()), 0) << path;
-    header.format = wide ? PNG_FORMAT_LINEAR_Y : PNG_FORMAT_GRAY;
-    std::vector<uint16_t> words(size_t{header.width} * header.height);
-    Grey bytes(words.size());
-    png_image_finish_read(&header, nullptr, wide ? static_cast<void*>(words.data()) : bytes.data(), 0,
-                          nullptr);
-    const auto width = static_cast<int32_t>(header.width);
-    return wide ? Picture{width, static_cast<int32_t>(header.height), words} : PictureOf(bytes, width);
+// The green of a colour image.
+inline Picture ReadPicture(const std::string& path) {
+    ox3d::PngSize size;
+    Grey planes;
+    std::string error;
+    EXPECT_TRUE(ox3d::ReadColorPng(path, &size, &planes, &error)) << error;
+    const size_t pixels = planes.size() / 3;
+    return PictureOf({&planes[pixels], &planes[2 * pixels]}, static_cast<int32_t>(size.m_width));
 }
 
 // How many rows lower the second image shows the patch around a pixel of the first, to a quarter of a row.
