@@ -9,19 +9,21 @@ namespace {
 
 using Pair = OXB3D_BINOSTEREO_IMAGE_PAIR;
 
-int32_t CheckImages(const oxb3d::BinoObject& object, const ZQA_IMAGE* const (&images)[4]) {
+bool HasSize(const ZQA_IMAGE& image, ZQA_SIZE size) {
+    return image.width == size.width && image.height == size.height;
+}
+
+int32_t CheckImages(const Pair& in, const Pair& out, ZQA_SIZE size) {
+    const ZQA_IMAGE* const images[4] = {&in.left, &in.right, &out.left, &out.right};
     for (const ZQA_IMAGE* image : images) {
         if (image->format != ZQA_FORMAT_GREY8) {
             return OXB3D_BINOSTEREO_E_IMAGE_FORMAT;
         }
     }
-    // The outputs are held to the size as well, since that many pixels are written to them.
-    for (const ZQA_IMAGE* image : images) {
-        if (image->width != object.imageSize.width || image->height != object.imageSize.height) {
-            return OXB3D_BINOSTEREO_E_IMAGE_SIZE;
-        }
+    if (!HasSize(in.left, size) || !HasSize(in.right, size)) {
+        return OXB3D_BINOSTEREO_E_IMAGE_SIZE;
     }
-    if (images[0]->width > images[0]->step[0] || images[1]->width > images[1]->step[0]) {
+    if (in.left.width > in.left.step[0] || in.right.width > in.right.step[0]) {
         return OXB3D_BINOSTEREO_E_IMAGE_STEP;
     }
     for (const ZQA_IMAGE* image : images) {
@@ -30,7 +32,10 @@ int32_t CheckImages(const oxb3d::BinoObject& object, const ZQA_IMAGE* const (&im
             return status; // unmapped, deliberately
         }
     }
-    return OXB3D_BINOSTEREO_OK;
+    // The outputs are held to the size as well, since that many pixels are written to them. Only after the
+    // image checks, whose statuses callers know.
+    return HasSize(out.left, size) && HasSize(out.right, size) ? OXB3D_BINOSTEREO_OK
+                                                               : OXB3D_BINOSTEREO_E_IMAGE_SIZE;
 }
 
 // Rows are taken as unpadded also where a larger step has passed the checks; that is kept.
@@ -59,7 +64,7 @@ int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int32_t input
     Pair out;
     std::memcpy(&in, input, sizeof in);
     std::memcpy(&out, output, sizeof out);
-    status = CheckImages(object, {&in.left, &in.right, &out.left, &out.right});
+    status = CheckImages(in, out, object.imageSize);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }

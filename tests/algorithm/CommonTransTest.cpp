@@ -1,11 +1,12 @@
 // The common data transform: where points and registered depths land, what is cleared, and what is refused.
 // Relies on the kernels for small images and on process type 15 for the checks around them.
 #include "FloatToInt.h"
+#include "StereoRig.h"
 #include "TestObject.h"
 
 #include <cmath>
-#include <limits>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 using namespace algorithm_test;
@@ -18,34 +19,28 @@ using Output = OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT;
 constexpr size_t kPixels = size_t{640} * 480;
 constexpr float kIdentity[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
 
-int32_t Kernel(const int16_t* depth, int32_t width, int32_t height, float* points, int16_t* target,
+// Either kernel, by the type of the points, on rows without padding.
+template <typename TPoint>
+int32_t Kernel(const int16_t* depth, int32_t width, int32_t height, TPoint* points, int16_t* target,
                int32_t targetWidth, const float* k, const float* t, const float* k2,
                const float* distortion) {
-    return OXB3D_BINOSTEREO_Comn_Trans_f32(depth, width, width, height, points, target, targetWidth, k, t, k2,
-                                           distortion);
-}
-
-int32_t Kernel(const int16_t* depth, int32_t width, int32_t height, int16_t* points, int16_t* target,
-               int32_t targetWidth, const float* k, const float* t, const float* k2,
-               const float* distortion) {
-    return OXB3D_BINOSTEREO_Comn_Trans_s16(depth, width, width, height, points, target, targetWidth, k, t, k2,
-                                           distortion);
+    if constexpr (std::is_same_v<TPoint, float>) {
+        return OXB3D_BINOSTEREO_Comn_Trans_f32(depth, width, width, height, points, target, targetWidth, k, t,
+                                               k2, distortion);
+    } else {
+        return OXB3D_BINOSTEREO_Comn_Trans_s16(depth, width, width, height, points, target, targetWidth, k, t,
+                                               k2, distortion);
+    }
 }
 
 TEST(FloatToInt, GivesTheConversionInstructionsResultForEveryInput) {
-    constexpr float kInf = std::numeric_limits<float>::infinity();
-    const std::pair<float, int32_t> kCases[] = {{-0.9F, 0},
-                                                {0.9F, 0},
-                                                {-1.5F, -1},
-                                                {2147483520.0F, 2147483520},
-                                                {2147483648.0F, INT32_MIN},
-                                                {-2147483648.0F, INT32_MIN},
-                                                {-3e9F, INT32_MIN},
-                                                {kInf, INT32_MIN},
-                                                {-kInf, INT32_MIN},
-                                                {std::nanf(""), INT32_MIN}};
-    for (const auto& [value, expected] : kCases) {
-        EXPECT_EQ(oxb3d::FloatToInt32(value), expected) << value;
+    for (const float value : {-0.9F, 0.9F}) {
+        EXPECT_EQ(oxb3d::FloatToInt32(value), 0);
+    }
+    EXPECT_EQ(oxb3d::FloatToInt32(-1.5F), -1);
+    EXPECT_EQ(oxb3d::FloatToInt32(2147483520.0F), 2147483520);
+    for (const float value : {2147483648.0F, -2147483648.0F, -3e9F, HUGE_VALF, -HUGE_VALF, std::nanf("")}) {
+        EXPECT_EQ(oxb3d::FloatToInt32(value), INT32_MIN) << value;
     }
     EXPECT_EQ(oxb3d::FloatToInt16(40000.7F), -25536);
     EXPECT_EQ(oxb3d::FloatToInt16(1e10F), 0);
@@ -117,10 +112,6 @@ TEST(PointCloud, HoldsEveryPixelInTheDepthCamerasFrame) {
     for (size_t i = 0; i < 12; ++i) {
         EXPECT_FLOAT_EQ(points[i], expected[i]) << i;
     }
-    int16_t points16[24];
-    ASSERT_EQ(Kernel(depth, 2, 2, points16, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
-    const int16_t expected16[12] = {-4, -4, 1000, 0, 0, 0, 131, 0, -32768, -1, 0, 777};
-    EXPECT_EQ(std::memcmp(points16, expected16, sizeof expected16), 0);
     const float flat[4] = {0, 0, 1, 0};
     ASSERT_EQ(Kernel(depth, 1, 1, points, nullptr, 0, flat, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(points[0], -1000.0F / 1.1920929e-7F) << "a focal length of zero is no fault";
@@ -138,37 +129,24 @@ TEST(MovedPoints, StandAtTheirSourcePixelAndSkipMissingDepth) {
     }
 }
 
-// The distortion model in double precision, with k1, k2, p1, p2.
-std::pair<double, double> Distorted(double x, double y, const float (&k)[4]) {
-    const double r2 = x * x + y * y;
-    const double radial = 1 + k[0] * r2 + k[1] * r2 * r2;
-    return {x * radial + 2.0 * k[2] * x * y + k[3] * (r2 + 2 * x * x),
-            y * radial + k[2] * (r2 + 2 * y * y) + 2.0 * k[3] * x * y};
-}
-
 TEST(MovedPoints, LieOnTheDistortedRay) {
     const float distortion[4] = {0.11F, -0.07F, 0.013F, -0.021F};
     const int16_t depth[1] = {2000};
     const float k[4] = {100, 100, -37, 52}; // the pixel looks along (0.37, -0.52)
     float points[3];
     ASSERT_EQ(Kernel(depth, 1, 1, points, nullptr, 0, k, kIdentity, nullptr, distortion), 0);
-    const auto [x, y] = Distorted(0.37, -0.52, distortion);
+    const auto [x, y] =
+        Project({{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.11F, -0.07F, 0.013F, -0.021F, 0}}, {0.37, -0.52, 1});
     EXPECT_NEAR(points[0], x * 2000, 0.002);
     EXPECT_NEAR(points[1], y * 2000, 0.002);
     EXPECT_EQ(points[2], 2000);
 
     // and the registered depth lands where that ray meets the target image
-    const float k2[4] = {1000, 1000, 0, 1000};
     std::vector<int16_t> wide(1000);
     wide[0] = 2000;
     std::vector<int16_t> target(wide.size());
     std::vector<float> targetPoints(3 * wide.size());
-    ASSERT_EQ(
-        Kernel(wide.data(), 1000, 1, targetPoints.data(), target.data(), 1000, k, kIdentity, k2, distortion),
-        0);
-    EXPECT_EQ(std::count(target.begin(), target.end(), 0), 1000)
-        << "the row lies outside a target one row tall";
-    const float onRow[4] = {1000, 0, 0, 0};
+    const float onRow[4] = {1000, 0, 0, 0}; // a target one row tall
     ASSERT_EQ(Kernel(wide.data(), 1000, 1, targetPoints.data(), target.data(), 1000, k, kIdentity, onRow,
                      distortion),
               0);

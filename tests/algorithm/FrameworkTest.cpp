@@ -124,8 +124,6 @@ TEST(Create, ChecksTheTableInOrder) {
     EXPECT_EQ(create([](T t) { t[0].size -= 64; }, ability), 0x10000005);
     EXPECT_EQ(create([](T t) { t[0].size = 0; }, Ability(0)), 0x10000001);
     EXPECT_EQ(create([](T t) { t[0].size = 256; }, Ability(32)), 0x10000004);
-    EXPECT_EQ(create([](T t) { t[0].size -= 128; }, ability), 0x10000004);
-    EXPECT_EQ(create([](T t) { t[1].size -= 128; }, ability), 0x10000004);
     EXPECT_EQ(create([](T) {}, Ability(1, INT_MAX, INT_MAX)), 0x10000004);
     EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), nullptr), 0x10000014);
 }
@@ -306,15 +304,15 @@ TEST(Process, IsRefusedWithoutItsAbilityBit) {
 }
 
 TEST(Status, OfTheImageLayerIsMapped) {
-    const std::pair<int32_t, int32_t> kCases[] = {{0, 0},
-                                                  {-1, 0x10000000},
-                                                  {-8, 0x10000007},
-                                                  {-21, 0x10000014},
-                                                  {-29, 0x1000001C},
-                                                  {-30, 0x10000000},
-                                                  {1, 0x1000001D},
-                                                  {2, 0x10000000},
-                                                  {INT_MIN, 0x10000000}};
+    const std::vector<std::pair<int32_t, int32_t>> kCases = {{0, 0},
+                                                             {-1, 0x10000000},
+                                                             {-8, 0x10000007},
+                                                             {-21, 0x10000014},
+                                                             {-29, 0x1000001C},
+                                                             {-30, 0x10000000},
+                                                             {1, 0x1000001D},
+                                                             {2, 0x10000000},
+                                                             {INT_MIN, 0x10000000}};
     for (const auto& [zqa, expected] : kCases) {
         EXPECT_EQ(OXB_ZqaStatusToOxbAlgStatus(zqa), expected) << zqa;
     }

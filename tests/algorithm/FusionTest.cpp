@@ -196,42 +196,36 @@ protected:
     Depth m_Out = m_Depth;
 };
 
-TEST_F(FuseProcess, TakesTheMeanOfPlausibleDepthsElseTheLarger) {
+TEST_F(FuseProcess, FollowsTheModeAndThresholdOfTheParameters) {
     EXPECT_EQ(Fuse(1000, 0), 1000) << "the first frame comes back unchanged";
     EXPECT_EQ(Fuse(1050, 0), 1025);
     EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(m_Object.Handle(), 4, nullptr, 0), 0); // forgets no frame
     EXPECT_EQ(Fuse(1300, 0), 1300);
     EXPECT_EQ(Fuse(900, 70), 900) << "the more confident";
     EXPECT_EQ(Fuse(2000, 255), 900);
-}
-
-TEST_F(FuseProcess, WrapsTheSumOfConfidentDepthsInModeTwo) {
     m_Object.SetParam(257, 2);
     m_Object.SetParam(259, 254); // grey 70 is confident to 255
     Fuse(20000, 70);
-    EXPECT_EQ(Fuse(20000, 70), -12768);
+    EXPECT_EQ(Fuse(20000, 70), -12768) << "the sum wraps in 16 bits";
     m_Object.SetParam(259, 255);
     EXPECT_EQ(Fuse(500, 70), 20000) << "not confident enough, and not more so than the last";
 }
 
 TEST_F(FuseProcess, NarrowsTheRegionByTheShifts) {
     m_Object.SetParam(257, 3);
-    m_Object.SetParam(260, -64);
+    m_Object.SetParam(260, 20);
     m_Object.SetParam(261, 64);
     Fuse(1, 0);
     const auto untouched = static_cast<int16_t>(0xA7A7);
-    EXPECT_EQ(Fuse(7, 0, 63), untouched);
-    EXPECT_EQ(m_Out[200 * 640 + 64], 7);
-    EXPECT_EQ(m_Out[200 * 640 + 640 - 1 - 64 - 1], 7);
-    EXPECT_EQ(m_Out[200 * 640 + 640 - 1 - 64], untouched) << "the last column is left out";
-    EXPECT_EQ(m_Out[474 * 640 + 64], 7) << "the last row is not, and a negative shift takes none away";
-    EXPECT_EQ(m_Out[475 * 640 + 64], untouched);
-    m_Object.SetParam(260, 20);
-    Fuse(9, 0);
-    EXPECT_EQ(m_Out[19 * 640 + 64], 7);
-    EXPECT_EQ(m_Out[20 * 640 + 64], 9);
-    EXPECT_EQ(m_Out[459 * 640 + 64], 9);
-    EXPECT_EQ(m_Out[460 * 640 + 64], 7);
+    EXPECT_EQ(Fuse(7, 0, 64, 20), 7);
+    EXPECT_EQ(m_Out[At(63, 20, 640)], untouched);
+    EXPECT_EQ(m_Out[At(64, 19, 640)], untouched);
+    EXPECT_EQ(m_Out[At(574, 459, 640)], 7) << "the last row is taken in";
+    EXPECT_EQ(m_Out[At(575, 459, 640)], untouched) << "the last column is not";
+    EXPECT_EQ(m_Out[At(574, 460, 640)], untouched);
+    m_Object.SetParam(260, -64);
+    EXPECT_EQ(Fuse(9, 0, 64, 474), 9) << "a negative shift takes no row away";
+    EXPECT_EQ(m_Out[At(64, 475, 640)], untouched);
 }
 
 TEST_F(FuseProcess, ChecksItsImagesInOrder) {

@@ -78,6 +78,16 @@ struct StereoRig {
         }
         return moved;
     }
+
+    // The way back, for a direction and for the right camera's place.
+    Vector3 TurnedToLeft(const Vector3& direction) const {
+        Matrix3 turn{};
+        std::copy_n(input.rotation, 9, turn.begin());
+        return oxb3d::Multiply(oxb3d::Transposed(turn), direction);
+    }
+    Vector3 RightCentre() const {
+        return TurnedToLeft({-input.translation[0], -input.translation[1], -input.translation[2]});
+    }
 };
 
 } // namespace algorithm_test
