@@ -28,6 +28,11 @@ CFrameClock::Duration CCameraModel::Period() const {
     return std::max(FromSeconds(1 / rateHz), ExposureTime());
 }
 
+CFrameClock::Duration CCameraModel::FramePeriod() const {
+    const std::lock_guard lock(m_mutex);
+    return Period();
+}
+
 EModelStatus CCameraModel::StartAcquisition() {
     if (m_isAcquiring) {
         return EModelStatus::Ok;

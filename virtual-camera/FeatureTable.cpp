@@ -193,6 +193,8 @@ constexpr FeatureRow kRows[] = {
     OX3D_INT(FileSize, kRo, kFile, "Size of the selected file").Unit("B"),
 
     OX3D_INT(PayloadSize, kRo, kTransport, "Bytes of a frame with its chunks").Unit("B"),
+    // Clients announce streaming with it. What has to stay put is locked by acquisition itself.
+    OX3D_INT(TLParamsLocked, kRw, kTransport, "1 while a client streams").Range(0, 1),
     OX3D_INT(GevMACAddress, kRo, kTransport, "Hardware address")
         .At(0x0008, 8)
         .Range(0, 0xFFFFFFFFFFFF)
