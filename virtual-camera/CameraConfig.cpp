@@ -133,6 +133,8 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_loop); }},
     {"noise", "yes or no",
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_noise); }},
+    {"cycle", "0 for no cycle, or a number of frames up to 240",
+     [](std::string_view v, CameraConfig* c) { return ReadSize(v, 0, 240, &c->m_source.m_cycleFrames); }},
     {"fps", "frames a second from 0.1 to 240",
      [](std::string_view v, CameraConfig* c) { return ParseReal(v, kLeastFps, kMostFps, &c->m_fps); }},
 };
@@ -284,7 +286,7 @@ std::vector<CameraConfig> DefaultCameraList(const NetworkDefaults& network) {
 bool IsSameCamera(const CameraConfig& a, const CameraConfig& b) {
     const auto sourceOf = [](const FrameSourceConfig& s) {
         return std::tie(s.m_isRecording, s.m_folder, s.m_loop, s.m_depthWidth, s.m_depthHeight,
-                        s.m_colorWidth, s.m_colorHeight, s.m_noise, s.m_seed);
+                        s.m_colorWidth, s.m_colorHeight, s.m_noise, s.m_seed, s.m_cycleFrames);
     };
     const auto textsOf = [](const CameraConfig& c) {
         return std::tie(c.m_serial, c.m_model, c.m_manufacturer, c.m_userName, c.m_deviceVersion);
