@@ -69,6 +69,9 @@ constexpr uint32_t kIpModePersistent = 1;
 constexpr uint32_t kIpModeDhcp = 2;
 constexpr uint32_t kIpModeLinkLocal = 4; // always on: the last resort
 
+// The values of EventSelector.
+enum class ECameraEvent : uint32_t { ExposureEnd, DeviceTemperature, DeviceLost };
+
 enum class ENextFrame { Frame, Stopped, Gone };
 
 class CCameraModel {
@@ -150,6 +153,12 @@ public:
     ENextFrame NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame);
     CFrameClock::Duration FramePeriod() const;
 
+    // ---- Events ----
+
+    // Whether the application wants to be told.
+    bool IsEventOn(ECameraEvent event) const;
+    uint64_t TimestampNs() const;
+
 private:
     using Time = CFrameClock::Time;
     using Settings = std::vector<std::vector<uint8_t>>; // registers of the saved features, in their order
@@ -203,6 +212,7 @@ private:
     std::optional<Time> NextDue(bool isTriggered) const;
     void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure);
     bool IsDropped(uint32_t number) const;
+    bool IsNotified(ECameraEvent event) const;
     bool Render(const Exposure& exposure, CameraFrame* frame); // without the lock
 
     const CameraConfig m_config;

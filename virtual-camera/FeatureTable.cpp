@@ -29,7 +29,8 @@ constexpr EnumEntry kOffOn[] = {{"Off", 0}, {"On", 1}};
 constexpr EnumEntry kTriggerSources[] = {{"Line0", 0}, {"Line1", 1}, {"Software", 7}};
 constexpr EnumEntry kAutoModes[] = {{"Off", 0}, {"Continuous", 2}};
 constexpr EnumEntry kChunks[] = {{"DemosaicPair", 19, kUsbOnly}, {"ExtendedImage", 24}};
-constexpr EnumEntry kEvents[] = {{"ExposureEnd", 0}};
+constexpr EnumEntry kEvents[] = {
+    {"ExposureEnd", 0}, {"DeviceTemperature", 1, kGigEOnly}, {"DeviceLost", 2, kGigEOnly}};
 constexpr EnumEntry kUserSets[] = {{"Default", 0}, {"UserSet1", 1}, {"UserSet2", 2}};
 constexpr EnumEntry kFiles[] = {{"RGBDSensorCali", 0}, {"LSLSystemCali", 1}, {"DeviceFirmware", 2},
                                 {"UserFile1", 3},      {"UserFile2", 4},     {"UserFile3", 5},

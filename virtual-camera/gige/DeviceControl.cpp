@@ -2,6 +2,7 @@
 #include "DeviceControl.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "BootstrapRegisters.h"
 
@@ -50,8 +51,8 @@ const CDeviceControl::Row CDeviceControl::kRows[] = {
     {EGvcpCommand::WriteMem, false, &CDeviceControl::WriteMem},
 };
 
-CDeviceControl::CDeviceControl(CCameraModel& model, CStreamPort& stream)
-    : m_model(model), m_stream(stream), m_faults(model.Config().m_faults), m_plugCount(model.PlugCount()) {}
+CDeviceControl::CDeviceControl(CCameraModel& model, CDevicePorts& ports)
+    : m_model(model), m_ports(ports), m_faults(model.Config().m_faults), m_plugCount(model.PlugCount()) {}
 
 bool CDeviceControl::IsDark(Time now) const {
     return m_faults.IsSilent(now) || !m_model.IsPlugged();
@@ -60,11 +61,34 @@ bool CDeviceControl::IsDark(Time now) const {
 void CDeviceControl::Tick(Time now) {
     if (m_faults.TakeReboot(now)) {
         m_model.Execute("DeviceReset");
+        TellRestart();
     }
     const std::chrono::milliseconds timeout(m_model.CarrierValue(EFeature::GevHeartbeatTimeout));
     if (m_model.PlugCount() != m_plugCount || m_privilege.HasExpired(now, timeout)) {
         m_plugCount = m_model.PlugCount();
         EndControl();
+    }
+    TellTemperature(now);
+}
+
+// A camera whose cable is pulled tells nobody; one that restarts does, while the channel is still open.
+void CDeviceControl::TellRestart() {
+    if (m_model.IsEventOn(ECameraEvent::DeviceLost)) {
+        m_ports.Notify({kEventDeviceLost, 0, m_model.TimestampNs(), {0, 0, 0, 1}});
+    }
+}
+
+void CDeviceControl::TellTemperature(Time now) {
+    constexpr std::chrono::seconds kEvery{1};
+    if (now < m_nextTemperature || !m_model.IsEventOn(ECameraEvent::DeviceTemperature)) {
+        return;
+    }
+    m_nextTemperature = now + kEvery;
+    FloatValue temperature;
+    if (m_model.GetFloat("DeviceTemperature", &temperature) == EModelStatus::Ok) {
+        Bytes data(4);
+        Put32(data.data(), std::bit_cast<uint32_t>(temperature.m_value));
+        m_ports.Notify({kEventDeviceTemperature, 0, m_model.TimestampNs(), data});
     }
 }
 
@@ -77,7 +101,7 @@ void CDeviceControl::EndControl() {
                               EFeature::GevSCPHostPort, EFeature::GevSCDA, EFeature::TLParamsLocked}) {
         m_model.SetCarrierValue(id, 0);
     }
-    m_stream.OnChannelWritten();
+    m_ports.OnChannelWritten();
 }
 
 Bytes CDeviceControl::Handle(ByteView datagram, const Endpoint& from, bool isBroadcast, Time now) {
@@ -163,8 +187,8 @@ CDeviceControl::Reply CDeviceControl::PacketResend(ByteView payload, const Conte
     const bool isReceiver =
         context.m_from.m_ip == receiver || m_privilege.IsHolderAddress(context.m_from.m_ip);
     if (isReceiver && payload.size() == kPacketResendBytes && Get16(payload.data()) == 0) {
-        m_stream.Resend({Get16(payload.data() + 2), Get32(payload.data() + 4) & kPacketMask,
-                         Get32(payload.data() + 8) & kPacketMask});
+        m_ports.Resend({Get16(payload.data() + 2), Get32(payload.data() + 4) & kPacketMask,
+                        Get32(payload.data() + 8) & kPacketMask});
     }
     return {EGvcpStatus::Success, {}, true}; // the packets are the answer
 }
@@ -278,13 +302,16 @@ EGvcpStatus CDeviceControl::Write(uint32_t address, const uint8_t* in, uint32_t 
 }
 
 void CDeviceControl::AfterWrite(uint32_t address, uint32_t lengthBytes, const uint8_t* in) {
+    if (m_model.PlugCount() != m_plugCount) {
+        TellRestart();
+    }
     if (Overlaps(address, lengthBytes, kRegStreamPort) || Overlaps(address, lengthBytes, kRegStreamAddress)) {
-        m_stream.OnChannelWritten();
+        m_ports.OnChannelWritten();
     }
     // The model takes whole registers only, so this one lies in the written bytes with all of its own.
     if (Overlaps(address, lengthBytes, kRegStreamPacketSize) &&
         (Get32(in + (kRegStreamPacketSize - address)) & kFireTestPacket) != 0) {
-        m_stream.FireTestPacket();
+        m_ports.FireTestPacket();
     }
 }
 

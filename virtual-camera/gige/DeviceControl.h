@@ -5,6 +5,7 @@
 #define OX3D_VIRTUAL_CAMERA_GIGE_DEVICE_CONTROL_H
 
 #include "../CameraModel.h"
+#include "CameraEvent.h"
 #include "ControlPrivilege.h"
 #include "GvcpPacket.h"
 #include "NetworkFaults.h"
@@ -17,19 +18,20 @@ struct ResendRequest {
     uint32_t m_lastPacket = 0;
 };
 
-// What the control channel asks of the stream channel.
-class CStreamPort {
+// What the control channel asks of the stream channel and the message channel.
+class CDevicePorts {
 public:
-    virtual ~CStreamPort() = default;
-    // The channel's address or port has been written. Port 0 closes it.
+    virtual ~CDevicePorts() = default;
+    // The stream channel's address or port has been written. Port 0 closes it.
     virtual void OnChannelWritten() = 0;
     virtual void FireTestPacket() = 0;
     virtual void Resend(const ResendRequest& request) = 0;
+    virtual void Notify(const CameraEvent& event) = 0;
 };
 
 class CDeviceControl {
 public:
-    CDeviceControl(CCameraModel& model, CStreamPort& stream);
+    CDeviceControl(CCameraModel& model, CDevicePorts& ports);
 
     // Gives the answer; empty when there is none. Broadcasts reach every camera of the network.
     Bytes Handle(ByteView datagram, const Endpoint& from, bool isBroadcast, Time now);
@@ -65,12 +67,15 @@ private:
     EGvcpStatus WritePrivilege(uint32_t value, const Context& context);
     void AfterWrite(uint32_t address, uint32_t lengthBytes, const uint8_t* in);
     void EndControl();
+    void TellRestart();
+    void TellTemperature(Time now);
 
     CCameraModel& m_model;
-    CStreamPort& m_stream;
+    CDevicePorts& m_ports;
     CControlPrivilege m_privilege;
     CFaultTimer m_faults;
     uint32_t m_plugCount;
+    Time m_nextTemperature;
 
     // A command that comes again because its answer got lost is answered, not run, again.
     Endpoint m_lastFrom;

@@ -4,12 +4,6 @@
 #include <algorithm>
 
 namespace ox3d::gige {
-namespace {
-
-constexpr size_t kMostSpare = 4;
-
-} // namespace
-
 std::shared_ptr<GvspFrame> CFramePool::Take() {
     std::unique_ptr<GvspFrame> frame;
     {
@@ -27,7 +21,7 @@ std::shared_ptr<GvspFrame> CFramePool::Take() {
     const auto giveBack = [spare = m_spare](GvspFrame* done) {
         std::unique_ptr<GvspFrame> owned(done);
         const std::lock_guard lock(spare->m_mutex);
-        if (spare->m_frames.size() < kMostSpare) {
+        if (spare->m_frames.size() < Spare::kMost) {
             spare->m_frames.push_back(std::move(owned));
         }
     };

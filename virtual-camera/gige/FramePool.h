@@ -26,8 +26,11 @@ public:
 
 private:
     struct Spare {
+        static constexpr size_t kMost = 4;
+        Spare() { m_frames.reserve(kMost); } // giving a frame back must not fail
+
         std::mutex m_mutex;
-        std::deque<std::unique_ptr<GvspFrame>> m_frames;
+        std::vector<std::unique_ptr<GvspFrame>> m_frames;
     };
 
     const std::shared_ptr<Spare> m_spare = std::make_shared<Spare>();

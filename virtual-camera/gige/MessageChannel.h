@@ -7,16 +7,10 @@
 #include <mutex>
 
 #include "../CameraModel.h"
+#include "CameraEvent.h"
 #include "UdpSocket.h"
 
 namespace ox3d::gige {
-
-struct CameraEvent {
-    uint16_t m_id = 0;
-    uint16_t m_blockId = 0;
-    uint64_t m_timestampNs = 0;
-    Bytes m_data;
-};
 
 // The payload of an event command; whole words, as all commands.
 Bytes EventPayload(const CameraEvent& event);

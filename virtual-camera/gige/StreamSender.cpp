@@ -131,7 +131,6 @@ void CStreamSender::TakeFrame(const std::stop_token& stop) {
 }
 
 void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& stop) {
-    constexpr uint16_t kExposureEnd = 0x0004;
     const FaultSet& faults = m_model.Config().m_faults;
     std::shared_ptr<GvspFrame> packed = m_pool.Take();
     PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
@@ -144,7 +143,7 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
     const uint32_t serial = m_channel.m_serial;
     packed->m_blockId = m_blockIds.Next(frame.m_number);
     if (frame.m_isExposureEventWanted) {
-        m_messages.Send({kExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
+        m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
     }
     if (!m_channel.IsOpen()) {
         return;

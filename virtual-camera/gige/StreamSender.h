@@ -16,7 +16,7 @@
 
 namespace ox3d::gige {
 
-class CStreamSender : public CStreamPort {
+class CStreamSender : public CDevicePorts {
 public:
     CStreamSender(CCameraModel& model, CMessageChannel& messages);
     ~CStreamSender() override;
@@ -30,6 +30,7 @@ public:
     void OnChannelWritten() override;
     void FireTestPacket() override;
     void Resend(const ResendRequest& request) override;
+    void Notify(const CameraEvent& event) override { m_messages.Send(event); }
 
 private:
     // Where packets go. Every change of the channel makes a new one; an old one's frames are given up.
