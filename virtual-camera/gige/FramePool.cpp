@@ -4,6 +4,7 @@
 #include <algorithm>
 
 namespace ox3d::gige {
+
 std::shared_ptr<GvspFrame> CFramePool::Take() {
     std::unique_ptr<GvspFrame> frame;
     {
