@@ -47,12 +47,17 @@ until_there() {
 }
 
 ip link set lo up
-"$program" --camera serial=LEFT,width=640 --camera serial=RIGHT,user_name=other >"$dir/camera.txt" 2>&1 &
+"$program" --camera serial=LEFT,cycle=4 --camera serial=RIGHT,user_name=other >"$dir/camera.txt" 2>&1 &
 camera=$!
 until_there "the cameras do not come up" "$dir/camera.txt" '^ready$'
-tshark -i lo -f udp -w "$dir/packets.pcap" >"$dir/tshark.txt" 2>&1 &
+# Enough of every packet but those that hold nothing but pixels.
+tshark -i lo -f udp -s 700 -w "$dir/packets.pcap" >"$dir/tshark.txt" 2>&1 &
 capture=$!
-until_there "tshark does not capture" "$dir/tshark.txt" '^Capturing on'
+for _ in $(seq 300); do
+    grep -q '^Capturing on' "$dir/tshark.txt" && break
+    kill -0 "$capture" 2>/dev/null || skip "tshark may not capture: $(tail -n 1 "$dir/tshark.txt")"
+    sleep 0.1
+done
 
 arv-tool-0.8 | tee "$dir/list.txt"
 for line in "Ox3d-VirtualRgbd-GigE-LEFT (127.0.0.1)" "Ox3d-VirtualRgbd-GigE-RIGHT (127.0.0.2)"; do
@@ -87,12 +92,17 @@ decode=()
 while IFS= read -r port; do
     decode+=(-d "udp.port==$port,gvsp")
 done < <(tshark -r "$dir/packets.pcap" -Y 'udp && !gvcp' -T fields -e udp.dstport 2>/dev/null | sort -u)
-count() { tshark -r "$dir/packets.pcap" "${decode[@]}" -Y "$1" 2>/dev/null | wc -l; }
-for filter in gvcp 'gvsp.format == 1' 'gvsp.format == 2' 'gvsp.format == 3'; do
-    [ "$(count "$filter")" -gt 20 ] || fail "the capture has too little of: $filter"
+tshark -r "$dir/packets.pcap" "${decode[@]}" -T fields -E separator=';' -e frame.protocols -e gvsp.format \
+    -e gvcp.cmd.status -e gvsp.status -e _ws.malformed -e _ws.expert.severity >"$dir/fields.txt" 2>"$dir/tshark.txt" ||
+    fail "$(cat "$dir/tshark.txt")"
+for packets in gvcp 'gvsp;0x01' 'gvsp;0x02' 'gvsp;0x03'; do
+    [ "$(grep -cE "udp:$packets;" "$dir/fields.txt")" -gt 20 ] || fail "the capture has too little of: $packets"
 done
-for filter in _ws.malformed '_ws.expert.severity == "Error" || _ws.expert.severity == "Warning"' \
-    'udp && !gvcp && !gvsp' 'gvcp.status > 0 && gvcp.status < 0xffff' 'gvsp.status > 0'; do
-    [ "$(count "$filter")" -eq 0 ] || fail "the capture has packets of: $filter"
-done
+# Nothing but the two protocols and success, nothing malformed, no remark of the dissectors. Aravis tries to
+# write a register that is optional, and hears that it may not.
+good=':gvcp;;(0x0000|0x8004)?;;;$|:gvsp;0x0[123];;0x0000;;$'
+if grep -vE "$good" "$dir/fields.txt" | sort | uniq -c | grep .; then
+    fail "tshark objects to these packets"
+fi
+[ "$(grep -c 'gvcp;;0x8004' "$dir/fields.txt")" -lt 10 ] || fail "too many writes are refused"
 echo "passed"
