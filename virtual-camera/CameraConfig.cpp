@@ -13,18 +13,20 @@
 namespace ox3d {
 namespace {
 
-constexpr uint32_t kFirstIp = 0xC0A80165;      // 192.168.1.101, one up for every camera
 constexpr uint64_t kFirstMac = 0x020000000001; // locally administered
 constexpr double kLeastFps = 0.1;
 constexpr double kMostFps = 240;
 constexpr size_t kMostCameras = 256;
 
-CameraConfig Numbered(size_t ordinal) {
+CameraConfig Numbered(size_t ordinal, const NetworkDefaults& network) {
     CameraConfig config;
     std::array<char, 16> serial{};
     std::snprintf(serial.data(), serial.size(), "VC%08zu", ordinal + 1);
     config.m_serial = serial.data();
-    config.m_ip = kFirstIp + static_cast<uint32_t>(ordinal);
+    config.m_ip = network.m_firstIp + static_cast<uint32_t>(ordinal);
+    config.m_mask = network.m_mask;
+    config.m_gateway = network.m_gateway;
+    config.m_hostIp = network.m_hostIp;
     config.m_mac = kFirstMac + ordinal;
     return config;
 }
@@ -131,6 +133,8 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_loop); }},
     {"noise", "yes or no",
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_noise); }},
+    {"cycle", "0 for no cycle, or a number of frames up to 240",
+     [](std::string_view v, CameraConfig* c) { return ReadSize(v, 0, 240, &c->m_source.m_cycleFrames); }},
     {"fps", "frames a second from 0.1 to 240",
      [](std::string_view v, CameraConfig* c) { return ParseReal(v, kLeastFps, kMostFps, &c->m_fps); }},
 };
@@ -138,8 +142,9 @@ constexpr Key kKeys[] = {
 // Collects the sections of one file.
 class CListReader {
 public:
-    CListReader(const std::string& fileName, const std::string& baseFolder, std::vector<std::string>* errors)
-        : m_fileName(fileName), m_baseFolder(baseFolder), m_errors(errors) {}
+    CListReader(const std::string& fileName, const std::string& baseFolder, std::vector<std::string>* errors,
+                const NetworkDefaults& network)
+        : m_fileName(fileName), m_baseFolder(baseFolder), m_network(network), m_errors(errors) {}
 
     void Line(std::string_view line) {
         ++m_lineNumber;
@@ -172,7 +177,7 @@ private:
         m_isInSection = true;
         m_hasSectionError = false;
         m_sectionLine = m_lineNumber;
-        m_current = Numbered(m_sections++);
+        m_current = Numbered(m_sections++, m_network);
         if (line != "[camera]") {
             Error("unknown section " + std::string(line) + ", expected [camera]");
         } else if (m_sections > kMostCameras) {
@@ -247,6 +252,7 @@ private:
 
     const std::string& m_fileName;
     const std::string& m_baseFolder;
+    const NetworkDefaults m_network;
     std::vector<std::string>* m_errors;
     std::vector<CameraConfig> m_cameras;
     CameraConfig m_current;
@@ -260,8 +266,9 @@ private:
 } // namespace
 
 std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::string& fileName,
-                                          const std::string& baseFolder, std::vector<std::string>* errors) {
-    CListReader reader(fileName, baseFolder, errors);
+                                          const std::string& baseFolder, std::vector<std::string>* errors,
+                                          const NetworkDefaults& network) {
+    CListReader reader(fileName, baseFolder, errors, network);
     while (!text.empty()) {
         const size_t end = std::min(text.find('\n'), text.size());
         reader.Line(text.substr(0, end));
@@ -270,8 +277,8 @@ std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::stri
     return reader.Finish();
 }
 
-std::vector<CameraConfig> DefaultCameraList() {
-    CameraConfig config = Numbered(0);
+std::vector<CameraConfig> DefaultCameraList(const NetworkDefaults& network) {
+    CameraConfig config = Numbered(0, network);
     config.m_model = "VirtualRgbd-GigE";
     return {config};
 }
@@ -279,7 +286,7 @@ std::vector<CameraConfig> DefaultCameraList() {
 bool IsSameCamera(const CameraConfig& a, const CameraConfig& b) {
     const auto sourceOf = [](const FrameSourceConfig& s) {
         return std::tie(s.m_isRecording, s.m_folder, s.m_loop, s.m_depthWidth, s.m_depthHeight,
-                        s.m_colorWidth, s.m_colorHeight, s.m_noise, s.m_seed);
+                        s.m_colorWidth, s.m_colorHeight, s.m_noise, s.m_seed, s.m_cycleFrames);
     };
     const auto textsOf = [](const CameraConfig& c) {
         return std::tie(c.m_serial, c.m_model, c.m_manufacturer, c.m_userName, c.m_deviceVersion);

@@ -29,13 +29,22 @@ struct CameraConfig {
     FaultSet m_faults;
 };
 
+// Where cameras are in the network that say nothing of it; each gets the next address.
+struct NetworkDefaults {
+    uint32_t m_firstIp = 0xC0A80165; // 192.168.1.101
+    uint32_t m_mask = 0xFFFFFF00;
+    uint32_t m_gateway = 0xC0A80101;
+    uint32_t m_hostIp = 0xC0A8010A;
+};
+
 // Reads the list. A camera whose section has an error is left out; every error is one line of *errors,
 // "fileName:line: what". Relative recording folders are taken from baseFolder.
 std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::string& fileName,
-                                          const std::string& baseFolder, std::vector<std::string>* errors);
+                                          const std::string& baseFolder, std::vector<std::string>* errors,
+                                          const NetworkDefaults& network = {});
 
 // The cameras when no file is named: one Ethernet camera.
-std::vector<CameraConfig> DefaultCameraList();
+std::vector<CameraConfig> DefaultCameraList(const NetworkDefaults& network = {});
 
 // The same cameras again would look and behave alike.
 bool IsSameCamera(const CameraConfig& a, const CameraConfig& b);

@@ -68,6 +68,7 @@ uint64_t PayloadBytes(const CFrameSource& source, const FrameContent& content, b
 
 bool PackFrame(const FrameImages& images, const FrameContent& content, CameraFrame* frame) {
     frame->m_chunkCount = 0;
+    frame->m_isChunked = content.m_isChunked;
     if (!PackMainImage(images, content.m_isGrey, frame)) {
         return false;
     }

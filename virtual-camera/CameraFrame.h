@@ -40,6 +40,7 @@ struct CameraFrame {
     uint32_t m_imageLengthBytes = 0; // what the camera says; never more than m_image holds
     std::vector<uint8_t> m_image;
     std::array<CameraChunk, kMostChunks> m_chunks;
+    bool m_isChunked = false;          // chunk mode: on a wire the main image is a chunk as well
     uint32_t m_chunkCount = 0;         // chunks that there are
     uint32_t m_declaredChunkCount = 0; // chunks that the camera says there are
     bool m_isChunkListMissing = false;
@@ -49,6 +50,7 @@ struct CameraFrame {
 // What the settings of the moment ask of a frame.
 struct FrameContent {
     bool m_isGrey = false; // the main image is the left grey view instead of depth
+    bool m_isChunked = false;
     bool m_hasColor = false;
     bool m_hasGreyPair = false;
 

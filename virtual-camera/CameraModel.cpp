@@ -25,7 +25,8 @@ struct FixedWord {
 };
 
 // Bootstrap registers that no feature stands for: version 1.2, big-endian UTF-8 transmitter, one interface,
-// one message and one stream channel, user name and serial number present.
+// one message and one stream channel. The control channel knows user name, serial number, events with data,
+// resend, memory writes and several registers a command.
 constexpr FixedWord kGevWords[] = {
     {kGevVersion, 0x00010002},
     {kGevDeviceMode, 0x80000001},
@@ -33,7 +34,7 @@ constexpr FixedWord kGevWords[] = {
     {0x0600, 1},
     {0x0900, 1},
     {0x0904, 1},
-    {0x0934, 0xC0000000},
+    {0x0934, 0xC000001F},
 };
 
 bool IsSameSource(const FrameSourceConfig& a, const FrameSourceConfig& b) {
@@ -46,6 +47,12 @@ std::vector<uint8_t> BytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
+// Network clients read whole words, also at the end of the description.
+std::vector<uint8_t> WholeWords(std::vector<uint8_t> bytes) {
+    bytes.resize((bytes.size() + 3) / 4 * 4);
+    return bytes;
+}
+
 } // namespace
 
 CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
@@ -56,7 +63,7 @@ CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
     m_registers.AddArea(0, std::vector<uint8_t>(kBootstrapBytes));
     m_registers.AddArea(kFeatureArea, std::vector<uint8_t>(m_features.FeatureAreaBytes()));
     m_registers.AddArea(kFileBuffer, std::vector<uint8_t>(kFileBufferBytes));
-    m_registers.AddArea(kXmlArea, BytesOf(m_xml));
+    m_registers.AddArea(kXmlArea, WholeWords(BytesOf(m_xml)));
     FillDefaults();
     FillIdentityRegisters();
     for (Settings& set : m_userSets) {
@@ -289,10 +296,10 @@ FrameContent CCameraModel::Content() const {
     constexpr uint32_t kColorSlot = 24;
     constexpr uint32_t kPairSlot = 19;
     const MappedFeature& enable = *m_features.Find(EFeature::ChunkEnable);
-    const bool areChunksOn =
-        Value(EFeature::ChunkModeActive) != 0 && Value(EFeature::CameraWorkingMode) == kRgbdMode;
     FrameContent content;
+    content.m_isChunked = Value(EFeature::ChunkModeActive) != 0;
     content.m_isGrey = Value(EFeature::ImageMode) == kGreyMode;
+    const bool areChunksOn = content.m_isChunked && Value(EFeature::CameraWorkingMode) == kRgbdMode;
     content.m_hasColor =
         areChunksOn && Raw(enable, kColorSlot) != 0 && (m_source == nullptr || m_source->ColorWidth() > 0);
     content.m_hasGreyPair =

@@ -69,6 +69,9 @@ constexpr uint32_t kIpModePersistent = 1;
 constexpr uint32_t kIpModeDhcp = 2;
 constexpr uint32_t kIpModeLinkLocal = 4; // always on: the last resort
 
+// The values of EventSelector.
+enum class ECameraEvent : uint32_t { ExposureEnd, DeviceTemperature, DeviceLost };
+
 enum class ENextFrame { Frame, Stopped, Gone };
 
 class CCameraModel {
@@ -120,6 +123,12 @@ public:
     EModelStatus ReadMemory(uint64_t address, void* out, uint64_t lengthBytes);
     // Registers are written whole, and all of them or none.
     EModelStatus WriteMemory(uint64_t address, const void* in, uint64_t lengthBytes);
+    // Whether there are registers in the whole range, readable or not.
+    bool HasMemory(uint64_t address, uint64_t lengthBytes) const;
+    // What only the carrier knows (who has control, which ports are open), past the access rules and without
+    // the features' consequences.
+    int64_t CarrierValue(EFeature id) const;
+    void SetCarrierValue(EFeature id, int64_t value);
 
     // ---- Settings as text (CameraModel_Settings.cpp) ----
 
@@ -135,11 +144,20 @@ public:
     void InstallFirmware();
     EModelStatus ForceIp(uint32_t ip, uint32_t mask, uint32_t gateway);
     EModelStatus SetIpMode(uint32_t mode);
+    // Takes the address anew that the configuration gives, as after a restart.
+    void RenewIp();
 
     // ---- Frames (CameraModel_Frames.cpp) ----
 
     // Waits for the camera's next frame and fills it. Gone: the camera is no longer the one of plugCount.
     ENextFrame NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame);
+    CFrameClock::Duration FramePeriod() const;
+
+    // ---- Events ----
+
+    // Whether the application wants to be told.
+    bool IsEventOn(ECameraEvent event) const;
+    uint64_t TimestampNs() const;
 
 private:
     using Time = CFrameClock::Time;
@@ -194,6 +212,7 @@ private:
     std::optional<Time> NextDue(bool isTriggered) const;
     void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure);
     bool IsDropped(uint32_t number) const;
+    bool IsNotified(ECameraEvent event) const;
     bool Render(const Exposure& exposure, CameraFrame* frame); // without the lock
     bool HasSourceEnded(const Exposure& exposure);             // without the lock
 

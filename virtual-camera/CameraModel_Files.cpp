@@ -81,11 +81,14 @@ EModelStatus CCameraModel::RunFileOperation() {
     if (status == EFileStatus::Success && request.m_operation == EFileOperation::Read) {
         m_registers.Write(kFileBuffer, buffer.data(), moved);
     }
-    if (status == EFileStatus::Success && isFirmwareWritten) {
-        BumpVersion();
-    }
     SetValue(EFeature::FileOperationStatus, static_cast<int64_t>(status));
     SetValue(EFeature::FileOperationResult, static_cast<int64_t>(moved));
+    if (status == EFileStatus::Success && isFirmwareWritten) {
+        BumpVersion();
+        if (m_config.m_faults.m_rebootsOnFirmware != 0) {
+            Unplug();
+        }
+    }
     return EModelStatus::Ok; // how it went is in the status feature, as with every camera
 }
 
@@ -115,6 +118,11 @@ EModelStatus CCameraModel::SetIpMode(uint32_t mode) {
     SetValue(EFeature::GevCurrentIPConfigurationPersistentIP, mode == kIpModePersistent);
     SetValue(EFeature::GevCurrentIPConfigurationDHCP, mode == kIpModeDhcp);
     return EModelStatus::Ok;
+}
+
+void CCameraModel::RenewIp() {
+    const std::lock_guard lock(m_mutex);
+    RestartNetwork();
 }
 
 // The address after a restart. The address of the camera list stands for what a DHCP server would give.

@@ -28,6 +28,25 @@ CFrameClock::Duration CCameraModel::Period() const {
     return std::max(FromSeconds(1 / rateHz), ExposureTime());
 }
 
+CFrameClock::Duration CCameraModel::FramePeriod() const {
+    const std::lock_guard lock(m_mutex);
+    return Period();
+}
+
+bool CCameraModel::IsEventOn(ECameraEvent event) const {
+    const std::lock_guard lock(m_mutex);
+    return IsNotified(event);
+}
+
+bool CCameraModel::IsNotified(ECameraEvent event) const {
+    return Raw(*m_features.Find(EFeature::EventNotification), static_cast<uint32_t>(event)) != 0;
+}
+
+uint64_t CCameraModel::TimestampNs() const {
+    const std::lock_guard lock(m_mutex);
+    return static_cast<uint64_t>((Clock::now() - m_clockStart).count());
+}
+
 EModelStatus CCameraModel::StartAcquisition() {
     if (m_isAcquiring) {
         return EModelStatus::Ok;
@@ -86,8 +105,7 @@ void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* fra
     }
     frame->m_number = m_frameNumber;
     frame->m_timestampNs = static_cast<uint64_t>(std::max<int64_t>((due - m_clockStart).count(), 0));
-    const MappedFeature& notification = *m_features.Find(EFeature::EventNotification);
-    frame->m_isExposureEventWanted = Raw(notification, 0) != 0;
+    frame->m_isExposureEventWanted = IsNotified(ECameraEvent::ExposureEnd);
     exposure->m_content = Content();
     exposure->m_sourceIndex = m_frameNumber - 1;
 }

@@ -26,6 +26,21 @@ EModelStatus CCameraModel::ReadMemory(uint64_t address, void* out, uint64_t leng
     return EModelStatus::Ok;
 }
 
+bool CCameraModel::HasMemory(uint64_t address, uint64_t lengthBytes) const {
+    const std::lock_guard lock(m_mutex);
+    return m_registers.Contains(address, lengthBytes);
+}
+
+int64_t CCameraModel::CarrierValue(EFeature id) const {
+    const std::lock_guard lock(m_mutex);
+    return Value(id);
+}
+
+void CCameraModel::SetCarrierValue(EFeature id, int64_t value) {
+    const std::lock_guard lock(m_mutex);
+    SetValue(id, value);
+}
+
 EModelStatus CCameraModel::PlanWrite(const MappedFeature& feature, uint32_t slot, uint64_t address,
                                      const uint8_t* in, uint64_t lengthBytes,
                                      std::vector<MemoryWrite>* plan) const {

@@ -25,6 +25,15 @@ constexpr FaultRow kFaults[] = {
     {"deny_open", &FaultSet::m_isOpenDenied, 1, 1, false},
     {"no_calibration", &FaultSet::m_isCalibrationMissing, 1, 1, false},
     {"slow_commands", &FaultSet::m_slowCommandsMs, 1, 10000, true},
+    {"reboot_on_firmware", &FaultSet::m_rebootsOnFirmware, 1, 1, false},
+    {"drop_packets", &FaultSet::m_dropPerMille, 0, 1000, true},
+    {"reorder_packets", &FaultSet::m_reorderPerMille, 0, 1000, true},
+    {"truncate_frame", &FaultSet::m_truncateFrame, 1, kMostFrames, true},
+    {"silent_after", &FaultSet::m_silentAfterMs, 0, kMostMs, true},
+    {"silent_for", &FaultSet::m_silentForMs, 1, kMostMs, true},
+    {"reboot_after", &FaultSet::m_rebootAfterMs, 1, kMostMs, true},
+    {"claim_chunk_length", &FaultSet::m_claimedChunkLengthBytes, 0, INT32_MAX, true},
+    {"broken_xml", &FaultSet::m_isXmlBroken, 1, 1, false},
 };
 
 } // namespace

@@ -26,6 +26,17 @@ struct FaultSet {
     uint32_t m_isOpenDenied = 0;
     uint32_t m_isCalibrationMissing = 0;
     uint32_t m_slowCommandsMs = 0; // every feature and register access takes so long
+    uint32_t m_rebootsOnFirmware = 0;
+
+    // What only a camera on the network can do.
+    uint32_t m_dropPerMille = 0;                   // stream packets that get lost
+    uint32_t m_reorderPerMille = 0;                // stream packets that are overtaken by the next one
+    uint32_t m_truncateFrame = kNoFault;           // this frame ends in its middle
+    uint32_t m_silentAfterMs = kNoFault;           // nothing is answered or sent, counted from taking control
+    uint32_t m_silentForMs = kNoFault;             // how long that lasts
+    uint32_t m_rebootAfterMs = kNoFault;           // counted from taking control
+    uint32_t m_claimedChunkLengthBytes = kNoFault; // what every chunk says of its length
+    uint32_t m_isXmlBroken = 0;
 
     bool operator==(const FaultSet&) const = default;
 };

@@ -102,6 +102,7 @@ enum class EFeature : uint8_t {
     FileSize,
     // Transport
     PayloadSize,
+    TLParamsLocked,
     GevMACAddress,
     GevCurrentIPConfigurationLLA,
     GevCurrentIPConfigurationDHCP,

@@ -29,7 +29,8 @@ constexpr EnumEntry kOffOn[] = {{"Off", 0}, {"On", 1}};
 constexpr EnumEntry kTriggerSources[] = {{"Line0", 0}, {"Line1", 1}, {"Software", 7}};
 constexpr EnumEntry kAutoModes[] = {{"Off", 0}, {"Continuous", 2}};
 constexpr EnumEntry kChunks[] = {{"DemosaicPair", 19, kUsbOnly}, {"ExtendedImage", 24}};
-constexpr EnumEntry kEvents[] = {{"ExposureEnd", 0}};
+constexpr EnumEntry kEvents[] = {
+    {"ExposureEnd", 0}, {"DeviceTemperature", 1, kGigEOnly}, {"DeviceLost", 2, kGigEOnly}};
 constexpr EnumEntry kUserSets[] = {{"Default", 0}, {"UserSet1", 1}, {"UserSet2", 2}};
 constexpr EnumEntry kFiles[] = {{"RGBDSensorCali", 0}, {"LSLSystemCali", 1}, {"DeviceFirmware", 2},
                                 {"UserFile1", 3},      {"UserFile2", 4},     {"UserFile3", 5},
@@ -193,6 +194,8 @@ constexpr FeatureRow kRows[] = {
     OX3D_INT(FileSize, kRo, kFile, "Size of the selected file").Unit("B"),
 
     OX3D_INT(PayloadSize, kRo, kTransport, "Bytes of a frame with its chunks").Unit("B"),
+    // Clients announce streaming with it. What has to stay put is locked by acquisition itself.
+    OX3D_INT(TLParamsLocked, kRw, kTransport, "1 while a client streams").Range(0, 1),
     OX3D_INT(GevMACAddress, kRo, kTransport, "Hardware address")
         .At(0x0008, 8)
         .Range(0, 0xFFFFFFFFFFFF)

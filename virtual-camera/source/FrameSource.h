@@ -36,8 +36,9 @@ struct FrameSourceConfig {
     uint32_t m_depthHeight = 480;
     uint32_t m_colorWidth = 1280;
     uint32_t m_colorHeight = 960;
-    bool m_noise = true; // scene: depth noise and holes
-    uint32_t m_seed = 1; // scene: of the noise
+    bool m_noise = true;        // scene: depth noise and holes
+    uint32_t m_seed = 1;        // scene: of the noise
+    uint32_t m_cycleFrames = 0; // only so many frames, over and over, kept in memory; 0: no cycle
 };
 
 class CFrameSource {

@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# Other people's programs against the virtual camera: arv-tool and arv-camera-test must get along with it, and
+# tshark must find nothing wrong in what goes over the wire. Runs in a network of its own.
+# Usage: third-party.sh <ox3d-virtual-camera>. Ends with 77 where the machine does not allow it.
+set -euo pipefail
+
+skip() {
+    echo "skipped: $1"
+    exit 77
+}
+
+fail() {
+    echo "failed: $1" >&2
+    exit 1
+}
+
+program=$1
+if [ "${2:-}" != inside ]; then
+    for tool in unshare ip arv-tool-0.8 arv-camera-test-0.8 tshark; do
+        command -v "$tool" >/dev/null || skip "$tool is not installed"
+    done
+    spaces=(unshare -Urn)
+    [ "$(id -u)" -ne 0 ] || spaces=(unshare -n)
+    "${spaces[@]}" ip link set lo up 2>/dev/null || skip "this machine gives out no private networks"
+    exec "${spaces[@]}" bash "$0" "$program" inside
+fi
+
+dir=$(mktemp -d)
+camera=
+capture=
+cleanup() {
+    [ -z "$capture" ] || kill "$capture" 2>/dev/null || true
+    [ -z "$camera" ] || kill "$camera" 2>/dev/null || true
+    wait
+    rm -rf "$dir"
+}
+trap cleanup EXIT
+
+# until_there <what> <file> <text>: waits for the text to appear in the file.
+until_there() {
+    for _ in $(seq 300); do
+        grep -q "$3" "$2" 2>/dev/null && return
+        sleep 0.1
+    done
+    cat "$2" >&2
+    fail "$1"
+}
+
+ip link set lo up
+"$program" --camera serial=LEFT,cycle=4 --camera serial=RIGHT,user_name=other >"$dir/camera.txt" 2>&1 &
+camera=$!
+until_there "the cameras do not come up" "$dir/camera.txt" '^ready$'
+# Enough of every packet but those that hold nothing but pixels.
+tshark -i lo -f udp -s 700 -w "$dir/packets.pcap" >"$dir/tshark.txt" 2>&1 &
+capture=$!
+for _ in $(seq 300); do
+    grep -q '^Capturing on' "$dir/tshark.txt" && break
+    kill -0 "$capture" 2>/dev/null || skip "tshark may not capture: $(tail -n 1 "$dir/tshark.txt")"
+    sleep 0.1
+done
+
+arv-tool-0.8 | tee "$dir/list.txt"
+for line in "Ox3d-VirtualRgbd-GigE-LEFT (127.0.0.1)" "Ox3d-VirtualRgbd-GigE-RIGHT (127.0.0.2)"; do
+    grep -qF "$line" "$dir/list.txt" || fail "arv-tool does not list $line"
+done
+arv-tool-0.8 -a 127.0.0.2 control Gain=3.5 Gain DeviceUserID ChunkModeActive=true PayloadSize | tee "$dir/values.txt"
+for line in "Gain = 3.5 dB" "DeviceUserID = other" "PayloadSize = 614408 B"; do
+    grep -qF "$line" "$dir/values.txt" || fail "arv-tool does not read $line"
+done
+
+chunks="CameraWorkingMode=Rgbd ChunkModeActive=true ChunkSelector=ExtendedImage ChunkEnable=true"
+for options in "-i 1500 --features" "-j always --features"; do
+    # shellcheck disable=SC2086 # words; the features are one
+    arv-camera-test-0.8 -n Ox3d-LEFT --duration=2 $options "$chunks" >"$dir/stream.txt" 2>&1 ||
+        { cat "$dir/stream.txt"; fail "arv-camera-test"; }
+    cat "$dir/stream.txt"
+    grep -qE 'n_completed_buffers += [1-9][0-9]' "$dir/stream.txt" || fail "hardly any frames came"
+    for counter in n_failures n_missing_packets n_size_mismatch_errors n_error_packets; do
+        grep -qE "^$counter += 0$" "$dir/stream.txt" || fail "$counter is not 0"
+    done
+done
+
+kill -INT "$capture"
+wait "$capture" || fail "tshark: $(cat "$dir/tshark.txt")"
+capture=
+kill -TERM "$camera"
+wait "$camera" || fail "ox3d-virtual-camera does not end well"
+camera=
+
+# Stream packets are known by their ports: everything that is not control.
+decode=()
+while IFS= read -r port; do
+    decode+=(-d "udp.port==$port,gvsp")
+done < <(tshark -r "$dir/packets.pcap" -Y 'udp && !gvcp' -T fields -e udp.dstport 2>/dev/null | sort -u)
+tshark -r "$dir/packets.pcap" "${decode[@]}" -T fields -E separator=';' -e frame.protocols -e gvsp.format \
+    -e gvcp.cmd.status -e gvsp.status -e _ws.malformed -e _ws.expert.severity >"$dir/fields.txt" 2>"$dir/tshark.txt" ||
+    fail "$(cat "$dir/tshark.txt")"
+for packets in gvcp 'gvsp;0x01' 'gvsp;0x02' 'gvsp;0x03'; do
+    [ "$(grep -cE "udp:$packets;" "$dir/fields.txt")" -gt 20 ] || fail "the capture has too little of: $packets"
+done
+# Nothing but the two protocols and success, nothing malformed, no remark of the dissectors. Aravis tries to
+# write a register that is optional, and hears that it may not.
+good=':gvcp;;(0x0000|0x8004)?;;;$|:gvsp;0x0[123];;0x0000;;$'
+if grep -vE "$good" "$dir/fields.txt" | sort | uniq -c | grep .; then
+    fail "tshark objects to these packets"
+fi
+[ "$(grep -c 'gvcp;;0x8004' "$dir/fields.txt")" -lt 10 ] || fail "too many writes are refused"
+echo "passed"

@@ -1,0 +1,101 @@
+// CameraServer.cpp - datagrams from the sockets to the control channel and back; the camera's address.
+#include "CameraServer.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <poll.h>
+
+namespace ox3d::gige {
+namespace {
+
+constexpr int kTickMs = 20;
+
+} // namespace
+
+CCameraServer::CCameraServer(const CameraConfig& config, std::string interface)
+    : m_interface(std::move(interface)), m_model(config), m_messages(m_model), m_stream(m_model, m_messages),
+      m_control(m_model, m_stream) {}
+
+void CCameraServer::Say(const std::string& text) const {
+    std::fprintf(stderr, "virtual camera %s: %s\n", Config().m_serial.c_str(), text.c_str());
+}
+
+bool CCameraServer::Start(std::string* error) {
+    if (m_model.Prepare(error) != EModelStatus::Ok || !OpenBroadcast(error) ||
+        !Move(m_model.Identity().m_ip, error)) {
+        return false;
+    }
+    m_stream.Start();
+    m_thread = std::jthread([this](const std::stop_token& stop) { Run(stop); });
+    return true;
+}
+
+// A discovery that comes in on one interface must not be answered as if the camera were behind another.
+bool CCameraServer::OpenBroadcast(std::string* error) {
+    if (!m_broadcast.Open({kBroadcastIp, kGvcpPort}, error)) {
+        return false;
+    }
+    if (!m_broadcast.BindToDevice(m_interface)) {
+        Say("listens for discovery on all interfaces, not on " + m_interface +
+            " alone: " + std::strerror(errno));
+    }
+    return true;
+}
+
+bool CCameraServer::Move(uint32_t ip, std::string* error) {
+    m_ip = ip;
+    const bool isOpen = m_unicast.Open({ip, kGvcpPort}, error);
+    m_stream.Move(ip);
+    m_messages.Move(ip);
+    return isOpen;
+}
+
+void CCameraServer::FollowAddress() {
+    const uint32_t ip = m_model.Identity().m_ip;
+    std::string error;
+    if (ip == m_ip) {
+        return;
+    }
+    if (Move(ip, &error)) {
+        Say("is at " + IpText(ip) + " now");
+    } else {
+        Say("can only be found by broadcast now: " + error);
+    }
+}
+
+void CCameraServer::Run(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+        pollfd waits[] = {{m_broadcast.Fd(), POLLIN, 0}, {m_unicast.Fd(), POLLIN, 0}};
+        poll(waits, 2, kTickMs); // a closed socket's -1 is passed over
+        try {
+            m_control.Tick(std::chrono::steady_clock::now());
+            ReceiveFrom(m_broadcast, true);
+            ReceiveFrom(m_unicast, false);
+            FollowAddress();
+        } catch (const std::bad_alloc&) {
+            Say("no memory for a command");
+        }
+        const bool isDark = m_control.IsDark(std::chrono::steady_clock::now());
+        m_stream.SetMuted(isDark);
+        m_messages.SetMuted(isDark);
+    }
+}
+
+void CCameraServer::ReceiveFrom(const CUdpSocket& socket, bool isBroadcast) {
+    std::array<uint8_t, kMostGvcpBytes + 1> buffer; // one more: what is too long stays too long
+    Endpoint from;
+    while (socket.IsOpen()) {
+        const std::optional<size_t> received = socket.Receive(buffer, &from);
+        if (!received) {
+            return;
+        }
+        const Bytes answer = m_control.Handle(ByteView(buffer.data(), *received), from, isBroadcast,
+                                              std::chrono::steady_clock::now());
+        if (!answer.empty()) {
+            (m_unicast.IsOpen() ? m_unicast : m_broadcast).Send(answer, from);
+        }
+    }
+}
+
+} // namespace ox3d::gige

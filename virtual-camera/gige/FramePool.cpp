@@ -1,0 +1,54 @@
+// FramePool.cpp - frames on their way round: taken, filled, kept for a while, taken again.
+#include "FramePool.h"
+
+#include <algorithm>
+
+namespace ox3d::gige {
+
+std::shared_ptr<GvspFrame> CFramePool::Take() {
+    std::unique_ptr<GvspFrame> frame;
+    {
+        const std::lock_guard lock(m_spare->m_mutex);
+        if (!m_spare->m_frames.empty()) {
+            frame = std::move(m_spare->m_frames.back());
+            m_spare->m_frames.pop_back();
+        }
+    }
+    if (frame == nullptr) {
+        frame = std::make_unique<GvspFrame>();
+    }
+    frame->m_sentPackets = 0;
+    frame->m_endPacket = UINT32_MAX;
+    const auto giveBack = [spare = m_spare](GvspFrame* done) {
+        std::unique_ptr<GvspFrame> owned(done);
+        const std::lock_guard lock(spare->m_mutex);
+        if (spare->m_frames.size() < Spare::kMost) {
+            spare->m_frames.push_back(std::move(owned));
+        }
+    };
+    return {frame.release(), giveBack};
+}
+
+void CFramePool::Keep(std::shared_ptr<GvspFrame> frame) {
+    std::shared_ptr<GvspFrame> oldest; // goes without the lock
+    const std::lock_guard lock(m_mutex);
+    if (m_kept.size() >= kKeptFrames) {
+        oldest = std::move(m_kept.front());
+        m_kept.pop_front();
+    }
+    m_kept.push_back(std::move(frame));
+}
+
+void CFramePool::Forget() {
+    const std::lock_guard lock(m_mutex);
+    m_kept.clear();
+}
+
+std::shared_ptr<GvspFrame> CFramePool::Find(uint16_t blockId) const {
+    const std::lock_guard lock(m_mutex);
+    const auto found = std::find_if(m_kept.rbegin(), m_kept.rend(),
+                                    [&](const auto& frame) { return frame->m_blockId == blockId; });
+    return found == m_kept.rend() ? nullptr : *found;
+}
+
+} // namespace ox3d::gige

@@ -1,0 +1,43 @@
+// FramePool.h - the frames that have lately been sent, for requests to send packets again, and the memory of
+// those that nobody needs any more.
+//
+// All functions may be called by any thread.
+#ifndef OX3D_VIRTUAL_CAMERA_GIGE_FRAME_POOL_H
+#define OX3D_VIRTUAL_CAMERA_GIGE_FRAME_POOL_H
+
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "GvspFrame.h"
+
+namespace ox3d::gige {
+
+class CFramePool {
+public:
+    static constexpr size_t kKeptFrames = 4;
+
+    // A frame to fill; its memory comes back when the last reference goes, also after the pool itself.
+    std::shared_ptr<GvspFrame> Take();
+    // Makes a frame known to Find; the oldest known one is forgotten for it.
+    void Keep(std::shared_ptr<GvspFrame> frame);
+    void Forget();
+    std::shared_ptr<GvspFrame> Find(uint16_t blockId) const;
+
+private:
+    struct Spare {
+        static constexpr size_t kMost = 4;
+        Spare() { m_frames.reserve(kMost); } // giving a frame back must not fail
+
+        std::mutex m_mutex;
+        std::vector<std::unique_ptr<GvspFrame>> m_frames;
+    };
+
+    const std::shared_ptr<Spare> m_spare = std::make_shared<Spare>();
+    mutable std::mutex m_mutex;
+    std::deque<std::shared_ptr<GvspFrame>> m_kept;
+};
+
+} // namespace ox3d::gige
+
+#endif

@@ -1,0 +1,45 @@
+// MessageChannel.cpp - events as datagrams. None asks for an acknowledgement: a lost event stays lost.
+#include "MessageChannel.h"
+
+#include <algorithm>
+
+#include "GvcpPacket.h"
+
+namespace ox3d::gige {
+
+Bytes EventPayload(const CameraEvent& event) {
+    constexpr uint32_t kFixedBytes = 16;
+    constexpr uint32_t kNoStreamChannel = 0xFFFF;
+    Bytes payload(kFixedBytes + (event.m_data.size() + 3) / 4 * 4);
+    Put16(payload.data() + 2, event.m_id);
+    Put16(payload.data() + 4, event.m_blockId == 0 ? kNoStreamChannel : 0);
+    Put16(payload.data() + 6, event.m_blockId);
+    Put64(payload.data() + 8, event.m_timestampNs);
+    std::copy(event.m_data.begin(), event.m_data.end(), payload.begin() + kFixedBytes);
+    return payload;
+}
+
+void CMessageChannel::Move(uint32_t ip) {
+    const std::lock_guard lock(m_mutex);
+    std::string ignored; // without a socket there are no events
+    m_socket.Open({ip, 0}, &ignored);
+}
+
+void CMessageChannel::SetMuted(bool isMuted) {
+    const std::lock_guard lock(m_mutex);
+    m_isMuted = isMuted;
+}
+
+void CMessageChannel::Send(const CameraEvent& event) {
+    const Endpoint to{static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevMCDA)),
+                      static_cast<uint16_t>(m_model.CarrierValue(EFeature::GevMCPHostPort))};
+    const std::lock_guard lock(m_mutex);
+    if (to.m_port == 0 || m_isMuted || !m_socket.IsOpen()) {
+        return;
+    }
+    m_requestId = m_requestId == 0xFFFF ? 1 : m_requestId + 1;
+    const EGvcpCommand command = event.m_data.empty() ? EGvcpCommand::Event : EGvcpCommand::EventData;
+    m_socket.Send(GvcpMessage(command, m_requestId, EventPayload(event)), to);
+}
+
+} // namespace ox3d::gige

@@ -1,0 +1,38 @@
+// MessageChannel.h - events of the camera on their way to the application that has opened a message channel.
+//
+// All functions may be called by any thread.
+#ifndef OX3D_VIRTUAL_CAMERA_GIGE_MESSAGE_CHANNEL_H
+#define OX3D_VIRTUAL_CAMERA_GIGE_MESSAGE_CHANNEL_H
+
+#include <mutex>
+
+#include "../CameraModel.h"
+#include "CameraEvent.h"
+#include "UdpSocket.h"
+
+namespace ox3d::gige {
+
+// The payload of an event command; whole words, as all commands.
+Bytes EventPayload(const CameraEvent& event);
+
+class CMessageChannel {
+public:
+    explicit CMessageChannel(CCameraModel& model) : m_model(model) {}
+
+    // The camera's new address.
+    void Move(uint32_t ip);
+    void SetMuted(bool isMuted);
+    // Nothing when no channel is open.
+    void Send(const CameraEvent& event);
+
+private:
+    CCameraModel& m_model;
+    std::mutex m_mutex;
+    CUdpSocket m_socket;
+    bool m_isMuted = false;
+    uint16_t m_requestId = 0;
+};
+
+} // namespace ox3d::gige
+
+#endif

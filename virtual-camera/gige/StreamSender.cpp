@@ -1,0 +1,212 @@
+// StreamSender.cpp - the two threads of the stream channel, and what is sent besides frames.
+#include "StreamSender.h"
+
+#include <cstdio>
+#include <ctime>
+#include <new>
+#include <sys/prctl.h>
+
+namespace ox3d::gige {
+namespace {
+
+constexpr int kSendBufferBytes = 4 << 20;
+constexpr uint32_t kMostRefusals = 64; // of one request: a wrong one must not become a flood
+
+using Clock = std::chrono::steady_clock;
+
+void SleepUntil(Time due) {
+    const auto sinceStart = due.time_since_epoch();
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sinceStart);
+    const std::chrono::nanoseconds rest = sinceStart - seconds;
+    const timespec until{seconds.count(), rest.count()};
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+}
+
+// Threads must not end the process; without memory a frame is lost.
+template <typename TBody>
+void Guarded(const TBody& body) {
+    try {
+        body();
+    } catch (const std::bad_alloc&) {
+        std::fputs("virtual camera: no memory for a frame\n", stderr);
+        SleepUntil(Clock::now() + std::chrono::milliseconds(100));
+    }
+}
+
+} // namespace
+
+CStreamSender::CStreamSender(CCameraModel& model, CMessageChannel& messages)
+    : m_model(model), m_messages(messages), m_dice(model.Config().m_faults) {}
+
+CStreamSender::~CStreamSender() {
+    m_camera.request_stop();
+    m_sender.request_stop();
+}
+
+void CStreamSender::Start() {
+    m_sender = std::jthread([this](const std::stop_token& stop) { RunSender(stop); });
+    m_camera = std::jthread([this](const std::stop_token& stop) { RunCamera(stop); });
+}
+
+// ---- What the control channel asks ----
+
+CStreamSender::Channel CStreamSender::Current() const {
+    const std::lock_guard lock(m_mutex);
+    return m_channel;
+}
+
+void CStreamSender::Renew(std::shared_ptr<const CUdpSocket> socket) {
+    const Endpoint to{static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCDA)),
+                      static_cast<uint16_t>(m_model.CarrierValue(EFeature::GevSCPHostPort))};
+    const std::lock_guard lock(m_mutex);
+    m_channel = {std::move(socket), to, ++m_channelSerial};
+    m_blockIds.ChannelOpened();
+    m_waiting.reset();
+    m_pool.Forget();
+    m_changed.notify_all();
+}
+
+void CStreamSender::OnChannelWritten() {
+    Renew(Current().m_socket);
+}
+
+void CStreamSender::Move(uint32_t ip) {
+    auto socket = std::make_shared<CUdpSocket>();
+    std::string error;
+    if (!socket->Open({ip, 0}, &error)) {
+        Renew(nullptr); // an address that this host does not have: found by broadcast, but without images
+        return;
+    }
+    socket->SetSendBuffer(kSendBufferBytes);
+    m_model.SetCarrierValue(EFeature::GevSCSP, socket->Port());
+    Renew(std::move(socket));
+}
+
+void CStreamSender::FireTestPacket() {
+    const Channel channel = Current();
+    if (channel.IsOpen() && !m_isMuted) {
+        const auto sizeBytes = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCPSPacketSize));
+        channel.m_socket->Send(MakeGvspTestPacket(sizeBytes), channel.m_to);
+    }
+}
+
+void CStreamSender::Resend(const ResendRequest& request) {
+    const Channel channel = Current();
+    if (!channel.IsOpen() || m_isMuted || request.m_firstPacket > request.m_lastPacket) {
+        return;
+    }
+    const std::shared_ptr<GvspFrame> frame = m_pool.Find(request.m_blockId);
+    const uint32_t sent = frame == nullptr ? 0 : frame->m_sentPackets.load();
+    uint32_t refusals = 0;
+    GvspPacket packet;
+    for (uint32_t id = request.m_firstPacket; id <= request.m_lastPacket; ++id) {
+        if (frame != nullptr && id < frame->m_endPacket) {
+            if (id >= sent) {
+                break; // these come by themselves
+            }
+            MakeGvspPacket(*frame, id, &packet);
+        } else {
+            if ((frame != nullptr && id >= frame->Packets()) || ++refusals > kMostRefusals) {
+                break;
+            }
+            MakeGvspRefusal(request.m_blockId, id, static_cast<uint16_t>(EGvcpStatus::PacketRemoved),
+                            &packet);
+        }
+        channel.m_socket->Send(std::span(&packet, 1), channel.m_to);
+    }
+}
+
+// ---- Camera thread ----
+
+void CStreamSender::RunCamera(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+        Guarded([&] { TakeFrame(stop); });
+    }
+}
+
+void CStreamSender::TakeFrame(const std::stop_token& stop) {
+    if (m_model.NextFrame(m_model.PlugCount(), stop, &m_frame) == ENextFrame::Frame) {
+        Enqueue(m_frame, stop);
+    }
+}
+
+void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& stop) {
+    const FaultSet& faults = m_model.Config().m_faults;
+    std::shared_ptr<GvspFrame> packed = m_pool.Take();
+    PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
+    const auto packetBytes = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCPSPacketSize));
+    packed->m_dataBytes = packetBytes - kPacketOverheadBytes;
+    if (frame.m_number == faults.m_truncateFrame) {
+        packed->m_endPacket = packed->Packets() / 2;
+    }
+    std::unique_lock lock(m_mutex);
+    const uint32_t serial = m_channel.m_serial;
+    packed->m_blockId = m_blockIds.Next(frame.m_number);
+    if (frame.m_isExposureEventWanted) {
+        m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
+    }
+    if (!m_channel.IsOpen()) {
+        return;
+    }
+    // The camera waits for its network: it becomes slower, it does not skip frames.
+    m_changed.wait(lock, stop, [&] { return !m_waiting || m_channel.m_serial != serial; });
+    if (!stop.stop_requested() && m_channel.m_serial == serial) {
+        m_waiting = Job{std::move(packed), m_channel};
+        m_changed.notify_all();
+    }
+}
+
+// ---- Sender thread ----
+
+void CStreamSender::RunSender(const std::stop_token& stop) {
+    prctl(PR_SET_TIMERSLACK, 1000); // nanoseconds; the usual slack is as long as a group of packets
+    while (!stop.stop_requested()) {
+        std::optional<Job> job;
+        {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(lock, stop, [this] { return m_waiting.has_value(); });
+            job.swap(m_waiting);
+            m_changed.notify_all();
+        }
+        if (job) {
+            Guarded([&] { SendFrame(*job, stop); });
+        }
+    }
+}
+
+void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
+    m_pool.Keep(job.m_frame);
+    GvspFrame& frame = *job.m_frame;
+    const uint32_t end = std::min(frame.Packets(), frame.m_endPacket);
+    const std::chrono::nanoseconds delay(m_model.CarrierValue(EFeature::GevSCPD));
+    const SendPlan plan = PlanSending(end, m_model.FramePeriod(), delay);
+    constexpr std::chrono::milliseconds kMostArrears{2};
+    Time due = Clock::now();
+    uint32_t next = 0;
+    while (next < end && IsCurrent(job.m_channel) && !stop.stop_requested()) {
+        next += SendGroup(job, next, std::min(plan.m_groupPackets, end - next));
+        frame.m_sentPackets = next;
+        // Small delays are made up for; after a long one a burst would do harm.
+        due = std::max(due + plan.m_groupInterval, Clock::now() - kMostArrears);
+        SleepUntil(due);
+    }
+}
+
+uint32_t CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
+    std::array<GvspPacket, kMostGroupPackets> packets;
+    size_t filled = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!m_dice.IsDropped()) {
+            MakeGvspPacket(*job.m_frame, first + i, &packets[filled++]);
+            if (filled >= 2 && m_dice.IsReordered()) {
+                std::swap(packets[filled - 1], packets[filled - 2]);
+            }
+        }
+    }
+    if (!m_isMuted) {
+        job.m_channel.m_socket->Send(std::span(packets.data(), filled), job.m_channel.m_to);
+    }
+    return count;
+}
+
+} // namespace ox3d::gige
