@@ -2,6 +2,7 @@
 #include "AravisCamera.h"
 
 #include "AravisStream.h"
+#include "Features.h"
 #include "UsbDevices.h"
 #include "common/Status.h"
 
@@ -28,8 +29,11 @@ NodeMaker CAravisCamera::Nodes() const {
 int CAravisCamera::Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
                            const std::shared_ptr<HandleCallbacks>& callbacks, const ResendSettings& resend,
                            uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const {
-    if (arv_device_get_genicam(device.get()) == nullptr) {
-        return Code(OX_CC_E_GC_GENERIC); // nothing can be asked of a camera without a description
+    // Nothing can be asked of a camera whose description is missing or cut off.
+    ArvGcFeatureNode* start = nullptr;
+    if (arv_device_get_genicam(device.get()) == nullptr ||
+        features::Find(device.get(), "AcquisitionStart", OX_IFT_ICommand, &start) != kOk) {
+        return Code(OX_CC_E_GC_GENERIC);
     }
     auto made = std::make_shared<CAravisConnection>(std::move(device), path, callbacks, accessMode);
     made->SetResend(resend);
@@ -66,8 +70,17 @@ int CUsbCamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>
     if (const int code = OpenUsbDevice(Now(), &device); code != kOk) {
         return code;
     }
-    return Connect(std::move(device), {}, accessMode, callbacks, {}, CGvcpClient::kDefaultTimeoutMs,
-                   connection);
+    const int code =
+        Connect(std::move(device), {}, accessMode, callbacks, {}, CGvcpClient::kDefaultTimeoutMs, connection);
+    if (code == kOk) {
+        NoteUsbDevice(Now(), true);
+    }
+    return code;
+}
+
+void CUsbCamera::Give(const std::shared_ptr<CConnection>& connection) {
+    CAravisCamera::Give(connection);
+    NoteUsbDevice(Now(), false);
 }
 
 int CUsbCamera::ForceIp(const std::shared_ptr<CConnection>& /*connection*/, uint32_t /*ip*/,

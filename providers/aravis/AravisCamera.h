@@ -70,6 +70,7 @@ public:
     int CheckForNetwork() const override;
     int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
+    void Give(const std::shared_ptr<CConnection>& connection) override;
     int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
                 const uint32_t* maskAndGateway) override;
     int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;

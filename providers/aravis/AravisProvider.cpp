@@ -20,8 +20,10 @@ void Swallow(const gchar* /*domain*/, GLogLevelFlags /*level*/, const gchar* /*m
 class CAravisProvider final : public IProvider {
 public:
     CAravisProvider() {
-        g_log_set_handler("Aravis", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION),
-                          &Swallow, nullptr);
+        for (const char* domain : {"Aravis", "XML"}) { // the second is its reader of descriptions
+            g_log_set_handler(domain, static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION),
+                              &Swallow, nullptr);
+        }
     }
 
     int Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) override {

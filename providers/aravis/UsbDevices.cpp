@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <set>
 
 #include "common/DeviceText.h"
 #include "common/Status.h"
@@ -35,6 +36,12 @@ std::string Attribute(const fs::path& folder, const char* name) {
     std::string line;
     std::getline(file, line);
     return line;
+}
+
+// Serial numbers of what this process has open; guarded by the list's mutex.
+std::set<std::string>& OpenSerials() {
+    static auto* const s_serials = new std::set<std::string>;
+    return *s_serials;
 }
 
 uint32_t Number(const std::string& text, int base) {
@@ -85,7 +92,7 @@ OX_CC_DEVICE_INFO RecordOf(ArvInterface* usb, unsigned int index, uint32_t ordin
     std::memset(&record, 0, sizeof(record));
     record.nTLayerType = OX_CC_USB_DEVICE;
     OX_CC_USB_DEVICE_INFO& device = record.stUsb3Info;
-    const char* guid = arv_interface_get_device_manufacturer_info(usb, index);
+    const char* guid = arv_interface_get_device_physical_id(usb, index);
     Fill(device.chVendorName, arv_interface_get_device_vendor(usb, index));
     Fill(device.chManufacturerName, arv_interface_get_device_vendor(usb, index));
     Fill(device.chModelName, arv_interface_get_device_model(usb, index));
@@ -136,12 +143,24 @@ std::vector<OX_CC_DEVICE_INFO> ListUsbDevices() {
     return records;
 }
 
+void NoteUsbDevice(const OX_CC_DEVICE_INFO& record, bool isOpen) {
+    const std::lock_guard lock(ListMutex());
+    if (isOpen) {
+        OpenSerials().insert(SerialOf(record));
+    } else {
+        OpenSerials().erase(SerialOf(record));
+    }
+}
+
 int OpenUsbDevice(const OX_CC_DEVICE_INFO& record, CObject<ArvDevice>* device) {
     const std::lock_guard lock(ListMutex());
     const OX_CC_USB_DEVICE_INFO& wanted = record.stUsb3Info;
     const std::string vendor = BoundedText(wanted.chVendorName);
     const std::string model = BoundedText(wanted.chModelName);
     const std::string serial = BoundedText(wanted.chSerialNumber);
+    if (OpenSerials().contains(serial)) {
+        return Code(OX_CC_E_ACCESS_DENIED);
+    }
     CArvError error;
     device->reset(arv_uv_device_new(vendor.c_str(), model.c_str(), serial.c_str(), error.Out()));
     if (*device != nullptr && !error.IsSet()) {

@@ -47,7 +47,10 @@ protected:
     bool HasOut(const char* name) const { return fs::exists(Out(name)); }
 
     CTempFolder m_folder;
-    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string()};
+    // Without a request the tool takes what is first in the library path.
+    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string(),
+                                            "LD_LIBRARY_PATH=" +
+                                                fs::path(OX3D_VIRTUAL_PROVIDER).parent_path().string()};
 };
 
 uint64_t CountValid(const DepthImage& depth) {

@@ -1,0 +1,95 @@
+// FeatureTest.cpp - what Aravis's errors become, types of nodes, and steps of values.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <filesystem>
+#include <fstream>
+
+#include "ArvError.h"
+#include "Features.h"
+#include "UsbDevices.h"
+#include "common/Status.h"
+
+using namespace ox3d;
+
+namespace {
+
+TEST(ArvErrors, BecomeCodesOfTheInterface) {
+    const struct {
+        GQuark m_domain;
+        int m_error;
+        uint32_t m_code;
+    } kRows[] = {{ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_FEATURE_NOT_FOUND, OX_CC_E_GC_ARGUMENT},
+                 {ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_WRONG_FEATURE, OX_CC_E_GC_DYNAMIC_CAST},
+                 {ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT, OX_CC_E_PRECONDITION},
+                 {ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_NOT_CONTROLLER, OX_CC_E_ACCESS_DENIED},
+                 {ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_WRITE_PROTECT, OX_CC_E_GC_ACCESS},
+                 {ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS, OX_CC_E_PARAMETER},
+                 {ARV_GC_ERROR, ARV_GC_ERROR_OUT_OF_RANGE, OX_CC_E_GC_RANGE},
+                 {ARV_GC_ERROR, ARV_GC_ERROR_READ_ONLY, OX_CC_E_GC_ACCESS},
+                 {ARV_GC_ERROR, ARV_GC_ERROR_INVALID_SYNTAX, OX_CC_E_GC_GENERIC},
+                 {G_FILE_ERROR, 1, OX_CC_E_UNKNOWN}};
+    for (const auto& row : kRows) {
+        GError* error = g_error_new_literal(row.m_domain, row.m_error, "");
+        EXPECT_EQ(CodeOf(error), Code(row.m_code)) << row.m_error;
+        g_error_free(error);
+    }
+    EXPECT_EQ(CodeOf(nullptr), kOk);
+}
+
+TEST(FeatureTypes, ComeFromTheElementsOfTheDescription) {
+    EXPECT_EQ(features::TypeOfElement("IntSwissKnife"), OX_IFT_IInteger);
+    EXPECT_EQ(features::TypeOfElement("SwissKnife"), OX_IFT_IFloat);
+    EXPECT_EQ(features::TypeOfElement("Enumeration"), OX_IFT_IEnumeration);
+    EXPECT_EQ(features::TypeOfElement("StringReg"), OX_IFT_IString);
+    EXPECT_EQ(features::TypeOfElement("Group"), OX_IFT_IValue);
+    EXPECT_EQ(features::TypeOfElement(nullptr), OX_IFT_IValue);
+}
+
+TEST(FeatureSteps, AreHeldWithoutOverflow) {
+    EXPECT_TRUE(features::IsOnGrid(int64_t{12}, 4, 4));
+    EXPECT_FALSE(features::IsOnGrid(int64_t{13}, 4, 4));
+    EXPECT_TRUE(features::IsOnGrid(INT64_MAX, INT64_MIN, 1));
+    EXPECT_FALSE(features::IsOnGrid(INT64_MAX, INT64_MIN, 2));
+    EXPECT_TRUE(features::IsOnGrid(int64_t{5}, 0, -3));                   // no such increment
+    EXPECT_TRUE(features::IsOnGrid(static_cast<double>(0.3f), 0.0, 0.1)); // as near as a float comes
+    EXPECT_FALSE(features::IsOnGrid(0.35, 0.0, 0.1));
+    EXPECT_TRUE(features::IsOnGrid(0.35, 0.0, DBL_MIN));
+}
+
+TEST(Sysfs, TellsWhatAravisDoesNot) {
+    namespace fs = std::filesystem;
+    const fs::path root = "sysfs";
+    fs::remove_all(root);
+    const auto write = [&](const char* file, const char* text) {
+        fs::create_directories((root / file).parent_path());
+        std::ofstream(root / file) << text << '\n';
+    };
+    write("2-1/serial", "S1");
+    write("2-1/idVendor", "1209");
+    write("2-1/idProduct", "00a1");
+    write("2-1/version", " 3.20");
+    for (const char* interface : {"2-1:1.0", "2-1:1.1"}) {
+        write((std::string(interface) + "/bInterfaceClass").c_str(), "ef");
+        write((std::string(interface) + "/bInterfaceSubClass").c_str(), "05");
+    }
+    write("2-1:1.0/bInterfaceProtocol", "00");
+    write("2-1:1.0/ep_81/bEndpointAddress", "81");
+    write("2-1:1.0/ep_01/bEndpointAddress", "01");
+    write("2-1:1.1/bInterfaceProtocol", "02");
+    write("2-1:1.1/ep_83/bEndpointAddress", "83");
+    OX_CC_USB_DEVICE_INFO device{};
+    device.chSerialNumber[0] = 'S';
+    FillFromSysfs(root, &device);
+    EXPECT_EQ(device.nVendorId, 0); // another serial number
+    device.chSerialNumber[1] = '1';
+    FillFromSysfs(root, &device);
+    EXPECT_EQ(device.nVendorId, 0x1209);
+    EXPECT_EQ(device.nProductId, 0x00A1);
+    EXPECT_EQ(device.nBcdUsb, 0x0320u);
+    EXPECT_EQ(device.nCrtlInEndPoint, 0x81);
+    EXPECT_EQ(device.nCrtlOutEndPoint, 0x01);
+    EXPECT_EQ(device.nStreamEndPoint, 0x83);
+}
+
+} // namespace
