@@ -1,12 +1,24 @@
 // AravisCamera.cpp - what cameras of both transports share, and those on USB.
 #include "AravisCamera.h"
 
+#include <string_view>
+
 #include "AravisStream.h"
-#include "Features.h"
 #include "UsbDevices.h"
 #include "common/Status.h"
 
 namespace ox3d {
+namespace {
+
+// Nothing can be asked of a camera without a description; of one that is cut off Aravis takes what there is.
+bool HasDescription(ArvDevice* device) {
+    size_t lengthBytes = 0;
+    const char* xml = arv_device_get_genicam_xml(device, &lengthBytes);
+    return xml != nullptr && arv_device_get_genicam(device) != nullptr &&
+           std::string_view(xml, lengthBytes).rfind("</RegisterDescription") != std::string_view::npos;
+}
+
+} // namespace
 
 OX_CC_DEVICE_INFO CAravisCamera::Now() const {
     const std::lock_guard lock(m_mutex);
@@ -29,10 +41,7 @@ NodeMaker CAravisCamera::Nodes() const {
 int CAravisCamera::Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
                            const std::shared_ptr<HandleCallbacks>& callbacks, const ResendSettings& resend,
                            uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const {
-    // Nothing can be asked of a camera whose description is missing or cut off.
-    ArvGcFeatureNode* start = nullptr;
-    if (arv_device_get_genicam(device.get()) == nullptr ||
-        features::Find(device.get(), "AcquisitionStart", OX_IFT_ICommand, &start) != kOk) {
+    if (!HasDescription(device.get())) {
         return Code(OX_CC_E_GC_GENERIC);
     }
     auto made = std::make_shared<CAravisConnection>(std::move(device), path, callbacks, accessMode);

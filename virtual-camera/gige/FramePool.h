@@ -15,7 +15,7 @@ namespace ox3d::gige {
 
 class CFramePool {
 public:
-    static constexpr size_t kKeptFrames = 4;
+    static constexpr size_t kKeptFrames = 8;
 
     // A frame to fill; its memory comes back when the last reference goes, also after the pool itself.
     std::shared_ptr<GvspFrame> Take();

@@ -184,15 +184,18 @@ void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
     Time due = Clock::now();
     uint32_t next = 0;
     while (next < end && IsCurrent(job.m_channel) && !stop.stop_requested()) {
-        next += SendGroup(job, next, std::min(plan.m_groupPackets, end - next));
-        frame.m_sentPackets = next;
+        const uint32_t count = std::min(plan.m_groupPackets, end - next);
+        // Noted before: a receiver may miss one of the first while the last are still being sent.
+        frame.m_sentPackets = next + count;
+        SendGroup(job, next, count);
+        next += count;
         // Small delays are made up for; after a long one a burst would do harm.
         due = std::max(due + plan.m_groupInterval, Clock::now() - kMostArrears);
         SleepUntil(due);
     }
 }
 
-uint32_t CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
+void CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
     std::array<GvspPacket, kMostGroupPackets> packets;
     size_t filled = 0;
     for (uint32_t i = 0; i < count; ++i) {
@@ -206,7 +209,6 @@ uint32_t CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count
     if (!m_isMuted) {
         job.m_channel.m_socket->Send(std::span(packets.data(), filled), job.m_channel.m_to);
     }
-    return count;
 }
 
 } // namespace ox3d::gige

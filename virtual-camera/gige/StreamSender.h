@@ -54,7 +54,7 @@ private:
     void TakeFrame(const std::stop_token& stop);
     void Enqueue(const CameraFrame& frame, const std::stop_token& stop);
     void SendFrame(const Job& job, const std::stop_token& stop);
-    uint32_t SendGroup(const Job& job, uint32_t first, uint32_t count);
+    void SendGroup(const Job& job, uint32_t first, uint32_t count);
 
     CCameraModel& m_model;
     CMessageChannel& m_messages;

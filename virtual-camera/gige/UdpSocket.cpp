@@ -98,7 +98,7 @@ void CUdpSocket::Send(ByteView datagram, const Endpoint& to) const {
 // The head and the part of the payload go out from where they lie.
 void CUdpSocket::Send(std::span<const GvspPacket> packets, const Endpoint& to) const {
     sockaddr_in address = ToSystem(to);
-    std::array<iovec, 2 * kMostGroupPackets> parts;
+    std::array<iovec, size_t{2} * kMostGroupPackets> parts;
     std::array<mmsghdr, kMostGroupPackets> messages{};
     const size_t count = std::min<size_t>(packets.size(), kMostGroupPackets);
     for (size_t i = 0; i < count; ++i) {
