@@ -269,6 +269,8 @@ std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::stri
                                           const std::string& baseFolder, std::vector<std::string>* errors,
                                           const NetworkDefaults& network) {
     CListReader reader(fileName, baseFolder, errors, network);
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF"; // some editors begin a text with it
+    text.remove_prefix(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
     while (!text.empty()) {
         const size_t end = std::min(text.find('\n'), text.size());
         reader.Line(text.substr(0, end));

@@ -22,7 +22,7 @@ Reading Read(const std::string& text) {
 
 TEST(CameraList, DescribesEveryPropertyOfACamera) {
     const Reading reading =
-        Read("# two cameras\n"
+        Read("\xEF\xBB\xBF# two cameras\n"
              "[camera]\n"
              "transport = usb\nserial = U7\nmodel=M\nmanufacturer = Some One\nuser_name = front\n"
              "device_version = 2.5\nwidth = 800\nheight = 600\ncolor_width = 1600\n"
