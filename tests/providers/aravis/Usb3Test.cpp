@@ -131,7 +131,7 @@ TEST_F(Usb3, UnpluggingIsToldOnceAndCallsEndCleanly) {
     };
     ASSERT_EQ(CC(OX_CC_RegisterExceptionCallBack)(m_handle, onLoss, &loss), 0);
     ASSERT_EQ(CC(OX_CC_StartGrabbing)(m_handle), 0);
-    std::ofstream{m_unplug}; // leaves an empty file
+    std::ofstream(m_unplug) << "gone\n";
     {
         std::unique_lock lock(loss.m_mutex);
         EXPECT_TRUE(
