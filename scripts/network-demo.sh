@@ -28,7 +28,7 @@ trap cleanup EXIT
 } >"$dir/cameras.ini"
 "$programs/ox3d-virtual-camera" --config "$dir/cameras.ini" >"$dir/camera.log" 2>&1 &
 camera=$!
-until grep -q '^ready$' "$dir/camera.log"; do
+until grep -q '^ready$' "$dir/camera.log" 2>/dev/null; do
     kill -0 "$camera" 2>/dev/null || {
         cat "$dir/camera.log" >&2
         exit 1
