@@ -106,6 +106,7 @@ EExitCode RunDoctor(const DoctorOptions& options) {
     std::string whyNoCameras = options.m_whyNoProvider;
     if (options.m_pProvider != nullptr) {
         try {
+            facts.m_isPacketSizeFitted = options.m_pProvider->m_name == "aravis"; // by test packets
             facts.m_cameras = AskCameras(*options.m_pProvider, options.m_serial);
             whyNoCameras = facts.m_cameras.empty() ? "none found on the network" : "";
         } catch (const CToolError& error) {

@@ -163,6 +163,21 @@ void JudgeMtu(const HostFacts& facts, Findings& findings) {
     }
 }
 
+// A size that holds as it is, against the interface that it has to pass.
+void JudgeFixedPacketSize(uint32_t sizeBytes, const InterfaceFacts& interface, Finding* finding) {
+    if (sizeBytes > interface.m_mtuBytes) {
+        finding->m_mark = EMark::Problem;
+        finding->m_saw += ", " + interface.m_name + " takes " + Bytes(interface.m_mtuBytes);
+        finding->m_follows = "Such packets are cut or dropped on the way: no frame is complete.";
+        finding->m_commands = {MtuCommand(interface, std::max(sizeBytes, kJumboMtuBytes))};
+    } else if (sizeBytes < kJumboEnoughBytes && interface.m_mtuBytes >= kJumboEnoughBytes) {
+        finding->m_mark = EMark::Note;
+        finding->m_follows = "The interface takes larger packets: set GevSCPSPacketSize to " +
+                             std::to_string(std::min(interface.m_mtuBytes, kJumboMtuBytes)) +
+                             " where the switch takes them, too.";
+    }
+}
+
 void JudgePacketSize(const HostFacts& facts, Findings& findings) {
     for (const CameraFacts& camera : facts.m_cameras) {
         const InterfaceFacts* const interface = InterfaceOf(facts, camera.m_hostIp);
@@ -174,20 +189,13 @@ void JudgePacketSize(const HostFacts& facts, Findings& findings) {
             finding.m_saw += "the camera does not say";
         } else {
             finding.m_saw += Bytes(camera.m_packetSizeBytes);
-        }
-        if (interface == nullptr) {
-            finding.m_saw += "; no interface of this host saw it, so there is no MTU to hold it against";
-        } else if (camera.m_packetSizeBytes > interface->m_mtuBytes) {
-            finding.m_mark = EMark::Problem;
-            finding.m_saw += ", " + interface->m_name + " takes " + Bytes(interface->m_mtuBytes);
-            finding.m_follows = "Such packets are cut or dropped on the way: no frame is complete.";
-            finding.m_commands = {MtuCommand(*interface, std::max(camera.m_packetSizeBytes, kJumboMtuBytes))};
-        } else if (camera.m_packetSizeBytes != 0 && camera.m_packetSizeBytes < kJumboEnoughBytes &&
-                   interface->m_mtuBytes >= kJumboEnoughBytes) {
-            finding.m_mark = EMark::Note;
-            finding.m_follows = "The interface takes larger packets: set GevSCPSPacketSize to " +
-                                std::to_string(std::min(interface->m_mtuBytes, kJumboMtuBytes)) +
-                                " where the switch takes them, too.";
+            if (facts.m_isPacketSizeFitted) {
+                finding.m_saw += " now; the camera control fits it to the way when a stream starts";
+            } else if (interface == nullptr) {
+                finding.m_saw += "; no interface of this host saw the camera, so no MTU limits it";
+            } else {
+                JudgeFixedPacketSize(camera.m_packetSizeBytes, *interface, &finding);
+            }
         }
         findings.push_back(finding);
     }
@@ -222,16 +230,6 @@ void JudgeReversePath(const HostFacts& facts, Findings& findings) {
     findings.push_back(finding);
 }
 
-std::vector<HostAddress> AddressesOf(const HostFacts& facts) {
-    std::vector<HostAddress> addresses;
-    for (const InterfaceFacts& interface : facts.m_interfaces) {
-        for (const Ip4Network& network : interface.m_networks) {
-            addresses.push_back({interface.m_name, network});
-        }
-    }
-    return addresses;
-}
-
 // A single address (/32), as tunnels have it, draws no traffic of a subnet to its interface.
 bool Collide(const HostAddress& a, const HostAddress& b) {
     return a.m_interface != b.m_interface && Overlap(a.m_network, b.m_network) &&
@@ -253,7 +251,7 @@ Finding SharedSubnet(const HostAddress& first, const HostAddress& second, const 
 }
 
 void JudgeSubnets(const HostFacts& facts, Findings& findings) {
-    const std::vector<HostAddress> places = AddressesOf(facts);
+    const std::vector<HostAddress> places = AddressesOf(facts.m_interfaces);
     std::vector<Ip4Network> taken;
     taken.reserve(places.size());
     for (const HostAddress& place : places) {
@@ -274,7 +272,7 @@ void JudgeSubnets(const HostFacts& facts, Findings& findings) {
 }
 
 void JudgeCameraAddresses(const HostFacts& facts, Findings& findings) {
-    const std::vector<HostAddress> host = AddressesOf(facts);
+    const std::vector<HostAddress> host = AddressesOf(facts.m_interfaces);
     for (const CameraFacts& camera : facts.m_cameras) {
         const EFit fit = FitOf({camera.m_ip, camera.m_mask}, camera.m_hostIp, host);
         if (fit == EFit::WrongSubnet || fit == EFit::HostsOwn) {

@@ -9,13 +9,18 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <ifaddrs.h>
+#include <map>
 #include <memory>
+#include <net/if.h>
 #include <net/if_arp.h>
 #include <netinet/in.h>
+#include <netpacket/packet.h>
 #include <set>
 #include <sys/auxv.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace ox3dtool {
 namespace {
@@ -47,23 +52,11 @@ uint32_t ReversePath(const fs::path& root, const std::string& interface) {
     return static_cast<uint32_t>(std::min<uint64_t>(std::max(all, own), 2));
 }
 
-InterfaceFacts ReadInterface(const fs::path& root, const std::string& name,
-                             const std::vector<HostAddress>& addresses) {
-    const fs::path folder = root / "sys/class/net" / name;
-    InterfaceFacts facts;
-    facts.m_name = name;
-    for (const HostAddress& address : addresses) {
-        if (address.m_interface == name) {
-            facts.m_networks.push_back(address.m_network);
-        }
-    }
-    const uint64_t mtu = ReadNumberFile(folder / "mtu").value_or(0);
-    facts.m_mtuBytes = static_cast<uint32_t>(std::min<uint64_t>(mtu, UINT32_MAX));
-    facts.m_reversePath = ReversePath(root, name);
+void AddInterfaceFiles(const fs::path& root, InterfaceFacts* facts) {
+    facts->m_reversePath = ReversePath(root, facts->m_name);
+    const fs::path folder = root / "sys/class/net" / facts->m_name;
     const bool isWireless = Exists(folder / "wireless") || Exists(folder / "phy80211");
-    facts.m_carriesCameras = ReadNumberFile(folder / "type") == uint64_t{ARPHRD_ETHER} && !isWireless &&
-                             !Exists(folder / "bridge");
-    return facts;
+    facts->m_carriesCameras = facts->m_carriesCameras && !isWireless && !Exists(folder / "bridge");
 }
 
 // The class of a USB3 Vision interface: miscellaneous (ef), subclass 05; its protocols are control, event
@@ -108,31 +101,69 @@ uint32_t AddressIn(const sockaddr* address) {
     return ntohl(reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr);
 }
 
+uint32_t MtuOf(const std::string& name) {
+    const int file = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (file < 0) {
+        return 0;
+    }
+    ifreq request{};
+    name.copy(request.ifr_name, IFNAMSIZ - 1);
+    const bool isRead = ioctl(file, SIOCGIFMTU, &request) == 0 && request.ifr_mtu > 0;
+    close(file);
+    return isRead ? static_cast<uint32_t>(request.ifr_mtu) : 0;
+}
+
+void AddEntry(const ifaddrs& entry, InterfaceFacts* facts) {
+    if (entry.ifa_addr == nullptr) {
+        return;
+    }
+    if (entry.ifa_addr->sa_family == AF_PACKET) {
+        const auto* const link = reinterpret_cast<const sockaddr_ll*>(entry.ifa_addr);
+        facts->m_carriesCameras = link->sll_hatype == ARPHRD_ETHER;
+    } else if (entry.ifa_addr->sa_family == AF_INET && entry.ifa_netmask != nullptr) {
+        facts->m_networks.push_back({AddressIn(entry.ifa_addr), AddressIn(entry.ifa_netmask)});
+    }
+}
+
 } // namespace
 
-std::vector<HostAddress> ReadHostAddresses() {
+std::vector<InterfaceFacts> ReadInterfaces() {
     ifaddrs* first = nullptr;
     if (getifaddrs(&first) != 0) {
         return {};
     }
     const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(first, freeifaddrs);
-    std::vector<HostAddress> addresses;
+    std::map<std::string, InterfaceFacts> byName;
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
-            entry->ifa_netmask == nullptr) {
-            continue;
-        }
         std::string name = entry->ifa_name;
         name.erase(std::min(name.find(':'), name.size())); // a second address may carry a label, "eth0:1"
-        addresses.push_back({name, {AddressIn(entry->ifa_addr), AddressIn(entry->ifa_netmask)}});
+        AddEntry(*entry, &byName[name]);
+    }
+    std::vector<InterfaceFacts> interfaces;
+    interfaces.reserve(byName.size());
+    for (auto& [name, facts] : byName) {
+        facts.m_name = name;
+        facts.m_mtuBytes = MtuOf(name);
+        interfaces.push_back(facts);
+    }
+    return interfaces;
+}
+
+std::vector<HostAddress> AddressesOf(const std::vector<InterfaceFacts>& interfaces) {
+    std::vector<HostAddress> addresses;
+    for (const InterfaceFacts& interface : interfaces) {
+        for (const Ip4Network& network : interface.m_networks) {
+            addresses.push_back({interface.m_name, network});
+        }
     }
     return addresses;
 }
 
-HostFacts ReadHostFiles(const fs::path& root, const std::vector<HostAddress>& addresses) {
+HostFacts ReadHostFiles(const fs::path& root, std::vector<InterfaceFacts> interfaces) {
     HostFacts facts;
-    for (const std::string& name : NamesIn(root / "sys/class/net")) {
-        facts.m_interfaces.push_back(ReadInterface(root, name, addresses));
+    facts.m_interfaces = std::move(interfaces);
+    for (InterfaceFacts& interface : facts.m_interfaces) {
+        AddInterfaceFiles(root, &interface);
     }
     facts.m_receiveLimitBytes = ReadNumberFile(root / "proc/sys/net/core/rmem_max");
     facts.m_usbMemoryMb = ReadNumberFile(root / "sys/module/usbcore/parameters/usbfs_memory_mb");
@@ -142,7 +173,7 @@ HostFacts ReadHostFiles(const fs::path& root, const std::vector<HostAddress>& ad
 }
 
 HostFacts GatherHostFacts() {
-    HostFacts facts = ReadHostFiles("/", ReadHostAddresses());
+    HostFacts facts = ReadHostFiles("/", ReadInterfaces());
     facts.m_nPacketSocketError = PacketSocketError();
     facts.m_ignoresLibraryPath = getauxval(AT_SECURE) != 0;
     std::error_code ignored;

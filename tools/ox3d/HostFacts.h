@@ -53,14 +53,18 @@ struct HostFacts {
     std::optional<std::string> m_udevRule;       // the file that gives access to USB3 Vision cameras
     std::vector<UsbCameraFacts> m_usbCameras;
     std::string m_tool;                 // this program's own file
+    bool m_isPacketSizeFitted = false;  // the camera control fits it to the way when a stream starts
     std::vector<CameraFacts> m_cameras; // filled by whoever has a camera control
 };
 
-// Of all interfaces, from the system.
-std::vector<HostAddress> ReadHostAddresses();
+// All interfaces of this process's network namespace, as the kernel tells: what files would tell is left.
+std::vector<InterfaceFacts> ReadInterfaces();
 
-// What /proc, /sys, /dev and the folders of udev rules below the root say. The rest of the facts is left.
-HostFacts ReadHostFiles(const std::filesystem::path& root, const std::vector<HostAddress>& addresses);
+std::vector<HostAddress> AddressesOf(const std::vector<InterfaceFacts>& interfaces);
+
+// Adds what /proc, /sys, /dev and the folders of udev rules below the root say to the interfaces. The rest
+// of the facts is left. /sys may belong to another network namespace, so it is asked for little.
+HostFacts ReadHostFiles(const std::filesystem::path& root, std::vector<InterfaceFacts> interfaces);
 
 // All facts about this host and process, without cameras on the network.
 HostFacts GatherHostFacts();

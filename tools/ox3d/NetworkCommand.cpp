@@ -83,7 +83,7 @@ std::string SeenBy(const DeviceRecord& camera, const std::vector<HostAddress>& h
 
 // The cameras on the network, or the one of them with this serial number.
 void PrintCameras(const std::vector<DeviceRecord>& cameras, const std::string& serial) {
-    const std::vector<HostAddress> host = ReadHostAddresses();
+    const std::vector<HostAddress> host = AddressesOf(ReadInterfaces());
     const std::vector<DeviceRecord> onNetwork = EthernetOnly(cameras);
     std::vector<TableRow> rows = {
         {"SERIAL", "MODEL", "MAC", "ADDRESS", "MASK", "GATEWAY", "MODE", "SEEN BY", "FIT"}};
@@ -106,7 +106,7 @@ void CheckNotInUse(uint32_t ip, const std::string& serial, const std::vector<Dev
         }
     }
     constexpr uint32_t kLoopback = 127; // virtual cameras share the host's addresses there
-    if (ip >> 24 != kLoopback && FindHostAddress(ip, ReadHostAddresses())) {
+    if (ip >> 24 != kLoopback && FindHostAddress(ip, AddressesOf(ReadInterfaces()))) {
         throw CToolError(kExitUsage, "the address " + Ip4Text(ip) + " is this host's own");
     }
 }
@@ -116,7 +116,7 @@ StaticAddress PlanFor(const DeviceRecord& camera, const AddressRequest& request)
     around.m_camera = NetworkOf(camera);
     around.m_gateway = NumberOf(camera.chDefaultGateWay);
     const uint32_t hostIp = NumberOf(camera.chNetExport);
-    const std::optional<HostAddress> known = FindHostAddress(hostIp, ReadHostAddresses());
+    const std::optional<HostAddress> known = FindHostAddress(hostIp, AddressesOf(ReadInterfaces()));
     around.m_host = known ? known->m_network : Ip4Network{hostIp, 0};
     return PlanAddress(request, around);
 }
@@ -138,9 +138,12 @@ void Configure(const std::string& serial, EMove move, const StaticAddress& addre
         PutAddress(config.chDestGateWay, address.m_gateway);
     }
     if (const uint32_t status = OX3D_RGBD_SetIpConfig(serial.c_str(), &config); status != OX3D_RGBD_OK) {
-        throw CToolError(kExitCamera,
-                         "the camera " + serial +
-                             " cannot be configured (it must not be open anywhere): " + StatusText(status));
+        const char* const hint =
+            move == EMove::Static ? "it must not be open anywhere"
+                                  : "it must not be open anywhere, and needs an address that fits the host: "
+                                    "in a wrong subnet give it one with --set-ip first";
+        throw CToolError(kExitCamera, "the camera " + serial +
+                                          " cannot be configured: " + StatusText(status) + "; " + hint);
     }
 }
 

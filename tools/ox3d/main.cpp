@@ -34,12 +34,14 @@ constexpr const char* kGrabFooter =
 constexpr const char* kNetworkFooter =
     "FIT tells whether camera and host reach each other: in a wrong subnet a camera is found, not opened.\n"
     "A static address holds at once and for good. DHCP and link-local are stored and hold from the camera's\n"
-    "next start on. The camera must not be open anywhere.";
+    "next start on; a camera in a wrong subnet may need a static address first. The camera must not be open\n"
+    "anywhere. docs/network.md tells how to get a camera to stream without loss.";
 
 constexpr const char* kDoctorFooter =
     "Each point gets a mark: ok; note, worth knowing; problem, frames get lost or cameras are not reached.\n"
     "With a problem the exit code is 8. Nothing is changed: the commands shown are for you to run.\n"
-    "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.";
+    "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.\n"
+    "docs/network.md explains the points.";
 
 struct Arguments {
     std::string m_provider;
