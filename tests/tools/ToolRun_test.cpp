@@ -139,6 +139,45 @@ TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
     }
 }
 
+TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
+    UseCameras("[camera]\nserial = E1\nip = 10.9.8.7\ngateway = 10.9.8.1\nhost_ip = 198.51.100.10\n"
+               "[camera]\nserial = E2\nip = 198.51.100.22\nhost_ip = 198.51.100.10\n"
+               "[camera]\ntransport = usb\nserial = U1\n");
+    const Outcome shown = Run({"network"});
+    EXPECT_EQ(shown.m_nCode, 0) << shown.m_output;
+    EXPECT_THAT(shown.m_output, AllOf(HasSubstr("static  198.51.100.10  wrong subnet"), HasSubstr("fits"),
+                                      HasSubstr("02:00:00:00:00:01  10.9.8.7"), Not(HasSubstr("U1"))));
+    const Outcome moved = Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"});
+    EXPECT_EQ(moved.m_nCode, 0) << moved.m_output;
+    EXPECT_THAT(
+        moved.m_output,
+        AllOf(HasSubstr("E1 is found at 198.51.100.30 now (mask 255.255.255.0, gateway 198.51.100.10"),
+              HasSubstr("198.51.100.30  255.255.255.0  198.51.100.10"), HasSubstr("fits"),
+              Not(HasSubstr("wrong subnet"))));
+    for (const auto& [option, mode] : {std::pair{"--dhcp", "DHCP"}, {"--link-local", "link-local"}}) {
+        const Outcome stored = Run({"network", "--serial", "E1", option});
+        EXPECT_EQ(stored.m_nCode, 0) << stored.m_output;
+        EXPECT_THAT(stored.m_output, AllOf(HasSubstr(std::string("E1 is set to ") + mode),
+                                           HasSubstr(std::string("10.9.8.1  ") + mode)));
+    }
+    const Outcome taken = Run({"network", "--serial", "E1", "--set-ip", "198.51.100.22"});
+    EXPECT_EQ(taken.m_nCode, 2);
+    EXPECT_THAT(taken.m_output, HasSubstr("is the camera E2's"));
+    EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}).m_output, HasSubstr("is a USB camera"));
+}
+
+TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
+    UseCameras("[camera]\nserial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10\n");
+    const Outcome run = Run({"doctor", "--serial", "E1"});
+    EXPECT_EQ(run.m_nCode, 8) << run.m_output;
+    EXPECT_THAT(run.m_output, AllOf(HasSubstr("problem  camera address: E1: 10.9.8.7"),
+                                    HasSubstr("packet size: E1: 1500 bytes"), HasSubstr("receive buffer")));
+    const Outcome host = Run({"doctor", "--host-only"});
+    const bool isSound = host.m_output.find("problems: 0,") != std::string::npos;
+    EXPECT_EQ(host.m_nCode, isSound ? 0 : 8) << host.m_output;
+    EXPECT_THAT(host.m_output, Not(HasSubstr("E1")));
+}
+
 TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
     WriteText(m_folder.Path() / "file", "");
     WriteText(m_folder.Path() / "libOxCameraControl.so", "no library");
@@ -155,6 +194,13 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"list", "--provider", "none"}, 3, "no libOxCameraControl.so at none"},
         {{"list", "--provider", "."}, 3, "0x8006000b"},
         {{"info", "--serial", "X"}, 4, "present: VC00000001"},
+        {{"network", "--dhcp"}, 2, "--dhcp requires --serial"},
+        {{"network", "--serial", "X", "--dhcp", "--link-local"}, 2, "excludes"},
+        {{"network", "--serial", "X", "--dhcp", "--set-ip", "10.0.0.5"}, 2, "excludes"},
+        {{"network", "--serial", "X", "--set-ip", "224.0.0.1"}, 2, "multicast"},
+        {{"network", "--serial", "X", "--set-ip", "10.0.0.5"}, 4, "present: VC00000001"},
+        {{"doctor", "--provider", "none"}, 3, "no libOxCameraControl.so at none"},
+        {{"doctor", "--serial", "X"}, 4, "present: VC00000001"},
         {{"grab", "--out", "file/out"}, 7, "cannot use the folder"},
     };
     for (const auto& row : rows) {

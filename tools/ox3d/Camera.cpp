@@ -5,6 +5,7 @@
 #include "Status.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 namespace ox3dtool {
@@ -49,6 +50,20 @@ std::string AddressOf(const DeviceRecord& record) {
     default:
         return "USB";
     }
+}
+
+std::string MacText(const DeviceRecord& record) {
+    const uint8_t* const mac = record.chMacAddress;
+    char text[32];
+    std::snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
+                  mac[5]);
+    return text;
+}
+
+bool IsFree(const DeviceRecord& record) {
+    constexpr uint32_t kExclusive = 1;
+    DeviceRecord copy = record;
+    return OX3D_RGBD_CamIsAccessible(&copy, kExclusive) == 1;
 }
 
 std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider) {

@@ -27,6 +27,10 @@ std::string TextOf(const char (&field)[N]) {
 
 // "192.168.1.101", or "USB 3.0".
 std::string AddressOf(const DeviceRecord& record);
+// "02:00:00:00:00:01", of an Ethernet camera.
+std::string MacText(const DeviceRecord& record);
+// Whether a new session could have the camera for itself.
+bool IsFree(const DeviceRecord& record);
 
 // Throws CToolError when the cameras cannot be enumerated.
 std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider);

@@ -2,6 +2,7 @@
 #ifndef OX3D_TOOL_COMMANDS_H
 #define OX3D_TOOL_COMMANDS_H
 
+#include "CameraAddress.h"
 #include "ExitCode.h"
 #include "Provider.h"
 
@@ -19,9 +20,25 @@ struct GrabOptions {
     bool m_writeAll = false;
 };
 
+struct NetworkOptions {
+    enum class EMove { None, Static, Dhcp, LinkLocal };
+    EMove m_move = EMove::None;
+    std::string m_serial; // empty: all cameras are shown; never with a move
+    AddressRequest m_address;
+    uint32_t m_nPatienceSeconds = 15; // for the camera to be found as it was told to be
+};
+
+struct DoctorOptions {
+    const ProviderChoice* m_pProvider = nullptr; // without one only the host is looked at
+    std::string m_whyNoProvider;
+    std::string m_serial; // empty: all cameras on the network
+};
+
 EExitCode RunList(const ProviderChoice& provider);
 EExitCode RunInfo(const ProviderChoice& provider, const std::string& serial);
 EExitCode RunGrab(const ProviderChoice& provider, const GrabOptions& options);
+EExitCode RunNetwork(const ProviderChoice& provider, const NetworkOptions& options);
+EExitCode RunDoctor(const DoctorOptions& options);
 
 } // namespace ox3dtool
 

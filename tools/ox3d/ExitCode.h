@@ -16,6 +16,7 @@ enum EExitCode {
     kExitCamera = 5,       // the camera refused or was lost
     kExitNoFrame = 6,      // no frame came
     kExitFile = 7,         // a file or folder could not be written
+    kExitHost = 8,         // ox3d doctor found a problem
     kExitInterrupted = 130 // Ctrl-C, as shells number it
 };
 

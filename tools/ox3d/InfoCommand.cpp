@@ -53,10 +53,7 @@ void PrintRecord(const DeviceRecord& record) {
         PrintLine("bus", AddressOf(record));
         return;
     }
-    const uint8_t* const mac = record.chMacAddress;
-    std::snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
-                  mac[5]);
-    PrintLine("MAC address", text);
+    PrintLine("MAC address", MacText(record));
     PrintLine("IP address", TextOf(record.chCurrentIp));
     PrintLine("subnet mask", TextOf(record.chCurrentSubNetMask));
     PrintLine("gateway", TextOf(record.chDefaultGateWay));

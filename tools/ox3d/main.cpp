@@ -20,7 +20,9 @@ constexpr const char* kFooter =
     "\n"
     "Exit codes: 0 success, 1 internal failure, 2 wrong command line, 3 no camera-control library,\n"
     "4 no such camera, 5 the camera refused or was lost, 6 no frame came, 7 a file could not be written,\n"
-    "130 interrupted (what had arrived was written).";
+    "8 doctor found a problem, 130 interrupted (what had arrived was written).\n"
+    "\n"
+    "Frames get lost? Start with \"ox3d doctor\" and \"ox3d network\"; docs/network.md has the rest.";
 
 constexpr const char* kGrabFooter =
     "Writes of the last good frame: depth.png (16 bits, millimetres, 0 = no data), depth_color.png (colours\n"
@@ -29,11 +31,25 @@ constexpr const char* kGrabFooter =
     "Depth is registered to colour; where colour has the finer pixels a raster of gaps remains in it.\n"
     "The library's log and the camera's calibration file are left in the folder, too.";
 
+constexpr const char* kNetworkFooter =
+    "FIT tells whether camera and host reach each other: in a wrong subnet a camera is found, not opened.\n"
+    "A static address holds at once and for good. DHCP and link-local are stored and hold from the camera's\n"
+    "next start on; a camera in a wrong subnet may need a static address first. The camera must not be open\n"
+    "anywhere. docs/network.md tells how to get a camera to stream without loss.";
+
+constexpr const char* kDoctorFooter =
+    "Each point gets a mark: ok; note, worth knowing; problem, frames get lost or cameras are not reached.\n"
+    "With a problem the exit code is 8. Nothing is changed: the commands shown are for you to run.\n"
+    "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.\n"
+    "docs/network.md explains the points.";
+
 struct Arguments {
     std::string m_provider;
     std::string m_recording;
     GrabOptions m_grab;
     std::string m_out;
+    NetworkOptions m_network;
+    bool m_isHostOnly = false;
 };
 
 std::string VersionText() {
@@ -43,8 +59,12 @@ std::string VersionText() {
            std::to_string(version.nRevision);
 }
 
-void AddCommonOptions(CLI::App& command, Arguments& arguments) {
+void AddProviderOption(CLI::App& command, Arguments& arguments) {
     command.add_option("--provider", arguments.m_provider, "camera control: virtual, aravis, or a path");
+}
+
+void AddCommonOptions(CLI::App& command, Arguments& arguments) {
+    AddProviderOption(command, arguments);
     command.add_option(
         "--recording", arguments.m_recording,
         "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
@@ -53,6 +73,58 @@ void AddCommonOptions(CLI::App& command, Arguments& arguments) {
 void AddSerialOption(CLI::App& command, Arguments& arguments) {
     command.add_option("--serial", arguments.m_grab.m_serial,
                        "the camera's serial number; default: the first");
+}
+
+void AddNetwork(CLI::App& app, Arguments& arguments) {
+    using EMove = NetworkOptions::EMove;
+    CLI::App* const network =
+        app.add_subcommand("network", "Lists cameras on the network with their addresses, and moves them");
+    AddProviderOption(*network, arguments);
+    NetworkOptions& options = arguments.m_network;
+    CLI::Option* const serial =
+        network->add_option("--serial", options.m_serial, "the camera; needed for moving it");
+    const auto moves = [&options](EMove move) {
+        return [&options, move](const std::string&) { options.m_move = move; };
+    };
+    CLI::Option* const setIp =
+        network->add_option("--set-ip", options.m_address.m_ip, "gives the camera this static address")
+            ->each(moves(EMove::Static))
+            ->needs(serial);
+    network
+        ->add_option("--mask", options.m_address.m_mask,
+                     "its mask; default: the host's where the address is in its subnet, else as it is")
+        ->needs(setIp);
+    network
+        ->add_option("--gateway", options.m_address.m_gateway,
+                     "its gateway, in its subnet; default: as it is, or the host")
+        ->needs(setIp);
+    CLI::Option* const dhcp = network
+                                  ->add_flag_function(
+                                      "--dhcp", [&options](int64_t) { options.m_move = EMove::Dhcp; },
+                                      "has the camera ask a DHCP server for its address")
+                                  ->needs(serial)
+                                  ->excludes(setIp);
+    network
+        ->add_flag_function(
+            "--link-local", [&options](int64_t) { options.m_move = EMove::LinkLocal; },
+            "has the camera choose an address in 169.254.0.0/16")
+        ->needs(serial)
+        ->excludes(setIp)
+        ->excludes(dhcp);
+    network
+        ->add_option("--timeout", options.m_nPatienceSeconds, "seconds for a moved camera to be found again")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
+    network->footer(kNetworkFooter);
+}
+
+void AddDoctor(CLI::App& app, Arguments& arguments) {
+    CLI::App* const doctor =
+        app.add_subcommand("doctor", "Looks at what spoils streaming on this host, and says what mends it");
+    AddProviderOption(*doctor, arguments);
+    doctor->add_option("--serial", arguments.m_grab.m_serial, "ask this camera alone; default: all");
+    doctor->add_flag("--host-only", arguments.m_isHostOnly, "ask no camera");
+    doctor->footer(kDoctorFooter);
 }
 
 void AddCommands(CLI::App& app, Arguments& arguments) {
@@ -77,6 +149,9 @@ void AddCommands(CLI::App& app, Arguments& arguments) {
     grab->add_flag("--all", arguments.m_grab.m_writeAll,
                    "write every frame, into frame_NNNNNN/ (a camera may be faster than the disk)");
     grab->footer(kGrabFooter);
+
+    AddNetwork(app, arguments);
+    AddDoctor(app, arguments);
 }
 
 std::filesystem::path Absolute(const std::string& path) {
@@ -94,21 +169,53 @@ std::string RequestOf(const Arguments& arguments) {
     return arguments.m_provider.empty() ? "virtual" : arguments.m_provider;
 }
 
-EExitCode RunCommand(const CLI::App& app, Arguments& arguments, char** argv) {
-    const std::string request = RequestOf(arguments);
-    const std::filesystem::path recording = Absolute(arguments.m_recording);
-    if (!recording.empty()) {
-        CheckRecording(recording);
-    }
-    arguments.m_grab.m_out = Absolute(arguments.m_out);
+ProviderChoice EnterProviderFor(const std::string& request, char** argv) {
     const char* const libraryPath = std::getenv("LD_LIBRARY_PATH");
-    const ProviderChoice provider =
+    ProviderChoice provider =
         ChooseProvider(request, InstalledProviders(), libraryPath == nullptr ? "" : libraryPath);
     EnterProvider(provider, argv);
 
     InstallInterruptHandler();
     std::fprintf(stderr, "camera control: %s (%s)\n", provider.m_name.c_str(), provider.m_folder.c_str());
     KeepCameraListInReach();
+    return provider;
+}
+
+// The host can be looked at without any camera control; only one that was asked for must be there.
+EExitCode RunDoctorCommand(const Arguments& arguments, const std::string& request, char** argv) {
+    DoctorOptions options;
+    options.m_serial = arguments.m_grab.m_serial;
+    if (arguments.m_isHostOnly) {
+        options.m_whyNoProvider = "as asked for";
+        return RunDoctor(options);
+    }
+    std::optional<ProviderChoice> provider;
+    try {
+        provider = EnterProviderFor(request, argv);
+    } catch (const CToolError& error) {
+        if (!request.empty() || !options.m_serial.empty()) {
+            throw;
+        }
+        options.m_whyNoProvider = error.what();
+    }
+    options.m_pProvider = provider ? &*provider : nullptr;
+    return RunDoctor(options);
+}
+
+EExitCode RunCommand(const CLI::App& app, Arguments& arguments, char** argv) {
+    const std::string request = RequestOf(arguments);
+    const std::filesystem::path recording = Absolute(arguments.m_recording);
+    if (!recording.empty()) {
+        CheckRecording(recording);
+    }
+    if (!arguments.m_network.m_address.m_ip.empty()) {
+        CheckAddressTexts(arguments.m_network.m_address);
+    }
+    arguments.m_grab.m_out = Absolute(arguments.m_out);
+    if (app.got_subcommand("doctor")) {
+        return RunDoctorCommand(arguments, request, argv);
+    }
+    const ProviderChoice provider = EnterProviderFor(request, argv);
     std::optional<CRecordingCamera> camera;
     if (!recording.empty()) {
         camera.emplace(recording);
@@ -118,6 +225,9 @@ EExitCode RunCommand(const CLI::App& app, Arguments& arguments, char** argv) {
     }
     if (app.got_subcommand("info")) {
         return RunInfo(provider, arguments.m_grab.m_serial);
+    }
+    if (app.got_subcommand("network")) {
+        return RunNetwork(provider, arguments.m_network);
     }
     return RunGrab(provider, arguments.m_grab);
 }
