@@ -37,7 +37,7 @@ private:
     struct Frame {
         std::string m_depthPath;
         std::string m_colorPath; // empty: no colour
-        bool m_isBad = false; // said once, never tried again
+        bool m_isBad = false;    // said once, never tried again
         bool m_isDepthDecoded = false;
         bool m_isColorDecoded = false;
         std::vector<uint16_t> m_depth;
