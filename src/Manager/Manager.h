@@ -156,6 +156,8 @@ private:
     // OX3D_RGBD_OK with a camera that is opened; else OX3D_RGBD_E_STATE after the matching log line.
     uint32_t CheckOpened(const char* notPresentLine = "camera is null\r\n",
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
+    // The checks of the plain calls on a camera: what the caller gave, then the camera itself.
+    uint32_t CheckCall(bool hasArguments) const;
     std::atomic<uint32_t>* FindSwitch(const char* key);
     uint32_t SetImageNodesFromProfile();
     uint32_t FetchCalibrationFile(const char* serialNumber);

@@ -279,15 +279,10 @@ uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
 }
 
 uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
-    if (out == nullptr) {
-        OX_LOG_ERROR("parameter key is null\r\n");
-        return OX3D_RGBD_E_PARAMETER;
+    if (const uint32_t nRet = CheckCall(out != nullptr); nRet != OX3D_RGBD_OK) {
+        return nRet;
     }
     CCameraModule* camera = m_pcCamera;
-    if (camera == nullptr) {
-        OX_LOG_ERROR("camera is null\r\n");
-        return OX3D_RGBD_E_STATE;
-    }
     OX_CC_DEVICE_INFO device;
     memset(&device, 0, sizeof(device));
     const uint32_t nRet = camera->GetDeviceInfo(&device);

@@ -35,6 +35,18 @@ uint32_t CManager::CheckOpened(const char* notPresentLine, const char* notOpened
     return OX3D_RGBD_OK;
 }
 
+uint32_t CManager::CheckCall(bool hasArguments) const {
+    if (!hasArguments) {
+        OX_LOG_ERROR("parameter key is null\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    if (m_pcCamera == nullptr) {
+        OX_LOG_ERROR("camera is null\r\n");
+        return OX3D_RGBD_E_STATE;
+    }
+    return OX3D_RGBD_OK;
+}
+
 std::atomic<uint32_t>* CManager::FindSwitch(const char* key) {
     if (strcmp(key, OX3D_RGBD_KEY_IMAGE_ALIGN) == 0) {
         return &m_bImageAlign;
@@ -49,15 +61,10 @@ std::atomic<uint32_t>* CManager::FindSwitch(const char* key) {
 }
 
 uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
-    if (key == nullptr || value == nullptr) {
-        OX_LOG_ERROR("parameter key is null\r\n");
-        return OX3D_RGBD_E_PARAMETER;
+    if (const uint32_t nRet = CheckCall(key != nullptr && value != nullptr); nRet != OX3D_RGBD_OK) {
+        return nRet;
     }
     CCameraModule* camera = m_pcCamera;
-    if (camera == nullptr) {
-        OX_LOG_ERROR("camera is null\r\n");
-        return OX3D_RGBD_E_STATE;
-    }
     const int data = static_cast<int>(value->stIntParam.nCurValue);
     OX_LOG_DEBUG("[CamSetValue] strKey[%s] nParamType[%d] nParamData[%d].\r\n", key, value->enParamType,
                  data);
@@ -75,15 +82,10 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
 }
 
 uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
-    if (key == nullptr || value == nullptr) {
-        OX_LOG_ERROR("parameter key is null\r\n");
-        return OX3D_RGBD_E_PARAMETER;
+    if (const uint32_t nRet = CheckCall(key != nullptr && value != nullptr); nRet != OX3D_RGBD_OK) {
+        return nRet;
     }
     CCameraModule* camera = m_pcCamera;
-    if (camera == nullptr) {
-        OX_LOG_ERROR("camera is null\r\n");
-        return OX3D_RGBD_E_STATE;
-    }
     const std::atomic<uint32_t>* own = FindSwitch(key);
     if (own != nullptr) {
         value->enParamType = OX3D_RGBD_PARAM_INT;
@@ -143,15 +145,10 @@ uint32_t CManager::GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* val
 }
 
 uint32_t CManager::CamSetCommandValue(const char* key) {
-    if (key == nullptr) {
-        OX_LOG_ERROR("parameter key is null\r\n");
-        return OX3D_RGBD_E_PARAMETER;
+    if (const uint32_t nRet = CheckCall(key != nullptr); nRet != OX3D_RGBD_OK) {
+        return nRet;
     }
     CCameraModule* camera = m_pcCamera;
-    if (camera == nullptr) {
-        OX_LOG_ERROR("camera is null\r\n");
-        return OX3D_RGBD_E_STATE;
-    }
     if (m_bSoftTrigger == 0 && strcmp(key, "TriggerSoftware") == 0) {
         // A camera that refuses the switch may be triggered by software all the same: the command decides.
         SetSoftTriggerSwitchAfterOpen();
