@@ -244,7 +244,12 @@ int Run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitOk : kExitUsage;
     }
-    return RunCommand(app, arguments, argv);
+    const EExitCode code = RunCommand(app, arguments, argv);
+    // Standard output may be a file on a full disk.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw CToolError(kExitFile, "the output could not be written");
+    }
+    return code;
 }
 
 } // namespace
