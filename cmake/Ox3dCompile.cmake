@@ -36,7 +36,7 @@ if(OX3D_SANITIZE)
     target_link_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE})
 endif()
 
-# ox3d_tier(<SSE2|AVX2|AVX512> <sources>...): kernels that are chosen at run time, compiled for a processor that
+# ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
 # has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could
 # take its copy for all: static functions only, and no templates of the standard library. Nobody reads the
 # floating-point exception flags, and without -fno-trapping-math g++ branches to keep them; values stay.
