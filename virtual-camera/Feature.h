@@ -20,6 +20,11 @@ constexpr bool IsOn(uint8_t transports, ETransport transport) {
     return (transports & static_cast<uint8_t>(transport)) != 0;
 }
 
+// The numbers of the events: the standard's, and two of the range that is left to makers.
+constexpr uint16_t kEventExposureEnd = 0x0004;
+constexpr uint16_t kEventDeviceTemperature = 0x9001; // data: degrees Celsius, 32-bit float
+constexpr uint16_t kEventDeviceLost = 0x9002;        // data: 1, a restart
+
 // What an operation on the model came to. The carrier translates it into its own codes.
 enum class EModelStatus {
     Ok,
@@ -85,6 +90,9 @@ enum class EFeature : uint8_t {
     ChunkEnable,
     EventSelector,
     EventNotification,
+    EventExposureEnd,
+    EventDeviceTemperature,
+    EventDeviceLost,
     // User sets and files
     UserSetSelector,
     UserSetLoad,

@@ -171,6 +171,11 @@ constexpr FeatureRow kRows[] = {
         .Entries(kOffOn)
         .By(EFeature::EventSelector)
         .Saved(),
+    OX3D_INT(EventExposureEnd, kRo, kEvent, "Number of the event").Default(kEventExposureEnd),
+    OX3D_INT(EventDeviceTemperature, kRo, kEvent, "Number of the event")
+        .Default(kEventDeviceTemperature)
+        .On(kGigEOnly),
+    OX3D_INT(EventDeviceLost, kRo, kEvent, "Number of the event").Default(kEventDeviceLost).On(kGigEOnly),
 
     OX3D_ENUM(UserSetSelector, kRw, kUserSet, "The user set of the commands").Entries(kUserSets),
     OX3D_COMMAND(UserSetLoad, kUserSet, "Takes the selected set over").Locked(ELock::WhileAcquiring),

@@ -18,6 +18,7 @@ namespace {
 // Jumbo frames are what a good wire carries; loopback's enormous ones only make a lost packet dearer.
 constexpr uint32_t kMostPacketBytes = 9000;
 constexpr const char* kPacketSize = "GevSCPSPacketSize";
+constexpr int kMostSilentProbes = 2;
 
 using WeakConnection = std::weak_ptr<CAravisConnection>;
 
@@ -101,7 +102,9 @@ bool CAravisConnection::HasLostControl() {
         arv_device_write_register(device, gvcp::kControlRegister, gvcp::kControlHeld, error.Out());
         return error.Code();
     });
-    return code == Code(OX_CC_E_GC_ACCESS) || code == Code(OX_CC_E_ACCESS_DENIED) || code == kDeviceGone;
+    m_silentProbes = code == kDeviceGone ? m_silentProbes + 1 : 0; // some answer only those who hold control
+    return code == Code(OX_CC_E_GC_ACCESS) || code == Code(OX_CC_E_ACCESS_DENIED) ||
+           m_silentProbes >= kMostSilentProbes;
 }
 
 void CAravisConnection::SetResend(const ResendSettings& settings) {
@@ -121,7 +124,9 @@ int CAravisConnection::PrepareStream(CStream& stream) {
         if (IsEthernet()) {
             NegotiatePacketSize(device);
         }
-        return static_cast<CAravisStream&>(stream).Prepare(device, m_resend);
+        const int code = static_cast<CAravisStream&>(stream).Prepare(device, m_resend);
+        m_isStreaming = code == kOk;
+        return code;
     });
 }
 
@@ -130,7 +135,7 @@ int CAravisConnection::PrepareStream(CStream& stream) {
 int CAravisConnection::NegotiatePacketSize(ArvDevice* device) {
     ArvGvDevice* camera = ARV_GV_DEVICE(device);
     CArvError error;
-    if (!m_isPacketSizeSet) {
+    if (!m_isPacketSizeSet && !m_isStreaming) { // test packets would take the stream's channel away
         arv_gv_device_auto_packet_size(camera, error.Out());
         m_isPacketSizeSet = true;
     }
@@ -140,7 +145,7 @@ int CAravisConnection::NegotiatePacketSize(ArvDevice* device) {
     }
     const int64_t mtu = MtuOf(m_path.m_hostIp);
     const int64_t most = mtu == 0 ? kMostPacketBytes : std::min<int64_t>(mtu, kMostPacketBytes);
-    if (size.nCurValue <= most) {
+    if (size.nCurValue <= most || m_isStreaming) {
         return static_cast<int>(size.nCurValue);
     }
     int64_t wanted = std::max(most, size.nMin);
@@ -153,7 +158,7 @@ int CAravisConnection::OptimalPacketSize() {
         return Code(OX_CC_E_SUPPORT);
     }
     return OnDevice([this](ArvDevice* device) {
-        m_isPacketSizeSet = !MayWrite();
+        m_isPacketSizeSet = m_isStreaming ? m_isPacketSizeSet : !MayWrite();
         const int size = NegotiatePacketSize(device);
         return size > 0 ? size : Code(OX_CC_E_SUPPORT);
     });
@@ -169,14 +174,20 @@ int CAravisConnection::StartAcquisition() {
     LockTransport(true);
     const int code = Execute("AcquisitionStart");
     if (code != kOk) {
-        LockTransport(false);
+        EndStreaming();
     }
     return code;
 }
 
 void CAravisConnection::StopAcquisition() {
     Execute("AcquisitionStop");
+    EndStreaming();
+}
+
+void CAravisConnection::EndStreaming() {
     LockTransport(false);
+    const std::lock_guard lock(m_deviceMutex);
+    m_isStreaming = false;
 }
 
 // ---- Features ----

@@ -92,17 +92,20 @@ private:
     static int Gone();
     int NegotiatePacketSize(ArvDevice* device);
     void LockTransport(bool isLocked);
+    void EndStreaming();
 
     const CameraPath m_path;
     std::mutex m_deviceMutex; // the device, its description, and the settings below
     CObject<ArvDevice> m_device;
     gulong m_lossHandler = 0;
     bool m_isPacketSizeSet = false; // by the application, or found out already
+    bool m_isStreaming = false;
     ResendSettings m_resend;
 
     std::mutex m_fileMutex; // one file operation at a time: its steps must not mix with another's
     std::atomic<uint32_t> m_controlTimeoutMs;
     std::shared_ptr<CWatch> m_watch;
+    int m_silentProbes = 0; // of the watch
 };
 
 } // namespace ox3d

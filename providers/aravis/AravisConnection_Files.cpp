@@ -163,7 +163,10 @@ int CAravisConnection::ReadFile(const std::string& name, const TransferProgress&
             return code;
         }
         done += moved;
-        if (moved == 0 || done > kMostFileBytes) {
+        if (done > kMostFileBytes) {
+            return Code(OX_CC_E_RESOURCE);
+        }
+        if (moved == 0) {
             break;
         }
         if (!progress(done, std::max(size, done))) {

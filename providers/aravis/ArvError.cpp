@@ -16,7 +16,6 @@ int DeviceErrorCode(int code) {
     case ARV_DEVICE_ERROR_TRANSFER_ERROR:
     case ARV_DEVICE_ERROR_TIMEOUT:
     case ARV_DEVICE_ERROR_NOT_FOUND:
-    case ARV_DEVICE_ERROR_PROTOCOL_ERROR_BUSY:
         return kDeviceGone;
     case ARV_DEVICE_ERROR_NOT_CONTROLLER:
         return Code(OX_CC_E_ACCESS_DENIED);
@@ -35,6 +34,7 @@ int DeviceErrorCode(int code) {
     case ARV_DEVICE_ERROR_PROTOCOL_ERROR_WRITE_PROTECT:
     case ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED:
         return Code(OX_CC_E_GC_ACCESS);
+    case ARV_DEVICE_ERROR_PROTOCOL_ERROR_BUSY: // for a moment only, for example while it writes its flash
     case ARV_DEVICE_ERROR_PROTOCOL_ERROR:
     case ARV_DEVICE_ERROR_UNKNOWN:
         break;

@@ -8,7 +8,7 @@ namespace ox3d {
 namespace {
 
 constexpr uint32_t kLeastTimeoutMs = 20; // a time-out of nothing would make every camera silent
-constexpr int64_t kLongestPendingMs = 5000;
+constexpr std::chrono::milliseconds kLongestPending{5000};
 
 } // namespace
 
@@ -39,7 +39,9 @@ EGvcpResult CGvcpClient::Exchange(const gvcp::Packet& command, uint16_t expected
 }
 
 bool CGvcpClient::Await(uint16_t expected, uint32_t* value, EGvcpResult* result) const {
-    auto until = std::chrono::steady_clock::now() + m_timeout;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto latest = begin + m_timeout + kLongestPending; // however often the camera asks for patience
+    auto until = begin + m_timeout;
     std::array<uint8_t, gvcp::kMostPacketBytes> packet{};
     while (m_socket.Wait(until)) {
         uint32_t from = 0;
@@ -49,9 +51,8 @@ bool CGvcpClient::Await(uint16_t expected, uint32_t* value, EGvcpResult* result)
             continue;
         }
         if (ack->m_command == gvcp::kPending && ack->m_payload.size() >= 4) {
-            const int64_t more = gvcp::Read16(ack->m_payload, 2);
-            until = std::chrono::steady_clock::now() +
-                    std::chrono::milliseconds(std::min(more, kLongestPendingMs));
+            const std::chrono::milliseconds more(gvcp::Read16(ack->m_payload, 2));
+            until = std::min(latest, std::chrono::steady_clock::now() + more);
             continue;
         }
         if (ack->m_command != expected) {

@@ -1,4 +1,4 @@
-// Watch.cpp - one probe a second, and events as they come.
+// Watch.cpp - probes all the time, and events as they come.
 #include "Watch.h"
 
 #include <poll.h>
@@ -20,7 +20,10 @@
 namespace ox3d {
 namespace {
 
-constexpr std::chrono::seconds kPeriod{1};
+// Probes count as heartbeats: a third of the shortest time-out of a heartbeat that cameras offer.
+constexpr std::chrono::milliseconds kEthernetPeriod{150};
+constexpr std::chrono::milliseconds kUsbPeriod{1000};
+constexpr uint32_t kMostProbeMs = 500; // an application may want to wait longer for its own commands
 constexpr int kMostStrangeAnswers = 2;
 constexpr uint32_t kMessageTimeoutMs = 200; // the camera's, for our acknowledge
 constexpr uint32_t kMessageRetries = 2;
@@ -69,7 +72,8 @@ void CWatch::Run(CAravisConnection& connection) {
     if (connection.IsEthernet() && connection.MayWrite()) {
         OpenMessageChannel(connection);
     }
-    while (ListenUntil(connection, Clock::now() + kPeriod)) {
+    const auto period = connection.IsEthernet() ? kEthernetPeriod : kUsbPeriod;
+    while (ListenUntil(connection, Clock::now() + period)) {
         if (!Probe(connection)) {
             connection.MarkGone();
             return;
@@ -107,7 +111,8 @@ bool CWatch::Probe(CAravisConnection& connection) {
 
 bool CWatch::ProbeEthernet(CAravisConnection& connection) {
     const CameraPath& path = connection.Path();
-    CGvcpClient client(path.m_hostIp, path.m_cameraIp, connection.ControlTimeoutMs(), 1);
+    CGvcpClient client(path.m_hostIp, path.m_cameraIp, std::min(connection.ControlTimeoutMs(), kMostProbeMs),
+                       1);
     uint32_t control = 0;
     const EGvcpResult result = client.Read(gvcp::kControlRegister, &control);
     if (result == EGvcpResult::Silent) {

@@ -2,6 +2,8 @@
 #include "Connection.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <exception>
 
 #include "CallbackThread.h"
 #include "DeviceText.h"
@@ -84,6 +86,15 @@ void CConnection::Push(Notice notice) {
     m_changed.notify_all();
 }
 
+void CConnection::Tell(Notice& notice) {
+    if (notice.m_exception != 0) {
+        m_callbacks->m_exception.Call(notice.m_exception);
+        return;
+    }
+    notice.m_event.pEventData = notice.m_data.empty() ? nullptr : notice.m_data.data();
+    m_callbacks->CallEvent(&notice.m_event);
+}
+
 void CConnection::Run() {
     CallbackThread::Current() = {m_callbacks.get(), ECallbackRole::Notices};
     std::unique_lock lock(m_mutex);
@@ -95,11 +106,10 @@ void CConnection::Run() {
         Notice notice = std::move(m_notices.front());
         m_notices.erase(m_notices.begin());
         lock.unlock();
-        if (notice.m_exception != 0) {
-            m_callbacks->m_exception.Call(notice.m_exception);
-        } else {
-            notice.m_event.pEventData = notice.m_data.empty() ? nullptr : notice.m_data.data();
-            m_callbacks->CallEvent(&notice.m_event);
+        try {
+            Tell(notice);
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "camera control: an event is lost: %s\n", error.what());
         }
         lock.lock();
     }

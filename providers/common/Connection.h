@@ -115,6 +115,7 @@ private:
         std::vector<uint8_t> m_data;
     };
     void Push(Notice notice);
+    void Tell(Notice& notice);
     void Run();
 
     const std::shared_ptr<HandleCallbacks> m_callbacks;

@@ -14,7 +14,6 @@
 namespace ox3d {
 namespace {
 
-constexpr uint16_t kExposureEndId = 0x0004;
 constexpr int kPathPacketBytes = 9000; // there is no wire; jumbo frames are what a good one carries
 constexpr int kUpgradeSteps = 100;
 constexpr std::chrono::milliseconds kUpgradeStep{5};
@@ -68,7 +67,7 @@ bool CVirtualConnection::IsAlive() {
 void CVirtualConnection::RaiseExposureEnd(const CameraFrame& frame) {
     OX_EVENT_OUT_INFO event{};
     CopyText(event.chEventName, kExposureEnd);
-    event.nEventID = kExposureEndId;
+    event.nEventID = kEventExposureEnd;
     event.nBlockIdLow = frame.m_number;
     event.nTimestampHigh = static_cast<uint32_t>(frame.m_timestampNs >> 32);
     event.nTimestampLow = static_cast<uint32_t>(frame.m_timestampNs);

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "../OpenThings.h"
 #include "Common/AsyncLog.h"
 
 class CTestFolder : public testing::Test {
@@ -75,9 +76,7 @@ protected:
         }
         return strLog;
     }
-    /// Needs no file descriptor.
-    static uintmax_t Threads() { return std::filesystem::hard_link_count("/proc/self/task") - 2; }
-    const uintmax_t m_nThreadsBefore = Threads();
+    const size_t m_nThreadsBefore = ox3d::test::Threads();
 };
 
 #endif

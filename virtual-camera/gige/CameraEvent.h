@@ -6,11 +6,6 @@
 
 namespace ox3d::gige {
 
-// The standard's number, and two of the range that is left to makers.
-constexpr uint16_t kEventExposureEnd = 0x0004;
-constexpr uint16_t kEventDeviceTemperature = 0x9001; // data: degrees Celsius, 32-bit float
-constexpr uint16_t kEventDeviceLost = 0x9002;        // data: 1, a restart
-
 struct CameraEvent {
     uint16_t m_id = 0;
     uint16_t m_blockId = 0; // 0: of no frame

@@ -90,10 +90,10 @@ void CCameraServer::ReceiveFrom(const CUdpSocket& socket, bool isBroadcast) {
         if (!received) {
             return;
         }
-        const Bytes answer = m_control.Handle(ByteView(buffer.data(), *received), from, isBroadcast,
-                                              std::chrono::steady_clock::now());
+        const ByteView datagram(buffer.data(), *received);
+        const Bytes answer = m_control.Handle(datagram, from, isBroadcast, std::chrono::steady_clock::now());
         if (!answer.empty()) {
-            (m_unicast.IsOpen() ? m_unicast : m_broadcast).Send(answer, from);
+            (m_unicast.IsOpen() ? m_unicast : m_broadcast).Send(answer, m_control.AnswerTo(datagram, from));
         }
     }
 }

@@ -132,6 +132,17 @@ Bytes CDeviceControl::Handle(ByteView datagram, const Endpoint& from, bool isBro
     return answer;
 }
 
+Endpoint CDeviceControl::AnswerTo(ByteView datagram, const Endpoint& from) const {
+    GvcpCommand command;
+    if (ParseGvcp(datagram, &command) != EGvcpParse::Ok || !command.MayAckByBroadcast() ||
+        command.m_command != static_cast<uint16_t>(EGvcpCommand::Discovery)) {
+        return from;
+    }
+    const auto identity = m_model.Identity();
+    const bool isNeighbour = ((identity.m_ip ^ from.m_ip) & identity.m_mask) == 0;
+    return isNeighbour ? from : Endpoint{kBroadcastIp, from.m_port};
+}
+
 CDeviceControl::Reply CDeviceControl::Run(const GvcpCommand& command, bool isBroadcast,
                                           const Context& context) {
     for (const Row& row : kRows) {

@@ -35,6 +35,9 @@ public:
 
     // Gives the answer; empty when there is none. Broadcasts reach every camera of the network.
     Bytes Handle(ByteView datagram, const Endpoint& from, bool isBroadcast, Time now);
+    // Where the answer to a datagram goes. A discovery that allows it is answered to everybody when its sender
+    // is outside the camera's subnet: an answer to that address alone would not find its way.
+    Endpoint AnswerTo(ByteView datagram, const Endpoint& from) const;
     // Looks at everything that happens without a command: heartbeat, restarts, faults that are due.
     void Tick(Time now);
     // Whether the camera is dead to its network now.

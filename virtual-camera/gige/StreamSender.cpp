@@ -82,10 +82,16 @@ void CStreamSender::Move(uint32_t ip) {
     Renew(std::move(socket));
 }
 
+// Without it a test packet in pieces arrives, and the receiver takes the path for wider than it is.
+void CStreamSender::ApplyDoNotFragment(const Channel& channel) const {
+    channel.m_socket->SetDoNotFragment(m_model.CarrierValue(EFeature::GevSCPSDoNotFragment) != 0);
+}
+
 void CStreamSender::FireTestPacket() {
     const Channel channel = Current();
     if (channel.IsOpen() && !m_isMuted) {
         const auto sizeBytes = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCPSPacketSize));
+        ApplyDoNotFragment(channel);
         channel.m_socket->Send(MakeGvspTestPacket(sizeBytes), channel.m_to);
     }
 }
@@ -176,6 +182,7 @@ void CStreamSender::RunSender(const std::stop_token& stop) {
 
 void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
     m_pool.Keep(job.m_frame);
+    ApplyDoNotFragment(job.m_channel);
     GvspFrame& frame = *job.m_frame;
     const uint32_t end = std::min(frame.Packets(), frame.m_endPacket);
     const std::chrono::nanoseconds delay(m_model.CarrierValue(EFeature::GevSCPD));

@@ -48,6 +48,7 @@ private:
 
     Channel Current() const;
     bool IsCurrent(const Channel& channel) const { return channel.m_serial == m_channelSerial.load(); }
+    void ApplyDoNotFragment(const Channel& channel) const;
     void Renew(std::shared_ptr<const CUdpSocket> socket);
     void RunCamera(const std::stop_token& stop);
     void RunSender(const std::stop_token& stop);

@@ -42,8 +42,9 @@ bool CUdpSocket::Open(const Endpoint& local, std::string* error) {
     m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = ToSystem(local);
     bool isOk = m_fd >= 0;
+    isOk = isOk && Enable(m_fd, SOL_SOCKET, SO_BROADCAST, 1);
     if (isOk && local.m_ip == kBroadcastIp) {
-        isOk = Enable(m_fd, SOL_SOCKET, SO_REUSEADDR, 1) && Enable(m_fd, SOL_SOCKET, SO_BROADCAST, 1);
+        isOk = Enable(m_fd, SOL_SOCKET, SO_REUSEADDR, 1);
     }
     if (!isOk || bind(m_fd, Generic(&address), sizeof address) != 0) {
         *error = IpText(local.m_ip) + ":" + std::to_string(local.m_port) + ": " + std::strerror(errno);
@@ -68,7 +69,7 @@ void CUdpSocket::SetSendBuffer(int bytes) {
     Enable(m_fd, SOL_SOCKET, SO_SNDBUF, bytes);
 }
 
-void CUdpSocket::SetDoNotFragment(bool isSet) {
+void CUdpSocket::SetDoNotFragment(bool isSet) const {
     Enable(m_fd, IPPROTO_IP, IP_MTU_DISCOVER, isSet ? IP_PMTUDISC_DO : IP_PMTUDISC_DONT);
 }
 

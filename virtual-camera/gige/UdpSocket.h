@@ -9,8 +9,6 @@
 
 namespace ox3d::gige {
 
-constexpr uint32_t kBroadcastIp = 0xFFFFFFFF;
-
 std::string IpText(uint32_t ip);
 
 class CUdpSocket {
@@ -28,7 +26,7 @@ public:
     bool BindToDevice(const std::string& interface);
     void SetSendBuffer(int bytes);
     // Packets that are too large for the path are dropped instead of being cut into pieces.
-    void SetDoNotFragment(bool isSet);
+    void SetDoNotFragment(bool isSet) const;
 
     bool IsOpen() const { return m_fd >= 0; }
     int Fd() const { return m_fd; }

@@ -21,6 +21,8 @@ struct Endpoint {
     bool operator==(const Endpoint&) const = default;
 };
 
+constexpr uint32_t kBroadcastIp = 0xFFFFFFFF;
+
 inline uint16_t Get16(const uint8_t* at) {
     return static_cast<uint16_t>(at[0] << 8 | at[1]);
 }

@@ -127,8 +127,9 @@ TEST(ImageCallback, IsUnregisteredWithoutWaitingForIt) {
 
 TEST(ImageCallback, MayStopAndStartAgainFromInside) {
     CHandle handle(CameraText("C6"));
+    int restarts = 0;
     CImages images([&](uint32_t number) {
-        if (number == 2) {
+        if (number == 2 && restarts++ < 3) {
             EXPECT_EQ(CC(OX_CC_StopGrabbing)(handle), 0);
             EXPECT_EQ(CC(OX_CC_StopGrabbing)(handle), Status(OX_CC_E_CALL_ORDER));
             EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), 0);
@@ -137,7 +138,7 @@ TEST(ImageCallback, MayStopAndStartAgainFromInside) {
     handle.Open();
     images.Register(handle);
     handle.Start();
-    ASSERT_TRUE(images.WaitForCount(7)); // 1 2, 1 2, 1 2, 1
+    ASSERT_TRUE(images.WaitForCount(7)); // 1 2, 1 2, 1 2, 1 ...
     ASSERT_EQ(CC(OX_CC_CloseDevice)(handle), 0);
     EXPECT_EQ(images.Watch().Get().m_inside, 0);
     EXPECT_EQ(images.Watch().Get().m_numbers[2], 1u);

@@ -27,6 +27,20 @@ TEST(Discovery, tells_who_the_camera_is) {
     }
 }
 
+TEST(Discovery, is_answered_to_everybody_where_only_that_finds_the_sender) {
+    CControlHarness camera;
+    const uint32_t ip = camera.m_camera.Config().m_ip;
+    const Endpoint neighbour{ip ^ 2, 40000};
+    const Endpoint stranger{ip ^ 0x01000000, 40000};
+    const Bytes plain = CControlHarness::Command(0x0002, 1, {}, 0x01);
+    const Bytes flagged = CControlHarness::Command(0x0002, 1, {}, 0x11);
+    EXPECT_EQ(camera.m_control.AnswerTo(flagged, neighbour), neighbour);
+    EXPECT_EQ(camera.m_control.AnswerTo(plain, stranger), stranger);
+    EXPECT_EQ(camera.m_control.AnswerTo(flagged, stranger), (Endpoint{0xFFFFFFFF, 40000}));
+    const Bytes read = CControlHarness::Command(0x0080, 1, Words({kCcp}), 0x11);
+    EXPECT_EQ(camera.m_control.AnswerTo(read, stranger), stranger);
+}
+
 TEST(Broadcast, reaches_nothing_but_discovery_and_forced_addresses) {
     CControlHarness camera;
     const Bytes write = CControlHarness::Command(0x0082, 1, Words({kCcp, 2}));
