@@ -35,3 +35,21 @@ if(OX3D_SANITIZE)
         -fno-sanitize-recover=all)
     target_link_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE})
 endif()
+
+# ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
+# has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could
+# take its copy for all: static functions only, and no templates of the standard library. Nobody reads the
+# floating-point exception flags, and without -fno-trapping-math g++ branches to keep them; values stay.
+string(REGEX MATCH "^(x86_64|AMD64|amd64)$" OX3D_X86_TIERS "${CMAKE_SYSTEM_PROCESSOR}")
+function(ox3d_tier tier)
+    set(flags_SSE2)
+    set(flags_AVX2 -mavx2)
+    set(flags_AVX512 -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # g++ 12 takes its own headers' "undefined" vectors for a mistake.
+        list(APPEND flags_AVX512 -Wno-uninitialized -Wno-maybe-uninitialized)
+    endif()
+    set(flags_VBMI ${flags_AVX512} -mavx512vbmi)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
+        "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;${flags_${tier}}")
+endfunction()

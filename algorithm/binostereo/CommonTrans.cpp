@@ -1,17 +1,16 @@
 // The common data transform: its checks, the choice of the mode, and the clearing that goes with each mode.
-// Relies on the kernel; uses no object and no scratch memory.
+// Relies on the kernels; uses no object and no scratch memory.
 #include "CheckedSize.h"
 #include "Object.h"
-#include "TransformKernel.h"
+#include "TransformTiers.h"
 
 namespace {
 
+using Mode = oxb3d::TransformMode;
 using oxb3d::TransformArgs;
 
 using Input = OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT;
 using Output = OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT;
-
-enum class Mode { Refused, A, B1, B2, B3, C1, C2, C3 };
 
 template <typename TPoint>
 Mode SelectMode(const TransformArgs<TPoint>& a) {
@@ -62,28 +61,6 @@ uint64_t ClearedDepthBytes(Mode mode) {
 }
 
 template <typename TPoint>
-void RunMode(Mode mode, const TransformArgs<TPoint>& a) {
-    switch (mode) {
-    case Mode::A:
-        return oxb3d::MapAllPixels(a);
-    case Mode::B1:
-        return oxb3d::RegisterDepth<true, false>(a);
-    case Mode::B2:
-        return oxb3d::RegisterDepth<true, true>(a);
-    case Mode::B3:
-        return oxb3d::MovePoints<true>(a);
-    case Mode::C1:
-        return oxb3d::RegisterDepth<false, false>(a);
-    case Mode::C2:
-        return oxb3d::MovePoints<false>(a);
-    case Mode::C3:
-        return oxb3d::RegisterDepth<false, true>(a);
-    case Mode::Refused:
-        break;
-    }
-}
-
-template <typename TPoint>
 int32_t RunTransform(const TransformArgs<TPoint>& a) {
     if (a.depth == nullptr || (a.points == nullptr && a.targetDepth == nullptr) ||
         a.sourceIntrinsics == nullptr) {
@@ -102,13 +79,17 @@ int32_t RunTransform(const TransformArgs<TPoint>& a) {
     if (!pointBytes.Fits() || !depthBytes.Fits()) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;
     }
+    const oxb3d::TransformKernels& kernels = oxb3d::KernelsFor(mode, a);
     if (a.points != nullptr) {
-        std::memset(a.points, 0, pointBytes.Bytes());
+        // A fast kernel that writes every point needs only what lies beyond the points cleared.
+        const bool writesAll = !kernels.isReference && mode == Mode::A && a.step == a.width;
+        const uint64_t kept = writesAll ? 3 * sizeof(TPoint) * a.width * a.height : 0;
+        std::memset(reinterpret_cast<uint8_t*>(a.points) + kept, 0, pointBytes.Bytes() - kept);
     }
     if (a.targetDepth != nullptr) {
         std::memset(a.targetDepth, 0, depthBytes.Bytes());
     }
-    RunMode(mode, a);
+    oxb3d::RunKernel(kernels, mode, a);
     return OXB3D_BINOSTEREO_OK;
 }
 

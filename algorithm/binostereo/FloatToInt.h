@@ -1,6 +1,7 @@
 // Float to integer conversion that is defined for every input, with the result of the x86 conversion
 // instruction: truncation toward zero, and -2147483648 for NaN and for everything out of range. And the one
 // small number that stands for "no difference" throughout the library.
+// Functions are static: a unit that is compiled for newer processors must not lend the linker its copy.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@ namespace oxb3d {
 // 2^-23. Added to every divisor in place of a test for zero.
 constexpr float kEpsilon = 1.1920929e-7F;
 
-inline int32_t FloatToInt32(float value) {
+static inline int32_t FloatToInt32(float value) {
     // Written so that NaN fails the comparison; both bounds are exact floats.
     if (!(value >= -2147483648.0F && value < 2147483648.0F)) {
         return std::numeric_limits<int32_t>::min();
@@ -20,11 +21,11 @@ inline int32_t FloatToInt32(float value) {
 }
 
 // A 16-bit store keeps the low 16 bits of the 32-bit result.
-inline int16_t LowInt16(int32_t value) {
+static inline int16_t LowInt16(int32_t value) {
     return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(value) & 0xFFFFU));
 }
 
-inline int16_t FloatToInt16(float value) {
+static inline int16_t FloatToInt16(float value) {
     return LowInt16(FloatToInt32(value));
 }
 

@@ -1,7 +1,8 @@
 // The scalar reference kernel of the common data transform, for both point types. Single precision throughout
 // and in the order of the formulas written here: this order defines the result to the bit, so nothing may be
-// reassociated, fused or replaced by a reciprocal.
-// Relies on FloatToInt.h, and on being compiled without contraction of multiply and add.
+// reassociated, fused or replaced by a reciprocal. The fast kernels use the same formulas in other loops.
+// Relies on FloatToInt.h, and on being compiled without contraction of multiply and add. Functions are static:
+// a unit that is compiled for newer processors must not lend the linker its copy.
 #pragma once
 
 #include "FloatToInt.h"
@@ -12,6 +13,8 @@
 #include <type_traits>
 
 namespace oxb3d {
+
+enum class TransformMode { Refused, A, B1, B2, B3, C1, C2, C3 };
 
 template <typename TPoint>
 struct TransformArgs {
@@ -39,21 +42,21 @@ struct Vec2 {
     float y;
 };
 
-inline Vec3 BackProject(const float* k, int32_t u, int32_t v, float d) {
+static inline Vec3 BackProject(const float* k, int32_t u, int32_t v, float d) {
     return {(static_cast<float>(u) - k[2]) * d / (k[0] + kEpsilon),
             (static_cast<float>(v) - k[3]) * d / (k[1] + kEpsilon), d};
 }
 
-inline Vec3 Move(const float* t, const Vec3& p) {
+static inline Vec3 Move(const float* t, const Vec3& p) {
     return {t[0] * p.x + t[1] * p.y + t[2] * p.z + t[3], t[4] * p.x + t[5] * p.y + t[6] * p.z + t[7],
             t[8] * p.x + t[9] * p.y + t[10] * p.z + t[11]};
 }
 
-inline Vec2 Normalise(const Vec3& p) {
+static inline Vec2 Normalise(const Vec3& p) {
     return {p.x / (p.z + kEpsilon), p.y / (p.z + kEpsilon)};
 }
 
-inline Vec2 Distort(const float* k, const Vec2& n) {
+static inline Vec2 Distort(const float* k, const Vec2& n) {
     const float r2 = n.x * n.x + n.y * n.y;
     const float r4 = r2 * r2;
     const float q = 1.0F + k[0] * r2 + k[1] * r4;
@@ -61,13 +64,13 @@ inline Vec2 Distort(const float* k, const Vec2& n) {
             n.y * q + 2.0F * k[3] * n.x * n.y + k[2] * (r2 + 2.0F * n.y * n.y)};
 }
 
-inline void StorePoint(const Vec3& p, float* out) {
+static inline void StorePoint(const Vec3& p, float* out) {
     out[0] = p.x;
     out[1] = p.y;
     out[2] = p.z;
 }
 
-inline void StorePoint(const Vec3& p, int16_t* out) {
+static inline void StorePoint(const Vec3& p, int16_t* out) {
     out[0] = FloatToInt16(p.x);
     out[1] = FloatToInt16(p.y);
     out[2] = FloatToInt16(p.z);
@@ -76,7 +79,7 @@ inline void StorePoint(const Vec3& p, int16_t* out) {
 // A sample's pixel in the target image as an index into it, or -1. u is decided before v is computed. The
 // bound on v is the source's height, deliberately: the target is as tall as the source.
 template <typename TPoint>
-ptrdiff_t TargetIndex(const TransformArgs<TPoint>& a, const Vec2& n) {
+static ptrdiff_t TargetIndex(const TransformArgs<TPoint>& a, const Vec2& n) {
     const float* k = a.targetIntrinsics;
     const int32_t u = FloatToInt32(n.x * k[0] + k[2]);
     if (u >= a.targetWidth || u < 0) {
@@ -90,7 +93,7 @@ ptrdiff_t TargetIndex(const TransformArgs<TPoint>& a, const Vec2& n) {
 }
 
 template <typename TPoint, typename TPixel>
-void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
+static void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
     for (int32_t v = 0; v < a.height; ++v) {
         const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
         for (int32_t u = 0; u < a.width; ++u) {
@@ -101,7 +104,7 @@ void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
 
 // Mode A. Every pixel, also those without depth.
 template <typename TPoint>
-void MapAllPixels(const TransformArgs<TPoint>& a) {
+static void MapAllPixels(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
         const int16_t sample = a.depth[index];
         StorePoint(BackProject(a.sourceIntrinsics, u, v, static_cast<float>(sample)), a.points + 3 * index);
@@ -111,7 +114,7 @@ void MapAllPixels(const TransformArgs<TPoint>& a) {
 // One valid sample moved into the target camera: its normalised image position and its point. With distortion
 // the point lies on the distorted ray.
 template <bool kDistorted, typename TPoint>
-Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, float d, Vec2* position) {
+static Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, float d, Vec2* position) {
     const Vec3 moved = Move(a.transform, BackProject(a.sourceIntrinsics, u, v, d));
     *position = Normalise(moved);
     if constexpr (kDistorted) {
@@ -123,7 +126,7 @@ Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, float d, V
 
 // Modes B3 and C2: the points stay at their source pixel.
 template <bool kDistorted, typename TPoint>
-void MovePoints(const TransformArgs<TPoint>& a) {
+static void MovePoints(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
         const int16_t sample = a.depth[index];
         if (sample > 0) {
@@ -136,7 +139,7 @@ void MovePoints(const TransformArgs<TPoint>& a) {
 
 // Modes B1, B2, C1 and C3: the nearest depth wins a target pixel, and on a tie the earlier one stays.
 template <bool kDistorted, bool kWithPoints, typename TPoint>
-void RegisterDepth(const TransformArgs<TPoint>& a) {
+static void RegisterDepth(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
         const int16_t sample = a.depth[index];
         if (sample <= 0) {
@@ -157,6 +160,28 @@ void RegisterDepth(const TransformArgs<TPoint>& a) {
             }
         }
     });
+}
+
+template <typename TPoint>
+static void RunReference(TransformMode mode, const TransformArgs<TPoint>& a) {
+    switch (mode) {
+    case TransformMode::A:
+        return MapAllPixels(a);
+    case TransformMode::B1:
+        return RegisterDepth<true, false>(a);
+    case TransformMode::B2:
+        return RegisterDepth<true, true>(a);
+    case TransformMode::B3:
+        return MovePoints<true>(a);
+    case TransformMode::C1:
+        return RegisterDepth<false, false>(a);
+    case TransformMode::C2:
+        return MovePoints<false>(a);
+    case TransformMode::C3:
+        return RegisterDepth<false, true>(a);
+    case TransformMode::Refused:
+        break;
+    }
 }
 
 } // namespace oxb3d

@@ -1,11 +1,17 @@
 // RgbdInterleave.cpp - see RgbdInterleave.h.
 #include "Manager/RgbdInterleave.h"
 
+#include "Manager/RgbdInterleaveTiers.h"
+#include "cpu/KernelTier.h"
+
+#include <atomic>
+
 namespace {
 
-// Pixels from `first` to `last`, every source long enough.
-void InterleaveWhole(const uint8_t* const (&planes)[3], const uint8_t* depth, uint64_t last, uint8_t* out) {
-    for (uint64_t p = 0; p < last; ++p) {
+// Pixels from `first` to `last`, every source long enough. The definition, and the rest of the fast loops.
+void InterleaveWhole(const uint8_t* const (&planes)[3], const uint8_t* depth, uint64_t first, uint64_t last,
+                     uint8_t* out) {
+    for (uint64_t p = first; p < last; ++p) {
         out[5 * p] = planes[0][p];
         out[5 * p + 1] = planes[1][p];
         out[5 * p + 2] = planes[2][p];
@@ -18,14 +24,49 @@ uint8_t ByteAt(ByteSpan span, uint64_t index) {
     return span.m_data != nullptr && index < span.m_lengthBytes ? span.m_data[index] : 0;
 }
 
+uint64_t NoGroups(const uint8_t* /*colour*/, uint64_t /*planeBytes*/, const uint8_t* /*depth*/,
+                  uint64_t /*pixels*/, uint8_t* /*out*/) {
+    return 0;
+}
+
+// Null until the first use. Two threads that get there together choose the same.
+constinit std::atomic<InterleaveGroups> g_pGroups{nullptr};
+
+InterleaveGroups GroupsInUse() {
+    InterleaveGroups groups = g_pGroups.load(std::memory_order_relaxed);
+    if (groups == nullptr) {
+        UseInterleaveGroups(ChooseInterleaveGroups());
+        groups = g_pGroups.load(std::memory_order_relaxed);
+    }
+    return groups;
+}
+
 } // namespace
+
+InterleaveGroups ChooseInterleaveGroups() {
+#if defined(__x86_64__)
+    const ox3dcpu::KernelTier tier = ox3dcpu::ChooseKernelTier();
+    if (tier == ox3dcpu::KernelTier::Avx512 && __builtin_cpu_supports("avx512vbmi") != 0) {
+        return InterleaveGroupsAvx512;
+    }
+    if (tier >= ox3dcpu::KernelTier::Avx2) {
+        return InterleaveGroupsAvx2;
+    }
+#endif
+    return nullptr;
+}
+
+void UseInterleaveGroups(InterleaveGroups groups) {
+    g_pGroups.store(groups != nullptr ? groups : NoGroups, std::memory_order_relaxed);
+}
 
 void InterleaveRgbd(ByteSpan colour, ByteSpan depth, uint64_t pixels, uint8_t* out) {
     const bool isWhole = colour.m_data != nullptr && depth.m_data != nullptr &&
                          colour.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
     if (isWhole) {
         const uint8_t* const planes[3] = {colour.m_data, colour.m_data + pixels, colour.m_data + 2 * pixels};
-        InterleaveWhole(planes, depth.m_data, pixels, out);
+        const uint64_t done = GroupsInUse()(colour.m_data, pixels, depth.m_data, pixels, out);
+        InterleaveWhole(planes, depth.m_data, done, pixels, out);
         return;
     }
     for (uint64_t p = 0; p < pixels; ++p) {

@@ -1,0 +1,225 @@
+// The fast kernels of the common data transform: the formulas of TransformKernel.h in loops that a vectoriser
+// takes. Compiled once for each tier; a unit names its tier in OXB3D_TIER, includes its MapGroups() and then
+// this file, once. Everything here is local to that unit.
+// Relies on what KernelsFor() admits: no output on the depth samples, extents that are exact as floats, and
+// target indices of 32 bits.
+#pragma once
+
+#include "TransformKernel.h"
+#include "TransformTiers.h"
+
+namespace oxb3d::OXB3D_TIER {
+namespace {
+
+// Projecting and testing the depth take turns block by block: in one long loop the divisions and the scattered
+// stores would not overlap.
+constexpr int32_t kBlock = 256;
+
+struct Block {
+    alignas(64) float x[kBlock];
+    alignas(64) float y[kBlock];
+    alignas(64) float z[kBlock];
+    alignas(64) int32_t target[kBlock];  // index into the target, or -1
+    alignas(64) int32_t nearest[kBlock]; // the stored depth less one, where z is ordinary
+};
+
+// The numbers of a call by value, so that a compiler sees that no store changes them.
+struct Optics {
+    template <typename TPoint>
+    explicit Optics(const TransformArgs<TPoint>& a)
+        : targetWidth(a.targetWidth), columns(static_cast<float>(a.targetWidth)),
+          rows(static_cast<float>(a.height)) {
+        std::memcpy(source, a.sourceIntrinsics, sizeof source);
+        std::memcpy(transform, a.transform, sizeof transform);
+        if (a.targetDepth != nullptr) {
+            std::memcpy(target, a.targetIntrinsics, sizeof target);
+        }
+        if (a.distortion != nullptr) {
+            std::memcpy(distortion, a.distortion, sizeof distortion);
+        }
+    }
+
+    float source[4] = {};
+    float transform[12] = {};
+    float target[4] = {};
+    float distortion[4] = {};
+    int32_t targetWidth;
+    float columns;
+    float rows;
+};
+
+// Inlined into its loop, or that is no loop for a vectoriser.
+template <bool kDistorted>
+[[gnu::always_inline]] inline Vec3 MoveOne(const Optics& o, int32_t u, int32_t v, float d, Vec2* position) {
+    const Vec3 moved = Move(o.transform, BackProject(o.source, u, v, d));
+    if constexpr (kDistorted) {
+        *position = Distort(o.distortion, Normalise(moved));
+        return {position->x * moved.z, position->y * moved.z, moved.z};
+    }
+    *position = Normalise(moved);
+    return moved;
+}
+
+// Projects a block. Says whether every depth that lands is ordinary, that is, in [1, 32768). Bounds are tested
+// in floats, which is the truncated comparison: -1 < t < 0 truncates to 0. What fails is replaced before it is
+// converted. The tests are joined by bits, not by branches.
+template <bool kDistorted, bool kWithPoints>
+bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __restrict depth, int32_t count,
+                  Block* __restrict block) {
+    const Optics o = optics;
+    int32_t unusual = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        const int32_t sample = depth[i];
+        Vec2 position{};
+        const Vec3 point = MoveOne<kDistorted>(o, u0 + i, v, static_cast<float>(sample), &position);
+        const float column = position.x * o.target[0] + o.target[2];
+        const float row = position.y * o.target[1] + o.target[3];
+        const int32_t lands = static_cast<int32_t>(sample > 0) & static_cast<int32_t>(column > -1.0F) &
+                              static_cast<int32_t>(column < o.columns) & static_cast<int32_t>(row > -1.0F) &
+                              static_cast<int32_t>(row < o.rows);
+        const int32_t ordinary =
+            static_cast<int32_t>(point.z >= 1.0F) & static_cast<int32_t>(point.z < 32768.0F);
+        const auto u = static_cast<int32_t>(lands != 0 ? column : 0.0F);
+        const auto w = static_cast<int32_t>(lands != 0 ? row : 0.0F);
+        block->target[i] = lands != 0 ? u + w * o.targetWidth : -1;
+        block->nearest[i] = static_cast<int32_t>(ordinary != 0 ? point.z : 1.0F) - 1;
+        block->z[i] = point.z;
+        if constexpr (kWithPoints) {
+            block->x[i] = point.x;
+            block->y[i] = point.y;
+        }
+        unusual |= lands & (ordinary ^ 1);
+    }
+    return unusual == 0;
+}
+
+// The nearest wins, without branches and in any order: with ordinary depths, and a target that holds nothing
+// but zeros and depths, "empty or farther" is an unsigned minimum once 1 is taken off and 0 so made the
+// largest. A sample that does not land goes into a slot of its own that nobody reads.
+void KeepNearest(const Block& block, int32_t count, int16_t* target) {
+    int16_t spilled[kBlock] = {};
+    for (int32_t i = 0; i < count; ++i) {
+        const int32_t index = block.target[i];
+        int16_t* slot = index >= 0 ? target + index : spilled + i;
+        const uint32_t stored = static_cast<uint16_t>(*slot - 1);
+        const auto candidate = static_cast<uint32_t>(block.nearest[i]);
+        *slot = static_cast<int16_t>((candidate < stored ? candidate : stored) + 1U);
+    }
+}
+
+// The rule itself, in the order of the samples.
+template <bool kWithPoints, typename TPoint>
+void KeepNearestInOrder(const TransformArgs<TPoint>& a, const Block& block, int32_t count) {
+    for (int32_t i = 0; i < count; ++i) {
+        const ptrdiff_t target = block.target[i];
+        if (target < 0) {
+            continue;
+        }
+        const auto stored = static_cast<float>(a.targetDepth[target]);
+        if (stored == 0.0F || stored > block.z[i]) {
+            a.targetDepth[target] = FloatToInt16(block.z[i]);
+            if constexpr (kWithPoints) {
+                StorePoint({block.x[i], block.y[i], block.z[i]}, a.points + 3 * target);
+            }
+        }
+    }
+}
+
+template <typename TPoint, typename TBlock>
+void ForEachBlock(const TransformArgs<TPoint>& a, TBlock block) {
+    for (int32_t v = 0; v < a.height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
+        for (int32_t u = 0; u < a.width; u += kBlock) {
+            block(u, v, row + u, a.width - u < kBlock ? a.width - u : kBlock);
+        }
+    }
+}
+
+template <bool kDistorted, bool kWithPoints, typename TPoint>
+void RegisterFast(const TransformArgs<TPoint>& a) {
+    const Optics optics(a);
+    Block block;
+    // One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only
+    // the source's width was cleared, beyond which the target holds anything.
+    bool inOrder = a.targetWidth > a.width;
+    ForEachBlock(a, [&](int32_t u, int32_t v, ptrdiff_t index, int32_t count) {
+        const bool ordinary =
+            ProjectBlock<kDistorted, kWithPoints>(optics, u, v, a.depth + index, count, &block);
+        inOrder = inOrder || !ordinary;
+        if (kWithPoints || inOrder) {
+            KeepNearestInOrder<kWithPoints>(a, block, count);
+        } else {
+            KeepNearest(block, count, a.targetDepth);
+        }
+    });
+}
+
+template <bool kDistorted>
+void MoveBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __restrict depth, int32_t count,
+               Block* __restrict block) {
+    const Optics o = optics;
+    for (int32_t i = 0; i < count; ++i) {
+        Vec2 position{};
+        const Vec3 point = MoveOne<kDistorted>(o, u0 + i, v, static_cast<float>(depth[i]), &position);
+        block->x[i] = point.x;
+        block->y[i] = point.y;
+        block->z[i] = point.z;
+    }
+}
+
+template <bool kDistorted, typename TPoint>
+void MoveFast(const TransformArgs<TPoint>& a) {
+    const Optics optics(a);
+    Block block;
+    ForEachBlock(a, [&](int32_t u, int32_t v, ptrdiff_t index, int32_t count) {
+        MoveBlock<kDistorted>(optics, u, v, a.depth + index, count, &block);
+        for (int32_t i = 0; i < count; ++i) {
+            if (a.depth[index + i] > 0) {
+                StorePoint({block.x[i], block.y[i], block.z[i]}, a.points + 3 * (index + i));
+            }
+        }
+    });
+}
+
+template <typename TPoint>
+void MapFast(const TransformArgs<TPoint>& a) {
+    const float k[4] = {a.sourceIntrinsics[0], a.sourceIntrinsics[1], a.sourceIntrinsics[2],
+                        a.sourceIntrinsics[3]};
+    for (int32_t v = 0; v < a.height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
+        const int16_t* __restrict depth = a.depth + row;
+        TPoint* __restrict out = a.points + 3 * row;
+        for (int32_t u = MapGroups(k, v, depth, a.width, out); u < a.width; ++u) {
+            const Vec3 point = BackProject(k, u, v, static_cast<float>(depth[u]));
+            StorePoint(point, out + 3 * static_cast<ptrdiff_t>(u));
+        }
+    }
+}
+
+template <typename TPoint>
+void RunFast(TransformMode mode, const TransformArgs<TPoint>& a) {
+    switch (mode) {
+    case TransformMode::A:
+        return MapFast(a);
+    case TransformMode::B1:
+        return RegisterFast<true, false>(a);
+    case TransformMode::B2:
+        return RegisterFast<true, true>(a);
+    case TransformMode::B3:
+        return MoveFast<true>(a);
+    case TransformMode::C1:
+        return RegisterFast<false, false>(a);
+    case TransformMode::C2:
+        return MoveFast<false>(a);
+    case TransformMode::C3:
+        return RegisterFast<false, true>(a);
+    case TransformMode::Refused:
+        break;
+    }
+}
+
+} // namespace
+
+constinit const TransformKernels kKernels = {RunFast<float>, RunFast<int16_t>, false};
+
+} // namespace oxb3d::OXB3D_TIER

@@ -1,0 +1,236 @@
+// Every tier of the transform's kernels gives the bits of the reference: random and extreme numbers, odd
+// extents, rows at any address, recorded depth.
+// Relies on the tier being set in-process; tiers that this processor lacks are skipped.
+#include "TransformTiers.h"
+#include "PngFile.h"
+#include "TestObject.h"
+
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <random>
+#include <vector>
+
+using namespace algorithm_test;
+using ox3dcpu::KernelTier;
+
+namespace {
+
+// One call. Buffers begin `offset` samples into their allocation.
+struct Scene {
+    int32_t width = 0, height = 0, step = 0, targetWidth = 0;
+    size_t offset = 0;
+    std::vector<int16_t> depth;
+    float source[4] = {}, transform[12] = {}, target[4] = {}, distortion[4] = {};
+};
+
+// The result for one tier, with whatever the call left alone.
+struct Result {
+    std::vector<uint32_t> points;
+    std::vector<int16_t> target;
+    int32_t status = 0;
+    bool operator==(const Result&) const = default;
+};
+
+// Which of two NaNs an operation hands on is not defined by the language, so all of them count as one.
+uint32_t BitsOf(float value) {
+    return std::isnan(value) ? 0x7FC00000U : std::bit_cast<uint32_t>(value);
+}
+uint32_t BitsOf(int16_t value) {
+    return static_cast<uint16_t>(value);
+}
+
+template <typename TPoint>
+Result ResultOf(const Scene& s, uint32_t mode, KernelTier tier) {
+    // A target may be wider than the source, and so may what is written.
+    const size_t pixels =
+        static_cast<size_t>(std::max({s.targetWidth, s.step, s.width})) * static_cast<size_t>(s.height);
+    std::vector<TPoint> points(s.offset + pixels * 12 / sizeof(TPoint), TPoint{7});
+    std::vector<int16_t> target(s.offset + pixels, 7);
+    const bool withPoints = (mode & 1) != 0;
+    TPoint* toPoints = withPoints ? points.data() + s.offset : nullptr;
+    int16_t* toTarget = (mode & 2) != 0 ? target.data() + s.offset : nullptr;
+    EXPECT_EQ(oxb3d::UseKernelTier(tier), tier);
+    const auto call = [&](auto kernel) {
+        return kernel(s.depth.data() + s.offset, s.step, s.width, s.height, toPoints, toTarget, s.targetWidth,
+                      s.source, (mode & 4) != 0 ? s.transform : nullptr, s.target,
+                      (mode & 8) != 0 ? s.distortion : nullptr);
+    };
+    Result result;
+    if constexpr (std::is_same_v<TPoint, float>) {
+        result.status = call(OXB3D_BINOSTEREO_Comn_Trans_f32);
+    } else {
+        result.status = call(OXB3D_BINOSTEREO_Comn_Trans_s16);
+    }
+    for (const TPoint value : points) {
+        result.points.push_back(BitsOf(value));
+    }
+    result.target = std::move(target);
+    return result;
+}
+
+class TransformTier : public testing::TestWithParam<KernelTier> {
+protected:
+    void SetUp() override {
+        if (GetParam() > ox3dcpu::BestKernelTier()) {
+            GTEST_SKIP() << "this processor lacks the tier";
+        }
+    }
+    void TearDown() override { oxb3d::UseKernelTier(ox3dcpu::BestKernelTier()); }
+
+    // All modes of both kernels, refused ones included.
+    static void Compare(const Scene& scene) {
+        for (uint32_t mode = 0; mode < 16; ++mode) {
+            ASSERT_TRUE(ResultOf<float>(scene, mode, KernelTier::Reference) ==
+                        ResultOf<float>(scene, mode, GetParam()))
+                << "float points, mode " << mode;
+            ASSERT_TRUE(ResultOf<int16_t>(scene, mode, KernelTier::Reference) ==
+                        ResultOf<int16_t>(scene, mode, GetParam()))
+                << "16-bit points, mode " << mode;
+        }
+    }
+};
+
+float AnyFloat(std::mt19937& random) {
+    constexpr float kEdges[] = {0.0F,          -0.0F,     1.0F,           -1.0F, 2.0F,     NAN,
+                                INFINITY,      -INFINITY, 1e20F,          1e-9F, 32768.0F, -32768.0F,
+                                2147483648.0F, -3e9F,     -1.1920929e-7F, 1e38F};
+    return kEdges[random() % std::size(kEdges)];
+}
+
+// A camera pair that sees something, by and by spoilt by extreme numbers and extreme samples.
+Scene RandomScene(std::mt19937& random) {
+    std::uniform_real_distribution<float> unit(-1.0F, 1.0F);
+    Scene s;
+    s.width = 1 + static_cast<int32_t>(random() % (random() % 8 == 0 ? 600 : 70));
+    s.height = 1 + static_cast<int32_t>(random() % 9);
+    s.step = s.width + static_cast<int32_t>(random() % 4 == 0 ? random() % 9 : 0);
+    s.targetWidth = random() % 4 == 0 ? static_cast<int32_t>(random() % 90) - 5 : s.width;
+    s.offset = random() % 17;
+    s.depth.resize(s.offset + static_cast<size_t>(s.step) * static_cast<size_t>(s.height));
+    const uint32_t range = random() % 3 == 0 ? 65536 : 1 + random() % 4000;
+    for (int16_t& sample : s.depth) {
+        sample = random() % 5 == 0 ? int16_t{0} : static_cast<int16_t>(random() % range);
+    }
+    const float w = static_cast<float>(s.width);
+    const float h = static_cast<float>(s.height);
+    float cameras[2][4];
+    for (float(&k)[4] : cameras) {
+        const float scale = w * (1.0F + 0.3F * unit(random));
+        const float numbers[4] = {scale, scale, w / 2 + unit(random), h / 2 + unit(random)};
+        std::memcpy(k, numbers, sizeof numbers);
+    }
+    std::memcpy(s.source, cameras[0], sizeof s.source);
+    std::memcpy(s.target, cameras[1], sizeof s.target);
+    for (int i = 0; i < 12; ++i) {
+        const float shift = random() % 2 == 0 ? 20.0F : 2000.0F;
+        s.transform[i] =
+            i % 4 == 3 ? shift * unit(random) : 0.03F * unit(random) + (i % 5 == 0 ? 1.0F : 0.0F);
+    }
+    for (float& k : s.distortion) {
+        k = 0.1F * unit(random);
+    }
+    for (float* numbers : {s.source, s.transform, s.target, s.distortion}) {
+        if (random() % 8 == 0) {
+            numbers[random() % (numbers == s.transform ? 12 : 4)] = AnyFloat(random);
+        }
+    }
+    return s;
+}
+
+TEST_P(TransformTier, GivesTheReferencesBitsForAnything) {
+    std::mt19937 random(20240607);
+    for (int round = 0; round < 1500; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_NO_FATAL_FAILURE(Compare(RandomScene(random)));
+    }
+}
+
+TEST_P(TransformTier, GivesTheReferencesBitsAtEveryWidthAndWhereRowsOverlap) {
+    std::mt19937 random(3);
+    Scene scene = RandomScene(random);
+    scene.offset = 1;
+    scene.height = 3;
+    scene.depth.assign(400, 1);
+    for (int16_t& sample : scene.depth) {
+        sample = static_cast<int16_t>(random());
+    }
+    for (int32_t width = 1; width <= 70; ++width) {
+        for (const int32_t less : {0, 1}) {
+            SCOPED_TRACE(width);
+            scene.width = scene.targetWidth = width;
+            scene.step = std::max(1, width - less);
+            scene.depth.resize(400);
+            ASSERT_NO_FATAL_FAILURE(Compare(scene));
+        }
+    }
+}
+
+// An output on the depth samples is the caller's mistake, but one with one result.
+TEST_P(TransformTier, GivesTheReferencesBitsWhereTheOutputLiesOnTheDepth) {
+    const float k[4] = {500, 500, 300, 0};
+    const float t[12] = {1, 0, 0, 9, 0, 1, 0, 0, 0, 0, 1, 0};
+    for (const size_t shift : {0, 37, 640, 1279}) {
+        std::vector<int16_t> buffers[2];
+        for (const KernelTier tier : {KernelTier::Reference, GetParam()}) {
+            std::vector<int16_t>& both = buffers[tier == KernelTier::Reference ? 0 : 1];
+            for (int16_t i = 0; i < 4000; ++i) {
+                both.push_back(static_cast<int16_t>(1 + i % 3000));
+            }
+            oxb3d::UseKernelTier(tier);
+            EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(both.data() + shift, 640, 640, 2, nullptr,
+                                                      both.data() + 640, 640, k, t, k, nullptr),
+                      0);
+        }
+        EXPECT_EQ(buffers[0], buffers[1]) << shift;
+    }
+}
+
+TEST_P(TransformTier, GivesTheReferencesBitsForRecordedDepth) {
+    for (const char* name : {"/office/depth/000000.png", "/desk/depth/000000.png"}) {
+        const std::string file = std::string(OX3D_DATA_DIR) + name;
+        if (!std::filesystem::exists(file)) {
+            GTEST_SKIP() << "no recordings";
+        }
+        ox3d::PngSize size;
+        std::vector<uint16_t> samples;
+        std::string error;
+        ASSERT_TRUE(ox3d::ReadDepthPng(file, &size, &samples, &error)) << error;
+        Scene scene{.width = static_cast<int32_t>(size.m_width),
+                    .height = static_cast<int32_t>(size.m_height),
+                    .step = static_cast<int32_t>(size.m_width),
+                    .targetWidth = static_cast<int32_t>(size.m_width),
+                    .depth = {samples.begin(), samples.end()},
+                    .source = {525.0F, 525.0F, 319.5F, 239.5F},
+                    .transform = {1, 0, 0.01F, -25, 0, 1, 0.02F, 3, -0.01F, -0.02F, 1, 1.5F},
+                    .target = {517.3F, 516.5F, 318.6F, 255.3F},
+                    .distortion = {0.1F, -0.05F, 0.001F, 0.002F}};
+        ASSERT_NO_FATAL_FAILURE(Compare(scene));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Transform, TransformTier,
+                         testing::Values(KernelTier::Sse2, KernelTier::Avx2, KernelTier::Avx512));
+
+TEST(KernelTiers, AreChosenDownwardsByTheEnvironment) {
+    const struct {
+        const char* word;
+        KernelTier best;
+        KernelTier chosen;
+    } kChoices[] = {
+        {nullptr, KernelTier::Avx512, KernelTier::Avx512},
+        {"", KernelTier::Avx2, KernelTier::Avx2},
+        {"reference", KernelTier::Avx512, KernelTier::Reference},
+        {"sse2", KernelTier::Avx512, KernelTier::Sse2},
+        {"avx2", KernelTier::Avx512, KernelTier::Avx2},
+        {"avx512", KernelTier::Avx2, KernelTier::Avx2},
+        {"avx2", KernelTier::Sse2, KernelTier::Sse2},
+        {"AVX2", KernelTier::Avx512, KernelTier::Avx512},
+    };
+    for (const auto& choice : kChoices) {
+        EXPECT_EQ(ox3dcpu::KernelTierFor(choice.word, choice.best), choice.chosen)
+            << (choice.word != nullptr ? choice.word : "nothing");
+    }
+}
+
+} // namespace
