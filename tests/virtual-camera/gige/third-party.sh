@@ -80,14 +80,21 @@ kill -TERM "$camera"
 wait "$camera" || fail "ox3d-virtual-camera does not end well"
 camera=
 
-# Stream packets are known by their ports: everything that is not control.
+# fields <options of tshark...>: what the dissectors make of the packets, a line each.
+fields() {
+    tshark -r "$dir/packets.pcap" "$@" -T fields -E separator=';' -e frame.protocols -e gvsp.format \
+        -e gvcp.cmd.status -e gvsp.status -e _ws.malformed -e _ws.expert.severity >>"$dir/fields.txt" \
+        2>"$dir/tshark.txt" || fail "$(cat "$dir/tshark.txt")"
+}
+
+# Stream packets are known by their ports: everything that is not control. Requests for lost packets go from
+# such a port to the control port.
 decode=()
 while IFS= read -r port; do
     decode+=(-d "udp.port==$port,gvsp")
 done < <(tshark -r "$dir/packets.pcap" -Y 'udp && !gvcp' -T fields -e udp.dstport 2>/dev/null | sort -u)
-tshark -r "$dir/packets.pcap" "${decode[@]}" -T fields -E separator=';' -e frame.protocols -e gvsp.format \
-    -e gvcp.cmd.status -e gvsp.status -e _ws.malformed -e _ws.expert.severity >"$dir/fields.txt" 2>"$dir/tshark.txt" ||
-    fail "$(cat "$dir/tshark.txt")"
+fields -Y gvcp
+fields "${decode[@]}" -Y 'udp.dstport != 3956 && udp.srcport != 3956'
 for packets in gvcp 'gvsp;0x01' 'gvsp;0x02' 'gvsp;0x03'; do
     [ "$(grep -cE "udp:$packets;" "$dir/fields.txt")" -gt 20 ] || fail "the capture has too little of: $packets"
 done
