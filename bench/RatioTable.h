@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
@@ -33,12 +34,12 @@ private:
     void AddSums();
     void Print(const Table& table) const;
     void PrintRow(const Table& table, const Row& row, const std::vector<std::string>& columns) const;
+    void WriteBlock(FILE* file, const std::string& title, const Row& row) const;
     void WritePlot() const;
 
     std::string m_plotFile;
     std::map<std::string, std::vector<Row>> m_rows; // by table, in the order of registration
     std::map<std::string, double> m_pixels;         // by size
-    bool m_hasFailed = false;
 };
 
 } // namespace ox3dbench
