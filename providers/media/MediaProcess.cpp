@@ -1,9 +1,10 @@
-// libMediaProcess.so: scaling of one plane of bytes. Relies on libyuv for the pixels; everything that comes
-// from the caller is checked here, because libyuv checks nothing.
+// libMediaProcess.so: scaling of one plane of bytes. Relies on the kernels for the pixels; everything that comes
+// from the caller is checked here, because the kernels check nothing.
 #include <ox3drgbd/OxMediaProcess.h>
 
+#include "BilinearTiers.h"
+
 #include <cstdint>
-#include <libyuv/scale.h>
 #include <mutex>
 #include <unordered_set>
 
@@ -76,11 +77,10 @@ int CheckParam(const OX_MP_SCALING_PARAM& param) {
     return Overlap(param.pSrcData, srcBytes, param.pDstData, dstBytes) ? OX_MP_E_PARAMETER : OX_MP_OK;
 }
 
-void ScaleBilinear(OX_MP_SCALING_PARAM& param) {
-    const int srcWidth = static_cast<int>(param.nSrcWidth);
-    const int dstWidth = static_cast<int>(param.nDstWidth);
-    libyuv::ScalePlane(param.pSrcData, srcWidth, srcWidth, static_cast<int>(param.nSrcHeight), param.pDstData,
-                       dstWidth, dstWidth, static_cast<int>(param.nDstHeight), libyuv::kFilterBilinear);
+void Scale(OX_MP_SCALING_PARAM& param) {
+    oxmp::ScaleBilinear({param.pSrcData, static_cast<int32_t>(param.nSrcWidth),
+                         static_cast<int32_t>(param.nSrcHeight), param.pDstData,
+                         static_cast<int32_t>(param.nDstWidth), static_cast<int32_t>(param.nDstHeight)});
     param.nDstLen = param.nDstWidth * param.nDstHeight;
 }
 
@@ -104,7 +104,7 @@ extern "C" int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam) {
         }
         const int status = CheckParam(*pstParam);
         if (status == OX_MP_OK) {
-            ScaleBilinear(*pstParam);
+            Scale(*pstParam);
         }
         return status;
     } catch (...) {
