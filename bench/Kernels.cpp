@@ -1,8 +1,8 @@
 // Kernels.cpp - see Kernels.h.
 #include "Kernels.h"
 
+#include "BilinearTiers.h"
 #include "Manager/RgbdInterleave.h"
-#include "OxMediaProcess.h"
 #include "Oxb3dBinoStereo.h"
 
 namespace ox3dbench {
@@ -24,21 +24,11 @@ void Interleave(RgbdImages& images) {
 }
 
 void ScalePlanes(ScaleImages& images) {
-    static void* const scaler = OX_MP_CreateHandle();
     const Size from = images.m_source;
     const Size to = images.m_target;
     for (size_t plane = 0; plane < 3; ++plane) {
-        OX_MP_SCALING_PARAM param = {};
-        param.nSrcWidth = static_cast<uint32_t>(from.m_width);
-        param.nSrcHeight = static_cast<uint32_t>(from.m_height);
-        param.pSrcData = images.m_from.Data() + plane * from.Pixels();
-        param.nSrcLen = static_cast<uint32_t>(from.Pixels());
-        param.nDstWidth = static_cast<uint32_t>(to.m_width);
-        param.nDstHeight = static_cast<uint32_t>(to.m_height);
-        param.pDstData = images.m_to.Data() + plane * to.Pixels();
-        param.nDstBufSize = static_cast<uint32_t>(to.Pixels());
-        param.nMethod = OX_MP_METHOD_BILINEAR;
-        OX_MP_Scaling(scaler, &param);
+        oxmp::ScaleBilinear({images.m_from.Data() + plane * from.Pixels(), from.m_width, from.m_height,
+                             images.m_to.Data() + plane * to.Pixels(), to.m_width, to.m_height});
     }
 }
 

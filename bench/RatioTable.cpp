@@ -132,6 +132,11 @@ void CRatioTable::AddSums() {
 
 void CRatioTable::Finalize() {
     AddSums();
+    for (auto& [table, rows] : m_rows) { // they came in the order of the shuffled run
+        std::sort(rows.begin(), rows.end(), [&name = table](const Row& a, const Row& b) {
+            return OrderOf(name, a.m_name) < OrderOf(name, b.m_name);
+        });
+    }
     for (const Table& table : Tables()) {
         if (m_rows.count(table.m_name) != 0) {
             Print(table);

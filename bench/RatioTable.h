@@ -38,7 +38,7 @@ private:
     void WritePlot() const;
 
     std::string m_plotFile;
-    std::map<std::string, std::vector<Row>> m_rows; // by table, in the order of registration
+    std::map<std::string, std::vector<Row>> m_rows; // by table, in the order in which they were added
     std::map<std::string, double> m_pixels;         // by size
 };
 

@@ -3,12 +3,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace ox3dbench {
 namespace {
 
 struct Registry {
+    std::vector<std::string> m_rows; // "table/row", once
     std::vector<Table> m_tables;
     std::vector<Sum> m_sums;
     std::vector<std::string> m_skipped;
@@ -19,6 +21,13 @@ Registry& TheRegistry() {
     return registry;
 }
 
+void NoteRow(const std::string& name) {
+    std::vector<std::string>& rows = TheRegistry().m_rows;
+    if (std::find(rows.begin(), rows.end(), name) == rows.end()) {
+        rows.push_back(name);
+    }
+}
+
 } // namespace
 
 void AddTable(Table table) {
@@ -26,11 +35,17 @@ void AddTable(Table table) {
 }
 
 void AddSum(Sum sum) {
+    NoteRow(sum.m_table + "/" + sum.m_row);
     TheRegistry().m_sums.push_back(std::move(sum));
 }
 
 const std::vector<Table>& Tables() {
     return TheRegistry().m_tables;
+}
+
+size_t OrderOf(const std::string& table, const std::string& row) {
+    const std::vector<std::string>& rows = TheRegistry().m_rows;
+    return static_cast<size_t>(std::find(rows.begin(), rows.end(), table + "/" + row) - rows.begin());
 }
 
 const std::vector<Sum>& Sums() {
@@ -46,6 +61,7 @@ const std::vector<std::string>& Skipped() {
 }
 
 void AddRow(const std::string& table, const std::string& row, Size size, Prepare prepare) {
+    NoteRow(table + "/" + row);
     const std::string name = table + "/" + row + "/" + size.Text();
     const auto body = [size, prepare = std::move(prepare)](benchmark::State& state) {
         const Work work = prepare();
@@ -61,6 +77,7 @@ void AddRow(const std::string& table, const std::string& row, Size size, Prepare
 
 void AddTimedRow(const std::string& table, const std::string& row, int64_t calls, int64_t iterations,
                  std::function<TimedWork()> prepare) {
+    NoteRow(table + "/" + row);
     const auto body = [calls, prepare = std::move(prepare)](benchmark::State& state) {
         const TimedWork work = prepare();
         for ([[maybe_unused]] auto iteration : state) {

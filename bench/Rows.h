@@ -47,6 +47,8 @@ struct Sum {
 void AddTable(Table table);
 void AddSum(Sum sum);
 const std::vector<Table>& Tables();
+// The place of a row in the order in which rows were added; sums come last.
+size_t OrderOf(const std::string& table, const std::string& row);
 const std::vector<Sum>& Sums();
 // What this machine or build has not got, said below the tables.
 void AddSkipped(std::string line);

@@ -1,6 +1,7 @@
 // Tiers.cpp - see Tiers.h.
 #include "Tiers.h"
 
+#include "BilinearTiers.h"
 #include "Manager/RgbdInterleaveTiers.h"
 #include "TransformTiers.h"
 
@@ -60,6 +61,7 @@ std::vector<Tier> InterleaveTiersHere() {
 
 void UseTier(ox3dcpu::KernelTier tier) {
     oxb3d::UseKernelTier(tier);
+    oxmp::UseKernelTier(tier);
     UseInterleaveGroups(GroupsOf(tier));
 }
 

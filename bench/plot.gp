@@ -11,7 +11,7 @@ set xtics ("640x480" 307200, "1280x720" 921600, "1920x1080" 2073600, "2592x1944"
 set xrange [250000:15000000]
 set grid
 set key outside right
-stats data nooutput
-plot for [i=0:STATS_blocks-1] data index i using 1:2 with linespoints \
-        linecolor i/2+1 dashtype (i%2 ? 1 : 3) pointtype (i%2 ? 7 : 6) title columnheader(1), \
+blocks = int(system("grep -c '\"' ".data))
+plot for [i=0:blocks-1] data index i using 1:2 with linespoints \
+        linecolor i/2+1 dashtype 3-2*(i%2) pointtype 6+i%2 title columnheader(1), \
      x*1e-6 with lines linecolor rgb "gray" dashtype 2 title "1 ns a pixel"
