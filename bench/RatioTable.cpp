@@ -108,24 +108,27 @@ CRatioTable::Row& CRatioTable::FindOrAdd(const std::string& table, const std::st
     return m_rows[table].emplace_back(Row{row, {}});
 }
 
+// What the parts take together at one size; 0 when one of them was not measured.
+double CRatioTable::Total(const Sum& sum, const std::string& size) const {
+    double total = 0;
+    for (const std::string& part : sum.m_parts) {
+        const Row* row = Find(sum.m_table, part);
+        const double nanoseconds = row != nullptr ? Value(row->m_nanoseconds, size) : 0.0;
+        if (nanoseconds <= 0.0) {
+            return 0.0;
+        }
+        total += nanoseconds;
+    }
+    return total;
+}
+
 void CRatioTable::AddSums() {
     for (const Sum& sum : Sums()) {
-        std::map<std::string, double> total;
         for (const auto& [size, pixels] : m_pixels) {
-            double nanoseconds = 0;
-            const bool isWhole =
-                std::all_of(sum.m_parts.begin(), sum.m_parts.end(), [&](const std::string& part) {
-                    const Row* row = Find(sum.m_table, part);
-                    const double value = row != nullptr ? Value(row->m_nanoseconds, size) : 0.0;
-                    nanoseconds += value;
-                    return value > 0.0;
-                });
-            if (isWhole) {
-                total[size] = nanoseconds;
+            const double total = Total(sum, size);
+            if (total > 0.0) {
+                FindOrAdd(sum.m_table, sum.m_row).m_nanoseconds[size] = total;
             }
-        }
-        if (!total.empty()) {
-            FindOrAdd(sum.m_table, sum.m_row).m_nanoseconds = total;
         }
     }
 }

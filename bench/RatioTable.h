@@ -31,6 +31,7 @@ private:
     std::vector<Row>& RowsOf(const std::string& table) { return m_rows[table]; }
     const Row* Find(const std::string& table, const std::string& row) const;
     Row& FindOrAdd(const std::string& table, const std::string& row);
+    double Total(const Sum& sum, const std::string& size) const;
     void AddSums();
     void Print(const Table& table) const;
     void PrintRow(const Table& table, const Row& row, const std::vector<std::string>& columns) const;

@@ -8,6 +8,7 @@ set -euo pipefail
 program=$1
 document=$2
 mode=${3:-}
+scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 [ -z "$mode" ] || [ "$mode" = --record ] || {
     echo "no such option: $mode" >&2
     exit 2
@@ -64,10 +65,5 @@ for row in "${rows[@]}"; do
 done
 if [ "$mode" = --record ]; then
     print_table >table.md
-    awk 'FNR == NR { table = table $0 "\n"; next }
-         /^<!-- end of the instruction counts -->/ { hidden = 0 }
-         !hidden { print }
-         /^<!-- instruction counts/ { printf "%s", table; hidden = 1 }' table.md "$document" >changed.md
-    cp changed.md "$document"
-    echo "recorded in ${document##*/}"
+    bash "$scripts/record.sh" "$document" "instruction counts" table.md
 fi
