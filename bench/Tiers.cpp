@@ -2,6 +2,7 @@
 #include "Tiers.h"
 
 #include "BilinearTiers.h"
+#include "ImageTiers.h"
 #include "Manager/RgbdInterleaveTiers.h"
 #include "TransformTiers.h"
 
@@ -61,6 +62,7 @@ std::vector<Tier> InterleaveTiersHere() {
 
 void UseTier(ox3dcpu::KernelTier tier) {
     oxb3d::UseKernelTier(tier);
+    oxb3d::UseImageKernelTier(tier);
     oxmp::UseKernelTier(tier);
     UseInterleaveGroups(GroupsOf(tier));
 }

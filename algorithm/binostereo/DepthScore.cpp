@@ -1,6 +1,6 @@
 // Depth fill score, and the processes 3 (one region) and 13 (several regions) over it.
 // Relies on the object for nothing but being given: the score uses no memory of it.
-#include "FloatToInt.h"
+#include "ImageTiers.h"
 #include "Object.h"
 
 #include <algorithm>
@@ -50,7 +50,7 @@ int32_t FillOf(const int16_t* samples, int32_t step, const Cells& columns, int32
     for (int32_t y = 0; y < height; ++y) {
         const int16_t* line =
             samples + static_cast<int64_t>(rows.Start(row) + y) * step + columns.Start(column);
-        filled += width - std::count(line, line + width, int16_t{0});
+        filled += width - oxb3d::ImageKernelsInUse().countZeros(line, width);
     }
     const auto pixels = static_cast<float>(static_cast<int64_t>(width) * height);
     return oxb3d::FloatToInt32(static_cast<float>(filled) * 100.0F / pixels);
@@ -77,6 +77,10 @@ int32_t ScoreRegion(void* handle, const ZQA_IMAGE& depth, const Region& region, 
 }
 
 } // namespace
+
+int64_t oxb3d::reference::CountZeros(const int16_t* samples, int64_t count) {
+    return std::count(samples, samples + count, int16_t{0});
+}
 
 int32_t OXB3D_BINOSTEREO_DepthScore(const int16_t* samples, int32_t step, ZQA_SIZE imageSize,
                                     int32_t /*param1*/, int32_t /*param3Aligned*/, int32_t* score,

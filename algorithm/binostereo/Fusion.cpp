@@ -3,6 +3,7 @@
 #include "CheckedSize.h"
 #include "FloatToInt.h"
 #include "Gaussian.h"
+#include "ImageTiers.h"
 #include "Object.h"
 
 #include <algorithm>
@@ -32,10 +33,6 @@ struct FuseState {
 constexpr uint64_t kStateBytes = 128;
 static_assert(sizeof(FuseState) <= kStateBytes);
 
-constexpr int32_t kModeMeanOrLarger = 1;
-constexpr int32_t kModeMeanOrConfident = 2;
-constexpr int32_t kModeLarger = 3;
-
 struct Layout {
     CCheckedSize depth;
     CCheckedSize confidence;
@@ -64,7 +61,9 @@ struct FuseCall {
 
     int64_t Config(int32_t word) const { return config[word]; }
     int32_t Mode() const { return config[OXB3D_BINOSTEREO_FUSE_MODE]; }
-    bool UsesConfidence() const { return Mode() == kModeMeanOrLarger || Mode() == kModeMeanOrConfident; }
+    bool UsesConfidence() const {
+        return Mode() == oxb3d::kFuseMeanOrLarger || Mode() == oxb3d::kFuseMeanOrConfident;
+    }
     size_t Pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
 };
 
@@ -79,7 +78,7 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
     if (x0 < 0 || y0 < 0 || x1 > call.width || y1 > call.height || x0 >= x1 || y0 >= y1) {
         return OXB3D_BINOSTEREO_E_FUSE_REGION;
     }
-    if (call.Mode() == kModeLarger) {
+    if (call.Mode() == oxb3d::kFuseLarger) {
         return OXB3D_BINOSTEREO_OK;
     }
     if (!call.UsesConfidence()) {
@@ -99,21 +98,15 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
 // that the smoothing kernel does not cover whole.
 void ComputeConfidence(const FuseCall& call, FuseState* state) {
     oxb3d::SmoothGaussian11(call.grey, call.width, call.height, state->smoothed, state->gaussianWork);
-    const int64_t peak = call.Config(OXB3D_BINOSTEREO_FUSE_PEAK);
+    const int32_t peak = call.config[OXB3D_BINOSTEREO_FUSE_PEAK];
     const auto peakGrey = static_cast<float>(peak);
-    float tent[256];
-    for (int32_t grey = 0; grey < 256; ++grey) {
-        const auto value = static_cast<float>(grey);
-        tent[grey] =
-            grey <= peak ? value * (255.0F / peakGrey) : (255.0F - value) * (255.0F / (255.0F - peakGrey));
-    }
+    const oxb3d::ConfidenceTent tent{peak, 255.0F / peakGrey, 255.0F / (255.0F - peakGrey)};
     std::fill_n(state->currentConfidence, call.Pixels(), 0.0F);
-    for (int32_t y = oxb3d::kGaussianHalf; y < call.height - oxb3d::kGaussianHalf; ++y) {
-        const size_t row = static_cast<size_t>(y) * static_cast<size_t>(call.width);
-        for (int32_t x = oxb3d::kGaussianHalf; x < call.width - oxb3d::kGaussianHalf; ++x) {
-            const size_t index = row + static_cast<size_t>(x);
-            state->currentConfidence[index] = tent[state->smoothed[index]];
-        }
+    const int64_t inner = call.width - 2 * oxb3d::kGaussianHalf;
+    for (int64_t y = oxb3d::kGaussianHalf; inner > 0 && y < call.height - oxb3d::kGaussianHalf; ++y) {
+        const int64_t first = y * call.width + oxb3d::kGaussianHalf;
+        oxb3d::ImageKernelsInUse().weigh(tent, state->smoothed + first, inner,
+                                         state->currentConfidence + first);
     }
 }
 
@@ -159,25 +152,26 @@ struct WorkingRegion {
 // Depths are compared where the pixel is, confidences are read at the shifted place, deliberately. A
 // confidence outside the map counts as 0.
 void FuseRow(const FuseCall& call, const FuseState& state, const WorkingRegion& region, int64_t y) {
+    const int64_t columnShift = call.Config(OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT);
     const int64_t shiftedRow = y - call.Config(OXB3D_BINOSTEREO_FUSE_ROW_SHIFT);
     const bool rowInside = shiftedRow >= 0 && shiftedRow < call.height;
-    const auto threshold = static_cast<float>(call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD));
-    for (int64_t x = region.firstColumn; x < region.endColumn; ++x) {
+    const auto fuse = [&](int64_t x, int64_t count, const float* wc, const float* wp) {
         const int64_t index = y * call.width + x;
-        const int16_t d = call.depth[index];
-        const int16_t p = state.previousDepth[index];
-        if (call.Mode() == kModeLarger) {
-            state.fused[index] = std::max(d, p);
-            continue;
-        }
-        const int64_t shiftedColumn = x - call.Config(OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT);
-        const bool inside = rowInside && shiftedColumn >= 0 && shiftedColumn < call.width;
-        const int64_t shifted = shiftedRow * call.width + shiftedColumn;
-        const float wc = inside ? state.currentConfidence[shifted] : 0.0F;
-        const float wp = inside ? state.previousConfidence[shifted] : 0.0F;
-        state.fused[index] = call.Mode() == kModeMeanOrConfident
-                                 ? FuseMeanOrConfident(d, p, wc, wp, threshold)
-                                 : FuseMeanOrLarger(d, p, wc, wp, threshold);
+        oxb3d::ImageKernelsInUse().fuse(
+            {call.depth + index, state.previousDepth + index, wc, wp, state.fused + index, count,
+             static_cast<float>(call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD)), call.Mode()});
+    };
+    int64_t x = region.firstColumn;
+    // The working region starts at the shift at least, so only its right end can leave the map.
+    const int64_t insideEnd = rowInside ? std::min(region.endColumn, call.width + columnShift) : x;
+    if (insideEnd > x) {
+        const int64_t shifted = shiftedRow * call.width + x - columnShift;
+        fuse(x, insideEnd - x, state.currentConfidence + shifted, state.previousConfidence + shifted);
+        x = insideEnd;
+    }
+    constexpr float kNone = 0.0F;
+    for (; x < region.endColumn; ++x) {
+        fuse(x, 1, &kNone, &kNone);
     }
 }
 
@@ -195,6 +189,28 @@ void KeepFrame(const FuseCall& call, bool hadPrevious, FuseState* state) {
 }
 
 } // namespace
+
+void oxb3d::reference::Weigh(const ConfidenceTent& tent, const uint8_t* grey, int64_t count,
+                             float* confidence) {
+    for (int64_t i = 0; i < count; ++i) {
+        confidence[i] = tent.At(grey[i]);
+    }
+}
+
+void oxb3d::reference::Fuse(const FuseSpan& span) {
+    for (int64_t i = 0; i < span.count; ++i) {
+        const int16_t d = span.depth[i];
+        const int16_t p = span.previousDepth[i];
+        if (span.mode == kFuseLarger) {
+            span.fused[i] = std::max(d, p);
+            continue;
+        }
+        const float wc = span.confidence[i];
+        const float wp = span.previousConfidence[i];
+        span.fused[i] = span.mode == kFuseMeanOrConfident ? FuseMeanOrConfident(d, p, wc, wp, span.threshold)
+                                                          : FuseMeanOrLarger(d, p, wc, wp, span.threshold);
+    }
+}
 
 int32_t OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize(ZQA_SIZE size, uint64_t* persistent, uint64_t* scratch) {
     if (persistent == nullptr || scratch == nullptr) {

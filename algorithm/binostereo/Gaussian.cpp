@@ -1,7 +1,7 @@
 // Separable Gaussian smoothing in fixed point. Rows are filtered once into a ring of 11 rows of 8.8
 // fixed-point values, columns are filtered from the ring. Relies on weights that add up to exactly one, so
 // that an even area keeps its grey value.
-#include "Gaussian.h"
+#include "ImageTiers.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -11,10 +11,7 @@
 namespace oxb3d {
 namespace {
 
-// sigma = 0.3 * ((11 - 1) / 2 - 1) + 0.8 = 2, in units of 2^-16.
-constexpr uint32_t kWeights[kGaussianTaps] = {578,   1779, 4267, 7972, 11600, 13144,
-                                              11600, 7972, 4267, 1779, 578};
-static_assert(std::accumulate(std::begin(kWeights), std::end(kWeights), 0U) == 65536U);
+static_assert(std::accumulate(std::begin(kGaussianWeights), std::end(kGaussianWeights), 0U) == 65536U);
 
 // Reflects an index about the first and the last element; narrow images may take several turns.
 int32_t Reflect(int32_t index, int32_t count) {
@@ -36,7 +33,7 @@ void FilterRow(const uint8_t* src, int32_t width, uint16_t* out) {
     const auto border = [src, width](int32_t x) {
         uint32_t sum = 0;
         for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
-            sum += kWeights[tap] * src[Reflect(x + tap - kGaussianHalf, width)];
+            sum += kGaussianWeights[tap] * src[Reflect(x + tap - kGaussianHalf, width)];
         }
         return RoundRow(sum);
     };
@@ -44,31 +41,34 @@ void FilterRow(const uint8_t* src, int32_t width, uint16_t* out) {
     for (int32_t x = 0; x < std::min(kGaussianHalf, width); ++x) {
         out[x] = border(x);
     }
-    for (int32_t x = kGaussianHalf; x < innerEnd; ++x) {
-        const uint8_t* first = src + x - kGaussianHalf;
-        uint32_t sum = 0;
-        for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
-            sum += kWeights[tap] * first[tap];
-        }
-        out[x] = RoundRow(sum);
-    }
+    ImageKernelsInUse().smoothRow(src, innerEnd - kGaussianHalf, out + kGaussianHalf);
     for (int32_t x = innerEnd; x < width; ++x) {
         out[x] = border(x);
     }
 }
 
+} // namespace
+
+void reference::SmoothRow(const uint8_t* src, int32_t count, uint16_t* out) {
+    for (int32_t x = 0; x < count; ++x) {
+        uint32_t sum = 0;
+        for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
+            sum += kGaussianWeights[tap] * src[x + tap];
+        }
+        out[x] = RoundRow(sum);
+    }
+}
+
 // The largest sum is 65280 * 65536, and with the half that rounds it still fits 32 bits.
-void FilterColumns(const uint16_t* const (&rows)[kGaussianTaps], int32_t width, uint8_t* out) {
+void reference::SmoothColumns(const uint16_t* const (&rows)[kGaussianTaps], int32_t width, uint8_t* out) {
     for (int32_t x = 0; x < width; ++x) {
         uint32_t sum = 1U << 23;
         for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
-            sum += kWeights[tap] * rows[tap][x];
+            sum += kGaussianWeights[tap] * rows[tap][x];
         }
         out[x] = static_cast<uint8_t>(sum >> 24);
     }
 }
-
-} // namespace
 
 void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t* dst, void* work) {
     auto* ring = static_cast<uint16_t*>(work);
@@ -87,7 +87,7 @@ void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t
         for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
             rows[tap] = ringRow(Reflect(y + tap - kGaussianHalf, height));
         }
-        FilterColumns(rows, width, dst + stride * static_cast<size_t>(y));
+        ImageKernelsInUse().smoothColumns(rows, width, dst + stride * static_cast<size_t>(y));
     }
 }
 

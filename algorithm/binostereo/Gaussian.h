@@ -10,6 +10,9 @@ namespace oxb3d {
 
 constexpr int32_t kGaussianTaps = 11;
 constexpr int32_t kGaussianHalf = kGaussianTaps / 2;
+// sigma = 0.3 * ((11 - 1) / 2 - 1) + 0.8 = 2, in units of 2^-16.
+constexpr uint32_t kGaussianWeights[kGaussianTaps] = {578,   1779, 4267, 7972, 11600, 13144,
+                                                      11600, 7972, 4267, 1779, 578};
 
 // Bytes of work memory for an image of the given width: 11 filtered rows of 16-bit values.
 constexpr CCheckedSize GaussianWorkSize(int32_t width) {

@@ -3,6 +3,7 @@
 // order of the formulas.
 #include "CheckedSize.h"
 #include "FloatToInt.h"
+#include "ImageTiers.h"
 #include "Matrix3.h"
 #include "Object.h"
 
@@ -145,18 +146,22 @@ int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const uint32_t* in
     }
     const auto stride = static_cast<uint64_t>(std::max(width, 0));
     const uint64_t pixels = stride * static_cast<uint64_t>(std::max(height, 0));
-    std::fill_n(dst, pixels, uint8_t{0});
-    for (uint64_t i = 0; i < pixels; ++i) {
-        const uint64_t index = indexPlane[i];
+    oxb3d::ImageKernelsInUse().remap({src, indexPlane, weightPlane, stride, pixels, dst});
+    return OXB3D_BINOSTEREO_OK;
+}
+
+void oxb3d::reference::Remap(const RemapArgs& a) {
+    std::fill_n(a.dst, a.pixels, uint8_t{0});
+    for (uint64_t i = 0; i < a.pixels; ++i) {
+        const uint64_t index = a.index[i];
         // The map is the caller's memory: an entry whose four pixels are not inside stays black like an
         // unused one.
-        if (index + stride + 1 >= pixels) {
+        if (index + a.stride + 1 >= a.pixels) {
             continue;
         }
-        const uint8_t* s = src + index;
-        const uint8_t* w = weightPlane + 4 * i;
-        const int32_t sum = s[0] * w[0] + s[1] * w[1] + s[stride] * w[2] + s[stride + 1] * w[3];
-        dst[i] = static_cast<uint8_t>(sum >> 6);
+        const uint8_t* s = a.src + index;
+        const uint8_t* w = a.weights + 4 * i;
+        const int32_t sum = s[0] * w[0] + s[1] * w[1] + s[a.stride] * w[2] + s[a.stride + 1] * w[3];
+        a.dst[i] = static_cast<uint8_t>(sum >> 6);
     }
-    return OXB3D_BINOSTEREO_OK;
 }

@@ -1,0 +1,54 @@
+// ImageTiers.cpp - see ImageTiers.h.
+#include "ImageTiers.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace oxb3d {
+namespace {
+
+using ox3dcpu::KernelTier;
+
+constexpr ImageKernels kReference = {reference::Remap, reference::SmoothRow, reference::SmoothColumns,
+                                     reference::Weigh, reference::Fuse,      reference::CountZeros};
+
+// Null until the first use. Two threads that get there together choose the same.
+constinit std::atomic<const ImageKernels*> g_pImageKernels{nullptr};
+
+const ImageKernels& KernelsOf(KernelTier tier) {
+    switch (tier) {
+#if defined(__x86_64__)
+    case KernelTier::Avx512:
+        return avx512::kImageKernels;
+    case KernelTier::Avx2:
+        return avx2::kImageKernels;
+#else
+    case KernelTier::Avx512:
+    case KernelTier::Avx2:
+#endif
+    case KernelTier::Sse2:
+        return sse2::kImageKernels;
+    case KernelTier::Reference:
+        break;
+    }
+    return kReference;
+}
+
+} // namespace
+
+const ImageKernels& ImageKernelsInUse() {
+    const ImageKernels* kernels = g_pImageKernels.load(std::memory_order_acquire);
+    if (kernels == nullptr) {
+        kernels = &KernelsOf(ox3dcpu::ChooseKernelTier());
+        g_pImageKernels.store(kernels, std::memory_order_release);
+    }
+    return *kernels;
+}
+
+KernelTier UseImageKernelTier(KernelTier tier) {
+    tier = std::min(tier, ox3dcpu::BestKernelTier());
+    g_pImageKernels.store(&KernelsOf(tier), std::memory_order_release);
+    return tier;
+}
+
+} // namespace oxb3d
