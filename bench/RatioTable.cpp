@@ -85,7 +85,9 @@ void CRatioTable::ReportRuns(const std::vector<Run>& runs) {
             continue;
         }
         const Name name(run.run_name.function_name);
-        FindOrAdd(name.m_table, name.m_row).m_nanoseconds[name.m_size] = run.GetAdjustedRealTime();
+        const bool isTimedByItself = run.run_name.time_type == "manual_time";
+        FindOrAdd(name.m_table, name.m_row).m_nanoseconds[name.m_size] =
+            isTimedByItself ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
         const auto pixels = run.counters.find("pixels");
         m_pixels[name.m_size] = pixels != run.counters.end() ? pixels->second.value : 0.0;
     }
