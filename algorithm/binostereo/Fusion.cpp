@@ -162,6 +162,10 @@ void FuseRow(const FuseCall& call, const FuseState& state, const WorkingRegion& 
              static_cast<float>(call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD)), call.Mode()});
     };
     int64_t x = region.firstColumn;
+    if (!call.UsesConfidence()) {
+        fuse(x, region.endColumn - x, nullptr, nullptr);
+        return;
+    }
     // The working region starts at the shift at least, so only its right end can leave the map.
     const int64_t insideEnd = rowInside ? std::min(region.endColumn, call.width + columnShift) : x;
     if (insideEnd > x) {

@@ -5,6 +5,9 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+
+#include "Common/FrameMemory.h"
 
 class CGrowBuffer {
 public:
@@ -17,7 +20,10 @@ public:
     // The block of the initial size, zero-filled; true when it exists afterwards.
     bool EnsureExists() {
         if (m_data == nullptr) {
-            m_data = static_cast<uint8_t*>(calloc(1, m_capacity));
+            m_data = static_cast<uint8_t*>(AllocateFrameMemory(m_capacity));
+            if (m_data != nullptr) {
+                memset(m_data, 0, m_capacity);
+            }
         }
         return m_data != nullptr;
     }
@@ -27,7 +33,7 @@ public:
         if (m_data != nullptr && bytes <= m_capacity) {
             return true;
         }
-        auto* block = static_cast<uint8_t*>(malloc(bytes));
+        auto* block = static_cast<uint8_t*>(AllocateFrameMemory(bytes));
         if (block == nullptr) {
             return false;
         }

@@ -1,8 +1,8 @@
 // Manager_Align.cpp - the colour image scaled plane by plane to the depth image's size.
-#include <cstdlib>
 #include <cstring>
 
 #include "Common/AsyncLog.h"
+#include "Common/FrameMemory.h"
 #include "Manager/Manager.h"
 #include "OxMediaProcess.h"
 
@@ -68,7 +68,7 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
     const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
     const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
     if (m_pAlignedColor == nullptr && needed <= kMaxImageBytes) {
-        m_pAlignedColor = static_cast<uint8_t*>(malloc(needed));
+        m_pAlignedColor = static_cast<uint8_t*>(AllocateFrameMemory(needed));
         m_nAlignedColorBytes = m_pAlignedColor != nullptr ? needed : 0;
     }
     // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.

@@ -5,6 +5,7 @@
 
 #include "Common/AsyncLog.h"
 #include "Common/FixedText.h"
+#include "Common/FrameMemory.h"
 #include "Manager/Manager.h"
 #include "Oxb3dBinoStereo.h"
 
@@ -52,12 +53,12 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
         OX_LOG_INFO("[DepthMapConvert] m_pDepthBuffer new success.\r\n");
     }
     if (m_pPointBuffer == nullptr || m_nBufferPixels < pixels) {
-        auto* points = new (std::nothrow) float[3 * pixels];
+        auto* points = static_cast<float*>(AllocateFrameMemory(3 * pixels * sizeof(float)));
         if (points == nullptr) {
             OX_LOG_ERROR("[DepthMapConvert] m_pPointBuffer new failed.\r\n");
             return OX3D_RGBD_E_MEMORY;
         }
-        delete[] m_pPointBuffer;
+        free(m_pPointBuffer);
         m_pPointBuffer = points;
         m_nBufferPixels = pixels;
         OX_LOG_INFO("[DepthMapConvert] m_pPointBuffer new success.\r\n");

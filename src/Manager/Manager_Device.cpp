@@ -279,13 +279,14 @@ uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
 }
 
 uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
-    if (const uint32_t nRet = CheckCall(out != nullptr); nRet != OX3D_RGBD_OK) {
+    uint32_t nRet = CheckCall(out != nullptr);
+    if (nRet != OX3D_RGBD_OK || out == nullptr) { // the second follows, out of an analyser's sight
         return nRet;
     }
     CCameraModule* camera = m_pcCamera;
     OX_CC_DEVICE_INFO device;
     memset(&device, 0, sizeof(device));
-    const uint32_t nRet = camera->GetDeviceInfo(&device);
+    nRet = camera->GetDeviceInfo(&device);
     if (nRet != OX3D_RGBD_OK) {
         OX_LOG_ERROR("CamGetDeviceInfo GetDeviceInfo fail, nRet:[%#x].\r\n", nRet);
         return nRet;

@@ -311,7 +311,7 @@ uint32_t CManager::Release() {
     m_demaSlot = {};
     {
         const COXLock lock(&m_xConvert);
-        delete[] m_pPointBuffer;
+        free(m_pPointBuffer);
         m_pPointBuffer = nullptr;
         m_depthBuffer.FreeAll();
         m_nBufferPixels = 0;

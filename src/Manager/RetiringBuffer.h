@@ -3,9 +3,10 @@
 #ifndef OX3D_RETIRING_BUFFER_H
 #define OX3D_RETIRING_BUFFER_H
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+
+#include "Common/FrameMemory.h"
 
 class CRetiringBuffer {
 public:
@@ -16,7 +17,9 @@ public:
 
     // A new block of at least `bytes`; the former one is retired. False leaves everything as it was.
     bool Replace(uint64_t bytes) {
-        auto* block = static_cast<Block*>(malloc(sizeof(Block) + bytes));
+        auto* block = bytes > UINT64_MAX - sizeof(Block)
+                          ? nullptr
+                          : static_cast<Block*>(AllocateFrameMemory(sizeof(Block) + bytes));
         if (block == nullptr) {
             return false;
         }
@@ -42,8 +45,8 @@ public:
     uint8_t* Data() const { return m_newest != nullptr ? reinterpret_cast<uint8_t*>(m_newest + 1) : nullptr; }
 
 private:
-    // In front of the bytes; padded so that they are aligned like malloc's.
-    struct alignas(std::max_align_t) Block {
+    // In front of the bytes; padded so that they are aligned like the block.
+    struct alignas(kFrameAlignmentBytes) Block {
         Block* m_older;
     };
 

@@ -1,0 +1,103 @@
+// Frames with all switches on, and what they take from the heap. Relies on the C library's own names for its
+// functions, under which this program counts the calls that come from the library under test.
+#include "ScriptedCamera.h"
+
+#include <atomic>
+#include <cstring>
+#include <dlfcn.h>
+
+namespace {
+
+std::atomic<uint64_t> g_allocations{0};
+
+// The scripted camera may allocate as it likes.
+void Count(const void* caller) {
+    Dl_info info = {};
+    if (dladdr(caller, &info) != 0 && info.dli_fname != nullptr &&
+        (strstr(info.dli_fname, "libOx3dRgbd") != nullptr ||
+         strstr(info.dli_fname, "libMediaProcess") != nullptr)) {
+        ++g_allocations;
+    }
+}
+
+} // namespace
+
+#define COUNTED(name, parameters, arguments)   \
+    extern "C" void* __libc_##name parameters; \
+    extern "C" void* name parameters {         \
+        Count(__builtin_return_address(0));    \
+        return __libc_##name arguments;        \
+    }
+COUNTED(malloc, (size_t size), (size))
+COUNTED(calloc, (size_t count, size_t size), (count, size))
+COUNTED(realloc, (void* block, size_t size), (block, size))
+COUNTED(memalign, (size_t alignment, size_t size), (alignment, size))
+
+extern "C" void* aligned_alloc(size_t alignment, size_t size) {
+    Count(__builtin_return_address(0));
+    return __libc_memalign(alignment, size);
+}
+void* operator new(size_t size) {
+    Count(__builtin_return_address(0));
+    void* const block = __libc_malloc(size);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    free(block);
+}
+void operator delete(void* block, size_t /*size*/) noexcept {
+    free(block);
+}
+
+namespace {
+
+class Allocations : public CScripted {
+protected:
+    static bool IsAligned(const uint8_t* data) { return reinterpret_cast<uintptr_t>(data) % 64 == 0; }
+
+    void OpenWithAllSwitchesOn() {
+        OpenAndStart();
+        for (const char* key : {"ImageAlign", "ResolutionAlign", "OutputRgbd"}) {
+            ASSERT_EQ(SetSwitch(key, 1), OX3D_RGBD_OK);
+        }
+        m_raw.AddColour(1920, 1080);
+    }
+
+    CRawFrame m_raw{1280, 720};
+};
+
+TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
+    OpenWithAllSwitchesOn();
+    for (int i = 0; i < 3; ++i) {
+        const OX_FRAME_OUT out = m_raw.Out();
+        Double().QueueFrame(&out);
+        const uint64_t before = g_allocations;
+        ASSERT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 1000), OX3D_RGBD_OK);
+        EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
+    }
+    ASSERT_EQ(m_frame.nImageCount, 3u);
+    for (uint32_t i = 0; i < 3; ++i) {
+        EXPECT_TRUE(IsAligned(Image(i).pData)) << "image " << i;
+    }
+    OX3D_RGBD_IMAGE_DATA depth = Image(0);
+    OX3D_RGBD_IMAGE_DATA cloud = {};
+    ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK);
+    EXPECT_TRUE(IsAligned(cloud.pData));
+}
+
+TEST_F(Allocations, AreNoneOnceTheFirstFrameWasPushed) {
+    OpenWithAllSwitchesOn();
+    uint32_t images = 0;
+    const auto count = [](OX3D_RGBD_FRAME_DATA* frame, void* user) {
+        *static_cast<uint32_t*>(user) += frame->nImageCount;
+    };
+    ASSERT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, count, &images), OX3D_RGBD_OK);
+    for (int i = 0; i < 3; ++i) {
+        const uint64_t before = g_allocations;
+        Double().DeliverFrame(m_raw.Main().data(), m_raw.Info(), 1);
+        EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
+    }
+    EXPECT_EQ(images, 9u);
+}
+
+} // namespace
