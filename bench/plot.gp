@@ -6,7 +6,7 @@ if (picture[strlen(picture)-3:*] eq ".svg") set terminal svg size 1000,700 font 
 set output picture
 set logscale xy
 set xlabel "pixels"
-set ylabel "milliseconds, one thread"
+set ylabel "milliseconds of processor time"
 set xtics ("640x480" 307200, "1280x720" 921600, "1920x1080" 2073600, "2592x1944" 5038848, "4000x3000" 12000000)
 set xrange [250000:15000000]
 set grid
