@@ -69,15 +69,16 @@ bool Suits(TransformMode mode, const TransformArgs<TPoint>& a) {
         return false;
     }
     const int64_t samples = static_cast<int64_t>(a.step) * a.height;
+    const bool registers = mode != TransformMode::A && a.targetDepth != nullptr;
+    const int64_t targets = registers ? static_cast<int64_t>(a.targetWidth) * a.height : 0;
     const Extent depth = MakeExtent(a.depth, 2 * samples);
-    if (a.points != nullptr && Overlap(depth, MakeExtent(a.points, 12 * samples))) {
+    // Registered points lie at their place in the target, which may be wider than the source.
+    if (a.points != nullptr && Overlap(depth, MakeExtent(a.points, 12 * std::max(samples, targets)))) {
         return false;
     }
-    const bool registers = mode != TransformMode::A && a.targetDepth != nullptr;
     if (!registers) {
         return true;
     }
-    const int64_t targets = static_cast<int64_t>(a.targetWidth) * a.height;
     const int64_t cleared = static_cast<int64_t>(a.width) * a.height;
     return a.targetWidth >= 1 && a.targetWidth <= kLargestExtent && targets <= INT32_MAX &&
            !Overlap(depth, MakeExtent(a.targetDepth, 2 * std::max(targets, cleared)));

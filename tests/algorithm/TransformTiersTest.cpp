@@ -186,6 +186,30 @@ TEST_P(TransformTier, GivesTheReferencesBitsWhereTheOutputLiesOnTheDepth) {
     }
 }
 
+// The depth begins where the points of the source's pixels end; those of a wider target reach into it.
+TEST_P(TransformTier, GivesTheReferencesBitsWhereAWideTargetsPointsLieOnTheDepth) {
+    const float source[4] = {500, 500, 300, 0};
+    const float target[4] = {500, 500, 410, 0};
+    const float t[12] = {1, 0, 0, 9, 0, 1, 0, 0, 0, 0, 1, 0};
+    constexpr ptrdiff_t kPointWords = ptrdiff_t{6} * 2 * 640;
+    std::vector<int16_t> buffers[2];
+    for (const KernelTier tier : {KernelTier::Reference, GetParam()}) {
+        std::vector<int16_t>& both = buffers[tier == KernelTier::Reference ? 0 : 1];
+        both.resize(static_cast<size_t>(2 * kPointWords));
+        for (ptrdiff_t i = kPointWords; i < 2 * kPointWords; ++i) {
+            both[static_cast<size_t>(i)] = static_cast<int16_t>(1 + i % 3000);
+        }
+        std::vector<int16_t> depths(size_t{2} * 1280);
+        oxb3d::UseKernelTier(tier);
+        EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(both.data() + kPointWords, 640, 640, 2,
+                                                  reinterpret_cast<float*>(both.data()), depths.data(), 1280,
+                                                  source, t, target, nullptr),
+                  0);
+        both.insert(both.end(), depths.begin(), depths.end());
+    }
+    EXPECT_EQ(buffers[0], buffers[1]);
+}
+
 TEST_P(TransformTier, GivesTheReferencesBitsForRecordedDepth) {
     for (const char* name : {"/office/depth/000000.png", "/desk/depth/000000.png"}) {
         const std::string file = std::string(OX3D_DATA_DIR) + name;
