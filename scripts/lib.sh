@@ -82,6 +82,22 @@ ensure_packages() {
     [ -z "$missing" ] || fail "still missing after the installation: $missing"
 }
 
+# try_packages <group...>: installs what is missing, one by one; what cannot be installed is named and left out.
+try_packages() {
+    local missing name
+    missing=$(missing_packages "$@" 2>/dev/null) || return 0
+    [ -n "$missing" ] || return 0
+    if ! command -v apt-get >/dev/null || { [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; }; then
+        say "Left out, since nothing can be installed here: $(tr '\n' ' ' <<<"$missing")"
+        return 0
+    fi
+    step apt-update "reading the package lists" apt_get update || true
+    for name in $missing; do
+        step "apt-$name" "installing $name" apt_get install --yes --no-install-recommends "$name" ||
+            say "Left out: $name"
+    done
+}
+
 # build_preset <preset> [target...]
 build_preset() {
     local preset="$1"

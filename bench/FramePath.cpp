@@ -1,0 +1,113 @@
+// FramePath.cpp - see FramePath.h.
+#include "FramePath.h"
+
+#include "DoubleControl.h"
+#include "FrameSource.h"
+
+#include <cstring>
+#include <dlfcn.h>
+#include <stdexcept>
+#include <string>
+
+namespace ox3dbench {
+namespace {
+
+constexpr const char* kSerial = "BENCH1";
+constexpr size_t kChunkHeaderBytes = 32;
+constexpr uint32_t kImages = 3; // depth, colour, RGB-D
+
+const DoubleControl& Camera() {
+    static const DoubleControl* const control = [] {
+        void* const library = dlopen("libOxCameraControl.so", RTLD_NOW);
+        void* const getter = library != nullptr ? dlsym(library, "Double_GetControl") : nullptr;
+        return getter != nullptr ? reinterpret_cast<DoubleGetControl>(getter)() : nullptr;
+    }();
+    if (control == nullptr) {
+        throw std::runtime_error("the scripted camera-control library is not found");
+    }
+    return *control;
+}
+
+} // namespace
+
+CFramePath::CFramePath() {
+    MakeFrame();
+    OpenCamera();
+}
+
+CFramePath::~CFramePath() {
+    m_manager.DeInit();
+}
+
+void CFramePath::MakeFrame() {
+    ox3d::FrameSourceConfig config;
+    config.m_depthWidth = kFrameDepth.m_width;
+    config.m_depthHeight = kFrameDepth.m_height;
+    config.m_colorWidth = kFrameColor.m_width;
+    config.m_colorHeight = kFrameColor.m_height;
+    std::string error;
+    const auto source = ox3d::CreateFrameSource(config, &error);
+    ox3d::FrameImages images;
+    if (source == nullptr || !source->Render(0, true, false, &images)) {
+        throw std::runtime_error("no scene: " + error);
+    }
+    m_calibration = source->CalibrationXml();
+    m_depth.assign(images.m_depth.begin(), images.m_depth.end());
+    m_chunk.assign(kChunkHeaderBytes, 0);
+    const uint32_t words[3] = {OX3D_RGBD_PIXEL_RGB8_PLANAR, config.m_colorWidth, config.m_colorHeight};
+    std::memcpy(m_chunk.data(), words, sizeof(words));
+    m_chunk.insert(m_chunk.end(), images.m_color.begin(), images.m_color.end());
+    m_record = {m_chunk.data(), OX_CHUNK_EXTENDED_IMAGE, static_cast<uint32_t>(m_chunk.size()), {}};
+    m_info.nWidth = kFrameDepth.m_width;
+    m_info.nHeight = kFrameDepth.m_height;
+    m_info.enPixelType = OX3D_RGBD_PIXEL_DEPTH16;
+    m_info.nFrameLen = static_cast<uint32_t>(m_depth.size() * sizeof(int16_t));
+    m_info.nUnparsedChunkNum = 1;
+    m_info.pUnparsedChunkContent = &m_record;
+}
+
+void CFramePath::OpenCamera() {
+    OX_CC_DEVICE_INFO device = {};
+    device.nTLayerType = OX_CC_GIGE_DEVICE;
+    std::memcpy(device.stGigEInfo.chSerialNumber, kSerial, std::strlen(kSerial));
+    Camera().SetDevices(&device, 1);
+    Camera().SetFile("RGBDSensorCali", m_calibration.c_str());
+    Demand(m_manager.Init(), "init");
+    Demand(m_manager.BindDeviceBySerialNumber(kSerial), "bind");
+    Demand(m_manager.ConnectDevice(), "connect");
+    SwitchOn(OX3D_RGBD_KEY_IMAGE_ALIGN);
+    SwitchOn(OX3D_RGBD_KEY_RESOLUTION_ALIGN);
+    SwitchOn(OX3D_RGBD_KEY_OUTPUT_RGBD);
+    Demand(m_manager.RegisterFrameCallBack(&OnFrame, this), "register the callback");
+    Demand(m_manager.Start(), "start");
+}
+
+void CFramePath::SwitchOn(const char* key) {
+    OX3D_RGBD_PARAM param = {};
+    param.enParamType = OX3D_RGBD_PARAM_INT;
+    param.stIntParam.nCurValue = 1;
+    Demand(m_manager.CamSetValue(key, &param), key);
+}
+
+void CFramePath::Demand(uint32_t status, const char* what) {
+    if (status != OX3D_RGBD_OK) {
+        throw std::runtime_error(std::string("the frame path cannot ") + what);
+    }
+}
+
+void CFramePath::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
+    if (frame->nImageCount == kImages) {
+        ++static_cast<CFramePath*>(user)->m_nDelivered;
+    }
+}
+
+void CFramePath::Deliver() {
+    ++m_info.nFrameNum;
+    const uint64_t before = m_nDelivered;
+    m_manager.ImageCallBack(reinterpret_cast<uint8_t*>(m_depth.data()), &m_info);
+    if (m_nDelivered != before + 1) {
+        throw std::runtime_error("a frame did not arrive whole");
+    }
+}
+
+} // namespace ox3dbench

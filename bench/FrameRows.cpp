@@ -1,0 +1,91 @@
+// FrameRows.cpp - a whole frame on its way through the library, beside the kernels that it needs on their own
+// and their limits. The kernels work on memory of the same sizes, each in a loop of its own.
+#include "FramePath.h"
+#include "Kernels.h"
+#include "Limits.h"
+#include "Manager/RgbdInterleave.h"
+#include "Rows.h"
+#include "Tiers.h"
+
+#include <cstring>
+
+namespace ox3dbench {
+namespace {
+
+constexpr size_t kColorBytes = 3 * kFrameColor.Pixels();
+constexpr size_t kDepthPixels = kFrameDepth.Pixels();
+
+struct CopyImages {
+    explicit CopyImages(Size size) : m_from(3 * size.Pixels() + 32), m_to(3 * size.Pixels()) {}
+    CBuffer<uint8_t> m_from;
+    CBuffer<uint8_t> m_to;
+};
+
+void AddKernels() {
+    AddRow("frame", "copy of the colour chunk", kFrameDepth, [] {
+        CopyImages& images = Shared<CopyImages>(kFrameColor);
+        return [&images] { std::memcpy(images.m_to.Data(), images.m_from.Data() + 32, kColorBytes); };
+    });
+    AddRow("frame", "registration", kFrameDepth, [] {
+        UseBestTier();
+        TransformImages& images = Shared<TransformImages>(kFrameDepth);
+        return [&images] { Transform(kRegistration, images); };
+    });
+    AddRow("frame", "scaling of the colour image", kFrameDepth, [] {
+        UseBestTier();
+        ScaleImages& images = Shared<ScaleImages>(kFrameDepth);
+        return [&images] { ScalePlanes(images); };
+    });
+    AddRow("frame", "interleave", kFrameDepth, [] {
+        UseBestTier();
+        RgbdImages& images = Shared<RgbdImages>(kFrameDepth);
+        return [&images] { Interleave(images); };
+    });
+}
+
+// Depth read and stored, colour read and stored, planes and depth read and pixels stored.
+void AddLimits() {
+    AddRow("frame", "limit of registration", kFrameDepth, [] {
+        TransformImages& images = Shared<TransformImages>(kFrameDepth);
+        return [&images] {
+            LoadAndStore(images.m_scene.m_depth.data(), 2 * kDepthPixels, images.m_target.Data(),
+                         2 * kDepthPixels);
+        };
+    });
+    AddRow("frame", "limit of scaling", kFrameDepth, [] {
+        ScaleImages& images = Shared<ScaleImages>(kFrameDepth);
+        return [&images] {
+            LoadAndStore(images.m_from.Data(), kColorBytes, images.m_to.Data(), 3 * kDepthPixels);
+        };
+    });
+    AddRow("frame", "limit of interleave", kFrameDepth, [] {
+        RgbdImages& images = Shared<RgbdImages>(kFrameDepth);
+        return [&images] {
+            std::memcpy(images.m_out.Data(), images.m_copied.Data(), kRgbdPixelBytes * kDepthPixels);
+        };
+    });
+}
+
+} // namespace
+
+void AddFrameRows() {
+    AddTable({"frame",
+              "A frame of 1280x720 depth and 1920x1080 colour, all switches on: times the sum of its kernels",
+              Ratio::TimesTheCost, "sum of the kernels", "", false});
+    AddRow("frame", "whole frame", kFrameDepth, [] {
+        UseBestTier();
+        static CFramePath path;
+        return [] { path.Deliver(); };
+    });
+    AddKernels();
+    AddLimits();
+    AddSum({"frame",
+            "sum of the kernels",
+            {"copy of the colour chunk", "registration", "scaling of the colour image", "interleave"}});
+    AddSum(
+        {"frame",
+         "sum of the limits",
+         {"copy of the colour chunk", "limit of registration", "limit of scaling", "limit of interleave"}});
+}
+
+} // namespace ox3dbench
