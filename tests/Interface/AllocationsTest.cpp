@@ -37,15 +37,16 @@ extern "C" void* aligned_alloc(size_t alignment, size_t size) {
     Count(__builtin_return_address(0));
     return __libc_memalign(alignment, size);
 }
-void* operator new(size_t size) {
+// Not inlined, or the compiler compares new with free.
+[[gnu::noinline]] void* operator new(size_t size) {
     Count(__builtin_return_address(0));
     void* const block = __libc_malloc(size);
     return block != nullptr ? block : throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     free(block);
 }
-void operator delete(void* block, size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* block, size_t /*size*/) noexcept {
     free(block);
 }
 
