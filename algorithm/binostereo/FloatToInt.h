@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 
 namespace oxb3d {
 
@@ -15,7 +14,7 @@ constexpr float kEpsilon = 1.1920929e-7F;
 static inline int32_t FloatToInt32(float value) {
     // Written so that NaN fails the comparison; both bounds are exact floats.
     if (!(value >= -2147483648.0F && value < 2147483648.0F)) {
-        return std::numeric_limits<int32_t>::min();
+        return INT32_MIN;
     }
     return static_cast<int32_t>(value);
 }
