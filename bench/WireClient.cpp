@@ -14,12 +14,12 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -94,18 +94,6 @@ private:
 
 // ---- Opening ----
 
-// The median of some rounds, in milliseconds.
-double Median(const std::function<void()>& work) {
-    std::vector<double> times;
-    for (int i = 0; i < kRounds; ++i) {
-        const auto begin = Clock::now();
-        work();
-        times.push_back(Since(begin) * 1e3);
-    }
-    std::nth_element(times.begin(), times.begin() + kRounds / 2, times.end());
-    return times[kRounds / 2];
-}
-
 template <typename TFunction>
 TFunction* Function(const char* name) {
     static void* const library = dlopen("libOxCameraControl.so", RTLD_NOW);
@@ -172,27 +160,45 @@ void OpenOnce(const OX_CC_DEVICE_INFO& device, Steps* steps) {
           [&] { return PROVIDER(OX_CC_CloseDevice)(handle) | PROVIDER(OX_CC_DestroyHandle)(handle); });
 }
 
+int List() {
+    OX3D_RGBD_DEVICE_INFO list[8];
+    uint32_t count = 0;
+    return static_cast<int>(OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ETHERNET, list, 8, &count));
+}
+
+void OpenAndClose(const char* serial, std::vector<double>* opening, std::vector<double>* closing) {
+    void* handle = nullptr;
+    Timed(opening, "open the camera",
+          [&] { return static_cast<int>(OX3D_RGBD_OpenDeviceBySerialNumber(&handle, serial)); });
+    Timed(closing, "close the camera", [&] { return static_cast<int>(OX3D_RGBD_CloseDevice(&handle)); });
+}
+
+// A search that follows another closely is shorter.
+void LetTheLastSearchAge() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(3200));
+}
+
 int MeasureOpening(const char* serial) {
-    const double listing = Median([] {
-        OX3D_RGBD_DEVICE_INFO list[8];
-        uint32_t count = 0;
-        Demand(OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ETHERNET, list, 8, &count) == OX3D_RGBD_OK, "list");
-    });
+    std::vector<double> listing;
+    std::vector<double> relisting;
     std::vector<double> opening;
+    std::vector<double> reopening;
     std::vector<double> closing;
-    for (int i = 0; i < kRounds; ++i) {
-        void* handle = nullptr;
-        Timed(&opening, "open the camera",
-              [&] { return static_cast<int>(OX3D_RGBD_OpenDeviceBySerialNumber(&handle, serial)); });
-        Timed(&closing, "close the camera", [&] { return static_cast<int>(OX3D_RGBD_CloseDevice(&handle)); });
-    }
     Steps steps;
     for (int i = 0; i < kRounds; ++i) {
+        LetTheLastSearchAge();
+        Timed(&listing, "list", List);
+        Timed(&relisting, "list", List);
+        LetTheLastSearchAge();
+        OpenAndClose(serial, &opening, &closing);
+        OpenAndClose(serial, &reopening, &closing);
         OpenOnce(Record(serial), &steps);
     }
-    std::printf("listing the cameras                    %8.1f ms\n", listing);
+    std::printf("listing the cameras                    %8.1f ms\n", MedianOf(listing));
+    std::printf("listing them again                     %8.1f ms\n", MedianOf(relisting));
     std::printf("opening by serial number               %8.1f ms\n", MedianOf(opening));
-    std::printf("  the search                           %8.1f ms\n", listing);
+    std::printf("opening just after a search            %8.1f ms\n", MedianOf(reopening));
+    std::printf("  the search                           %8.1f ms\n", MedianOf(relisting));
     std::printf("  a handle                             %8.1f ms\n", MedianOf(steps.m_create));
     std::printf("  control and the GenICam description  %8.1f ms\n", MedianOf(steps.m_open));
     std::printf("  the five features of the work mode   %8.1f ms\n", MedianOf(steps.m_features));

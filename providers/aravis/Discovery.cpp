@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <chrono>
 #include <map>
+#include <mutex>
+#include <set>
 
 #include "Gvcp.h"
 #include "Network.h"
@@ -62,9 +64,35 @@ void SendEverywhere(const std::vector<Way>& ways, const gvcp::Packet& packet) {
     }
 }
 
+// The cameras that the last whole search found, for a moment: most likely they are all there are, and a search
+// that has heard them, and then nobody else for a while, need not wait for the slow.
+class CLately {
+public:
+    void Keep(std::set<uint64_t> macs) {
+        const std::lock_guard lock(m_mutex);
+        m_macs = std::move(macs);
+        m_end = Clock::now() + std::chrono::milliseconds(kLatelyMs);
+    }
+    std::set<uint64_t> Cameras() {
+        const std::lock_guard lock(m_mutex);
+        return Clock::now() < m_end ? m_macs : std::set<uint64_t>();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::set<uint64_t> m_macs;
+    Clock::time_point m_end;
+};
+
+CLately& Lately() {
+    static auto* const s_lately = new CLately; // threads of an application may outlive statics
+    return *s_lately;
+}
+
 class CSearch {
 public:
-    explicit CSearch(std::optional<uint64_t> wanted) : m_wanted(wanted), m_ways(OpenWays()) {}
+    explicit CSearch(std::optional<uint64_t> wanted)
+        : m_wanted(wanted), m_expected(Lately().Cameras()), m_ways(OpenWays()) {}
 
     std::vector<OX_CC_DEVICE_INFO> Run() {
         const auto start = Clock::now();
@@ -84,6 +112,9 @@ public:
             }
             WaitAndReceive((isAskedTwice ? end : std::min(end, start + kAskAgain)) - now);
         }
+        if (!m_wanted && !HasAllExpected()) {
+            Keep();
+        }
         return Found();
     }
 
@@ -96,9 +127,26 @@ private:
         if (m_found.empty()) {
             return latest;
         }
+        if (HasAllExpected()) {
+            return m_lastNews + std::chrono::milliseconds(kNobodyElseMs);
+        }
         // Two rounds: what counts is the time since the last one.
         const auto usual = std::max(asked, start + kAskAgain) + std::chrono::milliseconds(kUsualAnswerMs);
         return std::min(latest, std::max(usual, m_lastNews + kQuiet));
+    }
+
+    bool HasAllExpected() const {
+        return !m_expected.empty() && std::all_of(m_expected.begin(), m_expected.end(),
+                                                  [this](uint64_t mac) { return m_found.contains(mac); });
+    }
+
+    // Cut searches are not kept, or one could follow the other for ever.
+    void Keep() const {
+        std::set<uint64_t> macs;
+        for (const auto& [mac, record] : m_found) {
+            macs.insert(mac);
+        }
+        Lately().Keep(std::move(macs));
     }
 
     void Ask() const {
@@ -160,6 +208,7 @@ private:
     }
 
     const std::optional<uint64_t> m_wanted;
+    const std::set<uint64_t> m_expected;
     const std::vector<Way> m_ways;
     std::map<uint64_t, OX_CC_DEVICE_INFO> m_found; // by hardware address
     Clock::time_point m_lastNews;

@@ -13,6 +13,10 @@ namespace ox3d {
 // within this time is found; the search goes on after that only while cameras come in or none is found.
 constexpr int kUsualAnswerMs = 400;
 constexpr int kLongestSearchMs = 1000;
+// For so long after such a search the next ones end once all of its cameras have answered and nobody else has
+// for the second time: listing cameras and then opening one takes a single whole search.
+constexpr int kLatelyMs = 3000;
+constexpr int kNobodyElseMs = 50;
 
 // One record for each camera, in the order of their addresses, with the host's address in nNetExport.
 std::vector<OX_CC_DEVICE_INFO> DiscoverGigE();

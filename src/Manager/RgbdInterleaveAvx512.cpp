@@ -2,6 +2,7 @@
 // only.
 #include "Manager/RgbdInterleaveTiers.h"
 
+#include <cstddef>
 #include <immintrin.h>
 
 namespace {
@@ -46,7 +47,7 @@ void Store(int k, const __m512i (&bytes)[5], uint8_t* out) {
     for (int c = 1; c < 5; ++c) {
         woven = _mm512_mask_blend_epi8(kLanes.m_modulo[(c + k) % 5], woven, bytes[c]);
     }
-    _mm512_storeu_si512(out + 64 * k, woven);
+    _mm512_storeu_si512(out + ptrdiff_t{64} * k, woven);
 }
 
 } // namespace

@@ -144,6 +144,17 @@ TEST(NetworkControl, UpgradesFirmwareAndTellsHowFarItIs) {
     EXPECT_STREQ(device.Get("DeviceVersion").stStringParam.chCurValue, "1.0.1");
 }
 
+TEST(NetworkControl, ACameraThatCameAfterTheLastSearchIsFound) {
+    const CCameras first({"--camera", "serial=ONE"});
+    ASSERT_EQ(List().size(), 1u);
+    const CCameras second({"--camera", "serial=TWO,ip=127.0.0.9,mac=02:00:00:aa:bb:dd"});
+    size_t found = 0;
+    for (int search = 0; search < 50 && found < 2; ++search) {
+        found = List().size();
+    }
+    EXPECT_EQ(found, 2u);
+}
+
 TEST(NetworkControl, ManyRoundsLeaveNothingBehind) {
     const CCameras cameras({"--camera", "serial=ONE,cycle=8,fps=100"});
     size_t files = 0;
