@@ -149,7 +149,7 @@ TEST(NetworkControl, ACameraThatCameAfterTheLastSearchIsFound) {
     ASSERT_EQ(List().size(), 1u);
     const CCameras second({"--camera", "serial=TWO,ip=127.0.0.9,mac=02:00:00:aa:bb:dd"});
     size_t found = 0;
-    for (int search = 0; search < 50 && found < 2; ++search) {
+    for (int search = 0; search < 100 && found < 2; ++search) { // in time for a whole search among them
         found = List().size();
     }
     EXPECT_EQ(found, 2u);
