@@ -1,8 +1,10 @@
 // ApiGuard.cpp - see ApiGuard.h.
 //
-// Why close never races with the unlocked calls: a call counts itself in and then looks whether the handle is
-// live; close first marks it closing and then looks whether anybody is counted in. Both in sequential
-// consistency, so at least one of the two sees the other.
+// Why close never races with the unlocked calls: a call counts itself in and then looks whether the device is
+// closing; close first marks it closing and then looks whether anybody is counted in. Both in sequential
+// consistency, so at least one of the two sees the other. A record that is not closing may have been given to
+// another device since it was looked up, and keeps that one alive: so whose record it is comes last, and not
+// the other way round, where the state seen could be that of the record's next device.
 #include "Interface/ApiGuard.h"
 
 #include <time.h>
@@ -70,7 +72,7 @@ CDevicePin::CDevicePin(void* handle) {
         return;
     }
     ++signal->m_nInside;
-    if (factory->GetSignalHandle(signal) != handle || signal->m_nState == OX_HANDLE_CLOSING) {
+    if (signal->m_nState == OX_HANDLE_CLOSING || factory->GetSignalHandle(signal) != handle) {
         --signal->m_nInside;
         return;
     }

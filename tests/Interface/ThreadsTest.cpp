@@ -285,7 +285,7 @@ TEST_F(Rounds, UnlockedCallsSurviveOpeningAndClosing) {
             answered += status == OX3D_RGBD_OK ? 1 : 0;
         }
     });
-    for (int i = 0; i < kRounds / 10; ++i) {
+    for (int i = 0; i < 100; ++i) {
         Open();
         shared = m_handle;
         const int before = answered;
