@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "Faults.h"
@@ -23,10 +24,28 @@ constexpr uint32_t kExtendedImageHeaderBytes = 32;
 constexpr uint32_t kDemosaicPairHeaderBytes = 28;
 constexpr uint32_t kChunkTrailerBytes = 8; // id and length behind every chunk on the wire
 
+// Bytes that begin on a cache line, as those of images should: applications get them as they lie here.
+template <class Sample>
+struct CacheLineAllocator {
+    using value_type = Sample;
+    static constexpr std::align_val_t kAlignment{64};
+
+    CacheLineAllocator() = default;
+    template <class Other>
+    CacheLineAllocator(const CacheLineAllocator<Other>&) {
+    } // NOLINT(google-explicit-constructor): allocators convert
+    Sample* allocate(size_t count) {
+        return static_cast<Sample*>(::operator new(count * sizeof(Sample), kAlignment));
+    }
+    void deallocate(Sample* samples, size_t) { ::operator delete(samples, kAlignment); }
+    bool operator==(const CacheLineAllocator&) const = default;
+};
+using ImageBytes = std::vector<uint8_t, CacheLineAllocator<uint8_t>>;
+
 struct CameraChunk {
     uint32_t m_id = 0;
     uint32_t m_lengthBytes = 0; // what the camera says; never more than m_bytes holds
-    std::vector<uint8_t> m_bytes;
+    ImageBytes m_bytes;
 };
 
 struct CameraFrame {
@@ -38,7 +57,7 @@ struct CameraFrame {
     uint32_t m_number = 0;
     uint64_t m_timestampNs = 0;
     uint32_t m_imageLengthBytes = 0; // what the camera says; never more than m_image holds
-    std::vector<uint8_t> m_image;
+    ImageBytes m_image;
     std::array<CameraChunk, kMostChunks> m_chunks;
     bool m_isChunked = false;          // chunk mode: on a wire the main image is a chunk as well
     uint32_t m_chunkCount = 0;         // chunks that there are

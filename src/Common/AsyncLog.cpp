@@ -36,9 +36,6 @@ struct SLogState {
     char achLine[kLineSizeBytes + 1] OX_GUARDED_BY(mutex) = {};
 };
 
-/// The debug mode of the instance, false without one: lets callers skip a line without the mutex.
-std::atomic<bool> g_bDebugMode{false};
-
 // Never destroyed: a thread of the camera library may still log while the process exits.
 SLogState& LogState() {
     static ox3d::CNeverDestroyed<SLogState> s_state;
@@ -63,7 +60,7 @@ void AfterForkInChild() OX_NO_THREAD_SAFETY_ANALYSIS {
     OX_InitializeMutex(state.mutex.Native());
     state.pAbandoned = state.pInstance;
     state.pInstance = nullptr;
-    g_bDebugMode.store(false, std::memory_order_relaxed);
+    g_bLogDebugMode.store(false, std::memory_order_relaxed);
 }
 
 // At load and not at the first use, so that no fork can come in between. Without memory for it there is
@@ -107,13 +104,15 @@ __attribute__((format(printf, 5, 0))) void QueueLine(SLogState& state, _TRACE_LE
     }
     // Kept: the level's name is looked up and never written; readers of the file know the line without it.
     [[maybe_unused]] const char* const pLevelName = kLevelNames[enLevel];
-    if (FormatLine(state.achLine, pSourceFile, nLine, pFormat, args)) {
-        // A full queue loses the line: logging never waits and never fails its caller.
+    // A full queue loses the line, unformatted: logging never waits and never fails its caller.
+    if (pLog->HasRoom() && FormatLine(state.achLine, pSourceFile, nLine, pFormat, args)) {
         pLog->AddtoList(enLevel, state.achLine, static_cast<unsigned int>(strlen(state.achLine)));
     }
 }
 
 } // namespace
+
+std::atomic<bool> g_bLogDebugMode{false};
 
 COxAsyncLog::COxAsyncLog() noexcept {
     ResetMember();
@@ -230,6 +229,10 @@ uint32_t COxAsyncLog::SetDebugMode(int nDebugMode) noexcept {
 
 int COxAsyncLog::GetDebugMode() const noexcept {
     return m_nDebugMode;
+}
+
+bool COxAsyncLog::HasRoom() const noexcept {
+    return m_nRunning != 0 && m_pBufCtrl != nullptr && m_pBufCtrl->GetSpareNode() != nullptr;
 }
 
 uint32_t COxAsyncLog::AddtoList(_TRACE_LEVEL_ enLevel, const char* pText,
@@ -400,7 +403,7 @@ void DestroyAsyncLog() noexcept {
     const COXLock lock(&state.mutex);
     state.nReferences = std::max(state.nReferences - 1, 0);
     if (state.nReferences == 0 && state.pInstance != nullptr) {
-        g_bDebugMode.store(false, std::memory_order_relaxed);
+        g_bLogDebugMode.store(false, std::memory_order_relaxed);
         delete state.pInstance; // takes the mutex again and clears the pointer
     }
 }
@@ -418,12 +421,8 @@ void OxLog_SetDebugMode(int nDebugMode) noexcept {
     const COXLock lock(&state.mutex);
     if (COxAsyncLog* const pLog = UsableInstance(state)) {
         pLog->SetDebugMode(nDebugMode);
-        g_bDebugMode.store(nDebugMode != 0, std::memory_order_relaxed);
+        g_bLogDebugMode.store(nDebugMode != 0, std::memory_order_relaxed);
     }
-}
-
-bool OxLog_IsDebugMode() noexcept {
-    return g_bDebugMode.load(std::memory_order_relaxed);
 }
 
 void OxWriteLog(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat,

@@ -40,6 +40,8 @@ public:
     uint32_t SetDebugMode(int nDebugMode) noexcept;
     [[nodiscard]] int GetDebugMode() const noexcept;
 
+    /// Whether AddtoList would take a line now.
+    [[nodiscard]] bool HasRoom() const noexcept;
     uint32_t AddtoList(_TRACE_LEVEL_ enLevel, const char* pText, unsigned int nLengthBytes) noexcept;
     uint32_t CreateLogFile(const char* pName, int nAppend) noexcept;
     static uint32_t BackUpLogFile(const char* pPrimary, const char* pBackup) noexcept;
@@ -74,8 +76,12 @@ uint32_t CreateAsyncLog(const char* pDir, unsigned int nLogSizeMiB) noexcept;
 void DestroyAsyncLog() noexcept;
 void OxLog_SetLevel(_TRACE_LEVEL_ enLevel) noexcept;
 void OxLog_SetDebugMode(int nDebugMode) noexcept;
+/// The debug mode of the instance, false without one. AsyncLog.cpp writes it.
+extern std::atomic<bool> g_bLogDebugMode;
 /// Whether OxWriteLogDebugMode would write. One relaxed load, no lock.
-[[nodiscard]] bool OxLog_IsDebugMode() noexcept;
+[[nodiscard]] inline bool OxLog_IsDebugMode() noexcept {
+    return g_bLogDebugMode.load(std::memory_order_relaxed);
+}
 
 /// Queues one line. The message ends in "\r\n" by convention; nothing is added. A line that is longer than a
 /// node (8192 bytes with its header) or finds the queue full is lost.

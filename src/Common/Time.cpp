@@ -3,10 +3,6 @@
 
 #include <cmath>
 
-double MyMilliseconds() noexcept {
-    return 0.0;
-}
-
 int SetTime() noexcept {
     return 0;
 }

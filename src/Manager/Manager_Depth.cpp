@@ -126,7 +126,7 @@ uint32_t CManager::EnsureConverter() {
 // A new frame is being assembled: nobody may still use the registered depth of the one before.
 void CManager::FreeFormerDepth() {
     const COXLock lock(&m_xConvert);
-    m_depthBuffer.FreeRetired();
+    m_depthBuffer.TakeBack();
 }
 
 uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
@@ -196,7 +196,7 @@ uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_D
         depthOut->nWidth = width;
         depthOut->nHeight = height;
         depthOut->nDataLen = static_cast<uint32_t>(pixels * sizeof(int16_t));
-        depthOut->pData = m_depthBuffer.Data();
+        depthOut->pData = m_depthBuffer.Lend();
     }
     return OX3D_RGBD_OK;
 }

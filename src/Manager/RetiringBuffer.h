@@ -1,5 +1,5 @@
-// RetiringBuffer.h - a buffer that grows while somebody may still read what it held: the old block is retired
-// and freed only when its owner says that no reader is left.
+// RetiringBuffer.h - a buffer that grows while somebody may still read what it held: a block that was lent is
+// retired when a larger one replaces it, and freed only when its owner says that no reader is left.
 #ifndef OX3D_RETIRING_BUFFER_H
 #define OX3D_RETIRING_BUFFER_H
 
@@ -15,7 +15,8 @@ public:
     CRetiringBuffer(const CRetiringBuffer&) = delete;
     CRetiringBuffer& operator=(const CRetiringBuffer&) = delete;
 
-    // A new block of at least `bytes`; the former one is retired. False leaves everything as it was.
+    // A new block of at least `bytes`; the former one is retired if it was lent, else freed. False leaves
+    // everything as it was.
     bool Replace(uint64_t bytes) {
         auto* block = bytes > UINT64_MAX - sizeof(Block)
                           ? nullptr
@@ -23,16 +24,29 @@ public:
         if (block == nullptr) {
             return false;
         }
+        Block* former = m_newest;
+        if (former != nullptr && !former->m_isLent) {
+            m_newest = former->m_older;
+            free(former);
+        }
         block->m_older = m_newest;
+        block->m_isLent = false;
         m_newest = block;
         return true;
     }
 
-    // Frees all blocks but the one in use.
-    void FreeRetired() {
+    // The block in use, for somebody who may read it until TakeBack; there must be one.
+    uint8_t* Lend() {
+        m_newest->m_isLent = true;
+        return Data();
+    }
+
+    // No reader is left: frees all blocks but the one in use.
+    void TakeBack() {
         if (m_newest != nullptr) {
             FreeFrom(m_newest->m_older);
             m_newest->m_older = nullptr;
+            m_newest->m_isLent = false;
         }
     }
 
@@ -48,6 +62,7 @@ private:
     // In front of the bytes; padded so that they are aligned like the block.
     struct alignas(kFrameAlignmentBytes) Block {
         Block* m_older;
+        bool m_isLent;
     };
 
     static void FreeFrom(Block* block) {

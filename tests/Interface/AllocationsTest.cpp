@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <dlfcn.h>
+#include <malloc.h>
 
 namespace {
 
@@ -99,6 +100,26 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasPushed) {
         EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
     }
     EXPECT_EQ(images, 9u);
+}
+
+// Blocks that nobody was given are not kept when larger images come.
+TEST_F(Allocations, OfConversionsAreThoseOfTheLargestImage) {
+    constexpr uint32_t kLargest = 800;
+    OpenAndStart();
+    std::vector<uint8_t> samples(size_t{640} * kLargest * 2, 1);
+    const size_t before = mallinfo2().hblkhd;
+    for (uint32_t height = 480; height <= kLargest; height += 8) {
+        OX3D_RGBD_IMAGE_DATA depth = {};
+        depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
+        depth.nWidth = 640;
+        depth.nHeight = height;
+        depth.nDataLen = 640 * height * 2;
+        depth.pData = samples.data();
+        OX3D_RGBD_IMAGE_DATA cloud = {};
+        ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK) << height;
+    }
+    constexpr size_t kSampleAndPointBytes = 2 + 12;
+    EXPECT_LT(mallinfo2().hblkhd - before, 2 * kSampleAndPointBytes * 640 * kLargest);
 }
 
 } // namespace

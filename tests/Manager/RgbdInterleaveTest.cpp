@@ -2,10 +2,15 @@
 // what a source lacks is 0. Relies on the loop being set in-process; those this processor lacks are skipped.
 #include "Manager/RgbdInterleave.h"
 #include "Manager/RgbdInterleaveTiers.h"
+#include "PngFile.h"
 #include "cpu/KernelTier.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -66,6 +71,37 @@ TEST_P(RgbdInterleave, WeavesPlanesAndDepthIntoFiveBytesAPixel) {
             ASSERT_EQ(woven[4], depth[start + 2 * p + 1]) << p;
         }
     }
+}
+
+TEST_P(RgbdInterleave, GivesTheDefinitionsBytesForARecording) {
+    const std::string folder = OX3D_DATA_DIR "/office";
+    if (!std::filesystem::exists(folder)) {
+        GTEST_SKIP() << "no recordings";
+    }
+    ox3d::PngSize size;
+    std::string error;
+    std::vector<uint16_t> depth;
+    std::vector<uint8_t> colour;
+    ASSERT_TRUE(ox3d::ReadDepthPng(folder + "/depth/000000.png", &size, &depth, &error)) << error;
+    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/color/000000.png", &size, &colour, &error)) << error;
+    const uint64_t pixels = std::min(depth.size(), colour.size() / 3);
+    const auto woven = [&] {
+        std::vector<uint8_t> out(kRgbdPixelBytes * pixels);
+        InterleaveRgbd({colour.data(), 3 * pixels},
+                       {reinterpret_cast<const uint8_t*>(depth.data()), 2 * pixels}, pixels, out.data());
+        return out;
+    };
+    const std::vector<uint8_t> ofTheTier = woven();
+    UseInterleaveGroups(nullptr);
+    EXPECT_TRUE(ofTheTier == woven());
+}
+
+// Run once more with a wish in the environment.
+TEST(RgbdInterleaveGroups, AreNoneWhereTheEnvironmentAsksForThePlainLoop) {
+    const char* const wish = std::getenv("OX3D_KERNELS");
+    const bool isPlain = wish != nullptr && wish == std::string("reference");
+    const bool isAnyThere = Tiers().size() > 1 && Tiers()[1].isThere;
+    EXPECT_EQ(ChooseInterleaveGroups() != nullptr, isAnyThere && !isPlain);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tiers, RgbdInterleave, testing::ValuesIn(Tiers()),

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <random>
 #include <vector>
@@ -215,6 +216,15 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
             5, 5, extent.width - 6, extent.height - 6, 11, mode, 60, 1, 70, 0, 64};
         ASSERT_NO_FATAL_FAILURE(Compare([&] { return FuseFrames(extent, depths, colours, config); }));
     }
+    ASSERT_NO_FATAL_FAILURE(Compare([&] {
+        std::vector<int64_t> zeros; // of each row, from an odd sample on
+        for (size_t row = 0; row < static_cast<size_t>(extent.height); ++row) {
+            const int16_t* const samples =
+                depths[0].data() + row * static_cast<size_t>(extent.width) + row % 7;
+            zeros.push_back(oxb3d::ImageKernelsInUse().countZeros(samples, extent.width - 7));
+        }
+        return zeros;
+    }));
     const OXB3D_BINOSTEREO_CAMERA camera = {{520, 0, 311, 0, 516, 247, 0, 0, 1},
                                             {-0.21F, 0.06F, 0.0012F, -0.0009F, -0.008F}};
     const float turn[9] = {0.9998F, -0.02F, 0.01F, 0.02F, 0.9998F, 0, -0.01F, 0, 1};
@@ -231,6 +241,13 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
                                           extent.height, dst.data());
         return dst;
     }));
+}
+
+// Run once more with a wish in the environment; the first call in the process chooses.
+TEST(ImageKernelsInUse, AreOfTheTierThatTheEnvironmentAsksFor) {
+    const oxb3d::ImageKernels* const chosen = &oxb3d::ImageKernelsInUse();
+    oxb3d::UseImageKernelTier(ox3dcpu::KernelTierFor(std::getenv("OX3D_KERNELS"), ox3dcpu::BestKernelTier()));
+    EXPECT_EQ(chosen, &oxb3d::ImageKernelsInUse());
 }
 
 INSTANTIATE_TEST_SUITE_P(Tiers, ImageTier,

@@ -7,8 +7,10 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <string>
 #include <vector>
 
 using namespace algorithm_test;
@@ -255,6 +257,20 @@ TEST(KernelTiers, AreChosenDownwardsByTheEnvironment) {
         EXPECT_EQ(ox3dcpu::KernelTierFor(choice.word, choice.best), choice.chosen)
             << (choice.word != nullptr ? choice.word : "nothing");
     }
+}
+
+// Run once more with a wish in the environment; the first call in the process chooses.
+TEST(TransformKernelsInUse, AreTheReferenceWhereTheEnvironmentAsksForIt) {
+    const char* const wish = std::getenv("OX3D_KERNELS");
+    const int16_t depth[4] = {};
+    float points[12] = {};
+    oxb3d::TransformArgs<float> args = {};
+    args.depth = depth;
+    args.step = args.width = 2;
+    args.height = 2;
+    args.points = points;
+    const bool isReference = oxb3d::KernelsFor(oxb3d::TransformMode::A, args).isReference;
+    EXPECT_EQ(isReference, wish != nullptr && wish == std::string("reference"));
 }
 
 } // namespace

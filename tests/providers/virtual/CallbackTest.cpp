@@ -36,6 +36,7 @@ private:
     static void Called(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
         auto* self = static_cast<CImages*>(user);
         EXPECT_NE(data, nullptr);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(data) % 64, 0u) << "images begin on a cache line";
         self->m_state.Change([&](State& s) {
             s.m_numbers.push_back(info->nFrameNum);
             ++s.m_inside;

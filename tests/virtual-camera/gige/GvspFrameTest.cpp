@@ -1,4 +1,5 @@
 // How a frame becomes packets, and when they go.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <numeric>
 
@@ -27,7 +28,7 @@ CameraFrame SmallFrame(bool isChunked) {
     frame.m_isChunked = isChunked;
     if (isChunked) {
         frame.m_chunkCount = 1;
-        frame.m_chunks[0] = {kChunkExtendedImage, 50, Bytes(50, 0xAB)};
+        frame.m_chunks[0] = {kChunkExtendedImage, 50, ImageBytes(50, 0xAB)};
     }
     return frame;
 }
@@ -91,7 +92,7 @@ TEST(GvspFrame, without_chunk_mode_is_the_image_alone) {
     GvspFrame frame;
     const CameraFrame image = SmallFrame(false);
     Pack(image, kNoFault, &frame);
-    EXPECT_EQ(frame.m_payload, image.m_image);
+    EXPECT_THAT(frame.m_payload, testing::ElementsAreArray(image.m_image));
     GvspPacket packet;
     MakeGvspPacket(frame, frame.Packets() - 1, &packet);
     EXPECT_EQ(packet.m_headBytes, 8U + 8);
