@@ -1,8 +1,9 @@
 // ApiGuard.h - the one shape of an exported function: look the handle up, check the arguments, do it; no
-// exception leaves.
+// exception leaves but the unwinding of a thread that is being cancelled: to stop that would abort the process.
 #ifndef OX3D_PROVIDER_API_GUARD_H
 #define OX3D_PROVIDER_API_GUARD_H
 
+#include <cxxabi.h>
 #include <new>
 
 #include "HandleTable.h"
@@ -11,9 +12,11 @@
 namespace ox3d {
 
 template <typename Body>
-int Guarded(Body body) noexcept {
+int Guarded(Body body) {
     try {
         return body();
+    } catch (const abi::__forced_unwind&) {
+        throw;
     } catch (const std::bad_alloc&) {
         return Code(OX_CC_E_RESOURCE);
     } catch (...) {
@@ -23,7 +26,7 @@ int Guarded(Body body) noexcept {
 
 // The body gets the session. Arguments are good when isCallable says so; the handle is checked first.
 template <typename Body>
-int OnHandle(void* handle, bool isCallable, Body body) noexcept {
+int OnHandle(void* handle, bool isCallable, Body body) {
     return Guarded([&] {
         const std::shared_ptr<CSession> session = CHandleTable::Instance().Find(handle);
         if (session == nullptr) {
@@ -37,7 +40,7 @@ enum class EIntent { Read, Write };
 
 // The body gets the connection of an open camera.
 template <typename Body>
-int OnCamera(void* handle, bool isCallable, EIntent intent, Body body) noexcept {
+int OnCamera(void* handle, bool isCallable, EIntent intent, Body body) {
     return OnHandle(handle, isCallable, [&](CSession& session) {
         std::shared_ptr<CConnection> connection;
         if (const int code = session.Connected(intent == EIntent::Write, &connection); code != kOk) {

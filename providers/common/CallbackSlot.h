@@ -3,6 +3,7 @@
 #define OX3D_PROVIDER_CALLBACK_SLOT_H
 
 #include <cstdio>
+#include <cxxabi.h>
 #include <mutex>
 #include <utility>
 
@@ -32,6 +33,8 @@ public:
         }
         try {
             function(args..., user);
+        } catch (const abi::__forced_unwind&) { // the callback ends its thread
+            throw;
         } catch (...) {
             // An application's exception ends here, the camera goes on.
             std::fputs("camera control: an exception left a callback\n", stderr);

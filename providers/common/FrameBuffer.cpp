@@ -48,6 +48,8 @@ void CFrameBuffer::Clear(std::vector<FrameNode*>* queue) {
 
 uint32_t CFrameBuffer::Open() {
     const std::lock_guard lock(m_mutex);
+    m_forFetch.reserve(kMostNodes); // frames are queued without asking for memory
+    m_forCallback.reserve(kMostNodes);
     Clear(&m_forFetch);
     Clear(&m_forCallback);
     m_lostFrames = 0;
@@ -89,8 +91,6 @@ void CFrameBuffer::Commit(uint32_t acquisition, FrameNode* node, bool isForCallb
     const std::lock_guard lock(m_mutex);
     if (m_state == EState::Running && acquisition == m_acquisition) {
         node->m_isSeen = false;
-        m_forFetch.reserve(kMostNodes);
-        m_forCallback.reserve(kMostNodes);
         if (m_forFetch.size() >= m_nodeNum) {
             DropOldest(&m_forFetch);
         }

@@ -10,6 +10,15 @@
 
 namespace ox3d {
 
+namespace {
+
+template <typename Item>
+bool IsIn(const std::vector<Item>& list, const Item& item) {
+    return std::find(list.begin(), list.end(), item) != list.end();
+}
+
+} // namespace
+
 CSession::CSession(std::shared_ptr<CCamera> camera, const OX_CC_DEVICE_INFO& record)
     : m_camera(std::move(camera)), m_record(record), m_callbacks(std::make_shared<HandleCallbacks>()),
       m_frames(std::make_shared<CFrameBuffer>(m_camera->Nodes())) {}
@@ -27,8 +36,24 @@ int CSession::Open(uint32_t accessMode) {
     return m_camera->Take(accessMode, m_callbacks, &m_connection);
 }
 
+// A callback that has stopped its stream may still be running, and who starts may hold a lock that it wants: so a
+// start waits for the camera threads only.
+void CSession::ReapEnded() {
+    std::vector<std::shared_ptr<CStream>> streams;
+    {
+        const std::lock_guard lock(m_mutex);
+        streams = m_endedStreams;
+    }
+    for (const auto& stream : streams) {
+        stream->JoinCamera();
+    }
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_endedStreams,
+                  [&](const auto& stream) { return !stream->IsDelivering() && IsIn(streams, stream); });
+}
+
 int CSession::Start() {
-    JoinEnded();
+    ReapEnded();
     const std::lock_guard lock(m_mutex);
     if (m_connection == nullptr || m_stream != nullptr) {
         return Code(OX_CC_E_CALL_ORDER);
@@ -95,15 +120,12 @@ void CSession::JoinEnded() {
         }
     }
     // What has not been waited for stays listed, for a later caller from outside.
-    const auto isIn = [](const auto& list, const auto& item) {
-        return std::find(list.begin(), list.end(), item) != list.end();
-    };
     const std::lock_guard lock(m_mutex);
     if (role != ECallbackRole::Images) {
-        std::erase_if(m_endedStreams, [&](const auto& stream) { return isIn(streams, stream); });
+        std::erase_if(m_endedStreams, [&](const auto& stream) { return IsIn(streams, stream); });
     }
     if (role == ECallbackRole::None) {
-        std::erase_if(m_endedConnections, [&](const auto& ended) { return isIn(connections, ended); });
+        std::erase_if(m_endedConnections, [&](const auto& ended) { return IsIn(connections, ended); });
     }
 }
 

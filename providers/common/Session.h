@@ -67,6 +67,7 @@ private:
     void EndStream();                                   // expects m_mutex
     int Launch(const std::shared_ptr<CStream>& stream); // expects m_mutex
     void JoinEnded();
+    void ReapEnded();
     void ReturnCopied(const uint8_t* next);
     // The handle's own connection when it may write, else null.
     int CheckNetwork(std::shared_ptr<CConnection>* connection) const;

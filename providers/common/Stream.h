@@ -28,6 +28,7 @@ public:
     void RequestStop();
     void JoinCamera() { m_camera.Join(); }
     void JoinDelivery() { m_delivery.Join(); }
+    bool IsDelivering() const { return m_delivery.IsRunning(); }
 
 protected:
     // Fills nodes until the stop is asked for or the camera is gone.

@@ -23,6 +23,16 @@ thread_local const CDevicePin* t_innermostPin = nullptr;
 
 CDeviceLock::CDeviceLock(void* handle) : m_status(Enter(handle)) {}
 
+CDeviceLock::CDeviceLock(CManager& fresh) OX_NO_THREAD_SAFETY_ANALYSIS
+    : m_mutex(CMyHandleFactory::GetFactory()->GetHandleMutex(&fresh)),
+      m_signal(CMyHandleFactory::GetFactory()->GetHandleSignal(&fresh)),
+      m_manager(&fresh),
+      m_status(OX3D_RGBD_OK) {
+    m_mutex->Lock();
+    m_isHeld = true;
+    m_signal->m_nState = OX_HANDLE_LIVE;
+}
+
 CDeviceLock::~CDeviceLock() {
     Leave();
 }

@@ -8,6 +8,7 @@
 #include "Common/AsyncLog.h"
 #include "Interface/ApiGuard.h"
 #include "Interface/ApiLog.h"
+#include "Manager/CallbackSlot.h"
 #include "Manager/Manager.h"
 
 namespace {
@@ -27,8 +28,12 @@ uint32_t EnumerationCall(Call&& call) {
     return shared == nullptr ? OX3D_RGBD_E_MEMORY : call(*shared);
 }
 
+// How long one look takes whether a call of the former callback has ended.
+constexpr uint32_t kLookMs = 2;
+
 // Registers a callback under the device lock. After leaving the lock it waits, with the device kept alive,
-// until a call of the former callback has ended: that call may itself be waiting for the lock.
+// until a call of the former callback has ended: that call may itself be waiting for the lock. Inside another
+// callback of the device it gives up where that call in turn, or a stop or close, waits for this one.
 template <class Register, class Wait>
 uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     CDeviceLock lock(handle);
@@ -37,10 +42,16 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     }
     const uint32_t nRet = registerCall(lock.Manager());
     const CDevicePin pin(handle); // taken under the lock: close cannot be waiting for it yet
+    OX_HANDLE_SIGNAL& signal = lock.Signal();
     lock.Leave();
-    if (pin.Manager() != nullptr) {
-        wait(*pin.Manager());
+    if (pin.Manager() == nullptr) {
+        return nRet;
     }
+    const bool isInside = CCallbackScope::IsInsideOwner(handle);
+    const bool isAwaited = isInside && signal.m_nWaiting++ != 0;
+    while (!isAwaited && !wait(*pin.Manager(), kLookMs) && !(isInside && signal.m_nState != OX_HANDLE_LIVE)) {
+    }
+    signal.m_nWaiting -= isInside ? 1 : 0;
     return nRet;
 }
 
@@ -167,7 +178,7 @@ uint32_t OX3D_RGBD_RegisterFrameCallBack(void* handle, OX3D_RGBD_FrameDataCallBa
         }
         return RegisterCallback(
             handle, [&](CManager& m) { return m.RegisterFrameCallBack(pfnCallBack, pUser); },
-            [](CManager& m) { m.WaitForFormerFrameCallback(); });
+            [](CManager& m, uint32_t ms) { return m.WaitForFormerFrameCallback(ms); });
     });
 }
 
@@ -180,7 +191,7 @@ uint32_t OX3D_RGBD_RegisterExceptionCallBack(void* handle, OX3D_RGBD_ExceptionCa
         }
         return RegisterCallback(
             handle, [&](CManager& m) { return m.RegisterExceptionCB(pfnCallBack, pUser); },
-            [](CManager& m) { m.WaitForFormerExceptionCallback(); });
+            [](CManager& m, uint32_t ms) { return m.WaitForFormerExceptionCallback(ms); });
     });
 }
 

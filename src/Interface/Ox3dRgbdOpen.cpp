@@ -39,11 +39,7 @@ uint32_t WithNewHandle(bool keep, Work&& work) {
     if (manager == nullptr) {
         return OX3D_RGBD_E_HANDLE;
     }
-    const CDeviceLock lock(manager);
-    if (lock.Status() != OX3D_RGBD_OK) {
-        factory->DestroyHandle(manager);
-        return OX3D_RGBD_E_HANDLE;
-    }
+    const CDeviceLock lock(*manager);
     uint32_t nRet = ApiBarrier([&] {
         const uint32_t initRet = manager->Init();
         return initRet != OX3D_RGBD_OK ? initRet : work(*manager);

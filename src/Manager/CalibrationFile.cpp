@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fcntl.h>
 #include <locale.h>
 #include <sys/stat.h>
@@ -177,7 +178,7 @@ const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, Dept
         *out = calibration;
     }
     return missing;
-} catch (...) {
+} catch (const std::exception&) {
     return kFileLine;
 }
 
@@ -220,6 +221,6 @@ bool LoadSensorCalibration(const char* fileName, int64_t width, uint32_t sensor,
     }
     *out = info;
     return true;
-} catch (...) {
+} catch (const std::exception&) {
     return false;
 }

@@ -5,6 +5,7 @@
 #ifndef OX3D_CALLBACK_SLOT_H
 #define OX3D_CALLBACK_SLOT_H
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -77,12 +78,13 @@ public:
         m_idle.notify_all();
     }
 
-    // Returns when no other thread is inside a pair that was in force before. No lock may be held that the
-    // callback may want.
-    void WaitFormer() {
+    // Waits until no other thread is inside a pair that was in force before; false when that takes longer. No lock
+    // may be held that the callback may want.
+    bool WaitFormer(uint32_t timeoutMs) {
         const uint32_t own = CCallbackScope::CountInSlot(this);
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_idle.wait(lock, [this, own] { return m_former <= own; });
+        return m_idle.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                               [this, own] { return m_former <= own; });
     }
 
     // Returns when no other thread is inside any. The same holds for locks.

@@ -121,8 +121,8 @@ public:
     void ExceptionCallBack(uint32_t message);
     uint32_t FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs);
     // Return when no other thread is inside a callback that has been replaced. Called without any lock.
-    void WaitForFormerFrameCallback() { m_frameCallback.WaitFormer(); }
-    void WaitForFormerExceptionCallback() { m_exceptionCallback.WaitFormer(); }
+    bool WaitForFormerFrameCallback(uint32_t ms) { return m_frameCallback.WaitFormer(ms); }
+    bool WaitForFormerExceptionCallback(uint32_t ms) { return m_exceptionCallback.WaitFormer(ms); }
     // No callback is begun any more.
     void DropCallbacks();
     // Returns when no other thread is inside a callback.

@@ -152,6 +152,54 @@ TEST_F(Threads, UnregisteringExceptionsWaitsAsWell) {
         DOUBLE_OX_CC_RegisterExceptionCallBack, unregister, [](auto*) {}, Kind::EXCEPTION);
 }
 
+// Each is inside a callback that the other one takes away: neither must wait for ever, and nor must a close.
+TEST_F(Threads, TwoCallbacksMayUnregisterEachOther) {
+    CFlag inFrame;
+    CFlag inException;
+    const auto unregisterBoth = [&] {
+        EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
+        EXPECT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
+    };
+    CFlag frameDone;
+    CFlag exceptionDone;
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+        inFrame.Raise();
+        EXPECT_TRUE(inException.Wait());
+        unregisterBoth();
+        frameDone.Raise();
+    });
+    OnException([&] {
+        inException.Raise();
+        EXPECT_TRUE(inFrame.Wait());
+        unregisterBoth();
+        exceptionDone.Raise();
+    });
+    Deliver(false);
+    Raise(false);
+    EXPECT_TRUE(frameDone.Wait());
+    EXPECT_TRUE(exceptionDone.Wait());
+}
+
+TEST_F(Threads, ACallbackThatWaitsForAnotherGivesWayToItsStop) {
+    CFlag inFrame;
+    CFlag inException;
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+        inFrame.Raise();
+        EXPECT_TRUE(inException.Wait());
+        OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr);
+    });
+    CFlag stopped;
+    OnException([&] {
+        inException.Raise();
+        EXPECT_TRUE(inFrame.Wait());
+        EXPECT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+        stopped.Raise();
+    });
+    Deliver(false);
+    Raise(false);
+    EXPECT_TRUE(stopped.Wait());
+}
+
 TEST_F(Threads, UnregisteringInsideTheCallbackReturnsAtOnce) {
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
@@ -295,6 +343,31 @@ TEST_F(Rounds, UnlockedCallsSurviveOpeningAndClosing) {
     isOver = true;
     asking.join();
     mapping.join();
+}
+
+// A new device often gets the address of one that was closed. Somebody who closes by an old copy may close it
+// once it is open, and not while it opens.
+TEST_F(Rounds, AnOldCopyOfAHandleHarmsNoOpen) {
+    std::atomic<void*> last{nullptr};
+    std::atomic<bool> isOver{false};
+    const auto isExpected = [](uint32_t status) {
+        return status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE;
+    };
+    std::thread closing([&] {
+        while (!isOver) {
+            void* copy = last;
+            EXPECT_TRUE(isExpected(OX3D_RGBD_CloseDevice(&copy)));
+        }
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        Open("USB1");
+        last = m_handle;
+        EXPECT_TRUE(isExpected(OX3D_RGBD_CloseDevice(&m_handle)));
+        m_handle = nullptr;
+    }
+    isOver = true;
+    closing.join();
+    ExpectNothingLeft();
 }
 
 // The provider's device records die at each enumeration, whoever enumerates.

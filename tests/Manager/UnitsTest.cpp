@@ -92,7 +92,11 @@ TEST(CallbackSlot, WaitsForOtherThreadsAndNotForItself) {
     }).join();
     EXPECT_FALSE(isInside);
     EXPECT_TRUE(isBusy);
-    std::thread([&] { slot.WaitFormer(); }).join(); // the callback in force is not waited for
+    std::thread([&] {
+        EXPECT_TRUE(slot.WaitFormer(0)) << "the callback in force is not waited for";
+        slot.Publish({});
+        EXPECT_FALSE(slot.WaitFormer(0)) << "now it is a former one";
+    }).join();
 }
 
 TEST(Ipv4Text, FollowsTheDottedQuad) {

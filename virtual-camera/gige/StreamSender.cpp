@@ -147,13 +147,16 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
     }
     std::unique_lock lock(m_mutex);
     const uint32_t serial = m_channel.m_serial;
+    const bool isOpen = m_channel.IsOpen();
     packed->m_blockId = m_blockIds.Next(frame.m_number);
+    lock.unlock();
     if (frame.m_isExposureEventWanted) {
         m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
     }
-    if (!m_channel.IsOpen()) {
+    if (!isOpen) {
         return;
     }
+    lock.lock();
     // The camera waits for its network: it becomes slower, it does not skip frames.
     m_changed.wait(lock, stop, [&] { return !m_waiting || m_channel.m_serial != serial; });
     if (!stop.stop_requested() && m_channel.m_serial == serial) {

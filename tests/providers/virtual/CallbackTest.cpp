@@ -145,6 +145,27 @@ TEST(ImageCallback, MayStopAndStartAgainFromInside) {
     EXPECT_EQ(images.Watch().Get().m_numbers[2], 1u);
 }
 
+// Who starts may hold a lock that the callback wants.
+TEST(ImageCallback, ThatHasStoppedHoldsUpNoStart) {
+    CHandle handle(CameraText("C13"));
+    CWatched<bool> hasStopped;
+    CWatched<bool> isRestarted;
+    CImages images([&](uint32_t) {
+        if (!hasStopped.Get()) {
+            EXPECT_EQ(CC(OX_CC_StopGrabbing)(handle), 0);
+            hasStopped.Set(true);
+            EXPECT_TRUE(isRestarted.WaitFor([](bool is) { return is; }));
+        }
+    });
+    handle.Open();
+    images.Register(handle);
+    handle.Start();
+    ASSERT_TRUE(hasStopped.WaitFor([](bool has) { return has; }));
+    handle.Start();
+    isRestarted.Set(true);
+    ASSERT_TRUE(images.WaitForCount(3));
+}
+
 TEST(ImageCallback, MayCloseAndOpenAgainFromInside) {
     CHandle handle(CameraText("C7"));
     CImages images([&](uint32_t number) {

@@ -1,5 +1,6 @@
 // StreamingTest.cpp - frames by fetching: content, nodes, triggers, ends of streams, and what remains behind.
 #include <fstream>
+#include <pthread.h>
 #include <thread>
 #include <vector>
 
@@ -156,6 +157,26 @@ TEST(Fetch, ReturnsAtOnceWhenTheStreamIsStopped) {
     }
     waiter.join();
     EXPECT_EQ(code.Get(), Status(OX_CC_E_NO_DATA));
+}
+
+TEST(Fetch, MayBeCancelledWithItsThread) {
+    CHandle handle(CameraText("T10"));
+    handle.Open();
+    ASSERT_EQ(CC(OX_CC_SetEnumValueByString)(handle, "TriggerMode", "On"), 0);
+    handle.Start();
+    pthread_t thread = {};
+    const auto fetch = [](void* camera) -> void* {
+        OX_FRAME_OUT frame{};
+        CC(OX_CC_GetImageBuffer)(camera, &frame, kForever);
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, fetch, static_cast<void*>(handle)), 0);
+    ASSERT_EQ(pthread_cancel(thread), 0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    ASSERT_EQ(CC(OX_CC_SetCommandValue)(handle, "TriggerSoftware"), 0);
+    EXPECT_EQ(handle.Fetch(), 1u) << "and the next one gets its frame";
 }
 
 TEST(Unplug, LeavesTheLastFramesAndThenCleanCodes) {
