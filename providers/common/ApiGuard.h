@@ -3,7 +3,7 @@
 #ifndef OX3D_PROVIDER_API_GUARD_H
 #define OX3D_PROVIDER_API_GUARD_H
 
-#include <cxxabi.h>
+#include <exception>
 #include <new>
 
 #include "HandleTable.h"
@@ -15,11 +15,12 @@ template <typename Body>
 int Guarded(Body body) {
     try {
         return body();
-    } catch (const abi::__forced_unwind&) {
-        throw;
     } catch (const std::bad_alloc&) {
         return Code(OX_CC_E_RESOURCE);
     } catch (...) {
+        if (std::current_exception() == nullptr) { // no exception of C++
+            throw;
+        }
         return Code(OX_CC_E_UNKNOWN);
     }
 }

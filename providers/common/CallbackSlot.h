@@ -3,7 +3,7 @@
 #define OX3D_PROVIDER_CALLBACK_SLOT_H
 
 #include <cstdio>
-#include <cxxabi.h>
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -33,9 +33,10 @@ public:
         }
         try {
             function(args..., user);
-        } catch (const abi::__forced_unwind&) { // the callback ends its thread
-            throw;
         } catch (...) {
+            if (std::current_exception() == nullptr) { // no exception of C++: the callback ends its thread
+                throw;
+            }
             // An application's exception ends here, the camera goes on.
             std::fputs("camera control: an exception left a callback\n", stderr);
         }

@@ -4,7 +4,7 @@
 #define OX3D_API_GUARD_H
 
 #include <cstdint>
-#include <cxxabi.h>
+#include <exception>
 #include <new>
 
 #include "Interface/HandleFactory.h"
@@ -18,11 +18,12 @@ template <class Call>
 uint32_t ApiBarrier(Call&& call) {
     try {
         return call();
-    } catch (const abi::__forced_unwind&) {
-        throw;
     } catch (const std::bad_alloc&) {
         return OX3D_RGBD_E_MEMORY;
     } catch (...) {
+        if (std::current_exception() == nullptr) { // no exception of C++
+            throw;
+        }
         return OX3D_RGBD_E_HANDLE;
     }
 }

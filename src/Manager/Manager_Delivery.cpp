@@ -1,7 +1,6 @@
 // Manager_Delivery.cpp - frames handed to the application: pushed on the camera library's delivery thread, or
 // pulled on the application's.
 #include <cstring>
-#include <cxxabi.h>
 #include <exception>
 #include <new>
 #include <optional>
@@ -23,11 +22,12 @@ template <class Call>
 void CallApplication(const char* operation, Call&& call) {
     try {
         call();
-    } catch (const abi::__forced_unwind&) {
-        throw;
     } catch (const std::exception& error) {
         OX_LOG_ERROR("[%s] the application's callback threw: %s\r\n", operation, error.what());
     } catch (...) {
+        if (std::current_exception() == nullptr) { // no exception of C++
+            throw;
+        }
         OX_LOG_ERROR("[%s] the application's callback threw.\r\n", operation);
     }
 }
