@@ -32,8 +32,7 @@ struct CacheLineAllocator {
 
     CacheLineAllocator() = default;
     template <class Other>
-    CacheLineAllocator(const CacheLineAllocator<Other>&) {
-    } // NOLINT(google-explicit-constructor): allocators convert
+    CacheLineAllocator(const CacheLineAllocator<Other>&) {}
     Sample* allocate(size_t count) {
         return static_cast<Sample*>(::operator new(count * sizeof(Sample), kAlignment));
     }

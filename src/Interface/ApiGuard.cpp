@@ -14,9 +14,6 @@
 
 namespace {
 
-// How often a callback looks whether the holder of the device lock has begun to wait for it.
-constexpr uint32_t kLookAgainMs = 2;
-
 thread_local const CDevicePin* t_innermostPin = nullptr;
 
 } // namespace

@@ -12,6 +12,9 @@
 
 class CManager;
 
+// How often a callback that waits looks whether somebody has begun to wait for it.
+constexpr uint32_t kLookAgainMs = 2;
+
 // Runs `call`, and turns what it throws into a status. Only the unwinding of a thread that is being cancelled
 // passes: to stop that would abort the process.
 template <class Call>

@@ -28,9 +28,6 @@ uint32_t EnumerationCall(Call&& call) {
     return shared == nullptr ? OX3D_RGBD_E_MEMORY : call(*shared);
 }
 
-// How long one look takes whether a call of the former callback has ended.
-constexpr uint32_t kLookMs = 2;
-
 // Registers a callback under the device lock. After leaving the lock it waits, with the device kept alive,
 // until a call of the former callback has ended: that call may itself be waiting for the lock. Inside another
 // callback of the device it gives up where that call in turn, or a stop or close, waits for this one.
@@ -49,7 +46,8 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     }
     const bool isInside = CCallbackScope::IsInsideOwner(handle);
     const bool isAwaited = isInside && signal.m_nWaiting++ != 0;
-    while (!isAwaited && !wait(*pin.Manager(), kLookMs) && !(isInside && signal.m_nState != OX_HANDLE_LIVE)) {
+    while (!isAwaited && !wait(*pin.Manager(), kLookAgainMs) &&
+           !(isInside && signal.m_nState != OX_HANDLE_LIVE)) {
     }
     signal.m_nWaiting -= isInside ? 1 : 0;
     return nRet;

@@ -120,7 +120,8 @@ public:
     void ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info);
     void ExceptionCallBack(uint32_t message);
     uint32_t FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs);
-    // Return when no other thread is inside a callback that has been replaced. Called without any lock.
+    // Wait until no other thread is inside a callback that has been replaced; false when that takes longer. Called
+    // without any lock.
     bool WaitForFormerFrameCallback(uint32_t ms) { return m_frameCallback.WaitFormer(ms); }
     bool WaitForFormerExceptionCallback(uint32_t ms) { return m_exceptionCallback.WaitFormer(ms); }
     // No callback is begun any more.
