@@ -1,8 +1,8 @@
 // FramePath.cpp - see FramePath.h.
-#include "FramePath.h"
+#include "bench/FramePath.h"
 
-#include "DoubleControl.h"
-#include "FrameSource.h"
+#include "tests/doubles/DoubleControl.h"
+#include "virtual-camera/frames/FrameSource.h"
 
 #include <cstring>
 #include <dlfcn.h>
@@ -97,15 +97,15 @@ void CFramePath::Demand(uint32_t status, const char* what) {
 
 void CFramePath::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
     if (frame->nImageCount == kImages) {
-        ++static_cast<CFramePath*>(user)->m_nDelivered;
+        ++static_cast<CFramePath*>(user)->m_delivered;
     }
 }
 
 void CFramePath::Deliver() {
     ++m_info.nFrameNum;
-    const uint64_t before = m_nDelivered;
+    const uint64_t before = m_delivered;
     m_manager.ImageCallBack(reinterpret_cast<uint8_t*>(m_depth.data()), &m_info);
-    if (m_nDelivered != before + 1) {
+    if (m_delivered != before + 1) {
         throw std::runtime_error("a frame did not arrive whole");
     }
 }

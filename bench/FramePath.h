@@ -4,8 +4,8 @@
 #ifndef OX3D_BENCH_FRAME_PATH_H
 #define OX3D_BENCH_FRAME_PATH_H
 
-#include "Manager/Manager.h"
-#include "Rows.h"
+#include "bench/Rows.h"
+#include "src/Manager/Manager.h"
 
 #include <vector>
 
@@ -41,7 +41,7 @@ private:
     OX_FRAME_OUT_INFO_EX m_info = {};
     std::string m_calibration;
     CManager m_manager;
-    uint64_t m_nDelivered = 0; // whole frames that the application got
+    uint64_t m_delivered = 0; // whole frames that the application got
 };
 
 } // namespace ox3dbench

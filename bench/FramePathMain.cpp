@@ -1,6 +1,6 @@
 // FramePathMain.cpp - the program ox3d_frame_path: so many frames through the library, for profilers that count.
 // Prints nothing when all went well.
-#include "FramePath.h"
+#include "bench/FramePath.h"
 
 #include <cstdio>
 #include <cstdlib>

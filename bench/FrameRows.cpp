@@ -1,11 +1,11 @@
 // FrameRows.cpp - a whole frame on its way through the library, beside the kernels that it needs on their own
 // and their limits. The kernels work on memory of the same sizes, each in a loop of its own.
-#include "FramePath.h"
-#include "Kernels.h"
-#include "Limits.h"
-#include "Manager/RgbdInterleave.h"
-#include "Rows.h"
-#include "Tiers.h"
+#include "algorithm/rgbd/RgbdInterleave.h"
+#include "bench/FramePath.h"
+#include "bench/Kernels.h"
+#include "bench/Limits.h"
+#include "bench/Rows.h"
+#include "bench/Tiers.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Images.cpp - the inputs that take more than a buffer; see Images.h.
-#include "Images.h"
+#include "bench/Images.h"
 
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 #ifndef OX3D_BENCH_IMAGES_H
 #define OX3D_BENCH_IMAGES_H
 
-#include "Buffer.h"
-#include "Scene.h"
+#include "bench/Buffer.h"
+#include "bench/Scene.h"
 
 namespace ox3dbench {
 

@@ -1,9 +1,9 @@
 // KernelRows.cpp - depth to points, registration, interleave and scaling in every tier, beside their limits.
 // Relies on the images of a size being shared by all rows of a table.
-#include "Kernels.h"
-#include "Limits.h"
-#include "Rows.h"
-#include "Tiers.h"
+#include "bench/Kernels.h"
+#include "bench/Limits.h"
+#include "bench/Rows.h"
+#include "bench/Tiers.h"
 
 #include <cstring>
 

@@ -1,9 +1,9 @@
 // Kernels.cpp - see Kernels.h.
-#include "Kernels.h"
+#include "bench/Kernels.h"
 
-#include "BilinearTiers.h"
-#include "Manager/RgbdInterleave.h"
-#include "Oxb3dBinoStereo.h"
+#include "algorithm/rgbd/RgbdInterleave.h"
+#include "algorithm/scaling/BilinearTiers.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 namespace ox3dbench {
 

@@ -2,7 +2,7 @@
 #ifndef OX3D_BENCH_KERNELS_H
 #define OX3D_BENCH_KERNELS_H
 
-#include "Images.h"
+#include "bench/Images.h"
 
 namespace ox3dbench {
 

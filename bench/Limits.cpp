@@ -1,6 +1,6 @@
 // Limits.cpp - see Limits.h. Relies on the compiler's function attributes, so that the unit itself is built for
 // any processor.
-#include "Limits.h"
+#include "bench/Limits.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 #ifndef OX3D_BENCH_LOG_LINE_H
 #define OX3D_BENCH_LOG_LINE_H
 
-#include "Rows.h"
+#include "bench/Rows.h"
 
 #include <benchmark/benchmark.h>
 

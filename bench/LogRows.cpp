@@ -1,8 +1,8 @@
 // LogRows.cpp - what a line of the log costs the thread that writes it, and what a line costs that is switched
 // off. Relies on the working folder being one to write into.
-#include "Common/AsyncLog.h"
-#include "LogLine.h"
-#include "Rows.h"
+#include "bench/LogLine.h"
+#include "bench/Rows.h"
+#include "src/Common/AsyncLog.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Open3dRows.cpp - Open3D's point clouds from depth images, on one thread (OMP_NUM_THREADS). Both make metres;
 // the tensor one leaves out pixels without depth.
-#include "Images.h"
-#include "Rows.h"
+#include "bench/Images.h"
+#include "bench/Rows.h"
 
 #include <open3d/camera/PinholeCameraIntrinsic.h>
 #include <open3d/geometry/Image.h>

@@ -1,6 +1,6 @@
 // OpenCvRows.cpp - OpenCV's functions that do the same or nearly so, each on one thread.
-#include "Images.h"
-#include "Rows.h"
+#include "bench/Images.h"
+#include "bench/Rows.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core.hpp>

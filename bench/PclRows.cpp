@@ -1,6 +1,6 @@
 // PclRows.cpp - PCL's organised cloud from a depth image: points of 16 bytes in metres.
-#include "Images.h"
-#include "Rows.h"
+#include "bench/Images.h"
+#include "bench/Rows.h"
 
 #include <pcl/compression/organized_pointcloud_conversion.h>
 #include <pcl/point_cloud.h>

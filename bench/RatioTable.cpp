@@ -1,7 +1,7 @@
 // RatioTable.cpp - see RatioTable.h.
-#include "RatioTable.h"
+#include "bench/RatioTable.h"
 
-#include "Tiers.h"
+#include "bench/Tiers.h"
 
 #include <algorithm>
 #include <cstdio>

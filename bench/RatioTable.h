@@ -3,7 +3,7 @@
 #ifndef OX3D_BENCH_RATIO_TABLE_H
 #define OX3D_BENCH_RATIO_TABLE_H
 
-#include "Rows.h"
+#include "bench/Rows.h"
 
 #include <benchmark/benchmark.h>
 

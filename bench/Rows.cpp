@@ -1,5 +1,5 @@
 // Rows.cpp - see Rows.h.
-#include "Rows.h"
+#include "bench/Rows.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,8 +1,8 @@
 // Scene.cpp - see Scene.h.
-#include "Scene.h"
+#include "bench/Scene.h"
 
-#include "FrameSource.h"
-#include "SceneTruth.h"
+#include "virtual-camera/frames/FrameSource.h"
+#include "virtual-camera/frames/SceneTruth.h"
 
 #include <stdexcept>
 

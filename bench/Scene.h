@@ -3,7 +3,7 @@
 #ifndef OX3D_BENCH_SCENE_H
 #define OX3D_BENCH_SCENE_H
 
-#include "Rows.h"
+#include "bench/Rows.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 // SpdlogRows.cpp - the same lines through spdlog's asynchronous logger, which flushes after every line as the
 // library's log does.
-#include "LogLine.h"
+#include "bench/LogLine.h"
 
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>

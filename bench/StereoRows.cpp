@@ -1,9 +1,9 @@
 // StereoRows.cpp - rows of the stereo library's other kernels: remap, multi-frame fusion, depth fill score.
-#include "Images.h"
-#include "Limits.h"
-#include "Oxb3dBinoStereo.h"
-#include "Rows.h"
-#include "Tiers.h"
+#include "bench/Images.h"
+#include "bench/Limits.h"
+#include "bench/Rows.h"
+#include "bench/Tiers.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 namespace ox3dbench {
 namespace {

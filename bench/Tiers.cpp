@@ -1,10 +1,10 @@
 // Tiers.cpp - see Tiers.h.
-#include "Tiers.h"
+#include "bench/Tiers.h"
 
-#include "BilinearTiers.h"
-#include "ImageTiers.h"
-#include "Manager/RgbdInterleaveTiers.h"
-#include "TransformTiers.h"
+#include "algorithm/binostereo/ImageTiers.h"
+#include "algorithm/binostereo/TransformTiers.h"
+#include "algorithm/rgbd/RgbdInterleaveTiers.h"
+#include "algorithm/scaling/BilinearTiers.h"
 
 namespace ox3dbench {
 namespace {

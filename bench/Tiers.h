@@ -2,7 +2,7 @@
 #ifndef OX3D_BENCH_TIERS_H
 #define OX3D_BENCH_TIERS_H
 
-#include "cpu/KernelTier.h"
+#include "algorithm/dispatch/KernelTier.h"
 
 #include <vector>
 

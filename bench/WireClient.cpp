@@ -4,8 +4,8 @@
 //                                                         frames, losses, and the shares of a processor that this
 //                                                         process and the camera's process PID take
 // Relies on the provider that LD_LIBRARY_PATH leads to.
-#include "Ox3dRgbdApi.h"
-#include "OxCameraControl.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/OxCameraControl.h>
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 // YuvRows.cpp - libyuv's scaler.
-#include "Images.h"
-#include "Rows.h"
+#include "bench/Images.h"
+#include "bench/Rows.h"
 
 #include <libyuv/scale.h>
 

@@ -1,8 +1,8 @@
 // main.cpp - the program ox3d_bench: measures kernels, limits, peers, the log and the frame path in one shuffled
 // run and prints tables of ratios. Takes the options of Google Benchmark and --plot_data=FILE.
-#include "RatioTable.h"
-#include "Rows.h"
-#include "Tiers.h"
+#include "bench/RatioTable.h"
+#include "bench/Rows.h"
+#include "bench/Tiers.h"
 
 #include <benchmark/benchmark.h>
 

@@ -19,8 +19,10 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 
-# One interface target carries warnings, the sanitizers and the public include folder's parent.
+# One interface target carries warnings, the sanitizers and the root that includes are written from: an include
+# begins with its module ("base/Mutex.h"), so that its line alone says what depends on what.
 add_library(ox3d_compile INTERFACE)
+target_include_directories(ox3d_compile INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(ox3d_compile INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wvla -Wformat=2 -Wformat-nonliteral -Wundef
     -Wcast-qual $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>

@@ -1,5 +1,5 @@
 // CameraConfig.cpp - reads the camera list: sections "[camera]" with "key = value" lines, '#' for comments.
-#include "CameraConfig.h"
+#include "virtual-camera/CameraConfig.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <tuple>
 #include <utility>
 
-#include "TextParse.h"
+#include "virtual-camera/TextParse.h"
 
 namespace ox3d {
 namespace {

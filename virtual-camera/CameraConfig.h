@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Faults.h"
-#include "Feature.h"
-#include "source/FrameSource.h"
+#include "virtual-camera/Faults.h"
+#include "virtual-camera/Feature.h"
+#include "virtual-camera/frames/FrameSource.h"
 
 namespace ox3d {
 

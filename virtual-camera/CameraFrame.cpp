@@ -1,5 +1,5 @@
 // CameraFrame.cpp - lays images out as a camera's payload and chunks. Chunk headers are little-endian words.
-#include "CameraFrame.h"
+#include "virtual-camera/CameraFrame.h"
 
 #include <algorithm>
 #include <cstring>

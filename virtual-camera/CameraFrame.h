@@ -9,8 +9,8 @@
 #include <new>
 #include <vector>
 
-#include "Faults.h"
-#include "source/FrameSource.h"
+#include "virtual-camera/Faults.h"
+#include "virtual-camera/frames/FrameSource.h"
 
 namespace ox3d {
 

@@ -1,12 +1,12 @@
 // CameraModel.cpp - a camera's life: its registers at power-up, its plug, and what outlives a power cycle.
-#include "CameraModel.h"
+#include "virtual-camera/CameraModel.h"
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <thread>
 
-#include "GenicamXml.h"
+#include "virtual-camera/GenicamXml.h"
 
 namespace ox3d {
 namespace {

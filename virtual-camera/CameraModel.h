@@ -15,12 +15,12 @@
 #include <string_view>
 #include <vector>
 
-#include "CameraConfig.h"
-#include "CameraFrame.h"
-#include "FeatureMap.h"
-#include "FileStore.h"
-#include "FrameClock.h"
-#include "RegisterFile.h"
+#include "virtual-camera/CameraConfig.h"
+#include "virtual-camera/CameraFrame.h"
+#include "virtual-camera/FeatureMap.h"
+#include "virtual-camera/FileStore.h"
+#include "virtual-camera/FrameClock.h"
+#include "virtual-camera/RegisterFile.h"
 
 namespace ox3d {
 

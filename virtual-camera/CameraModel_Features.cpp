@@ -3,7 +3,7 @@
 #include <bit>
 #include <cmath>
 
-#include "CameraModel.h"
+#include "virtual-camera/CameraModel.h"
 
 namespace ox3d {
 

@@ -2,7 +2,7 @@
 #include <bit>
 #include <charconv>
 
-#include "CameraModel.h"
+#include "virtual-camera/CameraModel.h"
 
 namespace ox3d {
 namespace {

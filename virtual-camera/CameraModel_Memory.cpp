@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "CameraModel.h"
+#include "virtual-camera/CameraModel.h"
 
 namespace ox3d {
 

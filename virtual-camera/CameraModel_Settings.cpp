@@ -6,8 +6,8 @@
 #include <bit>
 #include <charconv>
 
-#include "CameraModel.h"
-#include "TextParse.h"
+#include "virtual-camera/CameraModel.h"
+#include "virtual-camera/TextParse.h"
 
 namespace ox3d {
 namespace {

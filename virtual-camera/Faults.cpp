@@ -1,7 +1,7 @@
 // Faults.cpp - the table of faults and its reader.
-#include "Faults.h"
+#include "virtual-camera/Faults.h"
 
-#include "TextParse.h"
+#include "virtual-camera/TextParse.h"
 
 namespace ox3d {
 namespace {

@@ -1,5 +1,5 @@
 // FeatureMap.cpp - picks a transport's rows and gives addresses to those that have none.
-#include "FeatureMap.h"
+#include "virtual-camera/FeatureMap.h"
 
 #include <algorithm>
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Feature.h"
+#include "virtual-camera/Feature.h"
 
 namespace ox3d {
 

@@ -2,7 +2,7 @@
 //
 // Rows with an address live where the transport's own standard puts them (the bootstrap registers of
 // GigE Vision, the identification block of USB3 Vision); the others are placed in the feature area.
-#include "Feature.h"
+#include "virtual-camera/Feature.h"
 
 namespace ox3d {
 namespace {

@@ -1,5 +1,5 @@
 // FileStore.cpp - files by name, bounded in number and size.
-#include "FileStore.h"
+#include "virtual-camera/FileStore.h"
 
 #include <algorithm>
 

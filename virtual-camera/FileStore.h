@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Feature.h"
+#include "virtual-camera/Feature.h"
 
 namespace ox3d {
 

@@ -1,7 +1,7 @@
 // GenicamXml.cpp - every feature becomes a node of its type and a register node "<Name>Reg" behind it.
 //
 // The order of elements inside a node is the one that the GenApi schema prescribes.
-#include "GenicamXml.h"
+#include "virtual-camera/GenicamXml.h"
 
 #include <algorithm>
 #include <array>

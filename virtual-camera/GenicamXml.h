@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "FeatureMap.h"
+#include "virtual-camera/FeatureMap.h"
 
 namespace ox3d {
 

@@ -1,5 +1,5 @@
 // RegisterFile.cpp - bytes, byte order and bounds of the register memory.
-#include "RegisterFile.h"
+#include "virtual-camera/RegisterFile.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,8 +1,8 @@
 // The common data transform: its checks, the choice of the mode, and the clearing that goes with each mode.
 // Relies on the kernels; uses no object and no scratch memory.
-#include "CheckedSize.h"
-#include "Object.h"
-#include "TransformTiers.h"
+#include "algorithm/binostereo/CheckedSize.h"
+#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/TransformTiers.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SetConfig and GetConfig: a table of keys, record sizes and actions for each.
 // Relies on the parameter functions and the map size rule.
-#include "Object.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <cstring>

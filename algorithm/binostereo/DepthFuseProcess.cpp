@@ -1,6 +1,6 @@
 // Process type 6: checks the records and hands the frame to multi-frame fusion with the object's parameters.
 // Relies on the fusion functions; their statuses and the image check's are passed on unmapped.
-#include "Object.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Depth fill score, and the processes 3 (one region) and 13 (several regions) over it.
 // Relies on the object for nothing but being given: the score uses no memory of it.
-#include "ImageTiers.h"
-#include "Object.h"
+#include "algorithm/binostereo/ImageTiers.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <cstring>

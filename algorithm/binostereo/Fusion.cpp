@@ -1,10 +1,10 @@
 // Multi-frame depth fusion: its memory, and the fusion of a frame with the one before it.
 // Relies on the Gaussian smoothing; state and buffers live in the object's two regions.
-#include "CheckedSize.h"
-#include "FloatToInt.h"
-#include "Gaussian.h"
-#include "ImageTiers.h"
-#include "Object.h"
+#include "algorithm/binostereo/CheckedSize.h"
+#include "algorithm/binostereo/FloatToInt.h"
+#include "algorithm/binostereo/Gaussian.h"
+#include "algorithm/binostereo/ImageTiers.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Separable Gaussian smoothing in fixed point. Rows are filtered once into a ring of 11 rows of 8.8
 // fixed-point values, columns are filtered from the ring. Relies on weights that add up to exactly one, so
 // that an even area keeps its grey value.
-#include "ImageTiers.h"
+#include "algorithm/binostereo/ImageTiers.h"
 
 #include <algorithm>
 #include <cstddef>

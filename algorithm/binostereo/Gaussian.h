@@ -2,7 +2,7 @@
 // Relies on nothing; the caller gives the work memory.
 #pragma once
 
-#include "CheckedSize.h"
+#include "algorithm/binostereo/CheckedSize.h"
 
 #include <cstdint>
 

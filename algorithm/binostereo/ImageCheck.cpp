@@ -1,6 +1,6 @@
 // Image descriptors: the rules of every image format as one table, and the mapping of image-layer statuses.
 // Relies on the public header alone.
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <algorithm>
 #include <cstddef>

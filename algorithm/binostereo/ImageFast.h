@@ -3,7 +3,7 @@
 // unit. Where pointers bear no __restrict the compiler tests for overlap itself.
 #pragma once
 
-#include "ImageTiers.h"
+#include "algorithm/binostereo/ImageTiers.h"
 
 #include <cstring>
 

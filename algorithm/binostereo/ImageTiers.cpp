@@ -1,5 +1,5 @@
 // ImageTiers.cpp - see ImageTiers.h.
-#include "ImageTiers.h"
+#include "algorithm/binostereo/ImageTiers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +13,7 @@ constexpr ImageKernels kReference = {reference::Remap, reference::SmoothRow, ref
                                      reference::Weigh, reference::Fuse,      reference::CountZeros};
 
 // Null until the first use. Two threads that get there together choose the same.
-constinit std::atomic<const ImageKernels*> g_pImageKernels{nullptr};
+constinit std::atomic<const ImageKernels*> g_imageKernels{nullptr};
 
 const ImageKernels& KernelsOf(KernelTier tier) {
     switch (tier) {
@@ -37,17 +37,17 @@ const ImageKernels& KernelsOf(KernelTier tier) {
 } // namespace
 
 const ImageKernels& ImageKernelsInUse() {
-    const ImageKernels* kernels = g_pImageKernels.load(std::memory_order_acquire);
+    const ImageKernels* kernels = g_imageKernels.load(std::memory_order_acquire);
     if (kernels == nullptr) {
         kernels = &KernelsOf(ox3dcpu::ChooseKernelTier());
-        g_pImageKernels.store(kernels, std::memory_order_release);
+        g_imageKernels.store(kernels, std::memory_order_release);
     }
     return *kernels;
 }
 
 KernelTier UseImageKernelTier(KernelTier tier) {
     tier = std::min(tier, ox3dcpu::BestKernelTier());
-    g_pImageKernels.store(&KernelsOf(tier), std::memory_order_release);
+    g_imageKernels.store(&KernelsOf(tier), std::memory_order_release);
     return tier;
 }
 

@@ -2,9 +2,9 @@
 // counting. The reference kernels stand in the units of their features and define what every tier computes.
 #pragma once
 
-#include "FloatToInt.h"
-#include "Gaussian.h"
-#include "cpu/KernelTier.h"
+#include "algorithm/binostereo/FloatToInt.h"
+#include "algorithm/binostereo/Gaussian.h"
+#include "algorithm/dispatch/KernelTier.h"
 
 #include <cstddef>
 #include <cstdint>

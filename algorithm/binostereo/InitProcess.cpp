@@ -1,8 +1,8 @@
 // Process type 1: takes a stereo calibration, builds the rectification maps of both cameras and initialises
 // the object. Relies on the rectification geometry and on the fusion-depth region.
-#include "Object.h"
-#include "Rectification.h"
-#include "Regions.h"
+#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Rectification.h"
+#include "algorithm/binostereo/Regions.h"
 
 #include <cstring>
 #include <initializer_list>

@@ -1,7 +1,7 @@
 // Sizing, laying out and creating an object in the caller's memory.
 // Relies on the region sizes of the features; allocates nothing.
-#include "Object.h"
-#include "Regions.h"
+#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Regions.h"
 
 #include <algorithm>
 #include <cstring>

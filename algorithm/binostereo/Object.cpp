@@ -1,6 +1,6 @@
 // The object's identity and end of life, and the version.
 // Relies on the object layout.
-#include "Object.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <cstring>
 

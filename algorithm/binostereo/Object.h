@@ -2,7 +2,7 @@
 // share. Relies on the public header alone.
 #pragma once
 
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The 26 parameters: one table of ids, defaults and ranges, and setting and reading over it.
 // Relies on the object layout, whose parameter words stand in the table's order.
-#include "Object.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 // The process dispatcher: one table of types, ability bits and sub-processes.
 // Relies on each sub-process checking its records itself.
-#include "Object.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <iterator>

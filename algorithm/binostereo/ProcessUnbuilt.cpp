@@ -1,6 +1,6 @@
 // The processes that are not built. Each is reached through its ability bit like the others and fails
 // honestly. Relies on nothing.
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Undistort-rectify maps: their size, their computation, and warping an image through one.
 // Relies on the matrix inverse in double precision; everything per pixel after it is single precision, in the
 // order of the formulas.
-#include "CheckedSize.h"
-#include "FloatToInt.h"
-#include "ImageTiers.h"
-#include "Matrix3.h"
-#include "Object.h"
+#include "algorithm/binostereo/CheckedSize.h"
+#include "algorithm/binostereo/FloatToInt.h"
+#include "algorithm/binostereo/ImageTiers.h"
+#include "algorithm/binostereo/Matrix3.h"
+#include "algorithm/binostereo/Object.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,9 +1,9 @@
 // The geometry of calibrated rectification, in double precision. Rotations are combined as quaternions, whose
 // half and whose shortest arc need no angle and have no special cases at the angles that occur.
 // Relies on Matrix3.h.
-#include "Rectification.h"
+#include "algorithm/binostereo/Rectification.h"
 
-#include "Matrix3.h"
+#include "algorithm/binostereo/Matrix3.h"
 
 #include <algorithm>
 #include <cmath>

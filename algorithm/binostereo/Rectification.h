@@ -2,7 +2,7 @@
 // Relies on the public records; uses no memory of the object.
 #pragma once
 
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 namespace oxb3d {
 

@@ -1,7 +1,7 @@
 // Process type 5: warps a left and a right image through the maps that process type 1 has built.
 // Relies on the maps in the fusion-depth region of an initialised object.
-#include "Object.h"
-#include "Regions.h"
+#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Regions.h"
 
 #include <cstring>
 

@@ -2,8 +2,8 @@
 // Relies on the object layout and checked sizes.
 #pragma once
 
-#include "CheckedSize.h"
-#include "Object.h"
+#include "algorithm/binostereo/CheckedSize.h"
+#include "algorithm/binostereo/Object.h"
 
 namespace oxb3d {
 

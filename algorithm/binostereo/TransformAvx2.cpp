@@ -1,7 +1,7 @@
 // The transform's fast kernels for processors with AVX2; by hand is only the store of three coordinates.
 // Relies on TransformFast.h, and on being compiled for AVX2.
 #define OXB3D_TIER avx2
-#include "TransformKernel.h"
+#include "algorithm/binostereo/TransformKernel.h"
 
 #include <immintrin.h>
 
@@ -71,4 +71,4 @@ int32_t MapGroups(const float* k, int32_t v, const int16_t* depth, int32_t count
 } // namespace
 } // namespace oxb3d::OXB3D_TIER
 
-#include "TransformFast.h"
+#include "algorithm/binostereo/TransformFast.h"

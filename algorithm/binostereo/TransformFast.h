@@ -5,8 +5,8 @@
 // target indices of 32 bits.
 #pragma once
 
-#include "TransformKernel.h"
-#include "TransformTiers.h"
+#include "algorithm/binostereo/TransformKernel.h"
+#include "algorithm/binostereo/TransformTiers.h"
 
 namespace oxb3d::OXB3D_TIER {
 namespace {

@@ -5,7 +5,7 @@
 // a unit that is compiled for newer processors must not lend the linker its copy.
 #pragma once
 
-#include "FloatToInt.h"
+#include "algorithm/binostereo/FloatToInt.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The transform's fast kernels in plain loops, for every processor.
 // Relies on TransformFast.h.
 #define OXB3D_TIER sse2
-#include "TransformKernel.h"
+#include "algorithm/binostereo/TransformKernel.h"
 
 namespace oxb3d::OXB3D_TIER {
 namespace {
@@ -16,4 +16,4 @@ int32_t MapGroups(const float* /*k*/, int32_t /*v*/, const int16_t* /*depth*/, i
 } // namespace
 } // namespace oxb3d::OXB3D_TIER
 
-#include "TransformFast.h"
+#include "algorithm/binostereo/TransformFast.h"

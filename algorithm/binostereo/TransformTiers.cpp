@@ -1,5 +1,5 @@
 // TransformTiers.cpp - see TransformTiers.h. The reference kernel is instantiated here.
-#include "TransformTiers.h"
+#include "algorithm/binostereo/TransformTiers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +13,7 @@ using ox3dcpu::KernelTier;
 constexpr TransformKernels kReference = {RunReference<float>, RunReference<int16_t>, true};
 
 // Null until the first use. Two threads that get there together choose the same.
-constinit std::atomic<const TransformKernels*> g_pKernels{nullptr};
+constinit std::atomic<const TransformKernels*> g_kernels{nullptr};
 
 const TransformKernels& KernelsOf(KernelTier tier) {
     switch (tier) {
@@ -35,10 +35,10 @@ const TransformKernels& KernelsOf(KernelTier tier) {
 }
 
 const TransformKernels& KernelsInUse() {
-    const TransformKernels* kernels = g_pKernels.load(std::memory_order_acquire);
+    const TransformKernels* kernels = g_kernels.load(std::memory_order_acquire);
     if (kernels == nullptr) {
         kernels = &KernelsOf(ox3dcpu::ChooseKernelTier());
-        g_pKernels.store(kernels, std::memory_order_release);
+        g_kernels.store(kernels, std::memory_order_release);
     }
     return *kernels;
 }
@@ -96,7 +96,7 @@ const TransformKernels& KernelsFor(TransformMode mode, const TransformArgs<int16
 
 KernelTier UseKernelTier(KernelTier tier) {
     tier = std::min(tier, ox3dcpu::BestKernelTier());
-    g_pKernels.store(&KernelsOf(tier), std::memory_order_release);
+    g_kernels.store(&KernelsOf(tier), std::memory_order_release);
     return tier;
 }
 

@@ -2,8 +2,8 @@
 // Relies on TransformKernel.h as the definition of what every tier computes.
 #pragma once
 
-#include "TransformKernel.h"
-#include "cpu/KernelTier.h"
+#include "algorithm/binostereo/TransformKernel.h"
+#include "algorithm/dispatch/KernelTier.h"
 
 namespace oxb3d {
 

@@ -1,11 +1,11 @@
 // AravisCamera.cpp - what cameras of both transports share, and those on USB.
-#include "AravisCamera.h"
+#include "providers/aravis/AravisCamera.h"
 
 #include <string_view>
 
-#include "AravisStream.h"
-#include "UsbDevices.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisStream.h"
+#include "providers/aravis/UsbDevices.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <mutex>
 
-#include "AravisConnection.h"
-#include "GvcpClient.h"
-#include "common/Camera.h"
+#include "providers/aravis/AravisConnection.h"
+#include "providers/aravis/GvcpClient.h"
+#include "providers/common/Camera.h"
 
 namespace ox3d {
 

@@ -1,16 +1,16 @@
 // AravisConnection.cpp - life of an opened camera, its streaming and its features.
-#include "AravisConnection.h"
+#include "providers/aravis/AravisConnection.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "AravisStream.h"
-#include "FeatureFile.h"
-#include "Features.h"
-#include "Gvcp.h"
-#include "GvcpClient.h"
-#include "Memory.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisStream.h"
+#include "providers/aravis/FeatureFile.h"
+#include "providers/aravis/Features.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/GvcpClient.h"
+#include "providers/aravis/Memory.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -10,9 +10,9 @@
 #include <atomic>
 #include <mutex>
 
-#include "ArvError.h"
-#include "Watch.h"
-#include "common/Connection.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/aravis/Watch.h"
+#include "providers/common/Connection.h"
 
 namespace ox3d {
 

@@ -1,10 +1,10 @@
 // AravisConnection_Files.cpp - files of the camera's store, through the file features of its description.
 #include <algorithm>
 
-#include "AravisConnection.h"
-#include "Features.h"
-#include "Memory.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisConnection.h"
+#include "providers/aravis/Features.h"
+#include "providers/aravis/Memory.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

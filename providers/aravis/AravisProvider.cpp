@@ -4,11 +4,11 @@
 #include <mutex>
 #include <vector>
 
-#include "AravisCamera.h"
-#include "Discovery.h"
-#include "UsbDevices.h"
-#include "common/DeviceText.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisCamera.h"
+#include "providers/aravis/Discovery.h"
+#include "providers/aravis/UsbDevices.h"
+#include "providers/common/DeviceText.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -1,13 +1,13 @@
 // AravisStream.cpp - buffers in, frames out; what is not whole is counted and given back.
-#include "AravisStream.h"
+#include "providers/aravis/AravisStream.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-#include "Features.h"
-#include "common/Status.h"
+#include "providers/aravis/Features.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -11,10 +11,10 @@
 #include <optional>
 #include <set>
 
-#include "AravisConnection.h"
-#include "ArvError.h"
-#include "ChunkWalk.h"
-#include "common/Stream.h"
+#include "providers/aravis/AravisConnection.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/aravis/ChunkWalk.h"
+#include "providers/common/Stream.h"
 
 namespace ox3d {
 

@@ -1,7 +1,7 @@
 // ArvError.cpp - what goes wrong inside Aravis, as codes of the camera-control interface.
-#include "ArvError.h"
+#include "providers/aravis/ArvError.h"
 
-#include "common/Status.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

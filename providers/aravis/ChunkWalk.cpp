@@ -1,5 +1,5 @@
 // ChunkWalk.cpp - from the last chunk to the first, every length held against what is left.
-#include "ChunkWalk.h"
+#include "providers/aravis/ChunkWalk.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // Discovery.cpp - asks through a socket for each address of the host, so that an answer tells the interface.
-#include "Discovery.h"
+#include "providers/aravis/Discovery.h"
 
 #include <poll.h>
 
@@ -12,8 +12,8 @@
 #include <mutex>
 #include <set>
 
-#include "Gvcp.h"
-#include "Network.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/Network.h"
 
 namespace ox3d {
 namespace {

@@ -1,5 +1,5 @@
 // FeatureFile.cpp - walks the categories from Root for saving; for loading, lines as they come.
-#include "FeatureFile.h"
+#include "providers/aravis/FeatureFile.h"
 
 #include <algorithm>
 #include <array>
@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "ArvError.h"
-#include "Features.h"
-#include "common/Status.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/aravis/Features.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

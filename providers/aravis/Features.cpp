@@ -1,5 +1,5 @@
 // Features.cpp - typed access to features.
-#include "Features.h"
+#include "providers/aravis/Features.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "ArvError.h"
-#include "common/Status.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/common/Status.h"
 
 namespace ox3d::features {
 namespace {

@@ -2,12 +2,12 @@
 #include <chrono>
 #include <thread>
 
-#include "AravisCamera.h"
-#include "Discovery.h"
-#include "Gvcp.h"
-#include "Network.h"
-#include "common/DeviceText.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisCamera.h"
+#include "providers/aravis/Discovery.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/Network.h"
+#include "providers/common/DeviceText.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -1,7 +1,7 @@
 // Gvcp.cpp - fixed layouts of the control protocol, each read after its length has been checked.
-#include "Gvcp.h"
+#include "providers/aravis/Gvcp.h"
 
-#include "common/DeviceText.h"
+#include "providers/common/DeviceText.h"
 
 namespace ox3d::gvcp {
 namespace {

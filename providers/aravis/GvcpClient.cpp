@@ -1,5 +1,5 @@
 // GvcpClient.cpp - asks, waits, asks again; a camera that is busy may say so and take longer.
-#include "GvcpClient.h"
+#include "providers/aravis/GvcpClient.h"
 
 #include <algorithm>
 #include <array>

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <cstdint>
 
-#include "Gvcp.h"
-#include "Network.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/Network.h"
 
 namespace ox3d {
 

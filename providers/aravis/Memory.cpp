@@ -1,12 +1,12 @@
 // Memory.cpp - cuts ranges into blocks that every transport carries.
-#include "Memory.h"
+#include "providers/aravis/Memory.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 
-#include "ArvError.h"
-#include "common/Status.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -1,5 +1,5 @@
 // Network.cpp - sockets and interfaces of the operating system.
-#include "Network.h"
+#include "providers/aravis/Network.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>

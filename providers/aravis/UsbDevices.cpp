@@ -1,5 +1,5 @@
 // UsbDevices.cpp - the USB3 Vision interface of Aravis, and the kernel's own description of the devices.
-#include "UsbDevices.h"
+#include "providers/aravis/UsbDevices.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,8 +9,8 @@
 #include <mutex>
 #include <set>
 
-#include "common/DeviceText.h"
-#include "common/Status.h"
+#include "providers/common/DeviceText.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -9,7 +9,7 @@
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "ArvError.h"
+#include "providers/aravis/ArvError.h"
 
 namespace ox3d {
 

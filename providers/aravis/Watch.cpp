@@ -1,5 +1,5 @@
 // Watch.cpp - probes all the time, and events as they come.
-#include "Watch.h"
+#include "providers/aravis/Watch.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -11,11 +11,11 @@
 #include <cstdio>
 #include <vector>
 
-#include "AravisConnection.h"
-#include "Features.h"
-#include "GvcpClient.h"
-#include "common/DeviceText.h"
-#include "common/Status.h"
+#include "providers/aravis/AravisConnection.h"
+#include "providers/aravis/Features.h"
+#include "providers/aravis/GvcpClient.h"
+#include "providers/common/DeviceText.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

@@ -11,9 +11,9 @@
 #include <memory>
 #include <string>
 
-#include "Gvcp.h"
-#include "Network.h"
-#include "common/Worker.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/Network.h"
+#include "providers/common/Worker.h"
 
 namespace ox3d {
 

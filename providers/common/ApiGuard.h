@@ -6,8 +6,8 @@
 #include <exception>
 #include <new>
 
-#include "HandleTable.h"
-#include "Status.h"
+#include "providers/common/HandleTable.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 

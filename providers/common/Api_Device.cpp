@@ -1,8 +1,8 @@
 // Api_Device.cpp - exported functions: devices, handles, exceptions and events.
 #include <cstring>
 
-#include "ApiGuard.h"
-#include "Camera.h"
+#include "providers/common/ApiGuard.h"
+#include "providers/common/Camera.h"
 
 using namespace ox3d;
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "ApiGuard.h"
-#include "LocalFile.h"
+#include "base/LocalFile.h"
+#include "providers/common/ApiGuard.h"
 
 using namespace ox3d;
 

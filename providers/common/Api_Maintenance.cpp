@@ -1,6 +1,6 @@
 // Api_Maintenance.cpp - exported functions: registers, network, files, upgrade, and what is not offered.
-#include "ApiGuard.h"
-#include "DeviceText.h"
+#include "providers/common/ApiGuard.h"
+#include "providers/common/DeviceText.h"
 
 using namespace ox3d;
 

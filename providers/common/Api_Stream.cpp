@@ -1,7 +1,7 @@
 // Api_Stream.cpp - exported functions: streaming and image nodes.
 #include <cstring>
 
-#include "ApiGuard.h"
+#include "providers/common/ApiGuard.h"
 
 using namespace ox3d;
 

@@ -7,8 +7,8 @@
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "Connection.h"
-#include "FrameBuffer.h"
+#include "providers/common/Connection.h"
+#include "providers/common/FrameBuffer.h"
 
 namespace ox3d {
 

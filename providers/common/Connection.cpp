@@ -1,12 +1,12 @@
 // Connection.cpp - notices of a camera on their way to the application.
-#include "Connection.h"
+#include "providers/common/Connection.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <exception>
 
-#include "CallbackThread.h"
-#include "DeviceText.h"
+#include "providers/common/CallbackThread.h"
+#include "providers/common/DeviceText.h"
 
 namespace ox3d {
 namespace {

@@ -14,8 +14,8 @@
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "CallbackSlot.h"
-#include "Worker.h"
+#include "providers/common/CallbackSlot.h"
+#include "providers/common/Worker.h"
 
 namespace ox3d {
 

@@ -1,10 +1,10 @@
 // FrameBuffer.cpp - queues, loans and losses of image nodes.
-#include "FrameBuffer.h"
+#include "providers/common/FrameBuffer.h"
 
 #include <algorithm>
 #include <chrono>
 
-#include "Status.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 

@@ -1,5 +1,5 @@
 // HandleTable.cpp - numbers for sessions.
-#include "HandleTable.h"
+#include "providers/common/HandleTable.h"
 
 namespace ox3d {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "Session.h"
+#include "providers/common/Session.h"
 
 namespace ox3d {
 

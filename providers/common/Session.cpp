@@ -1,12 +1,12 @@
 // Session.cpp - opening and closing, starting and stopping, from outside and from inside callbacks.
-#include "Session.h"
+#include "providers/common/Session.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "CallbackThread.h"
-#include "Status.h"
+#include "providers/common/CallbackThread.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 

@@ -12,11 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "Camera.h"
-#include "Connection.h"
-#include "FrameBuffer.h"
-#include "Stream.h"
-#include "Upgrade.h"
+#include "providers/common/Camera.h"
+#include "providers/common/Connection.h"
+#include "providers/common/FrameBuffer.h"
+#include "providers/common/Stream.h"
+#include "providers/common/Upgrade.h"
 
 namespace ox3d {
 

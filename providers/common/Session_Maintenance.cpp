@@ -1,7 +1,7 @@
 // Session_Maintenance.cpp - files, firmware and network configuration of a handle's camera.
-#include "LocalFile.h"
-#include "Session.h"
-#include "Status.h"
+#include "base/LocalFile.h"
+#include "providers/common/Session.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

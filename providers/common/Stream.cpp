@@ -1,9 +1,9 @@
 // Stream.cpp - from the camera into the image nodes, and from there to the application's callback.
-#include "Stream.h"
+#include "providers/common/Stream.h"
 
 #include <new>
 
-#include "CallbackThread.h"
+#include "providers/common/CallbackThread.h"
 
 namespace ox3d {
 

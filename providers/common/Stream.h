@@ -9,9 +9,9 @@
 #include <memory>
 #include <stop_token>
 
-#include "Connection.h"
-#include "FrameBuffer.h"
-#include "Worker.h"
+#include "providers/common/Connection.h"
+#include "providers/common/FrameBuffer.h"
+#include "providers/common/Worker.h"
 
 namespace ox3d {
 

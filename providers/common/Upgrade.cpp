@@ -1,11 +1,11 @@
 // Upgrade.cpp - reads the firmware and hands it to the camera, keeping what the camera says about progress.
-#include "Upgrade.h"
+#include "providers/common/Upgrade.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "LocalFile.h"
-#include "Status.h"
+#include "base/LocalFile.h"
+#include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {

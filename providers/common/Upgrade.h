@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "Connection.h"
-#include "Worker.h"
+#include "providers/common/Connection.h"
+#include "providers/common/Worker.h"
 
 namespace ox3d {
 

@@ -1,5 +1,5 @@
 // Worker.cpp - start, self-recognition and joining of a provider's threads.
-#include "Worker.h"
+#include "providers/common/Worker.h"
 
 #include <csignal>
 #include <exception>

@@ -2,7 +2,7 @@
 // from the caller is checked here, because the kernels check nothing.
 #include <ox3drgbd/OxMediaProcess.h>
 
-#include "BilinearTiers.h"
+#include "algorithm/scaling/BilinearTiers.h"
 
 #include <cstdint>
 #include <mutex>
@@ -18,9 +18,9 @@ class CHandleTable {
 public:
     void* Create() {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        const uintptr_t id = m_nNext;
+        const uintptr_t id = m_next;
         m_live.insert(id);
-        m_nNext += 2;                       // odd numbers only: no object's address looks like one
+        m_next += 2;                        // odd numbers only: no object's address looks like one
         return reinterpret_cast<void*>(id); // NOLINT(performance-no-int-to-ptr): never dereferenced
     }
     bool IsLive(const void* handle) {
@@ -35,7 +35,7 @@ public:
 private:
     std::mutex m_mutex;
     std::unordered_set<uintptr_t> m_live;
-    uintptr_t m_nNext = 1;
+    uintptr_t m_next = 1;
 };
 
 // Never destroyed: threads may still scale while the process exits.

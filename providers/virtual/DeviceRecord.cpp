@@ -1,9 +1,9 @@
 // DeviceRecord.cpp - fills the fixed fields of device records, each with its own bound.
-#include "DeviceRecord.h"
+#include "providers/virtual/DeviceRecord.h"
 
 #include <cstring>
 
-#include "common/DeviceText.h"
+#include "providers/common/DeviceText.h"
 
 namespace ox3d {
 namespace {

@@ -1,16 +1,16 @@
 // Directory.cpp - reads the camera list, keeps the cameras, and decides who may open one.
-#include "Directory.h"
+#include "providers/virtual/Directory.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "DeviceRecord.h"
-#include "ModelStatus.h"
-#include "VirtualStream.h"
-#include "common/DeviceText.h"
-#include "common/LocalFile.h"
+#include "base/LocalFile.h"
+#include "providers/common/DeviceText.h"
+#include "providers/virtual/DeviceRecord.h"
+#include "providers/virtual/ModelStatus.h"
+#include "providers/virtual/VirtualStream.h"
 
 namespace ox3d {
 namespace {

@@ -14,8 +14,8 @@
 
 #include <ox3drgbd/OxCameraControl.h>
 
-#include "VirtualConnection.h"
-#include "common/Camera.h"
+#include "providers/common/Camera.h"
+#include "providers/virtual/VirtualConnection.h"
 #include "virtual-camera/CameraModel.h"
 
 namespace ox3d {

@@ -2,7 +2,7 @@
 #ifndef OX3D_PROVIDER_MODEL_STATUS_H
 #define OX3D_PROVIDER_MODEL_STATUS_H
 
-#include "common/Status.h"
+#include "providers/common/Status.h"
 #include "virtual-camera/Feature.h"
 
 namespace ox3d {

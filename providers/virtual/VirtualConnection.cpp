@@ -1,5 +1,5 @@
 // VirtualConnection.cpp - the interface's operations on a camera model.
-#include "VirtualConnection.h"
+#include "providers/virtual/VirtualConnection.h"
 
 #include <algorithm>
 #include <chrono>
@@ -7,9 +7,9 @@
 #include <string_view>
 #include <thread>
 
-#include "ModelStatus.h"
-#include "VirtualStream.h"
-#include "common/DeviceText.h"
+#include "providers/common/DeviceText.h"
+#include "providers/virtual/ModelStatus.h"
+#include "providers/virtual/VirtualStream.h"
 
 namespace ox3d {
 namespace {

@@ -2,7 +2,7 @@
 #ifndef OX3D_PROVIDER_VIRTUAL_CONNECTION_H
 #define OX3D_PROVIDER_VIRTUAL_CONNECTION_H
 
-#include "common/Connection.h"
+#include "providers/common/Connection.h"
 #include "virtual-camera/CameraModel.h"
 
 namespace ox3d {

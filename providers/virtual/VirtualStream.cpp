@@ -1,5 +1,5 @@
 // VirtualStream.cpp - takes frames from the camera model, one after the other.
-#include "VirtualStream.h"
+#include "providers/virtual/VirtualStream.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 #ifndef OX3D_PROVIDER_VIRTUAL_STREAM_H
 #define OX3D_PROVIDER_VIRTUAL_STREAM_H
 
-#include "VirtualConnection.h"
-#include "common/Stream.h"
+#include "providers/common/Stream.h"
+#include "providers/virtual/VirtualConnection.h"
 #include "virtual-camera/CameraFrame.h"
 
 namespace ox3d {

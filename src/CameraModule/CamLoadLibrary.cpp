@@ -1,16 +1,16 @@
 // CamLoadLibrary.cpp - opens the camera-control library and fills the function pointers, row by row.
-#include "CameraModule/CamLoadLibrary.h"
+#include "src/CameraModule/CamLoadLibrary.h"
 
 #include <cstring>
 #include <dlfcn.h>
 
-#include "Common/AsyncLog.h"
-#include "Ox3dRgbdDefine.h"
+#include "src/Common/AsyncLog.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-macro-parentheses): types and names cannot stand in parentheses.
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) result(*name) arguments = nullptr;
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
 // NOLINTEND(bugprone-macro-parentheses)
 }
 
@@ -35,7 +35,7 @@ const SymbolRow kSymbols[] = {
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) \
     {#name, reinterpret_cast<void**>(&name), Group::group, Need::need},
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
     // NOLINTEND(bugprone-macro-parentheses)
 };
 static_assert(sizeof(kSymbols) / sizeof(kSymbols[0]) == 57);

@@ -5,13 +5,13 @@
 #ifndef OX3D_CAM_LOAD_LIBRARY_H
 #define OX3D_CAM_LOAD_LIBRARY_H
 
-#include "Common/Export.h"
-#include "OxCameraControl.h"
+#include "src/Common/Export.h"
+#include <ox3drgbd/OxCameraControl.h>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-macro-parentheses): types and names cannot stand in parentheses.
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) extern OX3D_EXPORT result(*name) arguments;
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
 // NOLINTEND(bugprone-macro-parentheses)
 }
 

@@ -1,12 +1,12 @@
 // CameraModule.cpp - handle, streaming, callbacks and maintenance calls of one camera. Feature access is in
 // CameraModule_Feature.cpp.
-#include "CameraModule/CameraModule.h"
+#include "src/CameraModule/CameraModule.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "CameraModule/CameraModuleCall.h"
-#include "Common/FixedText.h"
+#include "base/FixedText.h"
+#include "src/CameraModule/CameraModuleCall.h"
 
 namespace {
 
@@ -65,16 +65,16 @@ CCameraModule::CCameraModule() {
 }
 
 void CCameraModule::ResetMember() {
-    m_pfnImageCallBack = nullptr;
-    m_pImageUser = nullptr;
-    m_pfnExceptionCallBack = nullptr;
-    m_pExceptionUser = nullptr;
-    m_pfnEventCallBack = nullptr;
-    m_pEventUser = nullptr;
+    m_imageCallBack = nullptr;
+    m_imageUser = nullptr;
+    m_exceptionCallBack = nullptr;
+    m_exceptionUser = nullptr;
+    m_eventCallBack = nullptr;
+    m_eventUser = nullptr;
     m_handle = nullptr;
-    memset(&m_stDeviceInfo, 0, sizeof(m_stDeviceInfo));
-    m_nExtended = 0;
-    m_nReserved = 0;
+    memset(&m_deviceInfo, 0, sizeof(m_deviceInfo));
+    m_extended = 0;
+    m_reserved = 0;
 }
 
 uint32_t CCameraModule::ErrCodeTrans(int code) {
@@ -89,15 +89,15 @@ uint32_t CCameraModule::ErrCodeTrans(int code) {
 
 uint32_t CCameraModule::Enum(unsigned int layerMask, OX_CC_DEVICE_INFO_LIST* list) {
     OX_LOG_INFO("[Enum] begin.\r\n");
-    uint32_t nRet = LoadCamDllEnumFunction();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[Enum] LoadCamDllEnumFunction fail, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    uint32_t status = LoadCamDllEnumFunction();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[Enum] LoadCamDllEnumFunction fail, nRet:[%#x].\r\n", status);
+        return status;
     }
-    nRet = static_cast<uint32_t>(CamFunction(OX_CC_EnumDevices)(layerMask, list));
-    if (nRet != OX_CC_OK) {
-        OX_LOG_ERROR("[Enum] OX_CC_EnumDevices fail, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    status = static_cast<uint32_t>(CamFunction(OX_CC_EnumDevices)(layerMask, list));
+    if (status != OX_CC_OK) {
+        OX_LOG_ERROR("[Enum] OX_CC_EnumDevices fail, nRet:[%#x].\r\n", status);
+        return status;
     }
     TidyList(list);
     OX_LOG_INFO("[Enum] enum by gige sdk, get camera num:[%d].\r\n", list->nDeviceNum);
@@ -106,9 +106,9 @@ uint32_t CCameraModule::Enum(unsigned int layerMask, OX_CC_DEVICE_INFO_LIST* lis
 }
 
 uint32_t CCameraModule::IsDeviceAccessible(OX_CC_DEVICE_INFO* info, unsigned int accessMode) {
-    const uint32_t nRet = LoadCamDllIsDeviceAccessible();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("camera module LoadCamDllIsDeviceAccessible fail, nRet:[%#x].\r\n", nRet);
+    const uint32_t status = LoadCamDllIsDeviceAccessible();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("camera module LoadCamDllIsDeviceAccessible fail, nRet:[%#x].\r\n", status);
         return 0;
     }
     const uint32_t accessible = CamFunction(OX_CC_IsDeviceAccessible)(info, accessMode) ? 1 : 0;
@@ -150,20 +150,20 @@ uint32_t CCameraModule::CreateHandle(const OX_CC_DEVICE_INFO* info) {
         OX_LOG_ERROR("[CreateHandle] camera info is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = LoadCamDllAllFunctions();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CreateHandle] camera module LoadCamDllAllFunctions fail, nRet:[%#x].\r\n", nRet);
+    uint32_t status = LoadCamDllAllFunctions();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[CreateHandle] camera module LoadCamDllAllFunctions fail, nRet:[%#x].\r\n", status);
         DeInit();
-        return nRet;
+        return status;
     }
-    nRet = LoadCamDllSpeFunction();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CreateHandle] camera module LoadCamDllSpeFunction fail, nRet:[%#x].\r\n", nRet);
+    status = LoadCamDllSpeFunction();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[CreateHandle] camera module LoadCamDllSpeFunction fail, nRet:[%#x].\r\n", status);
     }
-    m_nExtended = nRet == OX3D_RGBD_OK ? 1 : 0;
+    m_extended = status == OX3D_RGBD_OK ? 1 : 0;
     OX_LOG_INFO("[CreateHandle] Get Gige Sdk version:(%#x).\r\n", CamFunction(OX_CC_GetSDKVersion)());
 
-    m_stDeviceInfo = *info;
+    m_deviceInfo = *info;
     void* handle = nullptr;
     const int code = CamFunction(OX_CC_CreateHandle)(&handle, info);
     if (code != 0) {
@@ -211,9 +211,9 @@ uint32_t CCameraModule::DeInit() {
         return OX3D_RGBD_OK;
     }
     const auto step = [this](const char* name, auto*& global) {
-        const int nRet = RawCall(name, global);
-        if (nRet != 0) {
-            OX_LOG_ERROR("[DeInit] %s failed, nRet:[%#x].\r\n", name, nRet);
+        const int status = RawCall(name, global);
+        if (status != 0) {
+            OX_LOG_ERROR("[DeInit] %s failed, nRet:[%#x].\r\n", name, status);
         } else {
             OX_LOG_INFO("[DeInit] %s success.\r\n", name);
         }
@@ -226,15 +226,15 @@ uint32_t CCameraModule::DeInit() {
 }
 
 uint32_t CCameraModule::RegisterImageCallBack(ImageCallBack fn, void* user) {
-    m_pImageUser = user;
-    m_pfnImageCallBack = fn;
+    m_imageUser = user;
+    m_imageCallBack = fn;
     return CAM_CALL(OX_CC_RegisterImageCallBackEx, fn != nullptr ? &VirtualImageCB : nullptr,
                     static_cast<void*>(this));
 }
 
 uint32_t CCameraModule::RegisterExceptionCallBack(ExceptionCallBack fn, void* user) {
-    m_pExceptionUser = user;
-    m_pfnExceptionCallBack = fn;
+    m_exceptionUser = user;
+    m_exceptionCallBack = fn;
     return CAM_CALL(OX_CC_RegisterExceptionCallBack, fn != nullptr ? &VirtualExceptionCB : nullptr,
                     static_cast<void*>(this));
 }
@@ -245,8 +245,8 @@ uint32_t CCameraModule::RegisterVolumeEvent(const char* event, const char* missi
         OX_LOG_ERROR("%s", missingLine);
         return OX3D_RGBD_E_CAMERA;
     }
-    m_pEventUser = user;
-    m_pfnEventCallBack = fn;
+    m_eventUser = user;
+    m_eventCallBack = fn;
     return CAM_CALL(OX_CC_RegisterEventCallBackEx, event, fn != nullptr ? &VirtualEventInfoCB : nullptr,
                     static_cast<void*>(this));
 }
@@ -267,25 +267,25 @@ uint32_t CCameraModule::RegisterStereoVolumeEventInfoCallBack(EventCallBack fn, 
 
 void CCameraModule::VirtualImageCB(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
     auto* self = static_cast<CCameraModule*>(user);
-    const ImageCallBack fn = self != nullptr ? self->m_pfnImageCallBack.load() : nullptr;
+    const ImageCallBack fn = self != nullptr ? self->m_imageCallBack.load() : nullptr;
     if (fn != nullptr) {
-        fn(data, info, self->m_pImageUser);
+        fn(data, info, self->m_imageUser);
     }
 }
 
 void CCameraModule::VirtualExceptionCB(uint32_t msgType, void* user) {
     auto* self = static_cast<CCameraModule*>(user);
-    const ExceptionCallBack fn = self != nullptr ? self->m_pfnExceptionCallBack.load() : nullptr;
+    const ExceptionCallBack fn = self != nullptr ? self->m_exceptionCallBack.load() : nullptr;
     if (fn != nullptr) {
-        fn(msgType, self->m_pExceptionUser);
+        fn(msgType, self->m_exceptionUser);
     }
 }
 
 void CCameraModule::VirtualEventInfoCB(OX_EVENT_OUT_INFO* info, void* user) {
     auto* self = static_cast<CCameraModule*>(user);
-    const EventCallBack fn = self != nullptr ? self->m_pfnEventCallBack.load() : nullptr;
+    const EventCallBack fn = self != nullptr ? self->m_eventCallBack.load() : nullptr;
     if (fn != nullptr) {
-        fn(info, self->m_pEventUser);
+        fn(info, self->m_eventUser);
     }
 }
 
@@ -353,15 +353,15 @@ uint32_t CCameraModule::TransferFile(const char* name, int (*&global)(void*, OX_
         OX_LOG_ERROR("[%s] pstFileAccess is null.\r\n", operation);
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_nExtended == 0) {
+    if (m_extended == 0) {
         OX_LOG_ERROR("[%s] %s function is unsupported.\r\n", operation, name);
         return OX3D_RGBD_E_CAMERA;
     }
-    const uint32_t nRet = Call(name, global, access);
-    if (nRet == OX3D_RGBD_OK) {
+    const uint32_t status = Call(name, global, access);
+    if (status == OX3D_RGBD_OK) {
         OX_LOG_INFO("[%s] %s success.\r\n", operation, name);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CCameraModule::FileAccessRead(OX_CC_FILE_ACCESS* access) {
@@ -377,12 +377,12 @@ uint32_t CCameraModule::Upgrade(const void* filePath) {
         OX_LOG_ERROR("camera module pFilePathName is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int nRet = RawCall("OX_CC_LocalUpgrade", OX_CC_LocalUpgrade, filePath);
-    if (nRet != 0) {
+    const int status = RawCall("OX_CC_LocalUpgrade", OX_CC_LocalUpgrade, filePath);
+    if (status != 0) {
         OX_LOG_ERROR("camrea module OX_CC_LocalUpgrade fail, pFilePathName(%s), nRet:[%#x].\r\n",
-                     static_cast<const char*>(filePath), nRet);
+                     static_cast<const char*>(filePath), status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }
 
 uint32_t CCameraModule::GetUpgradeProcess(unsigned int* percent) {
@@ -398,12 +398,12 @@ uint32_t CCameraModule::ReadMemory(void* buffer, int64_t address, int64_t length
         OX_LOG_ERROR("camera module pBuffer is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int nRet = RawCall("OX_CC_ReadMemory", OX_CC_ReadMemory, buffer, address, length);
-    if (nRet != 0) {
+    const int status = RawCall("OX_CC_ReadMemory", OX_CC_ReadMemory, buffer, address, length);
+    if (status != 0) {
         OX_LOG_ERROR("camera module OX_CC_ReadMemory fail, nAddress(%#llx), nLength(%lld), nRet:[%#x].\r\n",
-                     static_cast<unsigned long long>(address), static_cast<long long>(length), nRet);
+                     static_cast<unsigned long long>(address), static_cast<long long>(length), status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }
 
 uint32_t CCameraModule::WriteMemory(const void* buffer, int64_t address, int64_t length) {
@@ -411,10 +411,10 @@ uint32_t CCameraModule::WriteMemory(const void* buffer, int64_t address, int64_t
         OX_LOG_ERROR("camera module pBuffer is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int nRet = RawCall("OX_CC_WriteMemory", OX_CC_WriteMemory, buffer, address, length);
-    if (nRet != 0) {
+    const int status = RawCall("OX_CC_WriteMemory", OX_CC_WriteMemory, buffer, address, length);
+    if (status != 0) {
         OX_LOG_ERROR("camera module OX_CC_WriteMemory fail, nAddress(%#llx), nLength(%lld), nRet:[%#x].\r\n",
-                     static_cast<unsigned long long>(address), static_cast<long long>(length), nRet);
+                     static_cast<unsigned long long>(address), static_cast<long long>(length), status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }

@@ -9,8 +9,8 @@
 #include <atomic>
 #include <cstdint>
 
-#include "CameraModule/CamLoadLibrary.h"
-#include "Ox3dRgbdDefine.h"
+#include "src/CameraModule/CamLoadLibrary.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 class CCameraModule {
 public:
@@ -110,16 +110,16 @@ private:
     int RawGetValue(const char* key, OX3D_RGBD_PARAM& param);
 
     // Written before the trampoline is registered, read on the delivery thread.
-    std::atomic<ImageCallBack> m_pfnImageCallBack;
-    std::atomic<void*> m_pImageUser;
-    std::atomic<ExceptionCallBack> m_pfnExceptionCallBack;
-    std::atomic<void*> m_pExceptionUser;
-    std::atomic<EventCallBack> m_pfnEventCallBack; // shared by the two volume events
-    std::atomic<void*> m_pEventUser;
+    std::atomic<ImageCallBack> m_imageCallBack;
+    std::atomic<void*> m_imageUser;
+    std::atomic<ExceptionCallBack> m_exceptionCallBack;
+    std::atomic<void*> m_exceptionUser;
+    std::atomic<EventCallBack> m_eventCallBack; // shared by the two volume events
+    std::atomic<void*> m_eventUser;
     void* m_handle;
-    OX_CC_DEVICE_INFO m_stDeviceInfo;
-    uint32_t m_nExtended; // 1: the extended functions are available
-    uint32_t m_nReserved;
+    OX_CC_DEVICE_INFO m_deviceInfo;
+    uint32_t m_extended; // 1: the extended functions are available
+    uint32_t m_reserved;
 };
 
 #endif

@@ -3,8 +3,8 @@
 #ifndef OX3D_CAMERA_MODULE_CALL_H
 #define OX3D_CAMERA_MODULE_CALL_H
 
-#include "CameraModule/CameraModule.h"
-#include "Common/AsyncLog.h"
+#include "src/CameraModule/CameraModule.h"
+#include "src/Common/AsyncLog.h"
 
 namespace {
 [[maybe_unused]] constexpr const char* kLogSource = "../../src/CameraModule/CameraModule";
@@ -25,11 +25,11 @@ int CCameraModule::RawCall(const char* name, Result (*&global)(void*, Params...)
 
 template <class Result, class... Params, class... Args>
 uint32_t CCameraModule::Call(const char* name, Result (*&global)(void*, Params...), Args... args) {
-    const int nRet = RawCall(name, global, args...);
-    if (nRet != 0) {
-        OX_LOG_ERROR("camera module %s fail, nRet:[%#x].\r\n", name, nRet);
+    const int status = RawCall(name, global, args...);
+    if (status != 0) {
+        OX_LOG_ERROR("camera module %s fail, nRet:[%#x].\r\n", name, status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }
 
 #endif

@@ -4,8 +4,8 @@
 // into the caller's record.
 #include <cstring>
 
-#include "CameraModule/CameraModuleCall.h"
-#include "Common/FixedText.h"
+#include "base/FixedText.h"
+#include "src/CameraModule/CameraModuleCall.h"
 
 static_assert(sizeof(OX3D_RGBD_INTPARAM) == sizeof(OX_CC_INT_VALUE_EX));
 static_assert(sizeof(OX3D_RGBD_FLOATPARAM) == sizeof(OX_CC_FLOAT_VALUE));
@@ -29,7 +29,7 @@ uint32_t CCameraModule::SetIntValue(const char* key, int64_t value) {
         OX_LOG_ERROR("[SetIntValue]parameter key is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_nExtended == 1) {
+    if (m_extended == 1) {
         return static_cast<uint32_t>(RawCall("OX_CC_SetIntValueEx", OX_CC_SetIntValueEx, key, value));
     }
     // The 32-bit form is all there is: the value is cut to its low half.
@@ -41,17 +41,17 @@ uint32_t CCameraModule::GetIntValue(const char* key, OX3D_RGBD_INTPARAM* out) {
     if (IsNull(key, out)) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_nExtended == 1) {
+    if (m_extended == 1) {
         return static_cast<uint32_t>(RawCall("OX_CC_GetIntValueEx", OX_CC_GetIntValueEx, key,
                                              reinterpret_cast<OX_CC_INT_VALUE_EX*>(out)));
     }
     OX_CC_INT_VALUE narrow;
     memset(&narrow, 0, sizeof(narrow));
-    const int nRet = RawCall("OX_CC_GetIntValue", OX_CC_GetIntValue, key, &narrow);
-    if (nRet == 0) {
+    const int status = RawCall("OX_CC_GetIntValue", OX_CC_GetIntValue, key, &narrow);
+    if (status == 0) {
         *out = {narrow.nCurValue, narrow.nMax, narrow.nMin, narrow.nInc};
     }
-    return static_cast<uint32_t>(nRet);
+    return static_cast<uint32_t>(status);
 }
 
 uint32_t CCameraModule::SetFloatValue(const char* key, float value) {
@@ -66,7 +66,7 @@ uint32_t CCameraModule::SetEnumValueByString(const char* key, const char* value)
     if (IsNull(key, value)) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_nExtended != 1) {
+    if (m_extended != 1) {
         OX_LOG_ERROR("camera module OX_CC_SetEnumValueByString function is unsupported\r\n");
         return OX3D_RGBD_E_CAMERA;
     }
@@ -85,11 +85,11 @@ uint32_t CCameraModule::SetCommandValue(const char* key) {
     if (IsNull(key)) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = CAM_CALL(OX_CC_SetCommandValue, key);
-    if (nRet == OX3D_RGBD_OK) {
+    const uint32_t status = CAM_CALL(OX_CC_SetCommandValue, key);
+    if (status == OX3D_RGBD_OK) {
         OX_LOG_INFO("camera module OX_CC_SetCommandValue success, strKey(%s).\r\n", key);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CCameraModule::GetEnumValue(const char* key, OX3D_RGBD_ENUMPARAM* out) {
@@ -148,11 +148,11 @@ int CCameraModule::RawGetValue(const char* key, OX3D_RGBD_PARAM& param) {
     switch (param.enParamType) {
     case OX3D_RGBD_PARAM_BOOL: {
         bool value = false;
-        const int nRet = RawCall("OX_CC_GetBoolValue", OX_CC_GetBoolValue, key, &value);
-        if (nRet == 0) {
+        const int status = RawCall("OX_CC_GetBoolValue", OX_CC_GetBoolValue, key, &value);
+        if (status == 0) {
             param.bBoolValue = value ? 1 : 0;
         }
-        return nRet;
+        return status;
     }
     case OX3D_RGBD_PARAM_INT:
         return static_cast<int>(GetIntValue(key, &param.stIntParam));
@@ -185,12 +185,12 @@ uint32_t CCameraModule::SetValue(const char* key, const OX3D_RGBD_PARAM* param) 
                      param->enParamType, OX3D_RGBD_E_PARAMETER);
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int nRet = RawSetValue(key, *param);
-    if (nRet != 0) {
+    const int status = RawSetValue(key, *param);
+    if (status != 0) {
         OX_LOG_ERROR("camera module OX_CC_SetValue fail, strKey(%s) ValueType(%d), nRet:(%#x).\r\n", key,
-                     param->enParamType, nRet);
+                     param->enParamType, status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }
 
 uint32_t CCameraModule::GetValue(const char* key, OX3D_RGBD_PARAM* param) {
@@ -202,12 +202,12 @@ uint32_t CCameraModule::GetValue(const char* key, OX3D_RGBD_PARAM* param) {
                      param->enParamType, OX3D_RGBD_E_PARAMETER);
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int nRet = RawGetValue(key, *param);
-    if (nRet != 0) {
+    const int status = RawGetValue(key, *param);
+    if (status != 0) {
         OX_LOG_ERROR("camera module OX_CC_GetValue fail, strKey(%s), ValueType(%d), nRet:(%#x).\r\n", key,
-                     param->enParamType, nRet);
+                     param->enParamType, status);
     }
-    return ErrCodeTrans(nRet);
+    return ErrCodeTrans(status);
 }
 
 uint32_t CCameraModule::GetCamParamsType(const char* key, OX_XML_InterfaceType* type) {

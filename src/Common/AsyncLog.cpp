@@ -1,6 +1,6 @@
 // The process-wide log. Relies on the node ring for its queue; only the writer thread touches the file after
 // Init, and it never takes the process-wide mutex.
-#include "Common/AsyncLog.h"
+#include "src/Common/AsyncLog.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -12,8 +12,8 @@
 #include <ctime>
 #include <new>
 
-#include "Common/NeverDestroyed.h"
-#include "ox3drgbd/Ox3dRgbdDefine.h"
+#include "base/NeverDestroyed.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
 
@@ -30,10 +30,10 @@ constexpr const char* kLevelNames[] = {"Null", "Error", "Warning", "Info", "All"
 /// often not ours and their stacks may be small.
 struct SLogState {
     COXMutex mutex;
-    COxAsyncLog* pInstance OX_GUARDED_BY(mutex) = nullptr;
-    COxAsyncLog* pAbandoned OX_GUARDED_BY(mutex) = nullptr;
-    int32_t nReferences OX_GUARDED_BY(mutex) = 0;
-    char achLine[kLineSizeBytes + 1] OX_GUARDED_BY(mutex) = {};
+    COxAsyncLog* instance OX_GUARDED_BY(mutex) = nullptr;
+    COxAsyncLog* abandoned OX_GUARDED_BY(mutex) = nullptr;
+    int32_t references OX_GUARDED_BY(mutex) = 0;
+    char line[kLineSizeBytes + 1] OX_GUARDED_BY(mutex) = {};
 };
 
 // Never destroyed: a thread of the camera library may still log while the process exits.
@@ -58,61 +58,61 @@ void AfterForkInChild() OX_NO_THREAD_SAFETY_ANALYSIS {
     SLogState& state = LogState();
     OX_LeaveMutex(state.mutex.Native());
     OX_InitializeMutex(state.mutex.Native());
-    state.pAbandoned = state.pInstance;
-    state.pInstance = nullptr;
-    g_bLogDebugMode.store(false, std::memory_order_relaxed);
+    state.abandoned = state.instance;
+    state.instance = nullptr;
+    g_isLogDebugMode.store(false, std::memory_order_relaxed);
 }
 
 // At load and not at the first use, so that no fork can come in between. Without memory for it there is
 // nothing better to do than to go on.
-[[maybe_unused]] const int g_nForkWatch = pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
+[[maybe_unused]] const int g_forkWatch = pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
 
 /// The instance, tidied up if its writer has ended on its own, or null.
 COxAsyncLog* UsableInstance(SLogState& state) OX_REQUIRES(state.mutex) {
-    if (state.pInstance != nullptr) {
-        state.pInstance->ReapEndedWriter();
+    if (state.instance != nullptr) {
+        state.instance->ReapEndedWriter();
     }
-    return state.pInstance;
+    return state.instance;
 }
 
-/// Header and message in pLine, which has room for kLineSizeBytes and a zero. False when they do not fit.
-__attribute__((format(printf, 4, 0))) bool FormatLine(char* pLine, const char* pSourceFile, int nLine,
-                                                      const char* pFormat, va_list args) {
-    const time_t nNow = time(nullptr);
-    tm stNow{};
-    localtime_r(&nNow, &stNow);
+/// Header and message in `out`, which has room for kLineSizeBytes and a zero. False when they do not fit.
+__attribute__((format(printf, 4, 0))) bool FormatLine(char* out, const char* sourceFile, int line,
+                                                      const char* format, va_list args) {
+    const time_t seconds = time(nullptr);
+    tm now{};
+    localtime_r(&seconds, &now);
     // Kept: the file-name field of a path without a backslash, and that is every path here, reads "(null)".
-    const char* const pName = GetFileName(pSourceFile);
-    const int nHeader = snprintf(pLine, kLineSizeBytes + 1,
-                                 "[%04d-%02d-%02d %02d:%02d:%02d] | %20s-L%04d: ", stNow.tm_year + 1900,
-                                 stNow.tm_mon + 1, stNow.tm_mday, stNow.tm_hour, stNow.tm_min, stNow.tm_sec,
-                                 pName != nullptr ? pName : "(null)", nLine);
-    if (nHeader < 0 || static_cast<uint32_t>(nHeader) > kLineSizeBytes) {
+    const char* const name = GetFileName(sourceFile);
+    const int header =
+        snprintf(out, kLineSizeBytes + 1,
+                 "[%04d-%02d-%02d %02d:%02d:%02d] | %20s-L%04d: ", now.tm_year + 1900, now.tm_mon + 1,
+                 now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec, name != nullptr ? name : "(null)", line);
+    if (header < 0 || static_cast<uint32_t>(header) > kLineSizeBytes) {
         return false;
     }
-    const uint32_t nRoom = kLineSizeBytes - static_cast<uint32_t>(nHeader);
-    const int nMessage = vsnprintf(pLine + nHeader, nRoom + 1, pFormat, args);
-    return nMessage >= 0 && static_cast<uint32_t>(nMessage) <= nRoom;
+    const uint32_t room = kLineSizeBytes - static_cast<uint32_t>(header);
+    const int message = vsnprintf(out + header, room + 1, format, args);
+    return message >= 0 && static_cast<uint32_t>(message) <= room;
 }
 
-__attribute__((format(printf, 5, 0))) void QueueLine(SLogState& state, _TRACE_LEVEL_ enLevel,
-                                                     const char* pSourceFile, int nLine, const char* pFormat,
+__attribute__((format(printf, 5, 0))) void QueueLine(SLogState& state, _TRACE_LEVEL_ level,
+                                                     const char* sourceFile, int line, const char* format,
                                                      va_list args) OX_REQUIRES(state.mutex) {
-    COxAsyncLog* const pLog = UsableInstance(state);
-    if (pLog == nullptr || pSourceFile == nullptr || pFormat == nullptr || enLevel > TRACE_LEVEL_ALL) {
+    COxAsyncLog* const log = UsableInstance(state);
+    if (log == nullptr || sourceFile == nullptr || format == nullptr || level > TRACE_LEVEL_ALL) {
         return;
     }
     // Kept: the level's name is looked up and never written; readers of the file know the line without it.
-    [[maybe_unused]] const char* const pLevelName = kLevelNames[enLevel];
+    [[maybe_unused]] const char* const levelName = kLevelNames[level];
     // A full queue loses the line, unformatted: logging never waits and never fails its caller.
-    if (pLog->HasRoom() && FormatLine(state.achLine, pSourceFile, nLine, pFormat, args)) {
-        pLog->AddtoList(enLevel, state.achLine, static_cast<unsigned int>(strlen(state.achLine)));
+    if (log->HasRoom() && FormatLine(state.line, sourceFile, line, format, args)) {
+        log->AddtoList(level, state.line, static_cast<unsigned int>(strlen(state.line)));
     }
 }
 
 } // namespace
 
-std::atomic<bool> g_bLogDebugMode{false};
+std::atomic<bool> g_isLogDebugMode{false};
 
 COxAsyncLog::COxAsyncLog() noexcept {
     ResetMember();
@@ -122,38 +122,37 @@ COxAsyncLog::~COxAsyncLog() {
     DeInit();
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
-    if (state.pInstance == this) {
-        state.pInstance = nullptr;
+    if (state.instance == this) {
+        state.instance = nullptr;
     }
 }
 
 void COxAsyncLog::ResetMember() noexcept {
-    m_pFile = nullptr;
-    m_pBufCtrl = nullptr;
-    m_nRunning = 0;
-    m_hThread = nullptr;
-    m_nLevel = TRACE_LEVEL_NULL;
-    m_nDebugMode = 0;
-    memset(m_chPrimaryName, 0, sizeof(m_chPrimaryName));
-    memset(m_chBackupName, 0, sizeof(m_chBackupName));
-    m_nSizeLimitBytes = kDefaultSizeLimitBytes;
+    m_file = nullptr;
+    m_bufCtrl = nullptr;
+    m_running = 0;
+    m_thread = nullptr;
+    m_level = TRACE_LEVEL_NULL;
+    m_debugMode = 0;
+    memset(m_primaryName, 0, sizeof(m_primaryName));
+    memset(m_backupName, 0, sizeof(m_backupName));
+    m_sizeLimitBytes = kDefaultSizeLimitBytes;
 }
 
-uint32_t COxAsyncLog::Init(const char* pDir, unsigned int nLogSizeMiB) noexcept {
-    if (m_nRunning != 0) {
+uint32_t COxAsyncLog::Init(const char* dir, unsigned int logSizeMiB) noexcept {
+    if (m_running != 0) {
         return OX3D_RGBD_OK; // the file is the writer's now
     }
     ReapEndedWriter();
-    const bool bHasDir = pDir != nullptr;
-    snprintf(m_chPrimaryName, sizeof(m_chPrimaryName), "%s%sOx3dRgbd_00.log", bHasDir ? pDir : "",
-             bHasDir ? "/" : "");
-    snprintf(m_chBackupName, sizeof(m_chBackupName), "%s%sOx3dRgbd_01.log", bHasDir ? pDir : "",
-             bHasDir ? "/" : "");
-    m_nSizeLimitBytes = nLogSizeMiB << 20;
-    const uint32_t nStatus = CreateLogFile(m_chPrimaryName, 1);
-    if (nStatus != OX3D_RGBD_OK) {
-        printf("Failed create log file (%s)!\r\n", m_chPrimaryName);
-        return nStatus;
+    const bool hasDir = dir != nullptr;
+    snprintf(m_primaryName, sizeof(m_primaryName), "%s%sOx3dRgbd_00.log", hasDir ? dir : "",
+             hasDir ? "/" : "");
+    snprintf(m_backupName, sizeof(m_backupName), "%s%sOx3dRgbd_01.log", hasDir ? dir : "", hasDir ? "/" : "");
+    m_sizeLimitBytes = logSizeMiB << 20;
+    const uint32_t status = CreateLogFile(m_primaryName, 1);
+    if (status != OX3D_RGBD_OK) {
+        printf("Failed create log file (%s)!\r\n", m_primaryName);
+        return status;
     }
     if (!CreateRing() || !StartWriter()) {
         Release();
@@ -163,29 +162,29 @@ uint32_t COxAsyncLog::Init(const char* pDir, unsigned int nLogSizeMiB) noexcept 
 }
 
 bool COxAsyncLog::CreateRing() noexcept {
-    if (m_pBufCtrl != nullptr) {
+    if (m_bufCtrl != nullptr) {
         return true;
     }
-    m_pBufCtrl = new (std::nothrow) CBufCtrl;
-    return m_pBufCtrl != nullptr &&
-           m_pBufCtrl->Init(kRingNodeCount, kLineSizeBytes, kLevelSizeBytes, 0, 0) == OX3D_RGBD_OK;
+    m_bufCtrl = new (std::nothrow) CBufCtrl;
+    return m_bufCtrl != nullptr &&
+           m_bufCtrl->Init(kRingNodeCount, kLineSizeBytes, kLevelSizeBytes, 0, 0) == OX3D_RGBD_OK;
 }
 
 // The writer is born with the application's signals blocked, so that none of its handlers ever runs there.
 // The ones that a fault raises stay open: blocked, they would kill the process before a crash handler sees
 // them.
 bool COxAsyncLog::StartWriter() noexcept {
-    sigset_t stBlocked;
-    sigset_t stBefore;
-    sigfillset(&stBlocked);
-    for (const int nSignal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
-        sigdelset(&stBlocked, nSignal);
+    sigset_t blocked;
+    sigset_t before;
+    sigfillset(&blocked);
+    for (const int signalNumber : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
+        sigdelset(&blocked, signalNumber);
     }
-    m_nRunning = 1;
-    pthread_sigmask(SIG_SETMASK, &stBlocked, &stBefore);
-    m_hThread = OX_CreateThread(nullptr, WriteLogThread, this);
-    pthread_sigmask(SIG_SETMASK, &stBefore, nullptr);
-    return m_hThread != nullptr;
+    m_running = 1;
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
+    m_thread = OX_CreateThread(nullptr, WriteLogThread, this);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return m_thread != nullptr;
 }
 
 uint32_t COxAsyncLog::DeInit() noexcept {
@@ -195,261 +194,258 @@ uint32_t COxAsyncLog::DeInit() noexcept {
 
 // What is still queued is discarded, not drained.
 void COxAsyncLog::Release() noexcept {
-    m_nRunning = 0;
-    if (m_hThread != nullptr) {
-        OX_WaitForThreadEnd(m_hThread);
-        OX_DestroyThread(m_hThread);
-        m_hThread = nullptr;
+    m_running = 0;
+    if (m_thread != nullptr) {
+        OX_WaitForThreadEnd(m_thread);
+        OX_DestroyThread(m_thread);
+        m_thread = nullptr;
     }
-    delete m_pBufCtrl;
-    m_pBufCtrl = nullptr;
+    delete m_bufCtrl;
+    m_bufCtrl = nullptr;
     CloseLogFile();
 }
 
 // The writer cannot join itself, so it drops the running flag and ends; a handle without the flag is its
 // mark.
 void COxAsyncLog::ReapEndedWriter() noexcept {
-    if (m_nRunning == 0 && m_hThread != nullptr) {
+    if (m_running == 0 && m_thread != nullptr) {
         Release();
     }
 }
 
-uint32_t COxAsyncLog::SetLevel(_TRACE_LEVEL_ enLevel) noexcept {
-    if (static_cast<uint32_t>(enLevel) > TRACE_LEVEL_ALL) {
+uint32_t COxAsyncLog::SetLevel(_TRACE_LEVEL_ level) noexcept {
+    if (static_cast<uint32_t>(level) > TRACE_LEVEL_ALL) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    m_nLevel = static_cast<int32_t>(enLevel);
+    m_level = static_cast<int32_t>(level);
     return OX3D_RGBD_OK;
 }
 
-uint32_t COxAsyncLog::SetDebugMode(int nDebugMode) noexcept {
-    m_nDebugMode = nDebugMode;
+uint32_t COxAsyncLog::SetDebugMode(int debugMode) noexcept {
+    m_debugMode = debugMode;
     return OX3D_RGBD_OK;
 }
 
 int COxAsyncLog::GetDebugMode() const noexcept {
-    return m_nDebugMode;
+    return m_debugMode;
 }
 
 bool COxAsyncLog::HasRoom() const noexcept {
-    return m_nRunning != 0 && m_pBufCtrl != nullptr && m_pBufCtrl->GetSpareNode() != nullptr;
+    return m_running != 0 && m_bufCtrl != nullptr && m_bufCtrl->GetSpareNode() != nullptr;
 }
 
-uint32_t COxAsyncLog::AddtoList(_TRACE_LEVEL_ enLevel, const char* pText,
-                                unsigned int nLengthBytes) noexcept {
-    if (m_pBufCtrl == nullptr || m_nRunning == 0) {
+uint32_t COxAsyncLog::AddtoList(_TRACE_LEVEL_ level, const char* text, unsigned int lengthBytes) noexcept {
+    if (m_bufCtrl == nullptr || m_running == 0) {
         return OX3D_RGBD_E_STATE;
     }
-    DATA_NODE* const pNode = m_pBufCtrl->GetSpareNode();
-    if (pNode == nullptr) {
+    DATA_NODE* const node = m_bufCtrl->GetSpareNode();
+    if (node == nullptr) {
         return OX3D_RGBD_E_MEMORY;
     }
-    if (pText == nullptr || pNode->nMainSizeBytes < nLengthBytes) {
+    if (text == nullptr || node->mainSizeBytes < lengthBytes) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    pNode->nMainLengthBytes = 0;
-    pNode->nExtraLengthBytes = 0;
-    if (pNode->pMainBuf != nullptr) {
+    node->mainLengthBytes = 0;
+    node->extraLengthBytes = 0;
+    if (node->mainBuf != nullptr) {
         // A text that fills the node has no terminator there; the writer reads with the node's bound.
-        memcpy(pNode->pMainBuf, pText, nLengthBytes);
-        if (nLengthBytes < pNode->nMainSizeBytes) {
-            pNode->pMainBuf[nLengthBytes] = 0;
+        memcpy(node->mainBuf, text, lengthBytes);
+        if (lengthBytes < node->mainSizeBytes) {
+            node->mainBuf[lengthBytes] = 0;
         }
-        pNode->nMainLengthBytes = nLengthBytes;
+        node->mainLengthBytes = lengthBytes;
     }
-    if (pNode->pExtraBuf != nullptr) {
-        const auto nLevel = static_cast<int32_t>(enLevel);
-        memcpy(pNode->pExtraBuf, &nLevel, sizeof(nLevel));
+    if (node->extraBuf != nullptr) {
+        const auto levelWord = static_cast<int32_t>(level);
+        memcpy(node->extraBuf, &levelWord, sizeof(levelWord));
         // Kept: the main length, not the extra one, is what records the level's 4 bytes. The writer measures
         // the text itself.
-        pNode->nMainLengthBytes = kLevelSizeBytes;
+        node->mainLengthBytes = kLevelSizeBytes;
     }
-    m_pBufCtrl->CommitWrite();
+    m_bufCtrl->CommitWrite();
     return OX3D_RGBD_OK;
 }
 
-uint32_t COxAsyncLog::CreateLogFile(const char* pName, int nAppend) noexcept {
-    const uint32_t nStatus = OpenLogFile(pName, nAppend);
-    if (nStatus == OX3D_RGBD_E_MEMORY) {
+uint32_t COxAsyncLog::CreateLogFile(const char* name, int append) noexcept {
+    const uint32_t status = OpenLogFile(name, append);
+    if (status == OX3D_RGBD_E_MEMORY) {
         Release();
     }
-    return nStatus;
+    return status;
 }
 
 // CreateLogFile without the release, which the writer must leave to others.
-uint32_t COxAsyncLog::OpenLogFile(const char* pName, int nAppend) noexcept {
-    if (pName == nullptr || (nAppend != 0 && nAppend != 1)) {
+uint32_t COxAsyncLog::OpenLogFile(const char* name, int append) noexcept {
+    if (name == nullptr || (append != 0 && append != 1)) {
         puts("Invaile input value!\r");
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (strnlen(pName, kNameSizeBytes + 1) > kNameSizeBytes) {
+    if (strnlen(name, kNameSizeBytes + 1) > kNameSizeBytes) {
         return OX3D_RGBD_E_PARAMETER;
     }
     CloseLogFile();
-    m_pFile =
-        fopen(pName, nAppend == 1 ? "ab+e" : "wb+e"); // 'e': a program that is started does not inherit it
-    if (m_pFile == nullptr) {
+    m_file = fopen(name, append == 1 ? "ab+e" : "wb+e"); // 'e': a program that is started does not inherit it
+    if (m_file == nullptr) {
         return OX3D_RGBD_E_MEMORY;
     }
     // Every line is flushed at once anyway; without a buffer a forked child has none to flush a second time.
-    setvbuf(m_pFile, nullptr, _IONBF, 0);
+    setvbuf(m_file, nullptr, _IONBF, 0);
     return OX3D_RGBD_OK;
 }
 
 void COxAsyncLog::CloseLogFile() noexcept {
-    if (m_pFile != nullptr) {
-        fclose(m_pFile);
-        m_pFile = nullptr;
+    if (m_file != nullptr) {
+        fclose(m_file);
+        m_file = nullptr;
     }
 }
 
-uint32_t COxAsyncLog::BackUpLogFile(const char* pPrimary, const char* pBackup) noexcept {
-    if (pPrimary == nullptr || pBackup == nullptr) {
+uint32_t COxAsyncLog::BackUpLogFile(const char* primaryName, const char* backupName) noexcept {
+    if (primaryName == nullptr || backupName == nullptr) {
         puts("Invaile input value!\r");
         return OX3D_RGBD_E_PARAMETER;
     }
-    char chPrimary[kNameSizeBytes];
-    char chBackup[kNameSizeBytes];
-    snprintf(chPrimary, sizeof(chPrimary), "%s", pPrimary);
-    snprintf(chBackup, sizeof(chBackup), "%s", pBackup);
-    bool bFound = access(chPrimary, F_OK) == 0;
-    if (!bFound) {
-        bFound = access(chPrimary, F_OK) == 0; // somebody may just have been replacing it
+    char primary[kNameSizeBytes];
+    char backup[kNameSizeBytes];
+    snprintf(primary, sizeof(primary), "%s", primaryName);
+    snprintf(backup, sizeof(backup), "%s", backupName);
+    bool isFound = access(primary, F_OK) == 0;
+    if (!isFound) {
+        isFound = access(primary, F_OK) == 0; // somebody may just have been replacing it
     }
-    if (!bFound) {
+    if (!isFound) {
         puts("Failed find log file!\r");
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (access(chBackup, F_OK) == 0) {
-        const bool bRemoved = remove(chBackup) == 0;
-        printf("%s to delete the log file(%s)!\r\n", bRemoved ? "succeed" : "fail", chBackup);
+    if (access(backup, F_OK) == 0) {
+        const bool isRemoved = remove(backup) == 0;
+        printf("%s to delete the log file(%s)!\r\n", isRemoved ? "succeed" : "fail", backup);
     }
     // Kept: a failed rename is reported and taken for done. The caller then truncates the primary, so that
     // the log stays within its size whatever happens to the backup.
-    const bool bRenamed = rename(chPrimary, chBackup) == 0;
-    printf("%s change the filename form (%s) to (%s)!\r\n", bRenamed ? "Success" : "Failed", chPrimary,
-           chBackup);
+    const bool isRenamed = rename(primary, backup) == 0;
+    printf("%s change the filename form (%s) to (%s)!\r\n", isRenamed ? "Success" : "Failed", primary,
+           backup);
     return OX3D_RGBD_OK;
 }
 
-void* COxAsyncLog::WriteLogThread(void* pSelf) noexcept {
-    if (pSelf != nullptr) {
-        static_cast<COxAsyncLog*>(pSelf)->WriteLogThreadProc();
+void* COxAsyncLog::WriteLogThread(void* self) noexcept {
+    if (self != nullptr) {
+        static_cast<COxAsyncLog*>(self)->WriteLogThreadProc();
     }
     return nullptr;
 }
 
 void COxAsyncLog::WriteLogThreadProc() noexcept {
-    while (m_nRunning != 0) {
-        const DATA_NODE* const pNode = m_pBufCtrl->GetDataNode();
-        if (pNode == nullptr) {
+    while (m_running != 0) {
+        const DATA_NODE* const node = m_bufCtrl->GetDataNode();
+        if (node == nullptr) {
             usleep(kWriterPollUs);
             continue;
         }
         // After a failed rotation the node is taken again, now without a file, and given back unwritten.
-        if (WriteNode(pNode)) {
-            m_pBufCtrl->CommitRead();
+        if (WriteNode(node)) {
+            m_bufCtrl->CommitRead();
         }
     }
 }
 
 /// False when the node must not be given back.
-bool COxAsyncLog::WriteNode(const DATA_NODE* pNode) noexcept {
-    int32_t nLevel = 0;
-    if (pNode->pExtraBuf != nullptr) {
-        memcpy(&nLevel, pNode->pExtraBuf, sizeof(nLevel));
+bool COxAsyncLog::WriteNode(const DATA_NODE* node) noexcept {
+    int32_t level = 0;
+    if (node->extraBuf != nullptr) {
+        memcpy(&level, node->extraBuf, sizeof(level));
     }
-    if (nLevel > m_nLevel || m_pFile == nullptr) {
+    if (level > m_level || m_file == nullptr) {
         return true;
     }
-    const char* const pText = reinterpret_cast<const char*>(pNode->pMainBuf);
-    fwrite(pText, 1, strnlen(pText, pNode->nMainSizeBytes), m_pFile);
-    fflush(m_pFile);
-    const long nPosition = ftell(m_pFile);
-    return nPosition < 0 || static_cast<uint64_t>(nPosition) < m_nSizeLimitBytes || RotateLogFile();
+    const char* const text = reinterpret_cast<const char*>(node->mainBuf);
+    fwrite(text, 1, strnlen(text, node->mainSizeBytes), m_file);
+    fflush(m_file);
+    const long position = ftell(m_file);
+    return position < 0 || static_cast<uint64_t>(position) < m_sizeLimitBytes || RotateLogFile();
 }
 
 bool COxAsyncLog::RotateLogFile() noexcept {
     CloseLogFile();
-    if (BackUpLogFile(m_chPrimaryName, m_chBackupName) != OX3D_RGBD_OK) {
-        printf("Failed renmame logfile name (%s) to (%s)!\r\n", m_chPrimaryName, m_chBackupName);
+    if (BackUpLogFile(m_primaryName, m_backupName) != OX3D_RGBD_OK) {
+        printf("Failed renmame logfile name (%s) to (%s)!\r\n", m_primaryName, m_backupName);
         return false;
     }
-    if (OpenLogFile(m_chPrimaryName, 0) != OX3D_RGBD_OK) {
-        m_nRunning = 0; // the next caller joins this thread and frees the rest
-        printf("Failed create log file (%s)!\r\n", m_chPrimaryName);
+    if (OpenLogFile(m_primaryName, 0) != OX3D_RGBD_OK) {
+        m_running = 0; // the next caller joins this thread and frees the rest
+        printf("Failed create log file (%s)!\r\n", m_primaryName);
         return false;
     }
     return true;
 }
 
-uint32_t CreateAsyncLog(const char* pDir, unsigned int nLogSizeMiB) noexcept {
+uint32_t CreateAsyncLog(const char* dir, unsigned int logSizeMiB) noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
     if (UsableInstance(state) == nullptr) {
-        state.pInstance = new (std::nothrow) COxAsyncLog;
+        state.instance = new (std::nothrow) COxAsyncLog;
         // Kept: an instance that failed to start stays, released, until the next DestroyAsyncLog; it refuses
         // lines, and a later CreateAsyncLog only counts.
-        if (state.pInstance == nullptr || state.pInstance->Init(pDir, nLogSizeMiB) != OX3D_RGBD_OK) {
+        if (state.instance == nullptr || state.instance->Init(dir, logSizeMiB) != OX3D_RGBD_OK) {
             return OX3D_RGBD_E_MEMORY;
         }
     }
-    ++state.nReferences;
+    ++state.references;
     return OX3D_RGBD_OK;
 }
 
 void DestroyAsyncLog() noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
-    state.nReferences = std::max(state.nReferences - 1, 0);
-    if (state.nReferences == 0 && state.pInstance != nullptr) {
-        g_bLogDebugMode.store(false, std::memory_order_relaxed);
-        delete state.pInstance; // takes the mutex again and clears the pointer
+    state.references = std::max(state.references - 1, 0);
+    if (state.references == 0 && state.instance != nullptr) {
+        g_isLogDebugMode.store(false, std::memory_order_relaxed);
+        delete state.instance; // takes the mutex again and clears the pointer
     }
 }
 
-void OxLog_SetLevel(_TRACE_LEVEL_ enLevel) noexcept {
+void OxLog_SetLevel(_TRACE_LEVEL_ level) noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
-    if (COxAsyncLog* const pLog = UsableInstance(state)) {
-        pLog->SetLevel(enLevel);
+    if (COxAsyncLog* const log = UsableInstance(state)) {
+        log->SetLevel(level);
     }
 }
 
-void OxLog_SetDebugMode(int nDebugMode) noexcept {
+void OxLog_SetDebugMode(int debugMode) noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
-    if (COxAsyncLog* const pLog = UsableInstance(state)) {
-        pLog->SetDebugMode(nDebugMode);
-        g_bLogDebugMode.store(nDebugMode != 0, std::memory_order_relaxed);
+    if (COxAsyncLog* const log = UsableInstance(state)) {
+        log->SetDebugMode(debugMode);
+        g_isLogDebugMode.store(debugMode != 0, std::memory_order_relaxed);
     }
 }
 
-void OxWriteLog(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat,
-                ...) noexcept {
+void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format, ...) noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
     va_list args;
-    va_start(args, pFormat);
-    QueueLine(state, enLevel, pSourceFile, nLine, pFormat, args);
+    va_start(args, format);
+    QueueLine(state, level, sourceFile, line, format, args);
     va_end(args);
 }
 
-void OxWriteLogDebugMode(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat,
+void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format,
                          ...) noexcept {
     SLogState& state = LogState();
     const COXLock lock(&state.mutex);
-    if (state.pInstance == nullptr || state.pInstance->GetDebugMode() == 0) {
+    if (state.instance == nullptr || state.instance->GetDebugMode() == 0) {
         return;
     }
     va_list args;
-    va_start(args, pFormat);
-    QueueLine(state, enLevel, pSourceFile, nLine, pFormat, args);
+    va_start(args, format);
+    QueueLine(state, level, sourceFile, line, format, args);
     va_end(args);
 }
 
 // Takes no lock: it touches no shared state.
-const char* GetFileName(const char* pPath) noexcept {
-    const char* const pBackslash = pPath != nullptr ? strrchr(pPath, '\\') : nullptr;
-    return pBackslash != nullptr ? pBackslash + 1 : nullptr;
+const char* GetFileName(const char* path) noexcept {
+    const char* const backslash = path != nullptr ? strrchr(path, '\\') : nullptr;
+    return backslash != nullptr ? backslash + 1 : nullptr;
 }

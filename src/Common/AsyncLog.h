@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "Common/BufCtrl.h"
-#include "Common/Thread.h"
+#include "src/Common/BufCtrl.h"
+#include "src/Common/Thread.h"
 
 enum _TRACE_LEVEL_ : uint32_t {
     TRACE_LEVEL_NULL = 0,
@@ -32,67 +32,67 @@ public:
     COxAsyncLog& operator=(const COxAsyncLog&) = delete;
 
     /// Opens "<dir>/Ox3dRgbd_00.log" for appending and starts the writer. Null: the working directory.
-    uint32_t Init(const char* pDir, unsigned int nLogSizeMiB) noexcept;
+    uint32_t Init(const char* dir, unsigned int logSizeMiB) noexcept;
     uint32_t DeInit() noexcept;
     void Release() noexcept;
 
-    uint32_t SetLevel(_TRACE_LEVEL_ enLevel) noexcept;
-    uint32_t SetDebugMode(int nDebugMode) noexcept;
+    uint32_t SetLevel(_TRACE_LEVEL_ level) noexcept;
+    uint32_t SetDebugMode(int debugMode) noexcept;
     [[nodiscard]] int GetDebugMode() const noexcept;
 
     /// Whether AddtoList would take a line now.
     [[nodiscard]] bool HasRoom() const noexcept;
-    uint32_t AddtoList(_TRACE_LEVEL_ enLevel, const char* pText, unsigned int nLengthBytes) noexcept;
-    uint32_t CreateLogFile(const char* pName, int nAppend) noexcept;
-    static uint32_t BackUpLogFile(const char* pPrimary, const char* pBackup) noexcept;
-    static void* WriteLogThread(void* pSelf) noexcept;
+    uint32_t AddtoList(_TRACE_LEVEL_ level, const char* text, unsigned int lengthBytes) noexcept;
+    uint32_t CreateLogFile(const char* name, int append) noexcept;
+    static uint32_t BackUpLogFile(const char* primary, const char* backup) noexcept;
+    static void* WriteLogThread(void* self) noexcept;
 
     /// Joins and frees after a writer that ended on its own; else does nothing.
     void ReapEndedWriter() noexcept;
 
 private:
     void ResetMember() noexcept;
-    uint32_t OpenLogFile(const char* pName, int nAppend) noexcept;
+    uint32_t OpenLogFile(const char* name, int append) noexcept;
     void CloseLogFile() noexcept;
     bool CreateRing() noexcept;
     bool StartWriter() noexcept;
     void WriteLogThreadProc() noexcept;
-    [[nodiscard]] bool WriteNode(const DATA_NODE* pNode) noexcept;
+    [[nodiscard]] bool WriteNode(const DATA_NODE* node) noexcept;
     [[nodiscard]] bool RotateLogFile() noexcept;
 
-    FILE* m_pFile;
-    CBufCtrl* m_pBufCtrl;
-    std::atomic<int32_t> m_nRunning;
-    OX_THREAD_HANDLE m_hThread;
-    std::atomic<int32_t> m_nLevel;
-    std::atomic<int32_t> m_nDebugMode;
-    char m_chPrimaryName[256];
-    char m_chBackupName[256];
-    uint32_t m_nSizeLimitBytes;
+    FILE* m_file;
+    CBufCtrl* m_bufCtrl;
+    std::atomic<int32_t> m_running;
+    OX_THREAD_HANDLE m_thread;
+    std::atomic<int32_t> m_level;
+    std::atomic<int32_t> m_debugMode;
+    char m_primaryName[256];
+    char m_backupName[256];
+    uint32_t m_sizeLimitBytes;
 };
 
 /// One more reference to the log; the first creates it. Each call that returned 0 needs a DestroyAsyncLog.
-uint32_t CreateAsyncLog(const char* pDir, unsigned int nLogSizeMiB) noexcept;
+uint32_t CreateAsyncLog(const char* dir, unsigned int logSizeMiB) noexcept;
 void DestroyAsyncLog() noexcept;
-void OxLog_SetLevel(_TRACE_LEVEL_ enLevel) noexcept;
-void OxLog_SetDebugMode(int nDebugMode) noexcept;
+void OxLog_SetLevel(_TRACE_LEVEL_ level) noexcept;
+void OxLog_SetDebugMode(int debugMode) noexcept;
 /// The debug mode of the instance, false without one. AsyncLog.cpp writes it.
-extern std::atomic<bool> g_bLogDebugMode;
+extern std::atomic<bool> g_isLogDebugMode;
 /// Whether OxWriteLogDebugMode would write. One relaxed load, no lock.
 [[nodiscard]] inline bool OxLog_IsDebugMode() noexcept {
-    return g_bLogDebugMode.load(std::memory_order_relaxed);
+    return g_isLogDebugMode.load(std::memory_order_relaxed);
 }
 
 /// Queues one line. The message ends in "\r\n" by convention; nothing is added. A line that is longer than a
 /// node (8192 bytes with its header) or finds the queue full is lost.
-void OxWriteLog(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat, ...) noexcept
+void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format, ...) noexcept
     __attribute__((format(printf, 4, 5)));
 /// The same, while the debug mode is on.
-void OxWriteLogDebugMode(_TRACE_LEVEL_ enLevel, const char* pSourceFile, int nLine, const char* pFormat,
+void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format,
                          ...) noexcept __attribute__((format(printf, 4, 5)));
 
 /// The text after the last backslash; null without one. Source paths here use '/', so it is normally null.
-const char* GetFileName(const char* pPath) noexcept;
+const char* GetFileName(const char* path) noexcept;
 
 // For units that define `constexpr const char* kLogSource`. The arguments of OX_LOG_DEBUG are evaluated only
 // while the debug mode is on.

@@ -3,7 +3,7 @@
 #ifndef OX3D_COMMON_BUF_CTRL_H
 #define OX3D_COMMON_BUF_CTRL_H
 
-#include "Common/BufList.h"
+#include "src/Common/BufList.h"
 
 /// Without a ring every operation answers null or 0, but RellocNodeMainBuf answers OX3D_RGBD_E_STATE.
 class CBufCtrl {
@@ -14,22 +14,22 @@ public:
     CBufCtrl& operator=(const CBufCtrl&) = delete;
 
     /// May be called again: the old ring and all nodes borrowed from it are gone.
-    uint32_t Init(uint32_t nNodeCount, uint32_t nMainSizeBytes, uint32_t nExtraSizeBytes, uint32_t nReadIndex,
-                  uint32_t nWriteIndex) noexcept;
+    uint32_t Init(uint32_t nodeCount, uint32_t mainSizeBytes, uint32_t extraSizeBytes, uint32_t readIndex,
+                  uint32_t writeIndex) noexcept;
 
     [[nodiscard]] DATA_NODE* GetSpareNode() noexcept;
     int CommitWrite() noexcept;
     [[nodiscard]] DATA_NODE* GetDataNode() noexcept;
     int CommitRead() noexcept;
-    [[nodiscard]] DATA_NODE* GetOffsetDataNode(uint32_t nIndex) noexcept;
+    [[nodiscard]] DATA_NODE* GetOffsetDataNode(uint32_t index) noexcept;
     [[nodiscard]] uint32_t GetDataNodeCount() const noexcept;
     void EmptyDataNode() noexcept;
-    uint32_t RellocNodeMainBuf(DATA_NODE* pNode, uint32_t nSizeBytes) noexcept;
+    uint32_t RellocNodeMainBuf(DATA_NODE* node, uint32_t sizeBytes) noexcept;
 
 private:
-    CBufList* m_pList = nullptr;
-    uint32_t m_nNodeCount = 0;     // as asked for, not as the ring took it
-    uint32_t m_nMainSizeBytes = 0; // as asked for
+    CBufList* m_list = nullptr;
+    uint32_t m_nodeCount = 0;     // as asked for, not as the ring took it
+    uint32_t m_mainSizeBytes = 0; // as asked for
 };
 
 #endif

@@ -6,16 +6,16 @@
 #include <atomic>
 #include <cstdint>
 
-#include "Common/Thread.h"
+#include "src/Common/Thread.h"
 
 /// One slot. The ring owns both buffers; a node is borrowed between a get and the matching commit.
 struct DATA_NODE {
-    uint8_t* pMainBuf;
-    uint8_t* pExtraBuf; // null when the ring was created with extra size 0
-    uint32_t nMainSizeBytes;
-    uint32_t nMainLengthBytes; // 0 = empty
-    uint32_t nExtraSizeBytes;
-    uint32_t nExtraLengthBytes;
+    uint8_t* mainBuf;
+    uint8_t* extraBuf; // null when the ring was created with extra size 0
+    uint32_t mainSizeBytes;
+    uint32_t mainLengthBytes; // 0 = empty
+    uint32_t extraSizeBytes;
+    uint32_t extraLengthBytes;
 };
 
 /// Slots run 0 .. ring size - 1 and one of them is always left empty, which tells a full ring from an empty
@@ -36,8 +36,8 @@ public:
     CBufList& operator=(const CBufList&) = delete;
 
     /// nodeCount 1 .. 119 gives as many usable nodes; 0 and 120 or more give the default ring of 10 slots.
-    uint32_t InitBufList(uint32_t nNodeCount, uint32_t nMainSizeBytes, uint32_t nExtraSizeBytes,
-                         uint32_t nReadIndex, uint32_t nWriteIndex) noexcept;
+    uint32_t InitBufList(uint32_t nodeCount, uint32_t mainSizeBytes, uint32_t extraSizeBytes,
+                         uint32_t readIndex, uint32_t writeIndex) noexcept;
     void ReleaseBufList() noexcept;
 
     [[nodiscard]] int IsCanWrite() const noexcept;
@@ -49,24 +49,24 @@ public:
     [[nodiscard]] DATA_NODE* GetNodeData() noexcept;
     int CommitRead() noexcept;
     /// The node at an absolute index, whatever it holds, while the ring is not empty.
-    [[nodiscard]] DATA_NODE* GetOffestNodeData(uint32_t nIndex) noexcept;
+    [[nodiscard]] DATA_NODE* GetOffestNodeData(uint32_t index) noexcept;
     [[nodiscard]] uint32_t GetDataNodeCount() const noexcept;
     void EmptyDataNode() noexcept;
     /// Replaces a node's main buffer. Takes no lock: the caller holds the node.
-    static uint32_t RellocNodeMainBuf(DATA_NODE* pNode, uint32_t nSizeBytes) noexcept;
-    [[nodiscard]] int32_t AdjustIndex(int32_t nIndex) const noexcept;
+    static uint32_t RellocNodeMainBuf(DATA_NODE* node, uint32_t sizeBytes) noexcept;
+    [[nodiscard]] int32_t AdjustIndex(int32_t index) const noexcept;
 
 private:
-    bool AllocateNodes(uint32_t nMainSizeBytes, uint32_t nExtraSizeBytes) noexcept;
+    bool AllocateNodes(uint32_t mainSizeBytes, uint32_t extraSizeBytes) noexcept;
     void ResetIndices() noexcept;
 
     COXMutex m_Mutex;
-    DATA_NODE* m_pNodes = nullptr;
-    int32_t m_nRingSize = kDefaultRingSize;
-    std::atomic<int32_t> m_nWriteIndex{0};
-    std::atomic<int32_t> m_nReadIndex{0};
-    int32_t m_nReserved = 0;
-    int32_t m_nReadCommitted = 1; // set by every successful commit-read, read by nobody
+    DATA_NODE* m_nodes = nullptr;
+    int32_t m_ringSize = kDefaultRingSize;
+    std::atomic<int32_t> m_writeIndex{0};
+    std::atomic<int32_t> m_readIndex{0};
+    int32_t m_reserved = 0;
+    int32_t m_readCommitted = 1; // set by every successful commit-read, read by nobody
 
     static constexpr int32_t kDefaultRingSize = 10;
 };

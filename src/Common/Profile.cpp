@@ -1,6 +1,6 @@
 // Readers of profile files. Relies on stdio lines of 255 characters: a longer physical line counts as
 // several.
-#include "Common/Profile.h"
+#include "src/Common/Profile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,73 +17,72 @@ char g_strCurrentDllPath[256] = {};
 namespace {
 
 struct SFileCloser {
-    void operator()(FILE* pFile) const noexcept { fclose(pFile); }
+    void operator()(FILE* file) const noexcept { fclose(file); }
 };
 using CFile = std::unique_ptr<FILE, SFileCloser>;
 
 struct SLine {
-    char achText[256];
+    char text[256];
 };
 
 // Only a regular file is a profile: a device or a pipe of that name could block the caller for ever, which is
 // also why it is opened without blocking.
 CFile OpenProfile(const char* path) {
-    const int nFd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (nFd < 0) {
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
         return nullptr;
     }
-    struct stat stStatus {};
-    FILE* const pFile = fstat(nFd, &stStatus) == 0 && S_ISREG(stStatus.st_mode) ? fdopen(nFd, "r") : nullptr;
-    if (pFile == nullptr) {
-        close(nFd);
+    struct stat status {};
+    FILE* const file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) ? fdopen(fd, "r") : nullptr;
+    if (file == nullptr) {
+        close(fd);
     }
-    return CFile(pFile);
+    return CFile(file);
 }
 
-bool ReadLine(FILE* pFile, SLine& stLine) {
-    return fgets(stLine.achText, sizeof(stLine.achText), pFile) != nullptr;
+bool ReadLine(FILE* file, SLine& line) {
+    return fgets(line.text, sizeof(line.text), file) != nullptr;
 }
 
-bool IsHeader(const SLine& stLine) {
-    return stLine.achText[0] == '[';
+bool IsHeader(const SLine& line) {
+    return line.text[0] == '[';
 }
 
 /// '[' in the first column, the name, ']' at once; what follows does not matter.
-bool IsHeaderOf(const SLine& stLine, const char* section) {
+bool IsHeaderOf(const SLine& line, const char* section) {
     const size_t nLength = strlen(section);
-    return IsHeader(stLine) && strncmp(stLine.achText + 1, section, nLength) == 0 &&
-           stLine.achText[1 + nLength] == ']';
+    return IsHeader(line) && strncmp(line.text + 1, section, nLength) == 0 && line.text[1 + nLength] == ']';
 }
 
 /// Where the value starts: the key in the first column, then blanks and '=' with at least one '='. Else null.
-const char* ValueOf(const SLine& stLine, const char* key) {
+const char* ValueOf(const SLine& line, const char* key) {
     const size_t nLength = strlen(key);
-    if (strncmp(stLine.achText, key, nLength) != 0) {
+    if (strncmp(line.text, key, nLength) != 0) {
         return nullptr;
     }
-    const char* const pRun = stLine.achText + nLength;
-    const size_t nRun = strspn(pRun, " =");
-    return memchr(pRun, '=', nRun) != nullptr ? pRun + nRun : nullptr;
+    const char* const run = line.text + nLength;
+    const size_t runLength = strspn(run, " =");
+    return memchr(run, '=', runLength) != nullptr ? run + runLength : nullptr;
 }
 
-bool FindSection(FILE* pFile, const char* section) {
-    SLine stLine;
-    while (ReadLine(pFile, stLine)) {
-        if (IsHeaderOf(stLine, section)) {
+bool FindSection(FILE* file, const char* section) {
+    SLine line;
+    while (ReadLine(file, line)) {
+        if (IsHeaderOf(line, section)) {
             return true;
         }
     }
     return false;
 }
 
-/// The value's text inside stLine, or null. Only the first section of that name is searched.
-const char* FindValue(FILE* pFile, const char* section, const char* key, SLine& stLine) {
-    if (!FindSection(pFile, section)) {
+/// The value's text inside line, or null. Only the first section of that name is searched.
+const char* FindValue(FILE* file, const char* section, const char* key, SLine& line) {
+    if (!FindSection(file, section)) {
         return nullptr;
     }
-    while (ReadLine(pFile, stLine) && !IsHeader(stLine)) {
-        if (const char* const pValue = ValueOf(stLine, key)) {
-            return pValue;
+    while (ReadLine(file, line) && !IsHeader(line)) {
+        if (const char* const value = ValueOf(line, key)) {
+            return value;
         }
     }
     return nullptr;
@@ -94,59 +93,59 @@ const char* FindValue(FILE* pFile, const char* section, const char* key, SLine& 
 class CNameList {
 public:
     CNameList(char* out, unsigned long outSize)
-        : m_pOut(out), m_nLimit(outSize >= 2 ? outSize - 2 : 0), m_nSize(outSize) {}
+        : m_out(out), m_limit(outSize >= 2 ? outSize - 2 : 0), m_size(outSize) {}
 
-    [[nodiscard]] bool IsFull() const { return m_nCount >= m_nLimit; }
+    [[nodiscard]] bool IsFull() const { return m_count >= m_limit; }
 
-    /// The characters before the first of pStops, cut to what fits.
-    void Add(const char* pText, const char* pStops) {
-        const unsigned long nLength = std::min<unsigned long>(strcspn(pText, pStops), m_nLimit - m_nCount);
-        memcpy(m_pOut + m_nCount, pText, nLength);
-        m_nCount += nLength;
-        m_pOut[m_nCount++] = '\0';
+    /// The characters before the first of stops, cut to what fits.
+    void Add(const char* text, const char* stops) {
+        const unsigned long nLength = std::min<unsigned long>(strcspn(text, stops), m_limit - m_count);
+        memcpy(m_out + m_count, text, nLength);
+        m_count += nLength;
+        m_out[m_count++] = '\0';
     }
 
     /// Ends the list; its characters less the zero that ends the last entry.
     unsigned long Finish() {
-        if (m_nSize != 0) {
-            m_pOut[m_nCount] = '\0';
+        if (m_size != 0) {
+            m_out[m_count] = '\0';
         }
-        return m_nCount == 0 ? 0 : m_nCount - 1;
+        return m_count == 0 ? 0 : m_count - 1;
     }
 
 private:
-    char* m_pOut;
-    unsigned long m_nLimit;
-    unsigned long m_nSize;
-    unsigned long m_nCount = 0;
+    char* m_out;
+    unsigned long m_limit;
+    unsigned long m_size;
+    unsigned long m_count = 0;
 };
 
-unsigned long ListSections(FILE* pFile, char* out, unsigned long outSize) {
+unsigned long ListSections(FILE* file, char* out, unsigned long outSize) {
     CNameList list(out, outSize);
-    SLine stLine;
-    while (!list.IsFull() && ReadLine(pFile, stLine)) {
-        if (IsHeader(stLine)) {
-            list.Add(stLine.achText + 1, "]\r\n");
+    SLine line;
+    while (!list.IsFull() && ReadLine(file, line)) {
+        if (IsHeader(line)) {
+            list.Add(line.text + 1, "]\r\n");
         }
     }
     return list.Finish();
 }
 
-unsigned long ListKeys(FILE* pFile, char* out, unsigned long outSize) {
+unsigned long ListKeys(FILE* file, char* out, unsigned long outSize) {
     CNameList list(out, outSize);
-    SLine stLine;
-    while (!list.IsFull() && ReadLine(pFile, stLine) && !IsHeader(stLine)) {
-        list.Add(stLine.achText, "\n\r =");
+    SLine line;
+    while (!list.IsFull() && ReadLine(file, line) && !IsHeader(line)) {
+        list.Add(line.text, "\n\r =");
     }
     return list.Finish();
 }
 
 /// Kept: neither the copy nor the length is bounded by outSize, since callers pass 256 bytes and some pass a
 /// smaller number with them. 0 and 1 alone are taken at their word.
-unsigned long CopyValue(const char* pValue, char* out, unsigned long outSize) {
-    const size_t nLength = strcspn(pValue, "\r\n");
+unsigned long CopyValue(const char* value, char* out, unsigned long outSize) {
+    const size_t nLength = strcspn(value, "\r\n");
     if (outSize >= 2) {
-        memcpy(out, pValue, nLength);
+        memcpy(out, value, nLength);
         out[nLength] = '\0';
     } else if (outSize == 1) {
         out[0] = '\0';
@@ -168,22 +167,22 @@ unsigned long CopyDefault(const char* defaultValue, char* out, unsigned long out
 
 unsigned int Linux_GetPrivateProfileInt(const char* section, const char* key, int defaultValue,
                                         const char* path) {
-    const auto nDefault = static_cast<unsigned int>(defaultValue);
+    const auto fallback = static_cast<unsigned int>(defaultValue);
     if (section == nullptr || key == nullptr || path == nullptr) {
-        return nDefault;
+        return fallback;
     }
     const CFile file = OpenProfile(path);
     if (file == nullptr) {
-        return nDefault;
+        return fallback;
     }
-    SLine stLine;
-    const char* const pValue = FindValue(file.get(), section, key, stLine);
-    if (pValue == nullptr) {
-        return nDefault;
+    SLine line;
+    const char* const value = FindValue(file.get(), section, key, line);
+    if (value == nullptr) {
+        return fallback;
     }
     // Kept: a value of 0 cannot be told from an empty or a non-numeric one, and all of them give the default.
-    const auto nValue = static_cast<unsigned int>(strtoul(pValue, nullptr, 0));
-    return nValue != 0 ? nValue : nDefault;
+    const auto nValue = static_cast<unsigned int>(strtoul(value, nullptr, 0));
+    return nValue != 0 ? nValue : fallback;
 }
 
 unsigned long Linux_GetPrivateProfileString(const char* section, const char* key, const char* defaultValue,
@@ -191,21 +190,21 @@ unsigned long Linux_GetPrivateProfileString(const char* section, const char* key
     if (out == nullptr) {
         outSize = 0;
     }
-    const unsigned long nFallback = CopyDefault(defaultValue != nullptr ? defaultValue : "", out, outSize);
+    const unsigned long fallback = CopyDefault(defaultValue != nullptr ? defaultValue : "", out, outSize);
     if (section == nullptr || key == nullptr || path == nullptr) {
-        return nFallback;
+        return fallback;
     }
     const CFile file = OpenProfile(path);
     if (file == nullptr) {
-        return nFallback;
+        return fallback;
     }
     if (section[0] == '\0') {
         return ListSections(file.get(), out, outSize);
     }
     if (key[0] == '\0') {
-        return FindSection(file.get(), section) ? ListKeys(file.get(), out, outSize) : nFallback;
+        return FindSection(file.get(), section) ? ListKeys(file.get(), out, outSize) : fallback;
     }
-    SLine stLine;
-    const char* const pValue = FindValue(file.get(), section, key, stLine);
-    return pValue != nullptr ? CopyValue(pValue, out, outSize) : nFallback;
+    SLine line;
+    const char* const value = FindValue(file.get(), section, key, line);
+    return value != nullptr ? CopyValue(value, out, outSize) : fallback;
 }

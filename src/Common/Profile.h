@@ -3,7 +3,7 @@
 #ifndef OX3D_COMMON_PROFILE_H
 #define OX3D_COMMON_PROFILE_H
 
-#include "Common/Export.h"
+#include "src/Common/Export.h"
 
 extern "C" {
 

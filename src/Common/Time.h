@@ -12,8 +12,8 @@ inline double MyMilliseconds() noexcept {
 int SetTime() noexcept;
 
 /// Diagnostic hooks that are switched off: the format is checked, nothing is written.
-void OX_DebugInfo(const char* pFormat, ...) noexcept __attribute__((format(printf, 1, 2)));
-void OX_RunInfo(const char* pFormat, ...) noexcept __attribute__((format(printf, 1, 2)));
+void OX_DebugInfo(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
+void OX_RunInfo(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
 
 namespace ox3d {
 

@@ -4,12 +4,12 @@
 #define OX3D_COMMON_VERSION_H
 
 /// Writes "YYMMDD_hh:mm:ss" of this build. The caller's buffer has 256 bytes; null is ignored.
-void GetMyVersion(char* pOut) noexcept;
+void GetMyVersion(char* out) noexcept;
 
 namespace ox3d {
 
 /// What GetMyVersion writes for a date "Mmm dd yyyy" and a time "hh:mm:ss"; at most 128 bytes.
-void FormatBuildStamp(const char* pDate, const char* pTime, char* pOut) noexcept;
+void FormatBuildStamp(const char* date, const char* time, char* out) noexcept;
 
 } // namespace ox3d
 

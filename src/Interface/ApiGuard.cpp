@@ -5,12 +5,12 @@
 // consistency, so at least one of the two sees the other. A record that is not closing may have been given to
 // another device since it was looked up, and keeps that one alive: so whose record it is comes last, and not
 // the other way round, where the state seen could be that of the record's next device.
-#include "Interface/ApiGuard.h"
+#include "src/Interface/ApiGuard.h"
 
 #include <time.h>
 
-#include "Manager/CallbackSlot.h"
-#include "Manager/Manager.h"
+#include "src/Manager/CallbackSlot.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ CDeviceLock::CDeviceLock(CManager& fresh) OX_NO_THREAD_SAFETY_ANALYSIS
       m_status(OX3D_RGBD_OK) {
     m_mutex->Lock();
     m_isHeld = true;
-    m_signal->m_nState = OX_HANDLE_LIVE;
+    m_signal->m_state = OX_HANDLE_LIVE;
 }
 
 CDeviceLock::~CDeviceLock() {
@@ -53,7 +53,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     }
     if (CCallbackScope::IsInsideOwner(handle)) {
         while (!m_mutex->LockFor(kLookAgainMs)) {
-            const uint32_t state = m_signal->m_nState;
+            const uint32_t state = m_signal->m_state;
             if (state != OX_HANDLE_LIVE) {
                 return state == OX_HANDLE_STOPPING ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_HANDLE;
             }
@@ -64,7 +64,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     m_isHeld = true;
     const bool isSame =
         factory->GetMutexHandle(m_mutex) == handle && factory->GetSignalHandle(m_signal) == handle;
-    if (!isSame || m_signal->m_nState == OX_HANDLE_CLOSING) {
+    if (!isSame || m_signal->m_state == OX_HANDLE_CLOSING) {
         Leave();
         return OX3D_RGBD_E_HANDLE;
     }
@@ -78,9 +78,9 @@ CDevicePin::CDevicePin(void* handle) {
     if (signal == nullptr) {
         return;
     }
-    ++signal->m_nInside;
-    if (signal->m_nState == OX_HANDLE_CLOSING || factory->GetSignalHandle(signal) != handle) {
-        --signal->m_nInside;
+    ++signal->m_inside;
+    if (signal->m_state == OX_HANDLE_CLOSING || factory->GetSignalHandle(signal) != handle) {
+        --signal->m_inside;
         return;
     }
     m_signal = signal;
@@ -92,7 +92,7 @@ CDevicePin::CDevicePin(void* handle) {
 CDevicePin::~CDevicePin() {
     if (m_signal != nullptr) {
         t_innermostPin = m_outer;
-        --m_signal->m_nInside;
+        --m_signal->m_inside;
     }
 }
 
@@ -103,7 +103,7 @@ void CDevicePin::WaitForOthers(OX_HANDLE_SIGNAL* signal) {
     }
     // Calls inside end by themselves; a short sleep costs a close nothing that its camera would not.
     constexpr timespec kPause = {0, 1000000};
-    while (signal->m_nInside > own) {
+    while (signal->m_inside > own) {
         nanosleep(&kPause, nullptr);
     }
 }

@@ -7,8 +7,8 @@
 #include <exception>
 #include <new>
 
-#include "Interface/HandleFactory.h"
-#include "Ox3dRgbdDefine.h"
+#include "src/Interface/HandleFactory.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 class CManager;
 
@@ -84,11 +84,11 @@ private:
 class CDeviceState {
 public:
     CDeviceState(OX_HANDLE_SIGNAL& signal, OX_HANDLE_STATE state)
-        : m_signal(&signal), m_state(state), m_former(signal.m_nState.exchange(state)) {}
+        : m_signal(&signal), m_state(state), m_former(signal.m_state.exchange(state)) {}
     ~CDeviceState() {
         // Only its own state is taken back: a close that began inside stays.
         if (m_signal != nullptr) {
-            m_signal->m_nState.compare_exchange_strong(m_state, m_former);
+            m_signal->m_state.compare_exchange_strong(m_state, m_former);
         }
     }
     CDeviceState(const CDeviceState&) = delete;

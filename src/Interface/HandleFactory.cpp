@@ -1,11 +1,11 @@
 // HandleFactory.cpp - see HandleFactory.h.
-#include "Interface/HandleFactory.h"
+#include "src/Interface/HandleFactory.h"
 
 #include <memory>
 #include <new>
 
-#include "Common/NeverDestroyed.h"
-#include "Manager/Manager.h"
+#include "base/NeverDestroyed.h"
+#include "src/Manager/Manager.h"
 
 std::atomic<CMyHandleFactory*> CMyHandleFactory::m_pcHandleFactory{nullptr};
 
@@ -72,7 +72,7 @@ bool CHandleFactory::MapHandleMutex(void* handle) {
     // The state goes from closing, where the former device left it, to live once the opener has the lock. Counts
     // stay: a late look-up may be counting itself in and out of the record right now, and both steps have to find
     // the same number.
-    signal->m_object.m_nState = OX_HANDLE_CLOSING;
+    signal->m_object.m_state = OX_HANDLE_CLOSING;
     if (m_mutexes.Occupy(handle) == nullptr) {
         m_signals.Vacate(handle);
         return false;

@@ -10,7 +10,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "Common/Thread.h"
+#include "src/Common/Thread.h"
 
 class CManager;
 
@@ -22,9 +22,9 @@ enum OX_HANDLE_STATE : uint32_t {
 
 // What a device's holders tell each other beside its mutex.
 struct OX_HANDLE_SIGNAL {
-    std::atomic<uint32_t> m_nInside{0};  // calls inside that do not hold the device lock
-    std::atomic<uint32_t> m_nWaiting{0}; // callbacks that wait for another callback of the device to end
-    std::atomic<uint32_t> m_nState{OX_HANDLE_CLOSING};
+    std::atomic<uint32_t> m_inside{0};  // calls inside that do not hold the device lock
+    std::atomic<uint32_t> m_waiting{0}; // callbacks that wait for another callback of the device to end
+    std::atomic<uint32_t> m_state{OX_HANDLE_CLOSING};
 };
 
 class CHandleFactory {

@@ -3,13 +3,13 @@
 //
 // Argument checks stand in the order that callers can observe: some functions look at the handle first, some
 // at their arguments.
-#include "Ox3dRgbdApi.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
 
-#include "Common/AsyncLog.h"
-#include "Interface/ApiGuard.h"
-#include "Interface/ApiLog.h"
-#include "Manager/CallbackSlot.h"
-#include "Manager/Manager.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Interface/ApiGuard.h"
+#include "src/Interface/ApiLog.h"
+#include "src/Manager/CallbackSlot.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -37,20 +37,20 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     if (lock.Status() != OX3D_RGBD_OK) {
         return lock.Status();
     }
-    const uint32_t nRet = registerCall(lock.Manager());
+    const uint32_t status = registerCall(lock.Manager());
     const CDevicePin pin(handle); // taken under the lock: close cannot be waiting for it yet
     OX_HANDLE_SIGNAL& signal = lock.Signal();
     lock.Leave();
     if (pin.Manager() == nullptr) {
-        return nRet;
+        return status;
     }
     const bool isInside = CCallbackScope::IsInsideOwner(handle);
-    const bool isAwaited = isInside && signal.m_nWaiting++ != 0;
+    const bool isAwaited = isInside && signal.m_waiting++ != 0;
     while (!isAwaited && !wait(*pin.Manager(), kLookAgainMs) &&
-           !(isInside && signal.m_nState != OX_HANDLE_LIVE)) {
+           !(isInside && signal.m_state != OX_HANDLE_LIVE)) {
     }
-    signal.m_nWaiting -= isInside ? 1 : 0;
-    return nRet;
+    signal.m_waiting -= isInside ? 1 : 0;
+    return status;
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 // Ox3dRgbdImgProc.cpp - exported image processing.
-#include "Ox3dRgbdImgProc.h"
+#include <ox3drgbd/Ox3dRgbdImgProc.h>
 
-#include "Common/AsyncLog.h"
-#include "Interface/ApiGuard.h"
-#include "Manager/Manager.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Interface/ApiGuard.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 constexpr const char* kLogSource = "../../src/Interface/Ox3dRgbdImgProc";

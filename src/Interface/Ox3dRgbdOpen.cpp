@@ -2,11 +2,11 @@
 // handle of its own.
 #include <utility>
 
-#include "Common/AsyncLog.h"
-#include "Interface/ApiGuard.h"
-#include "Interface/ApiLog.h"
-#include "Manager/Manager.h"
-#include "Ox3dRgbdApi.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Interface/ApiGuard.h"
+#include "src/Interface/ApiLog.h"
+#include "src/Manager/Manager.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
 
 namespace {
 
@@ -18,9 +18,9 @@ constexpr const char* kLogSource = kApiLogSource;
 uint32_t RetireDevice(const CDeviceLock& lock) {
     CDeviceState closing(lock.Signal(), OX_HANDLE_CLOSING);
     CDevicePin::WaitForOthers(&lock.Signal());
-    const uint32_t nRet = lock.Manager().DeInit();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    const uint32_t status = lock.Manager().DeInit();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     closing.Keep();
     CMyHandleFactory::GetFactory()->DestroyHandle(&lock.Manager());
@@ -40,25 +40,25 @@ uint32_t WithNewHandle(bool keep, Work&& work) {
         return OX3D_RGBD_E_HANDLE;
     }
     const CDeviceLock lock(*manager);
-    uint32_t nRet = ApiBarrier([&] {
+    uint32_t status = ApiBarrier([&] {
         const uint32_t initRet = manager->Init();
         return initRet != OX3D_RGBD_OK ? initRet : work(*manager);
     });
-    if (nRet != OX3D_RGBD_OK || !keep) {
+    if (status != OX3D_RGBD_OK || !keep) {
         const uint32_t retireRet = RetireDevice(lock);
-        if (nRet == OX3D_RGBD_OK && retireRet != OX3D_RGBD_OK) {
-            nRet = OX3D_RGBD_E_HANDLE;
+        if (status == OX3D_RGBD_OK && retireRet != OX3D_RGBD_OK) {
+            status = OX3D_RGBD_E_HANDLE;
         }
     }
-    return nRet;
+    return status;
 }
 
 template <class Bind>
 uint32_t Open(void** handle, Bind&& bind) {
     return WithNewHandle(true, [&](CManager& manager) {
-        const uint32_t nRet = bind(manager);
-        if (nRet != OX3D_RGBD_OK) {
-            return nRet;
+        const uint32_t status = bind(manager);
+        if (status != OX3D_RGBD_OK) {
+            return status;
         }
         *handle = &manager; // before connecting: a failure from here on leaves a dead value there
         return manager.ConnectDevice();
@@ -160,8 +160,8 @@ uint32_t OX3D_RGBD_CloseDevice(void** handle) {
             return lock.Status();
         }
         const bool isInside = CCallbackScope::IsInsideOwner(&lock.Manager());
-        const uint32_t nRet = isInside ? CloseFromCallback(lock) : RetireDevice(lock);
-        if (nRet != OX3D_RGBD_OK) {
+        const uint32_t status = isInside ? CloseFromCallback(lock) : RetireDevice(lock);
+        if (status != OX3D_RGBD_OK) {
             return OX3D_RGBD_E_HANDLE;
         }
         *handle = nullptr;
@@ -176,8 +176,8 @@ uint32_t OX3D_RGBD_SetIpConfig(const char* chSerialNumber, OX3D_RGBD_IP_CONFIG* 
             return OX3D_RGBD_E_PARAMETER;
         }
         return WithNewHandle(false, [&](CManager& m) {
-            const uint32_t nRet = m.BindDeviceBySerialNumber(chSerialNumber);
-            return nRet != OX3D_RGBD_OK ? nRet : m.SetIpConfig(pstIpConfig);
+            const uint32_t status = m.BindDeviceBySerialNumber(chSerialNumber);
+            return status != OX3D_RGBD_OK ? status : m.SetIpConfig(pstIpConfig);
         });
     });
 }

@@ -1,5 +1,5 @@
 // CalibrationFile.cpp - see CalibrationFile.h.
-#include "Manager/CalibrationFile.h"
+#include "src/Manager/CalibrationFile.h"
 
 #include <cstdio>
 #include <cstring>

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Ox3dRgbdDefine.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 // The depth camera, the colour camera and the way from one to the other. Translation in the depth's unit.
 struct DepthCalibration {

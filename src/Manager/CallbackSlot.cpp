@@ -1,5 +1,5 @@
 // CallbackSlot.cpp - the calling thread's stack of callbacks.
-#include "Manager/CallbackSlot.h"
+#include "src/Manager/CallbackSlot.h"
 
 namespace {
 thread_local const CCallbackScope* t_innermost = nullptr;

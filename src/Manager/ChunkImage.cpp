@@ -1,5 +1,5 @@
 // ChunkImage.cpp - see ChunkImage.h.
-#include "Manager/ChunkImage.h"
+#include "src/Manager/ChunkImage.h"
 
 #include <cstring>
 

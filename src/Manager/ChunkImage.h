@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "Manager/GrowBuffer.h"
-#include "OxCameraControl.h"
+#include "src/Manager/GrowBuffer.h"
+#include <ox3drgbd/OxCameraControl.h>
 
 // The initial size of every frame-assembly buffer.
 constexpr uint64_t kAssemblyBufferBytes = 0x400000;

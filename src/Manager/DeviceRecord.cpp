@@ -1,11 +1,11 @@
 // DeviceRecord.cpp - see DeviceRecord.h.
-#include "Manager/DeviceRecord.h"
+#include "src/Manager/DeviceRecord.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 
-#include "Common/AsyncLog.h"
+#include "src/Common/AsyncLog.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #ifndef OX3D_DEVICE_RECORD_H
 #define OX3D_DEVICE_RECORD_H
 
-#include "Ox3dRgbdDefine.h"
-#include "OxCameraControl.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxCameraControl.h>
 
 // Dotted decimal of an IP number into a 16-byte field, most significant octet first. An address of 0 (and a
 // null field) gives OX3D_RGBD_E_PARAMETER and leaves the field as it was.

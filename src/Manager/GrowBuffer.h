@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Common/FrameMemory.h"
+#include "base/ImageMemory.h"
 
 class CGrowBuffer {
 public:

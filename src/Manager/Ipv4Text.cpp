@@ -1,5 +1,5 @@
 // Ipv4Text.cpp - see Ipv4Text.h.
-#include "Manager/Ipv4Text.h"
+#include "src/Manager/Ipv4Text.h"
 
 int IsValidIpv4(const char* text) {
     if (text == nullptr) {

@@ -23,17 +23,17 @@
 #include <memory>
 #include <vector>
 
-#include "BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
-#include "CameraModule/CameraModule.h"
-#include "Common/Thread.h"
-#include "Manager/CalibrationFile.h"
-#include "Manager/CallbackSlot.h"
-#include "Manager/ChunkImage.h"
-#include "Manager/GrowBuffer.h"
-#include "Manager/OwnedMutex.h"
-#include "Manager/RetiringBuffer.h"
-#include "Ox3dRgbdDefine.h"
-#include "OxCameraControl.h"
+#include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
+#include "src/CameraModule/CameraModule.h"
+#include "src/Common/Thread.h"
+#include "src/Manager/CalibrationFile.h"
+#include "src/Manager/CallbackSlot.h"
+#include "src/Manager/ChunkImage.h"
+#include "src/Manager/GrowBuffer.h"
+#include "src/Manager/OwnedMutex.h"
+#include "src/Manager/RetiringBuffer.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxCameraControl.h>
 
 enum OX_BIND_WAYS : uint32_t {
     OX_BIND_FIRST = 0,
@@ -163,7 +163,7 @@ private:
     uint32_t SetImageNodesFromProfile();
     uint32_t FetchCalibrationFile(const char* serialNumber);
     uint32_t ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
-                          OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_REQUIRES(m_xConvert);
+                          OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_REQUIRES(m_convertMutex);
     uint32_t ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config);
     uint32_t SetIpConfigWord(uint32_t mode, uint32_t word);
 
@@ -176,59 +176,59 @@ private:
     uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame);
 
     void FreeFormerDepth();
-    uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_xConvert);
-    uint32_t EnsureCalibration(uint32_t depthWidth) OX_EXCLUDES(m_xConvert);
-    uint32_t EnsureConverter() OX_REQUIRES(m_xConvert);
+    uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_convertMutex);
+    uint32_t EnsureCalibration(uint32_t depthWidth) OX_EXCLUDES(m_convertMutex);
+    uint32_t EnsureConverter() OX_REQUIRES(m_convertMutex);
     uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour);
 
     // Lifecycle; written under the device lock, the flags also read by the unlocked calls and the delivery
     // thread.
     std::atomic<CCameraModule*> m_pcCamera{nullptr};
-    std::atomic<uint32_t> m_bOpened{0};
-    std::atomic<uint32_t> m_bGrabbing{0};
-    std::atomic<uint32_t> m_bSoftTrigger{0};
+    std::atomic<uint32_t> m_isOpened{0};
+    std::atomic<uint32_t> m_isGrabbing{0};
+    std::atomic<uint32_t> m_softTrigger{0};
     std::atomic<uint32_t> m_nDeviceType{0}; // transport type of the bound device
-    bool m_bLogReference = false;
+    bool m_hasLogReference = false;
     CHeldFrames m_heldFrames; // device lock
 
     // The library's own parameters.
-    std::atomic<uint32_t> m_bImageAlign{1};
-    std::atomic<uint32_t> m_bResolutionAlign{1};
-    std::atomic<uint32_t> m_bOutputRgbd{0};
+    std::atomic<uint32_t> m_imageAlign{1};
+    std::atomic<uint32_t> m_resolutionAlign{1};
+    std::atomic<uint32_t> m_outputRgbd{0};
 
     // Delivery.
     CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
     CCallbackSlot<OX3D_RGBD_ExceptionCallBack> m_exceptionCallback;
-    COXMutex m_xCallback;     // the callback lock
+    COXMutex m_callbackMutex; // the callback lock
     COwnedMutex m_frameMutex; // the frame mutex
-    std::atomic<uint32_t> m_nLastFrameNum{0};
+    std::atomic<uint32_t> m_lastFrameNum{0};
 
     // Frame assembly; callback lock or frame mutex.
-    bool m_bMainImage = false;
-    uint8_t* m_pMainData = nullptr; // the camera library's buffer or m_imageBuf
-    OX_FRAME_OUT_INFO_EX m_stFrameInfo = {};
+    bool m_hasMainImage = false;
+    uint8_t* m_mainData = nullptr; // the camera library's buffer or m_imageBuf
+    OX_FRAME_OUT_INFO_EX m_frameInfo = {};
     CGrowBuffer m_imageBuf;
     CGrowBuffer m_extendImage;
     CGrowBuffer m_demaImage;
     CGrowBuffer m_rgbdImage;
     ChunkImage m_extendSlot;
     ChunkImage m_demaSlot; // once set it stays: later frames repeat the last pair
-    void* m_pScaler = nullptr;
-    uint8_t* m_pAlignedColor = nullptr; // sized once, by the first alignment
-    uint64_t m_nAlignedColorBytes = 0;
+    void* m_scaler = nullptr;
+    uint8_t* m_alignedColor = nullptr; // sized once, by the first alignment
+    uint64_t m_alignedColorBytes = 0;
 
-    COXMutex m_xCalibrationFile; // the local calibration file: written and read whole
+    COXMutex m_calibrationFileMutex; // the local calibration file: written and read whole
 
     // Conversion; conversion lock.
-    COXMutex m_xConvert;
-    CRetiringBuffer m_depthBuffer OX_GUARDED_BY(m_xConvert); // the last frame may still be in use
-    float* m_pPointBuffer OX_GUARDED_BY(m_xConvert) = nullptr;
-    uint64_t m_nBufferPixels OX_GUARDED_BY(m_xConvert) = 0; // of both buffers
-    std::atomic<bool> m_bCalibrationLoaded{false};          // set under the lock
-    DepthCalibration m_stCalibration OX_GUARDED_BY(m_xConvert) = {};
-    std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_xConvert);
+    COXMutex m_convertMutex;
+    CRetiringBuffer m_depthBuffer OX_GUARDED_BY(m_convertMutex); // the last frame may still be in use
+    float* m_pPointBuffer OX_GUARDED_BY(m_convertMutex) = nullptr;
+    uint64_t m_bufferPixels OX_GUARDED_BY(m_convertMutex) = 0; // of both buffers
+    std::atomic<bool> m_isCalibrationLoaded{false};            // set under the lock
+    DepthCalibration m_calibration OX_GUARDED_BY(m_convertMutex) = {};
+    std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_convertMutex);
     // An engine whose Init failed, kept for the next try so that nothing is lost per frame.
-    std::unique_ptr<CDepthConvertVm> m_pSpareConvert OX_GUARDED_BY(m_xConvert);
+    std::unique_ptr<CDepthConvertVm> m_spareConvert OX_GUARDED_BY(m_convertMutex);
 };
 
 #endif

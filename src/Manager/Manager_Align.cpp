@@ -1,10 +1,10 @@
 // Manager_Align.cpp - the colour image scaled plane by plane to the depth image's size.
 #include <cstring>
 
-#include "Common/AsyncLog.h"
-#include "Common/FrameMemory.h"
-#include "Manager/Manager.h"
-#include "OxMediaProcess.h"
+#include "base/ImageMemory.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Manager.h"
+#include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
 
@@ -30,17 +30,17 @@ uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGB
         param.nSrcLen = colour.nDataLen / kPlanes;
         param.nDstWidth = depth.nWidth;
         param.nDstHeight = depth.nHeight;
-        param.pDstData = m_pAlignedColor + plane * targetBytes;
+        param.pDstData = m_alignedColor + plane * targetBytes;
         param.nDstBufSize = static_cast<uint32_t>(targetBytes);
         param.nDstLen = static_cast<uint32_t>(targetBytes);
         param.nMethod = OX_MP_METHOD_BILINEAR;
-        if (m_pScaler == nullptr) {
+        if (m_scaler == nullptr) {
             OX_LOG_ERROR("[RgbResolutionAlign] LoadMediaProcess failed!\r\n");
             return OX3D_RGBD_E_LOAD_LIBRARY;
         }
-        const int nRet = OX_MP_Scaling(m_pScaler, &param);
-        if (nRet != OX_MP_OK) {
-            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_Scaling failed,  nRet:[%x]!\r\n", nRet);
+        const int status = OX_MP_Scaling(m_scaler, &param);
+        if (status != OX_MP_OK) {
+            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_Scaling failed,  nRet:[%x]!\r\n", status);
             return OX3D_RGBD_E_MEMORY;
         }
     }
@@ -56,9 +56,9 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
         OX_LOG_DEBUG("[RgbResolutionAlign]  nWidth and nHeight is same.\r\n");
         return OX3D_RGBD_OK;
     }
-    if (m_pScaler == nullptr) {
-        m_pScaler = OX_MP_CreateHandle();
-        if (m_pScaler == nullptr) {
+    if (m_scaler == nullptr) {
+        m_scaler = OX_MP_CreateHandle();
+        if (m_scaler == nullptr) {
             OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_CreateHandle failed.\r\n");
             return OX3D_RGBD_E_MEMORY;
         }
@@ -67,14 +67,14 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
     // An empty depth image must not fix the size of the buffer either.
     const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
     const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
-    if (m_pAlignedColor == nullptr && needed <= kMaxImageBytes) {
-        m_pAlignedColor = static_cast<uint8_t*>(AllocateFrameMemory(needed));
-        m_nAlignedColorBytes = m_pAlignedColor != nullptr ? needed : 0;
+    if (m_alignedColor == nullptr && needed <= kMaxImageBytes) {
+        m_alignedColor = static_cast<uint8_t*>(AllocateFrameMemory(needed));
+        m_alignedColorBytes = m_alignedColor != nullptr ? needed : 0;
     }
     // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.
-    if (needed > m_nAlignedColorBytes) {
+    if (needed > m_alignedColorBytes) {
         OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
-                     static_cast<unsigned long long>(m_nAlignedColorBytes),
+                     static_cast<unsigned long long>(m_alignedColorBytes),
                      static_cast<unsigned long long>(needed));
         return OX3D_RGBD_E_MEMORY;
     }
@@ -83,13 +83,13 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
                      colour->nDataLen / kPlanes, colour->nWidth, colour->nHeight);
         return OX3D_RGBD_E_MEMORY;
     }
-    const uint32_t nRet = ScalePlanes(*depth, *colour);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    const uint32_t status = ScalePlanes(*depth, *colour);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     colour->nWidth = depth->nWidth;
     colour->nHeight = depth->nHeight;
     colour->nDataLen = static_cast<uint32_t>(needed);
-    colour->pData = m_pAlignedColor;
+    colour->pData = m_alignedColor;
     return OX3D_RGBD_OK;
 }

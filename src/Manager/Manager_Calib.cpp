@@ -1,9 +1,9 @@
 // Manager_Calib.cpp - the calibration of one sensor, from the local copy of the camera's calibration file.
 #include <cstring>
 
-#include "Common/AsyncLog.h"
-#include "Common/FixedText.h"
-#include "Manager/Manager.h"
+#include "base/FixedText.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 constexpr const char* kLogSource = "../../src/Manager/Manager";
@@ -14,35 +14,35 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
         OX_LOG_ERROR("[GetCalibInfo] param is invalid, calibType[%u].\r\n", calibType);
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     CCameraModule* camera = m_pcCamera;
     OX3D_RGBD_PARAM width;
     memset(&width, 0, sizeof(width));
     width.enParamType = OX3D_RGBD_PARAM_INT;
-    nRet = camera->GetValue("Width", &width);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[GetCalibInfo] get Width failed, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    status = camera->GetValue("Width", &width);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[GetCalibInfo] get Width failed, nRet:[%#x].\r\n", status);
+        return status;
     }
     OX3D_RGBD_DEVICE_INFO info;
     memset(&info, 0, sizeof(info));
-    nRet = CamGetDeviceInfo(&info);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[GetCalibInfo] CamGetDeviceInfo failed, nRet:[%#x].\r\n", nRet);
+    status = CamGetDeviceInfo(&info);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[GetCalibInfo] CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
         return OX3D_RGBD_E_NO_DATA;
     }
     const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
 
-    const COXLock lock(&m_xCalibrationFile);
+    const COXLock lock(&m_calibrationFileMutex);
     // A camera that cannot be asked now still has the copy that was taken when it was opened.
-    nRet = FetchCalibrationFile(serialNumber.c_str());
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, nRet);
+    status = FetchCalibrationFile(serialNumber.c_str());
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
     }
     if (!LoadSensorCalibration(name, width.stIntParam.nCurValue, calibType, out)) {
         OX_LOG_ERROR("[GetCalibInfo] %s is missing or incomplete.\r\n", name);

@@ -5,9 +5,9 @@
 #include <new>
 #include <optional>
 
-#include "Common/AsyncLog.h"
-#include "Common/Time.h"
-#include "Manager/Manager.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Common/Time.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -56,10 +56,10 @@ uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, v
         OX_LOG_ERROR("[RegisterFrameCallBack] The camera is not connect \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = camera->RegisterImageCallBack(&VirtualImageCallBack, this);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[RegisterFrameCallBack] register image callback fail nRet:[%#x].\r\n", nRet);
-        return nRet;
+    const uint32_t status = camera->RegisterImageCallBack(&VirtualImageCallBack, this);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[RegisterFrameCallBack] register image callback fail nRet:[%#x].\r\n", status);
+        return status;
     }
     m_frameCallback.Publish({callback, user});
     if (callback != nullptr) {
@@ -78,12 +78,12 @@ uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, voi
     }
     // Published first: a device that is lost right now is not missed.
     const auto former = m_exceptionCallback.Publish({callback, user});
-    const uint32_t nRet = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
-    if (nRet != OX3D_RGBD_OK) {
+    const uint32_t status = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
+    if (status != OX3D_RGBD_OK) {
         m_exceptionCallback.Publish(former);
-        OX_LOG_ERROR("[RegisterExceptionCB] register exception callback fail nRet:[%#x].\r\n", nRet);
+        OX_LOG_ERROR("[RegisterExceptionCB] register exception callback fail nRet:[%#x].\r\n", status);
     }
-    return nRet;
+    return status;
 }
 
 void CManager::DropCallbacks() {
@@ -129,15 +129,15 @@ void CManager::ExceptionCallBack(uint32_t message) {
 }
 
 void CManager::NoteFrameNumber(const char* operation, uint32_t frameNumber) {
-    const uint32_t last = m_nLastFrameNum.exchange(frameNumber, std::memory_order_relaxed);
+    const uint32_t last = m_lastFrameNum.exchange(frameNumber, std::memory_order_relaxed);
     if (frameNumber != last + 1 && frameNumber != 1) {
         OX_LOG_WARNING("[%s] error lost frameID from[%d] to [%d].\r\n", operation, last, frameNumber);
     }
 }
 
 void CManager::TakeRawFrame(uint8_t* data, const OX_FRAME_OUT_INFO_EX& info) {
-    m_pMainData = data;
-    m_stFrameInfo = info;
+    m_mainData = data;
+    m_frameInfo = info;
 }
 
 void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
@@ -149,7 +149,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         OX_LOG_ERROR("[ImageCallBack] param  pFrameInfo is null.\r\n");
         return;
     }
-    if (m_bGrabbing == 0) {
+    if (m_isGrabbing == 0) {
         OX_LOG_ERROR("[ImageCallBack] ImageCallBack begin, but not start job!\r\n");
         return;
     }
@@ -160,24 +160,24 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     // The lock before the call is counted: a frame that waits here is no callback in flight for a callback
     // that unregisters itself. And left before it: once the call is no longer counted, the manager may go.
     std::optional<CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
-    const COXLock lock(&m_xCallback);
+    const COXLock lock(&m_callbackMutex);
     call.emplace(m_frameCallback, this);
     if (!*call) {
         return;
     }
     ClearAllLocalData();
-    m_bMainImage = true;
+    m_hasMainImage = true;
     TakeRawFrame(data, *info);
-    uint32_t nRet = UpdateChunkDataToLocal(info->pUnparsedChunkContent, info->nUnparsedChunkNum, info->nWidth,
-                                           info->nHeight);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ImageCallBack] UpdateChunkDataToLocal fail [%#x]\r\n", nRet);
+    uint32_t status = UpdateChunkDataToLocal(info->pUnparsedChunkContent, info->nUnparsedChunkNum,
+                                             info->nWidth, info->nHeight);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ImageCallBack] UpdateChunkDataToLocal fail [%#x]\r\n", status);
     }
     OX3D_RGBD_FRAME_DATA frame;
     memset(&frame, 0, sizeof(frame));
-    nRet = FillFrameData(&frame);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ImageCallBack] FillFrameData fail [%#x]\r\n", nRet);
+    status = FillFrameData(&frame);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ImageCallBack] FillFrameData fail [%#x]\r\n", status);
         return;
     }
     const double begin = MyMilliseconds();
@@ -185,8 +185,8 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     OX_LOG_DEBUG(
         "[ImageCallBack] Callback: Get frame (%d) Type(%#x)  hight(%d) width(%d) Len (%d)from Camera "
         "cost time (%f)!\r\n",
-        m_stFrameInfo.nFrameNum, static_cast<uint32_t>(m_stFrameInfo.enPixelType), m_stFrameInfo.nHeight,
-        m_stFrameInfo.nWidth, m_stFrameInfo.nFrameLen, MyMilliseconds() - begin);
+        m_frameInfo.nFrameNum, static_cast<uint32_t>(m_frameInfo.enPixelType), m_frameInfo.nHeight,
+        m_frameInfo.nWidth, m_frameInfo.nFrameLen, MyMilliseconds() - begin);
 }
 
 uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
@@ -199,7 +199,7 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
         OX_LOG_ERROR("[FetchFrame] The camera is not connect.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bGrabbing == 0) {
+    if (m_isGrabbing == 0) {
         OX_LOG_ERROR("[FetchFrame] The camera is not start work.\r\n");
         return OX3D_RGBD_E_STATE;
     }
@@ -219,9 +219,9 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
                  static_cast<uint32_t>(info.enPixelType), info.nFrameNum);
     NoteFrameNumber("FetchFrame", info.nFrameNum);
     const double begin = MyMilliseconds();
-    const uint32_t nRet = AssembleFetched(frame, &raw);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    const uint32_t status = AssembleFetched(frame, &raw);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     OX_LOG_DEBUG("[FetchFrame]  ReceiveDataSet  total cost[%f]ms.\r\n", MyMilliseconds() - begin);
     OX_LOG_DEBUG("[FetchFrame] GetImageBuffer info[%d] [%d] [%d].\r\n", info.nWidth, info.nHeight,
@@ -234,7 +234,7 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     CCameraModule* camera = m_pcCamera;
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
     ClearAllLocalData();
-    m_bMainImage = true;
+    m_hasMainImage = true;
     if (!m_imageBuf.Grow(info.nFrameLen)) {
         OX_LOG_ERROR("[FetchFrame] malloc m_pImageBuff (%d) failed.\r\n", info.nFrameLen);
         // The camera's buffer stays out until stop or close: a process this short of memory gets room by it.
@@ -250,21 +250,21 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
         memcpy(m_imageBuf.Data(), raw->pBufAddr, info.nFrameLen);
     }
     TakeRawFrame(m_imageBuf.Data(), info);
-    uint32_t nRet =
+    uint32_t status =
         UpdateChunkDataToLocal(info.pUnparsedChunkContent, info.nUnparsedChunkNum, info.nWidth, info.nHeight);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FetchFrame] UpdateChunkDataToLocal fail [%#x]\r\n", nRet);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] UpdateChunkDataToLocal fail [%#x]\r\n", status);
     }
     memset(frame, 0, sizeof(*frame));
-    nRet = FillFrameData(frame);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FetchFrame] FillFrameData fail [%#x]\r\n", nRet);
+    status = FillFrameData(frame);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] FillFrameData fail [%#x]\r\n", status);
         camera->FreeImageBuffer(raw);
-        return nRet;
+        return status;
     }
-    nRet = camera->FreeImageBuffer(raw);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FetchFrame] FreeImageBuffer fail [%#x]\r\n", nRet);
+    status = camera->FreeImageBuffer(raw);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FetchFrame] FreeImageBuffer fail [%#x]\r\n", status);
     }
-    return nRet;
+    return status;
 }

@@ -3,11 +3,11 @@
 #include <cstring>
 #include <new>
 
-#include "Common/AsyncLog.h"
-#include "Common/FixedText.h"
-#include "Common/FrameMemory.h"
-#include "Manager/Manager.h"
-#include "Oxb3dBinoStereo.h"
+#include "base/FixedText.h"
+#include "base/ImageMemory.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Manager.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 namespace {
 
@@ -45,14 +45,14 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
         OX_LOG_ERROR("[DepthMapConvert] m_pDepthBuffer malloc failed.\r\n");
         return OX3D_RGBD_E_MEMORY;
     }
-    if (m_depthBuffer.Data() == nullptr || m_nBufferPixels < pixels) {
+    if (m_depthBuffer.Data() == nullptr || m_bufferPixels < pixels) {
         if (!m_depthBuffer.Replace(pixels * sizeof(int16_t))) {
             OX_LOG_ERROR("[DepthMapConvert] m_pDepthBuffer malloc failed.\r\n");
             return OX3D_RGBD_E_MEMORY;
         }
         OX_LOG_INFO("[DepthMapConvert] m_pDepthBuffer new success.\r\n");
     }
-    if (m_pPointBuffer == nullptr || m_nBufferPixels < pixels) {
+    if (m_pPointBuffer == nullptr || m_bufferPixels < pixels) {
         auto* points = static_cast<float*>(AllocateFrameMemory(3 * pixels * sizeof(float)));
         if (points == nullptr) {
             OX_LOG_ERROR("[DepthMapConvert] m_pPointBuffer new failed.\r\n");
@@ -60,7 +60,7 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
         }
         free(m_pPointBuffer);
         m_pPointBuffer = points;
-        m_nBufferPixels = pixels;
+        m_bufferPixels = pixels;
         OX_LOG_INFO("[DepthMapConvert] m_pPointBuffer new success.\r\n");
     }
     return OX3D_RGBD_OK;
@@ -69,14 +69,14 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
 // Read once: a later change of resolution keeps the set that the first image chose. The camera is asked, and
 // the file read, without the conversion lock: either may take long, and a camera may answer by a callback.
 uint32_t CManager::EnsureCalibration(uint32_t depthWidth) {
-    if (m_bCalibrationLoaded) {
+    if (m_isCalibrationLoaded) {
         return OX3D_RGBD_OK;
     }
     OX3D_RGBD_DEVICE_INFO info;
     memset(&info, 0, sizeof(info));
-    const uint32_t nRet = CamGetDeviceInfo(&info);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", nRet);
+    const uint32_t status = CamGetDeviceInfo(&info);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
         return OX3D_RGBD_E_NO_DATA;
     }
     const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
@@ -86,17 +86,17 @@ uint32_t CManager::EnsureCalibration(uint32_t depthWidth) {
     DepthCalibration calibration = {};
     const char* missing = nullptr;
     {
-        const COXLock lock(&m_xCalibrationFile);
+        const COXLock lock(&m_calibrationFileMutex);
         missing = LoadDepthCalibration(name, depthWidth, &calibration);
     }
     if (missing != nullptr) {
         OX_LOG_ERROR("%s", missing);
         return OX3D_RGBD_E_NO_DATA;
     }
-    const COXLock lock(&m_xConvert);
-    if (!m_bCalibrationLoaded) {
-        m_stCalibration = calibration;
-        m_bCalibrationLoaded = true;
+    const COXLock lock(&m_convertMutex);
+    if (!m_isCalibrationLoaded) {
+        m_calibration = calibration;
+        m_isCalibrationLoaded = true;
     }
     return OX3D_RGBD_OK;
 }
@@ -105,7 +105,7 @@ uint32_t CManager::EnsureConverter() {
     if (m_pDepthConvert != nullptr) {
         return OX3D_RGBD_OK;
     }
-    auto converter = std::move(m_pSpareConvert);
+    auto converter = std::move(m_spareConvert);
     if (converter == nullptr) {
         converter.reset(new (std::nothrow) CDepthConvertVm);
         if (converter == nullptr) {
@@ -113,10 +113,10 @@ uint32_t CManager::EnsureConverter() {
             return OX3D_RGBD_E_MEMORY;
         }
     }
-    const uint32_t nRet = converter->Init();
-    if (nRet != OX3D_RGBD_OK) {
-        m_pSpareConvert = std::move(converter);
-        OX_LOG_ERROR("[DepthMapConvert]  m_pDepthConvert->Init failed.nRet[%#x] \r\n", nRet);
+    const uint32_t status = converter->Init();
+    if (status != OX3D_RGBD_OK) {
+        m_spareConvert = std::move(converter);
+        OX_LOG_ERROR("[DepthMapConvert]  m_pDepthConvert->Init failed.nRet[%#x] \r\n", status);
         return OX3D_RGBD_E_ALGORITHM;
     }
     m_pDepthConvert = std::move(converter);
@@ -125,7 +125,7 @@ uint32_t CManager::EnsureConverter() {
 
 // A new frame is being assembled: nobody may still use the registered depth of the one before.
 void CManager::FreeFormerDepth() {
-    const COXLock lock(&m_xConvert);
+    const COXLock lock(&m_convertMutex);
     m_depthBuffer.TakeBack();
 }
 
@@ -135,22 +135,22 @@ uint32_t CManager::DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAG
         OX_LOG_ERROR("[DepthMapConvert] param is null, invalid \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckDepthImage(*depthIn);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckDepthImage(*depthIn);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     const uint64_t pixels = static_cast<uint64_t>(depthIn->nWidth) * depthIn->nHeight;
     {
-        const COXLock lock(&m_xConvert);
-        nRet = EnsureDepthBuffers(pixels);
+        const COXLock lock(&m_convertMutex);
+        status = EnsureDepthBuffers(pixels);
     }
-    nRet = nRet != OX3D_RGBD_OK ? nRet : EnsureCalibration(depthIn->nWidth);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    status = status != OX3D_RGBD_OK ? status : EnsureCalibration(depthIn->nWidth);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    const COXLock lock(&m_xConvert); // buffers only grow: those ensured above still serve
-    nRet = EnsureConverter();
-    return nRet != OX3D_RGBD_OK ? nRet : ConvertDepth(depthIn, depthOut, pointCloudOut);
+    const COXLock lock(&m_convertMutex); // buffers only grow: those ensured above still serve
+    status = EnsureConverter();
+    return status != OX3D_RGBD_OK ? status : ConvertDepth(depthIn, depthOut, pointCloudOut);
 }
 
 uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
@@ -164,7 +164,7 @@ uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_D
     input.sourceDepth.height = static_cast<int32_t>(height);
     input.sourceDepth.step[0] = static_cast<int32_t>(width);
     input.sourceDepth.data[0] = depthIn->pData;
-    input.sourceIntrinsics = m_stCalibration.m_depthIntrinsics;
+    input.sourceIntrinsics = m_calibration.m_depthIntrinsics;
     OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT output = {};
     output.pointsFloat = pointCloudOut != nullptr ? m_pPointBuffer : nullptr;
     output.targetDepth.width = static_cast<int32_t>(width);
@@ -172,13 +172,13 @@ uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_D
     output.targetDepth.step[0] = static_cast<int32_t>(width);
     if (depthOut != nullptr) {
         // Registration runs without the colour lens's distortion, which is loaded but never handed on.
-        input.transform = m_stCalibration.m_depthToColor;
-        input.targetIntrinsics = m_stCalibration.m_colorIntrinsics;
+        input.transform = m_calibration.m_depthToColor;
+        input.targetIntrinsics = m_calibration.m_colorIntrinsics;
         output.targetDepth.data[0] = m_depthBuffer.Data();
     }
-    const uint32_t nRet = m_pDepthConvert->HfrVmCalProcess(&input, &output);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert]  m_pDepthConvert->HfrVmCalProcess failed.nRet[%#x] \r\n", nRet);
+    const uint32_t status = m_pDepthConvert->HfrVmCalProcess(&input, &output);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert]  m_pDepthConvert->HfrVmCalProcess failed.nRet[%#x] \r\n", status);
         return OX3D_RGBD_E_ALGORITHM;
     }
 

@@ -2,11 +2,11 @@
 #include <cstring>
 #include <new>
 
-#include "Common/AsyncLog.h"
-#include "Common/FixedText.h"
-#include "Common/NeverDestroyed.h"
-#include "Manager/DeviceRecord.h"
-#include "Manager/Manager.h"
+#include "base/FixedText.h"
+#include "base/NeverDestroyed.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/DeviceRecord.h"
+#include "src/Manager/Manager.h"
 
 using ox3d::FixedText;
 
@@ -107,10 +107,10 @@ uint32_t CManager::CamGetDeviceNumber(uint32_t deviceType, uint32_t* count) {
     }
     const COXLock lock(&EnumerationLock());
     OX_CC_DEVICE_INFO_LIST list;
-    const uint32_t nRet = EnumDevices(TransportMask(deviceType), &list);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CamGetDeviceNumber] Enum fail.error code:[%#x]\r\n", nRet);
-        return nRet;
+    const uint32_t status = EnumDevices(TransportMask(deviceType), &list);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[CamGetDeviceNumber] Enum fail.error code:[%#x]\r\n", status);
+        return status;
     }
     *count = list.nDeviceNum;
     return OX3D_RGBD_OK;
@@ -124,10 +124,10 @@ uint32_t CManager::GetDeviceList(uint32_t deviceType, OX3D_RGBD_DEVICE_INFO* lis
     }
     const COXLock lock(&EnumerationLock());
     OX_CC_DEVICE_INFO_LIST found;
-    const uint32_t nRet = EnumDevices(TransportMask(deviceType), &found);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[GetDeviceList] Enum fail.error code:[%#x]\r\n", nRet);
-        return nRet;
+    const uint32_t status = EnumDevices(TransportMask(deviceType), &found);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[GetDeviceList] Enum fail.error code:[%#x]\r\n", status);
+        return status;
     }
     const uint32_t written = found.nDeviceNum < capacity ? found.nDeviceNum : capacity;
     for (uint32_t i = 0; i < written; ++i) {
@@ -171,10 +171,10 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
     OX_LOG_INFO("[BindDevBySomeWay] start. chParm[%s].\r\n", parm);
     const COXLock lock(&EnumerationLock());
     OX_CC_DEVICE_INFO_LIST list;
-    uint32_t nRet = EnumDevices(kAllTransports, &list);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay] enum devices fail [%#x]\r\n", nRet);
-        return nRet;
+    uint32_t status = EnumDevices(kAllTransports, &list);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[BindDevBySomeWay] enum devices fail [%#x]\r\n", status);
+        return status;
     }
     int index = 0;
     if (CompareBindParm(way, parm, &list, index) == 0) {
@@ -182,7 +182,7 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
         return OX3D_RGBD_E_PARAMETER;
     }
     const OX_CC_DEVICE_INFO* device = list.pDeviceInfo[index];
-    nRet = CreateHandle(device);
+    status = CreateHandle(device);
     if (device != nullptr) {
         m_nDeviceType = device->nTLayerType;
         if (device->nTLayerType == OX_CC_USB_DEVICE) {
@@ -191,9 +191,9 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
             OX_LOG_INFO("[BindDevBySomeWay] USB Type = %s\r\n", isUsb3 ? "USB3" : "USB2");
         }
     }
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay] CreateHandle, enum devices fail [%#x]\r\n", nRet);
-        return nRet;
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[BindDevBySomeWay] CreateHandle, enum devices fail [%#x]\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[BindDevBySomeWay] end. chParm[%s].\r\n", parm);
     return OX3D_RGBD_OK;
@@ -202,16 +202,17 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
 uint32_t CManager::BindDevice(OX3D_RGBD_DEVICE_INFO* info) {
     if (info == nullptr) {
         OX_LOG_INFO("[BindDevice] param DeviceInfo is null.\r\n");
-        const uint32_t nRet = BindDevBySomeWay(OX_BIND_FIRST, "");
-        if (nRet != OX3D_RGBD_OK) {
+        const uint32_t status = BindDevBySomeWay(OX_BIND_FIRST, "");
+        if (status != OX3D_RGBD_OK) {
             OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
         }
-        return nRet;
+        return status;
     }
-    const uint32_t nRet = BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, FixedText(info->chSerialNumber).c_str());
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay]CreateHandle, enum devices fail [%#x]\r\n", nRet);
-        return nRet;
+    const uint32_t status =
+        BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, FixedText(info->chSerialNumber).c_str());
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[BindDevBySomeWay]CreateHandle, enum devices fail [%#x]\r\n", status);
+        return status;
     }
     LogRecord("[BindDevice] bind", "Model", ".", *info);
     return OX3D_RGBD_OK;
@@ -222,11 +223,11 @@ uint32_t CManager::BindDeviceBySerialNumber(const char* serialNumber) {
         OX_LOG_ERROR("BindDeviceBySerialNumber, serial number is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, serialNumber);
-    if (nRet != OX3D_RGBD_OK) {
+    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, serialNumber);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::BindDeviceByIP(const char* ip) {
@@ -234,11 +235,11 @@ uint32_t CManager::BindDeviceByIP(const char* ip) {
         OX_LOG_ERROR("BindDeviceByIP, param is null.nIP = 0.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = BindDevBySomeWay(OX_BIND_BY_IP, ip);
-    if (nRet != OX3D_RGBD_OK) {
+    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_IP, ip);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::BindDeviceByName(const char* name) {
@@ -246,11 +247,11 @@ uint32_t CManager::BindDeviceByName(const char* name) {
         OX_LOG_ERROR("BindDeviceByName, param is null.chDeviceName = null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = BindDevBySomeWay(OX_BIND_BY_NAME, name);
-    if (nRet != OX3D_RGBD_OK) {
+    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_NAME, name);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
@@ -268,10 +269,10 @@ uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
         OX_LOG_ERROR("[CreateHandle] new CCameraModule fail.\r\n");
         return OX3D_RGBD_E_MEMORY;
     }
-    const uint32_t nRet = camera->CreateHandle(record);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CreateHandle] create handle fail, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    const uint32_t status = camera->CreateHandle(record);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[CreateHandle] create handle fail, nRet:[%#x].\r\n", status);
+        return status;
     }
     m_pcCamera = camera.release();
     OX_LOG_INFO("[CreateHandle] end success.\r\n");
@@ -279,17 +280,17 @@ uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
 }
 
 uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
-    uint32_t nRet = CheckCall(out != nullptr);
-    if (nRet != OX3D_RGBD_OK || out == nullptr) { // the second follows, out of an analyser's sight
-        return nRet;
+    uint32_t status = CheckCall(out != nullptr);
+    if (status != OX3D_RGBD_OK || out == nullptr) { // the second follows, out of an analyser's sight
+        return status;
     }
     CCameraModule* camera = m_pcCamera;
     OX_CC_DEVICE_INFO device;
     memset(&device, 0, sizeof(device));
-    nRet = camera->GetDeviceInfo(&device);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("CamGetDeviceInfo GetDeviceInfo fail, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    status = camera->GetDeviceInfo(&device);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("CamGetDeviceInfo GetDeviceInfo fail, nRet:[%#x].\r\n", status);
+        return status;
     }
     FillDeviceInfo(device, out);
     // For USB devices as well, where they replace the vendor and product id: callers have come to see zeros
@@ -308,10 +309,10 @@ uint32_t CManager::CamIsAccessible(const OX3D_RGBD_DEVICE_INFO* info, uint32_t a
     }
     const COXLock lock(&EnumerationLock());
     OX_CC_DEVICE_INFO_LIST list;
-    const uint32_t nRet = EnumDevices(kAllTransports, &list);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CamIsAccessible] enum devices fail [%#x]\r\n", nRet);
-        return nRet;
+    const uint32_t status = EnumDevices(kAllTransports, &list);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[CamIsAccessible] enum devices fail [%#x]\r\n", status);
+        return status;
     }
     const auto serialNumber = FixedText(info->chSerialNumber);
     for (uint32_t i = 0; i < list.nDeviceNum; ++i) {

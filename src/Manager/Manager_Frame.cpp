@@ -4,9 +4,9 @@
 // Runs under the callback lock or the frame mutex of the delivery path.
 #include <cstring>
 
-#include "Common/AsyncLog.h"
-#include "Manager/Manager.h"
-#include "Manager/RgbdInterleave.h"
+#include "algorithm/rgbd/RgbdInterleave.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -58,20 +58,20 @@ uint32_t CManager::UpdateChunkDataToLocal(OX_CHUNK_DATA_CONTENT* chunks, uint32_
         return OX3D_RGBD_E_PARAMETER;
     }
     for (uint32_t i = 0; i < count; ++i) {
-        uint32_t nRet = OX3D_RGBD_OK;
+        uint32_t status = OX3D_RGBD_OK;
         switch (chunks[i].nChunkID) {
         case OX_CHUNK_EXTENDED_IMAGE:
-            nRet = TakeChunk(chunks[i], kExtended, &m_extendImage, &m_extendSlot);
+            status = TakeChunk(chunks[i], kExtended, &m_extendImage, &m_extendSlot);
             break;
         case OX_CHUNK_DEMOSAIC_PAIR:
-            nRet = TakeChunk(chunks[i], kDemosaic, &m_demaImage, &m_demaSlot);
+            status = TakeChunk(chunks[i], kDemosaic, &m_demaImage, &m_demaSlot);
             break;
         default:
             OX_LOG_ERROR("[UpdateChunkDataToLocalInput] unSupport trunk ID(%#x).\r\n", chunks[i].nChunkID);
             break;
         }
-        if (nRet != OX3D_RGBD_OK) {
-            return nRet;
+        if (status != OX3D_RGBD_OK) {
+            return status;
         }
     }
     return OX3D_RGBD_OK;
@@ -83,21 +83,21 @@ uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame) {
         return OX3D_RGBD_E_PARAMETER;
     }
     frame->nImageCount = 0;
-    uint32_t nRet = OX3D_RGBD_OK;
-    if (m_bMainImage) {
-        nRet = AppendMainImage(frame);
+    uint32_t status = OX3D_RGBD_OK;
+    if (m_hasMainImage) {
+        status = AppendMainImage(frame);
     }
-    if (nRet == OX3D_RGBD_OK && m_extendSlot.m_present) {
-        nRet = AppendExtendedImage(frame);
+    if (status == OX3D_RGBD_OK && m_extendSlot.m_present) {
+        status = AppendExtendedImage(frame);
     }
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FillFrameData] DepthMapConvert process failed [%#x]\r\n", nRet);
-        return nRet;
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FillFrameData] DepthMapConvert process failed [%#x]\r\n", status);
+        return status;
     }
     if (m_demaSlot.m_present && m_nDeviceType == OX_CC_USB_DEVICE) {
         AppendDemosaicPair(frame);
     }
-    if (m_bOutputRgbd.load(std::memory_order_relaxed) == 1 && m_nDeviceType == OX_CC_GIGE_DEVICE) {
+    if (m_outputRgbd.load(std::memory_order_relaxed) == 1 && m_nDeviceType == OX_CC_GIGE_DEVICE) {
         return AppendRgbdImage(frame);
     }
     return OX3D_RGBD_OK;
@@ -105,20 +105,20 @@ uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame) {
 
 uint32_t CManager::AppendMainImage(OX3D_RGBD_FRAME_DATA* frame) {
     OX3D_RGBD_IMAGE_DATA& image = frame->stImageData[0];
-    image.enImageType = static_cast<uint32_t>(m_stFrameInfo.enPixelType);
-    image.nWidth = m_stFrameInfo.nWidth;
-    image.nHeight = m_stFrameInfo.nHeight;
-    image.pData = m_pMainData;
-    image.nDataLen = m_stFrameInfo.nFrameLen;
-    image.nFrameNum = m_stFrameInfo.nFrameNum;
+    image.enImageType = static_cast<uint32_t>(m_frameInfo.enPixelType);
+    image.nWidth = m_frameInfo.nWidth;
+    image.nHeight = m_frameInfo.nHeight;
+    image.pData = m_mainData;
+    image.nDataLen = m_frameInfo.nFrameLen;
+    image.nFrameNum = m_frameInfo.nFrameNum;
     image.nTimeStamp =
-        (static_cast<uint64_t>(m_stFrameInfo.nDevTimeStampHigh) << 32) + m_stFrameInfo.nDevTimeStampLow;
+        (static_cast<uint64_t>(m_frameInfo.nDevTimeStampHigh) << 32) + m_frameInfo.nDevTimeStampLow;
     if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
-        if (m_nDeviceType == OX_CC_GIGE_DEVICE && m_bImageAlign.load(std::memory_order_relaxed) == 1) {
+        if (m_nDeviceType == OX_CC_GIGE_DEVICE && m_imageAlign.load(std::memory_order_relaxed) == 1) {
             FreeFormerDepth();
-            const uint32_t nRet = DepthMapConvert(&image, &image, nullptr);
-            if (nRet != OX3D_RGBD_OK) {
-                return nRet;
+            const uint32_t status = DepthMapConvert(&image, &image, nullptr);
+            if (status != OX3D_RGBD_OK) {
+                return status;
             }
         }
         if (m_nDeviceType == OX_CC_USB_DEVICE) {
@@ -141,7 +141,7 @@ uint32_t CManager::AppendExtendedImage(OX3D_RGBD_FRAME_DATA* frame) {
     if (m_nDeviceType == OX_CC_USB_DEVICE) {
         image->enStreamType = OX3D_RGBD_STREAM_COLOR;
     }
-    if (m_nDeviceType == OX_CC_GIGE_DEVICE && m_bResolutionAlign.load(std::memory_order_relaxed) == 1) {
+    if (m_nDeviceType == OX_CC_GIGE_DEVICE && m_resolutionAlign.load(std::memory_order_relaxed) == 1) {
         return RgbResolutionAlign(&frame->stImageData[0], &frame->stImageData[1]);
     }
     return OX3D_RGBD_OK;

@@ -4,11 +4,11 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "Common/AsyncLog.h"
-#include "Common/FixedText.h"
-#include "Common/Profile.h"
-#include "Manager/Manager.h"
-#include "OxMediaProcess.h"
+#include "base/FixedText.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Common/Profile.h"
+#include "src/Manager/Manager.h"
+#include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
 
@@ -54,10 +54,10 @@ uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
         } else {
             param.stEnumParam.nCurValue = step.m_value;
         }
-        const uint32_t nRet = camera->SetValue(step.m_key, &param);
-        if (nRet != OX3D_RGBD_OK) {
-            OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_what, nRet);
-            return nRet;
+        const uint32_t status = camera->SetValue(step.m_key, &param);
+        if (status != OX3D_RGBD_OK) {
+            OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_what, status);
+            return status;
         }
     }
     return OX3D_RGBD_OK;
@@ -93,22 +93,22 @@ CManager::~CManager() {
     if (m_pcCamera != nullptr || m_imageBuf.Data() != nullptr) {
         DeInit();
     }
-    if (m_bLogReference) {
+    if (m_hasLogReference) {
         DestroyAsyncLog();
     }
 }
 
 void CManager::ResetMember() {
     m_pcCamera = nullptr;
-    m_bOpened = 0;
-    m_bGrabbing = 0;
-    m_bSoftTrigger = 0;
+    m_isOpened = 0;
+    m_isGrabbing = 0;
+    m_softTrigger = 0;
     m_nDeviceType = 0;
-    m_bImageAlign = 1;
-    m_bResolutionAlign = 1;
-    m_bOutputRgbd = 0;
-    m_nLastFrameNum = 0;
-    m_bMainImage = false;
+    m_imageAlign = 1;
+    m_resolutionAlign = 1;
+    m_outputRgbd = 0;
+    m_lastFrameNum = 0;
+    m_hasMainImage = false;
     m_extendSlot = {};
     m_demaSlot = {};
 }
@@ -134,38 +134,38 @@ uint32_t CManager::ConnectDevice() {
         OX_LOG_ERROR("[ConnectDevice] m_pcCamera is not null.\r\n"); // it is; the text is as it always was
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bOpened != 0) {
+    if (m_isOpened != 0) {
         OX_LOG_ERROR("[ConnectDevice] m_pcCamera is already open.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    uint32_t nRet = camera->Init();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ConnectDevice] init camera fail, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    uint32_t status = camera->Init();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ConnectDevice] init camera fail, nRet:[%#x].\r\n", status);
+        return status;
     }
-    nRet = SetImageNodesFromProfile();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    status = SetImageNodesFromProfile();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    m_bOpened = 1;
-    nRet = SetWorkModeAfterOpen();
-    if (nRet != OX3D_RGBD_OK) {
+    m_isOpened = 1;
+    status = SetWorkModeAfterOpen();
+    if (status != OX3D_RGBD_OK) {
         camera->CloseDevice();
-        m_bOpened = 0;
-        OX_LOG_ERROR("[ConnectDevice] SetWorkModeAfterOpen fail nRet:[%#x].\r\n", nRet);
-        return nRet;
+        m_isOpened = 0;
+        OX_LOG_ERROR("[ConnectDevice] SetWorkModeAfterOpen fail nRet:[%#x].\r\n", status);
+        return status;
     }
     OX3D_RGBD_DEVICE_INFO info;
     memset(&info, 0, sizeof(info));
-    nRet = CamGetDeviceInfo(&info);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", nRet);
+    status = CamGetDeviceInfo(&info);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
         return OX3D_RGBD_E_NO_DATA;
     }
-    nRet = FetchCalibrationFile(ox3d::FixedText(info.chSerialNumber).c_str());
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", nRet);
-        return nRet;
+    status = FetchCalibrationFile(ox3d::FixedText(info.chSerialNumber).c_str());
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[ConnectDevice] end success.\r\n");
     return OX3D_RGBD_OK;
@@ -185,10 +185,10 @@ uint32_t CManager::SetImageNodesFromProfile() {
         count = 1;
     }
     OX_LOG_INFO("[ConnectDevice] Get BufferNode count from %s\\BufferNode, value[%d].\r\n", path, count);
-    const uint32_t nRet = m_pcCamera.load()->SetImageNodeNum(count);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ConnectDevice] SetImageNodeNum fail nRet:[%#x].\r\n", nRet);
-        return nRet;
+    const uint32_t status = m_pcCamera.load()->SetImageNodeNum(count);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ConnectDevice] SetImageNodeNum fail nRet:[%#x].\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[ConnectDevice] SetImageNodeNum value[%d].\r\n", count);
     return OX3D_RGBD_OK;
@@ -206,20 +206,20 @@ uint32_t CManager::FetchCalibrationFile(const char* serialNumber) {
 
 uint32_t CManager::SetWorkModeAfterOpen() {
     CCameraModule* camera = m_pcCamera;
-    const uint32_t nRet = RunSteps(camera, kWorkMode);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    const uint32_t status = RunSteps(camera, kWorkMode);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     OX_LOG_INFO("m_nDeviceType:%08x.\r\n", m_nDeviceType.load());
     return m_nDeviceType == OX_CC_USB_DEVICE ? RunSteps(camera, kUsbWorkMode) : OX3D_RGBD_OK;
 }
 
 uint32_t CManager::SetSoftTriggerSwitchAfterOpen() {
-    const uint32_t nRet = RunSteps(m_pcCamera, kSoftTrigger);
-    if (nRet == OX3D_RGBD_OK) {
-        m_bSoftTrigger = 1;
+    const uint32_t status = RunSteps(m_pcCamera, kSoftTrigger);
+    if (status == OX3D_RGBD_OK) {
+        m_softTrigger = 1;
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::Start() {
@@ -229,23 +229,23 @@ uint32_t CManager::Start() {
         OX_LOG_INFO("[Start] The camera is not connect.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bOpened == 0) {
+    if (m_isOpened == 0) {
         OX_LOG_ERROR("[Start] Camera is not opened.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bGrabbing != 0) {
+    if (m_isGrabbing != 0) {
         OX_LOG_INFO("[Start] The camera is already start job.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    const uint32_t nRet = camera->StartGrabbing();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[Start] StartGrabbing failed. nRet[%#x].\r\n", nRet);
-        return nRet;
+    const uint32_t status = camera->StartGrabbing();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[Start] StartGrabbing failed. nRet[%#x].\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[Start] StartGrabbing success.\r\n");
     // The counter first: a frame that arrives between the two would otherwise be counted and forgotten.
-    m_nLastFrameNum.store(0, std::memory_order_relaxed);
-    m_bGrabbing = 1;
+    m_lastFrameNum.store(0, std::memory_order_relaxed);
+    m_isGrabbing = 1;
     OX_LOG_INFO("[Start] end success.\r\n");
     return OX3D_RGBD_OK;
 }
@@ -257,25 +257,25 @@ uint32_t CManager::Stop() {
         OX_LOG_INFO("[Stop] The camera is not connect.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bOpened == 0) {
+    if (m_isOpened == 0) {
         OX_LOG_ERROR("[Stop] Camera is not opened.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bGrabbing == 0) {
+    if (m_isGrabbing == 0) {
         OX_LOG_INFO("[Stop] The camera is already stop job. \r\n");
         return OX3D_RGBD_E_STATE;
     }
     m_heldFrames.GiveBack(camera);
-    const uint32_t nRet = camera->StopGrabbing();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[Stop] StopGrabbing failed. nRet[%#x]. \r\n", nRet);
+    const uint32_t status = camera->StopGrabbing();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[Stop] StopGrabbing failed. nRet[%#x]. \r\n", status);
     } else {
         OX_LOG_INFO("[Stop] Camera StopGrabbing success. \r\n");
     }
     m_frameMutex.UnlockIfHeld();
-    m_bGrabbing = 0;
-    m_nLastFrameNum.store(0, std::memory_order_relaxed);
-    m_bSoftTrigger = 0;
+    m_isGrabbing = 0;
+    m_lastFrameNum.store(0, std::memory_order_relaxed);
+    m_softTrigger = 0;
     OX_LOG_INFO("[Stop] end success.\r\n");
     return OX3D_RGBD_OK;
 }
@@ -283,7 +283,7 @@ uint32_t CManager::Stop() {
 uint32_t CManager::DeInit() {
     OX_LOG_INFO("[DeInit] begin.\r\n");
     m_frameMutex.UnlockIfHeld();
-    if (m_bGrabbing != 0) {
+    if (m_isGrabbing != 0) {
         Stop();
     }
     CCameraModule* camera = m_pcCamera;
@@ -293,7 +293,7 @@ uint32_t CManager::DeInit() {
         // A camera-control library that does not wait for its own callbacks must not outlive the buffers.
         WaitForCallbacks();
         m_pcCamera = nullptr;
-        m_bOpened = 0;
+        m_isOpened = 0;
         delete camera;
     }
     ClearAllLocalData();
@@ -310,26 +310,26 @@ uint32_t CManager::Release() {
     m_extendSlot = {};
     m_demaSlot = {};
     {
-        const COXLock lock(&m_xConvert);
+        const COXLock lock(&m_convertMutex);
         free(m_pPointBuffer);
         m_pPointBuffer = nullptr;
         m_depthBuffer.FreeAll();
-        m_nBufferPixels = 0;
+        m_bufferPixels = 0;
         m_pDepthConvert.reset();
-        m_pSpareConvert.reset();
+        m_spareConvert.reset();
     }
-    free(m_pAlignedColor);
-    m_pAlignedColor = nullptr;
-    m_nAlignedColorBytes = 0;
-    if (m_pScaler != nullptr) {
-        OX_MP_DestroyHandle(m_pScaler);
-        m_pScaler = nullptr;
+    free(m_alignedColor);
+    m_alignedColor = nullptr;
+    m_alignedColorBytes = 0;
+    if (m_scaler != nullptr) {
+        OX_MP_DestroyHandle(m_scaler);
+        m_scaler = nullptr;
     }
     return OX3D_RGBD_OK;
 }
 
 // The demosaic pair stays: a later frame without one repeats it.
 void CManager::ClearAllLocalData() {
-    m_bMainImage = false;
+    m_hasMainImage = false;
     m_extendSlot.m_present = false;
 }

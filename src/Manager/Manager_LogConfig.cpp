@@ -3,11 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Common/AsyncLog.h"
-#include "Common/Profile.h"
-#include "Common/Time.h"
-#include "Common/Version.h"
-#include "Manager/Manager.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Common/Profile.h"
+#include "src/Common/Time.h"
+#include "src/Common/Version.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ void CManager::LoadLogConfig() {
         DestroyAsyncLog();
         return;
     }
-    m_bLogReference = true;
+    m_hasLogReference = true;
     OxLog_SetLevel(TRACE_LEVEL_ALL);
     OxLog_SetDebugMode(debugMode);
 

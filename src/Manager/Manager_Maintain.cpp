@@ -1,9 +1,9 @@
 // Manager_Maintain.cpp - operations that service a camera rather than stream from it. Each checks its
 // arguments, then the manager's state, then forwards to one call of the camera module.
-#include "Common/AsyncLog.h"
-#include "Common/FixedText.h"
-#include "Manager/Ipv4Text.h"
-#include "Manager/Manager.h"
+#include "base/FixedText.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Ipv4Text.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -36,29 +36,29 @@ uint32_t CManager::PropertyImport(const char* file) {
         OX_LOG_ERROR("pFileName is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->PropertyImport(file);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("PropertyImport failed, errcode is (%#x)\r\n", nRet);
-        return nRet;
+    status = m_pcCamera.load()->PropertyImport(file);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("PropertyImport failed, errcode is (%#x)\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[PropertyImport] PropertyImport success.\r\n");
     return OX3D_RGBD_OK;
 }
 
 uint32_t CManager::PropertyExport(const char* file) {
-    uint32_t nRet =
+    uint32_t status =
         CheckOpened("[PropertyExport] camera is null\r\n", "[PropertyExport] Camera is not opened.\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->PropertyExport(file);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[PropertyExport] PropertyExport failed, errcode is (%#x)\r\n", nRet);
-        return nRet;
+    status = m_pcCamera.load()->PropertyExport(file);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[PropertyExport] PropertyExport failed, errcode is (%#x)\r\n", status);
+        return status;
     }
     OX_LOG_INFO("[PropertyExport] PropertyExport success.\r\n");
     return OX3D_RGBD_OK;
@@ -69,8 +69,8 @@ uint32_t CManager::FileAccessRead(OX3D_RGBD_FILE_ACCESS* access) {
         OX_LOG_ERROR("pstFileAccess is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = CheckOpened();
-    return nRet != OX3D_RGBD_OK ? nRet : m_pcCamera.load()->FileAccessRead(AsCameraRecord(access));
+    const uint32_t status = CheckOpened();
+    return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->FileAccessRead(AsCameraRecord(access));
 }
 
 uint32_t CManager::FileAccessWrite(OX3D_RGBD_FILE_ACCESS* access) {
@@ -78,8 +78,8 @@ uint32_t CManager::FileAccessWrite(OX3D_RGBD_FILE_ACCESS* access) {
         OX_LOG_ERROR("pstFileAccess is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = CheckOpened();
-    return nRet != OX3D_RGBD_OK ? nRet : m_pcCamera.load()->FileAccessWrite(AsCameraRecord(access));
+    const uint32_t status = CheckOpened();
+    return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->FileAccessWrite(AsCameraRecord(access));
 }
 
 uint32_t CManager::LocalUpgrade(const char* file) {
@@ -87,8 +87,8 @@ uint32_t CManager::LocalUpgrade(const char* file) {
         OX_LOG_ERROR("LocalUpgrade is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = CheckOpened();
-    return nRet != OX3D_RGBD_OK ? nRet : m_pcCamera.load()->Upgrade(file);
+    const uint32_t status = CheckOpened();
+    return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->Upgrade(file);
 }
 
 uint32_t CManager::GetUpgradeProcess(uint32_t* percent) {
@@ -96,32 +96,32 @@ uint32_t CManager::GetUpgradeProcess(uint32_t* percent) {
         OX_LOG_ERROR("GetUpgradeProcess pnProcess is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t nRet = CheckOpened();
-    return nRet != OX3D_RGBD_OK ? nRet : m_pcCamera.load()->GetUpgradeProcess(percent);
+    const uint32_t status = CheckOpened();
+    return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->GetUpgradeProcess(percent);
 }
 
 uint32_t CManager::SetImageNodeNum(uint32_t count) {
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->SetImageNodeNum(count);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("Set Image Node num (%d) failed, errcode is (%#x)\r\n", count, nRet);
+    status = m_pcCamera.load()->SetImageNodeNum(count);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("Set Image Node num (%d) failed, errcode is (%#x)\r\n", count, status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::InvalidateNodes() {
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->InvalidateNodes();
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("InvalidateNodes failed, errcode is (%#x)\r\n", nRet);
+    status = m_pcCamera.load()->InvalidateNodes();
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("InvalidateNodes failed, errcode is (%#x)\r\n", status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::ReadAddressMem(void* buffer, int64_t address, int64_t length) {
@@ -132,16 +132,16 @@ uint32_t CManager::ReadAddressMem(void* buffer, int64_t address, int64_t length)
     if (!IsRegisterRange(address, length)) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened("ReadAddressMem, camera is null\r\n", "Camera is not open.\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened("ReadAddressMem, camera is null\r\n", "Camera is not open.\r\n");
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->ReadMemory(buffer, address, length);
-    if (nRet != OX3D_RGBD_OK) {
+    status = m_pcCamera.load()->ReadMemory(buffer, address, length);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("ReadAddressMem,  Read address (%#llx) len[%lld] failed, errcode (%#x)!\r\n",
-                     static_cast<unsigned long long>(address), static_cast<long long>(length), nRet);
+                     static_cast<unsigned long long>(address), static_cast<long long>(length), status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::WriteAddressMem(const void* buffer, int64_t address, int64_t length) {
@@ -152,16 +152,16 @@ uint32_t CManager::WriteAddressMem(const void* buffer, int64_t address, int64_t 
     if (!IsRegisterRange(address, length)) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened("WriteAddressMem, camera is null\r\n", "Camera is not open.\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened("WriteAddressMem, camera is null\r\n", "Camera is not open.\r\n");
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->WriteMemory(buffer, address, length);
-    if (nRet != OX3D_RGBD_OK) {
+    status = m_pcCamera.load()->WriteMemory(buffer, address, length);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("WriteAddressMem,  write address (%#llx) len[%lld] failed, errcode (%#x)!\r\n",
-                     static_cast<unsigned long long>(address), static_cast<long long>(length), nRet);
+                     static_cast<unsigned long long>(address), static_cast<long long>(length), status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::SetGvcpTimeout(uint32_t ms) {
@@ -169,16 +169,16 @@ uint32_t CManager::SetGvcpTimeout(uint32_t ms) {
         OX_LOG_ERROR("[SetGvcpTimeout] param  (%d) invalid. not in [0-10000].\r\n", ms);
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet =
+    uint32_t status =
         CheckOpened("[SetGvcpTimeout] camera is null.\r\n", "[SetGvcpTimeout] Camera is not opened.\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->SetGvcpTimeout(ms);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[SetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", nRet);
+    status = m_pcCamera.load()->SetGvcpTimeout(ms);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[SetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::GetGvcpTimeout(uint32_t* ms) {
@@ -186,17 +186,17 @@ uint32_t CManager::GetGvcpTimeout(uint32_t* ms) {
         OX_LOG_ERROR("[GetGvcpTimeout] pMillisec is NULL.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet =
+    uint32_t status =
         CheckOpened("[GetGvcpTimeout] camera is null.\r\n", "[GetGvcpTimeout] Camera is not opened.\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->GetGvcpTimeout(ms);
-    if (nRet != OX3D_RGBD_OK) {
+    status = m_pcCamera.load()->GetGvcpTimeout(ms);
+    if (status != OX3D_RGBD_OK) {
         // "Set" is the line's word for both directions.
-        OX_LOG_ERROR("[GetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", nRet);
+        OX_LOG_ERROR("[GetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::GetCameraXML(uint8_t* buffer, uint32_t size, uint32_t* length) {
@@ -204,23 +204,23 @@ uint32_t CManager::GetCameraXML(uint8_t* buffer, uint32_t size, uint32_t* length
         OX_LOG_ERROR("GetCameraXML, nDataSize is 0 \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened("GetCameraXML, camera is null\r\n");
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened("GetCameraXML, camera is null\r\n");
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->XML_GetGenICamXML(buffer, size, length);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("GetCameraXML, XML_GetGenICamXML failed. nRet[%#x] \r\n", nRet);
+    status = m_pcCamera.load()->XML_GetGenICamXML(buffer, size, length);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("GetCameraXML, XML_GetGenICamXML failed. nRet[%#x] \r\n", status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::SetIpConfigWord(uint32_t mode, uint32_t word) {
-    const uint32_t nRet = m_pcCamera.load()->GIGE_SetIpConfig(word);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, errcode is (%#x)\r\n", mode, nRet);
+    const uint32_t status = m_pcCamera.load()->GIGE_SetIpConfig(word);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, errcode is (%#x)\r\n", mode, status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config) {
@@ -245,15 +245,15 @@ uint32_t CManager::ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config) {
         OX_LOG_ERROR("[SetIpConfig] ip config parameter is invalid.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = SetIpConfigWord(config.enIPCfgMode, OX_GIGE_IP_CFG_STATIC);
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = SetIpConfigWord(config.enIPCfgMode, OX_GIGE_IP_CFG_STATIC);
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->GIGE_ForceIpEx(ip, mask, gateway);
-    if (nRet != OX3D_RGBD_OK) {
+    status = m_pcCamera.load()->GIGE_ForceIpEx(ip, mask, gateway);
+    if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[SetIpConfig] force ip (%s), subnetmask (%s), defaultGateway (%s) failed, errcode is "
                      "(%#x)\r\n",
-                     ipText.c_str(), maskText.c_str(), gatewayText.c_str(), nRet);
+                     ipText.c_str(), maskText.c_str(), gatewayText.c_str(), status);
         return OX3D_RGBD_E_PARAMETER;
     }
     return OX3D_RGBD_OK;
@@ -273,23 +273,23 @@ uint32_t CManager::SetIpConfig(const OX3D_RGBD_IP_CONFIG* config) {
                 config->enIPCfgMode, ox3d::FixedText(config->chDestIp).c_str(),
                 ox3d::FixedText(config->chDestNetMask).c_str(),
                 ox3d::FixedText(config->chDestGateWay).c_str());
-    uint32_t nRet = OX3D_RGBD_OK;
+    uint32_t status = OX3D_RGBD_OK;
     switch (config->enIPCfgMode) {
     case OX3D_RGBD_IP_STATIC:
-        nRet = ForceStaticIp(*config);
+        status = ForceStaticIp(*config);
         break;
     case OX3D_RGBD_IP_DHCP:
-        nRet = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_DHCP);
+        status = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_DHCP);
         break;
     case OX3D_RGBD_IP_LINK_LOCAL:
-        nRet = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_LLA);
+        status = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_LLA);
         break;
     default:
         OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, is invalid \r\n", config->enIPCfgMode);
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (nRet == OX3D_RGBD_OK) {
+    if (status == OX3D_RGBD_OK) {
         OX_LOG_INFO("[SetIpConfig] GIGE_SetIpConfig success.\r\n");
     }
-    return nRet;
+    return status;
 }

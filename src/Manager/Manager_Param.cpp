@@ -2,8 +2,8 @@
 #include <cstring>
 #include <string>
 
-#include "Common/AsyncLog.h"
-#include "Manager/Manager.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/Manager.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ uint32_t CManager::CheckOpened(const char* notPresentLine, const char* notOpened
         OX_LOG_ERROR("%s", notPresentLine);
         return OX3D_RGBD_E_STATE;
     }
-    if (m_bOpened == 0) {
+    if (m_isOpened == 0) {
         OX_LOG_ERROR("%s", notOpenedLine);
         return OX3D_RGBD_E_STATE;
     }
@@ -49,20 +49,20 @@ uint32_t CManager::CheckCall(bool hasArguments) const {
 
 std::atomic<uint32_t>* CManager::FindSwitch(const char* key) {
     if (strcmp(key, OX3D_RGBD_KEY_IMAGE_ALIGN) == 0) {
-        return &m_bImageAlign;
+        return &m_imageAlign;
     }
     if (strcmp(key, OX3D_RGBD_KEY_RESOLUTION_ALIGN) == 0) {
-        return &m_bResolutionAlign;
+        return &m_resolutionAlign;
     }
     if (strcmp(key, OX3D_RGBD_KEY_OUTPUT_RGBD) == 0) {
-        return &m_bOutputRgbd;
+        return &m_outputRgbd;
     }
     return nullptr;
 }
 
 uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
-    if (const uint32_t nRet = CheckCall(key != nullptr && value != nullptr); nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (const uint32_t status = CheckCall(key != nullptr && value != nullptr); status != OX3D_RGBD_OK) {
+        return status;
     }
     CCameraModule* camera = m_pcCamera;
     const int data = static_cast<int>(value->stIntParam.nCurValue);
@@ -82,8 +82,8 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
 }
 
 uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
-    if (const uint32_t nRet = CheckCall(key != nullptr && value != nullptr); nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (const uint32_t status = CheckCall(key != nullptr && value != nullptr); status != OX3D_RGBD_OK) {
+        return status;
     }
     CCameraModule* camera = m_pcCamera;
     const std::atomic<uint32_t>* own = FindSwitch(key);
@@ -92,10 +92,10 @@ uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
         value->stIntParam = {own->load(std::memory_order_relaxed), 1, 0, 1};
         return OX3D_RGBD_OK;
     }
-    const uint32_t nRet = GetCamParamsType(key, value);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", nRet);
-        return nRet;
+    const uint32_t status = GetCamParamsType(key, value);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", status);
+        return status;
     }
     return camera->GetValue(key, value);
 }
@@ -105,27 +105,27 @@ uint32_t CManager::GetCamParamsType(const char* key, OX3D_RGBD_PARAM* value) {
         OX_LOG_ERROR("parameter is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     OX_XML_InterfaceType type = OX_IFT_IValue;
-    nRet = m_pcCamera.load()->GetCamParamsType(key, &type);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", nRet);
-        return nRet;
+    status = m_pcCamera.load()->GetCamParamsType(key, &type);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("GetCamParamsType failed, errcode is (%#x)\r\n", status);
+        return status;
     }
     if (type >= kInterfaceTypes) {
         OX_LOG_ERROR("parameter pInterfaceType is out of limit.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    nRet = GetParamValue(type, value);
-    if (nRet != OX3D_RGBD_OK) {
+    status = GetParamValue(type, value);
+    if (status != OX3D_RGBD_OK) {
         // The line's conversion wants a text.
         OX_LOG_ERROR("GetParamValue fail, pInterfaceType(%s), nRet:[%#x].\r\n", std::to_string(type).c_str(),
-                     nRet);
+                     status);
     }
-    return nRet;
+    return status;
 }
 
 uint32_t CManager::GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* value) {
@@ -145,11 +145,11 @@ uint32_t CManager::GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* val
 }
 
 uint32_t CManager::CamSetCommandValue(const char* key) {
-    if (const uint32_t nRet = CheckCall(key != nullptr); nRet != OX3D_RGBD_OK) {
-        return nRet;
+    if (const uint32_t status = CheckCall(key != nullptr); status != OX3D_RGBD_OK) {
+        return status;
     }
     CCameraModule* camera = m_pcCamera;
-    if (m_bSoftTrigger == 0 && strcmp(key, "TriggerSoftware") == 0) {
+    if (m_softTrigger == 0 && strcmp(key, "TriggerSoftware") == 0) {
         // A camera that refuses the switch may be triggered by software all the same: the command decides.
         SetSoftTriggerSwitchAfterOpen();
     }
@@ -165,13 +165,13 @@ uint32_t CManager::XML_GetNodeAccessMode(const char* name, Ox3dRgbdAccessMode* m
         OX_LOG_ERROR("pAccessMode is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    uint32_t nRet = CheckOpened();
-    if (nRet != OX3D_RGBD_OK) {
-        return nRet;
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
-    nRet = m_pcCamera.load()->XML_GetNodeAccessMode(name, mode);
-    if (nRet != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("XML_GetNodeAccessMode failed, errcode is (%#x)\r\n", nRet);
+    status = m_pcCamera.load()->XML_GetNodeAccessMode(name, mode);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("XML_GetNodeAccessMode failed, errcode is (%#x)\r\n", status);
     }
-    return nRet;
+    return status;
 }

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "Common/Thread.h"
+#include "src/Common/Thread.h"
 
 class COwnedMutex {
 public:

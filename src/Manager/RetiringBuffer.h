@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Common/FrameMemory.h"
+#include "base/ImageMemory.h"
 
 class CRetiringBuffer {
 public:

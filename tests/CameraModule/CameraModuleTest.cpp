@@ -1,7 +1,7 @@
 // What of the camera module cannot be seen through the public interface.
-#include "CameraModule/CameraModule.h"
+#include "src/CameraModule/CameraModule.h"
 
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

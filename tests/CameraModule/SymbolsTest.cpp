@@ -2,17 +2,17 @@
 #include <iterator>
 #include <type_traits>
 
-#include "OxCameraControl.h"
+#include <ox3drgbd/OxCameraControl.h>
 
 namespace {
 
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) \
     static_assert(std::is_same_v<decltype(name), result arguments>, #name);
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
 
 constexpr const char* kNames[] = {
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) #name,
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
 };
 static_assert(std::size(kNames) == 57);
 

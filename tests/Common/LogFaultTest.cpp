@@ -7,24 +7,24 @@
 
 #include <csignal>
 
-#include "TestFolder.h"
-#include "ox3drgbd/Ox3dRgbdDefine.h"
+#include "tests/Common/TestFolder.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
 
 /// A logger beside the one of the process, with its standard output caught.
 class LogRotation : public CTestFolder {
 protected:
-    void Start(unsigned int nLimitMiB) {
+    void Start(unsigned int limitMiB) {
         testing::internal::CaptureStdout();
-        ASSERT_EQ(m_log.Init(nullptr, nLimitMiB), OX3D_RGBD_OK);
+        ASSERT_EQ(m_log.Init(nullptr, limitMiB), OX3D_RGBD_OK);
     }
     std::string StopAndGetOutput() {
         m_log.DeInit();
         return testing::internal::GetCapturedStdout();
     }
-    uint32_t Add(const std::string& strText) {
-        return m_log.AddtoList(TRACE_LEVEL_NULL, strText.c_str(), static_cast<unsigned int>(strText.size()));
+    uint32_t Add(const std::string& text) {
+        return m_log.AddtoList(TRACE_LEVEL_NULL, text.c_str(), static_cast<unsigned int>(text.size()));
     }
     COxAsyncLog m_log;
 };
@@ -44,22 +44,22 @@ TEST_F(LogRotation, BeginsWhenTheFileReachesItsLimit) {
 }
 
 TEST_F(LogRotation, StartsTheFileAnewWhetherTheOldOneIsKeptOrNot) {
-    const std::string strNames = "(Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n";
-    for (const bool bRemovable : {true, false}) {
+    const std::string names = "(Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n";
+    for (const bool isRemovable : {true, false}) {
         WriteFile(kPrimary, "old");
         WriteFile(kBackup, "older");
-        if (!bRemovable) {
+        if (!isRemovable) {
             std::filesystem::remove(kBackup);
             std::filesystem::create_directories(std::filesystem::path(kBackup) / "inner");
         }
         Start(0); // every line reaches a limit of 0
         Add("line");
         EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary).empty(); }));
-        EXPECT_EQ(StopAndGetOutput(), (bRemovable ? "succeed" : "fail") +
+        EXPECT_EQ(StopAndGetOutput(), (isRemovable ? "succeed" : "fail") +
                                           std::string(" to delete the log file(Ox3dRgbd_01.log)!\r\n") +
-                                          (bRemovable ? "Success" : "Failed") + " change the filename form " +
-                                          strNames);
-        EXPECT_EQ(ReadFile(bRemovable ? kBackup : kPrimary), bRemovable ? "oldline" : "");
+                                          (isRemovable ? "Success" : "Failed") +
+                                          " change the filename form " + names);
+        EXPECT_EQ(ReadFile(isRemovable ? kBackup : kPrimary), isRemovable ? "oldline" : "");
     }
 }
 
@@ -77,38 +77,38 @@ TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
 
 TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
     ASSERT_EQ(mkfifo(kPrimary, 0600), 0);
-    const int nReader = open(kPrimary, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    const int nExpected =
-        fcntl(nReader, F_GETPIPE_SZ) / 8192 + 9; // what the pipe takes and what the queue takes
+    const int reader = open(kPrimary, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    const int expected =
+        fcntl(reader, F_GETPIPE_SZ) / 8192 + 9; // what the pipe takes and what the queue takes
     Start(1);
     EXPECT_EQ(Add(std::string(8193, 'x')), OX3D_RGBD_E_PARAMETER);
-    int nAdded = 0;
+    int added = 0;
     EXPECT_TRUE(Eventually([&] {
         const uint32_t nStatus = Add(std::string(8192, 'x'));
-        nAdded += nStatus == OX3D_RGBD_OK ? 1 : 0;
-        return nStatus == OX3D_RGBD_E_MEMORY && nAdded >= nExpected;
+        added += nStatus == OX3D_RGBD_OK ? 1 : 0;
+        return nStatus == OX3D_RGBD_E_MEMORY && added >= expected;
     }));
-    EXPECT_EQ(nAdded, nExpected);
-    char achBytes[8192];
-    EXPECT_TRUE(Eventually([&] { return read(nReader, achBytes, sizeof(achBytes)) < 0; }));
+    EXPECT_EQ(added, expected);
+    char bytes[8192];
+    EXPECT_TRUE(Eventually([&] { return read(reader, bytes, sizeof(bytes)) < 0; }));
     StopAndGetOutput();
     EXPECT_EQ(Add("late"), OX3D_RGBD_E_STATE);
-    close(nReader);
+    close(reader);
 }
 
 TEST_F(Log, WriterThatCannotReopenItsFileIsTidiedUpByTheNextCaller) {
     DestroyAsyncLog();
     ASSERT_EQ(CreateAsyncLog(nullptr, 0), OX3D_RGBD_OK);
     testing::internal::CaptureStdout();
-    const size_t nBefore = m_nThreadsBefore; // the sanitizer's look at an object needs a file descriptor
-    rlimit stBefore{};
-    getrlimit(RLIMIT_NOFILE, &stBefore);
-    const rlimit stNone{0, stBefore.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &stNone);
+    const size_t threadsBefore = m_threadsBefore; // the sanitizer's look at an object needs a file descriptor
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
     OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "last");
-    const bool bEnded = ox3d::test::ThreadsSettled(nBefore) <= nBefore;
-    setrlimit(RLIMIT_NOFILE, &stBefore);
-    EXPECT_TRUE(bEnded);
+    const bool isEnded = ox3d::test::ThreadsSettled(threadsBefore) <= threadsBefore;
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_TRUE(isEnded);
     OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "lost");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n"
@@ -128,32 +128,32 @@ TEST_F(Log, ThatFailedToStartStaysUntilItIsDestroyed) {
 
 TEST_F(Log, WriterLeavesSignalsToTheApplication) {
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        const int nTask = std::stoi(task.path().filename().string());
-        EXPECT_TRUE(nTask == getpid() || tgkill(getpid(), nTask, SIGUSR1) == 0);
+        const int taskIndex = std::stoi(task.path().filename().string());
+        EXPECT_TRUE(taskIndex == getpid() || tgkill(getpid(), taskIndex, SIGUSR1) == 0);
     }
     DestroyAsyncLog(); // a writer that takes the signal ends the process
 }
 
 TEST_F(Log, NothingHangsInAForkedChild) {
-    std::atomic<bool> bStop{false};
-    std::thread other([&bStop] {
-        while (!bStop) {
+    std::atomic<bool> isStopping{false};
+    std::thread other([&isStopping] {
+        while (!isStopping) {
             OxWriteLog(TRACE_LEVEL_INFO, "source", 1, "line\r\n");
         }
     });
     for (int i = 0; i < 20; ++i) {
-        const pid_t nChild = fork();
-        if (nChild == 0) {
+        const pid_t child = fork();
+        if (child == 0) {
             alarm(20);
             OxWriteLog(TRACE_LEVEL_INFO, "source", 1, "from the child\r\n");
             DestroyAsyncLog();
             _exit(0);
         }
         int nStatus = -1;
-        waitpid(nChild, &nStatus, 0);
+        waitpid(child, &nStatus, 0);
         EXPECT_EQ(nStatus, 0);
     }
-    bStop = true;
+    isStopping = true;
     other.join();
 }
 

@@ -4,26 +4,26 @@
 #include <array>
 #include <ctime>
 
-#include "TestFolder.h"
-#include "ox3drgbd/Ox3dRgbdDefine.h"
+#include "tests/Common/TestFolder.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
 
 constexpr const char* kLogSource = "../../src/Any/Unit";
 
 TEST_F(Log, LineIsTimeStampFileFieldLineNumberAndMessage) {
-    const time_t nBefore = time(nullptr);
+    const time_t before = time(nullptr);
     OxWriteLog(TRACE_LEVEL_ERROR, kLogSource, 42, "[Do] value %d\r\n", 7);
     OxWriteLog(TRACE_LEVEL_INFO, "..\\src\\Any.cpp", 12345, "next\r\n");
-    const std::string strLog = WaitForLog("next\r\n");
-    EXPECT_THAT(strLog, testing::MatchesRegex("\\[.{19}\\] \\| {15}\\(null\\)-L0042: \\[Do\\] value 7\r\n"
-                                              "\\[.{19}\\] \\| {14}Any.cpp-L12345: next\r\n"));
-    tm stTime{};
-    const char* const pEnd = strptime(strLog.c_str(), "[%Y-%m-%d %H:%M:%S]", &stTime);
-    EXPECT_EQ(pEnd, strLog.c_str() + 21);
-    stTime.tm_isdst = -1;
-    EXPECT_GE(mktime(&stTime), nBefore);
-    EXPECT_LE(mktime(&stTime), time(nullptr));
+    const std::string log = WaitForLog("next\r\n");
+    EXPECT_THAT(log, testing::MatchesRegex("\\[.{19}\\] \\| {15}\\(null\\)-L0042: \\[Do\\] value 7\r\n"
+                                           "\\[.{19}\\] \\| {14}Any.cpp-L12345: next\r\n"));
+    tm parsed{};
+    const char* const end = strptime(log.c_str(), "[%Y-%m-%d %H:%M:%S]", &parsed);
+    EXPECT_EQ(end, log.c_str() + 21);
+    parsed.tm_isdst = -1;
+    EXPECT_GE(mktime(&parsed), before);
+    EXPECT_LE(mktime(&parsed), time(nullptr));
     EXPECT_EQ(GetFileName("a/b.cpp"), nullptr);
     EXPECT_EQ(GetFileName(nullptr), nullptr);
 }
@@ -31,8 +31,8 @@ TEST_F(Log, LineIsTimeStampFileFieldLineNumberAndMessage) {
 TEST_F(Log, WritesLevelsUpToTheThresholdOnly) {
     OxLog_SetLevel(TRACE_LEVEL_ERROR);
     OxLog_SetLevel(static_cast<_TRACE_LEVEL_>(5)); // refused, so the threshold stays
-    for (const uint32_t nLevel : {0U, 1U, 2U, 4U, 5U, 0xFFFFFFFFU}) {
-        OxWriteLog(static_cast<_TRACE_LEVEL_>(nLevel), kLogSource, 1, "level %u;", nLevel);
+    for (const uint32_t level : {0U, 1U, 2U, 4U, 5U, 0xFFFFFFFFU}) {
+        OxWriteLog(static_cast<_TRACE_LEVEL_>(level), kLogSource, 1, "level %u;", level);
     }
     OxWriteLog(TRACE_LEVEL_NULL, nullptr, 1, "no source;");
     OxWriteLog(TRACE_LEVEL_NULL, kLogSource, 1, "end;");
@@ -41,18 +41,18 @@ TEST_F(Log, WritesLevelsUpToTheThresholdOnly) {
 
 TEST_F(Log, TakesALineOf8192CharactersAndLosesALongerOne) {
     OX_LOG_INFO(": ");
-    const std::string strFits(8192 - WaitForLog(": : ").size() + 2, 'x');
-    OX_LOG_INFO("%sy", strFits.c_str());
-    OX_LOG_INFO("%s", strFits.c_str());
+    const std::string fits(8192 - WaitForLog(": : ").size() + 2, 'x');
+    OX_LOG_INFO("%sy", fits.c_str());
+    OX_LOG_INFO("%s", fits.c_str());
     OX_LOG_INFO("end");
-    EXPECT_EQ(Messages(WaitForLog("end")), ": " + strFits + "end");
+    EXPECT_EQ(Messages(WaitForLog("end")), ": " + fits + "end");
 }
 
 TEST_F(Log, DebugLinesCostNothingUntilTheDebugModeIsOn) {
-    int nEvaluated = 0;
-    for (const int nDebugMode : {0, 7}) {
-        OxLog_SetDebugMode(nDebugMode);
-        OX_LOG_DEBUG("macro %d;", ++nEvaluated);
+    int evaluated = 0;
+    for (const int debugMode : {0, 7}) {
+        OxLog_SetDebugMode(debugMode);
+        OX_LOG_DEBUG("macro %d;", ++evaluated);
         OxWriteLogDebugMode(TRACE_LEVEL_ERROR, kLogSource, 1, "function;");
     }
     EXPECT_EQ(Messages(WaitForLog("function;")), "macro 1;function;");
@@ -66,7 +66,7 @@ TEST_F(Log, LivesUntilItsLastReferenceGoesAndThenAppends) {
     OX_LOG_WARNING("first;");
     WaitForLog("first;");
     DestroyAsyncLog();
-    EXPECT_LE(ox3d::test::ThreadsSettled(m_nThreadsBefore), m_nThreadsBefore);
+    EXPECT_LE(ox3d::test::ThreadsSettled(m_threadsBefore), m_threadsBefore);
     OX_LOG_INFO("lost;");
     DestroyAsyncLog();
     ASSERT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK);

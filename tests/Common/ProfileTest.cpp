@@ -1,9 +1,9 @@
 // The profile readers.
-#include "Common/Profile.h"
+#include "src/Common/Profile.h"
 
 #include <sys/stat.h>
 
-#include "TestFolder.h"
+#include "tests/Common/TestFolder.h"
 
 namespace {
 
@@ -12,32 +12,31 @@ constexpr const char* kFile = "Test.ini";
 class Profile : public CTestFolder {
 protected:
     /// Checks everything that the string reader does to a buffer of '#'.
-    static void ExpectText(const char* section, const char* key, size_t nSize, std::string strWritten,
-                           unsigned long nResult) {
-        std::string strOut(300, '#');
-        EXPECT_EQ(Linux_GetPrivateProfileString(section, key, "default", strOut.data(), nSize, kFile),
-                  nResult);
-        strWritten.resize(300, '#');
-        EXPECT_EQ(strOut, strWritten) << section << " " << key << " in " << nSize;
+    static void ExpectText(const char* section, const char* key, size_t size, std::string written,
+                           unsigned long result) {
+        std::string out(300, '#');
+        EXPECT_EQ(Linux_GetPrivateProfileString(section, key, "default", out.data(), size, kFile), result);
+        written.resize(300, '#');
+        EXPECT_EQ(out, written) << section << " " << key << " in " << size;
     }
 };
 
 TEST_F(Profile, IntegerIsFoundByTheRulesOfTheFile) {
-    const auto read = [](const std::string& strFile) {
-        WriteFile(kFile, strFile);
+    const auto read = [](const std::string& file) {
+        WriteFile(kFile, file);
         return Linux_GetPrivateProfileInt("S", "K", 77, kFile);
     };
-    for (const char* const pFound :
+    for (const char* const found :
          {"[S]\nK=12", "[S]\nK = ==  12\r\n", "[S]\nK=0xC\n", "[S]\nK=014\n", "[S]\nK=12MB\n",
           "[S]\nKey=1\nK=12\n", "[S] ; first\nK=12\n", "[S2]\nK=1\n[S]\nK=12\n", "K=1\n[S]\nK=12\nK=13\n",
           "[S]\nK=0x10000000C\n"}) {
-        EXPECT_EQ(read(pFound), 12U) << pFound;
+        EXPECT_EQ(read(found), 12U) << found;
     }
-    for (const char* const pMissed :
+    for (const char* const missed :
          {"", "[S]\nK=0\n", "[S]\nK=\n", "[S]\nK=on\n", "[S]\nK 12\n", "[S]\n K=12\n", "[S]\nK\t=12\n",
           "[s]\nK=12\n", "[S]\nk=12\n", " [S]\nK=12\n", "[S ]\nK=12\n", "[S]\n[T]\nK=12\n",
           "[S]\n[T]\n[S]\nK=12\n"}) {
-        EXPECT_EQ(read(pMissed), 77U) << pMissed;
+        EXPECT_EQ(read(missed), 77U) << missed;
     }
     EXPECT_EQ(read("[S]\nK=-1\n"), 0xFFFFFFFFU);
     EXPECT_EQ(read("[S]\n" + std::string(255, 'x') + "K=12\n"), 12U)
@@ -54,9 +53,9 @@ TEST_F(Profile, OnlyARegularFileIsRead) {
 TEST_F(Profile, NullArgumentsAreSafe) {
     WriteFile(kFile, "[S]\nK=12\n");
     EXPECT_EQ(Linux_GetPrivateProfileInt(nullptr, nullptr, 7, nullptr), 7U);
-    char achOut[8] = "#######";
-    EXPECT_EQ(Linux_GetPrivateProfileString(nullptr, nullptr, nullptr, achOut, sizeof(achOut), nullptr), 0U);
-    EXPECT_STREQ(achOut, "");
+    char out[8] = "#######";
+    EXPECT_EQ(Linux_GetPrivateProfileString(nullptr, nullptr, nullptr, out, sizeof(out), nullptr), 0U);
+    EXPECT_STREQ(out, "");
     EXPECT_EQ(Linux_GetPrivateProfileString("S", "K", "", nullptr, 8, kFile), 2U);
 }
 

@@ -12,23 +12,23 @@
 #include <string>
 #include <thread>
 
-#include "../OpenThings.h"
-#include "Common/AsyncLog.h"
+#include "src/Common/AsyncLog.h"
+#include "tests/OpenThings.h"
 
 class CTestFolder : public testing::Test {
 protected:
     void SetUp() override {
-        std::string strFolder = std::filesystem::temp_directory_path() / "ox3d_common_XXXXXX";
-        ASSERT_NE(mkdtemp(strFolder.data()), nullptr);
-        std::filesystem::current_path(strFolder);
+        std::string folderName = std::filesystem::temp_directory_path() / "ox3d_common_XXXXXX";
+        ASSERT_NE(mkdtemp(folderName.data()), nullptr);
+        std::filesystem::current_path(folderName);
     }
     void TearDown() override {
         const std::filesystem::path folder = std::filesystem::current_path();
         std::filesystem::current_path(folder.parent_path());
         std::filesystem::remove_all(folder);
     }
-    static void WriteFile(const char* pName, const std::string& strText) {
-        std::ofstream(pName, std::ios::binary) << strText;
+    static void WriteFile(const char* pName, const std::string& text) {
+        std::ofstream(pName, std::ios::binary) << text;
     }
     static std::string ReadFile(const char* pName) {
         std::ifstream file(pName, std::ios::binary);
@@ -40,12 +40,12 @@ protected:
 template <typename TCondition>
 bool Eventually(TCondition condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    bool bHolds = condition();
-    while (!bHolds && std::chrono::steady_clock::now() < deadline) {
+    bool isHeld = condition();
+    while (!isHeld && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        bHolds = condition();
+        isHeld = condition();
     }
-    return bHolds;
+    return isHeld;
 }
 
 constexpr const char* kPrimary = "Ox3dRgbd_00.log";
@@ -63,20 +63,20 @@ protected:
         CTestFolder::TearDown();
     }
     /// The primary file once it ends in the text.
-    static std::string WaitForLog(const std::string& strEnd) {
-        std::string strLog;
-        EXPECT_TRUE(Eventually([&] { return (strLog = ReadFile(kPrimary)).ends_with(strEnd); })) << strEnd;
-        return strLog;
+    static std::string WaitForLog(const std::string& end) {
+        std::string log;
+        EXPECT_TRUE(Eventually([&] { return (log = ReadFile(kPrimary)).ends_with(end); })) << end;
+        return log;
     }
     /// The text without the headers.
-    static std::string Messages(std::string strLog) {
-        for (size_t nAt = 0; (nAt = strLog.find("] | ", nAt)) != std::string::npos;) {
-            nAt -= sizeof("[0000-00-00 00:00:00") - 1;
-            strLog.erase(nAt, strLog.find(": ", nAt) + 2 - nAt);
+    static std::string Messages(std::string log) {
+        for (size_t at = 0; (at = log.find("] | ", at)) != std::string::npos;) {
+            at -= sizeof("[0000-00-00 00:00:00") - 1;
+            log.erase(at, log.find(": ", at) + 2 - at);
         }
-        return strLog;
+        return log;
     }
-    const size_t m_nThreadsBefore = ox3d::test::Threads();
+    const size_t m_threadsBefore = ox3d::test::Threads();
 };
 
 #endif

@@ -5,25 +5,25 @@
 #include <cstring>
 #include <thread>
 
-#include "Common/BufCtrl.h"
-#include "ox3drgbd/Ox3dRgbdDefine.h"
+#include "src/Common/BufCtrl.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
 
 /// Whether another thread could take the mutex now. The analysis cannot follow the lock into the lambda.
 bool IsFreeForOthers(COXMutex& mutex) {
-    bool bTaken = false;
+    bool isTaken = false;
     std::thread([&]() OX_NO_THREAD_SAFETY_ANALYSIS {
-        bTaken = mutex.TryLock();
-        if (bTaken) {
+        isTaken = mutex.TryLock();
+        if (isTaken) {
             mutex.Unlock();
         }
     }).join();
-    return bTaken;
+    return isTaken;
 }
 
-void* IncrementAndEnd(void* pArg) {
-    ++*static_cast<std::atomic<int>*>(pArg);
+void* IncrementAndEnd(void* arg) {
+    ++*static_cast<std::atomic<int>*>(arg);
     OX_EndThread();
 }
 
@@ -44,49 +44,49 @@ TEST(Mutex, WaitsForAHeldLockAsLongAsItIsTold) OX_NO_THREAD_SAFETY_ANALYSIS {
     mutex.Lock();
     EXPECT_TRUE(mutex.LockFor(0)) << "the holder takes it again at once";
     mutex.Unlock();
-    std::atomic<bool> bGaveUp{false};
-    bool bTaken = false;
+    std::atomic<bool> gaveUp{false};
+    bool isTaken = false;
     std::thread waiter([&]() OX_NO_THREAD_SAFETY_ANALYSIS {
-        bGaveUp = !mutex.LockFor(0) && !mutex.LockFor(5);
-        bGaveUp.notify_one();
-        bTaken = mutex.LockFor(60000);
+        gaveUp = !mutex.LockFor(0) && !mutex.LockFor(5);
+        gaveUp.notify_one();
+        isTaken = mutex.LockFor(60000);
         mutex.Unlock();
     });
-    bGaveUp.wait(false);
+    gaveUp.wait(false);
     mutex.Unlock();
     waiter.join();
-    EXPECT_TRUE(bTaken);
+    EXPECT_TRUE(isTaken);
 }
 
 TEST(Thread, RunsItsRoutineWhateverTheAttributes) {
-    std::atomic<int> nRuns{0};
-    OX_THREAD_ATTR stAttr{16, 99};
-    for (OX_THREAD_ATTR* const pAttr : {static_cast<OX_THREAD_ATTR*>(nullptr), &stAttr}) {
-        const OX_THREAD_HANDLE hThread = OX_CreateThread(pAttr, IncrementAndEnd, &nRuns);
-        EXPECT_EQ(OX_WaitForThreadEnd(hThread), 0);
-        EXPECT_EQ(OX_DestroyThread(hThread), 0);
+    std::atomic<int> runs{0};
+    OX_THREAD_ATTR odd{16, 99};
+    for (OX_THREAD_ATTR* const attr : {static_cast<OX_THREAD_ATTR*>(nullptr), &odd}) {
+        const OX_THREAD_HANDLE thread = OX_CreateThread(attr, IncrementAndEnd, &runs);
+        EXPECT_EQ(OX_WaitForThreadEnd(thread), 0);
+        EXPECT_EQ(OX_DestroyThread(thread), 0);
     }
-    EXPECT_EQ(nRuns, 2);
+    EXPECT_EQ(runs, 2);
 }
 
 class Ring : public testing::Test {
 protected:
     uint32_t FillCompletely() {
-        uint32_t nItems = 0;
-        while (nItems < 1000 && m_ring.GetSpareNode() != nullptr && m_ring.CommitWrite() == 1) {
-            ++nItems;
+        uint32_t items = 0;
+        while (items < 1000 && m_ring.GetSpareNode() != nullptr && m_ring.CommitWrite() == 1) {
+            ++items;
         }
-        return nItems;
+        return items;
     }
     CBufList m_ring;
 };
 
 TEST_F(Ring, HoldsWhatWasAskedForUpTo119AndNineBeyond) {
     const uint32_t aCases[][2] = {{1, 1}, {5, 5}, {119, 119}, {120, 9}, {300, 9}, {0, 9}};
-    for (const auto& [nAsked, nUsable] : aCases) {
-        ASSERT_EQ(m_ring.InitBufList(nAsked, 16, 4, 0, 0), OX3D_RGBD_OK);
-        EXPECT_EQ(m_ring.AdjustIndex(-1), static_cast<int32_t>(nUsable)) << "the slot that stays empty";
-        EXPECT_EQ(FillCompletely(), nUsable) << nAsked;
+    for (const auto& [asked, usable] : aCases) {
+        ASSERT_EQ(m_ring.InitBufList(asked, 16, 4, 0, 0), OX3D_RGBD_OK);
+        EXPECT_EQ(m_ring.AdjustIndex(-1), static_cast<int32_t>(usable)) << "the slot that stays empty";
+        EXPECT_EQ(FillCompletely(), usable) << asked;
     }
     m_ring.EmptyDataNode();
     EXPECT_FALSE(m_ring.IsCanRead());
@@ -102,10 +102,10 @@ TEST_F(Ring, WithoutNodesAnswersNothing) {
 TEST_F(Ring, MayStartAnywhereAndFindsNodesByAbsoluteIndex) {
     ASSERT_EQ(m_ring.InitBufList(9, 16, 4, 10, UINT32_MAX), OX3D_RGBD_OK);
     EXPECT_EQ(m_ring.GetOffestNodeData(0), nullptr) << "empty: indices past the ring start at its first slot";
-    DATA_NODE* const pFirst = m_ring.GetSpareNode();
+    DATA_NODE* const first = m_ring.GetSpareNode();
     m_ring.CommitWrite();
-    EXPECT_EQ(m_ring.GetOffestNodeData(9), pFirst + 9);
-    EXPECT_EQ(m_ring.GetOffestNodeData(10), pFirst);
+    EXPECT_EQ(m_ring.GetOffestNodeData(9), first + 9);
+    EXPECT_EQ(m_ring.GetOffestNodeData(10), first);
     EXPECT_EQ(m_ring.GetOffestNodeData(11), nullptr);
     ASSERT_EQ(m_ring.InitBufList(9, 16, 4, 8, 2), OX3D_RGBD_OK);
     EXPECT_EQ(m_ring.GetDataNodeCount(), 3U) << "one less than are filled, once wrapped";
@@ -113,28 +113,28 @@ TEST_F(Ring, MayStartAnywhereAndFindsNodesByAbsoluteIndex) {
 
 TEST_F(Ring, ANodeKeepsItsLengthUntilTheCommitAfterItsOwn) {
     ASSERT_EQ(m_ring.InitBufList(5, 16, 4, 0, 0), OX3D_RGBD_OK);
-    DATA_NODE* const pFirst = m_ring.GetSpareNode();
+    DATA_NODE* const first = m_ring.GetSpareNode();
     for (int i = 0; i < 2; ++i) {
-        m_ring.GetSpareNode()->nMainLengthBytes = 7;
+        m_ring.GetSpareNode()->mainLengthBytes = 7;
         m_ring.CommitWrite();
     }
     EXPECT_EQ(m_ring.CommitRead(), 1);
-    EXPECT_EQ(pFirst->nMainLengthBytes, 7U);
+    EXPECT_EQ(first->mainLengthBytes, 7U);
     EXPECT_EQ(m_ring.CommitRead(), 1);
-    EXPECT_EQ(pFirst->nMainLengthBytes, 0U);
+    EXPECT_EQ(first->mainLengthBytes, 0U);
     EXPECT_EQ(m_ring.CommitRead(), 1) << "an empty ring says yes as well";
-    EXPECT_EQ(pFirst[1].nMainLengthBytes, 7U) << "and changes nothing";
+    EXPECT_EQ(first[1].mainLengthBytes, 7U) << "and changes nothing";
 }
 
 TEST_F(Ring, ReplacesAMainBufferOnlyWithinTheLimits) {
     ASSERT_EQ(m_ring.InitBufList(1, 0x2000001, 0, 0, 0), OX3D_RGBD_OK);
-    DATA_NODE* const pNode = m_ring.GetSpareNode();
-    EXPECT_EQ(pNode->nMainSizeBytes, 0x2000000U) << "32 MiB is the largest block";
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(pNode, 0x2000001), OX3D_RGBD_E_MEMORY);
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(pNode, 64), OX3D_RGBD_OK);
-    memset(pNode->pMainBuf, 1, pNode->nMainSizeBytes);
-    EXPECT_EQ(pNode->nMainSizeBytes, 64U);
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(pNode, 0), OX3D_RGBD_E_PARAMETER);
+    DATA_NODE* const node = m_ring.GetSpareNode();
+    EXPECT_EQ(node->mainSizeBytes, 0x2000000U) << "32 MiB is the largest block";
+    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0x2000001), OX3D_RGBD_E_MEMORY);
+    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 64), OX3D_RGBD_OK);
+    memset(node->mainBuf, 1, node->mainSizeBytes);
+    EXPECT_EQ(node->mainSizeBytes, 64U);
+    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0), OX3D_RGBD_E_PARAMETER);
 }
 
 } // namespace

@@ -3,15 +3,15 @@
 
 #include <utility>
 
-#include "Common/FixedText.h"
-#include "Common/Time.h"
-#include "Common/Version.h"
+#include "base/FixedText.h"
+#include "src/Common/Time.h"
+#include "src/Common/Version.h"
 
 TEST(FixedText, EndsAtItsTerminatorOrItsField) {
-    const char achOpen[4] = {'a', 'b', 'c', 'd'};
-    const char achClosed[4] = {'a', '\0', 'x', 'y'};
-    EXPECT_STREQ(ox3d::FixedText(achOpen).c_str(), "abcd");
-    EXPECT_STREQ(ox3d::FixedText(achClosed).c_str(), "a");
+    const char open[4] = {'a', 'b', 'c', 'd'};
+    const char closed[4] = {'a', '\0', 'x', 'y'};
+    EXPECT_STREQ(ox3d::FixedText(open).c_str(), "abcd");
+    EXPECT_STREQ(ox3d::FixedText(closed).c_str(), "a");
 }
 
 TEST(Round, GoesHalfAwayFromZero) {
@@ -24,9 +24,9 @@ TEST(Round, GoesHalfAwayFromZero) {
 TEST(BuildStamp, TurnsTheCompilersDateIntoDigits) {
     const std::pair<const char*, const char*> aCases[] = {
         {"Jan  5 2024", "240105_t"}, {"Dec 31 2031", "311231_t"}, {"??? 07 2024", "240007_t"}};
-    for (const auto& [pDate, pExpected] : aCases) {
-        char achOut[256] = {};
-        ox3d::FormatBuildStamp(pDate, "t", achOut);
-        EXPECT_STREQ(achOut, pExpected);
+    for (const auto& [date, wanted] : aCases) {
+        char out[256] = {};
+        ox3d::FormatBuildStamp(date, "t", out);
+        EXPECT_STREQ(out, wanted);
     }
 }

@@ -1,6 +1,6 @@
 // Frames with all switches on, and what they take from the heap. Relies on the C library's own names for its
 // functions, under which this program counts the calls that come from the library under test.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 #include <atomic>
 #include <cstring>

@@ -1,6 +1,6 @@
 // What every function says to null, unknown and closed handles and to arguments that it cannot use, in the
 // order of its checks, with the lines that it writes.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // How frames reach the application: fetched or pushed, never both; what is logged, given back and dropped.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 #include <sys/resource.h>
 

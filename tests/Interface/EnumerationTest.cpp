@@ -1,5 +1,5 @@
 // Counting, listing, finding and binding devices.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <thread>
 
-#include "DoubleControl.h"
-#include "Ox3dRgbdApi.h"
+#include "tests/doubles/DoubleControl.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
 
 namespace {
 

@@ -1,6 +1,6 @@
 // What becomes of a camera's raw frame: main image, chunk images, RGB-D, colour scaled to the depth's size,
 // depth registered to the colour camera.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Sizes and field positions of the public records: applications and providers are compiled against them.
 #include <cstddef>
 
-#include "Ox3dRgbdDefine.h"
-#include "OxCameraControl.h"
-#include "OxMediaProcess.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxCameraControl.h>
+#include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
 

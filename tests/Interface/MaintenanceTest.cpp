@@ -1,5 +1,5 @@
 // Operations that service a camera: files, registers, time-outs, upgrades, IP configuration, calibration.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Camera-control libraries that lack functions, or are not there at all. Each group runs in a process of its
 // own with its own variant of the scripted library, since a function that was found once stays.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

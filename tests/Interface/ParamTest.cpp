@@ -1,5 +1,5 @@
 // Features by name, the library's own three keys, commands and the software trigger.
-#include "ScriptedCamera.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 

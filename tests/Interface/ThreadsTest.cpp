@@ -1,6 +1,6 @@
 // Callbacks that call back, devices that are closed while others use them, and what a thousand rounds leave.
-#include "../OpenThings.h"
-#include "ScriptedCamera.h"
+#include "tests/OpenThings.h"
+#include "tests/doubles/ScriptedCamera.h"
 
 #include <atomic>
 #include <malloc.h>

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "Manager/CalibrationFile.h"
+#include "src/Manager/CalibrationFile.h"
 
 namespace {
 

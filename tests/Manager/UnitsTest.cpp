@@ -4,12 +4,12 @@
 #include <thread>
 #include <vector>
 
-#include "BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
-#include "Manager/CallbackSlot.h"
-#include "Manager/ChunkImage.h"
-#include "Manager/GrowBuffer.h"
-#include "Manager/Ipv4Text.h"
-#include "Ox3dRgbdDefine.h"
+#include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
+#include "src/Manager/CallbackSlot.h"
+#include "src/Manager/ChunkImage.h"
+#include "src/Manager/GrowBuffer.h"
+#include "src/Manager/Ipv4Text.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 // Sanitizers abort on a block that cannot be had; the library has to get null, as without them.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {

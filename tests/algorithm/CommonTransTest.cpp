@@ -1,8 +1,8 @@
 // The common data transform: where points and registered depths land, what is cleared, and what is refused.
 // Relies on the kernels for small images and on process type 15 for the checks around them.
-#include "FloatToInt.h"
-#include "StereoRig.h"
-#include "TestObject.h"
+#include "algorithm/binostereo/FloatToInt.h"
+#include "tests/algorithm/StereoRig.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <cmath>
 #include <random>
@@ -245,65 +245,65 @@ TEST(Kernels, AgreeUpToTheTruncationOfThePoints) {
 class TransformChecks : public testing::Test {
 protected:
     TransformChecks() {
-        m_stIn.sourceDepth = Image(3, 640, 480, m_Depth.data());
-        m_stIn.sourceIntrinsics = kIntrinsics;
-        m_stOut.pointsFloat = m_Points.data();
+        m_in.sourceDepth = Image(3, 640, 480, m_Depth.data());
+        m_in.sourceIntrinsics = kIntrinsics;
+        m_out.pointsFloat = m_Points.data();
     }
-    int32_t Run() { return m_Object.Process(15, m_stIn, m_stOut); }
+    int32_t Run() { return m_Object.Process(15, m_in, m_out); }
 
     static constexpr float kIntrinsics[4] = {500, 500, 320, 240};
     CTestObject m_Object{32};
     std::vector<int16_t> m_Depth = std::vector<int16_t>(kPixels, 1000);
     std::vector<float> m_Points = std::vector<float>(kPixels * 3);
-    Input m_stIn{};
-    Output m_stOut{};
+    Input m_in{};
+    Output m_out{};
 };
 
 TEST_F(TransformChecks, StandInTheirOrder) {
     EXPECT_EQ(Run(), 0);
     EXPECT_FLOAT_EQ(m_Points.back(), 1000);
-    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(nullptr, 128, &m_stOut, 80), 0x10000014);
-    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(&m_stIn, 127, &m_stOut, 80), 0x1000000E);
-    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(&m_stIn, 128, &m_stOut, 81), 0x1000000E);
-    m_stIn.sourceDepth.step[0] = 641;
+    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(nullptr, 128, &m_out, 80), 0x10000014);
+    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(&m_in, 127, &m_out, 80), 0x1000000E);
+    EXPECT_EQ(OXB3D_BINOSTEREO_CommonTransProcess(&m_in, 128, &m_out, 81), 0x1000000E);
+    m_in.sourceDepth.step[0] = 641;
     EXPECT_EQ(Run(), 0x10000009);
-    m_stIn.sourceDepth.step[0] = 639;
+    m_in.sourceDepth.step[0] = 639;
     EXPECT_EQ(Run(), 0x10000009);
-    m_stIn.sourceDepth = Image(3, 639, 480, m_Depth.data());
+    m_in.sourceDepth = Image(3, 639, 480, m_Depth.data());
     EXPECT_EQ(Run(), 0x10000008);
-    m_stIn.sourceDepth = Image(3, 640, 479, m_Depth.data());
+    m_in.sourceDepth = Image(3, 640, 479, m_Depth.data());
     EXPECT_EQ(Run(), 0x10000008);
-    m_stIn.sourceDepth = Image(2, 640, 480, m_Depth.data());
+    m_in.sourceDepth = Image(2, 640, 480, m_Depth.data());
     EXPECT_EQ(Run(), 0x10000007);
-    m_stIn.sourceDepth = Image(3, 640, 480, nullptr);
+    m_in.sourceDepth = Image(3, 640, 480, nullptr);
     EXPECT_EQ(Run(), 0x1000000A);
-    m_stIn.sourceDepth.format = 77;
+    m_in.sourceDepth.format = 77;
     EXPECT_EQ(Run(), 0x10000007);
-    m_stOut.pointsFloat = nullptr;
+    m_out.pointsFloat = nullptr;
     EXPECT_EQ(Run(), 0x10000014);
 }
 
 TEST_F(TransformChecks, HoldTheTargetToTheSourcesWidth) {
     std::vector<int16_t> target(kPixels);
-    m_stIn.transform = kIdentity;
-    m_stIn.targetIntrinsics = kIntrinsics;
-    m_stOut.targetDepth.data[0] = target.data();
-    m_stOut.targetDepth.step[0] = 641;
+    m_in.transform = kIdentity;
+    m_in.targetIntrinsics = kIntrinsics;
+    m_out.targetDepth.data[0] = target.data();
+    m_out.targetDepth.step[0] = 641;
     EXPECT_EQ(Run(), 0x10000009);
-    m_stOut.targetDepth.step[0] = 640;
+    m_out.targetDepth.step[0] = 640;
     EXPECT_EQ(Run(), 0);
     EXPECT_GT(std::count(target.begin(), target.end(), 1000), 307200 * 9 / 10);
-    m_stOut.targetDepth.step[0] = -5;
+    m_out.targetDepth.step[0] = -5;
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(std::count(target.begin(), target.end(), 0), 640 * 480) << "no column lies inside";
 }
 
 TEST_F(TransformChecks, ChooseTheFloatKernelWhenBothPointBuffersAreGiven) {
     std::vector<int16_t> points16(kPixels * 6, 77);
-    m_stOut.points16 = points16.data();
+    m_out.points16 = points16.data();
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(std::count(points16.begin(), points16.end(), 77), 640 * 480 * 6);
-    m_stOut.pointsFloat = nullptr;
+    m_out.pointsFloat = nullptr;
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(points16[2], 1000);
 }

@@ -1,6 +1,6 @@
 // Depth fill score: one region and several, against a count pixel by pixel.
 // Relies on process types 3 and 13.
-#include "TestObject.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <algorithm>
 #include <climits>
@@ -26,12 +26,12 @@ protected:
         return out.score;
     }
     int32_t Status(const Region& region, Output& out) {
-        return m_Object.Process(3, OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT{m_stImage, region}, out);
+        return m_Object.Process(3, OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT{m_image, region}, out);
     }
 
     CTestObject m_Object{2};
     std::vector<int16_t> m_Depth = std::vector<int16_t>(size_t{kWidth} * kHeight, -1);
-    ZQA_IMAGE m_stImage = Image(3, kWidth, kHeight, m_Depth.data());
+    ZQA_IMAGE m_image = Image(3, kWidth, kHeight, m_Depth.data());
 };
 
 // Every pixel is told its cell; a pixel past the last cell belongs to none.
@@ -63,7 +63,7 @@ TEST_F(DepthScore, IsTheWorstCellsShareOfSamples) {
     m_Depth[8 * kWidth + 8] = 0;
     EXPECT_EQ(Score({1, 1, 9, 9}), 75) << "the third cell of nine columns is two wide";
     EXPECT_EQ(Score({5, 0, 9, 3}), INT_MIN) << "cells without a row";
-    m_stImage.width = 45; // of a step of 60
+    m_image.width = 45; // of a step of 60
     std::mt19937 random(11);
     for (int i = 0; i < 300; ++i) {
         for (int16_t& d : m_Depth) {
@@ -88,10 +88,10 @@ TEST_F(DepthScore, RefusesRegionsOutsideTheImageInOrder) {
         EXPECT_EQ(out.score, -77);
     }
     Output out{};
-    m_stImage.data[0] = nullptr;
+    m_image.data[0] = nullptr;
     EXPECT_EQ(Status({0, 0, 9, 9}, out), -11);
     EXPECT_EQ(Status({0, 0, 90, 9}, out), 0x10000019);
-    m_stImage.format = 2;
+    m_image.format = 2;
     EXPECT_EQ(Status({0, 0, 90, 9}, out), 0x10000007);
     EXPECT_EQ(OXB3D_BINOSTEREO_DepthScore(nullptr, 60, {60, 40}, 0, 0, &out.score, {0, 0}, {9, 9}),
               0x10000014);
@@ -103,7 +103,7 @@ TEST_F(DepthScore, OfSeveralRegionsIsThatOfEach) {
     int32_t scores[4] = {-77, -77, -77, -77};
     OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT out{scores};
     const auto run = [&](int32_t count, const Region* list) {
-        return m_Object.Process(13, OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT{m_stImage, count, 0, list}, out);
+        return m_Object.Process(13, OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT{m_image, count, 0, list}, out);
     };
     EXPECT_EQ(run(4, regions), 0x10000019);
     EXPECT_EQ(scores[0], -77) << "no score where one region is wrong";

@@ -1,6 +1,6 @@
 // The life of an algorithm object as its caller sees it: sizing, creation, configuration, dispatch and the
 // checks that every process shares. Relies on objects between guard pages.
-#include "TestObject.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <array>
 #include <climits>

@@ -1,7 +1,7 @@
 // Multi-frame depth fusion: the smoothing, the fusion of random maps against its definition, and process
 // type 6. Relies on buffers of exactly the asked size between guard pages.
-#include "Gaussian.h"
-#include "TestObject.h"
+#include "algorithm/binostereo/Gaussian.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <algorithm>
 #include <climits>

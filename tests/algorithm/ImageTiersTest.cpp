@@ -1,9 +1,9 @@
 // Every tier of the image kernels gives the bits of the reference: remapping, fusion with its smoothing and
 // confidences, and the fill score, on random and extreme numbers, odd extents, any address, recorded images.
 // Relies on the tier being set in-process; tiers that this processor lacks are skipped.
-#include "ImageTiers.h"
-#include "PngFile.h"
-#include "TestObject.h"
+#include "algorithm/binostereo/ImageTiers.h"
+#include "base/PngFile.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,8 +1,8 @@
 // The promise on memory: every process runs in exactly the asked blocks, allocates nothing, and keeps nothing
 // in scratch memory that it needs. Relies on the linker wrapping the C allocation functions for everything
 // linked in statically.
-#include "StereoRig.h"
-#include "TestObject.h"
+#include "tests/algorithm/StereoRig.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Rectification: the maps against a computation in double precision, and process types 1 and 5 on cameras whose
 // truth is known: in the virtual camera's room, and turned away from a recorded pair. Relies on the room's ray
 // casting, on the motorcycle stereo pair where the recordings are at hand, and on the example where it is built.
-#include "RectifyTruth.h"
-#include "Regions.h"
+#include "algorithm/binostereo/Regions.h"
+#include "tests/algorithm/RectifyTruth.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -88,20 +88,20 @@ TEST(Remap, WeighsFourPixelsAndNeverLeavesTheSource) {
 class CRectifier {
 public:
     explicit CRectifier(const StereoRig& rig)
-        : m_Object(1, rig.input.width, rig.input.height), m_nWidth(rig.input.width),
-          m_nHeight(rig.input.height), m_Left(At(0, m_nHeight, m_nWidth)), m_Right(m_Left.size()) {
-        EXPECT_EQ(m_Object.Process(1, rig.input, m_stCommon), 0);
+        : m_Object(1, rig.input.width, rig.input.height), m_width(rig.input.width),
+          m_height(rig.input.height), m_Left(At(0, m_height, m_width)), m_Right(m_Left.size()) {
+        EXPECT_EQ(m_Object.Process(1, rig.input, m_common), 0);
     }
     int32_t Run(const Grey& left, const Grey& right) {
         Pair out{Picture(m_Left), Picture(m_Right)};
         return m_Object.Process(5, Pair{Picture(left), Picture(right)}, out);
     }
-    ZQA_IMAGE Picture(const Grey& pixels) const { return Image(1, m_nWidth, m_nHeight, pixels.data()); }
+    ZQA_IMAGE Picture(const Grey& pixels) const { return Image(1, m_width, m_height, pixels.data()); }
 
     // Where the map of a side takes a place of its source image: Newton's steps on the map from its middle, halved
     // at first so that none leaves the map. No value where no rectified pixel looks at the place.
     std::optional<Pixel> Rectified(Side side, const Pixel& source) const {
-        Pixel at{m_nWidth / 2, m_nHeight / 2};
+        Pixel at{m_width / 2, m_height / 2};
         for (int step = 0; step < 15 && at.first >= 2 && at.second >= 2; ++step) {
             const auto x = static_cast<int32_t>(std::lround(at.first));
             const auto y = static_cast<int32_t>(std::lround(at.second));
@@ -120,14 +120,14 @@ public:
             at = {x + down.second * du - down.first * dv, y + along.first * dv - along.second * du};
         }
         const bool inside =
-            at.first >= 2 && at.second >= 2 && at.first <= m_nWidth - 3 && at.second <= m_nHeight - 3;
+            at.first >= 2 && at.second >= 2 && at.first <= m_width - 3 && at.second <= m_height - 3;
         return inside ? std::optional(at) : std::nullopt;
     }
 
     CTestObject m_Object;
-    int32_t m_nWidth;
-    int32_t m_nHeight;
-    InitOutput m_stCommon{};
+    int32_t m_width;
+    int32_t m_height;
+    InitOutput m_common{};
     Grey m_Left;
     Grey m_Right;
 
@@ -135,14 +135,14 @@ private:
     // The source place that a rectified pixel looks at, in the middle of the eighth that the weights tell.
     // Not a number for a black pixel, which so fails every comparison.
     Pixel Source(Side side, int32_t x, int32_t y) const {
-        if (x < 0 || y < 0 || x >= m_nWidth || y >= m_nHeight) {
+        if (x < 0 || y < 0 || x >= m_width || y >= m_height) {
             return {NAN, NAN};
         }
         const oxb3d::RectMap map =
-            oxb3d::RectMapOf(*oxb3d::ObjectOf(m_Object.Handle()), {m_nWidth, m_nHeight}, side);
-        const size_t i = At(x, y, m_nWidth);
+            oxb3d::RectMapOf(*oxb3d::ObjectOf(m_Object.Handle()), {m_width, m_height}, side);
+        const size_t i = At(x, y, m_width);
         const uint8_t* w = map.weightPlane + 4 * i;
-        const auto width = static_cast<uint32_t>(m_nWidth);
+        const auto width = static_cast<uint32_t>(m_width);
         const uint32_t row = map.indexPlane[i] / width;
         return w[0] == 0 ? Pixel{NAN, NAN}
                          : Pixel{map.indexPlane[i] % width + (w[1] + w[3]) / 64.0 + 0.0625,
@@ -161,7 +161,7 @@ TEST(Rectification, MapsWhatBothCamerasSeeToOneRowAtItsTrueDistance) {
     for (const StereoRig& rig : kRigs) {
         SCOPED_TRACE(&rig - kRigs);
         const CRectifier rectifier(rig);
-        const InitOutput& common = rectifier.m_stCommon;
+        const InitOutput& common = rectifier.m_common;
         const float* t = rig.input.translation;
         const double side = t[0] < 0 ? 1 : -1;
         EXPECT_EQ(common.fx, common.fy);
@@ -195,14 +195,13 @@ TEST(Rectification, KeepsTheWholeFieldOfViewWithoutEnlarging) {
     for (const StereoRig& rig : kRigs) {
         SCOPED_TRACE(&rig - kRigs);
         const CRectifier rectifier(rig);
-        EXPECT_LE(rectifier.m_stCommon.fx, 520);
+        EXPECT_LE(rectifier.m_common.fx, 520);
         for (const Pixel& corner : {Pixel{12, 12}, Pixel{627, 12}, Pixel{12, 467}, Pixel{627, 467}}) {
             EXPECT_TRUE(rectifier.Rectified(Side::Left, corner)) << corner.first << ' ' << corner.second;
             EXPECT_TRUE(rectifier.Rectified(Side::Right, corner)) << corner.first << ' ' << corner.second;
         }
     }
-    const InitOutput same =
-        CRectifier(kRigs[0]).m_stCommon; // nothing to rectify: the camera stays what it was
+    const InitOutput same = CRectifier(kRigs[0]).m_common; // nothing to rectify: the camera stays what it was
     EXPECT_NEAR(same.fx, 500, 1e-3);
     EXPECT_NEAR(same.cx, 320, 1e-3);
     EXPECT_NEAR(same.cy, 240, 1e-3);
@@ -265,7 +264,7 @@ TEST(Rectify, ChecksInItsOrder) {
     EXPECT_EQ(run([](Pair&, Pair& out) { out.right.width = 0; }), -9);
     EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(r.m_Object.Handle(), 4, nullptr, 0), 0);
     EXPECT_EQ(run([](Pair& in, Pair&) { in.left.format = 2; }), 0x10000000) << "restarted";
-    EXPECT_EQ(CTestObject(1).Process(5, Pair{}, r.m_stCommon), 0x1000000E);
+    EXPECT_EQ(CTestObject(1).Process(5, Pair{}, r.m_common), 0x1000000E);
 }
 
 TEST(Rectify, WorksOnAfterTheObjectMovedIntoOtherMemory) {
@@ -303,8 +302,8 @@ Grey Retake(const Picture& recorded, const Camera& recordedCamera, const Camera&
 void ExpectLevel(CRectifier& rectifier, const std::pair<Grey, Grey>& images,
                  const std::vector<Match>& matches) {
     ASSERT_EQ(rectifier.Run(images.first, images.second), 0);
-    const Picture left = PictureOf(rectifier.m_Left, rectifier.m_nWidth);
-    const Picture right = PictureOf(rectifier.m_Right, rectifier.m_nWidth);
+    const Picture left = PictureOf(rectifier.m_Left, rectifier.m_width);
+    const Picture right = PictureOf(rectifier.m_Right, rectifier.m_width);
     int found = 0;
     int level = 0;
     int oblique = 0;

@@ -2,11 +2,11 @@
 // far off its row a thing is found again. Relies on the room's ray casting.
 #pragma once
 
-#include "PngFile.h"
-#include "SceneModel.h"
-#include "SceneShading.h"
-#include "StereoRig.h"
-#include "TestObject.h"
+#include "base/PngFile.h"
+#include "tests/algorithm/StereoRig.h"
+#include "tests/algorithm/TestObject.h"
+#include "virtual-camera/frames/SceneModel.h"
+#include "virtual-camera/frames/SceneShading.h"
 
 #include <optional>
 #include <string>

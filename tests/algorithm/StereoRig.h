@@ -2,8 +2,8 @@
 // Relies on the library's small matrix algebra.
 #pragma once
 
-#include "Matrix3.h"
-#include "Oxb3dBinoStereo.h"
+#include "algorithm/binostereo/Matrix3.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <algorithm>
 #include <utility>

@@ -2,7 +2,7 @@
 // Relies on mmap and 4 KiB pages, of which the 128-byte block size is a divisor.
 #pragma once
 
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <gtest/gtest.h>
 
@@ -19,29 +19,29 @@ enum class Against { End, Start };
 class CGuardedBlock {
 public:
     explicit CGuardedBlock(size_t bytes, Against against = Against::End)
-        : m_nMapped((bytes + kPage - 1) / kPage * kPage + 2 * kPage) {
-        void* mapping = mmap(nullptr, m_nMapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        : m_mapped((bytes + kPage - 1) / kPage * kPage + 2 * kPage) {
+        void* mapping = mmap(nullptr, m_mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         EXPECT_NE(mapping, MAP_FAILED);
-        m_pMapping = static_cast<uint8_t*>(mapping);
-        EXPECT_EQ(mprotect(m_pMapping, kPage, PROT_NONE), 0);
-        EXPECT_EQ(mprotect(m_pMapping + m_nMapped - kPage, kPage, PROT_NONE), 0);
-        m_pData = against == Against::End ? m_pMapping + m_nMapped - kPage - bytes : m_pMapping + kPage;
-        std::memset(m_pData, 0xA7, bytes);
+        m_mapping = static_cast<uint8_t*>(mapping);
+        EXPECT_EQ(mprotect(m_mapping, kPage, PROT_NONE), 0);
+        EXPECT_EQ(mprotect(m_mapping + m_mapped - kPage, kPage, PROT_NONE), 0);
+        m_data = against == Against::End ? m_mapping + m_mapped - kPage - bytes : m_mapping + kPage;
+        std::memset(m_data, 0xA7, bytes);
     }
-    ~CGuardedBlock() { munmap(m_pMapping, m_nMapped); }
+    ~CGuardedBlock() { munmap(m_mapping, m_mapped); }
     CGuardedBlock(const CGuardedBlock&) = delete;
     CGuardedBlock& operator=(const CGuardedBlock&) = delete;
 
     template <typename T = void>
     T* Data() const {
-        return static_cast<T*>(static_cast<void*>(m_pData));
+        return static_cast<T*>(static_cast<void*>(m_data));
     }
 
 private:
     static constexpr size_t kPage = 4096;
-    size_t m_nMapped;
-    uint8_t* m_pMapping = nullptr;
-    uint8_t* m_pData = nullptr;
+    size_t m_mapped;
+    uint8_t* m_mapping = nullptr;
+    uint8_t* m_data = nullptr;
 };
 
 inline OXB3D_BINOSTEREO_ABILITY Ability(uint32_t flags, int32_t width = 640, int32_t height = 480) {
@@ -52,16 +52,16 @@ inline OXB3D_BINOSTEREO_ABILITY Ability(uint32_t flags, int32_t width = 640, int
 class CMemory {
 public:
     explicit CMemory(const OXB3D_BINOSTEREO_ABILITY& ability, Against against = Against::End)
-        : m_nStatus(OXB3D_BINOSTEREO_GetMemSize(&ability, m_stTab)), m_Persistent(m_stTab[0].size, against),
-          m_Scratch(m_stTab[1].size, against) {
+        : m_nStatus(OXB3D_BINOSTEREO_GetMemSize(&ability, m_tab)), m_Persistent(m_tab[0].size, against),
+          m_Scratch(m_tab[1].size, against) {
         EXPECT_EQ(m_nStatus, OXB3D_BINOSTEREO_OK);
-        m_stTab[0].base = m_Persistent.Data();
-        m_stTab[1].base = m_Scratch.Data();
+        m_tab[0].base = m_Persistent.Data();
+        m_tab[1].base = m_Scratch.Data();
     }
-    OXB3D_BINOSTEREO_MEM_TAB* Tab() { return m_stTab; }
+    OXB3D_BINOSTEREO_MEM_TAB* Tab() { return m_tab; }
 
 private:
-    OXB3D_BINOSTEREO_MEM_TAB m_stTab[OXB3D_BINOSTEREO_MEM_TAB_COUNT] = {};
+    OXB3D_BINOSTEREO_MEM_TAB m_tab[OXB3D_BINOSTEREO_MEM_TAB_COUNT] = {};
     int32_t m_nStatus;
     CGuardedBlock m_Persistent;
     CGuardedBlock m_Scratch;
@@ -71,26 +71,26 @@ class CTestObject {
 public:
     explicit CTestObject(uint32_t flags, int32_t width = 640, int32_t height = 480,
                          Against against = Against::End)
-        : m_stAbility(Ability(flags, width, height)), m_Memory(m_stAbility, against) {
-        EXPECT_EQ(OXB3D_BINOSTEREO_Create(&m_stAbility, m_Memory.Tab(), &m_pHandle), OXB3D_BINOSTEREO_OK);
+        : m_ability(Ability(flags, width, height)), m_Memory(m_ability, against) {
+        EXPECT_EQ(OXB3D_BINOSTEREO_Create(&m_ability, m_Memory.Tab(), &m_handle), OXB3D_BINOSTEREO_OK);
     }
-    void* Handle() const { return m_pHandle; }
+    void* Handle() const { return m_handle; }
     CMemory& Memory() { return m_Memory; }
 
     void SetParam(uint32_t id, int32_t value) {
         OXB3D_BINOSTEREO_PARAM param{id, value};
-        ASSERT_EQ(OXB3D_BINOSTEREO_SetConfig(m_pHandle, 1, &param, sizeof param), OXB3D_BINOSTEREO_OK) << id;
+        ASSERT_EQ(OXB3D_BINOSTEREO_SetConfig(m_handle, 1, &param, sizeof param), OXB3D_BINOSTEREO_OK) << id;
     }
 
     template <typename TIn, typename TOut>
     int32_t Process(int32_t type, TIn in, TOut& out) {
-        return OXB3D_BINOSTEREO_Process(m_pHandle, type, &in, sizeof in, &out, sizeof out);
+        return OXB3D_BINOSTEREO_Process(m_handle, type, &in, sizeof in, &out, sizeof out);
     }
 
 private:
-    OXB3D_BINOSTEREO_ABILITY m_stAbility;
+    OXB3D_BINOSTEREO_ABILITY m_ability;
     CMemory m_Memory;
-    void* m_pHandle = nullptr;
+    void* m_handle = nullptr;
 };
 
 // Offset of a pixel in an image without padding.

@@ -1,9 +1,9 @@
 // Every tier of the transform's kernels gives the bits of the reference: random and extreme numbers, odd
 // extents, rows at any address, recorded depth.
 // Relies on the tier being set in-process; tiers that this processor lacks are skipped.
-#include "TransformTiers.h"
-#include "PngFile.h"
-#include "TestObject.h"
+#include "algorithm/binostereo/TransformTiers.h"
+#include "base/PngFile.h"
+#include "tests/algorithm/TestObject.h"
 
 #include <bit>
 #include <cmath>

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "DoubleState.h"
+#include "tests/doubles/DoubleState.h"
 
 namespace {
 
@@ -156,7 +156,7 @@ private:
         return &Entry<DOUBLE_##name, result arguments>::Call;                                              \
     }                                                                                                      \
     extern "C" OX_CC_API result name arguments __attribute__((ifunc("ResolverOf_" #name)));
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
 // NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" OX_CC_API const DoubleControl* Double_GetControl();

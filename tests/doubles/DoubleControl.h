@@ -8,7 +8,7 @@
 #ifndef OX3D_DOUBLE_CONTROL_H
 #define OX3D_DOUBLE_CONTROL_H
 
-#include "OxCameraControl.h"
+#include <ox3drgbd/OxCameraControl.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -17,7 +17,7 @@ extern "C" {
 /* One number for each function, and DOUBLE_FUNCTIONS for how many there are. */
 enum DoubleFunction {
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) DOUBLE_##name,
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
     DOUBLE_FUNCTIONS
 };
 

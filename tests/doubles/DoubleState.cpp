@@ -1,5 +1,5 @@
 // DoubleState.cpp - see DoubleState.h.
-#include "DoubleState.h"
+#include "tests/doubles/DoubleState.h"
 
 #include <algorithm>
 #include <chrono>

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "DoubleControl.h"
+#include "tests/doubles/DoubleControl.h"
 
 // A thread that runs tasks in order; it starts with the first. Destroying waits for the task that runs.
 class CTaskThread {

@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
-#include "DoubleControl.h"
-#include "Ox3dRgbdApi.h"
-#include "Ox3dRgbdImgProc.h"
+#include "tests/doubles/DoubleControl.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
@@ -44,7 +44,7 @@ inline const DoubleControl& Double() {
 inline const char* FunctionName(uint32_t function) {
     static const char* const names[] = {
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) #name,
-#include "CameraModule/CamSymbols.def"
+#include "src/CameraModule/CamSymbols.def"
     };
     return function < DOUBLE_FUNCTIONS ? names[function] : "";
 }

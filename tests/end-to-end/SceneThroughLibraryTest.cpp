@@ -1,8 +1,8 @@
 // SceneThroughLibraryTest.cpp - what an application gets from the virtual camera through the public
 // interface, against what a perfect camera would have measured in the same scene.
-#include "Ox3dRgbdApi.h"
-#include "Ox3dRgbdImgProc.h"
-#include "SceneTruth.h"
+#include "virtual-camera/frames/SceneTruth.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Cameras.cpp - comparison of frames, and files.
-#include "Cameras.h"
+#include "tests/network/Cameras.h"
 
 #include <cstring>
 #include <fstream>

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "../tools/Process.h"
-#include "Ox3dRgbdApi.h"
-#include "virtual-camera/source/FrameSource.h"
+#include "tests/tools/Process.h"
+#include "virtual-camera/frames/FrameSource.h"
+#include <ox3drgbd/Ox3dRgbdApi.h>
 
 namespace ox3d::test {
 

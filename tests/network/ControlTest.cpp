@@ -1,6 +1,6 @@
 // ControlTest.cpp - finding, opening and maintaining cameras over the network.
-#include "../OpenThings.h"
-#include "Cameras.h"
+#include "tests/OpenThings.h"
+#include "tests/network/Cameras.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
 // StreamTest.cpp - frames over the network: every byte of them, lost packets, and the loss of the camera.
-#include "Cameras.h"
+#include "tests/network/Cameras.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -1,5 +1,5 @@
 // A child process with its output collected.
-#include "Process.h"
+#include "tests/tools/Process.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -33,7 +33,7 @@ CProcess::CProcess(const std::vector<std::string>& command, const std::string& f
         _exit(127);
     }
     close(ends[1]);
-    m_nPipe = ends[0];
+    m_pipe = ends[0];
 }
 
 CProcess::~CProcess() {
@@ -41,12 +41,12 @@ CProcess::~CProcess() {
         Signal(SIGKILL);
         Finish();
     }
-    close(m_nPipe);
+    close(m_pipe);
 }
 
 bool CProcess::ReadMore() {
     char buffer[4096];
-    const ssize_t count = read(m_nPipe, buffer, sizeof(buffer));
+    const ssize_t count = read(m_pipe, buffer, sizeof(buffer));
     m_output.append(buffer, count > 0 ? static_cast<size_t>(count) : 0);
     return count > 0;
 }

@@ -27,7 +27,7 @@ private:
     bool ReadMore();
 
     pid_t m_pid = -1;
-    int m_nPipe = -1;
+    int m_pipe = -1;
     std::string m_output;
 };
 

@@ -1,5 +1,5 @@
 // Reading back PNG and PLY files.
-#include "ReadBack.h"
+#include "tests/tools/ReadBack.h"
 
 #include <cstdio>
 #include <fstream>
@@ -30,7 +30,7 @@ ox3dtool::Image<Sample> ReadPng(const std::string& name, int bitDepth, int color
         throw std::runtime_error(name + " has another format");
     }
     ox3dtool::Image<Sample> image(png_get_image_width(png, info), png_get_image_height(png, info));
-    for (uint32_t y = 0; y < image.m_nHeight; ++y) {
+    for (uint32_t y = 0; y < image.m_height; ++y) {
         png_read_row(png, reinterpret_cast<png_bytep>(&image.At(0, y)), nullptr);
     }
     png_destroy_read_struct(&png, &info, nullptr);
@@ -55,7 +55,7 @@ PlyFile ReadPly(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     PlyFile ply;
     for (std::string line; std::getline(in, line);) {
-        std::istringstream(line.rfind("element vertex ", 0) == 0 ? line.substr(15) : "") >> ply.m_nVertices;
+        std::istringstream(line.rfind("element vertex ", 0) == 0 ? line.substr(15) : "") >> ply.m_vertices;
         ply.m_header.push_back(line);
         if (line == "end_header") {
             break;

@@ -2,7 +2,7 @@
 #ifndef OX3D_TESTS_TOOLS_READ_BACK_H
 #define OX3D_TESTS_TOOLS_READ_BACK_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 #include <string>
 #include <vector>
@@ -14,7 +14,7 @@ ox3dtool::DepthImage ReadDepthPng(const std::string& file);
 struct PlyFile {
     std::vector<std::string> m_header; // lines without line feeds
     std::string m_body;
-    size_t m_nVertices = 0;
+    size_t m_vertices = 0;
 };
 PlyFile ReadPly(const std::string& file);
 

@@ -1,8 +1,8 @@
 // The first frames of a source, kept and shown over and over.
 #include <gtest/gtest.h>
 
-#include "FakeSource.h"
-#include "virtual-camera/source/CycleSource.h"
+#include "tests/virtual-camera/FakeSource.h"
+#include "virtual-camera/frames/CycleSource.h"
 
 namespace ox3d::test {
 namespace {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 
 using namespace ox3d;
 using ox3d::test::CFakeCamera;

@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 
 using namespace ox3d;
 using ox3d::test::CFakeCamera;

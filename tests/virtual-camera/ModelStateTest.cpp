@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 
 using namespace ox3d;
 using ox3d::test::CFakeCamera;

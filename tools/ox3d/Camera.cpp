@@ -1,8 +1,8 @@
 // Cameras through the public interface of the library.
-#include "Camera.h"
+#include "tools/ox3d/Camera.h"
 
-#include "ExitCode.h"
-#include "Status.h"
+#include "tools/ox3d/ExitCode.h"
+#include "tools/ox3d/Status.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -103,9 +103,9 @@ CCamera::CCamera(const ProviderChoice& provider, const DeviceRecord& record) : m
     if (status != OX3D_RGBD_OK) {
         ThrowFromProvider(provider, what, status);
     }
-    m_pHandle = handle;
+    m_handle = handle;
     // Without it a loss still ends the grab, only later: when no frame has come for too long.
-    OX3D_RGBD_RegisterExceptionCallBack(m_pHandle, OnException, this);
+    OX3D_RGBD_RegisterExceptionCallBack(m_handle, OnException, this);
 }
 
 void CCamera::OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
@@ -115,19 +115,19 @@ void CCamera::OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
 }
 
 void CCamera::Start() {
-    if (const uint32_t status = OX3D_RGBD_Start(m_pHandle); status != OX3D_RGBD_OK) {
+    if (const uint32_t status = OX3D_RGBD_Start(m_handle); status != OX3D_RGBD_OK) {
         Throw(kExitCamera, "cannot start the camera", status);
     }
 }
 
 void CCamera::Stop() {
-    OX3D_RGBD_Stop(m_pHandle); // a camera that does not stop is closed all the same
+    OX3D_RGBD_Stop(m_handle); // a camera that does not stop is closed all the same
 }
 
 void CCamera::Close() {
-    if (m_pHandle != nullptr) {
-        OX3D_RGBD_CloseDevice(&m_pHandle);
-        m_pHandle = nullptr;
+    if (m_handle != nullptr) {
+        OX3D_RGBD_CloseDevice(&m_handle);
+        m_handle = nullptr;
     }
 }
 
@@ -135,14 +135,14 @@ void CCamera::SwitchOn(const char* key) {
     OX3D_RGBD_PARAM param{};
     param.enParamType = OX3D_RGBD_PARAM_INT;
     param.stIntParam.nCurValue = 1;
-    if (const uint32_t status = OX3D_RGBD_SetParam(m_pHandle, key, &param); status != OX3D_RGBD_OK) {
+    if (const uint32_t status = OX3D_RGBD_SetParam(m_handle, key, &param); status != OX3D_RGBD_OK) {
         Throw(kExitCamera, std::string("cannot switch ") + key + " on", status);
     }
 }
 
 std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) const {
     OX3D_RGBD_CALIB_INFO calib{};
-    if (OX3D_RGBD_GetCalibInfo(m_pHandle, calibType, &calib) != OX3D_RGBD_OK) {
+    if (OX3D_RGBD_GetCalibInfo(m_handle, calibType, &calib) != OX3D_RGBD_OK) {
         return std::nullopt;
     }
     return calib;

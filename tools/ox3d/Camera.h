@@ -3,7 +3,7 @@
 #ifndef OX3D_TOOL_CAMERA_H
 #define OX3D_TOOL_CAMERA_H
 
-#include "Provider.h"
+#include "tools/ox3d/Provider.h"
 
 #include <atomic>
 #include <cstdint>
@@ -46,7 +46,7 @@ public:
     CCamera(const CCamera&) = delete;
     CCamera& operator=(const CCamera&) = delete;
 
-    void* Handle() const { return m_pHandle; }
+    void* Handle() const { return m_handle; }
     const DeviceRecord& Record() const { return m_record; }
     // Whether the library registers this camera's depth to its colour image.
     bool IsRegistered() const { return m_record.nDeviceType == OX3D_RGBD_DEVICE_ETHERNET; }
@@ -62,7 +62,7 @@ public:
 private:
     static void OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user);
 
-    void* m_pHandle = nullptr;
+    void* m_handle = nullptr;
     DeviceRecord m_record{};
     std::atomic<bool> m_isLost{false};
 };

@@ -1,7 +1,7 @@
 // IP addresses of cameras.
-#include "CameraAddress.h"
+#include "tools/ox3d/CameraAddress.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <algorithm>
 

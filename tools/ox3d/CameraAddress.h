@@ -3,8 +3,8 @@
 #ifndef OX3D_TOOL_CAMERA_ADDRESS_H
 #define OX3D_TOOL_CAMERA_ADDRESS_H
 
-#include "HostFacts.h"
-#include "Ip4.h"
+#include "tools/ox3d/HostFacts.h"
+#include "tools/ox3d/Ip4.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,9 +1,9 @@
 // The two views of a cloud. Bounds are percentiles throughout, so that stray points do not shrink the rest.
-#include "CloudView.h"
+#include "tools/ox3d/CloudView.h"
 
-#include "ColorMap.h"
-#include "PixelFont.h"
-#include "SplatCanvas.h"
+#include "tools/ox3d/ColorMap.h"
+#include "tools/ox3d/PixelFont.h"
+#include "tools/ox3d/SplatCanvas.h"
 
 #include <algorithm>
 #include <array>
@@ -37,10 +37,10 @@ float Dot(Vec a, Vec b) {
 }
 
 struct Span {
-    float m_fLow = 0.0F;
-    float m_fHigh = 1.0F;
-    float Middle() const { return (m_fLow + m_fHigh) / 2; }
-    float Length() const { return std::max(m_fHigh - m_fLow, 1.0e-6F); }
+    float m_low = 0.0F;
+    float m_high = 1.0F;
+    float Middle() const { return (m_low + m_high) / 2; }
+    float Length() const { return std::max(m_high - m_low, 1.0e-6F); }
 };
 
 // From the `cut` quantile to the one as far from the other end.
@@ -75,9 +75,9 @@ struct View {
     Vec m_down;
     Vec m_forward;
     bool m_isPerspective = true;
-    float m_fScale = 1.0F; // pixels a unit of the image plane
-    float m_fX = 0.0F;     // pixels: where the image plane's origin lies
-    float m_fY = 0.0F;
+    float m_scale = 1.0F; // pixels a unit of the image plane
+    float m_x = 0.0F;     // pixels: where the image plane's origin lies
+    float m_y = 0.0F;
 
     // x, y on the image plane, z the distance along the view.
     Vec Project(Vec point) const {
@@ -88,18 +88,18 @@ struct View {
     }
     Vec ToPixels(Vec point) const {
         const Vec p = Project(point);
-        return {m_fX + p.x * m_fScale, m_fY + p.y * m_fScale, p.z};
+        return {m_x + p.x * m_scale, m_y + p.y * m_scale, p.z};
     }
     // Chooses scale and position so that the given part of the image plane fills the rectangle.
     void Fit(Span x, Span y, float width, float height) {
-        m_fScale = std::min((width - 2 * kMargin) / x.Length(), (height - 2 * kMargin) / y.Length());
-        m_fX = width / 2 - x.Middle() * m_fScale;
-        m_fY = height / 2 - y.Middle() * m_fScale;
+        m_scale = std::min((width - 2 * kMargin) / x.Length(), (height - 2 * kMargin) / y.Length());
+        m_x = width / 2 - x.Middle() * m_scale;
+        m_y = height / 2 - y.Middle() * m_scale;
     }
 };
 
 Vec PositionOf(const CloudPoint& point) {
-    return {point.m_fX, point.m_fY, point.m_fZ};
+    return {point.m_x, point.m_y, point.m_z};
 }
 
 // On which side of the camera the oblique viewer stands, 1 = right: where things are farther away, so that
@@ -108,8 +108,8 @@ float BetterSide(const PointCloud& cloud) {
     double sum[2] = {};
     double count[2] = {1.0e-9, 1.0e-9};
     for (const CloudPoint& point : cloud.m_points) {
-        const size_t side = point.m_fX > 0.0F ? 1 : 0;
-        sum[side] += static_cast<double>(point.m_fZ);
+        const size_t side = point.m_x > 0.0F ? 1 : 0;
+        sum[side] += static_cast<double>(point.m_z);
         count[side] += 1.0;
     }
     return sum[1] / count[1] > sum[0] / count[0] ? 1.0F : -1.0F;
@@ -117,9 +117,9 @@ float BetterSide(const PointCloud& cloud) {
 
 // The camera turned about the cloud's middle: to the side first, then up.
 View ObliqueView(const PointCloud& cloud) {
-    const Vec middle = {SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_fX; }).m_fLow,
-                        SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_fY; }).m_fLow,
-                        SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_fZ; }).m_fLow};
+    const Vec middle = {SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_x; }).m_low,
+                        SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_y; }).m_low,
+                        SpanOver(cloud, 0.5, [](const CloudPoint& p) { return p.m_z; }).m_low};
     const float sinYaw = std::sin(kYawRadians) * BetterSide(cloud);
     const float cosYaw = std::cos(kYawRadians);
     const float sinPitch = std::sin(kPitchRadians);
@@ -145,10 +145,10 @@ View SideView(const PointCloud& cloud, float side) {
     view.m_down = {0.0F, 1.0F, 0.0F};
     view.m_forward = {-side, 0.0F, 0.0F};
     view.m_isPerspective = false;
-    const float far = SpanOver(cloud, 0.005, [](const CloudPoint& p) { return p.m_fZ; }).m_fHigh;
-    const Span y = SpanOver(cloud, 0.005, [](const CloudPoint& p) { return p.m_fY; });
+    const float far = SpanOver(cloud, 0.005, [](const CloudPoint& p) { return p.m_z; }).m_high;
+    const Span y = SpanOver(cloud, 0.005, [](const CloudPoint& p) { return p.m_y; });
     view.Fit({std::min(0.0F, side * far), std::max(0.0F, side * far)},
-             {std::min(y.m_fLow, 0.0F), std::max(y.m_fHigh, 0.0F)}, kSideWidth, kHeight - kRulerHeight);
+             {std::min(y.m_low, 0.0F), std::max(y.m_high, 0.0F)}, kSideWidth, kHeight - kRulerHeight);
     return view;
 }
 
@@ -160,9 +160,9 @@ CSplatCanvas Render(const PointCloud& cloud, const View& view, uint32_t width, u
         if (view.m_isPerspective && p.z <= 0.0F) {
             continue;
         }
-        const float radius = point.m_fGap * view.m_fScale * 0.7F; // discs overlap along the diagonal
+        const float radius = point.m_gap * view.m_scale * 0.7F; // discs overlap along the diagonal
         const Rgb color =
-            cloud.m_hasColor ? point.m_color : MapColor((point.m_fZ - distances.m_fLow) / distances.Length());
+            cloud.m_hasColor ? point.m_color : MapColor((point.m_z - distances.m_low) / distances.Length());
         canvas.Splat(p.x, p.y, view.m_isPerspective ? radius / p.z : radius, p.z, color);
     }
     return canvas;
@@ -173,7 +173,7 @@ View OpenSideView(const PointCloud& cloud, Span distances) {
     const auto insight = [&](const View& view) {
         const Span own =
             SpanOver(cloud, 0.005, [&](const CloudPoint& p) { return view.Project(PositionOf(p)).z; });
-        return Render(cloud, view, kSideWidth, kHeight, distances).MeanDistance() - own.m_fLow;
+        return Render(cloud, view, kSideWidth, kHeight, distances).MeanDistance() - own.m_low;
     };
     const View right = SideView(cloud, 1.0F);
     const View left = SideView(cloud, -1.0F);
@@ -182,15 +182,15 @@ View OpenSideView(const PointCloud& cloud, Span distances) {
 
 // The camera's field of view, as far as the cloud fills it, as a pyramid with its tip at the camera.
 void DrawCamera(RgbImage& picture, const PointCloud& cloud, const View& view, float depth) {
-    const Span x = SpanOver(cloud, 0.001, [](const CloudPoint& p) { return p.m_fX / p.m_fZ; });
-    const Span y = SpanOver(cloud, 0.001, [](const CloudPoint& p) { return p.m_fY / p.m_fZ; });
-    const std::array<Vec, 4> corners = {{{x.m_fLow * depth, y.m_fLow * depth, depth},
-                                         {x.m_fHigh * depth, y.m_fLow * depth, depth},
-                                         {x.m_fHigh * depth, y.m_fHigh * depth, depth},
-                                         {x.m_fLow * depth, y.m_fHigh * depth, depth}}};
+    const Span x = SpanOver(cloud, 0.001, [](const CloudPoint& p) { return p.m_x / p.m_z; });
+    const Span y = SpanOver(cloud, 0.001, [](const CloudPoint& p) { return p.m_y / p.m_z; });
+    const std::array<Vec, 4> corners = {{{x.m_low * depth, y.m_low * depth, depth},
+                                         {x.m_high * depth, y.m_low * depth, depth},
+                                         {x.m_high * depth, y.m_high * depth, depth},
+                                         {x.m_low * depth, y.m_high * depth, depth}}};
     const Vec tip = view.ToPixels({});
-    if (tip.x < 0.0F || tip.y < 0.0F || tip.x >= static_cast<float>(picture.m_nWidth) ||
-        tip.y >= static_cast<float>(picture.m_nHeight)) {
+    if (tip.x < 0.0F || tip.y < 0.0F || tip.x >= static_cast<float>(picture.m_width) ||
+        tip.y >= static_cast<float>(picture.m_height)) {
         return;
     }
     for (size_t i = 0; i < corners.size(); ++i) {
@@ -221,16 +221,16 @@ void DrawRuler(RgbImage& picture, const View& view, float farMetres) {
 }
 
 void Paste(RgbImage& picture, const RgbImage& part, uint32_t left) {
-    for (uint32_t y = 0; y < part.m_nHeight; ++y) {
-        std::copy_n(&part.At(0, y), part.m_nWidth, &picture.At(left, y));
+    for (uint32_t y = 0; y < part.m_height; ++y) {
+        std::copy_n(&part.At(0, y), part.m_width, &picture.At(left, y));
     }
 }
 
 } // namespace
 
 RgbImage CloudPicture(const PointCloud& cloud) {
-    const Span distances = SpanOver(cloud, 0.01, [](const CloudPoint& p) { return p.m_fZ; });
-    const float pyramid = distances.m_fLow * 0.3F;
+    const Span distances = SpanOver(cloud, 0.01, [](const CloudPoint& p) { return p.m_z; });
+    const float pyramid = distances.m_low * 0.3F;
 
     const View oblique = ObliqueView(cloud);
     const float step = distances.Length() * 0.03F;
@@ -240,7 +240,7 @@ RgbImage CloudPicture(const PointCloud& cloud) {
     const View side = OpenSideView(cloud, distances);
     RgbImage right = Render(cloud, side, kSideWidth, kHeight, distances).Finish(step);
     DrawCamera(right, cloud, side, pyramid);
-    DrawRuler(right, side, distances.m_fHigh);
+    DrawRuler(right, side, distances.m_high);
 
     RgbImage picture(kObliqueWidth + 2 + kSideWidth, kHeight, {90, 94, 102});
     Paste(picture, left, 0);

@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_CLOUD_VIEW_H
 #define OX3D_TOOL_CLOUD_VIEW_H
 
-#include "PointCloud.h"
+#include "tools/ox3d/PointCloud.h"
 
 namespace ox3dtool {
 

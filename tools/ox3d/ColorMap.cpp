@@ -1,5 +1,5 @@
 // The colour map: a rainbow whose lightness rises to the middle and falls again, read from far to near.
-#include "ColorMap.h"
+#include "tools/ox3d/ColorMap.h"
 
 #include <algorithm>
 #include <array>
@@ -62,8 +62,8 @@ Rgb DepthColor(uint16_t depthMm, const DepthRange& range) {
     if (depthMm == 0) {
         return {};
     }
-    const float span = static_cast<float>(range.m_nFarMm) - static_cast<float>(range.m_nNearMm);
-    return MapColor((static_cast<float>(depthMm) - static_cast<float>(range.m_nNearMm)) / span);
+    const float span = static_cast<float>(range.m_farMm) - static_cast<float>(range.m_nearMm);
+    return MapColor((static_cast<float>(depthMm) - static_cast<float>(range.m_nearMm)) / span);
 }
 
 } // namespace ox3dtool

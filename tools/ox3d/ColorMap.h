@@ -2,14 +2,14 @@
 #ifndef OX3D_TOOL_COLOR_MAP_H
 #define OX3D_TOOL_COLOR_MAP_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 namespace ox3dtool {
 
 // The depths between which colours run, millimetres. Depths outside take the colour of the nearer end.
 struct DepthRange {
-    uint32_t m_nNearMm = 0;
-    uint32_t m_nFarMm = 1;
+    uint32_t m_nearMm = 0;
+    uint32_t m_farMm = 1;
 };
 
 // From the first to the ninety-ninth percentile of the valid samples, so that a few stray ones do not eat

@@ -2,9 +2,9 @@
 #ifndef OX3D_TOOL_COMMANDS_H
 #define OX3D_TOOL_COMMANDS_H
 
-#include "CameraAddress.h"
-#include "ExitCode.h"
-#include "Provider.h"
+#include "tools/ox3d/CameraAddress.h"
+#include "tools/ox3d/ExitCode.h"
+#include "tools/ox3d/Provider.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -14,9 +14,9 @@ namespace ox3dtool {
 
 struct GrabOptions {
     std::filesystem::path m_out; // absolute
-    uint64_t m_nFrames = 30;     // 0: until interrupted
+    uint64_t m_frames = 30;      // 0: until interrupted
     std::string m_serial;        // empty: the first camera
-    uint32_t m_nPatienceSeconds = 10;
+    uint32_t m_patienceSeconds = 10;
     bool m_writeAll = false;
 };
 
@@ -25,11 +25,11 @@ struct NetworkOptions {
     EMove m_move = EMove::None;
     std::string m_serial; // empty: all cameras are shown; never with a move
     AddressRequest m_address;
-    uint32_t m_nPatienceSeconds = 15; // for the camera to be found as it was told to be
+    uint32_t m_patienceSeconds = 15; // for the camera to be found as it was told to be
 };
 
 struct DoctorOptions {
-    const ProviderChoice* m_pProvider = nullptr; // without one only the host is looked at
+    const ProviderChoice* m_providerPath = nullptr; // without one only the host is looked at
     std::string m_whyNoProvider;
     std::string m_serial; // empty: all cameras on the network
 };

@@ -1,7 +1,7 @@
 // Depth edges: gaps are closed, then smoothed gradients are thinned and followed as contours usually are.
 // All of it in inverse depth, where every plane is an even ramp and the noise of a stereo camera is the same
 // near and far.
-#include "DepthEdges.h"
+#include "tools/ox3d/DepthEdges.h"
 
 #include <algorithm>
 #include <array>
@@ -22,15 +22,15 @@ constexpr size_t kMinLinePixels = 20;
 
 // Closes single gaps with the median of their neighbours, which invents no depth between two things.
 FloatImage InverseWithoutRaster(const DepthImage& depth) {
-    FloatImage result(depth.m_nWidth, depth.m_nHeight);
-    for (uint32_t y = 0; y < depth.m_nHeight; ++y) {
-        for (uint32_t x = 0; x < depth.m_nWidth; ++x) {
+    FloatImage result(depth.m_width, depth.m_height);
+    for (uint32_t y = 0; y < depth.m_height; ++y) {
+        for (uint32_t x = 0; x < depth.m_width; ++x) {
             std::array<uint16_t, 9> around{};
             ptrdiff_t count = 0;
             for (uint32_t i = 0; i < 9 && depth.At(x, y) == 0; ++i) {
                 const uint32_t u = x + i % 3 - 1; // below 0 wraps and fails the comparison
                 const uint32_t v = y + i / 3 - 1;
-                if (u < depth.m_nWidth && v < depth.m_nHeight && depth.At(u, v) != 0) {
+                if (u < depth.m_width && v < depth.m_height && depth.At(u, v) != 0) {
                     around[count++] = depth.At(u, v);
                 }
             }
@@ -63,15 +63,15 @@ void CloseGaps(FloatImage& inverse, size_t first, size_t step, uint32_t count) {
 
 // Smooths along one direction over the known samples only.
 FloatImage Smooth(const FloatImage& image, int dx, int dy) {
-    FloatImage result(image.m_nWidth, image.m_nHeight);
-    for (uint32_t y = 0; y < image.m_nHeight; ++y) {
-        for (uint32_t x = 0; x < image.m_nWidth; ++x) {
+    FloatImage result(image.m_width, image.m_height);
+    for (uint32_t y = 0; y < image.m_height; ++y) {
+        for (uint32_t x = 0; x < image.m_width; ++x) {
             float sum = 0.0F;
             float weights = 0.0F;
             for (int k = 1 - static_cast<int>(kKernel.size()); k < static_cast<int>(kKernel.size()); ++k) {
                 const auto u = static_cast<uint32_t>(static_cast<int>(x) + k * dx);
                 const auto v = static_cast<uint32_t>(static_cast<int>(y) + k * dy);
-                if (u < image.m_nWidth && v < image.m_nHeight && image.At(u, v) != 0.0F) {
+                if (u < image.m_width && v < image.m_height && image.At(u, v) != 0.0F) {
                     const float weight = kKernel[static_cast<size_t>(std::abs(k))];
                     sum += weight * image.At(u, v);
                     weights += weight;
@@ -85,8 +85,8 @@ FloatImage Smooth(const FloatImage& image, int dx, int dy) {
 
 // Whether a sample was measured within two pixels: farther into a closed gap an edge would be made up.
 bool IsMeasuredNear(const DepthImage& depth, uint32_t x, uint32_t y) {
-    for (uint32_t v = y < 2 ? 0 : y - 2; v <= y + 2 && v < depth.m_nHeight; ++v) {
-        for (uint32_t u = x < 2 ? 0 : x - 2; u <= x + 2 && u < depth.m_nWidth; ++u) {
+    for (uint32_t v = y < 2 ? 0 : y - 2; v <= y + 2 && v < depth.m_height; ++v) {
+        for (uint32_t u = x < 2 ? 0 : x - 2; u <= x + 2 && u < depth.m_width; ++u) {
             if (depth.At(u, v) != 0) {
                 return true;
             }
@@ -97,11 +97,11 @@ bool IsMeasuredNear(const DepthImage& depth, uint32_t x, uint32_t y) {
 
 FloatImage PrepareInverse(const DepthImage& depth) {
     FloatImage inverse = InverseWithoutRaster(depth);
-    for (uint32_t y = 0; y < depth.m_nHeight; ++y) {
-        CloseGaps(inverse, size_t{y} * depth.m_nWidth, 1, depth.m_nWidth);
+    for (uint32_t y = 0; y < depth.m_height; ++y) {
+        CloseGaps(inverse, size_t{y} * depth.m_width, 1, depth.m_width);
     }
-    for (uint32_t x = 0; x < depth.m_nWidth; ++x) {
-        CloseGaps(inverse, x, depth.m_nWidth, depth.m_nHeight);
+    for (uint32_t x = 0; x < depth.m_width; ++x) {
+        CloseGaps(inverse, x, depth.m_width, depth.m_height);
     }
     return Smooth(Smooth(inverse, 1, 0), 0, 1);
 }
@@ -110,9 +110,9 @@ FloatImage PrepareInverse(const DepthImage& depth) {
 class CGradient {
 public:
     explicit CGradient(const FloatImage& inverse)
-        : m_x(inverse.m_nWidth, inverse.m_nHeight), m_y(inverse.m_nWidth, inverse.m_nHeight) {
-        for (uint32_t y = 1; y + 1 < inverse.m_nHeight; ++y) {
-            for (uint32_t x = 1; x + 1 < inverse.m_nWidth; ++x) {
+        : m_x(inverse.m_width, inverse.m_height), m_y(inverse.m_width, inverse.m_height) {
+        for (uint32_t y = 1; y + 1 < inverse.m_height; ++y) {
+            for (uint32_t x = 1; x + 1 < inverse.m_width; ++x) {
                 const float left = inverse.At(x - 1, y);
                 const float right = inverse.At(x + 1, y);
                 const float up = inverse.At(x, y - 1);
@@ -151,7 +151,7 @@ private:
             std::lround(static_cast<float>(x) + unit.first * static_cast<float>(distance)));
         const auto v = static_cast<uint32_t>(
             std::lround(static_cast<float>(y) + unit.second * static_cast<float>(distance)));
-        if (u >= m_x.m_nWidth || v >= m_x.m_nHeight) {
+        if (u >= m_x.m_width || v >= m_x.m_height) {
             return 0.0F;
         }
         return m_x.At(u, v) * unit.first + m_y.At(u, v) * unit.second;
@@ -166,14 +166,14 @@ std::vector<size_t> TakeLine(FloatImage& strengths, size_t start, float* stronge
     std::vector<size_t> line = {start};
     *strongest = std::exchange(strengths.m_samples[start], 0.0F);
     for (size_t i = 0; i < line.size(); ++i) {
-        const auto x = static_cast<uint32_t>(line[i] % strengths.m_nWidth);
-        const auto y = static_cast<uint32_t>(line[i] / strengths.m_nWidth);
+        const auto x = static_cast<uint32_t>(line[i] % strengths.m_width);
+        const auto y = static_cast<uint32_t>(line[i] / strengths.m_width);
         for (uint32_t k = 0; k < 9; ++k) {
             const uint32_t u = x + k % 3 - 1;
             const uint32_t v = y + k / 3 - 1;
-            if (u < strengths.m_nWidth && v < strengths.m_nHeight && strengths.At(u, v) >= kWeak) {
+            if (u < strengths.m_width && v < strengths.m_height && strengths.At(u, v) >= kWeak) {
                 *strongest = std::max(*strongest, std::exchange(strengths.At(u, v), 0.0F));
-                line.push_back(size_t{v} * strengths.m_nWidth + u);
+                line.push_back(size_t{v} * strengths.m_width + u);
             }
         }
     }
@@ -184,13 +184,13 @@ std::vector<size_t> TakeLine(FloatImage& strengths, size_t start, float* stronge
 
 MaskImage FindDepthEdges(const DepthImage& depth) {
     const CGradient gradient(PrepareInverse(depth));
-    FloatImage strengths(depth.m_nWidth, depth.m_nHeight);
-    for (uint32_t y = 0; y < depth.m_nHeight; ++y) {
-        for (uint32_t x = 0; x < depth.m_nWidth; ++x) {
+    FloatImage strengths(depth.m_width, depth.m_height);
+    for (uint32_t y = 0; y < depth.m_height; ++y) {
+        for (uint32_t x = 0; x < depth.m_width; ++x) {
             strengths.At(x, y) = IsMeasuredNear(depth, x, y) ? gradient.EdgeStrength(x, y) : 0.0F;
         }
     }
-    MaskImage edges(depth.m_nWidth, depth.m_nHeight);
+    MaskImage edges(depth.m_width, depth.m_height);
     for (size_t i = 0; i < strengths.m_samples.size(); ++i) {
         if (strengths.m_samples[i] < kWeak) {
             continue;

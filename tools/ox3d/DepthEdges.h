@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_DEPTH_EDGES_H
 #define OX3D_TOOL_DEPTH_EDGES_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 namespace ox3dtool {
 

@@ -2,8 +2,8 @@
 #ifndef OX3D_TOOL_DEPTH_VIEW_H
 #define OX3D_TOOL_DEPTH_VIEW_H
 
-#include "ColorMap.h"
-#include "Images.h"
+#include "tools/ox3d/ColorMap.h"
+#include "tools/ox3d/Images.h"
 
 #include <vector>
 

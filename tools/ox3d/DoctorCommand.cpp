@@ -1,9 +1,9 @@
 // ox3d doctor: what usually spoils streaming, what was found on this host, and the commands that mend it.
-#include "Camera.h"
-#include "Commands.h"
-#include "HostChecks.h"
-#include "HostFacts.h"
-#include "TempFiles.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/HostChecks.h"
+#include "tools/ox3d/HostFacts.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <cstdio>
 #include <sstream>
@@ -104,10 +104,10 @@ void Print(const Finding& finding) {
 EExitCode RunDoctor(const DoctorOptions& options) {
     HostFacts facts = GatherHostFacts();
     std::string whyNoCameras = options.m_whyNoProvider;
-    if (options.m_pProvider != nullptr) {
+    if (options.m_providerPath != nullptr) {
         try {
-            facts.m_isPacketSizeFitted = options.m_pProvider->m_name == "aravis"; // by test packets
-            facts.m_cameras = AskCameras(*options.m_pProvider, options.m_serial);
+            facts.m_isPacketSizeFitted = options.m_providerPath->m_name == "aravis"; // by test packets
+            facts.m_cameras = AskCameras(*options.m_providerPath, options.m_serial);
             whyNoCameras = facts.m_cameras.empty() ? "none found on the network" : "";
         } catch (const CToolError& error) {
             if (error.Code() == kExitNoCamera) {

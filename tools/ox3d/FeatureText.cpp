@@ -1,7 +1,7 @@
 // Feature values as text.
-#include "FeatureText.h"
+#include "tools/ox3d/FeatureText.h"
 
-#include "Camera.h"
+#include "tools/ox3d/Camera.h"
 
 #include <algorithm>
 #include <cinttypes>

@@ -1,5 +1,5 @@
 // Images of a delivered frame. What a record says about itself is checked before a byte is read.
-#include "FrameDecode.h"
+#include "tools/ox3d/FrameDecode.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,11 +15,11 @@ constexpr uint32_t kBgr8 = 0x02180015;
 
 // Where a format keeps the channels of pixel p in an image of n pixels: at offset + p * step.
 struct ChannelPlaces {
-    uint32_t m_nBytesPerPixel;
-    uint64_t m_nStep;
-    uint64_t m_nRed;
-    uint64_t m_nGreen;
-    uint64_t m_nBlue;
+    uint32_t m_bytesPerPixel;
+    uint64_t m_step;
+    uint64_t m_red;
+    uint64_t m_green;
+    uint64_t m_blue;
 };
 
 bool FindPlaces(uint32_t format, uint64_t pixels, ChannelPlaces* places) {
@@ -58,7 +58,7 @@ const OX3D_RGBD_IMAGE_DATA* FindImage(const OX3D_RGBD_FRAME_DATA& frame, Predica
 bool IsColor(const OX3D_RGBD_IMAGE_DATA& image) {
     ChannelPlaces places{};
     return image.enStreamType != OX3D_RGBD_STREAM_LEFT && image.enStreamType != OX3D_RGBD_STREAM_RIGHT &&
-           FindPlaces(image.enImageType, 0, &places) && HoldsPixels(image, places.m_nBytesPerPixel);
+           FindPlaces(image.enImageType, 0, &places) && HoldsPixels(image, places.m_bytesPerPixel);
 }
 
 } // namespace
@@ -89,8 +89,8 @@ RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame) {
     FindPlaces(image->enImageType, color.m_samples.size(), &places);
     const uint8_t* pixel = image->pData;
     for (Rgb& sample : color.m_samples) {
-        sample = {pixel[places.m_nRed], pixel[places.m_nGreen], pixel[places.m_nBlue]};
-        pixel += places.m_nStep;
+        sample = {pixel[places.m_red], pixel[places.m_green], pixel[places.m_blue]};
+        pixel += places.m_step;
     }
     return color;
 }

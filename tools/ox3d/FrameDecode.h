@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_FRAME_DECODE_H
 #define OX3D_TOOL_FRAME_DECODE_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 

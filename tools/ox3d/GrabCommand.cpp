@@ -1,13 +1,13 @@
 // ox3d grab: fetches frames and writes pictures and a point cloud of them.
-#include "Camera.h"
-#include "Commands.h"
-#include "FrameDecode.h"
-#include "FrameStats.h"
-#include "Interrupt.h"
-#include "Progress.h"
-#include "Results.h"
-#include "Status.h"
-#include "TempFiles.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/FrameDecode.h"
+#include "tools/ox3d/FrameStats.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Progress.h"
+#include "tools/ox3d/Results.h"
+#include "tools/ox3d/Status.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <chrono>
 #include <cstdio>
@@ -27,12 +27,12 @@ double SecondsOf(Clock::time_point time) {
 class CGrab {
 public:
     CGrab(CCamera& camera, const GrabOptions& options)
-        : m_camera(camera), m_options(options), m_progress(options.m_nFrames) {}
+        : m_camera(camera), m_options(options), m_progress(options.m_frames) {}
 
     EExitCode Run();
 
 private:
-    bool IsDone() const { return m_options.m_nFrames != 0 && m_stats.Frames() >= m_options.m_nFrames; }
+    bool IsDone() const { return m_options.m_frames != 0 && m_stats.Frames() >= m_options.m_frames; }
     EExitCode FetchAll();
     bool FetchOne();
     void Take(const OX3D_RGBD_FRAME_DATA& frame);
@@ -47,7 +47,7 @@ private:
     CFrameStats m_stats;
     GrabbedFrame m_last; // the last good frame
     std::optional<OX3D_RGBD_CALIB_INFO> m_colorCalib;
-    uint32_t m_nLastStatus = OX3D_RGBD_OK; // of the last fetch that failed
+    uint32_t m_lastStatus = OX3D_RGBD_OK; // of the last fetch that failed
 };
 
 // One fetch; whether it gave a good frame.
@@ -59,7 +59,7 @@ bool CGrab::FetchOne() {
         Take(frame);
         return true;
     }
-    m_nLastStatus = status == OX3D_RGBD_OK ? OX3D_RGBD_E_NO_DATA : status;
+    m_lastStatus = status == OX3D_RGBD_OK ? OX3D_RGBD_E_NO_DATA : status;
     if (status != OX3D_RGBD_E_NO_DATA) {
         m_stats.AddBad();
     }
@@ -72,9 +72,9 @@ bool CGrab::FetchOne() {
 void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
     m_last.m_depth = DecodeDepth(frame);
     m_last.m_color = DecodeColor(frame);
-    m_last.m_nFrameNum = FindDepth(frame)->nFrameNum;
+    m_last.m_frameNum = FindDepth(frame)->nFrameNum;
     m_last.m_isRegistered = m_camera.IsRegistered();
-    m_stats.Add(m_last.m_nFrameNum, SecondsOf(Clock::now()), m_last.m_depth);
+    m_stats.Add(m_last.m_frameNum, SecondsOf(Clock::now()), m_last.m_depth);
     m_progress.Update(m_stats);
     if (m_options.m_writeAll) {
         char name[32];
@@ -84,11 +84,11 @@ void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
 }
 
 EExitCode CGrab::FetchAll() {
-    const std::chrono::seconds patience(m_options.m_nPatienceSeconds);
+    const std::chrono::seconds patience(m_options.m_patienceSeconds);
     Clock::time_point lastGood = Clock::now();
     while (!IsDone()) {
         if (IsInterrupted()) {
-            return m_options.m_nFrames == 0 ? kExitOk : kExitInterrupted;
+            return m_options.m_frames == 0 ? kExitOk : kExitInterrupted;
         }
         if (FetchOne()) {
             lastGood = Clock::now();
@@ -98,8 +98,8 @@ EExitCode CGrab::FetchAll() {
             return kExitCamera;
         } else if (Clock::now() - lastGood > patience) {
             m_progress.Finish();
-            std::fprintf(stderr, "ox3d: no frame for %u s: %s\n", m_options.m_nPatienceSeconds,
-                         StatusText(m_nLastStatus).c_str());
+            std::fprintf(stderr, "ox3d: no frame for %u s: %s\n", m_options.m_patienceSeconds,
+                         StatusText(m_lastStatus).c_str());
             return kExitNoFrame;
         }
     }
@@ -111,8 +111,8 @@ EExitCode CGrab::FetchAll() {
 void CGrab::AddUnregisteredCloud(GrabbedFrame& frame) const {
     OX3D_RGBD_IMAGE_DATA depth{};
     depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
-    depth.nWidth = frame.m_depth.m_nWidth;
-    depth.nHeight = frame.m_depth.m_nHeight;
+    depth.nWidth = frame.m_depth.m_width;
+    depth.nHeight = frame.m_depth.m_height;
     depth.pData = reinterpret_cast<uint8_t*>(frame.m_depth.m_samples.data());
     depth.nDataLen = static_cast<uint32_t>(frame.m_depth.m_samples.size() * sizeof(uint16_t));
     OX3D_RGBD_IMAGE_DATA points{};

@@ -1,10 +1,10 @@
 // The checks of ox3d doctor, one function each. The numbers were measured with frames of 8 MB at 30 frames/s:
 // with a packet socket nothing is lost at any packet size; with plain UDP nothing is lost from packets of 8000
 // bytes on, given a receive buffer of a frame's size.
-#include "HostChecks.h"
+#include "tools/ox3d/HostChecks.h"
 
-#include "CameraAddress.h"
-#include "UdevRules.h"
+#include "tools/ox3d/CameraAddress.h"
+#include "tools/ox3d/UdevRules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -49,7 +49,7 @@ uint64_t FrameBytes(const HostFacts& facts) {
 }
 
 bool HasPacketSocket(const HostFacts& facts) {
-    return facts.m_nPacketSocketError == 0;
+    return facts.m_packetSocketError == 0;
 }
 
 const InterfaceFacts* InterfaceOf(const HostFacts& facts, uint32_t hostIp) {
@@ -97,7 +97,7 @@ void JudgePacketSocket(const HostFacts& facts, Findings& findings) {
     Finding finding = {EMark::Ok, "packet socket", "this process may open one", "", {}};
     if (!HasPacketSocket(facts)) {
         finding.m_mark = EMark::Note;
-        finding.m_saw = std::string("cannot be opened: ") + std::strerror(facts.m_nPacketSocketError);
+        finding.m_saw = std::string("cannot be opened: ") + std::strerror(facts.m_packetSocketError);
         finding.m_follows =
             "GigE cameras are received over plain UDP, which costs more and loses frames sooner. Start the "
             "program with the capability CAP_NET_RAW as below (a service: AmbientCapabilities=CAP_NET_RAW). "

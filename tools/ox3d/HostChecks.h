@@ -3,7 +3,7 @@
 #ifndef OX3D_TOOL_HOST_CHECKS_H
 #define OX3D_TOOL_HOST_CHECKS_H
 
-#include "HostFacts.h"
+#include "tools/ox3d/HostFacts.h"
 
 #include <string>
 #include <vector>

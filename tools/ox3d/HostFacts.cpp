@@ -1,8 +1,8 @@
 // Gathering the facts about this host.
-#include "HostFacts.h"
+#include "tools/ox3d/HostFacts.h"
 
-#include "SmallFile.h"
-#include "UdevRules.h"
+#include "tools/ox3d/SmallFile.h"
+#include "tools/ox3d/UdevRules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -174,7 +174,7 @@ HostFacts ReadHostFiles(const fs::path& root, std::vector<InterfaceFacts> interf
 
 HostFacts GatherHostFacts() {
     HostFacts facts = ReadHostFiles("/", ReadInterfaces());
-    facts.m_nPacketSocketError = PacketSocketError();
+    facts.m_packetSocketError = PacketSocketError();
     facts.m_ignoresLibraryPath = getauxval(AT_SECURE) != 0;
     std::error_code ignored;
     facts.m_tool = fs::read_symlink("/proc/self/exe", ignored).string();

@@ -3,7 +3,7 @@
 #ifndef OX3D_TOOL_HOST_FACTS_H
 #define OX3D_TOOL_HOST_FACTS_H
 
-#include "Ip4.h"
+#include "tools/ox3d/Ip4.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -47,7 +47,7 @@ struct CameraFacts {
 struct HostFacts {
     std::vector<InterfaceFacts> m_interfaces;
     std::optional<uint64_t> m_receiveLimitBytes; // net.core.rmem_max
-    int m_nPacketSocketError = 0;                // errno of opening one
+    int m_packetSocketError = 0;                 // errno of opening one
     bool m_ignoresLibraryPath = false;           // this process has file capabilities or is setuid
     std::optional<uint64_t> m_usbMemoryMb;       // absent: no USB
     std::optional<std::string> m_udevRule;       // the file that gives access to USB3 Vision cameras

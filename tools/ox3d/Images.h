@@ -20,14 +20,14 @@ template <typename Sample>
 struct Image {
     Image() = default;
     Image(uint32_t width, uint32_t height, Sample fill = Sample())
-        : m_nWidth(width), m_nHeight(height), m_samples(size_t{width} * height, fill) {}
+        : m_width(width), m_height(height), m_samples(size_t{width} * height, fill) {}
 
-    Sample& At(uint32_t x, uint32_t y) { return m_samples[size_t{y} * m_nWidth + x]; }
-    const Sample& At(uint32_t x, uint32_t y) const { return m_samples[size_t{y} * m_nWidth + x]; }
+    Sample& At(uint32_t x, uint32_t y) { return m_samples[size_t{y} * m_width + x]; }
+    const Sample& At(uint32_t x, uint32_t y) const { return m_samples[size_t{y} * m_width + x]; }
     bool IsEmpty() const { return m_samples.empty(); }
 
-    uint32_t m_nWidth = 0;  // pixels
-    uint32_t m_nHeight = 0; // pixels
+    uint32_t m_width = 0;  // pixels
+    uint32_t m_height = 0; // pixels
     std::vector<Sample> m_samples;
 };
 

@@ -1,8 +1,8 @@
 // ox3d info: what one camera says about itself.
-#include "Camera.h"
-#include "Commands.h"
-#include "FeatureText.h"
-#include "TempFiles.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/FeatureText.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <cstdio>
 

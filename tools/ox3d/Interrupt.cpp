@@ -1,15 +1,15 @@
 // Ctrl-C and termination as a flag.
-#include "Interrupt.h"
+#include "tools/ox3d/Interrupt.h"
 
 #include <csignal>
 
 namespace ox3dtool {
 namespace {
 
-volatile std::sig_atomic_t g_nInterrupted = 0;
+volatile std::sig_atomic_t g_interrupted = 0;
 
 extern "C" void OnSignal(int) {
-    g_nInterrupted = 1;
+    g_interrupted = 1;
 }
 
 } // namespace
@@ -27,7 +27,7 @@ void InstallInterruptHandler() {
 }
 
 bool IsInterrupted() {
-    return g_nInterrupted != 0;
+    return g_interrupted != 0;
 }
 
 } // namespace ox3dtool

@@ -1,5 +1,5 @@
 // IPv4 addresses and subnets.
-#include "Ip4.h"
+#include "tools/ox3d/Ip4.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -1,8 +1,8 @@
 // ox3d list: the cameras present, one line each.
-#include "Camera.h"
-#include "Commands.h"
-#include "Table.h"
-#include "TempFiles.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/Table.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <cstdio>
 

@@ -1,13 +1,13 @@
 // ox3d network: the cameras on the network with their addresses, also where those are wrong, and giving a
 // camera another address.
-#include "Camera.h"
-#include "CameraAddress.h"
-#include "Commands.h"
-#include "HostFacts.h"
-#include "Interrupt.h"
-#include "Status.h"
-#include "Table.h"
-#include "TempFiles.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/CameraAddress.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/HostFacts.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Status.h"
+#include "tools/ox3d/Table.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <algorithm>
 #include <chrono>
@@ -158,7 +158,7 @@ bool IsAsTold(const DeviceRecord& camera, EMove move, const StaticAddress& addre
 // Looks until the camera is as it was told to be, and returns the cameras found then.
 std::vector<DeviceRecord> WaitUntilAsTold(const ProviderChoice& provider, const NetworkOptions& options,
                                           const StaticAddress& address) {
-    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(options.m_nPatienceSeconds);
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(options.m_patienceSeconds);
     for (;;) {
         std::vector<DeviceRecord> cameras = ListCameras(provider);
         const auto found = std::find_if(cameras.begin(), cameras.end(), [&](const DeviceRecord& camera) {
@@ -173,7 +173,7 @@ std::vector<DeviceRecord> WaitUntilAsTold(const ProviderChoice& provider, const 
         if (Clock::now() >= deadline) {
             throw CToolError(kExitCamera,
                              "the camera " + options.m_serial + " took its new configuration, but after " +
-                                 std::to_string(options.m_nPatienceSeconds) + " s it is " +
+                                 std::to_string(options.m_patienceSeconds) + " s it is " +
                                  (found == cameras.end() ? "not found"
                                                          : "found at " + TextOf(found->chCurrentIp) + " (" +
                                                                ModeText(ModeOf(*found)) + ")"));

@@ -1,7 +1,7 @@
 // Depth edges on colour.
-#include "Overlay.h"
+#include "tools/ox3d/Overlay.h"
 
-#include "DepthEdges.h"
+#include "tools/ox3d/DepthEdges.h"
 
 namespace ox3dtool {
 namespace {
@@ -19,7 +19,7 @@ Rgb ToneDown(Rgb color) {
 
 RgbImage OverlayPicture(const RgbImage& color, const DepthImage& depth) {
     const MaskImage edges = FindDepthEdges(depth);
-    RgbImage picture(color.m_nWidth, color.m_nHeight);
+    RgbImage picture(color.m_width, color.m_height);
     for (size_t i = 0; i < picture.m_samples.size(); ++i) {
         picture.m_samples[i] = edges.m_samples[i] != 0 ? kEdge : ToneDown(color.m_samples[i]);
     }

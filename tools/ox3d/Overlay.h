@@ -3,7 +3,7 @@
 #ifndef OX3D_TOOL_OVERLAY_H
 #define OX3D_TOOL_OVERLAY_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 namespace ox3dtool {
 

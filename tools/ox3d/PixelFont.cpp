@@ -1,5 +1,5 @@
 // The glyphs, one byte a row, the leftmost pixel in bit 4.
-#include "PixelFont.h"
+#include "tools/ox3d/PixelFont.h"
 
 #include <array>
 
@@ -32,7 +32,7 @@ const Glyph* Find(char character) {
 void FillSquare(RgbImage& image, int64_t x, int64_t y, uint32_t side, Rgb color) {
     for (int64_t row = y; row < y + side; ++row) {
         for (int64_t column = x; column < x + side; ++column) {
-            if (row >= 0 && column >= 0 && row < image.m_nHeight && column < image.m_nWidth) {
+            if (row >= 0 && column >= 0 && row < image.m_height && column < image.m_width) {
                 image.At(static_cast<uint32_t>(column), static_cast<uint32_t>(row)) = color;
             }
         }

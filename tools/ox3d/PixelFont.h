@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_PIXEL_FONT_H
 #define OX3D_TOOL_PIXEL_FONT_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
 // Writing point clouds as PLY files.
-#include "Ply.h"
+#include "tools/ox3d/Ply.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <bit>
 #include <cerrno>
@@ -36,7 +36,7 @@ std::string Body(const PointCloud& cloud) {
     std::string body(cloud.m_points.size() * (3 * sizeof(float) + colorBytes), '\0');
     char* out = body.data();
     for (const CloudPoint& point : cloud.m_points) {
-        const float xyz[3] = {point.m_fX, point.m_fY, point.m_fZ};
+        const float xyz[3] = {point.m_x, point.m_y, point.m_z};
         std::memcpy(out, xyz, sizeof(xyz));
         std::memcpy(out + sizeof(xyz), &point.m_color, colorBytes);
         out += sizeof(xyz) + colorBytes;

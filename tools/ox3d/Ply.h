@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_PLY_H
 #define OX3D_TOOL_PLY_H
 
-#include "PointCloud.h"
+#include "tools/ox3d/PointCloud.h"
 
 #include <string>
 

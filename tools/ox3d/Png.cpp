@@ -1,8 +1,8 @@
 // Writing PNG files. libpng reports an error by a long jump, so the function that calls it owns nothing that
 // would need destroying.
-#include "Png.h"
+#include "tools/ox3d/Png.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <bit>
 #include <cerrno>
@@ -15,12 +15,12 @@ namespace ox3dtool {
 namespace {
 
 struct Rows {
-    const uint8_t* m_pBytes;
-    uint32_t m_nWidth;
-    uint32_t m_nHeight;
-    int m_nBitDepth;
-    int m_nColorType;
-    size_t m_nStrideBytes;
+    const uint8_t* m_bytes;
+    uint32_t m_width;
+    uint32_t m_height;
+    int m_bitDepth;
+    int m_colorType;
+    size_t m_strideBytes;
 };
 
 [[noreturn]] void OnError(png_structp png, png_const_charp) {
@@ -31,14 +31,14 @@ void OnWarning(png_structp, png_const_charp) {}
 
 void Encode(png_structp png, png_infop info, std::FILE* file, const Rows& rows) {
     png_init_io(png, file);
-    png_set_IHDR(png, info, rows.m_nWidth, rows.m_nHeight, rows.m_nBitDepth, rows.m_nColorType,
+    png_set_IHDR(png, info, rows.m_width, rows.m_height, rows.m_bitDepth, rows.m_colorType,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    if (rows.m_nBitDepth == 16 && std::endian::native == std::endian::little) {
+    if (rows.m_bitDepth == 16 && std::endian::native == std::endian::little) {
         png_set_swap(png);
     }
-    for (uint32_t y = 0; y < rows.m_nHeight; ++y) {
-        png_write_row(png, rows.m_pBytes + y * rows.m_nStrideBytes);
+    for (uint32_t y = 0; y < rows.m_height; ++y) {
+        png_write_row(png, rows.m_bytes + y * rows.m_strideBytes);
     }
     png_write_end(png, info);
 }
@@ -74,11 +74,11 @@ void WriteRows(const std::string& name, const Rows& rows) {
 template <typename Sample>
 Rows RowsOf(const Image<Sample>& image, int bitDepth, int colorType) {
     return {reinterpret_cast<const uint8_t*>(image.m_samples.data()),
-            image.m_nWidth,
-            image.m_nHeight,
+            image.m_width,
+            image.m_height,
             bitDepth,
             colorType,
-            size_t{image.m_nWidth} * sizeof(Sample)};
+            size_t{image.m_width} * sizeof(Sample)};
 }
 
 } // namespace

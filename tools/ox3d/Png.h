@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_PNG_H
 #define OX3D_TOOL_PNG_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // Building point clouds from depth images and from the library's point images. Both are organised first, one
 // point a pixel, which is where neighbours are known.
-#include "PointCloud.h"
+#include "tools/ox3d/PointCloud.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +17,7 @@ constexpr float kPixelOfOrdinaryLens = 0.002F; // radians, for samples without a
 using PointImage = Image<CloudPoint>; // Z = 0: no point
 
 float Distance(const CloudPoint& a, const CloudPoint& b) {
-    return std::hypot(a.m_fX - b.m_fX, a.m_fY - b.m_fY, a.m_fZ - b.m_fZ);
+    return std::hypot(a.m_x - b.m_x, a.m_y - b.m_y, a.m_z - b.m_z);
 }
 
 // Metres from the point at (x, y) to the next one in the given direction, 0 when there is none on the same
@@ -27,13 +27,13 @@ float GapTowards(const PointImage& points, uint32_t x, uint32_t y, uint32_t dx, 
     for (uint32_t i = 1; i <= kMaxGapPixels; ++i) {
         const uint32_t u = x + i * dx;
         const uint32_t v = y + i * dy;
-        if (u >= points.m_nWidth || v >= points.m_nHeight) {
+        if (u >= points.m_width || v >= points.m_height) {
             return 0.0F;
         }
         const CloudPoint& next = points.At(u, v);
-        if (next.m_fZ > 0.0F) {
+        if (next.m_z > 0.0F) {
             const bool isSame =
-                std::abs(next.m_fZ - here.m_fZ) < kSameSurface * static_cast<float>(i) * here.m_fZ;
+                std::abs(next.m_z - here.m_z) < kSameSurface * static_cast<float>(i) * here.m_z;
             return isSame ? Distance(here, next) : 0.0F;
         }
     }
@@ -44,12 +44,12 @@ PointCloud Compact(const PointImage& points, bool hasColor) {
     PointCloud cloud;
     cloud.m_hasColor = hasColor;
     cloud.m_points.reserve(points.m_samples.size());
-    for (uint32_t y = 0; y < points.m_nHeight; ++y) {
-        for (uint32_t x = 0; x < points.m_nWidth; ++x) {
+    for (uint32_t y = 0; y < points.m_height; ++y) {
+        for (uint32_t x = 0; x < points.m_width; ++x) {
             CloudPoint point = points.At(x, y);
-            if (point.m_fZ > 0.0F) {
-                point.m_fGap = std::max({GapTowards(points, x, y, 1, 0), GapTowards(points, x, y, 0, 1),
-                                         point.m_fZ * kPixelOfOrdinaryLens});
+            if (point.m_z > 0.0F) {
+                point.m_gap = std::max({GapTowards(points, x, y, 1, 0), GapTowards(points, x, y, 0, 1),
+                                        point.m_z * kPixelOfOrdinaryLens});
                 cloud.m_points.push_back(point);
             }
         }
@@ -65,17 +65,17 @@ PointCloud CloudFromRegistered(const DepthImage& depth, const RgbImage* color,
         return {};
     }
     const bool hasColor = color != nullptr && !color->IsEmpty();
-    PointImage points(depth.m_nWidth, depth.m_nHeight);
-    for (uint32_t y = 0; y < depth.m_nHeight; ++y) {
-        for (uint32_t x = 0; x < depth.m_nWidth; ++x) {
+    PointImage points(depth.m_width, depth.m_height);
+    for (uint32_t y = 0; y < depth.m_height; ++y) {
+        for (uint32_t x = 0; x < depth.m_width; ++x) {
             CloudPoint& point = points.At(x, y);
-            point.m_fZ = static_cast<float>(depth.At(x, y)) * kMetresPerMm;
-            point.m_fX = (static_cast<float>(x) - colorCalib.fCx) * point.m_fZ / colorCalib.fFx;
-            point.m_fY = (static_cast<float>(y) - colorCalib.fCy) * point.m_fZ / colorCalib.fFy;
+            point.m_z = static_cast<float>(depth.At(x, y)) * kMetresPerMm;
+            point.m_x = (static_cast<float>(x) - colorCalib.fCx) * point.m_z / colorCalib.fFx;
+            point.m_y = (static_cast<float>(y) - colorCalib.fCy) * point.m_z / colorCalib.fFy;
             if (hasColor) {
                 point.m_color =
-                    color->At(static_cast<uint32_t>(uint64_t{x} * color->m_nWidth / depth.m_nWidth),
-                              static_cast<uint32_t>(uint64_t{y} * color->m_nHeight / depth.m_nHeight));
+                    color->At(static_cast<uint32_t>(uint64_t{x} * color->m_width / depth.m_width),
+                              static_cast<uint32_t>(uint64_t{y} * color->m_height / depth.m_height));
             }
         }
     }

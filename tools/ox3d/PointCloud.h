@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_POINT_CLOUD_H
 #define OX3D_TOOL_POINT_CLOUD_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <vector>
@@ -10,10 +10,10 @@
 namespace ox3dtool {
 
 struct CloudPoint {
-    float m_fX = 0.0F; // metres
-    float m_fY = 0.0F;
-    float m_fZ = 0.0F;
-    float m_fGap = 0.0F; // metres to the next samples of the same surface: what a picture has to bridge
+    float m_x = 0.0F; // metres
+    float m_y = 0.0F;
+    float m_z = 0.0F;
+    float m_gap = 0.0F; // metres to the next samples of the same surface: what a picture has to bridge
     Rgb m_color;
 };
 

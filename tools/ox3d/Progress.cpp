@@ -1,5 +1,5 @@
 // The grab's progress.
-#include "Progress.h"
+#include "tools/ox3d/Progress.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -25,11 +25,11 @@ std::string ProgressLine(const CFrameStats& stats, uint64_t wanted) {
     return line.append(text);
 }
 
-CProgress::CProgress(uint64_t wanted) : m_nWanted(wanted), m_isTerminal(isatty(STDERR_FILENO) == 1) {}
+CProgress::CProgress(uint64_t wanted) : m_wanted(wanted), m_isTerminal(isatty(STDERR_FILENO) == 1) {}
 
 void CProgress::Update(const CFrameStats& stats) {
     if (m_isTerminal) {
-        std::fprintf(stderr, "\r\033[K%s", ProgressLine(stats, m_nWanted).c_str());
+        std::fprintf(stderr, "\r\033[K%s", ProgressLine(stats, m_wanted).c_str());
         std::fflush(stderr);
     } else if (!m_hasStarted) {
         std::fputs("frames are arriving\n", stderr);

@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_PROGRESS_H
 #define OX3D_TOOL_PROGRESS_H
 
-#include "FrameStats.h"
+#include "tools/ox3d/FrameStats.h"
 
 #include <string>
 
@@ -23,7 +23,7 @@ public:
     void Finish();
 
 private:
-    uint64_t m_nWanted;
+    uint64_t m_wanted;
     bool m_isTerminal;
     bool m_hasStarted = false;
 };

@@ -1,7 +1,7 @@
 // Choosing the camera-control library.
-#include "Provider.h"
+#include "tools/ox3d/Provider.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Playing a recording.
-#include "Recording.h"
+#include "tools/ox3d/Recording.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_RECORDING_H
 #define OX3D_TOOL_RECORDING_H
 
-#include "TempFiles.h"
+#include "tools/ox3d/TempFiles.h"
 
 #include <string>
 

@@ -1,11 +1,11 @@
 // The files of one grabbed frame.
-#include "Results.h"
+#include "tools/ox3d/Results.h"
 
-#include "CloudView.h"
-#include "DepthView.h"
-#include "Overlay.h"
-#include "Ply.h"
-#include "Png.h"
+#include "tools/ox3d/CloudView.h"
+#include "tools/ox3d/DepthView.h"
+#include "tools/ox3d/Overlay.h"
+#include "tools/ox3d/Ply.h"
+#include "tools/ox3d/Png.h"
 
 #include <system_error>
 
@@ -17,8 +17,8 @@ bool HasColor(const GrabbedFrame& frame) {
 }
 
 bool HasOverlay(const GrabbedFrame& frame) {
-    return HasColor(frame) && frame.m_isRegistered && frame.m_color.m_nWidth == frame.m_depth.m_nWidth &&
-           frame.m_color.m_nHeight == frame.m_depth.m_nHeight;
+    return HasColor(frame) && frame.m_isRegistered && frame.m_color.m_width == frame.m_depth.m_width &&
+           frame.m_color.m_height == frame.m_depth.m_height;
 }
 
 bool HasCloud(const GrabbedFrame& frame) {

@@ -2,8 +2,8 @@
 #ifndef OX3D_TOOL_RESULTS_H
 #define OX3D_TOOL_RESULTS_H
 
-#include "Images.h"
-#include "PointCloud.h"
+#include "tools/ox3d/Images.h"
+#include "tools/ox3d/PointCloud.h"
 
 #include <filesystem>
 #include <string>
@@ -12,7 +12,7 @@
 namespace ox3dtool {
 
 struct GrabbedFrame {
-    uint32_t m_nFrameNum = 0;
+    uint32_t m_frameNum = 0;
     DepthImage m_depth;
     RgbImage m_color;            // empty when the frame has none
     bool m_isRegistered = false; // the depth is seen from the colour camera, at the same pixels

@@ -1,5 +1,5 @@
 // Small text files of the system.
-#include "SmallFile.h"
+#include "tools/ox3d/SmallFile.h"
 
 #include <charconv>
 #include <fstream>

@@ -1,6 +1,6 @@
 // Drawing points. The shading darkens a pixel by how far its neighbours stand in front of it, which makes
 // shapes readable without knowing any normals.
-#include "SplatCanvas.h"
+#include "tools/ox3d/SplatCanvas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,14 +34,14 @@ void CSplatCanvas::Splat(float x, float y, float radius, float distance, Rgb col
     const float cx = x * kFine;
     const float cy = y * kFine;
     // Also false for what is not a number.
-    if (!(cx >= -r && cy >= -r && cx <= static_cast<float>(m_colors.m_nWidth) + r &&
-          cy <= static_cast<float>(m_colors.m_nHeight) + r)) {
+    if (!(cx >= -r && cy >= -r && cx <= static_cast<float>(m_colors.m_width) + r &&
+          cy <= static_cast<float>(m_colors.m_height) + r)) {
         return;
     }
     const auto left = static_cast<uint32_t>(std::max(0.0F, std::floor(cx - r + 0.5F)));
     const auto top = static_cast<uint32_t>(std::max(0.0F, std::floor(cy - r + 0.5F)));
-    for (uint32_t v = top; v < m_colors.m_nHeight && static_cast<float>(v) + 0.5F <= cy + r; ++v) {
-        for (uint32_t u = left; u < m_colors.m_nWidth && static_cast<float>(u) + 0.5F <= cx + r; ++u) {
+    for (uint32_t v = top; v < m_colors.m_height && static_cast<float>(v) + 0.5F <= cy + r; ++v) {
+        for (uint32_t u = left; u < m_colors.m_width && static_cast<float>(u) + 0.5F <= cx + r; ++u) {
             const float dx = static_cast<float>(u) + 0.5F - cx;
             const float dy = static_cast<float>(v) + 0.5F - cy;
             if (dx * dx + dy * dy <= r * r + 0.25F && distance < m_distances.At(u, v)) {
@@ -66,7 +66,7 @@ float CSplatCanvas::MeanDistance() const {
 
 float CSplatCanvas::ShadeAt(uint32_t x, uint32_t y, float unit) const {
     constexpr uint32_t kAround = 2 * kFine;
-    if (x < kAround || y < kAround || x + kAround >= m_colors.m_nWidth || y + kAround >= m_colors.m_nHeight) {
+    if (x < kAround || y < kAround || x + kAround >= m_colors.m_width || y + kAround >= m_colors.m_height) {
         return 1.0F;
     }
     const float here = m_distances.At(x, y);
@@ -80,11 +80,11 @@ float CSplatCanvas::ShadeAt(uint32_t x, uint32_t y, float unit) const {
 }
 
 RgbImage CSplatCanvas::Finish(float unit) const {
-    RgbImage picture(m_colors.m_nWidth / kFine, m_colors.m_nHeight / kFine);
-    for (uint32_t y = 0; y < picture.m_nHeight; ++y) {
+    RgbImage picture(m_colors.m_width / kFine, m_colors.m_height / kFine);
+    for (uint32_t y = 0; y < picture.m_height; ++y) {
         const Rgb ground =
-            Mix(kGroundTop, kGroundBottom, static_cast<float>(y) / static_cast<float>(picture.m_nHeight));
-        for (uint32_t x = 0; x < picture.m_nWidth; ++x) {
+            Mix(kGroundTop, kGroundBottom, static_cast<float>(y) / static_cast<float>(picture.m_height));
+        for (uint32_t x = 0; x < picture.m_width; ++x) {
             float sum[3] = {};
             for (uint32_t i = 0; i < kFine * kFine; ++i) {
                 const uint32_t u = x * kFine + i % kFine;
@@ -115,8 +115,8 @@ void DrawLine(RgbImage& picture, float x0, float y0, float x1, float y1, Rgb col
         const float t = static_cast<float>(i) / static_cast<float>(steps);
         const float x = x0 + (x1 - x0) * t;
         const float y = y0 + (y1 - y0) * t;
-        if (x >= 0.0F && y >= 0.0F && x < static_cast<float>(picture.m_nWidth) &&
-            y < static_cast<float>(picture.m_nHeight)) {
+        if (x >= 0.0F && y >= 0.0F && x < static_cast<float>(picture.m_width) &&
+            y < static_cast<float>(picture.m_height)) {
             Rgb& pixel = picture.At(static_cast<uint32_t>(x), static_cast<uint32_t>(y));
             pixel = Mix(pixel, color, opacity);
         }

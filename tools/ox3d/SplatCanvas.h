@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_SPLAT_CANVAS_H
 #define OX3D_TOOL_SPLAT_CANVAS_H
 
-#include "Images.h"
+#include "tools/ox3d/Images.h"
 
 namespace ox3dtool {
 

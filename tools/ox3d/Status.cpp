@@ -1,6 +1,6 @@
 // Statuses of the library as text. Codes that only ever pass through from the camera-control library keep
 // their number: their meaning is that library's.
-#include "Status.h"
+#include "tools/ox3d/Status.h"
 
 #include <cstdio>
 #include <ox3drgbd/Ox3dRgbdDefine.h>

@@ -1,5 +1,5 @@
 // Tables.
-#include "Table.h"
+#include "tools/ox3d/Table.h"
 
 #include <algorithm>
 

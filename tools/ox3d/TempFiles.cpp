@@ -1,7 +1,7 @@
 // Temporary files and the working directory.
-#include "TempFiles.h"
+#include "tools/ox3d/TempFiles.h"
 
-#include "ExitCode.h"
+#include "tools/ox3d/ExitCode.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Looking through udev rules.
-#include "UdevRules.h"
+#include "tools/ox3d/UdevRules.h"
 
-#include "SmallFile.h"
+#include "tools/ox3d/SmallFile.h"
 
 #include <algorithm>
 #include <cctype>

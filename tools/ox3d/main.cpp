@@ -1,7 +1,7 @@
 // ox3d: looks for RGB-D cameras, shows what they are, and takes pictures with them.
-#include "Commands.h"
-#include "Interrupt.h"
-#include "Recording.h"
+#include "tools/ox3d/Commands.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Recording.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -112,7 +112,7 @@ void AddNetwork(CLI::App& app, Arguments& arguments) {
         ->excludes(setIp)
         ->excludes(dhcp);
     network
-        ->add_option("--timeout", options.m_nPatienceSeconds, "seconds for a moved camera to be found again")
+        ->add_option("--timeout", options.m_patienceSeconds, "seconds for a moved camera to be found again")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600));
     network->footer(kNetworkFooter);
@@ -139,10 +139,10 @@ void AddCommands(CLI::App& app, Arguments& arguments) {
     AddCommonOptions(*grab, arguments);
     AddSerialOption(*grab, arguments);
     grab->add_option("--out", arguments.m_out, "folder for the files, made where it is missing")->required();
-    grab->add_option("--frames", arguments.m_grab.m_nFrames, "frames to fetch; 0: until Ctrl-C")
+    grab->add_option("--frames", arguments.m_grab.m_frames, "frames to fetch; 0: until Ctrl-C")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{0}, int64_t{1000000000})); // also keeps "-1" from wrapping round
-    grab->add_option("--timeout", arguments.m_grab.m_nPatienceSeconds,
+    grab->add_option("--timeout", arguments.m_grab.m_patienceSeconds,
                      "seconds without a frame before giving up")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600));
@@ -198,7 +198,7 @@ EExitCode RunDoctorCommand(const Arguments& arguments, const std::string& reques
         }
         options.m_whyNoProvider = error.what();
     }
-    options.m_pProvider = provider ? &*provider : nullptr;
+    options.m_providerPath = provider ? &*provider : nullptr;
     return RunDoctor(options);
 }
 

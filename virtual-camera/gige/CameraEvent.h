@@ -2,7 +2,7 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_CAMERA_EVENT_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_CAMERA_EVENT_H
 
-#include "Wire.h"
+#include "gigevision/Wire.h"
 
 namespace ox3d::gige {
 

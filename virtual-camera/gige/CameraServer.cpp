@@ -1,5 +1,5 @@
 // CameraServer.cpp - datagrams from the sockets to the control channel and back; the camera's address.
-#include "CameraServer.h"
+#include "virtual-camera/gige/CameraServer.h"
 
 #include <cerrno>
 #include <cstdio>

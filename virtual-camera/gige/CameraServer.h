@@ -2,7 +2,7 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_CAMERA_SERVER_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_CAMERA_SERVER_H
 
-#include "StreamSender.h"
+#include "virtual-camera/gige/StreamSender.h"
 
 namespace ox3d::gige {
 

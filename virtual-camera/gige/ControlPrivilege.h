@@ -7,7 +7,7 @@
 #include <chrono>
 #include <optional>
 
-#include "Wire.h"
+#include "gigevision/Wire.h"
 
 namespace ox3d::gige {
 

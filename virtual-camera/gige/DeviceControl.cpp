@@ -1,10 +1,10 @@
 // DeviceControl.cpp - commands of the control channel, one function each, and what ends a connection.
-#include "DeviceControl.h"
+#include "virtual-camera/gige/DeviceControl.h"
 
 #include <algorithm>
 #include <bit>
 
-#include "BootstrapRegisters.h"
+#include "virtual-camera/gige/BootstrapRegisters.h"
 
 namespace ox3d::gige {
 namespace {

@@ -4,11 +4,11 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_DEVICE_CONTROL_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_DEVICE_CONTROL_H
 
-#include "../CameraModel.h"
-#include "CameraEvent.h"
-#include "ControlPrivilege.h"
-#include "GvcpPacket.h"
-#include "NetworkFaults.h"
+#include "virtual-camera/CameraModel.h"
+#include "virtual-camera/gige/CameraEvent.h"
+#include "virtual-camera/gige/ControlPrivilege.h"
+#include "virtual-camera/gige/GvcpPacket.h"
+#include "virtual-camera/gige/NetworkFaults.h"
 
 namespace ox3d::gige {
 

@@ -1,5 +1,5 @@
 // FramePool.cpp - frames on their way round: taken, filled, kept for a while, taken again.
-#include "FramePool.h"
+#include "virtual-camera/gige/FramePool.h"
 
 #include <algorithm>
 

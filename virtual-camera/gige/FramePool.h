@@ -9,7 +9,7 @@
 #include <memory>
 #include <mutex>
 
-#include "GvspFrame.h"
+#include "virtual-camera/gige/GvspFrame.h"
 
 namespace ox3d::gige {
 

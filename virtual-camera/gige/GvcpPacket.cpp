@@ -1,5 +1,5 @@
 // GvcpPacket.cpp - headers of the control protocol.
-#include "GvcpPacket.h"
+#include "virtual-camera/gige/GvcpPacket.h"
 
 #include <algorithm>
 

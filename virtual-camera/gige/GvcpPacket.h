@@ -2,7 +2,7 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_GVCP_PACKET_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_GVCP_PACKET_H
 
-#include "Wire.h"
+#include "gigevision/Wire.h"
 
 namespace ox3d::gige {
 

@@ -1,5 +1,5 @@
 // GvspFrame.cpp - payload layout and packet headers of the stream protocol.
-#include "GvspFrame.h"
+#include "virtual-camera/gige/GvspFrame.h"
 
 #include <algorithm>
 

@@ -6,8 +6,8 @@
 #include <array>
 #include <atomic>
 
-#include "../CameraFrame.h"
-#include "Wire.h"
+#include "gigevision/Wire.h"
+#include "virtual-camera/CameraFrame.h"
 
 namespace ox3d::gige {
 

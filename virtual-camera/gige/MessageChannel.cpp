@@ -1,9 +1,9 @@
 // MessageChannel.cpp - events as datagrams. None asks for an acknowledgement: a lost event stays lost.
-#include "MessageChannel.h"
+#include "virtual-camera/gige/MessageChannel.h"
 
 #include <algorithm>
 
-#include "GvcpPacket.h"
+#include "virtual-camera/gige/GvcpPacket.h"
 
 namespace ox3d::gige {
 

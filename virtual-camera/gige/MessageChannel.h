@@ -6,9 +6,9 @@
 
 #include <mutex>
 
-#include "../CameraModel.h"
-#include "CameraEvent.h"
-#include "UdpSocket.h"
+#include "virtual-camera/CameraModel.h"
+#include "virtual-camera/gige/CameraEvent.h"
+#include "virtual-camera/gige/UdpSocket.h"
 
 namespace ox3d::gige {
 

@@ -6,8 +6,8 @@
 
 #include <random>
 
-#include "../Faults.h"
-#include "ControlPrivilege.h"
+#include "virtual-camera/Faults.h"
+#include "virtual-camera/gige/ControlPrivilege.h"
 
 namespace ox3d::gige {
 

@@ -1,5 +1,5 @@
 // Options.cpp - options become lines of the camera list, so that file and command line mean the same.
-#include "Options.h"
+#include "virtual-camera/gige/Options.h"
 
 #include <CLI/CLI.hpp>
 #include <cmath>

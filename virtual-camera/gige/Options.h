@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "../CameraConfig.h"
+#include "virtual-camera/CameraConfig.h"
 
 namespace ox3d::gige {
 

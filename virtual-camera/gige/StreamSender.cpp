@@ -1,5 +1,5 @@
 // StreamSender.cpp - the two threads of the stream channel, and what is sent besides frames.
-#include "StreamSender.h"
+#include "virtual-camera/gige/StreamSender.h"
 
 #include <cstdio>
 #include <ctime>

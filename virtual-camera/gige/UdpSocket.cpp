@@ -1,5 +1,5 @@
 // UdpSocket.cpp - the system calls behind a UDP socket.
-#include "UdpSocket.h"
+#include "virtual-camera/gige/UdpSocket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "SendPlan.h"
+#include "virtual-camera/gige/SendPlan.h"
 
 namespace ox3d::gige {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "GvspFrame.h"
+#include "virtual-camera/gige/GvspFrame.h"
 
 namespace ox3d::gige {
 

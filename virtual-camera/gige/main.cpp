@@ -5,8 +5,8 @@
 #include <memory>
 #include <pthread.h>
 
-#include "CameraServer.h"
-#include "Options.h"
+#include "virtual-camera/gige/CameraServer.h"
+#include "virtual-camera/gige/Options.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // FakeU3vDevice.cpp - bootstrap registers, a small description, and frames of 64 x 48 depth samples.
-#include "FakeU3vDevice.h"
+#include "tests/doubles/usb3/FakeU3vDevice.h"
 
 #include <cstring>
 

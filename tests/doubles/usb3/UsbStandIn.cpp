@@ -11,7 +11,7 @@
 #include <mutex>
 #include <unistd.h>
 
-#include "FakeU3vDevice.h"
+#include "tests/doubles/usb3/FakeU3vDevice.h"
 
 using ox3d::test::CFakeU3vDevice;
 

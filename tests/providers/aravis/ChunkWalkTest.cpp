@@ -1,8 +1,8 @@
 // ChunkWalkTest.cpp - payloads with chunks, good ones and such as a broken camera might send.
 #include <gtest/gtest.h>
 
-#include "AravisStream.h"
-#include "ChunkWalk.h"
+#include "providers/aravis/AravisStream.h"
+#include "providers/aravis/ChunkWalk.h"
 
 using namespace ox3d;
 

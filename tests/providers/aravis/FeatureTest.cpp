@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ArvError.h"
-#include "Features.h"
-#include "UsbDevices.h"
-#include "common/Status.h"
+#include "providers/aravis/ArvError.h"
+#include "providers/aravis/Features.h"
+#include "providers/aravis/UsbDevices.h"
+#include "providers/common/Status.h"
 
 using namespace ox3d;
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <string>
 
-#include "Discovery.h"
-#include "Gvcp.h"
-#include "Network.h"
+#include "providers/aravis/Discovery.h"
+#include "providers/aravis/Gvcp.h"
+#include "providers/aravis/Network.h"
 
 using namespace ox3d;
 using testing::ElementsAre;

@@ -2,7 +2,7 @@
 #include <thread>
 #include <vector>
 
-#include "Provider.h"
+#include "tests/providers/virtual/Provider.h"
 
 using namespace ox3d::test;
 

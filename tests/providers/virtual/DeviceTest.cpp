@@ -1,7 +1,7 @@
 // DeviceTest.cpp - finding cameras, handles, and who may open what.
 #include <gmock/gmock.h>
 
-#include "Provider.h"
+#include "tests/providers/virtual/Provider.h"
 
 using namespace ox3d::test;
 

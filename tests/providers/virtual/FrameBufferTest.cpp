@@ -1,9 +1,9 @@
 // FrameBufferTest.cpp - image nodes by themselves: what waits, what is lent, what is lost, what is reused.
 #include <gtest/gtest.h>
 
-#include "VirtualStream.h"
-#include "common/FrameBuffer.h"
-#include "common/Status.h"
+#include "providers/common/FrameBuffer.h"
+#include "providers/common/Status.h"
+#include "providers/virtual/VirtualStream.h"
 
 using namespace ox3d;
 

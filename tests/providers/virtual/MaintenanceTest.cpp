@@ -3,7 +3,7 @@
 #include <sstream>
 #include <thread>
 
-#include "Provider.h"
+#include "tests/providers/virtual/Provider.h"
 
 using namespace ox3d::test;
 

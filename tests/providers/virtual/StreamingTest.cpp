@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
-#include "../../OpenThings.h"
-#include "Provider.h"
+#include "tests/OpenThings.h"
+#include "tests/providers/virtual/Provider.h"
 
 using namespace ox3d::test;
 

@@ -4,7 +4,7 @@
 
 #include <initializer_list>
 
-#include "../FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 #include "virtual-camera/gige/DeviceControl.h"
 
 namespace ox3d::test {

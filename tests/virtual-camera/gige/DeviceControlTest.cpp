@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <random>
 
-#include "ControlHarness.h"
+#include "tests/virtual-camera/gige/ControlHarness.h"
 
 namespace ox3d::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <numeric>
 
-#include "../FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 #include "virtual-camera/gige/FramePool.h"
 #include "virtual-camera/gige/GvcpPacket.h"
 #include "virtual-camera/gige/MessageChannel.h"

@@ -3,7 +3,7 @@
 #include <map>
 #include <poll.h>
 
-#include "../FakeSource.h"
+#include "tests/virtual-camera/FakeSource.h"
 #include "virtual-camera/gige/StreamSender.h"
 
 namespace ox3d::test {

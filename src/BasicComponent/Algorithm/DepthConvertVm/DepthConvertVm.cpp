@@ -1,13 +1,13 @@
 // DepthConvertVm.cpp - see DepthConvertVm.h.
-#include "BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
+#include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
 
-#include "Common/AsyncLog.h"
-#include "Common/Time.h"
-#include "Ox3dRgbdDefine.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Common/Time.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "Oxb3dBinoStereo.h"
+#include <ox3drgbd/Oxb3dBinoStereo.h>
 
 class CDepthConvertVm {
 public:

@@ -1,0 +1,79 @@
+// RgbdInterleave.cpp - see RgbdInterleave.h.
+#include "algorithm/rgbd/RgbdInterleave.h"
+
+#include "algorithm/dispatch/KernelTier.h"
+#include "algorithm/rgbd/RgbdInterleaveTiers.h"
+
+#include <atomic>
+
+namespace {
+
+// Pixels from `first` to `last`, every source long enough. The definition, and the rest of the fast loops.
+void InterleaveWhole(const uint8_t* const (&planes)[3], const uint8_t* depth, uint64_t first, uint64_t last,
+                     uint8_t* out) {
+    for (uint64_t p = first; p < last; ++p) {
+        out[5 * p] = planes[0][p];
+        out[5 * p + 1] = planes[1][p];
+        out[5 * p + 2] = planes[2][p];
+        out[5 * p + 3] = depth[2 * p];
+        out[5 * p + 4] = depth[2 * p + 1];
+    }
+}
+
+uint8_t ByteAt(ByteSpan span, uint64_t index) {
+    return span.m_data != nullptr && index < span.m_lengthBytes ? span.m_data[index] : 0;
+}
+
+uint64_t NoGroups(const uint8_t* /*colour*/, uint64_t /*planeBytes*/, const uint8_t* /*depth*/,
+                  uint64_t /*pixels*/, uint8_t* /*out*/) {
+    return 0;
+}
+
+// Null until the first use. Two threads that get there together choose the same.
+constinit std::atomic<InterleaveGroups> g_groups{nullptr};
+
+InterleaveGroups GroupsInUse() {
+    InterleaveGroups groups = g_groups.load(std::memory_order_relaxed);
+    if (groups == nullptr) {
+        UseInterleaveGroups(ChooseInterleaveGroups());
+        groups = g_groups.load(std::memory_order_relaxed);
+    }
+    return groups;
+}
+
+} // namespace
+
+InterleaveGroups ChooseInterleaveGroups() {
+#if defined(__x86_64__)
+    const ox3dcpu::KernelTier tier = ox3dcpu::ChooseKernelTier();
+    if (tier == ox3dcpu::KernelTier::Avx512 && __builtin_cpu_supports("avx512vbmi") != 0) {
+        return InterleaveGroupsAvx512;
+    }
+    if (tier >= ox3dcpu::KernelTier::Avx2) {
+        return InterleaveGroupsAvx2;
+    }
+#endif
+    return nullptr;
+}
+
+void UseInterleaveGroups(InterleaveGroups groups) {
+    g_groups.store(groups != nullptr ? groups : NoGroups, std::memory_order_relaxed);
+}
+
+void InterleaveRgbd(ByteSpan colour, ByteSpan depth, uint64_t pixels, uint8_t* out) {
+    const bool isWhole = colour.m_data != nullptr && depth.m_data != nullptr &&
+                         colour.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
+    if (isWhole) {
+        const uint8_t* const planes[3] = {colour.m_data, colour.m_data + pixels, colour.m_data + 2 * pixels};
+        const uint64_t done = GroupsInUse()(colour.m_data, pixels, depth.m_data, pixels, out);
+        InterleaveWhole(planes, depth.m_data, done, pixels, out);
+        return;
+    }
+    for (uint64_t p = 0; p < pixels; ++p) {
+        for (uint64_t plane = 0; plane < 3; ++plane) {
+            out[5 * p + plane] = ByteAt(colour, p + plane * pixels);
+        }
+        out[5 * p + 3] = ByteAt(depth, 2 * p);
+        out[5 * p + 4] = ByteAt(depth, 2 * p + 1);
+    }
+}

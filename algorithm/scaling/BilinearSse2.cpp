@@ -1,0 +1,23 @@
+// The bilinear scaler in plain loops, for every processor.
+// Relies on BilinearFast.h.
+#define OXMP_TIER sse2
+#include "algorithm/scaling/BilinearStrip.h"
+
+namespace oxmp::OXMP_TIER {
+namespace {
+
+// No tables of units and no groups: the plain loops do it all.
+constexpr bool kHasUnits = false;
+
+void FilterUnits(const Strip& /*strip*/, const SourceRows& /*src*/, const LineRows& /*line*/,
+                 int32_t /*rows*/) {}
+
+int32_t BlendGroups(const int16_t* /*nearer*/, const int16_t* /*farther*/, int16_t /*factor*/,
+                    int32_t /*count*/, uint8_t* /*out*/) {
+    return 0;
+}
+
+} // namespace
+} // namespace oxmp::OXMP_TIER
+
+#include "algorithm/scaling/BilinearFast.h"

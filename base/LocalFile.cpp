@@ -1,0 +1,103 @@
+// LocalFile.cpp - over plain descriptors, so that what is opened can be checked before it is read.
+#include "base/LocalFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+namespace ox3d {
+namespace {
+
+class CDescriptor {
+public:
+    explicit CDescriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~CDescriptor() { Close(); }
+    CDescriptor(const CDescriptor&) = delete;
+    CDescriptor& operator=(const CDescriptor&) = delete;
+    int Get() const { return m_descriptor; }
+    bool Close() {
+        const int descriptor = m_descriptor;
+        m_descriptor = -1;
+        return descriptor < 0 || close(descriptor) == 0;
+    }
+
+private:
+    int m_descriptor;
+};
+
+bool WriteAll(int descriptor, const uint8_t* bytes, uint64_t lengthBytes) {
+    while (lengthBytes > 0) {
+        const ssize_t written = write(descriptor, bytes, lengthBytes);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        bytes += written;
+        lengthBytes -= static_cast<uint64_t>(written);
+    }
+    return true;
+}
+
+bool IsRegular(const struct stat& status) {
+    return (status.st_mode & S_IFMT) == S_IFREG;
+}
+
+} // namespace
+
+bool ReadLocalFile(const std::string& path, uint64_t mostBytes, std::vector<uint8_t>* out) {
+    // Opening a pipe would wait for its writer; a regular file does not care.
+    const CDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (file.Get() < 0 || fstat(file.Get(), &status) != 0 || !IsRegular(status) ||
+        static_cast<uint64_t>(status.st_size) > mostBytes) {
+        return false;
+    }
+    out->resize(static_cast<size_t>(status.st_size));
+    size_t done = 0;
+    while (done < out->size()) {
+        const ssize_t got = read(file.Get(), out->data() + done, out->size() - done);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return true;
+}
+
+bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthBytes) {
+    static std::atomic<uint32_t> s_counter{0};
+    struct stat status {};
+    if (path.empty() || (stat(path.c_str(), &status) == 0 && !IsRegular(status))) {
+        return false;
+    }
+    const std::string part =
+        path + "." + std::to_string(getpid()) + "." + std::to_string(++s_counter) + ".part";
+    constexpr mode_t kMode = 0644;
+    CDescriptor file(open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+    if (file.Get() < 0) {
+        return false;
+    }
+    const bool isWritten = WriteAll(file.Get(), static_cast<const uint8_t*>(bytes), lengthBytes);
+    if (!file.Close() || !isWritten || std::rename(part.c_str(), path.c_str()) != 0) {
+        unlink(part.c_str());
+        return false;
+    }
+    return true;
+}
+
+uint64_t LocalFileBytes(const std::string& path) {
+    struct stat status {};
+    const bool isThere = stat(path.c_str(), &status) == 0 && IsRegular(status);
+    return isThere ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
+} // namespace ox3d

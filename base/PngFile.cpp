@@ -1,0 +1,202 @@
+// PngFile.cpp - libpng reports errors by a jump. The jump is caught in one function, Guarded(), and what runs
+// inside it holds no object with a destructor.
+#include "base/PngFile.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <png.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ox3d {
+namespace {
+
+constexpr uint32_t kMaxSide = 32768;
+constexpr png_alloc_size_t kMaxTextChunkBytes = 8U << 20U;
+
+// Everything of one file. Plain data, so that a jump skips nothing that must be undone.
+struct PngJob {
+    std::FILE* m_file = nullptr;
+    png_structp m_png = nullptr;
+    png_infop m_info = nullptr;
+    bool m_isDepth = false;
+    uint32_t m_width = 0;
+    uint32_t m_height = 0;
+    int m_bitDepth = 0;
+    int m_colorType = 0;
+    png_bytepp m_rows = nullptr;
+    size_t m_rowBytes = 0; // what a row of m_rows has room for
+    char m_message[160] = {};
+};
+
+void KeepMessage(PngJob* job, const char* message) {
+    std::snprintf(job->m_message, sizeof(job->m_message), "%s", message);
+}
+
+[[noreturn]] void OnError(png_structp png, png_const_charp message) {
+    KeepMessage(static_cast<PngJob*>(png_get_error_ptr(png)), message);
+    png_longjmp(png, 1);
+}
+
+void OnWarning(png_structp, png_const_charp) {}
+
+bool Guarded(PngJob* job, void (*step)(PngJob*)) {
+    if (setjmp(png_jmpbuf(job->m_png)) != 0) { // NOLINT(cert-err52-cpp): the library has no other way to fail
+        return false;
+    }
+    step(job);
+    return true;
+}
+
+void ReadHeader(PngJob* job) {
+    png_init_io(job->m_png, job->m_file);
+    png_set_user_limits(job->m_png, kMaxSide, kMaxSide);
+    png_set_chunk_malloc_max(job->m_png, kMaxTextChunkBytes);
+    png_read_info(job->m_png, job->m_info);
+    job->m_width = png_get_image_width(job->m_png, job->m_info);
+    job->m_height = png_get_image_height(job->m_png, job->m_info);
+    job->m_bitDepth = png_get_bit_depth(job->m_png, job->m_info);
+    job->m_colorType = png_get_color_type(job->m_png, job->m_info);
+    if (static_cast<uint64_t>(job->m_width) * job->m_height > kMaxPngPixels) {
+        png_error(job->m_png, "more than 64 megapixels");
+    }
+    if (job->m_isDepth && (job->m_bitDepth != 16 || job->m_colorType != PNG_COLOR_TYPE_GRAY)) {
+        png_error(job->m_png, "a depth image must be 16-bit grey");
+    }
+    if (!job->m_isDepth && job->m_bitDepth > 8) {
+        png_error(job->m_png, "a colour image must have 8 bits a channel");
+    }
+}
+
+void ReadRows(PngJob* job) {
+    if (job->m_isDepth) {
+        png_set_swap(job->m_png); // stored big-endian
+    } else {
+        png_set_expand(job->m_png); // palettes and fewer than 8 bits
+        png_set_strip_alpha(job->m_png);
+        png_set_gray_to_rgb(job->m_png);
+    }
+    png_set_interlace_handling(job->m_png);
+    png_read_update_info(job->m_png, job->m_info);
+    if (png_get_rowbytes(job->m_png, job->m_info) != job->m_rowBytes) {
+        png_error(job->m_png, "unexpected row length");
+    }
+    png_read_image(job->m_png, job->m_rows);
+    png_read_end(job->m_png, nullptr);
+}
+
+// Opens the file and undoes everything in the end.
+class CPngReader {
+public:
+    CPngReader(const std::string& path, bool isDepth) : m_path(path) { m_job.m_isDepth = isDepth; }
+    CPngReader(const CPngReader&) = delete;
+    CPngReader& operator=(const CPngReader&) = delete;
+    ~CPngReader() {
+        if (m_job.m_png != nullptr) {
+            png_destroy_read_struct(&m_job.m_png, &m_job.m_info, nullptr);
+        }
+        if (m_job.m_file != nullptr) {
+            std::fclose(m_job.m_file);
+        }
+    }
+
+    bool Open(PngSize* size, std::string* error) {
+        if (!OpenFile() || !MakeReader() || !Guarded(&m_job, ReadHeader)) {
+            *error = m_path + ": " + m_job.m_message;
+            return false;
+        }
+        *size = {m_job.m_width, m_job.m_height};
+        return true;
+    }
+
+    // Rows of `rowBytes` bytes each, one after the other.
+    bool Read(uint8_t* bytes, size_t rowBytes, std::string* error) {
+        std::vector<png_bytep> rows(m_job.m_height);
+        for (size_t row = 0; row < rows.size(); ++row) {
+            rows[row] = bytes + row * rowBytes;
+        }
+        m_job.m_rows = rows.data();
+        m_job.m_rowBytes = rowBytes;
+        const bool isRead = Guarded(&m_job, ReadRows);
+        m_job.m_rows = nullptr;
+        if (!isRead) {
+            *error = m_path + ": " + m_job.m_message;
+        }
+        return isRead;
+    }
+
+private:
+    // Only regular files: opening a pipe would wait for ever.
+    bool OpenFile() {
+        const int descriptor = open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        struct stat status = {};
+        if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+            KeepMessage(&m_job, descriptor < 0 ? "cannot be opened" : "not a regular file");
+            if (descriptor >= 0) {
+                close(descriptor);
+            }
+            return false;
+        }
+        m_job.m_file = fdopen(descriptor, "rb");
+        if (m_job.m_file == nullptr) {
+            close(descriptor);
+            KeepMessage(&m_job, "cannot be opened");
+        }
+        return m_job.m_file != nullptr;
+    }
+
+    bool MakeReader() {
+        m_job.m_png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &m_job, OnError, OnWarning);
+        m_job.m_info = m_job.m_png != nullptr ? png_create_info_struct(m_job.m_png) : nullptr;
+        if (m_job.m_info == nullptr) {
+            KeepMessage(&m_job, "out of memory");
+        }
+        return m_job.m_info != nullptr;
+    }
+
+    std::string m_path;
+    PngJob m_job;
+};
+
+} // namespace
+
+bool ReadPngSize(const std::string& path, bool isDepth, PngSize* size, std::string* error) {
+    CPngReader reader(path, isDepth);
+    return reader.Open(size, error);
+}
+
+bool ReadDepthPng(const std::string& path, PngSize* size, std::vector<uint16_t>* samples,
+                  std::string* error) {
+    CPngReader reader(path, true);
+    if (!reader.Open(size, error)) {
+        return false;
+    }
+    samples->resize(static_cast<size_t>(size->m_width) * size->m_height);
+    const size_t rowBytes = static_cast<size_t>(size->m_width) * sizeof(uint16_t);
+    return reader.Read(reinterpret_cast<uint8_t*>(samples->data()), rowBytes, error);
+}
+
+bool ReadColorPng(const std::string& path, PngSize* size, std::vector<uint8_t>* planes, std::string* error) {
+    CPngReader reader(path, false);
+    if (!reader.Open(size, error)) {
+        return false;
+    }
+    const size_t pixels = static_cast<size_t>(size->m_width) * size->m_height;
+    std::vector<uint8_t> interleaved(pixels * 3);
+    if (!reader.Read(interleaved.data(), static_cast<size_t>(size->m_width) * 3, error)) {
+        return false;
+    }
+    planes->resize(pixels * 3);
+    for (size_t i = 0; i < pixels; ++i) {
+        (*planes)[i] = interleaved[3 * i];
+        (*planes)[pixels + i] = interleaved[3 * i + 1];
+        (*planes)[2 * pixels + i] = interleaved[3 * i + 2];
+    }
+    return true;
+}
+
+} // namespace ox3d

@@ -1,0 +1,86 @@
+// BackdropCache.cpp - the backdrops that were used last. Opening a virtual camera again and again, or several
+// of them, costs one rendering.
+#include "virtual-camera/frames/SceneBackdrop.h"
+
+#include <algorithm>
+#include <deque>
+#include <mutex>
+
+namespace ox3d {
+namespace {
+
+constexpr size_t kKeepBytes = size_t{64} << 20U;
+
+template <class Backdrop>
+class CKeeper {
+public:
+    // Renders under the lock: a second camera that asks for the same backdrop waits for it instead of
+    // rendering it again.
+    template <class Make>
+    std::shared_ptr<const Backdrop> Get(uint32_t width, uint32_t height, int kind, const Make& make) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        for (const Entry& entry : m_entries) {
+            if (entry.m_width == width && entry.m_height == height && entry.m_kind == kind) {
+                return entry.m_backdrop;
+            }
+        }
+        std::shared_ptr<const Backdrop> made = make();
+        m_bytes += made->Bytes();
+        m_entries.push_back({width, height, kind, made});
+        while (m_bytes > kKeepBytes && !m_entries.empty()) {
+            m_bytes -= m_entries.front().m_backdrop->Bytes();
+            m_entries.pop_front();
+        }
+        return made;
+    }
+
+private:
+    struct Entry {
+        uint32_t m_width;
+        uint32_t m_height;
+        int m_kind;
+        std::shared_ptr<const Backdrop> m_backdrop;
+    };
+    std::mutex m_mutex;
+    std::deque<Entry> m_entries;
+    size_t m_bytes = 0;
+};
+
+// Never destroyed: a camera's thread may still render while the process ends.
+CKeeper<CDepthBackdrop>& DepthKeeper() {
+    static auto& keeper = *new CKeeper<CDepthBackdrop>;
+    return keeper;
+}
+
+CKeeper<CPictureBackdrop>& PictureKeeper() {
+    static auto& keeper = *new CKeeper<CPictureBackdrop>;
+    return keeper;
+}
+
+enum PictureKind { kColor, kGreyLeft, kGreyRight };
+
+} // namespace
+
+std::shared_ptr<const CDepthBackdrop> SharedDepthBackdrop(uint32_t width, uint32_t height) {
+    return DepthKeeper().Get(width, height, 0,
+                             [&] { return std::make_shared<const CDepthBackdrop>(width, height); });
+}
+
+std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint32_t height) {
+    return PictureKeeper().Get(width, height, kColor, [&] {
+        const PinholeCamera camera = CSceneModel::Get().ColorCamera(width, height, width, height);
+        return std::make_shared<const CPictureBackdrop>(camera, 0.5, width, height, false);
+    });
+}
+
+std::shared_ptr<const CPictureBackdrop> SharedGreyBackdrop(uint32_t width, uint32_t height,
+                                                           bool ofSecondImager) {
+    return PictureKeeper().Get(width, height, ofSecondImager ? kGreyRight : kGreyLeft, [&] {
+        const CSceneModel& model = CSceneModel::Get();
+        const PinholeCamera camera =
+            ofSecondImager ? model.SecondImager(width, height) : model.DepthCamera(width, height);
+        return std::make_shared<const CPictureBackdrop>(camera, 0.0, width, height, true);
+    });
+}
+
+} // namespace ox3d
