@@ -68,7 +68,7 @@ void ReadHeader(PngJob* job) {
         png_error(job->m_png, "a depth image must be 16-bit grey");
     }
     if (!job->m_isDepth && job->m_bitDepth > 8) {
-        png_error(job->m_png, "a colour image must have 8 bits a channel");
+        png_error(job->m_png, "a color image must have 8 bits a channel");
     }
 }
 

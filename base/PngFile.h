@@ -1,4 +1,4 @@
-// PngFile.h - reads depth and colour images from PNG files, which may be damaged or hostile. Relies on
+// PngFile.h - reads depth and color images from PNG files, which may be damaged or hostile. Relies on
 // libpng.
 #ifndef OX3D_VIRTUAL_CAMERA_PNG_FILE_H
 #define OX3D_VIRTUAL_CAMERA_PNG_FILE_H
@@ -20,7 +20,7 @@ struct PngSize {
 // All three return false and put the file's name and what is wrong with it into *error; the output is then
 // unspecified. They throw nothing but std::bad_alloc.
 
-// Reads the header only. A depth image must be 16-bit grey, a colour image anything with 8 bits or fewer.
+// Reads the header only. A depth image must be 16-bit grey, a color image anything with 8 bits or fewer.
 bool ReadPngSize(const std::string& path, bool isDepth, PngSize* size, std::string* error);
 // 16-bit samples, row-major, exactly as stored: gamma information does not apply to distances.
 bool ReadDepthPng(const std::string& path, PngSize* size, std::vector<uint16_t>* samples, std::string* error);

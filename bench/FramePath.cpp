@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kSerial = "BENCH1";
 constexpr size_t kChunkHeaderBytes = 32;
-constexpr uint32_t kImages = 3; // depth, colour, RGB-D
+constexpr uint32_t kImages = 3; // depth, color, RGB-D
 
 const DoubleControl& Camera() {
     static const DoubleControl* const control = [] {

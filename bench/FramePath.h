@@ -1,4 +1,4 @@
-// FramePath.h - a frame of an Ethernet camera, 1280 x 720 depth with a 1920 x 1080 colour chunk, on its way from
+// FramePath.h - a frame of an Ethernet camera, 1280 x 720 depth with a 1920 x 1080 color chunk, on its way from
 // the camera-control library's callback to the application's. Relies on the scripted camera-control library of
 // the tests for the camera, and on the working folder being one to write into.
 #ifndef OX3D_BENCH_FRAME_PATH_H

@@ -22,7 +22,7 @@ struct CopyImages {
 };
 
 void AddKernels() {
-    AddRow("frame", "copy of the colour chunk", kFrameDepth, [] {
+    AddRow("frame", "copy of the color chunk", kFrameDepth, [] {
         CopyImages& images = Shared<CopyImages>(kFrameColor);
         return [&images] { std::memcpy(images.m_to.Data(), images.m_from.Data() + 32, kColorBytes); };
     });
@@ -31,7 +31,7 @@ void AddKernels() {
         TransformImages& images = Shared<TransformImages>(kFrameDepth);
         return [&images] { Transform(kRegistration, images); };
     });
-    AddRow("frame", "scaling of the colour image", kFrameDepth, [] {
+    AddRow("frame", "scaling of the color image", kFrameDepth, [] {
         UseBestTier();
         ScaleImages& images = Shared<ScaleImages>(kFrameDepth);
         return [&images] { ScalePlanes(images); };
@@ -43,7 +43,7 @@ void AddKernels() {
     });
 }
 
-// Depth read and stored, colour read and stored, planes and depth read and pixels stored.
+// Depth read and stored, color read and stored, planes and depth read and pixels stored.
 void AddLimits() {
     AddRow("frame", "limit of registration", kFrameDepth, [] {
         TransformImages& images = Shared<TransformImages>(kFrameDepth);
@@ -70,7 +70,7 @@ void AddLimits() {
 
 void AddFrameRows() {
     AddTable({"frame",
-              "A frame of 1280x720 depth and 1920x1080 colour, all switches on: times the sum of its kernels",
+              "A frame of 1280x720 depth and 1920x1080 color, all switches on: times the sum of its kernels",
               Ratio::TimesTheCost, "sum of the kernels", "", false});
     AddRow("frame", "whole frame", kFrameDepth, [] {
         UseBestTier();
@@ -81,11 +81,10 @@ void AddFrameRows() {
     AddLimits();
     AddSum({"frame",
             "sum of the kernels",
-            {"copy of the colour chunk", "registration", "scaling of the colour image", "interleave"}});
-    AddSum(
-        {"frame",
-         "sum of the limits",
-         {"copy of the colour chunk", "limit of registration", "limit of scaling", "limit of interleave"}});
+            {"copy of the color chunk", "registration", "scaling of the color image", "interleave"}});
+    AddSum({"frame",
+            "sum of the limits",
+            {"copy of the color chunk", "limit of registration", "limit of scaling", "limit of interleave"}});
 }
 
 } // namespace ox3dbench

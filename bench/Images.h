@@ -17,7 +17,7 @@ struct TransformImages {
     CBuffer<int16_t> m_target;
 };
 
-// Three colour planes and depth to pixels of five bytes.
+// Three color planes and depth to pixels of five bytes.
 struct RgbdImages {
     explicit RgbdImages(Size size)
         : m_pixels(size.Pixels()), m_color(3 * size.Pixels()), m_depth(2 * size.Pixels()),

@@ -73,7 +73,7 @@ void AddOtherModes() {
 }
 
 void AddInterleaveRows() {
-    AddTable({"interleave", "Three colour planes and depth to RGB-D pixels: times as fast as the reference",
+    AddTable({"interleave", "Three color planes and depth to RGB-D pixels: times as fast as the reference",
               Ratio::TimesAsFast, "reference", "limit: memcpy of the output", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : InterleaveTiersHere()) {

@@ -19,7 +19,7 @@ struct DepthScene {
     std::vector<uint8_t> m_grey;  // what the left imager sees
     float m_depthCamera[4] = {};  // fx, fy, cx, cy
     float m_colorCamera[4] = {};
-    float m_transform[12] = {}; // row-major 3 x 4, from the depth camera's frame into the colour camera's
+    float m_transform[12] = {}; // row-major 3 x 4, from the depth camera's frame into the color camera's
     float m_distortion[4] = {0.05F, -0.02F, 0.001F, 0.0005F};
 };
 

@@ -40,9 +40,9 @@ per_frame() { echo $((($(instructions 12 "$1") - $(instructions 2 "$1")) / 10));
 whole=$(per_frame 'CManager::ImageCallBack(')
 rows=("whole frame|$whole")
 rows+=("registration|$(per_frame 'CManager::DepthMapConvert(')")
-rows+=("scaling of the colour image|$(per_frame 'CManager::RgbResolutionAlign(')")
+rows+=("scaling of the color image|$(per_frame 'CManager::RgbResolutionAlign(')")
 rows+=("interleave|$(per_frame 'InterleaveRgbd(')")
-rows+=("copy of the colour chunk|$(per_frame 'TakeChunkImage(')")
+rows+=("copy of the color chunk|$(per_frame 'TakeChunkImage(')")
 rest=$whole
 for row in "${rows[@]:1}"; do
     rest=$((rest - ${row#*|}))

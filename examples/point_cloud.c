@@ -27,7 +27,7 @@ static void print_cloud(const OX3D_RGBD_IMAGE_DATA* cloud) {
 }
 
 static uint32_t take_one(void* camera) {
-    /* Points are wanted in the depth camera's own frame, so depth must not be registered to colour. */
+    /* Points are wanted in the depth camera's own frame, so depth must not be registered to color. */
     OX3D_RGBD_PARAM off;
     memset(&off, 0, sizeof(off));
     off.enParamType = OX3D_RGBD_PARAM_INT;

@@ -112,11 +112,11 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) { return ReadColumns(v, &c->m_source.m_depthWidth); }},
     {"height", kRowsExpected,
      [](std::string_view v, CameraConfig* c) { return ReadRows(v, &c->m_source.m_depthHeight); }},
-    {"color_width", "0 for no colour, or a number of pixels from 640 to 4000",
+    {"color_width", "0 for no color, or a number of pixels from 640 to 4000",
      [](std::string_view v, CameraConfig* c) {
          return v == "0" ? (c->m_source.m_colorWidth = 0, true) : ReadColumns(v, &c->m_source.m_colorWidth);
      }},
-    {"color_height", "0 for no colour, or a number of pixels from 480 to 3000",
+    {"color_height", "0 for no color, or a number of pixels from 480 to 3000",
      [](std::string_view v, CameraConfig* c) {
          return v == "0" ? (c->m_source.m_colorHeight = 0, true) : ReadRows(v, &c->m_source.m_colorHeight);
      }},

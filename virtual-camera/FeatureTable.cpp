@@ -104,10 +104,8 @@ constexpr FeatureRow kRows[] = {
     OX3D_INT(Height, kRo, kImage, "Rows of the main image").Range(1, 65535).Unit("px"),
     OX3D_INT(WidthMax, kRo, kImage, "Columns of the depth sensor").Range(1, 65535).Unit("px"),
     OX3D_INT(HeightMax, kRo, kImage, "Rows of the depth sensor").Range(1, 65535).Unit("px"),
-    OX3D_INT(ColorWidth, kRo, kImage, "Columns of the colour image, 0 without one")
-        .Range(0, 65535)
-        .Unit("px"),
-    OX3D_INT(ColorHeight, kRo, kImage, "Rows of the colour image, 0 without one").Range(0, 65535).Unit("px"),
+    OX3D_INT(ColorWidth, kRo, kImage, "Columns of the color image, 0 without one").Range(0, 65535).Unit("px"),
+    OX3D_INT(ColorHeight, kRo, kImage, "Rows of the color image, 0 without one").Range(0, 65535).Unit("px"),
     OX3D_ENUM(PixelFormat, kRo, kImage, "Pixel format of the main image, follows ImageMode")
         .Entries(kPixelFormats)
         .Default(0x011000B8),

@@ -24,7 +24,7 @@ uint8_t ByteAt(ByteSpan span, uint64_t index) {
     return span.m_data != nullptr && index < span.m_lengthBytes ? span.m_data[index] : 0;
 }
 
-uint64_t NoGroups(const uint8_t* /*colour*/, uint64_t /*planeBytes*/, const uint8_t* /*depth*/,
+uint64_t NoGroups(const uint8_t* /*color*/, uint64_t /*planeBytes*/, const uint8_t* /*depth*/,
                   uint64_t /*pixels*/, uint8_t* /*out*/) {
     return 0;
 }
@@ -60,18 +60,18 @@ void UseInterleaveGroups(InterleaveGroups groups) {
     g_groups.store(groups != nullptr ? groups : NoGroups, std::memory_order_relaxed);
 }
 
-void InterleaveRgbd(ByteSpan colour, ByteSpan depth, uint64_t pixels, uint8_t* out) {
-    const bool isWhole = colour.m_data != nullptr && depth.m_data != nullptr &&
-                         colour.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
+void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* out) {
+    const bool isWhole = color.m_data != nullptr && depth.m_data != nullptr &&
+                         color.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
     if (isWhole) {
-        const uint8_t* const planes[3] = {colour.m_data, colour.m_data + pixels, colour.m_data + 2 * pixels};
-        const uint64_t done = GroupsInUse()(colour.m_data, pixels, depth.m_data, pixels, out);
+        const uint8_t* const planes[3] = {color.m_data, color.m_data + pixels, color.m_data + 2 * pixels};
+        const uint64_t done = GroupsInUse()(color.m_data, pixels, depth.m_data, pixels, out);
         InterleaveWhole(planes, depth.m_data, done, pixels, out);
         return;
     }
     for (uint64_t p = 0; p < pixels; ++p) {
         for (uint64_t plane = 0; plane < 3; ++plane) {
-            out[5 * p + plane] = ByteAt(colour, p + plane * pixels);
+            out[5 * p + plane] = ByteAt(color, p + plane * pixels);
         }
         out[5 * p + 3] = ByteAt(depth, 2 * p);
         out[5 * p + 4] = ByteAt(depth, 2 * p + 1);

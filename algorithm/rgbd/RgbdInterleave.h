@@ -1,4 +1,4 @@
-// RgbdInterleave.h - a planar colour image and a depth image woven into 5-byte pixels R, G, B, depth low
+// RgbdInterleave.h - a planar color image and a depth image woven into 5-byte pixels R, G, B, depth low
 // byte, depth high byte.
 #ifndef OX3D_RGBD_INTERLEAVE_H
 #define OX3D_RGBD_INTERLEAVE_H
@@ -12,8 +12,8 @@ struct ByteSpan {
     uint64_t m_lengthBytes;
 };
 
-// `colour` is three planes of `pixels` bytes, `depth` two bytes a pixel, `out` holds 5 bytes a pixel. What a
+// `color` is three planes of `pixels` bytes, `depth` two bytes a pixel, `out` holds 5 bytes a pixel. What a
 // source is too short for is read as 0.
-void InterleaveRgbd(ByteSpan colour, ByteSpan depth, uint64_t pixels, uint8_t* out);
+void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* out);
 
 #endif

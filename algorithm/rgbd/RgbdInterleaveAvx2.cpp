@@ -7,13 +7,13 @@ namespace {
 
 constexpr uint64_t kGroup = 32;
 
-// 16 pixels are 80 bytes, five vectors of 16. Vector k takes its colour bytes from four pixels R, G, B, 0 that
+// 16 pixels are 80 bytes, five vectors of 16. Vector k takes its color bytes from four pixels R, G, B, 0 that
 // begin at pixel 3k, and its depth bytes from eight samples that begin at kFirstSample[k]; the other bytes are
 // zero in either, so the two are just joined.
 constexpr int kFirstSample[5] = {0, 0, 4, 8, 8};
 
 struct Shuffle {
-    alignas(32) int8_t m_colour[32];
+    alignas(32) int8_t m_color[32];
     alignas(32) int8_t m_depth[32];
 };
 
@@ -27,7 +27,7 @@ constexpr Shuffles MakeShuffles() {
         for (int i = 0; i < 32; ++i) {
             const int pixel = (16 * k + i % 16) / 5;
             const int byte = (16 * k + i % 16) % 5;
-            result.m_vectors[k].m_colour[i] = static_cast<int8_t>(byte < 3 ? 4 * (pixel - 3 * k) + byte : -1);
+            result.m_vectors[k].m_color[i] = static_cast<int8_t>(byte < 3 ? 4 * (pixel - 3 * k) + byte : -1);
             result.m_vectors[k].m_depth[i] =
                 static_cast<int8_t>(byte < 3 ? -1 : 2 * (pixel - kFirstSample[k]) + byte - 3);
         }
@@ -41,11 +41,11 @@ __m256i Load(const uint8_t* from) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
 }
 
-__m256i Weave(int k, __m256i colour, __m256i depth) {
+__m256i Weave(int k, __m256i color, __m256i depth) {
     const Shuffle& shuffle = kShuffles.m_vectors[k];
-    const auto* fromColour = reinterpret_cast<const __m256i*>(shuffle.m_colour);
+    const auto* fromColor = reinterpret_cast<const __m256i*>(shuffle.m_color);
     const auto* fromDepth = reinterpret_cast<const __m256i*>(shuffle.m_depth);
-    return _mm256_or_si256(_mm256_shuffle_epi8(colour, _mm256_load_si256(fromColour)),
+    return _mm256_or_si256(_mm256_shuffle_epi8(color, _mm256_load_si256(fromColor)),
                            _mm256_shuffle_epi8(depth, _mm256_load_si256(fromDepth)));
 }
 
@@ -81,11 +81,11 @@ void WeaveGroup(__m256i r, __m256i g, __m256i b, __m256i samples0, __m256i sampl
 
 } // namespace
 
-uint64_t InterleaveGroupsAvx2(const uint8_t* colour, uint64_t planeBytes, const uint8_t* depth,
+uint64_t InterleaveGroupsAvx2(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
                               uint64_t pixels, uint8_t* out) {
     uint64_t p = 0;
     for (; pixels - p >= kGroup; p += kGroup) {
-        WeaveGroup(Load(colour + p), Load(colour + planeBytes + p), Load(colour + 2 * planeBytes + p),
+        WeaveGroup(Load(color + p), Load(color + planeBytes + p), Load(color + 2 * planeBytes + p),
                    Load(depth + 2 * p), Load(depth + 2 * p + 32), out + 5 * p);
     }
     return p;

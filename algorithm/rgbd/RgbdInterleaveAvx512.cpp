@@ -52,14 +52,14 @@ void Store(int k, const __m512i (&bytes)[5], uint8_t* out) {
 
 } // namespace
 
-uint64_t InterleaveGroupsAvx512(const uint8_t* colour, uint64_t planeBytes, const uint8_t* depth,
+uint64_t InterleaveGroupsAvx512(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
                                 uint64_t pixels, uint8_t* out) {
     uint64_t p = 0;
     for (; pixels - p >= kGroup; p += kGroup) {
         const __m512i samples0 = _mm512_loadu_si512(depth + 2 * p);
         const __m512i samples1 = _mm512_loadu_si512(depth + 2 * p + 64);
-        const __m512i bytes[5] = {Place(0, colour + p), Place(1, colour + planeBytes + p),
-                                  Place(2, colour + 2 * planeBytes + p),
+        const __m512i bytes[5] = {Place(0, color + p), Place(1, color + planeBytes + p),
+                                  Place(2, color + 2 * planeBytes + p),
                                   _mm512_permutex2var_epi8(samples0, Source(3), samples1),
                                   _mm512_permutex2var_epi8(samples0, Source(4), samples1)};
         for (int k = 0; k < 5; ++k) {

@@ -6,14 +6,14 @@
 #include <cstdint>
 
 // Weaves as many of the first `pixels` pixels as it has whole groups of and says how many those are. Every
-// source is long enough. `planeBytes` is the distance of the three colour planes.
-using InterleaveGroups = uint64_t (*)(const uint8_t* colour, uint64_t planeBytes, const uint8_t* depth,
+// source is long enough. `planeBytes` is the distance of the three color planes.
+using InterleaveGroups = uint64_t (*)(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
                                       uint64_t pixels, uint8_t* out);
 
-uint64_t InterleaveGroupsAvx2(const uint8_t* colour, uint64_t planeBytes, const uint8_t* depth,
+uint64_t InterleaveGroupsAvx2(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
                               uint64_t pixels, uint8_t* out);
 // Needs VBMI besides AVX-512 F and BW.
-uint64_t InterleaveGroupsAvx512(const uint8_t* colour, uint64_t planeBytes, const uint8_t* depth,
+uint64_t InterleaveGroupsAvx512(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
                                 uint64_t pixels, uint8_t* out);
 
 // Sets the loop for all later calls; null is the plain one alone.

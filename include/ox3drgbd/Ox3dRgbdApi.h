@@ -121,7 +121,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_Stop(void* handle);
  *   nTimeoutMs  how long to wait, milliseconds, handed to the camera-control library as it is
  * Returns OX3D_RGBD_E_PARAMETER for null; OX3D_RGBD_E_STATE when not started or while a frame callback is
  * registered; OX3D_RGBD_E_NO_DATA when no frame came in time (or RGB-D output is on and the frame has no
- * colour); OX3D_RGBD_E_MEMORY when a size does not fit; OX3D_RGBD_E_ALGORITHM when depth cannot be
+ * color); OX3D_RGBD_E_MEMORY when a size does not fit; OX3D_RGBD_E_ALGORITHM when depth cannot be
  * registered, for example below 640 x 480.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_FetchFrame(void* handle, OX3D_RGBD_FRAME_DATA* pstFrame,

@@ -93,8 +93,8 @@ extern "C" {
 
 /* Keys of the library itself, set and read like features of type OX3D_RGBD_PARAM_INT, each 0 or 1. They act
  * on Ethernet devices. */
-#define OX3D_RGBD_KEY_IMAGE_ALIGN "ImageAlign"           /* register depth to colour; default 1 */
-#define OX3D_RGBD_KEY_RESOLUTION_ALIGN "ResolutionAlign" /* scale colour to the depth's size; default 1 */
+#define OX3D_RGBD_KEY_IMAGE_ALIGN "ImageAlign"           /* register depth to color; default 1 */
+#define OX3D_RGBD_KEY_RESOLUTION_ALIGN "ResolutionAlign" /* scale color to the depth's size; default 1 */
 #define OX3D_RGBD_KEY_OUTPUT_RGBD "OutputRgbd"           /* append an RGB-D image; default 0 */
 
 /* Access mode of a feature node. */
@@ -156,7 +156,7 @@ typedef struct OX3D_RGBD_IMAGE_DATA {
 
 #define OX3D_RGBD_MAX_IMAGES 10
 
-/* One frame, 584 bytes: first the main image (depth), then colour, then what else the camera sent. */
+/* One frame, 584 bytes: first the main image (depth), then color, then what else the camera sent. */
 typedef struct OX3D_RGBD_FRAME_DATA {
     uint32_t nImageCount; /* valid entries of stImageData */
     uint32_t nReserved0;

@@ -21,8 +21,8 @@ extern "C" {
  *                  stream type are left alone
  * Runs without the device's lock. While frames are delivered with "ImageAlign" on, the conversion shares
  * their buffers: call it from the frame callback, from the thread that fetches, or switch "ImageAlign" off.
- * A depth image that was registered to the colour camera ("ImageAlign") is seen from there: its points need
- * the colour camera's intrinsics (OX3D_RGBD_GetCalibInfo), not this function.
+ * A depth image that was registered to the color camera ("ImageAlign") is seen from there: its points need
+ * the color camera's intrinsics (OX3D_RGBD_GetCalibInfo), not this function.
  * Returns OX3D_RGBD_E_HANDLE for a bad handle, OX3D_RGBD_E_PARAMETER for null or an image that does not
  * fulfil the above, OX3D_RGBD_E_MEMORY, OX3D_RGBD_E_NO_DATA without a usable calibration file,
  * OX3D_RGBD_E_ALGORITHM when the conversion fails (an image below 640 x 480).

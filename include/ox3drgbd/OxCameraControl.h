@@ -107,7 +107,7 @@ typedef uint32_t OX_XML_AccessMode;
 #define OX_AM_RW 4u
 
 /* Chunk ids that the library understands. */
-#define OX_CHUNK_EXTENDED_IMAGE 0xA5A53D0Bu /* the colour image, behind a header of 32 bytes */
+#define OX_CHUNK_EXTENDED_IMAGE 0xA5A53D0Bu /* the color image, behind a header of 32 bytes */
 #define OX_CHUNK_DEMOSAIC_PAIR 0xA5A53D11u  /* two images stacked in one payload, behind 28 bytes */
 
 /* A device as Ethernet describes it, 200 bytes. IP numbers are host order, first octet in bits 24-31. */

@@ -1,7 +1,7 @@
 /*
  * OxMediaProcess.h - the scaling library libMediaProcess.so.
  *
- * Scales one plane of 8-bit samples. The RGB-D library links against it and scales colour images plane by
+ * Scales one plane of 8-bit samples. The RGB-D library links against it and scales color images plane by
  * plane; a maker's own library of the same name can take its place.
  */
 #ifndef OX_MEDIA_PROCESS_H

@@ -1,5 +1,5 @@
 // Manager.h - CManager, the object behind one device handle: it owns the camera module of one device, the
-// buffers in which frames are assembled, the depth-conversion engine and the colour scaler.
+// buffers in which frames are assembled, the depth-conversion engine and the color scaler.
 //
 // Life: constructed, Init, bound, connected (opened), started and stopped any number of times, DeInit,
 // destroyed. Calls out of order give OX3D_RGBD_E_STATE.
@@ -134,11 +134,11 @@ public:
                                     uint32_t height);
     uint32_t FillFrameData(OX3D_RGBD_FRAME_DATA* frame);
 
-    // ---- Depth and colour: Manager_Depth.cpp, Manager_Align.cpp -----------------------------------------
+    // ---- Depth and color: Manager_Depth.cpp, Manager_Align.cpp -----------------------------------------
     // depthOut may be depthIn; at least one output. (unlocked)
     uint32_t DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                              OX3D_RGBD_IMAGE_DATA* pointCloudOut);
-    uint32_t RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* colour);
+    uint32_t RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color);
 
 private:
     // A buffer that a failed fetch keeps until stop or close gives it back.
@@ -179,7 +179,7 @@ private:
     uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_convertMutex);
     uint32_t EnsureCalibration(uint32_t depthWidth) OX_EXCLUDES(m_convertMutex);
     uint32_t EnsureConverter() OX_REQUIRES(m_convertMutex);
-    uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour);
+    uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color);
 
     // Lifecycle; written under the device lock, the flags also read by the unlocked calls and the delivery
     // thread.

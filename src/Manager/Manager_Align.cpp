@@ -1,4 +1,4 @@
-// Manager_Align.cpp - the colour image scaled plane by plane to the depth image's size.
+// Manager_Align.cpp - the color image scaled plane by plane to the depth image's size.
 #include <cstring>
 
 #include "base/ImageMemory.h"
@@ -18,16 +18,16 @@ uint64_t PixelCount(const OX3D_RGBD_IMAGE_DATA& image) {
 
 } // namespace
 
-uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& colour) {
-    const uint64_t sourceBytes = PixelCount(colour);
+uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
+    const uint64_t sourceBytes = PixelCount(color);
     const uint64_t targetBytes = PixelCount(depth);
     for (uint32_t plane = 0; plane < kPlanes; ++plane) {
         OX_MP_SCALING_PARAM param;
         memset(&param, 0, sizeof(param));
-        param.nSrcWidth = colour.nWidth;
-        param.nSrcHeight = colour.nHeight;
-        param.pSrcData = colour.pData + plane * sourceBytes;
-        param.nSrcLen = colour.nDataLen / kPlanes;
+        param.nSrcWidth = color.nWidth;
+        param.nSrcHeight = color.nHeight;
+        param.pSrcData = color.pData + plane * sourceBytes;
+        param.nSrcLen = color.nDataLen / kPlanes;
         param.nDstWidth = depth.nWidth;
         param.nDstHeight = depth.nHeight;
         param.pDstData = m_alignedColor + plane * targetBytes;
@@ -47,12 +47,12 @@ uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGB
     return OX3D_RGBD_OK;
 }
 
-uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* colour) {
-    if (depth == nullptr || colour == nullptr) {
+uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) {
+    if (depth == nullptr || color == nullptr) {
         OX_LOG_ERROR("[RgbResolutionAlign] param is null, invalid \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (depth->nWidth == colour->nWidth && depth->nHeight == colour->nHeight) {
+    if (depth->nWidth == color->nWidth && depth->nHeight == color->nHeight) {
         OX_LOG_DEBUG("[RgbResolutionAlign]  nWidth and nHeight is same.\r\n");
         return OX3D_RGBD_OK;
     }
@@ -78,18 +78,18 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
                      static_cast<unsigned long long>(needed));
         return OX3D_RGBD_E_MEMORY;
     }
-    if (PixelCount(*colour) > colour->nDataLen / kPlanes) {
+    if (PixelCount(*color) > color->nDataLen / kPlanes) {
         OX_LOG_ERROR("[RgbResolutionAlign] planes of [%u] bytes are too short for %u x %u.\r\n",
-                     colour->nDataLen / kPlanes, colour->nWidth, colour->nHeight);
+                     color->nDataLen / kPlanes, color->nWidth, color->nHeight);
         return OX3D_RGBD_E_MEMORY;
     }
-    const uint32_t status = ScalePlanes(*depth, *colour);
+    const uint32_t status = ScalePlanes(*depth, *color);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
-    colour->nWidth = depth->nWidth;
-    colour->nHeight = depth->nHeight;
-    colour->nDataLen = static_cast<uint32_t>(needed);
-    colour->pData = m_alignedColor;
+    color->nWidth = depth->nWidth;
+    color->nHeight = depth->nHeight;
+    color->nDataLen = static_cast<uint32_t>(needed);
+    color->pData = m_alignedColor;
     return OX3D_RGBD_OK;
 }

@@ -1,4 +1,4 @@
-// Manager_Depth.cpp - depth registered to the colour camera, and depth as a point cloud. One conversion at a
+// Manager_Depth.cpp - depth registered to the color camera, and depth as a point cloud. One conversion at a
 // time: buffers, calibration and engine lie behind the conversion lock.
 #include <cstring>
 #include <new>
@@ -171,7 +171,7 @@ uint32_t CManager::ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_D
     output.targetDepth.height = static_cast<int32_t>(height);
     output.targetDepth.step[0] = static_cast<int32_t>(width);
     if (depthOut != nullptr) {
-        // Registration runs without the colour lens's distortion, which is loaded but never handed on.
+        // Registration runs without the color lens's distortion, which is loaded but never handed on.
         input.transform = m_calibration.m_depthToColor;
         input.targetIntrinsics = m_calibration.m_colorIntrinsics;
         output.targetDepth.data[0] = m_depthBuffer.Data();

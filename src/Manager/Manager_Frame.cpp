@@ -1,5 +1,5 @@
 // Manager_Frame.cpp - one raw frame of the camera library turned into a frame record: chunk images copied,
-// image records filled in a fixed order, depth and colour aligned, RGB-D interleaved.
+// image records filled in a fixed order, depth and color aligned, RGB-D interleaved.
 //
 // Runs under the callback lock or the frame mutex of the delivery path.
 #include <cstring>
@@ -185,14 +185,13 @@ uint32_t CManager::AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) {
         return OX3D_RGBD_E_MEMORY;
     }
     const OX3D_RGBD_IMAGE_DATA& depth = frame->stImageData[0];
-    const OX3D_RGBD_IMAGE_DATA& colour = frame->stImageData[1];
+    const OX3D_RGBD_IMAGE_DATA& color = frame->stImageData[1];
     const uint64_t pixels = static_cast<uint64_t>(depth.nWidth) * depth.nHeight;
     if (pixels > kMaxImageBytes / kRgbdPixelBytes || !m_rgbdImage.Grow(pixels * kRgbdPixelBytes)) {
         OX_LOG_ERROR("[FillFrameData] New m_pRgbdImageData buf fail.\r\n");
         return OX3D_RGBD_E_MEMORY;
     }
-    InterleaveRgbd({colour.pData, colour.nDataLen}, {depth.pData, depth.nDataLen}, pixels,
-                   m_rgbdImage.Data());
+    InterleaveRgbd({color.pData, color.nDataLen}, {depth.pData, depth.nDataLen}, pixels, m_rgbdImage.Data());
 
     OX3D_RGBD_IMAGE_DATA* image = Append(frame);
     image->enImageType = OX3D_RGBD_PIXEL_RGBD;

@@ -16,7 +16,7 @@ constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr uint64_t kImageBufferBytes = 0xA00000;
 constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
 
-// What a camera is switched to after opening: RGB-D output, the colour image as chunk data, and on USB the
+// What a camera is switched to after opening: RGB-D output, the color image as chunk data, and on USB the
 // demosaic pair as well.
 struct FeatureStep {
     const char* m_key;

@@ -62,7 +62,7 @@ protected:
         for (const char* key : {"ImageAlign", "ResolutionAlign", "OutputRgbd"}) {
             ASSERT_EQ(SetSwitch(key, 1), OX3D_RGBD_OK);
         }
-        m_raw.AddColour(1920, 1080);
+        m_raw.AddColor(1920, 1080);
     }
 
     CRawFrame m_raw{1280, 720};

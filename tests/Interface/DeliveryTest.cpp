@@ -93,7 +93,7 @@ TEST_F(Delivery, APushedFrameIsTheCamerasBufferInAWholeRecord) {
     ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
     Start();
     CRawFrame frame(64, 48, 5);
-    frame.AddColour(64, 48);
+    frame.AddColor(64, 48);
     Deliver(frame);
     ASSERT_EQ(receiver.m_count, 1);
     EXPECT_EQ(receiver.m_last.nImageCount, 2u);
@@ -123,11 +123,11 @@ TEST_F(Delivery, AFrameThatCannotBeAssembledIsNotPushed) {
     ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
     Start();
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
-    CRawFrame frame(64, 48); // no colour
+    CRawFrame frame(64, 48); // no color
     EXPECT_EQ(LinesOf([&] { Deliver(frame); }).back(), "[ImageCallBack] FillFrameData fail [0x80060006]");
     EXPECT_EQ(receiver.m_count, 0);
     CRawFrame good(64, 48, 2);
-    good.AddColour(64, 48);
+    good.AddColor(64, 48);
     Deliver(good);
     EXPECT_EQ(receiver.m_count, 1);
 }
@@ -209,7 +209,7 @@ TEST_F(Delivery, AFetchWithoutMemoryKeepsTheCamerasBufferUntilStop) {
     EXPECT_EQ(Ledger().nLentFrames, 0u);
 }
 
-TEST_F(Delivery, ColourWithoutMemoryIsLeftOutAndTheNextFrameHasIt) {
+TEST_F(Delivery, ColorWithoutMemoryIsLeftOutAndTheNextFrameHasIt) {
     Start();
     CRawFrame frame(64, 48, 1);
     std::vector<uint8_t> chunk(64, 0);
@@ -222,7 +222,7 @@ TEST_F(Delivery, ColourWithoutMemoryIsLeftOutAndTheNextFrameHasIt) {
     }
     EXPECT_EQ(m_frame.nImageCount, 1u);
     CRawFrame good(64, 48, 2);
-    good.AddColour(64, 48);
+    good.AddColor(64, 48);
     ASSERT_EQ(Fetch(good), OX3D_RGBD_OK);
     EXPECT_EQ(m_frame.nImageCount, 2u);
 }

@@ -1,11 +1,11 @@
-// What becomes of a camera's raw frame: main image, chunk images, RGB-D, colour scaled to the depth's size,
-// depth registered to the colour camera.
+// What becomes of a camera's raw frame: main image, chunk images, RGB-D, color scaled to the depth's size,
+// depth registered to the color camera.
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-constexpr uint32_t kColourChunk = OX_CHUNK_EXTENDED_IMAGE;
+constexpr uint32_t kColorChunk = OX_CHUNK_EXTENDED_IMAGE;
 constexpr uint32_t kPairChunk = OX_CHUNK_DEMOSAIC_PAIR;
 
 Bytes BytesOf(const OX3D_RGBD_IMAGE_DATA& image) {
@@ -64,11 +64,11 @@ protected:
     }
 };
 
-TEST_F(Assembly, TheMainImageComesFirstAndTheColourImageFromItsChunk) {
+TEST_F(Assembly, TheMainImageComesFirstAndTheColorImageFromItsChunk) {
     CRawFrame frame(64, 48, 7);
     frame.Main() = Ramp(frame.Main().size());
     frame.m_info.enPixelType = 0x55555555011000B8; // the low half counts
-    const Bytes& chunk = frame.AddColour(40, 30, 5);
+    const Bytes& chunk = frame.AddColor(40, 30, 5);
     FetchImages(frame, 2);
     ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 64, 48, OX3D_RGBD_STREAM_NONE, frame.Main());
     ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 40, 30, OX3D_RGBD_STREAM_NONE, Ramp(3600, 5));
@@ -77,14 +77,14 @@ TEST_F(Assembly, TheMainImageComesFirstAndTheColourImageFromItsChunk) {
     memcpy(&word, chunk.data() + 12, sizeof(word));
     EXPECT_EQ(word, 3600u) << "the payload's length is noted in the chunk";
     CRawFrame bare(64, 48, 8);
-    FetchImages(bare, 1); // colour is not repeated
+    FetchImages(bare, 1); // color is not repeated
 }
 
 TEST_F(Assembly, TheLastOfTwoChunksCountsAndUnknownOnesAreSkipped) {
     CRawFrame frame(64, 48);
-    frame.AddColour(40, 30, 5);
+    frame.AddColor(40, 30, 5);
     frame.AddChunk(0xA5A53D99, 32, 1, 1, 10);
-    frame.AddColour(20, 10, 9);
+    frame.AddColor(20, 10, 9);
     frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96); // of USB cameras only
     EXPECT_EQ(LinesOf([&] { FetchImages(frame, 2); }),
               Lines{"[UpdateChunkDataToLocalInput] unSupport trunk ID(0xa5a53d99)."});
@@ -94,8 +94,8 @@ TEST_F(Assembly, TheLastOfTwoChunksCountsAndUnknownOnesAreSkipped) {
 TEST_F(Assembly, NullAndShortChunksAreSkipped) {
     CRawFrame frame(64, 48);
     Bytes shortChunk(31, 0xEE);
-    frame.AddRecord(nullptr, kColourChunk, 1000);
-    frame.AddRecord(shortChunk.data(), kColourChunk, 31);
+    frame.AddRecord(nullptr, kColorChunk, 1000);
+    frame.AddRecord(shortChunk.data(), kColorChunk, 31);
     frame.AddRecord(shortChunk.data(), kPairChunk, 27);
     EXPECT_EQ(LinesOf([&] { FetchImages(frame, 1); }).size(), 3u);
     EXPECT_EQ(shortChunk, Bytes(31, 0xEE)) << "nothing is written back";
@@ -114,9 +114,9 @@ TEST_F(Assembly, ACountWithoutChunksIsLoggedAndTheFrameGoesOn) {
 }
 
 TEST_F(Assembly, ImagesBeyondTheFirstBuffersArrive) {
-    CRawFrame large(3000, 2000, 1); // 12,000,000 bytes of depth, 5 MiB of colour
+    CRawFrame large(3000, 2000, 1); // 12,000,000 bytes of depth, 5 MiB of color
     large.Main() = Ramp(large.Main().size());
-    large.AddChunk(kColourChunk, 32, 1, 1, 5 << 20);
+    large.AddChunk(kColorChunk, 32, 1, 1, 5 << 20);
     FetchImages(large, 2);
     ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 3000, 2000, OX3D_RGBD_STREAM_NONE, large.Main());
     ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 1, 1, OX3D_RGBD_STREAM_NONE, Ramp(5 << 20));
@@ -128,7 +128,7 @@ TEST_F(Assembly, ImagesBeyondTheFirstBuffersArrive) {
 
 TEST_F(UsbAssembly, EachImageNamesItsStreamAndThePairStaysOnceItCame) {
     CRawFrame frame(64, 48, 1);
-    frame.AddColour(40, 30);
+    frame.AddColor(40, 30);
     frame.AddChunk(kPairChunk, 28, 64, 96, 64 * 96, 3);
     FetchImages(frame, 4);
     ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 64, 48, OX3D_RGBD_STREAM_DEPTH, frame.Main());
@@ -171,7 +171,7 @@ TEST_F(Assembly, RgbdWeavesThreePlanesAndDepth) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
     CRawFrame frame(1280, 720, 3); // 4.6 MB, more than the first buffer
     frame.Main() = Ramp(frame.Main().size(), 77);
-    frame.AddColour(1280, 720, 5);
+    frame.AddColor(1280, 720, 5);
     FetchImages(frame, 3);
     Bytes expected;
     const size_t pixels = size_t{1280} * 720;
@@ -186,7 +186,7 @@ TEST_F(Assembly, RgbdWeavesThreePlanesAndDepth) {
 TEST_F(Assembly, RgbdReadsZerosWhereThePlanesEnd) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
     CRawFrame frame(4, 1, 1, 0x0201);
-    frame.AddChunk(kColourChunk, 32, 4, 1, 6, 10); // 6 of 12 bytes
+    frame.AddChunk(kColorChunk, 32, 4, 1, 6, 10); // 6 of 12 bytes
     FetchImages(frame, 3);
     EXPECT_EQ(BytesOf(Image(2)), (Bytes{10, 14, 0, 1, 2, 11, 15, 0, 1, 2, 12, 0, 0, 1, 2, 13, 0, 0, 1, 2}));
 }
@@ -196,22 +196,22 @@ TEST_F(Assembly, RgbdNeedsASecondImage) {
     CRawFrame frame(64, 48);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(Ledger().nLentFrames, 0u);
-    frame.AddColour(64, 48);
+    frame.AddColor(64, 48);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_OK) << "the next good frame works";
 }
 
 TEST_F(UsbAssembly, RgbdAndAlignmentsAreForEthernetCamerasOnly) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
     CRawFrame frame(640, 480);
-    frame.AddColour(40, 30);
+    frame.AddColor(40, 30);
     FetchImages(frame, 2);
     ExpectImage(0, OX3D_RGBD_PIXEL_DEPTH16, 640, 480, OX3D_RGBD_STREAM_DEPTH, frame.Main());
     EXPECT_EQ(Image(1).nWidth, 40u);
 }
 
-// ---- Colour scaled to the depth's size -------------------------------------------------------------------
+// ---- Color scaled to the depth's size -------------------------------------------------------------------
 
-class ColourAlign : public Assembly {
+class ColorAlign : public Assembly {
 protected:
     void SetUp() override {
         Assembly::SetUp();
@@ -219,9 +219,9 @@ protected:
     }
 };
 
-TEST_F(ColourAlign, TheColourImageGetsTheDepthsSizePlaneByPlane) {
+TEST_F(ColorAlign, TheColorImageGetsTheDepthsSizePlaneByPlane) {
     CRawFrame frame(1280, 720, 4);
-    Bytes& chunk = frame.AddColour(1920, 1080);
+    Bytes& chunk = frame.AddColor(1920, 1080);
     for (size_t plane = 0; plane < 3; ++plane) { // a plane of one value keeps it through any scaler
         memset(chunk.data() + 32 + plane * 1920 * 1080, static_cast<int>(50 * (plane + 1)), 1920 * 1080);
     }
@@ -233,29 +233,29 @@ TEST_F(ColourAlign, TheColourImageGetsTheDepthsSizePlaneByPlane) {
     ExpectImage(1, OX3D_RGBD_PIXEL_RGB8_PLANAR, 1280, 720, OX3D_RGBD_STREAM_NONE, expected);
 }
 
-TEST_F(ColourAlign, AnImageOfTheDepthsSizeIsLeftAlone) {
+TEST_F(ColorAlign, AnImageOfTheDepthsSizeIsLeftAlone) {
     CRawFrame frame(64, 48);
-    frame.AddChunk(kColourChunk, 32, 64, 48, 10); // too short to be scaled, had it to be
+    frame.AddChunk(kColorChunk, 32, 64, 48, 10); // too short to be scaled, had it to be
     ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
     EXPECT_EQ(Image(1).nDataLen, 10u);
 }
 
-TEST_F(ColourAlign, ShortPlanesFailTheFrame) {
+TEST_F(ColorAlign, ShortPlanesFailTheFrame) {
     CRawFrame frame(64, 48);
-    frame.AddChunk(kColourChunk, 32, 40, 30, 40 * 30 * 3 - 1);
+    frame.AddChunk(kColorChunk, 32, 40, 30, 40 * 30 * 3 - 1);
     EXPECT_LAST_LINE(Fetch(frame), OX3D_RGBD_E_MEMORY, "[FetchFrame] FillFrameData fail [0x80060005]");
     EXPECT_EQ(Ledger().nLentFrames, 0u);
     for (const auto& [width, height] : {std::pair{0x10000u, 0x10000u}, std::pair{0xFFFFFFFFu, 0xFFFFFFFFu}}) {
         CRawFrame huge(64, 48);
-        huge.AddChunk(kColourChunk, 32, width, height, 100);
+        huge.AddChunk(kColorChunk, 32, width, height, 100);
         EXPECT_EQ(Fetch(huge), OX3D_RGBD_E_MEMORY);
     }
 }
 
-TEST_F(ColourAlign, TheBufferKeepsTheSizeOfTheFirstAlignment) {
+TEST_F(ColorAlign, TheBufferKeepsTheSizeOfTheFirstAlignment) {
     const auto fetch = [&](uint16_t width, uint16_t height) {
         CRawFrame frame(width, height);
-        frame.AddColour(200, 100);
+        frame.AddColor(200, 100);
         return Fetch(frame);
     };
     EXPECT_EQ(fetch(64, 48), OX3D_RGBD_OK);
@@ -264,7 +264,7 @@ TEST_F(ColourAlign, TheBufferKeepsTheSizeOfTheFirstAlignment) {
     EXPECT_EQ(Image(1).nDataLen, 32u * 24 * 3);
 }
 
-// ---- Depth registered to the colour camera ---------------------------------------------------------------
+// ---- Depth registered to the color camera ---------------------------------------------------------------
 
 class DepthAlign : public Frames {
 protected:

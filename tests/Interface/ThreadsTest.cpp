@@ -27,7 +27,7 @@ protected:
         OpenAndStart();
         ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
         ASSERT_EQ(SetSwitch("ResolutionAlign", 0), OX3D_RGBD_OK);
-        m_raw.AddColour(64, 48, 7);
+        m_raw.AddColor(64, 48, 7);
     }
     using FrameWork = std::function<void(OX3D_RGBD_FRAME_DATA*)>;
     // The work of the next callbacks.
@@ -284,7 +284,7 @@ protected:
 
 TEST_F(Rounds, LeaveNoMemoryThreadOrFile) {
     CRawFrame frame(640, 480, 1, 0); // a depth of 0 costs no time
-    frame.AddColour(320, 240);
+    frame.AddColor(320, 240);
     for (int i = 0; i < kRounds / 10; ++i) {
         Round(frame);
     }

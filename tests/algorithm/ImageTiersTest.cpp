@@ -201,20 +201,20 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
     ox3d::PngSize size;
     std::string error;
     std::vector<Depth> depths;
-    std::vector<Bytes> colours(2);
+    std::vector<Bytes> colors(2);
     for (const char* name : {"/office/depth/000000.png", "/desk/depth/000000.png"}) {
         std::vector<uint16_t> samples;
         ASSERT_TRUE(ox3d::ReadDepthPng(folder + name, &size, &samples, &error)) << error;
         depths.emplace_back(samples.begin(), samples.end());
     }
     const ZQA_SIZE extent{static_cast<int32_t>(size.m_width), static_cast<int32_t>(size.m_height)};
-    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/office/color/000000.png", &size, &colours[0], &error)) << error;
-    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/desk/color/000000.png", &size, &colours[1], &error)) << error;
+    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/office/color/000000.png", &size, &colors[0], &error)) << error;
+    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/desk/color/000000.png", &size, &colors[1], &error)) << error;
     ASSERT_EQ(static_cast<int32_t>(size.m_width), extent.width);
     for (const int32_t mode : {1, 2, 3}) {
         const int32_t config[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS] = {
             5, 5, extent.width - 6, extent.height - 6, 11, mode, 60, 1, 70, 0, 64};
-        ASSERT_NO_FATAL_FAILURE(Compare([&] { return FuseFrames(extent, depths, colours, config); }));
+        ASSERT_NO_FATAL_FAILURE(Compare([&] { return FuseFrames(extent, depths, colors, config); }));
     }
     ASSERT_NO_FATAL_FAILURE(Compare([&] {
         std::vector<int64_t> zeros; // of each row, from an odd sample on
@@ -237,7 +237,7 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
               0);
     ASSERT_NO_FATAL_FAILURE(Compare([&] {
         Bytes dst(index.size());
-        OXB3D_BINOSTEREO_RCT_RectifyImage(colours[0].data(), index.data(), weights.data(), extent.width,
+        OXB3D_BINOSTEREO_RCT_RectifyImage(colors[0].data(), index.data(), weights.data(), extent.width,
                                           extent.height, dst.data());
         return dst;
     }));

@@ -121,7 +121,7 @@ inline Picture PictureOf(const Grey& grey, int32_t width) {
     return {width, static_cast<int32_t>(grey.size()) / width, {grey.begin(), grey.end()}};
 }
 
-// The green of a colour image.
+// The green of a color image.
 inline Picture ReadPicture(const std::string& path) {
     ox3d::PngSize size;
     Grey planes;

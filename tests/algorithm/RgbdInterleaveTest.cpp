@@ -54,18 +54,18 @@ TEST_P(RgbdInterleave, WeavesPlanesAndDepthIntoFiveBytesAPixel) {
         const uint64_t start = pixels % 33;
         // Sources of exactly their size, or one byte short, in blocks of their own; no byte beyond is written.
         const uint64_t lacking = pixels > 0 && pixels % 4 == 0 ? 1 : 0;
-        const std::vector<uint8_t> colour(bytes.begin(),
-                                          bytes.begin() + static_cast<long>(start + 3 * pixels - lacking));
+        const std::vector<uint8_t> color(bytes.begin(),
+                                         bytes.begin() + static_cast<long>(start + 3 * pixels - lacking));
         const std::vector<uint8_t> depth(bytes.end() - static_cast<long>(start + 2 * pixels), bytes.end());
         std::vector<uint8_t> out(start + kRgbdPixelBytes * pixels + 1, 0xA5);
-        InterleaveRgbd({colour.data() + start, colour.size() - start},
+        InterleaveRgbd({color.data() + start, color.size() - start},
                        {depth.data() + start, depth.size() - start}, pixels, out.data() + start);
         EXPECT_EQ(out.back(), 0xA5);
         for (uint64_t p = 0; p < pixels; ++p) {
             const uint8_t* woven = out.data() + start + kRgbdPixelBytes * p;
             for (uint64_t plane = 0; plane < 3; ++plane) {
                 const uint64_t at = start + p + plane * pixels;
-                ASSERT_EQ(woven[plane], at < colour.size() ? colour[at] : 0) << p;
+                ASSERT_EQ(woven[plane], at < color.size() ? color[at] : 0) << p;
             }
             ASSERT_EQ(woven[3], depth[start + 2 * p]) << p;
             ASSERT_EQ(woven[4], depth[start + 2 * p + 1]) << p;
@@ -81,13 +81,13 @@ TEST_P(RgbdInterleave, GivesTheDefinitionsBytesForARecording) {
     ox3d::PngSize size;
     std::string error;
     std::vector<uint16_t> depth;
-    std::vector<uint8_t> colour;
+    std::vector<uint8_t> color;
     ASSERT_TRUE(ox3d::ReadDepthPng(folder + "/depth/000000.png", &size, &depth, &error)) << error;
-    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/color/000000.png", &size, &colour, &error)) << error;
-    const uint64_t pixels = std::min(depth.size(), colour.size() / 3);
+    ASSERT_TRUE(ox3d::ReadColorPng(folder + "/color/000000.png", &size, &color, &error)) << error;
+    const uint64_t pixels = std::min(depth.size(), color.size() / 3);
     const auto woven = [&] {
         std::vector<uint8_t> out(kRgbdPixelBytes * pixels);
-        InterleaveRgbd({colour.data(), 3 * pixels},
+        InterleaveRgbd({color.data(), 3 * pixels},
                        {reinterpret_cast<const uint8_t*>(depth.data()), 2 * pixels}, pixels, out.data());
         return out;
     };

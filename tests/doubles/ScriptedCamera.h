@@ -114,7 +114,7 @@ inline OX_CC_DEVICE_INFO UsbDevice(const std::string& serial, const std::string&
     return device;
 }
 
-// Two sets: 640 x 480 with a focal length of 500, and 1280 x 720 with 1000. The colour camera is moved by
+// Two sets: 640 x 480 with a focal length of 500, and 1280 x 720 with 1000. The color camera is moved by
 // (21, 1, 0), which at a depth of 1000 is 10.5 columns and half a row of the first set.
 inline const char* const kCalibration = R"(<?xml version="1.0"?>
 <Calib>
@@ -163,7 +163,7 @@ public:
         AddRecord(bytes.data(), id, static_cast<uint32_t>(bytes.size()));
         return bytes;
     }
-    std::vector<uint8_t>& AddColour(uint32_t width, uint32_t height, uint8_t first = 0) {
+    std::vector<uint8_t>& AddColor(uint32_t width, uint32_t height, uint8_t first = 0) {
         return AddChunk(OX_CHUNK_EXTENDED_IMAGE, 32, width, height, size_t{width} * height * 3, first);
     }
     void AddRecord(uint8_t* data, uint32_t id, uint32_t lengthBytes) {

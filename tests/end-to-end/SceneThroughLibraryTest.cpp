@@ -59,7 +59,7 @@ double Median(std::vector<double> values) {
     return *middle;
 }
 
-// Whether the depth camera meets the point that the colour camera sees at (x, y).
+// Whether the depth camera meets the point that the color camera sees at (x, y).
 bool BothSee(const CSceneTruth& truth, uint64_t state, double x, double y, double depthMm) {
     const RgbdCalibration set = truth.Calibration();
     const double p[3] = {(x - set.m_color.m_cx) / set.m_color.m_fx * depthMm - set.m_translationMm[0],

@@ -72,7 +72,7 @@ private:
 
 constexpr uint32_t kCycle = 8; // frames that differ, over and over
 
-// The camera of 8.06 MB frames: 1280 x 720 depth, 1920 x 1080 colour.
+// The camera of 8.06 MB frames: 1280 x 720 depth, 1920 x 1080 color.
 inline std::string BigCamera() {
     return "serial=BIG,width=1280,height=720,color_width=1920,color_height=1080,cycle=" +
            std::to_string(kCycle);
@@ -96,7 +96,7 @@ public:
         }
     }
     const std::string& CalibrationXml() const { return m_source->CalibrationXml(); }
-    // Every byte of depth and colour.
+    // Every byte of depth and color.
     bool IsShownBy(const OX3D_RGBD_FRAME_DATA& frame) const;
 
 private:

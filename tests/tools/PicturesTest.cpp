@@ -56,7 +56,7 @@ DepthImage BoxOnFloor(const Box& box) {
     return depth;
 }
 
-// The raster that registration leaves where the colour image has 1.5 times as many pixels in each direction.
+// The raster that registration leaves where the color image has 1.5 times as many pixels in each direction.
 void LeaveRaster(DepthImage& depth) {
     for (uint32_t y = 0; y < depth.m_height; ++y) {
         for (uint32_t x = 0; x < depth.m_width; ++x) {

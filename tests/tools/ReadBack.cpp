@@ -15,7 +15,7 @@ namespace {
     throw std::runtime_error(message);
 }
 
-// Reads a file that has this bit depth and colour type into rows of `rowBytes` each.
+// Reads a file that has this bit depth and color type into rows of `rowBytes` each.
 template <typename Sample>
 ox3dtool::Image<Sample> ReadPng(const std::string& name, int bitDepth, int colorType) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rb"), std::fclose);

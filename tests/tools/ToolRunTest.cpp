@@ -71,7 +71,7 @@ TEST_F(ToolRun, InfoShowsRecordFeaturesAndBothCalibrations) {
     EXPECT_EQ(run.m_code, 0) << run.m_output;
     EXPECT_THAT(run.m_output, AllOf(HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
                                     HasSubstr("Calibration of the depth sensor\n  image  "),
-                                    HasSubstr("Calibration of the colour sensor\n  image  ")));
+                                    HasSubstr("Calibration of the color sensor\n  image  ")));
     EXPECT_TRUE(fs::is_empty(m_folder.Path()));
 }
 

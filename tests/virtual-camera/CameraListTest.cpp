@@ -85,7 +85,7 @@ TEST_P(CameraListFault, NamesTheLineAndLeavesOutThatCameraOnly) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, CameraListFault,
     testing::Values(
-        BadLine{"colour = red", "unknown key 'colour'"}, BadLine{"serial", "expected key = value"},
+        BadLine{"color = red", "unknown key 'color'"}, BadLine{"serial", "expected key = value"},
         BadLine{"serial =", "serial must be"}, BadLine{"serial = 1234567890123456", "serial must be"},
         BadLine{"model = \x07", "model must be"}, BadLine{"transport = wifi", "gige or usb"},
         BadLine{"ip = 1.2.3", "IPv4"}, BadLine{"ip = 1.2.3.256", "IPv4"}, BadLine{"ip = 1.2.3.4.5", "IPv4"},

@@ -75,7 +75,7 @@ TEST(Frames, AreNumberedFromOneAfterEachStartAndShowTheirOwnImage) {
     }
 }
 
-TEST(Frames, CarryColourOnlyWhenEverySwitchIsOn) {
+TEST(Frames, CarryColorOnlyWhenEverySwitchIsOn) {
     for (int off = 0; off < 4; ++off) {
         CFakeCamera camera;
         EnableRgbd(camera);

@@ -48,7 +48,7 @@ public:
 
     void* Handle() const { return m_handle; }
     const DeviceRecord& Record() const { return m_record; }
-    // Whether the library registers this camera's depth to its colour image.
+    // Whether the library registers this camera's depth to its color image.
     bool IsRegistered() const { return m_record.nDeviceType == OX3D_RGBD_DEVICE_ETHERNET; }
     // Whether the camera has reported its own loss.
     bool IsLost() const { return m_isLost.load(); }

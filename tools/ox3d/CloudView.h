@@ -8,7 +8,7 @@ namespace ox3dtool {
 
 // Two views in one picture: at the left obliquely from above, in perspective; at the right from the side,
 // without perspective, above a ruler in metres along the camera's view. The camera is drawn as a small
-// pyramid. Clouds without colours are coloured by distance, near red to far blue.
+// pyramid. Clouds without colors are colored by distance, near red to far blue.
 RgbImage CloudPicture(const PointCloud& cloud);
 
 } // namespace ox3dtool

@@ -1,4 +1,4 @@
-// The colour map: a rainbow whose lightness rises to the middle and falls again, read from far to near.
+// The color map: a rainbow whose lightness rises to the middle and falls again, read from far to near.
 #include "tools/ox3d/ColorMap.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Colours for depth: near is red, far is blue, no data is black.
+// Colors for depth: near is red, far is blue, no data is black.
 #ifndef OX3D_TOOL_COLOR_MAP_H
 #define OX3D_TOOL_COLOR_MAP_H
 
@@ -6,20 +6,20 @@
 
 namespace ox3dtool {
 
-// The depths between which colours run, millimetres. Depths outside take the colour of the nearer end.
+// The depths between which colors run, millimetres. Depths outside take the color of the nearer end.
 struct DepthRange {
     uint32_t m_nearMm = 0;
     uint32_t m_farMm = 1;
 };
 
 // From the first to the ninety-ninth percentile of the valid samples, so that a few stray ones do not eat
-// the colours. Without any valid sample 0 to 1000.
+// the colors. Without any valid sample 0 to 1000.
 DepthRange RangeOf(const DepthImage& depth);
 
 // position 0 = near, 1 = far; outside is clamped.
 Rgb MapColor(float position);
 
-// The colour of one sample; black for 0.
+// The color of one sample; black for 0.
 Rgb DepthColor(uint16_t depthMm, const DepthRange& range);
 
 } // namespace ox3dtool

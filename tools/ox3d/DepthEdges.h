@@ -8,7 +8,7 @@ namespace ox3dtool {
 
 // Marks thin lines along the steps. Slanted surfaces give none, however steep, and neither do the gaps of a
 // registered depth image: strips hidden beside near things, and the raster of single missing samples where
-// the colour image has the finer pixels.
+// the color image has the finer pixels.
 MaskImage FindDepthEdges(const DepthImage& depth);
 
 } // namespace ox3dtool

@@ -1,4 +1,4 @@
-// Depth as a picture for people: colour-mapped, with a scale bar beside it.
+// Depth as a picture for people: color-mapped, with a scale bar beside it.
 #ifndef OX3D_TOOL_DEPTH_VIEW_H
 #define OX3D_TOOL_DEPTH_VIEW_H
 
@@ -12,7 +12,7 @@ namespace ox3dtool {
 // Round numbers (1, 2 or 5 times a power of ten apart) inside the range, ascending; at most `most` of them.
 std::vector<uint32_t> TicksOf(const DepthRange& range, uint32_t most);
 
-// The colour-mapped image with a scale bar at its right whose ticks are labelled in millimetres.
+// The color-mapped image with a scale bar at its right whose ticks are labelled in millimetres.
 RgbImage DepthPicture(const DepthImage& depth);
 
 } // namespace ox3dtool

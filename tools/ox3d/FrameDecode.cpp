@@ -8,7 +8,7 @@ namespace ox3dtool {
 namespace {
 
 constexpr uint32_t kMaxSidePixels = 16384;
-// GenICam pixel formats that cameras send as colour, besides OX3D_RGBD_PIXEL_RGB8_PLANAR.
+// GenICam pixel formats that cameras send as color, besides OX3D_RGBD_PIXEL_RGB8_PLANAR.
 constexpr uint32_t kMono8 = 0x01080001;
 constexpr uint32_t kRgb8 = 0x02180014;
 constexpr uint32_t kBgr8 = 0x02180015;

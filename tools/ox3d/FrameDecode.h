@@ -11,7 +11,7 @@ namespace ox3dtool {
 // The frame's depth image, copied; empty when there is none or its sizes do not agree with its bytes.
 DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame);
 
-// The frame's colour image, copied: planar RGB, packed RGB or BGR, or grey. Empty as above.
+// The frame's color image, copied: planar RGB, packed RGB or BGR, or grey. Empty as above.
 RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame);
 
 // The record of the depth image, or null.

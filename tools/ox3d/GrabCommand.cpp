@@ -107,7 +107,7 @@ EExitCode CGrab::FetchAll() {
 }
 
 // Depth that is not registered keeps the depth camera's view, and nothing tells where its points are seen in
-// colour: its cloud has no colours rather than wrong ones.
+// color: its cloud has no colors rather than wrong ones.
 void CGrab::AddUnregisteredCloud(GrabbedFrame& frame) const {
     OX3D_RGBD_IMAGE_DATA depth{};
     depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
@@ -131,7 +131,7 @@ void CGrab::AddCloud(GrabbedFrame& frame) const {
     } else if (m_colorCalib) {
         frame.m_cloud = CloudFromRegistered(frame.m_depth, &frame.m_color, *m_colorCalib);
     } else {
-        std::fputs("ox3d: no point cloud: the camera's colour calibration is missing\n", stderr);
+        std::fputs("ox3d: no point cloud: the camera's color calibration is missing\n", stderr);
     }
 }
 
@@ -148,8 +148,7 @@ void CGrab::WriteLast(const std::filesystem::path& folder) {
 void CGrab::Report(const std::vector<std::string>& files) const {
     std::printf("%s\n", m_stats.Summary().c_str());
     if (!m_last.m_isRegistered && !files.empty()) {
-        std::puts(
-            "depth of USB cameras is not registered to colour: no overlay, and a cloud without colours");
+        std::puts("depth of USB cameras is not registered to color: no overlay, and a cloud without colors");
     }
     for (const std::string& file : files) {
         std::printf("  %s\n", (m_options.m_out / file).c_str());

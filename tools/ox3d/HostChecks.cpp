@@ -14,7 +14,7 @@ namespace ox3dtool {
 namespace {
 
 constexpr uint64_t kMiB = uint64_t{1} << 20;
-constexpr uint64_t kAssumedFrameBytes = 8 * kMiB; // depth and colour of a camera that cannot be asked
+constexpr uint64_t kAssumedFrameBytes = 8 * kMiB; // depth and color of a camera that cannot be asked
 constexpr uint64_t kMostFrameBytes = 1024 * kMiB; // a camera that says more is not believed
 constexpr uint32_t kJumboMtuBytes = 9000;
 constexpr uint32_t kJumboEnoughBytes = 8000; // packets from here on count as large

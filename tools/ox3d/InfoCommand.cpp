@@ -111,7 +111,7 @@ EExitCode RunInfo(const ProviderChoice& provider, const std::string& serial) {
     PrintRecord(camera.Record());
     PrintFeatures(camera);
     PrintCalibration(camera, "Calibration of the depth sensor", OX3D_RGBD_CALIB_DEPTH);
-    PrintCalibration(camera, "Calibration of the colour sensor", OX3D_RGBD_CALIB_COLOR);
+    PrintCalibration(camera, "Calibration of the color sensor", OX3D_RGBD_CALIB_COLOR);
     return kExitOk;
 }
 

@@ -1,4 +1,4 @@
-// Depth edges on colour.
+// Depth edges on color.
 #include "tools/ox3d/Overlay.h"
 
 #include "tools/ox3d/DepthEdges.h"

@@ -1,4 +1,4 @@
-// Edges of registered depth drawn onto colour: where registration is right they lie on the outlines of the
+// Edges of registered depth drawn onto color: where registration is right they lie on the outlines of the
 // same things.
 #ifndef OX3D_TOOL_OVERLAY_H
 #define OX3D_TOOL_OVERLAY_H
@@ -7,7 +7,7 @@
 
 namespace ox3dtool {
 
-// The colour image, toned down, with the depth's edges. Both images of one size.
+// The color image, toned down, with the depth's edges. Both images of one size.
 RgbImage OverlayPicture(const RgbImage& color, const DepthImage& depth);
 
 } // namespace ox3dtool

@@ -9,7 +9,7 @@
 namespace ox3dtool {
 
 // Binary little-endian PLY: x, y, z as floats in metres, then red, green, blue as bytes where the cloud has
-// colour. Throws CToolError when the file cannot be written.
+// color. Throws CToolError when the file cannot be written.
 void WritePly(const std::string& file, const PointCloud& cloud);
 
 } // namespace ox3dtool

@@ -19,17 +19,17 @@ struct CloudPoint {
 
 struct PointCloud {
     std::vector<CloudPoint> m_points;
-    bool m_hasColor = false; // without, the points' colours mean nothing
+    bool m_hasColor = false; // without, the points' colors mean nothing
 };
 
-// The cloud of a depth image that was registered to the colour camera and is therefore seen from there: its
-// points need the colour camera's intrinsics. Lens distortion stays out, as it does in registration. color
+// The cloud of a depth image that was registered to the color camera and is therefore seen from there: its
+// points need the color camera's intrinsics. Lens distortion stays out, as it does in registration. color
 // may be null; where it has another size it is sampled.
 PointCloud CloudFromRegistered(const DepthImage& depth, const RgbImage* color,
                                const OX3D_RGBD_CALIB_INFO& colorCalib);
 
 // The cloud of an organised point image in millimetres (OX3D_RGBD_PIXEL_POINT_CLOUD); points at Z = 0 are
-// left out. Without colours: the depth is not registered to anything.
+// left out. Without colors: the depth is not registered to anything.
 PointCloud CloudFromPointImage(const OX3D_RGBD_IMAGE_DATA& points);
 
 } // namespace ox3dtool

@@ -15,7 +15,7 @@ struct GrabbedFrame {
     uint32_t m_frameNum = 0;
     DepthImage m_depth;
     RgbImage m_color;            // empty when the frame has none
-    bool m_isRegistered = false; // the depth is seen from the colour camera, at the same pixels
+    bool m_isRegistered = false; // the depth is seen from the color camera, at the same pixels
     PointCloud m_cloud;          // without points when it cannot be computed
 };
 

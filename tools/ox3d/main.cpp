@@ -25,10 +25,10 @@ constexpr const char* kFooter =
     "Frames get lost? Start with \"ox3d doctor\" and \"ox3d network\"; docs/network.md has the rest.";
 
 constexpr const char* kGrabFooter =
-    "Writes of the last good frame: depth.png (16 bits, millimetres, 0 = no data), depth_color.png (colours\n"
-    "with a scale in mm), color.png, overlay.png (edges of the depth on colour), cloud.ply (metres, camera\n"
+    "Writes of the last good frame: depth.png (16 bits, millimetres, 0 = no data), depth_color.png (colors\n"
+    "with a scale in mm), color.png, overlay.png (edges of the depth on color), cloud.ply (metres, camera\n"
     "frame: x right, y down, z along the view) and cloud.png (the cloud seen from above and from the side).\n"
-    "Depth is registered to colour; where colour has the finer pixels a raster of gaps remains in it.\n"
+    "Depth is registered to color; where color has the finer pixels a raster of gaps remains in it.\n"
     "The library's log and the camera's calibration file are left in the folder, too.";
 
 constexpr const char* kNetworkFooter =

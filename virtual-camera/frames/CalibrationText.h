@@ -19,10 +19,10 @@ struct RgbdCalibration {
     uint32_t m_width = 0; // of the depth image
     uint32_t m_height = 0;
     RgbdIntrinsics m_depth;
-    RgbdIntrinsics m_color;         // of the colour image scaled to the depth image's size
+    RgbdIntrinsics m_color;         // of the color image scaled to the depth image's size
     double m_rotation[9] = {};      // row-major; takes a point of the depth camera's frame ...
-    double m_translationMm[3] = {}; // ... into the colour camera's
-    double m_distortion[5] = {};    // k1, k2, p1, p2, k3 of the colour camera
+    double m_translationMm[3] = {}; // ... into the color camera's
+    double m_distortion[5] = {};    // k1, k2, p1, p2, k3 of the color camera
 };
 
 // The file has room for two depth resolutions; a reader takes the first set when its width fits and the

@@ -10,7 +10,7 @@ namespace ox3d {
 
 class CCycleSource : public CFrameSource {
 public:
-    // Renders depth and colour of all frames. Null when the source has none, or memory is short.
+    // Renders depth and color of all frames. Null when the source has none, or memory is short.
     static std::unique_ptr<CFrameSource> Create(std::unique_ptr<CFrameSource> source, uint32_t frames,
                                                 std::string* error);
 
@@ -27,7 +27,7 @@ private:
 
     std::unique_ptr<CFrameSource> m_source;
     bool m_isUsable = false;
-    std::vector<FrameImages> m_frames; // with colour; grey views are added when they are first wanted
+    std::vector<FrameImages> m_frames; // with color; grey views are added when they are first wanted
 };
 
 } // namespace ox3d

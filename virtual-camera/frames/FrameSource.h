@@ -18,7 +18,7 @@ struct FrameImages {
     uint32_t m_depthHeight = 0;
     std::vector<uint16_t> m_depth; // millimetres, row-major, 0 = no data
 
-    uint32_t m_colorWidth = 0; // 0: the frame has no colour image
+    uint32_t m_colorWidth = 0; // 0: the frame has no color image
     uint32_t m_colorHeight = 0;
     std::vector<uint8_t> m_color; // three planes R, G, B of m_colorWidth x m_colorHeight bytes
 
@@ -44,7 +44,7 @@ struct FrameSourceConfig {
 class CFrameSource {
 public:
     virtual ~CFrameSource() = default;
-    // Sizes of every frame of this source; colour sizes are 0 where there is no colour at all.
+    // Sizes of every frame of this source; color sizes are 0 where there is no color at all.
     virtual uint32_t DepthWidth() const = 0;
     virtual uint32_t DepthHeight() const = 0;
     virtual uint32_t ColorWidth() const = 0;

@@ -125,7 +125,7 @@ bool CRecordingSource::Admit(const std::string& depthPath, const std::string& co
     PngSize colorSize = m_colorSize;
     std::string error;
     if (!colorPath.empty() && !ReadPngSize(colorPath, false, &colorSize, &error)) {
-        Tell(error + ", the frame has no colour"); // depth alone is still worth playing
+        Tell(error + ", the frame has no color"); // depth alone is still worth playing
     } else if (!colorPath.empty()) {
         if (!Fits(colorPath, false, &m_colorSize)) {
             return false;
@@ -161,12 +161,12 @@ bool CRecordingSource::LoadColor(Frame* frame) {
     PngSize size;
     std::string error;
     if (!ReadColorPng(frame->m_colorPath, &size, &frame->m_color, &error)) {
-        Tell(error + ", the frame has no colour");
+        Tell(error + ", the frame has no color");
         frame->m_colorPath.clear(); // said once
         return false;
     }
     if (!IsSame(size, m_colorSize)) {
-        Tell(frame->m_colorPath + ": its size has changed, the frame has no colour");
+        Tell(frame->m_colorPath + ": its size has changed, the frame has no color");
         frame->m_colorPath.clear();
         return false;
     }

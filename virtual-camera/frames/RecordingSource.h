@@ -1,5 +1,5 @@
 // RecordingSource.h - a folder of recorded images as a source of frames: depth/NNNNNN.png, color/NNNNNN.png
-// and calibration.xml. Depth and colour belong together by their numbers.
+// and calibration.xml. Depth and color belong together by their numbers.
 #ifndef OX3D_VIRTUAL_CAMERA_RECORDING_SOURCE_H
 #define OX3D_VIRTUAL_CAMERA_RECORDING_SOURCE_H
 
@@ -22,8 +22,8 @@ public:
     uint32_t ColorWidth() const override { return m_colorSize.m_width; }
     uint32_t ColorHeight() const override { return m_colorSize.m_height; }
     const std::string& CalibrationXml() const override { return m_calibrationXml; }
-    // A recording has one view only: both grey views are the luma of the colour image at the depth image's
-    // size, and black where the frame has no colour.
+    // A recording has one view only: both grey views are the luma of the color image at the depth image's
+    // size, and black where the frame has no color.
     bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) override;
 
     bool HasEnded(uint64_t index) const override {
@@ -36,7 +36,7 @@ public:
 private:
     struct Frame {
         std::string m_depthPath;
-        std::string m_colorPath; // empty: no colour
+        std::string m_colorPath; // empty: no color
         bool m_isBad = false;    // said once, never tried again
         bool m_isDepthDecoded = false;
         bool m_isColorDecoded = false;

@@ -47,7 +47,7 @@ private:
     std::vector<float> m_matched; // with holes
 };
 
-// One camera's picture in colour (three planes) or grey (one plane).
+// One camera's picture in color (three planes) or grey (one plane).
 class CPictureBackdrop {
 public:
     // Pixel (u, v) is the ray through (u + pixelOffset, v + pixelOffset).

@@ -15,7 +15,7 @@ constexpr double kNearestHit = 1.0; // nothing of the scene is nearer to a camer
 constexpr double kPitchDegrees = 9.0;
 constexpr double kYawDegrees = 3.0;
 
-// Focal lengths as a share of the image width. The colour camera's view is a little wider than the depth
+// Focal lengths as a share of the image width. The color camera's view is a little wider than the depth
 // camera's, so that registering depth leaves no gaps between neighbouring pixels.
 constexpr double kDepthFocal = 0.72;
 constexpr double kColorFocal = 0.69;

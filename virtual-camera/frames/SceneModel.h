@@ -94,14 +94,14 @@ public:
     // its integer coordinates.
     PinholeCamera DepthCamera(uint32_t width, uint32_t height) const;
     PinholeCamera SecondImager(uint32_t width, uint32_t height) const;
-    // The colour camera, for images of colorWidth x colorHeight pixels that are scaled to width x height.
+    // The color camera, for images of colorWidth x colorHeight pixels that are scaled to width x height.
     // Pixel k covers the coordinates from k to k + 1 and belongs to the ray through k + 0.5: registration
     // truncates coordinates, so the points that it puts into pixel k lie around k + 0.5. Scaling such an
     // image about its pixel centres multiplies fx, fy, cx and cy by the ratio of the sizes and nothing else.
     PinholeCamera ColorCamera(uint32_t colorWidth, uint32_t colorHeight, uint32_t width,
                               uint32_t height) const;
 
-    // Takes a point of the depth camera's frame into the colour camera's: R * point + t.
+    // Takes a point of the depth camera's frame into the color camera's: R * point + t.
     Mat3 DepthToColorRotation() const { return m_depthToColor; }
     Vec3 DepthToColorTranslation() const;
 
@@ -117,7 +117,7 @@ private:
     SceneLight m_light;
     Mat3 m_depthToRoom;
     Mat3 m_depthToColor;
-    Vec3 m_colorInDepth; // the colour camera's centre in the depth camera's frame
+    Vec3 m_colorInDepth; // the color camera's centre in the depth camera's frame
     std::array<OrientedBox, kBoxCount> m_boxes;
 };
 

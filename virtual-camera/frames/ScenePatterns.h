@@ -1,4 +1,4 @@
-// ScenePatterns.h - the colours that the scene's surfaces have of their own, in linear light.
+// ScenePatterns.h - the colors that the scene's surfaces have of their own, in linear light.
 #ifndef OX3D_VIRTUAL_CAMERA_SCENE_PATTERNS_H
 #define OX3D_VIRTUAL_CAMERA_SCENE_PATTERNS_H
 

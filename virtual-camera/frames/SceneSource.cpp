@@ -66,7 +66,7 @@ std::unique_ptr<CFrameSource> CSceneSource::Create(const FrameSourceConfig& conf
     }
     const bool hasColor = config.m_colorWidth != 0 || config.m_colorHeight != 0;
     if (hasColor && !IsSize(config.m_colorWidth, config.m_colorHeight)) {
-        *error = OutOfRange("colour", config.m_colorWidth, config.m_colorHeight);
+        *error = OutOfRange("color", config.m_colorWidth, config.m_colorHeight);
         return nullptr;
     }
     return std::unique_ptr<CFrameSource>(new CSceneSource(config));

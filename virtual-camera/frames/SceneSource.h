@@ -9,7 +9,7 @@ namespace ox3d {
 
 class CSceneSource : public CFrameSource {
 public:
-    // The smallest and largest images that a scene can have; a colour size of 0 x 0 means no colour.
+    // The smallest and largest images that a scene can have; a color size of 0 x 0 means no color.
     static constexpr uint32_t kMinWidth = 640;
     static constexpr uint32_t kMinHeight = 480;
     static constexpr uint32_t kMaxWidth = 4000;

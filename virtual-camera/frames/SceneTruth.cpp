@@ -12,7 +12,7 @@ CSceneTruth::CSceneTruth(const FrameSourceConfig& config)
       m_color(ColorCameraFor(config.m_depthWidth, config.m_depthHeight)) {}
 
 PinholeCamera CSceneTruth::ColorCameraFor(uint32_t width, uint32_t height) const {
-    // Without a colour image the calibration describes one of the depth image's size.
+    // Without a color image the calibration describes one of the depth image's size.
     const bool hasColor = m_config.m_colorWidth != 0 && m_config.m_colorHeight != 0;
     return m_model.ColorCamera(hasColor ? m_config.m_colorWidth : width,
                                hasColor ? m_config.m_colorHeight : height, width, height);

@@ -28,7 +28,7 @@ size_t ResidentKb() {
     return std::stoul(line.substr(6));
 }
 
-TEST(Streaming, DeliversDepthWithColourAsAChunk) {
+TEST(Streaming, DeliversDepthWithColorAsAChunk) {
     CHandle handle(CameraText("T1"));
     handle.Open();
     handle.EnableColor();

@@ -47,7 +47,7 @@ size_t At(int width, int x, int y) {
     return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
 }
 
-// Registers depth to the colour camera with the arithmetic of the library that reads the calibration: single
+// Registers depth to the color camera with the arithmetic of the library that reads the calibration: single
 // precision, truncation towards zero, the nearest point wins, whole millimetres.
 std::vector<uint16_t> Registered(const FrameImages& images, const RgbdCalibration& set) {
     const int width = static_cast<int>(images.m_depthWidth);
@@ -78,7 +78,7 @@ std::vector<uint16_t> Registered(const FrameImages& images, const RgbdCalibratio
     return registered;
 }
 
-// A point of the colour camera's frame from the colour image's coordinates and a depth.
+// A point of the color camera's frame from the color image's coordinates and a depth.
 Vec3 ColorPoint(const RgbdCalibration& set, double x, double y, double depth) {
     return {(x - set.m_color.m_cx) / set.m_color.m_fx * depth,
             (y - set.m_color.m_cy) / set.m_color.m_fy * depth, depth};
@@ -281,7 +281,7 @@ TEST(SceneColor, TheBallIsWhereRegisteredDepthHasIt) {
             return std::fabs(distance - ball.m_radius) < 6.0 &&
                    y < height * 87 / 100; // not the floor below it
         });
-        // Nothing else is as saturated. Two by two colour pixels make one of the depth image's size.
+        // Nothing else is as saturated. Two by two color pixels make one of the depth image's size.
         const size_t plane = images.m_color.size() / 3;
         const Outline inColor = OutlineOf(width, height, [&](int x, int y) {
             const size_t at = static_cast<size_t>(2 * y) * images.m_colorWidth + static_cast<size_t>(2 * x);
@@ -365,15 +365,15 @@ TEST(SceneFrames, CarryColorOnlyWhenItIsWantedAndThere) {
 
 TEST(SceneSizes, OutOfRangeAreRefusedWithAReason) {
     struct Case {
-        std::array<uint32_t, 4> m_sizes; // depth, colour
+        std::array<uint32_t, 4> m_sizes; // depth, color
         const char* m_reason;            // empty: accepted
     };
     const Case cases[] = {{{640, 480, 640, 480}, ""},
                           {{639, 480, 640, 480}, "depth size 639 x 480"},
                           {{640, 479, 640, 480}, "depth size 640 x 479"},
                           {{4001, 480, 640, 480}, "depth size 4001 x 480"},
-                          {{640, 480, 640, 3001}, "colour size 640 x 3001"},
-                          {{640, 480, 0, 480}, "colour size 0 x 480"},
+                          {{640, 480, 640, 3001}, "color size 640 x 3001"},
+                          {{640, 480, 0, 480}, "color size 0 x 480"},
                           {{640, 0xFFFFFFFF, 640, 480}, "depth size 640 x 4294967295"}};
     for (const Case& c : cases) {
         FrameSourceConfig config;
@@ -405,7 +405,7 @@ TEST(SceneCalibration, TextHoldsTheNumbersOfBothResolutions) {
         EXPECT_EQ(element->FirstChildElement("Camera")->IntAttribute("img_w"), 640 * (i + 1));
         EXPECT_EQ(element->FirstChildElement("Camera")->IntAttribute("img_h"), 480 * (i + 1));
         EXPECT_EQ(at("Left_correct", "Intrins", "fx"), static_cast<float>(set.m_depth.m_fx) * scale);
-        // The depth camera counts from the first pixel's centre, the colour camera from its border.
+        // The depth camera counts from the first pixel's centre, the color camera from its border.
         EXPECT_EQ(at("Left_correct", "Intrins", "cx"),
                   static_cast<float>((set.m_depth.m_cx + 0.5) * scale - 0.5));
         EXPECT_EQ(at("RGB", "Intrins", "cy"), static_cast<float>(set.m_color.m_cy) * scale);
