@@ -61,7 +61,7 @@ void AddLimits() {
     AddRow("frame", "limit of interleave", kFrameDepth, [] {
         RgbdImages& images = Shared<RgbdImages>(kFrameDepth);
         return [&images] {
-            std::memcpy(images.m_out.Data(), images.m_copied.Data(), kRgbdPixelBytes * kDepthPixels);
+            std::memcpy(images.m_out.Data(), images.m_copied.Data(), ox3d::kRgbdPixelBytes * kDepthPixels);
         };
     });
 }
@@ -71,7 +71,7 @@ void AddLimits() {
 void AddFrameRows() {
     AddTable({"frame",
               "A frame of 1280x720 depth and 1920x1080 color, all switches on: times the sum of its kernels",
-              Ratio::TimesTheCost, "sum of the kernels", "", false});
+              ERatio::TimesTheCost, "sum of the kernels", "", false});
     AddRow("frame", "whole frame", kFrameDepth, [] {
         UseBestTier();
         static CFramePath path;

@@ -17,7 +17,7 @@ constexpr Mode kOtherModes[] = {{"B1", false, true, true, true},
                                 {"C3", true, true, true, false}};
 
 void AddTransformRow(const char* table, const std::string& row, Size size, const Mode& mode,
-                     ox3dcpu::KernelTier tier) {
+                     ox3d::EKernelTier tier) {
     AddRow(table, row, size, [size, mode, tier] {
         UseTier(tier);
         TransformImages& images = Shared<TransformImages>(size);
@@ -27,7 +27,7 @@ void AddTransformRow(const char* table, const std::string& row, Size size, const
 
 void AddCloudRows() {
     AddTable({"cloud", "Depth to points of three 32-bit floats: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "limit: same loads and stores", true});
+              ERatio::TimesAsFast, "reference", "limit: same loads and stores", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
             AddTransformRow("cloud", tier.m_name, size, kCloud, tier.m_tier);
@@ -43,7 +43,7 @@ void AddCloudRows() {
 
 void AddRegistrationRows() {
     AddTable({"registration", "Depth to another camera's depth: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "limit: same loads and stores", true});
+              ERatio::TimesAsFast, "reference", "limit: same loads and stores", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
             AddTransformRow("registration", tier.m_name, size, kRegistration, tier.m_tier);
@@ -65,7 +65,7 @@ void AddOtherModes() {
         const std::string table = std::string("mode ") + mode.m_name;
         AddTable({table,
                   "The transform's mode " + std::string(mode.m_name) + ": times as fast as the reference",
-                  Ratio::TimesAsFast, "reference", "", false});
+                  ERatio::TimesAsFast, "reference", "", false});
         for (const Tier& tier : TiersHere()) {
             AddTransformRow(table.c_str(), tier.m_name, kUsualSize, mode, tier.m_tier);
         }
@@ -74,7 +74,7 @@ void AddOtherModes() {
 
 void AddInterleaveRows() {
     AddTable({"interleave", "Three color planes and depth to RGB-D pixels: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "limit: memcpy of the output", true});
+              ERatio::TimesAsFast, "reference", "limit: memcpy of the output", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : InterleaveTiersHere()) {
             AddRow("interleave", tier.m_name, size, [size, tier] {
@@ -94,7 +94,7 @@ void AddInterleaveRows() {
 
 void AddScalingRows() {
     AddTable({"scaling", "Three planes scaled down to two thirds, bilinear: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "limit: same loads and stores", true});
+              ERatio::TimesAsFast, "reference", "limit: same loads and stores", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
             AddRow("scaling", tier.m_name, size, [size, tier] {

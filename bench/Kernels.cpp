@@ -19,16 +19,17 @@ void Transform(const Mode& mode, TransformImages& images) {
 
 void Interleave(RgbdImages& images) {
     const uint64_t pixels = images.m_pixels;
-    InterleaveRgbd({images.m_color.Data(), 3 * pixels}, {images.m_depth.Data(), 2 * pixels}, pixels,
-                   images.m_out.Data());
+    ox3d::InterleaveRgbd({images.m_color.Data(), 3 * pixels}, {images.m_depth.Data(), 2 * pixels}, pixels,
+                         images.m_out.Data());
 }
 
 void ScalePlanes(ScaleImages& images) {
     const Size from = images.m_source;
     const Size to = images.m_target;
     for (size_t plane = 0; plane < 3; ++plane) {
-        oxmp::ScaleBilinear({images.m_from.Data() + plane * from.Pixels(), from.m_width, from.m_height,
-                             images.m_to.Data() + plane * to.Pixels(), to.m_width, to.m_height});
+        ox3d::scaling::ScaleBilinear({images.m_from.Data() + plane * from.Pixels(), from.m_width,
+                                      from.m_height, images.m_to.Data() + plane * to.Pixels(), to.m_width,
+                                      to.m_height});
     }
 }
 

@@ -42,7 +42,7 @@ void AddEnabledRows() {
     AddTable({"log",
               "One line of the log, in bursts of " + std::to_string(kBurstLines) +
                   ": times the cost of fprintf and fflush, for the calling thread",
-              Ratio::TimesTheCost, "fprintf and fflush", "", false});
+              ERatio::TimesTheCost, "fprintf and fflush", "", false});
     AddBurstRow("log", "this library's log", [] {
         EnsureLog();
         return [](uint32_t number) {
@@ -58,7 +58,7 @@ void AddEnabledRows() {
 
 void AddDisabledRows() {
     AddTable({"debug line", "One debug line that is switched off: times the cost of an empty loop",
-              Ratio::TimesTheCost, "empty loop", "", false});
+              ERatio::TimesTheCost, "empty loop", "", false});
     AddLoopRow("debug line", "empty loop", [] { return [](uint32_t /*number*/) {}; });
     AddLoopRow("debug line", "this library's log", [] {
         EnsureLog();

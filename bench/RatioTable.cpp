@@ -190,7 +190,7 @@ void CRatioTable::PrintRow(const Table& table, const Row& row,
         if (own <= 0.0 || other <= 0.0) {
             PrintNumber(0.0);
         } else {
-            PrintNumber(table.m_ratio == Ratio::TimesAsFast ? other / own : own / other);
+            PrintNumber(table.m_ratio == ERatio::TimesAsFast ? other / own : own / other);
         }
     }
     const std::string usual = columns.size() == 1 || row.m_nanoseconds.count(kUsualSize.Text()) == 0

@@ -26,12 +26,12 @@ constexpr Size kSizes[] = {{640, 480}, {1280, 720}, {1920, 1080}, {2592, 1944}, 
 constexpr Size kUsualSize = {1280, 720};
 
 // What a table prints for a row: how many times as fast as its base it is, or how many times as much it costs.
-enum class Ratio { TimesAsFast, TimesTheCost };
+enum class ERatio { TimesAsFast, TimesTheCost };
 
 struct Table {
     std::string m_name; // the first part of the names that a filter sees
     std::string m_title;
-    Ratio m_ratio;
+    ERatio m_ratio;
     std::string m_base;  // the row that the others are compared with
     std::string m_limit; // the row that no kernel can beat, or ""
     bool m_isPlotted;

@@ -9,7 +9,7 @@ namespace ox3dbench {
 namespace {
 
 void AddRemapRows() {
-    AddTable({"remap", "An 8-bit image through a map: times as fast as the reference", Ratio::TimesAsFast,
+    AddTable({"remap", "An 8-bit image through a map: times as fast as the reference", ERatio::TimesAsFast,
               "reference", "limit: same loads and stores", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
@@ -37,7 +37,7 @@ void AddRemapRows() {
 
 void AddFusionRows() {
     AddTable({"fusion", "A depth image fused with the one before: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "", true});
+              ERatio::TimesAsFast, "reference", "", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
             AddRow("fusion", tier.m_name, size, [size, tier] {
@@ -51,7 +51,7 @@ void AddFusionRows() {
 
 void AddScoreRows() {
     AddTable({"score", "Fill score of a whole depth image: times as fast as the reference",
-              Ratio::TimesAsFast, "reference", "limit: same loads and stores", true});
+              ERatio::TimesAsFast, "reference", "limit: same loads and stores", true});
     for (const Size size : kSizes) {
         for (const Tier& tier : TiersHere()) {
             AddRow("score", tier.m_name, size, [size, tier] {

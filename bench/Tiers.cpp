@@ -7,40 +7,15 @@
 #include "algorithm/scaling/BilinearTiers.h"
 
 namespace ox3dbench {
-namespace {
-
-bool HasVbmi() {
-#if defined(__x86_64__)
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512vbmi") != 0;
-#else
-    return false;
-#endif
-}
-
-InterleaveGroups GroupsOf([[maybe_unused]] ox3dcpu::KernelTier tier) {
-#if defined(__x86_64__)
-    if (tier == ox3dcpu::KernelTier::Avx512 && HasVbmi()) {
-        return InterleaveGroupsAvx512;
-    }
-    if (tier >= ox3dcpu::KernelTier::Avx2) {
-        return InterleaveGroupsAvx2;
-    }
-#endif
-    return nullptr;
-}
-
-} // namespace
-
 std::vector<Tier> TiersHere() {
-    using ox3dcpu::KernelTier;
-    const Tier all[] = {{"reference", KernelTier::Reference},
-                        {"SSE2", KernelTier::Sse2},
-                        {"AVX2", KernelTier::Avx2},
-                        {"AVX-512", KernelTier::Avx512}};
+    using ox3d::EKernelTier;
+    const Tier all[] = {{"reference", EKernelTier::Reference},
+                        {"SSE2", EKernelTier::Sse2},
+                        {"AVX2", EKernelTier::Avx2},
+                        {"AVX-512", EKernelTier::Avx512}};
     std::vector<Tier> here;
     for (const Tier& tier : all) {
-        if (tier.m_tier <= ox3dcpu::BestKernelTier()) {
+        if (tier.m_tier <= ox3d::BestKernelTier()) {
             here.push_back(tier);
         }
     }
@@ -48,11 +23,11 @@ std::vector<Tier> TiersHere() {
 }
 
 std::vector<Tier> InterleaveTiersHere() {
-    using ox3dcpu::KernelTier;
+    using ox3d::EKernelTier;
     std::vector<Tier> here;
     for (const Tier& tier : TiersHere()) {
         const bool isSame =
-            tier.m_tier == KernelTier::Sse2 || (tier.m_tier == KernelTier::Avx512 && !HasVbmi());
+            tier.m_tier == EKernelTier::Sse2 || (tier.m_tier == EKernelTier::Avx512 && !ox3d::HasVbmi());
         if (!isSame) {
             here.push_back(tier);
         }
@@ -60,11 +35,11 @@ std::vector<Tier> InterleaveTiersHere() {
     return here;
 }
 
-void UseTier(ox3dcpu::KernelTier tier) {
-    oxb3d::UseKernelTier(tier);
-    oxb3d::UseImageKernelTier(tier);
-    oxmp::UseKernelTier(tier);
-    UseInterleaveGroups(GroupsOf(tier));
+void UseTier(ox3d::EKernelTier tier) {
+    ox3d::stereo::UseTransformKernelTier(tier);
+    ox3d::stereo::UseImageKernelTier(tier);
+    ox3d::scaling::UseScaleKernelTier(tier);
+    ox3d::UseInterleaveKernelTier(tier);
 }
 
 } // namespace ox3dbench

@@ -10,7 +10,7 @@ namespace ox3dbench {
 
 struct Tier {
     const char* m_name;
-    ox3dcpu::KernelTier m_tier;
+    ox3d::EKernelTier m_tier;
 };
 
 // In rising order.
@@ -20,9 +20,9 @@ std::vector<Tier> TiersHere();
 std::vector<Tier> InterleaveTiersHere();
 
 // Sets the tier of every kernel that has variants.
-void UseTier(ox3dcpu::KernelTier tier);
+void UseTier(ox3d::EKernelTier tier);
 inline void UseBestTier() {
-    UseTier(ox3dcpu::BestKernelTier());
+    UseTier(ox3d::BestKernelTier());
 }
 
 } // namespace ox3dbench

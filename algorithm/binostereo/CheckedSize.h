@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 class CCheckedSize {
 public:
@@ -44,4 +44,4 @@ constexpr CCheckedSize PlaneSize(uint64_t elementBytes, int32_t width, int32_t h
     return CCheckedSize(elementBytes).Times(width).Times(height);
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -6,13 +6,15 @@
 #include <cstring>
 #include <iterator>
 
+using namespace ox3d::stereo;
+
 namespace {
 
-enum class RecordUse { Ignored, SizeOnly, Required };
+enum class ERecordUse { Ignored, SizeOnly, Required };
 
 struct ConfigRule {
     int32_t key;
-    RecordUse record;
+    ERecordUse record;
     size_t recordSize;
     bool needsHandle;
     int32_t (*apply)(void* handle, void* data);
@@ -49,27 +51,27 @@ using ParamList = OXB3D_BINOSTEREO_PARAM_LIST;
 using AbilityInfo = OXB3D_BINOSTEREO_ABILITY_INFO;
 
 constexpr ConfigRule kSetRules[] = {
-    {OXB3D_BINOSTEREO_SET_PARAM, RecordUse::Required, sizeof(Param), true,
+    {OXB3D_BINOSTEREO_SET_PARAM, ERecordUse::Required, sizeof(Param), true,
      WithRecord<const Param, OXB3D_BINOSTEREO_SetSingleParam>},
-    {OXB3D_BINOSTEREO_SET_PARAM_LIST, RecordUse::Required, sizeof(ParamList), true,
+    {OXB3D_BINOSTEREO_SET_PARAM_LIST, ERecordUse::Required, sizeof(ParamList), true,
      WithRecord<const ParamList, OXB3D_BINOSTEREO_SetParamList>},
-    {OXB3D_BINOSTEREO_SET_DEFAULT, RecordUse::Ignored, 0, true,
+    {OXB3D_BINOSTEREO_SET_DEFAULT, ERecordUse::Ignored, 0, true,
      WithoutRecord<OXB3D_BINOSTEREO_SetDefaultParam>},
-    {OXB3D_BINOSTEREO_SET_RESTART, RecordUse::Ignored, 0, true, WithoutRecord<OXB3D_BINOSTEREO_Restart>},
-    {OXB3D_BINOSTEREO_SET_RESERVED_7, RecordUse::Required, 40, true, AcceptAndIgnore},
-    {OXB3D_BINOSTEREO_SET_RESERVED_8, RecordUse::Required, 88, true, AcceptAndIgnore},
+    {OXB3D_BINOSTEREO_SET_RESTART, ERecordUse::Ignored, 0, true, WithoutRecord<OXB3D_BINOSTEREO_Restart>},
+    {OXB3D_BINOSTEREO_SET_RESERVED_7, ERecordUse::Required, 40, true, AcceptAndIgnore},
+    {OXB3D_BINOSTEREO_SET_RESERVED_8, ERecordUse::Required, 88, true, AcceptAndIgnore},
 };
 
 constexpr ConfigRule kGetRules[] = {
-    {OXB3D_BINOSTEREO_GET_PARAM, RecordUse::Required, sizeof(Param), true,
+    {OXB3D_BINOSTEREO_GET_PARAM, ERecordUse::Required, sizeof(Param), true,
      WithRecord<Param, OXB3D_BINOSTEREO_GetSingleParam>},
-    {OXB3D_BINOSTEREO_GET_PARAM_LIST, RecordUse::Required, sizeof(ParamList), true,
+    {OXB3D_BINOSTEREO_GET_PARAM_LIST, ERecordUse::Required, sizeof(ParamList), true,
      WithRecord<ParamList, OXB3D_BINOSTEREO_GetParamList>},
-    {OXB3D_BINOSTEREO_GET_VERSION, RecordUse::Required, sizeof(int64_t), false, WriteVersion},
-    {OXB3D_BINOSTEREO_GET_ABILITY, RecordUse::Required, sizeof(AbilityInfo), true,
+    {OXB3D_BINOSTEREO_GET_VERSION, ERecordUse::Required, sizeof(int64_t), false, WriteVersion},
+    {OXB3D_BINOSTEREO_GET_ABILITY, ERecordUse::Required, sizeof(AbilityInfo), true,
      WithRecord<AbilityInfo, OXB3D_BINOSTEREO_GetAbility>},
-    {OXB3D_BINOSTEREO_GET_RESERVED_5, RecordUse::SizeOnly, 40, true, AcceptAndIgnore},
-    {OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE, RecordUse::Required, sizeof(OXB3D_BINOSTEREO_RECT_MAP_SIZE), true,
+    {OXB3D_BINOSTEREO_GET_RESERVED_5, ERecordUse::SizeOnly, 40, true, AcceptAndIgnore},
+    {OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE, ERecordUse::Required, sizeof(OXB3D_BINOSTEREO_RECT_MAP_SIZE), true,
      WriteRectMapSize},
 };
 
@@ -79,7 +81,7 @@ int32_t Dispatch(const ConfigRule (&rules)[count], void* handle, int32_t key, vo
         std::find_if(std::begin(rules), std::end(rules), [key](const ConfigRule& r) { return r.key == key; });
     const bool known = rule != std::end(rules);
     if (!known || rule->needsHandle) {
-        const int32_t status = oxb3d::CheckHandle(handle);
+        const int32_t status = CheckHandle(handle);
         if (status != OXB3D_BINOSTEREO_OK) {
             return status;
         }
@@ -87,10 +89,10 @@ int32_t Dispatch(const ConfigRule (&rules)[count], void* handle, int32_t key, vo
     if (!known) {
         return OXB3D_BINOSTEREO_E_KEY;
     }
-    if (rule->record == RecordUse::Required && data == nullptr) {
+    if (rule->record == ERecordUse::Required && data == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    if (rule->record != RecordUse::Ignored && dataSize != static_cast<int32_t>(rule->recordSize)) {
+    if (rule->record != ERecordUse::Ignored && dataSize != static_cast<int32_t>(rule->recordSize)) {
         return OXB3D_BINOSTEREO_E_CONFIG_SIZE;
     }
     return rule->apply(handle, data);
@@ -108,15 +110,15 @@ int32_t OXB3D_BINOSTEREO_GetConfig(void* handle, int32_t key, void* data, int32_
 
 // Parameters and the stored image size stay, deliberately: only the flag goes.
 int32_t OXB3D_BINOSTEREO_Restart(void* handle) {
-    const int32_t status = oxb3d::CheckHandle(handle);
+    const int32_t status = CheckHandle(handle);
     if (status == OXB3D_BINOSTEREO_OK) {
-        oxb3d::ObjectOf(handle)->initialised = 0;
+        ObjectOf(handle)->initialised = 0;
     }
     return status;
 }
 
 int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABILITY_INFO* info) {
-    const int32_t status = oxb3d::CheckHandle(handle);
+    const int32_t status = CheckHandle(handle);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
@@ -124,6 +126,6 @@ int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABILITY_INFO*
         return OXB3D_BINOSTEREO_E_NULL;
     }
     *info = {};
-    info->ability = oxb3d::ObjectOf(handle)->ability;
+    info->ability = ObjectOf(handle)->ability;
     return OXB3D_BINOSTEREO_OK;
 }

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 // 2^-23. Added to every divisor in place of a test for zero.
 constexpr float kEpsilon = 1.1920929e-7F;
@@ -28,4 +28,4 @@ static inline int16_t FloatToInt16(float value) {
     return LowInt16(FloatToInt32(value));
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

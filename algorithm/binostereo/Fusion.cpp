@@ -10,11 +10,9 @@
 #include <cmath>
 #include <cstring>
 
-namespace {
+using namespace ox3d::stereo;
 
-using oxb3d::CCheckedSize;
-using oxb3d::kMemAlignment;
-using oxb3d::PlaneSize;
+namespace {
 
 // Head of the persistent block. The buffers follow it, each on a 128-byte boundary; the last three are in
 // scratch memory and hold nothing between calls but the fused depth, if no other process has run.
@@ -43,7 +41,7 @@ struct Layout {
         : depth(PlaneSize(sizeof(int16_t), size.width, size.height).RoundedUp(kMemAlignment)),
           confidence(PlaneSize(sizeof(float), size.width, size.height).RoundedUp(kMemAlignment)),
           smoothed(PlaneSize(1, size.width, size.height).RoundedUp(kMemAlignment)),
-          work(oxb3d::GaussianWorkSize(size.width).RoundedUp(kMemAlignment)) {}
+          work(GaussianWorkSize(size.width).RoundedUp(kMemAlignment)) {}
 
     CCheckedSize Persistent() const {
         return CCheckedSize(kStateBytes).Plus(depth).Plus(confidence).Plus(confidence);
@@ -61,9 +59,7 @@ struct FuseCall {
 
     int64_t Config(int32_t word) const { return config[word]; }
     int32_t Mode() const { return config[OXB3D_BINOSTEREO_FUSE_MODE]; }
-    bool UsesConfidence() const {
-        return Mode() == oxb3d::kFuseMeanOrLarger || Mode() == oxb3d::kFuseMeanOrConfident;
-    }
+    bool UsesConfidence() const { return Mode() == kFuseMeanOrLarger || Mode() == kFuseMeanOrConfident; }
     size_t Pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
 };
 
@@ -78,7 +74,7 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
     if (x0 < 0 || y0 < 0 || x1 > call.width || y1 > call.height || x0 >= x1 || y0 >= y1) {
         return OXB3D_BINOSTEREO_E_FUSE_REGION;
     }
-    if (call.Mode() == oxb3d::kFuseLarger) {
+    if (call.Mode() == kFuseLarger) {
         return OXB3D_BINOSTEREO_OK;
     }
     if (!call.UsesConfidence()) {
@@ -97,30 +93,29 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
 // A tent over the smoothed grey value: 255 at the peak, 0 at black and at full white, and 0 in the border
 // that the smoothing kernel does not cover whole.
 void ComputeConfidence(const FuseCall& call, FuseState* state) {
-    oxb3d::SmoothGaussian11(call.grey, call.width, call.height, state->smoothed, state->gaussianWork);
+    SmoothGaussian11(call.grey, call.width, call.height, state->smoothed, state->gaussianWork);
     const int32_t peak = call.config[OXB3D_BINOSTEREO_FUSE_PEAK];
     const auto peakGrey = static_cast<float>(peak);
-    const oxb3d::ConfidenceTent tent{peak, 255.0F / peakGrey, 255.0F / (255.0F - peakGrey)};
+    const ConfidenceTent tent{peak, 255.0F / peakGrey, 255.0F / (255.0F - peakGrey)};
     std::fill_n(state->currentConfidence, call.Pixels(), 0.0F);
-    const int64_t inner = call.width - 2 * oxb3d::kGaussianHalf;
-    for (int64_t y = oxb3d::kGaussianHalf; inner > 0 && y < call.height - oxb3d::kGaussianHalf; ++y) {
-        const int64_t first = y * call.width + oxb3d::kGaussianHalf;
-        oxb3d::ImageKernelsInUse().weigh(tent, state->smoothed + first, inner,
-                                         state->currentConfidence + first);
+    const int64_t inner = call.width - 2 * kGaussianHalf;
+    for (int64_t y = kGaussianHalf; inner > 0 && y < call.height - kGaussianHalf; ++y) {
+        const int64_t first = y * call.width + kGaussianHalf;
+        ImageKernelsInUse().weigh(tent, state->smoothed + first, inner, state->currentConfidence + first);
     }
 }
 
 int16_t FuseMeanOrConfident(int16_t d, int16_t p, float wc, float wp, float threshold) {
     if (wc > threshold && wp > threshold) {
         // The sum wraps in 16 bits before it is halved, deliberately: large depths come out negative.
-        return static_cast<int16_t>(oxb3d::LowInt16(d + p) / 2);
+        return static_cast<int16_t>(LowInt16(d + p) / 2);
     }
     return wc > wp ? d : p;
 }
 
 int16_t FuseMeanOrLarger(int16_t d, int16_t p, float wc, float wp, float threshold) {
     const bool bothConfident = wc > threshold && wp > threshold;
-    if (!bothConfident && std::fabs(wc - wp) >= oxb3d::kEpsilon) {
+    if (!bothConfident && std::fabs(wc - wp) >= kEpsilon) {
         return wc > wp ? d : p;
     }
     const int32_t sum = d + p;
@@ -157,7 +152,7 @@ void FuseRow(const FuseCall& call, const FuseState& state, const WorkingRegion& 
     const bool rowInside = shiftedRow >= 0 && shiftedRow < call.height;
     const auto fuse = [&](int64_t x, int64_t count, const float* wc, const float* wp) {
         const int64_t index = y * call.width + x;
-        oxb3d::ImageKernelsInUse().fuse(
+        ImageKernelsInUse().fuse(
             {call.depth + index, state.previousDepth + index, wc, wp, state.fused + index, count,
              static_cast<float>(call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD)), call.Mode()});
     };
@@ -194,14 +189,14 @@ void KeepFrame(const FuseCall& call, bool hadPrevious, FuseState* state) {
 
 } // namespace
 
-void oxb3d::reference::Weigh(const ConfidenceTent& tent, const uint8_t* grey, int64_t count,
-                             float* confidence) {
+void ox3d::stereo::reference::Weigh(const ConfidenceTent& tent, const uint8_t* grey, int64_t count,
+                                    float* confidence) {
     for (int64_t i = 0; i < count; ++i) {
         confidence[i] = tent.At(grey[i]);
     }
 }
 
-void oxb3d::reference::Fuse(const FuseSpan& span) {
+void ox3d::stereo::reference::Fuse(const FuseSpan& span) {
     for (int64_t i = 0; i < span.count; ++i) {
         const int16_t d = span.depth[i];
         const int16_t p = span.previousDepth[i];

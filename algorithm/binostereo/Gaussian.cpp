@@ -8,7 +8,7 @@
 #include <iterator>
 #include <numeric>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 namespace {
 
 static_assert(std::accumulate(std::begin(kGaussianWeights), std::end(kGaussianWeights), 0U) == 65536U);
@@ -91,4 +91,4 @@ void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t
     }
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

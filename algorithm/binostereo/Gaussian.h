@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 constexpr int32_t kGaussianTaps = 11;
 constexpr int32_t kGaussianHalf = kGaussianTaps / 2;
@@ -23,4 +23,4 @@ constexpr CCheckedSize GaussianWorkSize(int32_t width) {
 // stands on a 2-byte boundary.
 void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t* dst, void* work);
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -1,20 +1,15 @@
 // The fast image kernels: the reference kernels' arithmetic in loops that a vectoriser takes. Compiled once for
-// each tier; a unit names its tier in OXB3D_TIER and includes this file, once. Everything here is local to that
+// each tier; a unit names its tier in OX3D_TIER and includes this file, once. Everything here is local to that
 // unit. Where pointers bear no __restrict the compiler tests for overlap itself.
 #pragma once
 
 #include "algorithm/binostereo/ImageTiers.h"
+#include "algorithm/dispatch/Bytes.h"
 
 #include <cstring>
 
-namespace oxb3d::OXB3D_TIER {
+namespace ox3d::stereo::OX3D_TIER {
 namespace {
-
-uint16_t LoadPair(const uint8_t* from) {
-    uint16_t pair = 0;
-    std::memcpy(&pair, from, sizeof pair);
-    return pair;
-}
 
 constexpr int64_t kBlock = 256;
 
@@ -63,16 +58,11 @@ void WeighNeighbours(const uint16_t* __restrict pairs, const uint8_t* __restrict
     }
 }
 
-bool Overlaps(const void* data, uint64_t bytes, const RemapArgs& a) {
-    const auto first = reinterpret_cast<uintptr_t>(data);
-    const auto out = reinterpret_cast<uintptr_t>(a.dst);
-    return first < out + a.pixels && out < first + bytes;
-}
-
 // A block's samples are read before its results are written, so no output may lie on an input.
 void Remap(const RemapArgs& a) {
-    if (a.stride < 2 || a.pixels < a.stride + 2 || Overlaps(a.src, a.pixels, a) ||
-        Overlaps(a.index, 4 * a.pixels, a) || Overlaps(a.weights, 4 * a.pixels, a)) {
+    if (a.stride < 2 || a.pixels < a.stride + 2 || Overlap(a.src, a.pixels, a.dst, a.pixels) ||
+        Overlap(a.index, 4 * a.pixels, a.dst, a.pixels) ||
+        Overlap(a.weights, 4 * a.pixels, a.dst, a.pixels)) {
         reference::Remap(a);
         return;
     }
@@ -182,10 +172,10 @@ void Fuse(const FuseSpan& span) {
 
 // Counts in lanes of 16 bits, of which none overflows in one block.
 int64_t CountZeros(const int16_t* samples, int64_t count) {
-    constexpr int64_t kMost = 32768;
+    constexpr int64_t kMaxCounted = 32768;
     int64_t zeros = 0;
-    for (int64_t i = 0; i < count; i += kMost) {
-        const int64_t end = count - i < kMost ? count : i + kMost;
+    for (int64_t i = 0; i < count; i += kMaxCounted) {
+        const int64_t end = count - i < kMaxCounted ? count : i + kMaxCounted;
         uint16_t found = 0;
         for (int64_t x = i; x < end; ++x) {
             found = static_cast<uint16_t>(found + (samples[x] == 0 ? 1 : 0));
@@ -199,4 +189,4 @@ int64_t CountZeros(const int16_t* samples, int64_t count) {
 
 constinit const ImageKernels kImageKernels = {Remap, SmoothRow, SmoothColumns, Weigh, Fuse, CountZeros};
 
-} // namespace oxb3d::OXB3D_TIER
+} // namespace ox3d::stereo::OX3D_TIER

@@ -1,4 +1,4 @@
 // The fast image kernels in plain loops, for every processor.
 // Relies on ImageFast.h.
-#define OXB3D_TIER sse2
+#define OX3D_TIER sse2
 #include "algorithm/binostereo/ImageFast.h"

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 // A remapping whose planes have `pixels` entries, of a source with rows of `stride` bytes.
 struct RemapArgs {
@@ -59,11 +59,9 @@ struct ImageKernels {
     int64_t (*countZeros)(const int16_t* samples, int64_t count);
 };
 
-// The tier in use. The first call chooses it; nothing allocates and nothing waits.
+// See CKernelChoice.
 const ImageKernels& ImageKernelsInUse();
-
-// Sets the tier for all later calls, at most to what the processor has. Says which it is.
-ox3dcpu::KernelTier UseImageKernelTier(ox3dcpu::KernelTier tier);
+EKernelTier UseImageKernelTier(EKernelTier tier);
 
 namespace reference {
 void Remap(const RemapArgs& args);
@@ -84,4 +82,4 @@ namespace avx512 {
 extern const ImageKernels kImageKernels;
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -1,21 +1,21 @@
 // Process type 1: takes a stereo calibration, builds the rectification maps of both cameras and initialises
 // the object. Relies on the rectification geometry and on the fusion-depth region.
-#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Records.h"
 #include "algorithm/binostereo/Rectification.h"
 #include "algorithm/binostereo/Regions.h"
 
-#include <cstring>
 #include <initializer_list>
+
+using namespace ox3d::stereo;
 
 namespace {
 
 using Input = OXB3D_BINOSTEREO_INIT_INPUT;
 using Output = OXB3D_BINOSTEREO_INIT_OUTPUT;
 
-int32_t BuildMap(const oxb3d::BinoObject& object, const Input& in, oxb3d::Side side,
-                 const oxb3d::Rectification& rectification) {
-    const bool isLeft = side == oxb3d::Side::Left;
-    const oxb3d::RectMap map = oxb3d::RectMapOf(object, {in.width, in.height}, side);
+int32_t BuildMap(const BinoObject& object, const Input& in, ESide side, const Rectification& rectification) {
+    const bool isLeft = side == ESide::Left;
+    const RectMap map = RectMapOf(object, {in.width, in.height}, side);
     return OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(
         in.width, in.height, isLeft ? &in.left : &in.right, 0,
         isLeft ? rectification.leftRotation : rectification.rightRotation, rectification.projection,
@@ -28,25 +28,23 @@ int32_t BuildMap(const oxb3d::BinoObject& object, const Input& in, oxb3d::Side s
 // with a focal length of at least a pixel can always be inverted.
 int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSize, void* output,
                                      int32_t outputSize) {
-    int32_t status =
-        oxb3d::CheckRecords(handle, input, inputSize, sizeof(Input), output, outputSize, sizeof(Output));
+    int32_t status = CheckRecords<Input, Output>(handle, input, inputSize, output, outputSize);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    oxb3d::BinoObject& object = *oxb3d::ObjectOf(handle);
+    BinoObject& object = *ObjectOf(handle);
     if (object.fusionDepthRegion == nullptr) {
         return OXB3D_BINOSTEREO_E_PROCESS_TYPE;
     }
-    Input in;
-    std::memcpy(&in, input, sizeof in);
-    if (in.width < 640 || in.height < 480 || !oxb3d::FitsAbility(object, in.width, in.height)) {
+    const auto in = ReadRecord<Input>(input);
+    if (in.width < kMinWidth || in.height < kMinHeight || !FitsAbility(object, in.width, in.height)) {
         return OXB3D_BINOSTEREO_E_IMAGE_SIZE;
     }
-    oxb3d::Rectification rectification{};
-    if (!oxb3d::ComputeRectification(in, &rectification)) {
+    Rectification rectification{};
+    if (!ComputeRectification(in, &rectification)) {
         return OXB3D_BINOSTEREO_E_GENERAL;
     }
-    for (const oxb3d::Side side : {oxb3d::Side::Left, oxb3d::Side::Right}) {
+    for (const ESide side : {ESide::Left, ESide::Right}) {
         status = BuildMap(object, in, side, rectification);
         if (status != OXB3D_BINOSTEREO_OK) {
             return status;
@@ -60,6 +58,6 @@ int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSiz
     out.cx = rectification.projection[2];
     out.cy = rectification.projection[6];
     out.baseLine = rectification.baseLine;
-    std::memcpy(output, &out, sizeof out);
+    WriteRecord(out, output);
     return OXB3D_BINOSTEREO_OK;
 }

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <limits>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 using Vector3 = std::array<double, 3>;
 using Matrix3 = std::array<double, 9>;
@@ -72,4 +72,4 @@ inline bool Invert(const Matrix3& m, Matrix3* inverse) {
     return true;
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

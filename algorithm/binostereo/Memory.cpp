@@ -7,10 +7,9 @@
 #include <cstring>
 #include <iterator>
 
-namespace {
+using namespace ox3d::stereo;
 
-using oxb3d::BinoObject;
-using oxb3d::CCheckedSize;
+namespace {
 
 constexpr uint64_t kUnlimited = 0x7FFFFFFFFFFFFFFFU;
 constexpr uint64_t kUnitLimit = uint64_t{1} << 56; // of 128 bytes
@@ -76,7 +75,7 @@ int32_t LayOut(BinoObject* object, const OXB3D_BINOSTEREO_MEM_TAB& persistent,
 
 void FillEntry(OXB3D_BINOSTEREO_MEM_TAB* entry, uint64_t bytes, uint32_t persistence) {
     entry->size = bytes;
-    entry->alignment = oxb3d::kMemAlignment;
+    entry->alignment = kMemAlignment;
     entry->persistence = persistence;
     entry->space = 1;
 }
@@ -87,7 +86,7 @@ int32_t CheckCreate(const OXB3D_BINOSTEREO_ABILITY& ability, const OXB3D_BINOSTE
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    if (memTab[0].size % oxb3d::kMemAlignment != 0 || memTab[1].size % oxb3d::kMemAlignment != 0) {
+    if (memTab[0].size % kMemAlignment != 0 || memTab[1].size % kMemAlignment != 0) {
         return OXB3D_BINOSTEREO_E_TAB_SIZE;
     }
     status = OXB3D_BINOSTEREO_CheckAbilityParam(&ability);
@@ -106,10 +105,10 @@ void CarryOver(const BinoObject& old, bool inOwnMemory, BinoObject* object) {
     const bool carriesMaps = !inOwnMemory && old.initialised != 0 && old.fusionDepthRegion != nullptr &&
                              object->fusionDepthRegion != nullptr && old.imageSize.width > 0 &&
                              old.imageSize.height > 0 &&
-                             oxb3d::FitsAbility(*object, old.imageSize.width, old.imageSize.height);
+                             FitsAbility(*object, old.imageSize.width, old.imageSize.height);
     if (carriesMaps) {
         std::memmove(object->fusionDepthRegion, old.fusionDepthRegion,
-                     oxb3d::FusionDepthPersistentSize(old.imageSize.width, old.imageSize.height).Bytes());
+                     FusionDepthPersistentSize(old.imageSize.width, old.imageSize.height).Bytes());
         object->initialised = old.initialised;
     }
 }
@@ -139,8 +138,8 @@ int32_t OXB3D_BINOSTEREO_CheckAbilityParam(const OXB3D_BINOSTEREO_ABILITY* abili
     const bool depth = (ability->abilityFlags & OXB3D_BINOSTEREO_ABILITY_DEPTH) != 0;
     const bool calib = (ability->abilityFlags & OXB3D_BINOSTEREO_ABILITY_CALIB) != 0;
     const bool valid =
-        ability->width >= 640 && ability->height >= 480 && InRange(ability->abilityFlags, 1, 63) &&
-        (!depth || InRange(ability->capabilityA, 1, 4)) &&
+        ability->width >= kMinWidth && ability->height >= kMinHeight &&
+        InRange(ability->abilityFlags, 1, 63) && (!depth || InRange(ability->capabilityA, 1, 4)) &&
         (!calib || (InRange(ability->capabilityD, 5, 40) && InRange(ability->capabilityB, 2, 50) &&
                     InRange(ability->capabilityC, 2, 50))) &&
         ability->capabilityE >= 0;
@@ -151,8 +150,8 @@ int32_t OXB3D_BINOSTEREO_InitSpec(const OXB3D_BINOSTEREO_ABILITY* ability, void*
     if (ability == nullptr || object == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    oxb3d::ObjectOf(object)->ability = *ability;
-    oxb3d::ObjectOf(object)->initialised = 0;
+    ObjectOf(object)->ability = *ability;
+    ObjectOf(object)->initialised = 0;
     return OXB3D_BINOSTEREO_OK;
 }
 
@@ -161,7 +160,7 @@ int32_t OXB3D_BINOSTEREO_AllocPersistMem(void* object, const OXB3D_BINOSTEREO_ME
     if (object == nullptr || entry == nullptr || neededBytes == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    BinoObject* self = oxb3d::ObjectOf(object);
+    BinoObject* self = ObjectOf(object);
     const bool hasMaps = HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH);
     const bool hasFusion = HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE);
     uint64_t fusionBytes = 0;
@@ -171,7 +170,7 @@ int32_t OXB3D_BINOSTEREO_AllocPersistMem(void* object, const OXB3D_BINOSTEREO_ME
     }
     const CCheckedSize fusionOffset =
         CCheckedSize(OXB3D_BINOSTEREO_OBJECT_SIZE)
-            .Plus(hasMaps ? oxb3d::FusionDepthPersistentSize(self->ability.width, self->ability.height)
+            .Plus(hasMaps ? FusionDepthPersistentSize(self->ability.width, self->ability.height)
                           : CCheckedSize());
     const int32_t status = Settle(fusionOffset.Plus(CCheckedSize(fusionBytes)), *entry, neededBytes);
     if (status != OXB3D_BINOSTEREO_OK) {
@@ -189,11 +188,11 @@ int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_ME
     if (object == nullptr || entry == nullptr || neededBytes == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    BinoObject* self = oxb3d::ObjectOf(object);
+    BinoObject* self = ObjectOf(object);
     self->scratchRegion = entry->base;
     uint64_t need = 0;
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH)) {
-        need = oxb3d::kFusionDepthScratchBytes;
+        need = kFusionDepthScratchBytes;
     }
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE)) {
         uint64_t persistent = 0;
@@ -226,9 +225,9 @@ int32_t OXB3D_BINOSTEREO_GetMemSize(const OXB3D_BINOSTEREO_ABILITY* ability,
     if (LayOut(&object, unlimited, unlimited, &persistentBytes, &scratchBytes) != OXB3D_BINOSTEREO_OK) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;
     }
-    persistentBytes = CCheckedSize(persistentBytes).RoundedUp(oxb3d::kMemAlignment).Bytes();
-    scratchBytes = CCheckedSize(scratchBytes).RoundedUp(oxb3d::kMemAlignment).Bytes();
-    if (persistentBytes / oxb3d::kMemAlignment + scratchBytes / oxb3d::kMemAlignment >= kUnitLimit) {
+    persistentBytes = CCheckedSize(persistentBytes).RoundedUp(kMemAlignment).Bytes();
+    scratchBytes = CCheckedSize(scratchBytes).RoundedUp(kMemAlignment).Bytes();
+    if (persistentBytes / kMemAlignment + scratchBytes / kMemAlignment >= kUnitLimit) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;
     }
     FillEntry(&memTab[0], persistentBytes, 1);
@@ -250,7 +249,7 @@ int32_t OXB3D_BINOSTEREO_Create(const OXB3D_BINOSTEREO_ABILITY* ability,
         return status;
     }
     BinoObject object{};
-    std::memcpy(object.magic, oxb3d::kMagic, sizeof object.magic);
+    std::memcpy(object.magic, kMagic, sizeof object.magic);
     OXB3D_BINOSTEREO_InitSpec(ability, &object);
     uint64_t persistentBytes = 0;
     uint64_t scratchBytes = 0;
@@ -258,10 +257,10 @@ int32_t OXB3D_BINOSTEREO_Create(const OXB3D_BINOSTEREO_ABILITY* ability,
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    if (oxb3d::CheckHandle(*handle) == OXB3D_BINOSTEREO_OK) {
-        CarryOver(*oxb3d::ObjectOf(*handle), *handle == memTab[0].base, &object);
+    if (CheckHandle(*handle) == OXB3D_BINOSTEREO_OK) {
+        CarryOver(*ObjectOf(*handle), *handle == memTab[0].base, &object);
     } else {
-        oxb3d::LoadDefaultParams(&object);
+        LoadDefaultParams(&object);
     }
     if (HasAbility(object, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE)) {
         status = OXB3D_BINOSTEREO_MULTI_FUSE_Init(object.multiFuseRegion, {ability->width, ability->height},

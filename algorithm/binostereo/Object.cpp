@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 int32_t CheckHandle(const void* handle) {
     if (handle == nullptr) {
@@ -13,7 +13,7 @@ int32_t CheckHandle(const void* handle) {
     return std::memcmp(handle, kMagic, sizeof kMagic) == 0 ? OXB3D_BINOSTEREO_OK : OXB3D_BINOSTEREO_E_OBJECT;
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo
 
 int32_t OXB3D_BINOSTEREO_GetVersion(void) {
     return 0x04C12A58;

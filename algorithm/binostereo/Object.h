@@ -7,10 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 constexpr size_t kMemAlignment = OXB3D_BINOSTEREO_MEM_ALIGNMENT;
 constexpr size_t kParamCount = 26;
+
+// The smallest image that the processes with a memory take.
+constexpr int32_t kMinWidth = 640;
+constexpr int32_t kMinHeight = 480;
 
 // The mark by which an object is recognised: 16 characters and the zero that ends them.
 constexpr char kMagic[] = "OXB3D_BINOSTEREO";
@@ -45,20 +49,21 @@ inline bool FitsAbility(const BinoObject& object, int32_t width, int32_t height)
     return width <= object.ability.width && height <= object.ability.height;
 }
 
+// The parameters that processes read; the numbers are their ids.
+enum class EParam : uint32_t {
+    Param1 = 1,
+    Param3 = 3,
+    FuseMode = 257,
+    FusePinned = 258,
+    FuseThreshold = 259,
+    FuseRowShift = 260,
+    FuseColumnShift = 261
+};
+
+// 0 where the handle is no object.
+int32_t ParamOf(void* handle, EParam param);
+
 // Loads every parameter's default.
 void LoadDefaultParams(BinoObject* object);
 
-// Common opening of every process: all three pointers given, then both record sizes as expected.
-inline int32_t CheckRecords(const void* handle, const void* input, int32_t inputSize, size_t expectedInput,
-                            const void* output, int32_t outputSize, size_t expectedOutput) {
-    if (handle == nullptr || input == nullptr || output == nullptr) {
-        return OXB3D_BINOSTEREO_E_NULL;
-    }
-    if (inputSize != static_cast<int32_t>(expectedInput) ||
-        outputSize != static_cast<int32_t>(expectedOutput)) {
-        return OXB3D_BINOSTEREO_E_RECORD_SIZE;
-    }
-    return OXB3D_BINOSTEREO_OK;
-}
-
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <iterator>
 
-namespace {
+using namespace ox3d::stereo;
 
-using oxb3d::BinoObject;
+namespace {
 
 // Bounds are wide enough for both readings of a 32-bit word, signed and unsigned.
 struct ParamRule {
@@ -25,7 +25,7 @@ constexpr ParamRule kParamRules[] = {
     {774, 50, 20, 100}, {775, 20, 0, 255}, {776, 40, 0, 255}, {777, 1, 1, 2},     {1025, 1, 1, 2},
     {1026, 1, 0, 10},
 };
-static_assert(std::size(kParamRules) == oxb3d::kParamCount);
+static_assert(std::size(kParamRules) == kParamCount);
 // Parameter 258 accepts its default alone, deliberately: the slot exists but is pinned.
 
 const ParamRule* FindRule(uint32_t id) {
@@ -50,7 +50,7 @@ int32_t CheckParam(const OXB3D_BINOSTEREO_PARAM& param) {
 }
 
 int32_t CheckHandleAndRecord(const void* handle, const void* record) {
-    const int32_t status = oxb3d::CheckHandle(handle);
+    const int32_t status = CheckHandle(handle);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
@@ -74,7 +74,13 @@ int32_t CheckList(const OXB3D_BINOSTEREO_PARAM_LIST& list, TCheck check) {
 
 } // namespace
 
-void oxb3d::LoadDefaultParams(BinoObject* object) {
+int32_t ox3d::stereo::ParamOf(void* handle, EParam param) {
+    OXB3D_BINOSTEREO_PARAM record{static_cast<uint32_t>(param), 0};
+    OXB3D_BINOSTEREO_GetSingleParam(handle, &record);
+    return record.value;
+}
+
+void ox3d::stereo::LoadDefaultParams(BinoObject* object) {
     std::transform(std::begin(kParamRules), std::end(kParamRules), object->params,
                    [](const ParamRule& rule) { return rule.defaultValue; });
 }
@@ -86,7 +92,7 @@ int32_t OXB3D_BINOSTEREO_SetSingleParam(void* handle, const OXB3D_BINOSTEREO_PAR
     }
     status = CheckParam(*param);
     if (status == OXB3D_BINOSTEREO_OK) {
-        *Slot(oxb3d::ObjectOf(handle), FindRule(param->id)) = param->value;
+        *Slot(ObjectOf(handle), FindRule(param->id)) = param->value;
     }
     return status;
 }
@@ -100,7 +106,7 @@ int32_t OXB3D_BINOSTEREO_GetSingleParam(void* handle, OXB3D_BINOSTEREO_PARAM* pa
     if (rule == nullptr) {
         return OXB3D_BINOSTEREO_E_PARAM_ID;
     }
-    param->value = *Slot(oxb3d::ObjectOf(handle), rule);
+    param->value = *Slot(ObjectOf(handle), rule);
     return OXB3D_BINOSTEREO_OK;
 }
 
@@ -114,7 +120,7 @@ int32_t OXB3D_BINOSTEREO_SetParamList(void* handle, const OXB3D_BINOSTEREO_PARAM
         return status;
     }
     for (uint32_t i = 0; i < list->count; ++i) {
-        *Slot(oxb3d::ObjectOf(handle), FindRule(list->params[i].id)) = list->params[i].value;
+        *Slot(ObjectOf(handle), FindRule(list->params[i].id)) = list->params[i].value;
     }
     return OXB3D_BINOSTEREO_OK;
 }
@@ -131,15 +137,15 @@ int32_t OXB3D_BINOSTEREO_GetParamList(void* handle, OXB3D_BINOSTEREO_PARAM_LIST*
         return status;
     }
     for (uint32_t i = 0; i < list->count; ++i) {
-        list->params[i].value = *Slot(oxb3d::ObjectOf(handle), FindRule(list->params[i].id));
+        list->params[i].value = *Slot(ObjectOf(handle), FindRule(list->params[i].id));
     }
     return OXB3D_BINOSTEREO_OK;
 }
 
 int32_t OXB3D_BINOSTEREO_SetDefaultParam(void* handle) {
-    const int32_t status = oxb3d::CheckHandle(handle);
+    const int32_t status = CheckHandle(handle);
     if (status == OXB3D_BINOSTEREO_OK) {
-        oxb3d::LoadDefaultParams(oxb3d::ObjectOf(handle));
+        LoadDefaultParams(ObjectOf(handle));
     }
     return status;
 }

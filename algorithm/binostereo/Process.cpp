@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+using namespace ox3d::stereo;
+
 namespace {
 
 struct ProcessRule {
@@ -50,14 +52,13 @@ constexpr ProcessRule kProcessRules[] = {
 
 int32_t OXB3D_BINOSTEREO_Process(void* handle, int32_t processType, void* input, int32_t inputSize,
                                  void* output, int32_t outputSize) {
-    const int32_t status = oxb3d::CheckHandle(handle);
+    const int32_t status = CheckHandle(handle);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
     const auto* rule = std::find_if(std::begin(kProcessRules), std::end(kProcessRules),
                                     [processType](const ProcessRule& r) { return r.type == processType; });
-    if (rule == std::end(kProcessRules) ||
-        (oxb3d::ObjectOf(handle)->ability.abilityFlags & rule->abilityBit) == 0) {
+    if (rule == std::end(kProcessRules) || (ObjectOf(handle)->ability.abilityFlags & rule->abilityBit) == 0) {
         return OXB3D_BINOSTEREO_E_PROCESS_TYPE;
     }
     return rule->run(handle, input, inputSize, output, outputSize);

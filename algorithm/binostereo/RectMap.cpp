@@ -11,10 +11,9 @@
 #include <limits>
 #include <new>
 
-namespace {
+using namespace ox3d::stereo;
 
-using oxb3d::kEpsilon;
-using oxb3d::Matrix3;
+namespace {
 
 using Camera = OXB3D_BINOSTEREO_CAMERA;
 
@@ -62,17 +61,17 @@ void FillEntry(const Camera& camera, const PlanePoint& p, int32_t width, int32_t
     const float r2 = p.x * p.x + p.y * p.y;
     const float q = ((k[4] * r2 + k[1]) * r2 + k[0]) * r2 + 1.0F;
     const float mx = SourceColumn(camera, p, r2, q);
-    const int32_t xi = oxb3d::FloatToInt32(mx);
+    const int32_t xi = FloatToInt32(mx);
     if (xi < 1 || xi >= width - 1) {
         return;
     }
     const float my = SourceRow(camera, p, r2, q);
-    const int32_t yi = oxb3d::FloatToInt32(my);
+    const int32_t yi = FloatToInt32(my);
     if (yi < 1 || yi >= height - 1) {
         return;
     }
-    const int32_t fu = oxb3d::FloatToInt32((mx - static_cast<float>(xi)) * 8.0F);
-    const int32_t fv = oxb3d::FloatToInt32((my - static_cast<float>(yi)) * 8.0F);
+    const int32_t fu = FloatToInt32((mx - static_cast<float>(xi)) * 8.0F);
+    const int32_t fv = FloatToInt32((my - static_cast<float>(yi)) * 8.0F);
     *index = static_cast<uint32_t>(width) * static_cast<uint32_t>(yi) + static_cast<uint32_t>(xi);
     weights[0] = static_cast<uint8_t>((8 - fu) * (8 - fv));
     weights[1] = static_cast<uint8_t>(fu * (8 - fv));
@@ -88,7 +87,7 @@ bool InvertProjection(const float* rotation, const float* projection, InversionS
             scratch->rotation[3 * row + column] = static_cast<double>(rotation[3 * row + column]);
         }
     }
-    return oxb3d::Invert(oxb3d::Multiply(scratch->projection, scratch->rotation), &scratch->inverse);
+    return Invert(Multiply(scratch->projection, scratch->rotation), &scratch->inverse);
 }
 
 } // namespace
@@ -100,8 +99,8 @@ int32_t OXB3D_BINOSTEREO_RCT_RectMapBufSize(ZQA_SIZE size, uint32_t mapType, uin
     if (size.width < 1 || size.height < 1 || mapType >= 2) {
         return OXB3D_BINOSTEREO_E_REGION;
     }
-    const oxb3d::CCheckedSize row(8 * static_cast<uint64_t>(size.width) + (mapType == 0 ? 32 : 0));
-    const oxb3d::CCheckedSize bytes = row.Times(size.height);
+    const CCheckedSize row(8 * static_cast<uint64_t>(size.width) + (mapType == 0 ? 32 : 0));
+    const CCheckedSize bytes = row.Times(size.height);
     if (!bytes.Fits()) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;
     }
@@ -117,7 +116,7 @@ int32_t OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(int32_t width, int32_t height,
         weightPlane == nullptr || scratch == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    const oxb3d::CCheckedSize pixels = oxb3d::PlaneSize(1, width, height);
+    const CCheckedSize pixels = PlaneSize(1, width, height);
     if (width < 1 || height < 1 || !pixels.Fits() || pixels.Bytes() > std::numeric_limits<uint32_t>::max()) {
         return OXB3D_BINOSTEREO_E_REGION;
     }
@@ -146,11 +145,11 @@ int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const uint32_t* in
     }
     const auto stride = static_cast<uint64_t>(std::max(width, 0));
     const uint64_t pixels = stride * static_cast<uint64_t>(std::max(height, 0));
-    oxb3d::ImageKernelsInUse().remap({src, indexPlane, weightPlane, stride, pixels, dst});
+    ImageKernelsInUse().remap({src, indexPlane, weightPlane, stride, pixels, dst});
     return OXB3D_BINOSTEREO_OK;
 }
 
-void oxb3d::reference::Remap(const RemapArgs& a) {
+void ox3d::stereo::reference::Remap(const RemapArgs& a) {
     std::fill_n(a.dst, a.pixels, uint8_t{0});
     for (uint64_t i = 0; i < a.pixels; ++i) {
         const uint64_t index = a.index[i];

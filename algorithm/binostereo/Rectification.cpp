@@ -10,7 +10,7 @@
 #include <iterator>
 #include <limits>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 namespace {
 
 using Camera = OXB3D_BINOSTEREO_CAMERA;
@@ -233,4 +233,4 @@ bool ComputeRectification(const OXB3D_BINOSTEREO_INIT_INPUT& input, Rectificatio
     return true;
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -4,7 +4,7 @@
 
 #include <ox3drgbd/Oxb3dBinoStereo.h>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 struct Rectification {
     float leftRotation[9]; // row-major, from the camera's frame into the rectified one
@@ -19,4 +19,4 @@ struct Rectification {
 // length, no rotation, no base line, or fields of view that no common image plane can hold.
 bool ComputeRectification(const OXB3D_BINOSTEREO_INIT_INPUT& input, Rectification* result);
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

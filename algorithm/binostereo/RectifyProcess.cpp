@@ -1,9 +1,9 @@
 // Process type 5: warps a left and a right image through the maps that process type 1 has built.
 // Relies on the maps in the fusion-depth region of an initialised object.
-#include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Records.h"
 #include "algorithm/binostereo/Regions.h"
 
-#include <cstring>
+using namespace ox3d::stereo;
 
 namespace {
 
@@ -38,10 +38,9 @@ int32_t CheckImages(const Pair& in, const Pair& out, ZQA_SIZE size) {
                                                                : OXB3D_BINOSTEREO_E_IMAGE_SIZE;
 }
 
-// Rows are taken as unpadded also where a larger step has passed the checks; that is kept.
-int32_t Remap(const oxb3d::BinoObject& object, oxb3d::Side side, const ZQA_IMAGE& source,
-              const ZQA_IMAGE& target) {
-    const oxb3d::RectMap map = oxb3d::RectMapOf(object, object.imageSize, side);
+// Rows are taken as unpadded also where a larger step has passed the checks: preserved for compatibility.
+int32_t Remap(const BinoObject& object, ESide side, const ZQA_IMAGE& source, const ZQA_IMAGE& target) {
+    const RectMap map = RectMapOf(object, object.imageSize, side);
     return OXB3D_BINOSTEREO_RCT_RectifyImage(static_cast<const uint8_t*>(source.data[0]), map.indexPlane,
                                              map.weightPlane, object.imageSize.width, object.imageSize.height,
                                              static_cast<uint8_t*>(target.data[0]));
@@ -51,23 +50,20 @@ int32_t Remap(const oxb3d::BinoObject& object, oxb3d::Side side, const ZQA_IMAGE
 
 int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int32_t inputSize, void* output,
                                         int32_t outputSize) {
-    int32_t status =
-        oxb3d::CheckRecords(handle, input, inputSize, sizeof(Pair), output, outputSize, sizeof(Pair));
+    int32_t status = CheckRecords<Pair, Pair>(handle, input, inputSize, output, outputSize);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    const oxb3d::BinoObject& object = *oxb3d::ObjectOf(handle);
+    const BinoObject& object = *ObjectOf(handle);
     if (object.initialised == 0) {
         return OXB3D_BINOSTEREO_E_GENERAL;
     }
-    Pair in;
-    Pair out;
-    std::memcpy(&in, input, sizeof in);
-    std::memcpy(&out, output, sizeof out);
+    const auto in = ReadRecord<Pair>(input);
+    const auto out = ReadRecord<Pair>(output);
     status = CheckImages(in, out, object.imageSize);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    status = Remap(object, oxb3d::Side::Left, in.left, out.left);
-    return status != OXB3D_BINOSTEREO_OK ? status : Remap(object, oxb3d::Side::Right, in.right, out.right);
+    status = Remap(object, ESide::Left, in.left, out.left);
+    return status != OXB3D_BINOSTEREO_OK ? status : Remap(object, ESide::Right, in.right, out.right);
 }

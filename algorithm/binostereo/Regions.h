@@ -5,7 +5,7 @@
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/Object.h"
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 // The fusion-depth persistent region: the left map, then the right map on the next 128-byte boundary. Offsets
 // follow the image size that process type 1 was given, not the ability's, so the maps of an object can be
@@ -14,7 +14,7 @@ namespace oxb3d {
 //   +------------------+-------------------+-----+------------------+-------------------+
 //   | left index, 4wh  | left weights, 4wh | pad | right index, 4wh | right weights 4wh |
 //   +------------------+-------------------+-----+------------------+-------------------+
-enum class Side { Left = 0, Right = 1 };
+enum class ESide { Left = 0, Right = 1 };
 
 struct RectMap {
     uint32_t* indexPlane;
@@ -30,7 +30,7 @@ constexpr CCheckedSize FusionDepthPersistentSize(int32_t width, int32_t height) 
 }
 
 // Only for an object that has the region, and a size that fits its ability.
-inline RectMap RectMapOf(const BinoObject& object, ZQA_SIZE size, Side side) {
+inline RectMap RectMapOf(const BinoObject& object, ZQA_SIZE size, ESide side) {
     auto* base = static_cast<uint8_t*>(object.fusionDepthRegion);
     base += RectMapBytes(size.width, size.height).Bytes() * static_cast<size_t>(side);
     const size_t pixels = static_cast<size_t>(size.width) * static_cast<size_t>(size.height);
@@ -40,4 +40,4 @@ inline RectMap RectMapOf(const BinoObject& object, ZQA_SIZE size, Side side) {
 // The fusion-depth scratch need: what the map generator inverts its matrix in.
 constexpr uint64_t kFusionDepthScratchBytes = OXB3D_BINOSTEREO_RECT_MAP_SCRATCH;
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

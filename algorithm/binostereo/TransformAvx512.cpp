@@ -1,11 +1,11 @@
 // The transform's fast kernels for processors with AVX-512; by hand is only the store of three coordinates.
 // Relies on TransformFast.h, and on being compiled for AVX-512 F, BW, DQ and VL.
-#define OXB3D_TIER avx512
+#define OX3D_TIER avx512
 #include "algorithm/binostereo/TransformKernel.h"
 
 #include <immintrin.h>
 
-namespace oxb3d::OXB3D_TIER {
+namespace ox3d::stereo::OX3D_TIER {
 namespace {
 
 constexpr int32_t kGroup = 16;
@@ -77,6 +77,6 @@ int32_t MapGroups(const float* k, int32_t v, const int16_t* depth, int32_t count
 }
 
 } // namespace
-} // namespace oxb3d::OXB3D_TIER
+} // namespace ox3d::stereo::OX3D_TIER
 
 #include "algorithm/binostereo/TransformFast.h"

@@ -1,5 +1,5 @@
 // The fast kernels of the common data transform: the formulas of TransformKernel.h in loops that a vectoriser
-// takes. Compiled once for each tier; a unit names its tier in OXB3D_TIER, includes its MapGroups() and then
+// takes. Compiled once for each tier; a unit names its tier in OX3D_TIER, includes its MapGroups() and then
 // this file, once. Everything here is local to that unit.
 // Relies on what KernelsFor() admits: no output on the depth samples, extents that are exact as floats, and
 // target indices of 32 bits.
@@ -8,7 +8,7 @@
 #include "algorithm/binostereo/TransformKernel.h"
 #include "algorithm/binostereo/TransformTiers.h"
 
-namespace oxb3d::OXB3D_TIER {
+namespace ox3d::stereo::OX3D_TIER {
 namespace {
 
 // Projecting and testing the depth take turns block by block: in one long loop the divisions and the scattered
@@ -197,29 +197,29 @@ void MapFast(const TransformArgs<TPoint>& a) {
 }
 
 template <typename TPoint>
-void RunFast(TransformMode mode, const TransformArgs<TPoint>& a) {
+void RunFast(ETransformMode mode, const TransformArgs<TPoint>& a) {
     switch (mode) {
-    case TransformMode::A:
+    case ETransformMode::A:
         return MapFast(a);
-    case TransformMode::B1:
+    case ETransformMode::B1:
         return RegisterFast<true, false>(a);
-    case TransformMode::B2:
+    case ETransformMode::B2:
         return RegisterFast<true, true>(a);
-    case TransformMode::B3:
+    case ETransformMode::B3:
         return MoveFast<true>(a);
-    case TransformMode::C1:
+    case ETransformMode::C1:
         return RegisterFast<false, false>(a);
-    case TransformMode::C2:
+    case ETransformMode::C2:
         return MoveFast<false>(a);
-    case TransformMode::C3:
+    case ETransformMode::C3:
         return RegisterFast<false, true>(a);
-    case TransformMode::Refused:
+    case ETransformMode::Refused:
         break;
     }
 }
 
 } // namespace
 
-constinit const TransformKernels kKernels = {RunFast<float>, RunFast<int16_t>, false};
+constinit const TransformKernels kTransformKernels = {RunFast<float>, RunFast<int16_t>, false};
 
-} // namespace oxb3d::OXB3D_TIER
+} // namespace ox3d::stereo::OX3D_TIER

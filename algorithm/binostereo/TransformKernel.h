@@ -12,9 +12,9 @@
 #include <cstring>
 #include <type_traits>
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
-enum class TransformMode { Refused, A, B1, B2, B3, C1, C2, C3 };
+enum class ETransformMode { Refused, A, B1, B2, B3, C1, C2, C3 };
 
 template <typename TPoint>
 struct TransformArgs {
@@ -163,25 +163,25 @@ static void RegisterDepth(const TransformArgs<TPoint>& a) {
 }
 
 template <typename TPoint>
-static void RunReference(TransformMode mode, const TransformArgs<TPoint>& a) {
+static void RunReference(ETransformMode mode, const TransformArgs<TPoint>& a) {
     switch (mode) {
-    case TransformMode::A:
+    case ETransformMode::A:
         return MapAllPixels(a);
-    case TransformMode::B1:
+    case ETransformMode::B1:
         return RegisterDepth<true, false>(a);
-    case TransformMode::B2:
+    case ETransformMode::B2:
         return RegisterDepth<true, true>(a);
-    case TransformMode::B3:
+    case ETransformMode::B3:
         return MovePoints<true>(a);
-    case TransformMode::C1:
+    case ETransformMode::C1:
         return RegisterDepth<false, false>(a);
-    case TransformMode::C2:
+    case ETransformMode::C2:
         return MovePoints<false>(a);
-    case TransformMode::C3:
+    case ETransformMode::C3:
         return RegisterDepth<false, true>(a);
-    case TransformMode::Refused:
+    case ETransformMode::Refused:
         break;
     }
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

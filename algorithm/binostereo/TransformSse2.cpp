@@ -1,9 +1,9 @@
 // The transform's fast kernels in plain loops, for every processor.
 // Relies on TransformFast.h.
-#define OXB3D_TIER sse2
+#define OX3D_TIER sse2
 #include "algorithm/binostereo/TransformKernel.h"
 
-namespace oxb3d::OXB3D_TIER {
+namespace ox3d::stereo::OX3D_TIER {
 namespace {
 
 // No groups: the loop over the rest does it all.
@@ -14,6 +14,6 @@ int32_t MapGroups(const float* /*k*/, int32_t /*v*/, const int16_t* /*depth*/, i
 }
 
 } // namespace
-} // namespace oxb3d::OXB3D_TIER
+} // namespace ox3d::stereo::OX3D_TIER
 
 #include "algorithm/binostereo/TransformFast.h"

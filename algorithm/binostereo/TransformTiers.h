@@ -5,38 +5,38 @@
 #include "algorithm/binostereo/TransformKernel.h"
 #include "algorithm/dispatch/KernelTier.h"
 
-namespace oxb3d {
+namespace ox3d::stereo {
 
 struct TransformKernels {
-    void (*runFloat)(TransformMode mode, const TransformArgs<float>& args);
-    void (*run16)(TransformMode mode, const TransformArgs<int16_t>& args);
+    void (*runFloat)(ETransformMode mode, const TransformArgs<float>& args);
+    void (*run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
     bool isReference;
 };
 
-// The tier in use, or the reference for arguments that the fast kernels are not made for. The first call
-// chooses the tier; nothing allocates and nothing waits.
-const TransformKernels& KernelsFor(TransformMode mode, const TransformArgs<float>& args);
-const TransformKernels& KernelsFor(TransformMode mode, const TransformArgs<int16_t>& args);
+// The kernels in use, or the reference for arguments that the fast kernels are not made for.
+const TransformKernels& KernelsFor(ETransformMode mode, const TransformArgs<float>& args);
+const TransformKernels& KernelsFor(ETransformMode mode, const TransformArgs<int16_t>& args);
 
-inline void RunKernel(const TransformKernels& kernels, TransformMode mode, const TransformArgs<float>& args) {
+inline void RunKernel(const TransformKernels& kernels, ETransformMode mode,
+                      const TransformArgs<float>& args) {
     kernels.runFloat(mode, args);
 }
-inline void RunKernel(const TransformKernels& kernels, TransformMode mode,
+inline void RunKernel(const TransformKernels& kernels, ETransformMode mode,
                       const TransformArgs<int16_t>& args) {
     kernels.run16(mode, args);
 }
 
-// Sets the tier for all later calls, at most to what the processor has. Says which it is.
-ox3dcpu::KernelTier UseKernelTier(ox3dcpu::KernelTier tier);
+// See CKernelChoice.
+EKernelTier UseTransformKernelTier(EKernelTier tier);
 
 namespace sse2 {
-extern const TransformKernels kKernels;
+extern const TransformKernels kTransformKernels;
 }
 namespace avx2 {
-extern const TransformKernels kKernels;
+extern const TransformKernels kTransformKernels;
 }
 namespace avx512 {
-extern const TransformKernels kKernels;
+extern const TransformKernels kTransformKernels;
 }
 
-} // namespace oxb3d
+} // namespace ox3d::stereo

@@ -1,11 +1,10 @@
 // RgbdInterleave.cpp - see RgbdInterleave.h.
 #include "algorithm/rgbd/RgbdInterleave.h"
 
-#include "algorithm/dispatch/KernelTier.h"
+#include "algorithm/dispatch/KernelChoice.h"
 #include "algorithm/rgbd/RgbdInterleaveTiers.h"
 
-#include <atomic>
-
+namespace ox3d {
 namespace {
 
 // Pixels from `first` to `last`, every source long enough. The definition, and the rest of the fast loops.
@@ -29,35 +28,16 @@ uint64_t NoGroups(const uint8_t* /*color*/, uint64_t /*planeBytes*/, const uint8
     return 0;
 }
 
-// Null until the first use. Two threads that get there together choose the same.
-constinit std::atomic<InterleaveGroups> g_groups{nullptr};
+constexpr InterleaveKernels kPlain = {NoGroups};
 
-InterleaveGroups GroupsInUse() {
-    InterleaveGroups groups = g_groups.load(std::memory_order_relaxed);
-    if (groups == nullptr) {
-        UseInterleaveGroups(ChooseInterleaveGroups());
-        groups = g_groups.load(std::memory_order_relaxed);
-    }
-    return groups;
-}
+constinit CKernelChoice<InterleaveKernels, kPlain, kPlain, avx2::kInterleaveKernels,
+                        avx512::kInterleaveKernels, true>
+    g_choice;
 
 } // namespace
 
-InterleaveGroups ChooseInterleaveGroups() {
-#if defined(__x86_64__)
-    const ox3dcpu::KernelTier tier = ox3dcpu::ChooseKernelTier();
-    if (tier == ox3dcpu::KernelTier::Avx512 && __builtin_cpu_supports("avx512vbmi") != 0) {
-        return InterleaveGroupsAvx512;
-    }
-    if (tier >= ox3dcpu::KernelTier::Avx2) {
-        return InterleaveGroupsAvx2;
-    }
-#endif
-    return nullptr;
-}
-
-void UseInterleaveGroups(InterleaveGroups groups) {
-    g_groups.store(groups != nullptr ? groups : NoGroups, std::memory_order_relaxed);
+EKernelTier UseInterleaveKernelTier(EKernelTier tier) {
+    return g_choice.Use(tier);
 }
 
 void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* out) {
@@ -65,7 +45,7 @@ void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* ou
                          color.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
     if (isWhole) {
         const uint8_t* const planes[3] = {color.m_data, color.m_data + pixels, color.m_data + 2 * pixels};
-        const uint64_t done = GroupsInUse()(color.m_data, pixels, depth.m_data, pixels, out);
+        const uint64_t done = g_choice.InUse().m_groups(color.m_data, pixels, depth.m_data, pixels, out);
         InterleaveWhole(planes, depth.m_data, done, pixels, out);
         return;
     }
@@ -77,3 +57,5 @@ void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* ou
         out[5 * p + 4] = ByteAt(depth, 2 * p + 1);
     }
 }
+
+} // namespace ox3d

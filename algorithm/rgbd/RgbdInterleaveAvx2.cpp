@@ -3,6 +3,7 @@
 
 #include <immintrin.h>
 
+namespace ox3d::avx2 {
 namespace {
 
 constexpr uint64_t kGroup = 32;
@@ -41,7 +42,7 @@ __m256i Load(const uint8_t* from) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
 }
 
-__m256i Weave(int k, __m256i color, __m256i depth) {
+__m256i Interleave(int k, __m256i color, __m256i depth) {
     const Shuffle& shuffle = kShuffles.m_vectors[k];
     const auto* fromColor = reinterpret_cast<const __m256i*>(shuffle.m_color);
     const auto* fromDepth = reinterpret_cast<const __m256i*>(shuffle.m_depth);
@@ -54,7 +55,7 @@ void Store(uint8_t* out, __m256i value) {
 }
 
 // The low half of every vector belongs to the first 16 pixels, the high half to the others.
-void WeaveGroup(__m256i r, __m256i g, __m256i b, __m256i samples0, __m256i samples1, uint8_t* out) {
+void InterleaveGroup(__m256i r, __m256i g, __m256i b, __m256i samples0, __m256i samples1, uint8_t* out) {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i redGreen0 = _mm256_unpacklo_epi8(r, g);
     const __m256i redGreen1 = _mm256_unpackhi_epi8(r, g);
@@ -66,12 +67,12 @@ void WeaveGroup(__m256i r, __m256i g, __m256i b, __m256i samples0, __m256i sampl
     const __m256i pixels12 = _mm256_unpackhi_epi16(redGreen1, blue1);
     const __m256i depth0 = _mm256_permute2x128_si256(samples0, samples1, 0x20);
     const __m256i depth8 = _mm256_permute2x128_si256(samples0, samples1, 0x31);
-    const __m256i w0 = Weave(0, pixels0, depth0);
-    const __m256i w1 = Weave(1, _mm256_alignr_epi8(pixels4, pixels0, 12), depth0);
+    const __m256i w0 = Interleave(0, pixels0, depth0);
+    const __m256i w1 = Interleave(1, _mm256_alignr_epi8(pixels4, pixels0, 12), depth0);
     const __m256i w2 =
-        Weave(2, _mm256_alignr_epi8(pixels8, pixels4, 8), _mm256_alignr_epi8(depth8, depth0, 8));
-    const __m256i w3 = Weave(3, _mm256_alignr_epi8(pixels12, pixels8, 4), depth8);
-    const __m256i w4 = Weave(4, pixels12, depth8);
+        Interleave(2, _mm256_alignr_epi8(pixels8, pixels4, 8), _mm256_alignr_epi8(depth8, depth0, 8));
+    const __m256i w3 = Interleave(3, _mm256_alignr_epi8(pixels12, pixels8, 4), depth8);
+    const __m256i w4 = Interleave(4, pixels12, depth8);
     Store(out, _mm256_permute2x128_si256(w0, w1, 0x20));
     Store(out + 32, _mm256_permute2x128_si256(w2, w3, 0x20));
     Store(out + 64, _mm256_blend_epi32(w4, w0, 0xF0));
@@ -79,14 +80,18 @@ void WeaveGroup(__m256i r, __m256i g, __m256i b, __m256i samples0, __m256i sampl
     Store(out + 128, _mm256_permute2x128_si256(w3, w4, 0x31));
 }
 
-} // namespace
-
-uint64_t InterleaveGroupsAvx2(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
-                              uint64_t pixels, uint8_t* out) {
+uint64_t InterleaveGroups(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth, uint64_t pixels,
+                          uint8_t* out) {
     uint64_t p = 0;
     for (; pixels - p >= kGroup; p += kGroup) {
-        WeaveGroup(Load(color + p), Load(color + planeBytes + p), Load(color + 2 * planeBytes + p),
-                   Load(depth + 2 * p), Load(depth + 2 * p + 32), out + 5 * p);
+        InterleaveGroup(Load(color + p), Load(color + planeBytes + p), Load(color + 2 * planeBytes + p),
+                        Load(depth + 2 * p), Load(depth + 2 * p + 32), out + 5 * p);
     }
     return p;
 }
+
+} // namespace
+
+constinit const InterleaveKernels kInterleaveKernels = {InterleaveGroups};
+
+} // namespace ox3d::avx2

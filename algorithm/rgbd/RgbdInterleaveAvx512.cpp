@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <immintrin.h>
 
+namespace ox3d::avx512 {
 namespace {
 
 constexpr uint64_t kGroup = 64;
@@ -43,17 +44,15 @@ __m512i Place(int c, const uint8_t* plane) {
 
 // Vector k holds places 64k to 64k + 63: byte c where p + 64k is c modulo 5, that is, p is c + k.
 void Store(int k, const __m512i (&bytes)[5], uint8_t* out) {
-    __m512i woven = bytes[0];
+    __m512i interleaved = bytes[0];
     for (int c = 1; c < 5; ++c) {
-        woven = _mm512_mask_blend_epi8(kLanes.m_modulo[(c + k) % 5], woven, bytes[c]);
+        interleaved = _mm512_mask_blend_epi8(kLanes.m_modulo[(c + k) % 5], interleaved, bytes[c]);
     }
-    _mm512_storeu_si512(out + ptrdiff_t{64} * k, woven);
+    _mm512_storeu_si512(out + ptrdiff_t{64} * k, interleaved);
 }
 
-} // namespace
-
-uint64_t InterleaveGroupsAvx512(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
-                                uint64_t pixels, uint8_t* out) {
+uint64_t InterleaveGroups(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth, uint64_t pixels,
+                          uint8_t* out) {
     uint64_t p = 0;
     for (; pixels - p >= kGroup; p += kGroup) {
         const __m512i samples0 = _mm512_loadu_si512(depth + 2 * p);
@@ -68,3 +67,9 @@ uint64_t InterleaveGroupsAvx512(const uint8_t* color, uint64_t planeBytes, const
     }
     return p;
 }
+
+} // namespace
+
+constinit const InterleaveKernels kInterleaveKernels = {InterleaveGroups};
+
+} // namespace ox3d::avx512

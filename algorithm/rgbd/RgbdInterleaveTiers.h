@@ -3,22 +3,29 @@
 #ifndef OX3D_RGBD_INTERLEAVE_TIERS_H
 #define OX3D_RGBD_INTERLEAVE_TIERS_H
 
+#include "algorithm/dispatch/KernelTier.h"
+
 #include <cstdint>
 
-// Weaves as many of the first `pixels` pixels as it has whole groups of and says how many those are. Every
-// source is long enough. `planeBytes` is the distance of the three color planes.
-using InterleaveGroups = uint64_t (*)(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
-                                      uint64_t pixels, uint8_t* out);
+namespace ox3d {
 
-uint64_t InterleaveGroupsAvx2(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
-                              uint64_t pixels, uint8_t* out);
-// Needs VBMI besides AVX-512 F and BW.
-uint64_t InterleaveGroupsAvx512(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth,
-                                uint64_t pixels, uint8_t* out);
+struct InterleaveKernels {
+    // Interleaves as many of the first `pixels` pixels as make whole groups and returns how many those are.
+    // Every source is long enough. `planeBytes` is the distance of the three color planes.
+    uint64_t (*m_groups)(const uint8_t* color, uint64_t planeBytes, const uint8_t* depth, uint64_t pixels,
+                         uint8_t* out);
+};
 
-// Sets the loop for all later calls; null is the plain one alone.
-void UseInterleaveGroups(InterleaveGroups groups);
-// The best one for the processor and the environment, or null.
-InterleaveGroups ChooseInterleaveGroups();
+// See CKernelChoice. There is no loop for SSE2, and the one for AVX-512 needs VBMI.
+EKernelTier UseInterleaveKernelTier(EKernelTier tier);
+
+namespace avx2 {
+extern const InterleaveKernels kInterleaveKernels;
+}
+namespace avx512 {
+extern const InterleaveKernels kInterleaveKernels;
+}
+
+} // namespace ox3d
 
 #endif

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace oxmp {
+namespace ox3d::scaling {
 
 // Weights are 128ths, those of two neighbours add up to one.
 constexpr int32_t kWeightBits = 7;
@@ -59,4 +59,4 @@ static inline uint8_t* TargetRow(const ScaleArgs& a, int32_t row) {
     return a.dst + static_cast<ptrdiff_t>(row) * a.dstWidth;
 }
 
-} // namespace oxmp
+} // namespace ox3d::scaling

@@ -1,11 +1,11 @@
 // The bilinear scaler for processors with AVX-512: the operations that its loops are made of.
 // Relies on BilinearUnits.h and BilinearFast.h, and on being compiled for AVX-512 F, BW, DQ and VL.
-#define OXMP_TIER avx512
+#define OX3D_TIER avx512
 #include "algorithm/scaling/BilinearStrip.h"
 
 #include <immintrin.h>
 
-namespace oxmp::OXMP_TIER {
+namespace ox3d::scaling::OX3D_TIER {
 namespace {
 
 using Vector = __m512i;
@@ -71,7 +71,7 @@ void StoreBytes(uint8_t* to, Vector first, Vector second) {
 }
 
 } // namespace
-} // namespace oxmp::OXMP_TIER
+} // namespace ox3d::scaling::OX3D_TIER
 
 #include "algorithm/scaling/BilinearUnits.h"
 

@@ -1,21 +1,15 @@
 // The bilinear scaler's fast kernel: Bilinear.h's arithmetic axis by axis, in loops that a vectoriser takes.
-// Compiled once for each tier; a unit names its tier in OXMP_TIER, includes its FilterUnits() and
+// Compiled once for each tier; a unit names its tier in OX3D_TIER, includes its FilterUnits() and
 // BlendGroups() and then this file, once. Everything here is local to that unit.
 // Relies on 16 bits being enough: a sample weighted along its row is at most 255 * 128.
 #pragma once
 
+#include "algorithm/dispatch/Bytes.h"
 #include "algorithm/scaling/BilinearStrip.h"
 #include "algorithm/scaling/BilinearTiers.h"
 
-namespace oxmp::OXMP_TIER {
+namespace ox3d::scaling::OX3D_TIER {
 namespace {
-
-// The two neighbours in one load, the left one in the low byte.
-uint16_t LoadPair(const uint8_t* from) {
-    uint16_t pair = 0;
-    std::memcpy(&pair, from, sizeof pair);
-    return pair;
-}
 
 // A source row weighted into a line, for columns that lie anywhere. Gathering and weighing take turns: only
 // the second is work for vectors.
@@ -88,11 +82,9 @@ void ScaleStrip(const ScaleArgs& a, const Strip& strip) {
     }
 }
 
-} // namespace
-
 void Scale(const ScaleArgs& args) {
     if (args.srcWidth < 2) {
-        ScaleReference(args); // has no two neighbours
+        ScaleReference(args); // a row without two neighbours
         return;
     }
     for (int32_t begin = 0; begin < args.dstWidth; begin += kStrip) {
@@ -102,4 +94,8 @@ void Scale(const ScaleArgs& args) {
     }
 }
 
-} // namespace oxmp::OXMP_TIER
+} // namespace
+
+constinit const ScaleKernels kScaleKernels = {Scale};
+
+} // namespace ox3d::scaling::OX3D_TIER

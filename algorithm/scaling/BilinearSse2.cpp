@@ -1,9 +1,9 @@
 // The bilinear scaler in plain loops, for every processor.
 // Relies on BilinearFast.h.
-#define OXMP_TIER sse2
+#define OX3D_TIER sse2
 #include "algorithm/scaling/BilinearStrip.h"
 
-namespace oxmp::OXMP_TIER {
+namespace ox3d::scaling::OX3D_TIER {
 namespace {
 
 // No tables of units and no groups: the plain loops do it all.
@@ -18,6 +18,6 @@ int32_t BlendGroups(const int16_t* /*nearer*/, const int16_t* /*farther*/, int16
 }
 
 } // namespace
-} // namespace oxmp::OXMP_TIER
+} // namespace ox3d::scaling::OX3D_TIER
 
 #include "algorithm/scaling/BilinearFast.h"

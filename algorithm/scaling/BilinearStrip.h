@@ -7,7 +7,7 @@
 
 #include <cstring>
 
-namespace oxmp {
+namespace ox3d::scaling {
 
 // Rows of common images are one strip: whole rows suit the prefetchers. No power of two, or all tables would
 // compete for the same places in the cache.
@@ -139,4 +139,4 @@ static inline void FillStrip(const ScaleArgs& a, int32_t begin, bool withUnits, 
     }
 }
 
-} // namespace oxmp
+} // namespace ox3d::scaling

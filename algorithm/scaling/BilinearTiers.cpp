@@ -1,45 +1,18 @@
 // BilinearTiers.cpp - see BilinearTiers.h. The reference kernel is here.
 #include "algorithm/scaling/BilinearTiers.h"
 
-#include <algorithm>
-#include <atomic>
+#include "algorithm/dispatch/KernelChoice.h"
+
 #include <cstring>
 
-namespace oxmp {
+namespace ox3d::scaling {
 namespace {
 
-using ox3dcpu::KernelTier;
+constexpr ScaleKernels kReference = {ScaleReference};
 
-// Null until the first use. Two threads that get there together choose the same.
-constinit std::atomic<ScaleKernel> g_kernel{nullptr};
-
-ScaleKernel KernelOf(KernelTier tier) {
-    switch (tier) {
-#if defined(__x86_64__)
-    case KernelTier::Avx512:
-        return avx512::Scale;
-    case KernelTier::Avx2:
-        return avx2::Scale;
-#else
-    case KernelTier::Avx512:
-    case KernelTier::Avx2:
-#endif
-    case KernelTier::Sse2:
-        return sse2::Scale;
-    case KernelTier::Reference:
-        break;
-    }
-    return ScaleReference;
-}
-
-ScaleKernel KernelInUse() {
-    ScaleKernel kernel = g_kernel.load(std::memory_order_relaxed);
-    if (kernel == nullptr) {
-        kernel = KernelOf(ox3dcpu::ChooseKernelTier());
-        g_kernel.store(kernel, std::memory_order_relaxed);
-    }
-    return kernel;
-}
+constinit CKernelChoice<ScaleKernels, kReference, sse2::kScaleKernels, avx2::kScaleKernels,
+                        avx512::kScaleKernels>
+    g_choice;
 
 } // namespace
 
@@ -56,20 +29,18 @@ void ScaleReference(const ScaleArgs& args) {
 }
 
 void ScaleBilinear(const ScaleArgs& args) {
-    const ScaleKernel kernel = KernelInUse();
-    if (kernel != ScaleReference && args.srcWidth == args.dstWidth && args.srcHeight == args.dstHeight) {
+    const auto scale = g_choice.InUse().scale;
+    if (scale != ScaleReference && args.srcWidth == args.dstWidth && args.srcHeight == args.dstHeight) {
         // Every position is a whole one.
         std::memcpy(args.dst, args.src,
                     static_cast<size_t>(args.srcWidth) * static_cast<size_t>(args.srcHeight));
         return;
     }
-    kernel(args);
+    scale(args);
 }
 
-KernelTier UseKernelTier(KernelTier tier) {
-    tier = std::min(tier, ox3dcpu::BestKernelTier());
-    g_kernel.store(KernelOf(tier), std::memory_order_relaxed);
-    return tier;
+EKernelTier UseScaleKernelTier(EKernelTier tier) {
+    return g_choice.Use(tier);
 }
 
-} // namespace oxmp
+} // namespace ox3d::scaling

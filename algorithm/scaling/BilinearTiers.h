@@ -5,28 +5,27 @@
 #include "algorithm/dispatch/KernelTier.h"
 #include "algorithm/scaling/Bilinear.h"
 
-namespace oxmp {
+namespace ox3d::scaling {
 
-using ScaleKernel = void (*)(const ScaleArgs& args);
+struct ScaleKernels {
+    void (*scale)(const ScaleArgs& args);
+};
 
 // The definition in plain loops.
 void ScaleReference(const ScaleArgs& args);
 
-// Scales with the tier in use, which the first call chooses. Allocates nothing, waits for nothing, and keeps
-// nothing between calls.
+// Scales with the tier in use; see CKernelChoice. Stores nothing between calls.
 void ScaleBilinear(const ScaleArgs& args);
-
-// Sets the tier for all later calls, at most to what the processor has. Says which it is.
-ox3dcpu::KernelTier UseKernelTier(ox3dcpu::KernelTier tier);
+EKernelTier UseScaleKernelTier(EKernelTier tier);
 
 namespace sse2 {
-void Scale(const ScaleArgs& args);
+extern const ScaleKernels kScaleKernels;
 }
 namespace avx2 {
-void Scale(const ScaleArgs& args);
+extern const ScaleKernels kScaleKernels;
 }
 namespace avx512 {
-void Scale(const ScaleArgs& args);
+extern const ScaleKernels kScaleKernels;
 }
 
-} // namespace oxmp
+} // namespace ox3d::scaling

@@ -1,12 +1,12 @@
 // The bilinear scaler's loops over bytes that are chosen out of loads by table, and over its samples: for units
-// that have byte shuffles. Such a unit names its tier in OXMP_TIER, defines Vector and the operations used here,
+// that have byte shuffles. Such a unit names its tier in OX3D_TIER, defines Vector and the operations used here,
 // and includes this file and then BilinearFast.h, once.
 // Relies on a strip's tables. Everything here is local to that unit.
 #pragma once
 
 #include "algorithm/scaling/BilinearStrip.h"
 
-namespace oxmp::OXMP_TIER {
+namespace ox3d::scaling::OX3D_TIER {
 namespace {
 
 constexpr bool kHasUnits = true;
@@ -126,4 +126,4 @@ int32_t BlendGroups(const int16_t* nearer, const int16_t* farther, int16_t facto
 }
 
 } // namespace
-} // namespace oxmp::OXMP_TIER
+} // namespace ox3d::scaling::OX3D_TIER

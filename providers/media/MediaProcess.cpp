@@ -2,6 +2,7 @@
 // from the caller is checked here, because the kernels check nothing.
 #include <ox3drgbd/OxMediaProcess.h>
 
+#include "algorithm/dispatch/Bytes.h"
 #include "algorithm/scaling/BilinearTiers.h"
 
 #include <cstdint>
@@ -48,13 +49,6 @@ bool IsSide(uint32_t pixels) {
     return pixels >= 1 && pixels <= OX_MP_MAX_SIDE;
 }
 
-// Whether two ranges of memory share a byte. Compared as numbers, since they belong to different objects.
-bool Overlap(const uint8_t* a, uint64_t aBytes, const uint8_t* b, uint64_t bBytes) {
-    const uint64_t aBegin = reinterpret_cast<uintptr_t>(a);
-    const uint64_t bBegin = reinterpret_cast<uintptr_t>(b);
-    return aBegin < bBegin ? bBegin - aBegin < aBytes : aBegin - bBegin < bBytes;
-}
-
 int CheckParam(const OX_MP_SCALING_PARAM& param) {
     if (param.pSrcData == nullptr || param.pDstData == nullptr) {
         return OX_MP_E_PARAMETER;
@@ -74,11 +68,11 @@ int CheckParam(const OX_MP_SCALING_PARAM& param) {
     if (param.nMethod != OX_MP_METHOD_BILINEAR) {
         return OX_MP_E_METHOD;
     }
-    return Overlap(param.pSrcData, srcBytes, param.pDstData, dstBytes) ? OX_MP_E_PARAMETER : OX_MP_OK;
+    return ox3d::Overlap(param.pSrcData, srcBytes, param.pDstData, dstBytes) ? OX_MP_E_PARAMETER : OX_MP_OK;
 }
 
 void Scale(OX_MP_SCALING_PARAM& param) {
-    oxmp::ScaleBilinear({param.pSrcData, static_cast<int32_t>(param.nSrcWidth),
+    ox3d::scaling::ScaleBilinear({param.pSrcData, static_cast<int32_t>(param.nSrcWidth),
                          static_cast<int32_t>(param.nSrcHeight), param.pDstData,
                          static_cast<int32_t>(param.nDstWidth), static_cast<int32_t>(param.nDstHeight)});
     param.nDstLen = param.nDstWidth * param.nDstHeight;

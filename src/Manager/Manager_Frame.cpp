@@ -187,17 +187,17 @@ uint32_t CManager::AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) {
     const OX3D_RGBD_IMAGE_DATA& depth = frame->stImageData[0];
     const OX3D_RGBD_IMAGE_DATA& color = frame->stImageData[1];
     const uint64_t pixels = static_cast<uint64_t>(depth.nWidth) * depth.nHeight;
-    if (pixels > kMaxImageBytes / kRgbdPixelBytes || !m_rgbdImage.Grow(pixels * kRgbdPixelBytes)) {
+    if (pixels > kMaxImageBytes / ox3d::kRgbdPixelBytes || !m_rgbdImage.Grow(pixels * ox3d::kRgbdPixelBytes)) {
         OX_LOG_ERROR("[FillFrameData] New m_pRgbdImageData buf fail.\r\n");
         return OX3D_RGBD_E_MEMORY;
     }
-    InterleaveRgbd({color.pData, color.nDataLen}, {depth.pData, depth.nDataLen}, pixels, m_rgbdImage.Data());
+    ox3d::InterleaveRgbd({color.pData, color.nDataLen}, {depth.pData, depth.nDataLen}, pixels, m_rgbdImage.Data());
 
     OX3D_RGBD_IMAGE_DATA* image = Append(frame);
     image->enImageType = OX3D_RGBD_PIXEL_RGBD;
     image->nWidth = depth.nWidth;
     image->nHeight = depth.nHeight;
-    image->nDataLen = static_cast<uint32_t>(pixels * kRgbdPixelBytes);
+    image->nDataLen = static_cast<uint32_t>(pixels * ox3d::kRgbdPixelBytes);
     image->pData = m_rgbdImage.Data();
     image->nFrameNum = depth.nFrameNum;
     image->nTimeStamp = depth.nTimeStamp;

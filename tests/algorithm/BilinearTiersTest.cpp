@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-using ox3dcpu::KernelTier;
+using ox3d::EKernelTier;
 
 namespace {
 
@@ -23,10 +23,10 @@ struct Size {
 };
 
 // Both planes begin `offset` bytes into a block that ends where they end.
-Plane Scaled(const Plane& src, Size from, Size to, KernelTier tier, size_t offset = 0) {
-    EXPECT_EQ(oxmp::UseKernelTier(tier), tier);
+Plane Scaled(const Plane& src, Size from, Size to, EKernelTier tier, size_t offset = 0) {
+    EXPECT_EQ(ox3d::scaling::UseScaleKernelTier(tier), tier);
     Plane dst(offset + to.Samples(), 0xA5);
-    oxmp::ScaleBilinear(
+    ox3d::scaling::ScaleBilinear(
         {src.data() + offset, from.width, from.height, dst.data() + offset, to.width, to.height});
     return dst;
 }
@@ -42,19 +42,19 @@ Plane Noise(std::mt19937& random, size_t bytes) {
     return plane;
 }
 
-class Bilinear : public testing::TestWithParam<KernelTier> {
+class Bilinear : public testing::TestWithParam<EKernelTier> {
 protected:
     void SetUp() override {
-        if (GetParam() > ox3dcpu::BestKernelTier()) {
+        if (GetParam() > ox3d::BestKernelTier()) {
             GTEST_SKIP() << "this processor lacks the tier";
         }
     }
-    void TearDown() override { oxmp::UseKernelTier(ox3dcpu::BestKernelTier()); }
+    void TearDown() override { ox3d::scaling::UseScaleKernelTier(ox3d::BestKernelTier()); }
 
     static void Compare(std::mt19937& random, Size from, Size to) {
         const size_t offset = random() % 70;
         const Plane src = Noise(random, offset + from.Samples());
-        ASSERT_TRUE(Scaled(src, from, to, KernelTier::Reference, offset) ==
+        ASSERT_TRUE(Scaled(src, from, to, EKernelTier::Reference, offset) ==
                     Scaled(src, from, to, GetParam(), offset))
             << from.width << 'x' << from.height << " to " << to.width << 'x' << to.height;
     }
@@ -62,14 +62,14 @@ protected:
 
 TEST(BilinearDefinition, RoundsExactWeightsHalfUp) {
     // 3:2 lies on quarters: sixteenths, here with sums of 8 and 24 sixteenths.
-    EXPECT_EQ(Scaled({8, 0, 0, 0, 0, 0, 0, 0, 0}, {3, 3}, {2, 2}, KernelTier::Reference),
+    EXPECT_EQ(Scaled({8, 0, 0, 0, 0, 0, 0, 0, 0}, {3, 3}, {2, 2}, EKernelTier::Reference),
               (Plane{5, 0, 0, 0}));
-    EXPECT_EQ(Scaled({0, 8, 0, 0, 0, 0, 0, 0, 8}, {3, 3}, {2, 2}, KernelTier::Reference),
+    EXPECT_EQ(Scaled({0, 8, 0, 0, 0, 0, 0, 0, 8}, {3, 3}, {2, 2}, EKernelTier::Reference),
               (Plane{2, 2, 0, 5}));
-    EXPECT_EQ(Scaled({1, 2, 2, 1}, {2, 2}, {1, 1}, KernelTier::Reference), Plane{2});
-    EXPECT_EQ(Scaled({10, 20}, {2, 1}, {4, 2}, KernelTier::Reference),
+    EXPECT_EQ(Scaled({1, 2, 2, 1}, {2, 2}, {1, 1}, EKernelTier::Reference), Plane{2});
+    EXPECT_EQ(Scaled({10, 20}, {2, 1}, {4, 2}, EKernelTier::Reference),
               (Plane{10, 13, 18, 20, 10, 13, 18, 20}));
-    EXPECT_EQ(Scaled({7}, {1, 1}, {2, 2}, KernelTier::Reference), (Plane{7, 7, 7, 7}));
+    EXPECT_EQ(Scaled({7}, {1, 1}, {2, 2}, EKernelTier::Reference), (Plane{7, 7, 7, 7}));
 }
 
 TEST(BilinearDefinition, AgreesWithDoublePrecision) {
@@ -77,7 +77,7 @@ TEST(BilinearDefinition, AgreesWithDoublePrecision) {
     const Size from = {37, 23};
     const Plane src = Noise(random, from.Samples());
     for (const Size to : {Size{64, 50}, Size{23, 19}, Size{5, 4}}) {
-        const Plane dst = Scaled(src, from, to, KernelTier::Reference);
+        const Plane dst = Scaled(src, from, to, EKernelTier::Reference);
         for (int32_t i = 0; i < to.width * to.height; ++i) {
             const auto position = [](int32_t at, int32_t count, int32_t of) {
                 return std::clamp((at + 0.5) * of / count - 0.5, 0.0, of - 1.0);
@@ -145,11 +145,11 @@ TEST_P(Bilinear, GivesTheDefinitionsBytesForARecordedPicture) {
     const Size from = {static_cast<int32_t>(size.m_width), static_cast<int32_t>(size.m_height)};
     for (const Size to :
          {Size{640, 480}, Size{from.width * 2 / 3, from.height * 2 / 3}, Size{1920, 1080}, from}) {
-        EXPECT_TRUE(Scaled(planes, from, to, KernelTier::Reference) == Scaled(planes, from, to, GetParam()));
+        EXPECT_TRUE(Scaled(planes, from, to, EKernelTier::Reference) == Scaled(planes, from, to, GetParam()));
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Tiers, Bilinear,
-                         testing::Values(KernelTier::Sse2, KernelTier::Avx2, KernelTier::Avx512));
+                         testing::Values(EKernelTier::Sse2, EKernelTier::Avx2, EKernelTier::Avx512));
 
 } // namespace

@@ -35,15 +35,15 @@ int32_t Kernel(const int16_t* depth, int32_t width, int32_t height, TPoint* poin
 
 TEST(FloatToInt, GivesTheConversionInstructionsResultForEveryInput) {
     for (const float value : {-0.9F, 0.9F}) {
-        EXPECT_EQ(oxb3d::FloatToInt32(value), 0);
+        EXPECT_EQ(ox3d::stereo::FloatToInt32(value), 0);
     }
-    EXPECT_EQ(oxb3d::FloatToInt32(-1.5F), -1);
-    EXPECT_EQ(oxb3d::FloatToInt32(2147483520.0F), 2147483520);
+    EXPECT_EQ(ox3d::stereo::FloatToInt32(-1.5F), -1);
+    EXPECT_EQ(ox3d::stereo::FloatToInt32(2147483520.0F), 2147483520);
     for (const float value : {2147483648.0F, -2147483648.0F, -3e9F, HUGE_VALF, -HUGE_VALF, std::nanf("")}) {
-        EXPECT_EQ(oxb3d::FloatToInt32(value), INT32_MIN) << value;
+        EXPECT_EQ(ox3d::stereo::FloatToInt32(value), INT32_MIN) << value;
     }
-    EXPECT_EQ(oxb3d::FloatToInt16(40000.7F), -25536);
-    EXPECT_EQ(oxb3d::FloatToInt16(1e10F), 0);
+    EXPECT_EQ(ox3d::stereo::FloatToInt16(40000.7F), -25536);
+    EXPECT_EQ(ox3d::stereo::FloatToInt16(1e10F), 0);
 }
 
 // For each way of calling, what the kernels clear of the point buffer (bytes a pixel) and of the target

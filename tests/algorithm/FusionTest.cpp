@@ -28,8 +28,8 @@ TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
     for (const auto& [width, height] : {std::pair{40, 23}, {3, 2}, {1, 12}}) {
         const Grey src = RandomGrey(random, At(0, height, width));
         Grey dst(src.size());
-        CGuardedBlock work(oxb3d::GaussianWorkSize(width).RoundedUp(128).Bytes());
-        oxb3d::SmoothGaussian11(src.data(), width, height, dst.data(), work.Data());
+        CGuardedBlock work(ox3d::stereo::GaussianWorkSize(width).RoundedUp(128).Bytes());
+        ox3d::stereo::SmoothGaussian11(src.data(), width, height, dst.data(), work.Data());
         const auto reflect = [](int i, int n) {
             const int period = std::max(2 * (n - 1), 1);
             const int phase = ((i % period) + period) % period;
@@ -97,7 +97,7 @@ std::vector<float> Tent(const Grey& grey, int w, int h) {
     std::vector<float> map(grey.size());
     Grey smooth(grey.size());
     std::vector<uint16_t> work(static_cast<size_t>(11 * w));
-    oxb3d::SmoothGaussian11(grey.data(), w, h, smooth.data(), work.data());
+    ox3d::stereo::SmoothGaussian11(grey.data(), w, h, smooth.data(), work.data());
     for (int i = 0; i < w * h; ++i) {
         const bool inside = i % w >= 5 && i % w <= w - 6 && i / w >= 5 && i / w <= h - 6;
         const auto g = static_cast<float>(smooth[static_cast<size_t>(i)]);

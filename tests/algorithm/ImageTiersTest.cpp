@@ -14,7 +14,7 @@
 #include <vector>
 
 using namespace algorithm_test;
-using ox3dcpu::KernelTier;
+using ox3d::EKernelTier;
 
 namespace {
 
@@ -28,21 +28,21 @@ std::vector<T> Noise(std::mt19937& random, size_t count, uint32_t range = 65536)
     return noise;
 }
 
-class ImageTier : public testing::TestWithParam<KernelTier> {
+class ImageTier : public testing::TestWithParam<EKernelTier> {
 protected:
     void SetUp() override {
-        if (GetParam() > ox3dcpu::BestKernelTier()) {
+        if (GetParam() > ox3d::BestKernelTier()) {
             GTEST_SKIP() << "this processor lacks the tier";
         }
     }
-    void TearDown() override { oxb3d::UseImageKernelTier(ox3dcpu::BestKernelTier()); }
+    void TearDown() override { ox3d::stereo::UseImageKernelTier(ox3d::BestKernelTier()); }
 
     // What `result` gives with the reference and with the tier.
     template <typename TResult>
     static void Compare(TResult result) {
-        oxb3d::UseImageKernelTier(KernelTier::Reference);
+        ox3d::stereo::UseImageKernelTier(EKernelTier::Reference);
         const auto expected = result();
-        EXPECT_EQ(oxb3d::UseImageKernelTier(GetParam()), GetParam());
+        EXPECT_EQ(ox3d::stereo::UseImageKernelTier(GetParam()), GetParam());
         ASSERT_TRUE(expected == result());
     }
 };
@@ -177,8 +177,9 @@ TEST_P(ImageTier, FusesExtremesToTheReferencesSamples) {
     for (const int32_t mode : {1, 2, 3}) {
         ASSERT_NO_FATAL_FAILURE(Compare([&] {
             Depth fused(depth.size());
-            oxb3d::ImageKernelsInUse().fuse({depth.data(), previous.data(), confidence.data(), before.data(),
-                                             fused.data(), static_cast<int64_t>(fused.size()), 60.0F, mode});
+            ox3d::stereo::ImageKernelsInUse().fuse({depth.data(), previous.data(), confidence.data(),
+                                                    before.data(), fused.data(),
+                                                    static_cast<int64_t>(fused.size()), 60.0F, mode});
             return fused;
         })) << mode;
     }
@@ -189,7 +190,7 @@ TEST_P(ImageTier, CountsTheReferencesSamples) {
     for (int64_t count = 0; count < 140000; count = count * 5 / 4 + 1) {
         const Depth samples = Noise<int16_t>(random, static_cast<size_t>(count) + 1, 1 + random() % 5);
         ASSERT_NO_FATAL_FAILURE(
-            Compare([&] { return oxb3d::ImageKernelsInUse().countZeros(samples.data() + 1, count); }));
+            Compare([&] { return ox3d::stereo::ImageKernelsInUse().countZeros(samples.data() + 1, count); }));
     }
 }
 
@@ -221,7 +222,7 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
         for (size_t row = 0; row < static_cast<size_t>(extent.height); ++row) {
             const int16_t* const samples =
                 depths[0].data() + row * static_cast<size_t>(extent.width) + row % 7;
-            zeros.push_back(oxb3d::ImageKernelsInUse().countZeros(samples, extent.width - 7));
+            zeros.push_back(ox3d::stereo::ImageKernelsInUse().countZeros(samples, extent.width - 7));
         }
         return zeros;
     }));
@@ -245,12 +246,13 @@ TEST_P(ImageTier, GivesTheReferencesBitsForRecordedImages) {
 
 // Run once more with a wish in the environment; the first call in the process chooses.
 TEST(ImageKernelsInUse, AreOfTheTierThatTheEnvironmentAsksFor) {
-    const oxb3d::ImageKernels* const chosen = &oxb3d::ImageKernelsInUse();
-    oxb3d::UseImageKernelTier(ox3dcpu::KernelTierFor(std::getenv("OX3D_KERNELS"), ox3dcpu::BestKernelTier()));
-    EXPECT_EQ(chosen, &oxb3d::ImageKernelsInUse());
+    const ox3d::stereo::ImageKernels* const chosen = &ox3d::stereo::ImageKernelsInUse();
+    ox3d::stereo::UseImageKernelTier(
+        ox3d::KernelTierFor(std::getenv("OX3D_KERNELS"), ox3d::BestKernelTier()));
+    EXPECT_EQ(chosen, &ox3d::stereo::ImageKernelsInUse());
 }
 
 INSTANTIATE_TEST_SUITE_P(Tiers, ImageTier,
-                         testing::Values(KernelTier::Sse2, KernelTier::Avx2, KernelTier::Avx512));
+                         testing::Values(EKernelTier::Sse2, EKernelTier::Avx2, EKernelTier::Avx512));
 
 } // namespace

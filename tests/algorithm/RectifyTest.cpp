@@ -17,7 +17,7 @@ namespace {
 using Camera = OXB3D_BINOSTEREO_CAMERA;
 using Pair = OXB3D_BINOSTEREO_IMAGE_PAIR;
 using InitOutput = OXB3D_BINOSTEREO_INIT_OUTPUT;
-using Side = oxb3d::Side;
+using Side = ox3d::stereo::ESide;
 
 constexpr Camera kPlain = {{500, 0, 320, 0, 500, 240, 0, 0, 1}, {}};
 constexpr Camera kBarrel = {{520, 0, 311, 0, 516, 247, 0, 0, 1}, {-0.21F, 0.06F, 0.0012F, -0.0009F, -0.008F}};
@@ -44,7 +44,7 @@ TEST(Map, AgreesWithDoublePrecision) {
             const uint8_t* w = &weights[size_t{4} * static_cast<size_t>(i)];
             const int32_t row = i / kWidth;
             const Vector3 ray = {(i % kWidth - shift - 82) / 118.0, (row - 57) / 121.0, 1};
-            const auto [x, y] = Project(camera, oxb3d::Multiply(oxb3d::Transposed(turn), ray));
+            const auto [x, y] = Project(camera, ox3d::stereo::Multiply(ox3d::stereo::Transposed(turn), ray));
             const double margin = std::min({x - 1, kWidth - 1 - x, y - 1, kHeight - 1 - y});
             if (w[0] + w[1] + w[2] + w[3] == 0) {
                 ASSERT_LT(margin, 1e-3) << i;
@@ -138,8 +138,8 @@ private:
         if (x < 0 || y < 0 || x >= m_width || y >= m_height) {
             return {NAN, NAN};
         }
-        const oxb3d::RectMap map =
-            oxb3d::RectMapOf(*oxb3d::ObjectOf(m_Object.Handle()), {m_width, m_height}, side);
+        const ox3d::stereo::RectMap map =
+            ox3d::stereo::RectMapOf(*ox3d::stereo::ObjectOf(m_Object.Handle()), {m_width, m_height}, side);
         const size_t i = At(x, y, m_width);
         const uint8_t* w = map.weightPlane + 4 * i;
         const auto width = static_cast<uint32_t>(m_width);
@@ -165,7 +165,7 @@ TEST(Rectification, MapsWhatBothCamerasSeeToOneRowAtItsTrueDistance) {
         const float* t = rig.input.translation;
         const double side = t[0] < 0 ? 1 : -1;
         EXPECT_EQ(common.fx, common.fy);
-        EXPECT_NEAR(common.baseLine, oxb3d::Norm({t[0], t[1], t[2]}), 1e-3);
+        EXPECT_NEAR(common.baseLine, ox3d::stereo::Norm({t[0], t[1], t[2]}), 1e-3);
         const std::vector<Match> matches = MatchesInRoom(CRoom(), rig, 8, 0);
         int seen = 0;
         int level = 0;
@@ -180,7 +180,7 @@ TEST(Rectification, MapsWhatBothCamerasSeeToOneRowAtItsTrueDistance) {
             const Vector3 found = {(l->first - double{common.cx}) * depth / double{common.fx},
                                    (l->second - double{common.cy}) * depth / double{common.fy}, depth};
             // A negative depth would be an image turned over.
-            const double ratio = oxb3d::Norm(found) / oxb3d::Norm(match.point);
+            const double ratio = ox3d::stereo::Norm(found) / ox3d::stereo::Norm(match.point);
             ++seen;
             level += std::fabs(l->second - r->second) < 0.5 ? 1 : 0;
             inPlace += depth > 0 && std::fabs(ratio - 1) < 0.02 ? 1 : 0;
@@ -291,7 +291,8 @@ Grey Retake(const Picture& recorded, const Camera& recordedCamera, const Camera&
     const auto width = static_cast<size_t>(recorded.width);
     for (size_t i = 0; i < image.size(); ++i) {
         const Vector3 ray = RayOf(camera, {i % width, i / width});
-        const auto [x, y] = Project(recordedCamera, oxb3d::Multiply(oxb3d::Transposed(turn), ray));
+        const auto [x, y] =
+            Project(recordedCamera, ox3d::stereo::Multiply(ox3d::stereo::Transposed(turn), ray));
         image[i] = static_cast<uint8_t>(std::lround(recorded.At(x, y)));
     }
     return image;
@@ -349,8 +350,8 @@ TEST(Rectification, LevelsARecordedPairTakenByTurnedDistortedCameras) {
     const Matrix3 leftTurn = Turn({0.02, 0.02, -0.03});
     const Matrix3 rightTurn = Turn({-0.015, -0.02, 0.025});
     const StereoRig rig(741, 500, leftCamera, rightCamera,
-                        oxb3d::Multiply(rightTurn, oxb3d::Transposed(leftTurn)),
-                        oxb3d::Multiply(rightTurn, Vector3{-kBaseLine, 0, 0}));
+                        ox3d::stereo::Multiply(rightTurn, ox3d::stereo::Transposed(leftTurn)),
+                        ox3d::stereo::Multiply(rightTurn, Vector3{-kBaseLine, 0, 0}));
     std::vector<Match> matches;
     for (int32_t y = 20; y < 480; y += 4) {
         for (int32_t x = 80; x < 720; x += 4) {
@@ -361,7 +362,7 @@ TEST(Rectification, LevelsARecordedPairTakenByTurnedDistortedCameras) {
             }
             const double z = kFocal * kBaseLine / (d + 31.086);
             const Vector3 seen = {(x - 311.193) * z / kFocal, (y - 254.877) * z / kFocal, z};
-            const Vector3 point = oxb3d::Multiply(leftTurn, seen);
+            const Vector3 point = ox3d::stereo::Multiply(leftTurn, seen);
             matches.push_back({point, Project(leftCamera, point), Project(rightCamera, rig.ToRight(point))});
         }
     }

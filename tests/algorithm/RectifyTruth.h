@@ -86,7 +86,8 @@ inline std::vector<Match> MatchesInRoom(const CRoom& room, const StereoRig& rig,
         const CRoom::Sight sight = room.LookLeft(rig, at);
         const Vector3 fromRight = rig.ToRight(sight.point);
         const Pixel right = Project(rig.input.right, fromRight);
-        bool clear = oxb3d::Norm(rig.ToRight(room.LookRight(rig, right).point)) > oxb3d::Norm(fromRight) - 1;
+        bool clear = ox3d::stereo::Norm(rig.ToRight(room.LookRight(rig, right).point)) >
+                     ox3d::stereo::Norm(fromRight) - 1;
         for (const auto& [dx, dy] : {Pixel{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}) {
             const Pixel aside{at.first + around * dx, at.second + around * dy};
             clear &= std::fabs(room.LookLeft(rig, aside).point[2] / sight.point[2] - 1) < 0.01;

@@ -13,34 +13,18 @@
 #include <string>
 #include <vector>
 
+using namespace ox3d;
+
 namespace {
 
-struct Tier {
-    const char* name;
-    InterleaveGroups groups;
-    bool isThere;
-};
-
-std::vector<Tier> Tiers() {
-    std::vector<Tier> tiers = {{"plain", nullptr, true}};
-#if defined(__x86_64__)
-    const ox3dcpu::KernelTier best = ox3dcpu::BestKernelTier();
-    tiers.push_back({"AVX2", InterleaveGroupsAvx2, best >= ox3dcpu::KernelTier::Avx2});
-    tiers.push_back({"AVX-512", InterleaveGroupsAvx512,
-                     best >= ox3dcpu::KernelTier::Avx512 && __builtin_cpu_supports("avx512vbmi") != 0});
-#endif
-    return tiers;
-}
-
-class RgbdInterleave : public testing::TestWithParam<Tier> {
+class RgbdInterleave : public testing::TestWithParam<EKernelTier> {
 protected:
     void SetUp() override {
-        if (!GetParam().isThere) {
+        if (UseInterleaveKernelTier(GetParam()) != GetParam()) {
             GTEST_SKIP() << "this processor lacks the tier";
         }
-        UseInterleaveGroups(GetParam().groups);
     }
-    void TearDown() override { UseInterleaveGroups(ChooseInterleaveGroups()); }
+    void TearDown() override { UseInterleaveKernelTier(BestKernelTier()); }
 };
 
 TEST_P(RgbdInterleave, WeavesPlanesAndDepthIntoFiveBytesAPixel) {
@@ -92,19 +76,11 @@ TEST_P(RgbdInterleave, GivesTheDefinitionsBytesForARecording) {
         return out;
     };
     const std::vector<uint8_t> ofTheTier = woven();
-    UseInterleaveGroups(nullptr);
+    UseInterleaveKernelTier(EKernelTier::Reference);
     EXPECT_TRUE(ofTheTier == woven());
 }
 
-// Run once more with a wish in the environment.
-TEST(RgbdInterleaveGroups, AreNoneWhereTheEnvironmentAsksForThePlainLoop) {
-    const char* const wish = std::getenv("OX3D_KERNELS");
-    const bool isPlain = wish != nullptr && wish == std::string("reference");
-    const bool isAnyThere = Tiers().size() > 1 && Tiers()[1].isThere;
-    EXPECT_EQ(ChooseInterleaveGroups() != nullptr, isAnyThere && !isPlain);
-}
-
-INSTANTIATE_TEST_SUITE_P(Tiers, RgbdInterleave, testing::ValuesIn(Tiers()),
-                         [](const auto& tier) { return std::to_string(tier.index); });
+INSTANTIATE_TEST_SUITE_P(Tiers, RgbdInterleave,
+                         testing::Values(EKernelTier::Reference, EKernelTier::Avx2, EKernelTier::Avx512));
 
 } // namespace

@@ -10,14 +10,14 @@
 
 namespace algorithm_test {
 
-using oxb3d::Matrix3;
-using oxb3d::Vector3;
+using ox3d::stereo::Matrix3;
+using ox3d::stereo::Vector3;
 
 using Pixel = std::pair<double, double>;
 
 // A turn by a rotation vector (radians), by Rodrigues' formula.
 inline Matrix3 Turn(const Vector3& r) {
-    const double angle = oxb3d::Norm(r);
+    const double angle = ox3d::stereo::Norm(r);
     if (angle == 0) {
         return {1, 0, 0, 0, 1, 0, 0, 0, 1};
     }
@@ -26,8 +26,8 @@ inline Matrix3 Turn(const Vector3& r) {
     Matrix3 m{};
     for (size_t i = 0; i < 3; ++i) {
         const Vector3 unit = {i == 0 ? 1.0 : 0, i == 1 ? 1.0 : 0, i == 2 ? 1.0 : 0};
-        const Vector3 once = oxb3d::Cross(r, unit);
-        const Vector3 twice = oxb3d::Cross(r, once);
+        const Vector3 once = ox3d::stereo::Cross(r, unit);
+        const Vector3 twice = ox3d::stereo::Cross(r, once);
         for (size_t row = 0; row < 3; ++row) {
             m[3 * row + i] = unit[row] + s * once[row] + c * twice[row];
         }
@@ -83,7 +83,7 @@ struct StereoRig {
     Vector3 TurnedToLeft(const Vector3& direction) const {
         Matrix3 turn{};
         std::copy_n(input.rotation, 9, turn.begin());
-        return oxb3d::Multiply(oxb3d::Transposed(turn), direction);
+        return ox3d::stereo::Multiply(ox3d::stereo::Transposed(turn), direction);
     }
     Vector3 RightCentre() const {
         return TurnedToLeft({-input.translation[0], -input.translation[1], -input.translation[2]});

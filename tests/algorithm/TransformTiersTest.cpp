@@ -14,7 +14,7 @@
 #include <vector>
 
 using namespace algorithm_test;
-using ox3dcpu::KernelTier;
+using ox3d::EKernelTier;
 
 namespace {
 
@@ -43,7 +43,7 @@ uint32_t BitsOf(int16_t value) {
 }
 
 template <typename TPoint>
-Result ResultOf(const Scene& s, uint32_t mode, KernelTier tier) {
+Result ResultOf(const Scene& s, uint32_t mode, EKernelTier tier) {
     // A target may be wider than the source, and so may what is written.
     const size_t pixels =
         static_cast<size_t>(std::max({s.targetWidth, s.step, s.width})) * static_cast<size_t>(s.height);
@@ -52,7 +52,7 @@ Result ResultOf(const Scene& s, uint32_t mode, KernelTier tier) {
     const bool withPoints = (mode & 1) != 0;
     TPoint* toPoints = withPoints ? points.data() + s.offset : nullptr;
     int16_t* toTarget = (mode & 2) != 0 ? target.data() + s.offset : nullptr;
-    EXPECT_EQ(oxb3d::UseKernelTier(tier), tier);
+    EXPECT_EQ(ox3d::stereo::UseTransformKernelTier(tier), tier);
     const auto call = [&](auto kernel) {
         return kernel(s.depth.data() + s.offset, s.step, s.width, s.height, toPoints, toTarget, s.targetWidth,
                       s.source, (mode & 4) != 0 ? s.transform : nullptr, s.target,
@@ -71,22 +71,22 @@ Result ResultOf(const Scene& s, uint32_t mode, KernelTier tier) {
     return result;
 }
 
-class TransformTier : public testing::TestWithParam<KernelTier> {
+class TransformTier : public testing::TestWithParam<EKernelTier> {
 protected:
     void SetUp() override {
-        if (GetParam() > ox3dcpu::BestKernelTier()) {
+        if (GetParam() > ox3d::BestKernelTier()) {
             GTEST_SKIP() << "this processor lacks the tier";
         }
     }
-    void TearDown() override { oxb3d::UseKernelTier(ox3dcpu::BestKernelTier()); }
+    void TearDown() override { ox3d::stereo::UseTransformKernelTier(ox3d::BestKernelTier()); }
 
     // All modes of both kernels, refused ones included.
     static void Compare(const Scene& scene) {
         for (uint32_t mode = 0; mode < 16; ++mode) {
-            ASSERT_TRUE(ResultOf<float>(scene, mode, KernelTier::Reference) ==
+            ASSERT_TRUE(ResultOf<float>(scene, mode, EKernelTier::Reference) ==
                         ResultOf<float>(scene, mode, GetParam()))
                 << "float points, mode " << mode;
-            ASSERT_TRUE(ResultOf<int16_t>(scene, mode, KernelTier::Reference) ==
+            ASSERT_TRUE(ResultOf<int16_t>(scene, mode, EKernelTier::Reference) ==
                         ResultOf<int16_t>(scene, mode, GetParam()))
                 << "16-bit points, mode " << mode;
         }
@@ -174,12 +174,12 @@ TEST_P(TransformTier, GivesTheReferencesBitsWhereTheOutputLiesOnTheDepth) {
     const float t[12] = {1, 0, 0, 9, 0, 1, 0, 0, 0, 0, 1, 0};
     for (const size_t shift : {0, 37, 640, 1279}) {
         std::vector<int16_t> buffers[2];
-        for (const KernelTier tier : {KernelTier::Reference, GetParam()}) {
-            std::vector<int16_t>& both = buffers[tier == KernelTier::Reference ? 0 : 1];
+        for (const EKernelTier tier : {EKernelTier::Reference, GetParam()}) {
+            std::vector<int16_t>& both = buffers[tier == EKernelTier::Reference ? 0 : 1];
             for (int16_t i = 0; i < 4000; ++i) {
                 both.push_back(static_cast<int16_t>(1 + i % 3000));
             }
-            oxb3d::UseKernelTier(tier);
+            ox3d::stereo::UseTransformKernelTier(tier);
             EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(both.data() + shift, 640, 640, 2, nullptr,
                                                       both.data() + 640, 640, k, t, k, nullptr),
                       0);
@@ -195,14 +195,14 @@ TEST_P(TransformTier, GivesTheReferencesBitsWhereAWideTargetsPointsLieOnTheDepth
     const float t[12] = {1, 0, 0, 9, 0, 1, 0, 0, 0, 0, 1, 0};
     constexpr ptrdiff_t kPointWords = ptrdiff_t{6} * 2 * 640;
     std::vector<int16_t> buffers[2];
-    for (const KernelTier tier : {KernelTier::Reference, GetParam()}) {
-        std::vector<int16_t>& both = buffers[tier == KernelTier::Reference ? 0 : 1];
+    for (const EKernelTier tier : {EKernelTier::Reference, GetParam()}) {
+        std::vector<int16_t>& both = buffers[tier == EKernelTier::Reference ? 0 : 1];
         both.resize(static_cast<size_t>(2 * kPointWords));
         for (ptrdiff_t i = kPointWords; i < 2 * kPointWords; ++i) {
             both[static_cast<size_t>(i)] = static_cast<int16_t>(1 + i % 3000);
         }
         std::vector<int16_t> depths(size_t{2} * 1280);
-        oxb3d::UseKernelTier(tier);
+        ox3d::stereo::UseTransformKernelTier(tier);
         EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(both.data() + kPointWords, 640, 640, 2,
                                                   reinterpret_cast<float*>(both.data()), depths.data(), 1280,
                                                   source, t, target, nullptr),
@@ -236,25 +236,25 @@ TEST_P(TransformTier, GivesTheReferencesBitsForRecordedDepth) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Transform, TransformTier,
-                         testing::Values(KernelTier::Sse2, KernelTier::Avx2, KernelTier::Avx512));
+                         testing::Values(EKernelTier::Sse2, EKernelTier::Avx2, EKernelTier::Avx512));
 
 TEST(KernelTiers, AreChosenDownwardsByTheEnvironment) {
     const struct {
         const char* word;
-        KernelTier best;
-        KernelTier chosen;
+        EKernelTier best;
+        EKernelTier chosen;
     } kChoices[] = {
-        {nullptr, KernelTier::Avx512, KernelTier::Avx512},
-        {"", KernelTier::Avx2, KernelTier::Avx2},
-        {"reference", KernelTier::Avx512, KernelTier::Reference},
-        {"sse2", KernelTier::Avx512, KernelTier::Sse2},
-        {"avx2", KernelTier::Avx512, KernelTier::Avx2},
-        {"avx512", KernelTier::Avx2, KernelTier::Avx2},
-        {"avx2", KernelTier::Sse2, KernelTier::Sse2},
-        {"AVX2", KernelTier::Avx512, KernelTier::Avx512},
+        {nullptr, EKernelTier::Avx512, EKernelTier::Avx512},
+        {"", EKernelTier::Avx2, EKernelTier::Avx2},
+        {"reference", EKernelTier::Avx512, EKernelTier::Reference},
+        {"sse2", EKernelTier::Avx512, EKernelTier::Sse2},
+        {"avx2", EKernelTier::Avx512, EKernelTier::Avx2},
+        {"avx512", EKernelTier::Avx2, EKernelTier::Avx2},
+        {"avx2", EKernelTier::Sse2, EKernelTier::Sse2},
+        {"AVX2", EKernelTier::Avx512, EKernelTier::Avx512},
     };
     for (const auto& choice : kChoices) {
-        EXPECT_EQ(ox3dcpu::KernelTierFor(choice.word, choice.best), choice.chosen)
+        EXPECT_EQ(ox3d::KernelTierFor(choice.word, choice.best), choice.chosen)
             << (choice.word != nullptr ? choice.word : "nothing");
     }
 }
@@ -264,12 +264,12 @@ TEST(TransformKernelsInUse, AreTheReferenceWhereTheEnvironmentAsksForIt) {
     const char* const wish = std::getenv("OX3D_KERNELS");
     const int16_t depth[4] = {};
     float points[12] = {};
-    oxb3d::TransformArgs<float> args = {};
+    ox3d::stereo::TransformArgs<float> args = {};
     args.depth = depth;
     args.step = args.width = 2;
     args.height = 2;
     args.points = points;
-    const bool isReference = oxb3d::KernelsFor(oxb3d::TransformMode::A, args).isReference;
+    const bool isReference = ox3d::stereo::KernelsFor(ox3d::stereo::ETransformMode::A, args).isReference;
     EXPECT_EQ(isReference, wish != nullptr && wish == std::string("reference"));
 }
 
