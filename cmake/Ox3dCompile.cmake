@@ -54,4 +54,10 @@ function(ox3d_tier tier)
     set(flags_VBMI ${flags_AVX512} -mavx512vbmi)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
         "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;${flags_${tier}}")
+    if(NOT tier STREQUAL "SSE2") # what every processor has may be lent
+        get_property(count GLOBAL PROPERTY OX3D_TIER_UNITS)
+        list(LENGTH ARGN units)
+        math(EXPR count "0${count} + ${units}")
+        set_property(GLOBAL PROPERTY OX3D_TIER_UNITS ${count})
+    endif()
 endfunction()
