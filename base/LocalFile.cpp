@@ -48,29 +48,56 @@ bool IsRegular(const struct stat& status) {
     return (status.st_mode & S_IFMT) == S_IFREG;
 }
 
-} // namespace
-
-bool ReadLocalFile(const std::string& path, uint64_t mostBytes, std::vector<uint8_t>* out) {
-    // Opening a pipe would wait for its writer; a regular file does not care.
-    const CDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+template <class Container>
+bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Container* out) {
+    const CDescriptor file(OpenLocalFile(path.c_str()));
     struct stat status {};
-    if (file.Get() < 0 || fstat(file.Get(), &status) != 0 || !IsRegular(status) ||
-        static_cast<uint64_t>(status.st_size) > mostBytes) {
+    if (file.Get() < 0 || fstat(file.Get(), &status) != 0) {
         return false;
     }
-    out->resize(static_cast<size_t>(status.st_size));
+    const auto claimedBytes = static_cast<uint64_t>(status.st_size);
+    if (longFile == ELongFile::Refuse && claimedBytes > maxBytes) {
+        return false;
+    }
+    out->resize(longFile == ELongFile::Cut ? maxBytes : claimedBytes);
     size_t done = 0;
     while (done < out->size()) {
         const ssize_t got = read(file.Get(), out->data() + done, out->size() - done);
         if (got < 0 && errno == EINTR) {
             continue;
         }
-        if (got <= 0) {
+        if (got < 0 || (got == 0 && longFile == ELongFile::Refuse)) {
             return false;
+        }
+        if (got == 0) {
+            break;
         }
         done += static_cast<size_t>(got);
     }
+    out->resize(done);
     return true;
+}
+
+} // namespace
+
+int OpenLocalFile(const char* path) noexcept {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat status {};
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !IsRegular(status))) {
+        close(descriptor);
+        errno = 0;
+        return -1;
+    }
+    return descriptor;
+}
+
+bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::vector<uint8_t>* out,
+                   ELongFile longFile) {
+    return ReadInto(path, maxBytes, longFile, out);
+}
+
+bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::string* out, ELongFile longFile) {
+    return ReadInto(path, maxBytes, longFile, out);
 }
 
 bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthBytes) {

@@ -1,6 +1,6 @@
-// LocalFile.h - files of the host: read whole with a bound, written whole or not at all.
-#ifndef OX3D_PROVIDER_LOCAL_FILE_H
-#define OX3D_PROVIDER_LOCAL_FILE_H
+// LocalFile.h - files of the host: read with a bound, written whole or not at all.
+#ifndef OX3D_BASE_LOCAL_FILE_H
+#define OX3D_BASE_LOCAL_FILE_H
 
 #include <cstdint>
 #include <string>
@@ -8,14 +8,26 @@
 
 namespace ox3d {
 
-// Only regular files that are not longer than mostBytes.
-bool ReadLocalFile(const std::string& path, uint64_t mostBytes, std::vector<uint8_t>* out);
+enum class ELongFile { Refuse, Cut };
+
+// Only regular files. One that is longer than maxBytes is refused, or its first maxBytes are read. A file of /proc
+// or /sys has not the length that it says: such a one is read with Cut.
+bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::vector<uint8_t>* out,
+                   ELongFile longFile = ELongFile::Refuse);
+
+// The same into a text.
+bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::string* out,
+                   ELongFile longFile = ELongFile::Refuse);
 
 // A reader of the file never sees half of it: it is written beside its place and then moved there.
 bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthBytes);
 
 // Length of a regular file, 0 when there is none.
 uint64_t LocalFileBytes(const std::string& path);
+
+// A descriptor of a regular file to be read; -1 when there is none, with the reason in errno or 0 there when it is
+// something else. The check comes after opening, and opening a pipe of that name does not wait for its writer.
+int OpenLocalFile(const char* path) noexcept;
 
 } // namespace ox3d
 

@@ -1,7 +1,7 @@
 // Storage for an object that is constructed once and never destroyed.
 // Relies on nothing. For statics that other threads may still use while the process exits.
-#ifndef OX3D_COMMON_NEVER_DESTROYED_H
-#define OX3D_COMMON_NEVER_DESTROYED_H
+#ifndef OX3D_BASE_NEVER_DESTROYED_H
+#define OX3D_BASE_NEVER_DESTROYED_H
 
 #include <new>
 #include <utility>

@@ -2,15 +2,16 @@
 // inside it holds no object with a destructor.
 #include "base/PngFile.h"
 
+#include <png.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
-#include <fcntl.h>
-#include <png.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "base/LocalFile.h"
 
 namespace ox3d {
 namespace {
@@ -28,17 +29,18 @@ struct PngJob {
     uint32_t m_height = 0;
     int m_bitDepth = 0;
     int m_colorType = 0;
-    png_bytepp m_rows = nullptr;
-    size_t m_rowBytes = 0; // what a row of m_rows has room for
+    png_bytepp m_rows = nullptr;        // to be read
+    const uint8_t* m_samples = nullptr; // to be written
+    size_t m_rowBytes = 0;              // of a row of either
     char m_message[160] = {};
 };
 
-void KeepMessage(PngJob* job, const char* message) {
+void NoteMessage(PngJob* job, const char* message) {
     std::snprintf(job->m_message, sizeof(job->m_message), "%s", message);
 }
 
 [[noreturn]] void OnError(png_structp png, png_const_charp message) {
-    KeepMessage(static_cast<PngJob*>(png_get_error_ptr(png)), message);
+    NoteMessage(static_cast<PngJob*>(png_get_error_ptr(png)), message);
     png_longjmp(png, 1);
 }
 
@@ -89,6 +91,21 @@ void ReadRows(PngJob* job) {
     png_read_end(job->m_png, nullptr);
 }
 
+// Takes the samples as they lie in memory.
+void WriteRows(PngJob* job) {
+    png_init_io(job->m_png, job->m_file);
+    png_set_IHDR(job->m_png, job->m_info, job->m_width, job->m_height, job->m_bitDepth, job->m_colorType,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(job->m_png, job->m_info);
+    if (job->m_bitDepth == 16 && std::endian::native == std::endian::little) {
+        png_set_swap(job->m_png);
+    }
+    for (uint32_t row = 0; row < job->m_height; ++row) {
+        png_write_row(job->m_png, job->m_samples + row * job->m_rowBytes);
+    }
+    png_write_end(job->m_png, job->m_info);
+}
+
 // Opens the file and undoes everything in the end.
 class CPngReader {
 public:
@@ -130,21 +147,16 @@ public:
     }
 
 private:
-    // Only regular files: opening a pipe would wait for ever.
     bool OpenFile() {
-        const int descriptor = open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        struct stat status = {};
-        if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-            KeepMessage(&m_job, descriptor < 0 ? "cannot be opened" : "not a regular file");
-            if (descriptor >= 0) {
-                close(descriptor);
-            }
+        const int descriptor = OpenLocalFile(m_path.c_str());
+        if (descriptor < 0) {
+            NoteMessage(&m_job, errno != 0 ? "cannot be opened" : "not a regular file");
             return false;
         }
         m_job.m_file = fdopen(descriptor, "rb");
         if (m_job.m_file == nullptr) {
             close(descriptor);
-            KeepMessage(&m_job, "cannot be opened");
+            NoteMessage(&m_job, "cannot be opened");
         }
         return m_job.m_file != nullptr;
     }
@@ -153,7 +165,7 @@ private:
         m_job.m_png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &m_job, OnError, OnWarning);
         m_job.m_info = m_job.m_png != nullptr ? png_create_info_struct(m_job.m_png) : nullptr;
         if (m_job.m_info == nullptr) {
-            KeepMessage(&m_job, "out of memory");
+            NoteMessage(&m_job, "out of memory");
         }
         return m_job.m_info != nullptr;
     }
@@ -161,6 +173,23 @@ private:
     std::string m_path;
     PngJob m_job;
 };
+
+bool WritePng(const std::string& path, PngJob* job, std::string* error) {
+    job->m_file = std::fopen(path.c_str(), "wbe");
+    if (job->m_file == nullptr) {
+        *error = path + ": " + std::strerror(errno);
+        return false;
+    }
+    job->m_png = png_create_write_struct(PNG_LIBPNG_VER_STRING, job, OnError, OnWarning);
+    job->m_info = job->m_png != nullptr ? png_create_info_struct(job->m_png) : nullptr;
+    const bool isEncoded = job->m_info != nullptr && Guarded(job, WriteRows);
+    png_destroy_write_struct(&job->m_png, &job->m_info);
+    if (std::fclose(job->m_file) != 0 || !isEncoded) {
+        *error = path + ": the disk is full or the image is empty";
+        return false;
+    }
+    return true;
+}
 
 } // namespace
 
@@ -197,6 +226,30 @@ bool ReadColorPng(const std::string& path, PngSize* size, std::vector<uint8_t>* 
         (*planes)[2 * pixels + i] = interleaved[3 * i + 2];
     }
     return true;
+}
+
+bool WriteDepthPng(const std::string& path, const PngSize& size, const uint16_t* samples,
+                   std::string* error) {
+    PngJob job;
+    job.m_width = size.m_width;
+    job.m_height = size.m_height;
+    job.m_bitDepth = 16;
+    job.m_colorType = PNG_COLOR_TYPE_GRAY;
+    job.m_samples = reinterpret_cast<const uint8_t*>(samples);
+    job.m_rowBytes = size_t{size.m_width} * sizeof(uint16_t);
+    return WritePng(path, &job, error);
+}
+
+bool WriteColorPng(const std::string& path, const PngSize& size, const uint8_t* interleaved,
+                   std::string* error) {
+    PngJob job;
+    job.m_width = size.m_width;
+    job.m_height = size.m_height;
+    job.m_bitDepth = 8;
+    job.m_colorType = PNG_COLOR_TYPE_RGB;
+    job.m_samples = interleaved;
+    job.m_rowBytes = size_t{size.m_width} * 3;
+    return WritePng(path, &job, error);
 }
 
 } // namespace ox3d

@@ -1,11 +1,11 @@
 // Clang's thread-safety attributes behind macros that vanish under other compilers.
 // Relies on nothing.
 //
-// The mutexes of this library are recursive. The analysis knows only plain locks, but it looks at one
-// function at a time: taking a lock again in a callee is fine as long as the callee is not marked
-// OX_EXCLUDES, and no function here locks the same mutex twice itself.
-#ifndef OX3D_COMMON_THREAD_SAFETY_H
-#define OX3D_COMMON_THREAD_SAFETY_H
+// COXMutex is recursive. The analysis knows only plain locks, but it looks at one function at a time: taking
+// such a lock again in a callee is fine as long as the callee is not marked OX_EXCLUDES, and no function locks
+// the same mutex twice itself.
+#ifndef OX3D_BASE_THREAD_SAFETY_H
+#define OX3D_BASE_THREAD_SAFETY_H
 
 #if defined(__clang__)
 #    define OX_THREAD_ATTRIBUTE(x) __attribute__((x))

@@ -6,9 +6,8 @@
 
 #include <array>
 #include <cstdint>
-#include <new>
-#include <vector>
 
+#include "base/ImageMemory.h"
 #include "virtual-camera/Faults.h"
 #include "virtual-camera/frames/FrameSource.h"
 
@@ -23,23 +22,6 @@ constexpr uint32_t kChunkDemosaicPair = 0xA5A53D11;
 constexpr uint32_t kExtendedImageHeaderBytes = 32;
 constexpr uint32_t kDemosaicPairHeaderBytes = 28;
 constexpr uint32_t kChunkTrailerBytes = 8; // id and length behind every chunk on the wire
-
-// Bytes that begin on a cache line, as those of images should: applications get them as they lie here.
-template <class Sample>
-struct CacheLineAllocator {
-    using value_type = Sample;
-    static constexpr std::align_val_t kAlignment{64};
-
-    CacheLineAllocator() = default;
-    template <class Other>
-    CacheLineAllocator(const CacheLineAllocator<Other>&) {}
-    Sample* allocate(size_t count) {
-        return static_cast<Sample*>(::operator new(count * sizeof(Sample), kAlignment));
-    }
-    void deallocate(Sample* samples, size_t) { ::operator delete(samples, kAlignment); }
-    bool operator==(const CacheLineAllocator&) const = default;
-};
-using ImageBytes = std::vector<uint8_t, CacheLineAllocator<uint8_t>>;
 
 struct CameraChunk {
     uint32_t m_id = 0;

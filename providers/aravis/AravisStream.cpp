@@ -22,19 +22,13 @@ constexpr double kWholePercent = 100.0;
 
 } // namespace
 
-void FreeMemory::operator()(uint8_t* memory) const {
-    std::free(memory);
-}
-
 void AravisNode::Resize(size_t sizeBytes) {
     if (m_buffer != nullptr && m_sizeBytes == sizeBytes) {
         return;
     }
-    constexpr size_t kAlignment = 64;
     m_buffer.reset();
     m_image = nullptr;
-    m_memory.reset(static_cast<uint8_t*>(
-        std::aligned_alloc(kAlignment, (sizeBytes + kAlignment - 1) / kAlignment * kAlignment)));
+    m_memory.reset(static_cast<uint8_t*>(AllocateImageMemory(sizeBytes)));
     if (m_memory == nullptr) {
         throw std::bad_alloc();
     }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 
+#include "base/ImageMemory.h"
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/ArvError.h"
 #include "providers/aravis/ChunkWalk.h"
@@ -18,15 +19,11 @@
 
 namespace ox3d {
 
-struct FreeMemory {
-    void operator()(uint8_t* memory) const;
-};
-
 struct AravisNode final : FrameNode {
     // Makes the buffer one of exactly this size; throws when there is no memory.
     void Resize(size_t sizeBytes);
 
-    std::unique_ptr<uint8_t, FreeMemory> m_memory;
+    ImageBlock m_memory;
     size_t m_sizeBytes = 0;
     CObject<ArvBuffer> m_buffer; // over m_memory
 };

@@ -5,10 +5,10 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <set>
 
+#include "base/LocalFile.h"
 #include "providers/common/DeviceText.h"
 #include "providers/common/Status.h"
 
@@ -32,10 +32,12 @@ void Fill(char (&field)[N], const char* text) {
 
 // The first line of an attribute; empty when there is none.
 std::string Attribute(const fs::path& folder, const char* name) {
-    std::ifstream file(folder / name);
-    std::string line;
-    std::getline(file, line);
-    return line;
+    constexpr uint64_t kMaxAttributeBytes = 4096; // a page, as much as the kernel gives
+    std::string text;
+    if (!ReadLocalFile(folder / name, kMaxAttributeBytes, &text, ELongFile::Cut)) {
+        return {};
+    }
+    return text.substr(0, text.find('\n'));
 }
 
 // Serial numbers of what this process has open; guarded by the list's mutex.
@@ -109,7 +111,7 @@ OX_CC_DEVICE_INFO RecordOf(ArvInterface* usb, unsigned int index, uint32_t ordin
 } // namespace
 
 void FillFromSysfs(const std::string& folder, OX_CC_USB_DEVICE_INFO* device) {
-    const std::string serial = BoundedText(device->chSerialNumber);
+    const std::string serial(BoundedText(device->chSerialNumber));
     std::error_code ignored;
     std::vector<fs::path> entries;
     for (const auto& entry : fs::directory_iterator(folder, ignored)) {
@@ -155,9 +157,9 @@ void NoteUsbDevice(const OX_CC_DEVICE_INFO& record, bool isOpen) {
 int OpenUsbDevice(const OX_CC_DEVICE_INFO& record, CObject<ArvDevice>* device) {
     const std::lock_guard lock(ListMutex());
     const OX_CC_USB_DEVICE_INFO& wanted = record.stUsb3Info;
-    const std::string vendor = BoundedText(wanted.chVendorName);
-    const std::string model = BoundedText(wanted.chModelName);
-    const std::string serial = BoundedText(wanted.chSerialNumber);
+    const std::string vendor(BoundedText(wanted.chVendorName));
+    const std::string model(BoundedText(wanted.chModelName));
+    const std::string serial(BoundedText(wanted.chSerialNumber));
     if (OpenSerials().contains(serial)) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }

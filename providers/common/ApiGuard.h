@@ -1,11 +1,9 @@
 // ApiGuard.h - the one shape of an exported function: look the handle up, check the arguments, do it; no
-// exception leaves but the unwinding of a thread that is being cancelled: to stop that would abort the process.
+// exception leaves.
 #ifndef OX3D_PROVIDER_API_GUARD_H
 #define OX3D_PROVIDER_API_GUARD_H
 
-#include <exception>
-#include <new>
-
+#include "base/ExceptionBarrier.h"
 #include "providers/common/HandleTable.h"
 #include "providers/common/Status.h"
 
@@ -13,16 +11,7 @@ namespace ox3d {
 
 template <typename Body>
 int Guarded(Body body) {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        return Code(OX_CC_E_RESOURCE);
-    } catch (...) {
-        if (std::current_exception() == nullptr) { // no exception of C++
-            throw;
-        }
-        return Code(OX_CC_E_UNKNOWN);
-    }
+    return StatusBarrier(Code(OX_CC_E_RESOURCE), Code(OX_CC_E_UNKNOWN), body);
 }
 
 // The body gets the session. Arguments are good when isCallable says so; the handle is checked first.

@@ -84,7 +84,7 @@ int OX_CC_GetAllMatchInfo(void* handle, void* pstInfo) {
 
 int OX_CC_RegisterExceptionCallBack(void* handle, OX_CC_EXCEPTION_CALLBACK pfnCallBack, void* pUser) {
     return OnHandle(handle, true, [&](CSession& session) {
-        session.Callbacks().m_exception.Set(pfnCallBack, pUser);
+        session.Callbacks().m_exception.Publish({pfnCallBack, pUser});
         return kOk;
     });
 }
@@ -102,14 +102,14 @@ int OX_CC_RegisterEventCallBackEx(void* handle, const char* pEventName, OX_CC_EV
         if (slot == nullptr) {
             return Code(OX_CC_E_RESOURCE);
         }
-        slot->Set(pfnCallBack, pUser);
+        slot->Publish({pfnCallBack, pUser});
         return kOk;
     });
 }
 
 int OX_CC_RegisterAllEventCallBack(void* handle, OX_CC_EVENT_CALLBACK pfnCallBack, void* pUser) {
     return OnHandle(handle, true, [&](CSession& session) {
-        session.Callbacks().m_allEvents.Set(pfnCallBack, pUser);
+        session.Callbacks().m_allEvents.Publish({pfnCallBack, pUser});
         return kOk;
     });
 }

@@ -32,13 +32,13 @@ void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
     std::shared_ptr<Event> named;
     {
         const std::lock_guard lock(m_mutex);
-        const auto found = m_named.find(BoundedText(info->chEventName));
+        const auto found = m_named.find(std::string(BoundedText(info->chEventName)));
         named = found == m_named.end() ? nullptr : found->second;
     }
     if (named != nullptr) {
-        named->Call(info);
+        CallApplication(*named, info);
     }
-    m_allEvents.Call(info);
+    CallApplication(m_allEvents, info);
 }
 
 CConnection::CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
@@ -88,7 +88,7 @@ void CConnection::Push(Notice notice) {
 
 void CConnection::Tell(Notice& notice) {
     if (notice.m_exception != 0) {
-        m_callbacks->m_exception.Call(notice.m_exception);
+        CallApplication(m_callbacks->m_exception, notice.m_exception);
         return;
     }
     notice.m_event.pEventData = notice.m_data.empty() ? nullptr : notice.m_data.data();

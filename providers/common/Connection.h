@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,23 +13,37 @@
 #include <string>
 #include <vector>
 
-#include <ox3drgbd/OxCameraControl.h>
+#include "base/CallbackSlot.h"
+#include "base/ExceptionBarrier.h"
 
-#include "providers/common/CallbackSlot.h"
 #include "providers/common/Worker.h"
+#include <ox3drgbd/OxCameraControl.h>
 
 namespace ox3d {
 
 class CFrameBuffer;
 class CStream;
 
-// The callbacks of a handle; they outlive its openings.
+// Calls a slot's callback, if there is one. The application's exceptions end here, the camera goes on.
+template <class Fn, class... Args>
+void CallApplication(CCallbackSlot<Fn>& slot, Args... args) {
+    const CCallbackCall call(slot, &slot);
+    if (call) {
+        ExceptionBarrier([&] { call(args...); },
+                         [](const std::exception*) {
+                             std::fputs("camera control: an exception left a callback\n", stderr);
+                         });
+    }
+}
+
+// The callbacks of a handle; they outlive its openings. Registering waits for no call in flight: the thread that
+// registers may hold a lock that the callback wants.
 class HandleCallbacks {
 public:
-    using Event = CCallbackSlot<OX_EVENT_OUT_INFO*>;
+    using Event = CCallbackSlot<void (*)(OX_EVENT_OUT_INFO*, void*)>;
 
-    CCallbackSlot<uint8_t*, OX_FRAME_OUT_INFO_EX*> m_image;
-    CCallbackSlot<uint32_t> m_exception;
+    CCallbackSlot<void (*)(uint8_t*, OX_FRAME_OUT_INFO_EX*, void*)> m_image;
+    CCallbackSlot<void (*)(uint32_t, void*)> m_exception;
     Event m_allEvents;
 
     // The slot of one event, made when it is asked for; null when there are too many.

@@ -42,7 +42,7 @@ void CStream::RunDelivery() {
             return;
         }
         OX_FRAME_OUT_INFO_EX info = node->m_info;
-        m_callbacks->m_image.Call(node->m_image, &info);
+        CallApplication(m_callbacks->m_image, node->m_image, &info);
         m_buffer->Release(node);
     }
 }

@@ -36,7 +36,9 @@ protected:
 
     CFrameBuffer& Buffer() const { return *m_buffer; }
     std::stop_token StopToken() const { return m_stop.get_token(); }
-    void Commit(FrameNode* node) { m_buffer->Commit(m_acquisition, node, m_callbacks->m_image.IsSet()); }
+    void Commit(FrameNode* node) {
+        m_buffer->Commit(m_acquisition, node, m_callbacks->m_image.IsRegistered());
+    }
 
 private:
     void RunDelivery();

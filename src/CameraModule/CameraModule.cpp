@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/CameraModule/CameraModuleCall.h"
 
 namespace {

@@ -4,7 +4,7 @@
 // into the caller's record.
 #include <cstring>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/CameraModule/CameraModuleCall.h"
 
 static_assert(sizeof(OX3D_RGBD_INTPARAM) == sizeof(OX_CC_INT_VALUE_EX));

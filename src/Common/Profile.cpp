@@ -2,8 +2,6 @@
 // several.
 #include "src/Common/Profile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include "base/LocalFile.h"
 
 char g_strCurrentDllPath[256] = {};
 
@@ -25,17 +25,11 @@ struct SLine {
     char text[256];
 };
 
-// Only a regular file is a profile: a device or a pipe of that name could block the caller for ever, which is
-// also why it is opened without blocking.
 CFile OpenProfile(const char* path) {
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        return nullptr;
-    }
-    struct stat status {};
-    FILE* const file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) ? fdopen(fd, "r") : nullptr;
-    if (file == nullptr) {
-        close(fd);
+    const int descriptor = ox3d::OpenLocalFile(path);
+    FILE* const file = descriptor >= 0 ? fdopen(descriptor, "r") : nullptr;
+    if (file == nullptr && descriptor >= 0) {
+        close(descriptor);
     }
     return CFile(file);
 }

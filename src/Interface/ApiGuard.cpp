@@ -9,7 +9,7 @@
 
 #include <time.h>
 
-#include "src/Manager/CallbackSlot.h"
+#include "base/CallbackSlot.h"
 #include "src/Manager/Manager.h"
 
 namespace {
@@ -51,7 +51,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     if (m_mutex == nullptr || m_signal == nullptr) {
         return OX3D_RGBD_E_HANDLE;
     }
-    if (CCallbackScope::IsInsideOwner(handle)) {
+    if (ox3d::CCallbackScope::IsInsideOwner(handle)) {
         while (!m_mutex->LockFor(kLookAgainMs)) {
             const uint32_t state = m_signal->m_state;
             if (state != OX_HANDLE_LIVE) {

@@ -4,9 +4,8 @@
 #define OX3D_API_GUARD_H
 
 #include <cstdint>
-#include <exception>
-#include <new>
 
+#include "base/ExceptionBarrier.h"
 #include "src/Interface/HandleFactory.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
@@ -15,20 +14,10 @@ class CManager;
 // How often a callback that waits looks whether somebody has begun to wait for it.
 constexpr uint32_t kLookAgainMs = 2;
 
-// Runs `call`, and turns what it throws into a status. Only the unwinding of a thread that is being cancelled
-// passes: to stop that would abort the process.
+// Runs `call`, and turns what it throws into a status.
 template <class Call>
 uint32_t ApiBarrier(Call&& call) {
-    try {
-        return call();
-    } catch (const std::bad_alloc&) {
-        return OX3D_RGBD_E_MEMORY;
-    } catch (...) {
-        if (std::current_exception() == nullptr) { // no exception of C++
-            throw;
-        }
-        return OX3D_RGBD_E_HANDLE;
-    }
+    return ox3d::StatusBarrier<uint32_t>(OX3D_RGBD_E_MEMORY, OX3D_RGBD_E_HANDLE, call);
 }
 
 // The device lock of a handle, held for a scope. From inside a callback of the same device it does not wait

@@ -5,10 +5,10 @@
 // at their arguments.
 #include <ox3drgbd/Ox3dRgbdApi.h>
 
+#include "base/CallbackSlot.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Interface/ApiGuard.h"
 #include "src/Interface/ApiLog.h"
-#include "src/Manager/CallbackSlot.h"
 #include "src/Manager/Manager.h"
 
 namespace {
@@ -44,7 +44,7 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     if (pin.Manager() == nullptr) {
         return status;
     }
-    const bool isInside = CCallbackScope::IsInsideOwner(handle);
+    const bool isInside = ox3d::CCallbackScope::IsInsideOwner(handle);
     const bool isAwaited = isInside && signal.m_waiting++ != 0;
     while (!isAwaited && !wait(*pin.Manager(), kLookAgainMs) &&
            !(isInside && signal.m_state != OX_HANDLE_LIVE)) {

@@ -159,7 +159,7 @@ uint32_t OX3D_RGBD_CloseDevice(void** handle) {
         if (lock.Status() != OX3D_RGBD_OK) {
             return lock.Status();
         }
-        const bool isInside = CCallbackScope::IsInsideOwner(&lock.Manager());
+        const bool isInside = ox3d::CCallbackScope::IsInsideOwner(&lock.Manager());
         const uint32_t status = isInside ? CloseFromCallback(lock) : RetireDevice(lock);
         if (status != OX3D_RGBD_OK) {
             return OX3D_RGBD_E_HANDLE;

@@ -4,18 +4,18 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fcntl.h>
 #include <locale.h>
-#include <sys/stat.h>
+#include <string>
 #include <tinyxml2.h>
-#include <unistd.h>
+
+#include "base/LocalFile.h"
 
 namespace {
 
 using tinyxml2::XMLDocument;
 using tinyxml2::XMLElement;
 
-constexpr int64_t kMaxFileBytes = 1 << 20;
+constexpr uint64_t kMaxFileBytes = 1 << 20;
 
 // Numbers in the file are written with a decimal point; an application's locale may read a comma.
 class CCLocale {
@@ -40,23 +40,9 @@ private:
 };
 
 bool LoadDocument(const char* fileName, XMLDocument* document) {
-    // Without O_NONBLOCK, opening a pipe of that name would wait for a writer.
-    const int fd = open(fileName, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    struct stat status = {};
-    FILE* file = nullptr;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= kMaxFileBytes) {
-        file = fdopen(fd, "rb");
-    }
-    if (file == nullptr) {
-        close(fd);
-        return false;
-    }
-    const bool loaded = document->LoadFile(file) == tinyxml2::XML_SUCCESS;
-    fclose(file);
-    return loaded;
+    std::string text;
+    return ox3d::ReadLocalFile(fileName, kMaxFileBytes, &text) &&
+           document->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
 }
 
 // The messages do not always name what is missing; they are kept since support staff search logs for them.

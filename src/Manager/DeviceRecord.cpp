@@ -2,9 +2,9 @@
 #include "src/Manager/DeviceRecord.h"
 
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 
+#include "base/Ipv4.h"
 #include "src/Common/AsyncLog.h"
 
 namespace {
@@ -63,10 +63,9 @@ uint32_t GetIPString(char* out, uint32_t ip) {
         OX_LOG_ERROR("[GetIPString] pstCamInfo Or nCurrentIp is error.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    char text[16] = {};
-    snprintf(text, sizeof(text), "%d.%d.%d.%d", ip >> 24, (ip >> 16) & 0xFF, (ip >> 8) & 0xFF, ip & 0xFF);
-    memcpy(out, text, sizeof(text));
-    OX_LOG_INFO("[GetIPString] nCurrentIp[%u] pIPString is %s .\r\n", ip, text);
+    const ox3d::Ipv4Field text = ox3d::Ipv4Chars(ip);
+    memcpy(out, text.data(), text.size());
+    OX_LOG_INFO("[GetIPString] nCurrentIp[%u] pIPString is %s .\r\n", ip, text.data());
     return OX3D_RGBD_OK;
 }
 

@@ -20,7 +20,7 @@ public:
     // The block of the initial size, zero-filled; true when it exists afterwards.
     bool EnsureExists() {
         if (m_data == nullptr) {
-            m_data = static_cast<uint8_t*>(AllocateFrameMemory(m_capacity));
+            m_data = static_cast<uint8_t*>(ox3d::AllocateImageMemory(m_capacity));
             if (m_data != nullptr) {
                 memset(m_data, 0, m_capacity);
             }
@@ -33,7 +33,7 @@ public:
         if (m_data != nullptr && bytes <= m_capacity) {
             return true;
         }
-        auto* block = static_cast<uint8_t*>(AllocateFrameMemory(bytes));
+        auto* block = static_cast<uint8_t*>(ox3d::AllocateImageMemory(bytes));
         if (block == nullptr) {
             return false;
         }

@@ -23,11 +23,11 @@
 #include <memory>
 #include <vector>
 
+#include "base/CallbackSlot.h"
 #include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
 #include "src/CameraModule/CameraModule.h"
 #include "src/Common/Thread.h"
 #include "src/Manager/CalibrationFile.h"
-#include "src/Manager/CallbackSlot.h"
 #include "src/Manager/ChunkImage.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/OwnedMutex.h"
@@ -197,8 +197,8 @@ private:
     std::atomic<uint32_t> m_outputRgbd{0};
 
     // Delivery.
-    CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
-    CCallbackSlot<OX3D_RGBD_ExceptionCallBack> m_exceptionCallback;
+    ox3d::CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
+    ox3d::CCallbackSlot<OX3D_RGBD_ExceptionCallBack> m_exceptionCallback;
     COXMutex m_callbackMutex; // the callback lock
     COwnedMutex m_frameMutex; // the frame mutex
     std::atomic<uint32_t> m_lastFrameNum{0};

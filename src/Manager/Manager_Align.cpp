@@ -68,7 +68,7 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
     const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
     const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
     if (m_alignedColor == nullptr && needed <= kMaxImageBytes) {
-        m_alignedColor = static_cast<uint8_t*>(AllocateFrameMemory(needed));
+        m_alignedColor = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
         m_alignedColorBytes = m_alignedColor != nullptr ? needed : 0;
     }
     // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.

@@ -1,7 +1,7 @@
 // Manager_Calib.cpp - the calibration of one sensor, from the local copy of the camera's calibration file.
 #include <cstring>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/Manager.h"
 

@@ -1,10 +1,10 @@
 // Manager_Delivery.cpp - frames handed to the application: pushed on the camera library's delivery thread, or
 // pulled on the application's.
 #include <cstring>
-#include <exception>
 #include <new>
 #include <optional>
 
+#include "base/ExceptionBarrier.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Common/Time.h"
 #include "src/Manager/Manager.h"
@@ -16,20 +16,16 @@ constexpr const char* kLogSource = "../../src/Manager/Manager";
 // "Device offline" in GBK; part of the interface, applications show it as it is.
 constexpr char kOfflineText[] = "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF";
 
-// An application's callback must not unwind through the camera library's frames. Only a thread that is being
-// ended unwinds on, since stopping that would abort the process.
+// An application's callback must not unwind through the camera library's frames.
 template <class Call>
 void CallApplication(const char* operation, Call&& call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        OX_LOG_ERROR("[%s] the application's callback threw: %s\r\n", operation, error.what());
-    } catch (...) {
-        if (std::current_exception() == nullptr) { // no exception of C++
-            throw;
+    ox3d::ExceptionBarrier(call, [operation](const std::exception* error) {
+        if (error != nullptr) {
+            OX_LOG_ERROR("[%s] the application's callback threw: %s\r\n", operation, error->what());
+        } else {
+            OX_LOG_ERROR("[%s] the application's callback threw.\r\n", operation);
         }
-        OX_LOG_ERROR("[%s] the application's callback threw.\r\n", operation);
-    }
+    });
 }
 
 } // namespace
@@ -117,7 +113,7 @@ void CManager::ExceptionCallBack(uint32_t message) {
         OX_LOG_WARNING("[ExceptionCallBack] message [%#x] is not passed on.\r\n", message);
         return;
     }
-    const CCallbackCall call(m_exceptionCallback, this);
+    const ox3d::CCallbackCall call(m_exceptionCallback, this);
     if (!call) {
         return;
     }
@@ -159,7 +155,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     }
     // The lock before the call is counted: a frame that waits here is no callback in flight for a callback
     // that unregisters itself. And left before it: once the call is no longer counted, the manager may go.
-    std::optional<CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
+    std::optional<ox3d::CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
     const COXLock lock(&m_callbackMutex);
     call.emplace(m_frameCallback, this);
     if (!*call) {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "base/ImageMemory.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/Manager.h"
@@ -53,7 +53,7 @@ uint32_t CManager::EnsureDepthBuffers(uint64_t pixels) {
         OX_LOG_INFO("[DepthMapConvert] m_pDepthBuffer new success.\r\n");
     }
     if (m_pPointBuffer == nullptr || m_bufferPixels < pixels) {
-        auto* points = static_cast<float*>(AllocateFrameMemory(3 * pixels * sizeof(float)));
+        auto* points = static_cast<float*>(ox3d::AllocateImageMemory(3 * pixels * sizeof(float)));
         if (points == nullptr) {
             OX_LOG_ERROR("[DepthMapConvert] m_pPointBuffer new failed.\r\n");
             return OX3D_RGBD_E_MEMORY;

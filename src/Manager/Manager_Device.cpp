@@ -2,7 +2,7 @@
 #include <cstring>
 #include <new>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "base/NeverDestroyed.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/DeviceRecord.h"

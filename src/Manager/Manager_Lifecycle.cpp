@@ -4,7 +4,7 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Common/Profile.h"
 #include "src/Manager/Manager.h"

@@ -1,6 +1,6 @@
 // Manager_Maintain.cpp - operations that service a camera rather than stream from it. Each checks its
 // arguments, then the manager's state, then forwards to one call of the camera module.
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/Ipv4Text.h"
 #include "src/Manager/Manager.h"

@@ -20,7 +20,7 @@ public:
     bool Replace(uint64_t bytes) {
         auto* block = bytes > UINT64_MAX - sizeof(Block)
                           ? nullptr
-                          : static_cast<Block*>(AllocateFrameMemory(sizeof(Block) + bytes));
+                          : static_cast<Block*>(ox3d::AllocateImageMemory(sizeof(Block) + bytes));
         if (block == nullptr) {
             return false;
         }
@@ -60,7 +60,7 @@ public:
 
 private:
     // In front of the bytes; padded so that they are aligned like the block.
-    struct alignas(kFrameAlignmentBytes) Block {
+    struct alignas(ox3d::kImageAlignmentBytes) Block {
         Block* m_older;
         bool m_isLent;
     };

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "base/FixedText.h"
+#include "base/BoundedText.h"
 #include "src/Common/Time.h"
 #include "src/Common/Version.h"
 

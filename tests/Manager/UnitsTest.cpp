@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/CallbackSlot.h"
 #include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
-#include "src/Manager/CallbackSlot.h"
 #include "src/Manager/ChunkImage.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/Ipv4Text.h"
@@ -76,18 +76,18 @@ TEST(ChunkImage, ThatCannotBeCopiedLeavesSlotAndChunkAlone) {
 using Callback = void (*)(int*, void*);
 
 TEST(CallbackSlot, WaitsForOtherThreadsAndNotForItself) {
-    CCallbackSlot<Callback> slot;
+    ox3d::CCallbackSlot<Callback> slot;
     slot.Publish({[](int*, void*) {}, nullptr});
     int owner = 0;
-    CCallbackCall outer(slot, &owner);
-    const CCallbackCall inner(slot, &owner);
-    EXPECT_TRUE(CCallbackScope::IsInsideOwner(&owner));
+    ox3d::CCallbackCall outer(slot, &owner);
+    const ox3d::CCallbackCall inner(slot, &owner);
+    EXPECT_TRUE(ox3d::CCallbackScope::IsInsideOwner(&owner));
     EXPECT_FALSE(slot.IsBusyElsewhere());
     slot.WaitIdle();
     bool isInside = true;
     bool isBusy = false;
     std::thread([&] {
-        isInside = CCallbackScope::IsInsideOwner(&owner);
+        isInside = ox3d::CCallbackScope::IsInsideOwner(&owner);
         isBusy = slot.IsBusyElsewhere();
     }).join();
     EXPECT_FALSE(isInside);

@@ -1,6 +1,7 @@
 // CallbackSlot.cpp - the calling thread's stack of callbacks.
-#include "src/Manager/CallbackSlot.h"
+#include "base/CallbackSlot.h"
 
+namespace ox3d {
 namespace {
 thread_local const CCallbackScope* t_innermost = nullptr;
 }
@@ -30,3 +31,5 @@ uint32_t CCallbackScope::CountInSlot(const void* slot) {
     }
     return count;
 }
+
+} // namespace ox3d
