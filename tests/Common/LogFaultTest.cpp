@@ -106,7 +106,7 @@ TEST_F(Log, WriterThatCannotReopenItsFileIsTidiedUpByTheNextCaller) {
     const rlimit none{0, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
     OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "last");
-    const bool isEnded = ox3d::test::ThreadsSettled(threadsBefore) <= threadsBefore;
+    const bool isEnded = ThreadsSettled(threadsBefore) <= threadsBefore;
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_TRUE(isEnded);
     OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "lost");

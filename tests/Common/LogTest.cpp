@@ -66,7 +66,7 @@ TEST_F(Log, LivesUntilItsLastReferenceGoesAndThenAppends) {
     OX_LOG_WARNING("first;");
     WaitForLog("first;");
     DestroyAsyncLog();
-    EXPECT_LE(ox3d::test::ThreadsSettled(m_threadsBefore), m_threadsBefore);
+    EXPECT_LE(ThreadsSettled(m_threadsBefore), m_threadsBefore);
     OX_LOG_INFO("lost;");
     DestroyAsyncLog();
     ASSERT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK);

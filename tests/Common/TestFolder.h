@@ -5,48 +5,18 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <thread>
 
 #include "src/Common/AsyncLog.h"
-#include "tests/OpenThings.h"
+#include "tests/support/Files.h"
+#include "tests/support/OpenThings.h"
+
+using namespace ox3d::test;
 
 class CTestFolder : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string folderName = std::filesystem::temp_directory_path() / "ox3d_common_XXXXXX";
-        ASSERT_NE(mkdtemp(folderName.data()), nullptr);
-        std::filesystem::current_path(folderName);
-    }
-    void TearDown() override {
-        const std::filesystem::path folder = std::filesystem::current_path();
-        std::filesystem::current_path(folder.parent_path());
-        std::filesystem::remove_all(folder);
-    }
-    static void WriteFile(const char* pName, const std::string& text) {
-        std::ofstream(pName, std::ios::binary) << text;
-    }
-    static std::string ReadFile(const char* pName) {
-        std::ifstream file(pName, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    CWorkFolder m_folder;
 };
-
-/// True as soon as the condition holds; false when it does not within ten seconds.
-template <typename TCondition>
-bool Eventually(TCondition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    bool isHeld = condition();
-    while (!isHeld && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        isHeld = condition();
-    }
-    return isHeld;
-}
 
 constexpr const char* kPrimary = "Ox3dRgbd_00.log";
 constexpr const char* kBackup = "Ox3dRgbd_01.log";
@@ -76,7 +46,7 @@ protected:
         }
         return log;
     }
-    const size_t m_threadsBefore = ox3d::test::Threads();
+    const size_t m_threadsBefore = Threads();
 };
 
 #endif

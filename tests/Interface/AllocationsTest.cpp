@@ -1,54 +1,13 @@
-// Frames with all switches on, and what they take from the heap. Relies on the C library's own names for its
-// functions, under which this program counts the calls that come from the library under test.
+// Frames with all switches on, and what they take from the heap.
+#include "tests/support/Allocations.h"
 #include "tests/doubles/ScriptedCamera.h"
 
-#include <atomic>
-#include <cstring>
-#include <dlfcn.h>
-#include <malloc.h>
-
-namespace {
-
-std::atomic<uint64_t> g_allocations{0};
-
 // The scripted camera may allocate as it likes.
-void Count(const void* caller) {
+bool ox3d::test::MustCount(const void* caller) {
     Dl_info info = {};
-    if (dladdr(caller, &info) != 0 && info.dli_fname != nullptr &&
-        (strstr(info.dli_fname, "libOx3dRgbd") != nullptr ||
-         strstr(info.dli_fname, "libMediaProcess") != nullptr)) {
-        ++g_allocations;
-    }
-}
-
-} // namespace
-
-#define COUNTED(name, parameters, arguments)   \
-    extern "C" void* __libc_##name parameters; \
-    extern "C" void* name parameters {         \
-        Count(__builtin_return_address(0));    \
-        return __libc_##name arguments;        \
-    }
-COUNTED(malloc, (size_t size), (size))
-COUNTED(calloc, (size_t count, size_t size), (count, size))
-COUNTED(realloc, (void* block, size_t size), (block, size))
-COUNTED(memalign, (size_t alignment, size_t size), (alignment, size))
-
-extern "C" void* aligned_alloc(size_t alignment, size_t size) {
-    Count(__builtin_return_address(0));
-    return __libc_memalign(alignment, size);
-}
-// Not inlined, or the compiler compares new with free.
-[[gnu::noinline]] void* operator new(size_t size) {
-    Count(__builtin_return_address(0));
-    void* const block = __libc_malloc(size);
-    return block != nullptr ? block : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, size_t /*size*/) noexcept {
-    free(block);
+    return dladdr(caller, &info) != 0 && info.dli_fname != nullptr &&
+           (strstr(info.dli_fname, "libOx3dRgbd") != nullptr ||
+            strstr(info.dli_fname, "libMediaProcess") != nullptr);
 }
 
 namespace {
@@ -107,8 +66,7 @@ TEST_F(Allocations, OfConversionsAreThoseOfTheLargestImage) {
     constexpr uint32_t kLargest = 800;
     OpenAndStart();
     std::vector<uint8_t> samples(size_t{640} * kLargest * 2, 1);
-    const auto bytesInUse = [] { return mallinfo2().hblkhd + mallinfo2().uordblks; };
-    const size_t before = bytesInUse();
+    const size_t before = HeapBytes();
     for (uint32_t height = 480; height <= kLargest; height += 8) {
         OX3D_RGBD_IMAGE_DATA depth = {};
         depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
@@ -120,7 +78,7 @@ TEST_F(Allocations, OfConversionsAreThoseOfTheLargestImage) {
         ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK) << height;
     }
     constexpr size_t kSampleAndPointBytes = 2 + 12;
-    EXPECT_LT(bytesInUse() - before, 2 * kSampleAndPointBytes * 640 * kLargest);
+    EXPECT_LT(HeapBytes() - before, 2 * kSampleAndPointBytes * 640 * kLargest);
 }
 
 } // namespace

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <thread>
 
 #include "tests/doubles/DoubleControl.h"
+#include "tests/support/Files.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 
 namespace {
@@ -28,10 +28,7 @@ OX_FRAME_OUT_INFO_EX g_info = {};
 
 // Opens the first device in push mode and keeps frames coming for ever.
 void* LoadAndStream() {
-    std::string folder = std::filesystem::temp_directory_path() / "ox3d_exit_XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr || chdir(folder.c_str()) != 0) {
-        _exit(2);
-    }
+    const ox3d::test::CWorkFolder folder;
     void* const library = dlopen(OX3D_LIBRARY, RTLD_NOW);
     void* const scripted = dlopen("libOxCameraControl.so", RTLD_NOW);
     if (library == nullptr || scripted == nullptr) {
@@ -62,8 +59,6 @@ void* LoadAndStream() {
     while (g_frames < 10) {
         std::this_thread::yield();
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
     return library;
 }
 

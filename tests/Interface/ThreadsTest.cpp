@@ -1,26 +1,12 @@
 // Callbacks that call back, devices that are closed while others use them, and what a thousand rounds leave.
-#include "tests/OpenThings.h"
 #include "tests/doubles/ScriptedCamera.h"
 
 #include <atomic>
-#include <malloc.h>
 #include <stdexcept>
 
 namespace {
 
-// A flag that threads wait for; false from Wait is a thread that never came.
-class CFlag {
-public:
-    void Raise() { m_raised = true; }
-    bool Wait() {
-        return Eventually([this] { return m_raised.load(); });
-    }
-
-private:
-    std::atomic<bool> m_raised{false};
-};
-
-class Threads : public CScripted {
+class Callbacks : public CScripted {
 protected:
     void SetUp() override {
         CScripted::SetUp();
@@ -34,14 +20,14 @@ protected:
     void OnFrames(FrameWork work) {
         m_frameWork = std::move(work);
         const auto callback = [](OX3D_RGBD_FRAME_DATA* frame, void* user) {
-            static_cast<Threads*>(user)->m_frameWork(frame);
+            static_cast<Callbacks*>(user)->m_frameWork(frame);
         };
         ASSERT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, callback, this), OX3D_RGBD_OK);
     }
     void OnException(std::function<void()> work) {
         m_exceptionWork = std::move(work);
         const auto callback = [](OX3D_RGBD_EXCEPTION_INFO*, void* user) {
-            static_cast<Threads*>(user)->m_exceptionWork();
+            static_cast<Callbacks*>(user)->m_exceptionWork();
         };
         ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, callback, this), OX3D_RGBD_OK);
     }
@@ -96,7 +82,7 @@ private:
     Work m_raise;
 };
 
-TEST_F(Threads, AFrameCallbackMayCallEverything) {
+TEST_F(Callbacks, AFrameCallbackMayCallEverything) {
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK);
@@ -109,7 +95,7 @@ TEST_F(Threads, AFrameCallbackMayCallEverything) {
 }
 
 // The other thread holds the device's lock and waits for this callback: waiting for the lock would never end.
-TEST_F(Threads, ACallbackIsTurnedAwayWhileAnotherThreadStops) {
+TEST_F(Callbacks, ACallbackIsTurnedAwayWhileAnotherThreadStops) {
     const auto stop = [&] { return OX3D_RGBD_Stop(m_handle); };
     InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, [&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_E_STATE);
@@ -118,7 +104,7 @@ TEST_F(Threads, ACallbackIsTurnedAwayWhileAnotherThreadStops) {
     });
 }
 
-TEST_F(Threads, ACallbackFindsNoDeviceWhileAnotherThreadClosesIt) {
+TEST_F(Callbacks, ACallbackFindsNoDeviceWhileAnotherThreadClosesIt) {
     void* const handle = m_handle;
     const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
     InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, close, [&](OX3D_RGBD_FRAME_DATA*) {
@@ -131,7 +117,7 @@ TEST_F(Threads, ACallbackFindsNoDeviceWhileAnotherThreadClosesIt) {
 }
 
 // A camera library that does not wait for its callbacks: the device's buffers must outlast them all the same.
-TEST_F(Threads, CloseWaitsForTheCallbackEvenWhereTheCameraDoesNot) {
+TEST_F(Callbacks, CloseWaitsForTheCallbackEvenWhereTheCameraDoesNot) {
     Double().SetPatience(0);
     const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
     InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, close, [](OX3D_RGBD_FRAME_DATA* frame) {
@@ -139,21 +125,21 @@ TEST_F(Threads, CloseWaitsForTheCallbackEvenWhereTheCameraDoesNot) {
     });
 }
 
-TEST_F(Threads, UnregisteringWaitsForTheCallbackInFlight) {
+TEST_F(Callbacks, UnregisteringWaitsForTheCallbackInFlight) {
     const auto unregister = [&] { return OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr); };
     InTheMiddleOf(DOUBLE_OX_CC_RegisterImageCallBackEx, unregister, [&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK) << "who waits holds no lock";
     });
 }
 
-TEST_F(Threads, UnregisteringExceptionsWaitsAsWell) {
+TEST_F(Callbacks, UnregisteringExceptionsWaitsAsWell) {
     const auto unregister = [&] { return OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr); };
     InTheMiddleOf(
         DOUBLE_OX_CC_RegisterExceptionCallBack, unregister, [](auto*) {}, Kind::EXCEPTION);
 }
 
 // Each is inside a callback that the other one takes away: neither must wait for ever, and nor must a close.
-TEST_F(Threads, TwoCallbacksMayUnregisterEachOther) {
+TEST_F(Callbacks, TwoCallbacksMayUnregisterEachOther) {
     CFlag inFrame;
     CFlag inException;
     const auto unregisterBoth = [&] {
@@ -180,7 +166,7 @@ TEST_F(Threads, TwoCallbacksMayUnregisterEachOther) {
     EXPECT_TRUE(exceptionDone.Wait());
 }
 
-TEST_F(Threads, ACallbackThatWaitsForAnotherGivesWayToItsStop) {
+TEST_F(Callbacks, ACallbackThatWaitsForAnotherGivesWayToItsStop) {
     CFlag inFrame;
     CFlag inException;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
@@ -200,7 +186,7 @@ TEST_F(Threads, ACallbackThatWaitsForAnotherGivesWayToItsStop) {
     EXPECT_TRUE(stopped.Wait());
 }
 
-TEST_F(Threads, UnregisteringInsideTheCallbackReturnsAtOnce) {
+TEST_F(Callbacks, UnregisteringInsideTheCallbackReturnsAtOnce) {
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
     });
@@ -208,7 +194,7 @@ TEST_F(Threads, UnregisteringInsideTheCallbackReturnsAtOnce) {
 }
 
 // Closing from inside a callback answers at once and shuts the camera down afterwards.
-class CloseInside : public Threads {
+class CloseInside : public Callbacks {
 protected:
     void Close() {
         void* const handle = m_handle;
@@ -237,7 +223,7 @@ TEST_F(CloseInside, TheExceptionCallback) {
     ExpectClosed();
 }
 
-TEST_F(Threads, WhatACallbackThrowsIsCaughtAndLogged) {
+TEST_F(Callbacks, WhatACallbackThrowsIsCaughtAndLogged) {
     int frames = 0;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         ++frames;
@@ -253,7 +239,7 @@ TEST_F(Threads, WhatACallbackThrowsIsCaughtAndLogged) {
     EXPECT_EQ(frames, 2) << "and the next frame comes";
 }
 
-TEST_F(Threads, ATriggerReachesTheCameraWhileAnotherThreadWaitsForTheFrame) {
+TEST_F(Callbacks, ATriggerReachesTheCameraWhileAnotherThreadWaitsForTheFrame) {
     const OX_FRAME_OUT out = m_raw.Out();
     Work trigger = [&](const DoubleCall&) { Double().QueueFrame(&out); };
     OnCall(DOUBLE_OX_CC_SetCommandValue, &trigger);
@@ -285,20 +271,7 @@ protected:
 TEST_F(Rounds, LeaveNoMemoryThreadOrFile) {
     CRawFrame frame(640, 480, 1, 0); // a depth of 0 costs no time
     frame.AddColor(320, 240);
-    for (int i = 0; i < kRounds / 10; ++i) {
-        Round(frame);
-    }
-    const size_t threads = ox3d::test::Threads();
-    const size_t files = ox3d::test::OpenFiles();
-    const size_t bytes = mallinfo2().uordblks + mallinfo2().hblkhd;
-    for (int i = 0; i < kRounds; ++i) {
-        Round(frame);
-    }
-    EXPECT_LE(ox3d::test::ThreadsSettled(threads), threads);
-    EXPECT_EQ(ox3d::test::OpenFiles(), files);
-    if (!kSanitized) { // less than a pointer a round
-        EXPECT_LT(mallinfo2().uordblks + mallinfo2().hblkhd, bytes + 8 * kRounds);
-    }
+    ExpectRoundsLeaveNothing(kRounds / 10, kRounds, 8 * kRounds, [&] { Round(frame); });
     ExpectNothingLeft();
 }
 

@@ -5,14 +5,14 @@
 
 #include <clocale>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "src/Manager/CalibrationFile.h"
+#include "tests/support/Files.h"
 
 namespace {
 
+using namespace ox3d::test;
 using ::testing::ElementsAre;
 
 const std::string kFile = R"(<Anything>
@@ -28,16 +28,8 @@ const std::string kFile = R"(<Anything>
 
 class Calibration : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string folder = std::filesystem::temp_directory_path() / "ox3d_calibration_XXXXXX";
-        ASSERT_NE(mkdtemp(folder.data()), nullptr);
-        m_folder = folder;
-        m_name = folder + "/file.xml";
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
     const char* Load(const std::string& text, uint32_t width = 640) {
-        std::ofstream(m_name, std::ios::binary) << text;
+        WriteFile(m_name, text);
         return LoadDepthCalibration(m_name.c_str(), width, &m_out);
     }
     // The file without the first element of the name from the position on.
@@ -46,8 +38,8 @@ protected:
         text.replace(text.find("<" + element, text.find(after)), element.size() + 1, "<Other");
         return text;
     }
-    std::filesystem::path m_folder;
-    std::string m_name;
+    CTempFolder m_folder;
+    const std::string m_name = m_folder.File("file.xml");
     DepthCalibration m_out = {{7, 7, 7, 7}, {}, {}};
 };
 
@@ -93,8 +85,8 @@ TEST_F(Calibration, EachMissingElementHasItsLine) {
 TEST_F(Calibration, IsTakenFromRegularFilesOfReasonableSizeOnly) {
     const char* const line = "[DepthMapConvert] cfg_file is not exist.\r\n";
     EXPECT_STREQ(LoadDepthCalibration(m_name.c_str(), 640, &m_out), line);
-    EXPECT_STREQ(LoadDepthCalibration(m_folder.c_str(), 640, &m_out), line);
-    const std::string pipe = m_folder / "pipe";
+    EXPECT_STREQ(LoadDepthCalibration(m_folder.Path().c_str(), 640, &m_out), line);
+    const std::string pipe = m_folder.File("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_STREQ(LoadDepthCalibration(pipe.c_str(), 640, &m_out), line) << "without waiting for a writer";
     EXPECT_EQ(Load(kFile + std::string((1 << 20) - kFile.size(), ' ')), nullptr);
@@ -110,8 +102,8 @@ TEST_F(Calibration, IsTakenFromRegularFilesOfReasonableSizeOnly) {
 }
 
 TEST_F(Calibration, NumbersHaveAPointWhateverTheLocale) {
-    const std::string make = "localedef -i de_DE -f UTF-8 " + (m_folder / "de_DE.UTF-8").string();
-    setenv("LOCPATH", m_folder.c_str(), 1); // a machine without German is given some
+    const std::string make = "localedef -i de_DE -f UTF-8 " + m_folder.File("de_DE.UTF-8");
+    setenv("LOCPATH", m_folder.Path().c_str(), 1); // a machine without German is given some
     const bool isMade = system((make + " >/dev/null 2>&1").c_str()) == 0;
     const bool isGerman = setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
     unsetenv("LOCPATH");

@@ -6,27 +6,19 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/doubles/DoubleControl.h"
+#include "tests/support/Files.h"
+#include "tests/support/OpenThings.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 #include <ox3drgbd/Ox3dRgbdImgProc.h>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
+using namespace ox3d::test;
 
 inline const DoubleControl& Double() {
     static const DoubleControl* const control = [] {
@@ -50,50 +42,16 @@ inline const char* FunctionName(uint32_t function) {
 }
 
 // The library opens its log in the working folder of its first call, so there is one folder for the process.
-class CWorkFolder : public testing::Environment {
-public:
-    void SetUp() override {
-        std::string folder = std::filesystem::temp_directory_path() / "ox3d_double_XXXXXX";
-        ASSERT_NE(mkdtemp(folder.data()), nullptr);
-        m_folder = folder;
-        std::filesystem::current_path(m_folder);
-    }
-    void TearDown() override {
-        std::filesystem::current_path(m_folder.parent_path());
-        std::filesystem::remove_all(m_folder);
-    }
-
+class CProcessFolder : public testing::Environment {
 private:
-    std::filesystem::path m_folder;
+    const CWorkFolder m_folder;
 };
-inline testing::Environment* const g_workFolder = testing::AddGlobalTestEnvironment(new CWorkFolder);
-
-template <class Condition>
-bool Eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+inline testing::Environment* const g_processFolder = testing::AddGlobalTestEnvironment(new CProcessFolder);
 
 template <size_t N>
 void SetText(char (&field)[N], const std::string& text) {
     memset(field, 0, N);
     memcpy(field, text.data(), std::min(N, text.size()));
-}
-
-inline void WriteFile(const std::string& name, const std::string& text) {
-    std::ofstream(name, std::ios::binary) << text;
-}
-
-inline std::string ReadFile(const std::string& name, std::streamoff offset = 0) {
-    std::ifstream file(name, std::ios::binary);
-    file.seekg(offset);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 inline OX_CC_DEVICE_INFO EthernetDevice(const std::string& serial, const std::string& model = "RGBD-E",

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/tools/Process.h"
+#include "tests/support/Process.h"
 #include "virtual-camera/frames/FrameSource.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 

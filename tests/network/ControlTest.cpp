@@ -1,5 +1,5 @@
 // ControlTest.cpp - finding, opening and maintaining cameras over the network.
-#include "tests/OpenThings.h"
+#include "tests/support/OpenThings.h"
 #include "tests/network/Cameras.h"
 
 #include <algorithm>

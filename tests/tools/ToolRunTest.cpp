@@ -1,5 +1,5 @@
 // The built tool as a user runs it, on virtual cameras.
-#include "tests/tools/Process.h"
+#include "tests/support/Process.h"
 #include "tests/tools/ReadBack.h"
 #include "tools/ox3d/TempFiles.h"
 
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 using namespace ox3dtool;
+using ox3d::test::CProcess;
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::HasSubstr;

@@ -6,13 +6,12 @@
 #include <gtest/gtest.h>
 #include <ox3drgbd/OxCameraControl.h>
 
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
-#include <mutex>
 #include <string>
+
+#include "tests/support/Waiting.h"
 
 namespace ox3d::test {
 
@@ -81,33 +80,6 @@ public:
 
 private:
     void* m_handle = nullptr;
-};
-
-// A value that threads set and tests wait for.
-template <typename T>
-class CWatched {
-public:
-    void Change(const std::function<void(T&)>& change) {
-        const std::lock_guard lock(m_mutex);
-        change(m_value);
-        m_changed.notify_all();
-    }
-    void Set(const T& value) {
-        Change([&](T& own) { own = value; });
-    }
-    bool WaitFor(const std::function<bool(const T&)>& isWanted) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, std::chrono::seconds(60), [&] { return isWanted(m_value); });
-    }
-    T Get() const {
-        const std::lock_guard lock(m_mutex);
-        return m_value;
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    std::condition_variable m_changed;
-    T m_value{};
 };
 
 } // namespace ox3d::test

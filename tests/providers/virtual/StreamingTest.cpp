@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/OpenThings.h"
+#include "tests/support/OpenThings.h"
 #include "tests/providers/virtual/Provider.h"
 
 using namespace ox3d::test;

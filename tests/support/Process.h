@@ -1,10 +1,12 @@
 // A child process with its output collected.
-#ifndef OX3D_TESTS_TOOLS_PROCESS_H
-#define OX3D_TESTS_TOOLS_PROCESS_H
+#ifndef OX3D_TESTS_SUPPORT_PROCESS_H
+#define OX3D_TESTS_SUPPORT_PROCESS_H
 
 #include <string>
 #include <sys/types.h>
 #include <vector>
+
+namespace ox3d::test {
 
 class CProcess {
 public:
@@ -30,5 +32,7 @@ private:
     int m_pipe = -1;
     std::string m_output;
 };
+
+} // namespace ox3d::test
 
 #endif

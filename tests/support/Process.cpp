@@ -1,10 +1,12 @@
 // A child process with its output collected.
-#include "tests/tools/Process.h"
+#include "tests/support/Process.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace ox3d::test {
 
 CProcess::CProcess(const std::vector<std::string>& command, const std::string& folder,
                    const std::vector<std::string>& variables) {
@@ -72,3 +74,5 @@ int CProcess::Finish() {
     m_pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
+
+} // namespace ox3d::test
