@@ -39,8 +39,8 @@ per_frame() { echo $((($(instructions 12 "$1") - $(instructions 2 "$1")) / 10));
 
 whole=$(per_frame 'CManager::ImageCallBack(')
 rows=("whole frame|$whole")
-rows+=("registration|$(per_frame 'CManager::DepthMapConvert(')")
-rows+=("scaling of the color image|$(per_frame 'CManager::RgbResolutionAlign(')")
+rows+=("registration|$(per_frame 'CDepthConversion::Convert(')")
+rows+=("scaling of the color image|$(per_frame 'CColorAligner::Align(')")
 rows+=("interleave|$(per_frame 'InterleaveRgbd(')")
 rows+=("copy of the color chunk|$(per_frame 'TakeChunkImage(')")
 rest=$whole

@@ -16,46 +16,44 @@ struct CodeRow {
 };
 
 constexpr CodeRow kCodes[] = {
-    {0x00000000u, OX3D_RGBD_OK},
-    {0x80000000u, OX3D_RGBD_E_HANDLE},
-    {0x80000001u, OX3D_RGBD_E_CAMERA},
-    {0x80000002u, OX3D_RGBD_E_CAMERA_02},
-    {0x80000003u, OX3D_RGBD_E_STATE},
-    {0x80000004u, OX3D_RGBD_E_PARAMETER},
-    {0x80000100u, OX3D_RGBD_E_PARAMETER},
-    {0x80000101u, OX3D_RGBD_E_PARAMETER},
-    {0x80000104u, OX3D_RGBD_E_PARAMETER},
-    {0x80000006u, OX3D_RGBD_E_MEMORY},
-    {0x80000007u, OX3D_RGBD_E_NO_DATA},
-    {0x80000008u, OX3D_RGBD_E_CAMERA_07},
-    {0x80000106u, OX3D_RGBD_E_CAMERA_07},
-    {0x80000009u, OX3D_RGBD_E_CAMERA_08},
-    {0x8000000Au, OX3D_RGBD_E_CAMERA_09},
-    {0x8000000Bu, OX3D_RGBD_E_CAMERA_0A},
-    {0x8000000Cu, OX3D_RGBD_E_LOAD_LIBRARY},
-    {0x80000102u, OX3D_RGBD_E_CAMERA_0F},
-    {0x80000203u, OX3D_RGBD_E_CAMERA_0E},
+    {OX_CC_OK, OX3D_RGBD_OK},
+    {OX_CC_E_HANDLE, OX3D_RGBD_E_HANDLE},
+    {OX_CC_E_SUPPORT, OX3D_RGBD_E_CAMERA},
+    {OX_CC_E_BUFFER_FULL, OX3D_RGBD_E_CAMERA_02},
+    {OX_CC_E_CALL_ORDER, OX3D_RGBD_E_STATE},
+    {OX_CC_E_PARAMETER, OX3D_RGBD_E_PARAMETER},
+    {OX_CC_E_GC_GENERIC, OX3D_RGBD_E_PARAMETER},
+    {OX_CC_E_GC_ARGUMENT, OX3D_RGBD_E_PARAMETER},
+    {OX_CC_E_GC_DYNAMIC_CAST, OX3D_RGBD_E_PARAMETER},
+    {OX_CC_E_RESOURCE, OX3D_RGBD_E_MEMORY},
+    {OX_CC_E_NO_DATA, OX3D_RGBD_E_NO_DATA},
+    {OX_CC_E_PRECONDITION, OX3D_RGBD_E_CAMERA_07},
+    {OX_CC_E_GC_ACCESS, OX3D_RGBD_E_CAMERA_07},
+    {OX_CC_E_VERSION, OX3D_RGBD_E_CAMERA_08},
+    {OX_CC_E_NO_BUFFER_SPACE, OX3D_RGBD_E_CAMERA_09},
+    {OX_CC_E_ABNORMAL_IMAGE, OX3D_RGBD_E_CAMERA_0A},
+    {OX_CC_E_LOAD_LIBRARY, OX3D_RGBD_E_LOAD_LIBRARY},
+    {OX_CC_E_GC_RANGE, OX3D_RGBD_E_CAMERA_0F},
+    {OX_CC_E_ACCESS_DENIED, OX3D_RGBD_E_CAMERA_0E},
 };
 
-constexpr uint32_t kAccessModeExclusive = OX_CC_ACCESS_EXCLUSIVE;
-
-// What a camera-control library lists is clamped to the list's capacity and freed of null entries, so that
-// nobody behind has to look again.
+// Clamps what a camera-control library lists to the list's capacity and drops null entries, so that callers can
+// follow every entry.
 void TidyList(OX_CC_DEVICE_INFO_LIST* list) {
     const uint32_t listed = list->nDeviceNum < OX_CC_MAX_DEVICES ? list->nDeviceNum : OX_CC_MAX_DEVICES;
-    uint32_t kept = 0;
+    uint32_t usable = 0;
     for (uint32_t i = 0; i < listed; ++i) {
         if (list->pDeviceInfo[i] != nullptr) {
-            list->pDeviceInfo[kept++] = list->pDeviceInfo[i];
+            list->pDeviceInfo[usable++] = list->pDeviceInfo[i];
         }
     }
-    if (kept != list->nDeviceNum) {
-        OX_LOG_WARNING("[Enum] the camera list counts [%u], usable are [%u].\r\n", list->nDeviceNum, kept);
+    if (usable != list->nDeviceNum) {
+        OX_LOG_WARNING("[Enum] the camera list counts [%u], usable are [%u].\r\n", list->nDeviceNum, usable);
     }
-    for (uint32_t i = kept; i < OX_CC_MAX_DEVICES; ++i) {
+    for (uint32_t i = usable; i < OX_CC_MAX_DEVICES; ++i) {
         list->pDeviceInfo[i] = nullptr;
     }
-    list->nDeviceNum = kept;
+    list->nDeviceNum = usable;
 }
 
 } // namespace
@@ -112,7 +110,7 @@ uint32_t CCameraModule::IsDeviceAccessible(OX_CC_DEVICE_INFO* info, unsigned int
         return 0;
     }
     const uint32_t accessible = CamFunction(OX_CC_IsDeviceAccessible)(info, accessMode) ? 1 : 0;
-    // Logged as an error also when it is none: whoever watches the log by level has always seen it.
+    // Logged as an error also when it is none: preserved for programs that filter the log by level.
     OX_LOG_ERROR("camera module OX_CC_IsDeviceAccessible bIsDeviceAccessible:[%#x].\r\n", accessible);
     return accessible;
 }
@@ -189,7 +187,7 @@ uint32_t CCameraModule::Init() {
 }
 
 uint32_t CCameraModule::OpenDevice() {
-    return CAM_CALL(OX_CC_OpenDevice, kAccessModeExclusive, static_cast<uint16_t>(0));
+    return CAM_CALL(OX_CC_OpenDevice, OX_CC_ACCESS_EXCLUSIVE, static_cast<uint16_t>(0));
 }
 
 uint32_t CCameraModule::CloseDevice() {
@@ -204,8 +202,8 @@ uint32_t CCameraModule::StopGrabbing() {
     return CAM_CALL(OX_CC_StopGrabbing);
 }
 
-// Every step runs whatever the state and whatever the step before said: what is not open refuses, and that
-// is only logged.
+// Every step runs whatever the state and whatever the step before returned: a device that is not open refuses,
+// and the refusal is only logged.
 uint32_t CCameraModule::DeInit() {
     if (m_handle == nullptr) {
         return OX3D_RGBD_OK;

@@ -25,8 +25,8 @@ uint32_t ApiBarrier(Call&& call) {
 class CDeviceLock {
 public:
     explicit CDeviceLock(void* handle);
-    // For its opener. Nobody gets in before: somebody may be closing, by an old copy, a device that had the same
-    // address.
+    // For its opener. Nobody gets in before: somebody may be closing, by an old copy, a device that had the
+    // same address.
     explicit CDeviceLock(CManager& fresh);
     ~CDeviceLock();
     CDeviceLock(const CDeviceLock&) = delete;

@@ -3,17 +3,17 @@
 
 #include <cstring>
 
-ChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
-                           ChunkImage* slot) {
+EChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
+                            ChunkImage* slot) {
     if (chunk.pChunkData == nullptr || chunk.nChunkLen < headerBytes) {
-        return ChunkResult::TOO_SHORT;
+        return EChunkResult::TooShort;
     }
     const uint32_t payloadBytes = chunk.nChunkLen - headerBytes;
     if (!buffer->EnsureExists()) {
-        return ChunkResult::NO_BUFFER;
+        return EChunkResult::NoBuffer;
     }
     if (!buffer->Grow(payloadBytes)) {
-        return ChunkResult::NO_GROWTH;
+        return EChunkResult::NoGrowth;
     }
     // A chunk lies at any address: its words are copied, never read in place.
     memcpy(chunk.pChunkData + 12, &payloadBytes, sizeof(payloadBytes));
@@ -21,5 +21,5 @@ ChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBy
     memcpy(words, chunk.pChunkData, sizeof(words));
     memcpy(buffer->Data(), chunk.pChunkData + headerBytes, payloadBytes);
     *slot = {true, chunk.nChunkID, words[0], words[1], words[2], payloadBytes};
-    return ChunkResult::COPIED;
+    return EChunkResult::Copied;
 }

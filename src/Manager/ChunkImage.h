@@ -1,5 +1,5 @@
-// ChunkImage.h - one image that a camera sent as chunk data: the bounded reading of its header and the slot
-// that keeps the manager's copy.
+// ChunkImage.h - one image that a camera sent as chunk data: the bounded reading of its header and the record
+// that describes its copy.
 #ifndef OX3D_CHUNK_IMAGE_H
 #define OX3D_CHUNK_IMAGE_H
 
@@ -12,7 +12,7 @@
 constexpr uint64_t kAssemblyBufferBytes = 0x400000;
 
 struct ChunkImage {
-    bool m_present = false;
+    bool m_isPresent = false;
     uint32_t m_chunkId = 0;
     uint32_t m_imageType = 0;
     uint32_t m_width = 0;
@@ -20,12 +20,12 @@ struct ChunkImage {
     uint32_t m_lengthBytes = 0;
 };
 
-enum class ChunkResult { COPIED, TOO_SHORT, NO_BUFFER, NO_GROWTH };
+enum class EChunkResult { Copied, TooShort, NoBuffer, NoGrowth };
 
 // Copies the chunk's image into the buffer and then, all at once, sets the slot. The payload length is noted
 // in the chunk's own header word 3, where readers of the raw chunk expect it. On any other result slot,
 // chunk and (but for its first allocation) buffer stay as they were.
-ChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
-                           ChunkImage* slot);
+EChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
+                            ChunkImage* slot);
 
 #endif

@@ -1,5 +1,6 @@
-// Manager.h - CManager, the object behind one device handle: it owns the camera module of one device, the
-// buffers in which frames are assembled, the depth-conversion engine and the color scaler.
+// Manager.h - CManager, the object behind one device handle: the lifecycle of one device, its camera module,
+// its parameters and the delivery of its frames. It owns the frame assembler and the depth conversion, which
+// keep their own state.
 //
 // Life: constructed, Init, bound, connected (opened), started and stopped any number of times, DeInit,
 // destroyed. Calls out of order give OX3D_RGBD_E_STATE.
@@ -13,34 +14,26 @@
 //                     waits for a thread that waits for the callback (ApiGuard)
 //   frame mutex       pull path: the same; the two paths never run at once
 //   calibration file  while the local calibration file is written or read
-//   conversion lock   leaf, no camera is asked under it: depth buffers, calibration, conversion engine
+//   conversion lock   leaf, inside CDepthConversion; no camera is asked under it
 // The log's and the callback slots' own mutexes lie below all of these.
 #ifndef OX3D_MANAGER_H
 #define OX3D_MANAGER_H
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
-#include <vector>
 
 #include "base/CallbackSlot.h"
-#include "src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm.h"
 #include "src/CameraModule/CameraModule.h"
 #include "src/Common/Thread.h"
-#include "src/Manager/CalibrationFile.h"
-#include "src/Manager/ChunkImage.h"
+#include "src/Manager/BindWays.h"
+#include "src/Manager/DepthConversion.h"
+#include "src/Manager/FrameAssembler.h"
 #include "src/Manager/GrowBuffer.h"
+#include "src/Manager/HeldFrames.h"
+#include "src/Manager/OutputSwitches.h"
 #include "src/Manager/OwnedMutex.h"
-#include "src/Manager/RetiringBuffer.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxCameraControl.h>
-
-enum OX_BIND_WAYS : uint32_t {
-    OX_BIND_FIRST = 0,
-    OX_BIND_BY_IP = 1,
-    OX_BIND_BY_NAME = 2,
-    OX_BIND_BY_SERIAL_NUMBER = 3,
-};
 
 class CManager {
 public:
@@ -85,7 +78,6 @@ public:
     uint32_t Stop();
     uint32_t DeInit();
     uint32_t Release();
-    void ClearAllLocalData();
 
     // ---- Parameters: Manager_Param.cpp ------------------------------------------------------------------
     uint32_t CamSetValue(const char* key, OX3D_RGBD_PARAM* value);
@@ -120,8 +112,8 @@ public:
     void ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info);
     void ExceptionCallBack(uint32_t message);
     uint32_t FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs);
-    // Wait until no other thread is inside a callback that has been replaced; false when that takes longer. Called
-    // without any lock.
+    // Wait until no other thread is inside a callback that has been replaced; false when that takes longer.
+    // Called without any lock.
     bool WaitForFormerFrameCallback(uint32_t ms) { return m_frameCallback.WaitFormer(ms); }
     bool WaitForFormerExceptionCallback(uint32_t ms) { return m_exceptionCallback.WaitFormer(ms); }
     // No callback is begun any more.
@@ -129,28 +121,20 @@ public:
     // Returns when no other thread is inside a callback.
     void WaitForCallbacks();
 
-    // ---- Frame assembly: Manager_Frame.cpp; under the callback lock or the frame mutex -------------------
-    uint32_t UpdateChunkDataToLocal(OX_CHUNK_DATA_CONTENT* chunks, uint32_t count, uint32_t width,
-                                    uint32_t height);
-    uint32_t FillFrameData(OX3D_RGBD_FRAME_DATA* frame);
-
-    // ---- Depth and color: Manager_Depth.cpp, Manager_Align.cpp -----------------------------------------
+    // ---- Frames, depth and color: Manager_Frame.cpp -----------------------------------------------------
+    void ClearAllLocalData() OX_REQUIRES(m_assembler);
+    uint32_t UpdateChunkDataToLocal(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count, uint32_t width,
+                                    uint32_t height) OX_REQUIRES(m_assembler);
+    // `main` is null where the raw frame has no main image.
+    uint32_t FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* main = nullptr)
+        OX_REQUIRES(m_assembler);
+    uint32_t RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color)
+        OX_REQUIRES(m_assembler);
     // depthOut may be depthIn; at least one output. (unlocked)
-    uint32_t DepthMapConvert(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
+    uint32_t DepthMapConvert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                              OX3D_RGBD_IMAGE_DATA* pointCloudOut);
-    uint32_t RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color);
 
 private:
-    // A buffer that a failed fetch keeps until stop or close gives it back.
-    class CHeldFrames {
-    public:
-        void Keep(CCameraModule* camera, const OX_FRAME_OUT& frame);
-        void GiveBack(CCameraModule* camera);
-
-    private:
-        std::vector<OX_FRAME_OUT> m_frames;
-    };
-
     static void VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user);
     static void VirtualExceptionCallBack(uint32_t message, void* user);
 
@@ -159,27 +143,12 @@ private:
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
     // The checks of the plain calls on a camera: what the caller gave, then the camera itself.
     uint32_t CheckCall(bool hasArguments) const;
-    std::atomic<uint32_t>* FindSwitch(const char* key);
-    uint32_t SetImageNodesFromProfile();
     uint32_t FetchCalibrationFile(const char* serialNumber);
-    uint32_t ConvertDepth(OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
-                          OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_REQUIRES(m_convertMutex);
-    uint32_t ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config);
-    uint32_t SetIpConfigWord(uint32_t mode, uint32_t word);
-
+    uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
-    void TakeRawFrame(uint8_t* data, const OX_FRAME_OUT_INFO_EX& info);
     uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);
-    uint32_t AppendMainImage(OX3D_RGBD_FRAME_DATA* frame);
-    uint32_t AppendExtendedImage(OX3D_RGBD_FRAME_DATA* frame);
-    void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame);
-    uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame);
-
-    void FreeFormerDepth();
-    uint32_t EnsureDepthBuffers(uint64_t pixels) OX_REQUIRES(m_convertMutex);
-    uint32_t EnsureCalibration(uint32_t depthWidth) OX_EXCLUDES(m_convertMutex);
-    uint32_t EnsureConverter() OX_REQUIRES(m_convertMutex);
-    uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color);
+    uint32_t AssembleFrame(const char* operation, const RawFrame& main, OX3D_RGBD_FRAME_DATA* frame)
+        OX_REQUIRES(m_assembler);
 
     // Lifecycle; written under the device lock, the flags also read by the unlocked calls and the delivery
     // thread.
@@ -190,11 +159,7 @@ private:
     std::atomic<uint32_t> m_nDeviceType{0}; // transport type of the bound device
     bool m_hasLogReference = false;
     CHeldFrames m_heldFrames; // device lock
-
-    // The library's own parameters.
-    std::atomic<uint32_t> m_imageAlign{1};
-    std::atomic<uint32_t> m_resolutionAlign{1};
-    std::atomic<uint32_t> m_outputRgbd{0};
+    COutputSwitches m_switches;
 
     // Delivery.
     ox3d::CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
@@ -202,33 +167,11 @@ private:
     COXMutex m_callbackMutex; // the callback lock
     COwnedMutex m_frameMutex; // the frame mutex
     std::atomic<uint32_t> m_lastFrameNum{0};
-
-    // Frame assembly; callback lock or frame mutex.
-    bool m_hasMainImage = false;
-    uint8_t* m_mainData = nullptr; // the camera library's buffer or m_imageBuf
-    OX_FRAME_OUT_INFO_EX m_frameInfo = {};
-    CGrowBuffer m_imageBuf;
-    CGrowBuffer m_extendImage;
-    CGrowBuffer m_demaImage;
-    CGrowBuffer m_rgbdImage;
-    ChunkImage m_extendSlot;
-    ChunkImage m_demaSlot; // once set it stays: later frames repeat the last pair
-    void* m_scaler = nullptr;
-    uint8_t* m_alignedColor = nullptr; // sized once, by the first alignment
-    uint64_t m_alignedColorBytes = 0;
+    CGrowBuffer m_imageBuf; // the main image on the pull path; frame mutex
 
     COXMutex m_calibrationFileMutex; // the local calibration file: written and read whole
-
-    // Conversion; conversion lock.
-    COXMutex m_convertMutex;
-    CRetiringBuffer m_depthBuffer OX_GUARDED_BY(m_convertMutex); // the last frame may still be in use
-    float* m_pPointBuffer OX_GUARDED_BY(m_convertMutex) = nullptr;
-    uint64_t m_bufferPixels OX_GUARDED_BY(m_convertMutex) = 0; // of both buffers
-    std::atomic<bool> m_isCalibrationLoaded{false};            // set under the lock
-    DepthCalibration m_calibration OX_GUARDED_BY(m_convertMutex) = {};
-    std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_convertMutex);
-    // An engine whose Init failed, kept for the next try so that nothing is lost per frame.
-    std::unique_ptr<CDepthConvertVm> m_spareConvert OX_GUARDED_BY(m_convertMutex);
+    CFrameAssembler m_assembler;     // callback lock or frame mutex
+    CDepthConversion m_conversion;
 };
 
 #endif

@@ -1,4 +1,4 @@
-// Manager_Calib.cpp - the calibration of one sensor, from the local copy of the camera's calibration file.
+// Manager_Calib.cpp - the calibration of the device, from the local copy of the camera's calibration file.
 #include <cstring>
 
 #include "base/BoundedText.h"
@@ -6,7 +6,20 @@
 #include "src/Manager/Manager.h"
 
 namespace {
+
 constexpr const char* kLogSource = "../../src/Manager/Manager";
+constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
+
+} // namespace
+
+uint32_t CManager::FetchCalibrationFile(const char* serialNumber) {
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(serialNumber, name);
+    OX_CC_FILE_ACCESS access;
+    memset(&access, 0, sizeof(access));
+    access.pUserFileName = name;
+    access.pDevFileName = kCalibrationDeviceFile;
+    return m_pcCamera.load()->FileAccessRead(&access);
 }
 
 uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
@@ -46,6 +59,27 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     }
     if (!LoadSensorCalibration(name, width.stIntParam.nCurValue, calibType, out)) {
         OX_LOG_ERROR("[GetCalibInfo] %s is missing or incomplete.\r\n", name);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::LoadCalibration(uint32_t depthWidth, DepthCalibration* out) {
+    OX3D_RGBD_DEVICE_INFO info;
+    memset(&info, 0, sizeof(info));
+    const uint32_t status = CamGetDeviceInfo(&info);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(serialNumber.c_str(), name);
+    OX_LOG_INFO("[DepthMapConvert] RGBDSensorCali camSerialNum(%s).\r\n", serialNumber.c_str());
+    const COXLock lock(&m_calibrationFileMutex);
+    const char* missing = LoadDepthCalibration(name, depthWidth, out);
+    if (missing != nullptr) {
+        OX_LOG_ERROR("%s", missing);
         return OX3D_RGBD_E_NO_DATA;
     }
     return OX3D_RGBD_OK;

@@ -1,7 +1,6 @@
 // Manager_Delivery.cpp - frames handed to the application: pushed on the camera library's delivery thread, or
 // pulled on the application's.
 #include <cstring>
-#include <new>
 #include <optional>
 
 #include "base/ExceptionBarrier.h"
@@ -29,22 +28,6 @@ void CallApplication(const char* operation, Call&& call) {
 }
 
 } // namespace
-
-void CManager::CHeldFrames::Keep(CCameraModule* camera, const OX_FRAME_OUT& frame) {
-    try {
-        m_frames.push_back(frame);
-    } catch (const std::bad_alloc&) {
-        OX_FRAME_OUT back = frame; // not even room to remember it
-        camera->FreeImageBuffer(&back);
-    }
-}
-
-void CManager::CHeldFrames::GiveBack(CCameraModule* camera) {
-    for (OX_FRAME_OUT& frame : m_frames) {
-        camera->FreeImageBuffer(&frame);
-    }
-    m_frames.clear();
-}
 
 uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
     CCameraModule* camera = m_pcCamera;
@@ -131,9 +114,20 @@ void CManager::NoteFrameNumber(const char* operation, uint32_t frameNumber) {
     }
 }
 
-void CManager::TakeRawFrame(uint8_t* data, const OX_FRAME_OUT_INFO_EX& info) {
-    m_mainData = data;
-    m_frameInfo = info;
+// What push and pull share. A record is filled whatever became of the chunks.
+uint32_t CManager::AssembleFrame(const char* operation, const RawFrame& main, OX3D_RGBD_FRAME_DATA* frame) {
+    const OX_FRAME_OUT_INFO_EX& info = main.m_info;
+    uint32_t status =
+        UpdateChunkDataToLocal(info.pUnparsedChunkContent, info.nUnparsedChunkNum, info.nWidth, info.nHeight);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[%s] UpdateChunkDataToLocal fail [%#x]\r\n", operation, status);
+    }
+    memset(frame, 0, sizeof(*frame));
+    status = FillFrameData(frame, &main);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[%s] FillFrameData fail [%#x]\r\n", operation, status);
+    }
+    return status;
 }
 
 void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
@@ -153,27 +147,19 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     if (!m_frameCallback.IsRegistered()) {
         return;
     }
-    // The lock before the call is counted: a frame that waits here is no callback in flight for a callback
-    // that unregisters itself. And left before it: once the call is no longer counted, the manager may go.
+    // Lock before counting the call in flight; otherwise a callback that unregisters itself waits for a
+    // queued frame. The lock is also left before: once the call is no longer counted, the manager may be
+    // destroyed.
     std::optional<ox3d::CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
     const COXLock lock(&m_callbackMutex);
     call.emplace(m_frameCallback, this);
     if (!*call) {
         return;
     }
+    const CAssembling assembling(m_assembler);
     ClearAllLocalData();
-    m_hasMainImage = true;
-    TakeRawFrame(data, *info);
-    uint32_t status = UpdateChunkDataToLocal(info->pUnparsedChunkContent, info->nUnparsedChunkNum,
-                                             info->nWidth, info->nHeight);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ImageCallBack] UpdateChunkDataToLocal fail [%#x]\r\n", status);
-    }
     OX3D_RGBD_FRAME_DATA frame;
-    memset(&frame, 0, sizeof(frame));
-    status = FillFrameData(&frame);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ImageCallBack] FillFrameData fail [%#x]\r\n", status);
+    if (AssembleFrame("ImageCallBack", {data, *info}, &frame) != OX3D_RGBD_OK) {
         return;
     }
     const double begin = MyMilliseconds();
@@ -181,8 +167,8 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     OX_LOG_DEBUG(
         "[ImageCallBack] Callback: Get frame (%d) Type(%#x)  hight(%d) width(%d) Len (%d)from Camera "
         "cost time (%f)!\r\n",
-        m_frameInfo.nFrameNum, static_cast<uint32_t>(m_frameInfo.enPixelType), m_frameInfo.nHeight,
-        m_frameInfo.nWidth, m_frameInfo.nFrameLen, MyMilliseconds() - begin);
+        info->nFrameNum, static_cast<uint32_t>(info->enPixelType), info->nHeight, info->nWidth,
+        info->nFrameLen, MyMilliseconds() - begin);
 }
 
 uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
@@ -229,8 +215,8 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
 uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw) {
     CCameraModule* camera = m_pcCamera;
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
+    const CAssembling assembling(m_assembler);
     ClearAllLocalData();
-    m_hasMainImage = true;
     if (!m_imageBuf.Grow(info.nFrameLen)) {
         OX_LOG_ERROR("[FetchFrame] malloc m_pImageBuff (%d) failed.\r\n", info.nFrameLen);
         // The camera's buffer stays out until stop or close: a process this short of memory gets room by it.
@@ -245,16 +231,8 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     if (info.nFrameLen != 0) {
         memcpy(m_imageBuf.Data(), raw->pBufAddr, info.nFrameLen);
     }
-    TakeRawFrame(m_imageBuf.Data(), info);
-    uint32_t status =
-        UpdateChunkDataToLocal(info.pUnparsedChunkContent, info.nUnparsedChunkNum, info.nWidth, info.nHeight);
+    uint32_t status = AssembleFrame("FetchFrame", {m_imageBuf.Data(), info}, frame);
     if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FetchFrame] UpdateChunkDataToLocal fail [%#x]\r\n", status);
-    }
-    memset(frame, 0, sizeof(*frame));
-    status = FillFrameData(frame);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[FetchFrame] FillFrameData fail [%#x]\r\n", status);
         camera->FreeImageBuffer(raw);
         return status;
     }

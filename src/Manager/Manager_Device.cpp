@@ -62,9 +62,9 @@ bool MatchesIp(const OX_CC_DEVICE_INFO& device, const char* ip) {
 
 bool Matches(const OX_CC_DEVICE_INFO& device, OX_BIND_WAYS way, const char* parm) {
     switch (way) {
-    case OX_BIND_BY_IP:
+    case OX_BIND_WAYS::ByIp:
         return MatchesIp(device, parm);
-    case OX_BIND_BY_NAME:
+    case OX_BIND_WAYS::ByName:
         return MatchesModelName(device, parm);
     default:
         return MatchesSerialNumber(device, parm, "CompareBindParm");
@@ -140,11 +140,11 @@ uint32_t CManager::GetDeviceList(uint32_t deviceType, OX3D_RGBD_DEVICE_INFO* lis
 
 int CManager::CompareBindParm(OX_BIND_WAYS way, const char* parm, const OX_CC_DEVICE_INFO_LIST* list,
                               int& index) {
-    if (list == nullptr || way > OX_BIND_BY_SERIAL_NUMBER || parm == nullptr) {
+    if (list == nullptr || way > OX_BIND_WAYS::BySerialNumber || parm == nullptr) {
         return 0;
     }
     int found = 0;
-    if (way == OX_BIND_FIRST) {
+    if (way == OX_BIND_WAYS::First) {
         index = 0; // without a look at the list: an empty one fails when the handle is created
         found = 1;
     } else {
@@ -160,7 +160,7 @@ int CManager::CompareBindParm(OX_BIND_WAYS way, const char* parm, const OX_CC_DE
 }
 
 uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
-    if (way > OX_BIND_BY_SERIAL_NUMBER || parm == nullptr) {
+    if (way > OX_BIND_WAYS::BySerialNumber || parm == nullptr) {
         OX_LOG_ERROR("[BindDevBySomeWay] param error.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
@@ -202,14 +202,14 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
 uint32_t CManager::BindDevice(OX3D_RGBD_DEVICE_INFO* info) {
     if (info == nullptr) {
         OX_LOG_INFO("[BindDevice] param DeviceInfo is null.\r\n");
-        const uint32_t status = BindDevBySomeWay(OX_BIND_FIRST, "");
+        const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::First, "");
         if (status != OX3D_RGBD_OK) {
             OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
         }
         return status;
     }
     const uint32_t status =
-        BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, FixedText(info->chSerialNumber).c_str());
+        BindDevBySomeWay(OX_BIND_WAYS::BySerialNumber, FixedText(info->chSerialNumber).c_str());
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay]CreateHandle, enum devices fail [%#x]\r\n", status);
         return status;
@@ -223,7 +223,7 @@ uint32_t CManager::BindDeviceBySerialNumber(const char* serialNumber) {
         OX_LOG_ERROR("BindDeviceBySerialNumber, serial number is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_SERIAL_NUMBER, serialNumber);
+    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::BySerialNumber, serialNumber);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }
@@ -235,7 +235,7 @@ uint32_t CManager::BindDeviceByIP(const char* ip) {
         OX_LOG_ERROR("BindDeviceByIP, param is null.nIP = 0.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_IP, ip);
+    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::ByIp, ip);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }
@@ -247,7 +247,7 @@ uint32_t CManager::BindDeviceByName(const char* name) {
         OX_LOG_ERROR("BindDeviceByName, param is null.chDeviceName = null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_BY_NAME, name);
+    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::ByName, name);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
     }

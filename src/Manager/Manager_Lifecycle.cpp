@@ -8,13 +8,11 @@
 #include "src/Common/AsyncLog.h"
 #include "src/Common/Profile.h"
 #include "src/Manager/Manager.h"
-#include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr uint64_t kImageBufferBytes = 0xA00000;
-constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
 
 // What a camera is switched to after opening: RGB-D output, the color image as chunk data, and on USB the
 // demosaic pair as well.
@@ -79,11 +77,35 @@ uint32_t ReadBufferNode(const char* path) {
     return isWrittenZero ? 0 : 1;
 }
 
+uint32_t SetImageNodesFromProfile(CCameraModule* camera) {
+    char path[256] = {};
+    const auto directory = ox3d::FixedText(g_strCurrentDllPath);
+    const int length = snprintf(path, sizeof(path), "%s./%s", directory.c_str(), "Ox3dRgbdCfg.ini");
+    if (length >= static_cast<int>(sizeof(path)) || access(path, F_OK) != 0) {
+        OX_LOG_ERROR("[ConnectDevice] File %s not exist, use default node Num.\r\n", path);
+        return OX3D_RGBD_OK;
+    }
+    uint32_t count = ReadBufferNode(path);
+    if (count == 0) {
+        OX_LOG_ERROR("[ConnectDevice] Get  BufferNode value [%d] .\r\n", count);
+        count = 1;
+    }
+    OX_LOG_INFO("[ConnectDevice] Get BufferNode count from %s\\BufferNode, value[%d].\r\n", path, count);
+    const uint32_t status = camera->SetImageNodeNum(count);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[ConnectDevice] SetImageNodeNum fail nRet:[%#x].\r\n", status);
+        return status;
+    }
+    OX_LOG_INFO("[ConnectDevice] SetImageNodeNum value[%d].\r\n", count);
+    return OX3D_RGBD_OK;
+}
+
 } // namespace
 
 CManager::CManager()
-    : m_imageBuf(kImageBufferBytes), m_extendImage(kAssemblyBufferBytes), m_demaImage(kAssemblyBufferBytes),
-      m_rgbdImage(kAssemblyBufferBytes) {
+    : m_imageBuf(kImageBufferBytes), m_conversion([this](uint32_t depthWidth, DepthCalibration* out) {
+          return LoadCalibration(depthWidth, out);
+      }) {
     LoadLogConfig();
     ResetMember();
 }
@@ -104,13 +126,10 @@ void CManager::ResetMember() {
     m_isGrabbing = 0;
     m_softTrigger = 0;
     m_nDeviceType = 0;
-    m_imageAlign = 1;
-    m_resolutionAlign = 1;
-    m_outputRgbd = 0;
+    m_switches.Reset();
     m_lastFrameNum = 0;
-    m_hasMainImage = false;
-    m_extendSlot = {};
-    m_demaSlot = {};
+    const CAssembling assembling(m_assembler); // no frame is under way
+    m_assembler.Reset();
 }
 
 uint32_t CManager::Init() {
@@ -143,7 +162,7 @@ uint32_t CManager::ConnectDevice() {
         OX_LOG_ERROR("[ConnectDevice] init camera fail, nRet:[%#x].\r\n", status);
         return status;
     }
-    status = SetImageNodesFromProfile();
+    status = SetImageNodesFromProfile(camera);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
@@ -169,39 +188,6 @@ uint32_t CManager::ConnectDevice() {
     }
     OX_LOG_INFO("[ConnectDevice] end success.\r\n");
     return OX3D_RGBD_OK;
-}
-
-uint32_t CManager::SetImageNodesFromProfile() {
-    char path[256] = {};
-    const auto directory = ox3d::FixedText(g_strCurrentDllPath);
-    const int length = snprintf(path, sizeof(path), "%s./%s", directory.c_str(), "Ox3dRgbdCfg.ini");
-    if (length >= static_cast<int>(sizeof(path)) || access(path, F_OK) != 0) {
-        OX_LOG_ERROR("[ConnectDevice] File %s not exist, use default node Num.\r\n", path);
-        return OX3D_RGBD_OK;
-    }
-    uint32_t count = ReadBufferNode(path);
-    if (count == 0) {
-        OX_LOG_ERROR("[ConnectDevice] Get  BufferNode value [%d] .\r\n", count);
-        count = 1;
-    }
-    OX_LOG_INFO("[ConnectDevice] Get BufferNode count from %s\\BufferNode, value[%d].\r\n", path, count);
-    const uint32_t status = m_pcCamera.load()->SetImageNodeNum(count);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[ConnectDevice] SetImageNodeNum fail nRet:[%#x].\r\n", status);
-        return status;
-    }
-    OX_LOG_INFO("[ConnectDevice] SetImageNodeNum value[%d].\r\n", count);
-    return OX3D_RGBD_OK;
-}
-
-uint32_t CManager::FetchCalibrationFile(const char* serialNumber) {
-    char name[kCalibrationNameBytes] = {};
-    CalibrationFileName(serialNumber, name);
-    OX_CC_FILE_ACCESS access;
-    memset(&access, 0, sizeof(access));
-    access.pUserFileName = name;
-    access.pDevFileName = kCalibrationDeviceFile;
-    return m_pcCamera.load()->FileAccessRead(&access);
 }
 
 uint32_t CManager::SetWorkModeAfterOpen() {
@@ -296,40 +282,15 @@ uint32_t CManager::DeInit() {
         m_isOpened = 0;
         delete camera;
     }
-    ClearAllLocalData();
     Release();
     OX_LOG_INFO("[DeInit] end success.\r\n");
     return OX3D_RGBD_OK;
 }
 
 uint32_t CManager::Release() {
+    const CAssembling assembling(m_assembler); // no frame is under way
     m_imageBuf.Free();
-    m_extendImage.Free();
-    m_demaImage.Free();
-    m_rgbdImage.Free();
-    m_extendSlot = {};
-    m_demaSlot = {};
-    {
-        const COXLock lock(&m_convertMutex);
-        free(m_pPointBuffer);
-        m_pPointBuffer = nullptr;
-        m_depthBuffer.FreeAll();
-        m_bufferPixels = 0;
-        m_pDepthConvert.reset();
-        m_spareConvert.reset();
-    }
-    free(m_alignedColor);
-    m_alignedColor = nullptr;
-    m_alignedColorBytes = 0;
-    if (m_scaler != nullptr) {
-        OX_MP_DestroyHandle(m_scaler);
-        m_scaler = nullptr;
-    }
+    m_assembler.Release();
+    m_conversion.Release();
     return OX3D_RGBD_OK;
-}
-
-// The demosaic pair stays: a later frame without one repeats it.
-void CManager::ClearAllLocalData() {
-    m_hasMainImage = false;
-    m_extendSlot.m_present = false;
 }

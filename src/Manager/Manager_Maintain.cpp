@@ -29,6 +29,50 @@ bool IsRegisterRange(int64_t address, int64_t length) {
     return true;
 }
 
+uint32_t SetIpConfigWord(CCameraModule* camera, uint32_t mode, uint32_t word) {
+    const uint32_t status = camera->GIGE_SetIpConfig(word);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, errcode is (%#x)\r\n", mode, status);
+    }
+    return status;
+}
+
+uint32_t ForceStaticIp(CCameraModule* camera, const OX3D_RGBD_IP_CONFIG& config) {
+    const auto ipText = ox3d::FixedText(config.chDestIp);
+    const auto maskText = ox3d::FixedText(config.chDestNetMask);
+    const auto gatewayText = ox3d::FixedText(config.chDestGateWay);
+    const int ipValid = IsValidIpv4(ipText.c_str());
+    const int maskValid = IsValidIpv4(maskText.c_str());
+    const int gatewayValid = IsValidIpv4(gatewayText.c_str());
+    if (ipValid == 0 || maskValid == 0 || gatewayValid == 0) {
+        OX_LOG_ERROR("[SetIpConfig] parameter is wrong,nIpRet[%d],nNetMaskRet[%d],nGateWayRet[%d] \r\n",
+                     ipValid, maskValid, gatewayValid);
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    unsigned int ip = 0;
+    unsigned int mask = 0;
+    unsigned int gateway = 0;
+    CCameraModule::GetIPVal(ip, ipText.c_str(), sizeof(config.chDestIp));
+    CCameraModule::GetIPVal(mask, maskText.c_str(), sizeof(config.chDestNetMask));
+    CCameraModule::GetIPVal(gateway, gatewayText.c_str(), sizeof(config.chDestGateWay));
+    if (ip == 0 || mask == 0 || gateway == 0 || ((ip ^ gateway) & mask) != 0) {
+        OX_LOG_ERROR("[SetIpConfig] ip config parameter is invalid.\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    uint32_t status = SetIpConfigWord(camera, config.enIPCfgMode, OX_GIGE_IP_CFG_STATIC);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    status = camera->GIGE_ForceIpEx(ip, mask, gateway);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[SetIpConfig] force ip (%s), subnetmask (%s), defaultGateway (%s) failed, errcode is "
+                     "(%#x)\r\n",
+                     ipText.c_str(), maskText.c_str(), gatewayText.c_str(), status);
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    return OX3D_RGBD_OK;
+}
+
 } // namespace
 
 uint32_t CManager::PropertyImport(const char* file) {
@@ -215,57 +259,14 @@ uint32_t CManager::GetCameraXML(uint8_t* buffer, uint32_t size, uint32_t* length
     return status;
 }
 
-uint32_t CManager::SetIpConfigWord(uint32_t mode, uint32_t word) {
-    const uint32_t status = m_pcCamera.load()->GIGE_SetIpConfig(word);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, errcode is (%#x)\r\n", mode, status);
-    }
-    return status;
-}
-
-uint32_t CManager::ForceStaticIp(const OX3D_RGBD_IP_CONFIG& config) {
-    const auto ipText = ox3d::FixedText(config.chDestIp);
-    const auto maskText = ox3d::FixedText(config.chDestNetMask);
-    const auto gatewayText = ox3d::FixedText(config.chDestGateWay);
-    const int ipValid = IsValidIpv4(ipText.c_str());
-    const int maskValid = IsValidIpv4(maskText.c_str());
-    const int gatewayValid = IsValidIpv4(gatewayText.c_str());
-    if (ipValid == 0 || maskValid == 0 || gatewayValid == 0) {
-        OX_LOG_ERROR("[SetIpConfig] parameter is wrong,nIpRet[%d],nNetMaskRet[%d],nGateWayRet[%d] \r\n",
-                     ipValid, maskValid, gatewayValid);
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    unsigned int ip = 0;
-    unsigned int mask = 0;
-    unsigned int gateway = 0;
-    CCameraModule::GetIPVal(ip, ipText.c_str(), sizeof(config.chDestIp));
-    CCameraModule::GetIPVal(mask, maskText.c_str(), sizeof(config.chDestNetMask));
-    CCameraModule::GetIPVal(gateway, gatewayText.c_str(), sizeof(config.chDestGateWay));
-    if (ip == 0 || mask == 0 || gateway == 0 || ((ip ^ gateway) & mask) != 0) {
-        OX_LOG_ERROR("[SetIpConfig] ip config parameter is invalid.\r\n");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    uint32_t status = SetIpConfigWord(config.enIPCfgMode, OX_GIGE_IP_CFG_STATIC);
-    if (status != OX3D_RGBD_OK) {
-        return status;
-    }
-    status = m_pcCamera.load()->GIGE_ForceIpEx(ip, mask, gateway);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[SetIpConfig] force ip (%s), subnetmask (%s), defaultGateway (%s) failed, errcode is "
-                     "(%#x)\r\n",
-                     ipText.c_str(), maskText.c_str(), gatewayText.c_str(), status);
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    return OX3D_RGBD_OK;
-}
-
 // The device is bound but not opened: its address is set by packets that reach it in any subnet.
 uint32_t CManager::SetIpConfig(const OX3D_RGBD_IP_CONFIG* config) {
     if (config == nullptr) {
         OX_LOG_ERROR("[SetIpConfig] pstIPConfig is null\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_pcCamera == nullptr) {
+    CCameraModule* camera = m_pcCamera;
+    if (camera == nullptr) {
         OX_LOG_ERROR("[SetIpConfig] camera is null\r\n");
         return OX3D_RGBD_E_STATE;
     }
@@ -276,13 +277,13 @@ uint32_t CManager::SetIpConfig(const OX3D_RGBD_IP_CONFIG* config) {
     uint32_t status = OX3D_RGBD_OK;
     switch (config->enIPCfgMode) {
     case OX3D_RGBD_IP_STATIC:
-        status = ForceStaticIp(*config);
+        status = ForceStaticIp(camera, *config);
         break;
     case OX3D_RGBD_IP_DHCP:
-        status = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_DHCP);
+        status = SetIpConfigWord(camera, config->enIPCfgMode, OX_GIGE_IP_CFG_DHCP);
         break;
     case OX3D_RGBD_IP_LINK_LOCAL:
-        status = SetIpConfigWord(config->enIPCfgMode, OX_GIGE_IP_CFG_LLA);
+        status = SetIpConfigWord(camera, config->enIPCfgMode, OX_GIGE_IP_CFG_LLA);
         break;
     default:
         OX_LOG_ERROR("[SetIpConfig] Set ip config (%d) failed, is invalid \r\n", config->enIPCfgMode);

@@ -47,19 +47,6 @@ uint32_t CManager::CheckCall(bool hasArguments) const {
     return OX3D_RGBD_OK;
 }
 
-std::atomic<uint32_t>* CManager::FindSwitch(const char* key) {
-    if (strcmp(key, OX3D_RGBD_KEY_IMAGE_ALIGN) == 0) {
-        return &m_imageAlign;
-    }
-    if (strcmp(key, OX3D_RGBD_KEY_RESOLUTION_ALIGN) == 0) {
-        return &m_resolutionAlign;
-    }
-    if (strcmp(key, OX3D_RGBD_KEY_OUTPUT_RGBD) == 0) {
-        return &m_outputRgbd;
-    }
-    return nullptr;
-}
-
 uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
     if (const uint32_t status = CheckCall(key != nullptr && value != nullptr); status != OX3D_RGBD_OK) {
         return status;
@@ -68,7 +55,7 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
     const int data = static_cast<int>(value->stIntParam.nCurValue);
     OX_LOG_DEBUG("[CamSetValue] strKey[%s] nParamType[%d] nParamData[%d].\r\n", key, value->enParamType,
                  data);
-    std::atomic<uint32_t>* own = FindSwitch(key);
+    std::atomic<uint32_t>* own = m_switches.Find(key);
     if (own == nullptr) {
         return camera->SetValue(key, value);
     }
@@ -86,7 +73,7 @@ uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
         return status;
     }
     CCameraModule* camera = m_pcCamera;
-    const std::atomic<uint32_t>* own = FindSwitch(key);
+    const std::atomic<uint32_t>* own = m_switches.Find(key);
     if (own != nullptr) {
         value->enParamType = OX3D_RGBD_PARAM_INT;
         value->stIntParam = {own->load(std::memory_order_relaxed), 1, 0, 1};

@@ -54,8 +54,8 @@ TEST(ChunkImage, OfNothingButItsHeaderIsAnEmptyImage) {
     CGrowBuffer buffer(16);
     ChunkImage slot;
     OX_CHUNK_DATA_CONTENT chunk = {bytes.data() + 1, OX_CHUNK_EXTENDED_IMAGE, 32, {}};
-    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), ChunkResult::COPIED);
-    EXPECT_TRUE(slot.m_present);
+    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), EChunkResult::Copied);
+    EXPECT_TRUE(slot.m_isPresent);
     EXPECT_EQ(slot.m_imageType, 0xEEEEEEEEu);
     EXPECT_EQ(slot.m_lengthBytes, 0u);
     EXPECT_EQ(Bytes(bytes.begin() + 12, bytes.begin() + 18), (Bytes{0xEE, 0, 0, 0, 0, 0xEE}));
@@ -66,9 +66,9 @@ TEST(ChunkImage, ThatCannotBeCopiedLeavesSlotAndChunkAlone) {
     CGrowBuffer buffer(uint64_t{1} << 62); // not to be had
     ChunkImage slot = {true, 1, 2, 3, 4, 5};
     OX_CHUNK_DATA_CONTENT chunk = {bytes.data(), OX_CHUNK_EXTENDED_IMAGE, 40, {}};
-    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), ChunkResult::NO_BUFFER);
+    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), EChunkResult::NoBuffer);
     chunk.nChunkLen = 31;
-    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), ChunkResult::TOO_SHORT);
+    EXPECT_EQ(TakeChunkImage(chunk, 32, &buffer, &slot), EChunkResult::TooShort);
     EXPECT_EQ(slot.m_width, 3u);
     EXPECT_EQ(bytes, Bytes(40, 0xEE));
 }

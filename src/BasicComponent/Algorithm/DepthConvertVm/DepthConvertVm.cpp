@@ -12,9 +12,17 @@
 namespace {
 
 constexpr const char* kLogSource = "../../src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm";
-constexpr OXB3D_BINOSTEREO_ABILITY kAbility = {4000, 3000, 32, 1, 50, 50, 40, 0};
-constexpr int32_t kCommonDataTransform = 15;
-constexpr uint64_t kSmallestScratchBytes = 128; // a base is wanted even where no scratch is needed
+// Images up to 12 megapixels, the common data transform alone. The capabilities belong to other processes: they
+// only have to be in range.
+constexpr OXB3D_BINOSTEREO_ABILITY kAbility = {.width = 4000,
+                                               .height = 3000,
+                                               .abilityFlags = OXB3D_BINOSTEREO_ABILITY_COMMON_TRANS,
+                                               .capabilityA = 1,
+                                               .capabilityB = 50,
+                                               .capabilityC = 50,
+                                               .capabilityD = 40,
+                                               .capabilityE = 0};
+constexpr uint64_t kMinScratchBytes = 128; // the library wants a base even where it needs no scratch
 constexpr uint32_t kNoMemory = 0xFFFFFFFFu;
 
 } // namespace
@@ -35,7 +43,7 @@ uint32_t CDepthConvertVm::CreateObject() {
     OX_LOG_INFO("[CDepthConvertVm::Init] m_stBinoMemTab[0].size[%d], m_stBinoMemTab[1].size[%d].\r\n",
                 static_cast<int>(m_stBinoMemTab[0].size), static_cast<int>(m_stBinoMemTab[1].size));
     if (m_stBinoMemTab[1].size == 0) {
-        m_stBinoMemTab[1].size = kSmallestScratchBytes;
+        m_stBinoMemTab[1].size = kMinScratchBytes;
     }
     for (int i = 0; i < 2; ++i) {
         m_stBinoMemTab[i].base = memalign(m_stBinoMemTab[i].alignment, m_stBinoMemTab[i].size);
@@ -44,7 +52,7 @@ uint32_t CDepthConvertVm::CreateObject() {
         OX_LOG_ERROR("[CDepthConvertVm::Init] m_stBinoMemTab[0].base or m_stBinoMemTab[1].base is null.\r\n");
         return kNoMemory;
     }
-    // A block may come with an old object's bytes in it; the handle decides what is a live object.
+    // A block may hold the bytes of a former object: the library goes by the handle, which is null here.
     sts = static_cast<uint32_t>(OXB3D_BINOSTEREO_Create(&ability, m_stBinoMemTab, &m_handle));
     if (sts != 0 || m_handle == nullptr) {
         m_handle = nullptr;
@@ -75,8 +83,8 @@ uint32_t CDepthConvertVm::HfrVmCalProcess(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INP
         return OX3D_RGBD_E_PARAMETER;
     }
     const double begin = MyMilliseconds();
-    const auto sts = static_cast<uint32_t>(
-        OXB3D_BINOSTEREO_Process(m_handle, kCommonDataTransform, in, sizeof(*in), out, sizeof(*out)));
+    const auto sts = static_cast<uint32_t>(OXB3D_BINOSTEREO_Process(
+        m_handle, OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS, in, sizeof(*in), out, sizeof(*out)));
     if (sts != 0) {
         OX_LOG_ERROR("[HfrVmCalProcess] OXB3D_BINOSTEREO_Process failed, sts:[%#x].\r\n", sts);
         return sts;
@@ -86,7 +94,7 @@ uint32_t CDepthConvertVm::HfrVmCalProcess(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INP
     return 0;
 }
 
-// The object needs no farewell: all of it lies in the two blocks.
+// The algorithm object is not destroyed by a call of its own: all of it lies in the two blocks.
 void CDepthConvertVm::FreeBlocks() {
     for (int i = 0; i < 2; ++i) {
         free(m_stBinoMemTab[i].base);

@@ -30,7 +30,7 @@ private:
     uint32_t CreateObject();
 
     void* m_handle;
-    OXB3D_BINOSTEREO_MEM_TAB m_stBinoMemTab[8]; // entries 0 and 1 are used
+    OXB3D_BINOSTEREO_MEM_TAB m_stBinoMemTab[OXB3D_BINOSTEREO_MEM_TAB_COUNT]; // entries 0 and 1 are used
 };
 
 #endif

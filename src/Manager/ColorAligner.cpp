@@ -1,24 +1,22 @@
-// Manager_Align.cpp - the color image scaled plane by plane to the depth image's size.
+// ColorAligner.cpp - see ColorAligner.h.
+#include "src/Manager/ColorAligner.h"
+
+#include <cstdlib>
 #include <cstring>
 
 #include "base/ImageMemory.h"
 #include "src/Common/AsyncLog.h"
-#include "src/Manager/Manager.h"
+#include "src/Manager/ImageSize.h"
 #include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr uint32_t kPlanes = 3;
-constexpr uint64_t kMaxImageBytes = UINT32_MAX;
-
-uint64_t PixelCount(const OX3D_RGBD_IMAGE_DATA& image) {
-    return static_cast<uint64_t>(image.nWidth) * image.nHeight;
-}
 
 } // namespace
 
-uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
+uint32_t CColorAligner::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
     const uint64_t sourceBytes = PixelCount(color);
     const uint64_t targetBytes = PixelCount(depth);
     for (uint32_t plane = 0; plane < kPlanes; ++plane) {
@@ -30,7 +28,7 @@ uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGB
         param.nSrcLen = color.nDataLen / kPlanes;
         param.nDstWidth = depth.nWidth;
         param.nDstHeight = depth.nHeight;
-        param.pDstData = m_alignedColor + plane * targetBytes;
+        param.pDstData = m_scaled + plane * targetBytes;
         param.nDstBufSize = static_cast<uint32_t>(targetBytes);
         param.nDstLen = static_cast<uint32_t>(targetBytes);
         param.nMethod = OX_MP_METHOD_BILINEAR;
@@ -47,7 +45,7 @@ uint32_t CManager::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGB
     return OX3D_RGBD_OK;
 }
 
-uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) {
+uint32_t CColorAligner::Align(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) {
     if (depth == nullptr || color == nullptr) {
         OX_LOG_ERROR("[RgbResolutionAlign] param is null, invalid \r\n");
         return OX3D_RGBD_E_PARAMETER;
@@ -67,15 +65,14 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
     // An empty depth image must not fix the size of the buffer either.
     const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
     const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
-    if (m_alignedColor == nullptr && needed <= kMaxImageBytes) {
-        m_alignedColor = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
-        m_alignedColorBytes = m_alignedColor != nullptr ? needed : 0;
+    if (m_scaled == nullptr && needed <= kMaxImageBytes) {
+        m_scaled = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
+        m_scaledBytes = m_scaled != nullptr ? needed : 0;
     }
     // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.
-    if (needed > m_alignedColorBytes) {
+    if (needed > m_scaledBytes) {
         OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
-                     static_cast<unsigned long long>(m_alignedColorBytes),
-                     static_cast<unsigned long long>(needed));
+                     static_cast<unsigned long long>(m_scaledBytes), static_cast<unsigned long long>(needed));
         return OX3D_RGBD_E_MEMORY;
     }
     if (PixelCount(*color) > color->nDataLen / kPlanes) {
@@ -90,6 +87,16 @@ uint32_t CManager::RgbResolutionAlign(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RG
     color->nWidth = depth->nWidth;
     color->nHeight = depth->nHeight;
     color->nDataLen = static_cast<uint32_t>(needed);
-    color->pData = m_alignedColor;
+    color->pData = m_scaled;
     return OX3D_RGBD_OK;
+}
+
+void CColorAligner::Release() {
+    free(m_scaled);
+    m_scaled = nullptr;
+    m_scaledBytes = 0;
+    if (m_scaler != nullptr) {
+        OX_MP_DestroyHandle(m_scaler);
+        m_scaler = nullptr;
+    }
 }

@@ -1,0 +1,212 @@
+// FrameAssembler.cpp - see FrameAssembler.h.
+#include "src/Manager/FrameAssembler.h"
+
+#include "algorithm/rgbd/RgbdInterleave.h"
+#include "src/Common/AsyncLog.h"
+#include "src/Manager/DepthConversion.h"
+#include "src/Manager/ImageSize.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Manager/Manager";
+
+// What tells the two kinds of chunk image apart.
+struct ChunkKind {
+    uint32_t m_headerBytes;
+    const char* m_bufferName; // in the lines of a failed allocation
+};
+
+constexpr ChunkKind kExtended = {32, "m_pExtendImageData"};
+constexpr ChunkKind kDemosaic = {28, "m_pDemaImageData"};
+
+uint32_t TakeChunk(const OX_CHUNK_DATA_CONTENT& chunk, const ChunkKind& kind, CGrowBuffer* buffer,
+                   ChunkImage* slot) {
+    switch (TakeChunkImage(chunk, kind.m_headerBytes, buffer, slot)) {
+    case EChunkResult::Copied:
+        return OX3D_RGBD_OK;
+    case EChunkResult::TooShort:
+        OX_LOG_ERROR(
+            "[UpdateChunkDataToLocalInput] trunk ID(%#x) len(%u) is null or shorter than its header.\r\n",
+            chunk.nChunkID, chunk.nChunkLen);
+        return OX3D_RGBD_OK;
+    case EChunkResult::NoBuffer:
+        OX_LOG_ERROR("New %s buf len (%d) fail.\r\n", kind.m_bufferName,
+                     static_cast<int>(buffer->Capacity()));
+        return OX3D_RGBD_E_MEMORY;
+    case EChunkResult::NoGrowth:
+        break;
+    }
+    OX_LOG_ERROR("[UpdateChunkDataToLocalInput] New %s buf fail.\r\n", kind.m_bufferName);
+    return OX3D_RGBD_E_MEMORY;
+}
+
+// The next record. Frame number and time stamp are those of the first image.
+OX3D_RGBD_IMAGE_DATA& Append(uint32_t imageType, uint32_t width, uint32_t height, uint8_t* data,
+                             uint32_t lengthBytes, OX3D_RGBD_FRAME_DATA* frame) {
+    const OX3D_RGBD_IMAGE_DATA& first = frame->stImageData[0];
+    OX3D_RGBD_IMAGE_DATA& image = frame->stImageData[frame->nImageCount++];
+    image.enImageType = imageType;
+    image.nWidth = width;
+    image.nHeight = height;
+    image.pData = data;
+    image.nDataLen = lengthBytes;
+    image.nFrameNum = first.nFrameNum;
+    image.nTimeStamp = first.nTimeStamp;
+    return image;
+}
+
+uint32_t AppendMainImage(const RawFrame& main, const AssemblyOptions& options, CDepthConversion& conversion,
+                         OX3D_RGBD_FRAME_DATA* frame) {
+    const OX_FRAME_OUT_INFO_EX& info = main.m_info;
+    OX3D_RGBD_IMAGE_DATA& image = frame->stImageData[0];
+    image.enImageType = static_cast<uint32_t>(info.enPixelType);
+    image.nWidth = info.nWidth;
+    image.nHeight = info.nHeight;
+    image.pData = main.m_data;
+    image.nDataLen = info.nFrameLen;
+    image.nFrameNum = info.nFrameNum;
+    image.nTimeStamp = (static_cast<uint64_t>(info.nDevTimeStampHigh) << 32) + info.nDevTimeStampLow;
+    if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
+        if (options.m_isDepthRegistered) {
+            conversion.ReclaimDepth();
+            const uint32_t status = conversion.Convert(&image, &image, nullptr);
+            if (status != OX3D_RGBD_OK) {
+                return status;
+            }
+        }
+        if (options.m_isUsb) {
+            image.enStreamType = OX3D_RGBD_STREAM_DEPTH;
+        }
+    }
+    frame->nImageCount = 1;
+    return OX3D_RGBD_OK;
+}
+
+} // namespace
+
+CFrameAssembler::CFrameAssembler()
+    : m_extendedBuffer(kAssemblyBufferBytes), m_demosaicBuffer(kAssemblyBufferBytes),
+      m_rgbdBuffer(kAssemblyBufferBytes) {}
+
+void CFrameAssembler::Reset() {
+    m_extendedImage = {};
+    m_demosaicImage = {};
+}
+
+void CFrameAssembler::Release() {
+    Reset();
+    m_extendedBuffer.Free();
+    m_demosaicBuffer.Free();
+    m_rgbdBuffer.Free();
+    m_colorAligner.Release();
+}
+
+uint32_t CFrameAssembler::TakeChunks(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count) {
+    if (count == 0) {
+        return OX3D_RGBD_OK;
+    }
+    if (chunks == nullptr) {
+        OX_LOG_ERROR("[UpdateChunkDataToLocalInput] param is null.\r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        uint32_t status = OX3D_RGBD_OK;
+        switch (chunks[i].nChunkID) {
+        case OX_CHUNK_EXTENDED_IMAGE:
+            status = TakeChunk(chunks[i], kExtended, &m_extendedBuffer, &m_extendedImage);
+            break;
+        case OX_CHUNK_DEMOSAIC_PAIR:
+            status = TakeChunk(chunks[i], kDemosaic, &m_demosaicBuffer, &m_demosaicImage);
+            break;
+        default:
+            OX_LOG_ERROR("[UpdateChunkDataToLocalInput] unSupport trunk ID(%#x).\r\n", chunks[i].nChunkID);
+            break;
+        }
+        if (status != OX3D_RGBD_OK) {
+            return status;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& options,
+                               CDepthConversion& conversion, OX3D_RGBD_FRAME_DATA* frame) {
+    if (frame == nullptr) {
+        OX_LOG_ERROR("[FillFrameData] pFrameData is invalid. \r\n");
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    frame->nImageCount = 0;
+    uint32_t status = OX3D_RGBD_OK;
+    if (main != nullptr) {
+        status = AppendMainImage(*main, options, conversion, frame);
+    }
+    if (status == OX3D_RGBD_OK && m_extendedImage.m_isPresent) {
+        status = AppendExtendedImage(options, frame);
+    }
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[FillFrameData] DepthMapConvert process failed [%#x]\r\n", status);
+        return status;
+    }
+    if (m_demosaicImage.m_isPresent && options.m_isUsb) {
+        AppendDemosaicPair(frame);
+    }
+    return options.m_hasRgbd ? AppendRgbdImage(frame) : OX3D_RGBD_OK;
+}
+
+uint32_t CFrameAssembler::AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) {
+    const ChunkImage& chunk = m_extendedImage;
+    OX3D_RGBD_IMAGE_DATA& image = Append(chunk.m_imageType, chunk.m_width, chunk.m_height,
+                                         m_extendedBuffer.Data(), chunk.m_lengthBytes, frame);
+    if (options.m_isUsb) {
+        image.enStreamType = OX3D_RGBD_STREAM_COLOR;
+    }
+    return options.m_isColorScaled ? AlignColor(&frame->stImageData[0], &frame->stImageData[1])
+                                   : OX3D_RGBD_OK;
+}
+
+void CFrameAssembler::AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) {
+    const ChunkImage& chunk = m_demosaicImage;
+    const uint32_t halfBytes = chunk.m_lengthBytes >> 1;
+    // Width x height / 2 bytes whatever the pixel size, in signed 32 bits: right for the 8-bit pairs that
+    // cameras send, and what applications have adapted to for others.
+    const auto area = static_cast<int32_t>(chunk.m_width * chunk.m_height);
+    const int64_t secondOffset = area / 2;
+    if (secondOffset < 0 || static_cast<uint64_t>(secondOffset) + halfBytes > m_demosaicBuffer.Capacity()) {
+        OX_LOG_ERROR("[FillFrameData] demosaic pair %u x %u len(%u) does not fit its buffer.\r\n",
+                     chunk.m_width, chunk.m_height, chunk.m_lengthBytes);
+        return;
+    }
+    uint8_t* const halves[2] = {m_demosaicBuffer.Data(), m_demosaicBuffer.Data() + secondOffset};
+    constexpr uint32_t kStreams[2] = {OX3D_RGBD_STREAM_LEFT, OX3D_RGBD_STREAM_RIGHT};
+    for (int i = 0; i < 2; ++i) {
+        OX3D_RGBD_IMAGE_DATA& image =
+            Append(chunk.m_imageType, chunk.m_width, chunk.m_height / 2, halves[i], halfBytes, frame);
+        image.enStreamType = kStreams[i];
+    }
+}
+
+uint32_t CFrameAssembler::AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) {
+    if (frame->nImageCount < 2) {
+        OX_LOG_ERROR("[FillFrameData] no second image for the RGB-D output.\r\n");
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    if (!m_rgbdBuffer.EnsureExists()) {
+        // The number is the extended buffer's size, as it always was in this line.
+        OX_LOG_ERROR("[FillFrameData] New m_pRgbdImageData buf len (%d) fail.\r\n",
+                     static_cast<int>(m_extendedBuffer.Capacity()));
+        return OX3D_RGBD_E_MEMORY;
+    }
+    const OX3D_RGBD_IMAGE_DATA& depth = frame->stImageData[0];
+    const OX3D_RGBD_IMAGE_DATA& color = frame->stImageData[1];
+    const uint64_t pixels = PixelCount(depth);
+    if (pixels > kMaxImageBytes / ox3d::kRgbdPixelBytes ||
+        !m_rgbdBuffer.Grow(pixels * ox3d::kRgbdPixelBytes)) {
+        OX_LOG_ERROR("[FillFrameData] New m_pRgbdImageData buf fail.\r\n");
+        return OX3D_RGBD_E_MEMORY;
+    }
+    ox3d::InterleaveRgbd({color.pData, color.nDataLen}, {depth.pData, depth.nDataLen}, pixels,
+                         m_rgbdBuffer.Data());
+    Append(OX3D_RGBD_PIXEL_RGBD, depth.nWidth, depth.nHeight, m_rgbdBuffer.Data(),
+           static_cast<uint32_t>(pixels * ox3d::kRgbdPixelBytes), frame);
+    return OX3D_RGBD_OK;
+}

@@ -1,0 +1,80 @@
+// FrameAssembler.h - one raw frame of the camera-control library turned into a frame record: chunk images
+// copied, image records filled in a fixed order, depth registered, color scaled, RGB-D interleaved.
+//
+// The images of a record lie in the raw frame, in buffers of the assembler and in those of the depth
+// conversion; they are overwritten when the next frame is assembled.
+#ifndef OX3D_FRAME_ASSEMBLER_H
+#define OX3D_FRAME_ASSEMBLER_H
+
+#include <cstdint>
+
+#include "base/ThreadSafety.h"
+#include "src/Manager/ChunkImage.h"
+#include "src/Manager/ColorAligner.h"
+#include "src/Manager/GrowBuffer.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxCameraControl.h>
+
+class CDepthConversion;
+
+// The main image of a raw frame, wherever it lies, and what the camera-control library says about the frame.
+struct RawFrame {
+    uint8_t* m_data;
+    const OX_FRAME_OUT_INFO_EX& m_info;
+};
+
+// What a frame record holds beside the images as they came.
+struct AssemblyOptions {
+    bool m_isUsb = false; // the demosaic pair, and stream types
+    bool m_isDepthRegistered = false;
+    bool m_isColorScaled = false; // to the size of the depth image
+    bool m_hasRgbd = false;       // the interleaved image as the last one
+};
+
+// No mutex of its own. To the thread-safety analysis it is the capability that its members need: a thread has
+// it, for the scope of a CAssembling, by the callback lock on the push path and by the frame mutex on the
+// pull path. The two paths never run at once.
+class OX_CAPABILITY("frame assembly") CFrameAssembler {
+public:
+    CFrameAssembler();
+    CFrameAssembler(const CFrameAssembler&) = delete;
+    CFrameAssembler& operator=(const CFrameAssembler&) = delete;
+
+    // A new frame begins. The demosaic pair stays: a frame without one repeats the last.
+    void Clear() OX_REQUIRES(this) { m_extendedImage.m_isPresent = false; }
+    // Copies the images of known chunks; others are logged and skipped.
+    uint32_t TakeChunks(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count) OX_REQUIRES(this);
+    // Appends the image records; `main` is null where there is no main image.
+    uint32_t Fill(const RawFrame* main, const AssemblyOptions& options, CDepthConversion& conversion,
+                  OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    uint32_t AlignColor(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) OX_REQUIRES(this) {
+        return m_colorAligner.Align(depth, color);
+    }
+    // Forgets all chunk images; Release frees the buffers as well.
+    void Reset() OX_REQUIRES(this);
+    void Release() OX_REQUIRES(this);
+
+private:
+    uint32_t AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame)
+        OX_REQUIRES(this);
+    void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+
+    CGrowBuffer m_extendedBuffer OX_GUARDED_BY(this);
+    ChunkImage m_extendedImage OX_GUARDED_BY(this);
+    CGrowBuffer m_demosaicBuffer OX_GUARDED_BY(this);
+    ChunkImage m_demosaicImage OX_GUARDED_BY(this);
+    CGrowBuffer m_rgbdBuffer OX_GUARDED_BY(this);
+    CColorAligner m_colorAligner OX_GUARDED_BY(this);
+};
+
+// The calling thread assembles; nothing happens at run time.
+class OX_SCOPED_CAPABILITY CAssembling {
+public:
+    explicit CAssembling([[maybe_unused]] const CFrameAssembler& assembler) OX_ACQUIRE(assembler) {}
+    ~CAssembling() OX_RELEASE() {}
+    CAssembling(const CAssembling&) = delete;
+    CAssembling& operator=(const CAssembling&) = delete;
+};
+
+#endif
