@@ -1,8 +1,8 @@
-// Wire.h - big-endian numbers in bytes, as GigE Vision sends them, and what a datagram's sender is.
+// Wire.h - big-endian numbers in bytes, as GigE Vision sends them.
 //
 // The functions check nothing: their callers have compared the length of the datagram before.
-#ifndef OX3D_VIRTUAL_CAMERA_GIGE_WIRE_H
-#define OX3D_VIRTUAL_CAMERA_GIGE_WIRE_H
+#ifndef OX3D_GIGEVISION_WIRE_H
+#define OX3D_GIGEVISION_WIRE_H
 
 #include <cstdint>
 #include <span>
@@ -13,22 +13,16 @@ namespace ox3d::gige {
 using Bytes = std::vector<uint8_t>;
 using ByteView = std::span<const uint8_t>;
 
-// First octet of the address in bits 24-31.
-struct Endpoint {
-    uint32_t m_ip = 0;
-    uint16_t m_port = 0;
-
-    bool operator==(const Endpoint&) const = default;
-};
-
-constexpr uint32_t kBroadcastIp = 0xFFFFFFFF;
-
 inline uint16_t Get16(const uint8_t* at) {
     return static_cast<uint16_t>(at[0] << 8 | at[1]);
 }
 
 inline uint32_t Get32(const uint8_t* at) {
     return uint32_t{Get16(at)} << 16 | Get16(at + 2);
+}
+
+inline uint64_t Get64(const uint8_t* at) {
+    return uint64_t{Get32(at)} << 32 | Get32(at + 4);
 }
 
 inline void Put16(uint8_t* at, uint32_t value) {

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/Ipv4.h"
 #include "virtual-camera/TextParse.h"
 
 namespace ox3d {
@@ -47,6 +48,12 @@ bool ReadColumns(std::string_view value, uint32_t* out) {
 
 bool ReadRows(std::string_view value, uint32_t* out) {
     return ReadSize(value, 480, 3000, out);
+}
+
+bool ReadIp(std::string_view value, uint32_t* out) {
+    const auto ip = ParseIpv4(value, EOctetForm::AnyDigits);
+    *out = ip.value_or(*out);
+    return ip.has_value();
 }
 
 bool ReadWord(std::string_view value, std::string_view no, std::string_view yes, bool* out) {
@@ -102,12 +109,12 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) { return ReadName(v, 32, &c->m_deviceVersion); }},
     {"mac", "six bytes such as 02:00:00:00:00:01",
      [](std::string_view v, CameraConfig* c) { return ParseMac(v, &c->m_mac); }},
-    {"ip", "an IPv4 address", [](std::string_view v, CameraConfig* c) { return ParseIp(v, &c->m_ip); }},
-    {"mask", "an IPv4 mask", [](std::string_view v, CameraConfig* c) { return ParseIp(v, &c->m_mask); }},
+    {"ip", "an IPv4 address", [](std::string_view v, CameraConfig* c) { return ReadIp(v, &c->m_ip); }},
+    {"mask", "an IPv4 mask", [](std::string_view v, CameraConfig* c) { return ReadIp(v, &c->m_mask); }},
     {"gateway", "an IPv4 address",
-     [](std::string_view v, CameraConfig* c) { return ParseIp(v, &c->m_gateway); }},
+     [](std::string_view v, CameraConfig* c) { return ReadIp(v, &c->m_gateway); }},
     {"host_ip", "an IPv4 address",
-     [](std::string_view v, CameraConfig* c) { return ParseIp(v, &c->m_hostIp); }},
+     [](std::string_view v, CameraConfig* c) { return ReadIp(v, &c->m_hostIp); }},
     {"width", kColumnsExpected,
      [](std::string_view v, CameraConfig* c) { return ReadColumns(v, &c->m_source.m_depthWidth); }},
     {"height", kRowsExpected,

@@ -6,15 +6,12 @@
 #include <cstdio>
 #include <thread>
 
+#include "gigevision/Registers.h"
 #include "virtual-camera/GenicamXml.h"
 
 namespace ox3d {
 namespace {
 
-constexpr uint32_t kGevVersion = 0x0000;
-constexpr uint32_t kGevDeviceMode = 0x0004;
-constexpr uint32_t kGevSupportedIpConfig = 0x0010;
-constexpr uint32_t kGevFirstUrl = 0x0200;
 constexpr uint32_t kGevUrlBytes = 512;
 constexpr uint32_t kU3vManifestAddress = 0x01D0;
 constexpr uint32_t kU3vManifest = 0x0800;
@@ -28,13 +25,10 @@ struct FixedWord {
 // one message and one stream channel. The control channel knows user name, serial number, events with data,
 // resend, memory writes and several registers a command.
 constexpr FixedWord kGevWords[] = {
-    {kGevVersion, 0x00010002},
-    {kGevDeviceMode, 0x80000001},
-    {kGevSupportedIpConfig, 7},
-    {0x0600, 1},
-    {0x0900, 1},
-    {0x0904, 1},
-    {0x0934, 0xC000001F},
+    {gige::reg::kVersion, 0x00010002},    {gige::reg::kDeviceMode, 0x80000001},
+    {gige::reg::kSupportedIpConfig, 7},   {gige::reg::kInterfaceCount, 1},
+    {gige::reg::kMessageChannelCount, 1}, {gige::reg::kStreamChannelCount, 1},
+    {gige::reg::kCapability, 0xC000001F},
 };
 
 bool IsSameSource(const FrameSourceConfig& a, const FrameSourceConfig& b) {
@@ -120,7 +114,7 @@ void CCameraModel::FillBootstrapRegisters() {
     }
     std::array<char, 64> url{};
     std::snprintf(url.data(), url.size(), "Local:ox3d_virtual.xml;%X;%zX", kXmlArea, m_xml.size());
-    m_registers.SetText(kGevFirstUrl, kGevUrlBytes, url.data());
+    m_registers.SetText(gige::reg::kFirstUrl, kGevUrlBytes, url.data());
     SetValue(EFeature::GevMACAddress, static_cast<int64_t>(m_config.m_mac));
     SetValue(EFeature::GevCurrentIPConfigurationPersistentIP, 1);
     SetValue(EFeature::GevCurrentIPAddress, m_config.m_ip);
@@ -151,7 +145,7 @@ CameraIdentity CCameraModel::Identity() const {
         identity.m_ip = static_cast<uint32_t>(Value(EFeature::GevCurrentIPAddress));
         identity.m_mask = static_cast<uint32_t>(Value(EFeature::GevCurrentSubnetMask));
         identity.m_gateway = static_cast<uint32_t>(Value(EFeature::GevCurrentDefaultGateway));
-        identity.m_ipModes = static_cast<uint32_t>(m_registers.Number(kGevSupportedIpConfig, 4));
+        identity.m_ipModes = static_cast<uint32_t>(m_registers.Number(gige::reg::kSupportedIpConfig, 4));
         identity.m_ipMode = static_cast<uint32_t>(
             m_registers.Number(m_features.Find(EFeature::GevCurrentIPConfigurationDHCP)->m_address, 4));
     }

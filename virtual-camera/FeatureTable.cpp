@@ -2,10 +2,13 @@
 //
 // Rows with an address live where the transport's own standard puts them (the bootstrap registers of
 // GigE Vision, the identification block of USB3 Vision); the others are placed in the feature area.
+#include "gigevision/Registers.h"
 #include "virtual-camera/Feature.h"
 
 namespace ox3d {
 namespace {
+
+namespace reg = gige::reg;
 
 constexpr EAccess kRo = EAccess::ReadOnly;
 constexpr EAccess kRw = EAccess::ReadWrite;
@@ -63,18 +66,24 @@ constexpr FeatureRow Row(EFeature id, const char* name, EFeatureType type, EAcce
 
 constexpr FeatureRow kRows[] = {
     // Identification, in GigE Vision's bootstrap registers and in USB3 Vision's.
-    OX3D_TEXT(DeviceVendorName, kRo, kDevice, "Name of the maker").At(0x0048, 32).On(kGigEOnly),
+    OX3D_TEXT(DeviceVendorName, kRo, kDevice, "Name of the maker")
+        .At(reg::kManufacturerName, 32)
+        .On(kGigEOnly),
     OX3D_TEXT(DeviceVendorName, kRo, kDevice, "Name of the maker").At(0x0004, 64).On(kUsbOnly),
-    OX3D_TEXT(DeviceModelName, kRo, kDevice, "Model of the camera").At(0x0068, 32).On(kGigEOnly),
+    OX3D_TEXT(DeviceModelName, kRo, kDevice, "Model of the camera").At(reg::kModelName, 32).On(kGigEOnly),
     OX3D_TEXT(DeviceModelName, kRo, kDevice, "Model of the camera").At(0x0044, 64).On(kUsbOnly),
-    OX3D_TEXT(DeviceVersion, kRo, kDevice, "Version of the firmware").At(0x0088, 32).On(kGigEOnly),
+    OX3D_TEXT(DeviceVersion, kRo, kDevice, "Version of the firmware")
+        .At(reg::kDeviceVersion, 32)
+        .On(kGigEOnly),
     OX3D_TEXT(DeviceVersion, kRo, kDevice, "Version of the firmware").At(0x00C4, 64).On(kUsbOnly),
-    OX3D_TEXT(DeviceManufacturerInfo, kRo, kDevice, "Further text of the maker").At(0x00A8, 48).On(kGigEOnly),
+    OX3D_TEXT(DeviceManufacturerInfo, kRo, kDevice, "Further text of the maker")
+        .At(reg::kManufacturerInfo, 48)
+        .On(kGigEOnly),
     OX3D_TEXT(DeviceManufacturerInfo, kRo, kDevice, "Further text of the maker").At(0x0104, 64).On(kUsbOnly),
-    OX3D_TEXT(DeviceSerialNumber, kRo, kDevice, "Serial number").At(0x00D8, 16).On(kGigEOnly),
+    OX3D_TEXT(DeviceSerialNumber, kRo, kDevice, "Serial number").At(reg::kSerialNumber, 16).On(kGigEOnly),
     OX3D_TEXT(DeviceSerialNumber, kRo, kDevice, "Serial number").At(0x0144, 64).On(kUsbOnly),
     OX3D_TEXT(DeviceUserID, kRw, kDevice, "Name given by the user, kept without power")
-        .At(0x00E8, 16)
+        .At(reg::kUserDefinedName, 16)
         .On(kGigEOnly),
     OX3D_TEXT(DeviceUserID, kRw, kDevice, "Name given by the user, kept without power")
         .At(0x0184, 64)
@@ -200,68 +209,77 @@ constexpr FeatureRow kRows[] = {
     // Clients announce streaming with it. What has to stay put is locked by acquisition itself.
     OX3D_INT(TLParamsLocked, kRw, kTransport, "1 while a client streams").Range(0, 1),
     OX3D_INT(GevMACAddress, kRo, kTransport, "Hardware address")
-        .At(0x0008, 8)
+        .At(reg::kMac, 8)
         .Range(0, 0xFFFFFFFFFFFF)
         .On(kGigEOnly),
     OX3D_BOOL(GevCurrentIPConfigurationLLA, kRo, kTransport, "Link-local addresses")
-        .At(0x0014, 4)
+        .At(reg::kIpConfig, 4)
         .Field(2, 1)
         .Default(1)
         .On(kGigEOnly),
     OX3D_BOOL(GevCurrentIPConfigurationDHCP, kRw, kTransport, "Address by DHCP")
-        .At(0x0014, 4)
+        .At(reg::kIpConfig, 4)
         .Field(1, 1)
         .On(kGigEOnly),
     OX3D_BOOL(GevCurrentIPConfigurationPersistentIP, kRw, kTransport, "Persistent address")
-        .At(0x0014, 4)
+        .At(reg::kIpConfig, 4)
         .Field(0, 1)
         .On(kGigEOnly),
-    OX3D_INT(GevCurrentIPAddress, kRo, kTransport, "Address in use").At(0x0024, 4).On(kGigEOnly),
-    OX3D_INT(GevCurrentSubnetMask, kRo, kTransport, "Subnet mask in use").At(0x0034, 4).On(kGigEOnly),
-    OX3D_INT(GevCurrentDefaultGateway, kRo, kTransport, "Gateway in use").At(0x0044, 4).On(kGigEOnly),
+    OX3D_INT(GevCurrentIPAddress, kRo, kTransport, "Address in use").At(reg::kCurrentIp, 4).On(kGigEOnly),
+    OX3D_INT(GevCurrentSubnetMask, kRo, kTransport, "Subnet mask in use")
+        .At(reg::kCurrentMask, 4)
+        .On(kGigEOnly),
+    OX3D_INT(GevCurrentDefaultGateway, kRo, kTransport, "Gateway in use")
+        .At(reg::kCurrentGateway, 4)
+        .On(kGigEOnly),
     OX3D_INT(GevPersistentIPAddress, kRw, kTransport, "Address at the next start")
-        .At(0x064C, 4)
+        .At(reg::kPersistentIp, 4)
         .On(kGigEOnly),
     OX3D_INT(GevPersistentSubnetMask, kRw, kTransport, "Subnet mask at the next start")
-        .At(0x065C, 4)
+        .At(reg::kPersistentMask, 4)
         .On(kGigEOnly),
     OX3D_INT(GevPersistentDefaultGateway, kRw, kTransport, "Gateway at the next start")
-        .At(0x066C, 4)
+        .At(reg::kPersistentGateway, 4)
         .On(kGigEOnly),
     OX3D_INT(GevHeartbeatTimeout, kRw, kTransport, "Silence after which control is lost")
-        .At(0x0938, 4)
+        .At(reg::kHeartbeatTimeout, 4)
         .Range(500, 60000)
         .Default(3000)
         .Unit("ms")
         .On(kGigEOnly),
     OX3D_INT(GevTimestampTickFrequency, kRo, kTransport, "Ticks a second of the device clock")
-        .At(0x093C, 8)
+        .At(reg::kTickFrequency, 8)
         .Range(0, INT64_MAX)
         .Default(1000000000)
         .Unit("Hz")
         .On(kGigEOnly),
-    OX3D_ENUM(GevCCP, kRw, kTransport, "Control privilege").At(0x0A00, 4).Entries(kPrivileges).On(kGigEOnly),
+    OX3D_ENUM(GevCCP, kRw, kTransport, "Control privilege")
+        .At(reg::kControlPrivilege, 4)
+        .Entries(kPrivileges)
+        .On(kGigEOnly),
     OX3D_INT(GevMCPHostPort, kRw, kTransport, "Port of the message channel")
-        .At(0x0B00, 4)
+        .At(reg::kMessagePort, 4)
         .Range(0, 65535)
         .On(kGigEOnly),
-    OX3D_INT(GevMCDA, kRw, kTransport, "Address of the message channel").At(0x0B10, 4).On(kGigEOnly),
+    OX3D_INT(GevMCDA, kRw, kTransport, "Address of the message channel")
+        .At(reg::kMessageAddress, 4)
+        .On(kGigEOnly),
     OX3D_INT(GevSCPHostPort, kRw, kTransport, "Port of the stream channel")
-        .At(0x0D00, 4)
+        .At(reg::kStreamPort, 4)
         .Field(0, 16)
         .Range(0, 65535)
         .On(kGigEOnly),
     OX3D_COMMAND(GevSCPSFireTestPacket, kTransport, "Sends one test packet of the packet size")
-        .At(0x0D04, 4)
+        .At(reg::kStreamPacketSize, 4)
         .Field(31, 1)
         .On(kGigEOnly),
     OX3D_BOOL(GevSCPSDoNotFragment, kRw, kTransport, "Packets must not be fragmented")
-        .At(0x0D04, 4)
+        .At(reg::kStreamPacketSize, 4)
         .Field(30, 1)
         .Default(1)
         .On(kGigEOnly),
     OX3D_INT(GevSCPSPacketSize, kRw, kTransport, "Bytes of a stream packet with its IP header")
-        .At(0x0D04, 4)
+        .At(reg::kStreamPacketSize, 4)
         .Field(0, 16)
         .Range(576, 16384, 4)
         .Default(1500)
@@ -269,13 +287,15 @@ constexpr FeatureRow kRows[] = {
         .Locked(ELock::WhileAcquiring)
         .On(kGigEOnly),
     OX3D_INT(GevSCPD, kRw, kTransport, "Delay between packets")
-        .At(0x0D08, 4)
+        .At(reg::kStreamPacketDelay, 4)
         .Range(0, 100000000)
         .Unit("ns")
         .On(kGigEOnly),
-    OX3D_INT(GevSCDA, kRw, kTransport, "Address of the stream channel").At(0x0D18, 4).On(kGigEOnly),
+    OX3D_INT(GevSCDA, kRw, kTransport, "Address of the stream channel")
+        .At(reg::kStreamAddress, 4)
+        .On(kGigEOnly),
     OX3D_INT(GevSCSP, kRo, kTransport, "Source port of the stream channel")
-        .At(0x0D1C, 4)
+        .At(reg::kStreamSourcePort, 4)
         .Range(0, 65535)
         .On(kGigEOnly),
 };

@@ -45,22 +45,6 @@ inline bool ParseReal(std::string_view text, double min, double max, double* out
     return true;
 }
 
-// Dotted IPv4 address, first octet in bits 24-31.
-inline bool ParseIp(std::string_view text, uint32_t* out) {
-    uint32_t ip = 0;
-    for (int octet = 0; octet < 4; ++octet) {
-        const size_t end = octet < 3 ? text.find('.') : text.size();
-        uint64_t value = 0;
-        if (end == text.npos || !ParseUnsigned(text.substr(0, end), 0, 255, &value)) {
-            return false;
-        }
-        ip = (ip << 8) | static_cast<uint32_t>(value);
-        text.remove_prefix(octet < 3 ? end + 1 : end);
-    }
-    *out = ip;
-    return true;
-}
-
 // Six hexadecimal bytes with ':' between them, first byte in bits 40-47.
 inline bool ParseMac(std::string_view text, uint64_t* out) {
     uint64_t mac = 0;

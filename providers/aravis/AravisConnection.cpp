@@ -4,12 +4,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "gigevision/Registers.h"
 #include "providers/aravis/AravisStream.h"
 #include "providers/aravis/FeatureFile.h"
 #include "providers/aravis/Features.h"
-#include "providers/aravis/Gvcp.h"
 #include "providers/aravis/GvcpClient.h"
 #include "providers/aravis/Memory.h"
+#include "providers/aravis/Network.h"
 #include "providers/common/Status.h"
 
 namespace ox3d {
@@ -99,7 +100,7 @@ void CAravisConnection::Release() {
 bool CAravisConnection::HasLostControl() {
     const int code = OnDevice([](ArvDevice* device) {
         CArvError error;
-        arv_device_write_register(device, gvcp::kControlRegister, gvcp::kControlHeld, error.Out());
+        arv_device_write_register(device, gige::reg::kControlPrivilege, gige::kControlAccess, error.Out());
         return error.Code();
     });
     m_silentProbes = code == kDeviceGone ? m_silentProbes + 1 : 0; // some answer only those who hold control

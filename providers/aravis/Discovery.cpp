@@ -12,6 +12,7 @@
 #include <mutex>
 #include <set>
 
+#include "base/UdpSocket.h"
 #include "providers/aravis/Gvcp.h"
 #include "providers/aravis/Network.h"
 
@@ -20,7 +21,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint32_t kEverybody = 0xFFFFFFFF;
 constexpr std::chrono::milliseconds kAskAgain{150}; // in case a packet got lost
 constexpr std::chrono::milliseconds kQuiet{100};
 
@@ -45,11 +45,11 @@ std::vector<Way> OpenWays() {
         Way way;
         way.m_host = host;
         way.m_requestId = NextRequestId();
-        if (!way.m_direct.Open(host.m_ip, 0)) {
+        if (!way.m_direct.Open({host.m_ip, 0})) {
             continue;
         }
         way.m_direct.AllowBroadcast();
-        if (way.m_broadcast.Open(kEverybody, way.m_direct.Port())) {
+        if (way.m_broadcast.Open({kBroadcastIp, way.m_direct.Port()})) {
             way.m_broadcast.BindToInterface(host.m_name);
         }
         ways.push_back(std::move(way));
@@ -59,8 +59,8 @@ std::vector<Way> OpenWays() {
 
 void SendEverywhere(const std::vector<Way>& ways, const gvcp::Packet& packet) {
     for (const Way& way : ways) {
-        way.m_direct.Send(kEverybody, gvcp::kPort, packet);
-        way.m_direct.Send(way.m_host.m_broadcast, gvcp::kPort, packet);
+        way.m_direct.Send(packet, {kBroadcastIp, gige::kGvcpPort});
+        way.m_direct.Send(packet, {way.m_host.m_broadcast, gige::kGvcpPort});
     }
 }
 
@@ -152,8 +152,8 @@ private:
     void Ask() const {
         for (const Way& way : m_ways) {
             const gvcp::Packet packet = gvcp::DiscoveryCommand(way.m_requestId);
-            way.m_direct.Send(kEverybody, gvcp::kPort, packet);
-            way.m_direct.Send(way.m_host.m_broadcast, gvcp::kPort, packet);
+            way.m_direct.Send(packet, {kBroadcastIp, gige::kGvcpPort});
+            way.m_direct.Send(packet, {way.m_host.m_broadcast, gige::kGvcpPort});
         }
     }
 
@@ -175,12 +175,12 @@ private:
     }
 
     void Receive(const Way& way, const CUdpSocket& socket) {
-        std::array<uint8_t, gvcp::kMostPacketBytes> packet{};
-        uint32_t from = 0;
-        const size_t length = socket.Receive(packet, &from);
+        std::array<uint8_t, gvcp::kMaxPacketBytes> packet{};
+        Endpoint from;
+        const size_t length = socket.Receive(packet, &from).value_or(0);
         const auto ack = gvcp::ReadAck({packet.data(), length});
-        if (!ack || ack->m_command != gvcp::kDiscovery + 1 || ack->m_status != gvcp::kSuccess ||
-            ack->m_requestId != way.m_requestId) {
+        if (!ack || ack->m_command != gige::AckCode(gige::EGvcpCommand::Discovery) ||
+            ack->m_status != gige::EGvcpStatus::Success || ack->m_requestId != way.m_requestId) {
             return;
         }
         auto record = gvcp::ReadDiscovery(ack->m_payload);

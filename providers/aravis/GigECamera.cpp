@@ -2,6 +2,8 @@
 #include <chrono>
 #include <thread>
 
+#include "base/UdpSocket.h"
+#include "gigevision/Registers.h"
 #include "providers/aravis/AravisCamera.h"
 #include "providers/aravis/Discovery.h"
 #include "providers/aravis/Gvcp.h"
@@ -12,23 +14,21 @@
 namespace ox3d {
 namespace {
 
-constexpr uint32_t kModePersistent = 0x01;
-constexpr uint32_t kModeLinkLocal = 0x04; // always on, and the last resort
 constexpr std::chrono::seconds kLongestMove{5};
 
 // Aravis goes down with an interface that is not there: it is looked for first.
 bool IsInterfaceThere(uint32_t hostIp) {
     CUdpSocket socket;
-    return hostIp != 0 && socket.Open(hostIp, 0);
+    return hostIp != 0 && socket.Open({hostIp, 0});
 }
 
 bool IsHeld(uint32_t control) {
-    return (control & (gvcp::kControlHeld | gvcp::kControlExclusive)) != 0;
+    return (control & (gige::kControlAccess | gige::kExclusiveAccess)) != 0;
 }
 
 int OpenGigEDevice(const CameraPath& path, bool isForControl, CObject<ArvDevice>* device) {
-    const CObject<GInetAddress> host(g_inet_address_new_from_string(IpText(path.m_hostIp).c_str()));
-    const CObject<GInetAddress> camera(g_inet_address_new_from_string(IpText(path.m_cameraIp).c_str()));
+    const CObject<GInetAddress> host(g_inet_address_new_from_string(Ipv4Text(path.m_hostIp).c_str()));
+    const CObject<GInetAddress> camera(g_inet_address_new_from_string(Ipv4Text(path.m_cameraIp).c_str()));
     CArvError error;
     CObject<ArvDevice> opened(arv_gv_device_new(host.get(), camera.get(), error.Out()));
     if (opened == nullptr || error.IsSet()) {
@@ -54,7 +54,7 @@ CGvcpClient CGigECamera::Client(int tries) const {
 }
 
 EGvcpResult CGigECamera::ReadControl(uint32_t* control) {
-    const EGvcpResult result = Client().Read(gvcp::kControlRegister, control);
+    const EGvcpResult result = Client().Read(gige::reg::kControlPrivilege, control);
     if (result != EGvcpResult::Silent) {
         return result;
     }
@@ -63,17 +63,17 @@ EGvcpResult CGigECamera::ReadControl(uint32_t* control) {
         return EGvcpResult::Silent;
     }
     Update(*found);
-    return Client().Read(gvcp::kControlRegister, control);
+    return Client().Read(gige::reg::kControlPrivilege, control);
 }
 
 // Another application with exclusive access lets nobody even read the register.
 bool CGigECamera::IsAccessible(uint32_t accessMode) const {
     uint32_t control = 0;
-    const EGvcpResult result = Client().Read(gvcp::kControlRegister, &control);
+    const EGvcpResult result = Client().Read(gige::reg::kControlPrivilege, &control);
     if (!IsAccessMode(accessMode) || result != EGvcpResult::Ok) {
         return false;
     }
-    return accessMode == OX_CC_ACCESS_MONITOR ? (control & gvcp::kControlExclusive) == 0 : !IsHeld(control);
+    return accessMode == OX_CC_ACCESS_MONITOR ? (control & gige::kExclusiveAccess) == 0 : !IsHeld(control);
 }
 
 int CGigECamera::CheckFree(uint32_t accessMode) {
@@ -89,7 +89,7 @@ int CGigECamera::CheckFree(uint32_t accessMode) {
         return Code(OX_CC_E_UNKNOWN);
     }
     const bool isFree =
-        accessMode == OX_CC_ACCESS_MONITOR ? (control & gvcp::kControlExclusive) == 0 : !IsHeld(control);
+        accessMode == OX_CC_ACCESS_MONITOR ? (control & gige::kExclusiveAccess) == 0 : !IsHeld(control);
     return isFree ? kOk : Code(OX_CC_E_ACCESS_DENIED);
 }
 
@@ -145,7 +145,7 @@ void CGigECamera::SetControlTimeout(uint32_t timeoutMs) {
 // A camera whose address belongs to another subnet cannot be asked who holds it, only be found.
 int CGigECamera::CheckForNetwork() const {
     uint32_t control = 0;
-    switch (Client().Read(gvcp::kControlRegister, &control)) {
+    switch (Client().Read(gige::reg::kControlPrivilege, &control)) {
     case EGvcpResult::Ok:
         return IsHeld(control) ? Code(OX_CC_E_ACCESS_DENIED) : kOk;
     case EGvcpResult::Denied:
@@ -174,23 +174,24 @@ bool CGigECamera::WriteRegisters(const std::shared_ptr<CConnection>& connection,
         }) == kOk;
     }
     CGvcpClient client = Client();
-    if (client.Write(gvcp::kControlRegister, gvcp::kControlHeld) != EGvcpResult::Ok) {
+    if (client.Write(gige::reg::kControlPrivilege, gige::kControlAccess) != EGvcpResult::Ok) {
         return false;
     }
     bool isWritten = true;
     for (const auto& [address, value] : registers) {
         isWritten = isWritten && client.Write(address, value) == EGvcpResult::Ok;
     }
-    client.Write(gvcp::kControlRegister, 0);
+    client.Write(gige::reg::kControlPrivilege, gige::kOpenAccess);
     return isWritten;
 }
 
 bool CGigECamera::KeepAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip, uint32_t mask,
                               uint32_t gateway) const {
-    return WriteRegisters(connection, {{gvcp::kIpModeRegister, kModePersistent | kModeLinkLocal},
-                                       {gvcp::kPersistentIpRegister, ip},
-                                       {gvcp::kPersistentMaskRegister, mask},
-                                       {gvcp::kPersistentGatewayRegister, gateway}});
+    return WriteRegisters(connection,
+                          {{gige::reg::kIpConfig, gige::kIpModePersistent | gige::kIpModeLinkLocal},
+                           {gige::reg::kPersistentIp, ip},
+                           {gige::reg::kPersistentMask, mask},
+                           {gige::reg::kPersistentGateway, gateway}});
 }
 
 int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
@@ -213,7 +214,7 @@ int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_
         const std::lock_guard lock(m_settingsMutex);
         isPending = m_isStaticPending;
     }
-    const bool isStatic = ((before.nIpCfgCurrent >> kIpModeShift) & kModePersistent) != 0;
+    const bool isStatic = ((before.nIpCfgCurrent >> kIpModeShift) & gige::kIpModePersistent) != 0;
     bool isKept = !isStatic && !isPending;
     isKept = isKept || KeepAddress(connection, ip, mask, gateway);
     const auto until = std::chrono::steady_clock::now() + kLongestMove;
@@ -234,14 +235,14 @@ int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_
 int CGigECamera::SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) {
     uint32_t control = 0;
     const bool isReached =
-        connection != nullptr || Client().Read(gvcp::kControlRegister, &control) == EGvcpResult::Ok;
+        connection != nullptr || Client().Read(gige::reg::kControlPrivilege, &control) == EGvcpResult::Ok;
     if (!isReached) {
         // In another subnet: the mode can be set once the address has been.
         const std::lock_guard lock(m_settingsMutex);
-        m_isStaticPending = mode == kModePersistent;
+        m_isStaticPending = mode == gige::kIpModePersistent;
         return m_isStaticPending ? kOk : kDeviceGone;
     }
-    if (!WriteRegisters(connection, {{gvcp::kIpModeRegister, mode | kModeLinkLocal}})) {
+    if (!WriteRegisters(connection, {{gige::reg::kIpConfig, mode | gige::kIpModeLinkLocal}})) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }
     const std::lock_guard lock(m_settingsMutex);

@@ -1,21 +1,25 @@
 // Gvcp.cpp - fixed layouts of the control protocol, each read after its length has been checked.
 #include "providers/aravis/Gvcp.h"
 
+#include "base/Ipv4.h"
+#include "gigevision/Registers.h"
 #include "providers/common/DeviceText.h"
 
 namespace ox3d::gvcp {
 namespace {
 
-constexpr uint8_t kCommandKey = 0x42;
+namespace reg = gige::reg;
 
-void Put16(Packet* packet, uint16_t value) {
-    packet->push_back(static_cast<uint8_t>(value >> 8));
-    packet->push_back(static_cast<uint8_t>(value));
-}
+using gige::EGvcpCommand;
+using gige::Get16;
+using gige::Get32;
+using gige::kGvcpHeaderBytes;
+using gige::Put16;
+using gige::Put32;
 
-void Put32(Packet* packet, uint32_t value) {
-    Put16(packet, static_cast<uint16_t>(value >> 16));
-    Put16(packet, static_cast<uint16_t>(value));
+Packet Command(EGvcpCommand command, uint8_t flags, uint16_t requestId, Bytes payload) {
+    return gige::GvcpDatagram(uint32_t{gige::kCommandKey} << 8 | flags, static_cast<uint16_t>(command),
+                              requestId, payload);
 }
 
 // A text of a description: up to the field's length, ending at its first NUL.
@@ -27,104 +31,73 @@ void TakeText(char (&field)[N], Bytes bytes, size_t offset) {
 
 } // namespace
 
-uint16_t Read16(Bytes bytes, size_t offset) {
-    return static_cast<uint16_t>((bytes[offset] << 8) | bytes[offset + 1]);
-}
-
-uint32_t Read32(Bytes bytes, size_t offset) {
-    return (static_cast<uint32_t>(Read16(bytes, offset)) << 16) | Read16(bytes, offset + 2);
-}
-
-Packet Command(uint16_t command, uint8_t flags, uint16_t requestId, Bytes payload) {
-    Packet packet{kCommandKey, flags};
-    Put16(&packet, command);
-    Put16(&packet, static_cast<uint16_t>(payload.size()));
-    Put16(&packet, requestId);
-    packet.insert(packet.end(), payload.begin(), payload.end());
-    return packet;
-}
-
 Packet ReadRegisterCommand(uint16_t requestId, uint32_t address) {
-    Packet payload;
-    Put32(&payload, address);
-    return Command(kReadRegister, kAckRequired, requestId, payload);
+    Packet payload(4);
+    Put32(payload.data(), address);
+    return Command(EGvcpCommand::ReadReg, gige::kAckRequired, requestId, payload);
 }
 
 Packet WriteRegisterCommand(uint16_t requestId, uint32_t address, uint32_t value) {
-    Packet payload;
-    Put32(&payload, address);
-    Put32(&payload, value);
-    return Command(kWriteRegister, kAckRequired, requestId, payload);
+    Packet payload(8);
+    Put32(payload.data(), address);
+    Put32(payload.data() + 4, value);
+    return Command(EGvcpCommand::WriteReg, gige::kAckRequired, requestId, payload);
 }
 
 Packet DiscoveryCommand(uint16_t requestId) {
-    return Command(kDiscovery, kAckRequired | kBroadcastAck, requestId, {});
+    return Command(EGvcpCommand::Discovery, gige::kAckRequired | gige::kBroadcastAck, requestId, {});
 }
 
 Packet ForceIpCommand(uint16_t requestId, uint64_t mac, uint32_t ip, uint32_t mask, uint32_t gateway) {
-    constexpr size_t kPayloadBytes = 56;
-    constexpr size_t kIpAt = 20;
-    constexpr size_t kMaskAt = 36;
-    constexpr size_t kGatewayAt = 52;
-    Packet payload;
-    Put16(&payload, 0);
-    Put16(&payload, static_cast<uint16_t>(mac >> 32));
-    Put32(&payload, static_cast<uint32_t>(mac));
-    payload.resize(kIpAt);
-    Put32(&payload, ip);
-    payload.resize(kMaskAt);
-    Put32(&payload, mask);
-    payload.resize(kGatewayAt);
-    Put32(&payload, gateway);
-    payload.resize(kPayloadBytes);
-    return Command(kForceIp, kAckRequired, requestId, payload);
+    namespace force_ip = gige::force_ip;
+    Packet payload(force_ip::kBytes);
+    Put16(payload.data() + force_ip::kMac, static_cast<uint32_t>(mac >> 32));
+    Put32(payload.data() + force_ip::kMac + 2, static_cast<uint32_t>(mac));
+    Put32(payload.data() + force_ip::kIp, ip);
+    Put32(payload.data() + force_ip::kMask, mask);
+    Put32(payload.data() + force_ip::kGateway, gateway);
+    return Command(EGvcpCommand::ForceIp, gige::kAckRequired, requestId, payload);
 }
 
-Packet Acknowledge(uint16_t command, uint16_t requestId) {
-    Packet packet;
-    Put16(&packet, kSuccess);
-    Put16(&packet, static_cast<uint16_t>(command + 1));
-    Put16(&packet, 0);
-    Put16(&packet, requestId);
-    return packet;
+Packet Acknowledge(EGvcpCommand command, uint16_t requestId) {
+    return gige::GvcpDatagram(static_cast<uint16_t>(gige::EGvcpStatus::Success), gige::AckCode(command),
+                              requestId, {});
 }
 
 std::optional<Ack> ReadAck(Bytes packet) {
-    if (packet.size() < kHeaderBytes) {
+    if (packet.size() < kGvcpHeaderBytes) {
         return std::nullopt;
     }
-    const size_t lengthBytes = Read16(packet, 4);
-    if (lengthBytes > packet.size() - kHeaderBytes) {
+    const size_t lengthBytes = Get16(packet.data() + 4);
+    if (lengthBytes > packet.size() - kGvcpHeaderBytes) {
         return std::nullopt;
     }
-    return Ack{Read16(packet, 0), Read16(packet, 2), Read16(packet, 6),
-               packet.subspan(kHeaderBytes, lengthBytes)};
+    return Ack{static_cast<gige::EGvcpStatus>(Get16(packet.data())), Get16(packet.data() + 2),
+               Get16(packet.data() + 6), packet.subspan(kGvcpHeaderBytes, lengthBytes)};
 }
 
 std::optional<OX_CC_DEVICE_INFO> ReadDiscovery(Bytes payload) {
-    constexpr size_t kDescriptionBytes = 0xF8;
-    if (payload.size() < kDescriptionBytes) {
+    if (payload.size() < gige::kDiscoveryBytes) {
         return std::nullopt;
     }
     OX_CC_DEVICE_INFO record;
     std::memset(&record, 0, sizeof(record));
     record.nTLayerType = OX_CC_GIGE_DEVICE;
-    record.nMacAddrHigh = Read16(payload, 0x0A);
-    record.nMacAddrLow = Read32(payload, 0x0C);
+    record.nMacAddrHigh = Get16(payload.data() + reg::kMac + 2);
+    record.nMacAddrLow = Get32(payload.data() + reg::kMac + 4);
     OX_CC_GIGE_DEVICE_INFO& device = record.stGigEInfo;
-    device.nIpCfgOption = (Read32(payload, 0x10) & kIpModeBits) << kIpModeShift;
-    device.nIpCfgCurrent = (Read32(payload, 0x14) & kIpModeBits) << kIpModeShift;
-    device.nCurrentIp = Read32(payload, 0x24);
-    device.nCurrentSubNetMask = Read32(payload, 0x34);
-    device.nDefaultGateWay = Read32(payload, 0x44);
-    TakeText(device.chManufacturerName, payload, 0x48);
-    TakeText(device.chModelName, payload, 0x68);
-    TakeText(device.chDeviceVersion, payload, 0x88);
-    TakeText(device.chManufacturerSpecificInfo, payload, 0xA8);
-    TakeText(device.chSerialNumber, payload, 0xD8);
-    TakeText(device.chUserDefinedName, payload, 0xE8);
-    constexpr uint32_t kBroadcast = 0xFFFFFFFF;
-    if (device.nCurrentIp == kBroadcast) {
+    device.nIpCfgOption = (Get32(payload.data() + reg::kSupportedIpConfig) & kIpModeBits) << kIpModeShift;
+    device.nIpCfgCurrent = (Get32(payload.data() + reg::kIpConfig) & kIpModeBits) << kIpModeShift;
+    device.nCurrentIp = Get32(payload.data() + reg::kCurrentIp);
+    device.nCurrentSubNetMask = Get32(payload.data() + reg::kCurrentMask);
+    device.nDefaultGateWay = Get32(payload.data() + reg::kCurrentGateway);
+    TakeText(device.chManufacturerName, payload, reg::kManufacturerName);
+    TakeText(device.chModelName, payload, reg::kModelName);
+    TakeText(device.chDeviceVersion, payload, reg::kDeviceVersion);
+    TakeText(device.chManufacturerSpecificInfo, payload, reg::kManufacturerInfo);
+    TakeText(device.chSerialNumber, payload, reg::kSerialNumber);
+    TakeText(device.chUserDefinedName, payload, reg::kUserDefinedName);
+    if (device.nCurrentIp == kBroadcastIp) {
         return std::nullopt;
     }
     return record;
@@ -136,22 +109,25 @@ uint64_t MacOf(const OX_CC_DEVICE_INFO& record) {
 }
 
 std::optional<EventCommand> ReadEvents(Bytes packet) {
-    constexpr size_t kEventBytes = 16;
-    if (packet.size() < kHeaderBytes || packet[0] != kCommandKey) {
+    if (packet.size() < kGvcpHeaderBytes || packet[0] != gige::kCommandKey) {
         return std::nullopt;
     }
-    EventCommand command{Read16(packet, 2), Read16(packet, 6), (packet[1] & kAckRequired) != 0, {}};
-    size_t left = Read16(packet, 4);
-    const bool isEvent = command.m_command == kEvent || command.m_command == kEventData;
-    if (!isEvent || left > packet.size() - kHeaderBytes) {
+    EventCommand command{static_cast<EGvcpCommand>(Get16(packet.data() + 2)),
+                         Get16(packet.data() + 6),
+                         (packet[1] & gige::kAckRequired) != 0,
+                         {}};
+    size_t left = Get16(packet.data() + 4);
+    const bool isEvent =
+        command.m_command == EGvcpCommand::Event || command.m_command == EGvcpCommand::EventData;
+    if (!isEvent || left > packet.size() - kGvcpHeaderBytes) {
         return std::nullopt;
     }
-    Bytes rest = packet.subspan(kHeaderBytes, left);
-    while (rest.size() >= kEventBytes) {
-        Event event{Read16(rest, 2), Read16(rest, 4), Read16(rest, 6), 0, {}};
-        event.m_timestamp = (static_cast<uint64_t>(Read32(rest, 8)) << 32) | Read32(rest, 12);
-        rest = rest.subspan(kEventBytes);
-        if (command.m_command == kEventData) { // one event, the rest is its data
+    Bytes rest = packet.subspan(kGvcpHeaderBytes, left);
+    while (rest.size() >= gige::kEventBytes) {
+        Event event{Get16(rest.data() + 2), Get16(rest.data() + 4), Get16(rest.data() + 6), 0, {}};
+        event.m_timestamp = gige::Get64(rest.data() + 8);
+        rest = rest.subspan(gige::kEventBytes);
+        if (command.m_command == EGvcpCommand::EventData) { // one event, the rest is its data
             event.m_data = rest;
             rest = {};
         }

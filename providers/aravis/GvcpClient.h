@@ -6,8 +6,8 @@
 #include <chrono>
 #include <cstdint>
 
+#include "base/UdpSocket.h"
 #include "providers/aravis/Gvcp.h"
-#include "providers/aravis/Network.h"
 
 namespace ox3d {
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "gigevision/Registers.h"
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/Features.h"
 #include "providers/aravis/GvcpClient.h"
@@ -114,7 +115,7 @@ bool CWatch::ProbeEthernet(CAravisConnection& connection) {
     CGvcpClient client(path.m_hostIp, path.m_cameraIp, std::min(connection.ControlTimeoutMs(), kMostProbeMs),
                        1);
     uint32_t control = 0;
-    const EGvcpResult result = client.Read(gvcp::kControlRegister, &control);
+    const EGvcpResult result = client.Read(gige::reg::kControlPrivilege, &control);
     if (result == EGvcpResult::Silent) {
         return Clock::now() - m_lastAnswer < kSilence;
     }
@@ -122,7 +123,7 @@ bool CWatch::ProbeEthernet(CAravisConnection& connection) {
     if (!connection.MayWrite()) {
         return true;
     }
-    if (result == EGvcpResult::Ok && (control & (gvcp::kControlHeld | gvcp::kControlExclusive)) == 0) {
+    if (result == EGvcpResult::Ok && (control & (gige::kControlAccess | gige::kExclusiveAccess)) == 0) {
         return false;
     }
     return !connection.HasLostControl();
@@ -145,22 +146,22 @@ bool CWatch::ProbeUsb(CAravisConnection& connection) {
 void CWatch::OpenMessageChannel(CAravisConnection& connection) {
     CUdpSocket socket;
     const uint32_t hostIp = connection.Path().m_hostIp;
-    if (!socket.Open(hostIp, 0)) {
+    if (!socket.Open({hostIp, 0})) {
         return;
     }
     const int code = connection.OnDevice([&](ArvDevice* device) {
         CArvError error;
         guint32 channels = 0;
-        arv_device_read_register(device, gvcp::kMessageChannelsRegister, &channels, error.Out());
+        arv_device_read_register(device, gige::reg::kMessageChannelCount, &channels, error.Out());
         if (error.IsSet() || channels == 0) {
             return Code(OX_CC_E_SUPPORT);
         }
         // The retries are optional; the address goes before the port, which opens the channel.
-        arv_device_write_register(device, gvcp::kMessageTimeoutRegister, kMessageTimeoutMs, error.Out());
-        arv_device_write_register(device, gvcp::kMessageRetriesRegister, kMessageRetries, error.Out());
-        arv_device_write_register(device, gvcp::kMessageAddressRegister, hostIp, error.Out());
+        arv_device_write_register(device, gige::reg::kMessageTimeout, kMessageTimeoutMs, error.Out());
+        arv_device_write_register(device, gige::reg::kMessageRetries, kMessageRetries, error.Out());
+        arv_device_write_register(device, gige::reg::kMessageAddress, hostIp, error.Out());
         if (!error.IsSet()) {
-            arv_device_write_register(device, gvcp::kMessagePortRegister, socket.Port(), error.Out());
+            arv_device_write_register(device, gige::reg::kMessagePort, socket.Port(), error.Out());
         }
         return error.Code();
     });
@@ -171,15 +172,14 @@ void CWatch::OpenMessageChannel(CAravisConnection& connection) {
 
 void CWatch::ReceiveMessage(CAravisConnection& connection) {
     std::array<uint8_t, kMostMessageBytes> packet{};
-    uint32_t from = 0;
-    uint16_t port = 0;
-    const size_t length = m_messages.Receive(packet, &from, &port);
+    Endpoint from;
+    const size_t length = m_messages.Receive(packet, &from).value_or(0);
     const auto command = gvcp::ReadEvents({packet.data(), length});
-    if (from != connection.Path().m_cameraIp || !command) {
+    if (from.m_ip != connection.Path().m_cameraIp || !command) {
         return;
     }
     if (command->m_isAckWanted) {
-        m_messages.Send(from, port, gvcp::Acknowledge(command->m_command, command->m_requestId));
+        m_messages.Send(gvcp::Acknowledge(command->m_command, command->m_requestId), from);
     }
     // Our acknowledge got lost: the event is known already.
     if (command->m_requestId == m_lastRequestId && command->m_requestId != 0) {

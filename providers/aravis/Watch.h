@@ -11,8 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "base/UdpSocket.h"
 #include "providers/aravis/Gvcp.h"
-#include "providers/aravis/Network.h"
 #include "providers/common/Worker.h"
 
 namespace ox3d {

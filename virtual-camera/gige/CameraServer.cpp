@@ -33,10 +33,10 @@ bool CCameraServer::Start(std::string* error) {
 
 // A discovery that comes in on one interface must not be answered as if the camera were behind another.
 bool CCameraServer::OpenBroadcast(std::string* error) {
-    if (!m_broadcast.Open({kBroadcastIp, kGvcpPort}, error)) {
+    if (!OpenCameraSocket({kBroadcastIp, kGvcpPort}, &m_broadcast, error)) {
         return false;
     }
-    if (!m_broadcast.BindToDevice(m_interface)) {
+    if (!m_broadcast.BindToInterface(m_interface)) {
         Say("listens for discovery on all interfaces, not on " + m_interface +
             " alone: " + std::strerror(errno));
     }
@@ -45,7 +45,7 @@ bool CCameraServer::OpenBroadcast(std::string* error) {
 
 bool CCameraServer::Move(uint32_t ip, std::string* error) {
     m_ip = ip;
-    const bool isOpen = m_unicast.Open({ip, kGvcpPort}, error);
+    const bool isOpen = OpenCameraSocket({ip, kGvcpPort}, &m_unicast, error);
     m_stream.Move(ip);
     m_messages.Move(ip);
     return isOpen;
@@ -58,7 +58,7 @@ void CCameraServer::FollowAddress() {
         return;
     }
     if (Move(ip, &error)) {
-        Say("is at " + IpText(ip) + " now");
+        Say("is at " + Ipv4Text(ip) + " now");
     } else {
         Say("can only be found by broadcast now: " + error);
     }
@@ -66,7 +66,7 @@ void CCameraServer::FollowAddress() {
 
 void CCameraServer::Run(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
-        pollfd waits[] = {{m_broadcast.Fd(), POLLIN, 0}, {m_unicast.Fd(), POLLIN, 0}};
+        pollfd waits[] = {{m_broadcast.Descriptor(), POLLIN, 0}, {m_unicast.Descriptor(), POLLIN, 0}};
         poll(waits, 2, kTickMs); // a closed socket's -1 is passed over
         try {
             m_control.Tick(std::chrono::steady_clock::now());
@@ -83,7 +83,7 @@ void CCameraServer::Run(const std::stop_token& stop) {
 }
 
 void CCameraServer::ReceiveFrom(const CUdpSocket& socket, bool isBroadcast) {
-    std::array<uint8_t, kMostGvcpBytes + 1> buffer; // one more: what is too long stays too long
+    std::array<uint8_t, kMaxGvcpBytes + 1> buffer; // one more: what is too long stays too long
     Endpoint from;
     while (socket.IsOpen()) {
         const std::optional<size_t> received = socket.Receive(buffer, &from);

@@ -7,16 +7,12 @@
 #include <chrono>
 #include <optional>
 
-#include "gigevision/Wire.h"
+#include "base/Ipv4.h"
+#include "gigevision/Registers.h"
 
 namespace ox3d::gige {
 
 using Time = std::chrono::steady_clock::time_point;
-
-// The values of the register. Exclusive keeps others from reading as well.
-constexpr uint32_t kOpenAccess = 0;
-constexpr uint32_t kExclusiveAccess = 1;
-constexpr uint32_t kControlAccess = 2;
 
 class CControlPrivilege {
 public:

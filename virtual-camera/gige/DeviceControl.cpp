@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "virtual-camera/gige/BootstrapRegisters.h"
+#include "gigevision/Gvsp.h"
+#include "gigevision/Registers.h"
 
 namespace ox3d::gige {
 namespace {
@@ -168,23 +169,25 @@ CDeviceControl::Reply CDeviceControl::Discovery(ByteView payload, const Context&
 
 // The command goes to everybody; only the camera whose hardware address it names may answer.
 CDeviceControl::Reply CDeviceControl::ForceIp(ByteView payload, const Context& context) {
-    if (payload.size() != kForceIpBytes) {
+    if (payload.size() != force_ip::kBytes) {
         return {EGvcpStatus::InvalidParameter, {}, true};
     }
-    const uint64_t mac = uint64_t{Get16(payload.data() + 2)} << 32 | Get32(payload.data() + 4);
+    const uint64_t mac =
+        uint64_t{Get16(payload.data() + force_ip::kMac)} << 32 | Get32(payload.data() + force_ip::kMac + 2);
     if (mac != m_model.Config().m_mac) {
         return {EGvcpStatus::Success, {}, true};
     }
     if (m_privilege.IsHeld() && !m_privilege.IsHolder(context.m_from)) {
         return {EGvcpStatus::AccessDenied, {}};
     }
-    const uint32_t ip = Get32(payload.data() + 20);
+    const uint32_t ip = Get32(payload.data() + force_ip::kIp);
     if (ip == 0) {
         m_model.RenewIp(); // nobody knows where an answer would come from then
         EndControl();
         return {EGvcpStatus::Success, {}, true};
     }
-    const EModelStatus status = m_model.ForceIp(ip, Get32(payload.data() + 36), Get32(payload.data() + 52));
+    const EModelStatus status = m_model.ForceIp(ip, Get32(payload.data() + force_ip::kMask),
+                                                Get32(payload.data() + force_ip::kGateway));
     if (status == EModelStatus::Ok) {
         EndControl();
     }
@@ -193,19 +196,18 @@ CDeviceControl::Reply CDeviceControl::ForceIp(ByteView payload, const Context& c
 
 // Receivers ask from the port of their stream, so only the address can be compared.
 CDeviceControl::Reply CDeviceControl::PacketResend(ByteView payload, const Context& context) {
-    constexpr uint32_t kPacketMask = 0x00FFFFFF;
     const auto receiver = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCDA));
     const bool isReceiver =
         context.m_from.m_ip == receiver || m_privilege.IsHolderAddress(context.m_from.m_ip);
     if (isReceiver && payload.size() == kPacketResendBytes && Get16(payload.data()) == 0) {
-        m_ports.Resend({Get16(payload.data() + 2), Get32(payload.data() + 4) & kPacketMask,
-                        Get32(payload.data() + 8) & kPacketMask});
+        m_ports.Resend({Get16(payload.data() + 2), Get32(payload.data() + 4) & kPacketIdMask,
+                        Get32(payload.data() + 8) & kPacketIdMask});
     }
     return {EGvcpStatus::Success, {}, true}; // the packets are the answer
 }
 
 CDeviceControl::Reply CDeviceControl::ReadReg(ByteView payload, const Context& context) {
-    if (payload.empty() || payload.size() > kMostMemoryBytes + 4) {
+    if (payload.empty() || payload.size() > kMaxMemoryBytes + 4) {
         return {EGvcpStatus::InvalidParameter, {}};
     }
     Reply reply;
@@ -213,7 +215,7 @@ CDeviceControl::Reply CDeviceControl::ReadReg(ByteView payload, const Context& c
     for (size_t at = 0; at < payload.size(); at += 4) {
         const uint32_t address = Get32(payload.data() + at);
         // Whether the camera is taken may be seen by everybody, also when nothing else may.
-        const bool isAllowed = m_privilege.MayRead(context.m_from) || address == kRegControlPrivilege;
+        const bool isAllowed = m_privilege.MayRead(context.m_from) || address == reg::kControlPrivilege;
         reply.m_status =
             isAllowed ? Read(address, reply.m_payload.data() + at, 4) : EGvcpStatus::AccessDenied;
         if (reply.m_status != EGvcpStatus::Success) {
@@ -225,7 +227,7 @@ CDeviceControl::Reply CDeviceControl::ReadReg(ByteView payload, const Context& c
 }
 
 CDeviceControl::Reply CDeviceControl::WriteReg(ByteView payload, const Context& context) {
-    if (payload.empty() || payload.size() % 8 != 0 || payload.size() > kMostGvcpBytes - kGvcpHeaderBytes) {
+    if (payload.empty() || payload.size() % 8 != 0 || payload.size() > kMaxGvcpBytes - kGvcpHeaderBytes) {
         return {EGvcpStatus::InvalidParameter, {}};
     }
     EGvcpStatus status = EGvcpStatus::Success;
@@ -245,7 +247,7 @@ CDeviceControl::Reply CDeviceControl::ReadMem(ByteView payload, const Context& c
         return {EGvcpStatus::InvalidParameter, {}};
     }
     const uint32_t lengthBytes = Get16(payload.data() + 6);
-    if (lengthBytes == 0 || lengthBytes % 4 != 0 || lengthBytes > kMostMemoryBytes) {
+    if (lengthBytes == 0 || lengthBytes % 4 != 0 || lengthBytes > kMaxMemoryBytes) {
         return {EGvcpStatus::InvalidParameter, {}};
     }
     if (!m_privilege.MayRead(context.m_from)) {
@@ -262,7 +264,7 @@ CDeviceControl::Reply CDeviceControl::ReadMem(ByteView payload, const Context& c
 }
 
 CDeviceControl::Reply CDeviceControl::WriteMem(ByteView payload, const Context& context) {
-    if (payload.size() < 8 || payload.size() > kMostMemoryBytes + 4) {
+    if (payload.size() < 8 || payload.size() > kMaxMemoryBytes + 4) {
         return {EGvcpStatus::InvalidParameter, {}};
     }
     const auto lengthBytes = static_cast<uint32_t>(payload.size() - 4);
@@ -293,7 +295,7 @@ EGvcpStatus CDeviceControl::Write(uint32_t address, const uint8_t* in, uint32_t 
     if (address % 4 != 0) {
         return EGvcpStatus::BadAlignment;
     }
-    if (address == kRegControlPrivilege && lengthBytes == 4) {
+    if (address == reg::kControlPrivilege && lengthBytes == 4) {
         return WritePrivilege(Get32(in), context);
     }
     if (!m_privilege.IsHolder(context.m_from)) {
@@ -302,7 +304,7 @@ EGvcpStatus CDeviceControl::Write(uint32_t address, const uint8_t* in, uint32_t 
     if (!m_model.HasMemory(address, lengthBytes)) {
         return EGvcpStatus::InvalidAddress;
     }
-    if (Overlaps(address, lengthBytes, kRegControlPrivilege)) {
+    if (Overlaps(address, lengthBytes, reg::kControlPrivilege)) {
         return EGvcpStatus::InvalidParameter; // control is not taken in passing
     }
     const EGvcpStatus status = ToStatus(m_model.WriteMemory(address, in, lengthBytes));
@@ -316,12 +318,13 @@ void CDeviceControl::AfterWrite(uint32_t address, uint32_t lengthBytes, const ui
     if (m_model.PlugCount() != m_plugCount) {
         TellRestart();
     }
-    if (Overlaps(address, lengthBytes, kRegStreamPort) || Overlaps(address, lengthBytes, kRegStreamAddress)) {
+    if (Overlaps(address, lengthBytes, reg::kStreamPort) ||
+        Overlaps(address, lengthBytes, reg::kStreamAddress)) {
         m_ports.OnChannelWritten();
     }
     // The model takes whole registers only, so this one lies in the written bytes with all of its own.
-    if (Overlaps(address, lengthBytes, kRegStreamPacketSize) &&
-        (Get32(in + (kRegStreamPacketSize - address)) & kFireTestPacket) != 0) {
+    if (Overlaps(address, lengthBytes, reg::kStreamPacketSize) &&
+        (Get32(in + (reg::kStreamPacketSize - address)) & kFireTestPacket) != 0) {
         m_ports.FireTestPacket();
     }
 }

@@ -1,24 +1,7 @@
 // GvcpPacket.cpp - headers of the control protocol.
 #include "virtual-camera/gige/GvcpPacket.h"
 
-#include <algorithm>
-
 namespace ox3d::gige {
-namespace {
-
-constexpr uint8_t kCommandKey = 0x42;
-
-Bytes Datagram(uint32_t first, uint32_t command, uint16_t requestId, ByteView payload) {
-    Bytes bytes(kGvcpHeaderBytes + payload.size());
-    Put16(bytes.data(), first);
-    Put16(bytes.data() + 2, command);
-    Put16(bytes.data() + 4, static_cast<uint32_t>(payload.size()));
-    Put16(bytes.data() + 6, requestId);
-    std::copy(payload.begin(), payload.end(), bytes.begin() + kGvcpHeaderBytes);
-    return bytes;
-}
-
-} // namespace
 
 EGvcpParse ParseGvcp(ByteView datagram, GvcpCommand* command) {
     if (datagram.size() < kGvcpHeaderBytes || datagram[0] != kCommandKey) {
@@ -38,11 +21,11 @@ EGvcpParse ParseGvcp(ByteView datagram, GvcpCommand* command) {
 }
 
 Bytes GvcpAck(const GvcpCommand& command, EGvcpStatus status, ByteView payload) {
-    return Datagram(static_cast<uint32_t>(status), command.m_command + 1U, command.m_requestId, payload);
+    return GvcpDatagram(static_cast<uint32_t>(status), command.m_command + 1U, command.m_requestId, payload);
 }
 
 Bytes GvcpMessage(EGvcpCommand command, uint16_t requestId, ByteView payload) {
-    return Datagram(uint32_t{kCommandKey} << 8, static_cast<uint32_t>(command), requestId, payload);
+    return GvcpDatagram(uint32_t{kCommandKey} << 8, static_cast<uint32_t>(command), requestId, payload);
 }
 
 } // namespace ox3d::gige

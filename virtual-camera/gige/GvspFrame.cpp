@@ -6,8 +6,6 @@
 namespace ox3d::gige {
 namespace {
 
-enum EFormat : uint8_t { kLeader = 1, kTrailer = 2, kData = 3 };
-
 void AppendChunk(const uint8_t* data, uint32_t lengthBytes, uint32_t id, uint32_t claimed, Bytes* payload) {
     payload->insert(payload->end(), data, data + lengthBytes);
     std::array<uint8_t, kChunkTrailerBytes> trailer{};
@@ -16,23 +14,23 @@ void AppendChunk(const uint8_t* data, uint32_t lengthBytes, uint32_t id, uint32_
     payload->insert(payload->end(), trailer.begin(), trailer.end());
 }
 
-void Head(uint16_t blockId, uint32_t packetId, uint16_t status, EFormat format, GvspPacket* packet) {
+void Head(uint16_t blockId, uint32_t packetId, uint16_t status, EGvspPacket format, GvspPacket* packet) {
     Put16(packet->m_head.data(), status);
     Put16(packet->m_head.data() + 2, blockId);
-    Put32(packet->m_head.data() + 4, uint32_t{format} << 24 | packetId);
+    Put32(packet->m_head.data() + 4, static_cast<uint32_t>(format) << 24 | packetId);
     packet->m_headBytes = kGvspHeaderBytes;
     packet->m_data = {};
 }
 
 void AddLeader(const GvspFrame& frame, GvspPacket* packet) {
     uint8_t* body = packet->m_head.data() + kGvspHeaderBytes;
-    std::fill_n(body, 36, uint8_t{0}); // offsets and paddings are 0
+    std::fill_n(body, kLeaderBytes, uint8_t{0}); // offsets and paddings are 0
     Put16(body + 2, frame.m_payloadType);
     Put64(body + 4, frame.m_timestampNs);
     Put32(body + 12, frame.m_pixelFormat);
     Put32(body + 16, frame.m_width);
     Put32(body + 20, frame.m_height);
-    packet->m_headBytes += 36;
+    packet->m_headBytes += kLeaderBytes;
 }
 
 void AddTrailer(const GvspFrame& frame, GvspPacket* packet) {
@@ -74,13 +72,13 @@ void PackGvspFrame(const CameraFrame& frame, uint32_t claimedChunkLengthBytes, G
 void MakeGvspPacket(const GvspFrame& frame, uint32_t packetId, GvspPacket* packet) {
     const uint32_t dataPackets = frame.DataPackets();
     if (packetId == 0) {
-        Head(frame.m_blockId, packetId, 0, kLeader, packet);
+        Head(frame.m_blockId, packetId, 0, EGvspPacket::Leader, packet);
         AddLeader(frame, packet);
     } else if (packetId > dataPackets) {
-        Head(frame.m_blockId, packetId, 0, kTrailer, packet);
+        Head(frame.m_blockId, packetId, 0, EGvspPacket::Trailer, packet);
         AddTrailer(frame, packet);
     } else {
-        Head(frame.m_blockId, packetId, 0, kData, packet);
+        Head(frame.m_blockId, packetId, 0, EGvspPacket::Data, packet);
         const uint64_t begin = uint64_t{packetId - 1} * frame.m_dataBytes;
         const uint64_t lengthBytes = std::min<uint64_t>(frame.m_dataBytes, frame.m_payload.size() - begin);
         packet->m_data = ByteView(frame.m_payload).subspan(begin, lengthBytes);
@@ -88,13 +86,13 @@ void MakeGvspPacket(const GvspFrame& frame, uint32_t packetId, GvspPacket* packe
 }
 
 void MakeGvspRefusal(uint16_t blockId, uint32_t packetId, uint16_t status, GvspPacket* packet) {
-    Head(blockId, packetId, status, kData, packet);
+    Head(blockId, packetId, status, EGvspPacket::Data, packet);
 }
 
 Bytes MakeGvspTestPacket(uint32_t packetSizeBytes) {
     Bytes bytes(std::max(packetSizeBytes, kPacketOverheadBytes) - kIpUdpBytes);
     GvspPacket packet;
-    Head(0, 0, 0, kData, &packet);
+    Head(0, 0, 0, EGvspPacket::Data, &packet);
     std::copy_n(packet.m_head.begin(), kGvspHeaderBytes, bytes.begin());
     return bytes;
 }

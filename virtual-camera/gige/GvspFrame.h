@@ -6,17 +6,11 @@
 #include <array>
 #include <atomic>
 
+#include "gigevision/Gvsp.h"
 #include "gigevision/Wire.h"
 #include "virtual-camera/CameraFrame.h"
 
 namespace ox3d::gige {
-
-constexpr uint32_t kGvspHeaderBytes = 8;
-constexpr uint32_t kIpUdpBytes = 28;
-constexpr uint32_t kPacketOverheadBytes = kIpUdpBytes + kGvspHeaderBytes; // of what "packet size" counts
-constexpr uint16_t kPayloadImage = 0x0001;
-constexpr uint16_t kPayloadImageWithChunks = 0x4001;
-constexpr uint32_t kChunkMainImage = 0x00000001;
 
 struct GvspFrame {
     uint16_t m_blockId = 0;
@@ -38,7 +32,7 @@ struct GvspFrame {
 
 // The head of a packet, and the part of the payload that follows it.
 struct GvspPacket {
-    std::array<uint8_t, kGvspHeaderBytes + 36> m_head{};
+    std::array<uint8_t, kGvspHeaderBytes + kLeaderBytes> m_head{};
     uint32_t m_headBytes = 0;
     ByteView m_data;
 };

@@ -8,21 +8,20 @@
 namespace ox3d::gige {
 
 Bytes EventPayload(const CameraEvent& event) {
-    constexpr uint32_t kFixedBytes = 16;
     constexpr uint32_t kNoStreamChannel = 0xFFFF;
-    Bytes payload(kFixedBytes + (event.m_data.size() + 3) / 4 * 4);
+    Bytes payload(kEventBytes + (event.m_data.size() + 3) / 4 * 4);
     Put16(payload.data() + 2, event.m_id);
     Put16(payload.data() + 4, event.m_blockId == 0 ? kNoStreamChannel : 0);
     Put16(payload.data() + 6, event.m_blockId);
     Put64(payload.data() + 8, event.m_timestampNs);
-    std::copy(event.m_data.begin(), event.m_data.end(), payload.begin() + kFixedBytes);
+    std::copy(event.m_data.begin(), event.m_data.end(), payload.begin() + kEventBytes);
     return payload;
 }
 
 void CMessageChannel::Move(uint32_t ip) {
     const std::lock_guard lock(m_mutex);
     std::string ignored; // without a socket there are no events
-    m_socket.Open({ip, 0}, &ignored);
+    OpenCameraSocket({ip, 0}, &m_socket, &ignored);
 }
 
 void CMessageChannel::SetMuted(bool isMuted) {

@@ -8,7 +8,7 @@
 
 #include "virtual-camera/CameraModel.h"
 #include "virtual-camera/gige/CameraEvent.h"
-#include "virtual-camera/gige/UdpSocket.h"
+#include "virtual-camera/gige/CameraSocket.h"
 
 namespace ox3d::gige {
 

@@ -16,7 +16,7 @@ struct SendPlan {
     std::chrono::nanoseconds m_groupInterval{0};
 };
 
-constexpr uint32_t kMostGroupPackets = 64;
+constexpr uint32_t kMaxGroupPackets = 64;
 
 // The packet delay that the application has set is kept also when the frame then takes longer than its period.
 inline SendPlan PlanSending(uint32_t packets, std::chrono::nanoseconds period,
@@ -26,7 +26,7 @@ inline SendPlan PlanSending(uint32_t packets, std::chrono::nanoseconds period,
     const std::chrono::nanoseconds interval = std::max({spread, delay, std::chrono::nanoseconds(1)});
     SendPlan plan;
     plan.m_groupPackets =
-        static_cast<uint32_t>(std::clamp<int64_t>(kGroupInterval / interval, 1, kMostGroupPackets));
+        static_cast<uint32_t>(std::clamp<int64_t>(kGroupInterval / interval, 1, kMaxGroupPackets));
     plan.m_groupInterval = interval * plan.m_groupPackets;
     return plan;
 }

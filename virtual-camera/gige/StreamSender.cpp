@@ -73,7 +73,7 @@ void CStreamSender::OnChannelWritten() {
 void CStreamSender::Move(uint32_t ip) {
     auto socket = std::make_shared<CUdpSocket>();
     std::string error;
-    if (!socket->Open({ip, 0}, &error)) {
+    if (!OpenCameraSocket({ip, 0}, socket.get(), &error)) {
         Renew(nullptr); // an address that this host does not have: found by broadcast, but without images
         return;
     }
@@ -118,7 +118,7 @@ void CStreamSender::Resend(const ResendRequest& request) {
             MakeGvspRefusal(request.m_blockId, id, static_cast<uint16_t>(EGvcpStatus::PacketRemoved),
                             &packet);
         }
-        channel.m_socket->Send(std::span(&packet, 1), channel.m_to);
+        SendPackets(*channel.m_socket, std::span(&packet, 1), channel.m_to);
     }
 }
 
@@ -206,7 +206,7 @@ void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
 }
 
 void CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
-    std::array<GvspPacket, kMostGroupPackets> packets;
+    std::array<GvspPacket, kMaxGroupPackets> packets;
     size_t filled = 0;
     for (uint32_t i = 0; i < count; ++i) {
         if (!m_dice.IsDropped()) {
@@ -217,7 +217,7 @@ void CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
         }
     }
     if (!m_isMuted) {
-        job.m_channel.m_socket->Send(std::span(packets.data(), filled), job.m_channel.m_to);
+        SendPackets(*job.m_channel.m_socket, std::span(packets.data(), filled), job.m_channel.m_to);
     }
 }
 

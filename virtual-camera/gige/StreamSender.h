@@ -8,11 +8,11 @@
 #include <condition_variable>
 #include <thread>
 
+#include "virtual-camera/gige/CameraSocket.h"
 #include "virtual-camera/gige/DeviceControl.h"
 #include "virtual-camera/gige/FramePool.h"
 #include "virtual-camera/gige/MessageChannel.h"
 #include "virtual-camera/gige/SendPlan.h"
-#include "virtual-camera/gige/UdpSocket.h"
 
 namespace ox3d::gige {
 

@@ -31,7 +31,7 @@ int Serve(const Options& options) {
             return kExitFailure;
         }
         std::printf("camera %s (%s) at %s\n", camera.m_serial.c_str(), camera.m_model.c_str(),
-                    IpText(camera.m_ip).c_str());
+                    ox3d::Ipv4Text(camera.m_ip).c_str());
     }
     std::printf("ready\n");
     std::fflush(stdout);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "base/Ipv4.h"
 #include "providers/aravis/Discovery.h"
 #include "providers/aravis/Gvcp.h"
 #include "providers/aravis/Network.h"
@@ -43,9 +44,9 @@ TEST(Gvcp, WritesCommandsToTheByte) {
     const gvcp::Packet force = gvcp::ForceIpCommand(1, 0x020304050607, 0x0A000001, 0xFF000000, 0x0A0000FE);
     ASSERT_EQ(force.size(), 8u + 56u);
     EXPECT_THAT(std::vector<uint8_t>(force.begin() + 10, force.begin() + 16), ElementsAre(2, 3, 4, 5, 6, 7));
-    EXPECT_EQ(gvcp::Read32(force, 8 + 20), 0x0A000001u);
-    EXPECT_EQ(gvcp::Read32(force, 8 + 36), 0xFF000000u);
-    EXPECT_EQ(gvcp::Read32(force, 8 + 52), 0x0A0000FEu);
+    EXPECT_EQ(gige::Get32(force.data() + 8 + 20), 0x0A000001u);
+    EXPECT_EQ(gige::Get32(force.data() + 8 + 36), 0xFF000000u);
+    EXPECT_EQ(gige::Get32(force.data() + 8 + 52), 0x0A0000FEu);
 }
 
 TEST(Gvcp, ReadsADescriptionWithFullFields) {
@@ -110,7 +111,7 @@ TEST(Network, KnowsAddressesAndMasks) {
     for (const uint32_t mask : {0u, 0xFF00FF00u, 0x00FFFFFFu}) {
         EXPECT_FALSE(IsSubnetMask(mask));
     }
-    EXPECT_EQ(IpText(0xC0A8010A), "192.168.1.10");
+    EXPECT_EQ(Ipv4Text(0xC0A8010A), "192.168.1.10");
 }
 
 TEST(Discovery, PrefersTheInterfaceOfTheCamerasOwnSubnet) {

@@ -127,7 +127,7 @@ TEST(SendPlan, spreads_packets_over_most_of_the_period_and_keeps_the_packet_dela
     for (const auto& row : table) {
         const SendPlan plan = PlanSending(row.m_packets, row.m_period, row.m_delay);
         EXPECT_GE(plan.m_groupPackets, 1U);
-        EXPECT_LE(plan.m_groupPackets, kMostGroupPackets);
+        EXPECT_LE(plan.m_groupPackets, kMaxGroupPackets);
         EXPECT_GE(plan.m_groupInterval, row.m_delay * plan.m_groupPackets);
         const auto whole = plan.m_groupInterval * row.m_packets / plan.m_groupPackets;
         if (row.m_delay.count() == 0) {

@@ -21,8 +21,7 @@ protected:
         m_messages->Move(kLocal);
         m_stream = std::make_unique<CStreamSender>(*m_camera, *m_messages);
         m_stream->Move(kLocal);
-        std::string error;
-        ASSERT_TRUE(m_receiver.Open({kLocal, 0}, &error)) << error;
+        ASSERT_TRUE(m_receiver.Open({kLocal, 0}));
         m_camera->SetCarrierValue(EFeature::GevSCDA, kLocal);
         m_camera->SetCarrierValue(EFeature::GevSCPHostPort, m_receiver.Port());
         m_stream->OnChannelWritten();
@@ -30,7 +29,7 @@ protected:
     }
     // The next datagram; empty when none comes for a long time.
     Bytes Receive() {
-        pollfd wait{m_receiver.Fd(), POLLIN, 0};
+        pollfd wait{m_receiver.Descriptor(), POLLIN, 0};
         Bytes bytes(20000);
         Endpoint from;
         if (poll(&wait, 1, 10000) <= 0) {
