@@ -1,7 +1,7 @@
 // What ox3d doctor reads from a host, and what it makes of it.
-#include "tools/ox3d/HostChecks.h"
-#include "tools/ox3d/TempFiles.h"
-#include "tools/ox3d/UdevRules.h"
+#include "tests/support/Files.h"
+#include "tools/ox3d/host/HostChecks.h"
+#include "tools/ox3d/host/UdevRules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,10 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using namespace ox3dtool;
-using ::testing::HasSubstr;
-
+namespace ox3d::tool {
 namespace {
+
+using ::testing::HasSubstr;
 
 constexpr uint32_t kHostIp = 0xC0A8010A;   // 192.168.1.10
 constexpr uint32_t kCameraIp = 0xC0A80165; // 192.168.1.101
@@ -177,7 +177,7 @@ class DoctorFiles : public ::testing::Test {
 protected:
     void Put(const std::string& file, const std::string& text) const {
         std::filesystem::create_directories((m_root.Path() / file).parent_path());
-        WriteText(m_root.Path() / file, text);
+        test::WriteFile(m_root.Path() / file, text);
     }
     HostFacts Read() const {
         std::vector<InterfaceFacts> interfaces(4);
@@ -187,7 +187,7 @@ protected:
         return ReadHostFiles(m_root.Path(), interfaces);
     }
     static constexpr const char* kNames[] = {"eth1", "wlan0", "br0", "lo"};
-    CTempFolder m_root;
+    test::CTempFolder m_root;
 };
 
 TEST_F(DoctorFiles, GiveTheFactsOfInterfacesAndLimits) {
@@ -244,3 +244,4 @@ TEST_F(DoctorFiles, AreMissedQuietlyAndRulesHideThoseOfTheSameName) {
 }
 
 } // namespace
+} // namespace ox3d::tool

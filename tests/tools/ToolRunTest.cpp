@@ -1,31 +1,26 @@
 // The built tool as a user runs it, on virtual cameras.
+#include "base/PngFile.h"
+#include "recording/RecordingLayout.h"
+#include "tests/support/Files.h"
 #include "tests/support/Process.h"
-#include "tests/tools/ReadBack.h"
-#include "tools/ox3d/TempFiles.h"
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using namespace ox3dtool;
-using ox3d::test::CProcess;
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using ::testing::Not;
-
+namespace ox3d::test {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const std::string kDesk = OX3D_DATA_DIR "/desk";
 
 class ToolRun : public ::testing::Test {
 protected:
-    struct Outcome {
-        int m_code;
-        std::string m_output;
-    };
     // On virtual cameras, where the test does not choose: without a word the tool looks for real ones.
     CProcess Start(std::vector<std::string> arguments) const {
         if (std::find(arguments.begin(), arguments.end(), "--provider") == arguments.end()) {
@@ -34,18 +29,38 @@ protected:
         arguments.insert(arguments.begin(), OX3D_TOOL);
         return {arguments, m_folder.Path().string(), m_variables};
     }
-    Outcome Run(const std::vector<std::string>& arguments) const {
+    // The output, after a run that has to end with this code.
+    std::string Run(const std::vector<std::string>& arguments, int code = 0) const {
         CProcess process = Start(arguments);
-        const int code = process.Finish();
-        return {code, process.Output()};
+        EXPECT_EQ(process.Finish(), code) << process.Output();
+        return process.Output();
     }
-    // The cameras that the virtual provider has from now on; the file is named relative to the tool's folder.
-    void UseCameras(const std::string& list) {
-        WriteText(m_folder.Path() / "cameras.ini", list);
+    // The cameras that the virtual provider has from now on, each one more section of its list. They play a recording
+    // of the scene, which takes long to render. The list is named relative to the tool's folder.
+    void UseCameras(const std::vector<std::string>& sections) {
+        std::string list;
+        for (const std::string& section : sections) {
+            list += "[camera]\nsource = recording\nrecording = " + kDesk + "\n" + section + "\n";
+        }
+        WriteFile(m_folder.File("cameras.ini"), list);
         m_variables.emplace_back("OX3D_VIRTUAL_CAMERAS=cameras.ini");
     }
-    std::string Out(const char* name) const { return (m_folder.Path() / "out" / name).string(); }
-    bool HasOut(const char* name) const { return fs::exists(Out(name)); }
+    bool HasOut(const std::string& name) const { return fs::exists(m_folder.Path() / "out" / name); }
+    static std::vector<uint16_t> ReadDepth(const fs::path& file) {
+        PngSize size;
+        std::vector<uint16_t> depth;
+        std::string error;
+        EXPECT_TRUE(ReadDepthPng(file.string(), &size, &depth, &error)) << error;
+        EXPECT_EQ(size.m_width * size.m_height, 640U * 480U);
+        return depth;
+    }
+    // The line of cloud.ply for a cloud with a point for each valid sample of depth.png.
+    std::string VertexLine() const {
+        const std::vector<uint16_t> depth = ReadDepth(m_folder.File("out/depth.png"));
+        const ptrdiff_t valid = std::count_if(depth.begin(), depth.end(), [](auto d) { return d != 0; });
+        EXPECT_GT(valid, 30000);
+        return "\nelement vertex " + std::to_string(valid) + "\n";
+    }
 
     CTempFolder m_folder;
     // Without a request the tool takes what is first in the library path.
@@ -54,81 +69,67 @@ protected:
                                                 fs::path(OX3D_VIRTUAL_PROVIDER).parent_path().string()};
 };
 
-uint64_t CountValid(const DepthImage& depth) {
-    return static_cast<uint64_t>(
-        std::count_if(depth.m_samples.begin(), depth.m_samples.end(), [](uint16_t d) { return d != 0; }));
-}
-
-TEST_F(ToolRun, ListShowsTheCameraAndLeavesNothingBehind) {
-    const Outcome run = Run({"list"});
-    EXPECT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_THAT(run.m_output, AllOf(HasSubstr("camera control: virtual"), HasSubstr("GigE"),
-                                    HasSubstr("VC00000001"), HasSubstr("yes")));
+TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
+    EXPECT_THAT(Run({"list"}), AllOf(HasSubstr("camera control: virtual"), HasSubstr("GigE"),
+                                     HasSubstr("VC00000001"), HasSubstr("yes")));
+    EXPECT_THAT(Run({"info", "--serial", "REC00000001", "--recording", kDesk}),
+                AllOf(HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
+                      HasSubstr("Calibration of the depth sensor\n  image  "),
+                      HasSubstr("Calibration of the color sensor\n  image  ")));
     EXPECT_TRUE(fs::is_empty(m_folder.Path()));
 }
 
-TEST_F(ToolRun, InfoShowsRecordFeaturesAndBothCalibrations) {
-    const Outcome run = Run({"info", "--serial", "VC00000001"});
-    EXPECT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_THAT(run.m_output, AllOf(HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
-                                    HasSubstr("Calibration of the depth sensor\n  image  "),
-                                    HasSubstr("Calibration of the color sensor\n  image  ")));
-    EXPECT_TRUE(fs::is_empty(m_folder.Path()));
-}
-
-TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrame) {
-    const Outcome run = Run({"grab", "--out", "out", "--frames", "3"});
-    ASSERT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_THAT(run.m_output,
-                AllOf(HasSubstr("3 frames, "), HasSubstr("% of depth valid"), HasSubstr("overlay.png")));
-    const DepthImage depth = ReadDepthPng(Out("depth.png"));
-    EXPECT_EQ(depth.m_width, 640U);
-    EXPECT_EQ(depth.m_height, 480U);
-    EXPECT_GT(CountValid(depth), depth.m_samples.size() / 4);
-    const PlyFile cloud = ReadPly(Out("cloud.ply"));
-    EXPECT_EQ(cloud.m_vertices, CountValid(depth));
-    EXPECT_EQ(cloud.m_body.size(), cloud.m_vertices * 15);
-    const RgbImage color = ReadRgbPng(Out("color.png"));
-    const RgbImage overlay = ReadRgbPng(Out("overlay.png"));
-    EXPECT_EQ(color.m_width, depth.m_width);
-    EXPECT_EQ(overlay.m_height, depth.m_height);
-    EXPECT_TRUE(HasOut("depth_color.png") && HasOut("cloud.png"));
-}
-
-TEST_F(ToolRun, GrabOfAllFramesGivesEachAFolder) {
-    ASSERT_EQ(Run({"grab", "--out", "out", "--frames", "2", "--all"}).m_code, 0);
-    EXPECT_TRUE(HasOut("frame_000001/depth.png") && HasOut("frame_000002/cloud.ply"));
-    EXPECT_FALSE(HasOut("frame_000003"));
+TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrameAndCountsLostOnes) {
+    UseCameras({"serial = E1\nfps = 60\nfault = drop_every 3"});
+    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "5"}),
+                AllOf(HasSubstr("5 frames, "), HasSubstr("% of depth valid"), HasSubstr("overlay.png"),
+                      Not(HasSubstr(" 0 lost"))));
+    EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")), AllOf(HasSubstr(VertexLine()), HasSubstr("red")));
+    EXPECT_TRUE(HasOut("color.png") && HasOut("overlay.png") && HasOut("depth_color.png") &&
+                HasOut("cloud.png"));
 }
 
 TEST_F(ToolRun, AUsbCameraGetsACloudWithoutColorsAndNoOverlay) {
-    UseCameras("[camera]\ntransport = usb\nserial = U1\n[camera]\nserial = E1\n");
-    const Outcome run = Run({"grab", "--out", "out", "--frames", "2", "--serial", "U1"});
-    ASSERT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_THAT(run.m_output, HasSubstr("not registered"));
-    const PlyFile cloud = ReadPly(Out("cloud.ply"));
-    EXPECT_EQ(cloud.m_vertices, CountValid(ReadDepthPng(Out("depth.png"))));
-    EXPECT_THAT(cloud.m_header, Not(Contains(HasSubstr("red"))));
+    UseCameras({"serial = E1", "transport = usb\nserial = U1"});
+    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "1", "--serial", "U1"}),
+                HasSubstr("not registered"));
+    EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")),
+                AllOf(HasSubstr(VertexLine()), Not(HasSubstr("red"))));
     EXPECT_TRUE(HasOut("color.png"));
     EXPECT_FALSE(HasOut("overlay.png"));
 }
 
-TEST_F(ToolRun, LostFramesAreCounted) {
-    UseCameras("[camera]\nserial = E1\nfps = 60\nfault = drop_every 3\n");
-    const Outcome run = Run({"grab", "--out", "out", "--frames", "5"});
-    EXPECT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_THAT(run.m_output, AllOf(HasSubstr("5 frames, "), Not(HasSubstr(" 0 lost"))));
+TEST_F(ToolRun, PlaysBackToTheBitWhatItHasRecorded) {
+    Run({"grab", "--all", "--out", "first", "--frames", "2", "--recording", kDesk});
+    Run({"grab", "--all", "--out", "out", "--frames", "3", "--recording", "first"});
+    EXPECT_EQ(ReadFile(m_folder.File("out/calibration.xml")), ReadFile(kDesk + "/calibration.xml"));
+    // Frame n, from 1 on, is the n-th of the recording, from its beginning again after the last.
+    std::string ignored;
+    for (const auto& [frameNum, file] : RecordingImages(m_folder.Path() / "first" / "depth", &ignored)) {
+        EXPECT_EQ(ReadDepth(file), ReadDepth(kDesk + "/depth/" + RecordingImageName((frameNum - 1) % 2)))
+            << file;
+    }
+    for (const char* const part : {"depth", "color"}) {
+        const auto recorded = RecordingImages(m_folder.Path() / "first" / part, &ignored);
+        const auto played = RecordingImages(m_folder.Path() / "out" / part, &ignored);
+        ASSERT_EQ(recorded.size(), 2U);
+        EXPECT_EQ(played.size(), 3U);
+        for (const auto& [frameNum, file] : played) {
+            const std::string& original = std::next(recorded.begin(), (frameNum - 1) % 2)->second;
+            EXPECT_TRUE(ReadFile(file) == ReadFile(original)) << file << " is not " << original;
+        }
+    }
+    EXPECT_THAT(Run({"grab", "--all", "--out", "out"}, 7), HasSubstr("holds a recording already"));
 }
 
 TEST_F(ToolRun, ALostCameraEndsTheGrabWithWhatHasArrived) {
-    UseCameras("[camera]\nserial = E1\nfault = unplug_after 2\n");
-    const Outcome run = Run({"grab", "--out", "out", "--frames", "30"});
-    EXPECT_EQ(run.m_code, 5) << run.m_output;
-    EXPECT_THAT(run.m_output, HasSubstr("the camera went offline"));
+    UseCameras({"serial = E1\nfault = unplug_after 2"});
+    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "30"}, 5), HasSubstr("the camera went offline"));
     EXPECT_TRUE(HasOut("cloud.ply"));
 }
 
 TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
+    UseCameras({"serial = E1"});
     for (const char* const frames : {"0", "100000"}) {
         CProcess tool = Start({"grab", "--out", "out", "--frames", frames});
         ASSERT_TRUE(tool.WaitForOutput("frames are arriving")) << tool.Output();
@@ -136,52 +137,45 @@ TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
         EXPECT_EQ(tool.Finish(), std::string(frames) == "0" ? 0 : 130) << tool.Output();
         EXPECT_THAT(tool.Output(), HasSubstr("of depth valid"));
         EXPECT_TRUE(HasOut("cloud.ply"));
-        fs::remove_all(m_folder.Path() / "out");
+        fs::remove_all(m_folder.File("out"));
     }
 }
 
 TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
-    UseCameras("[camera]\nserial = E1\nip = 10.9.8.7\ngateway = 10.9.8.1\nhost_ip = 198.51.100.10\n"
-               "[camera]\nserial = E2\nip = 198.51.100.22\nhost_ip = 198.51.100.10\n"
-               "[camera]\ntransport = usb\nserial = U1\n");
-    const Outcome shown = Run({"network"});
-    EXPECT_EQ(shown.m_code, 0) << shown.m_output;
-    EXPECT_THAT(shown.m_output, AllOf(HasSubstr("static  198.51.100.10  wrong subnet"), HasSubstr("fits"),
-                                      HasSubstr("02:00:00:00:00:01  10.9.8.7"), Not(HasSubstr("U1"))));
-    const Outcome moved = Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"});
-    EXPECT_EQ(moved.m_code, 0) << moved.m_output;
+    UseCameras({"serial = E1\nip = 10.9.8.7\ngateway = 10.9.8.1\nhost_ip = 198.51.100.10",
+                "serial = E2\nip = 198.51.100.22\nhost_ip = 198.51.100.10", "transport = usb\nserial = U1"});
+    EXPECT_THAT(Run({"network"}), AllOf(HasSubstr("static  198.51.100.10  wrong subnet"), HasSubstr("fits"),
+                                        HasSubstr("02:00:00:00:00:01  10.9.8.7"), Not(HasSubstr("U1"))));
     EXPECT_THAT(
-        moved.m_output,
+        Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"}),
         AllOf(HasSubstr("E1 is found at 198.51.100.30 now (mask 255.255.255.0, gateway 198.51.100.10"),
               HasSubstr("198.51.100.30  255.255.255.0  198.51.100.10"), HasSubstr("fits"),
               Not(HasSubstr("wrong subnet"))));
     for (const auto& [option, mode] : {std::pair{"--dhcp", "DHCP"}, {"--link-local", "link-local"}}) {
-        const Outcome stored = Run({"network", "--serial", "E1", option});
-        EXPECT_EQ(stored.m_code, 0) << stored.m_output;
-        EXPECT_THAT(stored.m_output, AllOf(HasSubstr(std::string("E1 is set to ") + mode),
-                                           HasSubstr(std::string("10.9.8.1  ") + mode)));
+        EXPECT_THAT(Run({"network", "--serial", "E1", option}),
+                    AllOf(HasSubstr(std::string("E1 is set to ") + mode),
+                          HasSubstr(std::string("10.9.8.1  ") + mode)));
     }
-    const Outcome taken = Run({"network", "--serial", "E1", "--set-ip", "198.51.100.22"});
-    EXPECT_EQ(taken.m_code, 2);
-    EXPECT_THAT(taken.m_output, HasSubstr("is the camera E2's"));
-    EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}).m_output, HasSubstr("is a USB camera"));
+    EXPECT_THAT(Run({"network", "--serial", "E1", "--set-ip", "198.51.100.22"}, 2),
+                HasSubstr("is the camera E2's"));
+    EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}, 2), HasSubstr("is a USB camera"));
 }
 
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
-    UseCameras("[camera]\nserial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10\n");
-    const Outcome run = Run({"doctor", "--serial", "E1"});
-    EXPECT_EQ(run.m_code, 8) << run.m_output;
-    EXPECT_THAT(run.m_output, AllOf(HasSubstr("problem  camera address: E1: 10.9.8.7"),
-                                    HasSubstr("packet size: E1: 1500 bytes"), HasSubstr("receive buffer")));
-    const Outcome host = Run({"doctor", "--host-only"});
-    const bool isSound = host.m_output.find("problems: 0,") != std::string::npos;
-    EXPECT_EQ(host.m_code, isSound ? 0 : 8) << host.m_output;
-    EXPECT_THAT(host.m_output, Not(HasSubstr("E1")));
+    UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
+    EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8),
+                AllOf(HasSubstr("problem  camera address: E1: 10.9.8.7"),
+                      HasSubstr("packet size: E1: 1500 bytes"), HasSubstr("receive buffer")));
+    CProcess host = Start({"doctor", "--host-only"});
+    const int code = host.Finish();
+    const bool isSound = host.Output().find("problems: 0,") != std::string::npos;
+    EXPECT_EQ(code, isSound ? 0 : 8) << host.Output();
+    EXPECT_THAT(host.Output(), Not(HasSubstr("E1")));
 }
 
 TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
-    WriteText(m_folder.Path() / "file", "");
-    WriteText(m_folder.Path() / "libOxCameraControl.so", "no library");
+    WriteFile(m_folder.File("file"), "");
+    WriteFile(m_folder.File("libOxCameraControl.so"), "no library");
     const struct {
         std::vector<std::string> arguments;
         int code;
@@ -191,8 +185,7 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"grab"}, 2, "--out is required"},
         {{"grab", "--out", "out", "--frames", "-1"}, 2, "--frames"},
         {{"grab", "--out", "out", "--recording", "none"}, 2, "no such recording folder"},
-        {{"list", "--recording", ".", "--provider", "aravis"}, 2, "not by aravis"},
-        {{"list", "--provider", "none"}, 3, "no libOxCameraControl.so at none"},
+        {{"list", "--provider", "none"}, 3, "no libOxCameraControl.so at none; installed in "},
         {{"list", "--provider", "."}, 3, "0x8006000b"},
         {{"info", "--serial", "X"}, 4, "present: VC00000001"},
         {{"network", "--dhcp"}, 2, "--dhcp requires --serial"},
@@ -205,30 +198,17 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"grab", "--out", "file/out"}, 7, "cannot use the folder"},
     };
     for (const auto& row : rows) {
-        const Outcome run = Run(row.arguments);
-        EXPECT_EQ(run.m_code, row.code) << row.message << "\n" << run.m_output;
-        EXPECT_THAT(run.m_output, HasSubstr(row.message));
+        EXPECT_THAT(Run(row.arguments, row.code), HasSubstr(row.message));
     }
 }
 
-TEST_F(ToolRun, TakesAProviderByItsFileOrFolder) {
+TEST_F(ToolRun, TakesAProviderByItsFileOrFolderAndNamesThoseInstalled) {
     const fs::path file = OX3D_VIRTUAL_PROVIDER;
     for (const fs::path& path : {file, file.parent_path()}) {
-        const Outcome run = Run({"list", "--provider", path.string()});
-        EXPECT_EQ(run.m_code, 0) << run.m_output;
-        EXPECT_THAT(run.m_output, HasSubstr("camera control: given"));
+        EXPECT_THAT(Run({"list", "--provider", path.string()}), HasSubstr("camera control: given"));
     }
-}
-
-TEST_F(ToolRun, PlaysARecording) {
-    const fs::path recording = fs::path(OX3D_DATA_DIR) / "office";
-    const Outcome run = Run({"grab", "--out", "out", "--frames", "2", "--recording", recording.string()});
-    ASSERT_EQ(run.m_code, 0) << run.m_output;
-    EXPECT_EQ(ReadRgbPng(Out("color.png")).m_samples,
-              ReadRgbPng((recording / "color" / "000000.png").string()).m_samples);
-    for (const auto& entry : fs::directory_iterator(m_folder.Path())) {
-        EXPECT_EQ(entry.path().filename(), "out") << "left behind";
-    }
+    EXPECT_THAT(Run({"list", "--help"}), HasSubstr("virtual, or a path"));
 }
 
 } // namespace
+} // namespace ox3d::test

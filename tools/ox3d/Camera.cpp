@@ -8,10 +8,10 @@
 #include <cstdio>
 #include <cstring>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 namespace {
 
-constexpr uint32_t kMostCameras = 256;
+constexpr uint32_t kMaxCameras = 256;
 
 [[noreturn]] void Throw(EExitCode code, const std::string& what, uint32_t status) {
     throw CToolError(code, what + ": " + StatusText(status));
@@ -20,10 +20,10 @@ constexpr uint32_t kMostCameras = 256;
 [[noreturn]] void ThrowFromProvider(const ProviderChoice& provider, const std::string& what,
                                     uint32_t status) {
     if (status != OX3D_RGBD_E_LOAD_LIBRARY) {
-        Throw(kExitCamera, what, status);
+        Throw(EExitCode::Camera, what, status);
     }
     const std::string reason = WhyNotLoadable(provider);
-    throw CToolError(kExitProvider,
+    throw CToolError(EExitCode::Provider,
                      what + ": " + StatusText(status) + (reason.empty() ? "" : "\n  " + reason));
 }
 
@@ -67,20 +67,20 @@ bool IsFree(const DeviceRecord& record) {
 }
 
 std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider) {
-    std::vector<DeviceRecord> cameras(kMostCameras);
+    std::vector<DeviceRecord> cameras(kMaxCameras);
     uint32_t count = 0;
     const uint32_t status =
-        OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, cameras.data(), kMostCameras, &count);
+        OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, cameras.data(), kMaxCameras, &count);
     if (status != OX3D_RGBD_OK) {
         ThrowFromProvider(provider, "cannot look for cameras", status);
     }
-    cameras.resize(std::min(count, kMostCameras));
+    cameras.resize(std::min(count, kMaxCameras));
     return cameras;
 }
 
 const DeviceRecord& PickCamera(const std::vector<DeviceRecord>& cameras, const std::string& serial) {
     if (cameras.empty()) {
-        throw CToolError(kExitNoCamera, "no camera found");
+        throw CToolError(EExitCode::NoCamera, "no camera found");
     }
     if (serial.empty()) {
         return cameras.front();
@@ -93,7 +93,7 @@ const DeviceRecord& PickCamera(const std::vector<DeviceRecord>& cameras, const s
         present += ' ';
         present += TextOf(camera.chSerialNumber);
     }
-    throw CToolError(kExitNoCamera, "no camera with serial number " + serial + "; present:" + present);
+    throw CToolError(EExitCode::NoCamera, "no camera with serial number " + serial + "; present:" + present);
 }
 
 CCamera::CCamera(const ProviderChoice& provider, const DeviceRecord& record) : m_record(record) {
@@ -116,7 +116,7 @@ void CCamera::OnException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
 
 void CCamera::Start() {
     if (const uint32_t status = OX3D_RGBD_Start(m_handle); status != OX3D_RGBD_OK) {
-        Throw(kExitCamera, "cannot start the camera", status);
+        Throw(EExitCode::Camera, "cannot start the camera", status);
     }
 }
 
@@ -131,13 +131,20 @@ void CCamera::Close() {
     }
 }
 
-void CCamera::SwitchOn(const char* key) {
+void CCamera::Switch(const char* key, bool isOn) {
     OX3D_RGBD_PARAM param{};
     param.enParamType = OX3D_RGBD_PARAM_INT;
-    param.stIntParam.nCurValue = 1;
+    param.stIntParam.nCurValue = isOn ? 1 : 0;
     if (const uint32_t status = OX3D_RGBD_SetParam(m_handle, key, &param); status != OX3D_RGBD_OK) {
-        Throw(kExitCamera, std::string("cannot switch ") + key + " on", status);
+        Throw(EExitCode::Camera, std::string("cannot switch ") + key + (isOn ? " on" : " off"), status);
     }
+}
+
+uint32_t CCamera::SaveCalibration(const std::string& file) const {
+    OX3D_RGBD_FILE_ACCESS access{};
+    access.pUserFileName = file.c_str();
+    access.pDevFileName = "RGBDSensorCali";
+    return OX3D_RGBD_FileAccessRead(m_handle, &access);
 }
 
 std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) const {
@@ -148,4 +155,4 @@ std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) con
     return calib;
 }
 
-} // namespace ox3dtool
+} // namespace ox3d::tool

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
 using DeviceRecord = OX3D_RGBD_DEVICE_INFO;
 
@@ -56,7 +56,9 @@ public:
     void Start(); // throws CToolError
     void Stop();
     void Close();
-    void SwitchOn(const char* key); // one of OX3D_RGBD_KEY_*; throws CToolError
+    void Switch(const char* key, bool isOn); // one of OX3D_RGBD_KEY_*; throws CToolError
+    // Copies the file of the camera's calibration. Returns a status.
+    uint32_t SaveCalibration(const std::string& file) const;
     std::optional<OX3D_RGBD_CALIB_INFO> Calibration(uint32_t calibType) const;
 
 private:
@@ -67,6 +69,6 @@ private:
     std::atomic<bool> m_isLost{false};
 };
 
-} // namespace ox3dtool
+} // namespace ox3d::tool
 
 #endif

@@ -5,19 +5,19 @@
 #include <stdexcept>
 #include <string>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
-enum EExitCode {
-    kExitOk = 0,
-    kExitFailure = 1,      // something inside the tool
-    kExitUsage = 2,        // the command line
-    kExitProvider = 3,     // no camera-control library
-    kExitNoCamera = 4,     // no camera, or not the one asked for
-    kExitCamera = 5,       // the camera refused or was lost
-    kExitNoFrame = 6,      // no frame came
-    kExitFile = 7,         // a file or folder could not be written
-    kExitHost = 8,         // ox3d doctor found a problem
-    kExitInterrupted = 130 // Ctrl-C, as shells number it
+enum class EExitCode {
+    Ok = 0,
+    Failure = 1,      // something inside the tool
+    Usage = 2,        // the command line
+    Provider = 3,     // no camera-control library
+    NoCamera = 4,     // no camera, or not the one asked for
+    Camera = 5,       // the camera refused or was lost
+    NoFrame = 6,      // no frame came
+    File = 7,         // a file or folder could not be written
+    Host = 8,         // ox3d doctor found a problem
+    Interrupted = 130 // Ctrl-C, as shells number it
 };
 
 class CToolError : public std::runtime_error {
@@ -29,6 +29,6 @@ private:
     EExitCode m_code;
 };
 
-} // namespace ox3dtool
+} // namespace ox3d::tool
 
 #endif

@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 namespace {
 
 volatile std::sig_atomic_t g_interrupted = 0;
@@ -30,4 +30,4 @@ bool IsInterrupted() {
     return g_interrupted != 0;
 }
 
-} // namespace ox3dtool
+} // namespace ox3d::tool

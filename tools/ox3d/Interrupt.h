@@ -2,12 +2,12 @@
 #ifndef OX3D_TOOL_INTERRUPT_H
 #define OX3D_TOOL_INTERRUPT_H
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
 // From now on SIGINT, SIGTERM and SIGHUP only set the flag; SIGPIPE is ignored.
 void InstallInterruptHandler();
 bool IsInterrupted();
 
-} // namespace ox3dtool
+} // namespace ox3d::tool
 
 #endif

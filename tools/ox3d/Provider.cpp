@@ -3,6 +3,7 @@
 
 #include "tools/ox3d/ExitCode.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -10,8 +11,9 @@
 #include <sstream>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 namespace {
 
 namespace fs = std::filesystem;
@@ -32,7 +34,7 @@ bool HasProvider(const fs::path& folder) {
 }
 
 [[noreturn]] void ThrowMissing(const std::string& what) {
-    throw CToolError(kExitProvider, "no camera-control library: " + what);
+    throw CToolError(EExitCode::Provider, "no camera-control library: " + what);
 }
 
 ProviderChoice ChooseDefault(const fs::path& installed, const std::string& libraryPath) {
@@ -44,12 +46,11 @@ ProviderChoice ChooseDefault(const fs::path& installed, const std::string& libra
             return {isOurs ? path.filename().string() : "from LD_LIBRARY_PATH", path};
         }
     }
-    for (const char* const name : {"aravis", "virtual"}) {
-        if (HasProvider(installed / name)) {
-            return {name, installed / name};
-        }
+    const std::vector<std::string> names = ProvidersIn(installed);
+    if (names.empty()) {
+        ThrowMissing("none installed in " + installed.string() + " and none in LD_LIBRARY_PATH");
     }
-    ThrowMissing("none installed in " + installed.string() + " and none in LD_LIBRARY_PATH");
+    return {names.front(), installed / names.front()};
 }
 
 // What the dynamic linker would take apart or expand cannot be the name of a folder in its path.
@@ -59,26 +60,36 @@ void CheckUsableInPath(const fs::path& folder) {
     }
 }
 
+// Empty where it cannot be told: then nothing installed is found, and starting again fails with its reason.
 fs::path OwnFile() {
-    std::error_code failure;
-    fs::path self = fs::read_symlink("/proc/self/exe", failure);
-    if (failure) {
-        throw CToolError(kExitFailure, "cannot find the tool's own folder: " + failure.message());
-    }
-    return self;
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored);
 }
 
 } // namespace
+
+std::vector<std::string> ProvidersIn(const fs::path& installed) {
+    std::vector<std::string> names;
+    std::error_code failure;
+    for (fs::directory_iterator entry(installed, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        if (HasProvider(entry->path())) {
+            names.push_back(entry->path().filename().string());
+        }
+    }
+    std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+        return std::pair(a == kPlayer, a) < std::pair(b == kPlayer, b);
+    });
+    return names;
+}
 
 ProviderChoice ChooseProvider(const std::string& request, const fs::path& installed,
                               const std::string& libraryPath) {
     if (request.empty()) {
         return ChooseDefault(installed, libraryPath);
     }
-    if (request == "virtual" || request == "aravis") {
-        if (!HasProvider(installed / request)) {
-            ThrowMissing("the provider \"" + request + "\" is not installed in " + installed.string());
-        }
+    const std::vector<std::string> names = ProvidersIn(installed);
+    if (std::find(names.begin(), names.end(), request) != names.end()) {
         return {request, installed / request};
     }
     fs::path folder = fs::absolute(request).lexically_normal();
@@ -86,14 +97,19 @@ ProviderChoice ChooseProvider(const std::string& request, const fs::path& instal
         folder = folder.parent_path();
     }
     if (!HasProvider(folder)) {
-        ThrowMissing("no " + std::string(kLibrary) + " at " + request);
+        std::string known;
+        for (const std::string& name : names) {
+            known += ' ' + name;
+        }
+        ThrowMissing("no " + std::string(kLibrary) + " at " + request + "; installed in " +
+                     installed.string() + ":" + (known.empty() ? " none" : known));
     }
     CheckUsableInPath(folder);
     return {"given", folder};
 }
 
-fs::path InstalledProviders() {
-    return OwnFile().parent_path().parent_path() / "lib" / "ox3drgbd";
+fs::path ProvidersFolder() {
+    return (OwnFile().parent_path() / OX3D_PROVIDERS_FROM_TOOL).lexically_normal();
 }
 
 std::string PathWithFirst(const fs::path& folder, const std::string& libraryPath) {
@@ -108,13 +124,13 @@ void EnterProvider(const ProviderChoice& choice, char** argv) {
     }
     const std::string self = std::to_string(getpid());
     if (Variable(kGuardVariable) == self) {
-        throw CToolError(kExitProvider, "the system does not accept LD_LIBRARY_PATH for this program");
+        throw CToolError(EExitCode::Provider, "the system does not accept LD_LIBRARY_PATH for this program");
     }
     CheckUsableInPath(choice.m_folder);
     setenv(kGuardVariable, self.c_str(), 1);
     setenv(kPathVariable, PathWithFirst(choice.m_folder, path).c_str(), 1);
     execv(OwnFile().c_str(), argv);
-    throw CToolError(kExitProvider, std::string("cannot start again: ") + std::strerror(errno));
+    throw CToolError(EExitCode::Provider, std::string("cannot start again: ") + std::strerror(errno));
 }
 
 std::string WhyNotLoadable(const ProviderChoice& choice) {
@@ -126,4 +142,4 @@ std::string WhyNotLoadable(const ProviderChoice& choice) {
     return reason == nullptr ? "unknown reason" : reason;
 }
 
-} // namespace ox3dtool
+} // namespace ox3d::tool

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 namespace {
 
 const char* Meaning(uint32_t status) {
@@ -45,4 +45,4 @@ std::string StatusText(uint32_t status) {
     return std::string(Meaning(status)) + code;
 }
 
-} // namespace ox3dtool
+} // namespace ox3d::tool

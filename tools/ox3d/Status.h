@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <string>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
 // For example "no data in time (0x80060006)".
 std::string StatusText(uint32_t status);
 
-} // namespace ox3dtool
+} // namespace ox3d::tool
 
 #endif

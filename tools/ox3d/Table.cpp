@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
 std::string TableText(const std::vector<TableRow>& rows) {
     std::vector<size_t> widths(rows.empty() ? 0 : rows.front().size());
@@ -24,4 +24,4 @@ std::string TableText(const std::vector<TableRow>& rows) {
     return text;
 }
 
-} // namespace ox3dtool
+} // namespace ox3d::tool

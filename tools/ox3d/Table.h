@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-namespace ox3dtool {
+namespace ox3d::tool {
 
 using TableRow = std::vector<std::string>;
 
 // One line a row; every row has as many cells as the first.
 std::string TableText(const std::vector<TableRow>& rows);
 
-} // namespace ox3dtool
+} // namespace ox3d::tool
 
 #endif

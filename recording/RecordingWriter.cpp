@@ -1,0 +1,48 @@
+// RecordingWriter.cpp - see RecordingWriter.h.
+#include "recording/RecordingWriter.h"
+
+#include "recording/RecordingLayout.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace ox3d {
+
+namespace fs = std::filesystem;
+
+bool CRecordingWriter::Begin(std::string* error) const {
+    for (const char* const part : {kRecordingDepth, kRecordingColor}) {
+        const fs::path folder = m_folder / part;
+        std::error_code failure;
+        fs::create_directories(folder, failure);
+        if (failure) {
+            *error = "cannot make the folder " + folder.string() + ": " + failure.message();
+            return false;
+        }
+        std::string ignored;
+        if (!RecordingImages(folder, &ignored).empty()) {
+            *error = m_folder.string() + " holds a recording already; record into another folder";
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CRecordingWriter::Add(uint32_t frameNum, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
+                           const uint8_t* rgb, std::string* error) {
+    const uint64_t number = std::max<uint64_t>(frameNum, m_nextNumber);
+    const std::string name = RecordingImageName(number);
+    if (!WriteDepthPng((m_folder / kRecordingDepth / name).string(), depthSize, depth, error) ||
+        (rgb != nullptr &&
+         !WriteColorPng((m_folder / kRecordingColor / name).string(), colorSize, rgb, error))) {
+        return false;
+    }
+    m_nextNumber = number + 1;
+    return true;
+}
+
+std::string CRecordingWriter::CalibrationFile() const {
+    return (m_folder / kRecordingCalibration).string();
+}
+
+} // namespace ox3d

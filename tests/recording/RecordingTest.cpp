@@ -1,0 +1,196 @@
+// What the writer writes the reader reads, and what is damaged or hostile costs no more than its frame.
+#include "recording/RecordingReader.h"
+#include "recording/RecordingWriter.h"
+#include "tests/support/Files.h"
+
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+namespace ox3d {
+namespace {
+
+namespace fs = std::filesystem;
+using test::WriteFile;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class Recording : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_writer = CRecordingWriter(m_folder.Path());
+        ASSERT_TRUE(m_writer.Begin(&m_error)) << m_error;
+        WriteFile(m_writer.CalibrationFile(), "<SensorCali/>\n");
+    }
+    // A depth image of one value, and a color image of one color where one is given.
+    void Add(uint32_t number, uint16_t depth, PngSize size = {320, 240}, const std::vector<uint8_t>& rgb = {},
+             PngSize colorSize = {4, 2}) {
+        const std::vector<uint16_t> samples(size_t{size.m_width} * size.m_height, depth);
+        std::vector<uint8_t> pixels;
+        for (uint32_t i = 0; i < colorSize.m_width * colorSize.m_height; ++i) {
+            pixels.insert(pixels.end(), rgb.begin(), rgb.end());
+        }
+        ASSERT_TRUE(m_writer.Add(number, size, samples.data(), colorSize,
+                                 rgb.empty() ? nullptr : pixels.data(), &m_error))
+            << m_error;
+    }
+    // By another writer than the project's own, which adds gamma information that must change nothing.
+    void AddForeign(const char* name, uint32_t format, const void* pixels) {
+        png_image image = {};
+        image.version = PNG_IMAGE_VERSION;
+        image.width = 2;
+        image.height = 1;
+        image.format = format;
+        ASSERT_NE(png_image_write_to_file(&image, m_folder.File(name).c_str(), 0, pixels, 0, nullptr), 0);
+    }
+    // The first sample of each frame that can be read.
+    std::vector<uint16_t> Read() {
+        ::testing::internal::CaptureStderr();
+        m_reader = CRecordingReader::Open(m_folder.Path().string(), &m_error);
+        std::vector<uint16_t> values;
+        std::vector<uint16_t> samples;
+        for (size_t i = 0; m_reader != nullptr && i < m_reader->FrameCount(); ++i) {
+            if (m_reader->ReadDepth(i, &samples)) {
+                EXPECT_THAT(samples, Each(samples.at(0)));
+                values.push_back(samples[0]);
+            }
+        }
+        m_messages = ::testing::internal::GetCapturedStderr();
+        return values;
+    }
+    std::vector<uint8_t> ColorOf(size_t frame) {
+        std::vector<uint8_t> planes;
+        return m_reader->ReadColor(frame, &planes) ? planes : std::vector<uint8_t>();
+    }
+    void Cut(const char* name) const {
+        fs::resize_file(m_folder.File(name), fs::file_size(m_folder.File(name)) - 40);
+    }
+
+    test::CTempFolder m_folder;
+    CRecordingWriter m_writer{m_folder.Path()};
+    std::unique_ptr<CRecordingReader> m_reader;
+    std::string m_error;
+    std::string m_messages;
+};
+
+TEST_F(Recording, IsReadAsItWasWrittenUnderTheCamerasFrameNumbers) {
+    Add(7, 0x1234, {32, 24}, {200, 100, 50});
+    Add(9, 65535, {32, 24});
+    Add(9, 1, {32, 24}); // a camera that does not count
+    Add(2, 2, {32, 24}); // or begins again
+    EXPECT_THAT(Read(), ElementsAre(0x1234, 65535, 1, 2));
+    EXPECT_THAT(ColorOf(0), ElementsAre(200, 200, 200, 200, 200, 200, 200, 200, 100, 100, 100, 100, 100, 100,
+                                        100, 100, 50, 50, 50, 50, 50, 50, 50, 50));
+    EXPECT_TRUE(ColorOf(1).empty());
+    EXPECT_EQ(m_reader->DepthSize().m_width, 32U);
+    EXPECT_EQ(m_reader->ColorSize().m_height, 2U);
+    EXPECT_EQ(m_reader->CalibrationXml(), "<SensorCali/>\n");
+    for (const char* const name :
+         {"depth/000007.png", "depth/000009.png", "depth/000010.png", "depth/000011.png"}) {
+        EXPECT_TRUE(fs::exists(m_folder.File(name))) << name;
+    }
+}
+
+TEST_F(Recording, IsNotWrittenOverAnotherOneNorWhereThereIsNoRoom) {
+    Add(1, 1000);
+    EXPECT_FALSE(m_writer.Begin(&m_error));
+    EXPECT_THAT(m_error, HasSubstr("holds a recording already"));
+    fs::remove_all(m_folder.File("depth"));
+    EXPECT_FALSE(m_writer.Add(2, {1, 1}, std::vector<uint16_t>{1}.data(), {}, nullptr, &m_error));
+    EXPECT_FALSE(CRecordingWriter("/proc/none").Begin(&m_error));
+}
+
+TEST_F(Recording, OfOtherWritersIsReadInTheOrderOfItsNumbers) {
+    const uint16_t depth[][2] = {{65000, 65000}, {1010, 1010}, {1100, 1100}, {1, 1}};
+    AddForeign("depth/9.png", PNG_FORMAT_LINEAR_Y, depth[0]);
+    AddForeign("depth/000010.png", PNG_FORMAT_LINEAR_Y, depth[1]);
+    AddForeign("depth/000100.png", PNG_FORMAT_LINEAR_Y, depth[2]);
+    AddForeign("depth/notes.png", PNG_FORMAT_LINEAR_Y, depth[3]);
+    const uint8_t grey[] = {10, 240};
+    const uint8_t transparent[] = {10, 20, 30, 128, 40, 50, 60, 0};
+    AddForeign("color/000009.png", PNG_FORMAT_GRAY, grey);
+    AddForeign("color/100.png", PNG_FORMAT_RGBA, transparent);
+    AddForeign("color/7.png", PNG_FORMAT_GRAY, grey); // belongs to no depth image
+    EXPECT_THAT(Read(), ElementsAre(65000, 1010, 1100));
+    EXPECT_THAT(ColorOf(0), ElementsAre(10, 240, 10, 240, 10, 240));
+    EXPECT_TRUE(ColorOf(1).empty());
+    EXPECT_THAT(ColorOf(2), ElementsAre(10, 40, 20, 50, 30, 60));
+}
+
+TEST_F(Recording, LosesNoMoreThanItsBadFramesAndSaysWhich) {
+    Add(0, 1000, {320, 240}, {1, 2, 3}, {320, 240});
+    Add(1, 1001);
+    Add(2, 1002);
+    Add(3, 1003, {320, 241});
+    Add(4, 1004, {320, 240}, {1, 2, 3}, {321, 240});
+    WriteFile(m_folder.File("depth/000005.png"), "no PNG");
+    Add(6, 1006, {320, 240}, {1, 2, 3}, {320, 240});
+    WriteFile(m_folder.File("color/000006.png"), "no PNG");
+    Cut("color/000000.png");
+    Cut("depth/000001.png");
+    EXPECT_THAT(Read(), ElementsAre(1000, 1002, 1006));
+    for (const char* const name :
+         {"depth/000001", "depth/000003", "color/000004", "depth/000005", "color/000006"}) {
+        EXPECT_THAT(m_messages, HasSubstr(name));
+    }
+    ::testing::internal::CaptureStderr();
+    EXPECT_TRUE(ColorOf(0).empty());
+    EXPECT_TRUE(ColorOf(0).empty());
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said.find("color/000000"), said.rfind("color/000000")) << "said once: " << said;
+}
+
+TEST_F(Recording, ThatCannotBePlayedIsRefusedWithAReason) {
+    const std::string calibration = m_writer.CalibrationFile();
+    const std::string depth = m_folder.File("depth/000001.png");
+    const struct {
+        std::function<void()> spoil;
+        const char* reason;
+    } rows[] = {
+        {[&] { fs::remove(calibration); }, "calibration.xml: no such file"},
+        {[&] { fs::remove(calibration), mkfifo(calibration.c_str(), 0600); },
+         "calibration.xml: no such file"},
+        {[&] { WriteFile(calibration, ""); }, "calibration.xml: empty"},
+        {[&] { WriteFile(calibration, std::string((1 << 20) + 1, 'x')); }, "larger than 1 MiB"},
+        {[&] { fs::remove_all(m_folder.File("depth")); }, "depth: no numbered PNG files"},
+        {[&] { fs::resize_file(depth, 60); }, "none of the files is a usable depth image"},
+        {[&] { fs::remove(depth), mkfifo(depth.c_str(), 0600); }, "none of the files"},
+        {[&] { fs::rename(m_folder.File("color/000001.png"), depth); }, "none of the files"},
+    };
+    for (const auto& row : rows) {
+        for (const auto& part : fs::directory_iterator(m_folder.Path())) {
+            fs::remove_all(part);
+        }
+        SetUp();
+        Add(1, 1000, {320, 240}, {1, 2, 3});
+        ASSERT_THAT(Read(), ElementsAre(1000)) << m_error;
+        row.spoil();
+        Read();
+        EXPECT_EQ(m_reader, nullptr) << row.reason;
+        EXPECT_THAT(m_error, HasSubstr(row.reason));
+    }
+}
+
+TEST_F(Recording, WithAnImageOfManyMegapixelsIsRefusedBeforeAnythingIsAllocated) {
+    Add(1, 0);
+    std::string file = test::ReadFile(m_folder.File("depth/000001.png"));
+    file[16 + 2] = 0x40; // width and height, big-endian: 16384 x 8192 and a little
+    file[20 + 2] = 0x20;
+    const uLong sum = crc32(0, reinterpret_cast<const Bytef*>(&file[12]), 17);
+    for (size_t i = 0; i < 4; ++i) {
+        file[29 + i] = static_cast<char>(sum >> (24 - 8 * i));
+    }
+    WriteFile(m_folder.File("depth/000001.png"), file);
+    PngSize size;
+    std::vector<uint16_t> samples;
+    EXPECT_FALSE(ReadDepthPng(m_folder.File("depth/000001.png"), &size, &samples, &m_error));
+    EXPECT_THAT(m_error, HasSubstr("64 megapixels"));
+    EXPECT_EQ(samples.capacity(), 0U);
+}
+
+} // namespace
+} // namespace ox3d

@@ -1,0 +1,33 @@
+// Playing a recording: the list of cameras that the virtual provider reads, with one camera that plays it.
+#ifndef OX3D_TOOL_RECORDING_H
+#define OX3D_TOOL_RECORDING_H
+
+#include "base/TempFolder.h"
+
+#include <filesystem>
+#include <string>
+
+namespace ox3d::tool {
+
+// Whether a folder looks like a recording; throws CToolError that says what is missing.
+void CheckRecording(const std::filesystem::path& folder);
+
+// The text of the camera list. The folder is absolute.
+std::string CameraListFor(const std::filesystem::path& folder);
+
+// The virtual provider's list may be named relative to the working directory, which commands change: names it
+// from the root instead.
+void KeepCameraListInReach();
+
+// While it lives, the virtual provider has that one camera.
+class CRecordingCamera {
+public:
+    explicit CRecordingCamera(const std::filesystem::path& folder);
+
+private:
+    CTempFolder m_folder;
+};
+
+} // namespace ox3d::tool
+
+#endif

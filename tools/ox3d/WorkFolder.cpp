@@ -1,0 +1,22 @@
+// The working directory.
+#include "tools/ox3d/WorkFolder.h"
+
+#include "tools/ox3d/ExitCode.h"
+
+#include <system_error>
+
+namespace ox3d::tool {
+
+void EnterFolder(const std::filesystem::path& folder) {
+    std::error_code failure;
+    std::filesystem::create_directories(folder, failure);
+    if (!failure) {
+        std::filesystem::current_path(folder, failure);
+    }
+    if (failure) {
+        throw CToolError(EExitCode::File,
+                         "cannot use the folder " + folder.string() + ": " + failure.message());
+    }
+}
+
+} // namespace ox3d::tool

@@ -1,0 +1,131 @@
+// The table of commands, and their options.
+#include "tools/ox3d/commands/Command.h"
+
+#include <CLI/CLI.hpp>
+
+namespace ox3d::tool {
+namespace {
+
+constexpr const char* kGrabFooter =
+    "Writes of the last good frame: depth.png (16 bits, millimetres, 0 = no data), depth_color.png (colors\n"
+    "with a scale in mm), color.png, overlay.png (edges of the depth on color), cloud.ply (metres, camera\n"
+    "frame: x right, y down, z along the view) and cloud.png (the cloud seen from above and from the side).\n"
+    "Depth is registered to color; where color has the finer pixels a raster of gaps remains in it.\n"
+    "With --all the folder becomes a recording, which --recording plays: depth/NNNNNN.png, color/NNNNNN.png\n"
+    "and the camera's calibration.xml. Its depth is as the camera sends it, not registered to color.\n"
+    "The library's log and the camera's calibration file are left in the folder, too.";
+
+constexpr const char* kNetworkFooter =
+    "FIT tells whether camera and host reach each other: in a wrong subnet a camera is found, not opened.\n"
+    "A static address holds at once and for good. DHCP and link-local are stored and hold from the camera's\n"
+    "next start on; a camera in a wrong subnet may need a static address first. The camera must not be open\n"
+    "anywhere. docs/network.md tells how to get a camera to stream without loss.";
+
+constexpr const char* kDoctorFooter =
+    "Each point gets a mark: ok; note, worth knowing; problem, frames get lost or cameras are not reached.\n"
+    "With a problem the exit code is 8. Nothing is changed: the commands shown are for you to run.\n"
+    "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.\n"
+    "docs/network.md explains the points.";
+
+void AddProvider(CLI::App& command, Arguments& arguments) {
+    std::string names;
+    for (const std::string& name : ProvidersIn(ProvidersFolder())) {
+        names += name + ", ";
+    }
+    command.add_option("--provider", arguments.m_control.m_provider,
+                       "camera control: " + names + (names.empty() ? "" : "or ") + "a path");
+}
+
+void AddCommon(CLI::App& command, Arguments& arguments) {
+    AddProvider(command, arguments);
+    command.add_option(
+        "--recording", arguments.m_control.m_recording,
+        "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
+}
+
+void AddSerial(CLI::App& command, Arguments& arguments) {
+    command.add_option("--serial", arguments.m_serial, "the camera's serial number; default: the first");
+}
+
+void AddInfo(CLI::App& command, Arguments& arguments) {
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+}
+
+void AddGrab(CLI::App& command, Arguments& arguments) {
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+    GrabOptions& options = arguments.m_grab;
+    command.add_option("--out", options.m_out, "folder for the files, made where it is missing")->required();
+    command.add_option("--frames", options.m_frames, "frames to fetch; 0: until Ctrl-C")
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{0}, int64_t{1000000000})); // also keeps "-1" from wrapping round
+    command.add_option("--timeout", options.m_patienceSeconds, "seconds without a frame before giving up")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
+    command.add_flag("--all", options.m_isRecording,
+                     "record every frame into the folder (a camera may be faster than the disk)");
+    command.footer(kGrabFooter);
+}
+
+void AddNetwork(CLI::App& command, Arguments& arguments) {
+    using EMove = NetworkOptions::EMove;
+    NetworkOptions& options = arguments.m_network;
+    const auto move = [&options](EMove wanted) {
+        return [&options, wanted](int64_t) { options.m_move = wanted; };
+    };
+    AddProvider(command, arguments);
+    CLI::Option* const serial =
+        command.add_option("--serial", arguments.m_serial, "the camera; needed for moving it");
+    CLI::Option* const setIp =
+        command.add_option("--set-ip", options.m_address.m_ip, "gives the camera this static address")
+            ->each([&options](const std::string&) { options.m_move = EMove::Static; })
+            ->needs(serial);
+    command
+        .add_option("--mask", options.m_address.m_mask,
+                    "its mask; default: the host's where the address is in its subnet, else as it is")
+        ->needs(setIp);
+    command
+        .add_option("--gateway", options.m_address.m_gateway,
+                    "its gateway, in its subnet; default: as it is, or the host")
+        ->needs(setIp);
+    CLI::Option* const dhcp = command
+                                  .add_flag_function("--dhcp", move(EMove::Dhcp),
+                                                     "has the camera ask a DHCP server for its address")
+                                  ->needs(serial)
+                                  ->excludes(setIp);
+    command
+        .add_flag_function("--link-local", move(EMove::LinkLocal),
+                           "has the camera choose an address in 169.254.0.0/16")
+        ->needs(serial)
+        ->excludes(setIp)
+        ->excludes(dhcp);
+    command
+        .add_option("--timeout", options.m_patienceSeconds, "seconds for a moved camera to be found again")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
+    command.footer(kNetworkFooter);
+}
+
+void AddDoctor(CLI::App& command, Arguments& arguments) {
+    AddProvider(command, arguments);
+    command.add_option("--serial", arguments.m_serial, "ask this camera alone; default: all");
+    command.add_flag("--host-only", arguments.m_isHostOnly, "ask no camera");
+    command.footer(kDoctorFooter);
+}
+
+constexpr Command kCommands[] = {
+    {"list", "Lists the cameras present", AddCommon, RunList},
+    {"info", "Shows a camera's record, features and calibration", AddInfo, RunInfo},
+    {"grab", "Fetches frames and writes pictures and a point cloud", AddGrab, RunGrab},
+    {"network", "Lists cameras on the network with their addresses, and moves them", AddNetwork, RunNetwork},
+    {"doctor", "Looks at what spoils streaming on this host, and says what mends it", AddDoctor, RunDoctor},
+};
+
+} // namespace
+
+std::span<const Command> Commands() {
+    return kCommands;
+}
+
+} // namespace ox3d::tool

@@ -1,0 +1,22 @@
+// Images of a delivered frame as the tool's own images.
+#ifndef OX3D_TOOL_FRAME_DECODE_H
+#define OX3D_TOOL_FRAME_DECODE_H
+
+#include "tools/ox3d/pictures/Images.h"
+
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+
+namespace ox3d::tool {
+
+// The frame's depth image, copied; empty when there is none or its sizes do not agree with its bytes.
+DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame);
+
+// The frame's color image, copied: planar RGB, packed RGB or BGR, or grey. Empty as above.
+RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame);
+
+// The record of the depth image, or null.
+const OX3D_RGBD_IMAGE_DATA* FindDepth(const OX3D_RGBD_FRAME_DATA& frame);
+
+} // namespace ox3d::tool
+
+#endif
