@@ -18,23 +18,23 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/CameraModule/CamLoadLibrary";
 
-// No folder: which library is taken is the dynamic linker's matter.
+// No folder: the dynamic linker chooses the library.
 constexpr const char* kLibraryName = "libOxCameraControl.so";
 
-enum class Group { CORE, EXTENDED, ACCESS };
-enum class Need { REQUIRED, OPTIONAL };
+enum class EGroup { Core, Extended, Access };
+enum class ENeed { Required, Optional };
 
 struct SymbolRow {
     const char* m_name;
     void** m_global;
-    Group m_group;
-    Need m_need;
+    EGroup m_group;
+    ENeed m_need;
 };
 
 const SymbolRow kSymbols[] = {
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define OX_CAM_SYMBOL(result, name, arguments, group, need) \
-    {#name, reinterpret_cast<void**>(&name), Group::group, Need::need},
+    {#name, reinterpret_cast<void**>(&name), EGroup::group, ENeed::need},
 #include "src/CameraModule/CamSymbols.def"
     // NOLINTEND(bugprone-macro-parentheses)
 };
@@ -64,13 +64,13 @@ bool Resolve(void* library, const SymbolRow& row) {
     void* address = dlsym(library, row.m_name);
     if (address == nullptr) {
         OX_LOG_ERROR("GetProc %s fail\r\n", row.m_name);
-        return row.m_need == Need::OPTIONAL;
+        return row.m_need == ENeed::Optional;
     }
     __atomic_store_n(row.m_global, address, __ATOMIC_RELEASE);
     return true;
 }
 
-uint32_t LoadGroup(Group group, _TRACE_LEVEL_ failureLevel) {
+uint32_t LoadGroup(EGroup group, _TRACE_LEVEL_ failureLevel) {
     void* library = OpenLibrary(failureLevel);
     if (library == nullptr) {
         return OX3D_RGBD_E_LOAD_LIBRARY;
@@ -103,7 +103,7 @@ uint32_t LoadCamDllEnumFunction() {
 }
 
 uint32_t LoadCamDllIsDeviceAccessible() {
-    return LoadGroup(Group::ACCESS, TRACE_LEVEL_ERROR);
+    return LoadGroup(EGroup::Access, TRACE_LEVEL_ERROR);
 }
 
 uint32_t LoadCamDllGetSDKVersionFunction() {
@@ -111,10 +111,10 @@ uint32_t LoadCamDllGetSDKVersionFunction() {
 }
 
 uint32_t LoadCamDllAllFunctions() {
-    return LoadGroup(Group::CORE, TRACE_LEVEL_ERROR);
+    return LoadGroup(EGroup::Core, TRACE_LEVEL_ERROR);
 }
 
-// A library without the extended functions still serves, so its absence here is no error of its own.
+// A library without the extended functions still serves, so a failure here is logged as information.
 uint32_t LoadCamDllSpeFunction() {
-    return LoadGroup(Group::EXTENDED, TRACE_LEVEL_INFO);
+    return LoadGroup(EGroup::Extended, TRACE_LEVEL_INFO);
 }

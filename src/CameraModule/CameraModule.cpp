@@ -37,8 +37,8 @@ constexpr CodeRow kCodes[] = {
     {OX_CC_E_ACCESS_DENIED, OX3D_RGBD_E_CAMERA_0E},
 };
 
-// Clamps what a camera-control library lists to the list's capacity and drops null entries, so that callers can
-// follow every entry.
+// Clamps what a camera-control library lists to the list's capacity and drops null entries, so that callers
+// can follow every entry.
 void TidyList(OX_CC_DEVICE_INFO_LIST* list) {
     const uint32_t listed = list->nDeviceNum < OX_CC_MAX_DEVICES ? list->nDeviceNum : OX_CC_MAX_DEVICES;
     uint32_t usable = 0;
@@ -202,8 +202,8 @@ uint32_t CCameraModule::StopGrabbing() {
     return CAM_CALL(OX_CC_StopGrabbing);
 }
 
-// Every step runs whatever the state and whatever the step before returned: a device that is not open refuses,
-// and the refusal is only logged.
+// Every step runs whatever the state and whatever the step before returned: a device that is not open
+// refuses, and the refusal is only logged.
 uint32_t CCameraModule::DeInit() {
     if (m_handle == nullptr) {
         return OX3D_RGBD_OK;

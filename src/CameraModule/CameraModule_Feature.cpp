@@ -32,7 +32,7 @@ uint32_t CCameraModule::SetIntValue(const char* key, int64_t value) {
     if (m_extended == 1) {
         return static_cast<uint32_t>(RawCall("OX_CC_SetIntValueEx", OX_CC_SetIntValueEx, key, value));
     }
-    // The 32-bit form is all there is: the value is cut to its low half.
+    // Without the extended functions the value is cut to its low 32 bits.
     return static_cast<uint32_t>(
         RawCall("OX_CC_SetIntValue", OX_CC_SetIntValue, key, static_cast<uint32_t>(value)));
 }
@@ -121,7 +121,7 @@ int CCameraModule::RawSetValue(const char* key, const OX3D_RGBD_PARAM& param) {
     }
     case OX3D_RGBD_PARAM_INT: {
         const int64_t value = param.stIntParam.nCurValue;
-        // The line's conversion wants a floating-point number.
+        // The conversion in the line is %f.
         OX_LOG_INFO("camera module SetIntValue:strKey(%s) nValue(%f).\r\n", key, static_cast<double>(value));
         return static_cast<int>(SetIntValue(key, value));
     }

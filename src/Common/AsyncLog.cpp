@@ -1,5 +1,5 @@
-// The process-wide log. Relies on the node ring for its queue; only the writer thread touches the file after
-// Init, and it never takes the process-wide mutex.
+// AsyncLog.cpp - see AsyncLog.h. Relies on the node ring for its queue; only the writer thread touches the
+// file after Init, and it never takes the process-wide mutex.
 #include "src/Common/AsyncLog.h"
 
 #include <pthread.h>
@@ -26,62 +26,63 @@ constexpr size_t kNameSizeBytes = 256;
 
 constexpr const char* kLevelNames[] = {"Null", "Error", "Warning", "Info", "All"};
 
-/// What all callers share. The line buffer stands here and not on the stack, because the threads that log are
-/// often not ours and their stacks may be small.
-struct SLogState {
-    COXMutex mutex;
-    COxAsyncLog* instance OX_GUARDED_BY(mutex) = nullptr;
-    COxAsyncLog* abandoned OX_GUARDED_BY(mutex) = nullptr;
-    int32_t references OX_GUARDED_BY(mutex) = 0;
-    char line[kLineSizeBytes + 1] OX_GUARDED_BY(mutex) = {};
+// The state that all callers share. The line buffer is here and not on the stack: most threads that log
+// belong to the application or the provider, and their stacks may be small.
+struct SharedLog {
+    COXMutex m_mutex;
+    COxAsyncLog* m_instance OX_GUARDED_BY(m_mutex) = nullptr;
+    COxAsyncLog* m_abandoned OX_GUARDED_BY(m_mutex) = nullptr;
+    int32_t m_references OX_GUARDED_BY(m_mutex) = 0;
+    char m_line[kLineSizeBytes + 1] OX_GUARDED_BY(m_mutex) = {};
 };
 
 // Never destroyed: a thread of the camera library may still log while the process exits.
-SLogState& LogState() {
-    static ox3d::CNeverDestroyed<SLogState> s_state;
+SharedLog& LogState() {
+    static ox3d::CNeverDestroyed<SharedLog> s_state;
     return s_state.Get();
 }
 
 // Fork. The child has no writer thread; the writer may have been inside the ring's mutex or the stream's
-// lock, so that neither may be touched again. The child forgets the instance (a pointer is kept for leak
+// lock, so that neither may be touched again. The child forgets the instance (a pointer stays for leak
 // checkers) and may create a new one. The mutex is held across the fork, and made anew in the child, since a
 // recursive mutex belongs to a thread id that the child does not have.
 void BeforeFork() OX_NO_THREAD_SAFETY_ANALYSIS {
-    LogState().mutex.Lock();
+    LogState().m_mutex.Lock();
 }
 
 void AfterForkInParent() OX_NO_THREAD_SAFETY_ANALYSIS {
-    LogState().mutex.Unlock();
+    LogState().m_mutex.Unlock();
 }
 
 void AfterForkInChild() OX_NO_THREAD_SAFETY_ANALYSIS {
-    SLogState& state = LogState();
-    OX_LeaveMutex(state.mutex.Native());
-    OX_InitializeMutex(state.mutex.Native());
-    state.abandoned = state.instance;
-    state.instance = nullptr;
+    SharedLog& state = LogState();
+    OX_LeaveMutex(state.m_mutex.Native());
+    OX_InitializeMutex(state.m_mutex.Native());
+    state.m_abandoned = state.m_instance;
+    state.m_instance = nullptr;
     g_isLogDebugMode.store(false, std::memory_order_relaxed);
 }
 
-// At load and not at the first use, so that no fork can come in between. Without memory for it there is
-// nothing better to do than to go on.
+// At load and not at the first use, so that no fork can come in between. A failure for want of memory is
+// ignored.
 [[maybe_unused]] const int g_forkWatch = pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
 
-/// The instance, tidied up if its writer has ended on its own, or null.
-COxAsyncLog* UsableInstance(SLogState& state) OX_REQUIRES(state.mutex) {
-    if (state.instance != nullptr) {
-        state.instance->ReapEndedWriter();
+// The instance, tidied up if its writer has ended on its own, or null.
+COxAsyncLog* UsableInstance(SharedLog& state) OX_REQUIRES(state.m_mutex) {
+    if (state.m_instance != nullptr) {
+        state.m_instance->ReapEndedWriter();
     }
-    return state.instance;
+    return state.m_instance;
 }
 
-/// Header and message in `out`, which has room for kLineSizeBytes and a zero. False when they do not fit.
+// Header and message in `out`, which has room for kLineSizeBytes and a zero. False when they do not fit.
 __attribute__((format(printf, 4, 0))) bool FormatLine(char* out, const char* sourceFile, int line,
                                                       const char* format, va_list args) {
     const time_t seconds = time(nullptr);
     tm now{};
     localtime_r(&seconds, &now);
-    // Kept: the file-name field of a path without a backslash, and that is every path here, reads "(null)".
+    // Preserved for compatibility: the name of a path without a backslash, and that is every path here, reads
+    // "(null)".
     const char* const name = GetFileName(sourceFile);
     const int header =
         snprintf(out, kLineSizeBytes + 1,
@@ -95,18 +96,18 @@ __attribute__((format(printf, 4, 0))) bool FormatLine(char* out, const char* sou
     return message >= 0 && static_cast<uint32_t>(message) <= room;
 }
 
-__attribute__((format(printf, 5, 0))) void QueueLine(SLogState& state, _TRACE_LEVEL_ level,
+__attribute__((format(printf, 5, 0))) void QueueLine(SharedLog& state, _TRACE_LEVEL_ level,
                                                      const char* sourceFile, int line, const char* format,
-                                                     va_list args) OX_REQUIRES(state.mutex) {
+                                                     va_list args) OX_REQUIRES(state.m_mutex) {
     COxAsyncLog* const log = UsableInstance(state);
     if (log == nullptr || sourceFile == nullptr || format == nullptr || level > TRACE_LEVEL_ALL) {
         return;
     }
-    // Kept: the level's name is looked up and never written; readers of the file know the line without it.
+    // Preserved for compatibility: lines do not show the name of their level.
     [[maybe_unused]] const char* const levelName = kLevelNames[level];
     // A full queue loses the line, unformatted: logging never waits and never fails its caller.
-    if (log->HasRoom() && FormatLine(state.line, sourceFile, line, format, args)) {
-        log->AddtoList(level, state.line, static_cast<unsigned int>(strlen(state.line)));
+    if (log->HasRoom() && FormatLine(state.m_line, sourceFile, line, format, args)) {
+        log->AddtoList(level, state.m_line, static_cast<unsigned int>(strlen(state.m_line)));
     }
 }
 
@@ -120,10 +121,10 @@ COxAsyncLog::COxAsyncLog() noexcept {
 
 COxAsyncLog::~COxAsyncLog() {
     DeInit();
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
-    if (state.instance == this) {
-        state.instance = nullptr;
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
+    if (state.m_instance == this) {
+        state.m_instance = nullptr;
     }
 }
 
@@ -141,7 +142,7 @@ void COxAsyncLog::ResetMember() noexcept {
 
 uint32_t COxAsyncLog::Init(const char* dir, unsigned int logSizeMiB) noexcept {
     if (m_running != 0) {
-        return OX3D_RGBD_OK; // the file is the writer's now
+        return OX3D_RGBD_OK; // only the writer touches the file from here on
     }
     ReapEndedWriter();
     const bool hasDir = dir != nullptr;
@@ -170,9 +171,8 @@ bool COxAsyncLog::CreateRing() noexcept {
            m_bufCtrl->Init(kRingNodeCount, kLineSizeBytes, kLevelSizeBytes, 0, 0) == OX3D_RGBD_OK;
 }
 
-// The writer is born with the application's signals blocked, so that none of its handlers ever runs there.
-// The ones that a fault raises stay open: blocked, they would kill the process before a crash handler sees
-// them.
+// The writer starts with all signals blocked, so that no handler of the application runs on it. The signals
+// of faults stay open: blocked, they would kill the process before a crash handler sees them.
 bool COxAsyncLog::StartWriter() noexcept {
     sigset_t blocked;
     sigset_t before;
@@ -192,7 +192,7 @@ uint32_t COxAsyncLog::DeInit() noexcept {
     return OX3D_RGBD_OK;
 }
 
-// What is still queued is discarded, not drained.
+// Queued lines are discarded, not drained.
 void COxAsyncLog::Release() noexcept {
     m_running = 0;
     if (m_thread != nullptr) {
@@ -205,8 +205,8 @@ void COxAsyncLog::Release() noexcept {
     CloseLogFile();
 }
 
-// The writer cannot join itself, so it drops the running flag and ends; a handle without the flag is its
-// mark.
+// A writer that fails cannot join itself: it clears the running flag and ends. A thread handle without the
+// flag tells that it did.
 void COxAsyncLog::ReapEndedWriter() noexcept {
     if (m_running == 0 && m_thread != nullptr) {
         Release();
@@ -242,25 +242,25 @@ uint32_t COxAsyncLog::AddtoList(_TRACE_LEVEL_ level, const char* text, unsigned 
     if (node == nullptr) {
         return OX3D_RGBD_E_MEMORY;
     }
-    if (text == nullptr || node->mainSizeBytes < lengthBytes) {
+    if (text == nullptr || node->m_mainSizeBytes < lengthBytes) {
         return OX3D_RGBD_E_PARAMETER;
     }
-    node->mainLengthBytes = 0;
-    node->extraLengthBytes = 0;
-    if (node->mainBuf != nullptr) {
+    node->m_mainLengthBytes = 0;
+    node->m_extraLengthBytes = 0;
+    if (node->m_mainBuf != nullptr) {
         // A text that fills the node has no terminator there; the writer reads with the node's bound.
-        memcpy(node->mainBuf, text, lengthBytes);
-        if (lengthBytes < node->mainSizeBytes) {
-            node->mainBuf[lengthBytes] = 0;
+        memcpy(node->m_mainBuf, text, lengthBytes);
+        if (lengthBytes < node->m_mainSizeBytes) {
+            node->m_mainBuf[lengthBytes] = 0;
         }
-        node->mainLengthBytes = lengthBytes;
+        node->m_mainLengthBytes = lengthBytes;
     }
-    if (node->extraBuf != nullptr) {
+    if (node->m_extraBuf != nullptr) {
         const auto levelWord = static_cast<int32_t>(level);
-        memcpy(node->extraBuf, &levelWord, sizeof(levelWord));
-        // Kept: the main length, not the extra one, is what records the level's 4 bytes. The writer measures
-        // the text itself.
-        node->mainLengthBytes = kLevelSizeBytes;
+        memcpy(node->m_extraBuf, &levelWord, sizeof(levelWord));
+        // Preserved for compatibility: the main length, not the extra one, records the level's 4 bytes. The
+        // writer measures the text itself.
+        node->m_mainLengthBytes = kLevelSizeBytes;
     }
     m_bufCtrl->CommitWrite();
     return OX3D_RGBD_OK;
@@ -274,7 +274,7 @@ uint32_t COxAsyncLog::CreateLogFile(const char* name, int append) noexcept {
     return status;
 }
 
-// CreateLogFile without the release, which the writer must leave to others.
+// CreateLogFile without the release, which would join the writer: the writer calls this one.
 uint32_t COxAsyncLog::OpenLogFile(const char* name, int append) noexcept {
     if (name == nullptr || (append != 0 && append != 1)) {
         puts("Invaile input value!\r");
@@ -284,7 +284,7 @@ uint32_t COxAsyncLog::OpenLogFile(const char* name, int append) noexcept {
         return OX3D_RGBD_E_PARAMETER;
     }
     CloseLogFile();
-    m_file = fopen(name, append == 1 ? "ab+e" : "wb+e"); // 'e': a program that is started does not inherit it
+    m_file = fopen(name, append == 1 ? "ab+e" : "wb+e"); // 'e': not inherited by programs that are started
     if (m_file == nullptr) {
         return OX3D_RGBD_E_MEMORY;
     }
@@ -311,7 +311,7 @@ uint32_t COxAsyncLog::BackUpLogFile(const char* primaryName, const char* backupN
     snprintf(backup, sizeof(backup), "%s", backupName);
     bool isFound = access(primary, F_OK) == 0;
     if (!isFound) {
-        isFound = access(primary, F_OK) == 0; // somebody may just have been replacing it
+        isFound = access(primary, F_OK) == 0; // another process may just have been replacing it
     }
     if (!isFound) {
         puts("Failed find log file!\r");
@@ -321,8 +321,8 @@ uint32_t COxAsyncLog::BackUpLogFile(const char* primaryName, const char* backupN
         const bool isRemoved = remove(backup) == 0;
         printf("%s to delete the log file(%s)!\r\n", isRemoved ? "succeed" : "fail", backup);
     }
-    // Kept: a failed rename is reported and taken for done. The caller then truncates the primary, so that
-    // the log stays within its size whatever happens to the backup.
+    // A failed rename is reported and counts as success: the caller then truncates the primary, so that the
+    // log stays within its size whatever happens to the backup.
     const bool isRenamed = rename(primary, backup) == 0;
     printf("%s change the filename form (%s) to (%s)!\r\n", isRenamed ? "Success" : "Failed", primary,
            backup);
@@ -343,24 +343,24 @@ void COxAsyncLog::WriteLogThreadProc() noexcept {
             usleep(kWriterPollUs);
             continue;
         }
-        // After a failed rotation the node is taken again, now without a file, and given back unwritten.
+        // After a failed rotation the same node comes again, now without a file, and is skipped.
         if (WriteNode(node)) {
             m_bufCtrl->CommitRead();
         }
     }
 }
 
-/// False when the node must not be given back.
+// False when the node must not be committed.
 bool COxAsyncLog::WriteNode(const DATA_NODE* node) noexcept {
     int32_t level = 0;
-    if (node->extraBuf != nullptr) {
-        memcpy(&level, node->extraBuf, sizeof(level));
+    if (node->m_extraBuf != nullptr) {
+        memcpy(&level, node->m_extraBuf, sizeof(level));
     }
     if (level > m_level || m_file == nullptr) {
         return true;
     }
-    const char* const text = reinterpret_cast<const char*>(node->mainBuf);
-    fwrite(text, 1, strnlen(text, node->mainSizeBytes), m_file);
+    const char* const text = reinterpret_cast<const char*>(node->m_mainBuf);
+    fwrite(text, 1, strnlen(text, node->m_mainSizeBytes), m_file);
     fflush(m_file);
     const long position = ftell(m_file);
     return position < 0 || static_cast<uint64_t>(position) < m_sizeLimitBytes || RotateLogFile();
@@ -373,7 +373,7 @@ bool COxAsyncLog::RotateLogFile() noexcept {
         return false;
     }
     if (OpenLogFile(m_primaryName, 0) != OX3D_RGBD_OK) {
-        m_running = 0; // the next caller joins this thread and frees the rest
+        m_running = 0; // the next call of the log joins this thread and frees the rest
         printf("Failed create log file (%s)!\r\n", m_primaryName);
         return false;
     }
@@ -381,41 +381,41 @@ bool COxAsyncLog::RotateLogFile() noexcept {
 }
 
 uint32_t CreateAsyncLog(const char* dir, unsigned int logSizeMiB) noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
     if (UsableInstance(state) == nullptr) {
-        state.instance = new (std::nothrow) COxAsyncLog;
-        // Kept: an instance that failed to start stays, released, until the next DestroyAsyncLog; it refuses
-        // lines, and a later CreateAsyncLog only counts.
-        if (state.instance == nullptr || state.instance->Init(dir, logSizeMiB) != OX3D_RGBD_OK) {
+        state.m_instance = new (std::nothrow) COxAsyncLog;
+        // Preserved for compatibility: an instance that failed to start stays, released, until the next
+        // DestroyAsyncLog; it refuses lines, and a later CreateAsyncLog only counts.
+        if (state.m_instance == nullptr || state.m_instance->Init(dir, logSizeMiB) != OX3D_RGBD_OK) {
             return OX3D_RGBD_E_MEMORY;
         }
     }
-    ++state.references;
+    ++state.m_references;
     return OX3D_RGBD_OK;
 }
 
 void DestroyAsyncLog() noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
-    state.references = std::max(state.references - 1, 0);
-    if (state.references == 0 && state.instance != nullptr) {
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
+    state.m_references = std::max(state.m_references - 1, 0);
+    if (state.m_references == 0 && state.m_instance != nullptr) {
         g_isLogDebugMode.store(false, std::memory_order_relaxed);
-        delete state.instance; // takes the mutex again and clears the pointer
+        delete state.m_instance; // takes the mutex again and clears the pointer
     }
 }
 
 void OxLog_SetLevel(_TRACE_LEVEL_ level) noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
     if (COxAsyncLog* const log = UsableInstance(state)) {
         log->SetLevel(level);
     }
 }
 
 void OxLog_SetDebugMode(int debugMode) noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
     if (COxAsyncLog* const log = UsableInstance(state)) {
         log->SetDebugMode(debugMode);
         g_isLogDebugMode.store(debugMode != 0, std::memory_order_relaxed);
@@ -423,8 +423,8 @@ void OxLog_SetDebugMode(int debugMode) noexcept {
 }
 
 void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format, ...) noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
     va_list args;
     va_start(args, format);
     QueueLine(state, level, sourceFile, line, format, args);
@@ -433,9 +433,9 @@ void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const cha
 
 void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format,
                          ...) noexcept {
-    SLogState& state = LogState();
-    const COXLock lock(&state.mutex);
-    if (state.instance == nullptr || state.instance->GetDebugMode() == 0) {
+    SharedLog& state = LogState();
+    const COXLock lock(&state.m_mutex);
+    if (state.m_instance == nullptr || state.m_instance->GetDebugMode() == 0) {
         return;
     }
     va_list args;

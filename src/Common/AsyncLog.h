@@ -1,6 +1,6 @@
-// The process-wide log: callers format a line and queue it, one writer thread puts it into a file and
-// rotates. Relies on BufCtrl.h for the queue and Thread.h for the writer. Reports its own trouble on standard
-// output.
+// AsyncLog.h - the process-wide log: callers format a line and queue it, one writer thread puts it into a
+// file and rotates. Relies on BufCtrl.h for the queue and Thread.h for the writer. Reports its own trouble on
+// standard output.
 //
 // Locks: the process-wide mutex serialises all callers and guards the instance and its reference count. The
 // writer thread never takes it, so that the instance can be destroyed, and the writer joined, while it is
@@ -23,7 +23,7 @@ enum _TRACE_LEVEL_ : uint32_t {
     TRACE_LEVEL_ALL = 4
 };
 
-/// The logger itself. Not thread-safe: the functions below call it under the process-wide mutex.
+// The logger itself. Not thread-safe: the functions below call it under the process-wide mutex.
 class COxAsyncLog {
 public:
     COxAsyncLog() noexcept;
@@ -31,7 +31,7 @@ public:
     COxAsyncLog(const COxAsyncLog&) = delete;
     COxAsyncLog& operator=(const COxAsyncLog&) = delete;
 
-    /// Opens "<dir>/Ox3dRgbd_00.log" for appending and starts the writer. Null: the working directory.
+    // Opens "<dir>/Ox3dRgbd_00.log" for appending and starts the writer. Null: the working directory.
     uint32_t Init(const char* dir, unsigned int logSizeMiB) noexcept;
     uint32_t DeInit() noexcept;
     void Release() noexcept;
@@ -40,14 +40,14 @@ public:
     uint32_t SetDebugMode(int debugMode) noexcept;
     [[nodiscard]] int GetDebugMode() const noexcept;
 
-    /// Whether AddtoList would take a line now.
+    // Whether AddtoList would take a line now.
     [[nodiscard]] bool HasRoom() const noexcept;
     uint32_t AddtoList(_TRACE_LEVEL_ level, const char* text, unsigned int lengthBytes) noexcept;
     uint32_t CreateLogFile(const char* name, int append) noexcept;
     static uint32_t BackUpLogFile(const char* primary, const char* backup) noexcept;
     static void* WriteLogThread(void* self) noexcept;
 
-    /// Joins and frees after a writer that ended on its own; else does nothing.
+    // Joins and frees after a writer that ended on its own; else does nothing.
     void ReapEndedWriter() noexcept;
 
 private:
@@ -71,27 +71,27 @@ private:
     uint32_t m_sizeLimitBytes;
 };
 
-/// One more reference to the log; the first creates it. Each call that returned 0 needs a DestroyAsyncLog.
+// One more reference to the log; the first creates it. Each call that returned 0 needs a DestroyAsyncLog.
 uint32_t CreateAsyncLog(const char* dir, unsigned int logSizeMiB) noexcept;
 void DestroyAsyncLog() noexcept;
 void OxLog_SetLevel(_TRACE_LEVEL_ level) noexcept;
 void OxLog_SetDebugMode(int debugMode) noexcept;
-/// The debug mode of the instance, false without one. AsyncLog.cpp writes it.
+// The debug mode of the instance, false without one. AsyncLog.cpp writes it.
 extern std::atomic<bool> g_isLogDebugMode;
-/// Whether OxWriteLogDebugMode would write. One relaxed load, no lock.
+// Whether OxWriteLogDebugMode would write. One relaxed load, no lock.
 [[nodiscard]] inline bool OxLog_IsDebugMode() noexcept {
     return g_isLogDebugMode.load(std::memory_order_relaxed);
 }
 
-/// Queues one line. The message ends in "\r\n" by convention; nothing is added. A line that is longer than a
-/// node (8192 bytes with its header) or finds the queue full is lost.
+// Queues one line. The message ends in "\r\n" by convention; nothing is added. A line that is longer than a
+// node (8192 bytes with its header) or finds the queue full is lost.
 void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format, ...) noexcept
     __attribute__((format(printf, 4, 5)));
-/// The same, while the debug mode is on.
+// The same, while the debug mode is on.
 void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format,
                          ...) noexcept __attribute__((format(printf, 4, 5)));
 
-/// The text after the last backslash; null without one. Source paths here use '/', so it is normally null.
+// The text after the last backslash; null without one. Source paths here use '/', so it is normally null.
 const char* GetFileName(const char* path) noexcept;
 
 // For units that define `constexpr const char* kLogSource`. The arguments of OX_LOG_DEBUG are evaluated only

@@ -1,4 +1,4 @@
-// The owner of a node ring. Relies on BufList.h.
+// BufCtrl.cpp - see BufCtrl.h.
 #include "src/Common/BufCtrl.h"
 
 #include <new>

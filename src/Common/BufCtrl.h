@@ -1,11 +1,10 @@
-// The owner of a node ring: creates it on Init, frees it, and forwards everything else.
-// Relies on BufList.h.
+// BufCtrl.h - the owner of a node ring: creates it on Init, frees it, and forwards everything else.
 #ifndef OX3D_COMMON_BUF_CTRL_H
 #define OX3D_COMMON_BUF_CTRL_H
 
 #include "src/Common/BufList.h"
 
-/// Without a ring every operation answers null or 0, but RellocNodeMainBuf answers OX3D_RGBD_E_STATE.
+// Without a ring every operation returns null or 0, but RellocNodeMainBuf returns OX3D_RGBD_E_STATE.
 class CBufCtrl {
 public:
     CBufCtrl() noexcept = default;
@@ -13,7 +12,7 @@ public:
     CBufCtrl(const CBufCtrl&) = delete;
     CBufCtrl& operator=(const CBufCtrl&) = delete;
 
-    /// May be called again: the old ring and all nodes borrowed from it are gone.
+    // May be called again: the old ring and all nodes borrowed from it are gone.
     uint32_t Init(uint32_t nodeCount, uint32_t mainSizeBytes, uint32_t extraSizeBytes, uint32_t readIndex,
                   uint32_t writeIndex) noexcept;
 
@@ -28,8 +27,8 @@ public:
 
 private:
     CBufList* m_list = nullptr;
-    uint32_t m_nodeCount = 0;     // as asked for, not as the ring took it
-    uint32_t m_mainSizeBytes = 0; // as asked for
+    uint32_t m_nodeCount = 0;     // as requested, not as the ring uses it
+    uint32_t m_mainSizeBytes = 0; // as requested
 };
 
 #endif

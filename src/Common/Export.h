@@ -1,5 +1,5 @@
-// The mark of the few symbols of src/Common that the library exports.
-// Relies on the objects being compiled with hidden visibility.
+// Export.h - marks the symbols that the library exports from below its interface. Relies on the objects being
+// compiled with hidden visibility.
 #ifndef OX3D_COMMON_EXPORT_H
 #define OX3D_COMMON_EXPORT_H
 

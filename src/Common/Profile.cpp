@@ -1,4 +1,4 @@
-// Readers of profile files. Relies on stdio lines of 255 characters: a longer physical line counts as
+// Profile.cpp - see Profile.h. Relies on stdio lines of 255 characters: a longer physical line counts as
 // several.
 #include "src/Common/Profile.h"
 
@@ -16,51 +16,51 @@ char g_strCurrentDllPath[256] = {};
 
 namespace {
 
-struct SFileCloser {
+struct FileCloser {
     void operator()(FILE* file) const noexcept { fclose(file); }
 };
-using CFile = std::unique_ptr<FILE, SFileCloser>;
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
-struct SLine {
-    char text[256];
+struct ProfileLine {
+    char m_text[256];
 };
 
-CFile OpenProfile(const char* path) {
+FilePtr OpenProfile(const char* path) {
     const int descriptor = ox3d::OpenLocalFile(path);
     FILE* const file = descriptor >= 0 ? fdopen(descriptor, "r") : nullptr;
     if (file == nullptr && descriptor >= 0) {
         close(descriptor);
     }
-    return CFile(file);
+    return FilePtr(file);
 }
 
-bool ReadLine(FILE* file, SLine& line) {
-    return fgets(line.text, sizeof(line.text), file) != nullptr;
+bool ReadLine(FILE* file, ProfileLine& line) {
+    return fgets(line.m_text, sizeof(line.m_text), file) != nullptr;
 }
 
-bool IsHeader(const SLine& line) {
-    return line.text[0] == '[';
+bool IsHeader(const ProfileLine& line) {
+    return line.m_text[0] == '[';
 }
 
-/// '[' in the first column, the name, ']' at once; what follows does not matter.
-bool IsHeaderOf(const SLine& line, const char* section) {
-    const size_t nLength = strlen(section);
-    return IsHeader(line) && strncmp(line.text + 1, section, nLength) == 0 && line.text[1 + nLength] == ']';
+// '[' in the first column, then the name and ']'; the rest of the line does not matter.
+bool IsHeaderOf(const ProfileLine& line, const char* section) {
+    const size_t length = strlen(section);
+    return IsHeader(line) && strncmp(line.m_text + 1, section, length) == 0 && line.m_text[1 + length] == ']';
 }
 
-/// Where the value starts: the key in the first column, then blanks and '=' with at least one '='. Else null.
-const char* ValueOf(const SLine& line, const char* key) {
-    const size_t nLength = strlen(key);
-    if (strncmp(line.text, key, nLength) != 0) {
+// Where the value starts: the key in the first column, then blanks and '=' with at least one '='. Else null.
+const char* ValueOf(const ProfileLine& line, const char* key) {
+    const size_t length = strlen(key);
+    if (strncmp(line.m_text, key, length) != 0) {
         return nullptr;
     }
-    const char* const run = line.text + nLength;
+    const char* const run = line.m_text + length;
     const size_t runLength = strspn(run, " =");
     return memchr(run, '=', runLength) != nullptr ? run + runLength : nullptr;
 }
 
 bool FindSection(FILE* file, const char* section) {
-    SLine line;
+    ProfileLine line;
     while (ReadLine(file, line)) {
         if (IsHeaderOf(line, section)) {
             return true;
@@ -69,8 +69,8 @@ bool FindSection(FILE* file, const char* section) {
     return false;
 }
 
-/// The value's text inside line, or null. Only the first section of that name is searched.
-const char* FindValue(FILE* file, const char* section, const char* key, SLine& line) {
+// The value's text inside line, or null. Only the first section of that name is searched.
+const char* FindValue(FILE* file, const char* section, const char* key, ProfileLine& line) {
     if (!FindSection(file, section)) {
         return nullptr;
     }
@@ -82,8 +82,8 @@ const char* FindValue(FILE* file, const char* section, const char* key, SLine& l
     return nullptr;
 }
 
-/// A zero-separated list in the caller's buffer. Two bytes are kept back for the two zeros at its end, so the
-/// zero that ends a cut entry always has room.
+// A zero-separated list in the caller's buffer. Two bytes are reserved for the two zeros at its end, so the
+// zero that ends a cut entry always has room.
 class CNameList {
 public:
     CNameList(char* out, unsigned long outSize)
@@ -91,15 +91,15 @@ public:
 
     [[nodiscard]] bool IsFull() const { return m_count >= m_limit; }
 
-    /// The characters before the first of stops, cut to what fits.
+    // The characters before the first of stops, cut to what fits.
     void Add(const char* text, const char* stops) {
-        const unsigned long nLength = std::min<unsigned long>(strcspn(text, stops), m_limit - m_count);
-        memcpy(m_out + m_count, text, nLength);
-        m_count += nLength;
+        const unsigned long length = std::min<unsigned long>(strcspn(text, stops), m_limit - m_count);
+        memcpy(m_out + m_count, text, length);
+        m_count += length;
         m_out[m_count++] = '\0';
     }
 
-    /// Ends the list; its characters less the zero that ends the last entry.
+    // Ends the list; its characters less the zero that ends the last entry.
     unsigned long Finish() {
         if (m_size != 0) {
             m_out[m_count] = '\0';
@@ -116,10 +116,10 @@ private:
 
 unsigned long ListSections(FILE* file, char* out, unsigned long outSize) {
     CNameList list(out, outSize);
-    SLine line;
+    ProfileLine line;
     while (!list.IsFull() && ReadLine(file, line)) {
         if (IsHeader(line)) {
-            list.Add(line.text + 1, "]\r\n");
+            list.Add(line.m_text + 1, "]\r\n");
         }
     }
     return list.Finish();
@@ -127,34 +127,34 @@ unsigned long ListSections(FILE* file, char* out, unsigned long outSize) {
 
 unsigned long ListKeys(FILE* file, char* out, unsigned long outSize) {
     CNameList list(out, outSize);
-    SLine line;
+    ProfileLine line;
     while (!list.IsFull() && ReadLine(file, line) && !IsHeader(line)) {
-        list.Add(line.text, "\n\r =");
+        list.Add(line.m_text, "\n\r =");
     }
     return list.Finish();
 }
 
-/// Kept: neither the copy nor the length is bounded by outSize, since callers pass 256 bytes and some pass a
-/// smaller number with them. 0 and 1 alone are taken at their word.
+// Preserved for compatibility: neither the copy nor the length is bounded by outSize, except where it is 0 or
+// 1, since some callers pass 256 bytes and a smaller number with them.
 unsigned long CopyValue(const char* value, char* out, unsigned long outSize) {
-    const size_t nLength = strcspn(value, "\r\n");
+    const size_t length = strcspn(value, "\r\n");
     if (outSize >= 2) {
-        memcpy(out, value, nLength);
-        out[nLength] = '\0';
+        memcpy(out, value, length);
+        out[length] = '\0';
     } else if (outSize == 1) {
         out[0] = '\0';
     }
-    return nLength;
+    return length;
 }
 
 unsigned long CopyDefault(const char* defaultValue, char* out, unsigned long outSize) {
     if (outSize == 0) {
         return 0;
     }
-    const unsigned long nLength = strnlen(defaultValue, outSize - 1);
-    memcpy(out, defaultValue, nLength);
-    out[nLength] = '\0';
-    return nLength;
+    const unsigned long length = strnlen(defaultValue, outSize - 1);
+    memcpy(out, defaultValue, length);
+    out[length] = '\0';
+    return length;
 }
 
 } // namespace
@@ -165,18 +165,19 @@ unsigned int Linux_GetPrivateProfileInt(const char* section, const char* key, in
     if (section == nullptr || key == nullptr || path == nullptr) {
         return fallback;
     }
-    const CFile file = OpenProfile(path);
+    const FilePtr file = OpenProfile(path);
     if (file == nullptr) {
         return fallback;
     }
-    SLine line;
+    ProfileLine line;
     const char* const value = FindValue(file.get(), section, key, line);
     if (value == nullptr) {
         return fallback;
     }
-    // Kept: a value of 0 cannot be told from an empty or a non-numeric one, and all of them give the default.
-    const auto nValue = static_cast<unsigned int>(strtoul(value, nullptr, 0));
-    return nValue != 0 ? nValue : fallback;
+    // Preserved for compatibility: a value of 0 cannot be told from an empty or a non-numeric one, and all of
+    // them give the default.
+    const auto number = static_cast<unsigned int>(strtoul(value, nullptr, 0));
+    return number != 0 ? number : fallback;
 }
 
 unsigned long Linux_GetPrivateProfileString(const char* section, const char* key, const char* defaultValue,
@@ -188,7 +189,7 @@ unsigned long Linux_GetPrivateProfileString(const char* section, const char* key
     if (section == nullptr || key == nullptr || path == nullptr) {
         return fallback;
     }
-    const CFile file = OpenProfile(path);
+    const FilePtr file = OpenProfile(path);
     if (file == nullptr) {
         return fallback;
     }
@@ -198,7 +199,7 @@ unsigned long Linux_GetPrivateProfileString(const char* section, const char* key
     if (key[0] == '\0') {
         return FindSection(file.get(), section) ? ListKeys(file.get(), out, outSize) : fallback;
     }
-    SLine line;
+    ProfileLine line;
     const char* const value = FindValue(file.get(), section, key, line);
     return value != nullptr ? CopyValue(value, out, outSize) : fallback;
 }

@@ -1,4 +1,4 @@
-// Threads and recursive mutexes over POSIX threads. Relies on glibc for the monotonic timed lock.
+// Thread.cpp - see Thread.h. Relies on glibc for the monotonic timed lock.
 #include "src/Common/Thread.h"
 
 #include <cstdio>
@@ -95,8 +95,8 @@ void OX_EndThread() {
     LINUX_EndThread();
 }
 
-// The analysis cannot see that a pthread call is what takes or gives back the capability, so the bodies of
-// the wrapper are the one place where it is off.
+// The analysis cannot see that a pthread call acquires or releases the capability, so it is off in the bodies
+// of the wrapper.
 COXMutex::COXMutex() noexcept {
     OX_InitializeMutex(&m_mutex);
 }

@@ -1,5 +1,5 @@
-// Threads and recursive mutexes with critical-section names, over POSIX threads.
-// Relies on ThreadSafety.h only; everything in src/ that needs a lock or a thread takes it from here.
+// Thread.h - threads and recursive mutexes, over POSIX threads. Every lock of src/ that may be taken twice by
+// a thread is of this kind.
 #ifndef OX3D_COMMON_THREAD_H
 #define OX3D_COMMON_THREAD_H
 
@@ -9,13 +9,13 @@
 
 #include "base/ThreadSafety.h"
 
-/// Accepted by OX_CreateThread and ignored: every thread is joinable and has the default stack.
+// Accepted by OX_CreateThread and ignored: every thread is joinable and has the default stack.
 struct OX_THREAD_ATTR {
-    uint32_t stackSizeBytes;
-    uint32_t priority;
+    uint32_t m_stackSizeBytes;
+    uint32_t m_priority;
 };
 
-/// A heap-allocated pthread_t, opaque to its holder. Join it, then destroy it.
+// A heap-allocated pthread_t, opaque to its holder. Join it, then destroy it.
 using OX_THREAD_HANDLE = void*;
 using OX_THREAD_ROUTINE = void* (*)(void*);
 
@@ -29,20 +29,20 @@ void OX_EnterMutex(pthread_mutex_t* mutex) noexcept;
 void OX_LeaveMutex(pthread_mutex_t* mutex) noexcept;
 void OX_DeleteMutex(pthread_mutex_t* mutex) noexcept;
 
-/// Null when the handle cannot be allocated, the routine is null or the thread cannot be created.
+// Null when the handle cannot be allocated, the routine is null or the thread cannot be created.
 OX_THREAD_HANDLE LINUX_CreateThread(OX_THREAD_ATTR* attr, OX_THREAD_ROUTINE routine, void* arg) noexcept;
-/// Joins; 0 in every case, a null handle included.
+// Joins; 0 in every case, a null handle included.
 int LINUX_WaitForThreadEnd(OX_THREAD_HANDLE thread) noexcept;
-/// Frees the handle and leaves the thread alone. 0, or 1 for a null handle.
+// Frees the handle and leaves the thread alone. 0, or 1 for a null handle.
 int LINUX_DestroyThread(OX_THREAD_HANDLE thread) noexcept;
-/// Not noexcept: ending a thread unwinds its stack.
+// Not noexcept: ending a thread unwinds its stack.
 [[noreturn]] void LINUX_EndThread();
 OX_THREAD_HANDLE OX_CreateThread(OX_THREAD_ATTR* attr, OX_THREAD_ROUTINE routine, void* arg) noexcept;
 int OX_WaitForThreadEnd(OX_THREAD_HANDLE thread) noexcept;
 int OX_DestroyThread(OX_THREAD_HANDLE thread) noexcept;
 [[noreturn]] void OX_EndThread();
 
-/// A recursive mutex. The object is the storage of the pthread_mutex_t and nothing else.
+// A recursive mutex. The object is the storage of the pthread_mutex_t and nothing else.
 class OX_CAPABILITY("mutex") COXMutex {
 public:
     COXMutex() noexcept;
@@ -53,7 +53,7 @@ public:
     void Lock() noexcept OX_ACQUIRE();
     void Unlock() noexcept OX_RELEASE();
     [[nodiscard]] bool TryLock() noexcept OX_TRY_ACQUIRE(true);
-    /// Waits at most timeoutMs; true when the lock was taken. 0 tries once.
+    // Waits at most timeoutMs; true when the lock was taken. 0 tries once.
     [[nodiscard]] bool LockFor(uint32_t timeoutMs) noexcept OX_TRY_ACQUIRE(true);
 
     pthread_mutex_t* Native() noexcept { return &m_mutex; }
@@ -63,7 +63,7 @@ private:
 };
 static_assert(sizeof(COXMutex) == sizeof(pthread_mutex_t));
 
-/// Locks for the length of a scope. A null mutex is ignored.
+// Locks for the length of a scope. A null mutex is ignored.
 class OX_SCOPED_CAPABILITY COXLock {
 public:
     explicit COXLock(COXMutex* mutex) noexcept OX_ACQUIRE(mutex);

@@ -1,4 +1,4 @@
-// Time hooks and rounding. Relies on nothing; most of it does nothing by intent.
+// Time.cpp - see Time.h.
 #include "src/Common/Time.h"
 
 #include <cmath>
@@ -11,7 +11,7 @@ void OX_DebugInfo(const char* /*format*/, ...) noexcept {}
 
 void OX_RunInfo(const char* /*format*/, ...) noexcept {}
 
-// Not std::round: 0.49999999999999994 + 0.5 is 1 in double, and callers get that 1.
+// Preserved for compatibility: not std::round, since 0.49999999999999994 + 0.5 is 1 in double.
 double ox3d::round(double x) noexcept {
     return x > 0.0 ? std::floor(x + 0.5) : std::ceil(x - 0.5);
 }

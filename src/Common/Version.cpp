@@ -1,4 +1,4 @@
-// The build stamp. Relies on __DATE__ ("Mmm dd yyyy", the day padded with a blank) and __TIME__.
+// Version.cpp - see Version.h. Relies on __DATE__ ("Mmm dd yyyy", the day padded with a blank) and __TIME__.
 #include "src/Common/Version.h"
 
 #include <cstdio>
@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-/// The decimal number in the `count` characters at offset, 0 where the text is shorter.
+// The decimal number in the `count` characters at offset, 0 where the text is shorter.
 int NumberAt(const char* text, size_t offset, size_t count) {
     char digits[8] = {};
     if (count < sizeof(digits) && strlen(text) > offset) {

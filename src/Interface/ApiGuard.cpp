@@ -1,10 +1,10 @@
 // ApiGuard.cpp - see ApiGuard.h.
 //
-// Why close never races with the unlocked calls: a call counts itself in and then looks whether the device is
-// closing; close first marks it closing and then looks whether anybody is counted in. Both in sequential
-// consistency, so at least one of the two sees the other. A record that is not closing may have been given to
-// another device since it was looked up, and keeps that one alive: so whose record it is comes last, and not
-// the other way round, where the state seen could be that of the record's next device.
+// Close never races with the unlocked calls: a call counts itself in and then checks whether the device is
+// closing; close marks the device closing and then checks whether a call is counted in. With sequential
+// consistency at least one of the two sees the other. A signal record may have passed to another device since
+// its look-up, and then the count keeps that device alive; so a call compares the record's handle after the
+// state. In the other order the state could be that of the record's next device.
 #include "src/Interface/ApiGuard.h"
 
 #include <time.h>
@@ -27,7 +27,7 @@ CDeviceLock::CDeviceLock(CManager& fresh) OX_NO_THREAD_SAFETY_ANALYSIS
       m_status(OX3D_RGBD_OK) {
     m_mutex->Lock();
     m_isHeld = true;
-    m_signal->m_state = OX_HANDLE_LIVE;
+    m_signal->m_state = EHandleState::Live;
 }
 
 CDeviceLock::~CDeviceLock() {
@@ -53,9 +53,9 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     }
     if (ox3d::CCallbackScope::IsInsideOwner(handle)) {
         while (!m_mutex->LockFor(kLookAgainMs)) {
-            const uint32_t state = m_signal->m_state;
-            if (state != OX_HANDLE_LIVE) {
-                return state == OX_HANDLE_STOPPING ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_HANDLE;
+            const EHandleState state = m_signal->m_state;
+            if (state != EHandleState::Live) {
+                return state == EHandleState::Stopping ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_HANDLE;
             }
         }
     } else {
@@ -64,7 +64,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     m_isHeld = true;
     const bool isSame =
         factory->GetMutexHandle(m_mutex) == handle && factory->GetSignalHandle(m_signal) == handle;
-    if (!isSame || m_signal->m_state == OX_HANDLE_CLOSING) {
+    if (!isSame || m_signal->m_state == EHandleState::Closing) {
         Leave();
         return OX3D_RGBD_E_HANDLE;
     }
@@ -79,7 +79,7 @@ CDevicePin::CDevicePin(void* handle) {
         return;
     }
     ++signal->m_inside;
-    if (signal->m_state == OX_HANDLE_CLOSING || factory->GetSignalHandle(signal) != handle) {
+    if (signal->m_state == EHandleState::Closing || factory->GetSignalHandle(signal) != handle) {
         --signal->m_inside;
         return;
     }
@@ -101,7 +101,7 @@ void CDevicePin::WaitForOthers(OX_HANDLE_SIGNAL* signal) {
     for (const CDevicePin* pin = t_innermostPin; pin != nullptr; pin = pin->m_outer) {
         own += pin->m_signal == signal ? 1 : 0;
     }
-    // Calls inside end by themselves; a short sleep costs a close nothing that its camera would not.
+    // Calls inside end by themselves; a short sleep is little beside the time that a camera takes to close.
     constexpr timespec kPause = {0, 1000000};
     while (signal->m_inside > own) {
         nanosleep(&kPause, nullptr);

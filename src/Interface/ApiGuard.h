@@ -11,7 +11,7 @@
 
 class CManager;
 
-// How often a callback that waits looks whether somebody has begun to wait for it.
+// How often a waiting callback checks whether another thread has begun to wait for it.
 constexpr uint32_t kLookAgainMs = 2;
 
 // Runs `call`, and turns what it throws into a status.
@@ -20,13 +20,14 @@ uint32_t ApiBarrier(Call&& call) {
     return ox3d::StatusBarrier<uint32_t>(OX3D_RGBD_E_MEMORY, OX3D_RGBD_E_HANDLE, call);
 }
 
-// The device lock of a handle, held for a scope. From inside a callback of the same device it does not wait
-// for a thread that in turn waits for callbacks to end: it gives up with the status of that thread's doing.
+// The device lock of a handle, held for a scope. Inside a callback of the same device it does not wait for a
+// thread that in turn waits for callbacks to end: it gives up with the status for what that thread does, stop
+// or close.
 class CDeviceLock {
 public:
     explicit CDeviceLock(void* handle);
-    // For its opener. Nobody gets in before: somebody may be closing, by an old copy, a device that had the
-    // same address.
+    // For the opener, before any other thread gets in: a thread may be closing, by a stale copy of the
+    // handle, a former device at the same address.
     explicit CDeviceLock(CManager& fresh);
     ~CDeviceLock();
     CDeviceLock(const CDeviceLock&) = delete;
@@ -48,7 +49,7 @@ private:
     uint32_t m_status;
 };
 
-// Keeps a device's manager alive for a scope without its lock: close waits for it.
+// Keeps a device's manager alive for a scope without its lock: close waits for the end of the scope.
 class CDevicePin {
 public:
     explicit CDevicePin(void* handle);
@@ -59,8 +60,8 @@ public:
     // Null where the handle is not live.
     CManager* Manager() const { return m_manager; }
 
-    // Returns when no other thread's call is inside `signal`'s device without the lock. Newcomers must have
-    // been shut out by then.
+    // Returns when no other thread's call is inside `signal`'s device without the lock. The device must be
+    // marked closing, so that no new call gets in.
     static void WaitForOthers(OX_HANDLE_SIGNAL* signal);
 
 private:
@@ -69,13 +70,13 @@ private:
     const CDevicePin* m_outer = nullptr;
 };
 
-// What a device's lock holder is doing, for a scope; Keep() leaves it so.
+// The state of a device while the holder of its lock stops or closes it, for a scope; Keep() makes it last.
 class CDeviceState {
 public:
-    CDeviceState(OX_HANDLE_SIGNAL& signal, OX_HANDLE_STATE state)
+    CDeviceState(OX_HANDLE_SIGNAL& signal, EHandleState state)
         : m_signal(&signal), m_state(state), m_former(signal.m_state.exchange(state)) {}
     ~CDeviceState() {
-        // Only its own state is taken back: a close that began inside stays.
+        // Restores the former state unless a close began inside.
         if (m_signal != nullptr) {
             m_signal->m_state.compare_exchange_strong(m_state, m_former);
         }
@@ -87,8 +88,8 @@ public:
 
 private:
     OX_HANDLE_SIGNAL* m_signal;
-    uint32_t m_state;
-    uint32_t m_former;
+    EHandleState m_state;
+    EHandleState m_former;
 };
 
 // call(manager) under the device lock.

@@ -1,4 +1,4 @@
-// ApiLog.h - under which source name the interface's lines stand in the log.
+// ApiLog.h - the source name of the interface's log lines.
 #ifndef OX3D_API_LOG_H
 #define OX3D_API_LOG_H
 

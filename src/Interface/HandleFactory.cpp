@@ -69,10 +69,9 @@ bool CHandleFactory::MapHandleMutex(void* handle) {
     if (signal == nullptr) {
         return false;
     }
-    // The state goes from closing, where the former device left it, to live once the opener has the lock.
-    // Counts stay: a late look-up may be counting itself in and out of the record right now, and both steps
-    // have to find the same number.
-    signal->m_object.m_state = OX_HANDLE_CLOSING;
+    // The opener makes the state live once it has the lock. The counts stay as they are: a late look-up may
+    // be counting itself in and out of the record at this moment, and both steps must find the same number.
+    signal->m_object.m_state = EHandleState::Closing;
     if (m_mutexes.Occupy(handle) == nullptr) {
         m_signals.Vacate(handle);
         return false;

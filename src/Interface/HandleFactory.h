@@ -14,17 +14,17 @@
 
 class CManager;
 
-enum OX_HANDLE_STATE : uint32_t {
-    OX_HANDLE_LIVE = 0,
-    OX_HANDLE_STOPPING = 1, // a thread that holds the device lock waits for callbacks to end
-    OX_HANDLE_CLOSING = 2,  // nobody new gets in; also before its opener holds the device lock
+enum class EHandleState : uint32_t {
+    Live,
+    Stopping, // the thread that holds the device lock waits for callbacks to end
+    Closing,  // new calls are refused; also the state before the opener holds the device lock
 };
 
-// What a device's holders tell each other beside its mutex.
+// What the threads inside a device tell each other beside its mutex.
 struct OX_HANDLE_SIGNAL {
     std::atomic<uint32_t> m_inside{0};  // calls inside that do not hold the device lock
     std::atomic<uint32_t> m_waiting{0}; // callbacks that wait for another callback of the device to end
-    std::atomic<uint32_t> m_state{OX_HANDLE_CLOSING};
+    std::atomic<EHandleState> m_state{EHandleState::Closing};
 };
 
 class CHandleFactory {

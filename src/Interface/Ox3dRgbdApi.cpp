@@ -28,9 +28,9 @@ uint32_t EnumerationCall(Call&& call) {
     return shared == nullptr ? OX3D_RGBD_E_MEMORY : call(*shared);
 }
 
-// Registers a callback under the device lock. After leaving the lock it waits, with the device kept alive,
-// until a call of the former callback has ended: that call may itself be waiting for the lock. Inside another
-// callback of the device it gives up where that call in turn, or a stop or close, waits for this one.
+// Registers a callback under the device lock, leaves the lock, and waits until a call of the former callback
+// has ended: that call may itself be waiting for the lock. Inside another callback of the device it gives up
+// when that call in turn, or a stop or close, waits for this one.
 template <class Register, class Wait>
 uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     CDeviceLock lock(handle);
@@ -38,7 +38,7 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
         return lock.Status();
     }
     const uint32_t status = registerCall(lock.Manager());
-    const CDevicePin pin(handle); // taken under the lock: close cannot be waiting for it yet
+    const CDevicePin pin(handle); // under the lock, so that close cannot be waiting for it yet
     OX_HANDLE_SIGNAL& signal = lock.Signal();
     lock.Leave();
     if (pin.Manager() == nullptr) {
@@ -47,7 +47,7 @@ uint32_t RegisterCallback(void* handle, Register&& registerCall, Wait&& wait) {
     const bool isInside = ox3d::CCallbackScope::IsInsideOwner(handle);
     const bool isAwaited = isInside && signal.m_waiting++ != 0;
     while (!isAwaited && !wait(*pin.Manager(), kLookAgainMs) &&
-           !(isInside && signal.m_state != OX_HANDLE_LIVE)) {
+           !(isInside && signal.m_state != EHandleState::Live)) {
     }
     signal.m_waiting -= isInside ? 1 : 0;
     return status;
@@ -108,7 +108,7 @@ uint32_t OX3D_RGBD_GetDeviceList(uint32_t nDeviceType, OX3D_RGBD_DEVICE_INFO* ps
 uint32_t OX3D_RGBD_CamIsAccessible(OX3D_RGBD_DEVICE_INFO* pstDeviceInfo, uint32_t nAccessMode) {
     return ApiBarrier([&] {
         if (pstDeviceInfo == nullptr) {
-            return OX3D_RGBD_E_HANDLE; // not the parameter status: there is no handle to be null here
+            return OX3D_RGBD_E_HANDLE; // not E_PARAMETER: preserved for compatibility
         }
         CManager::Shared();
         return CManager::CamIsAccessible(pstDeviceInfo, nAccessMode);
@@ -149,7 +149,7 @@ uint32_t OX3D_RGBD_Stop(void* handle) {
         if (lock.Status() != OX3D_RGBD_OK) {
             return lock.Status();
         }
-        const CDeviceState stopping(lock.Signal(), OX_HANDLE_STOPPING);
+        const CDeviceState stopping(lock.Signal(), EHandleState::Stopping);
         return lock.Manager().Stop();
     });
 }

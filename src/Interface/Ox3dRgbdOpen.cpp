@@ -1,4 +1,4 @@
-// Ox3dRgbdOpen.cpp - handles come and go: the four opens, close, and the IP configuration, which works on a
+// Ox3dRgbdOpen.cpp - the life of handles: the four opens, close, and the IP configuration, which works on a
 // handle of its own.
 #include <utility>
 
@@ -12,11 +12,11 @@ namespace {
 
 constexpr const char* kLogSource = kApiLogSource;
 
-// Ends a device whose lock the caller holds. Whoever is inside without the lock is waited for and nobody new
-// gets in; the camera goes down before the registry lock is taken, so that a slow camera keeps no other
-// device from opening.
+// Ends a device whose lock the caller holds: refuses new calls and waits for those inside without the lock.
+// The camera is closed before the registry lock is taken, so that a slow camera does not delay the opening of
+// other devices.
 uint32_t RetireDevice(const CDeviceLock& lock) {
-    CDeviceState closing(lock.Signal(), OX_HANDLE_CLOSING);
+    CDeviceState closing(lock.Signal(), EHandleState::Closing);
     CDevicePin::WaitForOthers(&lock.Signal());
     const uint32_t status = lock.Manager().DeInit();
     if (status != OX3D_RGBD_OK) {
@@ -27,10 +27,10 @@ uint32_t RetireDevice(const CDeviceLock& lock) {
     return OX3D_RGBD_OK;
 }
 
-// Creates a handle and runs work(manager) under its device lock; the handle ends with the first failure.
-// `work` returns the status, `keep` says whether a success leaves the handle open.
+// Creates a handle and runs work(manager) under its device lock. A failure destroys the handle, and so does a
+// success unless isKept.
 template <class Work>
-uint32_t WithNewHandle(bool keep, Work&& work) {
+uint32_t WithNewHandle(bool isKept, Work&& work) {
     CMyHandleFactory* factory = CMyHandleFactory::CreateFactory();
     if (factory == nullptr) {
         return OX3D_RGBD_E_MEMORY;
@@ -41,12 +41,12 @@ uint32_t WithNewHandle(bool keep, Work&& work) {
     }
     const CDeviceLock lock(*manager);
     uint32_t status = ApiBarrier([&] {
-        const uint32_t initRet = manager->Init();
-        return initRet != OX3D_RGBD_OK ? initRet : work(*manager);
+        const uint32_t initStatus = manager->Init();
+        return initStatus != OX3D_RGBD_OK ? initStatus : work(*manager);
     });
-    if (status != OX3D_RGBD_OK || !keep) {
-        const uint32_t retireRet = RetireDevice(lock);
-        if (status == OX3D_RGBD_OK && retireRet != OX3D_RGBD_OK) {
+    if (status != OX3D_RGBD_OK || !isKept) {
+        const uint32_t retireStatus = RetireDevice(lock);
+        if (status == OX3D_RGBD_OK && retireStatus != OX3D_RGBD_OK) {
             status = OX3D_RGBD_E_HANDLE;
         }
     }
@@ -60,13 +60,14 @@ uint32_t Open(void** handle, Bind&& bind) {
         if (status != OX3D_RGBD_OK) {
             return status;
         }
-        *handle = &manager; // before connecting: a failure from here on leaves a dead value there
+        *handle =
+            &manager; // before connecting, preserved for compatibility: a later failure leaves a dead value
         return manager.ConnectDevice();
     });
 }
 
-// Close from inside a callback of the device: the camera library's own thread cannot be asked to end while it
-// is needed here, so a thread of ours waits for the callback to return and closes then.
+// Close from inside a callback of the device: the camera-control library's thread cannot end before the
+// callback returns, so a thread of this library waits for the return and closes then.
 void* CloseBehindCallback(void* argument) {
     auto* manager = static_cast<CManager*>(argument);
     ApiBarrier([&] {
@@ -82,12 +83,12 @@ void* CloseBehindCallback(void* argument) {
 }
 
 uint32_t CloseFromCallback(const CDeviceLock& lock) {
-    CDeviceState closing(lock.Signal(), OX_HANDLE_CLOSING);
+    CDeviceState closing(lock.Signal(), EHandleState::Closing);
     const OX_THREAD_HANDLE thread = OX_CreateThread(nullptr, &CloseBehindCallback, &lock.Manager());
     if (thread == nullptr) {
         return OX3D_RGBD_E_HANDLE;
     }
-    pthread_detach(*static_cast<pthread_t*>(thread)); // nobody is there to join it
+    pthread_detach(*static_cast<pthread_t*>(thread)); // no thread joins it
     OX_DestroyThread(thread);
     closing.Keep();
     // A close that has returned is followed by no further callback.

@@ -1,4 +1,4 @@
-// BindWays.h - what a device to bind is told by.
+// BindWays.h - by what a device is chosen for binding.
 #ifndef OX3D_BIND_WAYS_H
 #define OX3D_BIND_WAYS_H
 

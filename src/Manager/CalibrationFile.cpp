@@ -45,13 +45,14 @@ bool LoadDocument(const char* fileName, XMLDocument* document) {
            document->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
 }
 
-// The messages do not always name what is missing; they are kept since support staff search logs for them.
+// Preserved for compatibility: the messages do not always name the missing element. Support staff search logs
+// for them.
 constexpr const char* kFileLine = "[DepthMapConvert] cfg_file is not exist.\r\n";
 constexpr const char* kRootLine = "[DepthMapConvert] pArithConfig is null.\r\n";
 constexpr const char* kSetLine = "[DepthMapConvert] pRGBD_2 is null.\r\n";
 constexpr const char* kCameraLine = "[DepthMapConvert] camera is null.\r\n";
 
-// Walks from element to element and keeps the line of the first that is missing.
+// Walks from element to element and remembers the log line of the first missing one.
 class CWalk {
 public:
     const XMLElement* Child(const XMLElement* parent, const char* name, const char* line) {
@@ -88,7 +89,7 @@ int IntAttribute(const XMLElement* element, const char* name) {
                                                                                                    : 0;
 }
 
-// "RGBD_1" where its "img_w" is the width, else "RGBD_2", whose own width nobody checks.
+// "RGBD_1" where its "img_w" is the width, else "RGBD_2", whose own width is not checked.
 const XMLElement* SelectSet(const XMLDocument& document, int64_t width, CWalk* walk) {
     const XMLElement* root = document.RootElement();
     if (root == nullptr) {
@@ -108,10 +109,10 @@ constexpr const char* kIntrinsicNames[] = {"fx", "fy", "cx", "cy"};
 const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* out) {
     const XMLElement* left = walk->Child(set, "Left_correct", "[DepthMapConvert] Left_correct is null.\r\n");
     const XMLElement* leftIntrins = walk->Child(left, "Intrins", "[DepthMapConvert] ty is null.\r\n");
-    const XMLElement* way =
+    const XMLElement* extrinsics =
         walk->Child(set, "Left_correct_2_RGB", "[DepthMapConvert] Left_correct is null.\r\n");
-    const XMLElement* rotation = walk->Child(way, "RotMat", "[DepthMapConvert] pRotMat is null.\r\n");
-    const XMLElement* translation = walk->Child(way, "TVec", "[DepthMapConvert] pTVec is null.\r\n");
+    const XMLElement* rotation = walk->Child(extrinsics, "RotMat", "[DepthMapConvert] pRotMat is null.\r\n");
+    const XMLElement* translation = walk->Child(extrinsics, "TVec", "[DepthMapConvert] pTVec is null.\r\n");
     const XMLElement* rgb = walk->Child(set, "RGB", "[DepthMapConvert] pRGB is null.\r\n");
     const XMLElement* rgbIntrins = walk->Child(rgb, "Intrins", "[DepthMapConvert] pRgbData is null.\r\n");
     const XMLElement* distort = walk->Child(rgb, "Distort", "[DepthMapConvert] pRgbDistort is null.\r\n");

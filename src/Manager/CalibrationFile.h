@@ -10,7 +10,7 @@
 
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
-// The depth camera, the color camera and the way from one to the other. Translation in the depth's unit.
+// Depth camera, color camera and the transform between them. The translation has the unit of the depth.
 struct DepthCalibration {
     float m_depthIntrinsics[4]; // fx, fy, cx, cy in pixels
     float m_depthToColor[16];   // row-major 4 x 4, last row 0 0 0 1

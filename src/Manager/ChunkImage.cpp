@@ -4,7 +4,7 @@
 #include <cstring>
 
 EChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
-                            ChunkImage* slot) {
+                            ChunkImage* image) {
     if (chunk.pChunkData == nullptr || chunk.nChunkLen < headerBytes) {
         return EChunkResult::TooShort;
     }
@@ -20,6 +20,6 @@ EChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerB
     uint32_t words[3];
     memcpy(words, chunk.pChunkData, sizeof(words));
     memcpy(buffer->Data(), chunk.pChunkData + headerBytes, payloadBytes);
-    *slot = {true, chunk.nChunkID, words[0], words[1], words[2], payloadBytes};
+    *image = {true, chunk.nChunkID, words[0], words[1], words[2], payloadBytes};
     return EChunkResult::Copied;
 }

@@ -22,10 +22,10 @@ struct ChunkImage {
 
 enum class EChunkResult { Copied, TooShort, NoBuffer, NoGrowth };
 
-// Copies the chunk's image into the buffer and then, all at once, sets the slot. The payload length is noted
-// in the chunk's own header word 3, where readers of the raw chunk expect it. On any other result slot,
-// chunk and (but for its first allocation) buffer stay as they were.
+// Copies the chunk's image into the buffer, then sets *image. The payload length is written into word 3 of
+// the chunk's own header, where readers of the raw chunk expect it. On any other result image, chunk and (but
+// for its first allocation) buffer stay as they were.
 EChunkResult TakeChunkImage(const OX_CHUNK_DATA_CONTENT& chunk, uint32_t headerBytes, CGrowBuffer* buffer,
-                            ChunkImage* slot);
+                            ChunkImage* image);
 
 #endif

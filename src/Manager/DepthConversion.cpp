@@ -138,7 +138,7 @@ uint32_t CDepthConversion::EnsureBuffers(uint64_t pixels) {
     return OX3D_RGBD_OK;
 }
 
-// Read once: a later change of resolution keeps the set that the first image chose.
+// Read once: the set that the first image selects stays for other resolutions.
 uint32_t CDepthConversion::EnsureCalibration(uint32_t depthWidth) {
     if (m_isCalibrationLoaded) {
         return OX3D_RGBD_OK;

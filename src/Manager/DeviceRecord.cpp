@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 
-// The six Ethernet texts lie in the same order and widths in both records: one block.
+// The six Ethernet texts have the same order and widths in both records: one block.
 constexpr size_t kEthernetTextBytes = 32 + 32 + 32 + 48 + 16 + 16;
 static_assert(offsetof(OX3D_RGBD_DEVICE_INFO, chManufacturerName) == 0);
 static_assert(offsetof(OX3D_RGBD_DEVICE_INFO, nDeviceType) == kEthernetTextBytes);

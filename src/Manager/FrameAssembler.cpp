@@ -20,8 +20,8 @@ constexpr ChunkKind kExtended = {32, "m_pExtendImageData"};
 constexpr ChunkKind kDemosaic = {28, "m_pDemaImageData"};
 
 uint32_t TakeChunk(const OX_CHUNK_DATA_CONTENT& chunk, const ChunkKind& kind, CGrowBuffer* buffer,
-                   ChunkImage* slot) {
-    switch (TakeChunkImage(chunk, kind.m_headerBytes, buffer, slot)) {
+                   ChunkImage* image) {
+    switch (TakeChunkImage(chunk, kind.m_headerBytes, buffer, image)) {
     case EChunkResult::Copied:
         return OX3D_RGBD_OK;
     case EChunkResult::TooShort:
@@ -191,7 +191,7 @@ uint32_t CFrameAssembler::AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) {
         return OX3D_RGBD_E_NO_DATA;
     }
     if (!m_rgbdBuffer.EnsureExists()) {
-        // The number is the extended buffer's size, as it always was in this line.
+        // Preserved for compatibility: the number is the size of the extended buffer.
         OX_LOG_ERROR("[FillFrameData] New m_pRgbdImageData buf len (%d) fail.\r\n",
                      static_cast<int>(m_extendedBuffer.Capacity()));
         return OX3D_RGBD_E_MEMORY;

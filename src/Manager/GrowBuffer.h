@@ -28,7 +28,7 @@ public:
         return m_data != nullptr;
     }
 
-    // Exactly `bytes` when the capacity is below that. Contents are not kept.
+    // Exactly `bytes` when the capacity is below that. The contents are lost.
     bool Grow(uint64_t bytes) {
         if (m_data != nullptr && bytes <= m_capacity) {
             return true;

@@ -13,7 +13,7 @@ public:
         try {
             m_frames.push_back(frame);
         } catch (const std::bad_alloc&) {
-            OX_FRAME_OUT back = frame; // not even room to remember it
+            OX_FRAME_OUT back = frame; // no memory to remember it: it goes back at once
             camera->FreeImageBuffer(&back);
         }
     }

@@ -116,7 +116,7 @@ public:
     // Called without any lock.
     bool WaitForFormerFrameCallback(uint32_t ms) { return m_frameCallback.WaitFormer(ms); }
     bool WaitForFormerExceptionCallback(uint32_t ms) { return m_exceptionCallback.WaitFormer(ms); }
-    // No callback is begun any more.
+    // No callback begins from here on.
     void DropCallbacks();
     // Returns when no other thread is inside a callback.
     void WaitForCallbacks();
@@ -141,7 +141,7 @@ private:
     // OX3D_RGBD_OK with a camera that is opened; else OX3D_RGBD_E_STATE after the matching log line.
     uint32_t CheckOpened(const char* notPresentLine = "camera is null\r\n",
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
-    // The checks of the plain calls on a camera: what the caller gave, then the camera itself.
+    // The checks of the plain calls on a camera: first the arguments, then the camera.
     uint32_t CheckCall(bool hasArguments) const;
     uint32_t FetchCalibrationFile(const char* serialNumber);
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);

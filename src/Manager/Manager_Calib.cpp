@@ -52,7 +52,7 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     CalibrationFileName(serialNumber.c_str(), name);
 
     const COXLock lock(&m_calibrationFileMutex);
-    // A camera that cannot be asked now still has the copy that was taken when it was opened.
+    // When the camera cannot be read now, the local copy from opening it still serves.
     status = FetchCalibrationFile(serialNumber.c_str());
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);

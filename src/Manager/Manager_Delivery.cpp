@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 
-// "Device offline" in GBK; part of the interface, applications show it as it is.
+// "Device offline" in GBK; part of the interface, applications show these bytes.
 constexpr char kOfflineText[] = "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF";
 
 // An application's callback must not unwind through the camera library's frames.
@@ -55,7 +55,7 @@ uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, voi
         OX_LOG_ERROR("[RegisterExceptionCB] The camera is not connect \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    // Published first: a device that is lost right now is not missed.
+    // Published first: the loss of the device during the registration is reported too.
     const auto former = m_exceptionCallback.Publish({callback, user});
     const uint32_t status = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
     if (status != OX3D_RGBD_OK) {
@@ -148,8 +148,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         return;
     }
     // Lock before counting the call in flight; otherwise a callback that unregisters itself waits for a
-    // queued frame. The lock is also left before: once the call is no longer counted, the manager may be
-    // destroyed.
+    // queued frame. The lock is also released before the count: from then on the manager may be destroyed.
     std::optional<ox3d::CCallbackCall<OX3D_RGBD_FrameDataCallBack>> call;
     const COXLock lock(&m_callbackMutex);
     call.emplace(m_frameCallback, this);
@@ -185,7 +184,7 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
         OX_LOG_ERROR("[FetchFrame] The camera is not start work.\r\n");
         return OX3D_RGBD_E_STATE;
     }
-    // A callback that was just taken away may still be running elsewhere, on the buffers needed here.
+    // A callback that was just unregistered may still run on another thread, on the buffers needed here.
     if (m_frameCallback.IsRegistered() || m_frameCallback.IsBusyElsewhere()) {
         OX_LOG_INFO("[FetchFrame] Have already register result output,  not support use this func.\r\n");
         return OX3D_RGBD_E_STATE;
@@ -211,7 +210,8 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
     return OX3D_RGBD_OK;
 }
 
-// From the camera library's buffer to the application's record; the buffer goes back on every path but one.
+// From the camera-control library's buffer to the application's record; every path but one gives the buffer
+// back.
 uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw) {
     CCameraModule* camera = m_pcCamera;
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
@@ -219,7 +219,7 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     ClearAllLocalData();
     if (!m_imageBuf.Grow(info.nFrameLen)) {
         OX_LOG_ERROR("[FetchFrame] malloc m_pImageBuff (%d) failed.\r\n", info.nFrameLen);
-        // The camera's buffer stays out until stop or close: a process this short of memory gets room by it.
+        // Preserved for compatibility: the camera's buffer is not given back before stop or close.
         m_heldFrames.Keep(camera, *raw);
         return OX3D_RGBD_E_MEMORY;
     }

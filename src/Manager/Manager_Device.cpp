@@ -26,8 +26,8 @@ uint32_t TransportMask(uint32_t deviceType) {
     }
 }
 
-// The serial number stands at one place in an Ethernet record and at another in a USB record. Both places
-// are read in every record, whatever its transport.
+// An Ethernet record and a USB record have the serial number at different offsets. Both are read in every
+// record, whatever its transport.
 bool MatchesSerialNumber(const OX_CC_DEVICE_INFO& device, const char* serialNumber, const char* operation) {
     const auto gige = FixedText(device.stGigEInfo.chSerialNumber);
     const auto usb = FixedText(device.stUsb3Info.chSerialNumber);
@@ -145,7 +145,7 @@ int CManager::CompareBindParm(OX_BIND_WAYS way, const char* parm, const OX_CC_DE
     }
     int found = 0;
     if (way == OX_BIND_WAYS::First) {
-        index = 0; // without a look at the list: an empty one fails when the handle is created
+        index = 0; // an empty list fails later, when the handle is created
         found = 1;
     } else {
         for (uint32_t i = 0; i < list->nDeviceNum && found == 0; ++i) {
@@ -281,7 +281,7 @@ uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {
 
 uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
     uint32_t status = CheckCall(out != nullptr);
-    if (status != OX3D_RGBD_OK || out == nullptr) { // the second follows, out of an analyser's sight
+    if (status != OX3D_RGBD_OK || out == nullptr) { // implied by the status; for the static analyser
         return status;
     }
     CCameraModule* camera = m_pcCamera;
@@ -293,8 +293,8 @@ uint32_t CManager::CamGetDeviceInfo(OX3D_RGBD_DEVICE_INFO* out) {
         return status;
     }
     FillDeviceInfo(device, out);
-    // For USB devices as well, where they replace the vendor and product id: callers have come to see zeros
-    // there.
+    // For USB devices as well, where the address replaces vendor and product id: preserved for applications
+    // that expect zeros there.
     if (device.nTLayerType == OX_CC_GIGE_DEVICE || device.nTLayerType == OX_CC_USB_DEVICE) {
         FillMacAddress(device, out);
     }

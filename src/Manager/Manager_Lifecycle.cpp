@@ -14,13 +14,13 @@ namespace {
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr uint64_t kImageBufferBytes = 0xA00000;
 
-// What a camera is switched to after opening: RGB-D output, the color image as chunk data, and on USB the
-// demosaic pair as well.
+// Features that are set after opening: RGB-D output, the color image as chunk data, and on USB the demosaic
+// pair as well.
 struct FeatureStep {
     const char* m_key;
     uint32_t m_type;
     uint32_t m_value;
-    const char* m_what; // in the line that a failure writes
+    const char* m_label; // in the log line of a failure
 };
 
 constexpr FeatureStep kWorkMode[] = {
@@ -54,15 +54,15 @@ uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
         }
         const uint32_t status = camera->SetValue(step.m_key, &param);
         if (status != OX3D_RGBD_OK) {
-            OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_what, status);
+            OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_label, status);
             return status;
         }
     }
     return OX3D_RGBD_OK;
 }
 
-// The profile's node count. The integer reader gives its default for a 0 as well as for a missing key; an
-// operator who wrote a 0 is to find a line about it, so the text tells the two apart.
+// The profile's node count. The integer reader returns its default for a 0 as well as for a missing key. A
+// written 0 gets a log line, so the text tells the two apart.
 uint32_t ReadBufferNode(const char* path) {
     constexpr const char* kSection = "CameraConfig";
     constexpr const char* kKey = "BufferNode";
@@ -110,7 +110,7 @@ CManager::CManager()
     ResetMember();
 }
 
-// Shuts down what is still up, so that an open that failed half-way leaves nothing behind.
+// Releases the camera and the buffers after an open that failed half-way.
 CManager::~CManager() {
     if (m_pcCamera != nullptr || m_imageBuf.Data() != nullptr) {
         DeInit();
@@ -136,7 +136,7 @@ uint32_t CManager::Init() {
     OX_LOG_INFO("[Init] Begin.\r\n");
     if (!m_imageBuf.EnsureExists()) {
         OX_LOG_ERROR("[Init] New m_pImageBufAddr buf fail.\r\n");
-        // The text lacks a percent sign: the code is not printed, and readers of the log know the line so.
+        // Preserved for compatibility: the text lacks a percent sign, so the code is not printed.
         OX_LOG_ERROR("[Init] catch a error, nRet:[#x].\r\n");
         Release();
         OX_LOG_INFO("[Init] end success.\r\n");
@@ -150,7 +150,8 @@ uint32_t CManager::ConnectDevice() {
     OX_LOG_INFO("[ConnectDevice] begin.\r\n");
     CCameraModule* camera = m_pcCamera;
     if (camera == nullptr) {
-        OX_LOG_ERROR("[ConnectDevice] m_pcCamera is not null.\r\n"); // it is; the text is as it always was
+        // Preserved for compatibility: the text says the opposite.
+        OX_LOG_ERROR("[ConnectDevice] m_pcCamera is not null.\r\n");
         return OX3D_RGBD_E_STATE;
     }
     if (m_isOpened != 0) {
@@ -229,7 +230,7 @@ uint32_t CManager::Start() {
         return status;
     }
     OX_LOG_INFO("[Start] StartGrabbing success.\r\n");
-    // The counter first: a frame that arrives between the two would otherwise be counted and forgotten.
+    // Counter before flag: otherwise a frame that arrives between the two is counted and its number lost.
     m_lastFrameNum.store(0, std::memory_order_relaxed);
     m_isGrabbing = 1;
     OX_LOG_INFO("[Start] end success.\r\n");
@@ -276,7 +277,7 @@ uint32_t CManager::DeInit() {
     if (camera != nullptr) {
         m_heldFrames.GiveBack(camera);
         camera->DeInit();
-        // A camera-control library that does not wait for its own callbacks must not outlive the buffers.
+        // The camera-control library may return while one of its callbacks runs; the buffers must outlive it.
         WaitForCallbacks();
         m_pcCamera = nullptr;
         m_isOpened = 0;

@@ -14,8 +14,8 @@ namespace {
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr const char* kProfileName = "Ox3dRgbdCfg.ini";
 constexpr const char* kLogDirectory = "./Ox3dRgbdLog";
-// The size limit of a log file. The profile's own size is only reported: files of another size would not
-// rotate where operators expect them to.
+// Preserved for compatibility: the size limit of a log file is fixed, and the size in the profile is only
+// logged.
 constexpr unsigned int kLogSizeMiB = 100;
 constexpr unsigned int kMinReportedMiB = 5;
 constexpr unsigned int kMaxReportedMiB = 1000;

@@ -16,7 +16,7 @@ OX_CC_FILE_ACCESS* AsCameraRecord(OX3D_RGBD_FILE_ACCESS* access) {
     return reinterpret_cast<OX_CC_FILE_ACCESS*>(access);
 }
 
-// The lines of the write are those of the read: they are searched for under that name.
+// Preserved for compatibility: a write logs the lines of a read.
 bool IsRegisterRange(int64_t address, int64_t length) {
     if (address < 0) {
         OX_LOG_ERROR("ReadAddressMem, nRegAddress is < 0, invalid.\r\n");
@@ -237,7 +237,7 @@ uint32_t CManager::GetGvcpTimeout(uint32_t* ms) {
     }
     status = m_pcCamera.load()->GetGvcpTimeout(ms);
     if (status != OX3D_RGBD_OK) {
-        // "Set" is the line's word for both directions.
+        // Preserved for compatibility: "Set" for both directions.
         OX_LOG_ERROR("[GetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", status);
     }
     return status;

@@ -108,7 +108,7 @@ uint32_t CManager::GetCamParamsType(const char* key, OX3D_RGBD_PARAM* value) {
     }
     status = GetParamValue(type, value);
     if (status != OX3D_RGBD_OK) {
-        // The line's conversion wants a text.
+        // The conversion in the line is %s.
         OX_LOG_ERROR("GetParamValue fail, pInterfaceType(%s), nRet:[%#x].\r\n", std::to_string(type).c_str(),
                      status);
     }
@@ -137,7 +137,7 @@ uint32_t CManager::CamSetCommandValue(const char* key) {
     }
     CCameraModule* camera = m_pcCamera;
     if (m_softTrigger == 0 && strcmp(key, "TriggerSoftware") == 0) {
-        // A camera that refuses the switch may be triggered by software all the same: the command decides.
+        // Its failure is ignored: some cameras refuse the switch and accept the trigger.
         SetSoftTriggerSwitchAfterOpen();
     }
     return camera->SetCommandValue(key);

@@ -1,5 +1,6 @@
-// RetiringBuffer.h - a buffer that grows while somebody may still read what it held: a block that was lent is
-// retired when a larger one replaces it, and freed only when its owner says that no reader is left.
+// RetiringBuffer.h - a buffer that grows while the application may still read its former block: a block that
+// was lent is retired when a larger one replaces it, and freed only when its owner says that no reader is
+// left.
 #ifndef OX3D_RETIRING_BUFFER_H
 #define OX3D_RETIRING_BUFFER_H
 
@@ -35,7 +36,7 @@ public:
         return true;
     }
 
-    // The block in use, for somebody who may read it until TakeBack; there must be one.
+    // The block in use, for a reader that may use it until TakeBack; there must be one.
     uint8_t* Lend() {
         m_newest->m_isLent = true;
         return Data();

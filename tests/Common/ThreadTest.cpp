@@ -115,25 +115,25 @@ TEST_F(Ring, ANodeKeepsItsLengthUntilTheCommitAfterItsOwn) {
     ASSERT_EQ(m_ring.InitBufList(5, 16, 4, 0, 0), OX3D_RGBD_OK);
     DATA_NODE* const first = m_ring.GetSpareNode();
     for (int i = 0; i < 2; ++i) {
-        m_ring.GetSpareNode()->mainLengthBytes = 7;
+        m_ring.GetSpareNode()->m_mainLengthBytes = 7;
         m_ring.CommitWrite();
     }
     EXPECT_EQ(m_ring.CommitRead(), 1);
-    EXPECT_EQ(first->mainLengthBytes, 7U);
+    EXPECT_EQ(first->m_mainLengthBytes, 7U);
     EXPECT_EQ(m_ring.CommitRead(), 1);
-    EXPECT_EQ(first->mainLengthBytes, 0U);
+    EXPECT_EQ(first->m_mainLengthBytes, 0U);
     EXPECT_EQ(m_ring.CommitRead(), 1) << "an empty ring says yes as well";
-    EXPECT_EQ(first[1].mainLengthBytes, 7U) << "and changes nothing";
+    EXPECT_EQ(first[1].m_mainLengthBytes, 7U) << "and changes nothing";
 }
 
 TEST_F(Ring, ReplacesAMainBufferOnlyWithinTheLimits) {
     ASSERT_EQ(m_ring.InitBufList(1, 0x2000001, 0, 0, 0), OX3D_RGBD_OK);
     DATA_NODE* const node = m_ring.GetSpareNode();
-    EXPECT_EQ(node->mainSizeBytes, 0x2000000U) << "32 MiB is the largest block";
+    EXPECT_EQ(node->m_mainSizeBytes, 0x2000000U) << "32 MiB is the largest block";
     EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0x2000001), OX3D_RGBD_E_MEMORY);
     EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 64), OX3D_RGBD_OK);
-    memset(node->mainBuf, 1, node->mainSizeBytes);
-    EXPECT_EQ(node->mainSizeBytes, 64U);
+    memset(node->m_mainBuf, 1, node->m_mainSizeBytes);
+    EXPECT_EQ(node->m_mainSizeBytes, 64U);
     EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0), OX3D_RGBD_E_PARAMETER);
 }
 

@@ -12,8 +12,8 @@
 namespace {
 
 constexpr const char* kLogSource = "../../src/BasicComponent/Algorithm/DepthConvertVm/DepthConvertVm";
-// Images up to 12 megapixels, the common data transform alone. The capabilities belong to other processes: they
-// only have to be in range.
+// Images up to 12 megapixels, the common data transform alone. The capabilities belong to other processes:
+// they only have to be in range.
 constexpr OXB3D_BINOSTEREO_ABILITY kAbility = {.width = 4000,
                                                .height = 3000,
                                                .abilityFlags = OXB3D_BINOSTEREO_ABILITY_COMMON_TRANS,
