@@ -1,11 +1,10 @@
 // FramePath.cpp - see FramePath.h.
 #include "bench/FramePath.h"
 
-#include "tests/doubles/DoubleControl.h"
+#include "tests/doubles/Double.h"
 #include "virtual-camera/frames/FrameSource.h"
 
 #include <cstring>
-#include <dlfcn.h>
 #include <stdexcept>
 #include <string>
 
@@ -15,18 +14,6 @@ namespace {
 constexpr const char* kSerial = "BENCH1";
 constexpr size_t kChunkHeaderBytes = 32;
 constexpr uint32_t kImages = 3; // depth, color, RGB-D
-
-const DoubleControl& Camera() {
-    static const DoubleControl* const control = [] {
-        void* const library = dlopen("libOxCameraControl.so", RTLD_NOW);
-        void* const getter = library != nullptr ? dlsym(library, "Double_GetControl") : nullptr;
-        return getter != nullptr ? reinterpret_cast<DoubleGetControl>(getter)() : nullptr;
-    }();
-    if (control == nullptr) {
-        throw std::runtime_error("the scripted camera-control library is not found");
-    }
-    return *control;
-}
 
 } // namespace
 
@@ -70,8 +57,8 @@ void CFramePath::OpenCamera() {
     OX_CC_DEVICE_INFO device = {};
     device.nTLayerType = OX_CC_GIGE_DEVICE;
     std::memcpy(device.stGigEInfo.chSerialNumber, kSerial, std::strlen(kSerial));
-    Camera().SetDevices(&device, 1);
-    Camera().SetFile("RGBDSensorCali", m_calibration.c_str());
+    ox3d::test::Double().SetDevices({device});
+    ox3d::test::Double().SetFile("RGBDSensorCali", m_calibration);
     Demand(m_manager.Init(), "init");
     Demand(m_manager.BindDeviceBySerialNumber(kSerial), "bind");
     Demand(m_manager.ConnectDevice(), "connect");

@@ -68,11 +68,11 @@ TEST_F(Module, OtherCallsOfTheCameraAreMadeAsTheyAre) {
 TEST_F(Module, VolumeEventsReachTheirCallback) {
     OX_CC_EVENT_CALLBACK trampoline = nullptr;
     void* user = nullptr;
-    Work look = [&](const DoubleCall& call) {
-        trampoline = reinterpret_cast<OX_CC_EVENT_CALLBACK>(call.pfnCallBack);
-        user = call.pOutput;
+    auto look = [&](const DoubleCall& call) {
+        trampoline = reinterpret_cast<OX_CC_EVENT_CALLBACK>(call.m_callback);
+        user = call.m_output;
     };
-    OnCall(DOUBLE_OX_CC_RegisterEventCallBackEx, &look);
+    OnCall(DOUBLE_OX_CC_RegisterEventCallBackEx, look);
     const auto count = [](OX_EVENT_OUT_INFO* info, void* counter) {
         *static_cast<int*>(counter) += info->nEventID;
     };

@@ -31,7 +31,7 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
     OpenWithAllSwitchesOn();
     for (int i = 0; i < 3; ++i) {
         const OX_FRAME_OUT out = m_raw.Out();
-        Double().QueueFrame(&out);
+        Double().QueueFrame(out);
         const uint64_t before = g_allocations;
         ASSERT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 1000), OX3D_RGBD_OK);
         EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
@@ -55,7 +55,7 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasPushed) {
     ASSERT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, count, &images), OX3D_RGBD_OK);
     for (int i = 0; i < 3; ++i) {
         const uint64_t before = g_allocations;
-        Double().DeliverFrame(m_raw.Main().data(), m_raw.Info(), 1);
+        Double().DeliverFrame(m_raw.Main().data(), m_raw.Info());
         EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
     }
     EXPECT_EQ(images, 9u);

@@ -151,7 +151,7 @@ TEST_F(Arguments, UnusableOnesAreRefusedInOrder) {
     for (const Row& row : kRefusals) {
         Expect(row, kUnknown, row.m_line);
     }
-    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_EnumDevices), 0u);
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_EnumDevices), 0u);
 }
 
 TEST_F(Arguments, InitializeAndReleaseDoNothing) {

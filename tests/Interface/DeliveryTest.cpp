@@ -39,7 +39,7 @@ protected:
     uint32_t FetchNothing(uint32_t timeoutMs = 0) {
         return OX3D_RGBD_FetchFrame(m_handle, &m_frame, timeoutMs);
     }
-    static void Deliver(CRawFrame& frame) { Double().DeliverFrame(frame.Main().data(), frame.Info(), 1); }
+    static void Deliver(CRawFrame& frame) { Double().DeliverFrame(frame.Main().data(), frame.Info()); }
 };
 
 TEST_F(Delivery, FetchingNeedsAStartedCamera) {
@@ -47,16 +47,16 @@ TEST_F(Delivery, FetchingNeedsAStartedCamera) {
     Start();
     ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
     EXPECT_EQ(FetchNothing(), OX3D_RGBD_E_STATE);
-    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_GetImageBuffer), 0u);
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_GetImageBuffer), 0u);
 }
 
 TEST_F(Delivery, TheTimeOutIsTheCamerasAndEveryFailureOfItMeansNoFrame) {
     Start();
-    Work look = [](const DoubleCall& call) {
+    auto look = [](const DoubleCall& call) {
         const OX_FRAME_OUT empty = {};
-        EXPECT_EQ(memcmp(call.pOutput, &empty, sizeof(empty)), 0) << "the camera gets a zeroed record";
+        EXPECT_EQ(memcmp(call.m_output, &empty, sizeof(empty)), 0) << "the camera gets a zeroed record";
     };
-    OnCall(DOUBLE_OX_CC_GetImageBuffer, &look);
+    OnCall(DOUBLE_OX_CC_GetImageBuffer, look);
     EXPECT_CALLS(FetchNothing(12), OX3D_RGBD_E_NO_DATA, "OX_CC_GetImageBuffer(12)");
     Fail(DOUBLE_OX_CC_GetImageBuffer, OX_CC_E_RESOURCE);
     EXPECT_EQ(FetchNothing(0xFFFFFFFF), OX3D_RGBD_E_NO_DATA);
@@ -111,9 +111,9 @@ TEST_F(Delivery, FramesBeforeStartAndFramesWithoutPartsAreDropped) {
     EXPECT_EQ(LinesOf([&] { Deliver(frame); }),
               Lines{"[ImageCallBack] ImageCallBack begin, but not start job!"});
     Start();
-    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(nullptr, frame.Info(), 1); }),
+    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(nullptr, frame.Info()); }),
               Lines{"[ImageCallBack] param  pData is null."});
-    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(frame.Main().data(), nullptr, 1); }),
+    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(frame.Main().data(), nullptr); }),
               Lines{"[ImageCallBack] param  pFrameInfo is null."});
     EXPECT_EQ(receiver.m_count, 0);
 }
@@ -158,8 +158,8 @@ TEST_F(Delivery, ABufferThatCannotBeGivenBackFailsTheFetch) {
     CRawFrame frame(64, 48, 1);
     EXPECT_LAST_LINE(Fetch(frame), OX3D_RGBD_E_MEMORY, "[FetchFrame] FreeImageBuffer fail [0x80060005]");
     OX_FRAME_OUT out = frame.Out();
-    EXPECT_EQ(Ledger().nLentFrames, 1u);
-    Double().QueueFrame(&out); // the refused buffer comes again
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 1u);
+    Double().QueueFrame(out); // the refused buffer comes again
     EXPECT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_OK);
     Double().Reset(); // one is out for good: the camera refused it
 }
@@ -169,9 +169,9 @@ TEST_F(Delivery, ANullBufferOfTheCameraIsNoFrame) {
     CRawFrame frame(64, 48);
     OX_FRAME_OUT out = frame.Out();
     out.pBufAddr = nullptr;
-    Double().QueueFrame(&out);
+    Double().QueueFrame(out);
     EXPECT_NE(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_OK);
-    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 0u);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_OK);
 }
 
@@ -201,12 +201,12 @@ TEST_F(Delivery, AFetchWithoutMemoryKeepsTheCamerasBufferUntilStop) {
         const CScarceMemory scarce;
         EXPECT_LAST_LINE(Fetch(frame), OX3D_RGBD_E_MEMORY, "[FetchFrame] malloc m_pImageBuff (-16) failed.");
     }
-    EXPECT_EQ(Ledger().nLentFrames, 1u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 1u);
     CRawFrame good(64, 48, 2);
     EXPECT_EQ(Fetch(good), OX3D_RGBD_OK) << "the next good frame works";
-    EXPECT_EQ(Ledger().nLentFrames, 1u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 1u);
     EXPECT_CALLS(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK, "OX_CC_FreeImageBuffer()", "OX_CC_StopGrabbing()");
-    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 0u);
 }
 
 TEST_F(Delivery, ColorWithoutMemoryIsLeftOutAndTheNextFrameHasIt) {
@@ -252,14 +252,14 @@ struct Witness {
 TEST_F(Delivery, TheLossOfTheDeviceIsTheOneException) {
     Witness witness;
     ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, &Witness::OnException, &witness), OX3D_RGBD_OK);
-    Double().RaiseException(0x8002, 1);
+    Double().RaiseException(0x8002);
     EXPECT_TRUE(witness.m_seen.empty());
-    Double().RaiseException(0x8001, 1);
+    Double().RaiseException(0x8001);
     ASSERT_EQ(witness.m_seen.size(), 1u);
     EXPECT_EQ(witness.m_seen[0].nExceptionId, OX3D_RGBD_EXCEPTION_OFFLINE);
     EXPECT_STREQ(witness.m_seen[0].chExceptionDes, "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF");
     ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
-    Double().RaiseException(0x8001, 1);
+    Double().RaiseException(0x8001);
     EXPECT_EQ(witness.m_seen.size(), 1u);
     Fail(DOUBLE_OX_CC_RegisterExceptionCallBack, OX_CC_E_SUPPORT);
     EXPECT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, &Witness::OnException, &witness),

@@ -15,7 +15,7 @@ protected:
         return records;
     }
     OX3D_RGBD_DEVICE_INFO RecordOf(const OX_CC_DEVICE_INFO& device) {
-        SetDevices({device});
+        Double().SetDevices({device});
         return List(OX3D_RGBD_DEVICE_ALL, 1, 1)[0];
     }
     static OX3D_RGBD_DEVICE_INFO Untouched() {
@@ -42,12 +42,12 @@ TEST_F(Enumeration, TheDeviceTypeDecidesWhichTransportsAreAsked) {
     EXPECT_CALLS(Count(OX3D_RGBD_DEVICE_USB), 1u, "OX_CC_EnumDevices(4)");
     EXPECT_CALLS(Count(OX3D_RGBD_DEVICE_ALL), 2u, "OX_CC_EnumDevices(5)");
     EXPECT_STREQ(List(OX3D_RGBD_DEVICE_USB, 2, 1)[0].chSerialNumber, "USB1");
-    SetDevices({});
+    Double().SetDevices({});
     EXPECT_EQ(Count(), 0u);
 }
 
 TEST_F(Enumeration, AListStopsAtItsCapacityInTheCamerasOrder) {
-    SetDevices({EthernetDevice("A"), UsbDevice("B"), EthernetDevice("C")});
+    Double().SetDevices({EthernetDevice("A"), UsbDevice("B"), EthernetDevice("C")});
     const Records records = List(OX3D_RGBD_DEVICE_ALL, 2, 2);
     EXPECT_STREQ(records[0].chSerialNumber, "A");
     EXPECT_STREQ(records[1].chSerialNumber, "B");
@@ -180,7 +180,8 @@ protected:
 TEST_F(Binding, FindsTheFirstDeviceThatMatchesExactly) {
     OX_CC_DEVICE_INFO usb = UsbDevice("B", "Model U");
     usb.stUsb3Info.nDeviceNumber = 0x07000001; // at the place of an Ethernet device's IP
-    SetDevices({EthernetDevice("A", "Twin", 0x0A000001), EthernetDevice("C", "Twin", 0x0A000002), usb});
+    Double().SetDevices(
+        {EthernetDevice("A", "Twin", 0x0A000001), EthernetDevice("C", "Twin", 0x0A000002), usb});
     EXPECT_EQ(ByIp("10.0.0.2"), "C");
     EXPECT_EQ(ByIp("7.0.0.1"), "B") << "whatever the transport";
     EXPECT_EQ(ByIp("10.0.0.02"), "");
@@ -200,13 +201,13 @@ TEST_F(Binding, ARecordIsFoundAgainByItsSerialNumberAlone) {
     SetText(info.chModelName, "anything");
     EXPECT_EQ(ByRecord(&info), "USB1");
     const std::string full(16, '9'); // no terminator in the field
-    SetDevices({EthernetDevice("A"), EthernetDevice(full)});
+    Double().SetDevices({EthernetDevice("A"), EthernetDevice(full)});
     SetText(info.chSerialNumber, full);
     EXPECT_EQ(ByRecord(&info), full);
 }
 
 TEST_F(Binding, WithoutDevicesTheFirstCannotBeBound) {
-    SetDevices({});
+    Double().SetDevices({});
     EXPECT_EQ(ByRecord(nullptr), "");
     EXPECT_EQ(ByNumber(""), "");
 }

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/doubles/DoubleControl.h"
+#include "tests/doubles/Double.h"
 #include "tests/support/Files.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 
@@ -30,16 +30,15 @@ OX_FRAME_OUT_INFO_EX g_info = {};
 void* LoadAndStream() {
     const ox3d::test::CWorkFolder folder;
     void* const library = dlopen(OX3D_LIBRARY, RTLD_NOW);
-    void* const scripted = dlopen("libOxCameraControl.so", RTLD_NOW);
-    if (library == nullptr || scripted == nullptr) {
+    if (library == nullptr) {
         fprintf(stderr, "%s\n", dlerror());
         _exit(2);
     }
-    const DoubleControl* const control = Look<const DoubleControl*()>(scripted, "Double_GetControl")();
+    ox3d::test::CDouble& scripted = ox3d::test::Double();
     OX_CC_DEVICE_INFO device = {};
     device.nTLayerType = OX_CC_USB_DEVICE;
-    control->SetDevices(&device, 1);
-    control->SetFile("RGBDSensorCali", "<Calib/>");
+    scripted.SetDevices({device});
+    scripted.SetFile("RGBDSensorCali", "<Calib/>");
     void* handle = nullptr;
     uint32_t status = Look<decltype(OX3D_RGBD_OpenDevice)>(library, "OX3D_RGBD_OpenDevice")(&handle, nullptr);
     status |= Look<decltype(OX3D_RGBD_RegisterFrameCallBack)>(library, "OX3D_RGBD_RegisterFrameCallBack")(
@@ -51,9 +50,9 @@ void* LoadAndStream() {
     g_info.nWidth = 64;
     g_info.nHeight = 48;
     g_info.nFrameLen = sizeof(g_pixels);
-    std::thread([control] {
+    std::thread([&scripted] {
         for (;;) {
-            control->DeliverFrame(g_pixels, &g_info, 1);
+            scripted.DeliverFrame(g_pixels, &g_info);
         }
     }).detach();
     while (g_frames < 10) {

@@ -106,7 +106,7 @@ TEST_F(Assembly, ACountWithoutChunksIsLoggedAndTheFrameGoesOn) {
     OX_FRAME_OUT out = frame.Out();
     out.stFrameInfo.nUnparsedChunkNum = 3;
     out.stFrameInfo.pUnparsedChunkContent = nullptr;
-    Double().QueueFrame(&out);
+    Double().QueueFrame(out);
     EXPECT_LINES(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_OK,
                  "[UpdateChunkDataToLocalInput] param is null.",
                  "[FetchFrame] UpdateChunkDataToLocal fail [0x80060004]");
@@ -195,7 +195,7 @@ TEST_F(Assembly, RgbdNeedsASecondImage) {
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
     CRawFrame frame(64, 48);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_E_NO_DATA);
-    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 0u);
     frame.AddColor(64, 48);
     EXPECT_EQ(Fetch(frame), OX3D_RGBD_OK) << "the next good frame works";
 }
@@ -244,7 +244,7 @@ TEST_F(ColorAlign, ShortPlanesFailTheFrame) {
     CRawFrame frame(64, 48);
     frame.AddChunk(kColorChunk, 32, 40, 30, 40 * 30 * 3 - 1);
     EXPECT_LAST_LINE(Fetch(frame), OX3D_RGBD_E_MEMORY, "[FetchFrame] FillFrameData fail [0x80060005]");
-    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 0u);
     for (const auto& [width, height] : {std::pair{0x10000u, 0x10000u}, std::pair{0xFFFFFFFFu, 0xFFFFFFFFu}}) {
         CRawFrame huge(64, 48);
         huge.AddChunk(kColorChunk, 32, width, height, 100);
@@ -319,7 +319,7 @@ TEST_F(DepthAlign, ItsFailureFailsTheFrame) {
     std::filesystem::remove("RGBDSensorCali_ETH1.xml");
     CRawFrame good(640, 480);
     EXPECT_EQ(Fetch(good), OX3D_RGBD_OK) << "the calibration was read with the first image";
-    EXPECT_EQ(Ledger().nLentFrames, 0u);
+    EXPECT_EQ(Double().Ledger().m_lentFrames, 0u);
 }
 
 // ---- Point clouds ----------------------------------------------------------------------------------------

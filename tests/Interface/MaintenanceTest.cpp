@@ -234,7 +234,7 @@ TEST_F(CalibInfo, TheCamerasWidthChoosesTheSet) {
 TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCamera) {
     std::string text = kCalibration;
     text.replace(text.find("fx=\"500\""), 8, "fx=\"501\"");
-    Double().SetFile("RGBDSensorCali", text.c_str());
+    Double().SetFile("RGBDSensorCali", text);
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     EXPECT_EQ(m_info.fFx, 501.0f);
 }
@@ -245,12 +245,12 @@ TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
     }
     std::string text = kCalibration;
     text.replace(text.find("<Distort"), 8, "<Discard");
-    Double().SetFile("RGBDSensorCali", text.c_str());
+    Double().SetFile("RGBDSensorCali", text);
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_E_NO_DATA) << "only the depth sensor may lack distortion";
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     Double().SetFile("RGBDSensorCali", "<Calib/>");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
-    Double().SetFile("RGBDSensorCali", nullptr);
+    Double().SetFile("RGBDSensorCali", std::nullopt);
     std::filesystem::remove("RGBDSensorCali_ETH1.xml");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
 }

@@ -49,8 +49,8 @@ TEST_F(NoExtended, OpeningFailsAtTheFileTransferAndLeavesNothing) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(),
                          "[CreateHandle] camera module LoadCamDllSpeFunction fail, nRet:[0x8006000b]."),
               1);
-    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_SetBoolValue), 2u) << "everything before it was done";
-    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_FileAccessRead), 0u);
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_SetBoolValue), 2u) << "everything before it was done";
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_FileAccessRead), 0u);
     OX3D_RGBD_IP_CONFIG config = {};
     config.enIPCfgMode = OX3D_RGBD_IP_DHCP;
     EXPECT_EQ(OX3D_RGBD_SetIpConfig("ETH1", &config), OX3D_RGBD_OK);
@@ -67,7 +67,7 @@ TEST_F(NoCore, CamerasAreListedButNotOpened) {
         [&] { EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, "ETH1"), OX3D_RGBD_E_LOAD_LIBRARY); });
     EXPECT_EQ(m_handle, nullptr);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "GetProc OX_CC_StartGrabbing fail"), 1);
-    EXPECT_EQ(Double().GetCallCount(DOUBLE_OX_CC_CreateHandle), 0u);
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_CreateHandle), 0u);
     OX3D_RGBD_DEVICE_INFO info = {};
     SetText(info.chSerialNumber, "ETH1");
     EXPECT_EQ(OX3D_RGBD_CamIsAccessible(&info, 1), 0u) << "what cannot be asked is not accessible";

@@ -3,7 +3,6 @@
 #ifndef OX3D_SCRIPTED_CAMERA_H
 #define OX3D_SCRIPTED_CAMERA_H
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -12,34 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/doubles/DoubleControl.h"
+#include "tests/doubles/Double.h"
 #include "tests/support/Files.h"
 #include "tests/support/OpenThings.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 #include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 using namespace ox3d::test;
-
-inline const DoubleControl& Double() {
-    static const DoubleControl* const control = [] {
-        void* const library = dlopen("libOxCameraControl.so", RTLD_NOW);
-        void* const getter = library != nullptr ? dlsym(library, "Double_GetControl") : nullptr;
-        if (getter == nullptr) {
-            ADD_FAILURE() << "the scripted library is not where LD_LIBRARY_PATH leads";
-            abort();
-        }
-        return reinterpret_cast<DoubleGetControl>(getter)();
-    }();
-    return *control;
-}
-
-inline const char* FunctionName(uint32_t function) {
-    static const char* const names[] = {
-#define OX_CAM_SYMBOL(result, name, arguments, group, need) #name,
-#include "src/CameraModule/CamSymbols.def"
-    };
-    return function < DOUBLE_FUNCTIONS ? names[function] : "";
-}
 
 // The library opens its log in the working folder of its first call, so there is one folder for the process.
 class CProcessFolder : public testing::Environment {
@@ -160,14 +138,13 @@ private:
 class CScripted : public testing::Test {
 protected:
     using Lines = std::vector<std::string>;
-    static constexpr uint32_t kEvery = DOUBLE_FUNCTIONS;
 
     void SetUp() override {
         uint32_t count = 0;
         OX3D_RGBD_GetDeviceNumber(OX3D_RGBD_DEVICE_ALL, &count); // from here on there is a log
         std::filesystem::remove("Ox3dRgbdCfg.ini");
         Double().Reset();
-        SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
+        Double().SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
         Double().SetFile("RGBDSensorCali", kCalibration);
     }
     void TearDown() override {
@@ -178,52 +155,35 @@ protected:
         Double().Reset();
     }
 
-    static void SetDevices(const std::vector<OX_CC_DEVICE_INFO>& devices) {
-        Double().SetDevices(devices.data(), static_cast<uint32_t>(devices.size()));
-    }
     static void Fail(uint32_t function, uint32_t status, uint32_t ordinal = 0) {
-        const DoubleRule rule = {function, ordinal, status, 0, nullptr, nullptr, nullptr, 0};
-        Double().AddRule(&rule);
+        Double().AddRule({.m_function = function, .m_ordinal = ordinal, .m_status = status});
     }
     template <class Record>
     static void Answer(uint32_t function, const Record& record) {
-        const DoubleRule rule = {function, 0, 0, 0, nullptr, nullptr, &record, sizeof(record)};
-        Double().AddRule(&rule);
+        const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+        Double().AddRule({.m_function = function, .m_output = {bytes, bytes + sizeof(record)}});
     }
     // Runs the work at each of the function's calls, on the caller's thread.
-    using Work = std::function<void(const DoubleCall&)>;
-    static void OnCall(uint32_t function, Work* work, uint32_t ordinal = 0) {
-        const DoubleHook hook = [](const DoubleCall* call, void* user) {
-            (*static_cast<Work*>(user))(*call);
-        };
-        const DoubleRule rule = {function, ordinal, 0, 0, hook, work, nullptr, 0};
-        Double().AddRule(&rule);
-    }
-
-    static DoubleLedger Ledger() {
-        DoubleLedger ledger = {};
-        Double().GetLedger(&ledger);
-        return ledger;
+    static void OnCall(uint32_t function, std::function<void(const DoubleCall&)> work, uint32_t ordinal = 0) {
+        Double().AddRule({.m_function = function, .m_ordinal = ordinal, .m_work = std::move(work)});
     }
     static void ExpectNothingLeft() {
-        const DoubleLedger ledger = Ledger();
-        EXPECT_EQ(ledger.nHandles, 0u) << "camera handles left";
-        EXPECT_EQ(ledger.nOpen, 0u) << "cameras left open";
-        EXPECT_EQ(ledger.nLentFrames, 0u) << "frames not given back";
-        EXPECT_EQ(ledger.nFaults, 0u) << "calls that no caller should make";
+        const DoubleLedger ledger = Double().Ledger();
+        EXPECT_EQ(ledger.m_handles, 0u) << "camera handles left";
+        EXPECT_EQ(ledger.m_open, 0u) << "cameras left open";
+        EXPECT_EQ(ledger.m_lentFrames, 0u) << "frames not given back";
+        EXPECT_EQ(ledger.m_faults, 0u) << "calls that no caller should make";
     }
     // The calls that the work makes, each as "Function(arguments)".
     template <class Call>
     static Lines CallsOf(Call&& work) {
-        std::vector<DoubleCall> calls(DOUBLE_MAX_CALLS);
-        const uint32_t before = Double().GetCalls(calls.data(), DOUBLE_MAX_CALLS);
+        const size_t before = Double().Calls().size();
         work();
-        const uint32_t after = Double().GetCalls(calls.data(), DOUBLE_MAX_CALLS);
         Lines lines;
-        for (uint32_t i = before; i < after; ++i) {
-            lines.push_back(std::string(FunctionName(calls[i].nFunction)) + "(" + calls[i].chArguments + ")");
+        for (const DoubleCall& call : Double().Calls()) {
+            lines.push_back(call.m_text);
         }
-        return lines;
+        return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
     }
 
     void Open(const char* serial = "ETH1") {
@@ -241,8 +201,7 @@ protected:
     }
     // Lends the frame to the library and fetches it.
     uint32_t Fetch(CRawFrame& frame) {
-        const OX_FRAME_OUT out = frame.Out();
-        Double().QueueFrame(&out);
+        Double().QueueFrame(frame.Out());
         memset(&m_frame, 0xAB, sizeof(m_frame)); // the library owes a record that is zeroed
         return OX3D_RGBD_FetchFrame(m_handle, &m_frame, 1000);
     }
@@ -271,8 +230,7 @@ protected:
     static std::string LastOf(const Lines& lines) { return lines.empty() ? std::string() : lines.back(); }
     // Makes LinesOf work for long sequences too: every camera call waits for the log.
     static void DrainLogAtEveryCall() {
-        static Work drain = [](const DoubleCall&) { DrainLog(); };
-        OnCall(kEvery, &drain);
+        OnCall(kFunctions, [](const DoubleCall&) { DrainLog(); });
     }
     // Returns when all lines so far are in the file.
     static void DrainLog() {
