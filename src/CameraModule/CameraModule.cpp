@@ -391,28 +391,25 @@ uint32_t CCameraModule::GetUpgradeProcess(unsigned int* percent) {
     return CAM_CALL(OX_CC_GetUpgradeProcess, percent);
 }
 
-uint32_t CCameraModule::ReadMemory(void* buffer, int64_t address, int64_t length) {
+template <class Buffer>
+uint32_t CCameraModule::TransferMemory(const char* name, int (*&global)(void*, Buffer*, int64_t, int64_t),
+                                       Buffer* buffer, int64_t address, int64_t length) {
     if (buffer == nullptr) {
         OX_LOG_ERROR("camera module pBuffer is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const int status = RawCall("OX_CC_ReadMemory", OX_CC_ReadMemory, buffer, address, length);
+    const int status = RawCall(name, global, buffer, address, length);
     if (status != 0) {
-        OX_LOG_ERROR("camera module OX_CC_ReadMemory fail, nAddress(%#llx), nLength(%lld), nRet:[%#x].\r\n",
+        OX_LOG_ERROR("camera module %s fail, nAddress(%#llx), nLength(%lld), nRet:[%#x].\r\n", name,
                      static_cast<unsigned long long>(address), static_cast<long long>(length), status);
     }
     return ErrCodeTrans(status);
 }
 
+uint32_t CCameraModule::ReadMemory(void* buffer, int64_t address, int64_t length) {
+    return TransferMemory("OX_CC_ReadMemory", OX_CC_ReadMemory, buffer, address, length);
+}
+
 uint32_t CCameraModule::WriteMemory(const void* buffer, int64_t address, int64_t length) {
-    if (buffer == nullptr) {
-        OX_LOG_ERROR("camera module pBuffer is null.\r\n");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    const int status = RawCall("OX_CC_WriteMemory", OX_CC_WriteMemory, buffer, address, length);
-    if (status != 0) {
-        OX_LOG_ERROR("camera module OX_CC_WriteMemory fail, nAddress(%#llx), nLength(%lld), nRet:[%#x].\r\n",
-                     static_cast<unsigned long long>(address), static_cast<long long>(length), status);
-    }
-    return ErrCodeTrans(status);
+    return TransferMemory("OX_CC_WriteMemory", OX_CC_WriteMemory, buffer, address, length);
 }

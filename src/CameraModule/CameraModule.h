@@ -106,6 +106,9 @@ private:
     uint32_t RegisterVolumeEvent(const char* event, const char* missingLine, EventCallBack fn, void* user);
     uint32_t TransferFile(const char* name, int (*&global)(void*, OX_CC_FILE_ACCESS*), const char* operation,
                           OX_CC_FILE_ACCESS* access);
+    template <class Buffer>
+    uint32_t TransferMemory(const char* name, int (*&global)(void*, Buffer*, int64_t, int64_t),
+                            Buffer* buffer, int64_t address, int64_t length);
     int RawSetValue(const char* key, const OX3D_RGBD_PARAM& param);
     int RawGetValue(const char* key, OX3D_RGBD_PARAM& param);
 

@@ -66,6 +66,22 @@ uint32_t Open(void** handle, Bind&& bind) {
     });
 }
 
+// The opens by a text; `function` is the name in the log lines.
+uint32_t OpenByText(const char* function, void** handle, const char* text,
+                    uint32_t (CManager::*bind)(const char*)) {
+    return ApiBarrier([&] {
+        if (text == nullptr) {
+            OX_LOG_ERROR("[%s] param error.\r\n", function);
+            return OX3D_RGBD_E_PARAMETER;
+        }
+        if (handle == nullptr) {
+            OX_LOG_ERROR(" [%s] handle is null.\r\n", function);
+            return OX3D_RGBD_E_HANDLE;
+        }
+        return Open(handle, [&](CManager& m) { return (m.*bind)(text); });
+    });
+}
+
 // Close from inside a callback of the device: the camera-control library's thread cannot end before the
 // callback returns, so a thread of this library waits for the return and closes then.
 void* CloseBehindCallback(void* argument) {
@@ -109,45 +125,16 @@ uint32_t OX3D_RGBD_OpenDevice(void** handle, OX3D_RGBD_DEVICE_INFO* pstDeviceInf
 }
 
 uint32_t OX3D_RGBD_OpenDeviceByIp(void** handle, const char* chIp) {
-    return ApiBarrier([&] {
-        if (chIp == nullptr) {
-            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceByIp] param error.\r\n");
-            return OX3D_RGBD_E_PARAMETER;
-        }
-        if (handle == nullptr) {
-            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceByIp] handle is null.\r\n");
-            return OX3D_RGBD_E_HANDLE;
-        }
-        return Open(handle, [&](CManager& m) { return m.BindDeviceByIP(chIp); });
-    });
+    return OpenByText("OX3D_RGBD_OpenDeviceByIp", handle, chIp, &CManager::BindDeviceByIP);
 }
 
 uint32_t OX3D_RGBD_OpenDeviceByName(void** handle, const char* chDeviceName) {
-    return ApiBarrier([&] {
-        if (chDeviceName == nullptr) {
-            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceByName] param error.\r\n");
-            return OX3D_RGBD_E_PARAMETER;
-        }
-        if (handle == nullptr) {
-            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceByName] handle is null.\r\n");
-            return OX3D_RGBD_E_HANDLE;
-        }
-        return Open(handle, [&](CManager& m) { return m.BindDeviceByName(chDeviceName); });
-    });
+    return OpenByText("OX3D_RGBD_OpenDeviceByName", handle, chDeviceName, &CManager::BindDeviceByName);
 }
 
 uint32_t OX3D_RGBD_OpenDeviceBySerialNumber(void** handle, const char* chSerialNumber) {
-    return ApiBarrier([&] {
-        if (chSerialNumber == nullptr) {
-            OX_LOG_ERROR("[OX3D_RGBD_OpenDeviceBySerialNumber] param error.\r\n");
-            return OX3D_RGBD_E_PARAMETER;
-        }
-        if (handle == nullptr) {
-            OX_LOG_ERROR(" [OX3D_RGBD_OpenDeviceBySerialNumber] handle is null.\r\n");
-            return OX3D_RGBD_E_HANDLE;
-        }
-        return Open(handle, [&](CManager& m) { return m.BindDeviceBySerialNumber(chSerialNumber); });
-    });
+    return OpenByText("OX3D_RGBD_OpenDeviceBySerialNumber", handle, chSerialNumber,
+                      &CManager::BindDeviceBySerialNumber);
 }
 
 uint32_t OX3D_RGBD_CloseDevice(void** handle) {

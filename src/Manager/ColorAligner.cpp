@@ -16,6 +16,30 @@ constexpr uint32_t kPlanes = 3;
 
 } // namespace
 
+// The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.
+uint32_t CColorAligner::EnsureResources(uint64_t targetPixels) {
+    if (m_scaler == nullptr) {
+        m_scaler = OX_MP_CreateHandle();
+        if (m_scaler == nullptr) {
+            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_CreateHandle failed.\r\n");
+            return OX3D_RGBD_E_MEMORY;
+        }
+    }
+    // An empty depth image must not fix the size of the buffer.
+    const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
+    const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
+    if (m_scaled == nullptr && needed <= kMaxImageBytes) {
+        m_scaled = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
+        m_scaledBytes = m_scaled != nullptr ? needed : 0;
+    }
+    if (needed > m_scaledBytes) {
+        OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
+                     static_cast<unsigned long long>(m_scaledBytes), static_cast<unsigned long long>(needed));
+        return OX3D_RGBD_E_MEMORY;
+    }
+    return OX3D_RGBD_OK;
+}
+
 uint32_t CColorAligner::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
     const uint64_t sourceBytes = PixelCount(color);
     const uint64_t targetBytes = PixelCount(depth);
@@ -54,39 +78,22 @@ uint32_t CColorAligner::Align(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE
         OX_LOG_DEBUG("[RgbResolutionAlign]  nWidth and nHeight is same.\r\n");
         return OX3D_RGBD_OK;
     }
-    if (m_scaler == nullptr) {
-        m_scaler = OX_MP_CreateHandle();
-        if (m_scaler == nullptr) {
-            OX_LOG_ERROR("[RgbResolutionAlign] OX_MP_CreateHandle failed.\r\n");
-            return OX3D_RGBD_E_MEMORY;
-        }
-    }
-    const uint64_t targetPixels = PixelCount(*depth);
-    // An empty depth image must not fix the size of the buffer either.
-    const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
-    const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
-    if (m_scaled == nullptr && needed <= kMaxImageBytes) {
-        m_scaled = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
-        m_scaledBytes = m_scaled != nullptr ? needed : 0;
-    }
-    // The buffer keeps the size of the first alignment: a larger depth resolution needs a new open.
-    if (needed > m_scaledBytes) {
-        OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
-                     static_cast<unsigned long long>(m_scaledBytes), static_cast<unsigned long long>(needed));
-        return OX3D_RGBD_E_MEMORY;
+    uint32_t status = EnsureResources(PixelCount(*depth));
+    if (status != OX3D_RGBD_OK) {
+        return status;
     }
     if (PixelCount(*color) > color->nDataLen / kPlanes) {
         OX_LOG_ERROR("[RgbResolutionAlign] planes of [%u] bytes are too short for %u x %u.\r\n",
                      color->nDataLen / kPlanes, color->nWidth, color->nHeight);
         return OX3D_RGBD_E_MEMORY;
     }
-    const uint32_t status = ScalePlanes(*depth, *color);
+    status = ScalePlanes(*depth, *color);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
     color->nWidth = depth->nWidth;
     color->nHeight = depth->nHeight;
-    color->nDataLen = static_cast<uint32_t>(needed);
+    color->nDataLen = static_cast<uint32_t>(PixelCount(*depth) * kPlanes);
     color->pData = m_scaled;
     return OX3D_RGBD_OK;
 }

@@ -22,6 +22,7 @@ public:
     void Release();
 
 private:
+    uint32_t EnsureResources(uint64_t targetPixels);
     uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color);
 
     void* m_scaler = nullptr;

@@ -135,15 +135,12 @@ public:
                              OX3D_RGBD_IMAGE_DATA* pointCloudOut);
 
 private:
-    static void VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user);
-    static void VirtualExceptionCallBack(uint32_t message, void* user);
-
     // OX3D_RGBD_OK with a camera that is opened; else OX3D_RGBD_E_STATE after the matching log line.
     uint32_t CheckOpened(const char* notPresentLine = "camera is null\r\n",
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
     // The checks of the plain calls on a camera: first the arguments, then the camera.
     uint32_t CheckCall(bool hasArguments) const;
-    uint32_t FetchCalibrationFile(const char* serialNumber);
+    uint32_t CopyCalibrationFile();
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
     uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);

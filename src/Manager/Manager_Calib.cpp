@@ -5,21 +5,48 @@
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/Manager.h"
 
+using ox3d::FixedText;
+
 namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
 
-} // namespace
+// The device's record, for its serial number. `lead` begins the log line of a failure.
+uint32_t ReadDeviceInfo(CManager& manager, const char* lead, OX3D_RGBD_DEVICE_INFO* info) {
+    memset(info, 0, sizeof(*info));
+    const uint32_t status = manager.CamGetDeviceInfo(info);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("%s CamGetDeviceInfo failed, nRet:[%#x].\r\n", lead, status);
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    return OX3D_RGBD_OK;
+}
 
-uint32_t CManager::FetchCalibrationFile(const char* serialNumber) {
+uint32_t FetchFile(CCameraModule* camera, const char* serialNumber) {
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber, name);
     OX_CC_FILE_ACCESS access;
     memset(&access, 0, sizeof(access));
     access.pUserFileName = name;
     access.pDevFileName = kCalibrationDeviceFile;
-    return m_pcCamera.load()->FileAccessRead(&access);
+    return camera->FileAccessRead(&access);
+}
+
+} // namespace
+
+// Copies the file off the camera.
+uint32_t CManager::CopyCalibrationFile() {
+    OX3D_RGBD_DEVICE_INFO info;
+    uint32_t status = ReadDeviceInfo(*this, "[DepthMapConvert] Get", &info);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    status = FetchFile(m_pcCamera, FixedText(info.chSerialNumber).c_str());
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
+    }
+    return status;
 }
 
 uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
@@ -41,19 +68,17 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
         return status;
     }
     OX3D_RGBD_DEVICE_INFO info;
-    memset(&info, 0, sizeof(info));
-    status = CamGetDeviceInfo(&info);
+    status = ReadDeviceInfo(*this, "[GetCalibInfo]", &info);
     if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[GetCalibInfo] CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
-        return OX3D_RGBD_E_NO_DATA;
+        return status;
     }
-    const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
+    const auto serialNumber = FixedText(info.chSerialNumber);
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
 
     const COXLock lock(&m_calibrationFileMutex);
     // When the camera cannot be read now, the local copy from opening it still serves.
-    status = FetchCalibrationFile(serialNumber.c_str());
+    status = FetchFile(camera, serialNumber.c_str());
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
     }
@@ -66,13 +91,11 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
 
 uint32_t CManager::LoadCalibration(uint32_t depthWidth, DepthCalibration* out) {
     OX3D_RGBD_DEVICE_INFO info;
-    memset(&info, 0, sizeof(info));
-    const uint32_t status = CamGetDeviceInfo(&info);
+    const uint32_t status = ReadDeviceInfo(*this, "[DepthMapConvert] Get", &info);
     if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
-        return OX3D_RGBD_E_NO_DATA;
+        return status;
     }
-    const auto serialNumber = ox3d::FixedText(info.chSerialNumber);
+    const auto serialNumber = FixedText(info.chSerialNumber);
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
     OX_LOG_INFO("[DepthMapConvert] RGBDSensorCali camSerialNum(%s).\r\n", serialNumber.c_str());

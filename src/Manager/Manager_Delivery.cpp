@@ -27,6 +27,22 @@ void CallApplication(const char* operation, Call&& call) {
     });
 }
 
+void VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
+    if (user == nullptr) {
+        OX_LOG_ERROR("VirtualImageCallBack, pUser is null!\r\n");
+        return;
+    }
+    static_cast<CManager*>(user)->ImageCallBack(data, info);
+}
+
+void VirtualExceptionCallBack(uint32_t message, void* user) {
+    if (user == nullptr) {
+        OX_LOG_ERROR("VirtualExceptionCallBack, pUser is null!\r\n");
+        return;
+    }
+    static_cast<CManager*>(user)->ExceptionCallBack(message);
+}
+
 } // namespace
 
 uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
@@ -73,22 +89,6 @@ void CManager::DropCallbacks() {
 void CManager::WaitForCallbacks() {
     m_frameCallback.WaitIdle();
     m_exceptionCallback.WaitIdle();
-}
-
-void CManager::VirtualImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
-    if (user == nullptr) {
-        OX_LOG_ERROR("VirtualImageCallBack, pUser is null!\r\n");
-        return;
-    }
-    static_cast<CManager*>(user)->ImageCallBack(data, info);
-}
-
-void CManager::VirtualExceptionCallBack(uint32_t message, void* user) {
-    if (user == nullptr) {
-        OX_LOG_ERROR("VirtualExceptionCallBack, pUser is null!\r\n");
-        return;
-    }
-    static_cast<CManager*>(user)->ExceptionCallBack(message);
 }
 
 void CManager::ExceptionCallBack(uint32_t message) {

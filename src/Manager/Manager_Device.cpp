@@ -78,6 +78,19 @@ void LogRecord(const char* lead, const char* modelWord, const char* tail, const 
                 FixedText(info.chDefaultGateWay).c_str(), tail);
 }
 
+// Binds by a text of the application; `nullLine` is logged where it is null.
+uint32_t BindByText(CManager& manager, OX_BIND_WAYS way, const char* text, const char* nullLine) {
+    if (text == nullptr) {
+        OX_LOG_ERROR("%s", nullLine);
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    const uint32_t status = manager.BindDevBySomeWay(way, text);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
+    }
+    return status;
+}
+
 } // namespace
 
 CManager* CManager::Shared() {
@@ -202,11 +215,7 @@ uint32_t CManager::BindDevBySomeWay(OX_BIND_WAYS way, const char* parm) {
 uint32_t CManager::BindDevice(OX3D_RGBD_DEVICE_INFO* info) {
     if (info == nullptr) {
         OX_LOG_INFO("[BindDevice] param DeviceInfo is null.\r\n");
-        const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::First, "");
-        if (status != OX3D_RGBD_OK) {
-            OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
-        }
-        return status;
+        return BindByText(*this, OX_BIND_WAYS::First, "", "");
     }
     const uint32_t status =
         BindDevBySomeWay(OX_BIND_WAYS::BySerialNumber, FixedText(info->chSerialNumber).c_str());
@@ -219,39 +228,17 @@ uint32_t CManager::BindDevice(OX3D_RGBD_DEVICE_INFO* info) {
 }
 
 uint32_t CManager::BindDeviceBySerialNumber(const char* serialNumber) {
-    if (serialNumber == nullptr) {
-        OX_LOG_ERROR("BindDeviceBySerialNumber, serial number is null.\r\n");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::BySerialNumber, serialNumber);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
-    }
-    return status;
+    return BindByText(*this, OX_BIND_WAYS::BySerialNumber, serialNumber,
+                      "BindDeviceBySerialNumber, serial number is null.\r\n");
 }
 
 uint32_t CManager::BindDeviceByIP(const char* ip) {
-    if (ip == nullptr) {
-        OX_LOG_ERROR("BindDeviceByIP, param is null.nIP = 0.\r\n");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::ByIp, ip);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
-    }
-    return status;
+    return BindByText(*this, OX_BIND_WAYS::ByIp, ip, "BindDeviceByIP, param is null.nIP = 0.\r\n");
 }
 
 uint32_t CManager::BindDeviceByName(const char* name) {
-    if (name == nullptr) {
-        OX_LOG_ERROR("BindDeviceByName, param is null.chDeviceName = null\r\n");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    const uint32_t status = BindDevBySomeWay(OX_BIND_WAYS::ByName, name);
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[BindDevBySomeWay] bind fail.\r\n");
-    }
-    return status;
+    return BindByText(*this, OX_BIND_WAYS::ByName, name,
+                      "BindDeviceByName, param is null.chDeviceName = null\r\n");
 }
 
 uint32_t CManager::CreateHandle(const OX_CC_DEVICE_INFO* record) {

@@ -175,16 +175,8 @@ uint32_t CManager::ConnectDevice() {
         OX_LOG_ERROR("[ConnectDevice] SetWorkModeAfterOpen fail nRet:[%#x].\r\n", status);
         return status;
     }
-    OX3D_RGBD_DEVICE_INFO info;
-    memset(&info, 0, sizeof(info));
-    status = CamGetDeviceInfo(&info);
+    status = CopyCalibrationFile();
     if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get CamGetDeviceInfo failed, nRet:[%#x].\r\n", status);
-        return OX3D_RGBD_E_NO_DATA;
-    }
-    status = FetchCalibrationFile(ox3d::FixedText(info.chSerialNumber).c_str());
-    if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
         return status;
     }
     OX_LOG_INFO("[ConnectDevice] end success.\r\n");
