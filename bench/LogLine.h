@@ -33,7 +33,7 @@ double SecondsOf(const TLine& line, uint32_t lines) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-// A burst and a pause in which whoever writes the lines to the file gets done.
+// A burst of lines, and a pause in which the thread that writes them to the file catches up.
 template <typename TMakeLine>
 void AddBurstRow(const std::string& table, const std::string& row, TMakeLine makeLine) {
     AddTimedRow(table, row, kBurstLines, 30, [makeLine]() -> TimedWork {

@@ -54,7 +54,7 @@ const std::vector<Sum>& Sums();
 void AddSkipped(std::string line);
 const std::vector<std::string>& Skipped();
 
-// The work of one iteration; its set-up has been done by whoever made it.
+// The work of one iteration; Prepare has set it up.
 using Work = std::function<void()>;
 // Makes the work, before the clock runs. Inputs are made there, so that rows that are filtered out cost nothing.
 using Prepare = std::function<Work()>;
@@ -66,7 +66,7 @@ using TimedWork = std::function<double()>;
 void AddTimedRow(const std::string& table, const std::string& row, int64_t calls, int64_t iterations,
                  std::function<TimedWork()> prepare);
 
-// One object for each size, made at the first use and kept: rows of one table work on the same memory.
+// One object for each size, made at the first use: rows of one table work on the same memory.
 template <typename T>
 T& Shared(Size size) {
     static std::map<Size, T> objects;

@@ -12,11 +12,11 @@ using Mode = ETransformMode;
 
 template <typename TPoint>
 Mode SelectMode(const TransformArgs<TPoint>& a) {
-    const bool points = a.points != nullptr;
-    const bool target = a.targetDepth != nullptr;
-    const bool intrinsics = a.targetIntrinsics != nullptr;
-    const bool distorted = a.distortion != nullptr;
-    if (a.transform == nullptr) {
+    const bool points = a.m_points != nullptr;
+    const bool target = a.m_targetDepth != nullptr;
+    const bool intrinsics = a.m_targetIntrinsics != nullptr;
+    const bool distorted = a.m_distortion != nullptr;
+    if (a.m_transform == nullptr) {
         return points ? Mode::A : Mode::Refused;
     }
     if (!target) {
@@ -60,31 +60,32 @@ uint64_t ClearedDepthBytes(Mode mode) {
 
 template <typename TPoint>
 int32_t RunTransform(const TransformArgs<TPoint>& a) {
-    if (a.depth == nullptr || (a.points == nullptr && a.targetDepth == nullptr) ||
-        a.sourceIntrinsics == nullptr) {
+    if (a.m_depth == nullptr || (a.m_points == nullptr && a.m_targetDepth == nullptr) ||
+        a.m_sourceIntrinsics == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
     const Mode mode = SelectMode(a);
     if (mode == Mode::Refused) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    if (a.width < 1 || a.height < 1) {
+    if (a.m_width < 1 || a.m_height < 1) {
         return OXB3D_BINOSTEREO_OK;
     }
-    const CCheckedSize pointBytes = PlaneSize(ClearedPointBytes<TPoint>(mode), a.width, a.height);
-    const CCheckedSize depthBytes = PlaneSize(ClearedDepthBytes(mode), a.width, a.height);
+    const CCheckedSize pointBytes = PlaneSize(ClearedPointBytes<TPoint>(mode), a.m_width, a.m_height);
+    const CCheckedSize depthBytes = PlaneSize(ClearedDepthBytes(mode), a.m_width, a.m_height);
     if (!pointBytes.Fits() || !depthBytes.Fits()) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;
     }
     const TransformKernels& kernels = KernelsFor(mode, a);
-    if (a.points != nullptr) {
+    if (a.m_points != nullptr) {
         // A fast kernel that writes every point needs only what lies beyond the points cleared.
-        const bool writesAll = !kernels.isReference && mode == Mode::A && a.step == a.width;
-        const uint64_t kept = writesAll ? 3 * sizeof(TPoint) * a.width * a.height : 0;
-        std::memset(reinterpret_cast<uint8_t*>(a.points) + kept, 0, pointBytes.Bytes() - kept);
+        const bool writesAll = !kernels.m_isReference && mode == Mode::A && a.m_step == a.m_width;
+        const uint64_t writtenBytes = writesAll ? 3 * sizeof(TPoint) * a.m_width * a.m_height : 0;
+        std::memset(reinterpret_cast<uint8_t*>(a.m_points) + writtenBytes, 0,
+                    pointBytes.Bytes() - writtenBytes);
     }
-    if (a.targetDepth != nullptr) {
-        std::memset(a.targetDepth, 0, depthBytes.Bytes());
+    if (a.m_targetDepth != nullptr) {
+        std::memset(a.m_targetDepth, 0, depthBytes.Bytes());
     }
     RunKernel(kernels, mode, a);
     return OXB3D_BINOSTEREO_OK;

@@ -13,11 +13,11 @@ namespace {
 enum class ERecordUse { Ignored, SizeOnly, Required };
 
 struct ConfigRule {
-    int32_t key;
-    ERecordUse record;
-    size_t recordSize;
-    bool needsHandle;
-    int32_t (*apply)(void* handle, void* data);
+    int32_t m_key;
+    ERecordUse m_record;
+    size_t m_recordSize;
+    bool m_needsHandle;
+    int32_t (*m_apply)(void* handle, void* data);
 };
 
 int32_t AcceptAndIgnore(void* /*handle*/, void* /*data*/) {
@@ -77,10 +77,10 @@ constexpr ConfigRule kGetRules[] = {
 
 template <size_t count>
 int32_t Dispatch(const ConfigRule (&rules)[count], void* handle, int32_t key, void* data, int32_t dataSize) {
-    const auto* rule =
-        std::find_if(std::begin(rules), std::end(rules), [key](const ConfigRule& r) { return r.key == key; });
+    const auto* rule = std::find_if(std::begin(rules), std::end(rules),
+                                    [key](const ConfigRule& r) { return r.m_key == key; });
     const bool known = rule != std::end(rules);
-    if (!known || rule->needsHandle) {
+    if (!known || rule->m_needsHandle) {
         const int32_t status = CheckHandle(handle);
         if (status != OXB3D_BINOSTEREO_OK) {
             return status;
@@ -89,13 +89,13 @@ int32_t Dispatch(const ConfigRule (&rules)[count], void* handle, int32_t key, vo
     if (!known) {
         return OXB3D_BINOSTEREO_E_KEY;
     }
-    if (rule->record == ERecordUse::Required && data == nullptr) {
+    if (rule->m_record == ERecordUse::Required && data == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    if (rule->record != ERecordUse::Ignored && dataSize != static_cast<int32_t>(rule->recordSize)) {
+    if (rule->m_record != ERecordUse::Ignored && dataSize != static_cast<int32_t>(rule->m_recordSize)) {
         return OXB3D_BINOSTEREO_E_CONFIG_SIZE;
     }
-    return rule->apply(handle, data);
+    return rule->m_apply(handle, data);
 }
 
 } // namespace
@@ -112,7 +112,7 @@ int32_t OXB3D_BINOSTEREO_GetConfig(void* handle, int32_t key, void* data, int32_
 int32_t OXB3D_BINOSTEREO_Restart(void* handle) {
     const int32_t status = CheckHandle(handle);
     if (status == OXB3D_BINOSTEREO_OK) {
-        ObjectOf(handle)->initialised = 0;
+        ObjectOf(handle)->m_initialised = 0;
     }
     return status;
 }
@@ -126,6 +126,6 @@ int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABILITY_INFO*
         return OXB3D_BINOSTEREO_E_NULL;
     }
     *info = {};
-    info->ability = ObjectOf(handle)->ability;
+    info->ability = ObjectOf(handle)->m_ability;
     return OXB3D_BINOSTEREO_OK;
 }

@@ -36,22 +36,22 @@ int32_t CheckImages(const Input& in, int32_t mode) {
 }
 
 struct FuseConfig {
-    int32_t words[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS];
+    int32_t m_words[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS];
 };
 
 FuseConfig ConfigOf(void* handle, const ZQA_IMAGE& depth) {
     FuseConfig config{};
-    config.words[OXB3D_BINOSTEREO_FUSE_X0] = kBorder;
-    config.words[OXB3D_BINOSTEREO_FUSE_Y0] = kBorder;
-    config.words[OXB3D_BINOSTEREO_FUSE_X1] = depth.width - 1 - kBorder;
-    config.words[OXB3D_BINOSTEREO_FUSE_Y1] = depth.height - 1 - kBorder;
-    config.words[OXB3D_BINOSTEREO_FUSE_KERNEL] = kGaussianTaps;
-    config.words[OXB3D_BINOSTEREO_FUSE_MODE] = ParamOf(handle, EParam::FuseMode);
-    config.words[OXB3D_BINOSTEREO_FUSE_THRESHOLD] = ParamOf(handle, EParam::FuseThreshold);
-    config.words[OXB3D_BINOSTEREO_FUSE_PINNED] = ParamOf(handle, EParam::FusePinned);
-    config.words[OXB3D_BINOSTEREO_FUSE_PEAK] = kPeakGrey;
-    config.words[OXB3D_BINOSTEREO_FUSE_ROW_SHIFT] = ParamOf(handle, EParam::FuseRowShift);
-    config.words[OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT] = ParamOf(handle, EParam::FuseColumnShift);
+    config.m_words[OXB3D_BINOSTEREO_FUSE_X0] = kBorder;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_Y0] = kBorder;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_X1] = depth.width - 1 - kBorder;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_Y1] = depth.height - 1 - kBorder;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_KERNEL] = kGaussianTaps;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_MODE] = ParamOf(handle, EParam::FuseMode);
+    config.m_words[OXB3D_BINOSTEREO_FUSE_THRESHOLD] = ParamOf(handle, EParam::FuseThreshold);
+    config.m_words[OXB3D_BINOSTEREO_FUSE_PINNED] = ParamOf(handle, EParam::FusePinned);
+    config.m_words[OXB3D_BINOSTEREO_FUSE_PEAK] = kPeakGrey;
+    config.m_words[OXB3D_BINOSTEREO_FUSE_ROW_SHIFT] = ParamOf(handle, EParam::FuseRowShift);
+    config.m_words[OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT] = ParamOf(handle, EParam::FuseColumnShift);
     return config;
 }
 
@@ -76,6 +76,7 @@ int32_t OXB3D_BINOSTEREO_DepthFuseProcess(void* handle, void* input, int32_t inp
     const OXB3D_BINOSTEREO_FUSE_FRAME frame{static_cast<const int16_t*>(in.depth.data[0]),
                                             static_cast<const uint8_t*>(in.grey.data[0]), in.depth.width,
                                             in.depth.height};
-    return OXB3D_BINOSTEREO_MULTI_FUSE_Process(
-        object.multiFuseRegion, &frame, ConfigOf(handle, in.depth).words, static_cast<int16_t*>(out.data[0]));
+    return OXB3D_BINOSTEREO_MULTI_FUSE_Process(object.m_multiFuseRegion, &frame,
+                                               ConfigOf(handle, in.depth).m_words,
+                                               static_cast<int16_t*>(out.data[0]));
 }

@@ -17,16 +17,16 @@ constexpr int32_t kCells = 3; // along each side of the region
 // A third of the region along one axis. The count that remains is taken one short, deliberately: where it is
 // a multiple of three the last cell is one narrower.
 struct Cells {
-    int32_t first;
-    int32_t length;
-    int32_t count;
+    int32_t m_first;
+    int32_t m_length;
+    int32_t m_count;
 
     // The first row and column of the image never count.
     Cells(int32_t origin, int32_t extent)
-        : first(std::max(origin, 1)), length(origin + extent - first), count(length / kCells) {}
+        : m_first(std::max(origin, 1)), m_length(origin + extent - m_first), m_count(m_length / kCells) {}
 
-    int32_t Start(int32_t cell) const { return first + cell * count; }
-    int32_t Size(int32_t cell) const { return std::min(count, length - 1 - cell * count); }
+    int32_t Start(int32_t cell) const { return m_first + cell * m_count; }
+    int32_t Size(int32_t cell) const { return std::min(m_count, m_length - 1 - cell * m_count); }
 };
 
 // Percent of non-zero samples; a cell without pixels gives the conversion of 0/0, the smallest integer.
@@ -38,7 +38,7 @@ int32_t FillOf(const int16_t* samples, int32_t step, const Cells& columns, int32
     for (int32_t y = 0; y < height; ++y) {
         const int16_t* line =
             samples + static_cast<int64_t>(rows.Start(row) + y) * step + columns.Start(column);
-        filled += width - ImageKernelsInUse().countZeros(line, width);
+        filled += width - ImageKernelsInUse().m_countZeros(line, width);
     }
     const auto pixels = static_cast<float>(static_cast<int64_t>(width) * height);
     return FloatToInt32(static_cast<float>(filled) * 100.0F / pixels);

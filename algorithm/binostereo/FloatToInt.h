@@ -1,7 +1,8 @@
 // Float to integer conversion that is defined for every input, with the result of the x86 conversion
-// instruction: truncation toward zero, and -2147483648 for NaN and for everything out of range. And the one
+// instruction: truncation toward zero, and -2147483648 for NaN and for everything out of range. Also the
 // small number that stands for "no difference" throughout the library.
-// Functions are static: a unit that is compiled for newer processors must not lend the linker its copy.
+// Functions are static: of a shared one the linker takes a single copy for all units, and a copy from a unit
+// that is compiled for newer processors would stop the older ones.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +20,7 @@ static inline int32_t FloatToInt32(float value) {
     return static_cast<int32_t>(value);
 }
 
-// A 16-bit store keeps the low 16 bits of the 32-bit result.
+// A 16-bit store stores the low 16 bits of the 32-bit result.
 static inline int16_t LowInt16(int32_t value) {
     return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(value) & 0xFFFFU));
 }

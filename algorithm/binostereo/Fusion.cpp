@@ -17,61 +17,61 @@ namespace {
 // Head of the persistent block. The buffers follow it, each on a 128-byte boundary; the last three are in
 // scratch memory and hold nothing between calls but the fused depth, if no other process has run.
 struct FuseState {
-    int16_t* previousDepth;
-    float* previousConfidence;
-    float* currentConfidence;
-    uint32_t hasPrevious;
-    ZQA_SIZE largest;  // what the buffers were sized for
-    ZQA_SIZE previous; // size of the previous frame
-    uint32_t reserved;
-    int16_t* fused;
-    uint8_t* smoothed;
-    void* gaussianWork;
+    int16_t* m_previousDepth;
+    float* m_previousConfidence;
+    float* m_currentConfidence;
+    uint32_t m_hasPrevious;
+    ZQA_SIZE m_largest;  // what the buffers were sized for
+    ZQA_SIZE m_previous; // size of the previous frame
+    uint32_t m_reserved;
+    int16_t* m_fused;
+    uint8_t* m_smoothed;
+    void* m_gaussianWork;
 };
 constexpr uint64_t kStateBytes = 128;
 static_assert(sizeof(FuseState) <= kStateBytes);
 
 struct Layout {
-    CCheckedSize depth;
-    CCheckedSize confidence;
-    CCheckedSize smoothed;
-    CCheckedSize work;
+    CCheckedSize m_depth;
+    CCheckedSize m_confidence;
+    CCheckedSize m_smoothed;
+    CCheckedSize m_work;
 
     explicit Layout(ZQA_SIZE size)
-        : depth(PlaneSize(sizeof(int16_t), size.width, size.height).RoundedUp(kMemAlignment)),
-          confidence(PlaneSize(sizeof(float), size.width, size.height).RoundedUp(kMemAlignment)),
-          smoothed(PlaneSize(1, size.width, size.height).RoundedUp(kMemAlignment)),
-          work(GaussianWorkSize(size.width).RoundedUp(kMemAlignment)) {}
+        : m_depth(PlaneSize(sizeof(int16_t), size.width, size.height).RoundedUp(kMemAlignment)),
+          m_confidence(PlaneSize(sizeof(float), size.width, size.height).RoundedUp(kMemAlignment)),
+          m_smoothed(PlaneSize(1, size.width, size.height).RoundedUp(kMemAlignment)),
+          m_work(GaussianWorkSize(size.width).RoundedUp(kMemAlignment)) {}
 
     CCheckedSize Persistent() const {
-        return CCheckedSize(kStateBytes).Plus(depth).Plus(confidence).Plus(confidence);
+        return CCheckedSize(kStateBytes).Plus(m_depth).Plus(m_confidence).Plus(m_confidence);
     }
-    CCheckedSize Scratch() const { return depth.Plus(smoothed).Plus(work); }
+    CCheckedSize Scratch() const { return m_depth.Plus(m_smoothed).Plus(m_work); }
 };
 
 // One call's inputs under names.
 struct FuseCall {
-    const int16_t* depth;
-    const uint8_t* grey;
-    int32_t width;
-    int32_t height;
-    const int32_t* config;
+    const int16_t* m_depth;
+    const uint8_t* m_grey;
+    int32_t m_width;
+    int32_t m_height;
+    const int32_t* m_config;
 
-    int64_t Config(int32_t word) const { return config[word]; }
-    int32_t Mode() const { return config[OXB3D_BINOSTEREO_FUSE_MODE]; }
+    int64_t Config(int32_t word) const { return m_config[word]; }
+    int32_t Mode() const { return m_config[OXB3D_BINOSTEREO_FUSE_MODE]; }
     bool UsesConfidence() const { return Mode() == kFuseMeanOrLarger || Mode() == kFuseMeanOrConfident; }
-    size_t Pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+    size_t Pixels() const { return static_cast<size_t>(m_width) * static_cast<size_t>(m_height); }
 };
 
 int32_t CheckCall(const FuseCall& call, const FuseState& state) {
-    if (call.width > state.largest.width || call.height > state.largest.height) {
+    if (call.m_width > state.m_largest.width || call.m_height > state.m_largest.height) {
         return OXB3D_BINOSTEREO_E_IMAGE_SIZE;
     }
     const int64_t x0 = call.Config(OXB3D_BINOSTEREO_FUSE_X0);
     const int64_t y0 = call.Config(OXB3D_BINOSTEREO_FUSE_Y0);
     const int64_t x1 = call.Config(OXB3D_BINOSTEREO_FUSE_X1);
     const int64_t y1 = call.Config(OXB3D_BINOSTEREO_FUSE_Y1);
-    if (x0 < 0 || y0 < 0 || x1 > call.width || y1 > call.height || x0 >= x1 || y0 >= y1) {
+    if (x0 < 0 || y0 < 0 || x1 > call.m_width || y1 > call.m_height || x0 >= x1 || y0 >= y1) {
         return OXB3D_BINOSTEREO_E_FUSE_REGION;
     }
     if (call.Mode() == kFuseLarger) {
@@ -80,7 +80,7 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
     if (!call.UsesConfidence()) {
         return OXB3D_BINOSTEREO_E_FUSE_MODE;
     }
-    if (call.grey == nullptr) {
+    if (call.m_grey == nullptr) {
         return ZQA_E_NULL;
     }
     if (call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD) > 255) {
@@ -93,15 +93,16 @@ int32_t CheckCall(const FuseCall& call, const FuseState& state) {
 // A tent over the smoothed grey value: 255 at the peak, 0 at black and at full white, and 0 in the border
 // that the smoothing kernel does not cover whole.
 void ComputeConfidence(const FuseCall& call, FuseState* state) {
-    SmoothGaussian11(call.grey, call.width, call.height, state->smoothed, state->gaussianWork);
-    const int32_t peak = call.config[OXB3D_BINOSTEREO_FUSE_PEAK];
+    SmoothGaussian11(call.m_grey, call.m_width, call.m_height, state->m_smoothed, state->m_gaussianWork);
+    const int32_t peak = call.m_config[OXB3D_BINOSTEREO_FUSE_PEAK];
     const auto peakGrey = static_cast<float>(peak);
     const ConfidenceTent tent{peak, 255.0F / peakGrey, 255.0F / (255.0F - peakGrey)};
-    std::fill_n(state->currentConfidence, call.Pixels(), 0.0F);
-    const int64_t inner = call.width - 2 * kGaussianHalf;
-    for (int64_t y = kGaussianHalf; inner > 0 && y < call.height - kGaussianHalf; ++y) {
-        const int64_t first = y * call.width + kGaussianHalf;
-        ImageKernelsInUse().weigh(tent, state->smoothed + first, inner, state->currentConfidence + first);
+    std::fill_n(state->m_currentConfidence, call.Pixels(), 0.0F);
+    const int64_t inner = call.m_width - 2 * kGaussianHalf;
+    for (int64_t y = kGaussianHalf; inner > 0 && y < call.m_height - kGaussianHalf; ++y) {
+        const int64_t first = y * call.m_width + kGaussianHalf;
+        ImageKernelsInUse().m_weigh(tent, state->m_smoothed + first, inner,
+                                    state->m_currentConfidence + first);
     }
 }
 
@@ -128,19 +129,19 @@ int16_t FuseMeanOrLarger(int16_t d, int16_t p, float wc, float wp, float thresho
 // Columns run to an exclusive end and rows to an inclusive one, deliberately. Rows past the image, which a
 // region down to the full height with a negative row shift would name, do not exist.
 struct WorkingRegion {
-    int64_t firstColumn;
-    int64_t endColumn;
-    int64_t firstRow;
-    int64_t lastRow;
+    int64_t m_firstColumn;
+    int64_t m_endColumn;
+    int64_t m_firstRow;
+    int64_t m_lastRow;
 
     explicit WorkingRegion(const FuseCall& call) {
         const int64_t rowShift = call.Config(OXB3D_BINOSTEREO_FUSE_ROW_SHIFT);
         const int64_t columnShift = call.Config(OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT);
-        firstColumn = std::max(columnShift, call.Config(OXB3D_BINOSTEREO_FUSE_X0));
-        endColumn = std::min(call.width - 1 - columnShift, call.Config(OXB3D_BINOSTEREO_FUSE_X1));
-        firstRow = std::max(rowShift, call.Config(OXB3D_BINOSTEREO_FUSE_Y0));
-        lastRow = std::min({call.Config(OXB3D_BINOSTEREO_FUSE_Y1), call.height - 1 - rowShift,
-                            static_cast<int64_t>(call.height) - 1});
+        m_firstColumn = std::max(columnShift, call.Config(OXB3D_BINOSTEREO_FUSE_X0));
+        m_endColumn = std::min(call.m_width - 1 - columnShift, call.Config(OXB3D_BINOSTEREO_FUSE_X1));
+        m_firstRow = std::max(rowShift, call.Config(OXB3D_BINOSTEREO_FUSE_Y0));
+        m_lastRow = std::min({call.Config(OXB3D_BINOSTEREO_FUSE_Y1), call.m_height - 1 - rowShift,
+                              static_cast<int64_t>(call.m_height) - 1});
     }
 };
 
@@ -149,42 +150,42 @@ struct WorkingRegion {
 void FuseRow(const FuseCall& call, const FuseState& state, const WorkingRegion& region, int64_t y) {
     const int64_t columnShift = call.Config(OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT);
     const int64_t shiftedRow = y - call.Config(OXB3D_BINOSTEREO_FUSE_ROW_SHIFT);
-    const bool rowInside = shiftedRow >= 0 && shiftedRow < call.height;
+    const bool rowInside = shiftedRow >= 0 && shiftedRow < call.m_height;
     const auto fuse = [&](int64_t x, int64_t count, const float* wc, const float* wp) {
-        const int64_t index = y * call.width + x;
-        ImageKernelsInUse().fuse(
-            {call.depth + index, state.previousDepth + index, wc, wp, state.fused + index, count,
+        const int64_t index = y * call.m_width + x;
+        ImageKernelsInUse().m_fuse(
+            {call.m_depth + index, state.m_previousDepth + index, wc, wp, state.m_fused + index, count,
              static_cast<float>(call.Config(OXB3D_BINOSTEREO_FUSE_THRESHOLD)), call.Mode()});
     };
-    int64_t x = region.firstColumn;
+    int64_t x = region.m_firstColumn;
     if (!call.UsesConfidence()) {
-        fuse(x, region.endColumn - x, nullptr, nullptr);
+        fuse(x, region.m_endColumn - x, nullptr, nullptr);
         return;
     }
     // The working region starts at the shift at least, so only its right end can leave the map.
-    const int64_t insideEnd = rowInside ? std::min(region.endColumn, call.width + columnShift) : x;
+    const int64_t insideEnd = rowInside ? std::min(region.m_endColumn, call.m_width + columnShift) : x;
     if (insideEnd > x) {
-        const int64_t shifted = shiftedRow * call.width + x - columnShift;
-        fuse(x, insideEnd - x, state.currentConfidence + shifted, state.previousConfidence + shifted);
+        const int64_t shifted = shiftedRow * call.m_width + x - columnShift;
+        fuse(x, insideEnd - x, state.m_currentConfidence + shifted, state.m_previousConfidence + shifted);
         x = insideEnd;
     }
     constexpr float kNone = 0.0F;
-    for (; x < region.endColumn; ++x) {
+    for (; x < region.m_endColumn; ++x) {
         fuse(x, 1, &kNone, &kNone);
     }
 }
 
 // The frame becomes the previous one. Where mode 3 stores the first frame, nothing is known of its
 // confidence.
-void KeepFrame(const FuseCall& call, bool hadPrevious, FuseState* state) {
+void StoreFrame(const FuseCall& call, bool hadPrevious, FuseState* state) {
     if (call.UsesConfidence()) {
-        std::copy_n(state->currentConfidence, call.Pixels(), state->previousConfidence);
+        std::copy_n(state->m_currentConfidence, call.Pixels(), state->m_previousConfidence);
     } else if (!hadPrevious) {
-        std::fill_n(state->previousConfidence, call.Pixels(), 0.0F);
+        std::fill_n(state->m_previousConfidence, call.Pixels(), 0.0F);
     }
-    std::copy_n(call.depth, call.Pixels(), state->previousDepth);
-    state->previous = {call.width, call.height};
-    state->hasPrevious = 1;
+    std::copy_n(call.m_depth, call.Pixels(), state->m_previousDepth);
+    state->m_previous = {call.m_width, call.m_height};
+    state->m_hasPrevious = 1;
 }
 
 } // namespace
@@ -197,17 +198,18 @@ void ox3d::stereo::reference::Weigh(const ConfidenceTent& tent, const uint8_t* g
 }
 
 void ox3d::stereo::reference::Fuse(const FuseSpan& span) {
-    for (int64_t i = 0; i < span.count; ++i) {
-        const int16_t d = span.depth[i];
-        const int16_t p = span.previousDepth[i];
-        if (span.mode == kFuseLarger) {
-            span.fused[i] = std::max(d, p);
+    for (int64_t i = 0; i < span.m_count; ++i) {
+        const int16_t d = span.m_depth[i];
+        const int16_t p = span.m_previousDepth[i];
+        if (span.m_mode == kFuseLarger) {
+            span.m_fused[i] = std::max(d, p);
             continue;
         }
-        const float wc = span.confidence[i];
-        const float wp = span.previousConfidence[i];
-        span.fused[i] = span.mode == kFuseMeanOrConfident ? FuseMeanOrConfident(d, p, wc, wp, span.threshold)
-                                                          : FuseMeanOrLarger(d, p, wc, wp, span.threshold);
+        const float wc = span.m_confidence[i];
+        const float wp = span.m_previousConfidence[i];
+        span.m_fused[i] = span.m_mode == kFuseMeanOrConfident
+                              ? FuseMeanOrConfident(d, p, wc, wp, span.m_threshold)
+                              : FuseMeanOrLarger(d, p, wc, wp, span.m_threshold);
     }
 }
 
@@ -239,16 +241,16 @@ int32_t OXB3D_BINOSTEREO_MULTI_FUSE_Init(void* state, ZQA_SIZE size, void* persi
     }
     const Layout layout(size);
     auto* depth = static_cast<uint8_t*>(persistent) + kStateBytes;
-    auto* confidence = depth + layout.depth.Bytes();
+    auto* confidence = depth + layout.m_depth.Bytes();
     auto* fused = static_cast<uint8_t*>(scratch);
     FuseState fresh{};
-    fresh.previousDepth = reinterpret_cast<int16_t*>(depth);
-    fresh.previousConfidence = reinterpret_cast<float*>(confidence);
-    fresh.currentConfidence = reinterpret_cast<float*>(confidence + layout.confidence.Bytes());
-    fresh.largest = size;
-    fresh.fused = reinterpret_cast<int16_t*>(fused);
-    fresh.smoothed = fused + layout.depth.Bytes();
-    fresh.gaussianWork = fresh.smoothed + layout.smoothed.Bytes();
+    fresh.m_previousDepth = reinterpret_cast<int16_t*>(depth);
+    fresh.m_previousConfidence = reinterpret_cast<float*>(confidence);
+    fresh.m_currentConfidence = reinterpret_cast<float*>(confidence + layout.m_confidence.Bytes());
+    fresh.m_largest = size;
+    fresh.m_fused = reinterpret_cast<int16_t*>(fused);
+    fresh.m_smoothed = fused + layout.m_depth.Bytes();
+    fresh.m_gaussianWork = fresh.m_smoothed + layout.m_smoothed.Bytes();
     std::memcpy(state, &fresh, sizeof fresh);
     return OXB3D_BINOSTEREO_OK;
 }
@@ -267,19 +269,19 @@ int32_t OXB3D_BINOSTEREO_MULTI_FUSE_Process(void* state, const OXB3D_BINOSTEREO_
         return status;
     }
     // Frames of two sizes have no pixel in common that could be compared.
-    const bool hadPrevious =
-        self->hasPrevious != 0 && self->previous.width == call.width && self->previous.height == call.height;
+    const bool hadPrevious = self->m_hasPrevious != 0 && self->m_previous.width == call.m_width &&
+                             self->m_previous.height == call.m_height;
     if (call.UsesConfidence()) {
         ComputeConfidence(call, self);
     }
     if (hadPrevious) {
         const WorkingRegion region(call);
-        for (int64_t y = region.firstRow; y <= region.lastRow; ++y) {
+        for (int64_t y = region.m_firstRow; y <= region.m_lastRow; ++y) {
             FuseRow(call, *self, region, y);
         }
     }
-    KeepFrame(call, hadPrevious, self);
+    StoreFrame(call, hadPrevious, self);
     // Samples outside the working region are never written and go out as the buffer holds them.
-    std::copy_n(hadPrevious ? self->fused : self->previousDepth, call.Pixels(), output);
+    std::copy_n(hadPrevious ? self->m_fused : self->m_previousDepth, call.Pixels(), output);
     return OXB3D_BINOSTEREO_OK;
 }

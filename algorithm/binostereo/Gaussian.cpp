@@ -1,6 +1,6 @@
 // Separable Gaussian smoothing in fixed point. Rows are filtered once into a ring of 11 rows of 8.8
 // fixed-point values, columns are filtered from the ring. Relies on weights that add up to exactly one, so
-// that an even area keeps its grey value.
+// that an even area stays as it is.
 #include "algorithm/binostereo/ImageTiers.h"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ void FilterRow(const uint8_t* src, int32_t width, uint16_t* out) {
     for (int32_t x = 0; x < std::min(kGaussianHalf, width); ++x) {
         out[x] = border(x);
     }
-    ImageKernelsInUse().smoothRow(src, innerEnd - kGaussianHalf, out + kGaussianHalf);
+    ImageKernelsInUse().m_smoothRow(src, innerEnd - kGaussianHalf, out + kGaussianHalf);
     for (int32_t x = innerEnd; x < width; ++x) {
         out[x] = border(x);
     }
@@ -87,7 +87,7 @@ void SmoothGaussian11(const uint8_t* src, int32_t width, int32_t height, uint8_t
         for (int32_t tap = 0; tap < kGaussianTaps; ++tap) {
             rows[tap] = ringRow(Reflect(y + tap - kGaussianHalf, height));
         }
-        ImageKernelsInUse().smoothColumns(rows, width, dst + stride * static_cast<size_t>(y));
+        ImageKernelsInUse().m_smoothColumns(rows, width, dst + stride * static_cast<size_t>(y));
     }
 }
 

@@ -10,16 +10,16 @@ namespace {
 
 // One plane's smallest step as width * factor / divisor; factor 0 means the plane is not needed.
 struct PlaneRule {
-    int32_t factor;
-    int32_t divisor;
+    int32_t m_factor;
+    int32_t m_divisor;
 };
 
 struct FormatRule {
-    int32_t firstFormat;
-    int32_t lastFormat;
-    int32_t widthMultiple;
-    int32_t heightMultiple;
-    PlaneRule planes[4];
+    int32_t m_firstFormat;
+    int32_t m_lastFormat;
+    int32_t m_widthMultiple;
+    int32_t m_heightMultiple;
+    PlaneRule m_planes[4];
 };
 
 constexpr PlaneRule kNone{0, 1};
@@ -45,8 +45,9 @@ constexpr FormatRule kFormatRules[] = {
 
 const FormatRule* FindRule(int32_t format) {
     const auto* rule =
-        std::find_if(std::begin(kFormatRules), std::end(kFormatRules),
-                     [format](const auto& r) { return format >= r.firstFormat && format <= r.lastFormat; });
+        std::find_if(std::begin(kFormatRules), std::end(kFormatRules), [format](const auto& r) {
+            return format >= r.m_firstFormat && format <= r.m_lastFormat;
+        });
     return rule == std::end(kFormatRules) ? nullptr : rule;
 }
 
@@ -60,19 +61,19 @@ int32_t ZQA_CheckImage(const ZQA_IMAGE* image) {
     if (rule == nullptr) {
         return ZQA_E_IMAGE_FORMAT;
     }
-    if (image->width < 1 || image->height < 1 || image->width % rule->widthMultiple != 0 ||
-        image->height % rule->heightMultiple != 0) {
+    if (image->width < 1 || image->height < 1 || image->width % rule->m_widthMultiple != 0 ||
+        image->height % rule->m_heightMultiple != 0) {
         return ZQA_E_IMAGE_SIZE;
     }
     for (size_t plane = 0; plane < 4; ++plane) {
-        const int64_t smallestStep =
-            static_cast<int64_t>(image->width) * rule->planes[plane].factor / rule->planes[plane].divisor;
-        if (rule->planes[plane].factor != 0 && image->step[plane] < smallestStep) {
+        const int64_t smallestStep = static_cast<int64_t>(image->width) * rule->m_planes[plane].m_factor /
+                                     rule->m_planes[plane].m_divisor;
+        if (rule->m_planes[plane].m_factor != 0 && image->step[plane] < smallestStep) {
             return ZQA_E_IMAGE_STEP;
         }
     }
     for (size_t plane = 0; plane < 4; ++plane) {
-        if (rule->planes[plane].factor != 0 && image->data[plane] == nullptr) {
+        if (rule->m_planes[plane].m_factor != 0 && image->data[plane] == nullptr) {
             return ZQA_E_IMAGE_PLANE;
         }
     }

@@ -17,21 +17,21 @@ constexpr int64_t kBlock = 256;
 template <typename TInside>
 void GatherNeighbours(const RemapArgs& a, const uint32_t* __restrict index, int64_t count,
                       uint16_t* __restrict pairs, TInside isInside) {
-    const uint8_t* __restrict above = a.src;
-    const uint8_t* __restrict below = a.src + a.stride;
+    const uint8_t* __restrict above = a.m_src;
+    const uint8_t* __restrict below = a.m_src + a.m_stride;
     for (int64_t i = 0; i < count; ++i) {
         const bool inside = isInside(index[i]);
         const uint32_t at = inside ? index[i] : 0;
         const uint32_t both = LoadPair(above + at) | static_cast<uint32_t>(LoadPair(below + at)) << 16;
-        const uint32_t kept = inside ? both : 0;
-        std::memcpy(pairs + 2 * i, &kept, sizeof kept);
+        const uint32_t used = inside ? both : 0;
+        std::memcpy(pairs + 2 * i, &used, sizeof used);
     }
 }
 
 // Black ones where the map leaves the source, which a sound map never does.
 void GatherBlock(const RemapArgs& a, const uint32_t* __restrict index, int64_t count,
                  uint16_t* __restrict pairs) {
-    const uint64_t insideEnd = a.pixels - a.stride - 1;
+    const uint64_t insideEnd = a.m_pixels - a.m_stride - 1;
     uint32_t largest = 0;
     for (int64_t i = 0; i < count; ++i) {
         largest = index[i] > largest ? index[i] : largest;
@@ -60,18 +60,18 @@ void WeighNeighbours(const uint16_t* __restrict pairs, const uint8_t* __restrict
 
 // A block's samples are read before its results are written, so no output may lie on an input.
 void Remap(const RemapArgs& a) {
-    if (a.stride < 2 || a.pixels < a.stride + 2 || Overlap(a.src, a.pixels, a.dst, a.pixels) ||
-        Overlap(a.index, 4 * a.pixels, a.dst, a.pixels) ||
-        Overlap(a.weights, 4 * a.pixels, a.dst, a.pixels)) {
+    if (a.m_stride < 2 || a.m_pixels < a.m_stride + 2 || Overlap(a.m_src, a.m_pixels, a.m_dst, a.m_pixels) ||
+        Overlap(a.m_index, 4 * a.m_pixels, a.m_dst, a.m_pixels) ||
+        Overlap(a.m_weights, 4 * a.m_pixels, a.m_dst, a.m_pixels)) {
         reference::Remap(a);
         return;
     }
     alignas(64) uint16_t pairs[2 * kBlock];
-    const auto pixels = static_cast<int64_t>(a.pixels);
+    const auto pixels = static_cast<int64_t>(a.m_pixels);
     for (int64_t i = 0; i < pixels; i += kBlock) {
         const int64_t count = pixels - i < kBlock ? pixels - i : kBlock;
-        GatherBlock(a, a.index + i, count, pairs);
-        WeighNeighbours(pairs, a.weights + 4 * i, count, a.dst + i);
+        GatherBlock(a, a.m_index + i, count, pairs);
+        WeighNeighbours(pairs, a.m_weights + 4 * i, count, a.m_dst + i);
     }
 }
 
@@ -103,9 +103,9 @@ void Weigh(const ConfidenceTent& tent, const uint8_t* grey, int64_t count, float
     const ConfidenceTent t = tent;
     for (int64_t i = 0; i < count; ++i) {
         const auto value = static_cast<float>(grey[i]);
-        const float rising = value * t.rise;
-        const float falling = (255.0F - value) * t.fall;
-        confidence[i] = grey[i] <= t.peak ? rising : falling;
+        const float rising = value * t.m_rise;
+        const float falling = (255.0F - value) * t.m_fall;
+        confidence[i] = grey[i] <= t.m_peak ? rising : falling;
     }
 }
 
@@ -117,16 +117,16 @@ int16_t HalfOfWrapped(int32_t sum) {
 
 void FuseMeanOrConfident(const FuseSpan& span) {
     const FuseSpan s = span;
-    for (int64_t i = 0; i < s.count; ++i) {
-        const int16_t d = s.depth[i];
-        const int16_t p = s.previousDepth[i];
-        const float wc = s.confidence[i];
-        const float wp = s.previousConfidence[i];
+    for (int64_t i = 0; i < s.m_count; ++i) {
+        const int16_t d = s.m_depth[i];
+        const int16_t p = s.m_previousDepth[i];
+        const float wc = s.m_confidence[i];
+        const float wp = s.m_previousConfidence[i];
         const int16_t mean = HalfOfWrapped(d + p);
         const int16_t confident = wc > wp ? d : p;
         const bool both =
-            static_cast<bool>(static_cast<int>(wc > s.threshold) & static_cast<int>(wp > s.threshold));
-        s.fused[i] = both ? mean : confident;
+            static_cast<bool>(static_cast<int>(wc > s.m_threshold) & static_cast<int>(wp > s.m_threshold));
+        s.m_fused[i] = both ? mean : confident;
     }
 }
 
@@ -134,11 +134,11 @@ void FuseMeanOrConfident(const FuseSpan& span) {
 // the difference: no sum of two samples comes near enough to a multiple of ten to be rounded across it.
 void FuseMeanOrLarger(const FuseSpan& span) {
     const FuseSpan s = span;
-    for (int64_t i = 0; i < s.count; ++i) {
-        const int32_t d = s.depth[i];
-        const int32_t p = s.previousDepth[i];
-        const float wc = s.confidence[i];
-        const float wp = s.previousConfidence[i];
+    for (int64_t i = 0; i < s.m_count; ++i) {
+        const int32_t d = s.m_depth[i];
+        const int32_t p = s.m_previousDepth[i];
+        const float wc = s.m_confidence[i];
+        const float wp = s.m_previousConfidence[i];
         const int32_t sum = d + p;
         const int32_t larger = d > p ? d : p;
         const int32_t smaller = d > p ? p : d;
@@ -147,23 +147,23 @@ void FuseMeanOrLarger(const FuseSpan& span) {
         const float difference = wc - wp;
         const float distance = difference < 0.0F ? -difference : difference;
         const bool joins =
-            static_cast<bool>((static_cast<int>(wc > s.threshold) & static_cast<int>(wp > s.threshold)) |
+            static_cast<bool>((static_cast<int>(wc > s.m_threshold) & static_cast<int>(wp > s.m_threshold)) |
                               static_cast<int>(!(distance >= kEpsilon)));
-        s.fused[i] = static_cast<int16_t>(joins ? joined : confident);
+        s.m_fused[i] = static_cast<int16_t>(joins ? joined : confident);
     }
 }
 
 void FuseLarger(const FuseSpan& span) {
     const FuseSpan s = span;
-    for (int64_t i = 0; i < s.count; ++i) {
-        s.fused[i] = s.depth[i] > s.previousDepth[i] ? s.depth[i] : s.previousDepth[i];
+    for (int64_t i = 0; i < s.m_count; ++i) {
+        s.m_fused[i] = s.m_depth[i] > s.m_previousDepth[i] ? s.m_depth[i] : s.m_previousDepth[i];
     }
 }
 
 void Fuse(const FuseSpan& span) {
-    if (span.mode == kFuseLarger) {
+    if (span.m_mode == kFuseLarger) {
         FuseLarger(span);
-    } else if (span.mode == kFuseMeanOrConfident) {
+    } else if (span.m_mode == kFuseMeanOrConfident) {
         FuseMeanOrConfident(span);
     } else {
         FuseMeanOrLarger(span);

@@ -13,23 +13,23 @@ namespace ox3d::stereo {
 
 // A remapping whose planes have `pixels` entries, of a source with rows of `stride` bytes.
 struct RemapArgs {
-    const uint8_t* src;
-    const uint32_t* index;
-    const uint8_t* weights; // four an entry
-    uint64_t stride;
-    uint64_t pixels;
-    uint8_t* dst;
+    const uint8_t* m_src;
+    const uint32_t* m_index;
+    const uint8_t* m_weights; // four an entry
+    uint64_t m_stride;
+    uint64_t m_pixels;
+    uint8_t* m_dst;
 };
 
 // The tent that gives a smoothed grey value its confidence. The peak may be any number.
 struct ConfidenceTent {
-    int32_t peak;
-    float rise; // 255 / peak
-    float fall; // 255 / (255 - peak)
+    int32_t m_peak;
+    float m_rise; // 255 / peak
+    float m_fall; // 255 / (255 - peak)
 
     float At(uint8_t grey) const {
         const auto value = static_cast<float>(grey);
-        return grey <= peak ? value * rise : (255.0F - value) * fall;
+        return grey <= m_peak ? value * m_rise : (255.0F - value) * m_fall;
     }
 };
 
@@ -39,24 +39,24 @@ constexpr int32_t kFuseLarger = 3;
 
 // Neighbouring pixels of one row to fuse; mode 3 has no confidences.
 struct FuseSpan {
-    const int16_t* depth;
-    const int16_t* previousDepth;
-    const float* confidence;
-    const float* previousConfidence;
-    int16_t* fused;
-    int64_t count;
-    float threshold;
-    int32_t mode;
+    const int16_t* m_depth;
+    const int16_t* m_previousDepth;
+    const float* m_confidence;
+    const float* m_previousConfidence;
+    int16_t* m_fused;
+    int64_t m_count;
+    float m_threshold;
+    int32_t m_mode;
 };
 
 struct ImageKernels {
-    void (*remap)(const RemapArgs& args);
+    void (*m_remap)(const RemapArgs& args);
     // Filters along a row: out[i] takes kGaussianTaps samples from src[i] on.
-    void (*smoothRow)(const uint8_t* src, int32_t count, uint16_t* out);
-    void (*smoothColumns)(const uint16_t* const (&rows)[kGaussianTaps], int32_t width, uint8_t* out);
-    void (*weigh)(const ConfidenceTent& tent, const uint8_t* grey, int64_t count, float* confidence);
-    void (*fuse)(const FuseSpan& span);
-    int64_t (*countZeros)(const int16_t* samples, int64_t count);
+    void (*m_smoothRow)(const uint8_t* src, int32_t count, uint16_t* out);
+    void (*m_smoothColumns)(const uint16_t* const (&rows)[kGaussianTaps], int32_t width, uint8_t* out);
+    void (*m_weigh)(const ConfidenceTent& tent, const uint8_t* grey, int64_t count, float* confidence);
+    void (*m_fuse)(const FuseSpan& span);
+    int64_t (*m_countZeros)(const int16_t* samples, int64_t count);
 };
 
 // See CKernelChoice.

@@ -18,8 +18,8 @@ int32_t BuildMap(const BinoObject& object, const Input& in, ESide side, const Re
     const RectMap map = RectMapOf(object, {in.width, in.height}, side);
     return OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(
         in.width, in.height, isLeft ? &in.left : &in.right, 0,
-        isLeft ? rectification.leftRotation : rectification.rightRotation, rectification.projection,
-        map.indexPlane, map.weightPlane, object.scratchRegion);
+        isLeft ? rectification.m_leftRotation : rectification.m_rightRotation, rectification.m_projection,
+        map.m_indexPlane, map.m_weightPlane, object.m_scratchRegion);
 }
 
 } // namespace
@@ -33,7 +33,7 @@ int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSiz
         return status;
     }
     BinoObject& object = *ObjectOf(handle);
-    if (object.fusionDepthRegion == nullptr) {
+    if (object.m_fusionDepthRegion == nullptr) {
         return OXB3D_BINOSTEREO_E_PROCESS_TYPE;
     }
     const auto in = ReadRecord<Input>(input);
@@ -50,14 +50,14 @@ int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSiz
             return status;
         }
     }
-    object.imageSize = {in.width, in.height};
-    object.initialised = 1;
+    object.m_imageSize = {in.width, in.height};
+    object.m_initialised = 1;
     Output out{};
-    out.fx = rectification.projection[0];
-    out.fy = rectification.projection[5];
-    out.cx = rectification.projection[2];
-    out.cy = rectification.projection[6];
-    out.baseLine = rectification.baseLine;
+    out.fx = rectification.m_projection[0];
+    out.fy = rectification.m_projection[5];
+    out.cx = rectification.m_projection[2];
+    out.cy = rectification.m_projection[6];
+    out.baseLine = rectification.m_baseLine;
     WriteRecord(out, output);
     return OXB3D_BINOSTEREO_OK;
 }

@@ -19,7 +19,7 @@ bool InRange(uint32_t value, uint32_t minimum, uint32_t maximum) {
 }
 
 bool HasAbility(const BinoObject& object, uint32_t bit) {
-    return (object.ability.abilityFlags & bit) != 0;
+    return (object.m_ability.abilityFlags & bit) != 0;
 }
 
 // Sizing runs on an entry without a base and needs no addresses. Only for an offset inside the entry.
@@ -53,8 +53,8 @@ int32_t CheckEntry(const OXB3D_BINOSTEREO_MEM_TAB& entry, uint32_t alignment) {
 }
 
 int32_t FuseSizes(const BinoObject& object, uint64_t* persistent, uint64_t* scratch) {
-    return OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize({object.ability.width, object.ability.height}, persistent,
-                                                  scratch);
+    return OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize({object.m_ability.width, object.m_ability.height},
+                                                  persistent, scratch);
 }
 
 // A need that cannot be represented is more than any entry holds.
@@ -100,16 +100,16 @@ int32_t CheckCreate(const OXB3D_BINOSTEREO_ABILITY& ability, const OXB3D_BINOSTE
 // The initialised flag says that maps are there, so it goes along only where they do. In its own memory an
 // object comes out uninitialised: filling in the new ability has cleared the flag before it could be carried.
 void CarryOver(const BinoObject& old, bool inOwnMemory, BinoObject* object) {
-    std::copy(std::begin(old.params), std::end(old.params), object->params);
-    object->imageSize = old.imageSize;
-    const bool carriesMaps = !inOwnMemory && old.initialised != 0 && old.fusionDepthRegion != nullptr &&
-                             object->fusionDepthRegion != nullptr && old.imageSize.width > 0 &&
-                             old.imageSize.height > 0 &&
-                             FitsAbility(*object, old.imageSize.width, old.imageSize.height);
+    std::copy(std::begin(old.m_params), std::end(old.m_params), object->m_params);
+    object->m_imageSize = old.m_imageSize;
+    const bool carriesMaps = !inOwnMemory && old.m_initialised != 0 && old.m_fusionDepthRegion != nullptr &&
+                             object->m_fusionDepthRegion != nullptr && old.m_imageSize.width > 0 &&
+                             old.m_imageSize.height > 0 &&
+                             FitsAbility(*object, old.m_imageSize.width, old.m_imageSize.height);
     if (carriesMaps) {
-        std::memmove(object->fusionDepthRegion, old.fusionDepthRegion,
-                     FusionDepthPersistentSize(old.imageSize.width, old.imageSize.height).Bytes());
-        object->initialised = old.initialised;
+        std::memmove(object->m_fusionDepthRegion, old.m_fusionDepthRegion,
+                     FusionDepthPersistentSize(old.m_imageSize.width, old.m_imageSize.height).Bytes());
+        object->m_initialised = old.m_initialised;
     }
 }
 
@@ -150,8 +150,8 @@ int32_t OXB3D_BINOSTEREO_InitSpec(const OXB3D_BINOSTEREO_ABILITY* ability, void*
     if (ability == nullptr || object == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
-    ObjectOf(object)->ability = *ability;
-    ObjectOf(object)->initialised = 0;
+    ObjectOf(object)->m_ability = *ability;
+    ObjectOf(object)->m_initialised = 0;
     return OXB3D_BINOSTEREO_OK;
 }
 
@@ -170,26 +170,26 @@ int32_t OXB3D_BINOSTEREO_AllocPersistMem(void* object, const OXB3D_BINOSTEREO_ME
     }
     const CCheckedSize fusionOffset =
         CCheckedSize(OXB3D_BINOSTEREO_OBJECT_SIZE)
-            .Plus(hasMaps ? FusionDepthPersistentSize(self->ability.width, self->ability.height)
+            .Plus(hasMaps ? FusionDepthPersistentSize(self->m_ability.width, self->m_ability.height)
                           : CCheckedSize());
     const int32_t status = Settle(fusionOffset.Plus(CCheckedSize(fusionBytes)), *entry, neededBytes);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }
-    self->fusionDepthRegion = hasMaps ? AddressAt(*entry, OXB3D_BINOSTEREO_OBJECT_SIZE) : nullptr;
-    self->multiFuseRegion = hasFusion ? AddressAt(*entry, fusionOffset.Bytes()) : nullptr;
+    self->m_fusionDepthRegion = hasMaps ? AddressAt(*entry, OXB3D_BINOSTEREO_OBJECT_SIZE) : nullptr;
+    self->m_multiFuseRegion = hasFusion ? AddressAt(*entry, fusionOffset.Bytes()) : nullptr;
     return OXB3D_BINOSTEREO_OK;
 }
 
 // One region, as large as the largest need, since only one process runs at a time. The score and calibration
-// processes that are not built need nothing.
+// processes that are not implemented need nothing.
 int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_MEM_TAB* entry,
                                          uint64_t* neededBytes) {
     if (object == nullptr || entry == nullptr || neededBytes == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
     BinoObject* self = ObjectOf(object);
-    self->scratchRegion = entry->base;
+    self->m_scratchRegion = entry->base;
     uint64_t need = 0;
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH)) {
         need = kFusionDepthScratchBytes;
@@ -249,7 +249,7 @@ int32_t OXB3D_BINOSTEREO_Create(const OXB3D_BINOSTEREO_ABILITY* ability,
         return status;
     }
     BinoObject object{};
-    std::memcpy(object.magic, kMagic, sizeof object.magic);
+    std::memcpy(object.m_magic, kMagic, sizeof object.m_magic);
     OXB3D_BINOSTEREO_InitSpec(ability, &object);
     uint64_t persistentBytes = 0;
     uint64_t scratchBytes = 0;
@@ -263,8 +263,8 @@ int32_t OXB3D_BINOSTEREO_Create(const OXB3D_BINOSTEREO_ABILITY* ability,
         LoadDefaultParams(&object);
     }
     if (HasAbility(object, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE)) {
-        status = OXB3D_BINOSTEREO_MULTI_FUSE_Init(object.multiFuseRegion, {ability->width, ability->height},
-                                                  object.multiFuseRegion, object.scratchRegion);
+        status = OXB3D_BINOSTEREO_MULTI_FUSE_Init(object.m_multiFuseRegion, {ability->width, ability->height},
+                                                  object.m_multiFuseRegion, object.m_scratchRegion);
         if (status != OXB3D_BINOSTEREO_OK) {
             return status;
         }

@@ -21,20 +21,20 @@ constexpr char kMagic[] = "OXB3D_BINOSTEREO";
 static_assert(sizeof kMagic == 17);
 
 struct BinoObject {
-    char magic[sizeof kMagic];
-    uint8_t reserved0[7];
-    OXB3D_BINOSTEREO_ABILITY ability;
-    int32_t params[kParamCount]; // in the order of the parameter table
-    uint32_t initialised;        // set by process type 1, cleared by restart
-    ZQA_SIZE imageSize;          // what process type 1 was given
-    uint32_t reserved1;
-    void* fusionDepthRegion;
-    void* multiFuseRegion;
-    void* scratchRegion;
-    uint8_t reserved2[104];
+    char m_magic[sizeof kMagic];
+    uint8_t m_reserved0[7];
+    OXB3D_BINOSTEREO_ABILITY m_ability;
+    int32_t m_params[kParamCount]; // in the order of the parameter table
+    uint32_t m_initialised;        // set by process type 1, cleared by restart
+    ZQA_SIZE m_imageSize;          // what process type 1 was given
+    uint32_t m_reserved1;
+    void* m_fusionDepthRegion;
+    void* m_multiFuseRegion;
+    void* m_scratchRegion;
+    uint8_t m_reserved2[104];
 };
 static_assert(sizeof(BinoObject) == 304 && sizeof(BinoObject) <= OXB3D_BINOSTEREO_OBJECT_SIZE);
-static_assert(offsetof(BinoObject, ability) % 8 == 0, "the image size is one 64-bit pair");
+static_assert(offsetof(BinoObject, m_ability) % 8 == 0, "the image size is one 64-bit pair");
 
 // Null gives E_NULL, memory without the mark E_OBJECT.
 int32_t CheckHandle(const void* handle);
@@ -46,7 +46,7 @@ inline BinoObject* ObjectOf(void* handle) {
 
 // True where an image fits the memory that was sized for the object's ability.
 inline bool FitsAbility(const BinoObject& object, int32_t width, int32_t height) {
-    return width <= object.ability.width && height <= object.ability.height;
+    return width <= object.m_ability.width && height <= object.m_ability.height;
 }
 
 // The parameters that processes read; the numbers are their ids.

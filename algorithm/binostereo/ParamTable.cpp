@@ -11,10 +11,10 @@ namespace {
 
 // Bounds are wide enough for both readings of a 32-bit word, signed and unsigned.
 struct ParamRule {
-    uint32_t id;
-    int32_t defaultValue;
-    int64_t minimum;
-    int64_t maximum;
+    uint32_t m_id;
+    int32_t m_defaultValue;
+    int64_t m_minimum;
+    int64_t m_maximum;
 };
 
 constexpr ParamRule kParamRules[] = {
@@ -30,12 +30,12 @@ static_assert(std::size(kParamRules) == kParamCount);
 
 const ParamRule* FindRule(uint32_t id) {
     const auto* rule = std::find_if(std::begin(kParamRules), std::end(kParamRules),
-                                    [id](const ParamRule& r) { return r.id == id; });
+                                    [id](const ParamRule& r) { return r.m_id == id; });
     return rule == std::end(kParamRules) ? nullptr : rule;
 }
 
 int32_t* Slot(BinoObject* object, const ParamRule* rule) {
-    return &object->params[rule - kParamRules];
+    return &object->m_params[rule - kParamRules];
 }
 
 int32_t CheckParam(const OXB3D_BINOSTEREO_PARAM& param) {
@@ -43,10 +43,10 @@ int32_t CheckParam(const OXB3D_BINOSTEREO_PARAM& param) {
     if (rule == nullptr) {
         return OXB3D_BINOSTEREO_E_PARAM_ID;
     }
-    const bool isSigned = rule->minimum < 0;
+    const bool isSigned = rule->m_minimum < 0;
     const int64_t value = isSigned ? param.value : static_cast<int64_t>(static_cast<uint32_t>(param.value));
-    return value < rule->minimum || value > rule->maximum ? OXB3D_BINOSTEREO_E_PARAM_VALUE
-                                                          : OXB3D_BINOSTEREO_OK;
+    return value < rule->m_minimum || value > rule->m_maximum ? OXB3D_BINOSTEREO_E_PARAM_VALUE
+                                                              : OXB3D_BINOSTEREO_OK;
 }
 
 int32_t CheckHandleAndRecord(const void* handle, const void* record) {
@@ -81,8 +81,8 @@ int32_t ox3d::stereo::ParamOf(void* handle, EParam param) {
 }
 
 void ox3d::stereo::LoadDefaultParams(BinoObject* object) {
-    std::transform(std::begin(kParamRules), std::end(kParamRules), object->params,
-                   [](const ParamRule& rule) { return rule.defaultValue; });
+    std::transform(std::begin(kParamRules), std::end(kParamRules), object->m_params,
+                   [](const ParamRule& rule) { return rule.m_defaultValue; });
 }
 
 int32_t OXB3D_BINOSTEREO_SetSingleParam(void* handle, const OXB3D_BINOSTEREO_PARAM* param) {

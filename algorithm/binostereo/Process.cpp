@@ -10,9 +10,9 @@ using namespace ox3d::stereo;
 namespace {
 
 struct ProcessRule {
-    int32_t type;
-    uint32_t abilityBit;
-    int32_t (*run)(void* handle, void* input, int32_t inputSize, void* output, int32_t outputSize);
+    int32_t m_type;
+    uint32_t m_abilityBit;
+    int32_t (*m_run)(void* handle, void* input, int32_t inputSize, void* output, int32_t outputSize);
 };
 
 // The transform needs no object.
@@ -57,9 +57,10 @@ int32_t OXB3D_BINOSTEREO_Process(void* handle, int32_t processType, void* input,
         return status;
     }
     const auto* rule = std::find_if(std::begin(kProcessRules), std::end(kProcessRules),
-                                    [processType](const ProcessRule& r) { return r.type == processType; });
-    if (rule == std::end(kProcessRules) || (ObjectOf(handle)->ability.abilityFlags & rule->abilityBit) == 0) {
+                                    [processType](const ProcessRule& r) { return r.m_type == processType; });
+    if (rule == std::end(kProcessRules) ||
+        (ObjectOf(handle)->m_ability.abilityFlags & rule->m_abilityBit) == 0) {
         return OXB3D_BINOSTEREO_E_PROCESS_TYPE;
     }
-    return rule->run(handle, input, inputSize, output, outputSize);
+    return rule->m_run(handle, input, inputSize, output, outputSize);
 }

@@ -17,11 +17,11 @@ namespace {
 
 using Camera = OXB3D_BINOSTEREO_CAMERA;
 
-// What the generator keeps in the caller's scratch memory.
+// Matrices of the generator in the caller's scratch memory.
 struct InversionScratch {
-    Matrix3 projection;
-    Matrix3 rotation;
-    Matrix3 inverse;
+    Matrix3 m_projection;
+    Matrix3 m_rotation;
+    Matrix3 m_inverse;
 };
 static_assert(sizeof(InversionScratch) <= OXB3D_BINOSTEREO_RECT_MAP_SCRATCH);
 
@@ -83,11 +83,11 @@ void FillEntry(const Camera& camera, const PlanePoint& p, int32_t width, int32_t
 bool InvertProjection(const float* rotation, const float* projection, InversionScratch* scratch) {
     for (size_t row = 0; row < 3; ++row) {
         for (size_t column = 0; column < 3; ++column) {
-            scratch->projection[3 * row + column] = static_cast<double>(projection[4 * row + column]);
-            scratch->rotation[3 * row + column] = static_cast<double>(rotation[3 * row + column]);
+            scratch->m_projection[3 * row + column] = static_cast<double>(projection[4 * row + column]);
+            scratch->m_rotation[3 * row + column] = static_cast<double>(rotation[3 * row + column]);
         }
     }
-    return Invert(Multiply(scratch->projection, scratch->rotation), &scratch->inverse);
+    return Invert(Multiply(scratch->m_projection, scratch->m_rotation), &scratch->m_inverse);
 }
 
 } // namespace
@@ -124,7 +124,7 @@ int32_t OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(int32_t width, int32_t height,
     if (!InvertProjection(R, P, work)) {
         return OXB3D_BINOSTEREO_E_GENERAL;
     }
-    const Matrix3 m = work->inverse;
+    const Matrix3 m = work->m_inverse;
     std::fill_n(indexPlane, pixels.Bytes(), 0U);
     std::fill_n(weightPlane, 4 * pixels.Bytes(), uint8_t{0});
     uint64_t entry = 0;
@@ -145,22 +145,22 @@ int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const uint32_t* in
     }
     const auto stride = static_cast<uint64_t>(std::max(width, 0));
     const uint64_t pixels = stride * static_cast<uint64_t>(std::max(height, 0));
-    ImageKernelsInUse().remap({src, indexPlane, weightPlane, stride, pixels, dst});
+    ImageKernelsInUse().m_remap({src, indexPlane, weightPlane, stride, pixels, dst});
     return OXB3D_BINOSTEREO_OK;
 }
 
 void ox3d::stereo::reference::Remap(const RemapArgs& a) {
-    std::fill_n(a.dst, a.pixels, uint8_t{0});
-    for (uint64_t i = 0; i < a.pixels; ++i) {
-        const uint64_t index = a.index[i];
-        // The map is the caller's memory: an entry whose four pixels are not inside stays black like an
+    std::fill_n(a.m_dst, a.m_pixels, uint8_t{0});
+    for (uint64_t i = 0; i < a.m_pixels; ++i) {
+        const uint64_t index = a.m_index[i];
+        // The map lies in the caller's memory: an entry whose four pixels are not inside stays black like an
         // unused one.
-        if (index + a.stride + 1 >= a.pixels) {
+        if (index + a.m_stride + 1 >= a.m_pixels) {
             continue;
         }
-        const uint8_t* s = a.src + index;
-        const uint8_t* w = a.weights + 4 * i;
-        const int32_t sum = s[0] * w[0] + s[1] * w[1] + s[a.stride] * w[2] + s[a.stride + 1] * w[3];
-        a.dst[i] = static_cast<uint8_t>(sum >> 6);
+        const uint8_t* s = a.m_src + index;
+        const uint8_t* w = a.m_weights + 4 * i;
+        const int32_t sum = s[0] * w[0] + s[1] * w[1] + s[a.m_stride] * w[2] + s[a.m_stride + 1] * w[3];
+        a.m_dst[i] = static_cast<uint8_t>(sum >> 6);
     }
 }

@@ -26,16 +26,16 @@ struct Point2 {
 };
 
 struct Window {
-    double left = std::numeric_limits<double>::max();
-    double right = std::numeric_limits<double>::lowest();
-    double top = std::numeric_limits<double>::max();
-    double bottom = std::numeric_limits<double>::lowest();
+    double m_left = std::numeric_limits<double>::max();
+    double m_right = std::numeric_limits<double>::lowest();
+    double m_top = std::numeric_limits<double>::max();
+    double m_bottom = std::numeric_limits<double>::lowest();
 
     void Include(const Point2& p) {
-        left = std::min(left, p.x);
-        right = std::max(right, p.x);
-        top = std::min(top, p.y);
-        bottom = std::max(bottom, p.y);
+        m_left = std::min(m_left, p.x);
+        m_right = std::max(m_right, p.x);
+        m_top = std::min(m_top, p.y);
+        m_bottom = std::max(m_bottom, p.y);
     }
 };
 
@@ -189,15 +189,15 @@ bool FillProjection(const OXB3D_BINOSTEREO_INIT_INPUT& input, const Window& wind
     const double sources = std::min(std::min(input.left.matrix[0], input.left.matrix[4]),
                                     std::min(input.right.matrix[0], input.right.matrix[4]));
     const double focal = std::min(
-        {sources, lastColumn / (window.right - window.left), lastRow / (window.bottom - window.top)});
+        {sources, lastColumn / (window.m_right - window.m_left), lastRow / (window.m_bottom - window.m_top)});
     if (!(focal >= kSmallestFocalLength)) {
         return false;
     }
     std::fill(std::begin(projection), std::end(projection), 0.0F);
     projection[0] = static_cast<float>(focal);
-    projection[2] = static_cast<float>((lastColumn - focal * (window.left + window.right)) / 2);
+    projection[2] = static_cast<float>((lastColumn - focal * (window.m_left + window.m_right)) / 2);
     projection[5] = static_cast<float>(focal);
-    projection[6] = static_cast<float>((lastRow - focal * (window.top + window.bottom)) / 2);
+    projection[6] = static_cast<float>((lastRow - focal * (window.m_top + window.m_bottom)) / 2);
     projection[10] = 1.0F;
     return true;
 }
@@ -224,12 +224,12 @@ bool ComputeRectification(const OXB3D_BINOSTEREO_INIT_INPUT& input, Rectificatio
     Window window;
     if (!IncludeFieldOfView(input.left, left, input.width - 1, input.height - 1, &window) ||
         !IncludeFieldOfView(input.right, right, input.width - 1, input.height - 1, &window) ||
-        !FillProjection(input, window, result->projection)) {
+        !FillProjection(input, window, result->m_projection)) {
         return false;
     }
-    Narrow(left, result->leftRotation);
-    Narrow(right, result->rightRotation);
-    result->baseLine = static_cast<float>(baseLine);
+    Narrow(left, result->m_leftRotation);
+    Narrow(right, result->m_rightRotation);
+    result->m_baseLine = static_cast<float>(baseLine);
     return true;
 }
 

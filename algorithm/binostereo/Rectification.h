@@ -7,10 +7,10 @@
 namespace ox3d::stereo {
 
 struct Rectification {
-    float leftRotation[9]; // row-major, from the camera's frame into the rectified one
-    float rightRotation[9];
-    float projection[12]; // row-major 3 x 4, of both rectified cameras; its last column is 0
-    float baseLine;       // length, in the unit of the translation
+    float m_leftRotation[9]; // row-major, from the camera's frame into the rectified one
+    float m_rightRotation[9];
+    float m_projection[12]; // row-major 3 x 4, of both rectified cameras; its last column is 0
+    float m_baseLine;       // length, in the unit of the translation
 };
 
 // Each camera is turned by half of the rotation between them, then both together so that the base line runs

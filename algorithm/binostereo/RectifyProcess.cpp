@@ -40,10 +40,10 @@ int32_t CheckImages(const Pair& in, const Pair& out, ZQA_SIZE size) {
 
 // Rows are taken as unpadded also where a larger step has passed the checks: preserved for compatibility.
 int32_t Remap(const BinoObject& object, ESide side, const ZQA_IMAGE& source, const ZQA_IMAGE& target) {
-    const RectMap map = RectMapOf(object, object.imageSize, side);
-    return OXB3D_BINOSTEREO_RCT_RectifyImage(static_cast<const uint8_t*>(source.data[0]), map.indexPlane,
-                                             map.weightPlane, object.imageSize.width, object.imageSize.height,
-                                             static_cast<uint8_t*>(target.data[0]));
+    const RectMap map = RectMapOf(object, object.m_imageSize, side);
+    return OXB3D_BINOSTEREO_RCT_RectifyImage(
+        static_cast<const uint8_t*>(source.data[0]), map.m_indexPlane, map.m_weightPlane,
+        object.m_imageSize.width, object.m_imageSize.height, static_cast<uint8_t*>(target.data[0]));
 }
 
 } // namespace
@@ -55,12 +55,12 @@ int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int32_t input
         return status;
     }
     const BinoObject& object = *ObjectOf(handle);
-    if (object.initialised == 0) {
+    if (object.m_initialised == 0) {
         return OXB3D_BINOSTEREO_E_GENERAL;
     }
     const auto in = ReadRecord<Pair>(input);
     const auto out = ReadRecord<Pair>(output);
-    status = CheckImages(in, out, object.imageSize);
+    status = CheckImages(in, out, object.m_imageSize);
     if (status != OXB3D_BINOSTEREO_OK) {
         return status;
     }

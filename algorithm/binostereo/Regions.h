@@ -17,8 +17,8 @@ namespace ox3d::stereo {
 enum class ESide { Left = 0, Right = 1 };
 
 struct RectMap {
-    uint32_t* indexPlane;
-    uint8_t* weightPlane;
+    uint32_t* m_indexPlane;
+    uint8_t* m_weightPlane;
 };
 
 constexpr CCheckedSize RectMapBytes(int32_t width, int32_t height) {
@@ -31,7 +31,7 @@ constexpr CCheckedSize FusionDepthPersistentSize(int32_t width, int32_t height) 
 
 // Only for an object that has the region, and a size that fits its ability.
 inline RectMap RectMapOf(const BinoObject& object, ZQA_SIZE size, ESide side) {
-    auto* base = static_cast<uint8_t*>(object.fusionDepthRegion);
+    auto* base = static_cast<uint8_t*>(object.m_fusionDepthRegion);
     base += RectMapBytes(size.width, size.height).Bytes() * static_cast<size_t>(side);
     const size_t pixels = static_cast<size_t>(size.width) * static_cast<size_t>(size.height);
     return {reinterpret_cast<uint32_t*>(base), base + pixels * sizeof(uint32_t)};

@@ -28,7 +28,7 @@ void StoreGroup(__m256 x, __m256 y, __m256 z, __m128i /*depth*/, float* out) {
     _mm256_storeu_ps(out + 16, _mm256_blend_ps(_mm256_blend_ps(px, py, 0x49), pz, 0x92));
 }
 
-// The conversion instruction is the one that FloatToInt32 stands for; the low 16 bits are kept.
+// The conversion instruction is the one that FloatToInt32 stands for; its low 16 bits are stored.
 __m128i LowWords(__m256 value) {
     const __m256i low = _mm256_and_si256(_mm256_cvttps_epi32(value), _mm256_set1_epi32(0xFFFF));
     return _mm_packus_epi32(_mm256_castsi256_si128(low), _mm256_extracti128_si256(low, 1));
@@ -47,7 +47,7 @@ void StoreGroup(__m256 x, __m256 y, __m256 /*z*/, __m128i depth, int16_t* out) {
     _mm_storeu_si128(to + 2, _mm_blend_epi16(_mm_blend_epi16(px, py, 0x49), pz, 0x92));
 }
 
-// The points of the whole groups of a row, by BackProject's formula. Gives how many pixels that are.
+// The points of the whole groups of a row, by BackProject's formula. Returns how many pixels that are.
 template <typename TPoint>
 int32_t MapGroups(const float* k, int32_t v, const int16_t* depth, int32_t count, TPoint* out) {
     const __m256 cx = _mm256_set1_ps(k[2]);

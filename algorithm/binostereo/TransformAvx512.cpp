@@ -40,7 +40,7 @@ void StoreGroup(__m512 x, __m512 y, __m512 z, __m256i /*depth*/, float* out) {
     _mm512_storeu_ps(out + 32, Pick(px, py, kLanes2, pz, kLanes0));
 }
 
-// The conversion instruction is the one that FloatToInt32 stands for; the low 16 bits are kept.
+// The conversion instruction is the one that FloatToInt32 stands for; its low 16 bits are stored.
 __m256i LowWords(__m512 value) {
     return _mm512_cvtepi32_epi16(_mm512_cvttps_epi32(value));
 }
@@ -55,7 +55,7 @@ void StoreGroup(__m512 x, __m512 y, __m512 /*z*/, __m256i depth, int16_t* out) {
     _mm256_storeu_si256(to + 2, Pick(px, py, kLanes2, pz, kLanes0));
 }
 
-// The points of the whole groups of a row, by BackProject's formula. Gives how many pixels that are.
+// The points of the whole groups of a row, by BackProject's formula. Returns how many pixels that are.
 template <typename TPoint>
 int32_t MapGroups(const float* k, int32_t v, const int16_t* depth, int32_t count, TPoint* out) {
     const __m512 cx = _mm512_set1_ps(k[2]);

@@ -16,44 +16,44 @@ namespace {
 constexpr int32_t kBlock = 256;
 
 struct Block {
-    alignas(64) float x[kBlock];
-    alignas(64) float y[kBlock];
-    alignas(64) float z[kBlock];
-    alignas(64) int32_t target[kBlock];  // index into the target, or -1
-    alignas(64) int32_t nearest[kBlock]; // the stored depth less one, where z is ordinary
+    alignas(64) float m_x[kBlock];
+    alignas(64) float m_y[kBlock];
+    alignas(64) float m_z[kBlock];
+    alignas(64) int32_t m_target[kBlock];  // index into the target, or -1
+    alignas(64) int32_t m_nearest[kBlock]; // the stored depth less one, where z is ordinary
 };
 
 // The numbers of a call by value, so that a compiler sees that no store changes them.
 struct Optics {
     template <typename TPoint>
     explicit Optics(const TransformArgs<TPoint>& a)
-        : targetWidth(a.targetWidth), columns(static_cast<float>(a.targetWidth)),
-          rows(static_cast<float>(a.height)) {
-        std::memcpy(source, a.sourceIntrinsics, sizeof source);
-        std::memcpy(transform, a.transform, sizeof transform);
-        if (a.targetDepth != nullptr) {
-            std::memcpy(target, a.targetIntrinsics, sizeof target);
+        : m_targetWidth(a.m_targetWidth), m_columns(static_cast<float>(a.m_targetWidth)),
+          m_rows(static_cast<float>(a.m_height)) {
+        std::memcpy(m_source, a.m_sourceIntrinsics, sizeof m_source);
+        std::memcpy(m_transform, a.m_transform, sizeof m_transform);
+        if (a.m_targetDepth != nullptr) {
+            std::memcpy(m_target, a.m_targetIntrinsics, sizeof m_target);
         }
-        if (a.distortion != nullptr) {
-            std::memcpy(distortion, a.distortion, sizeof distortion);
+        if (a.m_distortion != nullptr) {
+            std::memcpy(m_distortion, a.m_distortion, sizeof m_distortion);
         }
     }
 
-    float source[4] = {};
-    float transform[12] = {};
-    float target[4] = {};
-    float distortion[4] = {};
-    int32_t targetWidth;
-    float columns;
-    float rows;
+    float m_source[4] = {};
+    float m_transform[12] = {};
+    float m_target[4] = {};
+    float m_distortion[4] = {};
+    int32_t m_targetWidth;
+    float m_columns;
+    float m_rows;
 };
 
 // Inlined into its loop, or that is no loop for a vectoriser.
 template <bool kDistorted>
 [[gnu::always_inline]] inline Vec3 MoveOne(const Optics& o, int32_t u, int32_t v, float d, Vec2* position) {
-    const Vec3 moved = Move(o.transform, BackProject(o.source, u, v, d));
+    const Vec3 moved = Move(o.m_transform, BackProject(o.m_source, u, v, d));
     if constexpr (kDistorted) {
-        *position = Distort(o.distortion, Normalise(moved));
+        *position = Distort(o.m_distortion, Normalise(moved));
         return {position->x * moved.z, position->y * moved.z, moved.z};
     }
     *position = Normalise(moved);
@@ -72,21 +72,21 @@ bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __
         const int32_t sample = depth[i];
         Vec2 position{};
         const Vec3 point = MoveOne<kDistorted>(o, u0 + i, v, static_cast<float>(sample), &position);
-        const float column = position.x * o.target[0] + o.target[2];
-        const float row = position.y * o.target[1] + o.target[3];
+        const float column = position.x * o.m_target[0] + o.m_target[2];
+        const float row = position.y * o.m_target[1] + o.m_target[3];
         const int32_t lands = static_cast<int32_t>(sample > 0) & static_cast<int32_t>(column > -1.0F) &
-                              static_cast<int32_t>(column < o.columns) & static_cast<int32_t>(row > -1.0F) &
-                              static_cast<int32_t>(row < o.rows);
+                              static_cast<int32_t>(column < o.m_columns) & static_cast<int32_t>(row > -1.0F) &
+                              static_cast<int32_t>(row < o.m_rows);
         const int32_t ordinary =
             static_cast<int32_t>(point.z >= 1.0F) & static_cast<int32_t>(point.z < 32768.0F);
         const auto u = static_cast<int32_t>(lands != 0 ? column : 0.0F);
         const auto w = static_cast<int32_t>(lands != 0 ? row : 0.0F);
-        block->target[i] = lands != 0 ? u + w * o.targetWidth : -1;
-        block->nearest[i] = static_cast<int32_t>(ordinary != 0 ? point.z : 1.0F) - 1;
-        block->z[i] = point.z;
+        block->m_target[i] = lands != 0 ? u + w * o.m_targetWidth : -1;
+        block->m_nearest[i] = static_cast<int32_t>(ordinary != 0 ? point.z : 1.0F) - 1;
+        block->m_z[i] = point.z;
         if constexpr (kWithPoints) {
-            block->x[i] = point.x;
-            block->y[i] = point.y;
+            block->m_x[i] = point.x;
+            block->m_y[i] = point.y;
         }
         unusual |= lands & (ordinary ^ 1);
     }
@@ -95,14 +95,14 @@ bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __
 
 // The nearest wins, without branches and in any order: with ordinary depths, and a target that holds nothing
 // but zeros and depths, "empty or farther" is an unsigned minimum once 1 is taken off and 0 so made the
-// largest. A sample that does not land goes into a slot of its own that nobody reads.
+// largest. A sample that does not land goes into a slot of its own that is never read.
 void KeepNearest(const Block& block, int32_t count, int16_t* target) {
     int16_t spilled[kBlock] = {};
     for (int32_t i = 0; i < count; ++i) {
-        const int32_t index = block.target[i];
+        const int32_t index = block.m_target[i];
         int16_t* slot = index >= 0 ? target + index : spilled + i;
         const uint32_t stored = static_cast<uint16_t>(*slot - 1);
-        const auto candidate = static_cast<uint32_t>(block.nearest[i]);
+        const auto candidate = static_cast<uint32_t>(block.m_nearest[i]);
         *slot = static_cast<int16_t>((candidate < stored ? candidate : stored) + 1U);
     }
 }
@@ -111,15 +111,15 @@ void KeepNearest(const Block& block, int32_t count, int16_t* target) {
 template <bool kWithPoints, typename TPoint>
 void KeepNearestInOrder(const TransformArgs<TPoint>& a, const Block& block, int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
-        const ptrdiff_t target = block.target[i];
+        const ptrdiff_t target = block.m_target[i];
         if (target < 0) {
             continue;
         }
-        const auto stored = static_cast<float>(a.targetDepth[target]);
-        if (stored == 0.0F || stored > block.z[i]) {
-            a.targetDepth[target] = FloatToInt16(block.z[i]);
+        const auto stored = static_cast<float>(a.m_targetDepth[target]);
+        if (stored == 0.0F || stored > block.m_z[i]) {
+            a.m_targetDepth[target] = FloatToInt16(block.m_z[i]);
             if constexpr (kWithPoints) {
-                StorePoint({block.x[i], block.y[i], block.z[i]}, a.points + 3 * target);
+                StorePoint({block.m_x[i], block.m_y[i], block.m_z[i]}, a.m_points + 3 * target);
             }
         }
     }
@@ -127,10 +127,10 @@ void KeepNearestInOrder(const TransformArgs<TPoint>& a, const Block& block, int3
 
 template <typename TPoint, typename TBlock>
 void ForEachBlock(const TransformArgs<TPoint>& a, TBlock block) {
-    for (int32_t v = 0; v < a.height; ++v) {
-        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
-        for (int32_t u = 0; u < a.width; u += kBlock) {
-            block(u, v, row + u, a.width - u < kBlock ? a.width - u : kBlock);
+    for (int32_t v = 0; v < a.m_height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.m_step;
+        for (int32_t u = 0; u < a.m_width; u += kBlock) {
+            block(u, v, row + u, a.m_width - u < kBlock ? a.m_width - u : kBlock);
         }
     }
 }
@@ -141,15 +141,15 @@ void RegisterFast(const TransformArgs<TPoint>& a) {
     Block block;
     // One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only
     // the source's width was cleared, beyond which the target holds anything.
-    bool inOrder = a.targetWidth > a.width;
+    bool inOrder = a.m_targetWidth > a.m_width;
     ForEachBlock(a, [&](int32_t u, int32_t v, ptrdiff_t index, int32_t count) {
         const bool ordinary =
-            ProjectBlock<kDistorted, kWithPoints>(optics, u, v, a.depth + index, count, &block);
+            ProjectBlock<kDistorted, kWithPoints>(optics, u, v, a.m_depth + index, count, &block);
         inOrder = inOrder || !ordinary;
         if (kWithPoints || inOrder) {
             KeepNearestInOrder<kWithPoints>(a, block, count);
         } else {
-            KeepNearest(block, count, a.targetDepth);
+            KeepNearest(block, count, a.m_targetDepth);
         }
     });
 }
@@ -161,9 +161,9 @@ void MoveBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __res
     for (int32_t i = 0; i < count; ++i) {
         Vec2 position{};
         const Vec3 point = MoveOne<kDistorted>(o, u0 + i, v, static_cast<float>(depth[i]), &position);
-        block->x[i] = point.x;
-        block->y[i] = point.y;
-        block->z[i] = point.z;
+        block->m_x[i] = point.x;
+        block->m_y[i] = point.y;
+        block->m_z[i] = point.z;
     }
 }
 
@@ -172,10 +172,10 @@ void MoveFast(const TransformArgs<TPoint>& a) {
     const Optics optics(a);
     Block block;
     ForEachBlock(a, [&](int32_t u, int32_t v, ptrdiff_t index, int32_t count) {
-        MoveBlock<kDistorted>(optics, u, v, a.depth + index, count, &block);
+        MoveBlock<kDistorted>(optics, u, v, a.m_depth + index, count, &block);
         for (int32_t i = 0; i < count; ++i) {
-            if (a.depth[index + i] > 0) {
-                StorePoint({block.x[i], block.y[i], block.z[i]}, a.points + 3 * (index + i));
+            if (a.m_depth[index + i] > 0) {
+                StorePoint({block.m_x[i], block.m_y[i], block.m_z[i]}, a.m_points + 3 * (index + i));
             }
         }
     });
@@ -183,13 +183,13 @@ void MoveFast(const TransformArgs<TPoint>& a) {
 
 template <typename TPoint>
 void MapFast(const TransformArgs<TPoint>& a) {
-    const float k[4] = {a.sourceIntrinsics[0], a.sourceIntrinsics[1], a.sourceIntrinsics[2],
-                        a.sourceIntrinsics[3]};
-    for (int32_t v = 0; v < a.height; ++v) {
-        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
-        const int16_t* __restrict depth = a.depth + row;
-        TPoint* __restrict out = a.points + 3 * row;
-        for (int32_t u = MapGroups(k, v, depth, a.width, out); u < a.width; ++u) {
+    const float k[4] = {a.m_sourceIntrinsics[0], a.m_sourceIntrinsics[1], a.m_sourceIntrinsics[2],
+                        a.m_sourceIntrinsics[3]};
+    for (int32_t v = 0; v < a.m_height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.m_step;
+        const int16_t* __restrict depth = a.m_depth + row;
+        TPoint* __restrict out = a.m_points + 3 * row;
+        for (int32_t u = MapGroups(k, v, depth, a.m_width, out); u < a.m_width; ++u) {
             const Vec3 point = BackProject(k, u, v, static_cast<float>(depth[u]));
             StorePoint(point, out + 3 * static_cast<ptrdiff_t>(u));
         }

@@ -1,8 +1,8 @@
 // The scalar reference kernel of the common data transform, for both point types. Single precision throughout
 // and in the order of the formulas written here: this order defines the result to the bit, so nothing may be
 // reassociated, fused or replaced by a reciprocal. The fast kernels use the same formulas in other loops.
-// Relies on FloatToInt.h, and on being compiled without contraction of multiply and add. Functions are static:
-// a unit that is compiled for newer processors must not lend the linker its copy.
+// Relies on FloatToInt.h, and on being compiled without contraction of multiply and add. Functions are static
+// for the reason that FloatToInt.h gives.
 #pragma once
 
 #include "algorithm/binostereo/FloatToInt.h"
@@ -18,17 +18,17 @@ enum class ETransformMode { Refused, A, B1, B2, B3, C1, C2, C3 };
 
 template <typename TPoint>
 struct TransformArgs {
-    const int16_t* depth;
-    int32_t step; // samples from row to row of the source, points from row to row of the points
-    int32_t width;
-    int32_t height;
-    TPoint* points;
-    int16_t* targetDepth;
-    int32_t targetWidth;
-    const float* sourceIntrinsics; // fx, fy, cx, cy
-    const float* transform;        // row-major 3 x 4
-    const float* targetIntrinsics; // fx, fy, cx, cy
-    const float* distortion;       // k1, k2, p1, p2
+    const int16_t* m_depth;
+    int32_t m_step; // samples from row to row of the source, points from row to row of the points
+    int32_t m_width;
+    int32_t m_height;
+    TPoint* m_points;
+    int16_t* m_targetDepth;
+    int32_t m_targetWidth;
+    const float* m_sourceIntrinsics; // fx, fy, cx, cy
+    const float* m_transform;        // row-major 3 x 4
+    const float* m_targetIntrinsics; // fx, fy, cx, cy
+    const float* m_distortion;       // k1, k2, p1, p2
 };
 
 struct Vec3 {
@@ -80,23 +80,23 @@ static inline void StorePoint(const Vec3& p, int16_t* out) {
 // bound on v is the source's height, deliberately: the target is as tall as the source.
 template <typename TPoint>
 static ptrdiff_t TargetIndex(const TransformArgs<TPoint>& a, const Vec2& n) {
-    const float* k = a.targetIntrinsics;
+    const float* k = a.m_targetIntrinsics;
     const int32_t u = FloatToInt32(n.x * k[0] + k[2]);
-    if (u >= a.targetWidth || u < 0) {
+    if (u >= a.m_targetWidth || u < 0) {
         return -1;
     }
     const int32_t v = FloatToInt32(n.y * k[1] + k[3]);
-    if (v >= a.height || v < 0) {
+    if (v >= a.m_height || v < 0) {
         return -1;
     }
-    return u + static_cast<ptrdiff_t>(v) * a.targetWidth;
+    return u + static_cast<ptrdiff_t>(v) * a.m_targetWidth;
 }
 
 template <typename TPoint, typename TPixel>
 static void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
-    for (int32_t v = 0; v < a.height; ++v) {
-        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.step;
-        for (int32_t u = 0; u < a.width; ++u) {
+    for (int32_t v = 0; v < a.m_height; ++v) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.m_step;
+        for (int32_t u = 0; u < a.m_width; ++u) {
             pixel(u, v, row + u);
         }
     }
@@ -106,8 +106,9 @@ static void ForEachPixel(const TransformArgs<TPoint>& a, TPixel pixel) {
 template <typename TPoint>
 static void MapAllPixels(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
-        const int16_t sample = a.depth[index];
-        StorePoint(BackProject(a.sourceIntrinsics, u, v, static_cast<float>(sample)), a.points + 3 * index);
+        const int16_t sample = a.m_depth[index];
+        StorePoint(BackProject(a.m_sourceIntrinsics, u, v, static_cast<float>(sample)),
+                   a.m_points + 3 * index);
     });
 }
 
@@ -115,10 +116,10 @@ static void MapAllPixels(const TransformArgs<TPoint>& a) {
 // the point lies on the distorted ray.
 template <bool kDistorted, typename TPoint>
 static Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, float d, Vec2* position) {
-    const Vec3 moved = Move(a.transform, BackProject(a.sourceIntrinsics, u, v, d));
+    const Vec3 moved = Move(a.m_transform, BackProject(a.m_sourceIntrinsics, u, v, d));
     *position = Normalise(moved);
     if constexpr (kDistorted) {
-        *position = Distort(a.distortion, *position);
+        *position = Distort(a.m_distortion, *position);
         return {position->x * moved.z, position->y * moved.z, moved.z};
     }
     return moved;
@@ -128,11 +129,11 @@ static Vec3 MoveSample(const TransformArgs<TPoint>& a, int32_t u, int32_t v, flo
 template <bool kDistorted, typename TPoint>
 static void MovePoints(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
-        const int16_t sample = a.depth[index];
+        const int16_t sample = a.m_depth[index];
         if (sample > 0) {
             Vec2 position{};
             const Vec3 point = MoveSample<kDistorted>(a, u, v, static_cast<float>(sample), &position);
-            StorePoint(point, a.points + 3 * index);
+            StorePoint(point, a.m_points + 3 * index);
         }
     });
 }
@@ -141,7 +142,7 @@ static void MovePoints(const TransformArgs<TPoint>& a) {
 template <bool kDistorted, bool kWithPoints, typename TPoint>
 static void RegisterDepth(const TransformArgs<TPoint>& a) {
     ForEachPixel(a, [&a](int32_t u, int32_t v, ptrdiff_t index) {
-        const int16_t sample = a.depth[index];
+        const int16_t sample = a.m_depth[index];
         if (sample <= 0) {
             return;
         }
@@ -152,11 +153,11 @@ static void RegisterDepth(const TransformArgs<TPoint>& a) {
             return;
         }
         // The comparison is with what was stored, truncated to 16 bits, not with the depth that was.
-        const auto stored = static_cast<float>(a.targetDepth[target]);
+        const auto stored = static_cast<float>(a.m_targetDepth[target]);
         if (stored == 0.0F || stored > point.z) {
-            a.targetDepth[target] = FloatToInt16(point.z);
+            a.m_targetDepth[target] = FloatToInt16(point.z);
             if constexpr (kWithPoints) {
-                StorePoint(point, a.points + 3 * target);
+                StorePoint(point, a.m_points + 3 * target);
             }
         }
     });

@@ -6,7 +6,7 @@
 namespace ox3d::stereo::OX3D_TIER {
 namespace {
 
-// No groups: the loop over the rest does it all.
+// Without groups the loop over the rest computes every pixel.
 template <typename TPoint>
 int32_t MapGroups(const float* /*k*/, int32_t /*v*/, const int16_t* /*depth*/, int32_t /*count*/,
                   TPoint* /*out*/) {

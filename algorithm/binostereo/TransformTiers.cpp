@@ -23,25 +23,25 @@ constexpr int32_t kMaxExtent = 1 << 24;
 // The fast kernels read a block of samples before they write its results, so no output may lie on the depth.
 template <typename TPoint>
 bool Suits(ETransformMode mode, const TransformArgs<TPoint>& a) {
-    if (a.step < a.width || a.step > kMaxExtent || a.height > kMaxExtent) {
+    if (a.m_step < a.m_width || a.m_step > kMaxExtent || a.m_height > kMaxExtent) {
         return false;
     }
-    const bool registers = mode != ETransformMode::A && a.targetDepth != nullptr;
-    const int64_t samples = static_cast<int64_t>(a.step) * a.height;
-    const int64_t targets = registers ? static_cast<int64_t>(a.targetWidth) * a.height : 0;
+    const bool registers = mode != ETransformMode::A && a.m_targetDepth != nullptr;
+    const int64_t samples = static_cast<int64_t>(a.m_step) * a.m_height;
+    const int64_t targets = registers ? static_cast<int64_t>(a.m_targetWidth) * a.m_height : 0;
     const auto depthBytes = static_cast<uint64_t>(2 * samples);
     // Registered points lie at their place in the target, which may be wider than the source.
     const auto pointBytes = static_cast<uint64_t>(12 * std::max(samples, targets));
-    if (a.points != nullptr && Overlap(a.depth, depthBytes, a.points, pointBytes)) {
+    if (a.m_points != nullptr && Overlap(a.m_depth, depthBytes, a.m_points, pointBytes)) {
         return false;
     }
     if (!registers) {
         return true;
     }
-    const int64_t cleared = static_cast<int64_t>(a.width) * a.height;
+    const int64_t cleared = static_cast<int64_t>(a.m_width) * a.m_height;
     const auto targetBytes = static_cast<uint64_t>(2 * std::max(targets, cleared));
-    return a.targetWidth >= 1 && a.targetWidth <= kMaxExtent && targets <= INT32_MAX &&
-           !Overlap(a.depth, depthBytes, a.targetDepth, targetBytes);
+    return a.m_targetWidth >= 1 && a.m_targetWidth <= kMaxExtent && targets <= INT32_MAX &&
+           !Overlap(a.m_depth, depthBytes, a.m_targetDepth, targetBytes);
 }
 
 } // namespace

@@ -8,9 +8,9 @@
 namespace ox3d::stereo {
 
 struct TransformKernels {
-    void (*runFloat)(ETransformMode mode, const TransformArgs<float>& args);
-    void (*run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
-    bool isReference;
+    void (*m_runFloat)(ETransformMode mode, const TransformArgs<float>& args);
+    void (*m_run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
+    bool m_isReference;
 };
 
 // The kernels in use, or the reference for arguments that the fast kernels are not made for.
@@ -19,11 +19,11 @@ const TransformKernels& KernelsFor(ETransformMode mode, const TransformArgs<int1
 
 inline void RunKernel(const TransformKernels& kernels, ETransformMode mode,
                       const TransformArgs<float>& args) {
-    kernels.runFloat(mode, args);
+    kernels.m_runFloat(mode, args);
 }
 inline void RunKernel(const TransformKernels& kernels, ETransformMode mode,
                       const TransformArgs<int16_t>& args) {
-    kernels.run16(mode, args);
+    kernels.m_run16(mode, args);
 }
 
 // See CKernelChoice.

@@ -1,5 +1,6 @@
 // Memory as kernels of every family look at it: pairs of bytes at any address, and ranges that share bytes.
-// Functions are static: a unit that is compiled for newer processors must not lend the linker its copy.
+// Functions are static: of a shared one the linker takes a single copy for all units, and a copy from a unit
+// that is compiled for newer processors would stop the older ones.
 #pragma once
 
 #include <cstdint>

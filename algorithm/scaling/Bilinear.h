@@ -1,6 +1,7 @@
-// The bilinear scaler's definition: where a sample lies between source samples, and the scalar reference loop,
-// which every fast kernel equals to the bit. Integers only, so nothing depends on the machine.
-// Functions are static: a unit that is compiled for newer processors must not lend the linker its copy.
+// The bilinear scaler's definition: where a sample lies between source samples, and how four of them are weighed.
+// Every kernel equals it to the bit. Integers only, so that no result depends on the machine.
+// Functions are static: of a shared one the linker takes a single copy for all units, and a copy from a unit
+// that is compiled for newer processors would stop the older ones.
 #pragma once
 
 #include <cstddef>
@@ -12,21 +13,21 @@ namespace ox3d::scaling {
 constexpr int32_t kWeightBits = 7;
 constexpr int32_t kWeightOne = 1 << kWeightBits;
 
-// Two planes that do not overlap, without padding; sides are at most OX_MP_MAX_SIDE.
+// Source and target planes that do not overlap, without padding; sides are at most OX_MP_MAX_SIDE.
 struct ScaleArgs {
-    const uint8_t* src;
-    int32_t srcWidth;
-    int32_t srcHeight;
-    uint8_t* dst;
-    int32_t dstWidth;
-    int32_t dstHeight;
+    const uint8_t* m_src;
+    int32_t m_srcWidth;
+    int32_t m_srcHeight;
+    uint8_t* m_dst;
+    int32_t m_dstWidth;
+    int32_t m_dstHeight;
 };
 
 // The two neighbours along one axis. Where the second would weigh nothing it is the first.
 struct Tap {
-    int32_t first;
-    int32_t second;
-    int32_t weight; // of the second
+    int32_t m_first;
+    int32_t m_second;
+    int32_t m_weight; // of the second
 };
 
 // Sample `index` of `to` on an axis of `from` samples. The centres of both images' pixels are laid on each
@@ -44,19 +45,19 @@ static inline Tap TapOf(int32_t index, int32_t from, int32_t to) {
 // The sum has all bits of both axes' weights and is rounded once, half up.
 static inline uint8_t BilinearSample(const uint8_t* top, const uint8_t* bottom, const Tap& column,
                                      const Tap& row) {
-    const int32_t keep = kWeightOne - column.weight;
-    const int32_t above = top[column.first] * keep + top[column.second] * column.weight;
-    const int32_t below = bottom[column.first] * keep + bottom[column.second] * column.weight;
-    const int32_t sum = above * (kWeightOne - row.weight) + below * row.weight;
+    const int32_t keep = kWeightOne - column.m_weight;
+    const int32_t above = top[column.m_first] * keep + top[column.m_second] * column.m_weight;
+    const int32_t below = bottom[column.m_first] * keep + bottom[column.m_second] * column.m_weight;
+    const int32_t sum = above * (kWeightOne - row.m_weight) + below * row.m_weight;
     return static_cast<uint8_t>((sum + (1 << (2 * kWeightBits - 1))) >> (2 * kWeightBits));
 }
 
 static inline const uint8_t* SourceRow(const ScaleArgs& a, int32_t row) {
-    return a.src + static_cast<ptrdiff_t>(row) * a.srcWidth;
+    return a.m_src + static_cast<ptrdiff_t>(row) * a.m_srcWidth;
 }
 
 static inline uint8_t* TargetRow(const ScaleArgs& a, int32_t row) {
-    return a.dst + static_cast<ptrdiff_t>(row) * a.dstWidth;
+    return a.m_dst + static_cast<ptrdiff_t>(row) * a.m_dstWidth;
 }
 
 } // namespace ox3d::scaling

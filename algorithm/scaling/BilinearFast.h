@@ -15,13 +15,13 @@ namespace {
 // the second is work for vectors.
 void FilterFar(const Strip& strip, const uint8_t* __restrict src, int16_t* __restrict line) {
     alignas(64) uint16_t pairs[kStrip];
-    for (int32_t x = 0; x < strip.padded; ++x) {
-        pairs[x] = LoadPair(src + strip.first[x]);
+    for (int32_t x = 0; x < strip.m_padded; ++x) {
+        pairs[x] = LoadPair(src + strip.m_first[x]);
     }
-    for (int32_t x = 0; x < strip.padded; ++x) {
+    for (int32_t x = 0; x < strip.m_padded; ++x) {
         const int32_t left = pairs[x] & 0xFF;
         const int32_t right = pairs[x] >> 8;
-        line[x] = static_cast<int16_t>(left * kWeightOne + (right - left) * strip.weight[x]);
+        line[x] = static_cast<int16_t>(left * kWeightOne + (right - left) * strip.m_weight[x]);
     }
 }
 
@@ -41,8 +41,8 @@ void Blend(const int16_t* __restrict nearer, const int16_t* __restrict farther, 
 
 // The weighted source rows that are at hand, a row in the line of its parity: neighbours never collide.
 struct Lines {
-    alignas(64) int16_t line[2][kStrip];
-    int32_t row[2] = {-1, -1};
+    alignas(64) int16_t m_line[2][kStrip];
+    int32_t m_row[2] = {-1, -1};
 };
 
 // Weighs those of a tap's rows that are not at hand.
@@ -50,14 +50,14 @@ void Fetch(const ScaleArgs& a, const Strip& strip, const Tap& tap, Lines* lines)
     SourceRows src = {};
     LineRows line = {};
     int32_t lacking = 0;
-    for (int32_t row = tap.first; row <= tap.second; ++row) {
-        if (lines->row[row & 1] != row) {
-            lines->row[row & 1] = row;
+    for (int32_t row = tap.m_first; row <= tap.m_second; ++row) {
+        if (lines->m_row[row & 1] != row) {
+            lines->m_row[row & 1] = row;
             src[lacking] = SourceRow(a, row);
-            line[lacking++] = lines->line[row & 1];
+            line[lacking++] = lines->m_line[row & 1];
         }
     }
-    if (strip.loads > 0 && lacking > 0) {
+    if (strip.m_loads > 0 && lacking > 0) {
         FilterUnits(strip, src, line, lacking);
         return;
     }
@@ -68,26 +68,26 @@ void Fetch(const ScaleArgs& a, const Strip& strip, const Tap& tap, Lines* lines)
 
 void ScaleStrip(const ScaleArgs& a, const Strip& strip) {
     Lines lines;
-    for (int32_t y = 0; y < a.dstHeight; ++y) {
-        const Tap tap = TapOf(y, a.srcHeight, a.dstHeight);
+    for (int32_t y = 0; y < a.m_dstHeight; ++y) {
+        const Tap tap = TapOf(y, a.m_srcHeight, a.m_dstHeight);
         Fetch(a, strip, tap, &lines);
-        const int16_t* first = lines.line[tap.first & 1];
-        const int16_t* second = lines.line[tap.second & 1];
-        uint8_t* out = TargetRow(a, y) + strip.begin;
-        if (tap.weight <= kWeightOne / 2) {
-            Blend(first, second, tap.weight, strip.count, out);
+        const int16_t* first = lines.m_line[tap.m_first & 1];
+        const int16_t* second = lines.m_line[tap.m_second & 1];
+        uint8_t* out = TargetRow(a, y) + strip.m_begin;
+        if (tap.m_weight <= kWeightOne / 2) {
+            Blend(first, second, tap.m_weight, strip.m_count, out);
         } else {
-            Blend(second, first, kWeightOne - tap.weight, strip.count, out);
+            Blend(second, first, kWeightOne - tap.m_weight, strip.m_count, out);
         }
     }
 }
 
 void Scale(const ScaleArgs& args) {
-    if (args.srcWidth < 2) {
+    if (args.m_srcWidth < 2) {
         ScaleReference(args); // a row without two neighbours
         return;
     }
-    for (int32_t begin = 0; begin < args.dstWidth; begin += kStrip) {
+    for (int32_t begin = 0; begin < args.m_dstWidth; begin += kStrip) {
         Strip strip;
         FillStrip(args, begin, kHasUnits, &strip);
         ScaleStrip(args, strip);

@@ -6,7 +6,7 @@
 namespace ox3d::scaling::OX3D_TIER {
 namespace {
 
-// No tables of units and no groups: the plain loops do it all.
+// Without byte shuffles there are neither tables of units nor groups: the plain loops compute every sample.
 constexpr bool kHasUnits = false;
 
 void FilterUnits(const Strip& /*strip*/, const SourceRows& /*src*/, const LineRows& /*line*/,

@@ -17,23 +17,24 @@ constinit CKernelChoice<ScaleKernels, kReference, sse2::kScaleKernels, avx2::kSc
 } // namespace
 
 void ScaleReference(const ScaleArgs& args) {
-    for (int32_t y = 0; y < args.dstHeight; ++y) {
-        const Tap row = TapOf(y, args.srcHeight, args.dstHeight);
-        const uint8_t* top = SourceRow(args, row.first);
-        const uint8_t* bottom = SourceRow(args, row.second);
+    for (int32_t y = 0; y < args.m_dstHeight; ++y) {
+        const Tap row = TapOf(y, args.m_srcHeight, args.m_dstHeight);
+        const uint8_t* top = SourceRow(args, row.m_first);
+        const uint8_t* bottom = SourceRow(args, row.m_second);
         uint8_t* out = TargetRow(args, y);
-        for (int32_t x = 0; x < args.dstWidth; ++x) {
-            out[x] = BilinearSample(top, bottom, TapOf(x, args.srcWidth, args.dstWidth), row);
+        for (int32_t x = 0; x < args.m_dstWidth; ++x) {
+            out[x] = BilinearSample(top, bottom, TapOf(x, args.m_srcWidth, args.m_dstWidth), row);
         }
     }
 }
 
 void ScaleBilinear(const ScaleArgs& args) {
-    const auto scale = g_choice.InUse().scale;
-    if (scale != ScaleReference && args.srcWidth == args.dstWidth && args.srcHeight == args.dstHeight) {
+    const auto scale = g_choice.InUse().m_scale;
+    if (scale != ScaleReference && args.m_srcWidth == args.m_dstWidth &&
+        args.m_srcHeight == args.m_dstHeight) {
         // Every position is a whole one.
-        std::memcpy(args.dst, args.src,
-                    static_cast<size_t>(args.srcWidth) * static_cast<size_t>(args.srcHeight));
+        std::memcpy(args.m_dst, args.m_src,
+                    static_cast<size_t>(args.m_srcWidth) * static_cast<size_t>(args.m_srcHeight));
         return;
     }
     scale(args);

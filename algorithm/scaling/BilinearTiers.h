@@ -8,7 +8,7 @@
 namespace ox3d::scaling {
 
 struct ScaleKernels {
-    void (*scale)(const ScaleArgs& args);
+    void (*m_scale)(const ScaleArgs& args);
 };
 
 // The definition in plain loops.

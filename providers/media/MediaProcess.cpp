@@ -1,5 +1,5 @@
-// libMediaProcess.so: scaling of one plane of bytes. Relies on the kernels for the pixels; everything that comes
-// from the caller is checked here, because the kernels check nothing.
+// libMediaProcess.so: scaling of one plane of bytes. Relies on the kernels for the pixels; every argument of
+// the caller is checked here, because the kernels check nothing.
 #include <ox3drgbd/OxMediaProcess.h>
 
 #include "algorithm/dispatch/Bytes.h"
@@ -72,9 +72,9 @@ int CheckParam(const OX_MP_SCALING_PARAM& param) {
 }
 
 void Scale(OX_MP_SCALING_PARAM& param) {
-    ox3d::scaling::ScaleBilinear({param.pSrcData, static_cast<int32_t>(param.nSrcWidth),
-                         static_cast<int32_t>(param.nSrcHeight), param.pDstData,
-                         static_cast<int32_t>(param.nDstWidth), static_cast<int32_t>(param.nDstHeight)});
+    ox3d::scaling::ScaleBilinear(
+        {param.pSrcData, static_cast<int32_t>(param.nSrcWidth), static_cast<int32_t>(param.nSrcHeight),
+         param.pDstData, static_cast<int32_t>(param.nDstWidth), static_cast<int32_t>(param.nDstHeight)});
     param.nDstLen = param.nDstWidth * param.nDstHeight;
 }
 
