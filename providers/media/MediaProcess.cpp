@@ -4,9 +4,11 @@
 
 #include "algorithm/dispatch/Bytes.h"
 #include "algorithm/scaling/BilinearTiers.h"
+#include "base/ExceptionBarrier.h"
+#include "base/Mutex.h"
+#include "base/NeverDestroyed.h"
 
 #include <cstdint>
-#include <mutex>
 #include <unordered_set>
 
 static_assert(sizeof(OX_MP_SCALING_PARAM) == 88);
@@ -18,31 +20,31 @@ namespace {
 class CHandleTable {
 public:
     void* Create() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const ox3d::CLock lock(m_mutex);
         const uintptr_t id = m_next;
         m_live.insert(id);
         m_next += 2;                        // odd numbers only: no object's address looks like one
         return reinterpret_cast<void*>(id); // NOLINT(performance-no-int-to-ptr): never dereferenced
     }
     bool IsLive(const void* handle) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const ox3d::CLock lock(m_mutex);
         return m_live.count(reinterpret_cast<uintptr_t>(handle)) != 0;
     }
     bool Destroy(const void* handle) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const ox3d::CLock lock(m_mutex);
         return m_live.erase(reinterpret_cast<uintptr_t>(handle)) != 0;
     }
 
 private:
-    std::mutex m_mutex;
-    std::unordered_set<uintptr_t> m_live;
-    uintptr_t m_next = 1;
+    ox3d::CMutex m_mutex;
+    std::unordered_set<uintptr_t> m_live OX_GUARDED_BY(m_mutex);
+    uintptr_t m_next OX_GUARDED_BY(m_mutex) = 1;
 };
 
 // Never destroyed: threads may still scale while the process exits.
 CHandleTable& Handles() {
-    static auto* const table = new CHandleTable;
-    return *table;
+    static ox3d::CNeverDestroyed<CHandleTable> s_table;
+    return s_table.Get();
 }
 
 bool IsSide(uint32_t pixels) {
@@ -81,15 +83,11 @@ void Scale(OX_MP_SCALING_PARAM& param) {
 } // namespace
 
 extern "C" void* OX_MP_CreateHandle(void) {
-    try {
-        return Handles().Create();
-    } catch (...) {
-        return nullptr;
-    }
+    return ox3d::StatusBarrier<void*>(nullptr, nullptr, [] { return Handles().Create(); });
 }
 
 extern "C" int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam) {
-    try {
+    return ox3d::StatusBarrier<int>(OX_MP_E_SCALING, OX_MP_E_SCALING, [=] {
         if (!Handles().IsLive(handle)) {
             return OX_MP_E_HANDLE;
         }
@@ -101,15 +99,10 @@ extern "C" int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam) {
             Scale(*pstParam);
         }
         return status;
-    } catch (...) {
-        return OX_MP_E_SCALING;
-    }
+    });
 }
 
 extern "C" int OX_MP_DestroyHandle(void* handle) {
-    try {
-        return Handles().Destroy(handle) ? OX_MP_OK : OX_MP_E_HANDLE;
-    } catch (...) {
-        return OX_MP_E_HANDLE;
-    }
+    return ox3d::StatusBarrier<int>(OX_MP_E_HANDLE, OX_MP_E_HANDLE,
+                                    [=] { return Handles().Destroy(handle) ? OX_MP_OK : OX_MP_E_HANDLE; });
 }

@@ -4,10 +4,8 @@
 
 #include <array>
 #include <climits>
-#include <numeric>
-#include <vector>
 
-using namespace algorithm_test;
+using namespace ox3d::test;
 
 namespace {
 
@@ -78,8 +76,7 @@ TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
     const uint64_t fuseScratch = up(2 * w * h) + up(w * h) + up(22 * w);
     const struct {
         uint32_t flags;
-        uint64_t persistent;
-        uint64_t scratch;
+        uint64_t persistent, scratch;
     } kCases[] = {{32, 384, 0},
                   {2 + 8 + 16, 384, 0},
                   {1, 384 + maps, 256},
@@ -279,40 +276,48 @@ TEST(Configuration, TellsTheSizeOfARectificationMap) {
     EXPECT_EQ(size, 7U);
 }
 
-TEST(Process, IsRefusedWithoutItsAbilityBit) {
-    constexpr uint32_t kBits[16] = {0, 1, 1, 2, 2, 1, 4, 8, 16, 16, 16, 2, 2, 2, 2, 32};
-    constexpr bool kBuilt[16] = {false, true,  false, true,  false, true, true,  false,
-                                 false, false, false, false, false, true, false, true};
-    uint8_t record[128] = {};
+TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
+    const struct {
+        uint32_t m_bit;
+        int32_t m_input, m_output; // bytes; 0: not implemented
+    } kTypes[16] = {{0, 0, 0},    {1, 428, 32}, {1, 0, 0},  {2, 80, 4},   {2, 0, 0},  {1, 128, 128},
+                    {4, 128, 64}, {8, 0, 0},    {16, 0, 0}, {16, 0, 0},   {16, 0, 0}, {2, 0, 0},
+                    {2, 0, 0},    {2, 80, 8},   {2, 0, 0},  {32, 128, 80}};
+    uint8_t record[512] = {};
     for (const uint32_t bit : {1U, 2U, 4U, 8U, 16U, 32U}) {
-        CTestObject object(bit);
-        const auto run = [&](int32_t type, void* in, int32_t inSize) {
-            return OXB3D_BINOSTEREO_Process(object.Handle(), type, in, inSize, record, 3);
+        const CTestObject object(bit);
+        const auto run = [&](int32_t type, void* in, int32_t inSize, void* out, int32_t outSize) {
+            return OXB3D_BINOSTEREO_Process(object.Handle(), type, in, inSize, out, outSize);
         };
         for (int32_t type = 1; type <= 15; ++type) {
-            if (kBits[type] != bit) {
-                EXPECT_EQ(run(type, record, 128), 0x1000000D) << type;
+            SCOPED_TRACE(type);
+            const auto [ability, input, output] = kTypes[type];
+            if (ability != bit) {
+                EXPECT_EQ(run(type, record, input, record, output), 0x1000000D);
                 continue;
             }
-            EXPECT_EQ(run(type, nullptr, 128), 0x10000014) << type;
-            EXPECT_EQ(run(type, record, 3), kBuilt[type] ? 0x1000000E : 0x10000000) << type;
+            EXPECT_EQ(run(type, nullptr, input, record, output), 0x10000014);
+            EXPECT_EQ(run(type, record, input + 1, nullptr, output), 0x10000014);
+            const int32_t wrongSize = input != 0 ? 0x1000000E : 0x10000000;
+            EXPECT_EQ(run(type, record, input - 1, record, output), wrongSize);
+            EXPECT_EQ(run(type, record, input, record, output + 1), wrongSize);
         }
         for (const int32_t type : {INT_MIN, 0, 16}) {
-            EXPECT_EQ(run(type, record, 128), 0x1000000D) << type;
+            EXPECT_EQ(run(type, record, 128, record, 128), 0x1000000D) << type;
         }
     }
 }
 
 TEST(Status, OfTheImageLayerIsMapped) {
-    const std::vector<std::pair<int32_t, int32_t>> kCases = {{0, 0},
-                                                             {-1, 0x10000000},
-                                                             {-8, 0x10000007},
-                                                             {-21, 0x10000014},
-                                                             {-29, 0x1000001C},
-                                                             {-30, 0x10000000},
-                                                             {1, 0x1000001D},
-                                                             {2, 0x10000000},
-                                                             {INT_MIN, 0x10000000}};
+    constexpr int32_t kCases[][2] = {{0, 0},
+                                     {-1, 0x10000000},
+                                     {-8, 0x10000007},
+                                     {-21, 0x10000014},
+                                     {-29, 0x1000001C},
+                                     {-30, 0x10000000},
+                                     {1, 0x1000001D},
+                                     {2, 0x10000000},
+                                     {INT_MIN, 0x10000000}};
     for (const auto& [zqa, expected] : kCases) {
         EXPECT_EQ(OXB_ZqaStatusToOxbAlgStatus(zqa), expected) << zqa;
     }
@@ -320,9 +325,9 @@ TEST(Status, OfTheImageLayerIsMapped) {
 
 TEST(ImageCheck, HoldsEveryFormatToItsRules) {
     const struct {
-        std::vector<int32_t> formats;
-        bool evenWidth, evenHeight;
-        std::array<int32_t, 4> steps; // smallest for width 12; 0: plane not needed
+        std::vector<int32_t> m_formats;
+        bool m_isWidthEven, m_isHeightEven;
+        std::array<int32_t, 4> m_steps; // smallest for width 12; 0: plane not needed
     } kRules[] = {{{1, 2, 3, 300, 303, 307}, false, false, {12, 0, 0, 0}},
                   {{100, 101}, true, true, {12, 6, 6, 0}},
                   {{102}, true, true, {12, 12, 0, 0}},
@@ -334,27 +339,26 @@ TEST(ImageCheck, HoldsEveryFormatToItsRules) {
                   {{203, 205}, false, false, {48, 0, 0, 0}}};
     uint8_t pixel = 0;
     for (const auto& rule : kRules) {
-        for (const int32_t format : rule.formats) {
+        for (const int32_t format : rule.m_formats) {
             SCOPED_TRACE(format);
-            ZQA_IMAGE good{format, 12, 10, {}, {}};
-            for (size_t i = 0; i < 4; ++i) {
-                good.step[i] = rule.steps[i];
-                good.data[i] = rule.steps[i] != 0 ? &pixel : nullptr;
-            }
-            const auto check = [&good](auto change) {
-                ZQA_IMAGE image = good;
-                change(image);
+            const auto check = [&](int32_t width, int32_t height, size_t shortPlane, size_t missingPlane) {
+                ZQA_IMAGE image{format, width, height, {}, {}};
+                for (size_t i = 0; i < 4; ++i) {
+                    image.step[i] = rule.m_steps[i] - (i == shortPlane ? 1 : 0);
+                    image.data[i] = rule.m_steps[i] != 0 && i != missingPlane ? &pixel : nullptr;
+                }
                 return ZQA_CheckImage(&image);
             };
-            EXPECT_EQ(check([](auto&) {}), 0);
-            EXPECT_EQ(check([](auto& i) { i.width = 11; }), rule.evenWidth ? -9 : 0);
-            EXPECT_EQ(check([](auto& i) { i.height = 9; }), rule.evenHeight ? -9 : 0);
-            EXPECT_EQ(check([](auto& i) { i.width = 0; }), -9);
-            EXPECT_EQ(check([](auto& i) { i.height = INT_MIN; }), -9);
-            EXPECT_EQ(check([](auto& i) { i.width = INT_MAX - 1; }), -10);
-            for (size_t plane = 0; plane < 4 && rule.steps[plane] != 0; ++plane) {
-                EXPECT_EQ(check([plane](auto& i) { --i.step[plane]; }), -10) << plane;
-                EXPECT_EQ(check([plane](auto& i) { i.data[plane] = nullptr; }), -11) << plane;
+            EXPECT_EQ(check(12, 10, 9, 9), 0);
+            EXPECT_EQ(check(11, 10, 9, 9), rule.m_isWidthEven ? -9 : 0);
+            EXPECT_EQ(check(12, 9, 9, 9), rule.m_isHeightEven ? -9 : 0);
+            EXPECT_EQ(check(0, 10, 9, 9), -9);
+            EXPECT_EQ(check(12, INT_MIN, 9, 9), -9);
+            EXPECT_EQ(check(INT_MAX - 1, 10, 9, 9), -10);
+            for (size_t plane = 0; plane < 4; ++plane) {
+                const bool isNeeded = rule.m_steps[plane] != 0;
+                EXPECT_EQ(check(12, 10, plane, 9), isNeeded ? -10 : 0) << plane;
+                EXPECT_EQ(check(12, 10, 9, plane), isNeeded ? -11 : 0) << plane;
             }
         }
     }

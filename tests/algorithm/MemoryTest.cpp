@@ -1,41 +1,16 @@
 // The promise on memory: every process runs in exactly the asked blocks, allocates nothing, and keeps nothing
 // in scratch memory that it needs. Relies on the linker wrapping the C allocation functions for everything
 // linked in statically.
+#define OX3D_WRAPPED_ALLOCATIONS
 #include "tests/algorithm/StereoRig.h"
 #include "tests/algorithm/TestObject.h"
+#include "tests/support/Allocations.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <new>
-#include <vector>
-
-namespace {
-int g_allocations = 0;
+bool ox3d::test::MustCount(const void* /*caller*/) {
+    return true;
 }
 
-#define COUNTED(result, name, parameters, arguments) \
-    extern "C" result __real_##name parameters;      \
-    extern "C" result __wrap_##name parameters;      \
-    result __wrap_##name parameters {                \
-        ++g_allocations;                             \
-        return __real_##name arguments;              \
-    }
-COUNTED(void*, malloc, (size_t size), (size))
-COUNTED(void*, calloc, (size_t count, size_t size), (count, size))
-COUNTED(void*, realloc, (void* block, size_t size), (block, size))
-COUNTED(void*, aligned_alloc, (size_t alignment, size_t size), (alignment, size))
-
-void* operator new(size_t size) {
-    return __wrap_malloc(size);
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, size_t /*size*/) noexcept {
-    std::free(block);
-}
-
-using namespace algorithm_test;
+using namespace ox3d::test;
 
 namespace {
 
@@ -49,7 +24,7 @@ struct Round {
     CGuardedBlock grey{kPixels}, depth{kPixels * 2};
     CGuardedBlock left{kPixels}, right{kPixels}, fused{kPixels * 2}, target{kPixels * 2},
         points{kPixels * 12};
-    StereoRig rig{640, 480, kCamera, kCamera, Turn({0.01, 0.04, -0.02}), {-80, 2, 1}};
+    StereoRig rig{kCamera, kCamera, Turn({0.01, 0.04, -0.02}), {-80, 2, 1}};
 
     Round() {
         for (size_t i = 0; i < kPixels; ++i) {
@@ -82,7 +57,7 @@ struct Round {
         const ZQA_IMAGE targetImage = Image(3, 640, 480, target.Data());
         OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT shorts{points.Data<int16_t>(), nullptr, targetImage};
         OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT floats{nullptr, points.Data<float>(), targetImage};
-        int32_t status = process(1, rig.input, common) | process(5, pair, rectified);
+        int32_t status = process(1, rig.m_input, common) | process(5, pair, rectified);
         for (int32_t mode = 3; mode >= 1; --mode) {
             object.SetParam(257, mode);
             status |= process(6, OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT{map, picture}, fusedImage);
@@ -98,7 +73,7 @@ struct Round {
 
 TEST(Memory, IsNeitherReadNorWrittenBeyondWhatWasAskedFor) {
     const Round round;
-    for (const Against against : {Against::End, Against::Start}) {
+    for (const EAgainst against : {EAgainst::End, EAgainst::Start}) {
         for (const auto& [width, height] : {std::pair{640, 480}, {643, 491}}) {
             CTestObject object(63, width, height, against);
             EXPECT_EQ(round.Run(object), 0);
@@ -136,14 +111,14 @@ TEST(Memory, IsNeverAllocated) {
     const OXB3D_BINOSTEREO_ABILITY ability = Ability(63);
     OXB3D_BINOSTEREO_MEM_TAB tab[8];
     void* handle = nullptr;
-    const int before = g_allocations;
+    const uint64_t before = g_allocations;
     const int32_t status = OXB3D_BINOSTEREO_GetMemSize(&ability, tab) |
                            OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), &handle) |
                            OXB3D_BINOSTEREO_SetConfig(handle, 3, nullptr, 0) | round.Run(object);
-    const int after = g_allocations;
+    const uint64_t after = g_allocations;
     EXPECT_EQ(status, 0);
     EXPECT_EQ(after, before);
-    EXPECT_FALSE(std::vector<int>(size_t{1} + static_cast<size_t>(after)).empty());
+    EXPECT_FALSE(std::vector<int>(1 + after).empty());
     EXPECT_GT(g_allocations, after) << "the count itself must work";
 }
 

@@ -1,4 +1,4 @@
-// Two distorted, rotated cameras for the rectification tests: where they see a point, in double precision.
+// Two distorted, rotated cameras: where they see a point, in double precision.
 // Relies on the library's small matrix algebra.
 #pragma once
 
@@ -8,26 +8,23 @@
 #include <algorithm>
 #include <utility>
 
-namespace algorithm_test {
+namespace ox3d::test {
 
-using ox3d::stereo::Matrix3;
-using ox3d::stereo::Vector3;
+using stereo::Matrix3;
+using stereo::Vector3;
 
 using Pixel = std::pair<double, double>;
 
 // A turn by a rotation vector (radians), by Rodrigues' formula.
 inline Matrix3 Turn(const Vector3& r) {
-    const double angle = ox3d::stereo::Norm(r);
-    if (angle == 0) {
-        return {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    }
-    const double s = std::sin(angle) / angle;
-    const double c = (1 - std::cos(angle)) / (angle * angle);
+    const double angle = stereo::Norm(r);
+    const double s = angle == 0 ? 1 : std::sin(angle) / angle;
+    const double c = angle == 0 ? 0 : (1 - std::cos(angle)) / (angle * angle);
     Matrix3 m{};
     for (size_t i = 0; i < 3; ++i) {
         const Vector3 unit = {i == 0 ? 1.0 : 0, i == 1 ? 1.0 : 0, i == 2 ? 1.0 : 0};
-        const Vector3 once = ox3d::stereo::Cross(r, unit);
-        const Vector3 twice = ox3d::stereo::Cross(r, once);
+        const Vector3 once = stereo::Cross(r, unit);
+        const Vector3 twice = stereo::Cross(r, once);
         for (size_t row = 0; row < 3; ++row) {
             m[3 * row + i] = unit[row] + s * once[row] + c * twice[row];
         }
@@ -58,36 +55,25 @@ inline Vector3 RayOf(const OXB3D_BINOSTEREO_CAMERA& camera, const Pixel& pixel) 
 }
 
 struct StereoRig {
-    OXB3D_BINOSTEREO_INIT_INPUT input{};
+    OXB3D_BINOSTEREO_INIT_INPUT m_input{};
 
-    StereoRig(int32_t width, int32_t height, const OXB3D_BINOSTEREO_CAMERA& left,
-              const OXB3D_BINOSTEREO_CAMERA& right, const Matrix3& rotation, const Vector3& translation) {
-        input.width = width;
-        input.height = height;
-        input.left = left;
-        input.right = right;
-        std::copy(rotation.begin(), rotation.end(), input.rotation);
-        std::copy(translation.begin(), translation.end(), input.translation);
+    StereoRig(const OXB3D_BINOSTEREO_CAMERA& left, const OXB3D_BINOSTEREO_CAMERA& right,
+              const Matrix3& rotation, const Vector3& translation) {
+        m_input.width = 640;
+        m_input.height = 480;
+        m_input.left = left;
+        m_input.right = right;
+        std::copy(rotation.begin(), rotation.end(), m_input.rotation);
+        std::copy(translation.begin(), translation.end(), m_input.translation);
     }
-
     Vector3 ToRight(const Vector3& p) const {
         Vector3 moved{};
         for (size_t row = 0; row < 3; ++row) {
-            const float* r = input.rotation + 3 * row;
-            moved[row] = r[0] * p[0] + r[1] * p[1] + r[2] * p[2] + input.translation[row];
+            const float* r = m_input.rotation + 3 * row;
+            moved[row] = r[0] * p[0] + r[1] * p[1] + r[2] * p[2] + m_input.translation[row];
         }
         return moved;
     }
-
-    // The way back, for a direction and for the right camera's place.
-    Vector3 TurnedToLeft(const Vector3& direction) const {
-        Matrix3 turn{};
-        std::copy_n(input.rotation, 9, turn.begin());
-        return ox3d::stereo::Multiply(ox3d::stereo::Transposed(turn), direction);
-    }
-    Vector3 RightCentre() const {
-        return TurnedToLeft({-input.translation[0], -input.translation[1], -input.translation[2]});
-    }
 };
 
-} // namespace algorithm_test
+} // namespace ox3d::test
