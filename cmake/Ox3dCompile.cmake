@@ -1,5 +1,4 @@
-# How every target of the project is compiled, and the build tree's layout.
-include(GNUInstallDirs)
+# How every target of the project is compiled.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -14,17 +13,14 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
-# The build tree mirrors the install tree, so tests and tools find things where a user would.
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
-set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
-
 # One interface target carries warnings, the sanitizers and the root that includes are written from: an include
-# begins with its module ("base/Mutex.h"), so that its line alone says what depends on what.
+# begins with its module ("base/Mutex.h"), so that its line alone says what depends on what. Targets link it
+# PRIVATE: none hands the root on. Warnings are errors in the presets (CMAKE_COMPILE_WARNING_AS_ERROR), not in
+# the build of somebody with another compiler.
 add_library(ox3d_compile INTERFACE)
 target_include_directories(ox3d_compile INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(ox3d_compile INTERFACE
-    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wvla -Wformat=2 -Wformat-nonliteral -Wundef
+    -Wall -Wextra -Wpedantic -Wshadow -Wvla -Wformat=2 -Wformat-nonliteral -Wundef
     -Wcast-qual $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
     -fno-strict-aliasing)
 # A fused multiply-add rounds once where two operations round twice: results would depend on the machine.

@@ -10,8 +10,9 @@ cd "$root"
 # shellcheck source=scripts/gates.sh
 . "$root/scripts/gates.sh"
 
-# Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands.
-gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan)
+# Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands. The last one
+# looks at what the others have left behind.
+gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan tree)
 
 describe() {
     case "$1" in
@@ -19,14 +20,15 @@ describe() {
     shell) say "shell scripts pass shellcheck" ;;
     words) say "no path of a developer's machine, no open point outside the roadmap" ;;
     links) say "relative links of the documents lead somewhere" ;;
-    includes) say "include paths run one way through the rooms" ;;
+    includes) say "includes run one way through the modules" ;;
     headers) say "each public header compiles alone as C11 and as C++17, gcc and clang" ;;
     install) say "installed files and exported symbols are those of the lists" ;;
-    package) say "the installed library is found and used through CMake and pkg-config" ;;
+    package) say "builds without a preset, installs into a multiarch folder, is found and used there, goes again" ;;
     clang) say "builds with clang and its thread-safety analysis" ;;
     tidy) say "clang-tidy 14 has nothing to say" ;;
     asan-ubsan) say "tests under address and undefined-behaviour sanitizers" ;;
     tsan) say "threaded tests under the thread sanitizer" ;;
+    tree) say "the root holds what its list names, and programs have left nothing behind" ;;
     *) return 1 ;;
     esac
 }

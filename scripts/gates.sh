@@ -115,8 +115,46 @@ gate_links() {
     [ "$found" -eq 0 ]
 }
 
+# Each line of the rules names files and what they may include. An include with quotes is the project's own and
+# written from its root.
 gate_includes() {
-    own_sources | awk -f scripts/include-direction.awk scripts/include-rules.txt -
+    local files allowed own known="" checked=0 found=0 include='^[[:space:]]*#[[:space:]]*include[[:space:]]*'
+    while read -r files allowed; do
+        files=${files%:}
+        known+="|$files"
+        own=$(own_sources | grep -E "^$files" | xargs --delimiter '\n' --no-run-if-empty grep -HnE \
+            "$include(\"|<ox3drgbd/)" | sed -E 's/include[[:space:]]*["<]([^">]*).*/include \1/' || true)
+        checked=$((checked + $(grep -c . <<<"$own" || true)))
+        if grep -vE "include ($files${allowed:+|${allowed// /|}})|^$" <<<"$own"; then
+            say "^ $files may include from: ${allowed:-nowhere else}"
+            found=1
+        fi
+    done < <(listed scripts/include-rules.txt)
+    if own_sources | grep -vE "^(${known#|})"; then
+        say "^ under no rule"
+        found=1
+    fi
+    # The root is an include path of the project's own targets, through ox3d_compile, and of nobody who uses them.
+    if own_files '*CMakeLists.txt' '*.cmake' | xargs --delimiter '\n' grep -HnP \
+        '(PUBLIC|INTERFACE) (?:(?!PRIVATE).)*ox3d_compile|include_directories\((?!ox3d_compile )[^)]*PROJECT_SOURCE_DIR'; then
+        say "^ hands on an include path that holds the whole repository"
+        found=1
+    fi
+    say "$checked includes"
+    [ "$found" -eq 0 ] && [ "$checked" -gt 0 ]
+}
+
+# What lies at the root of the repository is known, and what git ignores lies in the folders of build products:
+# test runs and programs leave nothing behind. "./run test" and the gates that run tests look at the whole tree.
+gate_tree() {
+    local status=0
+    tree_names | cut -d/ -f1 | sort -u >build/check-top-level.txt
+    same_list "names at the root" scripts/top-level.txt build/check-top-level.txt || status=1
+    if git status --porcelain --ignored 2>/dev/null | grep '^!! ' | grep -vE '^!! (build|out|install|compile_commands\.json)/?$'; then
+        say "^ left behind by a program"
+        status=1
+    fi
+    return "$status"
 }
 
 gate_headers() {
@@ -156,12 +194,14 @@ same_list() {
 }
 
 gate_install() {
-    local prefix="$root/build/check/prefix" status=0 library
+    local prefix="$root/build/check/prefix" status=0 library version
     build_preset release
+    version=$(sed -n 's/^CMAKE_PROJECT_VERSION:.*=//p' build/release/CMakeCache.txt)
     rm -rf "$prefix"
     cmake --install build/release --prefix "$prefix"
     (cd "$prefix" && find . \( -type l -printf '%P -> %l\n' \) -o \( -type f -printf '%P\n' \)) |
         sort >"$root/build/check/layout.txt"
+    sed -i "s/\.$version\$/.VERSION/; s/\.${version%%.*}\( \|\$\)/.MAJOR\1/" build/check/layout.txt
     same_list "installed files" scripts/install-layout.txt build/check/layout.txt || status=1
 
     exported_symbols "$prefix/lib/libOx3dRgbd.so" >build/check/exports.txt
@@ -184,9 +224,19 @@ gate_install() {
     return "$status"
 }
 
+# As somebody installs it who packages it: no preset, the default generator, a multiarch library folder.
 gate_package() {
-    build_preset release
-    bash tests/package/consume.sh "$root/build/release" "$root/build/check/package"
+    local dir="$root/build/check/package" libdir=lib/multiarch
+    rm -rf "$dir"
+    cmake -S . -B "$dir/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$dir/prefix" \
+        -DCMAKE_INSTALL_LIBDIR="$libdir" -DOX3D_BUILD_TESTS=OFF
+    cmake --build "$dir/build" --parallel "$jobs"
+    bash tests/package/consume.sh "$dir/build" "$dir/work" "$libdir"
+    cmake --install "$dir/build"
+    cmake --build "$dir/build" --target uninstall
+    if find "$dir/prefix" ! -type d | grep .; then
+        fail "^ still there after the uninstallation"
+    fi
 }
 
 gate_clang() { build_preset clang; }
@@ -211,8 +261,8 @@ sanitized_tests() {
     local preset="$1" target="$2" status=0
     shift 2
     build_preset "$preset" "$target"
-    "${wrapper[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error --parallel "$jobs" "$@" |
-        tee "build/$preset/tests.log" || status=$?
+    keeps_tree "${wrapper[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error \
+        --parallel "$jobs" "$@" | tee "build/$preset/tests.log" || status=$?
     summary_of_tests "build/$preset" "build/$preset/tests.log"
     return "$status"
 }

@@ -98,6 +98,31 @@ try_packages() {
     done
 }
 
+# tree_names: every file and folder of the repository but those of build products, one a line.
+tree_names() {
+    (cd "$root" && find . -mindepth 1 \( -path ./.git -o -path ./build -o -path ./out -o -path ./install \) -prune -o \
+        ! -path ./compile_commands.json -printf '%P\n' | sort)
+}
+
+# keeps_tree <command...>: fails also when the command leaves a file of the repository changed, or a new one in it.
+keeps_tree() {
+    local before after status=0
+    before=$(tree_state)
+    "$@" || status=$?
+    after=$(tree_state)
+    if [ "$before" != "$after" ]; then
+        diff <(printf '%s\n' "$before") <(printf '%s\n' "$after") | grep '^[<>]' || true
+        say "^ the repository before (<) and after (>): not as it was"
+        [ "$status" -ne 0 ] || status=1
+    fi
+    return "$status"
+}
+
+tree_state() {
+    tree_names
+    git -C "$root" status --porcelain 2>/dev/null || true
+}
+
 # build_preset <preset> [target...]
 build_preset() {
     local preset="$1"

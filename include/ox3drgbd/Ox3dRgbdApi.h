@@ -35,7 +35,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_Initialize(void);
 OX3D_RGBD_API uint32_t OX3D_RGBD_Release(void);
 
 /*
- * The version of the library: 1, 1, 0.
+ * The version of the library that is loaded; OX3D_RGBD_VERSION_* is that of the headers.
  *   pstVersion  out, owned by the caller
  * Returns OX3D_RGBD_E_PARAMETER for null.
  */

@@ -22,6 +22,11 @@
 #    define OX3D_RGBD_EXTENSION
 #endif
 
+/* The version of these headers. OX3D_RGBD_GetSDKVersion tells that of the library that is loaded. */
+#define OX3D_RGBD_VERSION_MAJOR 1
+#define OX3D_RGBD_VERSION_MINOR 1
+#define OX3D_RGBD_VERSION_REVISION 0
+
 #ifdef __cplusplus
 extern "C" {
 #endif

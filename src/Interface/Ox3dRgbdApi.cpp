@@ -14,7 +14,8 @@
 namespace {
 
 constexpr const char* kLogSource = kApiLogSource;
-constexpr OX3D_RGBD_VERSION_INFO kVersion = {1, 1, 0};
+constexpr OX3D_RGBD_VERSION_INFO kVersion = {OX3D_RGBD_VERSION_MAJOR, OX3D_RGBD_VERSION_MINOR,
+                                             OX3D_RGBD_VERSION_REVISION};
 
 bool IsDeviceType(uint32_t type) {
     return type >= OX3D_RGBD_DEVICE_ETHERNET && type <= OX3D_RGBD_DEVICE_ALL;

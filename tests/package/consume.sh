@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Installs a build into a fresh prefix, builds the consumer programs against it through CMake and through
-# pkg-config, and runs them with the virtual camera's provider.
-# usage: consume.sh BUILD_FOLDER WORK_FOLDER
+# Installs a build into a fresh prefix, builds the consumer programs and the examples against it, and runs them with
+# the virtual camera's provider.
+# usage: consume.sh BUILD_FOLDER WORK_FOLDER LIBRARY_FOLDER, the last one below the prefix, such as lib
 set -euo pipefail
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/consumer
 build=$(cd "$1" && pwd)
 work="$2"
+libdir="$3"
 warnings=(-Wall -Wextra -Wpedantic -Werror)
 
 # From an empty folder, and moved after the installation: nothing may depend on where the prefix lay.
@@ -16,23 +17,30 @@ cmake --install "$build" --prefix "$work/installed" >"$work/install.log"
 mv "$work/installed" "$work/prefix"
 prefix="$work/prefix"
 
-# run <what> <program>: in a folder of its own, since the library writes its log and calibration files there.
+# run <what> <program> [arguments]: in a folder of its own, since the library writes its log and calibration files there.
 run() {
     echo "== $1"
-    (cd "$work/run" && LD_LIBRARY_PATH="$prefix/lib:$prefix/lib/ox3drgbd/virtual" "$2")
+    (cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir:$prefix/$libdir/ox3drgbd/virtual" "${@:2}")
 }
 
 echo "== CMake"
-cmake -S "$sources" -B "$work/cmake" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -S "$sources" -B "$work/cmake" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" \
     >"$work/configure.log"
 cmake --build "$work/cmake"
 run "C program built by CMake" "$work/cmake/consumer_c"
 run "C++ program built by CMake" "$work/cmake/consumer_cpp"
 
+cmake -S "$sources/../../../examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$prefix" >>"$work/configure.log"
+cmake --build "$work/examples"
+run "example" "$work/examples/point_cloud"
+
+echo "== the tool"
+(cd "$work/run" && env -u LD_LIBRARY_PATH "$prefix/bin/ox3d" list --provider virtual)
+
 echo "== pkg-config"
-export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
 test "$(pkg-config --modversion ox3drgbd)" = "$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' \
-    "$prefix/lib/cmake/Ox3dRgbd/Ox3dRgbdConfigVersion.cmake")"
+    "$prefix/$libdir/cmake/Ox3dRgbd/Ox3dRgbdConfigVersion.cmake")"
 test -d "$(pkg-config --variable=providerdir ox3drgbd)/virtual"
 read -r -a cflags <<<"$(pkg-config --cflags ox3drgbd)"
 read -r -a libs <<<"$(pkg-config --libs ox3drgbd)"
@@ -43,4 +51,4 @@ run "C++ program built with pkg-config" "$work/consumer_cpp"
 
 # Without a provider on the path the library still loads, and says what is missing.
 echo "== without a provider"
-(cd "$work/run" && LD_LIBRARY_PATH="$prefix/lib" "$work/consumer_c" --no-provider)
+(cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir" "$work/consumer_c" --no-provider)

@@ -1,0 +1,12 @@
+# cmake -DMANIFEST=<install_manifest.txt> -P Ox3dUninstall.cmake: removes the files of the list, and nothing else.
+if(NOT EXISTS "${MANIFEST}")
+    message(FATAL_ERROR "nothing was installed from here: there is no ${MANIFEST}")
+endif()
+file(STRINGS "${MANIFEST}" files)
+foreach(file IN LISTS files)
+    message(STATUS "Removing: $ENV{DESTDIR}${file}")
+    file(REMOVE "$ENV{DESTDIR}${file}")
+    if(EXISTS "$ENV{DESTDIR}${file}" OR IS_SYMLINK "$ENV{DESTDIR}${file}")
+        message(FATAL_ERROR "cannot be removed: $ENV{DESTDIR}${file}")
+    endif()
+endforeach()
