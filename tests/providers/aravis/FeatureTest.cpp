@@ -3,12 +3,13 @@
 
 #include <cfloat>
 #include <filesystem>
-#include <fstream>
+#include <string>
 
 #include "providers/aravis/ArvError.h"
 #include "providers/aravis/Features.h"
 #include "providers/aravis/UsbDevices.h"
 #include "providers/common/Status.h"
+#include "tests/support/Files.h"
 
 using namespace ox3d;
 
@@ -59,11 +60,11 @@ TEST(FeatureSteps, AreHeldWithoutOverflow) {
 
 TEST(Sysfs, TellsWhatAravisDoesNot) {
     namespace fs = std::filesystem;
-    const fs::path root = "sysfs";
-    fs::remove_all(root);
+    const test::CTempFolder folder;
+    const fs::path& root = folder.Path();
     const auto write = [&](const char* file, const char* text) {
         fs::create_directories((root / file).parent_path());
-        std::ofstream(root / file) << text << '\n';
+        test::WriteFile(root / file, std::string(text) + '\n');
     };
     write("2-1/serial", "S1");
     write("2-1/idVendor", "1209");
