@@ -27,11 +27,6 @@ static_assert(sizeof(OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT) == 80 && sizeof(OXB3D_B
 static_assert(sizeof(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT) == 128 &&
               sizeof(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT) == 80);
 
-int32_t GetMemSize(const Ab& ability) {
-    OXB3D_BINOSTEREO_MEM_TAB tab[OXB3D_BINOSTEREO_MEM_TAB_COUNT];
-    return OXB3D_BINOSTEREO_GetMemSize(&ability, tab);
-}
-
 int32_t ParamOf(void* handle, uint32_t id) {
     Param param{id, INT_MIN};
     EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(handle, 1, &param, 8), 0) << id;
@@ -39,31 +34,28 @@ int32_t ParamOf(void* handle, uint32_t id) {
 }
 
 TEST(Ability, AcceptsItsBoundsAndRefusesWhatLiesBeyond) {
-    const struct {
-        Ab ability;
-        int32_t status;
-    } kCases[] = {
-        {{640, 480, 32, 0, 0, 0, 0, 0}, 0},
-        {{639, 480, 32, 1, 2, 2, 5, 0}, 0x10000001},
-        {{640, 479, 32, 1, 2, 2, 5, 0}, 0x10000001},
-        {{640, 480, 0, 1, 2, 2, 5, 0}, 0x10000001},
-        {{640, 480, 64, 1, 2, 2, 5, 0}, 0x10000001},
-        {{640, 480, 63, 4, 50, 50, 40, INT_MAX}, 0},
-        {{640, 480, 1, 0, 0, 0, 0, 0}, 0x10000001},
-        {{640, 480, 1, 5, 0, 0, 0, 0}, 0x10000001},
-        {{640, 480, 8, 0, 1, 2, 5, 0}, 0x10000001},
-        {{640, 480, 8, 0, 2, 51, 5, 0}, 0x10000001},
-        {{640, 480, 8, 0, 2, 2, 41, 0}, 0x10000001},
-        {{640, 480, 8, 0, 2, 2, 5, 0}, 0},
-        {{640, 480, 32, 0, 0, 0, 0, -1}, 0x10000001},
-        {{INT_MAX, INT_MAX, 32, 0, 0, 0, 0, 0}, 0},
-        {{INT_MAX, INT_MAX, 1, 1, 0, 0, 0, 0}, 0x10000015}, // more bytes than 64 bits count
-        {{INT_MAX, INT_MAX, 4, 1, 0, 0, 0, 0}, 0x10000015},
-        {{INT_MAX, 372529030, 4, 0, 0, 0, 0, 0}, 0x10000015}, // each block would do, their sum does not
+    const Ab accepted[] = {{640, 480, 32, 0, 0, 0, 0, 0},
+                           {640, 480, 63, 4, 50, 50, 40, INT_MAX},
+                           {640, 480, 8, 0, 2, 2, 5, 0},
+                           {INT_MAX, INT_MAX, 32, 0, 0, 0, 0, 0}};
+    const Ab refused[] = {{639, 480, 32, 1, 2, 2, 5, 0}, {640, 479, 32, 1, 2, 2, 5, 0},
+                          {640, 480, 0, 1, 2, 2, 5, 0},  {640, 480, 64, 1, 2, 2, 5, 0},
+                          {640, 480, 1, 0, 0, 0, 0, 0},  {640, 480, 1, 5, 0, 0, 0, 0},
+                          {640, 480, 8, 0, 1, 2, 5, 0},  {640, 480, 8, 0, 2, 51, 5, 0},
+                          {640, 480, 8, 0, 2, 2, 41, 0}, {640, 480, 32, 0, 0, 0, 0, -1}};
+    // More bytes than 64 bits count; of the last each block would do, their sum does not.
+    const Ab tooLarge[] = {{INT_MAX, INT_MAX, 1, 1, 0, 0, 0, 0},
+                           {INT_MAX, INT_MAX, 4, 1, 0, 0, 0, 0},
+                           {INT_MAX, 372529030, 4, 0, 0, 0, 0, 0}};
+    const auto expect = [](const auto& abilities, int32_t status) {
+        for (const Ab& ability : abilities) {
+            OXB3D_BINOSTEREO_MEM_TAB tab[OXB3D_BINOSTEREO_MEM_TAB_COUNT];
+            EXPECT_EQ(OXB3D_BINOSTEREO_GetMemSize(&ability, tab), status) << &ability - abilities;
+        }
     };
-    for (const auto& c : kCases) {
-        EXPECT_EQ(GetMemSize(c.ability), c.status) << (&c - kCases);
-    }
+    expect(accepted, 0);
+    expect(refused, 0x10000001);
+    expect(tooLarge, 0x10000015);
     EXPECT_EQ(OXB3D_BINOSTEREO_CheckAbilityParam(nullptr), 0x10000014);
 }
 
@@ -220,31 +212,29 @@ TEST(Parameters, ListsAreAppliedWholeOrNotAtAll) {
 }
 
 TEST(Configuration, KnowsItsKeysAndRecordSizes) {
+    constexpr int32_t kKey = 0x1000000B, kSize = 0x1000000C, kNull = 0x10000014;
+    const struct {
+        int32_t m_key, m_bytes; // of the record; negative: none is given
+        int32_t m_status;
+    } sets[] = {{-1, 8, kKey},          {0, 8, kKey},   {5, 8, kKey},     {6, 8, kKey},   {9, 8, kKey},
+                {0x30000001, 24, kKey}, {1, 7, kSize},  {2, 2051, kSize}, {1, -8, kNull}, {7, 40, 0},
+                {7, -40, kNull},        {8, 40, kSize}, {8, 88, 0}},
+      gets[] = {{0, 8, kKey},           {6, 8, kKey}, {7, 8, kKey},   {8, 8, kKey},  {9, 8, kKey},
+                {0x30000000, 24, kKey}, {5, -40, 0},  {5, 41, kSize}, {4, 32, kSize}};
     CTestObject object(32);
     std::array<uint8_t, 2052> data{};
-    const auto set = [&](int32_t key, void* p, int32_t size) {
-        return OXB3D_BINOSTEREO_SetConfig(object.Handle(), key, p, size);
-    };
-    const auto get = [&](int32_t key, void* p, int32_t size) {
-        return OXB3D_BINOSTEREO_GetConfig(object.Handle(), key, p, size);
-    };
-    for (const int32_t key : {-1, 0, 5, 6, 9, 0x30000001}) {
-        EXPECT_EQ(set(key, data.data(), 8), 0x1000000B) << key;
+    for (const auto& [key, bytes, status] : sets) {
+        EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(object.Handle(), key, bytes > 0 ? data.data() : nullptr,
+                                             std::abs(bytes)),
+                  status)
+            << key;
     }
-    for (const int32_t key : {0, 6, 7, 8, 9, 0x30000000}) {
-        EXPECT_EQ(get(key, data.data(), 8), 0x1000000B) << key;
+    for (const auto& [key, bytes, status] : gets) {
+        EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(object.Handle(), key, bytes > 0 ? data.data() : nullptr,
+                                             std::abs(bytes)),
+                  status)
+            << key;
     }
-    EXPECT_EQ(set(1, data.data(), 7), 0x1000000C);
-    EXPECT_EQ(set(2, data.data(), 2051), 0x1000000C);
-    EXPECT_EQ(set(1, nullptr, 8), 0x10000014);
-    EXPECT_EQ(set(7, data.data(), 40), 0);
-    EXPECT_EQ(set(7, nullptr, 40), 0x10000014);
-    EXPECT_EQ(set(8, data.data(), 40), 0x1000000C);
-    EXPECT_EQ(set(8, data.data(), 88), 0);
-    EXPECT_EQ(get(5, nullptr, 40), 0);
-    EXPECT_EQ(get(5, data.data(), 41), 0x1000000C);
-    EXPECT_EQ(get(4, data.data(), 32), 0x1000000C);
-
     uint64_t version = UINT64_MAX;
     EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(nullptr, 3, &version, 8), 0);
     EXPECT_EQ(version, 79768152U);
@@ -252,28 +242,26 @@ TEST(Configuration, KnowsItsKeysAndRecordSizes) {
 
     std::array<uint32_t, 21> ability;
     ability.fill(0xFFFFFFFFU);
-    EXPECT_EQ(get(4, ability.data(), 84), 0);
+    EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(object.Handle(), 4, ability.data(), 84), 0);
     EXPECT_EQ(ability, (std::array<uint32_t, 21>{640, 480, 32, 1, 2, 2, 5}));
 }
 
 TEST(Configuration, TellsTheSizeOfARectificationMap) {
-    CTestObject object(32);
-    const auto ask = [&](OXB3D_BINOSTEREO_RECT_MAP_SIZE request, uint64_t* size) {
-        const int32_t status =
-            OXB3D_BINOSTEREO_GetConfig(object.Handle(), 0x30000001, &request, sizeof request);
-        *size = request.bufferSize;
-        return status;
-    };
-    uint64_t size = 0;
-    EXPECT_EQ(ask({70000, 70000, 1, 0, 0}, &size), 0);
-    EXPECT_EQ(size, 39200000000U);
-    EXPECT_EQ(ask({640, 480, 0, 0, 0}, &size), 0);
-    EXPECT_EQ(size, (8U * 640 + 32) * 480);
-    EXPECT_EQ(ask({0, 480, 1, 0, 7}, &size), 0x10000019);
-    EXPECT_EQ(ask({640, 0, 1, 0, 7}, &size), 0x10000019);
-    EXPECT_EQ(ask({640, 480, 2, 0, 7}, &size), 0x10000019);
-    EXPECT_EQ(ask({INT_MAX, INT_MAX, 1, 0, 7}, &size), 0x10000015);
-    EXPECT_EQ(size, 7U);
+    const CTestObject object(32);
+    const struct {
+        int32_t m_width, m_height;
+        uint32_t m_mapType;
+        int32_t m_status;
+        uint64_t m_bytes;
+    } kSizes[] = {{70000, 70000, 1, 0, 39200000000U}, {640, 480, 0, 0, (8U * 640 + 32) * 480},
+                  {0, 480, 1, 0x10000019, 7},         {640, 0, 1, 0x10000019, 7},
+                  {640, 480, 2, 0x10000019, 7},       {INT_MAX, INT_MAX, 1, 0x10000015, 7}};
+    for (const auto& size : kSizes) {
+        OXB3D_BINOSTEREO_RECT_MAP_SIZE request{size.m_width, size.m_height, size.m_mapType, 0, 7};
+        EXPECT_EQ(OXB3D_BINOSTEREO_GetConfig(object.Handle(), 0x30000001, &request, sizeof request),
+                  size.m_status);
+        EXPECT_EQ(request.bufferSize, size.m_bytes);
+    }
 }
 
 TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
@@ -325,23 +313,22 @@ TEST(Status, OfTheImageLayerIsMapped) {
 
 TEST(ImageCheck, HoldsEveryFormatToItsRules) {
     const struct {
-        std::vector<int32_t> m_formats;
+        int32_t m_first, m_last;
         bool m_isWidthEven, m_isHeightEven;
-        std::array<int32_t, 4> m_steps; // smallest for width 12; 0: plane not needed
-    } kRules[] = {{{1, 2, 3, 300, 303, 307}, false, false, {12, 0, 0, 0}},
-                  {{100, 101}, true, true, {12, 6, 6, 0}},
-                  {{102}, true, true, {12, 12, 0, 0}},
-                  {{103}, true, false, {12, 6, 6, 0}},
-                  {{104, 106, 107}, false, false, {24, 0, 0, 0}},
-                  {{105, 200}, false, false, {12, 12, 12, 0}},
-                  {{201}, false, false, {36, 0, 0, 0}},
-                  {{202, 204}, false, false, {12, 12, 12, 12}},
-                  {{203, 205}, false, false, {48, 0, 0, 0}}};
+        int32_t m_steps[4]; // smallest for width 12; 0: plane not needed
+    } kRules[] = {{1, 3, false, false, {12}},       {100, 101, true, true, {12, 6, 6}},
+                  {102, 102, true, true, {12, 12}}, {103, 103, true, false, {12, 6, 6}},
+                  {104, 104, false, false, {24}},   {105, 105, false, false, {12, 12, 12}},
+                  {106, 107, false, false, {24}},   {200, 200, false, false, {12, 12, 12}},
+                  {201, 201, false, false, {36}},   {202, 202, false, false, {12, 12, 12, 12}},
+                  {203, 203, false, false, {48}},   {204, 204, false, false, {12, 12, 12, 12}},
+                  {205, 205, false, false, {48}},   {300, 307, false, false, {12}}};
     uint8_t pixel = 0;
     for (const auto& rule : kRules) {
-        for (const int32_t format : rule.m_formats) {
+        for (int32_t format = rule.m_first; format <= rule.m_last; ++format) {
             SCOPED_TRACE(format);
-            const auto check = [&](int32_t width, int32_t height, size_t shortPlane, size_t missingPlane) {
+            const auto check = [&](int32_t width, int32_t height, size_t shortPlane = 9,
+                                   size_t missingPlane = 9) {
                 ZQA_IMAGE image{format, width, height, {}, {}};
                 for (size_t i = 0; i < 4; ++i) {
                     image.step[i] = rule.m_steps[i] - (i == shortPlane ? 1 : 0);
@@ -349,15 +336,15 @@ TEST(ImageCheck, HoldsEveryFormatToItsRules) {
                 }
                 return ZQA_CheckImage(&image);
             };
-            EXPECT_EQ(check(12, 10, 9, 9), 0);
-            EXPECT_EQ(check(11, 10, 9, 9), rule.m_isWidthEven ? -9 : 0);
-            EXPECT_EQ(check(12, 9, 9, 9), rule.m_isHeightEven ? -9 : 0);
-            EXPECT_EQ(check(0, 10, 9, 9), -9);
-            EXPECT_EQ(check(12, INT_MIN, 9, 9), -9);
-            EXPECT_EQ(check(INT_MAX - 1, 10, 9, 9), -10);
+            EXPECT_EQ(check(12, 10), 0);
+            EXPECT_EQ(check(11, 10), rule.m_isWidthEven ? -9 : 0);
+            EXPECT_EQ(check(12, 9), rule.m_isHeightEven ? -9 : 0);
+            EXPECT_EQ(check(0, 10), -9);
+            EXPECT_EQ(check(12, INT_MIN), -9);
+            EXPECT_EQ(check(INT_MAX - 1, 10), -10);
             for (size_t plane = 0; plane < 4; ++plane) {
                 const bool isNeeded = rule.m_steps[plane] != 0;
-                EXPECT_EQ(check(12, 10, plane, 9), isNeeded ? -10 : 0) << plane;
+                EXPECT_EQ(check(12, 10, plane), isNeeded ? -10 : 0) << plane;
                 EXPECT_EQ(check(12, 10, 9, plane), isNeeded ? -11 : 0) << plane;
             }
         }

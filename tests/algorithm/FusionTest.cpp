@@ -1,10 +1,12 @@
-// Multi-frame depth fusion: the smoothing, the fusion of random maps against its definition, and process type 6.
+// Multi-frame depth fusion: the smoothing, the modes, the shifts of the confidences, and process type 6.
 // Relies on buffers of exactly the asked size between guard pages.
 #include "algorithm/binostereo/Gaussian.h"
+#include "algorithm/binostereo/ImageTiers.h"
 #include "tests/algorithm/TestObject.h"
 
 #include <climits>
 #include <cmath>
+#include <limits>
 #include <random>
 
 using namespace ox3d::stereo;
@@ -44,91 +46,76 @@ TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
     }
 }
 
-struct Maps {
-    Depth m_depth;
-    std::vector<float> m_confidence;
-};
+TEST(Fusion, OfOnePixelFollowsItsMode) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    const struct {
+        int32_t m_mode;
+        int16_t m_depth, m_previous;
+        float m_confidence, m_previousConfidence; // sure above 60
+        int16_t m_fused;
+    } kPixels[] = {{1, 1000, 1050, 100, 100, 1025},
+                   {1, 1000, 1222, 61, 61, 1111},
+                   {1, 1000, 1223, 61, 61, 1223},
+                   {1, 1300, 1000, 100, 100, 1300},
+                   {1, 900, 1300, 60, 70, 1300},
+                   {1, 900, 1300, 70, 60, 900},
+                   {1, 1000, 1050, 50, 50, 1025},
+                   {1, 1000, 1050, kNaN, 99, 1025},
+                   {1, 0, -7, 50, 50, 0},
+                   {2, 1000, 1050, 100, 100, 1025},
+                   {2, 5, -8, 100, 100, -1},
+                   {2, 20000, 20000, 100, 100, -12768},
+                   {2, 900, 1300, 60, 70, 1300},
+                   {2, 900, 1300, 70, 60, 900},
+                   {2, 900, 1300, 50, 50, 1300},
+                   {3, 5, 9, 0, 0, 9},
+                   {3, -5, -9, 0, 0, -5}};
+    for (const auto& p : kPixels) {
+        int16_t fused = 0;
+        reference::Fuse({&p.m_depth, &p.m_previous, &p.m_confidence, &p.m_previousConfidence, &fused, 1,
+                         60.0F, p.m_mode});
+        EXPECT_EQ(fused, p.m_fused) << &p - kPixels;
+    }
+}
 
-// config: x0, y0, x1, y1, kernel, mode, threshold, pinned, peak, row shift, column shift
-Depth ExpectedFusion(const Maps& now, const Maps& before, const int32_t (&c)[11], int w, int h, Depth out) {
-    for (int y = std::max(c[9], c[1]); y <= std::min({c[3], h - 1 - c[9], h - 1}); ++y) {
-        for (int x = std::max(c[10], c[0]); x < std::min(w - 1 - c[10], c[2]); ++x) {
-            const int16_t d = now.m_depth[At(x, y, w)];
-            const int16_t p = before.m_depth[At(x, y, w)];
-            const auto confidence = [&](const Maps& maps) {
-                const bool isInside = y - c[9] >= 0 && y - c[9] < h && x - c[10] >= 0 && x - c[10] < w;
-                return isInside ? maps.m_confidence[At(x - c[10], y - c[9], w)] : 0;
-            };
-            const float wc = confidence(now);
-            const float wp = confidence(before);
-            const bool areSure = wc > c[6] && wp > c[6];
-            const int sum = d + p;
-            int16_t& fused = out[At(x, y, w)];
-            if (c[5] == 2 && areSure) {
-                fused = static_cast<int16_t>(static_cast<int16_t>(sum) / 2);
-            } else if (c[5] == 2 || (c[5] == 1 && !areSure && wc != wp)) {
-                fused = wc > wp ? d : p;
-            } else if (c[5] == 1 && sum > 10 * std::abs(d - p)) {
-                fused = static_cast<int16_t>(sum / 2);
-            } else {
-                fused = std::max(d, p);
+// Two frames, of which the first is the surer one beyond column and row 20 and the second the surer one before them.
+// So a shift of the confidences shows as a place at which the second frame's depth ends.
+TEST(Fusion, TakesDepthsWhereThePixelIsAndConfidencesAtTheShiftedPlace) {
+    constexpr int32_t kWidth = 48; // of a buffer for 50
+    constexpr int32_t kHeight = 36;
+    for (const auto& [rowShift, columnShift] :
+         {std::pair{0, 0}, {7, 3}, {-9, -14}, {-40, 60}, {INT_MIN, INT_MAX}}) {
+        SCOPED_TRACE(testing::Message() << rowShift << ' ' << columnShift);
+        uint64_t persistent = 0;
+        uint64_t scratch = 0;
+        ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize({50, 37}, &persistent, &scratch), 0);
+        const CGuardedBlock state(persistent);
+        const CGuardedBlock work(scratch);
+        ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Init(state.Data(), {50, 37}, state.Data(), work.Data()), 0);
+        const int32_t config[11] = {2, 1, kWidth, kHeight, 11, 2, 255, 1, 70, rowShift, columnShift};
+        const CPlane<int16_t> output(size_t{kWidth} * kHeight);
+        for (const int16_t frame : {int16_t{1}, int16_t{2}}) {
+            const CPlane<int16_t> depth(Depth(size_t{kWidth} * kHeight, frame));
+            const CPlane<uint8_t> grey(size_t{kWidth} * kHeight);
+            for (int32_t i = 0; i < kWidth * kHeight; ++i) {
+                const bool isBefore = i % kWidth < 20 && i / kWidth < 20;
+                grey.Data()[i] = isBefore == (frame == 2) ? 70 : 0;
             }
+            const OXB3D_BINOSTEREO_FUSE_FRAME in{depth.Data(), grey.Data(), kWidth, kHeight};
+            ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Process(state.Data(), &in, config, output.Data()), 0);
         }
-    }
-    return out;
-}
-
-std::vector<float> Tent(const Grey& grey, int w, int h) {
-    std::vector<float> map(grey.size());
-    Grey smooth(grey.size());
-    std::vector<uint16_t> work(static_cast<size_t>(11 * w));
-    SmoothGaussian11(grey.data(), w, h, smooth.data(), work.data());
-    for (int y = 5; y <= h - 6; ++y) {
-        for (int x = 5; x <= w - 6; ++x) {
-            const auto g = static_cast<float>(smooth[At(x, y, w)]);
-            map[At(x, y, w)] = g <= 70 ? g * (255.0F / 70.0F) : (255.0F - g) * (255.0F / 185.0F);
-        }
-    }
-    return map;
-}
-
-TEST(Fusion, FollowsItsDefinitionOnRandomMaps) {
-    constexpr int w = 48;
-    constexpr int h = 36;
-    std::mt19937 random(5);
-    for (int32_t mode = 1; mode <= 3; ++mode) {
-        for (const auto& [rowShift, columnShift] :
-             {std::pair{0, 0}, {7, 3}, {-9, -14}, {-40, 60}, {INT_MIN, INT_MAX}}) {
-            SCOPED_TRACE(testing::Message() << mode << ' ' << rowShift << ' ' << columnShift);
-            const int32_t config[11] = {2, 1, w, h, 11, mode, 120, 1, 70, rowShift, columnShift};
-            const ZQA_SIZE largest{w + 2, h + 1}; // frames may be smaller than the buffers
-            uint64_t persistent = 0;
-            uint64_t scratch = 0;
-            ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize(largest, &persistent, &scratch), 0);
-            const CGuardedBlock state(persistent);
-            const CGuardedBlock work(scratch);
-            ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Init(state.Data(), largest, state.Data(), work.Data()), 0);
-            Maps last;
-            Depth fused(size_t{w} * h, static_cast<int16_t>(0xA7A7)); // what the scratch memory held
-            for (size_t frame = 0; frame < 3; ++frame) {
-                Maps maps{Depth(fused.size()), {}};
-                std::generate(maps.m_depth.begin(), maps.m_depth.end(), [&] {
-                    return static_cast<int16_t>(random() % 8 == 0 ? random() : 900 + random() % 300);
-                });
-                Grey grey(fused.size());
-                for (size_t i = 0; i < grey.size(); ++i) { // dark, bright and ideal areas
-                    grey[i] = static_cast<uint8_t>(random() % 16 + 50 * ((i / 12 + frame) % 4));
+        for (int64_t y = std::max(rowShift, 1);
+             y <= std::min<int64_t>(kHeight - 1, int64_t{kHeight} - 1 - rowShift); ++y) {
+            for (int64_t x = std::max(columnShift, 2); x < int64_t{kWidth} - 1 - columnShift && x < kWidth;
+                 ++x) {
+                const int64_t row = y - rowShift;
+                const int64_t column = x - columnShift;
+                // The corner of the surer place is smoothed round.
+                const bool isCorner = row > 14 && row < 22 && column > 14 && column < 22;
+                const bool isSurer = row >= 5 && row < 20 && column >= 5 && column < 20;
+                if (!isCorner) {
+                    ASSERT_EQ(output.Data()[y * kWidth + x], isSurer ? 2 : 1) << x << ' ' << y;
                 }
-                maps.m_confidence = Tent(grey, w, h);
-                const CPlane<int16_t> input(maps.m_depth);
-                const CPlane<int16_t> output(fused.size());
-                const OXB3D_BINOSTEREO_FUSE_FRAME in{input.Data(), mode == 3 ? nullptr : grey.data(), w, h};
-                ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Process(state.Data(), &in, config, output.Data()), 0);
-                if (frame > 0 && rowShift != INT_MIN) {
-                    fused = ExpectedFusion(maps, last, config, w, h, fused);
-                }
-                ASSERT_EQ(Depth(output.Data(), output.End()), frame == 0 ? maps.m_depth : fused) << frame;
-                last = maps;
             }
         }
     }
