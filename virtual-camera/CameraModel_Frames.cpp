@@ -48,6 +48,9 @@ uint64_t CCameraModel::TimestampNs() const {
 }
 
 EModelStatus CCameraModel::StartAcquisition() {
+    if (m_config.m_faults.m_isStartDenied != 0) {
+        return EModelStatus::Access;
+    }
     if (m_isAcquiring) {
         return EModelStatus::Ok;
     }

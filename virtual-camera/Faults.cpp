@@ -23,6 +23,7 @@ constexpr FaultRow kFaults[] = {
     {"depth_length", &FaultSet::m_depthLengthBytes, 0, INT32_MAX, true},
     {"bad_every", &FaultSet::m_badEvery, 1, kMostFrames, true},
     {"deny_open", &FaultSet::m_isOpenDenied, 1, 1, false},
+    {"deny_start", &FaultSet::m_isStartDenied, 1, 1, false},
     {"no_calibration", &FaultSet::m_isCalibrationMissing, 1, 1, false},
     {"slow_commands", &FaultSet::m_slowCommandsMs, 1, 10000, true},
     {"reboot_on_firmware", &FaultSet::m_rebootsOnFirmware, 1, 1, false},

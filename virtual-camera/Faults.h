@@ -24,6 +24,7 @@ struct FaultSet {
     uint32_t m_depthLengthBytes = kNoFault; // the main image is no longer than this
     uint32_t m_badEvery = 1;                // the four above hit every N-th frame only
     uint32_t m_isOpenDenied = 0;
+    uint32_t m_isStartDenied = 0;
     uint32_t m_isCalibrationMissing = 0;
     uint32_t m_slowCommandsMs = 0; // every feature and register access takes so long
     uint32_t m_rebootsOnFirmware = 0;

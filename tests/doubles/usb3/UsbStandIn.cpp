@@ -1,5 +1,6 @@
-// UsbStandIn.cpp - the functions of libusb that Aravis uses, with one camera on the bus. It is gone while the
-// file that OX3D_USB_UNPLUG names exists, and somebody else has it while that of OX3D_USB_BUSY does.
+// UsbStandIn.cpp - the functions of libusb that Aravis uses, with one camera on the bus.
+#include "tests/doubles/usb3/UsbStandIn.h"
+
 #include <libusb.h>
 
 #include <algorithm>
@@ -8,98 +9,119 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <mutex>
-#include <unistd.h>
+#include <thread>
 
-#include "tests/doubles/usb3/FakeU3vDevice.h"
+#include "tests/doubles/usb3/U3vCamera.h"
 
-using ox3d::test::CFakeU3vDevice;
+using namespace ox3d;
+using ox3d::test::CU3vCamera;
 
 namespace {
 
 constexpr uint8_t kControlIn = 0x81;
 constexpr uint8_t kControlOut = 0x01;
 constexpr uint8_t kStreamIn = 0x82;
-constexpr std::chrono::milliseconds kFramePeriod{5};
+constexpr size_t kMaxPendingFrames = 8; // what a host does not fetch is lost
+// The longest wait of one call: Aravis ends its threads after the call that they are in.
+constexpr std::chrono::milliseconds kMaxWait{10};
 
-struct Bus {
-    std::mutex m_mutex;
+class CBus {
+public:
+    void Plug(std::shared_ptr<CU3vCamera> camera) {
+        m_producer = {}; // waits for the one before
+        const std::lock_guard lock(m_mutex);
+        m_camera = std::move(camera);
+        ++m_plugs;
+        m_frames.clear();
+        m_changed.notify_all();
+        if (m_camera != nullptr) {
+            m_producer =
+                std::jthread([this, own = m_camera](const std::stop_token& stop) { Produce(stop, *own); });
+        }
+    }
+    // The number of the camera that is there, 0 where there is none: one that restarts is another one.
+    uint64_t Camera() const {
+        const bool isThere = m_camera != nullptr && m_camera->Model().IsPlugged();
+        return isThere ? m_plugs << 32 | m_camera->Model().PlugCount() : 0;
+    }
+    // Moves what the stream has to say next. False while it has nothing.
+    bool Serve(unsigned char* out, int lengthBytes, int* moved) {
+        if (m_frames.empty()) {
+            return false;
+        }
+        const CU3vCamera::Bytes& part = m_frames.front()[m_part];
+        const size_t count = std::min(part.size() - m_sentBytes, static_cast<size_t>(lengthBytes));
+        std::memcpy(out, part.data() + m_sentBytes, count);
+        *moved = static_cast<int>(count);
+        m_sentBytes += count;
+        if (m_sentBytes == part.size()) {
+            m_sentBytes = 0;
+            m_part = (m_part + 1) % std::tuple_size_v<CU3vCamera::FrameParts>;
+        }
+        if (m_part == 0 && m_sentBytes == 0) {
+            m_frames.pop_front();
+        }
+        return true;
+    }
+    bool IsAcquiring() const {
+        bool isOn = false;
+        m_camera->Model().GetBoolean("AcquisitionActive", &isOn);
+        return isOn;
+    }
+    void DropFrames() {
+        m_frames.clear();
+        m_part = 0;
+        m_sentBytes = 0;
+    }
+
+    std::mutex m_mutex; // everything
     std::condition_variable m_changed;
-    CFakeU3vDevice m_camera;
-    std::deque<libusb_transfer*> m_transfers; // of the stream, in the order of their submission
-    std::deque<libusb_transfer*> m_cancelled;
-    int m_step = 0; // what the stream sends next: leader, payload, trailer
+    std::shared_ptr<CU3vCamera> m_camera;
+    bool m_isBusy = false;
+    CU3vCamera::Bytes m_answer;
+
+private:
+    void Produce(const std::stop_token& stop, CU3vCamera& camera) {
+        CameraFrame frame;
+        while (!stop.stop_requested()) {
+            if (camera.Model().NextFrame(camera.Model().PlugCount(), stop, &frame) == ENextFrame::Frame) {
+                const std::lock_guard lock(m_mutex);
+                if (m_frames.size() < kMaxPendingFrames) {
+                    m_frames.push_back(CU3vCamera::Pack(frame));
+                }
+            }
+            m_changed.notify_all();
+        }
+    }
+
+    uint64_t m_plugs = 0;
+    std::deque<CU3vCamera::FrameParts> m_frames;
+    size_t m_part = 0; // of the first frame
     size_t m_sentBytes = 0;
-    std::chrono::steady_clock::time_point m_nextFrame;
+    std::jthread m_producer;
 };
 
-Bus& TheBus() {
-    static auto* const s_bus = new Bus;
+CBus& Bus() {
+    static auto* const s_bus = new CBus;
     return *s_bus;
 }
 
-bool IsThere(const char* variable) {
-    const char* file = std::getenv(variable);
-    return file != nullptr && access(file, F_OK) == 0;
-}
-
-bool IsUnplugged() {
-    return IsThere("OX3D_USB_UNPLUG");
-}
-
-// libusb's objects are opaque: addresses of these stand for them.
-int g_context;
-int g_device;
-int g_handle;
+// libusb's objects are opaque: an address stands for the context and the device, the camera for a handle.
+int g_object;
 
 template <typename T>
-T* Opaque(int* object) {
-    return reinterpret_cast<T*>(object);
+T* Opaque() {
+    return reinterpret_cast<T*>(&g_object);
 }
 
-// Fills a transfer with what the stream has to say next. False while it has nothing.
-bool Serve(Bus& bus, unsigned char* out, int lengthBytes, int* moved) {
-    const auto now = std::chrono::steady_clock::now();
-    if (!bus.m_camera.IsAcquiring() || (bus.m_step == 0 && now < bus.m_nextFrame)) {
-        return false;
-    }
-    if (bus.m_step == 0) {
-        bus.m_camera.NextFrame();
-        bus.m_nextFrame = now + kFramePeriod;
-        bus.m_sentBytes = 0;
-    }
-    const std::vector<uint8_t> bytes = bus.m_step == 0   ? bus.m_camera.Leader()
-                                       : bus.m_step == 1 ? bus.m_camera.Payload()
-                                                         : bus.m_camera.Trailer();
-    const size_t from = bus.m_step == 1 ? bus.m_sentBytes : 0;
-    const size_t count = std::min(bytes.size() - from, static_cast<size_t>(lengthBytes));
-    std::memcpy(out, bytes.data() + from, count);
-    *moved = static_cast<int>(count);
-    bus.m_sentBytes += bus.m_step == 1 ? count : 0;
-    if (bus.m_step != 1 || bus.m_sentBytes == bytes.size()) {
-        bus.m_step = (bus.m_step + 1) % 3;
-    }
-    return true;
+uint64_t& CameraOf(libusb_device_handle* handle) {
+    return *reinterpret_cast<uint64_t*>(handle);
 }
 
-// The next transfer that is done, or null.
-libusb_transfer* NextDone(Bus& bus) {
-    if (!bus.m_cancelled.empty()) {
-        libusb_transfer* transfer = bus.m_cancelled.front();
-        bus.m_cancelled.pop_front();
-        transfer->status = LIBUSB_TRANSFER_CANCELLED;
-        return transfer;
-    }
-    if (bus.m_transfers.empty()) {
-        return nullptr;
-    }
-    libusb_transfer* transfer = bus.m_transfers.front();
-    if (!Serve(bus, transfer->buffer, transfer->length, &transfer->actual_length)) {
-        return nullptr;
-    }
-    bus.m_transfers.pop_front();
-    transfer->status = LIBUSB_TRANSFER_COMPLETED;
-    return transfer;
+bool IsGone(libusb_device_handle* handle) {
+    return Bus().Camera() != CameraOf(handle);
 }
 
 const unsigned char g_deviceInfo[20] = {20, 0x24, 0x01, 0, 0, 1, 0, 0, 0, 1, 0, 4, 1, 2, 0, 0, 0, 3, 0, 8};
@@ -138,11 +160,28 @@ struct Configuration {
 
 } // namespace
 
+namespace ox3d::test {
+
+void PlugUsbCamera(const CameraConfig& config) {
+    Bus().Plug(std::make_shared<CU3vCamera>(config));
+}
+
+void UnplugUsbCamera() {
+    Bus().Plug(nullptr);
+}
+
+void SetUsbBusy(bool isBusy) {
+    const std::lock_guard lock(Bus().m_mutex);
+    Bus().m_isBusy = isBusy;
+}
+
+} // namespace ox3d::test
+
 extern "C" {
 
 int libusb_init(libusb_context** context) {
     if (context != nullptr) {
-        *context = Opaque<libusb_context>(&g_context);
+        *context = Opaque<libusb_context>();
     }
     return 0;
 }
@@ -150,9 +189,10 @@ int libusb_init(libusb_context** context) {
 void libusb_exit(libusb_context*) {}
 
 ssize_t libusb_get_device_list(libusb_context*, libusb_device*** list) {
-    const ssize_t count = IsUnplugged() ? 0 : 1;
+    const std::lock_guard lock(Bus().m_mutex);
+    const ssize_t count = Bus().Camera() == 0 ? 0 : 1;
     *list = static_cast<libusb_device**>(std::calloc(2, sizeof(libusb_device*)));
-    (*list)[0] = count == 0 ? nullptr : Opaque<libusb_device>(&g_device);
+    (*list)[0] = count == 0 ? nullptr : Opaque<libusb_device>();
     return count;
 }
 
@@ -183,8 +223,13 @@ int libusb_get_config_descriptor(libusb_device*, uint8_t, libusb_config_descript
 void libusb_free_config_descriptor(libusb_config_descriptor*) {}
 
 int libusb_get_string_descriptor_ascii(libusb_device_handle*, uint8_t index, unsigned char* out, int size) {
-    constexpr const char* kTexts[] = {"", "Fake", "FakeUsb", "U3V0001", "12090001CAFE"};
-    const std::string text = index < 5 ? kTexts[index] : "";
+    const std::lock_guard lock(Bus().m_mutex);
+    CameraConfig config;
+    if (Bus().m_camera != nullptr) {
+        config = Bus().m_camera->Model().Config();
+    }
+    const std::string texts[] = {"", config.m_manufacturer, config.m_model, config.m_serial, "12090001CAFE"};
+    const std::string text = index < std::size(texts) ? texts[index] : "";
     const size_t count = std::min(text.size(), static_cast<size_t>(std::max(size - 1, 0)));
     std::memcpy(out, text.data(), count);
     out[count] = 0;
@@ -192,18 +237,32 @@ int libusb_get_string_descriptor_ascii(libusb_device_handle*, uint8_t index, uns
 }
 
 int libusb_open(libusb_device*, libusb_device_handle** handle) {
-    *handle = Opaque<libusb_device_handle>(&g_handle);
-    return IsUnplugged() ? LIBUSB_ERROR_NO_DEVICE : 0;
+    const std::lock_guard lock(Bus().m_mutex);
+    const uint64_t camera = Bus().Camera();
+    if (camera != 0) {
+        *handle = reinterpret_cast<libusb_device_handle*>(new uint64_t(camera));
+    }
+    return camera == 0 ? LIBUSB_ERROR_NO_DEVICE : 0;
 }
 
-void libusb_close(libusb_device_handle*) {}
+void libusb_close(libusb_device_handle* handle) {
+    delete &CameraOf(handle);
+}
 
 libusb_device* libusb_get_device(libusb_device_handle*) {
-    return Opaque<libusb_device>(&g_device);
+    return Opaque<libusb_device>();
 }
 
-int libusb_claim_interface(libusb_device_handle*, int) {
-    return IsThere("OX3D_USB_BUSY") ? LIBUSB_ERROR_BUSY : 0;
+// The interface of control comes first: from here on the camera is at its start-up settings.
+int libusb_claim_interface(libusb_device_handle* handle, int number) {
+    const std::lock_guard lock(Bus().m_mutex);
+    if (Bus().m_isBusy || IsGone(handle)) {
+        return Bus().m_isBusy ? LIBUSB_ERROR_BUSY : LIBUSB_ERROR_NO_DEVICE;
+    }
+    if (number == 0) {
+        Bus().m_camera->Model().PowerUp();
+    }
+    return 0;
 }
 
 int libusb_release_interface(libusb_device_handle*, int) {
@@ -223,72 +282,39 @@ int libusb_control_transfer(libusb_device_handle*, uint8_t, uint8_t, uint16_t, u
     return length;
 }
 
-int libusb_bulk_transfer(libusb_device_handle*, unsigned char endpoint, unsigned char* data, int length,
-                         int* moved, unsigned int) {
-    Bus& bus = TheBus();
-    const std::lock_guard lock(bus.m_mutex);
-    if (IsUnplugged()) {
+int libusb_bulk_transfer(libusb_device_handle* handle, unsigned char endpoint, unsigned char* data,
+                         int length, int* moved, unsigned int timeoutMs) {
+    CBus& bus = Bus();
+    std::unique_lock lock(bus.m_mutex);
+    if (IsGone(handle)) {
         return LIBUSB_ERROR_NO_DEVICE;
     }
     if (endpoint == kControlOut) {
-        bus.m_camera.Command(data, static_cast<size_t>(length));
+        const bool wasAcquiring = bus.IsAcquiring();
+        bus.m_answer = bus.m_camera->Answer(data, static_cast<size_t>(length));
+        if (wasAcquiring != bus.IsAcquiring()) {
+            bus.DropFrames();
+        }
         *moved = length;
         return 0;
     }
     if (endpoint == kStreamIn) {
-        return Serve(bus, data, length, moved) ? 0 : static_cast<int>(LIBUSB_ERROR_TIMEOUT);
+        const bool isServed =
+            bus.m_changed.wait_for(lock, std::min(kMaxWait, std::chrono::milliseconds(timeoutMs)),
+                                   [&] { return bus.Serve(data, length, moved); });
+        return isServed ? 0 : static_cast<int>(LIBUSB_ERROR_TIMEOUT);
     }
-    const std::vector<uint8_t> answer = bus.m_camera.TakeAnswer();
+    const CU3vCamera::Bytes answer = std::move(bus.m_answer);
+    bus.m_answer.clear();
     const size_t count = std::min(answer.size(), static_cast<size_t>(length));
     std::memcpy(data, answer.data(), count);
     *moved = static_cast<int>(count);
     return answer.empty() ? LIBUSB_ERROR_TIMEOUT : 0;
 }
 
-libusb_transfer* libusb_alloc_transfer(int) {
-    return static_cast<libusb_transfer*>(std::calloc(1, sizeof(libusb_transfer)));
-}
-
-void libusb_free_transfer(libusb_transfer* transfer) {
-    std::free(transfer);
-}
-
-int libusb_submit_transfer(libusb_transfer* transfer) {
-    Bus& bus = TheBus();
-    const std::lock_guard lock(bus.m_mutex);
-    if (IsUnplugged()) {
-        return LIBUSB_ERROR_NO_DEVICE;
-    }
-    bus.m_transfers.push_back(transfer);
-    return 0;
-}
-
-int libusb_cancel_transfer(libusb_transfer* transfer) {
-    Bus& bus = TheBus();
-    const std::lock_guard lock(bus.m_mutex);
-    const auto found = std::find(bus.m_transfers.begin(), bus.m_transfers.end(), transfer);
-    if (found == bus.m_transfers.end()) {
-        return LIBUSB_ERROR_NOT_FOUND;
-    }
-    bus.m_cancelled.push_back(transfer);
-    bus.m_transfers.erase(found);
-    bus.m_step = 0;
-    return 0;
-}
-
-int libusb_handle_events_timeout(libusb_context*, timeval* most) {
-    Bus& bus = TheBus();
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(most->tv_sec) +
-                       std::chrono::microseconds(most->tv_usec);
-    std::unique_lock lock(bus.m_mutex);
-    do {
-        if (libusb_transfer* transfer = NextDone(bus)) {
-            lock.unlock();
-            transfer->callback(transfer);
-            return 0;
-        }
-        bus.m_changed.wait_for(lock, std::chrono::milliseconds(1));
-    } while (std::chrono::steady_clock::now() < until);
+// There is nothing to handle: Aravis transfers synchronously.
+int libusb_handle_events_timeout(libusb_context*, timeval*) {
+    std::this_thread::sleep_for(kMaxWait);
     return 0;
 }
 

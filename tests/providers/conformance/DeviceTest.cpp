@@ -1,0 +1,180 @@
+// DeviceTest.cpp - finding a camera, its handles, and who may open what.
+#include <algorithm>
+#include <cstring>
+#include <functional>
+
+#include "tests/providers/conformance/Provider.h"
+
+using namespace ox3d::test;
+
+namespace {
+
+TEST(Enumeration, TellsWhatACameraIs) {
+    const CHandle handle("user_name = left\n");
+    const OX_CC_DEVICE_INFO& record = handle.Record();
+    EXPECT_EQ(record.nTLayerType, Rig().Layer());
+    if (Rig().Layer() == OX_CC_USB_DEVICE) {
+        EXPECT_STREQ(record.stUsb3Info.chSerialNumber, "S1");
+        EXPECT_STREQ(record.stUsb3Info.chModelName, "Model One");
+        EXPECT_STREQ(record.stUsb3Info.chManufacturerName, "Maker");
+        EXPECT_NE(record.stUsb3Info.chDeviceGuid[0], '\0');
+        EXPECT_EQ(record.stUsb3Info.nVendorId, 0x1209);
+    } else {
+        EXPECT_STREQ(record.stGigEInfo.chSerialNumber, "S1");
+        EXPECT_STREQ(record.stGigEInfo.chModelName, "Model One");
+        EXPECT_STREQ(record.stGigEInfo.chManufacturerName, "Maker");
+        EXPECT_STREQ(record.stGigEInfo.chDeviceVersion, "1.0.9");
+        EXPECT_STREQ(record.stGigEInfo.chUserDefinedName, "left");
+        EXPECT_EQ(record.nMacAddrHigh, 0x0200U);
+        EXPECT_EQ(record.nMacAddrLow, 1U);
+        EXPECT_EQ(record.stGigEInfo.nIpCfgOption, 0x07000000U);
+        EXPECT_EQ(record.stGigEInfo.nIpCfgCurrent & OX_GIGE_IP_CFG_STATIC, OX_GIGE_IP_CFG_STATIC);
+        EXPECT_NE(record.stGigEInfo.nNetExport, 0U);
+    }
+    OX_CC_DEVICE_INFO own{};
+    ASSERT_EQ(CC(OX_CC_GetDeviceInfo)(handle, &own), 0);
+    EXPECT_EQ(std::memcmp(&own, &record, sizeof(own)), 0);
+}
+
+TEST(Enumeration, LooksOnlyAtTheLayersAskedFor) {
+    const CHandle handle;
+    const auto count = [&](uint32_t layers) { // others may be on this host's network
+        const auto all = List(layers);
+        return std::count_if(all.begin(), all.end(), [&](const OX_CC_DEVICE_INFO& record) {
+            return std::memcmp(&record, &handle.Record(), sizeof(record)) == 0;
+        });
+    };
+    EXPECT_EQ(count(OX_CC_GIGE_DEVICE | OX_CC_USB_DEVICE), 1);
+    EXPECT_EQ(count(5 - Rig().Layer()), 0);
+    EXPECT_EQ(count(2), 0);
+}
+
+TEST(Handle, IsRefusedOnceItIsDestroyed) {
+    CHandle handle;
+    void* dead = handle;
+    ASSERT_EQ(handle.Destroy(), 0);
+    const CHandle next;
+    EXPECT_EQ(CC(OX_CC_DestroyHandle)(dead), Status(OX_CC_E_HANDLE));
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(dead, 1, 0), Status(OX_CC_E_HANDLE));
+}
+
+TEST(Handle, IsNotMadeForWhatIsNoCamera) {
+    OX_CC_DEVICE_INFO record = CHandle().Record();
+    void* handle = nullptr;
+    record.nTLayerType = 77;
+    EXPECT_EQ(CC(OX_CC_CreateHandle)(&handle, &record), Status(OX_CC_E_PARAMETER));
+    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(&record, 1));
+    record = {};
+    record.nTLayerType = Rig().Layer();
+    EXPECT_EQ(CC(OX_CC_CreateHandle)(&handle, &record), Status(OX_CC_E_PARAMETER));
+    EXPECT_EQ(CC(OX_CC_CreateHandle)(nullptr, &record), Status(OX_CC_E_PARAMETER));
+    EXPECT_EQ(handle, nullptr);
+}
+
+// Every function with an invalid handle, and with a valid one of an open camera but bad arguments.
+TEST(Arguments, AreCheckedAfterTheHandle) {
+    const CHandle handle;
+    handle.Open();
+    uint32_t word = 0;
+    uint8_t bytes[8] = {};
+    OX_FRAME_OUT_INFO_EX info{};
+    OX_CC_FILE_ACCESS file{};
+    using Call = std::function<int(void*)>;
+    const Call calls[] = {
+        [](void* h) { return CC(OX_CC_GetDeviceInfo)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_GetAllMatchInfo)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_GetImageBuffer)(h, nullptr, 0); },
+        [](void* h) { return CC(OX_CC_FreeImageBuffer)(h, nullptr); },
+        [&](void* h) { return CC(OX_CC_GetOneFrameTimeout)(h, nullptr, 8, &info, 0); },
+        [&](void* h) { return CC(OX_CC_GetOneFrameTimeout)(h, bytes, 8, nullptr, 0); },
+        [](void* h) { return CC(OX_CC_SetImageNodeNum)(h, 0); },
+        [](void* h) { return CC(OX_CC_SetImageNodeNum)(h, 257); },
+        [](void* h) { return CC(OX_CC_RegisterEventCallBackEx)(h, nullptr, nullptr, nullptr); },
+        [](void* h) { return CC(OX_CC_SetIntValue)(h, nullptr, 1); },
+        [](void* h) { return CC(OX_CC_GetIntValue)(h, "Width", nullptr); },
+        [](void* h) { return CC(OX_CC_GetIntValueEx)(h, "Width", nullptr); },
+        [](void* h) { return CC(OX_CC_SetEnumValueByString)(h, "TriggerMode", nullptr); },
+        [](void* h) { return CC(OX_CC_GetEnumValue)(h, "TriggerMode", nullptr); },
+        [](void* h) { return CC(OX_CC_GetFloatValue)(h, "Gain", nullptr); },
+        [](void* h) { return CC(OX_CC_SetStringValue)(h, "DeviceUserID", nullptr); },
+        [](void* h) { return CC(OX_CC_GetStringValue)(h, "DeviceUserID", nullptr); },
+        [](void* h) { return CC(OX_CC_GetBoolValue)(h, "ChunkModeActive", nullptr); },
+        [](void* h) { return CC(OX_CC_SetCommandValue)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_FeatureLoad)(h, "no/such/file"); },
+        [](void* h) { return CC(OX_CC_FeatureSave)(h, "/dev/null"); },
+        [&](void* h) { return CC(OX_XML_GetGenICamXML)(h, nullptr, 8, &word); },
+        [](void* h) { return CC(OX_XML_GetNodeAccessMode)(h, "Gain", nullptr); },
+        [&](void* h) { return CC(OX_XML_GetNodeInterfaceType)(h, nullptr, &word); },
+        [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, -4, 4); },
+        [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, 0, INT64_MAX); },
+        [](void* h) { return CC(OX_CC_WriteMemory)(h, nullptr, 0, 4); },
+        [](void* h) { return CC(OX_GIGE_SetIpConfig)(h, 0x03000000); },
+        [](void* h) { return CC(OX_GIGE_GetGvcpTimeout)(h, nullptr); },
+        [&](void* h) { return CC(OX_CC_FileAccessRead)(h, &file); },
+        [](void* h) { return CC(OX_CC_FileAccessWrite)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_GetFileAccessProgress)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_LocalUpgrade)(h, "/dev/zero"); },
+        [](void* h) { return CC(OX_CC_GetUpgradeProcess)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_SaveImageEx2)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_DisplayOneFrame)(h, nullptr); },
+    };
+    for (size_t i = 0; i < std::size(calls); ++i) {
+        EXPECT_EQ(calls[i](handle), Status(OX_CC_E_PARAMETER)) << "row " << i;
+        EXPECT_EQ(calls[i](nullptr), Status(OX_CC_E_HANDLE)) << "row " << i;
+        EXPECT_EQ(calls[i](&word), Status(OX_CC_E_HANDLE)) << "row " << i;
+    }
+    EXPECT_EQ(CC(OX_CC_EnumDevices)(5, nullptr), Status(OX_CC_E_PARAMETER));
+    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(nullptr, 1));
+}
+
+TEST(CallOrder, IsAskedForOpenAndStartedCameras) {
+    const CHandle handle;
+    OX_CC_INT_VALUE_EX value{};
+    for (int round = 0; round < 2; ++round) { // a camera that has been closed is like one never opened
+        EXPECT_EQ(CC(OX_CC_GetIntValueEx)(handle, "Width", &value), kCallOrder);
+        EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), kCallOrder);
+        EXPECT_EQ(handle.Close(), kCallOrder);
+        handle.Open();
+        EXPECT_EQ(CC(OX_CC_OpenDevice)(handle, 1, 0), kCallOrder);
+        EXPECT_EQ(handle.Stop(), kCallOrder);
+        EXPECT_EQ(handle.FetchStatus(1000), kCallOrder);
+        handle.Start();
+        EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), kCallOrder);
+        EXPECT_EQ(handle.Close(), 0); // stops as well
+        EXPECT_EQ(handle.FetchStatus(1000), kCallOrder);
+    }
+}
+
+TEST(Access, IsSharedAsTheModesAllow) {
+    const CHandle first;
+    const CHandle second(first.Record());
+    OX_CC_DEVICE_INFO record = first.Record();
+    for (const uint32_t held : {1U, 3U, 7U}) {
+        for (const uint32_t wanted : {1U, 3U, 7U}) {
+            SCOPED_TRACE(std::to_string(held) + " then " + std::to_string(wanted));
+            const bool isShared = Rig().CanShare(held, wanted);
+            EXPECT_TRUE(CC(OX_CC_IsDeviceAccessible)(&record, held));
+            first.Open(held);
+            EXPECT_EQ(CC(OX_CC_IsDeviceAccessible)(&record, wanted), isShared);
+            EXPECT_EQ(CC(OX_CC_OpenDevice)(second, wanted, 0), isShared ? 0 : Status(OX_CC_E_ACCESS_DENIED));
+            OX_CC_FLOAT_VALUE gain{};
+            EXPECT_EQ(CC(OX_CC_GetFloatValue)(first, "Gain", &gain), 0) << "the first is none the worse";
+            EXPECT_EQ(first.Close(), 0);
+            second.Close();
+        }
+    }
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(first, 2, 0), Status(OX_CC_E_PARAMETER));
+    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(&record, 2));
+}
+
+TEST(Access, LetsAMonitorLookAndNotTouch) {
+    const CHandle handle;
+    handle.Open(OX_CC_ACCESS_MONITOR);
+    OX_CC_FLOAT_VALUE value{};
+    EXPECT_EQ(CC(OX_CC_GetFloatValue)(handle, "Gain", &value), 0);
+    EXPECT_EQ(CC(OX_CC_SetFloatValue)(handle, "Gain", 1), Status(OX_CC_E_ACCESS_DENIED));
+    EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), Status(OX_CC_E_ACCESS_DENIED));
+    EXPECT_EQ(handle.Stop(), kCallOrder);
+}
+
+} // namespace

@@ -1,0 +1,70 @@
+// VirtualTest.cpp - what only virtual cameras have: their list, and faults that spoil frames.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "tests/providers/conformance/Provider.h"
+#include "tests/support/Files.h"
+
+using namespace ox3d::test;
+
+namespace {
+
+TEST(VirtualList, HasOneEthernetCameraWhenNoneIsNamed) {
+    Plug("");
+    unsetenv("OX3D_VIRTUAL_CAMERAS");
+    const auto cameras = List(OX_CC_GIGE_DEVICE | OX_CC_USB_DEVICE);
+    ASSERT_EQ(cameras.size(), 1U);
+    EXPECT_EQ(cameras[0].nTLayerType, OX_CC_GIGE_DEVICE);
+    EXPECT_STREQ(cameras[0].stGigEInfo.chSerialNumber, "VC00000001");
+}
+
+TEST(VirtualList, HoldsCamerasOfBothTransportsWithTheirPlaceInTheNetwork) {
+    Plug("[camera]\nserial=U1\ntransport = usb\nmanufacturer = Maker\ndevice_version = "
+         "3.1\n[camera]\nserial=E1\n"
+         "ip = 10.1.2.3\nmask = 255.255.0.0\ngateway = 10.1.0.1\nmac = 02:11:22:33:44:55\n");
+    const auto cameras = List(UINT32_MAX);
+    ASSERT_EQ(cameras.size(), 2U);
+    EXPECT_EQ(cameras[0].nMacAddrHigh | cameras[0].nMacAddrLow, 0U);
+    EXPECT_STREQ(cameras[0].stUsb3Info.chSerialNumber, "U1");
+    EXPECT_STREQ(cameras[0].stUsb3Info.chDeviceVersion, "3.1");
+    EXPECT_EQ(cameras[0].stUsb3Info.nBcdUsb, 0x0300U);
+    EXPECT_EQ(cameras[1].nMacAddrHigh, 0x0211U);
+    EXPECT_EQ(cameras[1].nMacAddrLow, 0x22334455U);
+    EXPECT_EQ(cameras[1].stGigEInfo.nCurrentIp, 0x0A010203U);
+    EXPECT_EQ(cameras[1].stGigEInfo.nCurrentSubNetMask, 0xFFFF0000U);
+    EXPECT_EQ(cameras[1].stGigEInfo.nDefaultGateWay, 0x0A010001U);
+    EXPECT_EQ(cameras[1].stGigEInfo.nNetExport >> 8, 0x0A0000U);
+    EXPECT_EQ(List(OX_CC_USB_DEVICE).size(), 1U);
+}
+
+TEST(VirtualList, LeavesOutACameraWithAnErrorAndSaysWhereOnce) {
+    for (const char* expected : {"cameras.ini:4: unknown key 'speed'", ""}) {
+        testing::internal::CaptureStderr();
+        Plug("[camera]\nserial=B1\n[camera]\nspeed = high\n");
+        EXPECT_EQ(List().size(), 1U);
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(*expected == '\0' ? said.empty() : said.find(expected) != said.npos) << said;
+    }
+    setenv("OX3D_VIRTUAL_CAMERAS", "/", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(List().size(), 0U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("cannot be read"));
+}
+
+TEST(VirtualFault, SpoilsFramesWithinTheirMemory) {
+    const CHandle handle("fault = chunk_length 16\nfault = chunk_count 64\nfault = depth_length 99\n");
+    handle.Open();
+    handle.EnableColor();
+    handle.Start();
+    OX_FRAME_OUT frame{};
+    ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
+    EXPECT_EQ(frame.stFrameInfo.nFrameLen, 99U);
+    ASSERT_EQ(frame.stFrameInfo.nUnparsedChunkNum, 64U);
+    EXPECT_EQ(frame.stFrameInfo.pUnparsedChunkContent[0].nChunkLen, 16U);
+    EXPECT_EQ(frame.stFrameInfo.pUnparsedChunkContent[63].pChunkData, nullptr);
+    const CHandle denied("fault = deny_open\n");
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(denied, 1, 0), Status(OX_CC_E_ACCESS_DENIED));
+}
+
+} // namespace
