@@ -1,19 +1,170 @@
-// Pictures: what a person would look for in them.
+// From a delivered frame to pictures, files and figures: what a person would look for in them.
+#include "base/PngFile.h"
+#include "tests/support/Files.h"
+#include "tools/ox3d/ExitCode.h"
+#include "tools/ox3d/commands/Progress.h"
 #include "tools/ox3d/pictures/CloudView.h"
 #include "tools/ox3d/pictures/DepthEdges.h"
 #include "tools/ox3d/pictures/DepthView.h"
+#include "tools/ox3d/pictures/FrameDecode.h"
 #include "tools/ox3d/pictures/Overlay.h"
+#include "tools/ox3d/pictures/Ply.h"
+#include "tools/ox3d/pictures/Results.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <tuple>
 
 namespace ox3d::tool {
 namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// A frame with one image of 2 x 1 pixels over six bytes.
+struct OneImage {
+    explicit OneImage(uint32_t type) {
+        m_frame.nImageCount = 1;
+        m_frame.stImageData[0] = {type, 0, 2, 1, m_bytes, sizeof(m_bytes), 7, 0, 0, {}};
+    }
+    uint8_t m_bytes[6] = {1, 2, 3, 4, 5, 6};
+    OX3D_RGBD_FRAME_DATA m_frame{};
+};
+
+TEST(FrameDecode, ReadsTheChannelsWhereEachFormatKeepsThem) {
+    const std::tuple<uint32_t, Rgb, Rgb> rows[] = {
+        {OX3D_RGBD_PIXEL_RGB8_PLANAR, {1, 3, 5}, {2, 4, 6}},
+        {0x02180014, {1, 2, 3}, {4, 5, 6}},
+        {0x02180015, {3, 2, 1}, {6, 5, 4}},
+        {0x01080001, {1, 1, 1}, {2, 2, 2}},
+    };
+    for (const auto& [format, first, second] : rows) {
+        OneImage one(format);
+        EXPECT_THAT(DecodeColor(one.m_frame).m_samples, ElementsAre(first, second)) << format;
+    }
+    OneImage depth(OX3D_RGBD_PIXEL_DEPTH16);
+    EXPECT_THAT(DecodeDepth(depth.m_frame).m_samples, ElementsAre(0x0201, 0x0403));
+}
+
+TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
+    void (*const lies[])(OX3D_RGBD_FRAME_DATA&) = {
+        [](auto& frame) { frame.stImageData[0].nDataLen = 5; },
+        [](auto& frame) { frame.stImageData[0].nHeight = 2; },
+        [](auto& frame) { frame.stImageData[0].nWidth = frame.stImageData[0].nHeight = 0xFFFFFFFF; },
+        [](auto& frame) { frame.stImageData[0].nWidth = 0; },
+        [](auto& frame) { frame.stImageData[0].pData = nullptr; },
+        [](auto& frame) { frame.nImageCount = 0; },
+    };
+    for (const auto& lie : lies) {
+        OneImage one(OX3D_RGBD_PIXEL_RGB8_PLANAR);
+        lie(one.m_frame);
+        EXPECT_TRUE(DecodeColor(one.m_frame).IsEmpty());
+    }
+    OneImage many(OX3D_RGBD_PIXEL_RGBD);
+    many.m_frame.nImageCount = 1000; // more than the record has room for
+    EXPECT_EQ(FindDepth(many.m_frame), nullptr);
+}
+
+class Results : public ::testing::Test {
+protected:
+    std::string File(const char* name) const { return m_folder.File(name); }
+    test::CTempFolder m_folder;
+};
+
+TEST_F(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
+    GrabbedFrame frame;
+    frame.m_depth = DepthImage(64, 48, 1000);
+    frame.m_depth.At(1, 0) = 0x1234;
+    frame.m_color = RgbImage(64, 48, {10, 20, 30});
+    frame.m_isRegistered = true;
+    frame.m_cloud = {{{0.0F, 0.0F, 1.0F, 0.01F, {}}}, true};
+    EXPECT_THAT(WriteResults(m_folder.Path(), frame), ElementsAre("depth.png", "depth_color.png", "color.png",
+                                                                  "overlay.png", "cloud.ply", "cloud.png"));
+    PngSize size;
+    std::string error;
+    std::vector<uint16_t> depth;
+    std::vector<uint8_t> planes;
+    EXPECT_TRUE(ReadDepthPng(File("depth.png"), &size, &depth, &error)) << error;
+    EXPECT_EQ(depth, frame.m_depth.m_samples);
+    EXPECT_TRUE(ReadColorPng(File("color.png"), &size, &planes, &error)) << error;
+    EXPECT_THAT((std::vector{planes.front(), planes.at(planes.size() / 2), planes.back()}),
+                ElementsAre(10, 20, 30));
+
+    frame.m_isRegistered = false;
+    frame.m_cloud = {};
+    EXPECT_THAT(WriteResults(m_folder.Path(), frame),
+                ElementsAre("depth.png", "depth_color.png", "color.png"));
+    EXPECT_FALSE(std::filesystem::exists(File("overlay.png")) || std::filesystem::exists(File("cloud.ply")));
+}
+
+TEST_F(Results, ThatCannotBeWrittenAreAnError) {
+    const auto codeOf = [](auto&& write) {
+        try {
+            write();
+        } catch (const CToolError& error) {
+            return error.Code();
+        }
+        return EExitCode::Ok;
+    };
+    EXPECT_EQ(codeOf([&] {
+                  WriteResults(m_folder.Path() / "none", {1, DepthImage(9, 9, 1), {}, false, {}});
+              }),
+              EExitCode::File);
+    EXPECT_EQ(codeOf([&] { WritePly("/dev/full", {{CloudPoint()}, true}); }), EExitCode::File);
+}
+
+TEST_F(Results, APlyFileHoldsThePointsInMetresAndTheirColors) {
+    PointCloud cloud = {{{0.5F, -0.25F, 2.0F, 0.0F, {1, 2, 3}}, {1.0F, 2.0F, 3.0F, 0.0F, {4, 5, 6}}}, true};
+    WritePly(File("c.ply"), cloud);
+    EXPECT_THAT(test::ReadFile(File("c.ply")),
+                AllOf(HasSubstr("ply\nformat binary_little_endian 1.0\n"), HasSubstr("\nelement vertex 2\n"),
+                      HasSubstr("float x\nproperty float y\nproperty float z\nproperty uchar red\n"
+                                "property uchar green\nproperty uchar blue\nend_header\n")));
+    // 0.5, -0.25, 2.0 and so on, as they lie in memory.
+    constexpr char kBody[] = "\0\0\0\x3f\0\0\x80\xbe\0\0\0\x40\1\2\3\0\0\x80\x3f\0\0\0\x40\0\0\x40\x40\4\5\6";
+    EXPECT_THAT(test::ReadFile(File("c.ply")),
+                EndsWith("end_header\n" + std::string(kBody, sizeof(kBody) - 1)));
+    cloud.m_hasColor = false;
+    WritePly(File("c.ply"), cloud);
+    EXPECT_THAT(test::ReadFile(File("c.ply")), Not(HasSubstr("uchar")));
+    EXPECT_THAT(test::ReadFile(File("c.ply")),
+                EndsWith("end_header\n" + std::string(kBody, 12) + std::string(kBody + 15, 12)));
+}
+
+TEST(FrameStats, CountsTheGapsInTheFrameNumbers) {
+    const std::pair<std::vector<uint32_t>, uint64_t> rows[] = {
+        {{1, 4}, 2}, {{5, 6}, 0}, {{7, 8, 1, 2}, 0}, {{3, 3}, 0}, {{1, 3, 1, 4}, 3}, {{4294967295U, 1}, 0}};
+    for (const auto& [numbers, lost] : rows) {
+        CFrameStats stats;
+        for (const uint32_t number : numbers) {
+            stats.Add(number, 0.0, {});
+        }
+        EXPECT_EQ(stats.LostFrames(), lost) << "beginning with " << numbers[0] << ", " << numbers[1];
+        EXPECT_EQ(stats.Frames(), numbers.size());
+    }
+}
+
+TEST(FrameStats, SummarisesAllFramesAndFillsABarNoFurtherThanItsEnd) {
+    DepthImage half(10, 1);
+    std::fill_n(half.m_samples.begin(), 5, uint16_t{800});
+    CFrameStats stats;
+    EXPECT_EQ(ProgressLine(stats, 2), "[............................] 0/2  0.0 frames/s  0 lost");
+    stats.Add(1, 100.0, half);
+    EXPECT_EQ(stats.Summary(), "1 frame, 0.0 frames/s, 0 lost, 50.0 % of depth valid");
+    EXPECT_EQ(ProgressLine(stats, 2), "[##############..............] 1/2  0.0 frames/s  0 lost");
+    stats.Add(4, 100.5, DepthImage(10, 1));
+    stats.AddBad();
+    EXPECT_EQ(stats.Summary(),
+              "2 frames, 2.0 frames/s, 2 lost, 25.0 % of depth valid, 1 that could not be assembled");
+    stats.Add(5, 101.0, DepthImage(10, 1));
+    EXPECT_EQ(ProgressLine(stats, 2), "[############################] 3/2  2.0 frames/s  2 lost");
+    EXPECT_EQ(ProgressLine(stats, 0), "3 frames  2.0 frames/s  2 lost");
+}
 
 constexpr uint32_t kWidth = 160;
 constexpr uint32_t kHeight = 120;
@@ -134,36 +285,17 @@ TEST(PointCloud, OfAPointImageLeavesOutWhatIsNoPoint) {
     EXPECT_TRUE(CloudFromPointImage(image).m_points.empty());
 }
 
-// Mean column, from `left` to `right`, of the pixels in which one channel clearly leads; -1 without any.
-double MeanColumn(const RgbImage& picture, uint8_t Rgb::*channel, uint32_t left, uint32_t right) {
-    double sum = 0.0;
-    double count = 0.0;
-    for (uint32_t y = 0; y < picture.m_height; ++y) {
-        for (uint32_t x = left; x < right; ++x) {
-            const Rgb& pixel = picture.At(x, y);
-            const bool leads = pixel.*channel > 150 && pixel.r + pixel.g + pixel.b < 2 * pixel.*channel;
-            sum += leads ? x : 0;
-            count += leads ? 1 : 0;
-        }
-    }
-    return count == 0.0 ? -1.0 : sum / count;
-}
-
-TEST(CloudView, ShowsNearThingsNearerToTheCameraInTheSideView) {
-    DepthImage depth(64, 48, 2000);
-    RgbImage color(64, 48, {10, 10, 255});
-    for (uint32_t y = 20; y < 40; ++y) {
-        std::fill_n(&depth.At(20, y), 20, uint16_t{1000});
-        std::fill_n(&color.At(20, y), 20, Rgb{255, 10, 10});
-    }
+TEST(CloudView, ShowsCloudsOfAnySize) {
     const OX3D_RGBD_CALIB_INFO calib{0, 0, 60.0F, 60.0F, 32.0F, 24.0F, 0, 0, 0, 0, 0, {}};
-    const RgbImage picture = CloudPicture(CloudFromRegistered(depth, &color, calib));
-    const uint32_t border = 901; // between the two views
-    EXPECT_GT(MeanColumn(picture, &Rgb::r, 0, border), 0.0);
-    EXPECT_GT(MeanColumn(picture, &Rgb::b, 0, border), 0.0);
-    const double red = MeanColumn(picture, &Rgb::r, border, picture.m_width);
-    EXPECT_GT(red, border);
-    EXPECT_GT(MeanColumn(picture, &Rgb::b, border, picture.m_width), red + 100);
+    const RgbImage color(64, 48, {10, 10, 255});
+    const RgbImage picture = CloudPicture(CloudFromRegistered(DepthImage(64, 48, 2000), &color, calib));
+    for (const uint32_t left : {0U, 901U}) { // of the two views
+        uint32_t blue = 0;
+        for (uint32_t i = 0; i < 600 * picture.m_height; ++i) {
+            blue += picture.At(left + i % 600, i / 600).b > 200 ? 1 : 0;
+        }
+        EXPECT_GT(blue, 1000U) << left;
+    }
     EXPECT_FALSE(CloudPicture({}).IsEmpty());
     EXPECT_FALSE(CloudPicture({{{0.0F, 0.0F, 1.0F, 0.0F, {}}}, false}).IsEmpty());
 }

@@ -4,7 +4,6 @@
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/PlayedRecording.h"
 
-#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -85,17 +84,6 @@ TEST_F(Provider, PlaysARecordingThatHasDepthAndCalibration) {
     test::WriteFile(m_root / "calibration.xml", "<x/>");
     EXPECT_NO_THROW(CheckRecording(m_root));
     EXPECT_THAT(refusal("/a\n[camera]"), HasSubstr("control characters"));
-}
-
-TEST_F(Provider, FindsTheListOfARecordingAsLongAsItsCameraLives) {
-    std::string list;
-    {
-        const CRecordingCamera camera("/some/folder");
-        list = std::getenv("OX3D_VIRTUAL_CAMERAS");
-        EXPECT_THAT(test::ReadFile(list), HasSubstr("\nrecording = /some/folder\n"));
-    }
-    EXPECT_FALSE(fs::exists(list));
-    unsetenv("OX3D_VIRTUAL_CAMERAS");
 }
 
 } // namespace

@@ -17,8 +17,8 @@ namespace ox3d::tool {
 
 using DeviceRecord = OX3D_RGBD_DEVICE_INFO;
 
-// A text field of a record, read with its bound. What is not printable is shown as '?', so that no camera
-// can send commands to the terminal.
+// A text field of a record, read with its bound. Characters that are not printable become '?', so that no
+// camera can send commands to the terminal.
 std::string PrintableText(const char* field, size_t bytes);
 template <size_t N>
 std::string TextOf(const char (&field)[N]) {

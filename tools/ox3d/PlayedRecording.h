@@ -9,7 +9,7 @@
 
 namespace ox3d::tool {
 
-// Whether a folder looks like a recording; throws CToolError that says what is missing.
+// Throws a CToolError that names the missing part of a folder that does not look like a recording.
 void CheckRecording(const std::filesystem::path& folder);
 
 // The text of the camera list. The folder is absolute.

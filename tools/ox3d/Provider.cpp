@@ -53,7 +53,7 @@ ProviderChoice ChooseDefault(const fs::path& installed, const std::string& libra
     return {names.front(), installed / names.front()};
 }
 
-// What the dynamic linker would take apart or expand cannot be the name of a folder in its path.
+// The dynamic linker would split or expand such a name: it cannot stand in its path.
 void CheckUsableInPath(const fs::path& folder) {
     if (folder.string().find_first_of(":;$") != std::string::npos) {
         ThrowMissing("the folder's name must not contain ':', ';' or '$': " + folder.string());
@@ -134,7 +134,7 @@ void EnterProvider(const ProviderChoice& choice, char** argv) {
 }
 
 std::string WhyNotLoadable(const ProviderChoice& choice) {
-    // Kept open: providers cannot be relied on to survive being closed.
+    // Never closed: a provider cannot be relied on to survive that.
     if (dlopen((choice.m_folder / kLibrary).c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr) {
         return "it does not have all functions that are required of it";
     }

@@ -1,5 +1,5 @@
-// Statuses of the library as text. Codes that only ever pass through from the camera-control library keep
-// their number: their meaning is that library's.
+// Statuses of the library as text. Codes that only ever pass through from the camera-control library stay
+// numbers: their meaning is that library's.
 #include "tools/ox3d/Status.h"
 
 #include <cstdio>

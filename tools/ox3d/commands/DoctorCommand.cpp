@@ -103,7 +103,7 @@ void Print(const Finding& finding) {
     }
 }
 
-// Fills in what the cameras say. Returns why none was asked, empty when one was.
+// Adds the facts of the cameras on the network. Returns why no camera was asked, empty when one was.
 std::string AddCameras(CCameraControl& control, const Arguments& arguments, HostFacts* facts) {
     const ProviderChoice* provider = nullptr;
     try {

@@ -22,14 +22,14 @@ const char* FitText(EFit fit);
 
 std::optional<HostAddress> FindHostAddress(uint32_t ip, const std::vector<HostAddress>& host);
 
-// What the user asks for; what is empty is chosen for him.
+// The user's wishes; an empty one leaves the choice to PlanAddress().
 struct AddressRequest {
     std::string m_ip;
     std::string m_mask;
     std::string m_gateway;
 };
 
-// What the choice is made from; zeros where it is not known.
+// The facts that the choice is made from, 0 where one is not known.
 struct AddressSurroundings {
     Ipv4Network m_host;   // of the interface that saw the camera
     Ipv4Network m_camera; // as it is now

@@ -54,10 +54,10 @@ struct HostFacts {
     std::vector<UsbCameraFacts> m_usbCameras;
     std::string m_tool;                 // this program's own file
     bool m_isPacketSizeFitted = false;  // the camera control fits it to the way when a stream starts
-    std::vector<CameraFacts> m_cameras; // filled by whoever has a camera control
+    std::vector<CameraFacts> m_cameras; // filled where a camera control was entered
 };
 
-// All interfaces of this process's network namespace, as the kernel tells: what files would tell is left.
+// All interfaces of this process's network namespace, as the kernel tells; facts that only files hold are left.
 std::vector<InterfaceFacts> ReadInterfaces();
 
 std::vector<HostAddress> AddressesOf(const std::vector<InterfaceFacts>& interfaces);

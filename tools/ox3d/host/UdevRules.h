@@ -17,7 +17,7 @@ constexpr const char* kUdevRule =
     R"(MODE="0660", GROUP="plugdev", TAG+="uaccess")";
 
 // Whether one of the rules goes by the class of USB3 Vision and changes who may use the device. Rules for
-// the cameras of one vendor are not seen: nobody knows from a rule what it will meet.
+// the cameras of one vendor are not seen: a rule does not tell which cameras it will meet.
 bool CoversUsb3Vision(const std::string& rules);
 
 // The rule file below the root that does; a file hides those of the same name in folders behind its own.

@@ -103,7 +103,7 @@ Vec PositionOf(const CloudPoint& point) {
 }
 
 // On which side of the camera the oblique viewer stands, 1 = right: where things are farther away, so that
-// what is near on the other side shows its face instead of hiding the rest.
+// near things on the other side show their faces instead of hiding the rest.
 float BetterSide(const PointCloud& cloud) {
     double sum[2] = {};
     double count[2] = {1.0e-9, 1.0e-9};

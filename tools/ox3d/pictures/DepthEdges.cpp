@@ -42,8 +42,8 @@ FloatImage InverseWithoutRaster(const DepthImage& depth) {
     return result;
 }
 
-// Fills the gaps of one row or column with the farther of their ends: what a stereo camera cannot see beside
-// a thing lies behind it, so the edge stays at the thing.
+// Fills the gaps of one row or column with the farther of their ends: ground that a stereo camera cannot
+// see beside a thing lies behind it, so the edge stays at the thing.
 void CloseGaps(FloatImage& inverse, size_t first, size_t step, uint32_t count) {
     uint32_t next = 0; // behind the last known sample; 0: none yet
     for (uint32_t i = 0; i < count; ++i) {

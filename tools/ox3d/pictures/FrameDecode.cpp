@@ -1,4 +1,4 @@
-// Images of a delivered frame. What a record says about itself is checked before a byte is read.
+// Images of a delivered frame. A record's own figures are checked before a byte is read.
 #include "tools/ox3d/pictures/FrameDecode.h"
 
 #include <algorithm>

@@ -33,7 +33,7 @@ void CSplatCanvas::Splat(float x, float y, float radius, float distance, Rgb col
     const float r = std::clamp(radius * kFine, 0.5F, kMaxRadius);
     const float cx = x * kFine;
     const float cy = y * kFine;
-    // Also false for what is not a number.
+    // Also false for a NaN.
     if (!(cx >= -r && cy >= -r && cx <= static_cast<float>(m_colors.m_width) + r &&
           cy <= static_cast<float>(m_colors.m_height) + r)) {
         return;
@@ -107,7 +107,7 @@ RgbImage CSplatCanvas::Finish(float unit) const {
 
 void DrawLine(RgbImage& picture, float x0, float y0, float x1, float y1, Rgb color, float opacity) {
     const float length = std::max(std::abs(x1 - x0), std::abs(y1 - y0));
-    if (!(length < 1.0e5F)) { // also true for what is not a number
+    if (!(length < 1.0e5F)) { // also true for a NaN
         return;
     }
     const int steps = std::max(1, static_cast<int>(std::ceil(length)));
