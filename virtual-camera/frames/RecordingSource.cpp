@@ -18,8 +18,10 @@ std::unique_ptr<CFrameSource> CRecordingSource::Create(const FrameSourceConfig& 
 CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, bool loop,
                                    uint64_t maxCacheBytes)
     : m_reader(std::move(reader)), m_loop(loop), m_frames(m_reader->FrameCount()) {
-    const uint64_t depthBytes = uint64_t{DepthWidth()} * DepthHeight() * sizeof(uint16_t);
-    const uint64_t colorBytes = uint64_t{ColorWidth()} * ColorHeight() * 3;
+    const PngSize depth = m_reader->DepthSize();
+    const PngSize color = m_reader->ColorSize();
+    const uint64_t depthBytes = uint64_t{depth.m_width} * depth.m_height * sizeof(uint16_t);
+    const uint64_t colorBytes = uint64_t{color.m_width} * color.m_height * 3;
     m_isCached = (depthBytes + colorBytes) * m_frames.size() <= maxCacheBytes;
 }
 
