@@ -22,6 +22,9 @@ public:
 
     void Lock() OX_ACQUIRE() { m_mutex.lock(); }
     void Unlock() OX_RELEASE() { m_mutex.unlock(); }
+    /// Tells the analysis, where it cannot know, that the calling thread holds the mutex: in a function object that
+    /// runs under it.
+    void AssertHeld() const OX_ASSERT_CAPABILITY() {}
 
 private:
     friend class CCondition;

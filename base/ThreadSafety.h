@@ -21,6 +21,7 @@
 #define OX_TRY_ACQUIRE(...) OX_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define OX_REQUIRES(...) OX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define OX_EXCLUDES(...) OX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
+#define OX_ASSERT_CAPABILITY(...) OX_THREAD_ATTRIBUTE(assert_capability(__VA_ARGS__))
 #define OX_NO_THREAD_SAFETY_ANALYSIS OX_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 #endif

@@ -2,7 +2,7 @@
 #include "bench/Scene.h"
 
 #include "virtual-camera/frames/FrameSource.h"
-#include "virtual-camera/frames/SceneTruth.h"
+#include "virtual-camera/frames/GroundTruth.h"
 
 #include <stdexcept>
 
@@ -35,7 +35,7 @@ DepthScene::DepthScene(Size size) : m_size(size) {
     m_depth.assign(images.m_depth.begin(), images.m_depth.end());
     m_grey.assign(images.m_greyPair.begin(),
                   images.m_greyPair.begin() + static_cast<ptrdiff_t>(size.Pixels()));
-    const ox3d::RgbdCalibration calibration = ox3d::CSceneTruth(config).Calibration();
+    const ox3d::RgbdCalibration calibration = ox3d::CGroundTruth(config).Calibration();
     Take(calibration.m_depth, m_depthCamera);
     Take(calibration.m_color, m_colorCamera);
     for (size_t row = 0; row < 3; ++row) {

@@ -15,9 +15,9 @@ namespace ox3d {
 namespace {
 
 constexpr uint64_t kFirstMac = 0x020000000001; // locally administered
-constexpr double kLeastFps = 0.1;
-constexpr double kMostFps = 240;
-constexpr size_t kMostCameras = 256;
+constexpr double kMinFps = 0.1;
+constexpr double kMaxFps = 240;
+constexpr size_t kMaxCameras = 256;
 
 CameraConfig Numbered(size_t ordinal, const NetworkDefaults& network) {
     CameraConfig config;
@@ -33,9 +33,9 @@ CameraConfig Numbered(size_t ordinal, const NetworkDefaults& network) {
 }
 
 // What the procedural scene can be rendered at.
-bool ReadSize(std::string_view value, uint64_t least, uint64_t most, uint32_t* out) {
+bool ReadSize(std::string_view value, uint64_t min, uint64_t max, uint32_t* out) {
     uint64_t number = 0;
-    if (!ParseUnsigned(value, least, most, &number)) {
+    if (!ParseUnsigned(value, min, max, &number)) {
         return false;
     }
     *out = static_cast<uint32_t>(number);
@@ -143,7 +143,7 @@ constexpr Key kKeys[] = {
     {"cycle", "0 for no cycle, or a number of frames up to 240",
      [](std::string_view v, CameraConfig* c) { return ReadSize(v, 0, 240, &c->m_source.m_cycleFrames); }},
     {"fps", "frames a second from 0.1 to 240",
-     [](std::string_view v, CameraConfig* c) { return ParseReal(v, kLeastFps, kMostFps, &c->m_fps); }},
+     [](std::string_view v, CameraConfig* c) { return ParseReal(v, kMinFps, kMaxFps, &c->m_fps); }},
 };
 
 // Collects the sections of one file.
@@ -187,8 +187,8 @@ private:
         m_current = Numbered(m_sections++, m_network);
         if (line != "[camera]") {
             Error("unknown section " + std::string(line) + ", expected [camera]");
-        } else if (m_sections > kMostCameras) {
-            Error("more than " + std::to_string(kMostCameras) + " cameras");
+        } else if (m_sections > kMaxCameras) {
+            Error("more than " + std::to_string(kMaxCameras) + " cameras");
         }
     }
 

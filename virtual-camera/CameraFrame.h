@@ -30,7 +30,7 @@ struct CameraChunk {
 };
 
 struct CameraFrame {
-    static constexpr uint32_t kMostChunks = 2;
+    static constexpr uint32_t kMaxChunks = 2;
 
     uint32_t m_width = 0;
     uint32_t m_height = 0;
@@ -39,7 +39,7 @@ struct CameraFrame {
     uint64_t m_timestampNs = 0;
     uint32_t m_imageLengthBytes = 0; // what the camera says; never more than m_image holds
     ImageBytes m_image;
-    std::array<CameraChunk, kMostChunks> m_chunks;
+    std::array<CameraChunk, kMaxChunks> m_chunks;
     bool m_isChunked = false;          // chunk mode: on a wire the main image is a chunk as well
     uint32_t m_chunkCount = 0;         // chunks that there are
     uint32_t m_declaredChunkCount = 0; // chunks that the camera says there are

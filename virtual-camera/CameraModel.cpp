@@ -80,17 +80,23 @@ void CCameraModel::FillDefaults() {
                          static_cast<float>(m_config.m_fps));
 }
 
+std::string CCameraModel::Text(EFeature id) const {
+    const MappedFeature* feature = m_features.Find(id);
+    return m_registers.Text(feature->m_address, feature->m_row->m_lengthBytes);
+}
+
+void CCameraModel::SetText(EFeature id, std::string_view text) {
+    const MappedFeature* feature = m_features.Find(id);
+    m_registers.SetText(feature->m_address, feature->m_row->m_lengthBytes, text);
+}
+
 void CCameraModel::FillIdentityRegisters() {
-    const auto setText = [this](EFeature id, std::string_view text) {
-        const MappedFeature* feature = m_features.Find(id);
-        m_registers.SetText(feature->m_address, feature->m_row->m_lengthBytes, text);
-    };
-    setText(EFeature::DeviceVendorName, m_config.m_manufacturer);
-    setText(EFeature::DeviceModelName, m_config.m_model);
-    setText(EFeature::DeviceVersion, m_config.m_deviceVersion);
-    setText(EFeature::DeviceManufacturerInfo, "Virtual RGB-D camera");
-    setText(EFeature::DeviceSerialNumber, m_config.m_serial);
-    setText(EFeature::DeviceUserID, m_config.m_userName);
+    SetText(EFeature::DeviceVendorName, m_config.m_manufacturer);
+    SetText(EFeature::DeviceModelName, m_config.m_model);
+    SetText(EFeature::DeviceVersion, m_config.m_deviceVersion);
+    SetText(EFeature::DeviceManufacturerInfo, "Virtual RGB-D camera");
+    SetText(EFeature::DeviceSerialNumber, m_config.m_serial);
+    SetText(EFeature::DeviceUserID, m_config.m_userName);
     if (m_config.m_transport == ETransport::Usb) {
         FillManifest();
     } else {
@@ -126,19 +132,15 @@ void CCameraModel::FillBootstrapRegisters() {
 }
 
 CameraIdentity CCameraModel::Identity() const {
-    const std::lock_guard lock(m_mutex);
-    const auto text = [this](EFeature id) {
-        const MappedFeature* feature = m_features.Find(id);
-        return m_registers.Text(feature->m_address, feature->m_row->m_lengthBytes);
-    };
+    const CLock lock(m_mutex);
     CameraIdentity identity;
     identity.m_transport = m_config.m_transport;
-    identity.m_vendor = text(EFeature::DeviceVendorName);
-    identity.m_model = text(EFeature::DeviceModelName);
-    identity.m_version = text(EFeature::DeviceVersion);
-    identity.m_info = text(EFeature::DeviceManufacturerInfo);
-    identity.m_serial = text(EFeature::DeviceSerialNumber);
-    identity.m_userName = text(EFeature::DeviceUserID);
+    identity.m_vendor = Text(EFeature::DeviceVendorName);
+    identity.m_model = Text(EFeature::DeviceModelName);
+    identity.m_version = Text(EFeature::DeviceVersion);
+    identity.m_info = Text(EFeature::DeviceManufacturerInfo);
+    identity.m_serial = Text(EFeature::DeviceSerialNumber);
+    identity.m_userName = Text(EFeature::DeviceUserID);
     identity.m_hostIp = m_config.m_hostIp;
     if (m_config.m_transport == ETransport::GigE) {
         identity.m_mac = static_cast<uint64_t>(Value(EFeature::GevMACAddress));
@@ -153,7 +155,7 @@ CameraIdentity CCameraModel::Identity() const {
 }
 
 EModelStatus CCameraModel::Prepare(std::string* error) {
-    const std::lock_guard renderLock(m_renderMutex);
+    const CLock renderLock(m_renderMutex);
     if (m_source != nullptr) {
         return EModelStatus::Ok;
     }
@@ -167,8 +169,9 @@ EModelStatus CCameraModel::Prepare(std::string* error) {
     if (source == nullptr) {
         return EModelStatus::NoData;
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_source = std::move(source);
+    m_sizes = m_source.get();
     if (m_config.m_faults.m_isCalibrationMissing != 0) {
         return EModelStatus::Ok;
     }
@@ -180,22 +183,24 @@ EModelStatus CCameraModel::Prepare(std::string* error) {
     return EModelStatus::Ok;
 }
 
+void CCameraModel::Adopt(EFeature id, const CCameraModel& before) {
+    const MappedFeature* to = m_features.Find(id);
+    const MappedFeature* from = before.m_features.Find(id);
+    if (to != nullptr && from != nullptr && to->SpanBytes() == from->SpanBytes()) {
+        std::vector<uint8_t> bytes(to->SpanBytes());
+        before.m_registers.Read(from->m_address, bytes.data(), bytes.size());
+        m_registers.Write(to->m_address, bytes.data(), bytes.size());
+    }
+}
+
 void CCameraModel::AdoptState(const CCameraModel& before) {
-    const std::scoped_lock lock(m_mutex, before.m_mutex);
-    const auto adopt = [&](EFeature id) {
-        const MappedFeature* to = m_features.Find(id);
-        const MappedFeature* from = before.m_features.Find(id);
-        if (to != nullptr && from != nullptr && to->SpanBytes() == from->SpanBytes()) {
-            std::vector<uint8_t> bytes(to->SpanBytes());
-            before.m_registers.Read(from->m_address, bytes.data(), bytes.size());
-            m_registers.Write(to->m_address, bytes.data(), bytes.size());
-        }
-    };
+    const CLock lock(m_mutex);
+    const CLock lockBefore(before.m_mutex); // this one is new: no thread takes the two the other way round
     if (m_config.m_userName == before.m_config.m_userName) {
-        adopt(EFeature::DeviceUserID);
+        Adopt(EFeature::DeviceUserID, before);
     }
     if (m_config.m_deviceVersion == before.m_config.m_deviceVersion) {
-        adopt(EFeature::DeviceVersion);
+        Adopt(EFeature::DeviceVersion, before);
     }
     if (m_config.m_ip == before.m_config.m_ip && m_config.m_mask == before.m_config.m_mask &&
         m_config.m_gateway == before.m_config.m_gateway) {
@@ -203,7 +208,7 @@ void CCameraModel::AdoptState(const CCameraModel& before) {
                                   EFeature::GevCurrentSubnetMask, EFeature::GevCurrentDefaultGateway,
                                   EFeature::GevPersistentIPAddress, EFeature::GevPersistentSubnetMask,
                                   EFeature::GevPersistentDefaultGateway}) {
-            adopt(id);
+            Adopt(id, before);
         }
     }
     m_files = before.m_files;
@@ -216,20 +221,20 @@ void CCameraModel::AdoptState(const CCameraModel& before) {
 }
 
 void CCameraModel::PowerUp() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_isAcquiring = false;
     m_fileAccess = {};
     ApplySettings(m_userSets[Value(EFeature::UserSetDefault)]);
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 bool CCameraModel::IsPlugged() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return std::chrono::steady_clock::now() >= m_pluggedAt;
 }
 
 uint32_t CCameraModel::PlugCount() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_plugCount;
 }
 
@@ -240,7 +245,7 @@ void CCameraModel::Unplug() {
         std::chrono::steady_clock::now() + std::chrono::milliseconds(m_config.m_faults.m_replugAfterMs);
     m_poweredAt = m_pluggedAt;
     RestartNetwork();
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CCameraModel::Delay() const {
@@ -249,35 +254,36 @@ void CCameraModel::Delay() const {
     }
 }
 
-// Registers that follow from others are brought up to date before anybody reads.
+void CCameraModel::SetFloat(EFeature id, double value) {
+    m_registers.SetFloat(m_features.Find(id)->m_address, static_cast<float>(value));
+}
+
+// Registers that follow from others are brought up to date before they are read.
 void CCameraModel::Refresh() {
     const FrameContent content = Content();
     const FrameSourceConfig& wanted = m_config.m_source;
-    const bool hasSource = m_source != nullptr;
-    const uint32_t width = hasSource ? m_source->DepthWidth() : wanted.m_depthWidth;
-    const uint32_t height = hasSource ? m_source->DepthHeight() : wanted.m_depthHeight;
+    const bool hasSource = m_sizes != nullptr;
+    const uint32_t width = hasSource ? m_sizes->DepthWidth() : wanted.m_depthWidth;
+    const uint32_t height = hasSource ? m_sizes->DepthHeight() : wanted.m_depthHeight;
     SetValue(EFeature::Width, width);
     SetValue(EFeature::WidthMax, width);
     SetValue(EFeature::Height, height);
     SetValue(EFeature::HeightMax, height);
-    SetValue(EFeature::ColorWidth, hasSource ? m_source->ColorWidth() : wanted.m_colorWidth);
-    SetValue(EFeature::ColorHeight, hasSource ? m_source->ColorHeight() : wanted.m_colorHeight);
+    SetValue(EFeature::ColorWidth, hasSource ? m_sizes->ColorWidth() : wanted.m_colorWidth);
+    SetValue(EFeature::ColorHeight, hasSource ? m_sizes->ColorHeight() : wanted.m_colorHeight);
     SetValue(EFeature::PixelFormat, content.m_isGrey ? kPixelMono8 : kPixelDepth);
     SetValue(EFeature::AcquisitionActive, m_isAcquiring);
     if (hasSource) {
         const bool isChunked = Value(EFeature::ChunkModeActive) != 0;
-        SetValue(EFeature::PayloadSize, static_cast<int64_t>(PayloadBytes(*m_source, content, isChunked)));
+        SetValue(EFeature::PayloadSize, static_cast<int64_t>(PayloadBytes(*m_sizes, content, isChunked)));
     }
-    const auto setFloat = [this](EFeature id, double value) {
-        m_registers.SetFloat(m_features.Find(id)->m_address, static_cast<float>(value));
-    };
     const std::chrono::duration<double> poweredFor = std::chrono::steady_clock::now() - m_poweredAt;
     constexpr double kColdC = 34;
     constexpr double kWarmC = 46;
     constexpr double kWarmUpSeconds = 300;
-    setFloat(EFeature::DeviceTemperature,
+    SetFloat(EFeature::DeviceTemperature,
              kWarmC - (kWarmC - kColdC) * std::exp(-poweredFor.count() / kWarmUpSeconds));
-    setFloat(EFeature::ResultingFrameRate, 1e9 / static_cast<double>(Period().count()));
+    SetFloat(EFeature::ResultingFrameRate, 1e9 / static_cast<double>(Period().count()));
     const EnumEntry* file = m_features.EntryByValue(*m_features.Find(EFeature::FileSelector)->m_row,
                                                     Value(EFeature::FileSelector));
     const std::vector<uint8_t>* bytes = m_files.Find(file->m_name);
@@ -295,7 +301,7 @@ FrameContent CCameraModel::Content() const {
     content.m_isGrey = Value(EFeature::ImageMode) == kGreyMode;
     const bool areChunksOn = content.m_isChunked && Value(EFeature::CameraWorkingMode) == kRgbdMode;
     content.m_hasColor =
-        areChunksOn && Raw(enable, kColorSlot) != 0 && (m_source == nullptr || m_source->ColorWidth() > 0);
+        areChunksOn && Raw(enable, kColorSlot) != 0 && (m_sizes == nullptr || m_sizes->ColorWidth() > 0);
     content.m_hasGreyPair =
         areChunksOn && m_config.m_transport == ETransport::Usb && Raw(enable, kPairSlot) != 0;
     return content;

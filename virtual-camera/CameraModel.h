@@ -1,20 +1,19 @@
-// CameraModel.h - the camera itself, whatever carries it: features, registers, files, clock and frames.
+// CameraModel.h - the camera itself, on any transport: features, registers, files, clock and frames.
 //
-// A carrier (a provider inside the process, or a server on the network) owns connections, buffers and
+// A transport (a provider inside the process, or a server on the network) owns connections, buffers and
 // callbacks; the model knows none of them. All functions may be called by any thread. One mutex guards the
-// whole state; it is never held while an image is rendered, and nothing of a carrier's is called under it.
+// whole state; it is never held while an image is rendered, and nothing of a transport's is called under it.
 #ifndef OX3D_VIRTUAL_CAMERA_CAMERA_MODEL_H
 #define OX3D_VIRTUAL_CAMERA_CAMERA_MODEL_H
 
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/Mutex.h"
 #include "virtual-camera/CameraConfig.h"
 #include "virtual-camera/CameraFrame.h"
 #include "virtual-camera/FeatureMap.h"
@@ -47,7 +46,7 @@ struct StringValue {
     uint32_t m_maxLengthBytes = 0;
 };
 
-// What others see of the camera without opening it.
+// What an application sees of the camera without opening it.
 struct CameraIdentity {
     ETransport m_transport = ETransport::GigE;
     std::string m_vendor;
@@ -93,7 +92,7 @@ public:
     EModelStatus Prepare(std::string* error);
     // Takes over what a camera keeps without power, where the new configuration does not say otherwise.
     void AdoptState(const CCameraModel& before);
-    // The settings of the start-up user set. A carrier calls it when somebody takes control.
+    // The settings of the start-up user set. A transport calls it when an application takes control.
     void PowerUp();
     // A camera that is unplugged, or restarts, is another one afterwards: connections note the count.
     bool IsPlugged() const;
@@ -125,10 +124,10 @@ public:
     EModelStatus WriteMemory(uint64_t address, const void* in, uint64_t lengthBytes);
     // Whether there are registers in the whole range, readable or not.
     bool HasMemory(uint64_t address, uint64_t lengthBytes) const;
-    // What only the carrier knows (who has control, which ports are open), past the access rules and without
-    // the features' consequences.
-    int64_t CarrierValue(EFeature id) const;
-    void SetCarrierValue(EFeature id, int64_t value);
+    // What only the transport knows (which application has control, which ports are open), past the access rules
+    // and without the features' consequences.
+    int64_t TransportValue(EFeature id) const;
+    void SetTransportValue(EFeature id, int64_t value);
 
     // ---- Settings as text (CameraModel_Settings.cpp) ----
 
@@ -167,81 +166,87 @@ private:
         uint64_t m_sourceIndex = 0;
     };
 
-    // Everything below expects m_mutex to be held, unless it says otherwise.
-    void Delay() const; // without the lock
-    void FillIdentityRegisters();
-    void FillManifest();
-    void FillBootstrapRegisters();
-    void FillDefaults();
-    void Refresh();
-    void Unplug();
-    FrameContent Content() const;
+    void Delay() const OX_EXCLUDES(m_mutex);
+    void FillIdentityRegisters() OX_REQUIRES(m_mutex);
+    void FillManifest() OX_REQUIRES(m_mutex);
+    void FillBootstrapRegisters() OX_REQUIRES(m_mutex);
+    void FillDefaults() OX_REQUIRES(m_mutex);
+    void Refresh() OX_REQUIRES(m_mutex);
+    void SetFloat(EFeature id, double value) OX_REQUIRES(m_mutex);
+    std::string Text(EFeature id) const OX_REQUIRES(m_mutex);
+    void SetText(EFeature id, std::string_view text) OX_REQUIRES(m_mutex);
+    void Adopt(EFeature id, const CCameraModel& before) OX_REQUIRES(m_mutex, before.m_mutex);
+    void Unplug() OX_REQUIRES(m_mutex);
+    FrameContent Content() const OX_REQUIRES(m_mutex);
 
-    uint32_t SlotOf(const MappedFeature& feature) const;
-    uint64_t Raw(const MappedFeature& feature, uint32_t slot) const;
-    void StoreRaw(const MappedFeature& feature, uint32_t slot, uint64_t value);
-    int64_t Value(EFeature id) const;
-    void SetValue(EFeature id, int64_t value);
-    float Float(EFeature id) const;
-    bool IsLocked(const FeatureRow& row) const;
+    uint32_t SlotOf(const MappedFeature& feature) const OX_REQUIRES(m_mutex);
+    uint64_t Raw(const MappedFeature& feature, uint32_t slot) const OX_REQUIRES(m_mutex);
+    void StoreRaw(const MappedFeature& feature, uint32_t slot, uint64_t value) OX_REQUIRES(m_mutex);
+    int64_t Value(EFeature id) const OX_REQUIRES(m_mutex);
+    void SetValue(EFeature id, int64_t value) OX_REQUIRES(m_mutex);
+    float Float(EFeature id) const OX_REQUIRES(m_mutex);
+    bool IsLocked(const FeatureRow& row) const OX_REQUIRES(m_mutex);
     EModelStatus Lookup(std::string_view name, EFeatureType type, const MappedFeature** out) const;
     EModelStatus CheckValue(const FeatureRow& row, uint64_t raw) const;
-    EModelStatus Write(const MappedFeature& feature, uint32_t slot, uint64_t raw);
-    EModelStatus SetNumber(std::string_view name, EFeatureType type, uint64_t raw);
-    EModelStatus OnWritten(EFeature id);
+    EModelStatus Write(const MappedFeature& feature, uint32_t slot, uint64_t raw) OX_REQUIRES(m_mutex);
+    EModelStatus SetNumber(std::string_view name, EFeatureType type, uint64_t raw) OX_EXCLUDES(m_mutex);
+    EModelStatus OnWritten(EFeature id) OX_REQUIRES(m_mutex);
 
     struct MemoryWrite;
     EModelStatus PlanWrites(uint64_t address, const uint8_t* in, uint64_t lengthBytes,
-                            std::vector<MemoryWrite>* plan) const;
+                            std::vector<MemoryWrite>* plan) const OX_REQUIRES(m_mutex);
     EModelStatus PlanWrite(const MappedFeature& feature, uint32_t slot, uint64_t address, const uint8_t* in,
-                           uint64_t lengthBytes, std::vector<MemoryWrite>* plan) const;
+                           uint64_t lengthBytes, std::vector<MemoryWrite>* plan) const OX_REQUIRES(m_mutex);
 
-    Settings TakeSettings() const;
-    void ApplySettings(const Settings& settings);
-    std::string ValueText(const MappedFeature& feature, uint32_t slot) const;
-    EModelStatus SetFromText(const MappedFeature& feature, std::string_view text);
-    EModelStatus UserSetCommand(EFeature command);
+    Settings TakeSettings() const OX_REQUIRES(m_mutex);
+    void ApplySettings(const Settings& settings) OX_REQUIRES(m_mutex);
+    std::string ValueText(const MappedFeature& feature, uint32_t slot) const OX_REQUIRES(m_mutex);
+    EModelStatus SetFromText(const MappedFeature& feature, std::string_view text) OX_REQUIRES(m_mutex);
+    EModelStatus UserSetCommand(EFeature command) OX_REQUIRES(m_mutex);
 
-    EModelStatus StartAcquisition();
-    EModelStatus Trigger();
-    EModelStatus RunFileOperation();
-    void BumpVersion();
-    void RestartNetwork();
-    CFrameClock::Duration Period() const;
-    CFrameClock::Duration ExposureTime() const;
-    std::optional<Time> NextDue(bool isTriggered) const;
-    void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure);
-    bool IsDropped(uint32_t number) const;
-    bool IsNotified(ECameraEvent event) const;
-    bool Render(const Exposure& exposure, CameraFrame* frame); // without the lock
-    bool HasSourceEnded(const Exposure& exposure);             // without the lock
+    EModelStatus StartAcquisition() OX_REQUIRES(m_mutex);
+    EModelStatus Trigger() OX_REQUIRES(m_mutex);
+    EModelStatus RunFileOperation() OX_REQUIRES(m_mutex);
+    void BumpVersion() OX_REQUIRES(m_mutex);
+    void RestartNetwork() OX_REQUIRES(m_mutex);
+    CFrameClock::Duration Period() const OX_REQUIRES(m_mutex);
+    CFrameClock::Duration ExposureTime() const OX_REQUIRES(m_mutex);
+    std::optional<Time> NextDue(bool isTriggered) const OX_REQUIRES(m_mutex);
+    void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure)
+        OX_REQUIRES(m_mutex);
+    bool IsDropped(uint32_t number) const OX_REQUIRES(m_mutex);
+    bool IsNotified(ECameraEvent event) const OX_REQUIRES(m_mutex);
+    bool Render(const Exposure& exposure, CameraFrame* frame) OX_EXCLUDES(m_mutex);
+    bool HasSourceEnded(const Exposure& exposure) OX_EXCLUDES(m_mutex);
 
     const CameraConfig m_config;
     const SourceFactory m_makeSource;
     const CFeatureMap m_features;
     const std::string m_xml;
 
-    mutable std::mutex m_mutex;
-    std::condition_variable_any m_changed; // acquisition, trigger, rate or plug
-    CRegisterFile m_registers;
-    CFileStore m_files;
-    CFileAccess m_fileAccess;
-    Settings m_userSets[3];
-    Time m_clockStart;
-    Time m_poweredAt;
+    mutable CMutex m_mutex;
+    CCondition m_changed; // acquisition, trigger, rate or plug
+    CRegisterFile m_registers OX_GUARDED_BY(m_mutex);
+    CFileStore m_files OX_GUARDED_BY(m_mutex);
+    CFileAccess m_fileAccess OX_GUARDED_BY(m_mutex);
+    Settings m_userSets[3] OX_GUARDED_BY(m_mutex);
+    Time m_clockStart OX_GUARDED_BY(m_mutex);
+    Time m_poweredAt OX_GUARDED_BY(m_mutex);
 
-    bool m_isAcquiring = false;
-    bool m_hasSourceEnded = false;
-    uint32_t m_frameNumber = 0; // of this start
-    uint32_t m_framesLeft = 0;  // 0: without end
-    CFrameClock m_clock;
-    uint32_t m_plugCount = 0;
-    uint32_t m_unplugFaults = 0;
-    Time m_pluggedAt;
+    bool m_isAcquiring OX_GUARDED_BY(m_mutex) = false;
+    bool m_hasSourceEnded OX_GUARDED_BY(m_mutex) = false;
+    uint32_t m_frameNumber OX_GUARDED_BY(m_mutex) = 0; // of this start
+    uint32_t m_framesLeft OX_GUARDED_BY(m_mutex) = 0;  // 0: without end
+    CFrameClock m_clock OX_GUARDED_BY(m_mutex);
+    uint32_t m_plugCount OX_GUARDED_BY(m_mutex) = 0;
+    uint32_t m_unplugFaults OX_GUARDED_BY(m_mutex) = 0;
+    Time m_pluggedAt OX_GUARDED_BY(m_mutex);
+    const CFrameSource*
+        m_sizes OX_GUARDED_BY(m_mutex) = nullptr; // the source, for its sizes: they never change
 
-    std::mutex m_renderMutex;               // the source and its images; taken without m_mutex or before it
-    std::unique_ptr<CFrameSource> m_source; // set once, under both mutexes
-    FrameImages m_images;
+    CMutex m_renderMutex;                                                // taken without m_mutex or before it
+    std::unique_ptr<CFrameSource> m_source OX_GUARDED_BY(m_renderMutex); // set once
+    FrameImages m_images OX_GUARDED_BY(m_renderMutex);
 };
 
 } // namespace ox3d

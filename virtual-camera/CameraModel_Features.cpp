@@ -115,7 +115,7 @@ EModelStatus CCameraModel::Write(const MappedFeature& feature, uint32_t slot, ui
 
 EModelStatus CCameraModel::SetNumber(std::string_view name, EFeatureType type, uint64_t raw) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, type, &feature);
     return status == EModelStatus::Ok ? Write(*feature, SlotOf(*feature), raw) : status;
@@ -137,19 +137,19 @@ EModelStatus CCameraModel::OnWritten(EFeature id) {
         return StartAcquisition();
     case EFeature::AcquisitionStop:
         m_isAcquiring = false;
-        m_changed.notify_all();
+        m_changed.NotifyAll();
         return EModelStatus::Ok;
     case EFeature::TriggerSoftware:
         return Trigger();
     case EFeature::TriggerMode:
     case EFeature::TriggerSource:
         m_clock.DropTriggers();
-        m_changed.notify_all();
+        m_changed.NotifyAll();
         return EModelStatus::Ok;
     case EFeature::AcquisitionFrameRate:
     case EFeature::AcquisitionFrameRateEnable:
     case EFeature::ExposureTime:
-        m_changed.notify_all();
+        m_changed.NotifyAll();
         return EModelStatus::Ok;
     case EFeature::UserSetLoad:
     case EFeature::UserSetSave:
@@ -165,7 +165,7 @@ EModelStatus CCameraModel::OnWritten(EFeature id) {
 
 EModelStatus CCameraModel::GetInteger(std::string_view name, IntegerValue* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::Integer, &feature);
     if (status == EModelStatus::Ok) {
@@ -182,7 +182,7 @@ EModelStatus CCameraModel::SetInteger(std::string_view name, int64_t value) {
 
 EModelStatus CCameraModel::GetFloat(std::string_view name, FloatValue* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::Float, &feature);
     if (status == EModelStatus::Ok) {
@@ -200,7 +200,7 @@ EModelStatus CCameraModel::SetFloat(std::string_view name, float value) {
 
 EModelStatus CCameraModel::GetEnum(std::string_view name, EnumValue* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::Enumeration, &feature);
     if (status == EModelStatus::Ok) {
@@ -227,7 +227,7 @@ EModelStatus CCameraModel::SetEnumByName(std::string_view name, std::string_view
 
 EModelStatus CCameraModel::GetString(std::string_view name, StringValue* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::String, &feature);
     if (status == EModelStatus::Ok) {
@@ -239,7 +239,7 @@ EModelStatus CCameraModel::GetString(std::string_view name, StringValue* out) {
 
 EModelStatus CCameraModel::SetString(std::string_view name, std::string_view value) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::String, &feature);
     if (status != EModelStatus::Ok) {
@@ -257,7 +257,7 @@ EModelStatus CCameraModel::SetString(std::string_view name, std::string_view val
 
 EModelStatus CCameraModel::GetBoolean(std::string_view name, bool* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = nullptr;
     const EModelStatus status = Lookup(name, EFeatureType::Boolean, &feature);
     if (status == EModelStatus::Ok) {
@@ -286,7 +286,7 @@ EModelStatus CCameraModel::TypeOf(std::string_view name, EFeatureType* out) cons
 
 EModelStatus CCameraModel::AccessOf(std::string_view name, EAccess* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const MappedFeature* feature = m_features.Find(name);
     if (feature == nullptr) {
         return EModelStatus::UnknownFeature;

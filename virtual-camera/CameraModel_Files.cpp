@@ -21,7 +21,7 @@ bool IsHostAddress(uint32_t ip) {
 
 EModelStatus CCameraModel::ReadFile(std::string_view name, std::vector<uint8_t>* out) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const std::vector<uint8_t>* bytes = m_files.Find(name);
     if (bytes == nullptr) {
         const bool isExpected = name == kCalibrationFile || name == kSystemCalibrationFile;
@@ -33,7 +33,7 @@ EModelStatus CCameraModel::ReadFile(std::string_view name, std::vector<uint8_t>*
 
 EModelStatus CCameraModel::WriteFile(std::string_view name, std::vector<uint8_t> bytes) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const EModelStatus status = m_files.Write(name, std::move(bytes));
     if (status == EModelStatus::Ok && name == kFirmwareFile) {
         BumpVersion();
@@ -42,7 +42,7 @@ EModelStatus CCameraModel::WriteFile(std::string_view name, std::vector<uint8_t>
 }
 
 void CCameraModel::InstallFirmware() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     BumpVersion();
 }
 
@@ -93,7 +93,7 @@ EModelStatus CCameraModel::RunFileOperation() {
 }
 
 EModelStatus CCameraModel::ForceIp(uint32_t ip, uint32_t mask, uint32_t gateway) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_config.m_transport != ETransport::GigE || !IsHostAddress(ip) || !IsMask(mask)) {
         return EModelStatus::Argument;
     }
@@ -110,7 +110,7 @@ EModelStatus CCameraModel::ForceIp(uint32_t ip, uint32_t mask, uint32_t gateway)
 }
 
 EModelStatus CCameraModel::SetIpMode(uint32_t mode) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const bool isKnown = mode == kIpModePersistent || mode == kIpModeDhcp || mode == kIpModeLinkLocal;
     if (m_config.m_transport != ETransport::GigE || !isKnown) {
         return EModelStatus::Argument;
@@ -121,7 +121,7 @@ EModelStatus CCameraModel::SetIpMode(uint32_t mode) {
 }
 
 void CCameraModel::RenewIp() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     RestartNetwork();
 }
 

@@ -1,6 +1,5 @@
 // CameraModel_Frames.cpp - acquisition: when a frame is taken, which number it gets and what it holds.
 #include <algorithm>
-#include <utility>
 
 #include "virtual-camera/CameraModel.h"
 
@@ -29,12 +28,12 @@ CFrameClock::Duration CCameraModel::Period() const {
 }
 
 CFrameClock::Duration CCameraModel::FramePeriod() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return Period();
 }
 
 bool CCameraModel::IsEventOn(ECameraEvent event) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return IsNotified(event);
 }
 
@@ -43,7 +42,7 @@ bool CCameraModel::IsNotified(ECameraEvent event) const {
 }
 
 uint64_t CCameraModel::TimestampNs() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return static_cast<uint64_t>((Clock::now() - m_clockStart).count());
 }
 
@@ -67,7 +66,7 @@ EModelStatus CCameraModel::StartAcquisition() {
     m_hasSourceEnded = false;
     m_frameNumber = 0;
     m_clock.Start(Clock::now());
-    m_changed.notify_all();
+    m_changed.NotifyAll();
     return EModelStatus::Ok;
 }
 
@@ -79,7 +78,7 @@ EModelStatus CCameraModel::Trigger() {
     if (m_isAcquiring && !m_clock.Trigger(Clock::now())) {
         return EModelStatus::Access;
     }
-    m_changed.notify_all();
+    m_changed.NotifyAll();
     return EModelStatus::Ok;
 }
 
@@ -114,7 +113,7 @@ void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* fra
 }
 
 bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
-    const std::lock_guard lock(m_renderMutex);
+    const CLock lock(m_renderMutex);
     const FrameContent& content = exposure.m_content;
     if (m_source == nullptr ||
         !m_source->Render(exposure.m_sourceIndex, content.m_hasColor, content.NeedsGreyPair(), &m_images) ||
@@ -126,12 +125,16 @@ bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
 }
 
 bool CCameraModel::HasSourceEnded(const Exposure& exposure) {
-    const std::lock_guard lock(m_renderMutex);
+    const CLock lock(m_renderMutex);
     return m_source == nullptr || m_source->HasEnded(exposure.m_sourceIndex);
 }
 
 ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame) {
-    std::unique_lock lock(m_mutex);
+    const std::stop_callback wake(stop, [this] {
+        const CLock lock(m_mutex);
+        m_changed.NotifyAll();
+    });
+    CLock lock(m_mutex);
     const FaultSet& faults = m_config.m_faults;
     while (!stop.stop_requested()) {
         if (plugCount != m_plugCount) {
@@ -141,10 +144,8 @@ ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& st
         const std::optional<Time> due = NextDue(isTriggered);
         const Time now = Clock::now();
         if (!due || now < *due) {
-            // Every change wakes the wait and all is looked at anew; a spurious wake-up does no harm.
-            const Time until = due.value_or(now + std::chrono::hours(1));
-            bool isAwake = false;
-            m_changed.wait_until(lock, stop, until, [&isAwake] { return std::exchange(isAwake, true); });
+            // Every change ends the wait, and all is looked at anew.
+            m_changed.WaitUntil(m_mutex, due.value_or(now + std::chrono::hours(1)));
             continue;
         }
         const bool isWorn = faults.m_unplugTimes != 0 && m_unplugFaults >= faults.m_unplugTimes;
@@ -158,13 +159,13 @@ ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& st
         if (IsDropped(frame->m_number)) {
             continue;
         }
-        lock.unlock();
+        lock.Unlock();
         if (Render(exposure, frame)) {
             return ENextFrame::Frame;
         }
         // A frame that cannot be had is a lost one: its number is missing, the next has its chance.
         const bool hasEnded = HasSourceEnded(exposure);
-        lock.lock();
+        lock.Lock();
         m_hasSourceEnded = hasEnded;
     }
     return ENextFrame::Stopped;

@@ -17,7 +17,7 @@ struct CCameraModel::MemoryWrite {
 
 EModelStatus CCameraModel::ReadMemory(uint64_t address, void* out, uint64_t lengthBytes) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_registers.Contains(address, lengthBytes)) {
         return EModelStatus::Argument;
     }
@@ -27,17 +27,17 @@ EModelStatus CCameraModel::ReadMemory(uint64_t address, void* out, uint64_t leng
 }
 
 bool CCameraModel::HasMemory(uint64_t address, uint64_t lengthBytes) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_registers.Contains(address, lengthBytes);
 }
 
-int64_t CCameraModel::CarrierValue(EFeature id) const {
-    const std::lock_guard lock(m_mutex);
+int64_t CCameraModel::TransportValue(EFeature id) const {
+    const CLock lock(m_mutex);
     return Value(id);
 }
 
-void CCameraModel::SetCarrierValue(EFeature id, int64_t value) {
-    const std::lock_guard lock(m_mutex);
+void CCameraModel::SetTransportValue(EFeature id, int64_t value) {
+    const CLock lock(m_mutex);
     SetValue(id, value);
 }
 
@@ -102,7 +102,7 @@ EModelStatus CCameraModel::PlanWrites(uint64_t address, const uint8_t* in, uint6
 
 EModelStatus CCameraModel::WriteMemory(uint64_t address, const void* in, uint64_t lengthBytes) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_registers.Contains(address, lengthBytes)) {
         return EModelStatus::Argument;
     }

@@ -36,7 +36,7 @@ void CCameraModel::ApplySettings(const Settings& settings) {
         }
     }
     m_clock.DropTriggers();
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 EModelStatus CCameraModel::UserSetCommand(EFeature command) {
@@ -69,7 +69,7 @@ std::string CCameraModel::ValueText(const MappedFeature& feature, uint32_t slot)
 
 std::string CCameraModel::SaveFeatures() {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::string text = kHeader;
     const auto line = [&text](const MappedFeature& feature, const std::string& value) {
         text += feature.m_row->m_name + ("=" + value) + "\n";
@@ -119,7 +119,7 @@ EModelStatus CCameraModel::SetFromText(const MappedFeature& feature, std::string
 
 EModelStatus CCameraModel::LoadFeatures(std::string_view text, std::string* where) {
     Delay();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const Settings before = TakeSettings();
     for (size_t number = 1; !text.empty(); ++number) {
         const size_t end = std::min(text.find('\n'), text.size());

@@ -6,22 +6,22 @@
 namespace ox3d {
 namespace {
 
-constexpr uint32_t kMostFrames = 1000000000;
-constexpr uint32_t kMostMs = 600000;
-constexpr uint32_t kMostChunks = 64; // so many records stand behind a false chunk count
+constexpr uint32_t kMaxFrames = 1000000000;
+constexpr uint32_t kMaxMs = 600000;
+constexpr uint32_t kMaxChunks = 64; // so many records stand behind a false chunk count
 
 constexpr FaultRow kFaults[] = {
-    {"unplug_after", &FaultSet::m_unplugAfterFrames, 0, kMostFrames, true},
-    {"unplug_times", &FaultSet::m_unplugTimes, 1, kMostFrames, true},
-    {"replug_after", &FaultSet::m_replugAfterMs, 0, kMostMs, true},
-    {"drop_every", &FaultSet::m_dropEvery, 2, kMostFrames, true},
-    {"stall_at", &FaultSet::m_stallAtFrame, 1, kMostFrames, true},
-    {"stall_for", &FaultSet::m_stallForMs, 1, kMostMs, true},
+    {"unplug_after", &FaultSet::m_unplugAfterFrames, 0, kMaxFrames, true},
+    {"unplug_times", &FaultSet::m_unplugTimes, 1, kMaxFrames, true},
+    {"replug_after", &FaultSet::m_replugAfterMs, 0, kMaxMs, true},
+    {"drop_every", &FaultSet::m_dropEvery, 2, kMaxFrames, true},
+    {"stall_at", &FaultSet::m_stallAtFrame, 1, kMaxFrames, true},
+    {"stall_for", &FaultSet::m_stallForMs, 1, kMaxMs, true},
     {"chunk_length", &FaultSet::m_chunkLengthBytes, 0, INT32_MAX, true},
-    {"chunk_count", &FaultSet::m_chunkCount, 0, kMostChunks, true},
+    {"chunk_count", &FaultSet::m_chunkCount, 0, kMaxChunks, true},
     {"no_chunk_list", &FaultSet::m_isChunkListMissing, 1, 1, false},
     {"depth_length", &FaultSet::m_depthLengthBytes, 0, INT32_MAX, true},
-    {"bad_every", &FaultSet::m_badEvery, 1, kMostFrames, true},
+    {"bad_every", &FaultSet::m_badEvery, 1, kMaxFrames, true},
     {"deny_open", &FaultSet::m_isOpenDenied, 1, 1, false},
     {"deny_start", &FaultSet::m_isStartDenied, 1, 1, false},
     {"no_calibration", &FaultSet::m_isCalibrationMissing, 1, 1, false},
@@ -29,10 +29,10 @@ constexpr FaultRow kFaults[] = {
     {"reboot_on_firmware", &FaultSet::m_rebootsOnFirmware, 1, 1, false},
     {"drop_packets", &FaultSet::m_dropPerMille, 0, 1000, true},
     {"reorder_packets", &FaultSet::m_reorderPerMille, 0, 1000, true},
-    {"truncate_frame", &FaultSet::m_truncateFrame, 1, kMostFrames, true},
-    {"silent_after", &FaultSet::m_silentAfterMs, 0, kMostMs, true},
-    {"silent_for", &FaultSet::m_silentForMs, 1, kMostMs, true},
-    {"reboot_after", &FaultSet::m_rebootAfterMs, 1, kMostMs, true},
+    {"truncate_frame", &FaultSet::m_truncateFrame, 1, kMaxFrames, true},
+    {"silent_after", &FaultSet::m_silentAfterMs, 0, kMaxMs, true},
+    {"silent_for", &FaultSet::m_silentForMs, 1, kMaxMs, true},
+    {"reboot_after", &FaultSet::m_rebootAfterMs, 1, kMaxMs, true},
     {"claim_chunk_length", &FaultSet::m_claimedChunkLengthBytes, 0, INT32_MAX, true},
     {"broken_xml", &FaultSet::m_isXmlBroken, 1, 1, false},
 };

@@ -6,10 +6,10 @@
 namespace ox3d {
 namespace {
 
-constexpr size_t kMostNameBytes = 64;
+constexpr size_t kMaxNameBytes = 64;
 
 bool IsFileName(std::string_view name) {
-    return !name.empty() && name.size() <= kMostNameBytes &&
+    return !name.empty() && name.size() <= kMaxNameBytes &&
            std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c <= '~' && c != '/'; });
 }
 
@@ -25,7 +25,7 @@ EModelStatus CFileStore::CheckRoom(std::string_view name, uint64_t sizeBytes) co
         return EModelStatus::Argument;
     }
     const bool isNew = m_files.find(name) == m_files.end();
-    const bool isTooMuch = sizeBytes > kMostBytes || (isNew && m_files.size() >= kMostFiles);
+    const bool isTooMuch = sizeBytes > kMaxBytes || (isNew && m_files.size() >= kMaxFiles);
     return isTooMuch ? EModelStatus::Full : EModelStatus::Ok;
 }
 
@@ -39,7 +39,7 @@ EModelStatus CFileStore::Write(std::string_view name, std::vector<uint8_t> bytes
 
 EModelStatus CFileStore::WriteAt(std::string_view name, uint64_t offset, const uint8_t* bytes,
                                  uint64_t lengthBytes) {
-    if (offset > kMostBytes || lengthBytes > kMostBytes) {
+    if (offset > kMaxBytes || lengthBytes > kMaxBytes) {
         return EModelStatus::Full;
     }
     const EModelStatus status = CheckRoom(name, offset + lengthBytes);

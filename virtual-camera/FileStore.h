@@ -18,8 +18,8 @@ constexpr const char* kFirmwareFile = "DeviceFirmware";
 
 class CFileStore {
 public:
-    static constexpr size_t kMostFiles = 64;
-    static constexpr uint64_t kMostBytes = 64u << 20; // of one file
+    static constexpr size_t kMaxFiles = 64;
+    static constexpr uint64_t kMaxBytes = 64u << 20; // of one file
 
     const std::vector<uint8_t>* Find(std::string_view name) const;
     EModelStatus Write(std::string_view name, std::vector<uint8_t> bytes);

@@ -15,7 +15,7 @@ class CFrameClock {
 public:
     using Time = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::nanoseconds;
-    static constexpr uint32_t kMostPendingTriggers = 1000;
+    static constexpr uint32_t kMaxPendingTriggers = 1000;
 
     // The first frame is due one period after the start: a camera exposes first.
     void Start(Time now) {
@@ -24,7 +24,7 @@ public:
     }
     // False when too many triggers wait already.
     bool Trigger(Time now) {
-        if (m_pendingTriggers >= kMostPendingTriggers) {
+        if (m_pendingTriggers >= kMaxPendingTriggers) {
             return false;
         }
         if (m_pendingTriggers++ == 0) {

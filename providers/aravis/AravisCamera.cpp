@@ -21,12 +21,12 @@ bool HasDescription(ArvDevice* device) {
 } // namespace
 
 OX_CC_DEVICE_INFO CAravisCamera::Now() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_record;
 }
 
 void CAravisCamera::Update(const OX_CC_DEVICE_INFO& record) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_record = record;
 }
 
@@ -54,7 +54,7 @@ int CAravisCamera::Connect(CObject<ArvDevice> device, const CameraPath& path, ui
     return kOk;
 }
 
-void CAravisCamera::Give(const std::shared_ptr<CConnection>& connection) {
+void CAravisCamera::Close(const std::shared_ptr<CConnection>& connection) {
     std::static_pointer_cast<CAravisConnection>(connection)->Release();
 }
 
@@ -70,7 +70,7 @@ int CUsbCamera::CheckForNetwork() const {
     return Code(OX_CC_E_SUPPORT);
 }
 
-int CUsbCamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CUsbCamera::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
                      std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);
@@ -87,8 +87,8 @@ int CUsbCamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>
     return code;
 }
 
-void CUsbCamera::Give(const std::shared_ptr<CConnection>& connection) {
-    CAravisCamera::Give(connection);
+void CUsbCamera::Close(const std::shared_ptr<CConnection>& connection) {
+    CAravisCamera::Close(connection);
     NoteUsbDevice(Now(), false);
 }
 

@@ -3,8 +3,8 @@
 #define OX3D_ARAVIS_ARAVIS_CAMERA_H
 
 #include <atomic>
-#include <mutex>
 
+#include "base/Mutex.h"
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/GvcpClient.h"
 #include "providers/common/Camera.h"
@@ -16,7 +16,7 @@ public:
     explicit CAravisCamera(const OX_CC_DEVICE_INFO& record) : m_record(record) {}
 
     OX_CC_DEVICE_INFO Record(const OX_CC_DEVICE_INFO& listed) const override;
-    void Give(const std::shared_ptr<CConnection>& connection) override;
+    void Close(const std::shared_ptr<CConnection>& connection) override;
     NodeMaker Nodes() const override;
 
 protected:
@@ -27,8 +27,8 @@ protected:
                 uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const;
 
 private:
-    mutable std::mutex m_mutex; // the record, which changes with the camera's address
-    OX_CC_DEVICE_INFO m_record;
+    mutable CMutex m_mutex;
+    OX_CC_DEVICE_INFO m_record OX_GUARDED_BY(m_mutex); // changes with the camera's address
 };
 
 class CGigECamera final : public CAravisCamera {
@@ -37,12 +37,12 @@ public:
 
     bool IsAccessible(uint32_t accessMode) const override;
     int CheckForNetwork() const override;
-    int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
     int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
                 const uint32_t* maskAndGateway) override;
     int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;
-    int SetResend(bool isOn, uint32_t mostPercent, uint32_t timeoutMs) override;
+    int SetResend(bool isOn, uint32_t maxPercent, uint32_t timeoutMs) override;
     void SetControlTimeout(uint32_t timeoutMs) override;
 
 private:
@@ -56,10 +56,10 @@ private:
                      uint32_t gateway) const;
 
     std::atomic<uint32_t> m_controlTimeoutMs{CGvcpClient::kDefaultTimeoutMs};
-    std::mutex m_settingsMutex; // the members below
-    ResendSettings m_resend;
-    std::weak_ptr<CAravisConnection> m_connection;
-    bool m_isStaticPending = false;
+    CMutex m_settingsMutex;
+    ResendSettings m_resend OX_GUARDED_BY(m_settingsMutex);
+    std::weak_ptr<CAravisConnection> m_connection OX_GUARDED_BY(m_settingsMutex);
+    bool m_isStaticPending OX_GUARDED_BY(m_settingsMutex) = false;
 };
 
 class CUsbCamera final : public CAravisCamera {
@@ -68,9 +68,9 @@ public:
 
     bool IsAccessible(uint32_t accessMode) const override;
     int CheckForNetwork() const override;
-    int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
-    void Give(const std::shared_ptr<CConnection>& connection) override;
+    void Close(const std::shared_ptr<CConnection>& connection) override;
     int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
                 const uint32_t* maskAndGateway) override;
     int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) override;

@@ -17,9 +17,9 @@ namespace ox3d {
 namespace {
 
 // Jumbo frames are what a good wire carries; loopback's enormous ones only make a lost packet dearer.
-constexpr uint32_t kMostPacketBytes = 9000;
+constexpr uint32_t kMaxPacketBytes = 9000;
 constexpr const char* kPacketSize = "GevSCPSPacketSize";
-constexpr int kMostSilentProbes = 2;
+constexpr int kMaxSilentProbes = 2;
 
 using WeakConnection = std::weak_ptr<CAravisConnection>;
 
@@ -39,7 +39,7 @@ void DropWeak(gpointer data, GClosure* /*closure*/) {
 CAravisConnection::CAravisConnection(CObject<ArvDevice> device, const CameraPath& path,
                                      std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
     : CConnection(std::move(callbacks), accessMode), m_path(path), m_device(std::move(device)),
-      m_controlTimeoutMs(CGvcpClient::kDefaultTimeoutMs), m_watch(std::make_shared<CWatch>()) {
+      m_controlTimeoutMs(CGvcpClient::kDefaultTimeoutMs), m_monitor(std::make_shared<CConnectionMonitor>()) {
     arv_device_set_range_check_policy(m_device.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
     arv_device_set_access_check_policy(m_device.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
     arv_device_set_register_cache_policy(m_device.get(), ARV_REGISTER_CACHE_POLICY_DISABLE);
@@ -63,29 +63,29 @@ bool CAravisConnection::Begin() {
         return false;
     }
     const auto self = std::static_pointer_cast<CAravisConnection>(shared_from_this());
-    if (!m_watch->Start(self)) {
+    if (!m_monitor->Start(self)) {
         RequestStop();
         CConnection::Join();
         return false;
     }
-    const std::lock_guard lock(m_deviceMutex);
+    const CLock lock(m_deviceMutex);
     m_lossHandler = g_signal_connect_data(m_device.get(), "control-lost", G_CALLBACK(&OnControlLost),
                                           new WeakConnection(self), &DropWeak, GConnectFlags{});
     return true;
 }
 
 void CAravisConnection::RequestStop() {
-    m_watch->RequestStop();
+    m_monitor->RequestStop();
     CConnection::RequestStop();
 }
 
 void CAravisConnection::Join() {
-    m_watch->Join();
+    m_monitor->Join();
     CConnection::Join();
 }
 
 void CAravisConnection::Release() {
-    const std::lock_guard lock(m_deviceMutex);
+    const CLock lock(m_deviceMutex);
     if (m_device == nullptr) {
         return;
     }
@@ -96,20 +96,21 @@ void CAravisConnection::Release() {
     m_device.reset();
 }
 
-// Only who holds control may write this register: writing what is in it already asks whether that is us.
+// Only the application in control may write this register: writing what it holds already asks whether that is us.
 bool CAravisConnection::HasLostControl() {
     const int code = OnDevice([](ArvDevice* device) {
         CArvError error;
         arv_device_write_register(device, gige::reg::kControlPrivilege, gige::kControlAccess, error.Out());
         return error.Code();
     });
-    m_silentProbes = code == kDeviceGone ? m_silentProbes + 1 : 0; // some answer only those who hold control
+    m_silentProbes =
+        code == kDeviceGone ? m_silentProbes + 1 : 0; // some cameras answer only the application in control
     return code == Code(OX_CC_E_GC_ACCESS) || code == Code(OX_CC_E_ACCESS_DENIED) ||
-           m_silentProbes >= kMostSilentProbes;
+           m_silentProbes >= kMaxSilentProbes;
 }
 
 void CAravisConnection::SetResend(const ResendSettings& settings) {
-    const std::lock_guard lock(m_deviceMutex);
+    const CLock lock(m_deviceMutex);
     m_resend = settings;
 }
 
@@ -122,6 +123,7 @@ std::shared_ptr<CStream> CAravisConnection::MakeStream(std::shared_ptr<CFrameBuf
 
 int CAravisConnection::PrepareStream(CStream& stream) {
     return OnDevice([&](ArvDevice* device) {
+        m_deviceMutex.AssertHeld();
         if (IsEthernet()) {
             NegotiatePacketSize(device);
         }
@@ -145,11 +147,11 @@ int CAravisConnection::NegotiatePacketSize(ArvDevice* device) {
         return 0;
     }
     const int64_t mtu = MtuOf(m_path.m_hostIp);
-    const int64_t most = mtu == 0 ? kMostPacketBytes : std::min<int64_t>(mtu, kMostPacketBytes);
-    if (size.nCurValue <= most || m_isStreaming) {
+    const int64_t max = mtu == 0 ? kMaxPacketBytes : std::min<int64_t>(mtu, kMaxPacketBytes);
+    if (size.nCurValue <= max || m_isStreaming) {
         return static_cast<int>(size.nCurValue);
     }
-    int64_t wanted = std::max(most, size.nMin);
+    int64_t wanted = std::max(max, size.nMin);
     wanted -= (wanted - size.nMin) % size.nInc;
     return features::SetInteger(device, kPacketSize, wanted) == kOk ? static_cast<int>(wanted) : 0;
 }
@@ -159,6 +161,7 @@ int CAravisConnection::OptimalPacketSize() {
         return Code(OX_CC_E_SUPPORT);
     }
     return OnDevice([this](ArvDevice* device) {
+        m_deviceMutex.AssertHeld();
         m_isPacketSizeSet = m_isStreaming ? m_isPacketSizeSet : !MayWrite();
         const int size = NegotiatePacketSize(device);
         return size > 0 ? size : Code(OX_CC_E_SUPPORT);
@@ -187,7 +190,7 @@ void CAravisConnection::StopAcquisition() {
 
 void CAravisConnection::EndStreaming() {
     LockTransport(false);
-    const std::lock_guard lock(m_deviceMutex);
+    const CLock lock(m_deviceMutex);
     m_isStreaming = false;
 }
 
@@ -199,6 +202,7 @@ int CAravisConnection::GetInteger(const char* key, OX_CC_INT_VALUE_EX* value) {
 
 int CAravisConnection::SetInteger(const char* key, int64_t value) {
     return OnDevice([&](ArvDevice* device) {
+        m_deviceMutex.AssertHeld();
         const int code = features::SetInteger(device, key, value);
         m_isPacketSizeSet |= code == kOk && std::strcmp(key, kPacketSize) == 0;
         return code;
@@ -228,13 +232,13 @@ int CAravisConnection::SetEnumByName(const char* key, const char* entry) {
 int CAravisConnection::GetString(const char* key, OX_CC_STRING_VALUE* value) {
     return OnDevice([&](ArvDevice* device) {
         std::string text;
-        int64_t mostBytes = 0;
-        if (const int code = features::GetString(device, key, &text, &mostBytes); code != kOk) {
+        int64_t maxBytes = 0;
+        if (const int code = features::GetString(device, key, &text, &maxBytes); code != kOk) {
             return code;
         }
         std::memset(value, 0, sizeof(*value));
         text.copy(value->chCurValue, sizeof(value->chCurValue) - 1);
-        value->nMaxLength = mostBytes;
+        value->nMaxLength = maxBytes;
         return kOk;
     });
 }

@@ -8,17 +8,17 @@
 #include <arv.h>
 
 #include <atomic>
-#include <mutex>
 
+#include "base/Mutex.h"
 #include "providers/aravis/ArvError.h"
-#include "providers/aravis/Watch.h"
+#include "providers/aravis/ConnectionMonitor.h"
 #include "providers/common/Connection.h"
 
 namespace ox3d {
 
 struct ResendSettings {
     bool m_isOn = true;
-    uint32_t m_mostPercent = 25;
+    uint32_t m_maxPercent = 25;
     uint32_t m_timeoutMs = 20;
 };
 
@@ -44,7 +44,7 @@ public:
     // The body gets the device and answers with a code.
     template <typename Body>
     int OnDevice(Body body) {
-        const std::lock_guard lock(m_deviceMutex);
+        const CLock lock(m_deviceMutex);
         return m_device == nullptr ? Gone() : body(m_device.get());
     }
     bool IsEthernet() const { return m_path.m_cameraIp != 0; }
@@ -53,7 +53,7 @@ public:
     uint32_t ControlTimeoutMs() const { return m_controlTimeoutMs; }
     void SetResend(const ResendSettings& settings);
 
-    // Whether control is still ours; called by the watch only.
+    // Whether control is still ours; called by the monitor's thread only.
     bool HasLostControl();
 
     std::shared_ptr<CStream> MakeStream(std::shared_ptr<CFrameBuffer> frames) override;
@@ -90,22 +90,23 @@ public:
 
 private:
     static int Gone();
-    int NegotiatePacketSize(ArvDevice* device);
+    int NegotiatePacketSize(ArvDevice* device) OX_REQUIRES(m_deviceMutex);
     void LockTransport(bool isLocked);
     void EndStreaming();
 
     const CameraPath m_path;
-    std::mutex m_deviceMutex; // the device, its description, and the settings below
-    CObject<ArvDevice> m_device;
-    gulong m_lossHandler = 0;
-    bool m_isPacketSizeSet = false; // by the application, or found out already
-    bool m_isStreaming = false;
-    ResendSettings m_resend;
+    CMutex m_deviceMutex; // the device's description, too
+    CObject<ArvDevice> m_device OX_GUARDED_BY(m_deviceMutex);
+    gulong m_lossHandler OX_GUARDED_BY(m_deviceMutex) = 0;
+    // By the application, or found out already.
+    bool m_isPacketSizeSet OX_GUARDED_BY(m_deviceMutex) = false;
+    bool m_isStreaming OX_GUARDED_BY(m_deviceMutex) = false;
+    ResendSettings m_resend OX_GUARDED_BY(m_deviceMutex);
 
-    std::mutex m_fileMutex; // one file operation at a time: its steps must not mix with another's
+    CMutex m_fileMutex; // one file operation at a time: its steps must not mix with another's
     std::atomic<uint32_t> m_controlTimeoutMs;
-    std::shared_ptr<CWatch> m_watch;
-    int m_silentProbes = 0; // of the watch
+    std::shared_ptr<CConnectionMonitor> m_monitor;
+    int m_silentProbes = 0; // of the monitor's thread
 };
 
 } // namespace ox3d

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kSelector = "FileSelector";
 constexpr const char* kOperation = "FileOperationSelector";
-constexpr int64_t kMostFileBytes = 256 << 20;
+constexpr int64_t kMaxFileBytes = 256 << 20;
 
 // One open file; closing it is tried whatever happened.
 class CDeviceFile {
@@ -94,7 +94,7 @@ private:
         if (code == kOk && m_connection.GetInteger("FileAccessLength", &length) == kOk) {
             m_blockBytes = std::min(m_blockBytes, length.nMax);
         }
-        m_blockBytes = std::min<int64_t>(m_blockBytes, kMostBlockBytes);
+        m_blockBytes = std::min<int64_t>(m_blockBytes, kMaxBlockBytes);
         return code != kOk || m_blockBytes > 0 ? code : Code(OX_CC_E_SUPPORT);
     }
 
@@ -132,7 +132,7 @@ private:
         return code != kOk || status == "Success" ? code : Code(OX_CC_E_UNKNOWN);
     }
 
-    static constexpr int64_t kMostBlockBytes = 1 << 20;
+    static constexpr int64_t kMaxBlockBytes = 1 << 20;
 
     CAravisConnection& m_connection;
     const bool m_isForWriting;
@@ -145,13 +145,13 @@ private:
 
 int CAravisConnection::ReadFile(const std::string& name, const TransferProgress& progress,
                                 std::vector<uint8_t>* bytes) {
-    const std::lock_guard lock(m_fileMutex);
+    const CLock lock(m_fileMutex);
     CDeviceFile file(*this, false);
     if (const int code = file.Open(name); code != kOk) {
         return code;
     }
     const int64_t size = file.Size();
-    if (size > kMostFileBytes) {
+    if (size > kMaxFileBytes) {
         return Code(OX_CC_E_RESOURCE);
     }
     int64_t done = 0;
@@ -163,7 +163,7 @@ int CAravisConnection::ReadFile(const std::string& name, const TransferProgress&
             return code;
         }
         done += moved;
-        if (done > kMostFileBytes) {
+        if (done > kMaxFileBytes) {
             return Code(OX_CC_E_RESOURCE);
         }
         if (moved == 0) {
@@ -180,7 +180,7 @@ int CAravisConnection::ReadFile(const std::string& name, const TransferProgress&
 
 int CAravisConnection::WriteFile(const std::string& name, std::vector<uint8_t> bytes,
                                  const TransferProgress& progress) {
-    const std::lock_guard lock(m_fileMutex);
+    const CLock lock(m_fileMutex);
     CDeviceFile file(*this, true);
     if (const int code = file.Open(name); code != kOk) {
         return code;

@@ -1,7 +1,6 @@
 // AravisProvider.cpp - finds the cameras of the network and of USB.
 #include <array>
 #include <cstring>
-#include <mutex>
 #include <vector>
 
 #include "providers/aravis/AravisCamera.h"
@@ -35,7 +34,7 @@ public:
             const auto usb = ListUsbDevices();
             found.insert(found.end(), usb.begin(), usb.end());
         }
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         std::memset(list, 0, sizeof(*list));
         for (const OX_CC_DEVICE_INFO& record : found) {
             if (list->nDeviceNum < OX_CC_MAX_DEVICES) {
@@ -58,8 +57,9 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
-    std::array<OX_CC_DEVICE_INFO, OX_CC_MAX_DEVICES> m_records{}; // what the last enumeration handed out
+    CMutex m_mutex;
+    // Of the last enumeration; the application reads them through its list.
+    std::array<OX_CC_DEVICE_INFO, OX_CC_MAX_DEVICES> m_records OX_GUARDED_BY(m_mutex){};
 };
 
 } // namespace

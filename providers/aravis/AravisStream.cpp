@@ -13,9 +13,9 @@ namespace ox3d {
 namespace {
 
 constexpr uint64_t kPopTimeoutUs = 50000; // how long a stop may go unnoticed
-constexpr int64_t kMostPayloadBytes = int64_t{1} << 30;
+constexpr int64_t kMaxPayloadBytes = int64_t{1} << 30;
 // Frames whose packets are asked for again stay open while later ones come in.
-constexpr size_t kLeastBuffers = 6;
+constexpr size_t kMinBuffers = 6;
 constexpr uint32_t kFrameRetentionUs = 200000;
 constexpr uint32_t kUsPerMs = 1000;
 constexpr double kWholePercent = 100.0;
@@ -39,10 +39,10 @@ void AravisNode::Resize(size_t sizeBytes) {
 
 uint64_t CFrameCounter::Next(uint64_t blockId) {
     constexpr uint64_t kShortIds = 0xFFFF; // ids of 16 bits, of which 0 is never used
-    constexpr uint64_t kMostLostAtStart = 1000;
+    constexpr uint64_t kMaxLostAtStart = 1000;
     if (!m_lastId) {
         // A camera that goes on counting from before has not lost all these frames.
-        const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMostLostAtStart;
+        const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMaxLostAtStart;
         m_number = isFromStart ? blockId - m_firstId + 1 : 1;
     } else if (blockId > *m_lastId) {
         m_number += blockId - *m_lastId;
@@ -69,7 +69,7 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
     if (const int code = features::GetInteger(device, "PayloadSize", &payload); code != kOk) {
         return code;
     }
-    if (payload.nCurValue <= 0 || payload.nCurValue > kMostPayloadBytes) {
+    if (payload.nCurValue <= 0 || payload.nCurValue > kMaxPayloadBytes) {
         return Code(OX_CC_E_GC_RANGE);
     }
     m_payloadBytes = static_cast<size_t>(payload.nCurValue);
@@ -81,7 +81,7 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
     if (ARV_IS_GV_STREAM(m_stream.get())) {
         g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "packet-resend",
                      resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
-                     "packet-request-ratio", static_cast<double>(resend.m_mostPercent) / kWholePercent,
+                     "packet-request-ratio", static_cast<double>(resend.m_maxPercent) / kWholePercent,
                      "packet-timeout", static_cast<guint>(resend.m_timeoutMs * kUsPerMs), "frame-retention",
                      std::max<guint>(kFrameRetentionUs, 2 * resend.m_timeoutMs * kUsPerMs), nullptr);
     }
@@ -99,7 +99,7 @@ uint64_t CAravisStream::SizeErrors() const {
 }
 
 void CAravisStream::GiveBuffers() {
-    const size_t wanted = std::max<size_t>(kLeastBuffers, Buffer().NodeNum());
+    const size_t wanted = std::max<size_t>(kMinBuffers, Buffer().NodeNum());
     while (m_inFlight.size() < wanted) {
         auto* node = static_cast<AravisNode*>(Buffer().TakeEmpty());
         try {

@@ -22,7 +22,7 @@ bool WalkChunks(std::span<const uint8_t> payload, bool isBigEndian, std::vector<
     chunks->clear();
     size_t left = payload.size();
     while (left > 0) {
-        if (left < kTrailerBytes || chunks->size() >= kMostChunks) {
+        if (left < kTrailerBytes || chunks->size() >= kMaxChunks) {
             return false;
         }
         left -= kTrailerBytes;

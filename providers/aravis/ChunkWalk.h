@@ -19,7 +19,7 @@ struct ChunkSpan {
     size_t m_offset;
 };
 
-constexpr size_t kMostChunks = 64;
+constexpr size_t kMaxChunks = 64;
 
 // Fills *chunks in the order of the payload. False when lengths do not add up to the payload exactly: nothing
 // in it can be relied on then.

@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <chrono>
 #include <map>
-#include <mutex>
 #include <set>
 
+#include "base/Mutex.h"
 #include "base/UdpSocket.h"
 #include "providers/aravis/Gvcp.h"
 #include "providers/aravis/Network.h"
@@ -69,19 +69,19 @@ void SendEverywhere(const std::vector<Way>& ways, const gvcp::Packet& packet) {
 class CLately {
 public:
     void Keep(std::set<uint64_t> macs) {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_macs = std::move(macs);
         m_end = Clock::now() + std::chrono::milliseconds(kLatelyMs);
     }
     std::set<uint64_t> Cameras() {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         return Clock::now() < m_end ? m_macs : std::set<uint64_t>();
     }
 
 private:
-    std::mutex m_mutex;
-    std::set<uint64_t> m_macs;
-    Clock::time_point m_end;
+    CMutex m_mutex;
+    std::set<uint64_t> m_macs OX_GUARDED_BY(m_mutex);
+    Clock::time_point m_end OX_GUARDED_BY(m_mutex);
 };
 
 CLately& Lately() {
@@ -157,13 +157,13 @@ private:
         }
     }
 
-    void WaitAndReceive(Clock::duration most) {
+    void WaitAndReceive(Clock::duration time) {
         std::vector<pollfd> entries;
         for (const Way& way : m_ways) {
             entries.push_back({way.m_direct.Descriptor(), POLLIN, 0});
             entries.push_back({way.m_broadcast.Descriptor(), POLLIN, 0}); // -1 is skipped by poll
         }
-        const auto ms = std::chrono::ceil<std::chrono::milliseconds>(most).count();
+        const auto ms = std::chrono::ceil<std::chrono::milliseconds>(time).count();
         const int ready =
             poll(entries.data(), entries.size(), static_cast<int>(std::clamp<int64_t>(ms, 0, 1000)));
         for (size_t i = 0; ready > 0 && i < entries.size(); ++i) {

@@ -19,8 +19,8 @@ namespace ox3d {
 namespace {
 
 constexpr const char* kHeader = "# Features of a camera\n";
-constexpr size_t kMostNodes = 10000;
-constexpr size_t kMostSelections = 256; // of one feature
+constexpr size_t kMaxNodes = 10000;
+constexpr size_t kMaxSelections = 256; // of one feature
 
 bool HasPrefix(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
@@ -77,8 +77,8 @@ int ValueText(ArvDevice* device, const char* name, uint32_t type, std::string* t
     case OX_IFT_IEnumeration:
         return features::GetEnumName(device, name, text);
     default: {
-        int64_t mostBytes = 0;
-        return features::GetString(device, name, text, &mostBytes);
+        int64_t maxBytes = 0;
+        return features::GetString(device, name, text, &maxBytes);
     }
     }
 }
@@ -142,7 +142,7 @@ private:
 
     void Walk(const std::string& name) {
         ArvGcFeatureNode* node = Node(name);
-        if (node == nullptr || m_seen.size() >= kMostNodes || !m_seen.insert(name).second) {
+        if (node == nullptr || m_seen.size() >= kMaxNodes || !m_seen.insert(name).second) {
             return;
         }
         if (!ARV_IS_GC_CATEGORY(node)) {
@@ -233,7 +233,7 @@ private:
         guint count = 0;
         const CGMemory<const char*> entries(arv_device_dup_available_enumeration_feature_values_as_strings(
             m_device, selector.c_str(), &count, error.Out()));
-        for (guint i = 0; entries != nullptr && i < count && m_selections < kMostSelections; ++i) {
+        for (guint i = 0; entries != nullptr && i < count && m_selections < kMaxSelections; ++i) {
             ++m_selections;
             if (features::SetEnumByName(m_device, selector.c_str(), entries.get()[i]) == kOk) {
                 Line(selector, OX_IFT_IEnumeration);

@@ -147,9 +147,9 @@ bool IsOnGrid(int64_t value, int64_t minimum, int64_t increment) {
 }
 
 bool IsOnGrid(double value, double minimum, double increment) {
-    constexpr double kLeast = 1e-12; // "no increment" comes as the smallest number there is
+    constexpr double kMin = 1e-12; // "no increment" comes as the smallest number there is
     constexpr double kFloatPrecision = 1e-6;
-    if (!(increment > kLeast) || !std::isfinite(increment) || !std::isfinite(minimum)) {
+    if (!(increment > kMin) || !std::isfinite(increment) || !std::isfinite(minimum)) {
         return true;
     }
     const double steps = (value - minimum) / increment;
@@ -186,13 +186,13 @@ int SetInteger(ArvDevice* device, const char* key, int64_t value) {
         return code;
     }
     CArvError error;
-    const int64_t least = arv_gc_integer_get_min(ARV_GC_INTEGER(node), error.Out());
-    if (!error.IsSet() && value < least) {
+    const int64_t min = arv_gc_integer_get_min(ARV_GC_INTEGER(node), error.Out());
+    if (!error.IsSet() && value < min) {
         return Code(OX_CC_E_GC_RANGE);
     }
-    const int64_t base = error.IsSet() ? 0 : least;
-    const int64_t most = arv_gc_integer_get_max(ARV_GC_INTEGER(node), error.Out());
-    if (!error.IsSet() && value > most) {
+    const int64_t base = error.IsSet() ? 0 : min;
+    const int64_t max = arv_gc_integer_get_max(ARV_GC_INTEGER(node), error.Out());
+    if (!error.IsSet() && value > max) {
         return Code(OX_CC_E_GC_RANGE);
     }
     const int64_t increment = arv_gc_integer_get_inc(ARV_GC_INTEGER(node), error.Out());
@@ -215,10 +215,10 @@ int GetFloat(ArvDevice* device, const char* key, OX_CC_FLOAT_VALUE* value) {
     if (error.IsSet()) {
         return error.Code();
     }
-    const double least = arv_gc_float_get_min(ARV_GC_FLOAT(node), error.Out());
-    const float lowest = error.IsSet() ? -FLT_MAX : ToFloat(least);
-    const double most = arv_gc_float_get_max(ARV_GC_FLOAT(node), error.Out());
-    *value = {ToFloat(now), error.IsSet() ? FLT_MAX : ToFloat(most), lowest, {}};
+    const double min = arv_gc_float_get_min(ARV_GC_FLOAT(node), error.Out());
+    const float lowest = error.IsSet() ? -FLT_MAX : ToFloat(min);
+    const double max = arv_gc_float_get_max(ARV_GC_FLOAT(node), error.Out());
+    *value = {ToFloat(now), error.IsSet() ? FLT_MAX : ToFloat(max), lowest, {}};
     return kOk;
 }
 
@@ -228,17 +228,17 @@ int SetFloat(ArvDevice* device, const char* key, float value) {
         return code;
     }
     CArvError error;
-    double least = arv_gc_float_get_min(ARV_GC_FLOAT(node), error.Out());
-    least = error.IsSet() ? -DBL_MAX : least;
-    double most = arv_gc_float_get_max(ARV_GC_FLOAT(node), error.Out());
-    most = error.IsSet() ? DBL_MAX : most;
+    double min = arv_gc_float_get_min(ARV_GC_FLOAT(node), error.Out());
+    min = error.IsSet() ? -DBL_MAX : min;
+    double max = arv_gc_float_get_max(ARV_GC_FLOAT(node), error.Out());
+    max = error.IsSet() ? DBL_MAX : max;
     // Limits are compared as the caller has read them.
-    if (!std::isfinite(value) || value < ToFloat(least) || value > ToFloat(most) || least > most) {
+    if (!std::isfinite(value) || value < ToFloat(min) || value > ToFloat(max) || min > max) {
         return Code(OX_CC_E_GC_RANGE);
     }
-    const double exact = std::clamp(static_cast<double>(value), least, most);
+    const double exact = std::clamp(static_cast<double>(value), min, max);
     const double increment = arv_gc_float_get_inc(ARV_GC_FLOAT(node), error.Out());
-    if (!error.IsSet() && !IsOnGrid(exact, least, increment)) {
+    if (!error.IsSet() && !IsOnGrid(exact, min, increment)) {
         return Code(OX_CC_E_GC_RANGE);
     }
     arv_gc_float_set_value(ARV_GC_FLOAT(node), exact, error.Out());
@@ -333,7 +333,7 @@ int SetEnumByName(ArvDevice* device, const char* key, const char* entry) {
 
 // ---- Texts, switches, commands ----
 
-int GetString(ArvDevice* device, const char* key, std::string* value, int64_t* mostBytes) {
+int GetString(ArvDevice* device, const char* key, std::string* value, int64_t* maxBytes) {
     ArvGcFeatureNode* node = nullptr;
     if (const int code = FindForReading(device, key, OX_IFT_IString, &node); code != kOk) {
         return code;
@@ -344,8 +344,8 @@ int GetString(ArvDevice* device, const char* key, std::string* value, int64_t* m
         return error.Code();
     }
     const std::string now = text == nullptr ? "" : text; // the text is the node's own
-    const int64_t most = arv_gc_string_get_max_length(ARV_GC_STRING(node), error.Out());
-    *mostBytes = error.IsSet() ? 0 : most;
+    const int64_t max = arv_gc_string_get_max_length(ARV_GC_STRING(node), error.Out());
+    *maxBytes = error.IsSet() ? 0 : max;
     *value = now;
     return kOk;
 }
@@ -356,8 +356,8 @@ int SetString(ArvDevice* device, const char* key, const char* value) {
         return code;
     }
     CArvError error;
-    const int64_t most = arv_gc_string_get_max_length(ARV_GC_STRING(node), error.Out());
-    if (!error.IsSet() && static_cast<int64_t>(std::strlen(value)) > most) {
+    const int64_t max = arv_gc_string_get_max_length(ARV_GC_STRING(node), error.Out());
+    if (!error.IsSet() && static_cast<int64_t>(std::strlen(value)) > max) {
         return Code(OX_CC_E_GC_RANGE);
     }
     arv_gc_string_set_value(ARV_GC_STRING(node), value, error.Out());

@@ -39,7 +39,7 @@ int GetEnum(ArvDevice* device, const char* key, OX_CC_ENUM_VALUE* value);
 int SetEnum(ArvDevice* device, const char* key, int64_t value);
 int GetEnumName(ArvDevice* device, const char* key, std::string* entry);
 int SetEnumByName(ArvDevice* device, const char* key, const char* entry);
-int GetString(ArvDevice* device, const char* key, std::string* value, int64_t* mostBytes);
+int GetString(ArvDevice* device, const char* key, std::string* value, int64_t* maxBytes);
 int SetString(ArvDevice* device, const char* key, const char* value);
 int GetBoolean(ArvDevice* device, const char* key, bool* value);
 int SetBoolean(ArvDevice* device, const char* key, bool value);

@@ -93,7 +93,7 @@ int CGigECamera::CheckFree(uint32_t accessMode) {
     return isFree ? kOk : Code(OX_CC_E_ACCESS_DENIED);
 }
 
-int CGigECamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CGigECamera::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
                       std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);
@@ -110,7 +110,7 @@ int CGigECamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
     if (const int code = OpenGigEDevice(path, accessMode != OX_CC_ACCESS_MONITOR, &device); code != kOk) {
         return code;
     }
-    const std::lock_guard lock(m_settingsMutex);
+    const CLock lock(m_settingsMutex);
     const int code =
         Connect(std::move(device), path, accessMode, callbacks, m_resend, m_controlTimeoutMs, connection);
     if (code == kOk) {
@@ -119,13 +119,13 @@ int CGigECamera::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
     return code;
 }
 
-int CGigECamera::SetResend(bool isOn, uint32_t mostPercent, uint32_t timeoutMs) {
+int CGigECamera::SetResend(bool isOn, uint32_t maxPercent, uint32_t timeoutMs) {
     constexpr uint32_t kLongestTimeoutMs = 10000;
     if (timeoutMs > kLongestTimeoutMs) {
         return Code(OX_CC_E_PARAMETER);
     }
-    const std::lock_guard lock(m_settingsMutex);
-    m_resend = {isOn, mostPercent, timeoutMs};
+    const CLock lock(m_settingsMutex);
+    m_resend = {isOn, maxPercent, timeoutMs};
     if (const auto connection = m_connection.lock()) {
         connection->SetResend(m_resend);
     }
@@ -134,7 +134,7 @@ int CGigECamera::SetResend(bool isOn, uint32_t mostPercent, uint32_t timeoutMs) 
 
 void CGigECamera::SetControlTimeout(uint32_t timeoutMs) {
     m_controlTimeoutMs = timeoutMs;
-    const std::lock_guard lock(m_settingsMutex);
+    const CLock lock(m_settingsMutex);
     if (const auto connection = m_connection.lock()) {
         connection->SetControlTimeout(timeoutMs);
     }
@@ -211,7 +211,7 @@ int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_
     // A static configuration is set by its mode and then its address: the address has to last.
     bool isPending = false;
     {
-        const std::lock_guard lock(m_settingsMutex);
+        const CLock lock(m_settingsMutex);
         isPending = m_isStaticPending;
     }
     const bool isStatic = ((before.nIpCfgCurrent >> kIpModeShift) & gige::kIpModePersistent) != 0;
@@ -224,7 +224,7 @@ int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_
         if (now && now->stGigEInfo.nCurrentIp == ip) {
             Update(*now);
             isKept = isKept || KeepAddress(nullptr, ip, mask, gateway);
-            const std::lock_guard lock(m_settingsMutex);
+            const CLock lock(m_settingsMutex);
             m_isStaticPending = m_isStaticPending && !isKept;
             return kOk;
         }
@@ -238,14 +238,14 @@ int CGigECamera::SetIpMode(const std::shared_ptr<CConnection>& connection, uint3
         connection != nullptr || Client().Read(gige::reg::kControlPrivilege, &control) == EGvcpResult::Ok;
     if (!isReached) {
         // In another subnet: the mode can be set once the address has been.
-        const std::lock_guard lock(m_settingsMutex);
+        const CLock lock(m_settingsMutex);
         m_isStaticPending = mode == gige::kIpModePersistent;
         return m_isStaticPending ? kOk : kDeviceGone;
     }
     if (!WriteRegisters(connection, {{gige::reg::kIpConfig, mode | gige::kIpModeLinkLocal}})) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }
-    const std::lock_guard lock(m_settingsMutex);
+    const CLock lock(m_settingsMutex);
     m_isStaticPending = false;
     return kOk;
 }

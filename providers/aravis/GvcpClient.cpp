@@ -7,13 +7,13 @@
 namespace ox3d {
 namespace {
 
-constexpr uint32_t kLeastTimeoutMs = 20; // a time-out of nothing would make every camera silent
+constexpr uint32_t kMinTimeoutMs = 20; // a time-out of nothing would make every camera silent
 constexpr std::chrono::milliseconds kLongestPending{5000};
 
 } // namespace
 
 CGvcpClient::CGvcpClient(uint32_t hostIp, uint32_t cameraIp, uint32_t timeoutMs, int tries)
-    : m_cameraIp(cameraIp), m_timeout(std::max(timeoutMs, kLeastTimeoutMs)), m_tries(tries),
+    : m_cameraIp(cameraIp), m_timeout(std::max(timeoutMs, kMinTimeoutMs)), m_tries(tries),
       m_isOpen(m_socket.Open({hostIp, 0})) {}
 
 EGvcpResult CGvcpClient::Read(uint32_t address, uint32_t* value) {

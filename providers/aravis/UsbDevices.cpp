@@ -5,10 +5,10 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <set>
 
 #include "base/LocalFile.h"
+#include "base/Mutex.h"
 #include "providers/common/DeviceText.h"
 #include "providers/common/Status.h"
 
@@ -19,10 +19,14 @@ namespace fs = std::filesystem;
 
 constexpr const char* kSysfs = "/sys/bus/usb/devices";
 
-// The list belongs to Aravis's one interface object.
-std::mutex& ListMutex() {
-    static auto* const s_mutex = new std::mutex;
-    return *s_mutex;
+struct UsbState {
+    CMutex m_mutex; // the list of Aravis's one interface object, too
+    std::set<std::string> m_openSerials OX_GUARDED_BY(m_mutex); // of what this process has open
+};
+
+UsbState& Usb() {
+    static auto* const s_state = new UsbState;
+    return *s_state;
 }
 
 template <size_t N>
@@ -38,12 +42,6 @@ std::string Attribute(const fs::path& folder, const char* name) {
         return {};
     }
     return text.substr(0, text.find('\n'));
-}
-
-// Serial numbers of what this process has open; guarded by the list's mutex.
-std::set<std::string>& OpenSerials() {
-    static auto* const s_serials = new std::set<std::string>;
-    return *s_serials;
 }
 
 uint32_t Number(const std::string& text, int base) {
@@ -134,7 +132,7 @@ void FillFromSysfs(const std::string& folder, OX_CC_USB_DEVICE_INFO* device) {
 }
 
 std::vector<OX_CC_DEVICE_INFO> ListUsbDevices() {
-    const std::lock_guard lock(ListMutex());
+    const CLock lock(Usb().m_mutex);
     std::vector<OX_CC_DEVICE_INFO> records;
     ArvInterface* usb = arv_uv_interface_get_instance();
     arv_interface_update_device_list(usb);
@@ -146,21 +144,23 @@ std::vector<OX_CC_DEVICE_INFO> ListUsbDevices() {
 }
 
 void NoteUsbDevice(const OX_CC_DEVICE_INFO& record, bool isOpen) {
-    const std::lock_guard lock(ListMutex());
+    UsbState& state = Usb();
+    const CLock lock(state.m_mutex);
     if (isOpen) {
-        OpenSerials().insert(SerialOf(record));
+        state.m_openSerials.insert(SerialOf(record));
     } else {
-        OpenSerials().erase(SerialOf(record));
+        state.m_openSerials.erase(SerialOf(record));
     }
 }
 
 int OpenUsbDevice(const OX_CC_DEVICE_INFO& record, CObject<ArvDevice>* device) {
-    const std::lock_guard lock(ListMutex());
+    UsbState& state = Usb();
+    const CLock lock(state.m_mutex);
     const OX_CC_USB_DEVICE_INFO& wanted = record.stUsb3Info;
     const std::string vendor(BoundedText(wanted.chVendorName));
     const std::string model(BoundedText(wanted.chModelName));
     const std::string serial(BoundedText(wanted.chSerialNumber));
-    if (OpenSerials().contains(serial)) {
+    if (state.m_openSerials.contains(serial)) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }
     CArvError error;

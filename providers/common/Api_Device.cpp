@@ -9,7 +9,7 @@ using namespace ox3d;
 namespace {
 
 constexpr uint32_t kVersion = 0x01010000;
-constexpr size_t kMostEventNameBytes = 128;
+constexpr size_t kMaxEventNameBytes = 128;
 
 } // namespace
 
@@ -92,7 +92,7 @@ int OX_CC_RegisterExceptionCallBack(void* handle, OX_CC_EXCEPTION_CALLBACK pfnCa
 int OX_CC_RegisterEventCallBackEx(void* handle, const char* pEventName, OX_CC_EVENT_CALLBACK pfnCallBack,
                                   void* pUser) {
     return OnHandle(handle, pEventName != nullptr, [&](CSession& session) {
-        if (strnlen(pEventName, kMostEventNameBytes) == kMostEventNameBytes) {
+        if (strnlen(pEventName, kMaxEventNameBytes) == kMaxEventNameBytes) {
             return Code(OX_CC_E_PARAMETER);
         }
         if (!session.Camera().HasEvent(pEventName)) {

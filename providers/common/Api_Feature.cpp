@@ -13,14 +13,14 @@ using namespace ox3d;
 
 namespace {
 
-constexpr uint64_t kMostFeatureFileBytes = 1 << 20;
+constexpr uint64_t kMaxFeatureFileBytes = 1 << 20;
 // Frames that were dropped because all nodes were full: counted here, where the nodes are, not in the camera.
 constexpr std::string_view kLostFrames = "StreamLostFrameCount";
 
 // A text from the outside with a length that can be worked with.
 bool IsName(const char* text) {
-    constexpr size_t kMostNameBytes = 4096;
-    return text != nullptr && strnlen(text, kMostNameBytes) < kMostNameBytes;
+    constexpr size_t kMaxNameBytes = 4096;
+    return text != nullptr && strnlen(text, kMaxNameBytes) < kMaxNameBytes;
 }
 
 bool IsStreamFeature(const char* key) {
@@ -132,7 +132,7 @@ int OX_CC_InvalidateNodes(void* handle) {
 int OX_CC_FeatureLoad(void* handle, const char* strFileName) {
     return OnCamera(handle, strFileName != nullptr, EIntent::Write, [&](CConnection& connection) {
         std::vector<uint8_t> bytes;
-        if (!ReadLocalFile(strFileName, kMostFeatureFileBytes, &bytes)) {
+        if (!ReadLocalFile(strFileName, kMaxFeatureFileBytes, &bytes)) {
             return Code(OX_CC_E_PARAMETER);
         }
         std::string where;

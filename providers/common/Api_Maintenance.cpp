@@ -7,10 +7,10 @@ using namespace ox3d;
 namespace {
 
 constexpr uint32_t kIpModeLinkLocal = 0x04;
-constexpr int64_t kMostMemoryBytes = 1 << 20;
+constexpr int64_t kMaxMemoryBytes = 1 << 20;
 
 bool IsMemoryRange(const void* buffer, int64_t address, int64_t length) {
-    return buffer != nullptr && address >= 0 && length > 0 && length <= kMostMemoryBytes;
+    return buffer != nullptr && address >= 0 && length > 0 && length <= kMaxMemoryBytes;
 }
 
 bool IsFileRequest(const OX_CC_FILE_ACCESS* request) {

@@ -30,10 +30,10 @@ public:
     // kOk when the network configuration may be set by somebody who has not got the camera open.
     virtual int CheckForNetwork() const = 0;
     // Opens. OX_CC_E_ACCESS_DENIED when others have it in a way that excludes this.
-    virtual int Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    virtual int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
                      std::shared_ptr<CConnection>* connection) = 0;
     // Gives it back; its stream's camera thread has ended, threads that call back may still be there.
-    virtual void Give(const std::shared_ptr<CConnection>& connection) = 0;
+    virtual void Close(const std::shared_ptr<CConnection>& connection) = 0;
     virtual NodeMaker Nodes() const = 0;
 
     // ---- Ethernet. The connection is the handle's own, or null. ----
@@ -43,7 +43,7 @@ public:
                         const uint32_t* maskAndGateway) = 0;
     // Mode as in the register: one of the three bits.
     virtual int SetIpMode(const std::shared_ptr<CConnection>& connection, uint32_t mode) = 0;
-    virtual int SetResend(bool /*isOn*/, uint32_t /*mostPercent*/, uint32_t /*timeoutMs*/) { return 0; }
+    virtual int SetResend(bool /*isOn*/, uint32_t /*maxPercent*/, uint32_t /*timeoutMs*/) { return 0; }
     virtual void SetControlTimeout(uint32_t /*timeoutMs*/) {}
 
     virtual bool HasEvent(const char* /*name*/) const { return true; }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 
 #include "providers/common/CallbackThread.h"
 #include "providers/common/DeviceText.h"
@@ -11,18 +10,18 @@
 namespace ox3d {
 namespace {
 
-constexpr size_t kMostNotices = 64;
-constexpr size_t kMostNamedEvents = 64;
+constexpr size_t kMaxNotices = 64;
+constexpr size_t kMaxNamedEvents = 64;
 
 } // namespace
 
 std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string& name) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto found = m_named.find(name);
     if (found != m_named.end()) {
         return found->second;
     }
-    if (m_named.size() >= kMostNamedEvents) {
+    if (m_named.size() >= kMaxNamedEvents) {
         return nullptr;
     }
     return m_named.emplace(name, std::make_shared<Event>()).first->second;
@@ -31,7 +30,7 @@ std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string
 void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
     std::shared_ptr<Event> named;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto found = m_named.find(std::string(BoundedText(info->chEventName)));
         named = found == m_named.end() ? nullptr : found->second;
     }
@@ -43,7 +42,7 @@ void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
 
 CConnection::CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
     : m_callbacks(std::move(callbacks)), m_accessMode(accessMode) {
-    m_notices.reserve(kMostNotices);
+    m_notices.reserve(kMaxNotices);
 }
 
 bool CConnection::Start() {
@@ -51,9 +50,9 @@ bool CConnection::Start() {
 }
 
 void CConnection::RequestStop() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_isStopping = true;
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CConnection::MarkGone() {
@@ -76,14 +75,14 @@ void CConnection::RaiseEvent(const OX_EVENT_OUT_INFO& event) {
 
 // An application that does not keep up loses its oldest events, never an exception.
 void CConnection::Push(Notice notice) {
-    const std::lock_guard lock(m_mutex);
-    if (m_notices.size() >= kMostNotices) {
+    const CLock lock(m_mutex);
+    if (m_notices.size() >= kMaxNotices) {
         const auto event = std::find_if(m_notices.begin(), m_notices.end(),
                                         [](const Notice& waiting) { return waiting.m_exception == 0; });
         m_notices.erase(event);
     }
     m_notices.push_back(std::move(notice));
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CConnection::Tell(Notice& notice) {
@@ -95,23 +94,28 @@ void CConnection::Tell(Notice& notice) {
     m_callbacks->CallEvent(&notice.m_event);
 }
 
+// False when the stop has been asked for.
+bool CConnection::WaitForNotice(Notice* notice) {
+    const CLock lock(m_mutex);
+    while (!m_isStopping && m_notices.empty()) {
+        m_changed.Wait(m_mutex);
+    }
+    if (m_isStopping) {
+        return false;
+    }
+    *notice = std::move(m_notices.front());
+    m_notices.erase(m_notices.begin());
+    return true;
+}
+
 void CConnection::Run() {
     CallbackThread::Current() = {m_callbacks.get(), ECallbackRole::Notices};
-    std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_changed.wait(lock, [this] { return m_isStopping || !m_notices.empty(); });
-        if (m_isStopping) {
-            return;
-        }
-        Notice notice = std::move(m_notices.front());
-        m_notices.erase(m_notices.begin());
-        lock.unlock();
-        try {
-            Tell(notice);
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "camera control: an event is lost: %s\n", error.what());
-        }
-        lock.lock();
+    for (Notice notice; WaitForNotice(&notice);) {
+        ExceptionBarrier([&] { Tell(notice); },
+                         [](const std::exception* error) {
+                             std::fprintf(stderr, "camera control: an event is lost: %s\n",
+                                          error != nullptr ? error->what() : "unknown");
+                         });
     }
 }
 

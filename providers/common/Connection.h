@@ -4,17 +4,16 @@
 #define OX3D_PROVIDER_CONNECTION_H
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/CallbackSlot.h"
 #include "base/ExceptionBarrier.h"
+#include "base/Mutex.h"
 
 #include "providers/common/Worker.h"
 #include <ox3drgbd/OxCameraControl.h>
@@ -51,8 +50,8 @@ public:
     void CallEvent(OX_EVENT_OUT_INFO* info);
 
 private:
-    std::mutex m_mutex; // the map
-    std::map<std::string, std::shared_ptr<Event>> m_named;
+    CMutex m_mutex;
+    std::map<std::string, std::shared_ptr<Event>> m_named OX_GUARDED_BY(m_mutex);
 };
 
 // How far a transfer has come; false asks it to end.
@@ -130,6 +129,7 @@ private:
         std::vector<uint8_t> m_data;
     };
     void Push(Notice notice);
+    bool WaitForNotice(Notice* notice);
     void Tell(Notice& notice);
     void Run();
 
@@ -137,10 +137,10 @@ private:
     const uint32_t m_accessMode;
     std::atomic<bool> m_isGone{false};
 
-    std::mutex m_mutex; // the notices
-    std::condition_variable m_changed;
-    std::vector<Notice> m_notices;
-    bool m_isStopping = false;
+    CMutex m_mutex;
+    CCondition m_changed;
+    std::vector<Notice> m_notices OX_GUARDED_BY(m_mutex);
+    bool m_isStopping OX_GUARDED_BY(m_mutex) = false;
     CWorker m_worker;
 };
 

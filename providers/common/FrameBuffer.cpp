@@ -9,10 +9,10 @@
 namespace ox3d {
 
 bool CFrameBuffer::SetNodeNum(uint32_t count) {
-    if (count == 0 || count > kMostNodes) {
+    if (count == 0 || count > kMaxNodes) {
         return false;
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_nodeNum = count;
     while (m_forFetch.size() > m_nodeNum) {
         DropOldest(&m_forFetch);
@@ -24,7 +24,7 @@ bool CFrameBuffer::SetNodeNum(uint32_t count) {
 }
 
 uint32_t CFrameBuffer::NodeNum() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_nodeNum;
 }
 
@@ -47,9 +47,9 @@ void CFrameBuffer::Clear(std::vector<FrameNode*>* queue) {
 }
 
 uint32_t CFrameBuffer::Open() {
-    const std::lock_guard lock(m_mutex);
-    m_forFetch.reserve(kMostNodes); // frames are queued without asking for memory
-    m_forCallback.reserve(kMostNodes);
+    const CLock lock(m_mutex);
+    m_forFetch.reserve(kMaxNodes); // frames are queued without asking for memory
+    m_forCallback.reserve(kMaxNodes);
     Clear(&m_forFetch);
     Clear(&m_forCallback);
     m_lostFrames = 0;
@@ -58,23 +58,23 @@ uint32_t CFrameBuffer::Open() {
 }
 
 void CFrameBuffer::Finish() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_state == EState::Running) {
         m_state = EState::Finished;
     }
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CFrameBuffer::Shut() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     Clear(&m_forFetch);
     Clear(&m_forCallback);
     m_state = EState::Shut;
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 FrameNode* CFrameBuffer::TakeEmpty() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto found =
         std::find_if(m_nodes.begin(), m_nodes.end(), [](const auto& node) { return node->m_users == 0; });
     FrameNode* node = found != m_nodes.end() ? found->get() : nullptr;
@@ -88,7 +88,7 @@ FrameNode* CFrameBuffer::TakeEmpty() {
 }
 
 void CFrameBuffer::Commit(uint32_t acquisition, FrameNode* node, bool isForCallback) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_state == EState::Running && acquisition == m_acquisition) {
         node->m_isSeen = false;
         if (m_forFetch.size() >= m_nodeNum) {
@@ -103,40 +103,40 @@ void CFrameBuffer::Commit(uint32_t acquisition, FrameNode* node, bool isForCallb
             m_forCallback.push_back(node);
             ++node->m_users;
         }
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
     --node->m_users;
 }
 
 void CFrameBuffer::Release(FrameNode* node) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     DropUser(node);
 }
 
 void CFrameBuffer::CountLost(uint64_t frames) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_lostFrames += frames;
 }
 
-int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node) {
-    std::unique_lock lock(m_mutex);
+int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const CLock lock(m_mutex);
     const uint32_t acquisition = m_acquisition;
-    const auto isOver = [&] {
-        return acquisition != m_acquisition || m_state != EState::Running || !m_forFetch.empty();
-    };
-    if (timeoutMs == kForever) {
-        m_changed.wait(lock, isOver);
-    } else {
-        m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), isOver);
+    for (bool isTimeLeft = true; isTimeLeft && !IsReady(acquisition, m_forFetch);) {
+        if (timeoutMs == kForever) {
+            m_changed.Wait(m_mutex);
+        } else {
+            isTimeLeft = m_changed.WaitUntil(m_mutex, until);
+        }
     }
     if (acquisition != m_acquisition || m_forFetch.empty()) {
         return Code(OX_CC_E_NO_DATA);
     }
     FrameNode* oldest = m_forFetch.front();
-    if (oldest->m_info.nFrameLen > mostBytes) {
+    if (oldest->m_info.nFrameLen > maxBytes) {
         return Code(OX_CC_E_NO_BUFFER_SPACE);
     }
-    if (m_lentCount >= std::max<size_t>(kMostLent, m_nodeNum)) {
+    if (m_lentCount >= std::max<size_t>(kMaxLent, m_nodeNum)) {
         return Code(OX_CC_E_BUFFER_FULL);
     }
     m_forFetch.erase(m_forFetch.begin()); // its place in the queue becomes the loan
@@ -148,7 +148,7 @@ int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node
 }
 
 bool CFrameBuffer::Return(const uint8_t* image) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     for (const auto& node : m_nodes) {
         if (node->m_isLent && node->m_image == image) {
             node->m_isLent = false;
@@ -161,16 +161,16 @@ bool CFrameBuffer::Return(const uint8_t* image) {
 }
 
 void CFrameBuffer::DropWaiting() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     Clear(&m_forFetch);
     Clear(&m_forCallback);
 }
 
 FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [&] {
-        return acquisition != m_acquisition || m_state != EState::Running || !m_forCallback.empty();
-    });
+    const CLock lock(m_mutex);
+    while (!IsReady(acquisition, m_forCallback)) {
+        m_changed.Wait(m_mutex);
+    }
     if (acquisition != m_acquisition || m_forCallback.empty()) {
         return nullptr;
     }
@@ -181,12 +181,12 @@ FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {
 }
 
 void CFrameBuffer::Trim() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::erase_if(m_nodes, [](const auto& node) { return node->m_users == 0; });
 }
 
 uint64_t CFrameBuffer::LostFrames() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_lostFrames;
 }
 

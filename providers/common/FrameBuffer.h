@@ -8,12 +8,11 @@
 #ifndef OX3D_PROVIDER_FRAME_BUFFER_H
 #define OX3D_PROVIDER_FRAME_BUFFER_H
 
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "base/Mutex.h"
 #include <ox3drgbd/OxCameraControl.h>
 
 namespace ox3d {
@@ -30,8 +29,8 @@ struct FrameNode {
     std::vector<OX_CHUNK_DATA_CONTENT> m_chunks;
 
 private:
-    friend class CFrameBuffer;
-    uint32_t m_users = 0; // queues and borrowers
+    friend class CFrameBuffer; // whose mutex guards these
+    uint32_t m_users = 0;      // queues and borrowers
     bool m_isLent = false;
     bool m_isSeen = false; // by a fetch or a callback
 };
@@ -41,7 +40,7 @@ using NodeMaker = std::function<std::unique_ptr<FrameNode>()>;
 class CFrameBuffer {
 public:
     static constexpr uint32_t kDefaultNodes = 3;
-    static constexpr uint32_t kMostNodes = 256;
+    static constexpr uint32_t kMaxNodes = 256;
     static constexpr uint32_t kForever = UINT32_MAX;
 
     explicit CFrameBuffer(NodeMaker maker) : m_maker(std::move(maker)) {}
@@ -53,8 +52,8 @@ public:
 
     // Begins an acquisition and returns its number; frames of earlier ones are refused from now on.
     uint32_t Open();
-    void Finish(); // the camera is gone: what waits may still be fetched
-    void Shut();   // acquisition has been stopped: what waits is dropped, whoever waits returns
+    void Finish(); // the camera is gone: frames that wait may still be fetched
+    void Shut();   // acquisition has been stopped: frames that wait are dropped, threads that wait return
     FrameNode* TakeEmpty();
     void Commit(uint32_t acquisition, FrameNode* node, bool isForCallback);
     void Release(FrameNode* node);
@@ -64,8 +63,8 @@ public:
     // ---- The application's side ----
 
     // Lends the oldest frame; OX_CC_E_NO_DATA when there is none in time, OX_CC_E_NO_BUFFER_SPACE when its
-    // image is longer than mostBytes (it stays then), OX_CC_E_BUFFER_FULL when too many are lent already.
-    int Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node);
+    // image is longer than maxBytes (it stays then), OX_CC_E_BUFFER_FULL when too many are lent already.
+    int Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node);
     // False when no frame with this image is lent.
     bool Return(const uint8_t* image);
     void DropWaiting();
@@ -77,24 +76,27 @@ public:
 
 private:
     enum class EState { Running, Finished, Shut };
-    static constexpr size_t kMostLent = 16; // or the number of nodes, if that is more
+    static constexpr size_t kMaxLent = 16; // or the number of nodes, if that is more
 
-    // All of these expect m_mutex to be held.
-    void DropUser(FrameNode* node);
-    void DropOldest(std::vector<FrameNode*>* queue);
-    void Clear(std::vector<FrameNode*>* queue);
+    void DropUser(FrameNode* node) OX_REQUIRES(m_mutex);
+    void DropOldest(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
+    void Clear(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
+    // Whether the acquisition is over or the queue has a frame.
+    bool IsReady(uint32_t acquisition, const std::vector<FrameNode*>& queue) const OX_REQUIRES(m_mutex) {
+        return acquisition != m_acquisition || m_state != EState::Running || !queue.empty();
+    }
 
     const NodeMaker m_maker;
-    mutable std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::vector<std::unique_ptr<FrameNode>> m_nodes;
-    std::vector<FrameNode*> m_forFetch; // oldest first
-    std::vector<FrameNode*> m_forCallback;
-    uint32_t m_nodeNum = kDefaultNodes;
-    size_t m_lentCount = 0;
-    uint64_t m_lostFrames = 0;
-    uint32_t m_acquisition = 0;
-    EState m_state = EState::Shut;
+    mutable CMutex m_mutex;
+    CCondition m_changed;
+    std::vector<std::unique_ptr<FrameNode>> m_nodes OX_GUARDED_BY(m_mutex);
+    std::vector<FrameNode*> m_forFetch OX_GUARDED_BY(m_mutex); // oldest first
+    std::vector<FrameNode*> m_forCallback OX_GUARDED_BY(m_mutex);
+    uint32_t m_nodeNum OX_GUARDED_BY(m_mutex) = kDefaultNodes;
+    size_t m_lentCount OX_GUARDED_BY(m_mutex) = 0;
+    uint64_t m_lostFrames OX_GUARDED_BY(m_mutex) = 0;
+    uint32_t m_acquisition OX_GUARDED_BY(m_mutex) = 0;
+    EState m_state OX_GUARDED_BY(m_mutex) = EState::Shut;
 };
 
 } // namespace ox3d

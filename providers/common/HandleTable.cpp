@@ -9,8 +9,8 @@ CHandleTable& CHandleTable::Instance() {
 }
 
 void* CHandleTable::Add(std::shared_ptr<CSession> session) {
-    const std::lock_guard lock(m_mutex);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the number travels as void*, nobody follows it
+    const CLock lock(m_mutex);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number that travels as void* and is never followed
     void* handle = reinterpret_cast<void*>(m_next);
     m_sessions.emplace(handle, std::move(session));
     m_next += 0x10;
@@ -18,13 +18,13 @@ void* CHandleTable::Add(std::shared_ptr<CSession> session) {
 }
 
 std::shared_ptr<CSession> CHandleTable::Find(void* handle) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto found = m_sessions.find(handle);
     return found == m_sessions.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<CSession> CHandleTable::Remove(void* handle) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto found = m_sessions.find(handle);
     if (found == m_sessions.end()) {
         return nullptr;

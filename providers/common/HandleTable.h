@@ -5,8 +5,8 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 
+#include "base/Mutex.h"
 #include "providers/common/Session.h"
 
 namespace ox3d {
@@ -21,9 +21,9 @@ public:
     std::shared_ptr<CSession> Remove(void* handle);
 
 private:
-    mutable std::mutex m_mutex;
-    std::map<void*, std::shared_ptr<CSession>> m_sessions;
-    uintptr_t m_next = 0x10;
+    mutable CMutex m_mutex;
+    std::map<void*, std::shared_ptr<CSession>> m_sessions OX_GUARDED_BY(m_mutex);
+    uintptr_t m_next OX_GUARDED_BY(m_mutex) = 0x10;
 };
 
 } // namespace ox3d

@@ -29,11 +29,11 @@ OX_CC_DEVICE_INFO CSession::Record() const {
 
 int CSession::Open(uint32_t accessMode) {
     JoinEnded();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_connection != nullptr) {
         return Code(OX_CC_E_CALL_ORDER);
     }
-    return m_camera->Take(accessMode, m_callbacks, &m_connection);
+    return m_camera->Open(accessMode, m_callbacks, &m_connection);
 }
 
 // A callback that has stopped its stream may still be running, and who starts may hold a lock that it wants: so a
@@ -41,20 +41,20 @@ int CSession::Open(uint32_t accessMode) {
 void CSession::ReapEnded() {
     std::vector<std::shared_ptr<CStream>> streams;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         streams = m_endedStreams;
     }
     for (const auto& stream : streams) {
         stream->JoinCamera();
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::erase_if(m_endedStreams,
                   [&](const auto& stream) { return !stream->IsDelivering() && IsIn(streams, stream); });
 }
 
 int CSession::Start() {
     ReapEnded();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_connection == nullptr || m_stream != nullptr) {
         return Code(OX_CC_E_CALL_ORDER);
     }
@@ -103,7 +103,7 @@ void CSession::JoinEnded() {
     std::vector<std::shared_ptr<CStream>> streams;
     std::vector<std::shared_ptr<CConnection>> connections;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         streams = m_endedStreams;
         connections = m_endedConnections;
     }
@@ -120,7 +120,7 @@ void CSession::JoinEnded() {
         }
     }
     // What has not been waited for stays listed, for a later caller from outside.
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (role != ECallbackRole::Images) {
         std::erase_if(m_endedStreams, [&](const auto& stream) { return IsIn(streams, stream); });
     }
@@ -131,7 +131,7 @@ void CSession::JoinEnded() {
 
 int CSession::Stop() {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (m_stream == nullptr) {
             return Code(OX_CC_E_CALL_ORDER);
         }
@@ -145,7 +145,7 @@ int CSession::Close() {
     std::shared_ptr<CConnection> connection;
     std::shared_ptr<CUpgrade> upgrade;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (m_connection == nullptr) {
             return Code(OX_CC_E_CALL_ORDER);
         }
@@ -161,7 +161,7 @@ int CSession::Close() {
         upgrade->Stop();
     }
     JoinEnded();
-    m_camera->Give(connection);
+    m_camera->Close(connection);
     ReturnCopied(nullptr);
     m_frames->Trim();
     return kOk;
@@ -174,7 +174,7 @@ void CSession::Shutdown() {
 
 int CSession::Connected(bool isForWriting, std::shared_ptr<CConnection>* connection) {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         *connection = m_connection;
     }
     if (*connection == nullptr) {
@@ -187,13 +187,13 @@ int CSession::Connected(bool isForWriting, std::shared_ptr<CConnection>* connect
 }
 
 bool CSession::IsGrabbing() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_stream != nullptr;
 }
 
 // An unplugged camera's last frames are still there to be fetched, so only the stream is asked for.
-int CSession::Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node) {
-    return IsGrabbing() ? m_frames->Fetch(timeoutMs, mostBytes, node) : Code(OX_CC_E_CALL_ORDER);
+int CSession::Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node) {
+    return IsGrabbing() ? m_frames->Fetch(timeoutMs, maxBytes, node) : Code(OX_CC_E_CALL_ORDER);
 }
 
 int CSession::FetchCopy(uint32_t timeoutMs, uint8_t* image, uint64_t sizeBytes, OX_FRAME_OUT_INFO_EX* info) {
@@ -211,7 +211,7 @@ int CSession::FetchCopy(uint32_t timeoutMs, uint8_t* image, uint64_t sizeBytes, 
 void CSession::ReturnCopied(const uint8_t* next) {
     const uint8_t* before = nullptr;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         before = std::exchange(m_copiedImage, next);
     }
     if (before != nullptr) {

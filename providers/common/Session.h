@@ -8,10 +8,10 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/Mutex.h"
 #include "providers/common/Camera.h"
 #include "providers/common/Connection.h"
 #include "providers/common/FrameBuffer.h"
@@ -46,7 +46,7 @@ public:
     int Connected(bool isForWriting, std::shared_ptr<CConnection>* connection);
     bool IsGrabbing() const;
     // Waits for a frame and lends it.
-    int Fetch(uint32_t timeoutMs, uint64_t mostBytes, FrameNode** node);
+    int Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node);
     // As above; the frame stays lent until the next one is copied, for the sake of its chunks.
     int FetchCopy(uint32_t timeoutMs, uint8_t* image, uint64_t sizeBytes, OX_FRAME_OUT_INFO_EX* info);
 
@@ -64,8 +64,8 @@ public:
     std::atomic<uint32_t> m_gvcpTimeoutMs{500};
 
 private:
-    void EndStream();                                   // expects m_mutex
-    int Launch(const std::shared_ptr<CStream>& stream); // expects m_mutex
+    void EndStream() OX_REQUIRES(m_mutex);
+    int Launch(const std::shared_ptr<CStream>& stream) OX_REQUIRES(m_mutex);
     void JoinEnded();
     void ReapEnded();
     void ReturnCopied(const uint8_t* next);
@@ -78,16 +78,16 @@ private:
     const std::shared_ptr<HandleCallbacks> m_callbacks;
     const std::shared_ptr<CFrameBuffer> m_frames;
 
-    mutable std::mutex m_mutex;
-    std::shared_ptr<CConnection> m_connection;
-    std::shared_ptr<CStream> m_stream;
-    std::shared_ptr<CUpgrade> m_upgrade;
-    std::vector<std::shared_ptr<CStream>> m_endedStreams;
-    std::vector<std::shared_ptr<CConnection>> m_endedConnections;
-    const uint8_t* m_copiedImage = nullptr; // the frame behind the last FetchCopy
+    mutable CMutex m_mutex;
+    std::shared_ptr<CConnection> m_connection OX_GUARDED_BY(m_mutex);
+    std::shared_ptr<CStream> m_stream OX_GUARDED_BY(m_mutex);
+    std::shared_ptr<CUpgrade> m_upgrade OX_GUARDED_BY(m_mutex);
+    std::vector<std::shared_ptr<CStream>> m_endedStreams OX_GUARDED_BY(m_mutex);
+    std::vector<std::shared_ptr<CConnection>> m_endedConnections OX_GUARDED_BY(m_mutex);
+    const uint8_t* m_copiedImage OX_GUARDED_BY(m_mutex) = nullptr; // the frame behind the last FetchCopy
 
-    mutable std::mutex m_progressMutex;
-    OX_CC_FILE_ACCESS_PROGRESS m_progress{};
+    mutable CMutex m_progressMutex;
+    OX_CC_FILE_ACCESS_PROGRESS m_progress OX_GUARDED_BY(m_progressMutex){};
 };
 
 } // namespace ox3d

@@ -6,19 +6,19 @@
 namespace ox3d {
 namespace {
 
-constexpr uint64_t kMostFileBytes = 256u << 20;
+constexpr uint64_t kMaxFileBytes = 256u << 20;
 
 } // namespace
 
 bool CSession::SetProgress(int64_t completed, int64_t total) {
-    const std::lock_guard lock(m_progressMutex);
+    const CLock lock(m_progressMutex);
     m_progress.nCompleted = completed;
     m_progress.nTotal = total;
     return true;
 }
 
 OX_CC_FILE_ACCESS_PROGRESS CSession::FileProgress() const {
-    const std::lock_guard lock(m_progressMutex);
+    const CLock lock(m_progressMutex);
     return m_progress;
 }
 
@@ -45,7 +45,7 @@ int CSession::WriteDeviceFile(const std::string& deviceFile, const std::string& 
     }
     SetProgress(0, 0);
     std::vector<uint8_t> bytes;
-    if (!ReadLocalFile(localFile, kMostFileBytes, &bytes)) {
+    if (!ReadLocalFile(localFile, kMaxFileBytes, &bytes)) {
         return Code(OX_CC_E_PARAMETER);
     }
     const auto total = static_cast<int64_t>(bytes.size());
@@ -66,7 +66,7 @@ int CSession::StartUpgrade(const std::string& path) {
     if (LocalFileBytes(path) == 0) {
         return Code(OX_CC_E_PARAMETER);
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const bool isBusy = m_stream != nullptr || (m_upgrade != nullptr && m_upgrade->IsRunning());
     if (isBusy || m_connection != connection) {
         return Code(OX_CC_E_CALL_ORDER);
@@ -84,7 +84,7 @@ int CSession::UpgradePercent(uint32_t* percent) {
     if (const int code = Connected(false, &connection); code != kOk) {
         return code;
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_upgrade != nullptr && m_upgrade->HasFailed()) {
         return Code(OX_CC_E_UNKNOWN);
     }
@@ -99,7 +99,7 @@ int CSession::CheckNetwork(std::shared_ptr<CConnection>* connection) const {
         return Code(OX_CC_E_SUPPORT);
     }
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (m_stream != nullptr) {
             return Code(OX_CC_E_CALL_ORDER);
         }

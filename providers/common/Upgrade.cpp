@@ -11,7 +11,7 @@ namespace ox3d {
 namespace {
 
 constexpr uint32_t kDone = 100;
-constexpr uint64_t kMostFirmwareBytes = 256u << 20;
+constexpr uint64_t kMaxFirmwareBytes = 256u << 20;
 
 } // namespace
 
@@ -32,7 +32,7 @@ void CUpgrade::Stop() {
 
 void CUpgrade::Run() {
     std::vector<uint8_t> firmware;
-    if (!ReadLocalFile(m_path, kMostFirmwareBytes, &firmware) || firmware.empty()) {
+    if (!ReadLocalFile(m_path, kMaxFirmwareBytes, &firmware) || firmware.empty()) {
         m_hasFailed = true;
         return;
     }

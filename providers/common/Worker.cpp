@@ -11,7 +11,7 @@ CWorker::~CWorker() {
         Join();
         return;
     }
-    const std::lock_guard lock(m_joinMutex);
+    const CLock lock(m_joinMutex);
     if (m_thread.joinable()) {
         m_thread.detach();
     }
@@ -24,7 +24,7 @@ bool CWorker::Start(std::function<void()> body) {
     pthread_sigmask(SIG_SETMASK, &all, &before);
     bool isStarted = true;
     {
-        const std::lock_guard lock(m_joinMutex);
+        const CLock lock(m_joinMutex);
         m_isRunning = true;
         try {
             m_thread = std::thread([this, body = std::move(body)]() mutable {
@@ -48,7 +48,7 @@ void CWorker::Join() {
     if (IsCurrent()) {
         return;
     }
-    const std::lock_guard lock(m_joinMutex);
+    const CLock lock(m_joinMutex);
     if (m_thread.joinable()) {
         m_thread.join();
     }

@@ -4,8 +4,9 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "base/Mutex.h"
 
 namespace ox3d {
 
@@ -25,15 +26,15 @@ public:
     // Whether the body has been started and has not come to its end.
     bool IsRunning() const { return m_isRunning.load(); }
 
-    // Returns when the thread has ended. Does nothing on the worker's own thread: it cannot wait for itself,
-    // and whoever needs its end asks again from outside.
+    // Returns when the thread has ended. Does nothing on the worker's own thread, which cannot wait for itself: a
+    // caller that needs its end asks again from outside.
     void Join();
 
 private:
     std::atomic<std::thread::id> m_id{};
     std::atomic<bool> m_isRunning{false};
-    std::mutex m_joinMutex; // the thread object; the second joiner waits for the first
-    std::thread m_thread;
+    CMutex m_joinMutex; // the second joiner waits for the first
+    std::thread m_thread OX_GUARDED_BY(m_joinMutex);
 };
 
 } // namespace ox3d

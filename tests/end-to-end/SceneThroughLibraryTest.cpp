@@ -1,6 +1,6 @@
 // SceneThroughLibraryTest.cpp - what an application gets from the virtual camera through the public
 // interface, against what a perfect camera would have measured in the same scene.
-#include "virtual-camera/frames/SceneTruth.h"
+#include "virtual-camera/frames/GroundTruth.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 #include <ox3drgbd/Ox3dRgbdImgProc.h>
 
@@ -44,7 +44,7 @@ protected:
     static uint64_t StateOf(const OX3D_RGBD_IMAGE_DATA& image) { return image.nFrameNum - 1; }
 
     void* m_handle = nullptr;
-    CSceneTruth m_truth{FrameSourceConfig()};
+    CGroundTruth m_truth{FrameSourceConfig()};
 };
 
 uint16_t DepthAt(const OX3D_RGBD_IMAGE_DATA& image, size_t index) {
@@ -60,7 +60,7 @@ double Median(std::vector<double> values) {
 }
 
 // Whether the depth camera meets the point that the color camera sees at (x, y).
-bool BothSee(const CSceneTruth& truth, uint64_t state, double x, double y, double depthMm) {
+bool BothSee(const CGroundTruth& truth, uint64_t state, double x, double y, double depthMm) {
     const RgbdCalibration set = truth.Calibration();
     const double p[3] = {(x - set.m_color.m_cx) / set.m_color.m_fx * depthMm - set.m_translationMm[0],
                          (y - set.m_color.m_cy) / set.m_color.m_fy * depthMm - set.m_translationMm[1],
@@ -127,7 +127,7 @@ TEST_F(SceneThroughLibrary, FloorPointsOfTheCloudFitTheTruePlaneWithinTheSimulat
             const double distance = Dot(floor.m_normal, p) + floor.m_offsetMm;
             // Depth is rounded to whole millimetres, which adds the variance of an even distribution.
             const double sigma =
-                std::hypot(CSceneTruth::NoiseSigmaMm(exact.m_depthMm), std::sqrt(1.0 / 12.0));
+                std::hypot(CGroundTruth::NoiseSigmaMm(exact.m_depthMm), std::sqrt(1.0 / 12.0));
             const double share = distance / (sigma * std::fabs(Dot(floor.m_normal, p * (1.0 / p.z))));
             sum += share;
             squares += share * share;

@@ -110,7 +110,7 @@ TEST(File, HoldsTheCalibrationAndWhateverIsWritten) {
     for (const char* bad : {"", "a/b", "with blank", "tab\t"}) {
         EXPECT_EQ(camera.WriteFile(bad, {1}), Argument) << bad;
     }
-    EXPECT_EQ(camera.WriteFile("huge", std::vector<uint8_t>(CFileStore::kMostBytes + 1)), Full);
+    EXPECT_EQ(camera.WriteFile("huge", std::vector<uint8_t>(CFileStore::kMaxBytes + 1)), Full);
     EXPECT_EQ(camera.ReadFile("huge", &bytes), Argument);
 }
 

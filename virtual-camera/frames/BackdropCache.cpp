@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <deque>
-#include <mutex>
+
+#include "base/Mutex.h"
 
 namespace ox3d {
 namespace {
 
 constexpr size_t kKeepBytes = size_t{64} << 20U;
+
+enum class EPicture { Depth, Color, GreyLeft, GreyRight };
 
 template <class Backdrop>
 class CKeeper {
@@ -17,8 +20,8 @@ public:
     // Renders under the lock: a second camera that asks for the same backdrop waits for it instead of
     // rendering it again.
     template <class Make>
-    std::shared_ptr<const Backdrop> Get(uint32_t width, uint32_t height, int kind, const Make& make) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+    std::shared_ptr<const Backdrop> Get(uint32_t width, uint32_t height, EPicture kind, const Make& make) {
+        const CLock lock(m_mutex);
         for (const Entry& entry : m_entries) {
             if (entry.m_width == width && entry.m_height == height && entry.m_kind == kind) {
                 return entry.m_backdrop;
@@ -38,12 +41,12 @@ private:
     struct Entry {
         uint32_t m_width;
         uint32_t m_height;
-        int m_kind;
+        EPicture m_kind;
         std::shared_ptr<const Backdrop> m_backdrop;
     };
-    std::mutex m_mutex;
-    std::deque<Entry> m_entries;
-    size_t m_bytes = 0;
+    CMutex m_mutex;
+    std::deque<Entry> m_entries OX_GUARDED_BY(m_mutex);
+    size_t m_bytes OX_GUARDED_BY(m_mutex) = 0;
 };
 
 // Never destroyed: a camera's thread may still render while the process ends.
@@ -57,17 +60,15 @@ CKeeper<CPictureBackdrop>& PictureKeeper() {
     return keeper;
 }
 
-enum PictureKind { kColor, kGreyLeft, kGreyRight };
-
 } // namespace
 
 std::shared_ptr<const CDepthBackdrop> SharedDepthBackdrop(uint32_t width, uint32_t height) {
-    return DepthKeeper().Get(width, height, 0,
+    return DepthKeeper().Get(width, height, EPicture::Depth,
                              [&] { return std::make_shared<const CDepthBackdrop>(width, height); });
 }
 
 std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint32_t height) {
-    return PictureKeeper().Get(width, height, kColor, [&] {
+    return PictureKeeper().Get(width, height, EPicture::Color, [&] {
         const PinholeCamera camera = CSceneModel::Get().ColorCamera(width, height, width, height);
         return std::make_shared<const CPictureBackdrop>(camera, 0.5, width, height, false);
     });
@@ -75,7 +76,7 @@ std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint
 
 std::shared_ptr<const CPictureBackdrop> SharedGreyBackdrop(uint32_t width, uint32_t height,
                                                            bool ofSecondImager) {
-    return PictureKeeper().Get(width, height, ofSecondImager ? kGreyRight : kGreyLeft, [&] {
+    return PictureKeeper().Get(width, height, ofSecondImager ? EPicture::GreyRight : EPicture::GreyLeft, [&] {
         const CSceneModel& model = CSceneModel::Get();
         const PinholeCamera camera =
             ofSecondImager ? model.SecondImager(width, height) : model.DepthCamera(width, height);

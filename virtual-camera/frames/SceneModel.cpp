@@ -74,7 +74,7 @@ SceneHit CSceneModel::CastShell(const Ray& ray) const {
     const Vec3& d = ray.m_direction;
     SceneHit hit;
     double nearest = std::numeric_limits<double>::max();
-    const auto consider = [&](double t, SceneObject object, const Vec3& normal) {
+    const auto consider = [&](double t, uint8_t object, const Vec3& normal) {
         if (t > kNearestHit && t < nearest) {
             nearest = t;
             hit = {t, object, normal};

@@ -12,27 +12,23 @@
 namespace ox3d {
 
 // What a ray met. Boxes follow kSceneFirstBox in the order of CSceneModel::Boxes().
-enum SceneObject : uint8_t {
-    kSceneNothing = 0,
-    kSceneFloor,
-    kSceneCeiling,
-    kSceneLeftWall,
-    kSceneRightWall,
-    kSceneBackWall,
-    kSceneBall,
-    kSceneFirstBox
-};
+constexpr uint8_t kSceneNothing = 0;
+constexpr uint8_t kSceneFloor = 1;
+constexpr uint8_t kSceneCeiling = 2;
+constexpr uint8_t kSceneLeftWall = 3;
+constexpr uint8_t kSceneRightWall = 4;
+constexpr uint8_t kSceneBackWall = 5;
+constexpr uint8_t kSceneBall = 6;
+constexpr uint8_t kSceneFirstBox = 7;
 
 // The order of the boxes; shading gives each its own look.
-enum SceneBox : uint8_t {
-    kBoxCrate = 0,
-    kBoxParcel,
-    kBoxCabinet,
-    kBoxBoard,
-    kBoxCube,
-    kBoxPicture,
-    kBoxCount
-};
+constexpr uint8_t kBoxCrate = 0;
+constexpr uint8_t kBoxParcel = 1;
+constexpr uint8_t kBoxCabinet = 2;
+constexpr uint8_t kBoxBoard = 3;
+constexpr uint8_t kBoxCube = 4;
+constexpr uint8_t kBoxPicture = 5;
+constexpr uint8_t kBoxCount = 6;
 
 struct SceneHit {
     double m_depth = 0.0; // along the optical axis of the ray's camera; 0 when nothing was met

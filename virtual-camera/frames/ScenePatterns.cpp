@@ -108,9 +108,9 @@ Color CubeColor(const Vec3& local, const Vec3& half) {
     const double edges[3] = {half.x - std::fabs(local.x), half.y - std::fabs(local.y),
                              half.z - std::fabs(local.z)};
     // On a face one of the three is nearly 0; the second smallest is the distance to the face's border.
-    const double least = std::min({edges[0], edges[1], edges[2]});
-    const double most = std::max({edges[0], edges[1], edges[2]});
-    const double toBorder = edges[0] + edges[1] + edges[2] - least - most;
+    const double min = std::min({edges[0], edges[1], edges[2]});
+    const double max = std::max({edges[0], edges[1], edges[2]});
+    const double toBorder = edges[0] + edges[1] + edges[2] - min - max;
     return toBorder < 14.0 ? Color{0.52, 0.60, 0.42} : Color{0.17, 0.36, 0.20};
 }
 
@@ -161,7 +161,7 @@ Vec3 StaticAlbedo(const CSceneModel& model, const SceneHit& hit, const Vec3& poi
     const size_t index = static_cast<size_t>(hit.m_object - kSceneFirstBox);
     const OrientedBox& box = model.Boxes()[index];
     const Vec3 local = box.m_toBox * (point - box.m_center);
-    switch (static_cast<SceneBox>(index)) {
+    switch (index) {
     case kBoxCrate:
         return CrateColor(local, box.m_half);
     case kBoxParcel:
@@ -174,10 +174,9 @@ Vec3 StaticAlbedo(const CSceneModel& model, const SceneHit& hit, const Vec3& poi
         return CubeColor(local, box.m_half);
     case kBoxPicture:
         return PictureColor(local, box.m_half);
-    case kBoxCount:
-        break;
+    default:
+        return {};
     }
-    return {};
 }
 
 Vec3 BallAlbedo(const Vec3& direction) {

@@ -172,7 +172,7 @@ double AmbientOpenness(const CSceneModel& model, const SceneHit& hit, const Vec3
     };
     const double walls[4] = {model.FloorY() - point.y, point.x - model.LeftWallX(),
                              model.RightWallX() - point.x, model.BackWallZ() - point.z};
-    const SceneObject owners[4] = {kSceneFloor, kSceneLeftWall, kSceneRightWall, kSceneBackWall};
+    const uint8_t owners[4] = {kSceneFloor, kSceneLeftWall, kSceneRightWall, kSceneBackWall};
     for (int i = 0; i < 4; ++i) {
         if (hit.m_object != owners[i]) {
             darken(std::max(0.0, walls[i]), 0.38, kReachMm);

@@ -1,7 +1,7 @@
 // SceneSource.cpp - puts a frame of the scene together: backdrop, ball, depth noise.
 #include "virtual-camera/frames/SceneSource.h"
 
-#include "virtual-camera/frames/SceneTruth.h"
+#include "virtual-camera/frames/GroundTruth.h"
 
 #include <new>
 
@@ -73,7 +73,7 @@ std::unique_ptr<CFrameSource> CSceneSource::Create(const FrameSourceConfig& conf
 }
 
 CSceneSource::CSceneSource(const FrameSourceConfig& config)
-    : m_config(config), m_calibrationXml(CSceneTruth(config).CalibrationXml()),
+    : m_config(config), m_calibrationXml(CGroundTruth(config).CalibrationXml()),
       m_depthBackdrop(SharedDepthBackdrop(config.m_depthWidth, config.m_depthHeight)) {
     if (config.m_colorWidth != 0) {
         m_colorBackdrop = SharedColorBackdrop(config.m_colorWidth, config.m_colorHeight);

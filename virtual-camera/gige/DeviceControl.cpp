@@ -64,7 +64,7 @@ void CDeviceControl::Tick(Time now) {
         m_model.Execute("DeviceReset");
         TellRestart();
     }
-    const std::chrono::milliseconds timeout(m_model.CarrierValue(EFeature::GevHeartbeatTimeout));
+    const std::chrono::milliseconds timeout(m_model.TransportValue(EFeature::GevHeartbeatTimeout));
     if (m_model.PlugCount() != m_plugCount || m_privilege.HasExpired(now, timeout)) {
         m_plugCount = m_model.PlugCount();
         EndControl();
@@ -100,7 +100,7 @@ void CDeviceControl::EndControl() {
     m_model.Execute("AcquisitionStop");
     for (const EFeature id : {EFeature::GevCCP, EFeature::GevMCPHostPort, EFeature::GevMCDA,
                               EFeature::GevSCPHostPort, EFeature::GevSCDA, EFeature::TLParamsLocked}) {
-        m_model.SetCarrierValue(id, 0);
+        m_model.SetTransportValue(id, 0);
     }
     m_ports.OnChannelWritten();
 }
@@ -196,7 +196,7 @@ CDeviceControl::Reply CDeviceControl::ForceIp(ByteView payload, const Context& c
 
 // Receivers ask from the port of their stream, so only the address can be compared.
 CDeviceControl::Reply CDeviceControl::PacketResend(ByteView payload, const Context& context) {
-    const auto receiver = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCDA));
+    const auto receiver = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCDA));
     const bool isReceiver =
         context.m_from.m_ip == receiver || m_privilege.IsHolderAddress(context.m_from.m_ip);
     if (isReceiver && payload.size() == kPacketResendBytes && Get16(payload.data()) == 0) {
@@ -349,7 +349,7 @@ EGvcpStatus CDeviceControl::WritePrivilege(uint32_t value, const Context& contex
         m_model.PowerUp();
         m_faults.ControlTaken(context.m_now);
     }
-    m_model.SetCarrierValue(EFeature::GevCCP, m_privilege.Access());
+    m_model.SetTransportValue(EFeature::GevCCP, m_privilege.Access());
     return EGvcpStatus::Success;
 }
 

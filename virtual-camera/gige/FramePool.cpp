@@ -1,4 +1,4 @@
-// FramePool.cpp - frames on their way round: taken, filled, kept for a while, taken again.
+// FramePool.cpp - frames on their way round: taken, filled, remembered for a while, taken again.
 #include "virtual-camera/gige/FramePool.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@ namespace ox3d::gige {
 std::shared_ptr<GvspFrame> CFramePool::Take() {
     std::unique_ptr<GvspFrame> frame;
     {
-        const std::lock_guard lock(m_spare->m_mutex);
+        const CLock lock(m_spare->m_mutex);
         if (!m_spare->m_frames.empty()) {
             frame = std::move(m_spare->m_frames.back());
             m_spare->m_frames.pop_back();
@@ -21,8 +21,8 @@ std::shared_ptr<GvspFrame> CFramePool::Take() {
     frame->m_endPacket = UINT32_MAX;
     const auto giveBack = [spare = m_spare](GvspFrame* done) {
         std::unique_ptr<GvspFrame> owned(done);
-        const std::lock_guard lock(spare->m_mutex);
-        if (spare->m_frames.size() < Spare::kMost) {
+        const CLock lock(spare->m_mutex);
+        if (spare->m_frames.size() < Spare::kMax) {
             spare->m_frames.push_back(std::move(owned));
         }
     };
@@ -31,24 +31,24 @@ std::shared_ptr<GvspFrame> CFramePool::Take() {
 
 void CFramePool::Keep(std::shared_ptr<GvspFrame> frame) {
     std::shared_ptr<GvspFrame> oldest; // goes without the lock
-    const std::lock_guard lock(m_mutex);
-    if (m_kept.size() >= kKeptFrames) {
-        oldest = std::move(m_kept.front());
-        m_kept.pop_front();
+    const CLock lock(m_mutex);
+    if (m_sent.size() >= kMaxSentFrames) {
+        oldest = std::move(m_sent.front());
+        m_sent.pop_front();
     }
-    m_kept.push_back(std::move(frame));
+    m_sent.push_back(std::move(frame));
 }
 
 void CFramePool::Forget() {
-    const std::lock_guard lock(m_mutex);
-    m_kept.clear();
+    const CLock lock(m_mutex);
+    m_sent.clear();
 }
 
 std::shared_ptr<GvspFrame> CFramePool::Find(uint16_t blockId) const {
-    const std::lock_guard lock(m_mutex);
-    const auto found = std::find_if(m_kept.rbegin(), m_kept.rend(),
+    const CLock lock(m_mutex);
+    const auto found = std::find_if(m_sent.rbegin(), m_sent.rend(),
                                     [&](const auto& frame) { return frame->m_blockId == blockId; });
-    return found == m_kept.rend() ? nullptr : *found;
+    return found == m_sent.rend() ? nullptr : *found;
 }
 
 } // namespace ox3d::gige

@@ -1,5 +1,5 @@
 // FramePool.h - the frames that have lately been sent, for requests to send packets again, and the memory of
-// those that nobody needs any more.
+// frames that are no longer needed.
 //
 // All functions may be called by any thread.
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_FRAME_POOL_H
@@ -7,15 +7,15 @@
 
 #include <deque>
 #include <memory>
-#include <mutex>
 
+#include "base/Mutex.h"
 #include "virtual-camera/gige/GvspFrame.h"
 
 namespace ox3d::gige {
 
 class CFramePool {
 public:
-    static constexpr size_t kKeptFrames = 8;
+    static constexpr size_t kMaxSentFrames = 8;
 
     // A frame to fill; its memory comes back when the last reference goes, also after the pool itself.
     std::shared_ptr<GvspFrame> Take();
@@ -26,16 +26,16 @@ public:
 
 private:
     struct Spare {
-        static constexpr size_t kMost = 4;
-        Spare() { m_frames.reserve(kMost); } // giving a frame back must not fail
+        static constexpr size_t kMax = 4;
+        Spare() { m_frames.reserve(kMax); } // giving a frame back must not fail
 
-        std::mutex m_mutex;
-        std::vector<std::unique_ptr<GvspFrame>> m_frames;
+        CMutex m_mutex;
+        std::vector<std::unique_ptr<GvspFrame>> m_frames OX_GUARDED_BY(m_mutex);
     };
 
     const std::shared_ptr<Spare> m_spare = std::make_shared<Spare>();
-    mutable std::mutex m_mutex;
-    std::deque<std::shared_ptr<GvspFrame>> m_kept;
+    mutable CMutex m_mutex;
+    std::deque<std::shared_ptr<GvspFrame>> m_sent OX_GUARDED_BY(m_mutex);
 };
 
 } // namespace ox3d::gige

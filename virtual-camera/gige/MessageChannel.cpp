@@ -19,20 +19,20 @@ Bytes EventPayload(const CameraEvent& event) {
 }
 
 void CMessageChannel::Move(uint32_t ip) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::string ignored; // without a socket there are no events
     OpenCameraSocket({ip, 0}, &m_socket, &ignored);
 }
 
 void CMessageChannel::SetMuted(bool isMuted) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_isMuted = isMuted;
 }
 
 void CMessageChannel::Send(const CameraEvent& event) {
-    const Endpoint to{static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevMCDA)),
-                      static_cast<uint16_t>(m_model.CarrierValue(EFeature::GevMCPHostPort))};
-    const std::lock_guard lock(m_mutex);
+    const Endpoint to{static_cast<uint32_t>(m_model.TransportValue(EFeature::GevMCDA)),
+                      static_cast<uint16_t>(m_model.TransportValue(EFeature::GevMCPHostPort))};
+    const CLock lock(m_mutex);
     if (to.m_port == 0 || m_isMuted || !m_socket.IsOpen()) {
         return;
     }

@@ -4,8 +4,7 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_MESSAGE_CHANNEL_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_MESSAGE_CHANNEL_H
 
-#include <mutex>
-
+#include "base/Mutex.h"
 #include "virtual-camera/CameraModel.h"
 #include "virtual-camera/gige/CameraEvent.h"
 #include "virtual-camera/gige/CameraSocket.h"
@@ -27,10 +26,10 @@ public:
 
 private:
     CCameraModel& m_model;
-    std::mutex m_mutex;
-    CUdpSocket m_socket;
-    bool m_isMuted = false;
-    uint16_t m_requestId = 0;
+    CMutex m_mutex;
+    CUdpSocket m_socket OX_GUARDED_BY(m_mutex);
+    bool m_isMuted OX_GUARDED_BY(m_mutex) = false;
+    uint16_t m_requestId OX_GUARDED_BY(m_mutex) = 0;
 };
 
 } // namespace ox3d::gige

@@ -10,7 +10,7 @@
 namespace ox3d::gige {
 namespace {
 
-constexpr uint64_t kMostListBytes = 1 << 20;
+constexpr uint64_t kMaxListBytes = 1 << 20;
 constexpr NetworkDefaults kLoopback{0x7F000001, 0xFF000000, 0, 0x7F000001};
 
 struct Arguments {
@@ -42,10 +42,10 @@ std::string Section(const std::string& text) {
 
 bool ReadListFile(const std::string& name, std::string* text) {
     std::ifstream file(name, std::ios::binary);
-    text->resize(kMostListBytes + 1);
+    text->resize(kMaxListBytes + 1);
     file.read(text->data(), static_cast<std::streamsize>(text->size()));
     text->resize(static_cast<size_t>(file.gcount()));
-    return !text->empty() && text->size() <= kMostListBytes;
+    return !text->empty() && text->size() <= kMaxListBytes;
 }
 
 bool ReadCameras(const Arguments& arguments, std::vector<CameraConfig>* cameras) {

@@ -5,12 +5,13 @@
 #include <ctime>
 #include <new>
 #include <sys/prctl.h>
+#include <utility>
 
 namespace ox3d::gige {
 namespace {
 
 constexpr int kSendBufferBytes = 4 << 20;
-constexpr uint32_t kMostRefusals = 64; // of one request: a wrong one must not become a flood
+constexpr uint32_t kMaxRefusals = 64; // of one request: a wrong one must not become a flood
 
 using Clock = std::chrono::steady_clock;
 
@@ -51,19 +52,19 @@ void CStreamSender::Start() {
 // ---- What the control channel asks ----
 
 CStreamSender::Channel CStreamSender::Current() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_channel;
 }
 
 void CStreamSender::Renew(std::shared_ptr<const CUdpSocket> socket) {
-    const Endpoint to{static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCDA)),
-                      static_cast<uint16_t>(m_model.CarrierValue(EFeature::GevSCPHostPort))};
-    const std::lock_guard lock(m_mutex);
+    const Endpoint to{static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCDA)),
+                      static_cast<uint16_t>(m_model.TransportValue(EFeature::GevSCPHostPort))};
+    const CLock lock(m_mutex);
     m_channel = {std::move(socket), to, ++m_channelSerial};
     m_blockIds.ChannelOpened();
     m_waiting.reset();
     m_pool.Forget();
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CStreamSender::OnChannelWritten() {
@@ -78,19 +79,19 @@ void CStreamSender::Move(uint32_t ip) {
         return;
     }
     socket->SetSendBuffer(kSendBufferBytes);
-    m_model.SetCarrierValue(EFeature::GevSCSP, socket->Port());
+    m_model.SetTransportValue(EFeature::GevSCSP, socket->Port());
     Renew(std::move(socket));
 }
 
 // Without it a test packet in pieces arrives, and the receiver takes the path for wider than it is.
 void CStreamSender::ApplyDoNotFragment(const Channel& channel) const {
-    channel.m_socket->SetDoNotFragment(m_model.CarrierValue(EFeature::GevSCPSDoNotFragment) != 0);
+    channel.m_socket->SetDoNotFragment(m_model.TransportValue(EFeature::GevSCPSDoNotFragment) != 0);
 }
 
 void CStreamSender::FireTestPacket() {
     const Channel channel = Current();
     if (channel.IsOpen() && !m_isMuted) {
-        const auto sizeBytes = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCPSPacketSize));
+        const auto sizeBytes = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCPSPacketSize));
         ApplyDoNotFragment(channel);
         channel.m_socket->Send(MakeGvspTestPacket(sizeBytes), channel.m_to);
     }
@@ -112,7 +113,7 @@ void CStreamSender::Resend(const ResendRequest& request) {
             }
             MakeGvspPacket(*frame, id, &packet);
         } else {
-            if ((frame != nullptr && id >= frame->Packets()) || ++refusals > kMostRefusals) {
+            if ((frame != nullptr && id >= frame->Packets()) || ++refusals > kMaxRefusals) {
                 break;
             }
             MakeGvspRefusal(request.m_blockId, id, static_cast<uint16_t>(EGvcpStatus::PacketRemoved),
@@ -122,9 +123,16 @@ void CStreamSender::Resend(const ResendRequest& request) {
     }
 }
 
+// Ends the waits of a thread that is to stop.
+void CStreamSender::Wake() {
+    const CLock lock(m_mutex);
+    m_changed.NotifyAll();
+}
+
 // ---- Camera thread ----
 
 void CStreamSender::RunCamera(const std::stop_token& stop) {
+    const std::stop_callback wake(stop, [this] { Wake(); });
     while (!stop.stop_requested()) {
         Guarded([&] { TakeFrame(stop); });
     }
@@ -140,47 +148,53 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
     const FaultSet& faults = m_model.Config().m_faults;
     std::shared_ptr<GvspFrame> packed = m_pool.Take();
     PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
-    const auto packetBytes = static_cast<uint32_t>(m_model.CarrierValue(EFeature::GevSCPSPacketSize));
+    const auto packetBytes = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCPSPacketSize));
     packed->m_dataBytes = packetBytes - kPacketOverheadBytes;
     if (frame.m_number == faults.m_truncateFrame) {
         packed->m_endPacket = packed->Packets() / 2;
     }
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     const uint32_t serial = m_channel.m_serial;
     const bool isOpen = m_channel.IsOpen();
     packed->m_blockId = m_blockIds.Next(frame.m_number);
-    lock.unlock();
+    lock.Unlock();
     if (frame.m_isExposureEventWanted) {
         m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
     }
     if (!isOpen) {
         return;
     }
-    lock.lock();
+    lock.Lock();
     // The camera waits for its network: it becomes slower, it does not skip frames.
-    m_changed.wait(lock, stop, [&] { return !m_waiting || m_channel.m_serial != serial; });
+    while (m_waiting && m_channel.m_serial == serial && !stop.stop_requested()) {
+        m_changed.Wait(m_mutex);
+    }
     if (!stop.stop_requested() && m_channel.m_serial == serial) {
         m_waiting = Job{std::move(packed), m_channel};
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
 }
 
 // ---- Sender thread ----
 
 void CStreamSender::RunSender(const std::stop_token& stop) {
+    const std::stop_callback wake(stop, [this] { Wake(); });
     prctl(PR_SET_TIMERSLACK, 1000); // nanoseconds; the usual slack is as long as a group of packets
     while (!stop.stop_requested()) {
-        std::optional<Job> job;
-        {
-            std::unique_lock lock(m_mutex);
-            m_changed.wait(lock, stop, [this] { return m_waiting.has_value(); });
-            job.swap(m_waiting);
-            m_changed.notify_all();
-        }
-        if (job) {
+        if (const auto job = WaitForJob(stop)) {
             Guarded([&] { SendFrame(*job, stop); });
         }
     }
+}
+
+// Nothing when the stop has been asked for.
+std::optional<CStreamSender::Job> CStreamSender::WaitForJob(const std::stop_token& stop) {
+    const CLock lock(m_mutex);
+    while (!m_waiting && !stop.stop_requested()) {
+        m_changed.Wait(m_mutex);
+    }
+    m_changed.NotifyAll();
+    return std::exchange(m_waiting, std::nullopt);
 }
 
 void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
@@ -188,9 +202,9 @@ void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
     ApplyDoNotFragment(job.m_channel);
     GvspFrame& frame = *job.m_frame;
     const uint32_t end = std::min(frame.Packets(), frame.m_endPacket);
-    const std::chrono::nanoseconds delay(m_model.CarrierValue(EFeature::GevSCPD));
+    const std::chrono::nanoseconds delay(m_model.TransportValue(EFeature::GevSCPD));
     const SendPlan plan = PlanSending(end, m_model.FramePeriod(), delay);
-    constexpr std::chrono::milliseconds kMostArrears{2};
+    constexpr std::chrono::milliseconds kMaxArrears{2};
     Time due = Clock::now();
     uint32_t next = 0;
     while (next < end && IsCurrent(job.m_channel) && !stop.stop_requested()) {
@@ -200,7 +214,7 @@ void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
         SendGroup(job, next, count);
         next += count;
         // Small delays are made up for; after a long one a burst would do harm.
-        due = std::max(due + plan.m_groupInterval, Clock::now() - kMostArrears);
+        due = std::max(due + plan.m_groupInterval, Clock::now() - kMaxArrears);
         SleepUntil(due);
     }
 }

@@ -5,9 +5,9 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_STREAM_SENDER_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_STREAM_SENDER_H
 
-#include <condition_variable>
 #include <thread>
 
+#include "base/Mutex.h"
 #include "virtual-camera/gige/CameraSocket.h"
 #include "virtual-camera/gige/DeviceControl.h"
 #include "virtual-camera/gige/FramePool.h"
@@ -50,9 +50,11 @@ private:
     bool IsCurrent(const Channel& channel) const { return channel.m_serial == m_channelSerial.load(); }
     void ApplyDoNotFragment(const Channel& channel) const;
     void Renew(std::shared_ptr<const CUdpSocket> socket);
+    void Wake();
     void RunCamera(const std::stop_token& stop);
     void RunSender(const std::stop_token& stop);
     void TakeFrame(const std::stop_token& stop);
+    std::optional<Job> WaitForJob(const std::stop_token& stop);
     void Enqueue(const CameraFrame& frame, const std::stop_token& stop);
     void SendFrame(const Job& job, const std::stop_token& stop);
     void SendGroup(const Job& job, uint32_t first, uint32_t count);
@@ -65,11 +67,11 @@ private:
     CameraFrame m_frame; // of the camera thread
     CPacketDice m_dice;  // of the sender thread
 
-    mutable std::mutex m_mutex;
-    std::condition_variable_any m_changed;
-    Channel m_channel;
-    CBlockIds m_blockIds;
-    std::optional<Job> m_waiting; // rendered, not yet taken by the sender
+    mutable CMutex m_mutex;
+    CCondition m_changed;
+    Channel m_channel OX_GUARDED_BY(m_mutex);
+    CBlockIds m_blockIds OX_GUARDED_BY(m_mutex);
+    std::optional<Job> m_waiting OX_GUARDED_BY(m_mutex); // rendered, not yet taken by the sender
 
     std::jthread m_sender;
     std::jthread m_camera;

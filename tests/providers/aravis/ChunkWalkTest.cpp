@@ -55,7 +55,7 @@ TEST(ChunkWalk, RefusesLengthsThatDoNotAddUp) {
     EXPECT_FALSE(WalkChunks({}, true, &spans));
     EXPECT_FALSE(WalkChunks(std::vector<uint8_t>(7), true, &spans));
     CPayload many(true);
-    for (size_t i = 0; i <= kMostChunks; ++i) {
+    for (size_t i = 0; i <= kMaxChunks; ++i) {
         many.Add(1, 0);
     }
     EXPECT_FALSE(many.Walk(&spans));

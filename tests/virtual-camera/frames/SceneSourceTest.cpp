@@ -1,6 +1,6 @@
 // SceneSourceTest.cpp - the scene's images against its truth, without a camera in between.
 #include "virtual-camera/frames/SceneSource.h"
-#include "virtual-camera/frames/SceneTruth.h"
+#include "virtual-camera/frames/GroundTruth.h"
 
 #include <gtest/gtest.h>
 
@@ -92,7 +92,7 @@ Vec3 ToColorFrame(const RgbdCalibration& set, const Vec3& p) {
 }
 
 // Whether the depth camera sees the same point; undoes the transform of a rotation matrix and a translation.
-bool DepthCameraSees(const CSceneTruth& truth, const RgbdCalibration& set, uint64_t index,
+bool DepthCameraSees(const CGroundTruth& truth, const RgbdCalibration& set, uint64_t index,
                      const Vec3& colorPoint) {
     const double* r = set.m_rotation;
     const Vec3 p = colorPoint - Vec3{set.m_translationMm[0], set.m_translationMm[1], set.m_translationMm[2]};
@@ -142,7 +142,7 @@ Outline OutlineOf(int width, int height, const IsInside& isInside) {
 
 TEST(SceneDepth, EqualsTheTruthWhenNoiseIsOff) {
     const FrameSourceConfig config = WithoutNoise();
-    const CSceneTruth truth(config);
+    const CGroundTruth truth(config);
     for (const uint64_t index : {uint64_t{0}, uint64_t{90}, uint64_t{1000000007}}) {
         const FrameImages images = RenderFrame(config, index);
         size_t wrong = 0;
@@ -159,7 +159,7 @@ TEST(SceneDepth, EqualsTheTruthWhenNoiseIsOff) {
 
 TEST(SceneDepth, FloorPointsFitTheTruePlaneWithinTheSimulatedNoise) {
     const FrameSourceConfig config;
-    const CSceneTruth truth(config);
+    const CGroundTruth truth(config);
     const RgbdIntrinsics k = truth.Calibration().m_depth;
     const ScenePlane floor = truth.Floor();
     const FrameImages images = RenderFrame(config, 17);
@@ -177,7 +177,7 @@ TEST(SceneDepth, FloorPointsFitTheTruePlaneWithinTheSimulatedNoise) {
             const double distance = Dot(floor.m_normal, ray * depth) + floor.m_offsetMm;
             // Rounding to whole millimetres adds the variance of an even distribution.
             const double sigma =
-                std::hypot(CSceneTruth::NoiseSigmaMm(exact.m_depthMm), std::sqrt(1.0 / 12.0));
+                std::hypot(CGroundTruth::NoiseSigmaMm(exact.m_depthMm), std::sqrt(1.0 / 12.0));
             const double normalized = distance / (sigma * std::fabs(Dot(floor.m_normal, ray)));
             sum += normalized;
             squares += normalized * normalized;
@@ -198,7 +198,7 @@ TEST(SceneDepth, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasure) {
     wide.m_colorWidth = 1920;
     wide.m_colorHeight = 1080;
     for (const FrameSourceConfig& config : {FrameSourceConfig(), wide}) {
-        const CSceneTruth truth(config);
+        const CGroundTruth truth(config);
         const RgbdCalibration set = truth.Calibration();
         const FrameImages images = RenderFrame(config, 200);
         const std::vector<uint16_t> registered = Registered(images, set);
@@ -233,7 +233,7 @@ TEST(SceneDepth, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasure) {
 TEST(SceneDepth, IsMissingExactlyWhereTheSecondImagerCannotSee) {
     constexpr double kEdgeMm = 15.0; // a nearer surface than this in front of a point is no occlusion
     constexpr uint64_t kIndex = 75;
-    const CSceneTruth truth{FrameSourceConfig()};
+    const CGroundTruth truth{FrameSourceConfig()};
     const FrameImages images = RenderFrame(FrameSourceConfig(), kIndex);
     std::map<std::string, size_t> missed;
     size_t holes = 0;
@@ -266,7 +266,7 @@ TEST(SceneDepth, IsMissingExactlyWhereTheSecondImagerCannotSee) {
 
 TEST(SceneColor, TheBallIsWhereRegisteredDepthHasIt) {
     const FrameSourceConfig config = WithoutNoise();
-    const CSceneTruth truth(config);
+    const CGroundTruth truth(config);
     const RgbdCalibration set = truth.Calibration();
     for (const uint64_t index : {uint64_t{0}, uint64_t{80}, uint64_t{265}}) {
         const FrameImages images = RenderFrame(config, index);
@@ -303,7 +303,7 @@ TEST(SceneColor, TheBallIsWhereRegisteredDepthHasIt) {
 }
 
 TEST(SceneGreyPair, ShowsThePictureOnTheWallShiftedByItsDisparity) {
-    const CSceneTruth truth{FrameSourceConfig()};
+    const CGroundTruth truth{FrameSourceConfig()};
     const FrameImages images = RenderFrame(FrameSourceConfig(), 0, true);
     ASSERT_EQ(images.m_greyPair.size(), images.m_depth.size() * 2);
     const uint8_t* left = images.m_greyPair.data();
@@ -389,7 +389,7 @@ TEST(SceneSizes, OutOfRangeAreRefusedWithAReason) {
 }
 
 TEST(SceneCalibration, TextHoldsTheNumbersOfBothResolutions) {
-    const CSceneTruth truth{FrameSourceConfig()};
+    const CGroundTruth truth{FrameSourceConfig()};
     const RgbdCalibration set = truth.Calibration();
     tinyxml2::XMLDocument document;
     ASSERT_EQ(document.Parse(MakeSource(FrameSourceConfig())->CalibrationXml().c_str()),

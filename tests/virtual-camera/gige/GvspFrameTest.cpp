@@ -140,7 +140,7 @@ TEST(SendPlan, spreads_packets_over_most_of_the_period_and_keeps_the_packet_dela
 TEST(FramePool, remembers_the_last_frames_and_uses_memory_again) {
     CFramePool pool;
     const GvspFrame* first = nullptr;
-    for (uint16_t id = 1; id <= CFramePool::kKeptFrames + 1; ++id) {
+    for (uint16_t id = 1; id <= CFramePool::kMaxSentFrames + 1; ++id) {
         std::shared_ptr<GvspFrame> frame = pool.Take();
         frame->m_blockId = id;
         first = id == 1 ? frame.get() : first;

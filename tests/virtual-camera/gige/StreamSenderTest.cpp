@@ -22,8 +22,8 @@ protected:
         m_stream = std::make_unique<CStreamSender>(*m_camera, *m_messages);
         m_stream->Move(kLocal);
         ASSERT_TRUE(m_receiver.Open({kLocal, 0}));
-        m_camera->SetCarrierValue(EFeature::GevSCDA, kLocal);
-        m_camera->SetCarrierValue(EFeature::GevSCPHostPort, m_receiver.Port());
+        m_camera->SetTransportValue(EFeature::GevSCDA, kLocal);
+        m_camera->SetTransportValue(EFeature::GevSCPHostPort, m_receiver.Port());
         m_stream->OnChannelWritten();
         m_stream->Start();
     }
@@ -123,10 +123,10 @@ TEST_F(GigeStream, test_packets_have_the_packet_size) {
 TEST_F(GigeStream, exposure_ends_are_told_on_the_message_channel) {
     Open();
     m_camera->SetEnumByName("EventNotification", "On");
-    m_camera->SetCarrierValue(EFeature::GevSCPHostPort, 0); // images go nowhere
+    m_camera->SetTransportValue(EFeature::GevSCPHostPort, 0); // images go nowhere
     m_stream->OnChannelWritten();
-    m_camera->SetCarrierValue(EFeature::GevMCDA, kLocal);
-    m_camera->SetCarrierValue(EFeature::GevMCPHostPort, m_receiver.Port());
+    m_camera->SetTransportValue(EFeature::GevMCDA, kLocal);
+    m_camera->SetTransportValue(EFeature::GevMCPHostPort, m_receiver.Port());
     Acquire(1);
     const Bytes event = Receive();
     ASSERT_EQ(event.size(), 8U + 16);

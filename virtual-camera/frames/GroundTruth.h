@@ -1,9 +1,9 @@
-// SceneTruth.h - what a perfect camera would measure in the procedural scene, at any image coordinates.
+// GroundTruth.h - what a perfect camera would measure in the procedural scene, at any image coordinates.
 //
 // Every value is ray-cast anew, apart from the images that a source renders: the two can be held against each
 // other.
-#ifndef OX3D_VIRTUAL_CAMERA_SCENE_TRUTH_H
-#define OX3D_VIRTUAL_CAMERA_SCENE_TRUTH_H
+#ifndef OX3D_VIRTUAL_CAMERA_GROUND_TRUTH_H
+#define OX3D_VIRTUAL_CAMERA_GROUND_TRUTH_H
 
 #include "virtual-camera/frames/CalibrationText.h"
 #include "virtual-camera/frames/FrameSource.h"
@@ -23,10 +23,10 @@ struct SceneSample {
     double m_viewCosine = 0.0; // between line of sight and surface normal
 };
 
-class CSceneTruth {
+class CGroundTruth {
 public:
     // Sizes that a source would refuse give no useful values.
-    explicit CSceneTruth(const FrameSourceConfig& config);
+    explicit CGroundTruth(const FrameSourceConfig& config);
 
     // Continuous coordinates; a depth pixel's value belongs to its integer coordinates.
     SceneSample FromDepthCamera(uint64_t index, double u, double v) const;

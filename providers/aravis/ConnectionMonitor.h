@@ -1,10 +1,10 @@
-// Watch.h - the thread that looks after an opened camera: whether it is still there, whether control of it is
+// ConnectionMonitor.h - the thread that looks after an opened camera: whether it is still there, whether control of it is
 // still ours, and what it tells over the message channel.
 //
 // Aravis notices a camera that has died, after some five seconds, and not at all that another application has
 // taken control meanwhile. This thread asks once a second. It never runs code of the application.
-#ifndef OX3D_ARAVIS_WATCH_H
-#define OX3D_ARAVIS_WATCH_H
+#ifndef OX3D_ARAVIS_CONNECTION_MONITOR_H
+#define OX3D_ARAVIS_CONNECTION_MONITOR_H
 
 #include <chrono>
 #include <map>
@@ -19,15 +19,15 @@ namespace ox3d {
 
 class CAravisConnection;
 
-class CWatch : public std::enable_shared_from_this<CWatch> {
+class CConnectionMonitor : public std::enable_shared_from_this<CConnectionMonitor> {
 public:
     // A camera that has not answered for this long, asked once a second, is gone.
     static constexpr std::chrono::milliseconds kSilence{3000};
 
-    CWatch();
-    ~CWatch();
-    CWatch(const CWatch&) = delete;
-    CWatch& operator=(const CWatch&) = delete;
+    CConnectionMonitor();
+    ~CConnectionMonitor();
+    CConnectionMonitor(const CConnectionMonitor&) = delete;
+    CConnectionMonitor& operator=(const CConnectionMonitor&) = delete;
 
     bool Start(std::shared_ptr<CAravisConnection> connection);
     void RequestStop() const;

@@ -1,5 +1,5 @@
-// Watch.cpp - probes all the time, and events as they come.
-#include "providers/aravis/Watch.h"
+// ConnectionMonitor.cpp - probes all the time, and events as they come.
+#include "providers/aravis/ConnectionMonitor.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -24,11 +24,11 @@ namespace {
 // Probes count as heartbeats: a third of the shortest time-out of a heartbeat that cameras offer.
 constexpr std::chrono::milliseconds kEthernetPeriod{150};
 constexpr std::chrono::milliseconds kUsbPeriod{1000};
-constexpr uint32_t kMostProbeMs = 500; // an application may want to wait longer for its own commands
-constexpr int kMostStrangeAnswers = 2;
+constexpr uint32_t kMaxProbeMs = 500; // an application may want to wait longer for its own commands
+constexpr int kMaxStrangeAnswers = 2;
 constexpr uint32_t kMessageTimeoutMs = 200; // the camera's, for our acknowledge
 constexpr uint32_t kMessageRetries = 2;
-constexpr size_t kMostMessageBytes = 2048;
+constexpr size_t kMaxMessageBytes = 2048;
 
 // Events that the standard numbers itself; a description does not have to.
 struct StandardEvent {
@@ -41,15 +41,15 @@ constexpr StandardEvent kStandardEvents[] = {
 
 } // namespace
 
-CWatch::CWatch() : m_stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+CConnectionMonitor::CConnectionMonitor() : m_stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-CWatch::~CWatch() {
+CConnectionMonitor::~CConnectionMonitor() {
     if (m_stopEvent >= 0) {
         close(m_stopEvent);
     }
 }
 
-bool CWatch::Start(std::shared_ptr<CAravisConnection> connection) {
+bool CConnectionMonitor::Start(std::shared_ptr<CAravisConnection> connection) {
     if (m_stopEvent < 0) {
         return false;
     }
@@ -63,13 +63,13 @@ bool CWatch::Start(std::shared_ptr<CAravisConnection> connection) {
     });
 }
 
-void CWatch::RequestStop() const {
+void CConnectionMonitor::RequestStop() const {
     const uint64_t one = 1;
     const ssize_t written = write(m_stopEvent, &one, sizeof(one));
     static_cast<void>(written); // a full counter has been read by nobody yet: the stop is known already
 }
 
-void CWatch::Run(CAravisConnection& connection) {
+void CConnectionMonitor::Run(CAravisConnection& connection) {
     if (connection.IsEthernet() && connection.MayWrite()) {
         OpenMessageChannel(connection);
     }
@@ -82,7 +82,7 @@ void CWatch::Run(CAravisConnection& connection) {
     }
 }
 
-bool CWatch::ListenUntil(CAravisConnection& connection, Clock::time_point until) {
+bool CConnectionMonitor::ListenUntil(CAravisConnection& connection, Clock::time_point until) {
     for (auto now = Clock::now(); now < until; now = Clock::now()) {
         std::array<pollfd, 2> entries{
             {{m_stopEvent, POLLIN, 0}, {m_messages.Descriptor(), POLLIN, 0}}}; // -1 is skipped by poll
@@ -103,16 +103,16 @@ bool CWatch::ListenUntil(CAravisConnection& connection, Clock::time_point until)
 
 // ---- Is it still there, is it still ours ----
 
-bool CWatch::Probe(CAravisConnection& connection) {
+bool CConnectionMonitor::Probe(CAravisConnection& connection) {
     if (!connection.IsAlive()) { // somebody else has found out
         return false;
     }
     return connection.IsEthernet() ? ProbeEthernet(connection) : ProbeUsb(connection);
 }
 
-bool CWatch::ProbeEthernet(CAravisConnection& connection) {
+bool CConnectionMonitor::ProbeEthernet(CAravisConnection& connection) {
     const CameraPath& path = connection.Path();
-    CGvcpClient client(path.m_hostIp, path.m_cameraIp, std::min(connection.ControlTimeoutMs(), kMostProbeMs),
+    CGvcpClient client(path.m_hostIp, path.m_cameraIp, std::min(connection.ControlTimeoutMs(), kMaxProbeMs),
                        1);
     uint32_t control = 0;
     const EGvcpResult result = client.Read(gige::reg::kControlPrivilege, &control);
@@ -129,7 +129,7 @@ bool CWatch::ProbeEthernet(CAravisConnection& connection) {
     return !connection.HasLostControl();
 }
 
-bool CWatch::ProbeUsb(CAravisConnection& connection) {
+bool CConnectionMonitor::ProbeUsb(CAravisConnection& connection) {
     uint32_t version = 0;
     const int code = connection.OnDevice([&](ArvDevice* device) {
         CArvError error;
@@ -137,13 +137,13 @@ bool CWatch::ProbeUsb(CAravisConnection& connection) {
         return IsUnreachable(error.Get()) ? kDeviceGone : kOk;
     });
     m_strangeAnswers = code == kOk ? 0 : m_strangeAnswers + 1;
-    return m_strangeAnswers < kMostStrangeAnswers;
+    return m_strangeAnswers < kMaxStrangeAnswers;
 }
 
 // ---- Events ----
 
 // A camera without a message channel goes without events.
-void CWatch::OpenMessageChannel(CAravisConnection& connection) {
+void CConnectionMonitor::OpenMessageChannel(CAravisConnection& connection) {
     CUdpSocket socket;
     const uint32_t hostIp = connection.Path().m_hostIp;
     if (!socket.Open({hostIp, 0})) {
@@ -170,8 +170,8 @@ void CWatch::OpenMessageChannel(CAravisConnection& connection) {
     }
 }
 
-void CWatch::ReceiveMessage(CAravisConnection& connection) {
-    std::array<uint8_t, kMostMessageBytes> packet{};
+void CConnectionMonitor::ReceiveMessage(CAravisConnection& connection) {
+    std::array<uint8_t, kMaxMessageBytes> packet{};
     Endpoint from;
     const size_t length = m_messages.Receive(packet, &from).value_or(0);
     const auto command = gvcp::ReadEvents({packet.data(), length});
@@ -191,7 +191,7 @@ void CWatch::ReceiveMessage(CAravisConnection& connection) {
     }
 }
 
-void CWatch::Raise(CAravisConnection& connection, const gvcp::Event& event) {
+void CConnectionMonitor::Raise(CAravisConnection& connection, const gvcp::Event& event) {
     OX_EVENT_OUT_INFO info{};
     CopyText(info.chEventName, std::string_view(NameOf(connection, event.m_id)).substr(0, 127));
     info.nEventID = event.m_id;
@@ -206,7 +206,7 @@ void CWatch::Raise(CAravisConnection& connection, const gvcp::Event& event) {
 }
 
 // A camera names its events in EventSelector, and tells the number of event X in the integer EventX.
-const std::string& CWatch::NameOf(CAravisConnection& connection, uint16_t id) {
+const std::string& CConnectionMonitor::NameOf(CAravisConnection& connection, uint16_t id) {
     if (!m_areNamesRead) {
         m_areNamesRead = true;
         for (const StandardEvent& event : kStandardEvents) {
@@ -227,13 +227,13 @@ const std::string& CWatch::NameOf(CAravisConnection& connection, uint16_t id) {
             return kOk;
         });
     }
-    constexpr size_t kMostNames = 1024;
+    constexpr size_t kMaxNames = 1024;
     if (const auto found = m_names.find(id); found != m_names.end()) {
         return found->second;
     }
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "Event_0x%04X", id);
-    if (m_names.size() >= kMostNames) {
+    if (m_names.size() >= kMaxNames) {
         m_names.clear();
         m_areNamesRead = false;
     }

@@ -1,5 +1,5 @@
-// Directory.cpp - reads the camera list, keeps the cameras, and decides who may open one.
-#include "providers/virtual/Directory.h"
+// CameraRegistry.cpp - reads the camera list, holds the cameras, and decides whether one may be opened.
+#include "providers/virtual/CameraRegistry.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -16,7 +16,7 @@ namespace ox3d {
 namespace {
 
 constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
-constexpr uint64_t kMostListBytes = 1 << 20;
+constexpr uint64_t kMaxListBytes = 1 << 20;
 
 std::vector<CameraConfig> LoadCameraList(std::vector<std::string>* errors) {
     const char* path = std::getenv(kListVariable);
@@ -25,7 +25,7 @@ std::vector<CameraConfig> LoadCameraList(std::vector<std::string>* errors) {
     }
     const std::string name = path;
     std::vector<uint8_t> bytes;
-    if (!ReadLocalFile(name, kMostListBytes, &bytes)) {
+    if (!ReadLocalFile(name, kMaxListBytes, &bytes)) {
         errors->push_back(name + ":0: the camera list cannot be read");
         return {};
     }
@@ -43,7 +43,7 @@ CCameraSlot::CCameraSlot(const CameraConfig& config)
     : m_config(config), m_model(std::make_shared<CCameraModel>(config)) {}
 
 void CCameraSlot::Configure(const CameraConfig& config) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_config = config;
     m_isListed = true;
     Renew();
@@ -59,21 +59,21 @@ void CCameraSlot::Renew() {
 }
 
 void CCameraSlot::SetListed(bool isListed) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_isListed = isListed;
 }
 
 bool CCameraSlot::IsPresent() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_isListed && m_model->IsPlugged();
 }
 
 std::shared_ptr<CCameraModel> CCameraSlot::Model() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_model;
 }
 
-// Exclusive access suffers nobody beside it, control suffers those who only look.
+// Exclusive access allows no other connection, control allows connections that only monitor.
 bool CCameraSlot::IsFree(uint32_t accessMode) const {
     return std::all_of(m_holders.begin(), m_holders.end(), [&](const auto& holder) {
         const uint32_t other = holder->AccessMode();
@@ -87,21 +87,21 @@ bool CCameraSlot::IsAccessible(uint32_t accessMode) const {
     if (!IsAccessMode(accessMode) || !IsPresent()) {
         return false;
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_config.m_faults.m_isOpenDenied == 0 && IsFree(accessMode);
 }
 
-int CCameraSlot::CheckForTaking(uint32_t accessMode) const {
+int CCameraSlot::CheckForOpening(uint32_t accessMode) const {
     const bool isDenied = m_config.m_faults.m_isOpenDenied != 0 || !IsFree(accessMode);
     return isDenied ? Code(OX_CC_E_ACCESS_DENIED) : kOk;
 }
 
-// Its images' source may take seconds to make; whoever lists cameras or opens another does not wait for it.
+// Making the source of its images may take seconds: threads that list cameras or open another do not wait for it.
 int CCameraSlot::PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>* model) {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         Renew();
-        if (const int code = CheckForTaking(accessMode); code != kOk) {
+        if (const int code = CheckForOpening(accessMode); code != kOk) {
             return code;
         }
         *model = m_model;
@@ -114,7 +114,7 @@ int CCameraSlot::PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>
     return ToCode(status);
 }
 
-int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CCameraSlot::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
                       std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);
@@ -122,33 +122,37 @@ int CCameraSlot::Take(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
     if (!IsPresent()) {
         return kDeviceGone;
     }
-    std::shared_ptr<CCameraModel> model;
-    std::unique_lock<std::mutex> lock;
-    do { // again when the list has changed the camera meanwhile
-        lock = std::unique_lock<std::mutex>();
+    for (std::shared_ptr<CCameraModel> model;;) {
         if (const int code = PrepareModel(accessMode, &model); code != kOk) {
             return code;
         }
-        lock = std::unique_lock(m_mutex);
-    } while (model != m_model);
-    if (const int code = CheckForTaking(accessMode); code != kOk) {
-        return code; // somebody was faster
+        const CLock lock(m_mutex);
+        if (model == m_model) { // else the list has changed the camera meanwhile
+            return Connect(accessMode, callbacks, connection);
+        }
     }
-    auto taken = std::make_shared<CVirtualConnection>(m_model, callbacks, accessMode);
-    m_holders.push_back(taken);
-    if (!taken->Start()) {
+}
+
+int CCameraSlot::Connect(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+                         std::shared_ptr<CConnection>* connection) {
+    if (const int code = CheckForOpening(accessMode); code != kOk) {
+        return code; // another handle was faster
+    }
+    auto opened = std::make_shared<CVirtualConnection>(m_model, callbacks, accessMode);
+    m_holders.push_back(opened);
+    if (!opened->Start()) {
         m_holders.pop_back();
         return Code(OX_CC_E_RESOURCE);
     }
-    if (taken->MayWrite()) {
+    if (opened->MayWrite()) {
         m_model->PowerUp();
     }
-    *connection = std::move(taken);
+    *connection = std::move(opened);
     return kOk;
 }
 
-void CCameraSlot::Give(const std::shared_ptr<CConnection>& connection) {
-    const std::lock_guard lock(m_mutex);
+void CCameraSlot::Close(const std::shared_ptr<CConnection>& connection) {
+    const CLock lock(m_mutex);
     std::erase(m_holders, connection);
     Renew();
 }
@@ -190,11 +194,11 @@ bool CCameraSlot::HasEvent(const char* name) const {
 // ---- All cameras ----
 
 IProvider& Provider() {
-    static auto* const s_directory = new CDirectory;
-    return *s_directory;
+    static auto* const s_registry = new CCameraRegistry;
+    return *s_registry;
 }
 
-void CDirectory::ReadCameraList() {
+void CCameraRegistry::ReadCameraList() {
     std::vector<std::string> errors;
     const std::vector<CameraConfig> configs = LoadCameraList(&errors);
     if (errors != m_reported) {
@@ -219,8 +223,8 @@ void CDirectory::ReadCameraList() {
     m_isListRead = true;
 }
 
-int CDirectory::Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) {
-    const std::lock_guard lock(m_mutex);
+int CCameraRegistry::Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) {
+    const CLock lock(m_mutex);
     ReadCameraList();
     std::memset(list, 0, sizeof(*list));
     for (size_t i = 0; i < m_order.size() && list->nDeviceNum < OX_CC_MAX_DEVICES; ++i) {
@@ -236,8 +240,8 @@ int CDirectory::Enumerate(uint32_t layers, OX_CC_DEVICE_INFO_LIST* list) {
     return kOk;
 }
 
-std::shared_ptr<CCamera> CDirectory::Find(const OX_CC_DEVICE_INFO& record) {
-    const std::lock_guard lock(m_mutex);
+std::shared_ptr<CCamera> CCameraRegistry::Find(const OX_CC_DEVICE_INFO& record) {
+    const CLock lock(m_mutex);
     // A record may be older than this process's first enumeration.
     if (!m_isListRead) {
         ReadCameraList();
