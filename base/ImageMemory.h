@@ -28,7 +28,8 @@ using ImageBlock = std::unique_ptr<uint8_t, FreeImageMemory>;
 
 /// For containers of samples.
 template <class Sample>
-struct CImageAllocator {
+class CImageAllocator {
+public:
     using value_type = Sample;
 
     CImageAllocator() = default;

@@ -64,12 +64,12 @@ public:
     void NotifyAll() noexcept { m_condition.notify_all(); }
 
     void Wait(CMutex& mutex) OX_REQUIRES(mutex) {
-        CAdopted held(mutex.m_mutex);
+        Adopted held(mutex.m_mutex);
         m_condition.wait(held.m_lock);
     }
     /// False once the time has come.
     bool WaitUntil(CMutex& mutex, std::chrono::steady_clock::time_point until) OX_REQUIRES(mutex) {
-        CAdopted held(mutex.m_mutex);
+        Adopted held(mutex.m_mutex);
         return m_condition.wait_until(held.m_lock, until) == std::cv_status::no_timeout;
     }
     /// False once the time is over.
@@ -79,11 +79,11 @@ public:
 
 private:
     // The caller's lock for the time of the wait. It stays the caller's when a thread that is cancelled unwinds.
-    struct CAdopted {
-        explicit CAdopted(std::mutex& mutex) : m_lock(mutex, std::adopt_lock) {}
-        ~CAdopted() { m_lock.release(); }
-        CAdopted(const CAdopted&) = delete;
-        CAdopted& operator=(const CAdopted&) = delete;
+    struct Adopted {
+        explicit Adopted(std::mutex& mutex) : m_lock(mutex, std::adopt_lock) {}
+        ~Adopted() { m_lock.release(); }
+        Adopted(const Adopted&) = delete;
+        Adopted& operator=(const Adopted&) = delete;
         std::unique_lock<std::mutex> m_lock;
     };
 

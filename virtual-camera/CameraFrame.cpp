@@ -17,7 +17,7 @@ void PutWord(uint8_t* at, uint32_t value) {
     }
 }
 
-// Header words: image type, width, height, then zeros; word 3 is filled in by whoever parses the chunk.
+// Header words: image type, width, height, then zeros; word 3 is left to the reader of the chunk.
 void PackChunk(uint32_t id, uint32_t headerBytes, uint32_t type, uint32_t width, uint32_t height,
                const std::vector<uint8_t>& pixels, CameraFrame* frame) {
     CameraChunk& chunk = frame->m_chunks[frame->m_chunkCount++];

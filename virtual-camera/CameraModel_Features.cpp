@@ -121,7 +121,7 @@ EModelStatus CCameraModel::SetNumber(std::string_view name, EFeatureType type, u
     return status == EModelStatus::Ok ? Write(*feature, SlotOf(*feature), raw) : status;
 }
 
-// What a written feature sets in motion.
+// The consequences of writing a feature.
 EModelStatus CCameraModel::OnWritten(EFeature id) {
     switch (id) {
     case EFeature::DeviceReset:

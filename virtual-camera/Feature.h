@@ -25,7 +25,7 @@ constexpr uint16_t kEventExposureEnd = 0x0004;
 constexpr uint16_t kEventDeviceTemperature = 0x9001; // data: degrees Celsius, 32-bit float
 constexpr uint16_t kEventDeviceLost = 0x9002;        // data: 1, a restart
 
-// What an operation on the model came to. The carrier translates it into its own codes.
+// The outcome of an operation on the model. The transport translates it into its own codes.
 enum class EModelStatus {
     Ok,
     UnknownFeature,

@@ -1,6 +1,6 @@
 // FrameClock.h - when a camera takes its next frame: free running or by triggers, at most one every period.
 //
-// It holds no thread and reads no clock; times come from its caller, who also guards it.
+// It holds no thread and reads no clock; times come from its caller, which also guards it.
 #ifndef OX3D_VIRTUAL_CAMERA_FRAME_CLOCK_H
 #define OX3D_VIRTUAL_CAMERA_FRAME_CLOCK_H
 

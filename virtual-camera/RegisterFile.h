@@ -1,6 +1,6 @@
 // RegisterFile.h - the register memory of a camera: a few areas of bytes in the transport's byte order.
 //
-// It knows addresses and bytes only. Who may write what is the camera model's business.
+// It knows addresses and bytes only. Access rules are the camera model's business.
 #ifndef OX3D_VIRTUAL_CAMERA_REGISTER_FILE_H
 #define OX3D_VIRTUAL_CAMERA_REGISTER_FILE_H
 

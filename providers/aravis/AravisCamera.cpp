@@ -39,7 +39,7 @@ NodeMaker CAravisCamera::Nodes() const {
 }
 
 int CAravisCamera::Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
-                           const std::shared_ptr<HandleCallbacks>& callbacks, const ResendSettings& resend,
+                           const std::shared_ptr<CHandleCallbacks>& callbacks, const ResendSettings& resend,
                            uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const {
     if (!HasDescription(device.get())) {
         return Code(OX_CC_E_GC_GENERIC);
@@ -60,7 +60,7 @@ void CAravisCamera::Close(const std::shared_ptr<CConnection>& connection) {
 
 // ---- USB ----
 
-// Opening is the only way to find out whether somebody has it.
+// Opening is the only way to find out whether another process has it open.
 bool CUsbCamera::IsAccessible(uint32_t accessMode) const {
     CObject<ArvDevice> device;
     return IsAccessMode(accessMode) && OpenUsbDevice(Now(), &device) == kOk;
@@ -70,7 +70,7 @@ int CUsbCamera::CheckForNetwork() const {
     return Code(OX_CC_E_SUPPORT);
 }
 
-int CUsbCamera::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CUsbCamera::Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                      std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);

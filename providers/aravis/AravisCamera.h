@@ -23,7 +23,7 @@ protected:
     OX_CC_DEVICE_INFO Now() const;
     void Update(const OX_CC_DEVICE_INFO& record);
     int Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
-                const std::shared_ptr<HandleCallbacks>& callbacks, const ResendSettings& resend,
+                const std::shared_ptr<CHandleCallbacks>& callbacks, const ResendSettings& resend,
                 uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const;
 
 private:
@@ -37,7 +37,7 @@ public:
 
     bool IsAccessible(uint32_t accessMode) const override;
     int CheckForNetwork() const override;
-    int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
     int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,
                 const uint32_t* maskAndGateway) override;
@@ -52,8 +52,8 @@ private:
     int CheckFree(uint32_t accessMode);
     bool WriteRegisters(const std::shared_ptr<CConnection>& connection,
                         std::initializer_list<std::pair<uint32_t, uint32_t>> registers) const;
-    bool KeepAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip, uint32_t mask,
-                     uint32_t gateway) const;
+    bool WritePersistentAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip, uint32_t mask,
+                                uint32_t gateway) const;
 
     std::atomic<uint32_t> m_controlTimeoutMs{CGvcpClient::kDefaultTimeoutMs};
     CMutex m_settingsMutex;
@@ -68,7 +68,7 @@ public:
 
     bool IsAccessible(uint32_t accessMode) const override;
     int CheckForNetwork() const override;
-    int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
     void Close(const std::shared_ptr<CConnection>& connection) override;
     int ForceIp(const std::shared_ptr<CConnection>& connection, uint32_t ip,

@@ -37,7 +37,7 @@ void DropWeak(gpointer data, GClosure* /*closure*/) {
 } // namespace
 
 CAravisConnection::CAravisConnection(CObject<ArvDevice> device, const CameraPath& path,
-                                     std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
+                                     std::shared_ptr<CHandleCallbacks> callbacks, uint32_t accessMode)
     : CConnection(std::move(callbacks), accessMode), m_path(path), m_device(std::move(device)),
       m_controlTimeoutMs(CGvcpClient::kDefaultTimeoutMs), m_monitor(std::make_shared<CConnectionMonitor>()) {
     arv_device_set_range_check_policy(m_device.get(), ARV_RANGE_CHECK_POLICY_ENABLE);

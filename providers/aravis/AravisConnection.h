@@ -31,7 +31,7 @@ struct CameraPath {
 class CAravisConnection final : public CConnection {
 public:
     CAravisConnection(CObject<ArvDevice> device, const CameraPath& path,
-                      std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode);
+                      std::shared_ptr<CHandleCallbacks> callbacks, uint32_t accessMode);
     ~CAravisConnection() override;
 
     // Starts the threads and listens for the loss of the camera.
@@ -53,7 +53,7 @@ public:
     uint32_t ControlTimeoutMs() const { return m_controlTimeoutMs; }
     void SetResend(const ResendSettings& settings);
 
-    // Whether control is still ours; called by the monitor's thread only.
+    // Whether this process has lost control; called by the monitor's thread only.
     bool HasLostControl();
 
     std::shared_ptr<CStream> MakeStream(std::shared_ptr<CFrameBuffer> frames) override;

@@ -40,7 +40,9 @@ public:
             return code;
         }
         code = Run("Open");
-        if (code == Code(OX_CC_E_UNKNOWN)) { // the camera knows the file but has nothing in it, or keeps it
+        if (code ==
+            Code(
+                OX_CC_E_UNKNOWN)) { // the camera knows the file but has nothing in it, or does not give it out
             return Code(m_isForWriting ? OX_CC_E_GC_ACCESS : OX_CC_E_NO_DATA);
         }
         m_isOpen = code == kOk;

@@ -1,4 +1,4 @@
-// AravisStream.cpp - buffers in, frames out; what is not whole is counted and given back.
+// AravisStream.cpp - buffers in, frames out; frames that are not whole are counted and their buffers given back.
 #include "providers/aravis/AravisStream.h"
 
 #include <algorithm>
@@ -145,7 +145,7 @@ void CAravisStream::RunCamera() {
     End();
 }
 
-// Ends Aravis's own thread first: after that nobody writes into the nodes' memory any more.
+// Ends Aravis's own thread first: after that nothing writes into the nodes' memory any more.
 void CAravisStream::End() {
     m_stream.reset();
     for (AravisNode* node : m_inFlight) {

@@ -1,4 +1,4 @@
-// ConnectionMonitor.cpp - probes all the time, and events as they come.
+// ConnectionMonitor.cpp - probes at a fixed pace, and events as they come.
 #include "providers/aravis/ConnectionMonitor.h"
 
 #include <poll.h>
@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "base/ExceptionBarrier.h"
 #include "gigevision/Registers.h"
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/Features.h"
@@ -55,18 +56,17 @@ bool CConnectionMonitor::Start(std::shared_ptr<CAravisConnection> connection) {
     }
     m_lastAnswer = Clock::now();
     return m_worker.Start([self = shared_from_this(), connection = std::move(connection)] {
-        try {
-            self->Run(*connection);
-        } catch (...) {
-            std::fputs("camera control: no memory to look after a camera\n", stderr);
-        }
+        ExceptionBarrier([&] { self->Run(*connection); },
+                         [](const std::exception*) {
+                             std::fputs("camera control: no memory to look after a camera\n", stderr);
+                         });
     });
 }
 
 void CConnectionMonitor::RequestStop() const {
     const uint64_t one = 1;
     const ssize_t written = write(m_stopEvent, &one, sizeof(one));
-    static_cast<void>(written); // a full counter has been read by nobody yet: the stop is known already
+    static_cast<void>(written); // fails on a full counter only, and then the event is raised already
 }
 
 void CConnectionMonitor::Run(CAravisConnection& connection) {
@@ -101,10 +101,10 @@ bool CConnectionMonitor::ListenUntil(CAravisConnection& connection, Clock::time_
     return true;
 }
 
-// ---- Is it still there, is it still ours ----
+// ---- Whether the camera is there, and under control of this process ----
 
 bool CConnectionMonitor::Probe(CAravisConnection& connection) {
-    if (!connection.IsAlive()) { // somebody else has found out
+    if (!connection.IsAlive()) { // another call has found out
         return false;
     }
     return connection.IsEthernet() ? ProbeEthernet(connection) : ProbeUsb(connection);

@@ -1,8 +1,9 @@
-// ConnectionMonitor.h - the thread that looks after an opened camera: whether it is still there, whether control of it is
-// still ours, and what it tells over the message channel.
+// ConnectionMonitor.h - the thread that looks after an opened camera: whether the camera is still there, whether this
+// process still has control, and which events come over the message channel.
 //
-// Aravis notices a camera that has died, after some five seconds, and not at all that another application has
-// taken control meanwhile. This thread asks once a second. It never runs code of the application.
+// Aravis notices a camera that has died after some five seconds, and does not notice at all that another
+// application has taken control. This thread probes an Ethernet camera every 150 ms, which is its heartbeat, too, and
+// a USB camera once a second. It never runs code of the application.
 #ifndef OX3D_ARAVIS_CONNECTION_MONITOR_H
 #define OX3D_ARAVIS_CONNECTION_MONITOR_H
 
@@ -21,7 +22,7 @@ class CAravisConnection;
 
 class CConnectionMonitor : public std::enable_shared_from_this<CConnectionMonitor> {
 public:
-    // A camera that has not answered for this long, asked once a second, is gone.
+    // An Ethernet camera that has answered no probe for this long is gone.
     static constexpr std::chrono::milliseconds kSilence{3000};
 
     CConnectionMonitor();

@@ -65,10 +65,10 @@ void SendEverywhere(const std::vector<Way>& ways, const gvcp::Packet& packet) {
 }
 
 // The cameras that the last whole search found, for a moment: most likely they are all there are, and a search
-// that has heard them, and then nobody else for a while, need not wait for the slow.
+// that has heard them, and then no other camera for a while, need not wait for the slow ones.
 class CLately {
 public:
-    void Keep(std::set<uint64_t> macs) {
+    void Remember(std::set<uint64_t> macs) {
         const CLock lock(m_mutex);
         m_macs = std::move(macs);
         m_end = Clock::now() + std::chrono::milliseconds(kLatelyMs);
@@ -113,7 +113,7 @@ public:
             WaitAndReceive((isAskedTwice ? end : std::min(end, start + kAskAgain)) - now);
         }
         if (!m_wanted && !HasAllExpected()) {
-            Keep();
+            Remember();
         }
         return Found();
     }
@@ -128,7 +128,7 @@ private:
             return latest;
         }
         if (HasAllExpected()) {
-            return m_lastNews + std::chrono::milliseconds(kNobodyElseMs);
+            return m_lastNews + std::chrono::milliseconds(kNoOtherMs);
         }
         // Two rounds: what counts is the time since the last one.
         const auto usual = std::max(asked, start + kAskAgain) + std::chrono::milliseconds(kUsualAnswerMs);
@@ -140,13 +140,13 @@ private:
                                                   [this](uint64_t mac) { return m_found.contains(mac); });
     }
 
-    // Cut searches are not kept, or one could follow the other for ever.
-    void Keep() const {
+    // A search that was cut short is not remembered, or one could follow the other for ever.
+    void Remember() const {
         std::set<uint64_t> macs;
         for (const auto& [mac, record] : m_found) {
             macs.insert(mac);
         }
-        Lately().Keep(std::move(macs));
+        Lately().Remember(std::move(macs));
     }
 
     void Ask() const {

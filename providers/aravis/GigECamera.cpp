@@ -1,4 +1,4 @@
-// GigECamera.cpp - cameras of the network: who holds them, opening, and their addresses.
+// GigECamera.cpp - cameras of the network: their control, opening, and their addresses.
 #include <chrono>
 #include <thread>
 
@@ -66,7 +66,7 @@ EGvcpResult CGigECamera::ReadControl(uint32_t* control) {
     return Client().Read(gige::reg::kControlPrivilege, control);
 }
 
-// Another application with exclusive access lets nobody even read the register.
+// While another application has exclusive access, not even the register can be read.
 bool CGigECamera::IsAccessible(uint32_t accessMode) const {
     uint32_t control = 0;
     const EGvcpResult result = Client().Read(gige::reg::kControlPrivilege, &control);
@@ -93,7 +93,7 @@ int CGigECamera::CheckFree(uint32_t accessMode) {
     return isFree ? kOk : Code(OX_CC_E_ACCESS_DENIED);
 }
 
-int CGigECamera::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CGigECamera::Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                       std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);
@@ -142,7 +142,7 @@ void CGigECamera::SetControlTimeout(uint32_t timeoutMs) {
 
 // ---- Addresses ----
 
-// A camera whose address belongs to another subnet cannot be asked who holds it, only be found.
+// A camera whose address belongs to another subnet cannot be asked whether it is under control, only be found.
 int CGigECamera::CheckForNetwork() const {
     uint32_t control = 0;
     switch (Client().Read(gige::reg::kControlPrivilege, &control)) {
@@ -185,8 +185,8 @@ bool CGigECamera::WriteRegisters(const std::shared_ptr<CConnection>& connection,
     return isWritten;
 }
 
-bool CGigECamera::KeepAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip, uint32_t mask,
-                              uint32_t gateway) const {
+bool CGigECamera::WritePersistentAddress(const std::shared_ptr<CConnection>& connection, uint32_t ip,
+                                         uint32_t mask, uint32_t gateway) const {
     return WriteRegisters(connection,
                           {{gige::reg::kIpConfig, gige::kIpModePersistent | gige::kIpModeLinkLocal},
                            {gige::reg::kPersistentIp, ip},
@@ -215,17 +215,17 @@ int CGigECamera::ForceIp(const std::shared_ptr<CConnection>& connection, uint32_
         isPending = m_isStaticPending;
     }
     const bool isStatic = ((before.nIpCfgCurrent >> kIpModeShift) & gige::kIpModePersistent) != 0;
-    bool isKept = !isStatic && !isPending;
-    isKept = isKept || KeepAddress(connection, ip, mask, gateway);
+    bool isPersistent = !isStatic && !isPending;
+    isPersistent = isPersistent || WritePersistentAddress(connection, ip, mask, gateway);
     const auto until = std::chrono::steady_clock::now() + kLongestMove;
     do {
         BroadcastForceIp(mac, ip, mask, gateway);
         const auto now = FindByMac(mac);
         if (now && now->stGigEInfo.nCurrentIp == ip) {
             Update(*now);
-            isKept = isKept || KeepAddress(nullptr, ip, mask, gateway);
+            isPersistent = isPersistent || WritePersistentAddress(nullptr, ip, mask, gateway);
             const CLock lock(m_settingsMutex);
-            m_isStaticPending = m_isStaticPending && !isKept;
+            m_isStaticPending = m_isStaticPending && !isPersistent;
             return kOk;
         }
     } while (std::chrono::steady_clock::now() < until);

@@ -1,5 +1,5 @@
 // GvcpClient.h - single registers of a GigE Vision camera, read and written beside Aravis. A socket of its own
-// is another application to the camera: it may read while somebody else holds control, and no more.
+// is another application to the camera: it may read while another one has control, and no more.
 #ifndef OX3D_ARAVIS_GVCP_CLIENT_H
 #define OX3D_ARAVIS_GVCP_CLIENT_H
 

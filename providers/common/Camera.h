@@ -27,12 +27,12 @@ public:
     virtual OX_CC_DEVICE_INFO Record(const OX_CC_DEVICE_INFO& listed) const = 0;
     // Whether it could be opened in the mode now.
     virtual bool IsAccessible(uint32_t accessMode) const = 0;
-    // kOk when the network configuration may be set by somebody who has not got the camera open.
+    // kOk when the network configuration may be set without having the camera open.
     virtual int CheckForNetwork() const = 0;
-    // Opens. OX_CC_E_ACCESS_DENIED when others have it in a way that excludes this.
-    virtual int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    // OX_CC_E_ACCESS_DENIED when another handle or application has it open in a way that excludes this.
+    virtual int Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                      std::shared_ptr<CConnection>* connection) = 0;
-    // Gives it back; its stream's camera thread has ended, threads that call back may still be there.
+    // Its stream's camera thread has ended, threads that call back may still be there.
     virtual void Close(const std::shared_ptr<CConnection>& connection) = 0;
     virtual NodeMaker Nodes() const = 0;
 

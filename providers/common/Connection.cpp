@@ -15,7 +15,7 @@ constexpr size_t kMaxNamedEvents = 64;
 
 } // namespace
 
-std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string& name) {
+std::shared_ptr<CHandleCallbacks::Event> CHandleCallbacks::Named(const std::string& name) {
     const CLock lock(m_mutex);
     const auto found = m_named.find(name);
     if (found != m_named.end()) {
@@ -27,7 +27,7 @@ std::shared_ptr<HandleCallbacks::Event> HandleCallbacks::Named(const std::string
     return m_named.emplace(name, std::make_shared<Event>()).first->second;
 }
 
-void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
+void CHandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
     std::shared_ptr<Event> named;
     {
         const CLock lock(m_mutex);
@@ -40,7 +40,7 @@ void HandleCallbacks::CallEvent(OX_EVENT_OUT_INFO* info) {
     CallApplication(m_allEvents, info);
 }
 
-CConnection::CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
+CConnection::CConnection(std::shared_ptr<CHandleCallbacks> callbacks, uint32_t accessMode)
     : m_callbacks(std::move(callbacks)), m_accessMode(accessMode) {
     m_notices.reserve(kMaxNotices);
 }

@@ -37,7 +37,7 @@ void CallApplication(CCallbackSlot<Fn>& slot, Args... args) {
 
 // The callbacks of a handle; they outlive its openings. Registering waits for no call in flight: the thread that
 // registers may hold a lock that the callback wants.
-class HandleCallbacks {
+class CHandleCallbacks {
 public:
     using Event = CCallbackSlot<void (*)(OX_EVENT_OUT_INFO*, void*)>;
 
@@ -60,13 +60,13 @@ using TransferProgress = std::function<bool(int64_t doneBytes, int64_t totalByte
 // All operations answer with a code of the interface and are called by several threads at once.
 class CConnection : public std::enable_shared_from_this<CConnection> {
 public:
-    CConnection(std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode);
+    CConnection(std::shared_ptr<CHandleCallbacks> callbacks, uint32_t accessMode);
     virtual ~CConnection() = default;
     CConnection(const CConnection&) = delete;
     CConnection& operator=(const CConnection&) = delete;
 
-    HandleCallbacks& Callbacks() const { return *m_callbacks; }
-    const std::shared_ptr<HandleCallbacks>& SharedCallbacks() const { return m_callbacks; }
+    CHandleCallbacks& Callbacks() const { return *m_callbacks; }
+    const std::shared_ptr<CHandleCallbacks>& SharedCallbacks() const { return m_callbacks; }
     uint32_t AccessMode() const { return m_accessMode; }
     bool MayWrite() const { return m_accessMode != OX_CC_ACCESS_MONITOR; }
 
@@ -133,7 +133,7 @@ private:
     void Tell(Notice& notice);
     void Run();
 
-    const std::shared_ptr<HandleCallbacks> m_callbacks;
+    const std::shared_ptr<CHandleCallbacks> m_callbacks;
     const uint32_t m_accessMode;
     std::atomic<bool> m_isGone{false};
 

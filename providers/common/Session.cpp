@@ -20,7 +20,7 @@ bool IsIn(const std::vector<Item>& list, const Item& item) {
 } // namespace
 
 CSession::CSession(std::shared_ptr<CCamera> camera, const OX_CC_DEVICE_INFO& record)
-    : m_camera(std::move(camera)), m_record(record), m_callbacks(std::make_shared<HandleCallbacks>()),
+    : m_camera(std::move(camera)), m_record(record), m_callbacks(std::make_shared<CHandleCallbacks>()),
       m_frames(std::make_shared<CFrameBuffer>(m_camera->Nodes())) {}
 
 OX_CC_DEVICE_INFO CSession::Record() const {
@@ -36,8 +36,8 @@ int CSession::Open(uint32_t accessMode) {
     return m_camera->Open(accessMode, m_callbacks, &m_connection);
 }
 
-// A callback that has stopped its stream may still be running, and who starts may hold a lock that it wants: so a
-// start waits for the camera threads only.
+// A callback that has stopped its stream may still be running, and the thread that starts may hold a lock that the
+// callback wants: so a start waits for the camera threads only.
 void CSession::ReapEnded() {
     std::vector<std::shared_ptr<CStream>> streams;
     {
@@ -86,7 +86,7 @@ int CSession::Launch(const std::shared_ptr<CStream>& stream) {
     return code;
 }
 
-// What must happen before another start can come in is done here; waiting is left to the caller.
+// Does everything that must precede the next start; waiting is left to the caller.
 void CSession::EndStream() {
     if (m_stream == nullptr) {
         return;
@@ -119,7 +119,7 @@ void CSession::JoinEnded() {
             connection->Join();
         }
     }
-    // What has not been waited for stays listed, for a later caller from outside.
+    // Streams and connections that were not waited for stay listed, for a later caller from outside.
     const CLock lock(m_mutex);
     if (role != ECallbackRole::Images) {
         std::erase_if(m_endedStreams, [&](const auto& stream) { return IsIn(streams, stream); });

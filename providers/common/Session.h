@@ -26,7 +26,7 @@ public:
 
     CCamera& Camera() const { return *m_camera; }
     CFrameBuffer& Frames() const { return *m_frames; }
-    HandleCallbacks& Callbacks() const { return *m_callbacks; }
+    CHandleCallbacks& Callbacks() const { return *m_callbacks; }
 
     // The device's record as it is now.
     OX_CC_DEVICE_INFO Record() const;
@@ -75,7 +75,7 @@ private:
 
     const std::shared_ptr<CCamera> m_camera;
     const OX_CC_DEVICE_INFO m_record; // as it was when the handle was made
-    const std::shared_ptr<HandleCallbacks> m_callbacks;
+    const std::shared_ptr<CHandleCallbacks> m_callbacks;
     const std::shared_ptr<CFrameBuffer> m_frames;
 
     mutable CMutex m_mutex;

@@ -92,8 +92,8 @@ int CSession::UpgradePercent(uint32_t* percent) {
     return kOk;
 }
 
-// The network configuration is set with the camera bound, open or not: what matters is that nobody else
-// holds it, and that no frames are under way.
+// The network configuration is set with the camera bound, open or not: what matters is that no other
+// application has control, and that no frames are under way.
 int CSession::CheckNetwork(std::shared_ptr<CConnection>* connection) const {
     if (!IsEthernet()) {
         return Code(OX_CC_E_SUPPORT);

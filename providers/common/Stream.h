@@ -1,8 +1,8 @@
 // Stream.h - the two threads of one acquisition: the one that takes frames from the camera, and the one that
 // calls back.
 //
-// The camera's thread never runs code of the application, so anybody may wait for it. The other one does; it
-// is waited for by everyone but itself.
+// The camera's thread never runs code of the application, so every thread may wait for it. The other one does; every
+// thread but itself waits for it.
 #ifndef OX3D_PROVIDER_STREAM_H
 #define OX3D_PROVIDER_STREAM_H
 
@@ -17,7 +17,7 @@ namespace ox3d {
 
 class CStream : public std::enable_shared_from_this<CStream> {
 public:
-    CStream(std::shared_ptr<HandleCallbacks> callbacks, std::shared_ptr<CFrameBuffer> buffer)
+    CStream(std::shared_ptr<CHandleCallbacks> callbacks, std::shared_ptr<CFrameBuffer> buffer)
         : m_callbacks(std::move(callbacks)), m_buffer(std::move(buffer)) {}
     virtual ~CStream() = default;
     CStream(const CStream&) = delete;
@@ -43,7 +43,7 @@ protected:
 private:
     void RunDelivery();
 
-    const std::shared_ptr<HandleCallbacks> m_callbacks;
+    const std::shared_ptr<CHandleCallbacks> m_callbacks;
     const std::shared_ptr<CFrameBuffer> m_buffer;
     uint32_t m_acquisition = 0; // set before the threads start
     std::stop_source m_stop;

@@ -1,9 +1,10 @@
-// Upgrade.cpp - reads the firmware and hands it to the camera, keeping what the camera says about progress.
+// Upgrade.cpp - reads the firmware and hands it to the camera, noting what the camera says about progress.
 #include "providers/common/Upgrade.h"
 
 #include <algorithm>
 #include <vector>
 
+#include "base/ExceptionBarrier.h"
 #include "base/LocalFile.h"
 #include "providers/common/Status.h"
 
@@ -17,11 +18,8 @@ constexpr uint64_t kMaxFirmwareBytes = 256u << 20;
 
 bool CUpgrade::Start() {
     return m_worker.Start([self = shared_from_this()] {
-        try {
-            self->Run();
-        } catch (...) { // no memory
-            self->m_hasFailed = true;
-        }
+        ExceptionBarrier([&] { self->Run(); },
+                         [&](const std::exception*) { self->m_hasFailed = true; }); // no memory
     });
 }
 
@@ -45,7 +43,7 @@ void CUpgrade::Run() {
         m_hasFailed = true;
         return;
     }
-    m_percent = kDone; // only now: whoever sees it also sees the new version
+    m_percent = kDone; // only now: a caller that sees it also sees the new version
 }
 
 } // namespace ox3d

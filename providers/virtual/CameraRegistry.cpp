@@ -114,7 +114,7 @@ int CCameraSlot::PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>
     return ToCode(status);
 }
 
-int CCameraSlot::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CCameraSlot::Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                       std::shared_ptr<CConnection>* connection) {
     if (!IsAccessMode(accessMode)) {
         return Code(OX_CC_E_PARAMETER);
@@ -133,7 +133,7 @@ int CCameraSlot::Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks
     }
 }
 
-int CCameraSlot::Connect(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+int CCameraSlot::Connect(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                          std::shared_ptr<CConnection>* connection) {
     if (const int code = CheckForOpening(accessMode); code != kOk) {
         return code; // another handle was faster

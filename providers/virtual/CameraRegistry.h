@@ -34,7 +34,7 @@ public:
     OX_CC_DEVICE_INFO Record(const OX_CC_DEVICE_INFO& listed) const override;
     bool IsAccessible(uint32_t accessMode) const override;
     int CheckForNetwork() const override;
-    int Open(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Open(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
              std::shared_ptr<CConnection>* connection) override;
     void Close(const std::shared_ptr<CConnection>& connection) override;
     NodeMaker Nodes() const override;
@@ -47,7 +47,7 @@ private:
     bool IsFree(uint32_t accessMode) const OX_REQUIRES(m_mutex);
     int CheckForOpening(uint32_t accessMode) const OX_REQUIRES(m_mutex);
     int PrepareModel(uint32_t accessMode, std::shared_ptr<CCameraModel>* model) OX_EXCLUDES(m_mutex);
-    int Connect(uint32_t accessMode, const std::shared_ptr<HandleCallbacks>& callbacks,
+    int Connect(uint32_t accessMode, const std::shared_ptr<CHandleCallbacks>& callbacks,
                 std::shared_ptr<CConnection>* connection) OX_REQUIRES(m_mutex);
     void Renew() OX_REQUIRES(m_mutex);
 

@@ -53,7 +53,7 @@ uint32_t AccessModeOf(EAccess access) {
 } // namespace
 
 CVirtualConnection::CVirtualConnection(std::shared_ptr<CCameraModel> model,
-                                       std::shared_ptr<HandleCallbacks> callbacks, uint32_t accessMode)
+                                       std::shared_ptr<CHandleCallbacks> callbacks, uint32_t accessMode)
     : CConnection(std::move(callbacks), accessMode), m_model(std::move(model)),
       m_plugCount(m_model->PlugCount()) {}
 

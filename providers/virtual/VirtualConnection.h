@@ -11,7 +11,7 @@ class CVirtualConnection final : public CConnection {
 public:
     static constexpr const char* kExposureEnd = "ExposureEnd";
 
-    CVirtualConnection(std::shared_ptr<CCameraModel> model, std::shared_ptr<HandleCallbacks> callbacks,
+    CVirtualConnection(std::shared_ptr<CCameraModel> model, std::shared_ptr<CHandleCallbacks> callbacks,
                        uint32_t accessMode);
 
     CCameraModel& Model() const { return *m_model; }

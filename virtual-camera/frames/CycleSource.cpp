@@ -1,4 +1,4 @@
-// CycleSource.cpp - renders the kept frames, and hands out what is wanted of them.
+// CycleSource.cpp - renders the frames of the cycle once, and hands out the images that are wanted of them.
 #include "virtual-camera/frames/CycleSource.h"
 
 #include <new>

@@ -1,4 +1,4 @@
-// CycleSource.h - the first frames of another source over and over, rendered once and kept.
+// CycleSource.h - the first frames of another source over and over, rendered once.
 //
 // For rates and sizes at which rendering every frame anew is more than the host can do.
 #ifndef OX3D_VIRTUAL_CAMERA_CYCLE_SOURCE_H

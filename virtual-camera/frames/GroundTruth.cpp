@@ -1,4 +1,4 @@
-// GroundTruth.cpp - truth straight from the scene's model, and the calibration that describes it.
+// GroundTruth.cpp - ground truth straight from the scene's model, and the calibration that describes it.
 #include "virtual-camera/frames/GroundTruth.h"
 
 #include "virtual-camera/frames/SceneSource.h"

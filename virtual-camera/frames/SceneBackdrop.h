@@ -1,5 +1,4 @@
-// SceneBackdrop.h - what of the procedural scene does not move, rendered once and kept; a frame adds the
-// ball.
+// SceneBackdrop.h - the part of the procedural scene that does not move, rendered once; a frame adds the ball.
 //
 // Backdrops are immutable after they are built, so any number of cameras may share one.
 #ifndef OX3D_VIRTUAL_CAMERA_SCENE_BACKDROP_H

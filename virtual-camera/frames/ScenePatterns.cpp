@@ -1,5 +1,5 @@
 // ScenePatterns.cpp - tiles, planks and the like as functions of a surface point. Edges are sharp here;
-// whoever samples them into pixels smooths them.
+// sampling into pixels smooths them.
 #include "virtual-camera/frames/ScenePatterns.h"
 
 #include <algorithm>

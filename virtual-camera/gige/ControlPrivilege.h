@@ -1,6 +1,6 @@
 // ControlPrivilege.h - which application holds control of a camera, and whether it still lives.
 //
-// It holds no thread and reads no clock: times come from its caller, who also guards it.
+// It holds no thread and reads no clock: times come from its caller, which also guards it.
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_CONTROL_PRIVILEGE_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_CONTROL_PRIVILEGE_H
 
@@ -16,7 +16,7 @@ using Time = std::chrono::steady_clock::time_point;
 
 class CControlPrivilege {
 public:
-    // False when somebody else has control. Giving control back is asking for open access.
+    // False when another application has control. Giving control back is asking for open access.
     bool Ask(const Endpoint& from, uint32_t access, Time now) {
         if (m_holder && *m_holder != from) {
             return false;

@@ -38,7 +38,7 @@ Bytes WriteAnswer(size_t done) {
 
 struct CDeviceControl::Row {
     EGvcpCommand m_command;
-    bool m_isForEverybody; // may come by broadcast
+    bool m_mayBeBroadcast;
     Reply (CDeviceControl::*m_run)(ByteView payload, const Context& context);
 };
 
@@ -72,7 +72,7 @@ void CDeviceControl::Tick(Time now) {
     TellTemperature(now);
 }
 
-// A camera whose cable is pulled tells nobody; one that restarts does, while the channel is still open.
+// A camera whose cable is pulled cannot tell; one that restarts tells while the channel is still open.
 void CDeviceControl::TellRestart() {
     if (m_model.IsEventOn(ECameraEvent::DeviceLost)) {
         m_ports.Notify({kEventDeviceLost, 0, m_model.TimestampNs(), {0, 0, 0, 1}});
@@ -93,7 +93,7 @@ void CDeviceControl::TellTemperature(Time now) {
     }
 }
 
-// Whoever loses control loses the channels with it.
+// An application that loses control loses the channels with it.
 void CDeviceControl::EndControl() {
     m_privilege.Release();
     m_lastCommand.clear();
@@ -150,7 +150,7 @@ CDeviceControl::Reply CDeviceControl::Run(const GvcpCommand& command, bool isBro
         if (static_cast<uint16_t>(row.m_command) != command.m_command) {
             continue;
         }
-        if (isBroadcast && !row.m_isForEverybody) {
+        if (isBroadcast && !row.m_mayBeBroadcast) {
             return {EGvcpStatus::Success, {}, true};
         }
         return (this->*row.m_run)(command.m_payload, context);
@@ -167,7 +167,7 @@ CDeviceControl::Reply CDeviceControl::Discovery(ByteView payload, const Context&
     return {status, std::move(registers)};
 }
 
-// The command goes to everybody; only the camera whose hardware address it names may answer.
+// The command reaches every camera; only the one whose hardware address it names may answer.
 CDeviceControl::Reply CDeviceControl::ForceIp(ByteView payload, const Context& context) {
     if (payload.size() != force_ip::kBytes) {
         return {EGvcpStatus::InvalidParameter, {}, true};
@@ -182,7 +182,7 @@ CDeviceControl::Reply CDeviceControl::ForceIp(ByteView payload, const Context& c
     }
     const uint32_t ip = Get32(payload.data() + force_ip::kIp);
     if (ip == 0) {
-        m_model.RenewIp(); // nobody knows where an answer would come from then
+        m_model.RenewIp(); // no application would know where an answer comes from
         EndControl();
         return {EGvcpStatus::Success, {}, true};
     }
@@ -214,7 +214,7 @@ CDeviceControl::Reply CDeviceControl::ReadReg(ByteView payload, const Context& c
     reply.m_payload.resize(payload.size());
     for (size_t at = 0; at < payload.size(); at += 4) {
         const uint32_t address = Get32(payload.data() + at);
-        // Whether the camera is taken may be seen by everybody, also when nothing else may.
+        // Every application may see whether the camera is under control, also when it may see nothing else.
         const bool isAllowed = m_privilege.MayRead(context.m_from) || address == reg::kControlPrivilege;
         reply.m_status =
             isAllowed ? Read(address, reply.m_payload.data() + at, 4) : EGvcpStatus::AccessDenied;

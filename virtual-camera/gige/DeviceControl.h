@@ -1,6 +1,6 @@
 // DeviceControl.h - the control channel of a GigE Vision device: commands in, acknowledgements out.
 //
-// No sockets and no clock are in here: datagrams and times come from the caller, who calls from one thread.
+// No sockets and no clock are in here: datagrams and times come from the caller, which calls from one thread.
 #ifndef OX3D_VIRTUAL_CAMERA_GIGE_DEVICE_CONTROL_H
 #define OX3D_VIRTUAL_CAMERA_GIGE_DEVICE_CONTROL_H
 
@@ -35,7 +35,7 @@ public:
 
     // Gives the answer; empty when there is none. Broadcasts reach every camera of the network.
     Bytes Handle(ByteView datagram, const Endpoint& from, bool isBroadcast, Time now);
-    // Where the answer to a datagram goes. A discovery that allows it is answered to everybody when its sender
+    // Where the answer to a datagram goes. A discovery that allows it is answered by broadcast when its sender
     // is outside the camera's subnet: an answer to that address alone would not find its way.
     Endpoint AnswerTo(ByteView datagram, const Endpoint& from) const;
     // Looks at everything that happens without a command: heartbeat, restarts, faults that are due.

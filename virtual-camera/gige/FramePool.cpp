@@ -29,7 +29,7 @@ std::shared_ptr<GvspFrame> CFramePool::Take() {
     return {frame.release(), giveBack};
 }
 
-void CFramePool::Keep(std::shared_ptr<GvspFrame> frame) {
+void CFramePool::Remember(std::shared_ptr<GvspFrame> frame) {
     std::shared_ptr<GvspFrame> oldest; // goes without the lock
     const CLock lock(m_mutex);
     if (m_sent.size() >= kMaxSentFrames) {

@@ -20,7 +20,7 @@ public:
     // A frame to fill; its memory comes back when the last reference goes, also after the pool itself.
     std::shared_ptr<GvspFrame> Take();
     // Makes a frame known to Find; the oldest known one is forgotten for it.
-    void Keep(std::shared_ptr<GvspFrame> frame);
+    void Remember(std::shared_ptr<GvspFrame> frame);
     void Forget();
     std::shared_ptr<GvspFrame> Find(uint16_t blockId) const;
 

@@ -11,7 +11,7 @@
 
 namespace ox3d::gige {
 
-// Each fault happens once, so many milliseconds after somebody first took control.
+// Each fault happens once, so many milliseconds after control was first taken.
 class CFaultTimer {
 public:
     explicit CFaultTimer(const FaultSet& faults) : m_faults(faults) {}

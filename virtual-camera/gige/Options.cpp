@@ -40,6 +40,7 @@ std::string Section(const std::string& text) {
     return section;
 }
 
+// The list may come through a pipe, so it is read until its end and not as a regular file.
 bool ReadListFile(const std::string& name, std::string* text) {
     std::ifstream file(name, std::ios::binary);
     text->resize(kMaxListBytes + 1);

@@ -14,7 +14,7 @@ struct Options {
     std::vector<CameraConfig> m_cameras;
 };
 
-// Reads the command line. Nonzero: the program ends with *exitCode, everything has been said.
+// Reads the command line. False: the program ends with *exitCode, everything has been said.
 bool ReadOptions(int argc, char** argv, Options* options, int* exitCode);
 
 } // namespace ox3d::gige

@@ -18,7 +18,7 @@ struct SendPlan {
 
 constexpr uint32_t kMaxGroupPackets = 64;
 
-// The packet delay that the application has set is kept also when the frame then takes longer than its period.
+// The packet delay that the application has set is respected also when the frame then takes longer than its period.
 inline SendPlan PlanSending(uint32_t packets, std::chrono::nanoseconds period,
                             std::chrono::nanoseconds delay) {
     constexpr std::chrono::nanoseconds kGroupInterval{250000};

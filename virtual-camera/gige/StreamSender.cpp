@@ -198,7 +198,7 @@ std::optional<CStreamSender::Job> CStreamSender::WaitForJob(const std::stop_toke
 }
 
 void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
-    m_pool.Keep(job.m_frame);
+    m_pool.Remember(job.m_frame);
     ApplyDoNotFragment(job.m_channel);
     GvspFrame& frame = *job.m_frame;
     const uint32_t end = std::min(frame.Packets(), frame.m_endPacket);

@@ -12,7 +12,8 @@ namespace {
 
 using namespace ox3d::gige;
 
-enum EExitCode { kExitSuccess = 0, kExitFailure = 1 };
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailure = 1;
 
 int Serve(const Options& options) {
     // Blocked before any thread starts, so that only the wait below takes them.

@@ -144,7 +144,7 @@ TEST(FramePool, remembers_the_last_frames_and_uses_memory_again) {
         std::shared_ptr<GvspFrame> frame = pool.Take();
         frame->m_blockId = id;
         first = id == 1 ? frame.get() : first;
-        pool.Keep(std::move(frame));
+        pool.Remember(std::move(frame));
     }
     EXPECT_EQ(pool.Find(1), nullptr);
     ASSERT_NE(pool.Find(2), nullptr);
