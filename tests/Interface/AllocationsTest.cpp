@@ -68,12 +68,7 @@ TEST_F(Allocations, OfConversionsAreThoseOfTheLargestImage) {
     std::vector<uint8_t> samples(size_t{640} * kLargest * 2, 1);
     const size_t before = HeapBytes();
     for (uint32_t height = 480; height <= kLargest; height += 8) {
-        OX3D_RGBD_IMAGE_DATA depth = {};
-        depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
-        depth.nWidth = 640;
-        depth.nHeight = height;
-        depth.nDataLen = 640 * height * 2;
-        depth.pData = samples.data();
+        OX3D_RGBD_IMAGE_DATA depth = DepthImage(samples, 640, height);
         OX3D_RGBD_IMAGE_DATA cloud = {};
         ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK) << height;
     }

@@ -51,6 +51,9 @@ const Operation kOperations[] = {
               "", GetGvcpTimeout, &g_word),
     OPERATION("GetCameraXML, XML_GetGenICamXML failed. nRet[0x8006000f] ", OX_XML_GetGenICamXML, "16",
               GetCameraXML, g_bytes, 16, &g_word),
+    OPERATION("XML_GetNodeAccessMode failed, errcode is (0x8006000f)", OX_XML_GetNodeAccessMode, "Key",
+              XML_GetNodeAccessMode, "Key", &g_word),
+    OPERATION(nullptr, OX_CC_SetCommandValue, "UserSetSave", Execute, "UserSetSave"),
 };
 
 TEST_F(Maintenance, EachOperationIsOneCameraCallWhoseStatusIsTranslated) {
@@ -100,14 +103,16 @@ TEST_F(Maintenance, UnusableArgumentsAreRefusedBeforeTheCamera) {
         REFUSED("GetCameraXML, nDataSize is 0 ", GetCameraXML, g_bytes, 0, &g_word),
         REFUSED(nullptr, GetCameraXML, nullptr, 16, &g_word),
         REFUSED(nullptr, GetCameraXML, g_bytes, 16, nullptr),
+        REFUSED("pstrName is null", XML_GetNodeAccessMode, nullptr, nullptr),
+        REFUSED("pAccessMode is null", XML_GetNodeAccessMode, "Key", nullptr),
         REFUSED("pstFileAccess is null", FileAccessRead, nullptr),
         REFUSED("pstFileAccess is null", FileAccessWrite, nullptr),
     };
     for (const auto& row : rows) {
-        EXPECT_CALLS(row.first(m_handle), OX3D_RGBD_E_PARAMETER);
-        if (row.second != nullptr) {
-            EXPECT_LINES(row.first(m_handle), OX3D_RGBD_E_PARAMETER, row.second);
-        }
+        Lines lines;
+        const auto call = [&] { EXPECT_EQ(row.first(m_handle), OX3D_RGBD_E_PARAMETER); };
+        EXPECT_EQ(CallsOf([&] { lines = LinesOf(call); }), Lines{});
+        EXPECT_TRUE(row.second == nullptr || lines == Lines{row.second}) << testing::PrintToString(lines);
     }
 }
 
@@ -188,7 +193,8 @@ TEST_F(IpConfig, UnusableConfigurationsNeverReachTheCamera) {
 
 TEST_F(IpConfig, FailuresOfTheCamera) {
     Fail(DOUBLE_OX_GIGE_SetIpConfig, OX_CC_E_ACCESS_DENIED, 1);
-    EXPECT_EQ(Set(2, "", "", ""), OX3D_RGBD_E_CAMERA_0E);
+    EXPECT_EQ(Set(1, "1.2.3.4", "255.0.0.0", "1.2.3.1"), OX3D_RGBD_E_CAMERA_0E);
+    EXPECT_EQ(Double().CallCount(DOUBLE_OX_GIGE_ForceIpEx), 0u) << "the mode was refused";
     Fail(DOUBLE_OX_GIGE_ForceIpEx, OX_CC_E_ACCESS_DENIED);
     EXPECT_EQ(Set(1, "1.2.3.4", "255.0.0.0", "1.2.3.1"), OX3D_RGBD_E_PARAMETER) << "not the camera's code";
     EXPECT_EQ(Set(2, "", "", "", "none"), OX3D_RGBD_E_PARAMETER);
@@ -250,7 +256,11 @@ TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     Double().SetFile("RGBDSensorCali", "<Calib/>");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
+    Double().SetFile("RGBDSensorCali", kCalibration);
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
     Double().SetFile("RGBDSensorCali", std::nullopt);
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK) << "the copy serves that the camera sent before";
+    ExpectInfo(640, 480, {500, 500, 320, 240, 0, 0, 0, 0, 0});
     std::filesystem::remove("RGBDSensorCali_ETH1.xml");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
 }

@@ -10,14 +10,18 @@ protected:
         Open();
     }
 
-    uint32_t Set(const char* key, const OX3D_RGBD_PARAM& param) {
-        OX3D_RGBD_PARAM copy = param;
-        return OX3D_RGBD_SetParam(m_handle, key, &copy);
-    }
+    uint32_t Set(const char* key, OX3D_RGBD_PARAM param) { return OX3D_RGBD_SetParam(m_handle, key, &param); }
     uint32_t Get(const char* key, uint32_t type = 0) {
         memset(&m_param, 0x77, sizeof(m_param));
         m_param.enParamType = type;
         return OX3D_RGBD_GetParam(m_handle, key, &m_param);
+    }
+    // The value of a feature of this kind, as the camera answers it.
+    template <class Record>
+    void GetAs(uint32_t interfaceType, uint32_t function, const Record& answer) {
+        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, interfaceType);
+        Answer(function, answer);
+        EXPECT_EQ(Get("Key"), OX3D_RGBD_OK);
     }
     static OX3D_RGBD_PARAM Param(uint32_t type, uint32_t firstWord = 1) {
         OX3D_RGBD_PARAM param = {};
@@ -49,7 +53,7 @@ TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
         }
     });
     EXPECT_EQ(calls, Lines{});
-    ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
+    Close();
     Open();
     for (const auto& [key, standard] : kOwnKeys) {
         expect(key, standard); // each open begins anew
@@ -57,54 +61,37 @@ TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
 }
 
 TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
-    const auto isRefused = [&](const OX3D_RGBD_PARAM& param) {
-        return Set("ImageAlign", param) == OX3D_RGBD_E_PARAMETER && Get("ImageAlign") == OX3D_RGBD_OK &&
-               m_param.stIntParam.nCurValue == 1;
-    };
     for (const int64_t value : {int64_t{2}, int64_t{-1}, int64_t{1} << 32, INT64_MIN}) {
-        OX3D_RGBD_PARAM param = Param(OX3D_RGBD_PARAM_INT);
-        param.stIntParam.nCurValue = value;
-        EXPECT_TRUE(isRefused(param)) << value;
+        EXPECT_EQ(SetSwitch("OutputRgbd", value), OX3D_RGBD_E_PARAMETER) << value;
     }
     for (const uint32_t type : {0u, 1u, 3u, 4u, 5u, 6u}) {
-        EXPECT_TRUE(isRefused(Param(type))) << type;
+        EXPECT_EQ(Set("OutputRgbd", Param(type)), OX3D_RGBD_E_PARAMETER) << type;
     }
-    EXPECT_LINES(Set("OutputRgbd", Param(OX3D_RGBD_PARAM_INT, 2)), OX3D_RGBD_E_PARAMETER,
-                 "[CamSetValue] nParamType[2] nParamData[2].");
+    EXPECT_EQ(Get("OutputRgbd"), OX3D_RGBD_OK);
+    EXPECT_EQ(m_param.stIntParam.nCurValue, 0);
 }
 
 TEST_F(Params, KeysAreComparedWhole) {
-    const OX3D_RGBD_PARAM one = Param(OX3D_RGBD_PARAM_INT);
     for (const std::string key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD"}) {
-        EXPECT_CALLS(Set(key.c_str(), one), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(" + key + ", 1)");
+        EXPECT_CALLS(SetSwitch(key.c_str(), 1), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(" + key + ", 1)");
     }
 }
 
 TEST_F(Params, SettingIsForwardedByTheCallersType) {
-    OX3D_RGBD_PARAM number = Param(OX3D_RGBD_PARAM_INT);
-    number.stIntParam.nCurValue = -5000000000;
     OX3D_RGBD_PARAM real = Param(OX3D_RGBD_PARAM_FLOAT);
     real.stFloatParam.fCurValue = 2.5f;
     OX3D_RGBD_PARAM text = Param(OX3D_RGBD_PARAM_STRING);
-    SetText(text.stStringParam.chCurValue, "text");
+    memset(&text.stStringParam, 'x', sizeof(text.stStringParam)); // without an end in its field
     EXPECT_CALLS(Set("B", Param(OX3D_RGBD_PARAM_BOOL, 256)), OX3D_RGBD_OK, "OX_CC_SetBoolValue(B, 1)");
-    EXPECT_CALLS(Set("I", number), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(I, -5000000000)");
+    EXPECT_CALLS(SetSwitch("I", -5000000000), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(I, -5000000000)");
     EXPECT_CALLS(Set("F", real), OX3D_RGBD_OK, "OX_CC_SetFloatValue(F, 2.5)");
     EXPECT_CALLS(Set("E", Param(OX3D_RGBD_PARAM_ENUM, 9)), OX3D_RGBD_OK, "OX_CC_SetEnumValue(E, 9)");
-    EXPECT_CALLS(Set("S", text), OX3D_RGBD_OK, "OX_CC_SetStringValue(S, text)");
-    EXPECT_LINES(Set("I", number), OX3D_RGBD_OK,
-                 "camera module SetIntValue:strKey(I) nValue(-5000000000.000000).");
-    memset(&text.stStringParam, 'x', sizeof(text.stStringParam)); // without an end in its field
     EXPECT_CALLS(Set("S", text), OX3D_RGBD_OK, "OX_CC_SetStringValue(S, " + std::string(256, 'x') + ")");
     for (const uint32_t type : {0u, 6u, 0xFFFFFFFFu}) {
         EXPECT_CALLS(Set("Width", Param(type)), OX3D_RGBD_E_PARAMETER);
     }
-}
-
-TEST_F(Params, AFailedSettingIsTranslated) {
     Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
-    EXPECT_LAST_LINE(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F,
-                     "camera module OX_CC_SetValue fail, strKey(Width) ValueType(2), nRet:(0x80000102).");
+    EXPECT_EQ(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F);
 }
 
 TEST_F(Params, GettingAsksForTheTypeFirst) {
@@ -122,59 +109,37 @@ TEST_F(Params, GettingAsksForTheTypeFirst) {
         Answer(DOUBLE_OX_XML_GetNodeInterfaceType, row.m_interface);
         EXPECT_CALLS(Get("Key"), OX3D_RGBD_OK, "OX_XML_GetNodeInterfaceType(Key)", row.m_call);
         EXPECT_EQ(m_param.enParamType, row.m_type);
-        EXPECT_LINES(Get("Key"), OX3D_RGBD_OK,
-                     "GetParamValue pstValue->enParamType is [" + std::to_string(row.m_type) + "].");
     }
-    for (const uint32_t without : {0u, 1u, 4u, 7u, 8u, 10u, 11u}) {
+    for (const uint32_t without : {0u, 1u, 4u, 7u, 8u, 10u, 11u, 12u}) {
         Answer(DOUBLE_OX_XML_GetNodeInterfaceType, without);
-        const std::string number = std::to_string(without);
         EXPECT_CALLS(Get("Key"), OX3D_RGBD_E_PARAMETER, "OX_XML_GetNodeInterfaceType(Key)");
-        EXPECT_LINES(Get("Key"), OX3D_RGBD_E_PARAMETER,
-                     "pInterfaceType  is error , pInterfaceType is " + number + ".",
-                     "GetParamValue fail, pInterfaceType(" + number + "), nRet:[0x80060004].",
-                     "GetCamParamsType failed, errcode is (0x80060004)");
     }
-    Answer(DOUBLE_OX_XML_GetNodeInterfaceType, 12u);
-    EXPECT_EQ(LinesOf([&] { EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER); }).front(),
-              "parameter pInterfaceType is out of limit.");
+    Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ARGUMENT);
+    EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER);
 }
 
 TEST_F(Params, ValuesArriveInTheCallersRecord) {
-    const auto getAs = [&](uint32_t interfaceType) {
-        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, interfaceType);
-        EXPECT_EQ(Get("Key"), OX3D_RGBD_OK);
-    };
-    getAs(OX_IFT_IInteger);
+    GetAs(OX_IFT_IInteger, DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{640, 4000, 1, 2});
     EXPECT_EQ(m_param.stIntParam.nCurValue, 640);
     EXPECT_EQ(m_param.stIntParam.nMax, 4000);
-    OX_CC_FLOAT_VALUE real = {1.5f, 3.0f, -2.0f, {}};
-    Answer(DOUBLE_OX_CC_GetFloatValue, real);
-    getAs(OX_IFT_IFloat);
+    EXPECT_EQ(m_param.stIntParam.nMin, 1);
+    EXPECT_EQ(m_param.stIntParam.nInc, 2);
+    GetAs(OX_IFT_IFloat, DOUBLE_OX_CC_GetFloatValue, OX_CC_FLOAT_VALUE{1.5f, 3.0f, -2.0f, {}});
     EXPECT_EQ(m_param.stFloatParam.fCurValue, 1.5f);
     EXPECT_EQ(m_param.stFloatParam.fMax, 3.0f);
     EXPECT_EQ(m_param.stFloatParam.fMin, -2.0f);
-    OX_CC_ENUM_VALUE choice = {7, 2, {7, 9}, {}};
-    Answer(DOUBLE_OX_CC_GetEnumValue, choice);
-    getAs(OX_IFT_IEnumeration);
+    GetAs(OX_IFT_IEnumeration, DOUBLE_OX_CC_GetEnumValue, OX_CC_ENUM_VALUE{7, 2, {7, 9}, {}});
     EXPECT_EQ(m_param.stEnumParam.nCurValue, 7u);
     EXPECT_EQ(m_param.stEnumParam.nSupportedNum, 2u);
     EXPECT_EQ(m_param.stEnumParam.nSupportValue[1], 9u);
-    OX_CC_STRING_VALUE text = {"text", 64, {}};
-    Answer(DOUBLE_OX_CC_GetStringValue, text);
-    getAs(OX_IFT_IString);
+    GetAs(OX_IFT_IString, DOUBLE_OX_CC_GetStringValue, OX_CC_STRING_VALUE{"text", 64, {}});
     EXPECT_STREQ(m_param.stStringParam.chCurValue, "text");
     EXPECT_EQ(m_param.stStringParam.nMaxLength, 64);
-    Answer(DOUBLE_OX_CC_GetBoolValue, true);
-    getAs(OX_IFT_IBoolean);
+    GetAs(OX_IFT_IBoolean, DOUBLE_OX_CC_GetBoolValue, true);
     EXPECT_EQ(m_param.bBoolValue, 1u);
-}
-
-TEST_F(Params, AFailedReadingIsTranslated) {
-    Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS, 1);
-    EXPECT_LAST_LINE(Get("Key"), OX3D_RGBD_E_CAMERA_07,
-                     "camera module OX_CC_GetValue fail, strKey(Key), ValueType(2), nRet:(0x80000106).");
-    Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ARGUMENT);
-    EXPECT_LAST_LINE(Get("Key"), OX3D_RGBD_E_PARAMETER, "GetCamParamsType failed, errcode is (0x80060004)");
+    Fail(DOUBLE_OX_CC_GetBoolValue, OX_CC_E_GC_ACCESS);
+    EXPECT_EQ(Get("Key"), OX3D_RGBD_E_CAMERA_07);
+    EXPECT_EQ(m_param.bBoolValue, 0x77777777u) << "after a failure there is none";
 }
 
 TEST_F(Params, TheAccessModeIsTheCameras) {
@@ -182,14 +147,6 @@ TEST_F(Params, TheAccessModeIsTheCameras) {
     Ox3dRgbdAccessMode mode = 99;
     EXPECT_EQ(OX3D_RGBD_XML_GetNodeAccessMode(m_handle, "Key", &mode), OX3D_RGBD_OK);
     EXPECT_EQ(mode, OX3D_RGBD_ACCESS_READ_ONLY);
-    const auto get = [&](const char* name, Ox3dRgbdAccessMode* out) {
-        return OX3D_RGBD_XML_GetNodeAccessMode(m_handle, name, out);
-    };
-    EXPECT_LINES(get(nullptr, nullptr), OX3D_RGBD_E_PARAMETER, "pstrName is null");
-    EXPECT_LINES(get("Key", nullptr), OX3D_RGBD_E_PARAMETER, "pAccessMode is null");
-    Fail(DOUBLE_OX_XML_GetNodeAccessMode, OX_CC_E_UNKNOWN);
-    EXPECT_LAST_LINE(get("Key", &mode), OX3D_RGBD_E_UNKNOWN,
-                     "XML_GetNodeAccessMode failed, errcode is (0x800600ff)");
 }
 
 const char* const kTrigger = "OX_CC_SetCommandValue(TriggerSoftware)";
@@ -201,26 +158,17 @@ TEST_F(Params, TheFirstSoftwareTriggerSwitchesTheTriggerMode) {
     EXPECT_EQ(CallsOf(trigger), kFirstTrigger);
     EXPECT_EQ(CallsOf(trigger), Lines{kTrigger});
     EXPECT_EQ(CallsOf([&] { OX3D_RGBD_Execute(m_handle, "TriggerSoftware"); }), Lines{kTrigger});
-    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    ASSERT_EQ(Start(), OX3D_RGBD_OK);
     EXPECT_EQ(CallsOf(trigger), Lines{kTrigger});
-    ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+    ASSERT_EQ(Stop(), OX3D_RGBD_OK);
     EXPECT_EQ(CallsOf(trigger), kFirstTrigger) << "stopping forgets the switch";
 }
 
 TEST_F(Params, ACameraThatRefusesTheSwitchIsTriggeredAllTheSame) {
     Fail(DOUBLE_OX_CC_SetEnumValue, OX_CC_E_GC_ACCESS, 4); // opening took three
     const auto execute = [&] { EXPECT_EQ(OX3D_RGBD_Execute(m_handle, "TriggerSoftware"), OX3D_RGBD_OK); };
-    Lines lines;
-    EXPECT_EQ(CallsOf([&] { lines = LinesOf(execute); }), (Lines{kFirstTrigger[0], kTrigger}));
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "Set trigger mode failed! err code:0x80060007."), 1);
+    EXPECT_EQ(CallsOf(execute), (Lines{kFirstTrigger[0], kTrigger}));
     EXPECT_EQ(CallsOf(execute), kFirstTrigger) << "and switched at the next";
-}
-
-TEST_F(Params, OtherCommandsAreJustExecuted) {
-    EXPECT_CALLS(OX3D_RGBD_Execute(m_handle, "UserSetSave"), OX3D_RGBD_OK,
-                 "OX_CC_SetCommandValue(UserSetSave)");
-    Fail(DOUBLE_OX_CC_SetCommandValue, OX_CC_E_GC_ARGUMENT);
-    EXPECT_EQ(OX3D_RGBD_Execute(m_handle, "None"), OX3D_RGBD_E_PARAMETER);
 }
 
 } // namespace

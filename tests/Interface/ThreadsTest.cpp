@@ -1,4 +1,4 @@
-// Callbacks that call back, devices that are closed while others use them, and what a thousand rounds leave.
+// Callbacks that call back, devices that are closed while others use them, and what many rounds leave.
 #include "tests/doubles/ScriptedCamera.h"
 
 #include <atomic>
@@ -6,13 +6,27 @@
 
 namespace {
 
+// Gives a return that comes too early the time to happen.
+void LetOthersGoOn() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+uint32_t SetParam(void* handle) {
+    OX3D_RGBD_PARAM param = {};
+    param.enParamType = OX3D_RGBD_PARAM_INT;
+    return OX3D_RGBD_SetParam(handle, "OutputRgbd", &param);
+}
+uint32_t GetParam(void* handle) {
+    OX3D_RGBD_PARAM param = {};
+    return OX3D_RGBD_GetParam(handle, "Width", &param);
+}
+
 class Callbacks : public CScripted {
 protected:
     void SetUp() override {
         CScripted::SetUp();
         OpenAndStart();
-        ASSERT_EQ(SetSwitch("ImageAlign", 0), OX3D_RGBD_OK);
-        ASSERT_EQ(SetSwitch("ResolutionAlign", 0), OX3D_RGBD_OK);
+        SwitchOff({"ImageAlign", "ResolutionAlign"});
         m_raw.AddColor(64, 48, 7);
     }
     using FrameWork = std::function<void(OX3D_RGBD_FRAME_DATA*)>;
@@ -31,47 +45,41 @@ protected:
         };
         ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, callback, this), OX3D_RGBD_OK);
     }
-    void Deliver(bool wait = true) { Double().DeliverFrame(m_raw.Main().data(), m_raw.Info(), wait); }
-    static void Raise(bool wait = true) { Double().RaiseException(0x8001, wait); }
+    uint32_t DropFrames() { return OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr); }
+    uint32_t DropExceptions() { return OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr); }
+    static void Raise(bool isAwaited = true) {
+        Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT, isAwaited);
+    }
     // Raises the flag when the camera is asked for the function the next time.
-    void RaiseOnCall(uint32_t function, CFlag& flag) {
+    static void RaiseOnCall(uint32_t function, CFlag& flag) {
         OnCall(
             function, [&flag](const DoubleCall&) { flag.Raise(); }, Double().CallCount(function) + 1);
     }
     // Lets a callback in, then makes the call, which succeeds. The callback does its work once the camera has
     // been asked for the function, that is, in the middle of the call; the call must not end before it.
-    enum class Kind { FRAME, EXCEPTION };
+    enum class EKind { Frame, Exception };
     void InTheMiddleOf(uint32_t function, const std::function<uint32_t()>& call, const FrameWork& work,
-                       Kind kind = Kind::FRAME) {
+                       EKind kind = EKind::Frame) {
         CFlag inside;
         CFlag reached;
-        std::atomic<bool> done{false};
+        std::atomic<bool> isDone{false};
         const auto callback = [&](OX3D_RGBD_FRAME_DATA* frame) {
             inside.Raise();
             ASSERT_TRUE(reached.Wait());
-            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // gives a wrong return time to happen
+            LetOthersGoOn();
             work(frame);
-            done = true;
+            isDone = true;
         };
-        if (kind == Kind::FRAME) {
+        if (kind == EKind::Frame) {
             OnFrames(callback);
         } else {
             OnException([&] { callback(nullptr); });
         }
         RaiseOnCall(function, reached);
-        kind == Kind::FRAME ? Deliver(false) : Raise(false);
+        kind == EKind::Frame ? Deliver(m_raw, false) : Raise(false);
         ASSERT_TRUE(inside.Wait());
         EXPECT_EQ(call(), OX3D_RGBD_OK);
-        EXPECT_TRUE(done);
-    }
-    static uint32_t SetParam(void* handle) {
-        OX3D_RGBD_PARAM param = {};
-        param.enParamType = OX3D_RGBD_PARAM_INT;
-        return OX3D_RGBD_SetParam(handle, "OutputRgbd", &param);
-    }
-    static uint32_t GetParam(void* handle) {
-        OX3D_RGBD_PARAM param = {};
-        return OX3D_RGBD_GetParam(handle, "Width", &param);
+        EXPECT_TRUE(isDone);
     }
 
     CRawFrame m_raw{64, 48};
@@ -81,21 +89,22 @@ private:
     std::function<void()> m_exceptionWork;
 };
 
-TEST_F(Callbacks, AFrameCallbackMayCallEverything) {
+TEST_F(Callbacks, OfFramesMayCallEverything) {
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(OX3D_RGBD_SoftTrigger(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_E_STATE) << "in push mode";
-        EXPECT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+        EXPECT_EQ(DropFrames(), OX3D_RGBD_OK) << "at once";
+        EXPECT_EQ(Stop(), OX3D_RGBD_OK);
     });
-    Deliver();
-    EXPECT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK) << "stopped from inside";
+    Deliver(m_raw);
+    EXPECT_EQ(Start(), OX3D_RGBD_OK) << "stopped from inside";
 }
 
 // The other thread holds the device's lock and waits for this callback: waiting for the lock would never end.
-TEST_F(Callbacks, ACallbackIsTurnedAwayWhileAnotherThreadStops) {
-    const auto stop = [&] { return OX3D_RGBD_Stop(m_handle); };
+TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadStops) {
+    const auto stop = [&] { return Stop(); };
     InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, [&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_E_STATE);
         EXPECT_EQ(stop(), OX3D_RGBD_E_STATE);
@@ -103,7 +112,7 @@ TEST_F(Callbacks, ACallbackIsTurnedAwayWhileAnotherThreadStops) {
     });
 }
 
-TEST_F(Callbacks, ACallbackFindsNoDeviceWhileAnotherThreadClosesIt) {
+TEST_F(Callbacks, FindNoDeviceWhileAnotherThreadClosesIt) {
     void* const handle = m_handle;
     const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
     InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, close, [&](OX3D_RGBD_FRAME_DATA*) {
@@ -115,81 +124,119 @@ TEST_F(Callbacks, ACallbackFindsNoDeviceWhileAnotherThreadClosesIt) {
     });
 }
 
-// A camera library that does not wait for its callbacks: the device's buffers must outlast them all the same.
-TEST_F(Callbacks, CloseWaitsForTheCallbackEvenWhereTheCameraDoesNot) {
-    Double().SetPatience(false);
+// A camera library that does not wait for its callbacks: the device must outlast them all the same.
+TEST_F(Callbacks, AreWaitedForByCloseEvenWhereTheCameraDoesNot) {
     const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
+    Double().SetPatience(false);
     InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, close, [](OX3D_RGBD_FRAME_DATA* frame) {
         EXPECT_EQ(frame->stImageData[1].pData[0], 7) << "its buffer is still there";
     });
+    Open();
+    InTheMiddleOf(
+        DOUBLE_OX_CC_DestroyHandle, close, [](auto*) {}, EKind::Exception);
 }
 
-TEST_F(Callbacks, UnregisteringWaitsForTheCallbackInFlight) {
-    const auto unregister = [&] { return OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr); };
-    InTheMiddleOf(DOUBLE_OX_CC_RegisterImageCallBackEx, unregister, [&](OX3D_RGBD_FRAME_DATA*) {
+TEST_F(Callbacks, InFlightAreWaitedForByUnregistering) {
+    const auto dropFrames = [&] { return DropFrames(); };
+    InTheMiddleOf(DOUBLE_OX_CC_RegisterImageCallBackEx, dropFrames, [&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK) << "who waits holds no lock";
     });
+    InTheMiddleOf(
+        DOUBLE_OX_CC_RegisterExceptionCallBack, [&] { return DropExceptions(); }, [](auto*) {},
+        EKind::Exception);
 }
 
-TEST_F(Callbacks, UnregisteringExceptionsWaitsAsWell) {
-    const auto unregister = [&] { return OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr); };
-    InTheMiddleOf(
-        DOUBLE_OX_CC_RegisterExceptionCallBack, unregister, [](auto*) {}, Kind::EXCEPTION);
+TEST_F(Callbacks, ThatUnregisterAnotherWaitForItEveryTime) {
+    CFlag inside;
+    std::atomic<bool> isDone{true};
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+        EXPECT_EQ(DropExceptions(), OX3D_RGBD_OK);
+        EXPECT_TRUE(isDone);
+    });
+    Deliver(m_raw);
+    isDone = false;
+    OnException([&] {
+        inside.Raise();
+        LetOthersGoOn();
+        isDone = true;
+    });
+    Raise(false);
+    ASSERT_TRUE(inside.Wait());
+    Deliver(m_raw);
+}
+
+TEST_F(Callbacks, StillRunningKeepFramesFromBeingFetched) {
+    CFlag inside;
+    CFlag fetched;
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+        EXPECT_EQ(DropFrames(), OX3D_RGBD_OK);
+        inside.Raise();
+        EXPECT_TRUE(fetched.Wait());
+    });
+    Deliver(m_raw, false);
+    ASSERT_TRUE(inside.Wait());
+    EXPECT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_E_STATE) << "on the same buffers";
+    fetched.Raise();
+}
+
+TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
+    OX_CC_IMAGE_CALLBACK fromCamera = nullptr;
+    void* user = nullptr;
+    OnCall(DOUBLE_OX_CC_RegisterImageCallBackEx, [&](const DoubleCall& call) {
+        fromCamera = reinterpret_cast<OX_CC_IMAGE_CALLBACK>(call.m_callback);
+        user = call.m_output;
+    });
+    std::atomic<int> inside{0};
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+        EXPECT_EQ(++inside, 1);
+        LetOthersGoOn();
+        --inside;
+    });
+    const auto deliver = [&] { fromCamera(m_raw.Main().data(), m_raw.Info(), user); };
+    std::thread other(deliver);
+    deliver();
+    other.join();
 }
 
 // Each is inside a callback that the other one takes away: neither must wait for ever, and nor must a close.
-TEST_F(Callbacks, TwoCallbacksMayUnregisterEachOther) {
+TEST_F(Callbacks, MayUnregisterEachOther) {
     CFlag inFrame;
     CFlag inException;
-    const auto unregisterBoth = [&] {
-        EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
-        EXPECT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
-    };
     CFlag frameDone;
     CFlag exceptionDone;
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
-        inFrame.Raise();
-        EXPECT_TRUE(inException.Wait());
-        unregisterBoth();
-        frameDone.Raise();
-    });
-    OnException([&] {
-        inException.Raise();
-        EXPECT_TRUE(inFrame.Wait());
-        unregisterBoth();
-        exceptionDone.Raise();
-    });
-    Deliver(false);
+    const auto meetAndDropBoth = [&](CFlag& own, CFlag& other, CFlag& done) {
+        own.Raise();
+        EXPECT_TRUE(other.Wait());
+        EXPECT_EQ(DropFrames(), OX3D_RGBD_OK);
+        EXPECT_EQ(DropExceptions(), OX3D_RGBD_OK);
+        done.Raise();
+    };
+    OnFrames([&](OX3D_RGBD_FRAME_DATA*) { meetAndDropBoth(inFrame, inException, frameDone); });
+    OnException([&] { meetAndDropBoth(inException, inFrame, exceptionDone); });
+    Deliver(m_raw, false);
     Raise(false);
     EXPECT_TRUE(frameDone.Wait());
     EXPECT_TRUE(exceptionDone.Wait());
 }
 
-TEST_F(Callbacks, ACallbackThatWaitsForAnotherGivesWayToItsStop) {
+TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
     CFlag inFrame;
     CFlag inException;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         inFrame.Raise();
         EXPECT_TRUE(inException.Wait());
-        OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr);
+        DropExceptions();
     });
     CFlag stopped;
     OnException([&] {
         inException.Raise();
         EXPECT_TRUE(inFrame.Wait());
-        EXPECT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
+        EXPECT_EQ(Stop(), OX3D_RGBD_OK);
         stopped.Raise();
     });
-    Deliver(false);
+    Deliver(m_raw, false);
     Raise(false);
     EXPECT_TRUE(stopped.Wait());
-}
-
-TEST_F(Callbacks, UnregisteringInsideTheCallbackReturnsAtOnce) {
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
-        EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
-    });
-    Deliver();
 }
 
 // Closing from inside a callback answers at once and shuts the camera down afterwards.
@@ -200,6 +247,7 @@ protected:
         EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(m_handle, nullptr);
         EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE) << "nobody gets in any more";
+        LetOthersGoOn();
         EXPECT_EQ(Double().Ledger().m_open, 1u) << "the camera is needed while the callback runs";
     }
     static void ExpectClosed() {
@@ -207,41 +255,48 @@ protected:
     }
 };
 
-TEST_F(CloseInside, TheFrameCallback) {
+TEST_F(CloseInside, TheFrameCallbackIsFollowedByNoOther) {
+    int exceptions = 0;
+    OnException([&] { ++exceptions; });
     OnFrames([&](OX3D_RGBD_FRAME_DATA* frame) {
         Close();
+        Raise();
         EXPECT_EQ(frame->stImageData[1].pData[0], 7) << "still there";
     });
-    Deliver();
+    Deliver(m_raw);
     ExpectClosed();
+    EXPECT_EQ(exceptions, 0);
 }
 
-TEST_F(CloseInside, TheExceptionCallback) {
-    OnException([&] { Close(); });
-    Raise();
-    ExpectClosed();
+TEST_F(CloseInside, TheExceptionCallbackLeavesNothing) {
+    Callbacks::Close();
+    const auto round = [&] {
+        CScripted::SetUp();
+        Open("USB1");
+        OnException([&] { Close(); });
+        Raise();
+        ExpectClosed();
+    };
+    ExpectRoundsLeaveNothing(5, 20, 8192, round);
 }
 
-TEST_F(Callbacks, WhatACallbackThrowsIsCaughtAndLogged) {
+TEST_F(Callbacks, MayThrowWhichIsCaughtAndLogged) {
     int frames = 0;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         ++frames;
         throw std::runtime_error("of the application");
     });
     OnException([] { throw 42; }); // NOLINT(hicpp-exception-baseclass): applications may
-    const Lines lines = LinesOf([&] { Deliver(); });
+    const Lines lines = LinesOf([&] { Deliver(m_raw); });
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_NE(lines[0].find("of the application"), std::string::npos);
     EXPECT_EQ(LinesOf([] { Raise(); }).size(), 1u);
-    m_raw.m_info.nFrameNum = 2;
-    Deliver();
+    Deliver(m_raw);
     EXPECT_EQ(frames, 2) << "and the next frame comes";
 }
 
-TEST_F(Callbacks, ATriggerReachesTheCameraWhileAnotherThreadWaitsForTheFrame) {
-    const OX_FRAME_OUT out = m_raw.Out();
-    auto trigger = [&](const DoubleCall&) { Double().QueueFrame(out); };
-    OnCall(DOUBLE_OX_CC_SetCommandValue, trigger);
+TEST_F(Callbacks, AreNotNeededForATriggerWhileAnotherThreadWaitsForTheFrame) {
+    OnCall(DOUBLE_OX_CC_SetCommandValue, [&](const DoubleCall&) { Double().QueueFrame(m_raw.Out()); });
     CFlag waiting;
     RaiseOnCall(DOUBLE_OX_CC_GetImageBuffer, waiting);
     uint32_t status = 9;
@@ -259,107 +314,92 @@ class Rounds : public CScripted {
 protected:
     static constexpr int kRounds = kSanitized ? 50 : 200;
 
-    void Round(CRawFrame& frame) {
-        CScripted::SetUp(); // forgets the calls of the round before
-        OpenAndStart();
-        ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-        ASSERT_EQ(OX3D_RGBD_Stop(m_handle), OX3D_RGBD_OK);
-        ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
+    // Runs the work over and over on another thread while devices come and go.
+    template <class Work, class Round>
+    void WhileOthers(int rounds, Work work, Round round) {
+        std::atomic<bool> isOver{false};
+        std::thread other([&] {
+            while (!isOver) {
+                work();
+            }
+        });
+        for (int i = 0; i < rounds; ++i) {
+            round();
+        }
+        isOver = true;
+        other.join();
     }
 };
 
 TEST_F(Rounds, LeaveNoMemoryThreadOrFile) {
     CRawFrame frame(640, 480, 1, 0); // a depth of 0 costs no time
     frame.AddColor(320, 240);
-    ExpectRoundsLeaveNothing(kRounds / 10, kRounds, 8 * kRounds, [&] { Round(frame); });
-    ExpectNothingLeft();
+    ExpectRoundsLeaveNothing(kRounds / 10, kRounds, 8 * kRounds, [&] {
+        CScripted::SetUp(); // forgets the calls of the round before
+        OpenAndStart();
+        ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+        ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+        ASSERT_EQ(Stop(), OX3D_RGBD_OK);
+        Close();
+    });
 }
 
 // Handles that are valid, being closed, or gone, in the hands of threads that take no device lock.
-TEST_F(Rounds, UnlockedCallsSurviveOpeningAndClosing) {
+TEST_F(Rounds, OfOpeningAndClosingAreSurvivedByUnlockedCalls) {
     std::atomic<void*> shared{nullptr};
-    std::atomic<bool> isOver{false};
     std::atomic<int> answered{0};
-    const auto isExpected = [](uint32_t status) {
-        return status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE || status == OX3D_RGBD_E_STATE;
+    std::vector<uint8_t> samples(size_t{640} * 480 * 2, 1);
+    const auto note = [&](uint32_t status) {
+        EXPECT_TRUE(status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE || status == OX3D_RGBD_E_STATE ||
+                    status == OX3D_RGBD_E_NO_DATA)
+            << std::hex << status;
+        answered += status == OX3D_RGBD_OK ? 1 : 0;
     };
-    std::thread asking([&] {
-        while (!isOver) {
-            OX3D_RGBD_PARAM param = {};
-            const uint32_t status = OX3D_RGBD_GetParam(shared, "Width", &param);
-            EXPECT_TRUE(isExpected(status)) << std::hex << status;
-            answered += status == OX3D_RGBD_OK ? 1 : 0;
-        }
-    });
-    std::thread mapping([&] {
-        std::vector<uint8_t> samples(size_t{640} * 480 * 2, 1);
-        OX3D_RGBD_IMAGE_DATA depth = {};
-        depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
-        depth.nWidth = 640;
-        depth.nHeight = 480;
-        depth.pData = samples.data();
-        depth.nDataLen = static_cast<uint32_t>(samples.size());
-        while (!isOver) {
-            OX3D_RGBD_IMAGE_DATA cloud = {};
-            const uint32_t status = OX3D_RGBD_MapDepthToPointCloud(shared, &depth, &cloud);
-            EXPECT_TRUE(isExpected(status) || status == OX3D_RGBD_E_NO_DATA) << std::hex << status;
-            answered += status == OX3D_RGBD_OK ? 1 : 0;
-        }
-    });
-    for (int i = 0; i < 100; ++i) {
+    const auto use = [&] {
+        note(GetParam(shared));
+        OX3D_RGBD_IMAGE_DATA depth = DepthImage(samples, 640, 480);
+        OX3D_RGBD_IMAGE_DATA cloud = {};
+        note(OX3D_RGBD_MapDepthToPointCloud(shared, &depth, &cloud));
+    };
+    WhileOthers(kRounds / 2, use, [&] {
         Open();
         shared = m_handle;
         const int before = answered;
         EXPECT_TRUE(Eventually([&] { return answered > before; }));
-        EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
-    }
-    isOver = true;
-    asking.join();
-    mapping.join();
+        Close();
+    });
 }
 
 // A new device often gets the address of one that was closed. Somebody who closes by an old copy may close it
 // once it is open, and not while it opens.
-TEST_F(Rounds, AnOldCopyOfAHandleHarmsNoOpen) {
+TEST_F(Rounds, OfOpeningAreNotHarmedByAnOldCopyOfAHandle) {
     std::atomic<void*> last{nullptr};
-    std::atomic<bool> isOver{false};
-    const auto isExpected = [](uint32_t status) {
-        return status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE;
+    const auto close = [](void* handle) {
+        const uint32_t status = OX3D_RGBD_CloseDevice(&handle);
+        EXPECT_TRUE(status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE);
     };
-    std::thread closing([&] {
-        while (!isOver) {
-            void* copy = last;
-            EXPECT_TRUE(isExpected(OX3D_RGBD_CloseDevice(&copy)));
-        }
-    });
-    for (int i = 0; i < kRounds; ++i) {
-        Open("USB1");
-        last = m_handle;
-        EXPECT_TRUE(isExpected(OX3D_RGBD_CloseDevice(&m_handle)));
-        m_handle = nullptr;
-    }
-    isOver = true;
-    closing.join();
+    WhileOthers(
+        5 * kRounds, [&] { close(last); },
+        [&] {
+            Open("USB1");
+            last = m_handle;
+            close(std::exchange(m_handle, nullptr));
+        });
     ExpectNothingLeft();
 }
 
 // The provider's device records die at each enumeration, whoever enumerates.
-TEST_F(Rounds, EnumeratingWhileOthersOpenHarmsNobody) {
-    std::atomic<bool> isOver{false};
-    std::thread listing([&] {
+TEST_F(Rounds, OfOpeningAreNotHarmedByEnumerations) {
+    const auto list = [] {
         OX3D_RGBD_DEVICE_INFO records[2] = {};
         uint32_t count = 0;
-        while (!isOver) {
-            EXPECT_EQ(OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, records, 2, &count), OX3D_RGBD_OK);
-            EXPECT_EQ(OX3D_RGBD_CamIsAccessible(&records[0], 1), 1u);
-        }
-    });
-    for (int i = 0; i < kRounds / 10; ++i) {
+        EXPECT_EQ(OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, records, 2, &count), OX3D_RGBD_OK);
+        EXPECT_EQ(OX3D_RGBD_CamIsAccessible(&records[0], 1), 1u);
+    };
+    WhileOthers(kRounds / 2, list, [&] {
         Open("USB1");
-        EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
-    }
-    isOver = true;
-    listing.join();
+        Close();
+    });
 }
 
 } // namespace

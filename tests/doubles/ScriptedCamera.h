@@ -126,6 +126,16 @@ private:
     std::vector<OX_CHUNK_DATA_CONTENT> m_chunks;
 };
 
+inline OX3D_RGBD_IMAGE_DATA DepthImage(std::vector<uint8_t>& samples, uint32_t width, uint32_t height) {
+    OX3D_RGBD_IMAGE_DATA image = {};
+    image.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
+    image.nWidth = width;
+    image.nHeight = height;
+    image.nDataLen = width * height * 2;
+    image.pData = samples.data();
+    return image;
+}
+
 // The status of a call, and all lines that it writes or all calls that it makes of the camera.
 #define EXPECT_LINES(call, status, ...) \
     EXPECT_EQ(LinesOf([&] { EXPECT_EQ((call), (status)); }), (Lines{__VA_ARGS__}))
@@ -191,14 +201,26 @@ protected:
     }
     void OpenAndStart(const char* serial = "ETH1") {
         Open(serial);
-        ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+        ASSERT_EQ(Start(), OX3D_RGBD_OK);
     }
+    uint32_t Start() { return OX3D_RGBD_Start(m_handle); }
+    uint32_t Stop() { return OX3D_RGBD_Stop(m_handle); }
+    void Close() { ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK); }
     uint32_t SetSwitch(const char* key, int64_t value) {
         OX3D_RGBD_PARAM param = {};
         param.enParamType = OX3D_RGBD_PARAM_INT;
         param.stIntParam.nCurValue = value;
         return OX3D_RGBD_SetParam(m_handle, key, &param);
     }
+    void SwitchOff(std::initializer_list<const char*> keys) {
+        for (const char* const key : keys) {
+            ASSERT_EQ(SetSwitch(key, 0), OX3D_RGBD_OK);
+        }
+    }
+    static void Deliver(CRawFrame& frame, bool isAwaited = true) {
+        Double().DeliverFrame(frame.Main().data(), frame.Info(), isAwaited);
+    }
+    static void ExpectNoFrameLent() { EXPECT_EQ(Double().Ledger().m_lentFrames, 0u); }
     // Lends the frame to the library and fetches it.
     uint32_t Fetch(CRawFrame& frame) {
         Double().QueueFrame(frame.Out());
