@@ -82,15 +82,22 @@ TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
         fcntl(reader, F_GETPIPE_SZ) / 8192 + 9; // what the pipe takes and what the queue takes
     Start(1);
     EXPECT_EQ(Add(std::string(8193, 'x')), OX3D_RGBD_E_PARAMETER);
-    int added = 0;
+    std::string added;
     EXPECT_TRUE(Eventually([&] {
-        const uint32_t nStatus = Add(std::string(8192, 'x'));
-        added += nStatus == OX3D_RGBD_OK ? 1 : 0;
-        return nStatus == OX3D_RGBD_E_MEMORY && added >= expected;
+        const char letter = static_cast<char>('a' + added.size());
+        const uint32_t status = Add(std::string(8192, letter));
+        added.append(status == OX3D_RGBD_OK ? 1 : 0, letter);
+        return status == OX3D_RGBD_E_MEMORY && static_cast<int>(added.size()) >= expected;
     }));
-    EXPECT_EQ(added, expected);
+    EXPECT_EQ(static_cast<int>(added.size()), expected);
+    std::string written;
     char bytes[8192];
-    EXPECT_TRUE(Eventually([&] { return read(reader, bytes, sizeof(bytes)) < 0; }));
+    EXPECT_TRUE(Eventually([&] {
+        const ssize_t count = read(reader, bytes, sizeof(bytes));
+        written.append(count > 0 ? 1 : 0, bytes[0]);
+        return count < 0 && written.size() >= added.size();
+    }));
+    EXPECT_EQ(written, added) << "what was queued comes whole and in order";
     StopAndGetOutput();
     EXPECT_EQ(Add("late"), OX3D_RGBD_E_STATE);
     close(reader);
@@ -132,6 +139,9 @@ TEST_F(Log, WriterLeavesSignalsToTheApplication) {
         EXPECT_TRUE(taskIndex == getpid() || tgkill(getpid(), taskIndex, SIGUSR1) == 0);
     }
     DestroyAsyncLog(); // a writer that takes the signal ends the process
+    sigset_t blocked{};
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGUSR1), 0) << "only the writer's are blocked";
 }
 
 TEST_F(Log, NothingHangsInAForkedChild) {
@@ -149,9 +159,9 @@ TEST_F(Log, NothingHangsInAForkedChild) {
             DestroyAsyncLog();
             _exit(0);
         }
-        int nStatus = -1;
-        waitpid(child, &nStatus, 0);
-        EXPECT_EQ(nStatus, 0);
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
     }
     isStopping = true;
     other.join();

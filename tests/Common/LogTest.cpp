@@ -72,18 +72,28 @@ TEST_F(Log, LivesUntilItsLastReferenceGoesAndThenAppends) {
     ASSERT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK);
     OxWriteLog(TRACE_LEVEL_NULL, kLogSource, 1, "second;");
     EXPECT_EQ(Messages(WaitForLog("second;")), "first;second;");
+    DestroyAsyncLog();
+    EXPECT_LE(ThreadsSettled(m_threadsBefore), m_threadsBefore) << "one destroy too many did not count";
+}
+
+TEST_F(Log, LeavesNoMemoryThreadOrFile) {
+    DestroyAsyncLog();
+    ExpectRoundsLeaveNothing(5, 50, 800, [] {
+        ASSERT_EQ(CreateAsyncLog(nullptr, 1), OX3D_RGBD_OK);
+        DestroyAsyncLog();
+    });
 }
 
 TEST_F(Log, KeepsEachLineWholeWhenManyThreadsWrite) {
-    std::array<std::thread, 3> aThreads;
-    for (std::thread& thread : aThreads) {
+    std::array<std::thread, 3> threads;
+    for (std::thread& thread : threads) {
         thread = std::thread([] {
             for (int n = 0; n < 500; ++n) {
                 OX_LOG_INFO("ab%06dyz\r\n", n);
             }
         });
     }
-    for (std::thread& thread : aThreads) {
+    for (std::thread& thread : threads) {
         thread.join();
     }
     EXPECT_THAT(Messages(WaitForLog("yz\r\n")), testing::MatchesRegex("(ab[0-9]{6}yz\r\n)+"));

@@ -49,7 +49,7 @@ TEST(Mutex, WaitsForAHeldLockAsLongAsItIsTold) OX_NO_THREAD_SAFETY_ANALYSIS {
     std::thread waiter([&]() OX_NO_THREAD_SAFETY_ANALYSIS {
         gaveUp = !mutex.LockFor(0) && !mutex.LockFor(5);
         gaveUp.notify_one();
-        isTaken = mutex.LockFor(60000);
+        isTaken = mutex.LockFor(60999);
         mutex.Unlock();
     });
     gaveUp.wait(false);

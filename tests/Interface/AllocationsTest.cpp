@@ -30,8 +30,7 @@ protected:
 TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
     OpenWithAllSwitchesOn();
     for (int i = 0; i < 3; ++i) {
-        const OX_FRAME_OUT out = m_raw.Out();
-        Double().QueueFrame(out);
+        Double().QueueFrame(m_raw.Out());
         const uint64_t before = g_allocations;
         ASSERT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 1000), OX3D_RGBD_OK);
         EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
@@ -55,20 +54,22 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasPushed) {
     ASSERT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, count, &images), OX3D_RGBD_OK);
     for (int i = 0; i < 3; ++i) {
         const uint64_t before = g_allocations;
-        Double().DeliverFrame(m_raw.Main().data(), m_raw.Info());
+        Deliver(m_raw);
         EXPECT_EQ(g_allocations != before, i == 0) << "frame " << i;
     }
     EXPECT_EQ(images, 9u);
 }
 
-// Blocks that nobody was given are not kept when larger images come.
+// Blocks that are in use no more are not preserved when larger images come.
 TEST_F(Allocations, OfConversionsAreThoseOfTheLargestImage) {
     constexpr uint32_t kLargest = 800;
     OpenAndStart();
-    std::vector<uint8_t> samples(size_t{640} * kLargest * 2, 1);
+    std::vector<uint8_t> samples(size_t{640} * (kLargest + 4) * 2, 1);
     const size_t before = HeapBytes();
     for (uint32_t height = 480; height <= kLargest; height += 8) {
-        OX3D_RGBD_IMAGE_DATA depth = DepthImage(samples, 640, height);
+        CRawFrame frame(640, static_cast<uint16_t>(height)); // its registered depth is lent until the next
+        ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
+        OX3D_RGBD_IMAGE_DATA depth = DepthImage(samples, 640, height + 4);
         OX3D_RGBD_IMAGE_DATA cloud = {};
         ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK) << height;
     }

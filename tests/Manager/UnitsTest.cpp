@@ -9,6 +9,7 @@
 #include "src/Manager/ChunkImage.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/Ipv4Text.h"
+#include "tests/support/OpenThings.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 // Sanitizers abort on a block that cannot be had; the library has to get null, as without them.
@@ -118,7 +119,8 @@ TEST(DepthConverter, NeedsRecordsAndAnObject) {
     OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT output = {};
     EXPECT_NE(engine.HfrVmCalProcess(&input, &output), 0u) << "there is no object yet";
     EXPECT_EQ(engine.Init(), 0u);
-    EXPECT_EQ(engine.Init(), 0u) << "the first object goes";
+    // The object before goes.
+    ox3d::test::ExpectRoundsLeaveNothing(5, 100, 4096, [&] { EXPECT_EQ(engine.Init(), 0u); });
     EXPECT_EQ(engine.HfrVmCalProcess(nullptr, &output), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(engine.HfrVmCalProcess(&input, nullptr), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(engine.HfrVmCalProcess(&input, &output), 0x10000014u) << "the algorithm's own status";

@@ -141,24 +141,5 @@ TEST_F(SceneThroughLibrary, FloorPointsOfTheCloudFitTheTruePlaneWithinTheSimulat
     EXPECT_NEAR(spread, 1.0, 0.06) << "the points lie farther from the plane than the noise explains";
 }
 
-TEST_F(SceneThroughLibrary, RgbdOutputWeavesTheAlignedImages) {
-    ASSERT_NO_FATAL_FAILURE(SetInt(OX3D_RGBD_KEY_OUTPUT_RGBD, 1));
-    OX3D_RGBD_FRAME_DATA frame = {};
-    ASSERT_NO_FATAL_FAILURE(FetchThird(&frame));
-    ASSERT_EQ(frame.nImageCount, 3u);
-    const OX3D_RGBD_IMAGE_DATA& depth = frame.stImageData[0];
-    const OX3D_RGBD_IMAGE_DATA& color = frame.stImageData[1];
-    const OX3D_RGBD_IMAGE_DATA& rgbd = frame.stImageData[2];
-    const size_t pixels = size_t{depth.nWidth} * depth.nHeight;
-    ASSERT_EQ(rgbd.nDataLen, pixels * 5);
-    size_t wrong = 0;
-    for (size_t p = 0; p < pixels; ++p) {
-        const uint8_t expected[5] = {color.pData[p], color.pData[p + pixels], color.pData[p + 2 * pixels],
-                                     depth.pData[2 * p], depth.pData[2 * p + 1]};
-        wrong += memcmp(expected, rgbd.pData + 5 * p, sizeof(expected)) != 0 ? 1 : 0;
-    }
-    EXPECT_EQ(wrong, 0u);
-}
-
 } // namespace
 } // namespace ox3d
