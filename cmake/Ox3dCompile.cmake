@@ -16,7 +16,7 @@ find_package(Threads REQUIRED)
 # One interface target carries warnings, the sanitizers and the root that includes are written from: an include
 # begins with its module ("base/Mutex.h"), so that its line alone says what depends on what. Targets link it
 # PRIVATE: none hands the root on. Warnings are errors in the presets (CMAKE_COMPILE_WARNING_AS_ERROR), not in
-# the build of somebody with another compiler.
+# builds with another compiler.
 add_library(ox3d_compile INTERFACE)
 target_include_directories(ox3d_compile INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(ox3d_compile INTERFACE
@@ -36,7 +36,7 @@ endif()
 
 # ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
 # has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could
-# take its copy for all: static functions only, and no templates of the standard library. Nobody reads the
+# take its copy for all: static functions only, and no templates of the standard library. Nothing reads the
 # floating-point exception flags, and without -fno-trapping-math g++ branches to keep them; values stay.
 string(REGEX MATCH "^(x86_64|AMD64|amd64)$" OX3D_X86_TIERS "${CMAKE_SYSTEM_PROCESSOR}")
 function(ox3d_tier tier)

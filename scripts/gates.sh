@@ -69,7 +69,7 @@ matches() {
     [ -n "$lines" ] && printf '%s\n' "$lines"
 }
 
-# Paths of somebody's machine betray themselves by a home folder or by the place of this very checkout.
+# Paths of one machine betray themselves by a home folder or by the place of this very checkout.
 gate_words() {
     local found=0 first before='(^|[[:space:]"'"'"'(=:`<])'
     local patterns="$before/(home|root|Users)/[A-Za-z0-9_.]|$root/"
@@ -134,9 +134,10 @@ gate_includes() {
         say "^ under no rule"
         found=1
     fi
-    # The root is an include path of the project's own targets, through ox3d_compile, and of nobody who uses them.
-    if own_files '*CMakeLists.txt' '*.cmake' | xargs --delimiter '\n' grep -HnP \
-        '(PUBLIC|INTERFACE) (?:(?!PRIVATE).)*ox3d_compile|include_directories\((?!ox3d_compile )[^)]*PROJECT_SOURCE_DIR'; then
+    # The root is an include path of the project's own targets, through ox3d_compile, and of no target that uses them.
+    local handed='(PUBLIC|INTERFACE) (?:(?!PRIVATE).)*ox3d_compile'
+    handed+='|include_directories\((?!ox3d_compile )[^)]*PROJECT_SOURCE_DIR'
+    if own_files '*CMakeLists.txt' '*.cmake' | xargs --delimiter '\n' grep -HnP "$handed"; then
         say "^ hands on an include path that holds the whole repository"
         found=1
     fi
@@ -150,7 +151,8 @@ gate_tree() {
     local status=0
     tree_names | cut -d/ -f1 | sort -u >build/check-top-level.txt
     same_list "names at the root" scripts/top-level.txt build/check-top-level.txt || status=1
-    if git status --porcelain --ignored 2>/dev/null | grep '^!! ' | grep -vE '^!! (build|out|install|compile_commands\.json)/?$'; then
+    if git status --porcelain --ignored 2>/dev/null | grep '^!! ' |
+        grep -vE '^!! (build|out|install|compile_commands\.json)/?$'; then
         say "^ left behind by a program"
         status=1
     fi
@@ -224,7 +226,7 @@ gate_install() {
     return "$status"
 }
 
-# As somebody installs it who packages it: no preset, the default generator, a multiarch library folder.
+# As a packager installs it: no preset, the default generator, a multiarch library folder.
 gate_package() {
     local dir="$root/build/check/package" libdir=lib/multiarch
     rm -rf "$dir"
@@ -261,25 +263,23 @@ sanitized_tests() {
     local preset="$1" target="$2" status=0
     shift 2
     build_preset "$preset" "$target"
-    keeps_tree "${wrapper[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error \
+    keeps_tree ctest --test-dir "build/$preset" --output-on-failure --no-tests=error \
         --parallel "$jobs" "$@" | tee "build/$preset/tests.log" || status=$?
     summary_of_tests "build/$preset" "build/$preset/tests.log"
     return "$status"
 }
 
 gate_asan_ubsan() {
-    local wrapper=()
     export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
     export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
     sanitized_tests asan-ubsan all
 }
 
 gate_tsan() {
-    local wrapper=()
-    # The thread sanitizer's shadow memory collides with widely randomised addresses; where the machine
-    # lets it, randomisation is off for the tests.
-    if setarch "$(uname -m)" -R true 2>/dev/null; then
-        wrapper=(setarch "$(uname -m)" -R)
+    # The thread sanitizer's shadow memory collides with widely randomised addresses; where the machine lets it,
+    # randomisation is off for the tests, and for the build, which asks test programs for their cases.
+    if [ -z "${OX3D_PLAIN_ADDRESSES:-}" ] && setarch "$(uname -m)" -R true 2>/dev/null; then
+        OX3D_PLAIN_ADDRESSES=1 exec setarch "$(uname -m)" -R bash scripts/check.sh --one tsan
     fi
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
     sanitized_tests tsan ox3d_threaded_tests -L threaded

@@ -205,7 +205,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetCalibInfo(void* handle, uint32_t nCalibType,
 /* ---- Maintenance ------------------------------------------------------------------------------------- */
 
 /*
- * Configures the IP address of a device that nobody has opened. Takes no handle.
+ * Configures the IP address of a device that no application has opened. Takes no handle.
  *   chSerialNumber  the device's serial number
  *   pstIpConfig     a static configuration needs address, mask and gateway, the gateway in the subnet
  * Returns OX3D_RGBD_E_PARAMETER for null, an unknown device, mode or an invalid address, and when a static

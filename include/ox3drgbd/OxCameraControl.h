@@ -288,7 +288,7 @@ OX_CC_API uint32_t OX_CC_GetSDKVersion(void);
 OX_CC_API int OX_CC_CreateHandle(void** handle, const OX_CC_DEVICE_INFO* pstDevInfo);
 /* (R) Ends a handle, closing what is still open. */
 OX_CC_API int OX_CC_DestroyHandle(void* handle);
-/* (R) Opens the device. Exclusive access that somebody else holds gives OX_CC_E_ACCESS_DENIED. */
+/* (R) Opens the device. Exclusive access that another application holds gives OX_CC_E_ACCESS_DENIED. */
 OX_CC_API int OX_CC_OpenDevice(void* handle, uint32_t nAccessMode, uint16_t nSwitchoverKey);
 /* (R) Closes the device, stopping first if it grabs. */
 OX_CC_API int OX_CC_CloseDevice(void* handle);
