@@ -1,6 +1,7 @@
 // The common data transform: where points and registered depths land, and what is cleared.
 // Relies on small images for the kernels and on process type 15 for the choice between them.
 #include "algorithm/binostereo/FloatToInt.h"
+#include "algorithm/binostereo/TransformTiers.h"
 #include "tests/algorithm/StereoRig.h"
 #include "tests/algorithm/TestObject.h"
 
@@ -158,18 +159,23 @@ TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
 TEST(Registration, KeepsTheNearestAndOnATieTheFirst) {
     const float k[4] = {1, 1, 0, 0};
     const float k2[4] = {0, 0, 1, 0}; // every pixel lands in column 1 of row 0
+    ox3d::EKernelTier tier{};
     const auto winner = [&](const std::vector<int16_t>& depth, const float* transform) {
+        ox3d::stereo::UseTransformKernelTier(tier);
         int16_t target[3];
         float points[9];
         EXPECT_EQ(Transform(depth, 3, points, target, 3, k, transform, k2, nullptr), 0);
         return std::pair<int, long>{target[1], std::lround(points[3] / points[5])}; // depth, source column
     };
-    EXPECT_EQ(winner({300, 200, 250}, kIdentity), (std::pair<int, long>{200, 1}));
-    EXPECT_EQ(winner({0, 200, 200}, kIdentity), (std::pair<int, long>{200, 1}));
-    EXPECT_EQ(winner({-7, 0, 50}, kIdentity), (std::pair<int, long>{50, 2}));
     const float lift[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 2, 0}; // doubles the depth
-    EXPECT_EQ(winner({20000, 15000, 0}, lift).first, -25536)
-        << "stored in 16 bits, less than any later depth";
+    for (const ox3d::EKernelTier used : {ox3d::EKernelTier::Reference, ox3d::BestKernelTier()}) {
+        tier = used;
+        EXPECT_EQ(winner({300, 200, 250}, kIdentity), (std::pair<int, long>{200, 1}));
+        EXPECT_EQ(winner({0, 200, 200}, kIdentity), (std::pair<int, long>{200, 1}));
+        EXPECT_EQ(winner({-7, 0, 50}, kIdentity), (std::pair<int, long>{50, 2}));
+        EXPECT_EQ(winner({20000, 15000, 0}, lift).first, -25536)
+            << "stored in 16 bits, less than any later depth";
+    }
 }
 
 TEST(Transform, ByTheProcessTakesTheFloatPointsWhereBothAreGiven) {

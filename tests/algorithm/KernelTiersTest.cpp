@@ -272,7 +272,7 @@ Result TransformOntoTheDepth(Random& random) {
     const float wide[4] = {500, 500, 410, 0};
     const float t[12] = {1, 0, 0, 9, 0, 1, 0, 0, 0, 0, 1, 0};
     const CPlane<int16_t> both(2 * kPointWords);
-    const CPlane<int16_t> depths(size_t{2} * 1280);
+    const CPlane<int16_t> depths(std::vector<int16_t>(size_t{2} * 1280)); // the call clears the half of it
     int16_t* const depth = both.Data() + kPointWords;
     std::generate_n(depth, kPointWords, [&] { return static_cast<int16_t>(1 + Below(random, 3000)); });
     int16_t* const target = hasPoints ? depths.Data() : depth + kAhead[random() % std::size(kAhead)];
