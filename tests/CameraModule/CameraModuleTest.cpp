@@ -111,6 +111,10 @@ TEST_F(ModuleWithoutExtended, FallsBackToTheNarrowIntegersAndRefusesTheRest) {
     EXPECT_EQ(value.nMax, 4000);
     EXPECT_EQ(value.nMin, 1);
     EXPECT_EQ(value.nInc, 2);
+    value.nMax = 7;
+    Fail(DOUBLE_OX_CC_GetIntValue, OX_CC_E_GC_ACCESS);
+    EXPECT_EQ(m_module.GetIntValue("Key", &value), OX_CC_E_GC_ACCESS);
+    EXPECT_EQ(value.nMax, 7) << "a failure writes nothing";
 }
 
 } // namespace

@@ -88,6 +88,7 @@ TEST_F(Ring, HoldsWhatWasAskedForUpTo119AndNineBeyond) {
         EXPECT_EQ(m_ring.AdjustIndex(-1), static_cast<int32_t>(usable)) << "the slot that stays empty";
         EXPECT_EQ(FillCompletely(), usable) << asked;
     }
+    EXPECT_EQ(m_ring.CommitRead(), 1);
     m_ring.EmptyDataNode();
     EXPECT_FALSE(m_ring.IsCanRead());
     EXPECT_EQ(FillCompletely(), 9U);

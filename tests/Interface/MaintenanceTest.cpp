@@ -246,6 +246,8 @@ TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCamera) {
 }
 
 TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
+    Fail(DOUBLE_OX_CC_GetDeviceInfo, OX_CC_E_ACCESS_DENIED, 2); // opening took one
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
     for (const uint32_t sensor : {0u, 3u, 0xFFFFFFFFu}) {
         EXPECT_EQ(Get(sensor), OX3D_RGBD_E_PARAMETER);
     }

@@ -25,13 +25,6 @@ protected:
         }
     }
 
-    void SetInt(const char* key, int64_t value) {
-        OX3D_RGBD_PARAM param = {};
-        param.enParamType = OX3D_RGBD_PARAM_INT;
-        param.stIntParam.nCurValue = value;
-        ASSERT_EQ(OX3D_RGBD_SetParam(m_handle, key, &param), OX3D_RGBD_OK);
-    }
-
     // The third frame: numbers count up by then.
     void FetchThird(OX3D_RGBD_FRAME_DATA* frame) {
         ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
@@ -100,45 +93,6 @@ TEST_F(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeas
     const double median = Median(errors);
     RecordProperty("medianErrorMm", std::to_string(median));
     EXPECT_LT(median, 1.0);
-}
-
-TEST_F(SceneThroughLibrary, FloorPointsOfTheCloudFitTheTruePlaneWithinTheSimulatedNoise) {
-    ASSERT_NO_FATAL_FAILURE(SetInt(OX3D_RGBD_KEY_IMAGE_ALIGN, 0)); // points as the depth camera sees them
-    OX3D_RGBD_FRAME_DATA frame = {};
-    ASSERT_NO_FATAL_FAILURE(FetchThird(&frame));
-    OX3D_RGBD_IMAGE_DATA& depth = frame.stImageData[0];
-    OX3D_RGBD_IMAGE_DATA cloud = {};
-    ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK);
-    ASSERT_EQ(cloud.nDataLen, depth.nWidth * depth.nHeight * 12);
-
-    const ScenePlane floor = m_truth.Floor();
-    double sum = 0.0;
-    double squares = 0.0;
-    size_t count = 0;
-    for (uint32_t v = 0; v < depth.nHeight; ++v) {
-        for (uint32_t u = 0; u < depth.nWidth; ++u) {
-            float point[3] = {};
-            memcpy(point, cloud.pData + sizeof(point) * (size_t{v} * depth.nWidth + u), sizeof(point));
-            const SceneSample exact = m_truth.FromDepthCamera(StateOf(depth), u, v);
-            if (point[2] <= 0.0f || exact.m_object != kSceneFloor) {
-                continue;
-            }
-            const Vec3 p{point[0], point[1], point[2]};
-            const double distance = Dot(floor.m_normal, p) + floor.m_offsetMm;
-            // Depth is rounded to whole millimetres, which adds the variance of an even distribution.
-            const double sigma =
-                std::hypot(CGroundTruth::NoiseSigmaMm(exact.m_depthMm), std::sqrt(1.0 / 12.0));
-            const double share = distance / (sigma * std::fabs(Dot(floor.m_normal, p * (1.0 / p.z))));
-            sum += share;
-            squares += share * share;
-            ++count;
-        }
-    }
-    ASSERT_GT(count, 20000u);
-    const double spread = std::sqrt(squares / static_cast<double>(count));
-    RecordProperty("distanceOverSigma", std::to_string(spread));
-    EXPECT_NEAR(sum / static_cast<double>(count), 0.0, 0.03) << "the plane is shifted";
-    EXPECT_NEAR(spread, 1.0, 0.06) << "the points lie farther from the plane than the noise explains";
 }
 
 } // namespace
