@@ -45,6 +45,7 @@ TEST(Stream, CopiesAFrameIntoABufferThatIsLargeEnough) {
     const CHandle handle;
     handle.OpenForTriggers();
     handle.EnableColor();
+    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 3), 0); // copies that are never given back are soon too many
     handle.Start();
     std::vector<uint8_t> bytes(kDepthBytes + 64);
     uint8_t* image = bytes.data() + (64 - reinterpret_cast<uintptr_t>(bytes.data()) % 64);
@@ -94,6 +95,11 @@ TEST(Nodes, KeepAsManyFramesAsAskedForAndLoseTheOldest) {
     EXPECT_EQ(handle.Lost(), 7);
     EXPECT_EQ(handle.Fetch(), 10U);
     EXPECT_EQ(handle.Fetch(0), 0U);
+    EXPECT_EQ(handle.Stop(), 0);
+    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 64), 0);
+    handle.Start();
+    EXPECT_EQ(handle.Fetch(), 1U);
+    EXPECT_EQ(handle.Lost(), 0) << "counted anew";
 }
 
 TEST(Nodes, AreForgottenWhenClearedAndAtTheNextStart) {
@@ -139,6 +145,20 @@ TEST(Nodes, AreLentBeyondStopAndClose) {
     EXPECT_TRUE(IsWhole(frame.pBufAddr, frame.stFrameInfo));
     EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), 0);
     EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), Status(OX_CC_E_PARAMETER));
+}
+
+TEST(Nodes, GiveTheirMemoryBackWhenTheCameraIsClosed) {
+    const CHandle handle("fps = 240\n");
+    size_t before = 0;
+    for (int round = 0; round < 2; ++round) { // what the first one makes may stay
+        handle.Open();
+        before = HeapBytes();
+        handle.EnableColor();
+        handle.Start();
+        EXPECT_TRUE(Eventually([&] { return handle.Lost() > 0; })); // all nodes hold frames
+        EXPECT_EQ(handle.Close(), 0);
+    }
+    EXPECT_LE(HeapBytes(), before + 16 * kDepthBytes);
 }
 
 TEST(Nodes, AreUsedAgainAndNotLentWithoutEnd) {

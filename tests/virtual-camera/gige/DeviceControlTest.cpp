@@ -1,11 +1,100 @@
-// What an application can get out of a camera's control channel, and what it cannot.
+// DeviceControlTest.cpp - what an application can get out of a camera's control channel, and what it cannot.
 #include <gmock/gmock.h>
 #include <random>
 
-#include "tests/virtual-camera/gige/ControlHarness.h"
+#include "tests/virtual-camera/FakeSource.h"
+#include "virtual-camera/gige/DeviceControl.h"
 
 namespace ox3d::test {
 namespace {
+
+using namespace ox3d::gige;
+
+constexpr Endpoint kClient{0x7F000001, 50000};
+constexpr Endpoint kOther{0x7F000001, 50001};
+constexpr uint32_t kCcp = 0x0A00;
+constexpr uint32_t kHeartbeat = 0x0938;
+
+class CFakePorts : public CDevicePorts {
+public:
+    void OnChannelWritten() override { ++m_channelWrites; }
+    void FireTestPacket() override { ++m_testPackets; }
+    void Resend(const ResendRequest& request) override { m_resends.push_back(request); }
+    void Notify(const CameraEvent& event) override { m_events.push_back(event); }
+
+    int m_channelWrites = 0;
+    int m_testPackets = 0;
+    std::vector<ResendRequest> m_resends;
+    std::vector<CameraEvent> m_events;
+};
+
+struct Answer {
+    bool m_exists = false;
+    EGvcpStatus m_status = EGvcpStatus::Success;
+    uint16_t m_command = 0;
+    uint16_t m_requestId = 0;
+    Bytes m_payload;
+
+    uint32_t Word(size_t index) const { return Get32(m_payload.data() + 4 * index); }
+};
+
+Bytes Words(std::initializer_list<uint32_t> words) {
+    Bytes bytes;
+    for (const uint32_t word : words) {
+        bytes.resize(bytes.size() + 4);
+        Put32(bytes.data() + bytes.size() - 4, word);
+    }
+    return bytes;
+}
+
+class CControlHarness {
+public:
+    explicit CControlHarness(const CameraConfig& config = FakeConfig())
+        : m_camera(config), m_control(m_camera, m_ports) {}
+
+    static Bytes Command(uint16_t command, uint16_t requestId, const Bytes& payload, uint8_t flags = 1) {
+        Bytes bytes(8 + payload.size());
+        bytes[0] = 0x42;
+        bytes[1] = flags;
+        Put16(bytes.data() + 2, command);
+        Put16(bytes.data() + 4, static_cast<uint32_t>(payload.size()));
+        Put16(bytes.data() + 6, requestId);
+        std::copy(payload.begin(), payload.end(), bytes.begin() + 8);
+        return bytes;
+    }
+    Answer Give(const Bytes& datagram, const Endpoint& from = kClient, bool isBroadcast = false) {
+        const Bytes bytes = m_control.Handle(datagram, from, isBroadcast, m_now);
+        if (bytes.empty()) {
+            return {};
+        }
+        EXPECT_GE(bytes.size(), 8U);
+        EXPECT_EQ(Get16(bytes.data() + 4), bytes.size() - 8);
+        return {true, static_cast<EGvcpStatus>(Get16(bytes.data())), Get16(bytes.data() + 2),
+                Get16(bytes.data() + 6), Bytes(bytes.begin() + 8, bytes.end())};
+    }
+    Answer Run(EGvcpCommand command, const Bytes& payload, const Endpoint& from = kClient) {
+        return Give(Command(static_cast<uint16_t>(command), ++m_requestId, payload), from);
+    }
+    Answer Read(uint32_t address, const Endpoint& from = kClient) {
+        return Run(EGvcpCommand::ReadReg, Words({address}), from);
+    }
+    EGvcpStatus Write(uint32_t address, uint32_t value, const Endpoint& from = kClient) {
+        return Run(EGvcpCommand::WriteReg, Words({address, value}), from).m_status;
+    }
+    EGvcpStatus TakeControl(uint32_t access = 2, const Endpoint& from = kClient) {
+        return Write(kCcp, access, from);
+    }
+    void Pass(int ms) {
+        m_now += std::chrono::milliseconds(ms);
+        m_control.Tick(m_now);
+    }
+
+    CFakeCamera m_camera;
+    CFakePorts m_ports;
+    CDeviceControl m_control;
+    Time m_now = std::chrono::steady_clock::now();
+    uint16_t m_requestId = 0;
+};
 
 using enum EGvcpStatus;
 using enum EGvcpCommand;
@@ -14,7 +103,7 @@ uint32_t AddressOf(EFeature id) {
     return CFeatureMap(ETransport::GigE).Find(id)->m_address;
 }
 
-TEST(Discovery, tells_who_the_camera_is) {
+TEST(Discovery, TellsWhoTheCameraIs) {
     CControlHarness camera;
     for (const bool isBroadcast : {true, false}) {
         const Answer answer =
@@ -27,7 +116,7 @@ TEST(Discovery, tells_who_the_camera_is) {
     }
 }
 
-TEST(Discovery, is_answered_to_everybody_where_only_that_finds_the_sender) {
+TEST(Discovery, IsAnsweredToEverybodyWhereOnlyThatFindsTheSender) {
     CControlHarness camera;
     const uint32_t ip = camera.m_camera.Config().m_ip;
     const Endpoint neighbour{ip ^ 2, 40000};
@@ -41,14 +130,7 @@ TEST(Discovery, is_answered_to_everybody_where_only_that_finds_the_sender) {
     EXPECT_EQ(camera.m_control.AnswerTo(read, stranger), stranger);
 }
 
-TEST(Broadcast, reaches_nothing_but_discovery_and_forced_addresses) {
-    CControlHarness camera;
-    const Bytes write = CControlHarness::Command(0x0082, 1, Words({kCcp, 2}));
-    EXPECT_FALSE(camera.Give(write, kClient, true).m_exists);
-    EXPECT_EQ(camera.Read(kCcp).Word(0), 0U);
-}
-
-TEST(Registers, several_are_read_and_written_by_one_command) {
+TEST(Registers, SeveralAreReadAndWrittenByOneCommand) {
     CControlHarness camera;
     camera.TakeControl();
     const Answer written =
@@ -60,22 +142,7 @@ TEST(Registers, several_are_read_and_written_by_one_command) {
     EXPECT_EQ(read.m_payload, Words({5000, 1000, 0x00010002}));
 }
 
-TEST(Registers, the_description_is_read_to_its_last_word) {
-    CControlHarness camera;
-    std::string xml;
-    while (xml.size() < camera.m_camera.Xml().size()) {
-        const uint32_t left = static_cast<uint32_t>(camera.m_camera.Xml().size() - xml.size());
-        const uint32_t step = std::min(536U, (left + 3) / 4 * 4);
-        const Answer answer =
-            camera.Run(ReadMem, Words({kXmlArea + static_cast<uint32_t>(xml.size()), step}));
-        ASSERT_EQ(answer.m_status, Success);
-        ASSERT_EQ(answer.m_payload.size(), 4 + step);
-        xml.append(answer.m_payload.begin() + 4, answer.m_payload.end());
-    }
-    EXPECT_STREQ(xml.c_str(), camera.m_camera.Xml().c_str());
-}
-
-TEST(Registers, mistakes_get_the_status_that_names_them) {
+TEST(Registers, MistakesGetTheStatusThatNamesThem) {
     CControlHarness camera;
     camera.TakeControl();
     const struct {
@@ -106,7 +173,7 @@ TEST(Registers, mistakes_get_the_status_that_names_them) {
     }
 }
 
-TEST(Control, belongs_to_one_application_and_the_others_may_look) {
+TEST(Control, BelongsToOneApplicationAndTheOthersMayLook) {
     CControlHarness camera;
     EXPECT_EQ(camera.Write(kHeartbeat, 1000), AccessDenied); // nobody has control yet
     EXPECT_EQ(camera.TakeControl(2), Success);
@@ -125,7 +192,7 @@ TEST(Control, belongs_to_one_application_and_the_others_may_look) {
     EXPECT_EQ(camera.TakeControl(2, kOther), Success);
 }
 
-TEST(Control, ends_with_the_heartbeat_and_takes_stream_and_acquisition_along) {
+TEST(Control, EndsWithTheHeartbeatAndTakesStreamAndAcquisitionAlong) {
     CControlHarness camera;
     camera.TakeControl();
     camera.Write(kHeartbeat, 1000);
@@ -144,7 +211,7 @@ TEST(Control, ends_with_the_heartbeat_and_takes_stream_and_acquisition_along) {
     EXPECT_EQ(camera.Write(kHeartbeat, 1000), AccessDenied);
 }
 
-TEST(Control, starts_from_the_settings_of_a_fresh_camera) {
+TEST(Control, StartsFromTheSettingsOfAFreshCamera) {
     CControlHarness camera;
     camera.TakeControl();
     camera.Write(AddressOf(EFeature::TriggerMode), 1);
@@ -153,7 +220,7 @@ TEST(Control, starts_from_the_settings_of_a_fresh_camera) {
     EXPECT_EQ(camera.Read(AddressOf(EFeature::TriggerMode)).Word(0), 0U);
 }
 
-TEST(Control, runs_a_command_once_that_comes_twice) {
+TEST(Control, RunsACommandOnceThatComesTwice) {
     CControlHarness camera;
     camera.TakeControl();
     const Bytes fire = CControlHarness::Command(0x0082, 900, Words({0x0D04, 0xC0000000 | 2000}));
@@ -166,13 +233,7 @@ TEST(Control, runs_a_command_once_that_comes_twice) {
     EXPECT_EQ(camera.Read(0x0D04).Word(0) & 0xFFFF, 2000U);
 }
 
-TEST(Control, can_be_denied_by_a_fault) {
-    CameraConfig config = FakeConfig();
-    config.m_faults.m_isOpenDenied = 1;
-    EXPECT_EQ(CControlHarness(config).TakeControl(), AccessDenied);
-}
-
-TEST(Resend, is_asked_for_by_the_receiver_alone_and_never_acknowledged) {
+TEST(Resend, IsAskedForByTheReceiverAloneAndNeverAcknowledged) {
     CControlHarness camera;
     camera.TakeControl();
     const Endpoint stream{kClient.m_ip, 61000};
@@ -189,7 +250,7 @@ Bytes ForcedAddress(uint32_t macLow, uint32_t ip, uint32_t mask) {
     return Words({0x0200, macLow, 0, 0, 0, ip, 0, 0, 0, mask, 0, 0, 0, 0});
 }
 
-TEST(ForceIp, moves_the_camera_whose_hardware_address_it_names) {
+TEST(ForceIp, MovesTheCameraWhoseHardwareAddressItNames) {
     CControlHarness camera;
     const auto force = [&](const Bytes& payload, const Endpoint& from = kClient) {
         return camera.Give(CControlHarness::Command(0x0004, ++camera.m_requestId, payload), from, true);
@@ -202,7 +263,7 @@ TEST(ForceIp, moves_the_camera_whose_hardware_address_it_names) {
     EXPECT_EQ(force(ForcedAddress(1, 0x7F00000A, 0xFF000000), kOther).m_status, AccessDenied);
 }
 
-TEST(Restart, is_announced_ends_control_and_leaves_the_camera_dark_for_a_while) {
+TEST(Restart, IsAnnouncedEndsControlAndLeavesTheCameraDarkForAWhile) {
     CameraConfig config = FakeConfig();
     config.m_faults.m_replugAfterMs = 600000;
     CControlHarness camera(config);
@@ -216,7 +277,7 @@ TEST(Restart, is_announced_ends_control_and_leaves_the_camera_dark_for_a_while) 
     EXPECT_TRUE(camera.m_control.IsDark(camera.m_now));
 }
 
-TEST(Faults, count_from_the_first_taking_of_control) {
+TEST(Faults, CountFromTheFirstTakingOfControl) {
     CameraConfig config = FakeConfig();
     config.m_faults.m_silentAfterMs = 2000;
     config.m_faults.m_silentForMs = 5000;
@@ -235,57 +296,7 @@ TEST(Faults, count_from_the_first_taking_of_control) {
     EXPECT_EQ(camera.m_camera.PlugCount(), plugs + 1); // once
 }
 
-TEST(Faults, a_broken_description_ends_in_noise) {
-    CameraConfig config = FakeConfig();
-    config.m_faults.m_isXmlBroken = 1;
-    CControlHarness camera(config);
-    const uint32_t end = kXmlArea + static_cast<uint32_t>(camera.m_camera.Xml().size()) / 4 * 4;
-    EXPECT_EQ(camera.Read(end - 4).Word(0), 0x3C3C3C3CU);
-    EXPECT_EQ(camera.Read(kXmlArea).Word(0), 0x3C3F786DU); // "<?xm"
-}
-
-TEST(Temperature, is_told_every_second_to_those_who_ask) {
-    CControlHarness camera;
-    camera.Pass(5000);
-    EXPECT_TRUE(camera.m_ports.m_events.empty());
-    camera.TakeControl();
-    camera.Write(AddressOf(EFeature::EventSelector), 1);
-    camera.Write(AddressOf(EFeature::EventNotification) + 4, 1);
-    for (int i = 0; i < 4; ++i) {
-        camera.Pass(500);
-    }
-    ASSERT_EQ(camera.m_ports.m_events.size(), 2U);
-    const CameraEvent& event = camera.m_ports.m_events[0];
-    EXPECT_EQ(event.m_id, kEventDeviceTemperature);
-    EXPECT_NEAR(std::bit_cast<float>(Get32(event.m_data.data())), 34, 1);
-}
-
-TEST(Files, a_file_goes_through_the_file_features_and_comes_back) {
-    CControlHarness camera;
-    camera.TakeControl();
-    const auto run = [&](uint32_t operation) {
-        camera.Write(AddressOf(EFeature::FileOperationSelector), operation);
-        camera.Write(AddressOf(EFeature::FileOperationExecute), 1);
-        return camera.Read(AddressOf(EFeature::FileOperationStatus)).Word(0);
-    };
-    Bytes piece(4 + 400);
-    Put32(piece.data(), kFileBuffer);
-    for (size_t i = 4; i < piece.size(); ++i) {
-        piece[i] = static_cast<uint8_t>(i * 7);
-    }
-    camera.Write(AddressOf(EFeature::FileSelector), 3);
-    camera.Write(AddressOf(EFeature::FileOpenMode), 2);
-    camera.Write(AddressOf(EFeature::FileAccessLength), 400);
-    EXPECT_EQ(run(0), 0U);
-    EXPECT_EQ(camera.Run(WriteMem, piece).m_status, Success);
-    EXPECT_EQ(run(3), 0U);
-    EXPECT_EQ(camera.Read(AddressOf(EFeature::FileSize)).Word(0), 400U);
-    EXPECT_EQ(camera.Run(WriteMem, Words({kFileBuffer, 0, 0, 0, 0})).m_status, Success);
-    EXPECT_EQ(run(2), 0U);
-    EXPECT_EQ(camera.Run(ReadMem, Words({kFileBuffer, 400})).m_payload, piece);
-}
-
-TEST(Datagrams, that_are_no_commands_are_passed_over) {
+TEST(Datagrams, ThatAreNoCommandsArePassedOver) {
     CControlHarness camera;
     const Bytes read = CControlHarness::Command(0x0080, 3, Words({kCcp}));
     Bytes wrongKey = read;
@@ -300,10 +311,12 @@ TEST(Datagrams, that_are_no_commands_are_passed_over) {
     EXPECT_EQ(camera.Give(Bytes(read.begin(), read.end() - 4)).m_status, InvalidHeader);
     EXPECT_FALSE(
         camera.Give(CControlHarness::Command(0x0080, 4, Words({kCcp}), 0)).m_exists); // no ack wanted
+    EXPECT_FALSE(camera.Give(CControlHarness::Command(0x0082, 5, Words({kCcp, 2})), kClient, true).m_exists);
+    EXPECT_EQ(camera.Read(kCcp).Word(0), 0U) << "a broadcast does not take control";
 }
 
 // Runs under the sanitizers, too.
-TEST(Datagrams, of_any_content_and_length_do_no_harm) {
+TEST(Datagrams, OfAnyContentAndLengthDoNoHarm) {
     CControlHarness camera;
     camera.TakeControl();
     std::mt19937 dice(4);
