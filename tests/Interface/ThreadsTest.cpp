@@ -220,20 +220,21 @@ TEST_F(Callbacks, MayUnregisterEachOther) {
 }
 
 TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
-    CFlag inFrame;
     CFlag inException;
+    CFlag dropping;
+    CFlag stopped;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
-        inFrame.Raise();
         EXPECT_TRUE(inException.Wait());
         DropExceptions();
     });
-    CFlag stopped;
     OnException([&] {
         inException.Raise();
-        EXPECT_TRUE(inFrame.Wait());
+        EXPECT_TRUE(dropping.Wait());
+        LetOthersGoOn();
         EXPECT_EQ(Stop(), OX3D_RGBD_OK);
         stopped.Raise();
     });
+    RaiseOnCall(DOUBLE_OX_CC_RegisterExceptionCallBack, dropping);
     Deliver(m_raw, false);
     Raise(false);
     EXPECT_TRUE(stopped.Wait());
