@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -25,10 +26,19 @@ bool Eventually(TCondition condition) {
     return true;
 }
 
-// A value that threads change and a test waits for.
+// A value that threads change and a test waits for. It may go as soon as it has its last value: it lets threads
+// that wait for that one leave first.
 template <typename TValue>
 class CWatched {
 public:
+    CWatched() = default;
+    ~CWatched() {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_waiting == 0; });
+    }
+    CWatched(const CWatched&) = delete;
+    CWatched& operator=(const CWatched&) = delete;
+
     template <typename TChange>
     void Change(TChange change) {
         const std::lock_guard lock(m_mutex);
@@ -42,7 +52,12 @@ public:
     template <typename TCondition>
     bool WaitFor(TCondition condition) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, kPatience, [&] { return condition(std::as_const(m_value)); });
+        ++m_waiting;
+        const bool isSatisfied =
+            m_changed.wait_for(lock, kPatience, [&] { return condition(std::as_const(m_value)); });
+        --m_waiting;
+        m_changed.notify_all();
+        return isSatisfied;
     }
     TValue Get() const {
         const std::lock_guard lock(m_mutex);
@@ -52,6 +67,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
+    uint32_t m_waiting = 0;
     TValue m_value{};
 };
 
