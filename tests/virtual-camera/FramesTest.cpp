@@ -175,23 +175,4 @@ TEST(Fault, SpoilsChunksAndImageOfEveryNthFrameOnly) {
     EXPECT_TRUE(bad.m_isChunkListMissing);
 }
 
-TEST(Fault, UnplugsAfterSoManyFramesAndComesBack) {
-    CameraConfig config = FakeConfig();
-    config.m_faults.m_unplugAfterFrames = 2;
-    config.m_faults.m_unplugTimes = 1;
-    CFakeCamera camera(config);
-    const uint32_t before = camera.PlugCount();
-    CameraFrame frame;
-    camera.Execute("AcquisitionStart");
-    Next(camera);
-    Next(camera);
-    EXPECT_EQ(camera.NextFrame(before, {}, &frame), ENextFrame::Gone);
-    EXPECT_EQ(camera.NextFrame(before, {}, &frame), ENextFrame::Gone);
-    EXPECT_TRUE(camera.IsPlugged());
-    camera.Execute("AcquisitionStart");
-    for (uint32_t number = 1; number <= 4; ++number) {
-        EXPECT_EQ(Next(camera).m_number, number);
-    }
-}
-
 } // namespace

@@ -18,30 +18,6 @@ float Gain(CCameraModel& camera) {
     return value.m_value;
 }
 
-TEST(FeatureText, BringsSettingsAndSelectedValuesToAnotherCamera) {
-    CFakeCamera from(FakeConfig(ETransport::Usb));
-    from.SetFloat("Gain", 3.25F);
-    from.SetEnum("TriggerMode", 1);
-    from.SetBoolean("ChunkModeActive", true);
-    from.SetEnum("ChunkSelector", 19);
-    from.SetBoolean("ChunkEnable", true);
-    from.SetEnum("ChunkSelector", 24);
-    CFakeCamera to(FakeConfig(ETransport::Usb));
-    std::string where;
-    ASSERT_EQ(to.LoadFeatures(from.SaveFeatures(), &where), Ok) << where;
-    EXPECT_EQ(Gain(to), 3.25F);
-    EXPECT_EQ(to.SaveFeatures(), from.SaveFeatures());
-    EnumValue selector;
-    bool isEnabled = true;
-    ASSERT_EQ(to.GetEnum("ChunkSelector", &selector), Ok);
-    EXPECT_EQ(selector.m_value, 24u);
-    ASSERT_EQ(to.GetBoolean("ChunkEnable", &isEnabled), Ok);
-    EXPECT_FALSE(isEnabled);
-    to.SetEnum("ChunkSelector", 19);
-    ASSERT_EQ(to.GetBoolean("ChunkEnable", &isEnabled), Ok);
-    EXPECT_TRUE(isEnabled);
-}
-
 TEST(FeatureText, CanBeLoadedAgainWhateverIsLockedMeanwhile) {
     CFakeCamera camera;
     camera.SetEnum("ExposureAuto", 2);

@@ -38,15 +38,6 @@ TEST(ArvErrors, BecomeCodesOfTheInterface) {
     EXPECT_EQ(CodeOf(nullptr), kOk);
 }
 
-TEST(FeatureTypes, ComeFromTheElementsOfTheDescription) {
-    EXPECT_EQ(features::TypeOfElement("IntSwissKnife"), OX_IFT_IInteger);
-    EXPECT_EQ(features::TypeOfElement("SwissKnife"), OX_IFT_IFloat);
-    EXPECT_EQ(features::TypeOfElement("Enumeration"), OX_IFT_IEnumeration);
-    EXPECT_EQ(features::TypeOfElement("StringReg"), OX_IFT_IString);
-    EXPECT_EQ(features::TypeOfElement("Group"), OX_IFT_IValue);
-    EXPECT_EQ(features::TypeOfElement(nullptr), OX_IFT_IValue);
-}
-
 TEST(FeatureSteps, AreHeldWithoutOverflow) {
     EXPECT_TRUE(features::IsOnGrid(int64_t{12}, 4, 4));
     EXPECT_FALSE(features::IsOnGrid(int64_t{13}, 4, 4));

@@ -211,15 +211,6 @@ TEST(Control, EndsWithTheHeartbeatAndTakesStreamAndAcquisitionAlong) {
     EXPECT_EQ(camera.Write(kHeartbeat, 1000), AccessDenied);
 }
 
-TEST(Control, StartsFromTheSettingsOfAFreshCamera) {
-    CControlHarness camera;
-    camera.TakeControl();
-    camera.Write(AddressOf(EFeature::TriggerMode), 1);
-    camera.Write(kCcp, 0);
-    camera.TakeControl(2, kOther);
-    EXPECT_EQ(camera.Read(AddressOf(EFeature::TriggerMode)).Word(0), 0U);
-}
-
 TEST(Control, RunsACommandOnceThatComesTwice) {
     CControlHarness camera;
     camera.TakeControl();
