@@ -228,7 +228,8 @@ gate_install() {
 
 # As a packager installs it: no preset, the default generator, a multiarch library folder.
 gate_package() {
-    local dir="$root/build/check/package" libdir=lib/multiarch
+    local dir="$root/build/check/package" libdir
+    libdir="lib/$(cc -print-multiarch)"
     rm -rf "$dir"
     cmake -S . -B "$dir/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$dir/prefix" \
         -DCMAKE_INSTALL_LIBDIR="$libdir" -DOX3D_BUILD_TESTS=OFF
