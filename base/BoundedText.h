@@ -10,19 +10,19 @@
 
 namespace ox3d {
 
-/// The text of a field, without a copy.
+// The text of a field, without a copy.
 template <size_t N>
 [[nodiscard]] std::string_view BoundedText(const char (&field)[N]) noexcept {
     return {field, strnlen(field, N)};
 }
 
-/// Into a field of zeros: a text as long as the field has no terminator, a longer one is cut.
+// Into a field of zeros: a text as long as the field has no terminator, a longer one is cut.
 template <size_t N>
 void CopyText(char (&field)[N], std::string_view text) noexcept {
     std::copy_n(text.begin(), std::min(text.size(), N), field);
 }
 
-/// A terminated copy of a field of N bytes, on the stack.
+// A terminated copy of a field of N bytes, on the stack.
 template <size_t N>
 class CFixedText {
 public:
@@ -38,7 +38,7 @@ private:
     char m_text[N + 1]; // filled up to the terminator only
 };
 
-/// As a temporary in a call: `OX_LOG_INFO("... %s", FixedText(info.chSerialNumber).c_str())`.
+// As a temporary in a call: `OX_LOG_INFO("... %s", FixedText(info.chSerialNumber).c_str())`.
 template <size_t N>
 [[nodiscard]] CFixedText<N> FixedText(const char (&field)[N]) noexcept {
     return CFixedText<N>(field);

@@ -8,9 +8,9 @@
 
 namespace ox3d {
 
-/// What `call` returns, or what `onException` makes of the exception that left it: it gets a std::exception, or null
-/// for anything else. Only the unwinding of a thread that is being cancelled passes: to stop that would abort the
-/// process.
+// What `call` returns, or what `onException` makes of the exception that left it: it gets a std::exception, or null
+// for anything else. Only the unwinding of a thread that is being cancelled passes: to stop that would abort the
+// process.
 template <class Call, class OnException>
 auto ExceptionBarrier(Call&& call, OnException&& onException) -> decltype(call()) {
     try {
@@ -25,7 +25,7 @@ auto ExceptionBarrier(Call&& call, OnException&& onException) -> decltype(call()
     }
 }
 
-/// What `call` returns, or one of two statuses: for want of memory, and for anything else.
+// What `call` returns, or one of two statuses: for want of memory, and for anything else.
 template <class Status, class Call>
 Status StatusBarrier(Status onMemory, Status onOther, Call&& call) {
     return ExceptionBarrier(call, [&](const std::exception* error) {

@@ -12,7 +12,7 @@ namespace ox3d {
 
 constexpr uint64_t kImageAlignmentBytes = 64;
 
-/// Freed by free(). Null when there is no such memory; a size of 0 gives a block like any other.
+// Freed by free(). Null when there is no such memory; a size of 0 gives a block like any other.
 inline void* AllocateImageMemory(uint64_t bytes) noexcept {
     if (bytes > UINT64_MAX - kImageAlignmentBytes) {
         return nullptr;
@@ -26,7 +26,7 @@ struct FreeImageMemory {
 };
 using ImageBlock = std::unique_ptr<uint8_t, FreeImageMemory>;
 
-/// For containers of samples.
+// For containers of samples.
 template <class Sample>
 class CImageAllocator {
 public:

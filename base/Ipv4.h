@@ -19,18 +19,18 @@ struct Endpoint {
 
 constexpr uint32_t kBroadcastIp = 0xFFFFFFFF;
 
-/// What a group of digits may look like; in every form it is at most 255.
+// What a group of digits may look like; in every form it is at most 255.
 enum class EOctetForm {
     Plain,       // no zeros in front: what some programs take for octal ("010.0.0.1") is refused
     ThreeDigits, // up to three digits, the first of them may be zeros
     AnyDigits,   // as many zeros in front as there are
 };
 
-/// Four groups of decimal digits and nothing else; nothing for any other text.
+// Four groups of decimal digits and nothing else; nothing for any other text.
 std::optional<uint32_t> ParseIpv4(std::string_view text, EOctetForm form);
 
 using Ipv4Field = std::array<char, 16>;
-/// Terminated, and filled up with zeros.
+// Terminated, and filled up with zeros.
 Ipv4Field Ipv4Chars(uint32_t ip) noexcept;
 std::string Ipv4Text(uint32_t ip);
 

@@ -13,7 +13,7 @@
 
 namespace ox3d {
 
-/// Not recursive.
+// Not recursive.
 class OX_CAPABILITY("mutex") CMutex {
 public:
     CMutex() = default;
@@ -22,8 +22,8 @@ public:
 
     void Lock() OX_ACQUIRE() { m_mutex.lock(); }
     void Unlock() OX_RELEASE() { m_mutex.unlock(); }
-    /// Tells the analysis, where it cannot know, that the calling thread holds the mutex: in a function object that
-    /// runs under it.
+    // Tells the analysis, where it cannot know, that the calling thread holds the mutex: in a function object that
+    // runs under it.
     void AssertHeld() const OX_ASSERT_CAPABILITY() {}
 
 private:
@@ -31,7 +31,7 @@ private:
     std::mutex m_mutex;
 };
 
-/// Locks for the length of a scope. Unlock and Lock open a gap in it.
+// Locks for the length of a scope. Unlock and Lock open a gap in it.
 class OX_SCOPED_CAPABILITY CLock {
 public:
     explicit CLock(CMutex& mutex) OX_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.Lock(); }
@@ -57,7 +57,7 @@ private:
     bool m_isHeld = true;
 };
 
-/// All waits may end early without a cause, so they stand in a loop.
+// All waits may end early without a cause, so they stand in a loop.
 class CCondition {
 public:
     void NotifyOne() noexcept { m_condition.notify_one(); }
@@ -67,12 +67,12 @@ public:
         Adopted held(mutex.m_mutex);
         m_condition.wait(held.m_lock);
     }
-    /// False once the time has come.
+    // False once the time has come.
     bool WaitUntil(CMutex& mutex, std::chrono::steady_clock::time_point until) OX_REQUIRES(mutex) {
         Adopted held(mutex.m_mutex);
         return m_condition.wait_until(held.m_lock, until) == std::cv_status::no_timeout;
     }
-    /// False once the time is over.
+    // False once the time is over.
     bool WaitFor(CMutex& mutex, std::chrono::steady_clock::duration time) OX_REQUIRES(mutex) {
         return WaitUntil(mutex, std::chrono::steady_clock::now() + time);
     }

@@ -8,7 +8,7 @@
 
 namespace ox3d {
 
-/// Use as a function-local static: `static CNeverDestroyed<T> s_object; return s_object.Get();`
+// Use as a function-local static: `static CNeverDestroyed<T> s_object; return s_object.Get();`
 template <typename T>
 class CNeverDestroyed {
 public:

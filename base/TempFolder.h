@@ -8,7 +8,7 @@ namespace ox3d {
 
 class CTempFolder {
 public:
-    /// Only the user can enter it. Throws std::system_error, whose text says what failed.
+    // Only the user can enter it. Throws std::system_error, whose text says what failed.
     CTempFolder();
     ~CTempFolder();
     CTempFolder(const CTempFolder&) = delete;

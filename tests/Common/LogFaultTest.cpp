@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A logger beside the one of the process, with its standard output caught.
+// A logger beside the one of the process, with its standard output caught.
 class LogRotation : public CTestFolder {
 protected:
     void Start(unsigned int limitMiB) {

@@ -11,7 +11,7 @@ constexpr const char* kFile = "Test.ini";
 
 class Profile : public CTestFolder {
 protected:
-    /// Checks everything that the string reader does to a buffer of '#'.
+    // Checks everything that the string reader does to a buffer of '#'.
     static void ExpectText(const char* section, const char* key, size_t size, std::string written,
                            unsigned long result) {
         std::string out(300, '#');

@@ -32,13 +32,13 @@ protected:
         DestroyAsyncLog();
         CTestFolder::TearDown();
     }
-    /// The primary file once it ends in the text.
+    // The primary file once it ends in the text.
     static std::string WaitForLog(const std::string& end) {
         std::string log;
         EXPECT_TRUE(Eventually([&] { return (log = ReadFile(kPrimary)).ends_with(end); })) << end;
         return log;
     }
-    /// The text without the headers.
+    // The text without the headers.
     static std::string Messages(std::string log) {
         for (size_t at = 0; (at = log.find("] | ", at)) != std::string::npos;) {
             at -= sizeof("[0000-00-00 00:00:00") - 1;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Whether another thread could take the mutex now. The analysis cannot follow the lock into the lambda.
+// Whether another thread could take the mutex now. The analysis cannot follow the lock into the lambda.
 bool IsFreeForOthers(COXMutex& mutex) {
     bool isTaken = false;
     std::thread([&]() OX_NO_THREAD_SAFETY_ANALYSIS {
