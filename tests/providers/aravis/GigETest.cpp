@@ -33,7 +33,7 @@ TEST(GigEStream, AsksForLostAndSwappedPacketsAgain) {
 
 TEST(GigEStream, LosesFramesWithTheirPacketsWhenResendIsOff) {
     const CHandle handle("fault = drop_packets 100\n");
-    ASSERT_EQ(CC(OX_GIGE_SetResend)(handle, 0, 0, 20), 0);
+    ASSERT_EQ(CC(OX_GIGE_SetResend)(handle, 0, 100, 20), 0);
     OpenWithSmallPackets(handle);
     handle.Start();
     EXPECT_TRUE(Eventually([&] { return handle.Lost() > 2; }));
@@ -107,6 +107,11 @@ TEST(GigEEvents, BringTheirData) {
     handle.Set("EventSelector", 1);
     handle.Set("EventNotification", 1);
     EXPECT_TRUE(told.WaitFor([](const std::string& name) { return name == "DeviceTemperature"; }));
+}
+
+TEST(GigEDiscovery, WaitsForACameraThatIsSlow) {
+    Plug(CameraText("fault = slow_commands 700\n"));
+    EXPECT_EQ(List().size(), 1U);
 }
 
 TEST(GigEDiscovery, FindsACameraThatCameAfterTheLastSearch) {

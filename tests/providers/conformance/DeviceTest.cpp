@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <thread>
 
 #include "tests/providers/conformance/Provider.h"
 
@@ -155,6 +156,15 @@ TEST(Access, LetsAMonitorLookAndNotTouch) {
     handle.Open(OX_CC_ACCESS_MONITOR);
     OX_CC_FLOAT_VALUE value{};
     EXPECT_EQ(CC(OX_CC_GetFloatValue)(handle, "Gain", &value), 0);
+    if (Rig().CanShare(OX_CC_ACCESS_MONITOR, OX_CC_ACCESS_CONTROL)) {
+        const CHandle owner(handle.Record());
+        owner.Open(OX_CC_ACCESS_CONTROL);
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(500)); // whatever looks after the two has looked
+        EXPECT_EQ(CC(OX_CC_SetFloatValue)(owner, "Gain", 2), 0);
+        EXPECT_EQ(CC(OX_CC_GetFloatValue)(handle, "Gain", &value), 0);
+        EXPECT_EQ(value.fCurValue, 2);
+    }
     EXPECT_EQ(CC(OX_CC_SetFloatValue)(handle, "Gain", 1), Status(OX_CC_E_ACCESS_DENIED));
     EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), Status(OX_CC_E_ACCESS_DENIED));
     EXPECT_EQ(handle.Stop(), kCallOrder);

@@ -275,7 +275,17 @@ TEST(Unplug, LeavesTheLastFramesAndThenCleanCodes) {
     EXPECT_EQ(next.Fetch(), 1U);
 }
 
-TEST(Lifetime, LeavesNothingBehind) {
+TEST(Lifetime, OfStreamsLeavesNothingBehind) {
+    const CHandle handle;
+    handle.Open();
+    ExpectRoundsLeaveNothing(4, 16, 8 * kDepthBytes, [&] {
+        handle.Start();
+        EXPECT_EQ(handle.Fetch(), 1U);
+        EXPECT_EQ(handle.Stop(), 0);
+    });
+}
+
+TEST(Lifetime, OfHandlesLeavesNothingBehind) {
     const CHandle camera;
     ExpectRoundsLeaveNothing(6, 12, 12 * kDepthBytes / 2, [&] {
         CHandle handle(camera.Record());

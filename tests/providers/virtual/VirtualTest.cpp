@@ -52,6 +52,21 @@ TEST(VirtualList, LeavesOutACameraWithAnErrorAndSaysWhereOnce) {
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("cannot be read"));
 }
 
+TEST(VirtualList, FreesCamerasThatRestartAndHidesThoseThatItNoLongerHas) {
+    const CHandle first(kComesBack);
+    const CHandle second(first.Record());
+    OX_CC_DEVICE_INFO record = first.Record();
+    first.Open();
+    first.Reset();
+    EXPECT_EQ(second.OpenAgain(), 0) << "although the first is still open";
+    EXPECT_EQ(second.Close(), 0);
+    EXPECT_TRUE(CC(OX_CC_IsDeviceAccessible)(&record, OX_CC_ACCESS_EXCLUSIVE));
+    Plug("[camera]\nserial = S3\n");
+    EXPECT_EQ(List().size(), 1U);
+    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(&record, OX_CC_ACCESS_EXCLUSIVE));
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(second, OX_CC_ACCESS_EXCLUSIVE, 0), kGone);
+}
+
 TEST(VirtualFault, SpoilsFramesWithinTheirMemory) {
     const CHandle handle("fault = chunk_length 16\nfault = chunk_count 64\nfault = depth_length 99\n");
     handle.Open();
