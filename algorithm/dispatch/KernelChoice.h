@@ -44,6 +44,7 @@ private:
                 return kAvx2;
             }
         }
+        // NOLINTNEXTLINE(bugprone-branch-clone): a family may have one table for both
         return tier == EKernelTier::Reference ? kReference : kSse2;
     }
 

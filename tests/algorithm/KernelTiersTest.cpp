@@ -74,7 +74,7 @@ std::vector<uint32_t> AnyIndices(Random& random, uint32_t width, uint32_t pixels
 Result Remap(Random& random) {
     const int32_t width = 1 + Below(random, random() % 20 == 0 ? 700 : 40);
     const int32_t height = 1 + Below(random, 9);
-    const auto pixels = static_cast<size_t>(width * height);
+    const auto pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
     const CPlane<uint8_t> source(Noise<uint8_t>(random, pixels));
     const CPlane<uint32_t> indices(
         AnyIndices(random, static_cast<uint32_t>(width), static_cast<uint32_t>(pixels)));
@@ -128,7 +128,7 @@ Result FuseFrames(ZQA_SIZE size, const std::vector<std::vector<int16_t>>& depths
 Result Fuse(Random& random) {
     constexpr int32_t kPeaks[] = {70, 70, 0, 255, -9, INT_MAX};
     const ZQA_SIZE size{1 + Below(random, random() % 10 == 0 ? 500 : 60), 1 + Below(random, 24)};
-    const auto pixels = static_cast<size_t>(size.width * size.height);
+    const auto pixels = static_cast<size_t>(size.width) * static_cast<size_t>(size.height);
     const uint32_t depthRange = random() % 2 == 0 ? 65536 : 300;
     // Any greys, or such of slow changes, so that confidences come near each other.
     const uint32_t greyRange = random() % 3 == 0 ? 256 : 3 + random() % 120;
@@ -231,7 +231,8 @@ Scene RandomScene(Random& random) {
     s.m_step = s.m_width + (random() % 4 == 0 ? Below(random, 9) : 0);
     s.m_targetWidth = random() % 4 == 0 ? Below(random, 90) - 5 : s.m_width;
     const uint32_t range = random() % 3 == 0 ? 65536 : 1 + random() % 4000;
-    s.m_depth = Noise<int16_t>(random, static_cast<size_t>(s.m_step * s.m_height), range);
+    s.m_depth =
+        Noise<int16_t>(random, static_cast<size_t>(s.m_step) * static_cast<size_t>(s.m_height), range);
     std::replace_if(
         s.m_depth.begin(), s.m_depth.end(), [&](int16_t) { return random() % 5 == 0; }, int16_t{0});
     for (float* camera : {s.m_source, s.m_target}) {
@@ -257,7 +258,7 @@ Result Transform(Random& random) {
     Scene scene = RandomScene(random);
     if (random() % 8 == 0) { // rows that overlap
         scene.m_step = std::max(1, scene.m_width - 1);
-        scene.m_depth.resize(static_cast<size_t>(scene.m_step * scene.m_height + 1), 9);
+        scene.m_depth.resize(static_cast<size_t>(scene.m_step) * static_cast<size_t>(scene.m_height) + 1, 9);
     }
     return TransformAllModes(scene);
 }

@@ -26,6 +26,7 @@ bool MustCount(const void* caller);
 #    define OX3D_ALLOCATOR(name) name
 #    define OX3D_REAL_ALLOCATOR(name) __libc_##name
 #endif
+// NOLINTBEGIN(bugprone-macro-parentheses): lists of parameters and of arguments bring their own
 #define OX3D_COUNTED(name, original, parameters, arguments)                              \
     extern "C" void* OX3D_REAL_ALLOCATOR(original)                                       \
     parameters noexcept;                                                                 \
@@ -36,6 +37,7 @@ bool MustCount(const void* caller);
         ox3d::test::g_allocations += ox3d::test::MustCount(__builtin_return_address(0)); \
         return OX3D_REAL_ALLOCATOR(original) arguments;                                  \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 OX3D_COUNTED(malloc, malloc, (size_t size), (size))
 OX3D_COUNTED(calloc, calloc, (size_t count, size_t size), (count, size))
 OX3D_COUNTED(realloc, realloc, (void* block, size_t size), (block, size))

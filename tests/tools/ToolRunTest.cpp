@@ -18,6 +18,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 const std::string kDesk = OX3D_DATA_DIR "/desk";
+const std::string kOffice = OX3D_DATA_DIR "/office";
 
 class ToolRun : public ::testing::Test {
 protected:
@@ -40,7 +41,8 @@ protected:
     void UseCameras(const std::vector<std::string>& sections) {
         std::string list;
         for (const std::string& section : sections) {
-            list += "[camera]\nsource = recording\nrecording = " + kDesk + "\n" + section + "\n";
+            list.append("[camera]\nsource = recording\nrecording = ").append(kDesk).append("\n");
+            list.append(section).append("\n");
         }
         WriteFile(m_folder.File("cameras.ini"), list);
         m_variables.emplace_back("OX3D_VIRTUAL_CAMERAS=cameras.ini");
@@ -73,7 +75,7 @@ TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
     EXPECT_THAT(Run({"list"}), AllOf(HasSubstr("camera control: virtual"), HasSubstr("GigE"),
                                      HasSubstr("VC00000001"), HasSubstr("yes")));
     EXPECT_THAT(
-        Run({"info", "--serial", "REC00000001", "--recording", OX3D_DATA_DIR "/office"}),
+        Run({"info", "--serial", "REC00000001", "--recording", kOffice}),
         AllOf(
             HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
             HasSubstr(

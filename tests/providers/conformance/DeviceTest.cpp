@@ -1,7 +1,7 @@
 // DeviceTest.cpp - finding a camera, its handles, and who may open what.
 #include <algorithm>
-#include <cstring>
 #include <functional>
+#include <string_view>
 #include <thread>
 
 #include "tests/providers/conformance/Provider.h"
@@ -9,6 +9,10 @@
 using namespace ox3d::test;
 
 namespace {
+
+std::string_view BytesOf(const OX_CC_DEVICE_INFO& record) {
+    return {reinterpret_cast<const char*>(&record), sizeof(record)};
+}
 
 TEST(Enumeration, TellsWhatACameraIs) {
     const CHandle handle("user_name = left\n");
@@ -34,7 +38,7 @@ TEST(Enumeration, TellsWhatACameraIs) {
     }
     OX_CC_DEVICE_INFO own{};
     ASSERT_EQ(CC(OX_CC_GetDeviceInfo)(handle, &own), 0);
-    EXPECT_EQ(std::memcmp(&own, &record, sizeof(own)), 0);
+    EXPECT_EQ(BytesOf(own), BytesOf(record));
 }
 
 TEST(Enumeration, LooksOnlyAtTheLayersAskedFor) {
@@ -42,7 +46,7 @@ TEST(Enumeration, LooksOnlyAtTheLayersAskedFor) {
     const auto count = [&](uint32_t layers) { // others may be on this host's network
         const auto all = List(layers);
         return std::count_if(all.begin(), all.end(), [&](const OX_CC_DEVICE_INFO& record) {
-            return std::memcmp(&record, &handle.Record(), sizeof(record)) == 0;
+            return BytesOf(record) == BytesOf(handle.Record());
         });
     };
     EXPECT_EQ(count(OX_CC_GIGE_DEVICE | OX_CC_USB_DEVICE), 1);
