@@ -137,6 +137,8 @@ TEST(FrameClock, WaitsOnePeriodFirstAndNeverHurries) {
     EXPECT_EQ(clock.Due(true, 10ms, 1ms), std::nullopt);
     clock.Trigger(start + 200ms);
     EXPECT_EQ(clock.Due(true, 10ms, 1ms), start + 201ms);
+    clock.Start(start + 300ms); // triggers of before are forgotten
+    EXPECT_EQ(clock.Due(true, 10ms, 1ms), std::nullopt);
 }
 
 TEST(Acquisition, EndsByItselfWhereItsModeOrItsSourceSaySo) {
@@ -164,7 +166,7 @@ TEST(Fault, SpoilsChunksAndImageOfEveryNthFrameOnly) {
     EnableRgbd(camera);
     camera.Execute("AcquisitionStart");
     const CameraFrame good = Next(camera);
-    const CameraFrame bad = Next(camera);
+    CameraFrame bad = Next(camera);
     EXPECT_EQ(good.m_chunks[0].m_lengthBytes, 68u);
     EXPECT_EQ(good.m_declaredChunkCount, 1u);
     EXPECT_EQ(good.m_imageLengthBytes, 64u);
@@ -173,6 +175,9 @@ TEST(Fault, SpoilsChunksAndImageOfEveryNthFrameOnly) {
     EXPECT_EQ(bad.m_declaredChunkCount, 5u);
     EXPECT_EQ(bad.m_imageLengthBytes, 10u);
     EXPECT_TRUE(bad.m_isChunkListMissing);
+    ASSERT_EQ(camera.NextFrame(camera.PlugCount(), {}, &bad), ENextFrame::Frame); // into the same memory
+    EXPECT_EQ(bad.m_declaredChunkCount, 1u);
+    EXPECT_FALSE(bad.m_isChunkListMissing);
 }
 
 } // namespace

@@ -287,6 +287,18 @@ TEST(Faults, CountFromTheFirstTakingOfControl) {
     EXPECT_EQ(camera.m_camera.PlugCount(), plugs + 1); // once
 }
 
+TEST(Temperature, IsToldEverySecondToThoseWhoAsk) {
+    CControlHarness camera;
+    camera.Pass(5000);
+    camera.TakeControl();
+    camera.Write(AddressOf(EFeature::EventSelector), 1);
+    camera.Write(AddressOf(EFeature::EventNotification) + 4, 1);
+    for (int i = 0; i < 4; ++i) {
+        camera.Pass(500);
+    }
+    EXPECT_EQ(camera.m_ports.m_events.size(), 2U);
+}
+
 TEST(Datagrams, ThatAreNoCommandsArePassedOver) {
     CControlHarness camera;
     const Bytes read = CControlHarness::Command(0x0080, 3, Words({kCcp}));
