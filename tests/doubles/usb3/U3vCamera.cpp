@@ -20,8 +20,9 @@ constexpr uint32_t kMainImageChunk = 1;
 
 template <typename T>
 void Append(Bytes* bytes, T value) {
-    const auto* raw = reinterpret_cast<const uint8_t*>(&value);
-    bytes->insert(bytes->end(), raw, raw + sizeof(value));
+    const size_t at = bytes->size();
+    bytes->resize(at + sizeof(value)); // g++ takes an insertion here for an overflow
+    std::memcpy(bytes->data() + at, &value, sizeof(value));
 }
 
 template <typename T>
