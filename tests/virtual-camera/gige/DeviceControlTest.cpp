@@ -140,6 +140,7 @@ TEST(Registers, SeveralAreReadAndWrittenByOneCommand) {
     const Answer read = camera.Run(ReadReg, Words({kHeartbeat, 0x0D08, 0x0000}));
     EXPECT_EQ(read.m_status, Success);
     EXPECT_EQ(read.m_payload, Words({5000, 1000, 0x00010002}));
+    EXPECT_EQ(camera.Run(ReadReg, Words({kHeartbeat, 0x00F00000, 0x0D08})).m_payload, Words({5000}));
 }
 
 TEST(Registers, MistakesGetTheStatusThatNamesThem) {
@@ -222,6 +223,9 @@ TEST(Control, RunsACommandOnceThatComesTwice) {
     EXPECT_EQ(second.m_payload, first.m_payload);
     EXPECT_EQ(camera.m_ports.m_testPackets, 1);
     EXPECT_EQ(camera.Read(0x0D04).Word(0) & 0xFFFF, 2000U);
+    camera.Give(fire);
+    camera.Write(kCcp, 0);
+    EXPECT_EQ(camera.Give(fire).m_status, AccessDenied) << "an answer lives no longer than control";
 }
 
 TEST(Resend, IsAskedForByTheReceiverAloneAndNeverAcknowledged) {
