@@ -99,8 +99,11 @@ uint32_t CManager::LoadCalibration(uint32_t depthWidth, DepthCalibration* out) {
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
     OX_LOG_INFO("[DepthMapConvert] RGBDSensorCali camSerialNum(%s).\r\n", serialNumber.c_str());
-    const COXLock lock(&m_calibrationFileMutex);
-    const char* missing = LoadDepthCalibration(name, depthWidth, out);
+    const char* missing = nullptr;
+    {
+        const COXLock lock(&m_calibrationFileMutex);
+        missing = LoadDepthCalibration(name, depthWidth, out);
+    }
     if (missing != nullptr) {
         OX_LOG_ERROR("%s", missing);
         return OX3D_RGBD_E_NO_DATA;

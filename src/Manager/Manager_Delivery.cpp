@@ -157,8 +157,10 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     }
     const CAssembling assembling(m_assembler);
     ClearAllLocalData();
+    // A copy: a callback may stop the device, and the camera library's record may go with the acquisition.
+    const OX_FRAME_OUT_INFO_EX taken = *info;
     OX3D_RGBD_FRAME_DATA frame;
-    if (AssembleFrame("ImageCallBack", {data, *info}, &frame) != OX3D_RGBD_OK) {
+    if (AssembleFrame("ImageCallBack", {data, taken}, &frame) != OX3D_RGBD_OK) {
         return;
     }
     const double begin = MyMilliseconds();
@@ -166,8 +168,8 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     OX_LOG_DEBUG(
         "[ImageCallBack] Callback: Get frame (%d) Type(%#x)  hight(%d) width(%d) Len (%d)from Camera "
         "cost time (%f)!\r\n",
-        info->nFrameNum, static_cast<uint32_t>(info->enPixelType), info->nHeight, info->nWidth,
-        info->nFrameLen, MyMilliseconds() - begin);
+        taken.nFrameNum, static_cast<uint32_t>(taken.enPixelType), taken.nHeight, taken.nWidth,
+        taken.nFrameLen, MyMilliseconds() - begin);
 }
 
 uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {

@@ -31,6 +31,13 @@ void* LoadAndStream() {
     device.nTLayerType = OX_CC_USB_DEVICE;
     scripted.SetDevices({device});
     scripted.SetFile("RGBDSensorCali", "<Calib/>");
+    OX_CC_IMAGE_CALLBACK fromCamera = nullptr;
+    void* user = nullptr;
+    scripted.AddRule({.m_function = ox3d::test::DOUBLE_OX_CC_RegisterImageCallBackEx,
+                      .m_work = [&](const ox3d::test::DoubleCall& call) {
+                          fromCamera = reinterpret_cast<OX_CC_IMAGE_CALLBACK>(call.m_callback);
+                          user = call.m_output;
+                      }});
     void* handle = nullptr;
 #define LOADED(name) reinterpret_cast<decltype(&(name))>(dlsym(library, #name))
     uint32_t status = LOADED(OX3D_RGBD_OpenDevice)(&handle, nullptr);
@@ -43,9 +50,9 @@ void* LoadAndStream() {
     g_info.nWidth = 64;
     g_info.nHeight = 48;
     g_info.nFrameLen = sizeof(g_pixels);
-    std::thread([&scripted] {
+    std::thread([fromCamera, user] {
         for (;;) {
-            scripted.DeliverFrame(g_pixels, &g_info);
+            fromCamera(g_pixels, &g_info, user);
         }
     }).detach();
     WaitForFrames(10);

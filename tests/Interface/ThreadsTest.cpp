@@ -192,7 +192,7 @@ TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
         LetOthersGoOn();
         --inside;
     });
-    const auto deliver = [&] { fromCamera(m_raw.Main().data(), m_raw.Info(), user); };
+    const auto deliver = [&, info = m_raw.Info()] { fromCamera(m_raw.Main().data(), info, user); };
     std::thread other(deliver);
     deliver();
     other.join();
