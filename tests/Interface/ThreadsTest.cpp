@@ -168,15 +168,18 @@ TEST_F(Callbacks, ThatUnregisterAnotherWaitForItEveryTime) {
 TEST_F(Callbacks, StillRunningKeepFramesFromBeingFetched) {
     CFlag inside;
     CFlag fetched;
+    CFlag ended;
     OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
         EXPECT_EQ(DropFrames(), OX3D_RGBD_OK);
         inside.Raise();
         EXPECT_TRUE(fetched.Wait());
+        ended.Raise();
     });
     Deliver(m_raw, false);
     ASSERT_TRUE(inside.Wait());
     EXPECT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, 0), OX3D_RGBD_E_STATE) << "on the same buffers";
     fetched.Raise();
+    EXPECT_TRUE(ended.Wait());
 }
 
 TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
