@@ -25,7 +25,7 @@ std::map<uint64_t, std::string> RecordingImages(const fs::path& folder, std::str
         const auto parsed = std::from_chars(stem.data(), stem.data() + stem.size(), number);
         const bool isNumber = parsed.ec == std::errc() && parsed.ptr == stem.data() + stem.size();
         if (path.extension() == ".png" && isNumber && !found.emplace(number, path.string()).second) {
-            *leftOut = path.string();
+            leftOut->append(leftOut->empty() ? "" : ", ").append(path.string());
         }
     }
     return found;

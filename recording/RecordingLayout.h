@@ -18,8 +18,8 @@ constexpr const char* kRecordingCalibration = "calibration.xml";
 // "000012.png"
 std::string RecordingImageName(uint64_t number);
 
-// The images of one of the two folders by number, however many digits it is written with. A number's second
-// file is left out, which *leftOut then names. Other files belong to no recording.
+// The images of one of the two folders by number, however many digits it is written with. Second
+// files are left out, all of which *leftOut then names. Other files belong to no recording.
 std::map<uint64_t, std::string> RecordingImages(const std::filesystem::path& folder, std::string* leftOut);
 
 } // namespace ox3d

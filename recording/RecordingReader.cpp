@@ -42,6 +42,7 @@ bool ReadCalibration(const fs::path& path, std::string* text, std::string* error
         *error = path.string() + ": larger than 1 MiB";
         return false;
     }
+    text->shrink_to_fit(); // it stays as long as the recording is played
     return true;
 }
 

@@ -181,6 +181,13 @@ TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
     EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}, 2), HasSubstr("is a USB camera"));
 }
 
+TEST_F(ToolRun, DoctorLooksAtAHostWithoutRoomForTemporaryFiles) {
+    m_variables.emplace_back("TMPDIR=/proc");
+    CProcess host = Start({"doctor"});
+    host.Finish(); // by what it finds on this host
+    EXPECT_THAT(host.Output(), HasSubstr("no camera was asked: cannot make a temporary folder"));
+}
+
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
     UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
     EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8),

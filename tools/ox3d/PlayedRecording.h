@@ -2,7 +2,7 @@
 #ifndef OX3D_TOOL_RECORDING_H
 #define OX3D_TOOL_RECORDING_H
 
-#include "base/TempFolder.h"
+#include "tools/ox3d/WorkFolder.h"
 
 #include <filesystem>
 #include <string>
@@ -25,7 +25,7 @@ public:
     explicit CRecordingCamera(const std::filesystem::path& folder);
 
 private:
-    CTempFolder m_folder;
+    CScratchFolder m_folder;
 };
 
 } // namespace ox3d::tool

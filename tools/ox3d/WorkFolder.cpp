@@ -1,4 +1,4 @@
-// The working directory.
+// Folders that the tool works in.
 #include "tools/ox3d/WorkFolder.h"
 
 #include "tools/ox3d/ExitCode.h"
@@ -6,6 +6,11 @@
 #include <system_error>
 
 namespace ox3d::tool {
+
+CScratchFolder::CScratchFolder() try : CTempFolder() {
+} catch (const std::system_error& error) {
+    throw CToolError(EExitCode::File, error.what());
+}
 
 void EnterFolder(const std::filesystem::path& folder) {
     std::error_code failure;

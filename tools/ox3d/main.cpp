@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <ox3drgbd/Ox3dRgbdApi.h>
-#include <system_error>
 
 namespace {
 
@@ -67,8 +66,6 @@ int main(int argc, char** argv) {
         return static_cast<int>(Run(argc, argv));
     } catch (const CToolError& error) {
         return Fail(error, error.Code());
-    } catch (const std::system_error& error) { // of a folder that cannot be made or entered
-        return Fail(error, EExitCode::File);
     } catch (const std::exception& error) {
         return Fail(error, EExitCode::Failure);
     }

@@ -1,6 +1,5 @@
 // ox3d doctor: what usually spoils streaming, what was found on this host, and the commands that mend it.
 #include "base/Ipv4.h"
-#include "base/TempFolder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
@@ -52,7 +51,7 @@ CameraFacts FactsOf(const ProviderChoice& provider, const DeviceRecord& record) 
 }
 
 std::vector<CameraFacts> AskCameras(const ProviderChoice& provider, const std::string& serial) {
-    const CTempFolder folder;
+    const CScratchFolder folder;
     EnterFolder(folder.Path());
     std::vector<DeviceRecord> cameras = ListCameras(provider);
     if (!serial.empty()) {

@@ -1,5 +1,4 @@
 // ox3d info: what one camera says about itself.
-#include "base/TempFolder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
@@ -106,7 +105,7 @@ void PrintCalibration(const CCamera& camera, const char* title, uint32_t calibTy
 
 EExitCode RunInfo(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
-    const CTempFolder folder;
+    const CScratchFolder folder;
     EnterFolder(folder.Path());
     const std::vector<DeviceRecord> cameras = ListCameras(provider);
     const CCamera camera(provider, PickCamera(cameras, arguments.m_serial));

@@ -1,5 +1,4 @@
 // ox3d list: the cameras present, one line each.
-#include "base/TempFolder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Table.h"
 #include "tools/ox3d/WorkFolder.h"
@@ -23,7 +22,7 @@ TableRow RowOf(const DeviceRecord& camera) {
 
 EExitCode RunList(CCameraControl& control, const Arguments& /*arguments*/) {
     const ProviderChoice& provider = control.Enter();
-    const CTempFolder folder;
+    const CScratchFolder folder;
     EnterFolder(folder.Path());
     const std::vector<DeviceRecord> cameras = ListCameras(provider);
     if (cameras.empty()) {

@@ -1,7 +1,6 @@
 // ox3d network: the cameras on the network with their addresses, also where those are wrong, and giving a
 // camera another address.
 #include "base/Ipv4.h"
-#include "base/TempFolder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Status.h"
@@ -218,7 +217,7 @@ EExitCode RunNetwork(CCameraControl& control, const Arguments& arguments) {
         CheckAddressTexts(options.m_address);
     }
     const ProviderChoice& provider = control.Enter();
-    const CTempFolder folder;
+    const CScratchFolder folder;
     EnterFolder(folder.Path());
     std::vector<DeviceRecord> cameras = ListCameras(provider);
     if (!serial.empty()) {
