@@ -263,7 +263,7 @@ TEST(Files, AreCopiedOutWholeAndIn) {
 }
 
 TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
-    const CHandle handle("device_version = 4.0\n");
+    const CHandle handle("device_version = 4.0\nfault = slow_commands 1\n"); // to be seen in its middle
     handle.Open();
     WriteFile("empty.bin", "");
     WriteFile("firmware.bin", std::string(300000, 'f'));
