@@ -1,5 +1,6 @@
 // main.cpp - the program ox3d_bench: measures kernels, limits, peers, the log and the frame path in one shuffled
 // run and prints tables of ratios. Takes the options of Google Benchmark and --plot_data=FILE.
+#include "base/TempFolder.h"
 #include "bench/RatioTable.h"
 #include "bench/Rows.h"
 #include "bench/Tiers.h"
@@ -16,27 +17,13 @@
 namespace {
 
 // The library and the loggers write into the working folder.
-class CWorkFolder {
+class CWorkFolder : public ox3d::CTempFolder {
 public:
-    CWorkFolder() {
-        std::string folder = std::filesystem::temp_directory_path() / "ox3d_bench_XXXXXX";
-        if (mkdtemp(folder.data()) != nullptr) {
-            m_folder = folder;
-            std::filesystem::current_path(m_folder);
-        }
-    }
+    CWorkFolder() { std::filesystem::current_path(Path()); }
     ~CWorkFolder() {
         std::error_code ignored;
         std::filesystem::current_path(std::filesystem::temp_directory_path(), ignored);
-        if (!m_folder.empty()) {
-            std::filesystem::remove_all(m_folder, ignored);
-        }
     }
-    CWorkFolder(const CWorkFolder&) = delete;
-    CWorkFolder& operator=(const CWorkFolder&) = delete;
-
-private:
-    std::filesystem::path m_folder;
 };
 
 // Takes the option out of the arguments, which the benchmark library would not know.

@@ -18,7 +18,7 @@ struct Row {
     const char* m_name;
     uint32_t (*m_call)(void* handle);
     uint32_t m_status;
-    const char* m_line; // null: none
+    const char* m_line; // without the "OX3D_RGBD_" that follows the bracket; null: none
 };
 
 #define ROW(status, line, name, ...)                                                     \
@@ -29,28 +29,25 @@ struct Row {
 constexpr uint32_t kParameter = OX3D_RGBD_E_PARAMETER;
 constexpr uint32_t kHandle = OX3D_RGBD_E_HANDLE;
 
-// Every function that takes a handle, with arguments that pass its own checks. The line is that of a null
-// handle.
+// Every function that takes a handle, with arguments that pass its own checks. The line is that of a null handle.
 const Row kHandleCalls[] = {
-    ROW(kHandle, " [OX3D_RGBD_GetDeviceInfo]handle is null.", GetDeviceInfo, h, &g_info),
-    ROW(kHandle, " [OX3D_RGBD_Start]handle is null.", Start, h),
-    ROW(kHandle, " [OX3D_RGBD_Stop]handle is null.", Stop, h),
-    ROW(kHandle, " [OX3D_RGBD_FetchFrame]handle is null.", FetchFrame, h, &g_frame, 0),
-    ROW(kHandle, " [OX3D_RGBD_RegisterFrameCallBack]handle is null.", RegisterFrameCallBack, h, nullptr,
+    ROW(kHandle, " [GetDeviceInfo]handle is null.", GetDeviceInfo, h, &g_info),
+    ROW(kHandle, " [Start]handle is null.", Start, h),
+    ROW(kHandle, " [Stop]handle is null.", Stop, h),
+    ROW(kHandle, " [FetchFrame]handle is null.", FetchFrame, h, &g_frame, 0),
+    ROW(kHandle, " [RegisterFrameCallBack]handle is null.", RegisterFrameCallBack, h, nullptr, nullptr),
+    ROW(kHandle, " [RegisterExceptionCallBack]handle is null.", RegisterExceptionCallBack, h, nullptr,
         nullptr),
-    ROW(kHandle, " [OX3D_RGBD_RegisterExceptionCallBack]handle is null.", RegisterExceptionCallBack, h,
-        nullptr, nullptr),
-    ROW(kHandle, " [OX3D_RGBD_SoftTrigger]handle is null.", SoftTrigger, h),
-    ROW(kHandle, " [OX3D_RGBD_Execute]handle is null.", Execute, h, "Key"),
-    ROW(kHandle, " [OX3D_RGBD_GetValue]handle is null.", GetParam, h, "Width", &g_param),
-    ROW(kHandle, " [OX3D_RGBD_SetValue]handle is null.", SetParam, h, "Width", &g_param),
-    ROW(kHandle, "[OX3D_RGBD_GetCalibInfo] handle is null.", GetCalibInfo, h, 1, &g_calib),
-    ROW(kHandle, "[OX3D_RGBD_PropertyExport] handle is null.", ExportAllParam, h, "file"),
-    ROW(kHandle, "[OX3D_RGBD_PropertyImport] handle is null.", ImportAllParam, h, "file"),
-    ROW(kHandle, " [OX3D_RGBD_LocalUpgrade] handle is null.", LocalUpgrade, h, "file"),
-    ROW(kHandle, " [OX3D_RGBD_GetUpgradeProcess] handle is null.", GetUpgradeProcess, h, &g_number),
-    ROW(kHandle, "[OX3D_RGBD_MapDepthToPointCloud] handle is null.", MapDepthToPointCloud, h, &g_image,
-        &g_image),
+    ROW(kHandle, " [SoftTrigger]handle is null.", SoftTrigger, h),
+    ROW(kHandle, " [Execute]handle is null.", Execute, h, "Key"),
+    ROW(kHandle, " [GetValue]handle is null.", GetParam, h, "Width", &g_param),
+    ROW(kHandle, " [SetValue]handle is null.", SetParam, h, "Width", &g_param),
+    ROW(kHandle, "[GetCalibInfo] handle is null.", GetCalibInfo, h, 1, &g_calib),
+    ROW(kHandle, "[PropertyExport] handle is null.", ExportAllParam, h, "file"),
+    ROW(kHandle, "[PropertyImport] handle is null.", ImportAllParam, h, "file"),
+    ROW(kHandle, " [LocalUpgrade] handle is null.", LocalUpgrade, h, "file"),
+    ROW(kHandle, " [GetUpgradeProcess] handle is null.", GetUpgradeProcess, h, &g_number),
+    ROW(kHandle, "[MapDepthToPointCloud] handle is null.", MapDepthToPointCloud, h, &g_image, &g_image),
     ROW(kHandle, nullptr, GetCameraXML, h, &g_byte, 1, &g_number),
     ROW(kHandle, nullptr, XML_GetNodeAccessMode, h, "Key", &g_number),
     ROW(kHandle, nullptr, SetImageNodeNum, h, 2),
@@ -64,51 +61,60 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, CloseDevice, &h),
 };
 
-// Arguments that are refused. The handle h is an unknown one: whether it or null is given tells what is
-// looked at first.
+// Arguments that are refused. The handle h is an unknown one: whether it or null is given tells what is looked at
+// first.
 const Row kRefusals[] = {
     ROW(kParameter, nullptr, GetSDKVersion, nullptr), // its line marks the log for these tests
-    ROW(kParameter, "[OX3D_RGBD_GetDeviceNumber] pDeviceNumber is null.", GetDeviceNumber, 0, nullptr),
+    ROW(kParameter, "[GetDeviceNumber] pDeviceNumber is null.", GetDeviceNumber, 0, nullptr),
     ROW(kParameter, nullptr, GetDeviceNumber, 0, &g_number),
     ROW(kParameter, nullptr, GetDeviceNumber, 4, &g_number),
-    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 0, nullptr, 1, &g_number),
-    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 1, &g_info, 0, &g_number),
-    ROW(kParameter, "[OX3D_RGBD_GetDeviceList] param error.", GetDeviceList, 1, &g_info, 1, nullptr),
+    ROW(kParameter, "[GetDeviceList] param error.", GetDeviceList, 0, nullptr, 1, &g_number),
+    ROW(kParameter, "[GetDeviceList] param error.", GetDeviceList, 1, &g_info, 0, &g_number),
+    ROW(kParameter, "[GetDeviceList] param error.", GetDeviceList, 1, &g_info, 1, nullptr),
     ROW(kParameter, nullptr, GetDeviceList, 0, &g_info, 1, &g_number),
     ROW(kParameter, nullptr, GetDeviceList, 4, &g_info, 1, &g_number),
     ROW(kHandle, nullptr, CamIsAccessible, nullptr, 1),
-    ROW(kHandle, "[OX3D_RGBD_OpenDevice] handle is null.", OpenDevice, nullptr, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_OpenDeviceByIp] param error.", OpenDeviceByIp, nullptr, nullptr),
-    ROW(kHandle, " [OX3D_RGBD_OpenDeviceByIp] handle is null.", OpenDeviceByIp, nullptr, "1.2.3.4"),
-    ROW(kParameter, "[OX3D_RGBD_OpenDeviceByName] param error.", OpenDeviceByName, nullptr, nullptr),
-    ROW(kHandle, " [OX3D_RGBD_OpenDeviceByName] handle is null.", OpenDeviceByName, nullptr, "name"),
-    ROW(kParameter, "[OX3D_RGBD_OpenDeviceBySerialNumber] param error.", OpenDeviceBySerialNumber, nullptr,
-        nullptr),
-    ROW(kHandle, " [OX3D_RGBD_OpenDeviceBySerialNumber] handle is null.", OpenDeviceBySerialNumber, nullptr,
-        "1"),
-    ROW(kHandle, " [OX3D_RGBD_CloseDevice]handle is null.", CloseDevice, nullptr),
-    ROW(kParameter, " [OX3D_RGBD_SetIpConfig]handle is null.", SetIpConfig, nullptr, &g_ipConfig),
-    ROW(kParameter, " [OX3D_RGBD_SetIpConfig]handle is null.", SetIpConfig, "ETH1", nullptr),
-    ROW(kParameter, "[OX3D_RGBD_GetDeviceInfo] param error.", GetDeviceInfo, nullptr, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_FetchFrame] param error.", FetchFrame, nullptr, nullptr, 0),
-    ROW(kParameter, "[OX3D_RGBD_Execute] param error.", Execute, nullptr, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_GetValue] param error.", GetParam, nullptr, nullptr, &g_param),
-    ROW(kParameter, "[OX3D_RGBD_GetValue] param error.", GetParam, nullptr, "Width", nullptr),
-    ROW(kParameter, "[OX3D_RGBD_SetValue] param error.", SetParam, nullptr, nullptr, &g_param),
-    ROW(kParameter, "[OX3D_RGBD_SetValue] param error.", SetParam, nullptr, "Width", nullptr),
-    ROW(kParameter, "[OX3D_RGBD_GetCalibInfo] param:pstCalibInfo error.", GetCalibInfo, h, 1, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_PropertyExport] param:pOutFileName error.", ExportAllParam, h, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_PropertyImport] param:pInFileName error.", ImportAllParam, h, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_LocalUpgrade] param error.", LocalUpgrade, nullptr, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_GetUpgradeProcess] param error.", GetUpgradeProcess, nullptr, nullptr),
-    ROW(kParameter, "[OX3D_RGBD_MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, nullptr,
-        &g_image),
-    ROW(kParameter, "[OX3D_RGBD_MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, &g_image,
-        nullptr),
+    ROW(kHandle, "[OpenDevice] handle is null.", OpenDevice, nullptr, nullptr),
+    ROW(kParameter, "[OpenDeviceByIp] param error.", OpenDeviceByIp, nullptr, nullptr),
+    ROW(kHandle, " [OpenDeviceByIp] handle is null.", OpenDeviceByIp, nullptr, "1.2.3.4"),
+    ROW(kParameter, "[OpenDeviceByName] param error.", OpenDeviceByName, nullptr, nullptr),
+    ROW(kHandle, " [OpenDeviceByName] handle is null.", OpenDeviceByName, nullptr, "name"),
+    ROW(kParameter, "[OpenDeviceBySerialNumber] param error.", OpenDeviceBySerialNumber, nullptr, nullptr),
+    ROW(kHandle, " [OpenDeviceBySerialNumber] handle is null.", OpenDeviceBySerialNumber, nullptr, "1"),
+    ROW(kHandle, " [CloseDevice]handle is null.", CloseDevice, nullptr),
+    ROW(kParameter, " [SetIpConfig]handle is null.", SetIpConfig, nullptr, &g_ipConfig),
+    ROW(kParameter, " [SetIpConfig]handle is null.", SetIpConfig, "ETH1", nullptr),
+    ROW(kParameter, "[GetDeviceInfo] param error.", GetDeviceInfo, nullptr, nullptr),
+    ROW(kParameter, "[FetchFrame] param error.", FetchFrame, nullptr, nullptr, 0),
+    ROW(kParameter, "[Execute] param error.", Execute, nullptr, nullptr),
+    ROW(kParameter, "[GetValue] param error.", GetParam, nullptr, nullptr, &g_param),
+    ROW(kParameter, "[GetValue] param error.", GetParam, nullptr, "Width", nullptr),
+    ROW(kParameter, "[SetValue] param error.", SetParam, nullptr, nullptr, &g_param),
+    ROW(kParameter, "[SetValue] param error.", SetParam, nullptr, "Width", nullptr),
+    ROW(kParameter, "[GetCalibInfo] param:pstCalibInfo error.", GetCalibInfo, h, 1, nullptr),
+    ROW(kParameter, "[PropertyExport] param:pOutFileName error.", ExportAllParam, h, nullptr),
+    ROW(kParameter, "[PropertyImport] param:pInFileName error.", ImportAllParam, h, nullptr),
+    ROW(kParameter, "[LocalUpgrade] param error.", LocalUpgrade, nullptr, nullptr),
+    ROW(kParameter, "[GetUpgradeProcess] param error.", GetUpgradeProcess, nullptr, nullptr),
+    ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, nullptr, &g_image),
+    ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, &g_image, nullptr),
 };
 
 int g_object;
 void* const kUnknown = &g_object;
+
+class Arguments : public CScripted {
+protected:
+    static void Expect(const Row& row, void* handle, const char* line) {
+        SCOPED_TRACE(row.m_name);
+        Lines expected;
+        if (line != nullptr) {
+            expected = {line};
+            expected[0].insert(expected[0].find('[') + 1, "OX3D_RGBD_");
+        }
+        EXPECT_EQ(LinesOf([&] { EXPECT_EQ(row.m_call(handle), row.m_status); }), expected);
+    }
+};
 
 // First of all: nothing has been opened in the process yet.
 TEST(BeforeTheFirstOpen, EveryHandleIsUnknown) {
@@ -117,26 +123,13 @@ TEST(BeforeTheFirstOpen, EveryHandleIsUnknown) {
     }
 }
 
-class Arguments : public CScripted {
-protected:
-    static void Expect(const Row& row, void* handle, const char* line) {
-        const Lines lines = LinesOf([&] { EXPECT_EQ(row.m_call(handle), row.m_status) << row.m_name; });
-        EXPECT_EQ(lines, line != nullptr ? Lines{line} : Lines{}) << row.m_name;
-    }
-};
-
-TEST_F(Arguments, NullHandlesAreRefusedWithTheFunctionsLine) {
-    for (const Row& row : kHandleCalls) {
-        Expect(row, nullptr, row.m_line);
-    }
-}
-
-TEST_F(Arguments, UnknownAndClosedHandlesAreRefusedInSilence) {
+TEST_F(Arguments, NullHandlesAreRefusedWithALineAndUnknownAndClosedOnesInSilence) {
     Open();
     void* const closed = m_handle;
-    ASSERT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
+    Close();
     EXPECT_EQ(m_handle, nullptr);
     for (const Row& row : kHandleCalls) {
+        Expect(row, nullptr, row.m_line);
         Expect(row, closed, nullptr);
         Expect(row, kUnknown, nullptr);
     }
@@ -149,19 +142,14 @@ TEST_F(Arguments, UnusableOnesAreRefusedInOrder) {
     EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_EnumDevices), 0u);
 }
 
-TEST_F(Arguments, InitializeAndReleaseDoNothing) {
+TEST_F(Arguments, OfInitializeReleaseAndVersion) {
+    OX3D_RGBD_VERSION_INFO version = {9, 9, 9};
+    EXPECT_EQ(OX3D_RGBD_GetSDKVersion(&version), OX3D_RGBD_OK);
+    EXPECT_TRUE(version.nMajor == 1 && version.nMinor == 1 && version.nRevision == 0);
     EXPECT_EQ(OX3D_RGBD_Initialize(), OX3D_RGBD_OK);
     Open();
     EXPECT_EQ(OX3D_RGBD_Release(), OX3D_RGBD_OK);
-    EXPECT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
-}
-
-TEST_F(Arguments, TheVersionIsOneOneZero) {
-    OX3D_RGBD_VERSION_INFO version = {9, 9, 9};
-    EXPECT_EQ(OX3D_RGBD_GetSDKVersion(&version), OX3D_RGBD_OK);
-    EXPECT_EQ(version.nMajor, 1u);
-    EXPECT_EQ(version.nMinor, 1u);
-    EXPECT_EQ(version.nRevision, 0u);
+    EXPECT_EQ(Start(), OX3D_RGBD_OK) << "both do nothing";
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-// How frames reach the application: fetched or pushed, never both; what is given back and what is dropped.
+// How frames reach the application: fetched or pushed, never both; what is given back, what is dropped, and the
+// lines of the log on the way.
 #include "tests/doubles/ScriptedCamera.h"
 
 #include <sys/resource.h>
@@ -22,41 +23,57 @@ protected:
     }
 
     // Counts frames and keeps the last record.
-    struct Receiver {
-        static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
-            auto* self = static_cast<Receiver*>(user);
-            self->m_last = *frame;
-            ++self->m_count;
-        }
-        OX3D_RGBD_FRAME_DATA m_last = {};
-        int m_count = 0;
-    };
-    uint32_t Register(Receiver* receiver) {
-        return OX3D_RGBD_RegisterFrameCallBack(m_handle, receiver != nullptr ? &Receiver::OnFrame : nullptr,
-                                               receiver);
+    static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
+        auto* self = static_cast<Delivery*>(user);
+        self->m_last = *frame;
+        ++self->m_count;
     }
+    uint32_t Register() { return OX3D_RGBD_RegisterFrameCallBack(m_handle, &OnFrame, this); }
+    uint32_t Unregister() { return OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr); }
     uint32_t FetchNothing(uint32_t timeoutMs = 0) {
         return OX3D_RGBD_FetchFrame(m_handle, &m_frame, timeoutMs);
     }
+    uint32_t FetchNumber(uint32_t frameNumber) {
+        CRawFrame frame(64, 48, frameNumber);
+        return Fetch(frame);
+    }
     CRawFrame m_raw{64, 48};
+    OX3D_RGBD_FRAME_DATA m_last = {};
+    int m_count = 0;
 };
 
 TEST_F(Delivery, NeedsACameraThatWasStartedAndDidNotRefuse) {
-    Receiver receiver;
-    ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
+    ASSERT_EQ(Register(), OX3D_RGBD_OK);
     Fail(DOUBLE_OX_CC_StartGrabbing, OX_CC_E_RESOURCE, 1);
-    EXPECT_EQ(Start(), OX3D_RGBD_E_MEMORY);
+    EXPECT_LAST_LINE(Start(), OX3D_RGBD_E_MEMORY, "[Start] StartGrabbing failed. nRet[0x80060005].");
+    EXPECT_EQ(LinesOf([&] { Deliver(m_raw); }),
+              Lines{"[ImageCallBack] ImageCallBack begin, but not start job!"});
+    EXPECT_LINES(Stop(), OX3D_RGBD_E_STATE, "[Stop] begin.", "[Stop] The camera is already stop job. ");
+    EXPECT_LINES(Start(), OX3D_RGBD_OK, "[Start] begin.", "[Start] StartGrabbing success.",
+                 "[Start] end success.");
+    EXPECT_LINES(Start(), OX3D_RGBD_E_STATE, "[Start] begin.", "[Start] The camera is already start job.");
     Deliver(m_raw);
-    EXPECT_EQ(Stop(), OX3D_RGBD_E_STATE);
-    ASSERT_EQ(Start(), OX3D_RGBD_OK);
+    EXPECT_EQ(m_count, 1);
+    Fail(DOUBLE_OX_CC_StopGrabbing, OX_CC_E_NO_DATA, 1); // which does not keep it
+    EXPECT_LINES(Stop(), OX3D_RGBD_OK, "[Stop] begin.",
+                 "camera module OX_CC_StopGrabbing fail, nRet:[0x80000007].",
+                 "[Stop] StopGrabbing failed. nRet[0x80060006]. ", "[Stop] end success.");
     Deliver(m_raw);
-    EXPECT_EQ(receiver.m_count, 1);
-    Fail(DOUBLE_OX_CC_StopGrabbing, OX_CC_E_NO_DATA, 1);
-    EXPECT_EQ(Stop(), OX3D_RGBD_OK) << "a failure of the camera does not keep it";
-    Deliver(m_raw);
-    EXPECT_EQ(receiver.m_count, 1);
-    EXPECT_EQ(FetchNothing(), OX3D_RGBD_E_STATE);
+    EXPECT_EQ(m_count, 1);
+    EXPECT_LINES(FetchNothing(), OX3D_RGBD_E_STATE, "[FetchFrame] The camera is not start work.");
     EXPECT_CALLS(Start(), OX3D_RGBD_E_STATE, "OX_CC_StartGrabbing()"); // the camera's answer, not ours
+}
+
+TEST_F(Delivery, CountsTheFramesThatAreLostAnewFromEachStart) {
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(Start(), OX3D_RGBD_OK);
+        EXPECT_LINES(FetchNumber(7), OX3D_RGBD_OK, "[FetchFrame] error lost frameID from[0] to [7].");
+        EXPECT_LINES(FetchNumber(9), OX3D_RGBD_OK, "[FetchFrame] error lost frameID from[7] to [9].");
+        EXPECT_LINES(FetchNumber(1), OX3D_RGBD_OK); // a restart is no loss
+        EXPECT_LINES(FetchNumber(2), OX3D_RGBD_OK);
+        EXPECT_LINES(Stop(), OX3D_RGBD_OK, "[Stop] begin.", "[Stop] Camera StopGrabbing success. ",
+                     "[Stop] end success.");
+    }
 }
 
 TEST_F(Delivery, TheTimeOutIsTheCamerasAndEveryFailureOfItMeansNoFrame) {
@@ -72,117 +89,125 @@ TEST_F(Delivery, TheTimeOutIsTheCamerasAndEveryFailureOfItMeansNoFrame) {
 
 TEST_F(Delivery, PullAndPushExcludeEachOther) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
-    Receiver receiver;
-    ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
-    EXPECT_EQ(FetchNothing(), OX3D_RGBD_E_STATE);
-    ASSERT_EQ(Register(nullptr), OX3D_RGBD_OK);
+    EXPECT_LINES(Register(), OX3D_RGBD_OK, "[RegisterFrameCallBack] register RegisterDataCB success");
+    EXPECT_LINES(FetchNothing(), OX3D_RGBD_E_STATE,
+                 "[FetchFrame] Have already register result output,  not support use this func.");
+    EXPECT_LINES(Unregister(), OX3D_RGBD_OK,
+                 "[RegisterFrameCallBack] Cancel  register RegisterDataCB success");
     EXPECT_EQ(Fetch(m_raw), OX3D_RGBD_OK);
     Deliver(m_raw); // the library stays registered with the camera
-    EXPECT_EQ(receiver.m_count, 0);
+    EXPECT_EQ(m_count, 0);
     Fail(DOUBLE_OX_CC_RegisterImageCallBackEx, OX_CC_E_SUPPORT);
-    EXPECT_EQ(Register(&receiver), OX3D_RGBD_E_CAMERA);
+    EXPECT_LAST_LINE(Register(), OX3D_RGBD_E_CAMERA,
+                     "[RegisterFrameCallBack] register image callback fail nRet:[0x80060001].");
     EXPECT_EQ(Fetch(m_raw), OX3D_RGBD_OK) << "what was refused leaves pull mode";
 }
 
 TEST_F(Delivery, APushedFrameIsTheCamerasBufferInAWholeRecord) {
-    Receiver receiver;
-    ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
+    ASSERT_EQ(Register(), OX3D_RGBD_OK);
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
     m_raw.AddColor(64, 48);
     Deliver(m_raw);
-    ASSERT_EQ(receiver.m_count, 1);
-    EXPECT_EQ(receiver.m_last.nImageCount, 2u);
-    EXPECT_EQ(receiver.m_last.stImageData[0].pData, m_raw.Main().data());
-    EXPECT_EQ(receiver.m_last.stImageData[1].nDataLen, 64u * 48 * 3);
+    ASSERT_EQ(m_count, 1);
+    EXPECT_EQ(m_last.nImageCount, 2u);
+    EXPECT_EQ(m_last.stImageData[0].pData, m_raw.m_main.data());
+    EXPECT_EQ(m_last.stImageData[1].nDataLen, 64u * 48 * 3);
     const OX3D_RGBD_IMAGE_DATA empty = {};
-    EXPECT_EQ(memcmp(&receiver.m_last.stImageData[2], &empty, sizeof(empty)), 0);
+    EXPECT_EQ(memcmp(&m_last.stImageData[2], &empty, sizeof(empty)), 0);
 }
 
-TEST_F(Delivery, AFrameThatCannotBeAssembledIsNotPushed) {
-    Receiver receiver;
-    ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
+TEST_F(Delivery, AFrameThatCannotBeAssembledIsNeitherPushedNorFetched) {
+    ASSERT_EQ(Register(), OX3D_RGBD_OK);
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
-    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
-    Deliver(m_raw); // no color
-    EXPECT_EQ(receiver.m_count, 0);
-    m_raw.AddColor(64, 48);
-    Deliver(m_raw);
-    EXPECT_EQ(receiver.m_count, 1);
-}
-
-TEST_F(Delivery, StartingCountsFramesAnew) {
-    Receiver receiver;
-    ASSERT_EQ(Register(&receiver), OX3D_RGBD_OK);
+    ASSERT_EQ(SetSwitch("ImageAlign", 1), OX3D_RGBD_OK);
+    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(nullptr, m_raw.Info()); }),
+              Lines{"[ImageCallBack] param  pData is null."});
+    EXPECT_EQ(LinesOf([&] { Double().DeliverFrame(m_raw.m_main.data(), nullptr); }),
+              Lines{"[ImageCallBack] param  pFrameInfo is null."});
     m_raw.m_info.nFrameNum = 4;
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(Start(), OX3D_RGBD_OK);
-        EXPECT_EQ(LinesOf([&] { Deliver(m_raw); }).size(), 1u) << "three are lost";
-        ASSERT_EQ(Stop(), OX3D_RGBD_OK);
-    }
+    m_raw.m_info.nFrameLen -= 1;
+    EXPECT_EQ(LinesOf([&] { Deliver(m_raw); }),
+              (Lines{"[ImageCallBack] error lost frameID from[0] to [4].",
+                     "[DepthMapConvert] nWidth 64  len (6143) not match Imagelen(6144), invalid ",
+                     "[FillFrameData] DepthMapConvert process failed [0x80060004]",
+                     "[ImageCallBack] FillFrameData fail [0x80060004]"}));
+    EXPECT_EQ(m_count, 0);
+    ASSERT_EQ(Unregister(), OX3D_RGBD_OK);
+    EXPECT_LAST_LINE(Fetch(m_raw), OX3D_RGBD_E_PARAMETER, "[FetchFrame] FillFrameData fail [0x80060004]");
+    EXPECT_EQ(Double().LentFrames(), 0u);
 }
 
 TEST_F(Delivery, ABufferThatCannotBeGivenBackFailsTheFetch) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
     Fail(DOUBLE_OX_CC_FreeImageBuffer, OX_CC_E_RESOURCE, 1);
-    EXPECT_EQ(Fetch(m_raw), OX3D_RGBD_E_MEMORY);
+    EXPECT_LAST_LINE(Fetch(m_raw), OX3D_RGBD_E_MEMORY, "[FetchFrame] FreeImageBuffer fail [0x80060005]");
     EXPECT_EQ(Fetch(m_raw), OX3D_RGBD_OK) << "the refused buffer comes again";
-    EXPECT_EQ(Double().Ledger().m_lentFrames, 1u);
+    EXPECT_EQ(Double().LentFrames(), 1u);
     Double().Reset(); // one is out for good: the camera refused it
 }
 
-TEST_F(Delivery, ANullBufferOfTheCameraIsNoFrame) {
+TEST_F(Delivery, ANullBufferOfTheCameraIsNoFrameAndNullChunksAreNone) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
     OX_FRAME_OUT out = m_raw.Out();
     out.pBufAddr = nullptr;
     Double().QueueFrame(out);
     EXPECT_EQ(FetchNothing(), OX3D_RGBD_E_NO_DATA);
-    ExpectNoFrameLent();
-    EXPECT_EQ(Fetch(m_raw), OX3D_RGBD_OK);
+    EXPECT_EQ(Double().LentFrames(), 0u);
+    out.stFrameInfo.nUnparsedChunkNum = 3;
+    out.stFrameInfo.pUnparsedChunkContent = nullptr;
+    out.stFrameInfo.nFrameLen = 0;
+    Double().QueueFrame(out);
+    EXPECT_LINES(FetchNothing(), OX3D_RGBD_OK, "[UpdateChunkDataToLocalInput] param is null.",
+                 "[FetchFrame] UpdateChunkDataToLocal fail [0x80060004]");
 }
 
-// Limits the process's memory for a scope, so that a block of four GiB cannot be had.
-class CScarceMemory {
-public:
-    CScarceMemory() {
-        getrlimit(RLIMIT_AS, &m_former);
-        if (!kSanitized) { // sanitizers have a limit of their own
-            const rlimit scarce = {rlim_t{3} << 30, m_former.rlim_max};
-            setrlimit(RLIMIT_AS, &scarce);
-        }
-    }
-    ~CScarceMemory() { setrlimit(RLIMIT_AS, &m_former); }
-    CScarceMemory(const CScarceMemory&) = delete;
-    CScarceMemory& operator=(const CScarceMemory&) = delete;
+TEST_F(Delivery, HasALineForEachStepInDebugMode) {
+    Close();
+    WriteFile("Ox3dRgbdCfg.ini", "[Debug]\nDebugMode=7\n");
+    OpenAndStart();
+    SwitchOff({"ImageAlign"});
+    const Lines lines = LinesOf([&] { EXPECT_EQ(FetchNumber(1), OX3D_RGBD_OK); });
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "[FetchFrame] GetImageBuffer info[64] [48] [0x11000b8] [1].");
+    EXPECT_EQ(lines[1].substr(0, 40), "[FetchFrame]  ReceiveDataSet  total cost");
+    EXPECT_EQ(lines[2], "[FetchFrame] GetImageBuffer info[64] [48] [1].");
+}
 
-private:
-    rlimit m_former = {};
-};
+// A block of four GiB cannot be had meanwhile.
+template <class Work>
+void WithScarceMemory(Work work) {
+    rlimit former = {};
+    getrlimit(RLIMIT_AS, &former);
+    // Sanitizers have a limit of their own.
+    const rlimit scarce = {kSanitized ? former.rlim_cur : rlim_t{3} << 30, former.rlim_max};
+    setrlimit(RLIMIT_AS, &scarce);
+    work();
+    setrlimit(RLIMIT_AS, &former);
+}
 
 TEST_F(Delivery, AFetchWithoutMemoryKeepsTheCamerasBufferUntilStop) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
     m_raw.m_info.nFrameLen = 0xFFFFFFF0;
-    {
-        const CScarceMemory scarce;
+    WithScarceMemory([&] {
         EXPECT_LAST_LINE(Fetch(m_raw), OX3D_RGBD_E_MEMORY, "[FetchFrame] malloc m_pImageBuff (-16) failed.");
-    }
-    CRawFrame good(64, 48, 2);
-    EXPECT_EQ(Fetch(good), OX3D_RGBD_OK) << "the next good frame works";
-    EXPECT_EQ(Double().Ledger().m_lentFrames, 1u);
+    });
+    EXPECT_EQ(FetchNumber(2), OX3D_RGBD_OK) << "the next good frame works";
+    EXPECT_EQ(Double().LentFrames(), 1u);
     EXPECT_CALLS(Stop(), OX3D_RGBD_OK, "OX_CC_FreeImageBuffer()", "OX_CC_StopGrabbing()");
-    ExpectNoFrameLent();
+    EXPECT_EQ(Double().LentFrames(), 0u);
 }
 
 TEST_F(Delivery, ColorWithoutMemoryIsLeftOutAndTheNextFrameHasIt) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
     std::vector<uint8_t> chunk(64, 0);
     m_raw.AddRecord(chunk.data(), OX_CHUNK_EXTENDED_IMAGE, 0xFFFFFFF0);
-    {
-        const CScarceMemory scarce;
+    WithScarceMemory([&] {
         EXPECT_LINES(Fetch(m_raw), OX3D_RGBD_OK,
                      "[UpdateChunkDataToLocalInput] New m_pExtendImageData buf fail.",
                      "[FetchFrame] UpdateChunkDataToLocal fail [0x80060005]");
-    }
+    });
     EXPECT_EQ(m_frame.nImageCount, 1u);
+    EXPECT_EQ(chunk, std::vector<uint8_t>(64, 0)) << "nothing is written back";
     CRawFrame good(64, 48, 2);
     good.AddColor(64, 48);
     ASSERT_EQ(Fetch(good), OX3D_RGBD_OK);
@@ -195,27 +220,21 @@ TEST_F(Delivery, TheLossOfTheDeviceIsTheOneException) {
         static_cast<Seen*>(user)->push_back(*info);
     };
     Seen seen;
-    const auto reg = [&](OX3D_RGBD_ExceptionCallBack callback, Seen* user) {
-        return OX3D_RGBD_RegisterExceptionCallBack(m_handle, callback, user);
-    };
-    int frameUser = 0; // not to be taken for the exception's
-    ASSERT_EQ(OX3D_RGBD_RegisterFrameCallBack(
-                  m_handle, [](OX3D_RGBD_FRAME_DATA*, void*) {}, &frameUser),
-              OX3D_RGBD_OK);
-    ASSERT_EQ(reg(witness, &seen), OX3D_RGBD_OK);
+    Seen other;
+    ASSERT_EQ(Register(), OX3D_RGBD_OK); // its user is not to be taken for the exception's
+    ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, witness, &seen), OX3D_RGBD_OK);
     Double().RaiseException(0x8002);
     EXPECT_TRUE(seen.empty());
     Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT);
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_EQ(seen[0].nExceptionId, OX3D_RGBD_EXCEPTION_OFFLINE);
     EXPECT_STREQ(seen[0].chExceptionDes, "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF");
-    Seen other;
     Fail(DOUBLE_OX_CC_RegisterExceptionCallBack, OX_CC_E_SUPPORT, 2);
-    EXPECT_EQ(reg(witness, &other), OX3D_RGBD_E_CAMERA);
+    EXPECT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, witness, &other), OX3D_RGBD_E_CAMERA);
     Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT);
     EXPECT_EQ(seen.size(), 2u) << "a refused registration leaves the former one";
     EXPECT_TRUE(other.empty());
-    ASSERT_EQ(reg(nullptr, nullptr), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
     Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT);
     EXPECT_EQ(seen.size(), 2u);
 }

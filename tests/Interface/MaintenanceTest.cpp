@@ -83,6 +83,9 @@ TEST_F(Maintenance, NumbersPassUnchangedBothWays) {
     Answer(DOUBLE_OX_CC_ReadMemory, uint64_t{0x1122334455667788});
     EXPECT_EQ(OX3D_RGBD_ReadAddressMem(m_handle, g_bytes, 0, 8), OX3D_RGBD_OK);
     EXPECT_EQ(g_bytes[7], 0x11);
+    Answer(DOUBLE_OX_XML_GetNodeAccessMode, OX_AM_RO);
+    EXPECT_EQ(OX3D_RGBD_XML_GetNodeAccessMode(m_handle, "Key", &g_word), OX3D_RGBD_OK);
+    EXPECT_EQ(g_word, OX3D_RGBD_ACCESS_READ_ONLY);
 }
 
 TEST_F(Maintenance, UnusableArgumentsAreRefusedBeforeTheCamera) {
@@ -120,8 +123,8 @@ TEST_F(Maintenance, UnusableArgumentsAreRefusedBeforeTheCamera) {
 
 class IpConfig : public CScripted {
 protected:
-    static uint32_t Set(uint32_t mode, const char* ip, const char* mask, const char* gateway,
-                        const char* serial = "ETH1") {
+    static uint32_t Set(uint32_t mode, const char* ip = "1.2.3.4", const char* mask = "255.0.0.0",
+                        const char* gateway = "1.2.3.1", const char* serial = "ETH1") {
         OX3D_RGBD_IP_CONFIG config = {};
         config.enIPCfgMode = mode;
         SetText(config.chDestIp, ip);
@@ -140,21 +143,19 @@ protected:
     }
 };
 
-TEST_F(IpConfig, AStaticAddressIsForcedOnACameraThatIsNotOpened) {
-    const Lines calls =
-        InnerCalls([] { EXPECT_EQ(Set(1, "192.168.001.10", "255.255.255.0", "192.168.1.1"), OX3D_RGBD_OK); });
-    EXPECT_EQ(calls, (Lines{"OX_GIGE_SetIpConfig(0x5000000)",
-                            "OX_GIGE_ForceIpEx(0xc0a8010a, 0xffffff00, 0xc0a80101)"}));
-}
-
-TEST_F(IpConfig, DynamicModesOnlySetTheMode) {
+TEST_F(IpConfig, IsSetOnACameraThatIsNotOpenedAndAStaticAddressForced) {
+    const auto set = [] {
+        EXPECT_EQ(Set(1, "192.168.001.10", "255.255.255.0", "192.168.1.1"), OX3D_RGBD_OK);
+    };
+    EXPECT_EQ(InnerCalls(set), (Lines{"OX_GIGE_SetIpConfig(0x5000000)",
+                                      "OX_GIGE_ForceIpEx(0xc0a8010a, 0xffffff00, 0xc0a80101)"}));
     EXPECT_EQ(InnerCalls([] { EXPECT_EQ(Set(2, "", "", ""), OX3D_RGBD_OK); }),
               Lines{"OX_GIGE_SetIpConfig(0x6000000)"});
     EXPECT_EQ(InnerCalls([] { EXPECT_EQ(Set(4, "x", "x", "x"), OX3D_RGBD_OK); }),
               Lines{"OX_GIGE_SetIpConfig(0x4000000)"});
 }
 
-TEST_F(IpConfig, UnusableConfigurationsNeverReachTheCamera) {
+TEST_F(IpConfig, ThatIsUnusableNeverReachesTheCamera) {
     struct Row {
         uint32_t m_mode;
         const char* m_ip;
@@ -175,30 +176,25 @@ TEST_F(IpConfig, UnusableConfigurationsNeverReachTheCamera) {
         {1, "0.0.0.0", "255.0.0.0", "0.0.0.1", invalid},
         {1, "1.2.3.4", "255.0.0.0", "0.0.0.0", invalid},
     };
+    DrainLogAtEveryCall();
     for (const Row& row : rows) {
         SCOPED_TRACE(row.m_ip);
         Lines lines;
-        Lines calls;
-        SetUp();
-        DrainLogAtEveryCall();
-        calls = InnerCalls([&] {
-            lines = LinesOf([&] {
-                EXPECT_EQ(Set(row.m_mode, row.m_ip, row.m_mask, row.m_gateway), OX3D_RGBD_E_PARAMETER);
-            });
-        });
-        EXPECT_EQ(calls, Lines{});
+        const auto set = [&] {
+            EXPECT_EQ(Set(row.m_mode, row.m_ip, row.m_mask, row.m_gateway), OX3D_RGBD_E_PARAMETER);
+        };
+        EXPECT_EQ(InnerCalls([&] { lines = LinesOf(set); }), Lines{});
         EXPECT_EQ(std::count(lines.begin(), lines.end(), row.m_line), 1) << testing::PrintToString(lines);
     }
 }
 
-TEST_F(IpConfig, FailuresOfTheCamera) {
+TEST_F(IpConfig, FailsWithTheCamera) {
     Fail(DOUBLE_OX_GIGE_SetIpConfig, OX_CC_E_ACCESS_DENIED, 1);
-    EXPECT_EQ(Set(1, "1.2.3.4", "255.0.0.0", "1.2.3.1"), OX3D_RGBD_E_CAMERA_0E);
+    EXPECT_EQ(Set(1), OX3D_RGBD_E_CAMERA_0E);
     EXPECT_EQ(Double().CallCount(DOUBLE_OX_GIGE_ForceIpEx), 0u) << "the mode was refused";
     Fail(DOUBLE_OX_GIGE_ForceIpEx, OX_CC_E_ACCESS_DENIED);
-    EXPECT_EQ(Set(1, "1.2.3.4", "255.0.0.0", "1.2.3.1"), OX3D_RGBD_E_PARAMETER) << "not the camera's code";
+    EXPECT_EQ(Set(1), OX3D_RGBD_E_PARAMETER) << "not the camera's code";
     EXPECT_EQ(Set(2, "", "", "", "none"), OX3D_RGBD_E_PARAMETER);
-    ExpectNothingLeft();
 }
 
 // ---- Calibration of one sensor ---------------------------------------------------------------------------
@@ -209,40 +205,40 @@ protected:
         memset(&m_info, 0x5A, sizeof(m_info));
         return OX3D_RGBD_GetCalibInfo(m_handle, sensor, &m_info);
     }
-    void ExpectInfo(uint32_t width, uint32_t height, std::initializer_list<float> values) {
-        EXPECT_EQ(m_info.nWidth, width);
-        EXPECT_EQ(m_info.nHeight, height);
-        float fields[9];
-        memcpy(fields, &m_info.fFx, sizeof(fields)); // fx, fy, cx, cy, k1, k2, p1, p2, k3
-        EXPECT_EQ(std::vector<float>(fields, fields + 9), std::vector<float>(values));
-        const uint8_t zeros[20] = {};
-        EXPECT_EQ(memcmp(m_info.nReserved, zeros, sizeof(zeros)), 0);
+    void ExpectInfo(uint32_t sensor, const OX3D_RGBD_CALIB_INFO& expected) {
+        EXPECT_EQ(Get(sensor), OX3D_RGBD_OK);
+        EXPECT_EQ(memcmp(&m_info, &expected, sizeof(expected)), 0) << m_info.nWidth << ", " << m_info.fFx;
     }
     static void SetWidth(int64_t width) {
         Answer(DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{width, 0, 0, 0});
     }
     OX3D_RGBD_CALIB_INFO m_info = {};
+    // No distortion in the file: none.
+    const OX3D_RGBD_CALIB_INFO m_depthInfo = {640, 480, 500, 500, 320, 240, 0, 0, 0, 0, 0, {}};
 };
 
 TEST_F(CalibInfo, TheCamerasWidthChoosesTheSet) {
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
-    ExpectInfo(640, 480, {500, 500, 320, 240, 0, 0, 0, 0, 0}); // no distortion in the file: none
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
-    ExpectInfo(640, 480, {500, 500, 320, 240, 0.5f, 2, 3, 4, 5});
+    const OX3D_RGBD_CALIB_INFO wideColor = {1280, 720, 1100, 1000, 641, 361, 6, 7, 8, 9, 10, {}};
+    ExpectInfo(OX3D_RGBD_CALIB_DEPTH, m_depthInfo);
+    ExpectInfo(OX3D_RGBD_CALIB_COLOR, {640, 480, 500, 500, 320, 240, 0.5f, 2, 3, 4, 5, {}});
     SetWidth(1280);
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
-    ExpectInfo(1280, 720, {1000, 900, 640, 360, 1.5f, 2, 3, 4, 5});
+    ExpectInfo(OX3D_RGBD_CALIB_DEPTH, {1280, 720, 1000, 900, 640, 360, 1.5f, 2, 3, 4, 5, {}});
+    ExpectInfo(OX3D_RGBD_CALIB_COLOR, wideColor);
     SetWidth(99); // the second set whatever its own width
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
-    ExpectInfo(1280, 720, {1100, 1000, 641, 361, 6, 7, 8, 9, 10});
+    ExpectInfo(OX3D_RGBD_CALIB_COLOR, wideColor);
 }
 
-TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCamera) {
+TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCameraAndServesWhereThatFails) {
     std::string text = kCalibration;
     text.replace(text.find("fx=\"500\""), 8, "fx=\"501\"");
     Double().SetFile("RGBDSensorCali", text);
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     EXPECT_EQ(m_info.fFx, 501.0f);
+    Fail(DOUBLE_OX_CC_FileAccessRead, OX_CC_E_PARAMETER);
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    EXPECT_EQ(m_info.fFx, 501.0f);
+    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
 }
 
 TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
@@ -255,16 +251,11 @@ TEST_F(CalibInfo, OtherSensorsAndMissingPartsAreRefused) {
     text.replace(text.find("<Distort"), 8, "<Discard");
     Double().SetFile("RGBDSensorCali", text);
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_E_NO_DATA) << "only the depth sensor may lack distortion";
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
+    ExpectInfo(OX3D_RGBD_CALIB_DEPTH, m_depthInfo);
     Double().SetFile("RGBDSensorCali", "<Calib/>");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
-    Double().SetFile("RGBDSensorCali", kCalibration);
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_COLOR), OX3D_RGBD_OK);
-    Double().SetFile("RGBDSensorCali", std::nullopt);
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK) << "the copy serves that the camera sent before";
-    ExpectInfo(640, 480, {500, 500, 320, 240, 0, 0, 0, 0, 0});
-    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
-    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
+    Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS);
+    EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_CAMERA_07) << "without the camera's width";
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Features by name, the library's own three keys, commands and the software trigger.
+// Features by name, the library's own three keys, commands and the software trigger, with the lines of the log.
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {
@@ -16,12 +16,14 @@ protected:
         m_param.enParamType = type;
         return OX3D_RGBD_GetParam(m_handle, key, &m_param);
     }
-    // The value of a feature of this kind, as the camera answers it.
+    // Asks for a feature that is of this kind and has this value in the camera.
     template <class Record>
-    void GetAs(uint32_t interfaceType, uint32_t function, const Record& answer) {
+    void ExpectValue(uint32_t interfaceType, uint32_t function, uint32_t type, const Record& answer) {
         Answer(DOUBLE_OX_XML_GetNodeInterfaceType, interfaceType);
         Answer(function, answer);
         EXPECT_EQ(Get("Key"), OX3D_RGBD_OK);
+        EXPECT_EQ(m_param.enParamType, type);
+        EXPECT_EQ(memcmp(&m_param.stIntParam, &answer, sizeof(answer)), 0) << "one layout for both";
     }
     static OX3D_RGBD_PARAM Param(uint32_t type, uint32_t firstWord = 1) {
         OX3D_RGBD_PARAM param = {};
@@ -61,7 +63,9 @@ TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
 }
 
 TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
-    for (const int64_t value : {int64_t{2}, int64_t{-1}, int64_t{1} << 32, INT64_MIN}) {
+    EXPECT_LINES(SetSwitch("OutputRgbd", 2), OX3D_RGBD_E_PARAMETER,
+                 "[CamSetValue] nParamType[2] nParamData[2].");
+    for (const int64_t value : {int64_t{-1}, int64_t{1} << 32, INT64_MIN}) {
         EXPECT_EQ(SetSwitch("OutputRgbd", value), OX3D_RGBD_E_PARAMETER) << value;
     }
     for (const uint32_t type : {0u, 1u, 3u, 4u, 5u, 6u}) {
@@ -69,10 +73,7 @@ TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
     }
     EXPECT_EQ(Get("OutputRgbd"), OX3D_RGBD_OK);
     EXPECT_EQ(m_param.stIntParam.nCurValue, 0);
-}
-
-TEST_F(Params, KeysAreComparedWhole) {
-    for (const std::string key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD"}) {
+    for (const std::string key : {"imagealign", "ImageAlign ", "ImageAlig", "OutputRGBD"}) { // others
         EXPECT_CALLS(SetSwitch(key.c_str(), 1), OX3D_RGBD_OK, "OX_CC_SetIntValueEx(" + key + ", 1)");
     }
 }
@@ -90,63 +91,43 @@ TEST_F(Params, SettingIsForwardedByTheCallersType) {
     for (const uint32_t type : {0u, 6u, 0xFFFFFFFFu}) {
         EXPECT_CALLS(Set("Width", Param(type)), OX3D_RGBD_E_PARAMETER);
     }
+    EXPECT_LINES(SetSwitch("I", -5000000000), OX3D_RGBD_OK,
+                 "camera module SetIntValue:strKey(I) nValue(-5000000000.000000).");
     Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
-    EXPECT_EQ(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F);
+    EXPECT_LAST_LINE(SetSwitch("Width", 1), OX3D_RGBD_E_CAMERA_0F,
+                     "camera module OX_CC_SetValue fail, strKey(Width) ValueType(2), nRet:(0x80000102).");
 }
 
-TEST_F(Params, GettingAsksForTheTypeFirst) {
-    struct Row {
-        uint32_t m_interface;
-        uint32_t m_type;
-        const char* m_call;
-    };
-    const Row rows[] = {{2, OX3D_RGBD_PARAM_INT, "OX_CC_GetIntValueEx(Key)"},
-                        {3, OX3D_RGBD_PARAM_BOOL, "OX_CC_GetBoolValue(Key)"},
-                        {5, OX3D_RGBD_PARAM_FLOAT, "OX_CC_GetFloatValue(Key)"},
-                        {6, OX3D_RGBD_PARAM_STRING, "OX_CC_GetStringValue(Key)"},
-                        {9, OX3D_RGBD_PARAM_ENUM, "OX_CC_GetEnumValue(Key)"}};
-    for (const Row& row : rows) {
-        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, row.m_interface);
-        EXPECT_CALLS(Get("Key"), OX3D_RGBD_OK, "OX_XML_GetNodeInterfaceType(Key)", row.m_call);
-        EXPECT_EQ(m_param.enParamType, row.m_type);
-    }
+TEST_F(Params, WithoutAValueAreNotAskedForIt) {
     for (const uint32_t without : {0u, 1u, 4u, 7u, 8u, 10u, 11u, 12u}) {
         Answer(DOUBLE_OX_XML_GetNodeInterfaceType, without);
         EXPECT_CALLS(Get("Key"), OX3D_RGBD_E_PARAMETER, "OX_XML_GetNodeInterfaceType(Key)");
     }
-    Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ARGUMENT);
-    EXPECT_EQ(Get("Key"), OX3D_RGBD_E_PARAMETER);
+    EXPECT_LINES(Get("Key"), OX3D_RGBD_E_PARAMETER, "parameter pInterfaceType is out of limit.",
+                 "GetCamParamsType failed, errcode is (0x80060004)");
+    Answer(DOUBLE_OX_XML_GetNodeInterfaceType, 1u);
+    EXPECT_LINES(Get("Key"), OX3D_RGBD_E_PARAMETER, "pInterfaceType  is error , pInterfaceType is 1.",
+                 "GetParamValue fail, pInterfaceType(1), nRet:[0x80060004].",
+                 "GetCamParamsType failed, errcode is (0x80060004)");
+    Fail(DOUBLE_OX_XML_GetNodeInterfaceType, OX_CC_E_GC_ACCESS);
+    EXPECT_EQ(Get("Key"), OX3D_RGBD_E_CAMERA_07);
 }
 
 TEST_F(Params, ValuesArriveInTheCallersRecord) {
-    GetAs(OX_IFT_IInteger, DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{640, 4000, 1, 2});
-    EXPECT_EQ(m_param.stIntParam.nCurValue, 640);
-    EXPECT_EQ(m_param.stIntParam.nMax, 4000);
-    EXPECT_EQ(m_param.stIntParam.nMin, 1);
-    EXPECT_EQ(m_param.stIntParam.nInc, 2);
-    GetAs(OX_IFT_IFloat, DOUBLE_OX_CC_GetFloatValue, OX_CC_FLOAT_VALUE{1.5f, 3.0f, -2.0f, {}});
-    EXPECT_EQ(m_param.stFloatParam.fCurValue, 1.5f);
-    EXPECT_EQ(m_param.stFloatParam.fMax, 3.0f);
-    EXPECT_EQ(m_param.stFloatParam.fMin, -2.0f);
-    GetAs(OX_IFT_IEnumeration, DOUBLE_OX_CC_GetEnumValue, OX_CC_ENUM_VALUE{7, 2, {7, 9}, {}});
-    EXPECT_EQ(m_param.stEnumParam.nCurValue, 7u);
-    EXPECT_EQ(m_param.stEnumParam.nSupportedNum, 2u);
-    EXPECT_EQ(m_param.stEnumParam.nSupportValue[1], 9u);
-    GetAs(OX_IFT_IString, DOUBLE_OX_CC_GetStringValue, OX_CC_STRING_VALUE{"text", 64, {}});
-    EXPECT_STREQ(m_param.stStringParam.chCurValue, "text");
-    EXPECT_EQ(m_param.stStringParam.nMaxLength, 64);
-    GetAs(OX_IFT_IBoolean, DOUBLE_OX_CC_GetBoolValue, true);
+    ExpectValue(OX_IFT_IInteger, DOUBLE_OX_CC_GetIntValueEx, OX3D_RGBD_PARAM_INT,
+                OX_CC_INT_VALUE_EX{640, 4000, 1, 2});
+    ExpectValue(OX_IFT_IFloat, DOUBLE_OX_CC_GetFloatValue, OX3D_RGBD_PARAM_FLOAT,
+                OX_CC_FLOAT_VALUE{1.5f, 3.0f, -2.0f, {}});
+    ExpectValue(OX_IFT_IEnumeration, DOUBLE_OX_CC_GetEnumValue, OX3D_RGBD_PARAM_ENUM,
+                OX_CC_ENUM_VALUE{7, 2, {7, 9}, {}});
+    ExpectValue(OX_IFT_IString, DOUBLE_OX_CC_GetStringValue, OX3D_RGBD_PARAM_STRING,
+                OX_CC_STRING_VALUE{"text", 64, {}});
+    ExpectValue(OX_IFT_IBoolean, DOUBLE_OX_CC_GetBoolValue, OX3D_RGBD_PARAM_BOOL, true);
     EXPECT_EQ(m_param.bBoolValue, 1u);
     Fail(DOUBLE_OX_CC_GetBoolValue, OX_CC_E_GC_ACCESS);
-    EXPECT_EQ(Get("Key"), OX3D_RGBD_E_CAMERA_07);
+    EXPECT_LINES(Get("Key"), OX3D_RGBD_E_CAMERA_07, "GetParamValue pstValue->enParamType is [1].",
+                 "camera module OX_CC_GetValue fail, strKey(Key), ValueType(1), nRet:(0x80000106).");
     EXPECT_EQ(m_param.bBoolValue, 0x77777777u) << "after a failure there is none";
-}
-
-TEST_F(Params, TheAccessModeIsTheCameras) {
-    Answer(DOUBLE_OX_XML_GetNodeAccessMode, OX_AM_RO);
-    Ox3dRgbdAccessMode mode = 99;
-    EXPECT_EQ(OX3D_RGBD_XML_GetNodeAccessMode(m_handle, "Key", &mode), OX3D_RGBD_OK);
-    EXPECT_EQ(mode, OX3D_RGBD_ACCESS_READ_ONLY);
 }
 
 const char* const kTrigger = "OX_CC_SetCommandValue(TriggerSoftware)";
@@ -167,7 +148,9 @@ TEST_F(Params, TheFirstSoftwareTriggerSwitchesTheTriggerMode) {
 TEST_F(Params, ACameraThatRefusesTheSwitchIsTriggeredAllTheSame) {
     Fail(DOUBLE_OX_CC_SetEnumValue, OX_CC_E_GC_ACCESS, 4); // opening took three
     const auto execute = [&] { EXPECT_EQ(OX3D_RGBD_Execute(m_handle, "TriggerSoftware"), OX3D_RGBD_OK); };
-    EXPECT_EQ(CallsOf(execute), (Lines{kFirstTrigger[0], kTrigger}));
+    Lines lines;
+    EXPECT_EQ(CallsOf([&] { lines = LinesOf(execute); }), (Lines{kFirstTrigger[0], kTrigger}));
+    EXPECT_EQ(lines[2], "Set trigger mode failed! err code:0x80060007.");
     EXPECT_EQ(CallsOf(execute), kFirstTrigger) << "and switched at the next";
 }
 

@@ -12,8 +12,7 @@ void LetOthersGoOn() {
 }
 
 uint32_t SetParam(void* handle) {
-    OX3D_RGBD_PARAM param = {};
-    param.enParamType = OX3D_RGBD_PARAM_INT;
+    OX3D_RGBD_PARAM param = IntParam(0);
     return OX3D_RGBD_SetParam(handle, "OutputRgbd", &param);
 }
 uint32_t GetParam(void* handle) {
@@ -57,9 +56,8 @@ protected:
     }
     // Lets a callback in, then makes the call, which succeeds. The callback does its work once the camera has
     // been asked for the function, that is, in the middle of the call; the call must not end before it.
-    enum class EKind { Frame, Exception };
     void InTheMiddleOf(uint32_t function, const std::function<uint32_t()>& call, const FrameWork& work,
-                       EKind kind = EKind::Frame) {
+                       bool isException = false) {
         CFlag inside;
         CFlag reached;
         std::atomic<bool> isDone{false};
@@ -70,19 +68,30 @@ protected:
             work(frame);
             isDone = true;
         };
-        if (kind == EKind::Frame) {
-            OnFrames(callback);
-        } else {
-            OnException([&] { callback(nullptr); });
-        }
+        OnFrames(callback);
+        OnException([&] { callback(nullptr); });
         RaiseOnCall(function, reached);
-        kind == EKind::Frame ? Deliver(m_raw, false) : Raise(false);
+        isException ? Raise(false) : Deliver(m_raw, false);
         ASSERT_TRUE(inside.Wait());
         EXPECT_EQ(call(), OX3D_RGBD_OK);
         EXPECT_TRUE(isDone);
     }
 
+    // For closing from inside a callback, which answers at once and shuts the camera down afterwards.
+    void CloseInside() {
+        void* const handle = m_handle;
+        EXPECT_EQ(m_close(), OX3D_RGBD_OK);
+        EXPECT_EQ(m_handle, nullptr);
+        EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE) << "nobody gets in any more";
+        LetOthersGoOn();
+        EXPECT_EQ(Double().Handles(), 1u) << "the camera is needed while the callback runs";
+    }
+    static void ExpectClosed() {
+        EXPECT_TRUE(Eventually([] { return Double().Handles() == 0; }));
+    }
+
     CRawFrame m_raw{64, 48};
+    const std::function<uint32_t()> m_close = [this] { return OX3D_RGBD_CloseDevice(&m_handle); };
 
 private:
     FrameWork m_frameWork;
@@ -90,7 +99,7 @@ private:
 };
 
 TEST_F(Callbacks, OfFramesMayCallEverything) {
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK);
         EXPECT_EQ(OX3D_RGBD_SoftTrigger(m_handle), OX3D_RGBD_OK);
@@ -105,7 +114,7 @@ TEST_F(Callbacks, OfFramesMayCallEverything) {
 // The other thread holds the device's lock and waits for this callback: waiting for the lock would never end.
 TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadStops) {
     const auto stop = [&] { return Stop(); };
-    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, [&](OX3D_RGBD_FRAME_DATA*) {
+    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, [&](auto*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_E_STATE);
         EXPECT_EQ(stop(), OX3D_RGBD_E_STATE);
         EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK) << "takes no lock";
@@ -114,8 +123,7 @@ TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadStops) {
 
 TEST_F(Callbacks, FindNoDeviceWhileAnotherThreadClosesIt) {
     void* const handle = m_handle;
-    const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
-    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, close, [&](OX3D_RGBD_FRAME_DATA*) {
+    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, m_close, [&](auto*) {
         void* copy = handle;
         EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE);
         EXPECT_EQ(OX3D_RGBD_Stop(handle), OX3D_RGBD_E_HANDLE);
@@ -126,30 +134,29 @@ TEST_F(Callbacks, FindNoDeviceWhileAnotherThreadClosesIt) {
 
 // A camera library that does not wait for its callbacks: the device must outlast them all the same.
 TEST_F(Callbacks, AreWaitedForByCloseEvenWhereTheCameraDoesNot) {
-    const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
-    Double().SetPatience(false);
-    InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, close, [](OX3D_RGBD_FRAME_DATA* frame) {
+    Double().Script()->m_isPatient = false;
+    InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, m_close, [](OX3D_RGBD_FRAME_DATA* frame) {
         EXPECT_EQ(frame->stImageData[1].pData[0], 7) << "its buffer is still there";
     });
     Open();
     InTheMiddleOf(
-        DOUBLE_OX_CC_DestroyHandle, close, [](auto*) {}, EKind::Exception);
+        DOUBLE_OX_CC_DestroyHandle, m_close, [](auto*) {}, true);
 }
 
 TEST_F(Callbacks, InFlightAreWaitedForByUnregistering) {
-    const auto dropFrames = [&] { return DropFrames(); };
-    InTheMiddleOf(DOUBLE_OX_CC_RegisterImageCallBackEx, dropFrames, [&](OX3D_RGBD_FRAME_DATA*) {
+    const auto work = [&](auto*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK) << "who waits holds no lock";
-    });
+    };
     InTheMiddleOf(
-        DOUBLE_OX_CC_RegisterExceptionCallBack, [&] { return DropExceptions(); }, [](auto*) {},
-        EKind::Exception);
+        DOUBLE_OX_CC_RegisterImageCallBackEx, [&] { return DropFrames(); }, work);
+    InTheMiddleOf(
+        DOUBLE_OX_CC_RegisterExceptionCallBack, [&] { return DropExceptions(); }, work, true);
 }
 
 TEST_F(Callbacks, ThatUnregisterAnotherWaitForItEveryTime) {
     CFlag inside;
     std::atomic<bool> isDone{true};
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         EXPECT_EQ(DropExceptions(), OX3D_RGBD_OK);
         EXPECT_TRUE(isDone);
     });
@@ -169,7 +176,7 @@ TEST_F(Callbacks, StillRunningKeepFramesFromBeingFetched) {
     CFlag inside;
     CFlag fetched;
     CFlag ended;
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         EXPECT_EQ(DropFrames(), OX3D_RGBD_OK);
         inside.Raise();
         EXPECT_TRUE(fetched.Wait());
@@ -190,12 +197,12 @@ TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
         user = call.m_output;
     });
     std::atomic<int> inside{0};
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         EXPECT_EQ(++inside, 1);
         LetOthersGoOn();
         --inside;
     });
-    const auto deliver = [&, info = m_raw.Info()] { fromCamera(m_raw.Main().data(), info, user); };
+    const auto deliver = [&, info = m_raw.Info()] { fromCamera(m_raw.m_main.data(), info, user); };
     std::thread other(deliver);
     deliver();
     other.join();
@@ -214,7 +221,7 @@ TEST_F(Callbacks, MayUnregisterEachOther) {
         EXPECT_EQ(DropExceptions(), OX3D_RGBD_OK);
         done.Raise();
     };
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) { meetAndDropBoth(inFrame, inException, frameDone); });
+    OnFrames([&](auto*) { meetAndDropBoth(inFrame, inException, frameDone); });
     OnException([&] { meetAndDropBoth(inException, inFrame, exceptionDone); });
     Deliver(m_raw, false);
     Raise(false);
@@ -226,7 +233,7 @@ TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
     CFlag inException;
     CFlag dropping;
     CFlag stopped;
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         EXPECT_TRUE(inException.Wait());
         DropExceptions();
     });
@@ -243,27 +250,11 @@ TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
     EXPECT_TRUE(stopped.Wait());
 }
 
-// Closing from inside a callback answers at once and shuts the camera down afterwards.
-class CloseInside : public Callbacks {
-protected:
-    void Close() {
-        void* const handle = m_handle;
-        EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK);
-        EXPECT_EQ(m_handle, nullptr);
-        EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE) << "nobody gets in any more";
-        LetOthersGoOn();
-        EXPECT_EQ(Double().Ledger().m_open, 1u) << "the camera is needed while the callback runs";
-    }
-    static void ExpectClosed() {
-        EXPECT_TRUE(Eventually([] { return Double().Ledger().m_handles == 0; }));
-    }
-};
-
-TEST_F(CloseInside, TheFrameCallbackIsFollowedByNoOther) {
+TEST_F(Callbacks, OfFramesThatCloseAreFollowedByNoOther) {
     int exceptions = 0;
     OnException([&] { ++exceptions; });
     OnFrames([&](OX3D_RGBD_FRAME_DATA* frame) {
-        Close();
+        CloseInside();
         Raise();
         EXPECT_EQ(frame->stImageData[1].pData[0], 7) << "still there";
     });
@@ -272,12 +263,12 @@ TEST_F(CloseInside, TheFrameCallbackIsFollowedByNoOther) {
     EXPECT_EQ(exceptions, 0);
 }
 
-TEST_F(CloseInside, TheExceptionCallbackLeavesNothing) {
-    Callbacks::Close();
+TEST_F(Callbacks, OfExceptionsThatCloseLeaveNothing) {
+    Close();
     const auto round = [&] {
         CScripted::SetUp(); // NOLINT(bugprone-parent-virtual-call): the device is not yet to be opened
         Open("USB1");
-        OnException([&] { Close(); });
+        OnException([&] { CloseInside(); });
         Raise();
         ExpectClosed();
     };
@@ -286,15 +277,14 @@ TEST_F(CloseInside, TheExceptionCallbackLeavesNothing) {
 
 TEST_F(Callbacks, MayThrowWhichIsCaughtAndLogged) {
     int frames = 0;
-    OnFrames([&](OX3D_RGBD_FRAME_DATA*) {
+    OnFrames([&](auto*) {
         ++frames;
         throw std::runtime_error("of the application");
     });
     OnException([] { throw 42; }); // NOLINT(hicpp-exception-baseclass): applications may
-    const Lines lines = LinesOf([&] { Deliver(m_raw); });
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("of the application"), std::string::npos);
-    EXPECT_EQ(LinesOf([] { Raise(); }).size(), 1u);
+    EXPECT_EQ(LinesOf([&] { Deliver(m_raw); }),
+              Lines{"[ImageCallBack] the application's callback threw: of the application"});
+    EXPECT_EQ(LinesOf([] { Raise(); }), Lines{"[ExceptionCallBack] the application's callback threw."});
     Deliver(m_raw);
     EXPECT_EQ(frames, 2) << "and the next frame comes";
 }
@@ -314,26 +304,25 @@ TEST_F(Callbacks, AreNotNeededForATriggerWhileAnotherThreadWaitsForTheFrame) {
 
 // ---- Many rounds -----------------------------------------------------------------------------------------
 
-class Rounds : public CScripted {
-protected:
-    static constexpr int kRounds = kSanitized ? 50 : 200;
+constexpr int kRounds = kSanitized ? 50 : 200;
 
-    // Runs the work over and over on another thread while devices come and go.
-    template <class Work, class Round>
-    void WhileOthers(int rounds, Work work, Round round) {
-        std::atomic<bool> isOver{false};
-        std::thread other([&] {
-            while (!isOver) {
-                work();
-            }
-        });
-        for (int i = 0; i < rounds; ++i) {
-            round();
+using Rounds = CScripted;
+
+// Runs the work over and over on another thread while devices come and go.
+template <class Work, class Round>
+void WhileOthers(int rounds, Work work, Round round) {
+    std::atomic<bool> isOver{false};
+    std::thread other([&] {
+        while (!isOver) {
+            work();
         }
-        isOver = true;
-        other.join();
+    });
+    for (int i = 0; i < rounds; ++i) {
+        round();
     }
-};
+    isOver = true;
+    other.join();
+}
 
 TEST_F(Rounds, LeaveNoMemoryThreadOrFile) {
     CRawFrame frame(640, 480, 1, 0); // a depth of 0 costs no time

@@ -7,10 +7,17 @@
 
 #include <dlfcn.h>
 
+#include <condition_variable>
+#include <deque>
 #include <functional>
-#include <optional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <ox3drgbd/OxCameraControl.h>
@@ -25,54 +32,114 @@ enum EDoubleFunction : uint32_t {
 };
 
 struct DoubleCall {
-    uint32_t m_function = 0;
-    uint32_t m_ordinal = 0;         // from 1, of this function since the reset
-    void* m_handle = nullptr;       // null where the function takes none
+    std::string m_text; // "Function(arguments)": texts, numbers and names of records; without the handle
     void* m_output = nullptr;       // the argument to be written; valid during the call
     void (*m_callback)() = nullptr; // the callback that is registered
-    std::string m_text; // "Function(arguments)": texts, numbers and names of records; without the handle
 };
 
 // What a call answers. A call obeys every rule that fits it, in the order in which they were added.
 struct DoubleRule {
     uint32_t m_function = kFunctions;                // which means all
-    uint32_t m_ordinal = 0;                          // which call, from 1; 0: all
+    uint32_t m_ordinal = 0;                          // which call since the reset, from 1; 0: all
     uint32_t m_status = 0;                           // not 0: answered, and nothing is done or written
     std::function<void(const DoubleCall&)> m_work{}; // first, on the caller's thread
     std::vector<uint8_t> m_output{};                 // written over the argument at the end
 };
 
-// What is still up, and what went wrong. All 0 once a caller has cleaned up.
-struct DoubleLedger {
-    uint32_t m_handles = 0;    // created and not destroyed
-    uint32_t m_open = 0;       // opened and not closed
-    uint32_t m_lentFrames = 0; // got and not freed
-    uint32_t m_faults = 0;     // calls with destroyed or unknown handles, frames freed twice, double opens
+struct DoubleCamera {
+    OX_CC_DEVICE_INFO m_device = {};
+    bool m_isOpen = false;
+    bool m_isGrabbing = false;
 };
 
+// All that a reset forgets.
+struct DoubleScript {
+    std::vector<DoubleRule> m_rules;
+    std::vector<std::string> m_calls; // oldest first
+    uint32_t m_counts[kFunctions] = {};
+    std::vector<OX_CC_DEVICE_INFO> m_devices;
+    std::vector<OX_CC_DEVICE_INFO> m_listed;    // die at the next enumeration
+    std::map<std::string, std::string> m_files; // the cameras' store
+    std::deque<OX_FRAME_OUT> m_frames;          // for OX_CC_GetImageBuffer; their memory stays the test's
+    std::multiset<const uint8_t*> m_lent;       // got and not freed
+    uint32_t m_faults = 0;   // calls with destroyed or unknown handles, frames freed twice, double opens
+    bool m_isPatient = true; // stopping and destroying wait for callbacks in flight
+};
+
+// A camera calls back from two threads: one for frames, one for exceptions.
+template <class Callback>
+struct DoubleLane {
+    void* m_handle = nullptr; // the camera that registered last
+    Callback m_callback = nullptr;
+    void* m_user = nullptr;
+    uint32_t m_inFlight = 0;    // also those that wait for their turn
+    std::thread::id m_caller{}; // whose turn it is
+    std::mutex m_turn;
+};
+
+// One mutex guards it all; it is never held during a rule's work, a callback or a wait.
 class CDouble {
 public:
-    // Forgets rules, calls, frames, files and devices. No handle may be live.
-    virtual void Reset() = 0;
-    virtual void AddRule(const DoubleRule& rule) = 0;
-    virtual void SetDevices(const std::vector<OX_CC_DEVICE_INFO>& devices) = 0;
-    // A file of the cameras' store; without a text it goes.
-    virtual void SetFile(const std::string& name, const std::optional<std::string>& text) = 0;
-    // A frame for OX_CC_GetImageBuffer. Its memory stays the test's.
-    virtual void QueueFrame(const OX_FRAME_OUT& frame) = 0;
-    // Calls the callback that was registered last on a thread of its own, one call of a camera at a time, whatever
-    // the arguments and whether the camera grabs or not. isAwaited: returns after the callback.
-    virtual void DeliverFrame(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, bool isAwaited = true) = 0;
-    virtual void RaiseException(uint32_t message, bool isAwaited = true) = 0;
-    // Impatient, stopping and destroying no longer wait for callbacks in flight.
-    virtual void SetPatience(bool isPatient) = 0;
-    // Every call since the reset, oldest first.
-    virtual std::vector<DoubleCall> Calls() = 0;
-    virtual uint32_t CallCount(uint32_t function) = 0;
-    virtual DoubleLedger Ledger() = 0;
+    struct Locked {
+        std::unique_lock<std::mutex> m_lock;
+        DoubleScript* m_script;
+        DoubleScript* operator->() const { return m_script; }
+    };
+    // For one statement, or to look at in peace.
+    Locked Script() { return {std::unique_lock(m_mutex), &m_script}; }
+    void Reset() { *Script().m_script = {}; } // no handle may be live
+    void AddRule(const DoubleRule& rule) { Script()->m_rules.push_back(rule); }
+    void SetDevices(const std::vector<OX_CC_DEVICE_INFO>& devices) { Script()->m_devices = devices; }
+    void SetFile(const std::string& name, const std::string& text) { Script()->m_files[name] = text; }
+    std::vector<std::string> Calls() { return Script()->m_calls; }
+    uint32_t CallCount(uint32_t function) { return Script()->m_counts[function]; }
+    size_t LentFrames() { return Script()->m_lent.size(); }
+    size_t Handles() {
+        const Locked lock = Script();
+        return m_cameras.size();
+    }
+    void QueueFrame(const OX_FRAME_OUT& frame) {
+        Script()->m_frames.push_back(frame);
+        m_changed.notify_all();
+    }
+    // Calls the callback that was registered last on a thread of its own, one call at a time, whatever the arguments
+    // and whether the camera grabs or not. isAwaited: returns after the callback.
+    void DeliverFrame(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, bool isAwaited = true) {
+        CallBack(m_frames, isAwaited, data, info);
+    }
+    void RaiseException(uint32_t message, bool isAwaited = true) {
+        CallBack(m_exceptions, isAwaited, message);
+    }
 
-protected:
-    ~CDouble() = default;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    DoubleScript m_script;
+    std::map<void*, DoubleCamera> m_cameras; // created and not destroyed
+    DoubleLane<OX_CC_IMAGE_CALLBACK> m_frames;
+    DoubleLane<OX_CC_EXCEPTION_CALLBACK> m_exceptions;
+
+private:
+    template <class Callback, class... Args>
+    void CallBack(DoubleLane<Callback>& lane, bool isAwaited, Args... args) {
+        std::unique_lock lock(m_mutex);
+        ++lane.m_inFlight;
+        lock.unlock();
+        std::thread caller([=, this, &lane] {
+            const std::lock_guard turn(lane.m_turn);
+            std::unique_lock own(m_mutex);
+            lane.m_caller = std::this_thread::get_id();
+            const auto [callback, user] = std::pair(lane.m_callback, lane.m_user);
+            own.unlock();
+            if (callback != nullptr) {
+                callback(args..., user);
+            }
+            own.lock();
+            lane.m_caller = {};
+            --lane.m_inFlight;
+            m_changed.notify_all();
+        });
+        isAwaited ? caller.join() : caller.detach();
+    }
 };
 
 inline CDouble& Double() {

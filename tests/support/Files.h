@@ -1,13 +1,14 @@
-// Files.h - whole files, and folders that vanish with their object.
+// Files.h - whole files, and folders that vanish with their object; programs that make folders link ox3d_base.
 #ifndef OX3D_TESTS_SUPPORT_FILES_H
 #define OX3D_TESTS_SUPPORT_FILES_H
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+
+#include "base/TempFolder.h"
 
 namespace ox3d::test {
 
@@ -24,27 +25,10 @@ inline void WriteFile(const std::filesystem::path& name, const std::string& text
     }
 }
 
-class CTempFolder {
+// A folder for one test.
+class CTempFolder : public ox3d::CTempFolder {
 public:
-    CTempFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "ox3d_test_XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("cannot make " + name);
-        }
-        m_path = name;
-    }
-    ~CTempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    CTempFolder(const CTempFolder&) = delete;
-    CTempFolder& operator=(const CTempFolder&) = delete;
-
-    const std::filesystem::path& Path() const { return m_path; }
-    std::string File(const std::string& name) const { return m_path / name; }
-
-private:
-    std::filesystem::path m_path;
+    std::string File(const std::string& name) const { return Path() / name; }
 };
 
 // The working folder of the process as long as the object lives.
