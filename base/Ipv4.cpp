@@ -2,6 +2,7 @@
 #include "base/Ipv4.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 
 namespace ox3d {
@@ -48,6 +49,15 @@ Ipv4Field Ipv4Chars(uint32_t ip) noexcept {
 
 std::string Ipv4Text(uint32_t ip) {
     return Ipv4Chars(ip).data();
+}
+
+bool IsHostAddress(uint32_t ip) {
+    const uint32_t first = ip >> 24;
+    return first >= 1 && first <= 223;
+}
+
+bool IsSubnetMask(uint32_t mask) {
+    return mask != 0 && std::countl_one(mask) + std::countr_zero(mask) == 32;
 }
 
 } // namespace ox3d

@@ -34,6 +34,11 @@ using Ipv4Field = std::array<char, 16>;
 Ipv4Field Ipv4Chars(uint32_t ip) noexcept;
 std::string Ipv4Text(uint32_t ip);
 
+// Neither "this network" (0.x.x.x) nor multicast, reserved or broadcast.
+bool IsHostAddress(uint32_t ip);
+// Ones from the top, then zeros.
+bool IsSubnetMask(uint32_t mask);
+
 } // namespace ox3d
 
 #endif

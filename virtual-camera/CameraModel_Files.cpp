@@ -1,23 +1,10 @@
 // CameraModel_Files.cpp - the file store, firmware, and the camera's place in the network.
-#include <bit>
 #include <charconv>
 
+#include "base/Ipv4.h"
 #include "virtual-camera/CameraModel.h"
 
 namespace ox3d {
-namespace {
-
-// Ones from the top, then zeros.
-bool IsMask(uint32_t mask) {
-    return mask != 0 && std::countl_one(mask) + std::countr_zero(mask) == 32;
-}
-
-bool IsHostAddress(uint32_t ip) {
-    const uint32_t first = ip >> 24;
-    return first >= 1 && first <= 223;
-}
-
-} // namespace
 
 EModelStatus CCameraModel::ReadFile(std::string_view name, std::vector<uint8_t>* out) {
     Delay();
@@ -94,7 +81,7 @@ EModelStatus CCameraModel::RunFileOperation() {
 
 EModelStatus CCameraModel::ForceIp(uint32_t ip, uint32_t mask, uint32_t gateway) {
     const CLock lock(m_mutex);
-    if (m_config.m_transport != ETransport::GigE || !IsHostAddress(ip) || !IsMask(mask)) {
+    if (m_config.m_transport != ETransport::GigE || !IsHostAddress(ip) || !IsSubnetMask(mask)) {
         return EModelStatus::Argument;
     }
     SetValue(EFeature::GevCurrentIPAddress, ip);

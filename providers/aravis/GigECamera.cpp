@@ -2,6 +2,7 @@
 #include <chrono>
 #include <thread>
 
+#include "base/Ipv4.h"
 #include "base/UdpSocket.h"
 #include "gigevision/Registers.h"
 #include "providers/aravis/AravisCamera.h"

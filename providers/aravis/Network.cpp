@@ -8,7 +8,6 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <memory>
 
@@ -27,15 +26,6 @@ uint32_t IpOf(const sockaddr* address) {
 }
 
 } // namespace
-
-bool IsHostAddress(uint32_t ip) {
-    const uint32_t first = ip >> 24;
-    return first >= 1 && first <= 223;
-}
-
-bool IsSubnetMask(uint32_t mask) {
-    return mask != 0 && std::countl_one(mask) + std::countr_zero(mask) == 32;
-}
 
 std::vector<HostInterface> HostInterfaces() {
     constexpr size_t kMaxInterfaces = 64;

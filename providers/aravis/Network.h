@@ -1,4 +1,4 @@
-// Network.h - the host's Ethernet interfaces, and which IP numbers can be what.
+// Network.h - the host's Ethernet interfaces.
 #ifndef OX3D_ARAVIS_NETWORK_H
 #define OX3D_ARAVIS_NETWORK_H
 
@@ -7,9 +7,6 @@
 #include <vector>
 
 namespace ox3d {
-
-bool IsHostAddress(uint32_t ip);
-bool IsSubnetMask(uint32_t mask);
 
 struct HostInterface {
     std::string m_name;

@@ -96,7 +96,8 @@ ProviderChoice ChooseProvider(const std::string& request, const fs::path& instal
     if (folder.filename() == kLibrary || !folder.has_filename()) { // "folder/" has no file name either
         folder = folder.parent_path();
     }
-    if (!HasProvider(folder)) {
+    const bool isPath = request.find('/') != std::string::npos; // no misspelt name finds a folder by chance
+    if (!isPath || !HasProvider(folder)) {
         std::string known;
         for (const std::string& name : names) {
             known += ' ' + name;

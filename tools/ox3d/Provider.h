@@ -24,9 +24,9 @@ std::filesystem::path ProvidersFolder();
 // The names of the providers in that folder, in the order in which the default is chosen.
 std::vector<std::string> ProvidersIn(const std::filesystem::path& installed);
 
-// request: a name out of ProvidersIn(installed), a folder, a file libOxCameraControl.so, or empty: then the
-// first folder of libraryPath that has one, then the first of those installed. Throws CToolError when there
-// is no such provider.
+// request: a name out of ProvidersIn(installed), the path (with a '/' in it) of a folder or of a file
+// libOxCameraControl.so, or empty: then the first folder of libraryPath that has one, then the first of those
+// installed. Throws CToolError when there is no such provider.
 ProviderChoice ChooseProvider(const std::string& request, const std::filesystem::path& installed,
                               const std::string& libraryPath);
 

@@ -11,9 +11,9 @@ namespace {
 using namespace ox3d::tool;
 
 constexpr const char* kFooter =
-    "Camera control: --provider takes the name of an installed one (\"ox3d list --help\" has them), a "
-    "folder, or\n"
-    "a file libOxCameraControl.so. Without it the one in LD_LIBRARY_PATH is used, else the first installed.\n"
+    "Camera control: --provider takes the name of an installed one (\"ox3d list --help\" has them) or the\n"
+    "path, with a '/' in it, of a folder or a file libOxCameraControl.so. Without it the one in\n"
+    "LD_LIBRARY_PATH is used, else the first installed.\n"
     "\n"
     "Exit codes: 0 success, 1 internal failure, 2 wrong command line, 3 no camera-control library,\n"
     "4 no such camera, 5 the camera refused or was lost, 6 no frame came, 7 a file could not be written,\n"

@@ -33,7 +33,7 @@ void AddProvider(CLI::App& command, Arguments& arguments) {
         names += name + ", ";
     }
     command.add_option("--provider", arguments.m_control.m_provider,
-                       "camera control: " + names + (names.empty() ? "" : "or ") + "a path");
+                       "camera control: " + names + (names.empty() ? "" : "or ") + "a path with a '/'");
 }
 
 void AddCommon(CLI::App& command, Arguments& arguments) {

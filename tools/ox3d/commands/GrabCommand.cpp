@@ -53,6 +53,7 @@ private:
     CFrameStats m_stats;
     GrabbedFrame m_last; // the last good frame
     std::optional<OX3D_RGBD_CALIB_INFO> m_colorCalib;
+    bool m_isPlayable = true;             // the recording; not without its calibration file
     uint32_t m_lastStatus = OX3D_RGBD_OK; // of the last fetch that failed
 };
 
@@ -146,6 +147,7 @@ void CGrab::BeginRecording() {
     m_camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
     if (const uint32_t status = m_camera.SaveCalibration(m_recording->CalibrationFile());
         status != OX3D_RGBD_OK) {
+        m_isPlayable = false;
         std::fprintf(stderr, "ox3d: the recording cannot be played without the camera's calibration: %s\n",
                      StatusText(status).c_str());
     }
@@ -197,7 +199,7 @@ EExitCode CGrab::Run() {
     AddCloud(m_last);
     m_camera.Close(); // others may have it while the files are written
     Report(WriteResults(m_out, m_last));
-    return code;
+    return code == EExitCode::Ok && !m_isPlayable ? EExitCode::File : code;
 }
 
 } // namespace
