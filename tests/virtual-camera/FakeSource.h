@@ -2,9 +2,6 @@
 #ifndef OX3D_TEST_FAKE_SOURCE_H
 #define OX3D_TEST_FAKE_SOURCE_H
 
-#include <algorithm>
-#include <utility>
-
 #include "virtual-camera/CameraModel.h"
 
 namespace ox3d::test {
