@@ -20,11 +20,7 @@
 namespace ox3d::tool {
 namespace {
 
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::StartsWith;
-using ::testing::Throws;
+using namespace ::testing;
 
 // A frame with one image of 2 x 1 pixels over six bytes.
 struct OneImage {
@@ -70,7 +66,7 @@ TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
     EXPECT_EQ(FindDepth(many.m_frame), nullptr);
 }
 
-class Results : public ::testing::Test {
+class Results : public Test {
 protected:
     std::string File(const char* name) const { return m_folder.File(name); }
     test::CTempFolder m_folder;
@@ -100,15 +96,8 @@ TEST_F(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
     EXPECT_THAT(WriteResults(m_folder.Path(), frame),
                 ElementsAre("depth.png", "depth_color.png", "color.png"));
     EXPECT_FALSE(std::filesystem::exists(File("overlay.png")) || std::filesystem::exists(File("cloud.ply")));
-}
-
-TEST_F(Results, ThatCannotBeWrittenAreAnErrorWithItsExitCode) {
-    const auto isFile = ::testing::Property(&CToolError::Code, EExitCode::File);
-    EXPECT_THAT(
-        [&] {
-            WriteResults(File("none"), {1, DepthImage(9, 9, 1), {}, false, {}});
-        },
-        Throws<CToolError>(isFile));
+    const auto isFile = Property(&CToolError::Code, EExitCode::File);
+    EXPECT_THAT([&] { WriteResults(File("none"), frame); }, Throws<CToolError>(isFile));
     EXPECT_THAT([&] { WritePly("/dev/full", {{CloudPoint()}, true}); }, Throws<CToolError>(isFile));
 }
 
@@ -135,8 +124,7 @@ TEST(FrameStats, CountsTheGapsInTheFrameNumbers) {
         for (const uint32_t number : numbers) {
             stats.Add(number, 0.0, {});
         }
-        EXPECT_EQ(stats.LostFrames(), lost) << "beginning with " << numbers[0] << ", " << numbers[1];
-        EXPECT_EQ(stats.Frames(), numbers.size());
+        EXPECT_EQ(stats.LostFrames(), lost) << PrintToString(numbers);
     }
 }
 
@@ -198,14 +186,12 @@ TEST(DepthEdges, LieOnTheOutlineOfAThingWhateverGapsThereAreAndShowOnColor) {
         const Rgb ground = picture.At(2, 2);
         EXPECT_GT(ground.r, ground.g);
         uint32_t count = 0;
-        for (int y = 0; y < static_cast<int>(kHeight); ++y) {
-            for (int x = 0; x < static_cast<int>(kWidth); ++x) {
-                // Pixels from the middle of the box, as a chessboard king walks: 20 at its outline.
-                const int steps = std::max(std::abs(2 * x - 159), std::abs(2 * y - 119)) / 2;
-                const bool isEdge = picture.At(static_cast<uint32_t>(x), static_cast<uint32_t>(y)) != ground;
-                EXPECT_FALSE(isEdge && (steps < 17 || steps > 22)) << x << ", " << y;
-                count += isEdge ? 1 : 0;
-            }
+        for (int i = 0; i < 160 * 120; ++i) {
+            // Pixels from the middle of the box, as a chessboard king walks: 20 at its outline.
+            const int steps = std::max(std::abs(2 * (i % 160) - 159), std::abs(2 * (i / 160) - 119)) / 2;
+            const bool isEdge = picture.m_samples[static_cast<size_t>(i)] != ground;
+            EXPECT_FALSE(isEdge && (steps < 17 || steps > 22)) << i % 160 << ", " << i / 160;
+            count += isEdge ? 1 : 0;
         }
         EXPECT_GE(count, 4 * kSide * 8 / 10) << "the outline is incomplete";
     }
@@ -255,12 +241,16 @@ TEST(PointCloud, OfRegisteredDepthUsesTheColorCamerasIntrinsics) {
 TEST(PointCloud, OfAPointImageLeavesOutWhatIsNoPoint) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     float points[] = {100.0F, -200.0F, 500.0F, 0.0F, 0.0F, 0.0F, nan, 0.0F, 1.0F};
-    OX3D_RGBD_IMAGE_DATA image{};
-    image.enImageType = OX3D_RGBD_PIXEL_POINT_CLOUD;
-    image.nWidth = 3;
-    image.nHeight = 1;
-    image.pData = reinterpret_cast<uint8_t*>(points);
-    image.nDataLen = sizeof(points);
+    OX3D_RGBD_IMAGE_DATA image{OX3D_RGBD_PIXEL_POINT_CLOUD,
+                               0,
+                               3,
+                               1,
+                               reinterpret_cast<uint8_t*>(points),
+                               sizeof(points),
+                               0,
+                               0,
+                               0,
+                               {}};
     const PointCloud cloud = CloudFromPointImage(image);
     ASSERT_EQ(cloud.m_points.size(), 1U);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, -0.2F);

@@ -13,14 +13,12 @@ namespace ox3d::test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
+using namespace ::testing;
 
 const std::string kDesk = OX3D_DATA_DIR "/desk";
 const std::string kOffice = OX3D_DATA_DIR "/office";
 
-class ToolRun : public ::testing::Test {
+class ToolRun : public Test {
 protected:
     // On virtual cameras, where the test does not choose: without a word the tool looks for real ones.
     CProcess Start(std::vector<std::string> arguments) const {
@@ -126,6 +124,10 @@ TEST_F(ToolRun, PlaysBackToTheBitWhatItHasRecorded) {
         }
     }
     EXPECT_THAT(Run({"grab", "--all", "--out", "out"}, 7), HasSubstr("holds a recording already"));
+    fs::create_directories(m_folder.File("blocked/calibration.xml"));
+    EXPECT_THAT(Run({"grab", "--all", "--out", "blocked", "--frames", "1", "--recording", kDesk}, 7),
+                HasSubstr("cannot be played without the camera's calibration"));
+    EXPECT_TRUE(fs::exists(m_folder.File("blocked/depth.png")));
 }
 
 TEST_F(ToolRun, RecordsColorAtTheSizeThatTheCameraSends) {
@@ -181,13 +183,6 @@ TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
     EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}, 2), HasSubstr("is a USB camera"));
 }
 
-TEST_F(ToolRun, DoctorLooksAtAHostWithoutRoomForTemporaryFiles) {
-    m_variables.emplace_back("TMPDIR=/proc");
-    CProcess host = Start({"doctor"});
-    host.Finish(); // by what it finds on this host
-    EXPECT_THAT(host.Output(), HasSubstr("no camera was asked: cannot make a temporary folder"));
-}
-
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
     UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
     EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8),
@@ -198,6 +193,10 @@ TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
     const bool isSound = host.Output().find("problems: 0,") != std::string::npos;
     EXPECT_EQ(code, isSound ? 0 : 8) << host.Output();
     EXPECT_THAT(host.Output(), Not(HasSubstr("E1")));
+    m_variables.emplace_back("TMPDIR=/proc"); // without room for temporary files
+    CProcess cramped = Start({"doctor"});
+    EXPECT_EQ(cramped.Finish(), code);
+    EXPECT_THAT(cramped.Output(), HasSubstr("no camera was asked: cannot make a temporary folder"));
 }
 
 TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
@@ -216,7 +215,10 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"list", "--recording", ".", "--provider", OX3D_OTHER_PROVIDER}, 2, "not by " OX3D_OTHER_PROVIDER},
 #endif
         {{"list", "--provider", "none"}, 3, "no libOxCameraControl.so at none; installed in "},
-        {{"list", "--provider", "."}, 3, "0x8006000b"},
+        {{"list", "--provider", "."},
+         3,
+         "no libOxCameraControl.so at .;"}, // a name, not the file that is here
+        {{"list", "--provider", "./"}, 3, "0x8006000b"},
         {{"info", "--serial", "X"}, 4, "present: VC00000001"},
         {{"network", "--dhcp"}, 2, "--dhcp requires --serial"},
         {{"network", "--serial", "X", "--dhcp", "--link-local"}, 2, "excludes"},

@@ -5,6 +5,13 @@
 # Usage: third-party.sh <ox3d-virtual-camera> <ox3d> <provider> <recording>
 set -euo pipefail
 
+program=$1
+tool=$2
+provider=$3
+recording=$4
+dir=$(mktemp -d)
+trap 'kill $(jobs -p) 2>/dev/null || true; wait; rm -rf "$dir"' EXIT
+
 skip() {
     echo "skipped: $1"
     exit 77
@@ -15,66 +22,45 @@ fail() {
     exit 1
 }
 
-program=$1
-tool=$2
-provider=$3
-recording=$4
+# until_there <text> <file> <process>: waits for the text to appear in the file, as long as the process runs.
+until_there() {
+    until grep -qs "$1" "$2"; do
+        kill -0 "$3" 2>/dev/null || return
+        sleep 0.1
+    done
+}
+
+# expect <file> <text>...
+expect() {
+    for text in "${@:2}"; do
+        grep -qF "$text" "$1" || fail "arv-tool does not say $text"
+    done
+}
+
 for needed in arv-tool-0.8 tshark; do
     command -v "$needed" >/dev/null || skip "$needed is not installed"
 done
-
-dir=$(mktemp -d)
-camera=
-capture=
-cleanup() {
-    [ -z "$capture" ] || kill "$capture" 2>/dev/null || true
-    [ -z "$camera" ] || kill "$camera" 2>/dev/null || true
-    wait
-    rm -rf "$dir"
-}
-trap cleanup EXIT
-
-# until_there <what> <file> <text>: waits for the text to appear in the file.
-until_there() {
-    for _ in $(seq 300); do
-        grep -q "$3" "$2" 2>/dev/null && return
-        sleep 0.1
-    done
-    cat "$2" >&2
-    fail "$1"
-}
-
 "$program" --camera "serial=LEFT,recording=$recording" \
     --camera "serial=RIGHT,user_name=other,recording=$recording" >"$dir/camera.txt" 2>&1 &
 camera=$!
-until_there "the cameras do not come up" "$dir/camera.txt" '^ready$'
+until_there '^ready$' "$dir/camera.txt" "$camera" || fail "the cameras do not come up: $(cat "$dir/camera.txt")"
 # Enough of every packet but those that hold nothing but pixels.
 tshark -i lo -f udp -s 700 -w "$dir/packets.pcap" >"$dir/tshark.txt" 2>&1 &
 capture=$!
-for _ in $(seq 300); do
-    grep -q '^Capturing on' "$dir/tshark.txt" && break
-    kill -0 "$capture" 2>/dev/null || skip "tshark may not capture: $(tail -n 1 "$dir/tshark.txt")"
-    sleep 0.1
-done
+until_there '^Capturing on' "$dir/tshark.txt" "$capture" ||
+    skip "tshark may not capture: $(tail -n 1 "$dir/tshark.txt")"
 
 arv-tool-0.8 | tee "$dir/list.txt"
-for line in "Ox3d-VirtualRgbd-GigE-LEFT (127.0.0.1)" "Ox3d-VirtualRgbd-GigE-RIGHT (127.0.0.2)"; do
-    grep -qF "$line" "$dir/list.txt" || fail "arv-tool does not list $line"
-done
+expect "$dir/list.txt" "Ox3d-VirtualRgbd-GigE-LEFT (127.0.0.1)" "Ox3d-VirtualRgbd-GigE-RIGHT (127.0.0.2)"
 arv-tool-0.8 -a 127.0.0.2 control Gain=3.5 Gain DeviceUserID ChunkModeActive=true PayloadSize | tee "$dir/values.txt"
-for line in "Gain = 3.5 dB" "DeviceUserID = other" "PayloadSize = 614408 B"; do
-    grep -qF "$line" "$dir/values.txt" || fail "arv-tool does not read $line"
-done
-
-"$tool" grab --provider "$provider" --serial LEFT --frames 60 --out "$dir/pictures" 2>&1 | tee "$dir/stream.txt"
+expect "$dir/values.txt" "Gain = 3.5 dB" "DeviceUserID = other" "PayloadSize = 614408 B"
+"$tool" grab --provider "$provider" --serial LEFT --frames 60 --out "$dir/pictures"
 [ -s "$dir/pictures/depth.png" ] || fail "no picture came"
 
 kill -INT "$capture"
 wait "$capture" || fail "tshark: $(cat "$dir/tshark.txt")"
-capture=
 kill -TERM "$camera"
 wait "$camera" || fail "ox3d-virtual-camera does not end well"
-camera=
 
 # fields <options of tshark...>: what the dissectors make of the packets, a line each.
 fields() {
