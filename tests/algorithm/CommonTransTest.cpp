@@ -1,8 +1,5 @@
 // The common data transform: where points and registered depths land, and what is cleared.
 // Relies on small images for the kernels and on process type 15 for the choice between them.
-#include "algorithm/binostereo/FloatToInt.h"
-#include "algorithm/binostereo/TransformTiers.h"
-#include "tests/algorithm/StereoRig.h"
 #include "tests/algorithm/TestObject.h"
 
 #include <cmath>
@@ -12,35 +9,20 @@ using namespace ox3d::test;
 
 namespace {
 
+using Depth = std::vector<int16_t>;
+
 constexpr float kIdentity[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
 
-// Either kernel, by the type of the points, on rows without padding.
-template <typename TPoint>
-int32_t Transform(const std::vector<int16_t>& depth, int32_t width, TPoint* points, int16_t* target,
-                  int32_t targetWidth, const float* k, const float* t, const float* k2,
-                  const float* distortion) {
+// Either kernel, by the type of the points, on rows without padding. The rest: target depth and its width, the
+// intrinsics, the transform, the target's intrinsics and its distortion.
+template <typename TPoint, typename... TRest>
+int32_t Transform(const Depth& depth, int32_t width, TPoint* points, TRest... rest) {
     const auto height = static_cast<int32_t>(depth.size()) / width;
     if constexpr (std::is_same_v<TPoint, float>) {
-        return OXB3D_BINOSTEREO_Comn_Trans_f32(depth.data(), width, width, height, points, target,
-                                               targetWidth, k, t, k2, distortion);
+        return OXB3D_BINOSTEREO_Comn_Trans_f32(depth.data(), width, width, height, points, rest...);
     } else {
-        return OXB3D_BINOSTEREO_Comn_Trans_s16(depth.data(), width, width, height, points, target,
-                                               targetWidth, k, t, k2, distortion);
+        return OXB3D_BINOSTEREO_Comn_Trans_s16(depth.data(), width, width, height, points, rest...);
     }
-}
-
-TEST(FloatToInt, GivesTheConversionInstructionsResultForEveryInput) {
-    using namespace ox3d::stereo;
-    for (const float value : {-0.9F, 0.9F}) {
-        EXPECT_EQ(FloatToInt32(value), 0);
-    }
-    EXPECT_EQ(FloatToInt32(-1.5F), -1);
-    EXPECT_EQ(FloatToInt32(2147483520.0F), 2147483520);
-    for (const float value : {2147483648.0F, -2147483648.0F, -3e9F, HUGE_VALF, -HUGE_VALF, std::nanf("")}) {
-        EXPECT_EQ(FloatToInt32(value), INT32_MIN) << value;
-    }
-    EXPECT_EQ(FloatToInt16(40000.7F), -25536);
-    EXPECT_EQ(FloatToInt16(1e10F), 0);
 }
 
 // For each way of calling, what the kernels clear of the point buffer (bytes a pixel) and of the target depth. An
@@ -48,33 +30,30 @@ TEST(FloatToInt, GivesTheConversionInstructionsResultForEveryInput) {
 template <typename TPoint>
 void CheckModes(size_t clearedInA, size_t clearedInC2) {
     const struct {
-        std::string m_given; // points, target depth, its intrinsics, transform, distortion
-        bool m_isRefused;
-        size_t m_pointBytes, m_depthBytes;
-    } kModes[] = {{"ptid", false, clearedInA, 0}, {"p", false, clearedInA, 0}, {"tid", true, 0, 0},
-                  {"timd", false, 0, 2},          {"tmd", true, 0, 0},         {"ptimd", false, 12, 2},
-                  {"ptmd", true, 0, 0},           {"pmd", false, 12, 0},       {"pimd", false, 12, 0},
-                  {"tim", false, 0, 2},           {"tm", true, 0, 0},          {"pim", false, clearedInC2, 0},
-                  {"ptim", false, 12, 2},         {"ptm", true, 0, 0},         {"imd", true, 0, 0}};
-    const std::vector<int16_t> depth(6);
+        std::string m_given;               // points, target depth, its intrinsics, transform, distortion
+        size_t m_pointBytes, m_depthBytes; // none: refused
+    } kModes[] = {{"ptid", clearedInA, 0}, {"p", clearedInA, 0}, {"tid", 0, 0},  {"timd", 0, 2},
+                  {"tmd", 0, 0},           {"ptimd", 12, 2},     {"ptmd", 0, 0}, {"pmd", 12, 0},
+                  {"pimd", 12, 0},         {"tim", 0, 2},        {"tm", 0, 0},   {"pim", clearedInC2, 0},
+                  {"ptim", 12, 2},         {"ptm", 0, 0},        {"imd", 0, 0}};
     const float k[4] = {500, 500, 0, 0};
-    for (const auto& mode : kModes) {
-        const auto ifGiven = [&mode](char letter, auto* pointer) {
-            return mode.m_given.find(letter) != std::string::npos ? pointer : nullptr;
+    for (const auto& [given, pointBytes, depthBytes] : kModes) {
+        SCOPED_TRACE(given);
+        const auto ifGiven = [&given = given](char letter, auto* pointer) {
+            return given.find(letter) != std::string::npos ? pointer : nullptr;
         };
-        std::vector<uint8_t> points(depth.size() * 16, 0x5A);
-        std::vector<uint8_t> target(depth.size() * 4, 0x5A);
-        EXPECT_EQ(Transform(depth, 3, ifGiven('p', reinterpret_cast<TPoint*>(points.data())),
+        std::vector<uint8_t> points(6 * 16, 0x5A);
+        std::vector<uint8_t> target(6 * 4, 0x5A);
+        EXPECT_EQ(Transform(Depth(6), 3, ifGiven('p', reinterpret_cast<TPoint*>(points.data())),
                             ifGiven('t', reinterpret_cast<int16_t*>(target.data())), 3, k,
                             ifGiven('m', kIdentity), ifGiven('i', k), ifGiven('d', k)),
-                  mode.m_isRefused ? OXB3D_BINOSTEREO_E_NULL : 0);
-        const auto cleared = [](const std::vector<uint8_t>& bytes) { // the rest is as it was
-            const auto end = std::find(bytes.begin(), bytes.end(), 0x5A);
-            EXPECT_EQ(std::count(end, bytes.end(), 0x5A), bytes.end() - end);
-            return static_cast<size_t>(end - bytes.begin());
-        };
-        EXPECT_EQ(cleared(points), depth.size() * mode.m_pointBytes) << mode.m_given;
-        EXPECT_EQ(cleared(target), depth.size() * mode.m_depthBytes) << mode.m_given;
+                  pointBytes + depthBytes == 0 ? OXB3D_BINOSTEREO_E_NULL : 0);
+        std::vector<uint8_t> expected(6 * pointBytes);
+        expected.resize(points.size(), 0x5A);
+        EXPECT_EQ(points, expected);
+        expected.assign(6 * depthBytes, 0);
+        expected.resize(target.size(), 0x5A);
+        EXPECT_EQ(target, expected);
     }
 }
 
@@ -83,64 +62,63 @@ TEST(Modes, FollowFromWhatIsGiven) {
     CheckModes<int16_t>(8, 6);
 }
 
-TEST(PointCloud, HoldsEveryPixelInTheDepthCamerasFrame) {
-    const float k[4] = {500, 250, 2, 1};
-    float points[12];
-    ASSERT_EQ(Transform({1000, 0, -32768, 777}, 2, points, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
-    const float expected[12] = {-4, -4, 1000, 0, 0, 0, 131.072F, 0, -32768, -1.554F, 0, 777};
+void ExpectPoints(const float (&points)[12], const float (&expected)[12]) {
     for (size_t i = 0; i < 12; ++i) {
         EXPECT_FLOAT_EQ(points[i], expected[i]) << i;
     }
+}
+
+TEST(PointCloud, HoldsEveryPixelInTheDepthCamerasFrame) {
+    const float k[4] = {500, 250, 2, 1};
+    const Depth depth = {1000, 0, -32768, 777};
+    float points[12];
+    ASSERT_EQ(Transform(depth, 2, points, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
+    ExpectPoints(points, {-4, -4, 1000, 0, 0, 0, 131.072F, 0, -32768, -1.554F, 0, 777});
     int16_t points16[24]; // of 6 bytes; 8 are cleared
-    ASSERT_EQ(Transform({1000, 0, -32768, 777}, 2, points16, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(std::vector<int16_t>(points16, points16 + 12),
-              (std::vector<int16_t>{-4, -4, 1000, 0, 0, 0, 131, 0, -32768, -1, 0, 777}));
-    const float flat[4] = {0, 0, 1, 0};
-    ASSERT_EQ(Transform({1000}, 1, points, nullptr, 0, flat, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(Transform(depth, 2, points16, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(Depth(points16, points16 + 12), (Depth{-4, -4, 1000, 0, 0, 0, 131, 0, -32768, -1, 0, 777}));
+    const float flat[4] = {0, 0.02F, 1, 1};
+    ASSERT_EQ(Transform(Depth{1000}, 1, points, nullptr, 0, flat, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(points[0], -1000.0F / 1.1920929e-7F) << "a focal length of zero is no fault";
+    ASSERT_EQ(Transform(Depth{1000}, 1, points16, nullptr, 0, flat, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(Depth(points16, points16 + 2), (Depth{0, 15537})) << "the low 16 bits";
 }
 
 TEST(MovedPoints, StandAtTheirSourcePixelAndSkipMissingDepth) {
     const float t[12] = {0, -1, 0, 10, 1, 0, 0, 20, 0, 0, 1, 30}; // a quarter turn about the optical axis
     const float k[4] = {100, 100, 0, 0};
     float points[12];
-    ASSERT_EQ(Transform({0, 1000, -5, 500}, 2, points, nullptr, 0, k, t, nullptr, nullptr), 0);
-    const float expected[12] = {0, 0, 0, 10, 30, 1030, 0, 0, 0, 5, 25, 530};
-    for (size_t i = 0; i < 12; ++i) {
-        EXPECT_FLOAT_EQ(points[i], expected[i]) << i;
-    }
+    ASSERT_EQ(Transform(Depth{0, 1000, -5, 500}, 2, points, nullptr, 0, k, t, nullptr, nullptr), 0);
+    ExpectPoints(points, {0, 0, 0, 10, 30, 1030, 0, 0, 0, 5, 25, 530});
 }
 
 TEST(MovedPoints, LieOnTheDistortedRayAndAreRegisteredThere) {
     const float distortion[4] = {0.11F, -0.07F, 0.013F, -0.021F};
     const float k[4] = {100, 100, -37, 52}; // the first pixel looks along (0.37, -0.52)
     const float onRow[4] = {1000, 0, 0, 0}; // a target one row tall
-    std::vector<int16_t> depth(1000);
+    Depth depth(1000);
     depth[0] = 2000;
     std::vector<float> points(3 * depth.size());
     ASSERT_EQ(Transform(depth, 1000, points.data(), nullptr, 0, k, kIdentity, nullptr, distortion), 0);
-    const auto [x, y] =
-        Project({{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.11F, -0.07F, 0.013F, -0.021F, 0}}, {0.37, -0.52, 1});
-    EXPECT_NEAR(points[0], x * 2000, 0.002);
-    EXPECT_NEAR(points[1], y * 2000, 0.002);
+    EXPECT_NEAR(points[0], 0.36297497 * 2000, 0.002);
+    EXPECT_NEAR(points[1], -0.51685294 * 2000, 0.002);
     EXPECT_EQ(points[2], 2000);
-    std::vector<int16_t> target(depth.size());
+    Depth target(depth.size());
     ASSERT_EQ(Transform(depth, 1000, points.data(), target.data(), 1000, k, kIdentity, onRow, distortion), 0);
-    const auto column = static_cast<size_t>(x * 1000);
-    EXPECT_EQ(target[column], 2000);
-    EXPECT_NEAR(points[3 * column + 1], y * 2000, 0.002);
+    EXPECT_EQ(target[362], 2000);
+    EXPECT_NEAR(points[3 * 362 + 1], -0.51685294 * 2000, 0.002);
 }
 
 // Where in a target of the given width the first of 4 x 3 pixels lands.
-int32_t LandsAt(float column, float row, int32_t targetWidth) {
-    std::vector<int16_t> depth(12);
+std::ptrdiff_t LandsAt(float column, float row, int32_t targetWidth) {
+    Depth depth(12);
     depth[0] = 100;
     const float k[4] = {1, 1, 0, 0};
     const float k2[4] = {1, 1, column, row};
-    std::vector<int16_t> target(12);
-    EXPECT_EQ(Transform<float>(depth, 4, nullptr, target.data(), targetWidth, k, kIdentity, k2, nullptr), 0);
-    const auto found = std::find(target.begin(), target.end(), 100);
-    return found == target.end() ? -1 : static_cast<int32_t>(found - target.begin());
+    Depth target(12);
+    float* const noPoints = nullptr;
+    EXPECT_EQ(Transform(depth, 4, noPoints, target.data(), targetWidth, k, kIdentity, k2, nullptr), 0);
+    return std::find(target.begin(), target.end(), 100) - target.begin();
 }
 
 TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
@@ -151,41 +129,37 @@ TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
     EXPECT_EQ(LandsAt(1.5F, 2.9F, 2), 2 * 2 + 1) << "a narrow target is still as tall as the source";
     const float outside[][2] = {{-1, 0}, {0, -1}, {4, 0}, {0, 3}, {1e20F, 0}, {NAN, 0}, {0, INFINITY}};
     for (const auto& [column, row] : outside) {
-        EXPECT_EQ(LandsAt(column, row, 4), -1) << column << ' ' << row;
+        EXPECT_EQ(LandsAt(column, row, 4), 12) << column << ' ' << row;
     }
-    EXPECT_EQ(LandsAt(2.0F, 0.0F, 2), -1);
+    EXPECT_EQ(LandsAt(2.0F, 0.0F, 2), 12);
 }
 
 TEST(Registration, KeepsTheNearestAndOnATieTheFirst) {
-    const float k[4] = {1, 1, 0, 0};
-    const float k2[4] = {0, 0, 1, 0}; // every pixel lands in column 1 of row 0
-    ox3d::EKernelTier tier{};
-    const auto winner = [&](const std::vector<int16_t>& depth, const float* transform) {
-        ox3d::stereo::UseTransformKernelTier(tier);
+    const auto winner = [&](const Depth& depth, const float* transform) {
+        const float k[4] = {1, 1, 0, 0};
+        const float k2[4] = {0, 0, 1, 0}; // every pixel lands in column 1 of row 0
         int16_t target[3];
         float points[9];
         EXPECT_EQ(Transform(depth, 3, points, target, 3, k, transform, k2, nullptr), 0);
         return std::pair<int, long>{target[1], std::lround(points[3] / points[5])}; // depth, source column
     };
+    using Winner = std::pair<int, long>;
+    EXPECT_EQ(winner({300, 200, 250}, kIdentity), (Winner{200, 1}));
+    EXPECT_EQ(winner({0, 200, 200}, kIdentity), (Winner{200, 1}));
+    EXPECT_EQ(winner({-7, 0, 50}, kIdentity), (Winner{50, 2}));
     const float lift[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 2, 0}; // doubles the depth
-    for (const ox3d::EKernelTier used : {ox3d::EKernelTier::Reference, ox3d::BestKernelTier()}) {
-        tier = used;
-        EXPECT_EQ(winner({300, 200, 250}, kIdentity), (std::pair<int, long>{200, 1}));
-        EXPECT_EQ(winner({0, 200, 200}, kIdentity), (std::pair<int, long>{200, 1}));
-        EXPECT_EQ(winner({-7, 0, 50}, kIdentity), (std::pair<int, long>{50, 2}));
-        EXPECT_EQ(winner({20000, 15000, 0}, lift).first, -25536)
-            << "stored in 16 bits, less than any later depth";
-    }
+    EXPECT_EQ(winner({20000, 15000, 0}, lift).first, -25536)
+        << "stored in 16 bits, less than any later depth";
 }
 
 TEST(Transform, ByTheProcessTakesTheFloatPointsWhereBothAreGiven) {
     CTestObject object(32);
     const float k[4] = {500, 500, 320, 240};
-    const std::vector<int16_t> depth(size_t{640} * 480, 1000);
+    const Depth depth(size_t{640} * 480, 1000);
     std::vector<float> points(3 * depth.size());
-    std::vector<int16_t> points16(6 * depth.size(), 77);
+    Depth points16(6 * depth.size(), 77);
     const OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT in{
-        Image(3, 640, 480, depth.data()), k, nullptr, nullptr, nullptr, {}};
+        Image(3, depth.data()), k, nullptr, nullptr, nullptr, {}};
     OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT out{points16.data(), points.data(), {}};
     EXPECT_EQ(object.Process(15, in, out), 0);
     EXPECT_EQ(points.back(), 1000);

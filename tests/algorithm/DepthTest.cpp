@@ -1,4 +1,5 @@
-// Multi-frame depth fusion: the smoothing, the modes, the shifts of the confidences, and process type 6.
+// Multi-frame depth fusion: the smoothing, the modes, the shifts of the confidences, and process type 6. And the fill
+// score of depth images, process types 3 and 13.
 // Relies on buffers of exactly the asked size between guard pages.
 #include "algorithm/binostereo/Gaussian.h"
 #include "algorithm/binostereo/ImageTiers.h"
@@ -6,7 +7,6 @@
 
 #include <climits>
 #include <cmath>
-#include <limits>
 #include <random>
 
 using namespace ox3d::stereo;
@@ -47,30 +47,18 @@ TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
 }
 
 TEST(Fusion, OfOnePixelFollowsItsMode) {
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     const struct {
         int32_t m_mode;
         int16_t m_depth, m_previous;
         float m_confidence, m_previousConfidence; // sure above 60
         int16_t m_fused;
-    } kPixels[] = {{1, 1000, 1050, 100, 100, 1025},
-                   {1, 1000, 1222, 61, 61, 1111},
-                   {1, 1000, 1223, 61, 61, 1223},
-                   {1, 1300, 1000, 100, 100, 1300},
-                   {1, 11, 9, 61, 61, 11},
-                   {1, 900, 1300, 60, 70, 1300},
-                   {1, 900, 1300, 70, 60, 900},
-                   {1, 1000, 1050, 50, 50, 1025},
-                   {1, 1000, 1050, kNaN, 99, 1025},
-                   {1, 0, -7, 50, 50, 0},
-                   {2, 1000, 1050, 100, 100, 1025},
-                   {2, 5, -8, 100, 100, -1},
-                   {2, 20000, 20000, 100, 100, -12768},
-                   {2, 900, 1300, 60, 70, 1300},
-                   {2, 900, 1300, 70, 60, 900},
-                   {2, 900, 1300, 50, 50, 1300},
-                   {3, 5, 9, 0, 0, 9},
-                   {3, -5, -9, 0, 0, -5}};
+    } kPixels[] = {
+        {1, 1000, 1050, 100, 100, 1025}, {1, 1000, 1222, 61, 61, 1111},   {1, 1000, 1223, 61, 61, 1223},
+        {1, 1300, 1000, 100, 100, 1300}, {1, 11, 9, 61, 61, 11},          {1, 900, 1300, 60, 70, 1300},
+        {1, 900, 1300, 70, 60, 900},     {1, 1000, 1050, 50, 50, 1025},   {1, 1000, 1050, NAN, 99, 1025},
+        {1, 0, -700, 50, 50, 0},         {2, 1000, 1050, 100, 100, 1025}, {2, 5, -8, 100, 100, -1},
+        {2, 900, 1300, 60, 70, 1300},    {2, 900, 1300, 70, 60, 900},     {2, 900, 1300, 50, 50, 1300},
+        {3, 500, 900, 0, 0, 900},        {3, -500, -900, 0, 0, -500}};
     for (const auto& p : kPixels) {
         int16_t fused = 0;
         reference::Fuse({&p.m_depth, &p.m_previous, &p.m_confidence, &p.m_previousConfidence, &fused, 1,
@@ -105,18 +93,18 @@ TEST(Fusion, TakesDepthsWhereThePixelIsAndConfidencesAtTheShiftedPlace) {
             const OXB3D_BINOSTEREO_FUSE_FRAME in{depth.Data(), grey.Data(), kWidth, kHeight};
             ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Process(state.Data(), &in, config, output.Data()), 0);
         }
-        for (int64_t y = std::max(rowShift, 1);
-             y <= std::min<int64_t>(kHeight - 1, int64_t{kHeight} - 1 - rowShift); ++y) {
-            for (int64_t x = std::max(columnShift, 2); x < int64_t{kWidth} - 1 - columnShift && x < kWidth;
-                 ++x) {
-                const int64_t row = y - rowShift;
-                const int64_t column = x - columnShift;
-                // The corner of the surer place is smoothed round.
-                const bool isCorner = row > 14 && row < 22 && column > 14 && column < 22;
-                const bool isSurer = row >= 5 && row < 20 && column >= 5 && column < 20;
-                if (!isCorner) {
-                    ASSERT_EQ(output.Data()[y * kWidth + x], isSurer ? 2 : 1) << x << ' ' << y;
-                }
+        for (int32_t i = 0; i < kWidth * kHeight; ++i) {
+            const int64_t x = i % kWidth;
+            const int64_t y = i / kWidth;
+            const int64_t column = x - columnShift;
+            const int64_t row = y - rowShift;
+            const bool isFused = x >= 2 && column >= 0 && x + columnShift < kWidth - 1 && y >= 1 &&
+                                 row >= 0 && y + rowShift <= kHeight - 1;
+            const bool isSurer = row >= 5 && row < 20 && column >= 5 && column < 20;
+            // The corner of the surer place is smoothed round.
+            if (row <= 14 || row >= 22 || column <= 14 || column >= 22) {
+                const auto untouched = static_cast<int16_t>(0xA7A7);
+                ASSERT_EQ(output.Data()[i], isFused ? (isSurer ? 2 : 1) : untouched) << x << ' ' << y;
             }
         }
     }
@@ -125,16 +113,14 @@ TEST(Fusion, TakesDepthsWhereThePixelIsAndConfidencesAtTheShiftedPlace) {
 class FuseProcess : public testing::Test {
 protected:
     // One frame of one depth and one grey value; returns the fused depth at a pixel.
-    int16_t Fuse(int16_t depth, uint8_t grey, int x = 300, int y = 200) {
+    int16_t Fuse(int16_t depth, uint8_t grey, int x = 300, int y = 200, int32_t width = 640) {
         const Depth depths(m_out.size(), depth);
         const Grey greys(m_out.size(), grey);
-        ZQA_IMAGE out = Image(3, 640, 480, m_out.data());
-        EXPECT_EQ(m_object.Process(6,
-                                   OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT{Image(3, 640, 480, depths.data()),
-                                                                     Image(1, 640, 480, greys.data())},
-                                   out),
-                  0);
-        return Fused(x, y);
+        ZQA_IMAGE out = Image(3, m_out.data(), width);
+        const OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT in{Image(3, depths.data(), width),
+                                                   Image(1, greys.data(), width)};
+        EXPECT_EQ(m_object.Process(6, in, out), 0);
+        return m_out[At(x, y, width)];
     }
     int16_t Fused(int x, int y) const { return m_out[At(x, y, 640)]; }
 
@@ -157,21 +143,71 @@ TEST_F(FuseProcess, FollowsTheModeAndThresholdOfTheParameters) {
     EXPECT_EQ(Fuse(500, 70), 20000) << "not confident enough, and not more so than the last";
 }
 
+TEST_F(FuseProcess, StartsAnewWithAFrameOfAnotherSize) {
+    Fuse(1000, 70);
+    EXPECT_EQ(Fuse(1050, 70, 300, 200, 600), 1050);
+    EXPECT_EQ(Fuse(1150, 70, 300, 200, 600), 1100);
+    m_object.SetParam(257, 3);
+    EXPECT_EQ(Fuse(2000, 70), 2000);
+    m_object.SetParam(257, 1);
+    EXPECT_EQ(Fuse(1000, 70), 1000) << "nothing is known of the first frame's confidence";
+}
+
 TEST_F(FuseProcess, NarrowsTheRegionByTheShifts) {
     m_object.SetParam(257, 3);
-    m_object.SetParam(260, 20);
-    m_object.SetParam(261, 64);
     Fuse(1, 0);
-    const auto untouched = static_cast<int16_t>(0xA7A7);
-    EXPECT_EQ(Fuse(7, 0, 64, 20), 7);
-    EXPECT_EQ(Fused(63, 20), untouched);
-    EXPECT_EQ(Fused(64, 19), untouched);
-    EXPECT_EQ(Fused(574, 459), 7) << "the last row is taken in";
-    EXPECT_EQ(Fused(575, 459), untouched) << "the last column is not";
-    EXPECT_EQ(Fused(574, 460), untouched);
-    m_object.SetParam(260, -64);
-    EXPECT_EQ(Fuse(9, 0, 64, 474), 9) << "a negative shift takes no row away";
-    EXPECT_EQ(Fused(64, 475), untouched);
+    int16_t depth = 1;
+    const struct {
+        int32_t m_rowShift, m_columnShift, m_left, m_top, m_right, m_bottom;
+    } kRegions[] = {{20, -64, 5, 20, 633, 459}, {-64, 64, 64, 5, 574, 474}};
+    for (const auto& [rowShift, columnShift, left, top, right, bottom] : kRegions) {
+        m_object.SetParam(260, rowShift);
+        m_object.SetParam(261, columnShift);
+        EXPECT_EQ(Fuse(++depth, 0, left, top), depth);
+        EXPECT_EQ(Fused(right, bottom), depth);
+        const int outside[][2] = {{left - 1, top}, {left, top - 1}, {right + 1, bottom}, {right, bottom + 1}};
+        for (const auto& [x, y] : outside) {
+            EXPECT_EQ(Fused(x, y), static_cast<int16_t>(0xA7A7)) << x << ' ' << y;
+        }
+    }
+}
+
+using Region = OXB3D_BINOSTEREO_REGION;
+
+TEST(DepthScore, IsTheWorstCellsShareOfSamples) {
+    // A sample without depth, a region and its score. No cell has the image's first row and column, and none the
+    // region's last ones where thirds of it are whole.
+    const struct {
+        int32_t m_x, m_y;
+        Region m_region;
+        int32_t m_score;
+    } kCases[] = {
+        {0, 0, {1, 1, 9, 9}, 100},      {8, 8, {1, 1, 9, 9}, 75},       {9, 8, {1, 1, 9, 9}, 100},
+        {8, 9, {1, 1, 9, 9}, 100},      {0, 5, {0, 0, 10, 10}, 100},    {5, 0, {0, 0, 10, 10}, 100},
+        {1, 1, {0, 0, 10, 10}, 88},     {8, 1, {0, 0, 10, 10}, 83},     {1, 8, {0, 0, 10, 10}, 83},
+        {13, 20, {10, 20, 12, 7}, 87},  {14, 22, {10, 20, 12, 7}, 87},  {20, 25, {10, 20, 12, 7}, 83},
+        {20, 26, {10, 20, 12, 7}, 100}, {21, 25, {10, 20, 12, 7}, 100}, {9, 9, {5, 0, 9, 3}, INT_MIN}};
+    CTestObject object(2);
+    for (const auto& [x, y, region, score] : kCases) {
+        std::vector<int16_t> depth(size_t{60} * 40, -1);
+        depth[At(x, y, 60)] = 0;
+        ZQA_IMAGE image = Image(3, depth.data(), 60, 40);
+        image.width = 45; // of a step of 60
+        int32_t found = -77;
+        EXPECT_EQ(object.Process(3, OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT{image, region}, found), 0);
+        EXPECT_EQ(found, score) << x << ' ' << y;
+    }
+}
+
+TEST(DepthScore, OfSeveralRegionsIsThatOfEach) {
+    std::vector<int16_t> depth(size_t{60} * 40, -1);
+    depth[8 * 60 + 8] = 0;
+    const Region regions[] = {{1, 1, 9, 9}, {20, 20, 9, 9}, {5, 0, 9, 3}};
+    int32_t scores[4] = {-77, -77, -77, -77};
+    OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT out{scores};
+    const OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT in{Image(3, depth.data(), 60, 40), 3, 0, regions};
+    EXPECT_EQ(CTestObject(2).Process(13, in, out), 0);
+    EXPECT_EQ(std::vector<int32_t>(scores, scores + 4), (std::vector<int32_t>{75, 100, INT_MIN, -77}));
 }
 
 } // namespace

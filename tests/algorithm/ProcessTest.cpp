@@ -1,0 +1,278 @@
+// Every process, as to its records and its memory: what it asks of records and in which order, that it runs in exactly
+// the asked blocks, allocates nothing and keeps nothing in scratch memory that it needs.
+// Relies on processes that write nothing where they fail, and on the linker wrapping the C allocation functions for
+// everything linked in statically.
+#define OX3D_WRAPPED_ALLOCATIONS
+#include "algorithm/binostereo/Object.h"
+#include "tests/algorithm/TestObject.h"
+#include "tests/support/Allocations.h"
+
+#include <climits>
+#include <cmath>
+#include <functional>
+
+bool ox3d::test::MustCount(const void* /*caller*/) {
+    return true;
+}
+
+using namespace ox3d::test;
+
+namespace {
+
+constexpr int32_t kGeneral = 0x10000000, kFormat = 0x10000007, kSize = 0x10000008, kStep = 0x10000009,
+                  kPlane = 0x1000000A, kNull = 0x10000014, kRegion = 0x10000019;
+constexpr int32_t kFusion = 0; // stands for the function itself
+constexpr float kIntrinsics[4] = {520, 516, 311, 247};
+constexpr float kMove[12] = {1, 0, 0, 20, 0, 1, 0, 3, 0, 0, 1, 0};
+constexpr OXB3D_BINOSTEREO_CAMERA kCamera = {{520, 0, 311, 0, 516, 247, 0, 0, 1},
+                                             {-0.2F, 0.06F, 0.001F, 0, 0}};
+constexpr size_t kPixels = size_t{640} * 480;
+
+// Planes in blocks of exactly their size.
+struct Planes {
+    CGuardedBlock grey{kPixels}, depth{kPixels * 2};
+    CGuardedBlock left{kPixels}, right{kPixels}, fused{kPixels * 2}, target{kPixels * 2},
+        points{kPixels * 12};
+
+    Planes() {
+        for (size_t i = 0; i < kPixels; ++i) {
+            grey.Data<uint8_t>()[i] = static_cast<uint8_t>(i % 640 / 3 + i / 640);
+            depth.Data<int16_t>()[i] = static_cast<int16_t>(500 + i % 640);
+        }
+    }
+};
+
+// Valid records of every process.
+struct Records {
+    explicit Records(const Planes& planes) : m_planes(planes) {}
+
+    int32_t Run(CTestObject& object, int32_t type) {
+        if (type == kFusion) {
+            void* const state = ox3d::stereo::ObjectOf(object.Handle())->m_multiFuseRegion;
+            return OXB3D_BINOSTEREO_MULTI_FUSE_Process(state, &m_frame, m_config,
+                                                       m_planes.fused.Data<int16_t>());
+        }
+        const auto run = [&](const auto& in, auto& out) { return object.Process(type, in, out); };
+        return type == 1    ? run(m_init, m_common)
+               : type == 3  ? run(m_score, m_scores[0])
+               : type == 5  ? run(m_in, m_out)
+               : type == 6  ? run(m_fuse, m_fused)
+               : type == 13 ? run(m_several, m_severalOut)
+                            : run(m_trans, m_transOut);
+    }
+
+    // disturb runs before every call. The result has a bit of every failure.
+    int32_t RunAll(
+        CTestObject& object, const std::function<void()>& disturb = [] {}) {
+        int32_t status = 0;
+        const auto run = [&](int32_t type) {
+            disturb();
+            status |= Run(object, type);
+        };
+        for (const int32_t type : {1, 3, 5, 13}) {
+            run(type);
+        }
+        for (int32_t mode = 3; mode >= 1; --mode) {
+            object.SetParam(257, mode);
+            run(6);
+        }
+        m_transOut.pointsFloat = m_planes.points.Data<float>();
+        run(15);
+        m_transOut = {m_planes.points.Data<int16_t>(), nullptr, m_transOut.targetDepth};
+        run(15);
+        return status;
+    }
+    bool IsUnwritten() const { return m_common.fx == 0 && m_common.baseLine == 0 && m_scores[0] == -77; }
+
+    const Planes& m_planes;
+    OXB3D_BINOSTEREO_INIT_INPUT m_init = {640,         480, kCamera, kCamera, {1, 0, 0, 0, 1, 0, 0, 0, 1},
+                                          {-80, 0, 0}, {}};
+    OXB3D_BINOSTEREO_INIT_OUTPUT m_common = {};
+    OXB3D_BINOSTEREO_IMAGE_PAIR m_in = {Image(1, m_planes.grey.Data()), Image(1, m_planes.grey.Data())};
+    OXB3D_BINOSTEREO_IMAGE_PAIR m_out = {Image(1, m_planes.left.Data()), Image(1, m_planes.right.Data())};
+    OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT m_fuse = {Image(3, m_planes.depth.Data()),
+                                                Image(1, m_planes.grey.Data())};
+    ZQA_IMAGE m_fused = Image(3, m_planes.fused.Data());
+    OXB3D_BINOSTEREO_REGION m_regions[2] = {{0, 0, 9, 9}, {630, 470, 10, 10}};
+    OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT m_score = {Image(3, m_planes.depth.Data()), m_regions[1]};
+    int32_t m_scores[2] = {-77, -77};
+    OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT m_several = {Image(3, m_planes.depth.Data()), 2, 0, m_regions};
+    OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT m_severalOut = {m_scores};
+    OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT m_trans = {
+        Image(3, m_planes.depth.Data()), kIntrinsics, kMove, kIntrinsics, nullptr, {}};
+    OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT m_transOut = {nullptr, nullptr,
+                                                            Image(3, m_planes.target.Data())};
+    OXB3D_BINOSTEREO_FUSE_FRAME m_frame = {m_planes.depth.Data<int16_t>(), m_planes.grey.Data<uint8_t>(), 640,
+                                           480};
+    int32_t m_config[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS] = {5, 5, 634, 474, 11, 1, 155, 1, 70, 0, 0};
+};
+
+#define WRONG(member, value) [](Records& r) { r.m_##member = (value); }
+
+// Faults of a process that give one status; those that are found first come first.
+const struct {
+    int32_t m_process, m_status;
+    std::vector<void (*)(Records&)> m_faults;
+} kFaults[] = {
+    {1, kSize, {WRONG(init.width, 639), WRONG(init.height, 479)}},
+    {1, kSize, {WRONG(init.width, 641), WRONG(init.height, 481)}},
+    {1, kGeneral, {WRONG(init.left.matrix[0], 0), WRONG(init.right.matrix[4], -500)}},
+    {1, kGeneral, {WRONG(init.right.distortion[4], NAN), WRONG(init.translation[1], INFINITY)}},
+    {1, kGeneral, {WRONG(init.rotation[4], -1), WRONG(init.rotation[0], 1.01F)}},
+    {1, kGeneral, {WRONG(init.translation[0], 0)}},
+    {3, kFormat, {WRONG(score.depth.format, 2)}},
+    {3, kRegion, {WRONG(score.region.x, -1), WRONG(score.region.y, -1)}},
+    {3, kRegion, {WRONG(score.region.x, 631), WRONG(score.region.y, INT_MAX)}},
+    {3, kRegion, {WRONG(score.region.y, 471), WRONG(score.region.x, INT_MAX)}},
+    {3, -11, {WRONG(score.depth.data[0], nullptr)}},
+    {3, kRegion, {WRONG(score.region.width, 2), WRONG(score.region.height, INT_MIN)}},
+    {3, kRegion, {WRONG(score.region.height, 2)}},
+    {5, kFormat, {WRONG(in.left.format, 2), WRONG(out.right.format, 2)}},
+    {5, kSize, {WRONG(in.right.width, 641), WRONG(in.left.height, 479)}},
+    {5, kStep, {WRONG(in.right.step[0], 639), WRONG(in.left.step[0], 639)}},
+    {5, -11, {WRONG(in.right.data[0], nullptr)}},
+    {5, -10, {WRONG(out.left.step[0], 639)}},
+    {5, -9, {WRONG(out.right.width, 0)}},
+    {5, kSize, {WRONG(out.right.width, 639), WRONG(out.left.height, 479)}},
+    {6, kNull, {WRONG(fuse.depth.data[0], nullptr)}},
+    {6, kStep, {WRONG(fuse.depth.step[0], 641), WRONG(fuse.grey.width, 639), WRONG(fuse.grey.height, 479)}},
+    {6, kStep, {WRONG(fuse.grey.step[0], 641)}},
+    {6, -8, {WRONG(fuse.grey.format, 99)}},
+    {6, -11, {WRONG(fuse.grey.data[0], nullptr)}},
+    {6, -10, {WRONG(fuse.depth.format, 104)}},
+    {kFusion, -21, {WRONG(frame.depth, nullptr)}},
+    {kFusion, kSize, {WRONG(frame.width, 641), WRONG(frame.height, 481)}},
+    {kFusion, 0x32000003, {WRONG(config[0], -1), WRONG(config[1], -1)}},
+    {kFusion, 0x32000003, {WRONG(config[2], 641), WRONG(config[3], 5)}},
+    {kFusion, 0x32000001, {WRONG(config[5], 4), WRONG(config[5], 0)}},
+    {kFusion, -21, {WRONG(frame.grey, nullptr)}},
+    {kFusion, 0x32000002, {WRONG(config[6], 256)}},
+    {kFusion, 0x32000004, {WRONG(config[7], 2)}},
+    {13, kNull, {WRONG(several.regions, nullptr), WRONG(severalOut.scores, nullptr)}},
+    {13, kFormat, {WRONG(several.depth.format, 2)}},
+    {13, kRegion, {WRONG(several.count, 0), WRONG(regions[1].height, 11), WRONG(regions[1].width, 2)}},
+    {13, -11, {WRONG(several.depth.data[0], nullptr)}},
+    {15, kNull, {WRONG(trans.sourceIntrinsics, nullptr), WRONG(transOut.targetDepth.data[0], nullptr)}},
+    {15, kFormat, {WRONG(trans.sourceDepth.format, 77)}},
+    {15, kStep, {WRONG(trans.sourceDepth.step[0], 600)}},
+    {15, kPlane, {WRONG(trans.sourceDepth.data[0], nullptr)}},
+    {15, kFormat, {WRONG(trans.sourceDepth.format, 2)}},
+    {15, kSize, {WRONG(trans.sourceDepth.width, 639), WRONG(trans.sourceDepth.height, 479)}},
+    {15, kStep, {WRONG(trans.sourceDepth.step[0], 641), WRONG(transOut.targetDepth.step[0], 641)}},
+    {15, kNull, {WRONG(trans.targetIntrinsics, nullptr), WRONG(trans.transform, nullptr)}}};
+
+TEST(Processes, FindEveryFaultAloneAndBeforeThoseThatStandBehindIt) {
+    const Planes planes;
+    CTestObject object(63);
+    for (const int32_t process : {1, 3, 5, 6, 13, 15, kFusion}) {
+        Records behind(planes);
+        EXPECT_EQ(Records(planes).Run(object, process), 0) << process;
+        for (size_t i = std::size(kFaults); i-- > 0;) {
+            const auto& [owner, status, faults] = kFaults[i];
+            for (auto fault = faults.rbegin(); owner == process && fault != faults.rend(); ++fault) {
+                Records alone(planes);
+                for (Records* const records : {&alone, &behind}) {
+                    (*fault)(*records);
+                    EXPECT_EQ(records->Run(object, process), status)
+                        << "process " << process << ", row " << i << ", from behind "
+                        << fault - faults.rbegin();
+                    EXPECT_TRUE(records->IsUnwritten()) << process;
+                }
+            }
+        }
+    }
+}
+
+TEST(Processes, HoldDepthToTheAbilityAndAskNothingOfWhatIsNotUsed) {
+    const Planes planes;
+    CTestObject object(63);
+    Records r(planes);
+    r.m_fuse.depth.height = r.m_fuse.grey.height = 481;
+    EXPECT_EQ(r.Run(object, 6), kSize);
+    r.m_fuse.depth.height = 480;
+    object.SetParam(257, 3); // the larger depth, which takes no grey image
+    r.m_fuse.grey = {};
+    EXPECT_EQ(r.Run(object, 6), 0);
+    r.m_frame.grey = nullptr;
+    r.m_config[5] = 3, r.m_config[6] = 999, r.m_config[7] = 0;
+    EXPECT_EQ(r.Run(object, kFusion), 0);
+    r.m_transOut.targetDepth.step[0] = -5; // no column lies inside
+    EXPECT_EQ(r.Run(object, 15), 0);
+    EXPECT_EQ(OXB3D_BINOSTEREO_DepthScore(nullptr, 60, {60, 40}, 0, 0, r.m_scores, {0, 0}, {9, 9}), kNull);
+}
+
+TEST(Memory, IsNeitherReadNorWrittenBeyondWhatWasAskedFor) {
+    const Planes planes;
+    Records records(planes);
+    for (const EAgainst against : {EAgainst::End, EAgainst::Start}) {
+        for (const auto& [width, height] : {std::pair{640, 480}, {643, 491}}) {
+            CTestObject object(63, width, height, against);
+            EXPECT_EQ(records.RunAll(object), 0);
+        }
+    }
+}
+
+TEST(Memory, ThatIsABlockShortIsRefusedUntouched) {
+    for (uint32_t flags = 1; flags <= 63; ++flags) {
+        const OXB3D_BINOSTEREO_ABILITY ability = Ability(flags);
+        CMemory memory(ability);
+        const auto* bytes = static_cast<const uint8_t*>(memory.Tab()[0].base);
+        const auto size = static_cast<ptrdiff_t>(memory.Tab()[0].size);
+        for (const size_t entry : {0U, 1U}) {
+            OXB3D_BINOSTEREO_MEM_TAB& shortened = memory.Tab()[entry];
+            if (shortened.size > 0) {
+                shortened.size -= 128;
+                void* handle = nullptr;
+                EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), &handle), 0x10000004) << flags;
+                EXPECT_EQ(handle, nullptr);
+                EXPECT_EQ(std::count(bytes, bytes + size, kGarbage), size) << flags;
+                shortened.size += 128;
+            }
+        }
+    }
+}
+
+TEST(Memory, IsNeverAllocated) {
+    const Planes planes;
+    Records records(planes);
+    CTestObject object(63);
+    CMemory memory(Ability(63));
+    const OXB3D_BINOSTEREO_ABILITY ability = Ability(63);
+    OXB3D_BINOSTEREO_MEM_TAB tab[8];
+    void* handle = nullptr;
+    const uint64_t before = g_allocations;
+    const int32_t status = OXB3D_BINOSTEREO_GetMemSize(&ability, tab) |
+                           OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), &handle) |
+                           OXB3D_BINOSTEREO_SetConfig(handle, 3, nullptr, 0) | records.RunAll(object);
+    const uint64_t after = g_allocations;
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(after, before);
+    EXPECT_FALSE(std::vector<int>(1 + after).empty());
+    EXPECT_GT(g_allocations, after) << "the count itself must work";
+}
+
+TEST(Memory, MayLoseItsScratchBetweenAnyTwoCalls) {
+    const Planes planes;
+    const Planes disturbed;
+    CTestObject object(63);
+    CTestObject other(63);
+    const OXB3D_BINOSTEREO_MEM_TAB scratch = other.Memory().Tab()[1];
+    int garbage = 0x31;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(Records(planes).RunAll(object), 0);
+        const auto disturb = [&] { std::memset(scratch.base, garbage += 5, scratch.size); };
+        EXPECT_EQ(Records(disturbed).RunAll(other, disturb), 0);
+        const auto isSame = [&](CGuardedBlock Planes::*block, size_t at, size_t bytes) {
+            return std::memcmp((planes.*block).Data<uint8_t>() + at, (disturbed.*block).Data<uint8_t>() + at,
+                               bytes) == 0;
+        };
+        EXPECT_TRUE(isSame(&Planes::left, 0, kPixels) && isSame(&Planes::right, 0, kPixels));
+        EXPECT_TRUE(isSame(&Planes::target, 0, kPixels * 2));
+        EXPECT_TRUE(isSame(&Planes::points, 0, kPixels * 12));
+        for (size_t y = 5; y <= 474; ++y) { // outside lies what the scratch memory holds
+            ASSERT_TRUE(isSame(&Planes::fused, (y * 640 + 5) * 2, size_t{629} * 2));
+        }
+    }
+}
+
+} // namespace
