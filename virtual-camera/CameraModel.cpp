@@ -211,6 +211,15 @@ void CCameraModel::AdoptState(const CCameraModel& before) {
             Adopt(id, before);
         }
     }
+    // Settings of another transport are laid out otherwise. A set that was never stored follows the new defaults.
+    if (m_config.m_transport == before.m_config.m_transport) {
+        for (size_t i = 1; i < std::size(m_userSets); ++i) {
+            if (before.m_userSets[i] != before.m_userSets[0]) {
+                m_userSets[i] = before.m_userSets[i];
+            }
+        }
+    }
+    Adopt(EFeature::UserSetDefault, before);
     m_files = before.m_files;
     // Calibration belongs to the images; with other images, or with none wanted, it is made anew.
     if (!IsSameSource(m_config.m_source, before.m_config.m_source) ||

@@ -9,12 +9,11 @@ namespace {
 
 constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 
-// The stretch of a ray inside a box, and the faces through which it enters and leaves: 0, 1, 2 for x, y, z.
+// The stretch of a ray inside a box, and the face through which it enters: 0, 1, 2 for x, y, z.
 struct Stretch {
     double m_enter = -std::numeric_limits<double>::infinity();
     double m_leave = std::numeric_limits<double>::infinity();
     int m_enterAxis = 0;
-    int m_leaveAxis = 0;
 };
 
 // Cuts the stretch with one pair of parallel faces; false when nothing is left.
@@ -32,10 +31,7 @@ bool ClipSlab(double origin, double direction, double half, int axis, Stretch* s
         stretch->m_enter = first;
         stretch->m_enterAxis = axis;
     }
-    if (second < stretch->m_leave) {
-        stretch->m_leave = second;
-        stretch->m_leaveAxis = axis;
-    }
+    stretch->m_leave = std::min(stretch->m_leave, second);
     return stretch->m_enter <= stretch->m_leave;
 }
 
