@@ -13,22 +13,22 @@ namespace ox3d::test {
 class CU3vCamera {
 public:
     using Bytes = std::vector<uint8_t>;
-    using FrameParts = std::array<Bytes, 3>; // leader, payload, trailer
 
     // Without a usable image source there is no camera to test with: throws.
     explicit CU3vCamera(const CameraConfig& config);
 
     CCameraModel& Model() { return m_model; }
-    // The acknowledge to a command; empty when it is none.
+    // The acknowledge to a command.
     Bytes Answer(const uint8_t* command, size_t lengthBytes);
-    static FrameParts Pack(const CameraFrame& frame);
+    // Leader, payload and trailer.
+    static std::array<Bytes, 3> Pack(const CameraFrame& frame);
 
 private:
     uint16_t Read(uint64_t address, Bytes* out);
     uint16_t Write(uint64_t address, const uint8_t* bytes, size_t lengthBytes);
 
     CCameraModel m_model;
-    Bytes m_streamRegisters; // of the transport alone; the model has none of them
+    CRegisterFile m_transport{false}; // the registers that the model has not
 };
 
 } // namespace ox3d::test

@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
-#include <cstring>
+#include <cstdio>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -18,12 +17,19 @@
 using namespace ox3d;
 using ox3d::test::CU3vCamera;
 
+// Opaque for users of libusb.
+struct libusb_context {};
+struct libusb_device {};
+struct libusb_device_handle {
+    uint64_t m_camera; // its number
+};
+
 namespace {
 
 constexpr uint8_t kControlIn = 0x81;
 constexpr uint8_t kControlOut = 0x01;
 constexpr uint8_t kStreamIn = 0x82;
-constexpr size_t kMaxPendingFrames = 8; // what a host does not fetch is lost
+constexpr size_t kMaxPendingParts = 24; // what a host does not fetch is lost
 // The longest wait of one call: Aravis ends its threads after the call that they are in.
 constexpr std::chrono::milliseconds kMaxWait{10};
 
@@ -34,7 +40,7 @@ public:
         const std::lock_guard lock(m_mutex);
         m_camera = std::move(camera);
         ++m_plugs;
-        m_frames.clear();
+        m_parts.clear();
         m_changed.notify_all();
         if (m_camera != nullptr) {
             m_producer =
@@ -48,20 +54,12 @@ public:
     }
     // Moves what the stream has to say next. False while it has nothing.
     bool Serve(unsigned char* out, int lengthBytes, int* moved) {
-        if (m_frames.empty()) {
+        if (m_parts.empty()) {
             return false;
         }
-        const CU3vCamera::Bytes& part = m_frames.front()[m_part];
-        const size_t count = std::min(part.size() - m_sentBytes, static_cast<size_t>(lengthBytes));
-        std::memcpy(out, part.data() + m_sentBytes, count);
-        *moved = static_cast<int>(count);
-        m_sentBytes += count;
-        if (m_sentBytes == part.size()) {
-            m_sentBytes = 0;
-            m_part = (m_part + 1) % std::tuple_size_v<CU3vCamera::FrameParts>;
-        }
-        if (m_part == 0 && m_sentBytes == 0) {
-            m_frames.pop_front();
+        *moved = Move(&m_parts.front(), out, lengthBytes);
+        if (m_parts.front().empty()) {
+            m_parts.pop_front();
         }
         return true;
     }
@@ -70,10 +68,11 @@ public:
         m_camera->Model().GetBoolean("AcquisitionActive", &isOn);
         return isOn;
     }
-    void DropFrames() {
-        m_frames.clear();
-        m_part = 0;
-        m_sentBytes = 0;
+    static int Move(CU3vCamera::Bytes* from, unsigned char* out, int lengthBytes) {
+        const int count = std::min(static_cast<int>(from->size()), lengthBytes);
+        std::copy_n(from->begin(), count, out);
+        from->erase(from->begin(), from->begin() + count);
+        return count;
     }
 
     std::mutex m_mutex; // everything
@@ -81,6 +80,7 @@ public:
     std::shared_ptr<CU3vCamera> m_camera;
     bool m_isBusy = false;
     CU3vCamera::Bytes m_answer;
+    std::deque<CU3vCamera::Bytes> m_parts; // of frames
 
 private:
     void Produce(const std::stop_token& stop, CU3vCamera& camera) {
@@ -88,8 +88,9 @@ private:
         while (!stop.stop_requested()) {
             if (camera.Model().NextFrame(camera.Model().PlugCount(), stop, &frame) == ENextFrame::Frame) {
                 const std::lock_guard lock(m_mutex);
-                if (m_frames.size() < kMaxPendingFrames) {
-                    m_frames.push_back(CU3vCamera::Pack(frame));
+                if (m_parts.size() < kMaxPendingParts) {
+                    const auto parts = CU3vCamera::Pack(frame);
+                    m_parts.insert(m_parts.end(), parts.begin(), parts.end());
                 }
             }
             m_changed.notify_all();
@@ -97,9 +98,6 @@ private:
     }
 
     uint64_t m_plugs = 0;
-    std::deque<CU3vCamera::FrameParts> m_frames;
-    size_t m_part = 0; // of the first frame
-    size_t m_sentBytes = 0;
     std::jthread m_producer;
 };
 
@@ -108,55 +106,27 @@ CBus& Bus() {
     return *s_bus;
 }
 
-// libusb's objects are opaque: an address stands for the context and the device, the camera for a handle.
-int g_object;
-
-template <typename T>
-T* Opaque() {
-    return reinterpret_cast<T*>(&g_object);
+bool IsGone(const libusb_device_handle* handle) {
+    return handle->m_camera == 0 || handle->m_camera != Bus().Camera();
 }
 
-uint64_t& CameraOf(libusb_device_handle* handle) {
-    return *reinterpret_cast<uint64_t*>(handle);
+// ---- What the camera says of itself, field by field as in libusb.h ----
+
+constexpr libusb_endpoint_descriptor EndPoint(uint8_t address) {
+    return {0, 0, address, LIBUSB_TRANSFER_TYPE_BULK, 1024, 0, 0, 0, nullptr, 0};
 }
 
-bool IsGone(libusb_device_handle* handle) {
-    return Bus().Camera() != CameraOf(handle);
-}
-
-const unsigned char g_deviceInfo[20] = {20, 0x24, 0x01, 0, 0, 1, 0, 0, 0, 1, 0, 4, 1, 2, 0, 0, 0, 3, 0, 8};
-
-libusb_endpoint_descriptor EndPoint(uint8_t address) {
-    libusb_endpoint_descriptor end{};
-    end.bEndpointAddress = address;
-    end.bmAttributes = LIBUSB_TRANSFER_TYPE_BULK;
-    end.wMaxPacketSize = 1024;
-    return end;
-}
-
-struct Configuration {
-    libusb_endpoint_descriptor m_control[2] = {EndPoint(kControlIn), EndPoint(kControlOut)};
-    libusb_endpoint_descriptor m_stream[1] = {EndPoint(kStreamIn)};
-    libusb_interface_descriptor m_settings[2] = {};
-    libusb_interface m_interfaces[2] = {};
-    libusb_config_descriptor m_descriptor = {};
-
-    Configuration() {
-        for (uint8_t i = 0; i < 2; ++i) {
-            m_settings[i].bInterfaceNumber = i;
-            m_settings[i].bInterfaceClass = 0xEF;
-            m_settings[i].bInterfaceSubClass = 0x05;
-            m_settings[i].bInterfaceProtocol = i == 0 ? 0 : 2;
-            m_settings[i].bNumEndpoints = i == 0 ? 2 : 1;
-            m_settings[i].endpoint = i == 0 ? m_control : m_stream;
-            m_interfaces[i] = {&m_settings[i], 1};
-        }
-        m_settings[0].extra = g_deviceInfo;
-        m_settings[0].extra_length = sizeof(g_deviceInfo);
-        m_descriptor.bNumInterfaces = 2;
-        m_descriptor.interface = m_interfaces;
-    }
-};
+libusb_context g_context;
+libusb_device g_device;
+constexpr libusb_device_descriptor kDevice = {0, 0, 0, 0xEF, 2, 1, 0, 0x1209, 1, 0, 1, 2, 3, 1};
+constexpr uint8_t kInfo[] = {20, 0x24, 0x01, 0, 0, 1, 0, 0, 0, 1, 0, 4, 1, 2, 0, 0, 0, 3, 0, 8};
+constexpr libusb_endpoint_descriptor kControl[] = {EndPoint(kControlIn), EndPoint(kControlOut)};
+constexpr libusb_endpoint_descriptor kStream = EndPoint(kStreamIn);
+constexpr libusb_interface_descriptor kSettings[] = {
+    {0, 0, 0, 0, 2, 0xEF, 5, 0, 0, kControl, kInfo, sizeof(kInfo)},
+    {0, 0, 1, 0, 1, 0xEF, 5, 2, 0, &kStream, nullptr, 0}};
+constexpr libusb_interface kInterfaces[] = {{&kSettings[0], 1}, {&kSettings[1], 1}};
+libusb_config_descriptor g_configuration = {0, 0, 0, 2, 1, 0, 0, 0, kInterfaces, nullptr, 0};
 
 } // namespace
 
@@ -180,77 +150,57 @@ void SetUsbBusy(bool isBusy) {
 extern "C" {
 
 int libusb_init(libusb_context** context) {
-    if (context != nullptr) {
-        *context = Opaque<libusb_context>();
-    }
+    *context = &g_context;
     return 0;
 }
 
 void libusb_exit(libusb_context*) {}
 
 ssize_t libusb_get_device_list(libusb_context*, libusb_device*** list) {
+    static libusb_device* s_list[] = {&g_device, nullptr};
     const std::lock_guard lock(Bus().m_mutex);
-    const ssize_t count = Bus().Camera() == 0 ? 0 : 1;
-    *list = static_cast<libusb_device**>(std::calloc(2, sizeof(libusb_device*)));
-    (*list)[0] = count == 0 ? nullptr : Opaque<libusb_device>();
-    return count;
+    const bool isThere = Bus().Camera() != 0;
+    *list = isThere ? s_list : s_list + 1;
+    return isThere ? 1 : 0;
 }
 
-void libusb_free_device_list(libusb_device** list, int) {
-    std::free(list);
-}
+void libusb_free_device_list(libusb_device**, int) {}
 
 int libusb_get_device_descriptor(libusb_device*, libusb_device_descriptor* descriptor) {
-    *descriptor = {};
-    descriptor->bDeviceClass = 0xEF;
-    descriptor->bDeviceSubClass = 0x02;
-    descriptor->bDeviceProtocol = 0x01;
-    descriptor->idVendor = 0x1209;
-    descriptor->idProduct = 0x0001;
-    descriptor->iManufacturer = 1;
-    descriptor->iProduct = 2;
-    descriptor->iSerialNumber = 3;
-    descriptor->bNumConfigurations = 1;
+    *descriptor = kDevice;
     return 0;
 }
 
 int libusb_get_config_descriptor(libusb_device*, uint8_t, libusb_config_descriptor** descriptor) {
-    static Configuration s_configuration;
-    *descriptor = &s_configuration.m_descriptor;
+    *descriptor = &g_configuration;
     return 0;
 }
 
 void libusb_free_config_descriptor(libusb_config_descriptor*) {}
 
-int libusb_get_string_descriptor_ascii(libusb_device_handle*, uint8_t index, unsigned char* out, int size) {
+int libusb_get_string_descriptor_ascii(libusb_device_handle* handle, uint8_t index, unsigned char* out,
+                                       int size) {
     const std::lock_guard lock(Bus().m_mutex);
-    CameraConfig config;
-    if (Bus().m_camera != nullptr) {
-        config = Bus().m_camera->Model().Config();
+    if (IsGone(handle)) {
+        return LIBUSB_ERROR_NO_DEVICE;
     }
+    const CameraConfig& config = Bus().m_camera->Model().Config();
     const std::string texts[] = {"", config.m_manufacturer, config.m_model, config.m_serial, "12090001CAFE"};
-    const std::string text = index < std::size(texts) ? texts[index] : "";
-    const size_t count = std::min(text.size(), static_cast<size_t>(std::max(size - 1, 0)));
-    std::memcpy(out, text.data(), count);
-    out[count] = 0;
-    return static_cast<int>(count);
+    return std::snprintf(reinterpret_cast<char*>(out), static_cast<size_t>(size), "%s", texts[index].c_str());
 }
 
 int libusb_open(libusb_device*, libusb_device_handle** handle) {
     const std::lock_guard lock(Bus().m_mutex);
-    const uint64_t camera = Bus().Camera();
-    if (camera != 0) {
-        *handle = reinterpret_cast<libusb_device_handle*>(new uint64_t(camera));
-    }
-    return camera == 0 ? LIBUSB_ERROR_NO_DEVICE : 0;
+    *handle = new libusb_device_handle{Bus().Camera()};
+    return 0;
 }
 
 void libusb_close(libusb_device_handle* handle) {
-    delete &CameraOf(handle);
+    delete handle;
 }
 
 libusb_device* libusb_get_device(libusb_device_handle*) {
-    return Opaque<libusb_device>();
+    return &g_device;
 }
 
 // The interface of control comes first: from here on the camera is at its start-up settings.
@@ -289,27 +239,21 @@ int libusb_bulk_transfer(libusb_device_handle* handle, unsigned char endpoint, u
     if (IsGone(handle)) {
         return LIBUSB_ERROR_NO_DEVICE;
     }
+    bool isMoved = true;
     if (endpoint == kControlOut) {
         const bool wasAcquiring = bus.IsAcquiring();
         bus.m_answer = bus.m_camera->Answer(data, static_cast<size_t>(length));
         if (wasAcquiring != bus.IsAcquiring()) {
-            bus.DropFrames();
+            bus.m_parts.clear();
         }
         *moved = length;
-        return 0;
+    } else if (endpoint == kStreamIn) {
+        isMoved = bus.m_changed.wait_for(lock, std::min(kMaxWait, std::chrono::milliseconds(timeoutMs)),
+                                         [&] { return bus.Serve(data, length, moved); });
+    } else {
+        *moved = CBus::Move(&bus.m_answer, data, length);
     }
-    if (endpoint == kStreamIn) {
-        const bool isServed =
-            bus.m_changed.wait_for(lock, std::min(kMaxWait, std::chrono::milliseconds(timeoutMs)),
-                                   [&] { return bus.Serve(data, length, moved); });
-        return isServed ? 0 : static_cast<int>(LIBUSB_ERROR_TIMEOUT);
-    }
-    const CU3vCamera::Bytes answer = std::move(bus.m_answer);
-    bus.m_answer.clear();
-    const size_t count = std::min(answer.size(), static_cast<size_t>(length));
-    std::memcpy(data, answer.data(), count);
-    *moved = static_cast<int>(count);
-    return answer.empty() ? LIBUSB_ERROR_TIMEOUT : 0;
+    return isMoved ? 0 : static_cast<int>(LIBUSB_ERROR_TIMEOUT);
 }
 
 // There is nothing to handle: Aravis transfers synchronously.

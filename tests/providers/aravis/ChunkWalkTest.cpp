@@ -1,6 +1,8 @@
 // ChunkWalkTest.cpp - payloads with chunks, good ones and such as a broken camera might send.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "providers/aravis/AravisStream.h"
 #include "providers/aravis/ChunkWalk.h"
 
@@ -8,64 +10,53 @@ using namespace ox3d;
 
 namespace {
 
-class CPayload {
-public:
-    explicit CPayload(bool isBigEndian) : m_isBigEndian(isBigEndian) {}
-    CPayload& Add(uint32_t id, uint32_t dataBytes, uint32_t declaredBytes) {
-        m_bytes.insert(m_bytes.end(), dataBytes, 0xAB);
-        Word(id);
-        Word(declaredBytes);
-        return *this;
-    }
-    CPayload& Add(uint32_t id, uint32_t dataBytes) { return Add(id, dataBytes, dataBytes); }
-    // Exactly as long as the payload, so that a sanitizer sees every step beyond it.
-    bool Walk(std::vector<ChunkSpan>* spans) const { return WalkChunks(m_bytes, m_isBigEndian, spans); }
-    std::vector<uint8_t> m_bytes;
-
-private:
-    void Word(uint32_t word) {
+std::string Chunk(bool isBigEndian, uint32_t id, uint32_t dataBytes, uint32_t declaredBytes) {
+    std::string chunk(dataBytes, 'x');
+    for (const uint32_t word : {id, declaredBytes}) {
         for (int i = 0; i < 4; ++i) {
-            m_bytes.push_back(static_cast<uint8_t>(word >> (m_isBigEndian ? 24 - 8 * i : 8 * i)));
+            chunk += static_cast<char>(word >> (isBigEndian ? 24 - 8 * i : 8 * i));
         }
     }
-    const bool m_isBigEndian;
-};
+    return chunk;
+}
+
+bool Walk(const std::string& payload, bool isBigEndian, std::vector<ChunkSpan>* spans) {
+    const std::vector<uint8_t> bytes(payload.begin(), payload.end()); // a sanitizer sees every step beyond
+    return WalkChunks(bytes, isBigEndian, spans);
+}
 
 TEST(ChunkWalk, FindsAllChunksInBothByteOrders) {
-    for (const bool isBigEndian : {true, false}) {
+    for (const bool isBig : {true, false}) {
         std::vector<ChunkSpan> spans;
-        ASSERT_TRUE(CPayload(isBigEndian).Add(1, 100).Add(0xA5A53D0B, 40).Add(7, 0).Walk(&spans));
+        const std::string first = Chunk(isBig, 1, 100, 100);
+        EXPECT_FALSE(Walk(first, !isBig, &spans));
+        ASSERT_TRUE(Walk(first + Chunk(isBig, 0xA5A53D0B, 40, 40) + Chunk(isBig, 7, 0, 0), isBig, &spans));
         ASSERT_EQ(spans.size(), 3u);
         EXPECT_EQ(spans[0].m_offset, 0u);
         EXPECT_EQ(spans[0].m_lengthBytes, 100u);
         EXPECT_EQ(spans[1].m_id, 0xA5A53D0Bu);
         EXPECT_EQ(spans[1].m_offset, 108u);
         EXPECT_EQ(spans[2].m_lengthBytes, 0u);
-        std::vector<ChunkSpan> others;
-        EXPECT_FALSE(WalkChunks(CPayload(isBigEndian).Add(1, 100).m_bytes, !isBigEndian, &others));
     }
 }
 
 TEST(ChunkWalk, RefusesLengthsThatDoNotAddUp) {
-    for (const uint32_t declared : {41u, 39u, 149u, 0x7FFFFFFFu, 0xFFFFFFF8u, 0xFFFFFFFFu}) {
-        std::vector<ChunkSpan> spans;
-        EXPECT_FALSE(CPayload(true).Add(1, 100).Add(2, 40, declared).Walk(&spans)) << declared;
-    }
     std::vector<ChunkSpan> spans;
-    EXPECT_FALSE(WalkChunks({}, true, &spans));
-    EXPECT_FALSE(WalkChunks(std::vector<uint8_t>(7), true, &spans));
-    CPayload many(true);
-    for (size_t i = 0; i <= kMaxChunks; ++i) {
-        many.Add(1, 0);
+    for (const uint32_t declared : {41u, 39u, 149u, 0x7FFFFFFFu, 0xFFFFFFF8u, 0xFFFFFFFFu}) {
+        EXPECT_FALSE(Walk(Chunk(true, 1, 100, 100) + Chunk(true, 2, 40, declared), true, &spans)) << declared;
     }
-    EXPECT_FALSE(many.Walk(&spans));
+    EXPECT_FALSE(Walk("", true, &spans));
+    EXPECT_FALSE(Walk(std::string(7, '\0'), true, &spans));
+    EXPECT_TRUE(Walk(std::string(8 * kMaxChunks, '\0'), true, &spans));
+    EXPECT_FALSE(Walk(std::string(8 * kMaxChunks + 8, '\0'), true, &spans));
 }
 
 TEST(FrameCounter, NumbersFramesFromOneAndShowsGaps) {
+    using Numbers = std::vector<uint64_t>;
     const struct {
         uint64_t m_firstId;
-        std::vector<uint64_t> m_ids;
-        std::vector<uint64_t> m_numbers;
+        Numbers m_ids;
+        Numbers m_numbers;
     } kRows[] = {{1, {1, 2, 5}, {1, 2, 5}},
                  {0, {0, 1, 2}, {1, 2, 3}},
                  {1, {3, 4}, {3, 4}},                     // the first two were lost
@@ -75,11 +66,9 @@ TEST(FrameCounter, NumbersFramesFromOneAndShowsGaps) {
                  {0, {0xFFFFFFFF, 0x100000000}, {1, 2}}};
     for (const auto& row : kRows) {
         CFrameCounter counter(row.m_firstId);
-        std::vector<uint64_t> numbers;
-        for (const uint64_t id : row.m_ids) {
-            numbers.push_back(counter.Next(id));
+        for (size_t i = 0; i < row.m_ids.size(); ++i) {
+            EXPECT_EQ(counter.Next(row.m_ids[i]), row.m_numbers[i]) << row.m_ids[i];
         }
-        EXPECT_EQ(numbers, row.m_numbers);
     }
 }
 

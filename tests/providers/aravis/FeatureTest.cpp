@@ -50,32 +50,29 @@ TEST(FeatureSteps, AreHeldWithoutOverflow) {
 }
 
 TEST(Sysfs, TellsWhatAravisDoesNot) {
-    namespace fs = std::filesystem;
     const test::CTempFolder folder;
-    const fs::path& root = folder.Path();
-    const auto write = [&](const char* file, const char* text) {
-        fs::create_directories((root / file).parent_path());
-        test::WriteFile(root / file, std::string(text) + '\n');
-    };
-    write("2-1/serial", "S1");
-    write("2-1/idVendor", "1209");
-    write("2-1/idProduct", "00a1");
-    write("2-1/version", " 3.20");
-    for (const char* interface : {"2-1:1.0", "2-1:1.1"}) {
-        write((std::string(interface) + "/bInterfaceClass").c_str(), "ef");
-        write((std::string(interface) + "/bInterfaceSubClass").c_str(), "05");
+    for (const auto& [file, text] : {std::pair{"2-1/serial", "S1"},
+                                     {"2-1/idVendor", "1209"},
+                                     {"2-1/idProduct", "00a1"},
+                                     {"2-1/version", " 3.20"},
+                                     {"2-1:1.0/bInterfaceClass", "ef"},
+                                     {"2-1:1.0/bInterfaceSubClass", "05"},
+                                     {"2-1:1.0/bInterfaceProtocol", "00"},
+                                     {"2-1:1.0/ep_81/bEndpointAddress", "81"},
+                                     {"2-1:1.0/ep_01/bEndpointAddress", "01"},
+                                     {"2-1:1.1/bInterfaceClass", "ef"},
+                                     {"2-1:1.1/bInterfaceSubClass", "05"},
+                                     {"2-1:1.1/bInterfaceProtocol", "02"},
+                                     {"2-1:1.1/ep_83/bEndpointAddress", "83"}}) {
+        std::filesystem::create_directories((folder.Path() / file).parent_path());
+        test::WriteFile(folder.File(file), std::string(text) + '\n');
     }
-    write("2-1:1.0/bInterfaceProtocol", "00");
-    write("2-1:1.0/ep_81/bEndpointAddress", "81");
-    write("2-1:1.0/ep_01/bEndpointAddress", "01");
-    write("2-1:1.1/bInterfaceProtocol", "02");
-    write("2-1:1.1/ep_83/bEndpointAddress", "83");
     OX_CC_USB_DEVICE_INFO device{};
     device.chSerialNumber[0] = 'S';
-    FillFromSysfs(root, &device);
+    FillFromSysfs(folder.Path(), &device);
     EXPECT_EQ(device.nVendorId, 0); // another serial number
     device.chSerialNumber[1] = '1';
-    FillFromSysfs(root, &device);
+    FillFromSysfs(folder.Path(), &device);
     EXPECT_EQ(device.nVendorId, 0x1209);
     EXPECT_EQ(device.nProductId, 0x00A1);
     EXPECT_EQ(device.nBcdUsb, 0x0320u);

@@ -1,4 +1,5 @@
 // CallbackTest.cpp - callbacks: on threads of the provider's, and calling back into it from inside.
+#include <functional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -10,385 +11,303 @@ using namespace ox3d::test;
 
 namespace {
 
-// All callbacks of a handle: they note what has come, and do what a test wants.
-class CCallbacks {
+struct Seen {
+    std::vector<uint32_t> m_numbers; // of images
+    std::set<const uint8_t*> m_images;
+    std::vector<uint32_t> m_exceptions;
+    std::vector<uint32_t> m_events; // their blocks
+    int m_inside = 0;               // callbacks that run
+    bool m_mayLeave = true;
+};
+
+// An open camera whose callbacks note what has come, and do what a test wants.
+class CObservedCamera : public COpenCamera {
 public:
-    struct State {
-        std::vector<uint32_t> m_numbers; // of images
-        std::set<const uint8_t*> m_images;
-        std::vector<uint32_t> m_exceptions;
-        std::vector<uint32_t> m_events; // their blocks
-        int m_inside = 0;               // of the image callback
-        bool m_mayLeave = true;
-    };
     using Action = std::function<void(uint32_t)>;
 
-    explicit CCallbacks(Action onImage = {}) : m_onImage(std::move(onImage)) {}
-    CCallbacks& OnException(Action action) {
-        m_onException = std::move(action);
-        return *this;
+    explicit CObservedCamera(const std::string& lines = "") : COpenCamera(lines) { Register(true); }
+    ~CObservedCamera() { Destroy(); } // before what the callbacks use
+    void Register(bool isOn) {
+        EXPECT_EQ(CC(OX_CC_RegisterImageCallBackEx)(*this, isOn ? &Image : nullptr, this), 0);
+        EXPECT_EQ(CC(OX_CC_RegisterExceptionCallBack)(*this, isOn ? &Exception : nullptr, this), 0);
+        EXPECT_EQ(CC(OX_CC_RegisterEventCallBackEx)(*this, "ExposureEnd", isOn ? &Event : nullptr, this), 0);
     }
-    CCallbacks& OnEvent(Action action) {
-        m_onEvent = std::move(action);
-        return *this;
+    void Hold(bool isHeld) {
+        m_seen.Change([=](Seen& s) { s.m_mayLeave = !isHeld; });
     }
-    void Register(void* handle) {
-        ASSERT_EQ(CC(OX_CC_RegisterImageCallBackEx)(handle, &Image, this), 0);
-        ASSERT_EQ(CC(OX_CC_RegisterExceptionCallBack)(handle, &Exception, this), 0);
-        if (Rig().HasEvents()) {
-            ASSERT_EQ(CC(OX_CC_RegisterEventCallBackEx)(handle, "ExposureEnd", &Event, this), 0);
-        }
-    }
-    static void Unregister(void* handle) {
-        CC(OX_CC_RegisterImageCallBackEx)(handle, nullptr, nullptr);
-        CC(OX_CC_RegisterExceptionCallBack)(handle, nullptr, nullptr);
-        CC(OX_CC_RegisterEventCallBackEx)(handle, "ExposureEnd", nullptr, nullptr);
-    }
-    State Get() const { return m_state.Get(); }
-    void Hold() {
-        m_state.Change([](State& s) { s.m_mayLeave = false; });
-    }
-    void LetGo() {
-        m_state.Change([](State& s) { s.m_mayLeave = true; });
-    }
-    bool WaitForImages(size_t count) {
-        return m_state.WaitFor([=](const State& s) { return s.m_numbers.size() >= count; });
-    }
-    bool WaitForExceptions(size_t count) {
-        return m_state.WaitFor([=](const State& s) { return s.m_exceptions.size() >= count; });
-    }
-    bool WaitForEvents(size_t count) {
-        return m_state.WaitFor([=](const State& s) { return s.m_events.size() >= count; });
+    bool WaitFor(std::vector<uint32_t> Seen::*list, size_t count) {
+        return m_seen.WaitFor([=](const Seen& s) { return (s.*list).size() >= count; });
     }
     bool WaitUntilLeft() {
-        return m_state.WaitFor([](const State& s) { return s.m_inside == 0; });
+        return m_seen.WaitFor([](const Seen& s) { return s.m_inside == 0; });
     }
+
+    CWatched<Seen> m_seen;
+    Action m_onImage = [](uint32_t) {};
+    Action m_onException = m_onImage;
+    Action m_onEvent = m_onImage;
 
 private:
-    static void Image(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
-        auto* self = static_cast<CCallbacks*>(user);
-        EXPECT_TRUE(IsWhole(data, *info));
-        self->m_state.Change([&](State& s) {
-            s.m_numbers.push_back(info->nFrameNum);
-            s.m_images.insert(data);
+    void Enter(std::vector<uint32_t> Seen::*list, uint32_t value, const Action& action) {
+        m_seen.Change([=](Seen& s) {
+            (s.*list).push_back(value);
             ++s.m_inside;
         });
-        if (self->m_onImage) {
-            self->m_onImage(info->nFrameNum);
-        }
-        EXPECT_TRUE(self->m_state.WaitFor([](const State& s) { return s.m_mayLeave; }));
-        self->m_state.Change([](State& s) { --s.m_inside; });
+        action(value);
+        EXPECT_TRUE(m_seen.WaitFor([](const Seen& s) { return s.m_mayLeave; }));
+        m_seen.Change([](Seen& s) { --s.m_inside; });
+    }
+    static void Image(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
+        auto* self = static_cast<CObservedCamera*>(user);
+        EXPECT_TRUE(IsWhole(data, *info));
+        self->m_seen.Change([&](Seen& s) { s.m_images.insert(data); });
+        self->Enter(&Seen::m_numbers, info->nFrameNum, self->m_onImage);
     }
     static void Exception(uint32_t type, void* user) {
-        auto* self = static_cast<CCallbacks*>(user);
-        if (self->m_onException) {
-            self->m_onException(type);
-        }
-        self->m_state.Change([&](State& s) { s.m_exceptions.push_back(type); });
+        auto* self = static_cast<CObservedCamera*>(user);
+        self->Enter(&Seen::m_exceptions, type, self->m_onException);
     }
     static void Event(OX_EVENT_OUT_INFO* info, void* user) {
-        auto* self = static_cast<CCallbacks*>(user);
+        auto* self = static_cast<CObservedCamera*>(user);
         EXPECT_STREQ(info->chEventName, "ExposureEnd");
         EXPECT_EQ(info->nEventID, 4);
-        if (self->m_onEvent) {
-            self->m_onEvent(info->nBlockIdLow);
-        }
-        self->m_state.Change([&](State& s) { s.m_events.push_back(info->nBlockIdLow); });
+        self->Enter(&Seen::m_events, info->nBlockIdLow, self->m_onEvent);
     }
-
-    Action m_onImage;
-    Action m_onException;
-    Action m_onEvent;
-    CWatched<State> m_state;
 };
 
 TEST(ImageCallback, GetsEveryFrameInOrderInMemoryThatIsUsedAgain) {
-    CCallbacks callbacks;
-    const CHandle handle("fps = 240\n");
-    handle.Open();
-    handle.EnableColor();
-    callbacks.Register(handle);
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 16), 0);
-    handle.Start();
-    ASSERT_TRUE(callbacks.WaitForImages(200));
-    EXPECT_EQ(handle.Lost(), 0) << "nobody fetches, but all are seen";
-    ASSERT_EQ(handle.Stop(), 0);
-    const auto state = callbacks.Get();
-    for (size_t i = 0; i < state.m_numbers.size(); ++i) {
-        ASSERT_EQ(state.m_numbers[i], i + 1);
+    CObservedCamera camera("fps = 240\n");
+    camera.EnableColor();
+    camera.SetNodes(16);
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 200));
+    EXPECT_EQ(camera.Lost(), 0) << "nobody fetches, but all are seen";
+    ASSERT_EQ(camera.Stop(), 0);
+    const Seen seen = camera.m_seen.Get();
+    for (size_t i = 0; i < seen.m_numbers.size(); ++i) {
+        ASSERT_EQ(seen.m_numbers[i], i + 1);
     }
-    EXPECT_LE(state.m_images.size(), 60U) << "memory grows";
+    EXPECT_LE(seen.m_images.size(), 60U) << "memory grows";
 }
 
 TEST(ImageCallback, LosesTheOldestFramesWhenItIsSlow) {
-    CCallbacks callbacks;
-    const CHandle handle;
-    handle.Open();
-    callbacks.Register(handle);
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 2), 0);
-    handle.Set("AcquisitionMode", 2);
-    ASSERT_EQ(CC(OX_CC_SetIntValue)(handle, "AcquisitionFrameCount", 8), 0);
-    callbacks.Hold();
-    handle.Start();
-    ASSERT_TRUE(callbacks.WaitForImages(1));
-    const uint32_t held = callbacks.Get().m_numbers[0];
-    while (handle.Fetch() != 8) { // until the camera has sent its last
+    CObservedCamera camera;
+    camera.SetNodes(2);
+    camera.Set("AcquisitionMode", 2);
+    ASSERT_EQ(CC(OX_CC_SetIntValue)(camera, "AcquisitionFrameCount", 8), 0);
+    camera.Hold(true);
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 1));
+    const uint32_t held = camera.m_seen.Get().m_numbers[0];
+    while (camera.Fetch() != 8) { // until the camera has sent its last
     }
-    callbacks.LetGo();
-    ASSERT_TRUE(callbacks.WaitForImages(3));
-    EXPECT_EQ(callbacks.Get().m_numbers, (std::vector<uint32_t>{held, 7, 8}));
-    EXPECT_EQ(handle.Stop(), 0);
+    camera.Hold(false);
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 3));
+    EXPECT_EQ(camera.m_seen.Get().m_numbers, (std::vector<uint32_t>{held, 7, 8}));
+    EXPECT_EQ(camera.Stop(), 0);
 }
 
 TEST(ImageCallback, IsOverWhenStopReturns) {
-    CCallbacks callbacks;
-    const CHandle handle;
-    handle.Open();
-    callbacks.Register(handle);
-    callbacks.Hold();
-    handle.Start();
-    ASSERT_TRUE(callbacks.WaitForImages(1));
-    CWatched<bool> isStopped;
+    CObservedCamera camera;
+    camera.Hold(true);
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 1));
+    CFlag isStopped;
     std::thread stopper([&] {
-        EXPECT_EQ(handle.Stop(), 0);
-        EXPECT_EQ(callbacks.Get().m_inside, 0);
-        isStopped.Set(true);
+        EXPECT_EQ(camera.Stop(), 0);
+        EXPECT_EQ(camera.m_seen.Get().m_inside, 0);
+        isStopped.Raise();
     });
-    while (handle.FetchStatus() != kCallOrder) { // until it is inside
+    while (camera.Fetch(0) != kCallOrder) { // until it is inside
     }
-    EXPECT_FALSE(isStopped.Get());
-    callbacks.LetGo();
+    EXPECT_FALSE(isStopped.IsRaised());
+    camera.Hold(false);
     stopper.join();
-    EXPECT_EQ(callbacks.Get().m_numbers.size(), 1U);
+    EXPECT_EQ(camera.m_seen.Get().m_numbers.size(), 1U);
 }
 
 TEST(ImageCallback, IsUnregisteredWithoutWaitingForIt) {
-    CCallbacks callbacks;
-    const CHandle handle;
-    handle.Open();
-    callbacks.Register(handle);
-    callbacks.Hold();
-    handle.Start();
-    ASSERT_TRUE(callbacks.WaitForImages(1));
-    CCallbacks::Unregister(handle);
-    EXPECT_EQ(callbacks.Get().m_inside, 1);
-    callbacks.LetGo();
-    EXPECT_TRUE(callbacks.WaitUntilLeft());
-    ASSERT_EQ(CC(OX_CC_ClearImageBuffer)(handle), 0);
-    EXPECT_NE(handle.Fetch(), 0U);
-    EXPECT_NE(handle.Fetch(), 0U);
-    EXPECT_EQ(callbacks.Get().m_numbers.size(), 1U);
-    callbacks.Register(handle); // and again, while frames come
-    EXPECT_TRUE(callbacks.WaitForImages(3));
-    EXPECT_EQ(handle.Close(), 0);
+    CObservedCamera camera;
+    camera.Hold(true);
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 1));
+    camera.Register(false);
+    EXPECT_EQ(camera.m_seen.Get().m_inside, 1);
+    camera.Hold(false);
+    EXPECT_TRUE(camera.WaitUntilLeft());
+    ASSERT_EQ(CC(OX_CC_ClearImageBuffer)(camera), 0);
+    EXPECT_GT(camera.Fetch(), 0);
+    EXPECT_GT(camera.Fetch(), 0);
+    EXPECT_EQ(camera.m_seen.Get().m_numbers.size(), 1U);
+    camera.Register(true); // and again, while frames come
+    EXPECT_TRUE(camera.WaitFor(&Seen::m_numbers, 3));
 }
 
 TEST(ImageCallback, MayStopAndStartAgainFromInside) {
-    CHandle handle;
     int restarts = 0;
-    CCallbacks callbacks([&](uint32_t number) {
+    CObservedCamera camera;
+    camera.m_onImage = [&](uint32_t number) {
         if (number == 2 && restarts++ < 3) {
-            EXPECT_EQ(handle.Stop(), 0);
-            EXPECT_EQ(handle.Stop(), kCallOrder);
-            EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), 0);
+            EXPECT_EQ(camera.Stop(), 0);
+            EXPECT_EQ(camera.Stop(), kCallOrder);
+            EXPECT_EQ(CC(OX_CC_StartGrabbing)(camera), 0);
         }
-    });
-    handle.Open();
-    callbacks.Register(handle);
-    handle.Start();
-    ASSERT_TRUE(callbacks.WaitForImages(7)); // 1 2, 1 2, 1 2, 1 ...
-    ASSERT_EQ(handle.Close(), 0);
-    EXPECT_EQ(callbacks.Get().m_inside, 0);
-    EXPECT_EQ(callbacks.Get().m_numbers[2], 1U);
+    };
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 7)); // 1 2, 1 2, 1 2, 1 ...
+    ASSERT_EQ(camera.Close(), 0);
+    EXPECT_EQ(camera.m_seen.Get().m_inside, 0);
+    EXPECT_EQ(camera.m_seen.Get().m_numbers[2], 1U);
 }
 
 // The thread that starts may hold a lock that the callback wants.
 TEST(ImageCallback, ThatHasStoppedHoldsUpNoStart) {
-    const CHandle handle;
-    CWatched<bool> hasStopped;
-    CWatched<bool> isRestarted;
-    CCallbacks callbacks([&](uint32_t) {
-        if (!hasStopped.Get()) {
-            EXPECT_EQ(handle.Stop(), 0);
-            hasStopped.Set(true);
-            EXPECT_TRUE(isRestarted.WaitFor([](bool is) { return is; }));
+    CFlag hasStopped;
+    CFlag isRestarted;
+    CObservedCamera camera;
+    camera.m_onImage = [&](uint32_t) {
+        if (!hasStopped.IsRaised()) {
+            EXPECT_EQ(camera.Stop(), 0);
+            hasStopped.Raise();
+            EXPECT_TRUE(isRestarted.Wait());
         }
-    });
-    handle.Open();
-    callbacks.Register(handle);
-    handle.Start();
-    ASSERT_TRUE(hasStopped.WaitFor([](bool has) { return has; }));
-    handle.Start();
-    isRestarted.Set(true);
-    ASSERT_TRUE(callbacks.WaitForImages(3));
-    EXPECT_EQ(handle.Close(), 0);
+    };
+    camera.Start();
+    ASSERT_TRUE(hasStopped.Wait());
+    camera.Start();
+    isRestarted.Raise();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 3));
 }
 
 TEST(ImageCallback, MayThrowWithoutHarm) {
-    CWatched<int> calls;
-    const CHandle handle;
-    handle.Open();
-    const OX_CC_IMAGE_CALLBACK thrower = [](uint8_t*, OX_FRAME_OUT_INFO_EX*, void* user) {
-        static_cast<CWatched<int>*>(user)->Change([](int& count) { ++count; });
-        throw 1;
-    };
-    CC(OX_CC_RegisterImageCallBackEx)(handle, thrower, &calls);
-    handle.Start();
-    EXPECT_TRUE(calls.WaitFor([](int count) { return count >= 2; }));
-    EXPECT_EQ(handle.Close(), 0);
+    CObservedCamera camera;
+    camera.m_onImage = [](uint32_t) { throw 1; };
+    camera.Start();
+    EXPECT_TRUE(camera.WaitFor(&Seen::m_numbers, 2));
+    EXPECT_EQ(camera.Close(), 0);
 }
 
 TEST(ExceptionCallback, IsRaisedByAResetWithoutAStream) {
-    CCallbacks callbacks;
-    const CHandle handle(kComesBack);
-    handle.Open();
-    callbacks.Register(handle);
-    handle.Reset();
-    EXPECT_TRUE(callbacks.WaitForExceptions(1));
-    EXPECT_EQ(handle.Close(), 0);
-    EXPECT_EQ(callbacks.Get().m_exceptions, std::vector<uint32_t>{OX_CC_EXCEPTION_DEV_DISCONNECT});
-    EXPECT_EQ(handle.OpenAgain(), 0);
-    OX_CC_FLOAT_VALUE gain{};
-    EXPECT_EQ(CC(OX_CC_GetFloatValue)(handle, "Gain", &gain), 0);
+    CObservedCamera camera(kComesBack);
+    camera.Reset();
+    EXPECT_TRUE(camera.WaitFor(&Seen::m_exceptions, 1));
+    EXPECT_EQ(camera.Close(), 0);
+    EXPECT_EQ(camera.m_seen.Get().m_exceptions, std::vector<uint32_t>{OX_CC_EXCEPTION_DEV_DISCONNECT});
+    EXPECT_EQ(camera.OpenAgain(), 0);
+    EXPECT_EQ(camera.Gain(), 0);
 }
 
 TEST(EventCallback, TellsOfExposuresWhenAskedTo) {
-    if (!Rig().HasEvents()) {
-        const CHandle handle;
-        EXPECT_EQ(CC(OX_CC_RegisterAllEventCallBack)(handle, nullptr, nullptr), 0);
-        return;
-    }
-    CCallbacks named;
-    CCallbacks all;
-    CHandle handle;
-    handle.Open();
-    named.Register(handle);
+    CWatched<int> id;
+    CObservedCamera camera;
     const OX_CC_EVENT_CALLBACK note = [](OX_EVENT_OUT_INFO* info, void* user) {
         static_cast<CWatched<int>*>(user)->Set(info->nEventID);
     };
-    CWatched<int> id;
-    ASSERT_EQ(CC(OX_CC_RegisterAllEventCallBack)(handle, note, &id), 0);
-    handle.Start();
-    EXPECT_TRUE(named.WaitForImages(3));
-    EXPECT_EQ(named.Get().m_events.size(), 0U) << "nobody asked";
-    EXPECT_EQ(handle.Stop(), 0);
-    handle.Set("EventNotification", 1);
-    handle.Start();
-    ASSERT_TRUE(named.WaitForEvents(3));
-    const auto blocks = named.Get().m_events;
+    ASSERT_EQ(CC(OX_CC_RegisterAllEventCallBack)(camera, note, &id), 0);
+    if (!kHasEvents) {
+        return;
+    }
+    camera.Start();
+    EXPECT_TRUE(camera.WaitFor(&Seen::m_numbers, 3));
+    EXPECT_EQ(camera.m_seen.Get().m_events.size(), 0U) << "nobody asked";
+    EXPECT_EQ(camera.Stop(), 0);
+    camera.Set("EventNotification", 1);
+    camera.Start();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_events, 3));
+    const auto blocks = camera.m_seen.Get().m_events;
     EXPECT_EQ(blocks[2], blocks[0] + 2);
     EXPECT_TRUE(id.WaitFor([](int number) { return number == 4; }));
-    CCallbacks::Unregister(handle);
+    camera.Register(false);
     id.Set(0);
     EXPECT_TRUE(id.WaitFor([](int number) { return number == 4; })) << "all events go on";
-    EXPECT_EQ(handle.Destroy(), 0);
 }
 
 // ---- From inside ----
 
 struct Reentry {
     const char* m_name;
-    int (*m_run)(CHandle& handle);
+    int (*m_call)(CObservedCamera& camera);
+    int m_statusWhenGone;
 };
 
 const Reentry kReentries[] = {
-    {"Stop", [](CHandle& h) { return h.Stop(); }},
-    {"Close", [](CHandle& h) { return h.Close(); }},
-    {"Destroy", [](CHandle& h) { return h.Destroy(); }},
-    {"Unregister",
-     [](CHandle& h) {
-         CCallbacks::Unregister(h);
+    {"stop", [](CObservedCamera& c) { return c.Stop(); }, 0},
+    {"close", [](CObservedCamera& c) { return c.Close(); }, 0},
+    {"destroy", [](CObservedCamera& c) { return c.Destroy(); }, 0},
+    {"unregister",
+     [](CObservedCamera& c) {
+         c.Register(false);
          return 0;
-     }},
-    {"GetAndSet",
-     [](CHandle& h) {
-         OX_CC_FLOAT_VALUE gain{};
-         const int got = CC(OX_CC_GetFloatValue)(h, "Gain", &gain);
-         return got == 0 ? CC(OX_CC_SetFloatValue)(h, "Gain", 2.5F) : got;
-     }},
-    {"CloseAndOpen", [](CHandle& h) { return h.Close() == 0 ? h.OpenAgain() : 1; }},
+     },
+     0},
+    {"set", [](CObservedCamera& c) { return c.SetGain(2.5F); }, kGone},
+    {"open again", [](CObservedCamera& c) { return c.Close() == 0 ? c.OpenAgain() : 1; }, 0},
 };
 
-enum class EKind { Image, Exception, Event };
-
-class FromInside : public testing::TestWithParam<std::tuple<EKind, Reentry>> {};
-
-TEST_P(FromInside, ACallbackMayCallTheProvider) {
-    const EKind kind = std::get<EKind>(GetParam());
-    if (kind == EKind::Event && !Rig().HasEvents()) {
-        return;
-    }
-    const CHandle camera(kComesBack);
-    CHandle handle(camera.Record());
-    const std::string name = std::get<Reentry>(GetParam()).m_name;
-    const int wanted = kind == EKind::Exception && name == "GetAndSet" ? kGone : 0;
-    CWatched<int> calls;
-    const auto act = [&](uint32_t) {
-        if (calls.Get() == 0) {
-            EXPECT_EQ(std::get<Reentry>(GetParam()).m_run(handle), wanted);
+void CallFromInside(CObservedCamera::Action CObservedCamera::*callback, const Reentry& reentry) {
+    const bool isGone = callback == &CObservedCamera::m_onException;
+    CFlag hasCalled;
+    CObservedCamera camera(kComesBack);
+    camera.*callback = [&](uint32_t) {
+        if (!hasCalled.IsRaised()) {
+            EXPECT_EQ(reentry.m_call(camera), isGone ? reentry.m_statusWhenGone : 0);
         }
-        calls.Change([](int& count) { ++count; });
+        hasCalled.Raise();
     };
-    CCallbacks callbacks(kind == EKind::Image ? act : CCallbacks::Action());
-    callbacks.OnException(kind == EKind::Exception ? act : CCallbacks::Action());
-    callbacks.OnEvent(kind == EKind::Event ? act : CCallbacks::Action());
-    handle.Open();
-    callbacks.Register(handle);
-    handle.Set("EventNotification", 1);
-    handle.Start();
-    if (kind == EKind::Exception) {
-        ASSERT_TRUE(callbacks.WaitForImages(1));
-        handle.Reset();
+    camera.Set("EventNotification", 1);
+    camera.Start();
+    if (isGone) {
+        ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 1));
+        camera.Reset();
     }
-    ASSERT_TRUE(calls.WaitFor([](int count) { return count > 0; }));
-    EXPECT_EQ(handle.Destroy(), 0); // no callback begins afterwards
-    EXPECT_TRUE(callbacks.WaitUntilLeft());
-    const size_t images = callbacks.Get().m_numbers.size();
+    ASSERT_TRUE(hasCalled.Wait());
+    EXPECT_EQ(camera.Destroy(), 0); // no callback begins afterwards
+    EXPECT_TRUE(camera.WaitUntilLeft());
+    const size_t images = camera.m_seen.Get().m_numbers.size();
     const CHandle next(camera.Record()); // and the camera is free
     ASSERT_EQ(next.OpenAgain(), 0);
     next.Start();
-    EXPECT_EQ(next.Fetch(), 1U);
-    EXPECT_EQ(callbacks.Get().m_numbers.size(), images);
+    EXPECT_EQ(next.Fetch(), 1);
+    EXPECT_EQ(camera.m_seen.Get().m_numbers.size(), images);
 }
 
-std::string NameOf(const testing::TestParamInfo<std::tuple<EKind, Reentry>>& row) {
-    constexpr const char* kKinds[] = {"Image", "Exception", "Event"};
-    return std::string(kKinds[static_cast<int>(std::get<EKind>(row.param))]) +
-           std::get<Reentry>(row.param).m_name;
+TEST(EveryCallback, MayCallTheProvider) {
+    for (const Reentry& reentry : kReentries) {
+        SCOPED_TRACE(reentry.m_name);
+        CallFromInside(&CObservedCamera::m_onImage, reentry);
+        CallFromInside(&CObservedCamera::m_onException, reentry);
+        if (kHasEvents) {
+            CallFromInside(&CObservedCamera::m_onEvent, reentry);
+        }
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, FromInside,
-                         testing::Combine(testing::Values(EKind::Image, EKind::Exception, EKind::Event),
-                                          testing::ValuesIn(kReentries)),
-                         NameOf);
 
 // Unplugging reaches the application on both ways at once; it may end everything from there.
 TEST(TwoCallbacks, UnregisterEachOtherAndTheOneEndsTheHandle) {
-    CHandle handle(kComesBack);
     CWatched<int> steps; // how far the two have come
     const auto reach = [&](int step) {
         steps.Set(step);
         EXPECT_TRUE(steps.WaitFor([=](int now) { return now > step; }));
     };
-    CCallbacks callbacks([&](uint32_t) {
+    CObservedCamera camera(kComesBack);
+    camera.m_onImage = [&](uint32_t) {
         if (steps.Get() == 0) {
             reach(1); // the camera is reset, and the exception comes
-            EXPECT_EQ(CC(OX_CC_RegisterExceptionCallBack)(handle, nullptr, nullptr), 0);
+            EXPECT_EQ(CC(OX_CC_RegisterExceptionCallBack)(camera, nullptr, nullptr), 0);
             steps.Set(3);
         }
-    });
-    callbacks.OnException([&](uint32_t) {
+    };
+    camera.m_onException = [&](uint32_t) {
         reach(2);
-        EXPECT_EQ(CC(OX_CC_RegisterImageCallBackEx)(handle, nullptr, nullptr), 0);
-        EXPECT_EQ(handle.Destroy(), 0);
-        EXPECT_EQ(callbacks.Get().m_inside, 0);
-    });
-    handle.Open();
-    callbacks.Register(handle);
-    handle.Start();
+        EXPECT_EQ(CC(OX_CC_RegisterImageCallBackEx)(camera, nullptr, nullptr), 0);
+        EXPECT_EQ(camera.Destroy(), 0);
+        EXPECT_EQ(camera.m_seen.Get().m_inside, 1) << "itself";
+    };
+    camera.Start();
     ASSERT_TRUE(steps.WaitFor([](int step) { return step == 1; }));
-    handle.Reset();
-    ASSERT_TRUE(callbacks.WaitForExceptions(1));
+    camera.Reset();
+    ASSERT_TRUE(camera.WaitFor(&Seen::m_exceptions, 1));
+    EXPECT_TRUE(camera.WaitUntilLeft());
 }
 
 } // namespace

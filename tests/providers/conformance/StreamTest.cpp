@@ -1,7 +1,6 @@
 // StreamTest.cpp - frames by fetching: their content, image nodes, triggers, ends of streams, what remains behind.
 #include <pthread.h>
 
-#include <cstring>
 #include <set>
 #include <thread>
 #include <vector>
@@ -14,18 +13,22 @@ using namespace ox3d::test;
 
 namespace {
 
+// One frame for each trigger, and none without.
+class CTriggeredCamera : public COpenCamera {
+public:
+    CTriggeredCamera() { Set("TriggerMode", 1); }
+};
+
 TEST(Stream, BringsWholeFramesNumberedFromOneAfterEachStart) {
-    const CHandle handle;
-    handle.Open();
+    const COpenCamera camera;
     for (int start = 0; start < 3; ++start) {
         if (start == 1) {
-            handle.EnableColor();
+            camera.EnableColor();
         }
-        handle.Start();
+        camera.Start();
         uint64_t lastTime = 0;
         for (uint32_t number = 1; number <= 6; ++number) {
-            OX_FRAME_OUT frame{};
-            ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
+            const OX_FRAME_OUT frame = camera.Borrow();
             const OX_FRAME_OUT_INFO_EX& info = frame.stFrameInfo;
             EXPECT_EQ(info.nFrameNum, number);
             EXPECT_EQ(info.nUnparsedChunkNum, start == 0 ? 0U : 1U);
@@ -33,187 +36,156 @@ TEST(Stream, BringsWholeFramesNumberedFromOneAfterEachStart) {
             const uint64_t time = uint64_t{info.nDevTimeStampHigh} << 32 | info.nDevTimeStampLow;
             EXPECT_GT(time, lastTime);
             lastTime = time;
-            EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), 0);
-            EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), Status(OX_CC_E_PARAMETER)); // once only
+            EXPECT_EQ(camera.GiveBack(frame), 0);
+            EXPECT_EQ(camera.GiveBack(frame), kBadArgument) << "once only";
         }
-        EXPECT_EQ(handle.Lost(), 0);
-        EXPECT_EQ(handle.Stop(), 0);
+        EXPECT_EQ(camera.Lost(), 0);
+        EXPECT_EQ(camera.Stop(), 0);
     }
 }
 
 TEST(Stream, CopiesAFrameIntoABufferThatIsLargeEnough) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    handle.EnableColor();
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 3), 0); // copies that are never given back are soon too many
-    handle.Start();
+    const CTriggeredCamera camera;
+    camera.EnableColor();
+    camera.SetNodes(3); // copies that are never given back are soon too many
+    camera.Start();
     std::vector<uint8_t> bytes(kDepthBytes + 64);
     uint8_t* image = bytes.data() + (64 - reinterpret_cast<uintptr_t>(bytes.data()) % 64);
     OX_FRAME_OUT_INFO_EX info{};
-    handle.Trigger();
-    EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, image, kDepthBytes - 1, &info, kLongMs),
+    camera.Trigger();
+    EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(camera, image, kDepthBytes - 1, &info, kLongMs),
               Status(OX_CC_E_NO_BUFFER_SPACE));
     for (uint32_t number = 1; number <= 20; ++number) { // the first is the one that did not fit
-        ASSERT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, image, kDepthBytes, &info, kLongMs), 0) << number;
+        ASSERT_EQ(CC(OX_CC_GetOneFrameTimeout)(camera, image, kDepthBytes, &info, kLongMs), 0) << number;
         EXPECT_EQ(info.nFrameNum, number);
         EXPECT_TRUE(IsWhole(image, info));
-        EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, image, kDepthBytes, &info, 0), kNoData);
-        handle.Trigger();
+        EXPECT_EQ(camera.Fetch(0), kNoData);
+        camera.Trigger();
     }
 }
 
 TEST(Stream, ThatIsRefusedLeavesNothingRunning) {
-    const CHandle handle("fault = deny_start\n");
-    handle.Open();
-    EXPECT_NE(CC(OX_CC_StartGrabbing)(handle), 0);
+    const COpenCamera camera("fault = deny_start\n");
+    EXPECT_NE(CC(OX_CC_StartGrabbing)(camera), 0);
     const size_t threads = Threads();
     for (int i = 0; i < 5; ++i) {
-        EXPECT_NE(CC(OX_CC_StartGrabbing)(handle), 0);
-        EXPECT_NE(CC(OX_CC_StartGrabbing)(handle), kCallOrder);
-        EXPECT_EQ(handle.FetchStatus(), kCallOrder);
-        EXPECT_EQ(handle.Stop(), kCallOrder);
+        EXPECT_NE(CC(OX_CC_StartGrabbing)(camera), 0);
+        EXPECT_NE(CC(OX_CC_StartGrabbing)(camera), kCallOrder);
+        EXPECT_EQ(camera.Fetch(0), kCallOrder);
+        EXPECT_EQ(camera.Stop(), kCallOrder);
     }
     EXPECT_LE(ThreadsSettled(threads), threads);
-    handle.Set("TriggerMode", 1);
-    EXPECT_EQ(CC(OX_CC_SetBoolValue)(handle, "ChunkModeActive", true), 0) << "nothing is locked";
+    camera.Set("TriggerMode", 1);
+    EXPECT_EQ(CC(OX_CC_SetBoolValue)(camera, "ChunkModeActive", true), 0) << "nothing is locked";
 }
 
 TEST(Nodes, KeepAsManyFramesAsAskedForAndLoseTheOldest) {
-    const CHandle handle;
-    handle.Open();
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 4), 0);
-    handle.Set("AcquisitionMode", 2);
-    ASSERT_EQ(CC(OX_CC_SetIntValue)(handle, "AcquisitionFrameCount", 10), 0);
-    handle.Start();
-    while (handle.Lost() < 6) {
-        std::this_thread::yield();
-    }
-    for (const uint32_t expected : {7U, 8U}) {
-        EXPECT_EQ(handle.Fetch(), expected);
-    }
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 1), 0);
-    EXPECT_EQ(handle.Lost(), 7);
-    EXPECT_EQ(handle.Fetch(), 10U);
-    EXPECT_EQ(handle.Fetch(0), 0U);
-    EXPECT_EQ(handle.Stop(), 0);
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 64), 0);
-    handle.Start();
-    EXPECT_EQ(handle.Fetch(), 1U);
-    EXPECT_EQ(handle.Lost(), 0) << "counted anew";
+    const COpenCamera camera;
+    camera.SetNodes(4);
+    camera.Set("AcquisitionMode", 2);
+    ASSERT_EQ(CC(OX_CC_SetIntValue)(camera, "AcquisitionFrameCount", 10), 0);
+    camera.Start();
+    EXPECT_TRUE(Eventually([&] { return camera.Lost() == 6; }));
+    EXPECT_EQ(camera.Fetch(), 7);
+    EXPECT_EQ(camera.Fetch(), 8);
+    camera.SetNodes(1);
+    EXPECT_EQ(camera.Lost(), 7);
+    EXPECT_EQ(camera.Fetch(), 10);
+    EXPECT_EQ(camera.Fetch(0), kNoData);
+    EXPECT_EQ(camera.Stop(), 0);
+    camera.SetNodes(64);
+    camera.Start();
+    EXPECT_EQ(camera.Fetch(), 1);
+    EXPECT_EQ(camera.Lost(), 0) << "counted anew";
 }
 
 TEST(Nodes, AreForgottenWhenClearedAndAtTheNextStart) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    handle.Start();
-    handle.Trigger();
-    OX_FRAME_OUT frame{};
-    ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
-    handle.Trigger();
-    EXPECT_EQ(handle.Fetch(), 2U); // one more, so that the next is there when it is cleared
-    handle.Trigger();
-    std::vector<uint8_t> small(1);
-    OX_FRAME_OUT_INFO_EX info{};
-    EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, small.data(), 1, &info, kLongMs),
-              Status(OX_CC_E_NO_BUFFER_SPACE)); // it waits
-    ASSERT_EQ(CC(OX_CC_ClearImageBuffer)(handle), 0);
-    EXPECT_EQ(handle.Fetch(0), 0U);
-    EXPECT_EQ(handle.Lost(), 0) << "dropped on purpose";
-    EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), 0) << "a lent frame is not touched";
-    handle.Trigger();
-    EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(handle, small.data(), 1, &info, kLongMs),
-              Status(OX_CC_E_NO_BUFFER_SPACE));
-    EXPECT_EQ(handle.Stop(), 0);
-    EXPECT_EQ(handle.FetchStatus(), kCallOrder);
-    handle.Start();
-    EXPECT_EQ(handle.Fetch(30), 0U);
-    handle.Trigger();
-    EXPECT_EQ(handle.Fetch(), 1U);
+    const CTriggeredCamera camera;
+    const auto bringOneThatWaits = [&] {
+        uint8_t byte = 0;
+        OX_FRAME_OUT_INFO_EX info{};
+        camera.Trigger();
+        EXPECT_EQ(CC(OX_CC_GetOneFrameTimeout)(camera, &byte, 1, &info, kLongMs),
+                  Status(OX_CC_E_NO_BUFFER_SPACE));
+    };
+    camera.Start();
+    camera.Trigger();
+    const OX_FRAME_OUT frame = camera.Borrow();
+    bringOneThatWaits();
+    ASSERT_EQ(CC(OX_CC_ClearImageBuffer)(camera), 0);
+    EXPECT_EQ(camera.Fetch(0), kNoData);
+    EXPECT_EQ(camera.Lost(), 0) << "dropped on purpose";
+    EXPECT_EQ(camera.GiveBack(frame), 0) << "a lent frame is not touched";
+    bringOneThatWaits();
+    EXPECT_EQ(camera.Stop(), 0);
+    EXPECT_EQ(camera.Fetch(0), kCallOrder);
+    camera.Start();
+    EXPECT_EQ(camera.Fetch(30), kNoData);
+    camera.Trigger();
+    EXPECT_EQ(camera.Fetch(), 1);
 }
 
 TEST(Nodes, AreLentBeyondStopAndClose) {
-    const CHandle handle;
-    handle.Open();
-    handle.Start();
-    OX_FRAME_OUT frame{};
-    ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
-    ASSERT_EQ(handle.Stop(), 0);
-    handle.Start();
-    EXPECT_EQ(handle.Fetch(), 1U);
+    const COpenCamera camera;
+    camera.Start();
+    const OX_FRAME_OUT frame = camera.Borrow();
+    ASSERT_EQ(camera.Stop(), 0);
+    camera.Start();
+    EXPECT_EQ(camera.Fetch(), 1);
     EXPECT_TRUE(IsWhole(frame.pBufAddr, frame.stFrameInfo));
-    ASSERT_EQ(handle.Close(), 0);
+    ASSERT_EQ(camera.Close(), 0);
     EXPECT_TRUE(IsWhole(frame.pBufAddr, frame.stFrameInfo));
-    EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), 0);
-    EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), Status(OX_CC_E_PARAMETER));
+    EXPECT_EQ(camera.GiveBack(frame), 0);
 }
 
 TEST(Nodes, GiveTheirMemoryBackWhenTheCameraIsClosed) {
-    const CHandle handle("fps = 240\n");
-    handle.Open();
+    const COpenCamera camera("fps = 240\n");
     const size_t before = HeapBytes();
-    handle.Start();
-    EXPECT_TRUE(Eventually([&] { return handle.Lost() > 0; })); // all nodes hold frames
-    EXPECT_EQ(handle.Close(), 0);
+    camera.Start();
+    EXPECT_TRUE(Eventually([&] { return camera.Lost() > 0; })); // all nodes hold frames
+    EXPECT_EQ(camera.Close(), 0);
     EXPECT_LE(HeapBytes(), before + 32 * kDepthBytes);
 }
 
 TEST(Nodes, AreUsedAgainAndNotLentWithoutEnd) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    ASSERT_EQ(CC(OX_CC_SetImageNodeNum)(handle, 3), 0);
-    handle.Start();
-    std::vector<OX_FRAME_OUT> lent(100);
-    size_t count = 0;
-    int status = 0;
-    while (status == 0 && count < lent.size()) {
-        handle.Trigger();
-        status = CC(OX_CC_GetImageBuffer)(handle, &lent[count], kLongMs);
-        count += status == 0 ? 1 : 0;
+    const CTriggeredCamera camera;
+    camera.SetNodes(3);
+    camera.Start();
+    std::vector<OX_FRAME_OUT> lent;
+    for (int i = 0; i < 16; ++i) {
+        camera.Trigger();
+        lent.push_back(camera.Borrow());
     }
-    EXPECT_EQ(status, Status(OX_CC_E_BUFFER_FULL));
-    ASSERT_EQ(count, 16U);
-    for (size_t i = 0; i < count; ++i) {
-        EXPECT_TRUE(IsWhole(lent[i].pBufAddr, lent[i].stFrameInfo));
-        EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &lent[i]), 0);
+    camera.Trigger();
+    EXPECT_EQ(camera.Fetch(), Status(OX_CC_E_BUFFER_FULL));
+    for (const OX_FRAME_OUT& frame : lent) {
+        EXPECT_TRUE(IsWhole(frame.pBufAddr, frame.stFrameInfo));
+        EXPECT_EQ(camera.GiveBack(frame), 0);
     }
     std::set<const uint8_t*> images;
     for (int i = 0; i < 60; ++i) {
-        OX_FRAME_OUT frame{};
-        ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
+        const OX_FRAME_OUT frame = camera.Borrow();
         images.insert(frame.pBufAddr);
-        EXPECT_EQ(CC(OX_CC_FreeImageBuffer)(handle, &frame), 0);
-        handle.Trigger();
+        EXPECT_EQ(camera.GiveBack(frame), 0);
+        camera.Trigger();
     }
     EXPECT_LE(images.size(), 32U) << "memory grows";
 }
 
-TEST(Trigger, GivesExactlyOneFrame) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    handle.Start();
-    EXPECT_EQ(handle.Fetch(50), 0U);
-    for (uint32_t number = 1; number <= 2; ++number) {
-        handle.Trigger();
-        EXPECT_EQ(handle.Fetch(), number);
-        EXPECT_EQ(handle.Fetch(50), 0U);
-    }
-}
-
 TEST(Fetch, ReturnsAtOnceWhenTheStreamIsStopped) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    handle.Start();
+    const CTriggeredCamera camera;
+    camera.Start();
     CWatched<int> status;
     std::thread waiter([&] {
         int result = kCallOrder;
         while (result == kCallOrder) { // it came between two streams
-            result = handle.FetchStatus(kForever);
+            result = camera.Fetch(kForever);
         }
         status.Set(result);
     });
     while (status.Get() == 0) {
-        ASSERT_EQ(handle.Stop(), 0);
-        handle.Start();
+        EXPECT_EQ(camera.Stop(), 0);
+        camera.Start();
         std::this_thread::yield();
     }
     waiter.join();
@@ -221,67 +193,60 @@ TEST(Fetch, ReturnsAtOnceWhenTheStreamIsStopped) {
 }
 
 TEST(Fetch, MayBeCancelledWithItsThread) {
-    const CHandle handle;
-    handle.OpenForTriggers();
-    handle.Start();
+    const CTriggeredCamera camera;
+    camera.Start();
     pthread_t thread = {};
-    const auto fetch = [](void* camera) -> void* {
+    const auto fetch = [](void* handle) -> void* {
         OX_FRAME_OUT frame{};
-        CC(OX_CC_GetImageBuffer)(camera, &frame, kForever);
+        CC(OX_CC_GetImageBuffer)(handle, &frame, kForever);
         return nullptr;
     };
-    ASSERT_EQ(pthread_create(&thread, nullptr, fetch, static_cast<void*>(handle)), 0);
+    ASSERT_EQ(pthread_create(&thread, nullptr, fetch, static_cast<void*>(camera)), 0);
     ASSERT_EQ(pthread_cancel(thread), 0);
     void* result = nullptr;
     ASSERT_EQ(pthread_join(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    handle.Trigger();
-    EXPECT_EQ(handle.Fetch(), 1U) << "and the next one gets its frame";
+    camera.Trigger();
+    EXPECT_EQ(camera.Fetch(), 1) << "and the next one gets its frame";
 }
 
 TEST(Unplug, LeavesTheLastFramesAndThenCleanCodes) {
     CWatched<uint32_t> raised;
-    const CHandle handle(std::string("fault = unplug_after 3\n") + kStaysAway);
-    CC(OX_GIGE_SetGvcpTimeout)(handle, 50); // many calls are going to wait for it
-    handle.Open();
-    CC(OX_CC_RegisterExceptionCallBack)
-    (
-        handle,
-        [](uint32_t type, void* user) {
-            static_cast<CWatched<uint32_t>*>(user)->Change([&](uint32_t& all) { all += type; });
-        },
-        &raised);
-    handle.Start();
+    const CHandle camera(std::string("fault = unplug_after 3\n") + kStaysAway);
+    CC(OX_GIGE_SetGvcpTimeout)(camera, 50); // many calls are going to wait for it
+    camera.Open();
+    const OX_CC_EXCEPTION_CALLBACK note = [](uint32_t type, void* user) {
+        static_cast<CWatched<uint32_t>*>(user)->Change([&](uint32_t& all) { all += type; });
+    };
+    CC(OX_CC_RegisterExceptionCallBack)(camera, note, &raised);
+    camera.Start();
     EXPECT_TRUE(raised.WaitFor([](uint32_t all) { return all != 0; }));
-    for (const uint32_t number : {1U, 2U, 3U}) {
-        EXPECT_EQ(handle.Fetch(), number);
+    for (const int expected : {1, 2, 3, kNoData}) {
+        EXPECT_EQ(camera.Fetch(kForever), expected);
     }
-    EXPECT_EQ(handle.FetchStatus(kForever), kNoData);
     OX_CC_INT_VALUE_EX value{};
-    EXPECT_EQ(CC(OX_CC_GetIntValueEx)(handle, "Width", &value), kGone);
-    EXPECT_EQ(CC(OX_CC_SetCommandValue)(handle, "TriggerSoftware"), kGone);
-    EXPECT_EQ(handle.Stop(), 0);
-    EXPECT_EQ(CC(OX_CC_StartGrabbing)(handle), kGone);
-    EXPECT_EQ(handle.Stop(), kCallOrder);
-    OX_CC_DEVICE_INFO record = handle.Record();
-    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(&record, 1));
-    EXPECT_EQ(handle.Close(), 0);
+    EXPECT_EQ(CC(OX_CC_GetIntValueEx)(camera, "Width", &value), kGone);
+    EXPECT_EQ(CC(OX_CC_SetCommandValue)(camera, "TriggerSoftware"), kGone);
+    EXPECT_EQ(camera.Stop(), 0);
+    EXPECT_EQ(CC(OX_CC_StartGrabbing)(camera), kGone);
+    EXPECT_EQ(camera.Stop(), kCallOrder);
+    OX_CC_DEVICE_INFO record = camera.Record();
+    EXPECT_FALSE(CC(OX_CC_IsDeviceAccessible)(&record, OX_CC_ACCESS_EXCLUSIVE));
+    EXPECT_EQ(camera.Close(), 0);
     EXPECT_EQ(raised.Get(), OX_CC_EXCEPTION_DEV_DISCONNECT) << "once";
-    EXPECT_EQ(CC(OX_CC_OpenDevice)(handle, 1, 0), kGone);
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(camera, OX_CC_ACCESS_EXCLUSIVE, 0), kGone);
     EXPECT_EQ(List().size(), 0U);
-    const CHandle next; // and the camera that comes then works
-    next.Open();
+    const COpenCamera next; // and the camera that comes then works
     next.Start();
-    EXPECT_EQ(next.Fetch(), 1U);
+    EXPECT_EQ(next.Fetch(), 1);
 }
 
 TEST(Lifetime, OfStreamsLeavesNothingBehind) {
-    const CHandle handle;
-    handle.Open();
+    const COpenCamera camera;
     ExpectRoundsLeaveNothing(4, 16, 8 * kDepthBytes, [&] {
-        handle.Start();
-        EXPECT_EQ(handle.Fetch(), 1U);
-        EXPECT_EQ(handle.Stop(), 0);
+        camera.Start();
+        EXPECT_EQ(camera.Fetch(), 1);
+        EXPECT_EQ(camera.Stop(), 0);
     });
 }
 
@@ -291,8 +256,7 @@ TEST(Lifetime, OfHandlesLeavesNothingBehind) {
         CHandle handle(camera.Record());
         handle.Open();
         handle.Start();
-        OX_FRAME_OUT frame{};
-        ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0); // and not given back
+        handle.Borrow(); // and not given back
         ASSERT_EQ(handle.Destroy(), 0);
     });
 }

@@ -1,4 +1,5 @@
-// VirtualTest.cpp - what only virtual cameras have: their list, and faults that spoil frames.
+// VirtualTest.cpp - the provider with virtual cameras inside the process, and what only those have: their list, and
+// faults that spoil frames.
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -6,7 +7,23 @@
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
 
-using namespace ox3d::test;
+namespace ox3d::test {
+
+const char* const kLibrary = OX3D_PROVIDER;
+const uint32_t kLayer = OX_CC_GIGE_DEVICE;
+const bool kHasEvents = true;
+
+void PlugCameras(const std::string& list) {
+    static int s_plugs = 0;
+    setenv("OX3D_VIRTUAL_CAMERAS", "cameras.ini", 1);
+    // A camera that looks different is a new one, whatever has become of the one before.
+    WriteFile("cameras.ini", list + "host_ip = 10.0.0." + std::to_string(++s_plugs % 200 + 1) + "\n");
+}
+
+bool CanShare(uint32_t first, uint32_t second) {
+    return (first == OX_CC_ACCESS_MONITOR && second != OX_CC_ACCESS_EXCLUSIVE) ||
+           (first == OX_CC_ACCESS_CONTROL && second == OX_CC_ACCESS_MONITOR);
+}
 
 namespace {
 
@@ -20,8 +37,7 @@ TEST(VirtualList, HasOneEthernetCameraWhenNoneIsNamed) {
 }
 
 TEST(VirtualList, HoldsCamerasOfBothTransportsWithTheirPlaceInTheNetwork) {
-    Plug("[camera]\nserial=U1\ntransport = usb\nmanufacturer = Maker\ndevice_version = "
-         "3.1\n[camera]\nserial=E1\n"
+    Plug("[camera]\nserial = U1\ntransport = usb\ndevice_version = 3.1\n[camera]\nserial = E1\n"
          "ip = 10.1.2.3\nmask = 255.255.0.0\ngateway = 10.1.0.1\nmac = 02:11:22:33:44:55\n");
     const auto cameras = List(UINT32_MAX);
     ASSERT_EQ(cameras.size(), 2U);
@@ -53,10 +69,9 @@ TEST(VirtualList, LeavesOutACameraWithAnErrorAndSaysWhereOnce) {
 }
 
 TEST(VirtualList, FreesCamerasThatRestartAndHidesThoseThatItNoLongerHas) {
-    const CHandle first(kComesBack);
+    const COpenCamera first(kComesBack);
     const CHandle second(first.Record());
     OX_CC_DEVICE_INFO record = first.Record();
-    first.Open();
     first.Reset();
     EXPECT_EQ(second.OpenAgain(), 0) << "although the first is still open";
     EXPECT_EQ(second.Close(), 0);
@@ -68,18 +83,17 @@ TEST(VirtualList, FreesCamerasThatRestartAndHidesThoseThatItNoLongerHas) {
 }
 
 TEST(VirtualFault, SpoilsFramesWithinTheirMemory) {
-    const CHandle handle("fault = chunk_length 16\nfault = chunk_count 64\nfault = depth_length 99\n");
-    handle.Open();
-    handle.EnableColor();
-    handle.Start();
-    OX_FRAME_OUT frame{};
-    ASSERT_EQ(CC(OX_CC_GetImageBuffer)(handle, &frame, kLongMs), 0);
-    EXPECT_EQ(frame.stFrameInfo.nFrameLen, 99U);
-    ASSERT_EQ(frame.stFrameInfo.nUnparsedChunkNum, 64U);
-    EXPECT_EQ(frame.stFrameInfo.pUnparsedChunkContent[0].nChunkLen, 16U);
-    EXPECT_EQ(frame.stFrameInfo.pUnparsedChunkContent[63].pChunkData, nullptr);
+    const COpenCamera camera("fault = chunk_length 16\nfault = chunk_count 64\nfault = depth_length 99\n");
+    camera.EnableColor();
+    camera.Start();
+    const OX_FRAME_OUT_INFO_EX info = camera.Borrow().stFrameInfo;
+    EXPECT_EQ(info.nFrameLen, 99U);
+    ASSERT_EQ(info.nUnparsedChunkNum, 64U);
+    EXPECT_EQ(info.pUnparsedChunkContent[0].nChunkLen, 16U);
+    EXPECT_EQ(info.pUnparsedChunkContent[63].pChunkData, nullptr);
     const CHandle denied("fault = deny_open\n");
-    EXPECT_EQ(CC(OX_CC_OpenDevice)(denied, 1, 0), Status(OX_CC_E_ACCESS_DENIED));
+    EXPECT_EQ(CC(OX_CC_OpenDevice)(denied, OX_CC_ACCESS_EXCLUSIVE, 0), kDenied);
 }
 
 } // namespace
+} // namespace ox3d::test
