@@ -4,9 +4,9 @@
 #include <numeric>
 #include <string>
 
+#include "base/Ipv4.h"
 #include "providers/aravis/Discovery.h"
 #include "providers/aravis/Gvcp.h"
-#include "providers/aravis/Network.h"
 
 using namespace ox3d;
 
