@@ -39,6 +39,7 @@ TEST_F(Module, PassesCallsOnAsTheyAre) {
     OX_FRAME_OUT_INFO_EX info = {};
     OX3D_RGBD_INTPARAM value = {};
     uint8_t bytes[8];
+    Fail(DOUBLE_OX_CC_GetOptimalPacketSize, 1500); // the size is the function's result
     EXPECT_EQ(m_module.GetOptimalPacketSize(), 1500);
     EXPECT_CALLS(m_module.GetOneFrameTimeout(bytes, sizeof(bytes), &info, 20), OX3D_RGBD_OK,
                  "OX_CC_GetOneFrameTimeout(8, 20)");

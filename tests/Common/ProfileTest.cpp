@@ -1,8 +1,10 @@
-// The profile readers.
+// The profile readers, rounding and the build stamp.
 #include "src/Common/Profile.h"
 
 #include <sys/stat.h>
 
+#include "src/Common/Time.h"
+#include "src/Common/Version.h"
 #include "tests/Common/TestFolder.h"
 
 namespace {
@@ -86,6 +88,23 @@ TEST_F(Profile, ListsAreSeparatedByZerosAndStayInTheirSize) {
     ExpectText("One", "", 4, "Ke\0\0"s, 2);
     ExpectText("Void", "", 256, "\0efault\0"s, 0);
     ExpectText("Missing", "", 256, "default\0"s, 7);
+}
+
+TEST(Round, GoesHalfAwayFromZero) {
+    const std::pair<double, double> aCases[] = {{-2.5, -3}, {2.5, 3}, {0.0, 0}, {-0.4, 0}, {1.49, 1}};
+    for (const auto& [x, expected] : aCases) {
+        EXPECT_EQ(ox3d::round(x), expected) << x;
+    }
+}
+
+TEST(BuildStamp, TurnsTheCompilersDateIntoDigits) {
+    const std::pair<const char*, const char*> aCases[] = {
+        {"Jan  5 2024", "240105_t"}, {"Dec 31 2031", "311231_t"}, {"??? 07 2024", "240007_t"}};
+    for (const auto& [date, wanted] : aCases) {
+        char out[256] = {};
+        ox3d::FormatBuildStamp(date, "t", out);
+        EXPECT_STREQ(out, wanted);
+    }
 }
 
 } // namespace

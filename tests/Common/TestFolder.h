@@ -24,14 +24,10 @@ constexpr const char* kBackup = "Ox3dRgbd_01.log";
 class Log : public CTestFolder {
 protected:
     void SetUp() override {
-        CTestFolder::SetUp();
         ASSERT_EQ(CreateAsyncLog(nullptr, 1), 0U);
         OxLog_SetLevel(TRACE_LEVEL_ALL);
     }
-    void TearDown() override {
-        DestroyAsyncLog();
-        CTestFolder::TearDown();
-    }
+    void TearDown() override { DestroyAsyncLog(); }
     // The primary file once it ends in the text.
     static std::string WaitForLog(const std::string& end) {
         std::string log;

@@ -212,21 +212,13 @@ TEST_F(Frames, FailForADepthLargerThanAtTheFirstScaling) {
     EXPECT_EQ(Image(1).nDataLen, 32u * 24 * 3);
 }
 
-// ---- Depth registered to the color camera ---------------------------------------------------------------
-
-class DepthAlign : public Frames {
-protected:
-    void SetUp() override {
-        CScripted::SetUp();
-        OpenAndStart();
-    }
-    static void Put(CRawFrame& frame, uint32_t column, uint32_t row, uint16_t sample) {
-        memcpy(&frame.m_main[2 * (size_t{row} * frame.m_info.nWidth + column)], &sample, sizeof(sample));
-    }
-};
+void Put(CRawFrame& frame, uint32_t column, uint32_t row, uint16_t sample) {
+    memcpy(&frame.m_main[2 * (size_t{row} * frame.m_info.nWidth + column)], &sample, sizeof(sample));
+}
 
 // At a depth of 1000 every pixel moves ten columns and stays in its row; half the depth moves twice as far.
-TEST_F(DepthAlign, EachPixelMovesByItsParallaxAndTheNearestWins) {
+TEST_F(Frames, OfDepthAreRegisteredByTheParallaxAndTheNearestWins) {
+    OpenAndStart();
     CRawFrame frame(640, 480, 5);
     Put(frame, 100, 50, 0);   // a hole moves along
     Put(frame, 200, 60, 500); // lands at 221, row 61, before what is behind it
@@ -243,7 +235,8 @@ TEST_F(DepthAlign, EachPixelMovesByItsParallaxAndTheNearestWins) {
     ExpectImage(0, kDepth, 640, 480, kNoStream, expected.m_main);
 }
 
-TEST_F(DepthAlign, IsForDepthImagesAndCanBeSwitchedOff) {
+TEST_F(Frames, OfOtherKindsAreNotRegisteredNorWhereItIsSwitchedOff) {
+    OpenAndStart();
     CRawFrame frame(640, 480);
     frame.m_info.enPixelType = 0x01100007;
     FetchImages(frame, 1);
@@ -254,7 +247,8 @@ TEST_F(DepthAlign, IsForDepthImagesAndCanBeSwitchedOff) {
     EXPECT_TRUE(BytesOf(Image(0)) == frame.m_main);
 }
 
-TEST_F(DepthAlign, ItsFailureFailsTheFrame) {
+TEST_F(Frames, FailWithTheirRegistration) {
+    OpenAndStart();
     CRawFrame tooSmall(64, 48);
     tooSmall.AddColor(64, 48);
     EXPECT_EQ(Fetch(tooSmall), OX3D_RGBD_E_ALGORITHM);
@@ -344,11 +338,7 @@ TEST_F(PointCloud, WithoutCalibrationFailsUntilTheFileIsThere) {
 
 TEST_F(PointCloud, OfWhatIsNoDepthImageIsRefused) {
     ASSERT_EQ(Map(640, 480), OX3D_RGBD_OK);
-    struct Row {
-        void (*m_spoil)(OX3D_RGBD_IMAGE_DATA&);
-        const char* m_line;
-    };
-    const Row rows[] = {
+    const std::pair<void (*)(OX3D_RGBD_IMAGE_DATA&), const char*> rows[] = {
         {[](auto& d) { d.pData = nullptr; }, "[DepthMapConvert] pImageData is null, invalid "},
         {[](auto& d) { d.nWidth = 0; }, "[DepthMapConvert] nWidth or nImageSize is 0, invalid "},
         {[](auto& d) { d.nHeight = 0; }, "[DepthMapConvert] nWidth or nImageSize is 0, invalid "},
@@ -359,11 +349,11 @@ TEST_F(PointCloud, OfWhatIsNoDepthImageIsRefused) {
         {[](auto& d) { d.nWidth += 0x80000000; }, // the same length modulo 32 bits
          "[DepthMapConvert] nWidth -2147483008  len (614400) not match Imagelen(614400), invalid "},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         OX3D_RGBD_IMAGE_DATA depth = m_depth;
-        row.m_spoil(depth);
+        row.first(depth);
         EXPECT_LINES(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &m_cloud), OX3D_RGBD_E_PARAMETER,
-                     row.m_line);
+                     row.second);
     }
 }
 

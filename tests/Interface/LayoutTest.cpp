@@ -1,11 +1,17 @@
-// Sizes and field positions of the public records: applications and providers are compiled against them.
+// Sizes and field positions of the public records, and the types of the camera-control library's functions:
+// applications and providers are compiled against them.
 #include <cstddef>
+#include <type_traits>
 
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxCameraControl.h>
 #include <ox3drgbd/OxMediaProcess.h>
 
 namespace {
+
+#define OX_CAM_SYMBOL(result, name, arguments, group, need) \
+    static_assert(std::is_same_v<decltype(name), result arguments>, #name);
+#include "src/CameraModule/CamSymbols.def"
 
 // RECORD(name, bytes, AT(field, offset)...)
 #define RECORD(name, bytes, ...)                     \

@@ -4,9 +4,7 @@
 
 namespace {
 
-class NoLibrary : public testing::Test {};
-
-TEST_F(NoLibrary, EveryWayInSaysSo) {
+TEST(NoLibrary, EveryWayInSaysSo) {
     uint32_t count = 77;
     OX3D_RGBD_DEVICE_INFO info = {};
     OX3D_RGBD_IP_CONFIG config = {};
@@ -25,7 +23,7 @@ TEST_F(NoLibrary, EveryWayInSaysSo) {
     }));
 }
 
-class NoFeatureLoad : public CScripted {};
+using NoFeatureLoad = CScripted;
 
 TEST_F(NoFeatureLoad, OnlyTheImportSuffers) {
     DrainLogAtEveryCall();
@@ -37,7 +35,7 @@ TEST_F(NoFeatureLoad, OnlyTheImportSuffers) {
     EXPECT_EQ(OX3D_RGBD_ExportAllParam(m_handle, "file"), OX3D_RGBD_OK);
 }
 
-class NoExtended : public CScripted {};
+using NoExtended = CScripted;
 
 // The calibration file cannot be copied off such a camera, so it cannot be opened; its address can be set.
 TEST_F(NoExtended, OpeningFailsAtTheFileTransferAndLeavesNothing) {
@@ -56,7 +54,7 @@ TEST_F(NoExtended, OpeningFailsAtTheFileTransferAndLeavesNothing) {
     EXPECT_EQ(OX3D_RGBD_SetIpConfig("ETH1", &config), OX3D_RGBD_OK);
 }
 
-class NoCore : public CScripted {};
+using NoCore = CScripted;
 
 TEST_F(NoCore, CamerasAreListedButNotOpened) {
     uint32_t count = 0;

@@ -190,19 +190,16 @@ TEST_F(Callbacks, StillRunningKeepFramesFromBeingFetched) {
 }
 
 TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
-    OX_CC_IMAGE_CALLBACK fromCamera = nullptr;
-    void* user = nullptr;
-    OnCall(DOUBLE_OX_CC_RegisterImageCallBackEx, [&](const DoubleCall& call) {
-        fromCamera = reinterpret_cast<OX_CC_IMAGE_CALLBACK>(call.m_callback);
-        user = call.m_output;
-    });
+    const auto& lane = Double().m_frames;
     std::atomic<int> inside{0};
     OnFrames([&](auto*) {
         EXPECT_EQ(++inside, 1);
         LetOthersGoOn();
         --inside;
     });
-    const auto deliver = [&, info = m_raw.Info()] { fromCamera(m_raw.m_main.data(), info, user); };
+    const auto deliver = [&, info = m_raw.Info()] {
+        lane.m_callback(m_raw.m_main.data(), info, lane.m_user);
+    };
     std::thread other(deliver);
     deliver();
     other.join();

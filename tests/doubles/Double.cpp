@@ -90,16 +90,11 @@ int SetGrabbing(void* handle, bool isGrabbing) {
     return 0;
 }
 
-// ---- What each function does; by default, nothing --------------------------------------------------------
+// ---- What each function does; by default, nothing, but every camera is accessible ------------------------
 
 template <uint32_t Function, class... Args>
 int Run(Args... /*args*/) {
-    return 0;
-}
-
-template <>
-int Run<DOUBLE_OX_CC_GetSDKVersion>() {
-    return 0x01020304;
+    return Function == DOUBLE_OX_CC_IsDeviceAccessible ? 1 : 0;
 }
 
 template <>
@@ -117,11 +112,6 @@ int Run<DOUBLE_OX_CC_EnumDevices>(uint32_t mask, OX_CC_DEVICE_INFO_LIST* list) {
     }
     script->m_listed = std::move(listed);
     return 0;
-}
-
-template <>
-int Run<DOUBLE_OX_CC_IsDeviceAccessible>(OX_CC_DEVICE_INFO* /*device*/, uint32_t /*mode*/) {
-    return 1;
 }
 
 template <>
@@ -218,30 +208,6 @@ int Run<DOUBLE_OX_CC_RegisterImageCallBackEx>(void* handle, OX_CC_IMAGE_CALLBACK
 template <>
 int Run<DOUBLE_OX_CC_RegisterExceptionCallBack>(void* handle, OX_CC_EXCEPTION_CALLBACK callback, void* user) {
     Register(g_double.m_exceptions, handle, callback, user);
-    return 0;
-}
-
-template <>
-int Run<DOUBLE_OX_CC_GetOptimalPacketSize>(void* /*handle*/) {
-    return 1500;
-}
-
-// Every node is an integer, 640 whatever its name, until a rule says otherwise.
-template <>
-int Run<DOUBLE_OX_XML_GetNodeInterfaceType>(void* /*handle*/, const char* /*key*/, uint32_t* type) {
-    *type = OX_IFT_IInteger;
-    return 0;
-}
-
-template <>
-int Run<DOUBLE_OX_CC_GetIntValueEx>(void* /*handle*/, const char* /*key*/, OX_CC_INT_VALUE_EX* value) {
-    *value = {640, 4000, 1, 1};
-    return 0;
-}
-
-template <>
-int Run<DOUBLE_OX_CC_GetIntValue>(void* /*handle*/, const char* /*key*/, OX_CC_INT_VALUE* value) {
-    *value = {640, 4000, 1, 2, {}};
     return 0;
 }
 

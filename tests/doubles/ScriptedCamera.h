@@ -156,6 +156,10 @@ protected:
         Double().Reset();
         Double().SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
         Double().SetFile("RGBDSensorCali", kCalibration);
+        // Every node is an integer, 640 whatever its name, until a later rule says otherwise.
+        Answer(DOUBLE_OX_XML_GetNodeInterfaceType, OX_IFT_IInteger);
+        Answer(DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{640, 4000, 1, 1});
+        Answer(DOUBLE_OX_CC_GetIntValue, OX_CC_INT_VALUE{640, 4000, 1, 2, {}});
     }
     void TearDown() override {
         if (m_handle != nullptr) {

@@ -72,16 +72,12 @@ private:
 };
 
 // Raised once, by any thread.
-class CFlag {
+class CFlag : public CWatched<bool> {
 public:
-    void Raise() { m_isRaised.Set(true); }
-    bool IsRaised() const { return m_isRaised.Get(); }
+    void Raise() { Set(true); }
     bool Wait() {
-        return m_isRaised.WaitFor([](bool isRaised) { return isRaised; });
+        return WaitFor([](bool isRaised) { return isRaised; });
     }
-
-private:
-    CWatched<bool> m_isRaised;
 };
 
 } // namespace ox3d::test

@@ -27,19 +27,6 @@ static int points_of_one_frame(void) {
     EXPECT(depth->enImageType == OX3D_RGBD_PIXEL_DEPTH16);
     EXPECT(OX3D_RGBD_MapDepthToPointCloud(handle, depth, &cloud) == OX3D_RGBD_OK);
     EXPECT(cloud.nDataLen == depth->nWidth * depth->nHeight * 12);
-
-    /* The Z of every point is the pixel's depth. */
-    const uint32_t pixels = depth->nWidth * depth->nHeight;
-    uint32_t valid = 0;
-    for (uint32_t i = 0; i < pixels; ++i) {
-        uint16_t sample = 0;
-        float z = 0.0f;
-        memcpy(&sample, depth->pData + 2 * (size_t)i, sizeof(sample));
-        memcpy(&z, cloud.pData + 12 * (size_t)i + 8, sizeof(z));
-        EXPECT(z == (float)sample);
-        valid += sample != 0;
-    }
-    EXPECT(valid > pixels / 3);
     EXPECT(OX3D_RGBD_CloseDevice(&handle) == OX3D_RGBD_OK && handle == NULL);
     return 0;
 }
