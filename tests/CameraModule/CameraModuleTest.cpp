@@ -1,22 +1,29 @@
 // What of the camera module cannot be seen through the public interface.
 #include "src/CameraModule/CameraModule.h"
 
+#include "src/Manager/Ipv4Text.h"
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {
 
-TEST(IpText, BecomesANumberFieldByField) {
-    const std::pair<const char*, uint32_t> rows[] = {{"192.168.1.10", 0xC0A8010A},
+TEST(Ipv4Text, IsADottedQuadThatBecomesANumber) {
+    const std::pair<const char*, uint32_t> rows[] = {{"1.2.3.4", 0x01020304},
                                                      {"255.255.255.255", 0xFFFFFFFF},
-                                                     {"010.001.000.009", 0x0A010009},
-                                                     {"300.2.3.256", 0x00020300},
-                                                     {"1.2", 0x01020000},
-                                                     {"1.2.3.4.5", 0x01020304}};
+                                                     {"010.001.000.255", 0x0A0100FF},
+                                                     {"0.0.0.0", 0}};
     for (const auto& [text, expected] : rows) {
         unsigned int number = 99;
+        EXPECT_EQ(IsValidIpv4(text), 1) << text;
         EXPECT_EQ(CCameraModule::GetIPVal(number, text, 16), OX3D_RGBD_OK);
         EXPECT_EQ(number, expected) << text;
     }
+    for (const char* text :
+         {"",         ".",        "...",       "1.2.3",     "1.2.3.",     "1.2.3.4.",   "1.2.3.4.5",
+          ".1.2.3",   "1..2.3",   "256.1.1.1", "1.1.1.256", "0001.2.3.4", "1.2.3.0004", "+1.2.3.4",
+          "1.2.3.-4", " 1.2.3.4", "1.2.3.4 ",  "0x1.2.3.4", "1.2.3.a",    "1,2,3,4"}) {
+        EXPECT_EQ(IsValidIpv4(text), 0) << text;
+    }
+    EXPECT_EQ(IsValidIpv4(nullptr), 0);
 }
 
 class Module : public CScripted {
@@ -49,32 +56,14 @@ TEST_F(Module, PassesCallsOnAsTheyAre) {
     EXPECT_CALLS(m_module.SetFloatValue("Key", 1.5f), OX3D_RGBD_OK, "OX_CC_SetFloatValue(Key, 1.5)");
     EXPECT_CALLS(m_module.SetIntValue("Key", int64_t{1} << 40), OX3D_RGBD_OK,
                  "OX_CC_SetIntValueEx(Key, 0x10000000000)");
+    EXPECT_CALLS(m_module.RegisterDwsVolumeEventInfoCallBack(nullptr, nullptr), OX3D_RGBD_OK,
+                 "OX_CC_RegisterEventCallBackEx(DwsVolume)");
+    EXPECT_CALLS(m_module.RegisterStereoVolumeEventInfoCallBack(nullptr, nullptr), OX3D_RGBD_OK,
+                 "OX_CC_RegisterEventCallBackEx(StereoVolume)");
     Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
     Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS);
     EXPECT_EQ(m_module.SetIntValue("Key", 1), OX_CC_E_GC_RANGE) << "in the camera's own code";
     EXPECT_EQ(m_module.GetIntValue("Key", &value), OX_CC_E_GC_ACCESS);
-}
-
-TEST_F(Module, HasOneCallbackForBothVolumeEvents) {
-    OX_CC_EVENT_CALLBACK trampoline = nullptr;
-    void* user = nullptr;
-    OnCall(DOUBLE_OX_CC_RegisterEventCallBackEx, [&](const DoubleCall& call) {
-        trampoline = reinterpret_cast<OX_CC_EVENT_CALLBACK>(call.m_callback);
-        user = call.m_output;
-    });
-    const auto count = [](OX_EVENT_OUT_INFO* info, void* counter) {
-        *static_cast<int*>(counter) += info->nEventID;
-    };
-    int seen = 0;
-    OX_EVENT_OUT_INFO event = {};
-    event.nEventID = 5;
-    EXPECT_CALLS(m_module.RegisterDwsVolumeEventInfoCallBack(count, &seen), OX3D_RGBD_OK,
-                 "OX_CC_RegisterEventCallBackEx(DwsVolume)");
-    trampoline(&event, user);
-    EXPECT_EQ(seen, 5);
-    EXPECT_CALLS(m_module.RegisterStereoVolumeEventInfoCallBack(nullptr, nullptr), OX3D_RGBD_OK,
-                 "OX_CC_RegisterEventCallBackEx(StereoVolume)");
-    EXPECT_EQ(trampoline, nullptr) << "none unregisters";
 }
 
 using ModuleWithoutExtended = Module;

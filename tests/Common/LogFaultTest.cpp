@@ -12,6 +12,8 @@
 
 namespace {
 
+const std::string kRenames = " change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n";
+
 // A logger beside the one of the process, with its standard output caught.
 class LogRotation : public CTestFolder {
 protected:
@@ -39,29 +41,23 @@ TEST_F(LogRotation, BeginsWhenTheFileReachesItsLimit) {
     Add("7");
     EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary) == "7"; }));
     EXPECT_TRUE(ReadFile(kBackup).ends_with(".123456"));
-    EXPECT_EQ(StopAndGetOutput(),
-              "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+    EXPECT_EQ(StopAndGetOutput(), "Success" + kRenames);
 }
 
 TEST_F(LogRotation, StartsTheFileAnewWhetherTheOldOneIsKeptOrNot) {
-    WriteFile(kPrimary, "old");
+    const auto rotate = [&] {
+        WriteFile(kPrimary, "old");
+        Start(0); // every line reaches a limit of 0
+        Add("line");
+        EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary).empty(); }));
+        return StopAndGetOutput();
+    };
     WriteFile(kBackup, "older");
-    Start(0); // every line reaches a limit of 0
-    Add("line");
-    EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary).empty(); }));
+    EXPECT_EQ(rotate(), "succeed to delete the log file(Ox3dRgbd_01.log)!\r\nSuccess" + kRenames);
     EXPECT_EQ(ReadFile(kBackup), "oldline");
-    EXPECT_EQ(StopAndGetOutput(),
-              "succeed to delete the log file(Ox3dRgbd_01.log)!\r\n"
-              "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
-    WriteFile(kPrimary, "old");
     std::filesystem::remove(kBackup);
     std::filesystem::create_directories(std::filesystem::path(kBackup) / "inner");
-    Start(0);
-    Add("line");
-    EXPECT_TRUE(Eventually([] { return ReadFile(kPrimary).empty(); }));
-    EXPECT_EQ(StopAndGetOutput(),
-              "fail to delete the log file(Ox3dRgbd_01.log)!\r\n"
-              "Failed change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n");
+    EXPECT_EQ(rotate(), "fail to delete the log file(Ox3dRgbd_01.log)!\r\nFailed" + kRenames);
 }
 
 TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
@@ -79,7 +75,7 @@ TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
 TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
     ASSERT_EQ(mkfifo(kPrimary, 0600), 0);
     const int reader = open(kPrimary, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    const auto expected = static_cast<size_t>(fcntl(reader, F_GETPIPE_SZ) / 8192 + 9); // pipe and queue
+    const auto expected = static_cast<size_t>(fcntl(reader, F_GETPIPE_SZ)) / 8192 + 9; // pipe and queue
     Start(1);
     EXPECT_EQ(Add(std::string(8193, 'x')), OX3D_RGBD_E_PARAMETER);
     std::string added;
@@ -118,8 +114,7 @@ TEST_F(Log, WriterThatCannotReopenItsFileIsTidiedUpByTheNextCaller) {
     EXPECT_TRUE(isEnded);
     OxWriteLog(TRACE_LEVEL_NULL, "source", 1, "lost");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Success change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n"
-              "Failed create log file (Ox3dRgbd_00.log)!\r\n");
+              "Success" + kRenames + "Failed create log file (Ox3dRgbd_00.log)!\r\n");
 }
 
 TEST_F(Log, ThatFailedToStartStaysUntilItIsDestroyed) {

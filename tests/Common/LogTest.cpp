@@ -1,7 +1,6 @@
 // The log as its callers and the readers of its files see it.
 #include <gmock/gmock.h>
 
-#include <array>
 #include <ctime>
 
 #include "tests/Common/TestFolder.h"
@@ -85,17 +84,16 @@ TEST_F(Log, LeavesNoMemoryThreadOrFile) {
 }
 
 TEST_F(Log, KeepsEachLineWholeWhenManyThreadsWrite) {
-    std::array<std::thread, 3> threads;
-    for (std::thread& thread : threads) {
-        thread = std::thread([] {
-            for (int n = 0; n < 500; ++n) {
-                OX_LOG_INFO("ab%06dyz\r\n", n);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    const auto write = [] {
+        for (int n = 0; n < 500; ++n) {
+            OX_LOG_INFO("ab%06dyz\r\n", n);
+        }
+    };
+    std::thread first(write);
+    std::thread second(write);
+    write();
+    first.join();
+    second.join();
     EXPECT_THAT(Messages(WaitForLog("yz\r\n")), testing::MatchesRegex("(ab[0-9]{6}yz\r\n)+"));
 }
 

@@ -1,15 +1,15 @@
-// The profile readers, rounding and the build stamp.
+// The profile readers and the build stamp.
 #include "src/Common/Profile.h"
 
 #include <sys/stat.h>
 
-#include "src/Common/Time.h"
 #include "src/Common/Version.h"
 #include "tests/Common/TestFolder.h"
 
 namespace {
 
 constexpr const char* kFile = "Test.ini";
+using std::string_literals::operator""s;
 
 class Profile : public CTestFolder {
 protected:
@@ -62,7 +62,6 @@ TEST_F(Profile, NullArgumentsAreSafe) {
 }
 
 TEST_F(Profile, ValueIsCopiedAsItStandsAndTheDefaultToTheSizeGiven) {
-    using std::string_literals::operator""s;
     WriteFile(kFile, "[S]\nK= \"a b\" \t\r\nVoid=\r\nL=abcdef\n");
     ExpectText("S", "K", 256, "\"a b\" \t\0"s, 7);
     ExpectText("S", "Void", 256, "\0efault\0"s, 0);
@@ -76,7 +75,6 @@ TEST_F(Profile, ValueIsCopiedAsItStandsAndTheDefaultToTheSizeGiven) {
 }
 
 TEST_F(Profile, ListsAreSeparatedByZerosAndStayInTheirSize) {
-    using std::string_literals::operator""s;
     WriteFile(kFile, "[One]x\nKey=1\nA B\n=\n\n[Second\nZ=1\n[Void]\n");
     ExpectText("", "", 256, "One\0Second\0Void\0\0"s, 15);
     ExpectText("", "", 9, "One\0Sec\0\0"s, 7);
@@ -88,13 +86,6 @@ TEST_F(Profile, ListsAreSeparatedByZerosAndStayInTheirSize) {
     ExpectText("One", "", 4, "Ke\0\0"s, 2);
     ExpectText("Void", "", 256, "\0efault\0"s, 0);
     ExpectText("Missing", "", 256, "default\0"s, 7);
-}
-
-TEST(Round, GoesHalfAwayFromZero) {
-    const std::pair<double, double> aCases[] = {{-2.5, -3}, {2.5, 3}, {0.0, 0}, {-0.4, 0}, {1.49, 1}};
-    for (const auto& [x, expected] : aCases) {
-        EXPECT_EQ(ox3d::round(x), expected) << x;
-    }
 }
 
 TEST(BuildStamp, TurnsTheCompilersDateIntoDigits) {

@@ -13,8 +13,7 @@
 
 using namespace ox3d::test;
 
-class CTestFolder : public testing::Test {
-protected:
+struct CTestFolder : testing::Test {
     CWorkFolder m_folder;
 };
 

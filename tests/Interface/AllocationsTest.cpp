@@ -14,11 +14,8 @@ namespace {
 
 using Allocations = CScripted;
 
-bool IsAligned(const uint8_t* data) {
-    return reinterpret_cast<uintptr_t>(data) % 64 == 0;
-}
-
 TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
+    const auto isAligned = [](const uint8_t* data) { return reinterpret_cast<uintptr_t>(data) % 64 == 0; };
     OpenAndStart();
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK); // the other switches are on
     CRawFrame raw(1280, 720);
@@ -31,12 +28,12 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
     }
     ASSERT_EQ(m_frame.nImageCount, 3u);
     for (uint32_t i = 0; i < 3; ++i) {
-        EXPECT_TRUE(IsAligned(Image(i).pData)) << "image " << i;
+        EXPECT_TRUE(isAligned(Image(i).pData)) << "image " << i;
     }
     OX3D_RGBD_IMAGE_DATA depth = Image(0);
     OX3D_RGBD_IMAGE_DATA cloud = {};
     ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK);
-    EXPECT_TRUE(IsAligned(cloud.pData));
+    EXPECT_TRUE(isAligned(cloud.pData));
     uint32_t images = 0;
     const auto count = [](OX3D_RGBD_FRAME_DATA* frame, void* user) {
         *static_cast<uint32_t*>(user) += frame->nImageCount;

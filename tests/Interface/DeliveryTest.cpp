@@ -19,7 +19,7 @@ protected:
     void SetUp() override {
         CScripted::SetUp();
         Open();
-        SwitchOff({"ImageAlign"});
+        SwitchOff("ImageAlign");
     }
 
     // Counts frames and keeps the last record.
@@ -78,7 +78,7 @@ TEST_F(Delivery, CountsTheFramesThatAreLostAnewFromEachStart) {
 
 TEST_F(Delivery, TheTimeOutIsTheCamerasAndEveryFailureOfItMeansNoFrame) {
     ASSERT_EQ(Start(), OX3D_RGBD_OK);
-    OnCall(DOUBLE_OX_CC_GetImageBuffer, [](const DoubleCall& call) {
+    OnCall(DOUBLE_OX_CC_GetImageBuffer, 0, [](const DoubleCall& call) {
         const OX_FRAME_OUT empty = {};
         EXPECT_EQ(memcmp(call.m_output, &empty, sizeof(empty)), 0) << "the camera gets a zeroed record";
     });
@@ -165,7 +165,7 @@ TEST_F(Delivery, HasALineForEachStepInDebugMode) {
     Close();
     WriteFile("Ox3dRgbdCfg.ini", "[Debug]\nDebugMode=7\n");
     OpenAndStart();
-    SwitchOff({"ImageAlign"});
+    SwitchOff("ImageAlign");
     const Lines lines = LinesOf([&] { EXPECT_EQ(FetchNumber(1), OX3D_RGBD_OK); });
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0], "[FetchFrame] GetImageBuffer info[64] [48] [0x11000b8] [1].");

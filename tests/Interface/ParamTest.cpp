@@ -23,7 +23,8 @@ protected:
         Answer(function, answer);
         EXPECT_EQ(Get("Key"), OX3D_RGBD_OK);
         EXPECT_EQ(m_param.enParamType, type);
-        EXPECT_EQ(memcmp(&m_param.stIntParam, &answer, sizeof(answer)), 0) << "one layout for both";
+        const auto& value = reinterpret_cast<const Record&>(m_param.stIntParam); // one layout for both
+        EXPECT_EQ(RecordBytes(value), RecordBytes(answer));
     }
     static OX3D_RGBD_PARAM Param(uint32_t type, uint32_t firstWord = 1) {
         OX3D_RGBD_PARAM param = {};

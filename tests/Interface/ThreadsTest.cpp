@@ -25,7 +25,8 @@ protected:
     void SetUp() override {
         CScripted::SetUp();
         OpenAndStart();
-        SwitchOff({"ImageAlign", "ResolutionAlign"});
+        SwitchOff("ImageAlign");
+        SwitchOff("ResolutionAlign");
         m_raw.AddColor(64, 48, 7);
     }
     using FrameWork = std::function<void(OX3D_RGBD_FRAME_DATA*)>;
@@ -51,13 +52,13 @@ protected:
     }
     // Raises the flag when the camera is asked for the function the next time.
     static void RaiseOnCall(uint32_t function, CFlag& flag) {
-        OnCall(
-            function, [&flag](const DoubleCall&) { flag.Raise(); }, Double().CallCount(function) + 1);
+        OnCall(function, Double().CallCount(function) + 1, [&flag](auto&) { flag.Raise(); });
     }
+    enum class EKind { Frame, Exception };
     // Lets a callback in, then makes the call, which succeeds. The callback does its work once the camera has
     // been asked for the function, that is, in the middle of the call; the call must not end before it.
-    void InTheMiddleOf(uint32_t function, const std::function<uint32_t()>& call, const FrameWork& work,
-                       bool isException = false) {
+    void InTheMiddleOf(uint32_t function, const std::function<uint32_t()>& call, EKind kind,
+                       const FrameWork& work) {
         CFlag inside;
         CFlag reached;
         std::atomic<bool> isDone{false};
@@ -71,7 +72,7 @@ protected:
         OnFrames(callback);
         OnException([&] { callback(nullptr); });
         RaiseOnCall(function, reached);
-        isException ? Raise(false) : Deliver(m_raw, false);
+        kind == EKind::Frame ? Deliver(m_raw, false) : Raise(false);
         ASSERT_TRUE(inside.Wait());
         EXPECT_EQ(call(), OX3D_RGBD_OK);
         EXPECT_TRUE(isDone);
@@ -114,7 +115,7 @@ TEST_F(Callbacks, OfFramesMayCallEverything) {
 // The other thread holds the device's lock and waits for this callback: waiting for the lock would never end.
 TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadStops) {
     const auto stop = [&] { return Stop(); };
-    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, [&](auto*) {
+    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, stop, EKind::Frame, [&](auto*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_E_STATE);
         EXPECT_EQ(stop(), OX3D_RGBD_E_STATE);
         EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK) << "takes no lock";
@@ -123,7 +124,7 @@ TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadStops) {
 
 TEST_F(Callbacks, FindNoDeviceWhileAnotherThreadClosesIt) {
     void* const handle = m_handle;
-    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, m_close, [&](auto*) {
+    InTheMiddleOf(DOUBLE_OX_CC_StopGrabbing, m_close, EKind::Frame, [&](auto*) {
         void* copy = handle;
         EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE);
         EXPECT_EQ(OX3D_RGBD_Stop(handle), OX3D_RGBD_E_HANDLE);
@@ -135,22 +136,21 @@ TEST_F(Callbacks, FindNoDeviceWhileAnotherThreadClosesIt) {
 // A camera library that does not wait for its callbacks: the device must outlast them all the same.
 TEST_F(Callbacks, AreWaitedForByCloseEvenWhereTheCameraDoesNot) {
     Double().Script()->m_isPatient = false;
-    InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, m_close, [](OX3D_RGBD_FRAME_DATA* frame) {
+    InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, m_close, EKind::Frame, [](OX3D_RGBD_FRAME_DATA* frame) {
         EXPECT_EQ(frame->stImageData[1].pData[0], 7) << "its buffer is still there";
     });
     Open();
-    InTheMiddleOf(
-        DOUBLE_OX_CC_DestroyHandle, m_close, [](auto*) {}, true);
+    InTheMiddleOf(DOUBLE_OX_CC_DestroyHandle, m_close, EKind::Exception, [](auto*) {});
 }
 
 TEST_F(Callbacks, InFlightAreWaitedForByUnregistering) {
     const auto work = [&](auto*) {
         EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK) << "who waits holds no lock";
     };
-    InTheMiddleOf(
-        DOUBLE_OX_CC_RegisterImageCallBackEx, [&] { return DropFrames(); }, work);
-    InTheMiddleOf(
-        DOUBLE_OX_CC_RegisterExceptionCallBack, [&] { return DropExceptions(); }, work, true);
+    const auto dropFrames = [&] { return DropFrames(); };
+    const auto dropExceptions = [&] { return DropExceptions(); };
+    InTheMiddleOf(DOUBLE_OX_CC_RegisterImageCallBackEx, dropFrames, EKind::Frame, work);
+    InTheMiddleOf(DOUBLE_OX_CC_RegisterExceptionCallBack, dropExceptions, EKind::Exception, work);
 }
 
 TEST_F(Callbacks, ThatUnregisterAnotherWaitForItEveryTime) {
@@ -207,23 +207,20 @@ TEST_F(Callbacks, OfFramesComeOneAtATimeFromHoweverManyThreads) {
 
 // Each is inside a callback that the other one takes away: neither must wait for ever, and nor must a close.
 TEST_F(Callbacks, MayUnregisterEachOther) {
-    CFlag inFrame;
-    CFlag inException;
-    CFlag frameDone;
-    CFlag exceptionDone;
-    const auto meetAndDropBoth = [&](CFlag& own, CFlag& other, CFlag& done) {
-        own.Raise();
-        EXPECT_TRUE(other.Wait());
+    CFlag inside[2];
+    CFlag done[2];
+    const auto meetAndDropBoth = [&](int own) {
+        inside[own].Raise();
+        EXPECT_TRUE(inside[1 - own].Wait());
         EXPECT_EQ(DropFrames(), OX3D_RGBD_OK);
         EXPECT_EQ(DropExceptions(), OX3D_RGBD_OK);
-        done.Raise();
+        done[own].Raise();
     };
-    OnFrames([&](auto*) { meetAndDropBoth(inFrame, inException, frameDone); });
-    OnException([&] { meetAndDropBoth(inException, inFrame, exceptionDone); });
+    OnFrames([&](auto*) { meetAndDropBoth(0); });
+    OnException([&] { meetAndDropBoth(1); });
     Deliver(m_raw, false);
     Raise(false);
-    EXPECT_TRUE(frameDone.Wait());
-    EXPECT_TRUE(exceptionDone.Wait());
+    EXPECT_TRUE(done[0].Wait() && done[1].Wait());
 }
 
 TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
@@ -287,7 +284,7 @@ TEST_F(Callbacks, MayThrowWhichIsCaughtAndLogged) {
 }
 
 TEST_F(Callbacks, AreNotNeededForATriggerWhileAnotherThreadWaitsForTheFrame) {
-    OnCall(DOUBLE_OX_CC_SetCommandValue, [&](const DoubleCall&) { Double().QueueFrame(m_raw.Out()); });
+    OnCall(DOUBLE_OX_CC_SetCommandValue, 0, [&](auto&) { Double().QueueFrame(m_raw.Out()); });
     CFlag waiting;
     RaiseOnCall(DOUBLE_OX_CC_GetImageBuffer, waiting);
     uint32_t status = 9;
@@ -368,14 +365,13 @@ TEST_F(Rounds, OfOpeningAreNotHarmedByAnOldCopyOfAHandle) {
         const uint32_t status = OX3D_RGBD_CloseDevice(&handle);
         EXPECT_TRUE(status == OX3D_RGBD_OK || status == OX3D_RGBD_E_HANDLE);
     };
+    const auto round = [&] {
+        Open("USB1");
+        last = m_handle;
+        close(std::exchange(m_handle, nullptr));
+    };
     WhileOthers(
-        5 * kRounds, [&] { close(last); },
-        [&] {
-            Open("USB1");
-            last = m_handle;
-            close(std::exchange(m_handle, nullptr));
-        });
-    ExpectNothingLeft();
+        5 * kRounds, [&] { close(last); }, round);
 }
 
 // The provider's device records die at each enumeration, whoever enumerates.

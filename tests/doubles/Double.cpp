@@ -63,11 +63,12 @@ void Settle(Lock& lock, void* handle, const DoubleLane<Callback>& lane) {
 }
 
 template <class Callback>
-void Register(DoubleLane<Callback>& lane, void* handle, Callback callback, void* user) {
+int Register(DoubleLane<Callback>& lane, void* handle, Callback callback, void* user) {
     const Lock lock(g_double.m_mutex);
     lane.m_handle = handle;
     lane.m_callback = callback;
     lane.m_user = user;
+    return 0;
 }
 
 template <class Callback>
@@ -201,14 +202,12 @@ int Run<DOUBLE_OX_CC_GetDeviceInfo>(void* handle, OX_CC_DEVICE_INFO* device) {
 
 template <>
 int Run<DOUBLE_OX_CC_RegisterImageCallBackEx>(void* handle, OX_CC_IMAGE_CALLBACK callback, void* user) {
-    Register(g_double.m_frames, handle, callback, user);
-    return 0;
+    return Register(g_double.m_frames, handle, callback, user);
 }
 
 template <>
 int Run<DOUBLE_OX_CC_RegisterExceptionCallBack>(void* handle, OX_CC_EXCEPTION_CALLBACK callback, void* user) {
-    Register(g_double.m_exceptions, handle, callback, user);
-    return 0;
+    return Register(g_double.m_exceptions, handle, callback, user);
 }
 
 // ---- The exported functions: the arguments as text and as the record that is written ---------------------

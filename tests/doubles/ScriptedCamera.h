@@ -49,20 +49,17 @@ inline OX_CC_DEVICE_INFO UsbDevice(const std::string& serial, const std::string&
 
 // Two sets: 640 x 480 with a focal length of 500, and 1280 x 720 with 1000. The color camera is moved by
 // (21, 1, 0), which at a depth of 1000 is 10.5 columns and half a row of the first set.
-inline const char* const kCalibration = R"(<?xml version="1.0"?>
-<Calib>
+inline const char* const kCalibration = R"(<?xml version="1.0"?><Calib>
  <RGBD_1><Camera img_w="640" img_h="480"/>
   <Left_correct><Intrins fx="500" fy="500" cx="320" cy="240"/></Left_correct>
   <Left_correct_2_RGB><RotMat r00="1" r11="1" r22="1"/><TVec t0="21" t1="1" t2="0"/></Left_correct_2_RGB>
   <RGB><Intrins fx="500" fy="500" cx="320" cy="240"/><Distort k1="0.5" k2="2" p1="3" p2="4" k3="5"/></RGB>
- </RGBD_1>
- <RGBD_2><Camera img_w="1280" img_h="720"/>
+ </RGBD_1><RGBD_2><Camera img_w="1280" img_h="720"/>
   <Left_correct><Intrins fx="1000" fy="900" cx="640" cy="360"/>
    <Distort k1="1.5" k2="2" p1="3" p2="4" k3="5"/></Left_correct>
   <Left_correct_2_RGB><RotMat r00="1" r11="1" r22="1"/><TVec t0="0" t1="0" t2="0"/></Left_correct_2_RGB>
   <RGB><Intrins fx="1100" fy="1000" cx="641" cy="361"/><Distort k1="6" k2="7" p1="8" p2="9" k3="10"/></RGB>
- </RGBD_2>
-</Calib>)";
+ </RGBD_2></Calib>)";
 
 // A frame's main image and chunks, which own their memory. Alive as long as a frame of it is out.
 class CRawFrame {
@@ -130,6 +127,12 @@ inline OX3D_RGBD_IMAGE_DATA DepthImage(std::vector<uint8_t>& samples, uint32_t w
     return image;
 }
 
+template <class Record>
+std::vector<uint8_t> RecordBytes(const Record& record) {
+    const auto* first = reinterpret_cast<const uint8_t*>(&record);
+    return {first, first + sizeof(record)};
+}
+
 inline OX3D_RGBD_PARAM IntParam(int64_t value) {
     OX3D_RGBD_PARAM param = {};
     param.enParamType = OX3D_RGBD_PARAM_INT;
@@ -174,11 +177,10 @@ protected:
     }
     template <class Record>
     static void Answer(uint32_t function, const Record& record) {
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
-        Double().AddRule({.m_function = function, .m_output = {bytes, bytes + sizeof(record)}});
+        Double().AddRule({.m_function = function, .m_output = RecordBytes(record)});
     }
-    // Runs the work at each of the function's calls, on the caller's thread.
-    static void OnCall(uint32_t function, std::function<void(const DoubleCall&)> work, uint32_t ordinal = 0) {
+    // Runs the work at that one of the function's calls, or at each for 0, on the caller's thread.
+    static void OnCall(uint32_t function, uint32_t ordinal, std::function<void(const DoubleCall&)> work) {
         Double().AddRule({.m_function = function, .m_ordinal = ordinal, .m_work = std::move(work)});
     }
     static void ExpectNothingLeft() {
@@ -209,11 +211,7 @@ protected:
         OX3D_RGBD_PARAM param = IntParam(value);
         return OX3D_RGBD_SetParam(m_handle, key, &param);
     }
-    void SwitchOff(std::initializer_list<const char*> keys) {
-        for (const char* const key : keys) {
-            ASSERT_EQ(SetSwitch(key, 0), OX3D_RGBD_OK);
-        }
-    }
+    void SwitchOff(const char* key) { ASSERT_EQ(SetSwitch(key, 0), OX3D_RGBD_OK); }
     static void Deliver(CRawFrame& frame, bool isAwaited = true) {
         Double().DeliverFrame(frame.m_main.data(), frame.Info(), isAwaited);
     }
@@ -247,7 +245,7 @@ protected:
     static std::string LastOf(const Lines& lines) { return lines.empty() ? std::string() : lines.back(); }
     // Makes LinesOf work for long sequences too: every camera call waits for the log.
     static void DrainLogAtEveryCall() {
-        OnCall(kFunctions, [](const DoubleCall&) { DrainLog(); });
+        OnCall(kFunctions, 0, [](const DoubleCall&) { DrainLog(); });
     }
     // Returns when all lines so far are in the file.
     static void DrainLog() {

@@ -2,7 +2,6 @@
 // interface, against what a perfect camera would have measured in the same scene.
 #include "virtual-camera/frames/GroundTruth.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
-#include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 #include <gtest/gtest.h>
 
@@ -16,19 +15,13 @@ namespace {
 
 constexpr uint32_t kTimeoutMs = 60000; // a sanitizer on a busy machine renders slowly
 
-class SceneThroughLibrary : public testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(OX3D_RGBD_OpenDevice(&m_handle, nullptr), OX3D_RGBD_OK); }
-    void TearDown() override { EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK); }
-
-    void* m_handle = nullptr;
-};
-
-TEST_F(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasure) {
+TEST(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasure) {
+    void* handle = nullptr;
+    ASSERT_EQ(OX3D_RGBD_OpenDevice(&handle, nullptr), OX3D_RGBD_OK);
     OX3D_RGBD_FRAME_DATA frame = {};
-    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
     do {
-        ASSERT_EQ(OX3D_RGBD_FetchFrame(m_handle, &frame, kTimeoutMs), OX3D_RGBD_OK);
+        ASSERT_EQ(OX3D_RGBD_FetchFrame(handle, &frame, kTimeoutMs), OX3D_RGBD_OK);
     } while (frame.stImageData[0].nFrameNum < 3); // numbers count up by then
     ASSERT_EQ(frame.nImageCount, 2u);
     const OX3D_RGBD_IMAGE_DATA& depth = frame.stImageData[0];
@@ -56,6 +49,7 @@ TEST_F(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeas
     const auto middle = errors.begin() + static_cast<std::ptrdiff_t>(errors.size() / 2);
     std::nth_element(errors.begin(), middle, errors.end());
     EXPECT_LT(*middle, 1.0) << "the median: not everything is seen by both cameras";
+    EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
 }
 
 } // namespace

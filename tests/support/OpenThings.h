@@ -43,16 +43,14 @@ inline size_t HeapBytes() {
 // Rounds after some to warm up leave no thread, no file and less than so much memory. A fatal failure ends them.
 template <typename TRound>
 void ExpectRoundsLeaveNothing(int warmUps, int rounds, size_t slackBytes, TRound round) {
-    size_t threads = 0;
-    size_t files = 0;
-    size_t bytes = 0;
-    for (int i = 0; i < warmUps + rounds; ++i) {
-        if (i == warmUps) {
-            threads = Threads();
-            files = OpenFiles();
-            bytes = HeapBytes();
-        }
-        ASSERT_NO_FATAL_FAILURE(round()) << "round " << i;
+    for (int i = 0; i < warmUps; ++i) {
+        ASSERT_NO_FATAL_FAILURE(round());
+    }
+    const size_t threads = Threads();
+    const size_t files = OpenFiles();
+    const size_t bytes = HeapBytes();
+    for (int i = 0; i < rounds; ++i) {
+        ASSERT_NO_FATAL_FAILURE(round());
     }
     EXPECT_LE(ThreadsSettled(threads), threads);
     EXPECT_EQ(OpenFiles(), files);

@@ -75,6 +75,7 @@ private:
 class CFlag : public CWatched<bool> {
 public:
     void Raise() { Set(true); }
+    bool IsRaised() const { return Get(); }
     bool Wait() {
         return WaitFor([](bool isRaised) { return isRaised; });
     }
