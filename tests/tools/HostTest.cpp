@@ -119,17 +119,12 @@ constexpr auto kNetworks = &InterfaceFacts::m_networks;
 constexpr auto kReversePath = &InterfaceFacts::m_reversePath;
 using Spoil = std::function<void(HostFacts&)>;
 
-template <typename TMember, typename TValue>
-Spoil Set(TMember HostFacts::*member, TValue value) {
-    return [=](HostFacts& facts) { facts.*member = value; };
-}
-template <typename TMember, typename TValue>
-Spoil Set(TMember CameraFacts::*member, TValue value) {
-    return [=](HostFacts& facts) { facts.m_cameras[0].*member = value; };
-}
-template <typename TMember, typename TValue>
-Spoil Set(TMember InterfaceFacts::*member, TValue value) {
-    return [=](HostFacts& facts) { facts.m_interfaces[1].*member = value; };
+// Of the host, its camera or its Ethernet interface, whichever has the member.
+template <typename TOwner, typename TMember, typename TValue>
+Spoil Set(TMember TOwner::*member, TValue value) {
+    return [=](HostFacts& facts) {
+        std::get<TOwner&>(std::tie(facts, facts.m_cameras[0], facts.m_interfaces[1])).*member = value;
+    };
 }
 Spoil Wifi(uint32_t ip) {
     return [=](HostFacts& facts) {

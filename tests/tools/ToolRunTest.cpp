@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 using namespace ::testing;
 
 const std::string kDesk = OX3D_DATA_DIR "/desk";
-const std::string kOffice = OX3D_DATA_DIR "/office";
 
 class ToolRun : public Test {
 protected:
@@ -28,10 +27,14 @@ protected:
         arguments.insert(arguments.begin(), OX3D_TOOL);
         return {arguments, m_folder.Path().string(), m_variables};
     }
-    // The output, after a run that has to end with this code.
-    std::string Run(const std::vector<std::string>& arguments, int code = 0) const {
+    // The output, after a run that has to end with this code and to say all of this.
+    std::string Run(const std::vector<std::string>& arguments, int code = 0,
+                    const std::vector<std::string>& says = {}) const {
         CProcess process = Start(arguments);
         EXPECT_EQ(process.Finish(), code) << process.Output();
+        for (const std::string& text : says) {
+            EXPECT_THAT(process.Output(), HasSubstr(text));
+        }
         return process.Output();
     }
     // The cameras that the virtual provider has from now on, each one more section of its list. They play a recording
@@ -70,24 +73,19 @@ protected:
 };
 
 TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
-    EXPECT_THAT(Run({"list"}), AllOf(HasSubstr("camera control: virtual"), HasSubstr("GigE"),
-                                     HasSubstr("VC00000001"), HasSubstr("yes")));
-    EXPECT_THAT(
-        Run({"info", "--serial", "REC00000001", "--recording", kOffice}),
-        AllOf(
-            HasSubstr("192.168."), HasSubstr("DeviceUserID"), HasSubstr("read-write"),
-            HasSubstr(
-                "depth sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 390.431"),
-            HasSubstr("color sensor\n  image                    640 x 480\n  intrinsics, pixels       fx "
-                      "613.204")));
+    Run({"list"}, 0, {"camera control: virtual", "GigE", "VC00000001", "yes"});
+    Run({"info", "--serial", "REC00000001", "--recording", OX3D_DATA_DIR "/office"}, 0,
+        {"192.168.", "DeviceUserID", "read-write",
+         "depth sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 390.431",
+         "color sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 613.204"});
     EXPECT_TRUE(fs::is_empty(m_folder.Path()));
 }
 
 TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrameAndCountsLostOnes) {
     UseCameras({"serial = E1\nfps = 60\nfault = drop_every 3"});
-    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "5"}),
-                AllOf(HasSubstr("5 frames, "), HasSubstr("% of depth valid"), HasSubstr("overlay.png"),
-                      Not(HasSubstr(" 0 lost"))));
+    const std::string said =
+        Run({"grab", "--out", "out", "--frames", "5"}, 0, {"5 frames, ", "% of depth valid", "overlay.png"});
+    EXPECT_THAT(said, Not(HasSubstr(" 0 lost")));
     EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")), AllOf(HasSubstr(VertexLine()), HasSubstr("red")));
     EXPECT_TRUE(HasOut("color.png") && HasOut("overlay.png") && HasOut("depth_color.png") &&
                 HasOut("cloud.png"));
@@ -95,12 +93,10 @@ TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrameAndCountsLostOnes) {
 
 TEST_F(ToolRun, AUsbCameraGetsACloudWithoutColorsAndNoOverlay) {
     UseCameras({"serial = E1", "transport = usb\nserial = U1"});
-    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "1", "--serial", "U1"}),
-                HasSubstr("not registered"));
+    Run({"grab", "--out", "out", "--frames", "1", "--serial", "U1"}, 0, {"not registered"});
     EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")),
                 AllOf(HasSubstr(VertexLine()), Not(HasSubstr("red"))));
-    EXPECT_TRUE(HasOut("color.png"));
-    EXPECT_FALSE(HasOut("overlay.png"));
+    EXPECT_TRUE(HasOut("color.png") && !HasOut("overlay.png"));
 }
 
 TEST_F(ToolRun, PlaysBackToTheBitWhatItHasRecorded) {
@@ -123,10 +119,10 @@ TEST_F(ToolRun, PlaysBackToTheBitWhatItHasRecorded) {
             EXPECT_TRUE(ReadFile(file) == ReadFile(original)) << file << " is not " << original;
         }
     }
-    EXPECT_THAT(Run({"grab", "--all", "--out", "out"}, 7), HasSubstr("holds a recording already"));
+    Run({"grab", "--all", "--out", "out"}, 7, {"holds a recording already"});
     fs::create_directories(m_folder.File("blocked/calibration.xml"));
-    EXPECT_THAT(Run({"grab", "--all", "--out", "blocked", "--frames", "1", "--recording", kDesk}, 7),
-                HasSubstr("cannot be played without the camera's calibration"));
+    Run({"grab", "--all", "--out", "blocked", "--frames", "1", "--recording", kDesk}, 7,
+        {"cannot be played"});
     EXPECT_TRUE(fs::exists(m_folder.File("blocked/depth.png")));
 }
 
@@ -140,13 +136,13 @@ TEST_F(ToolRun, RecordsColorAtTheSizeThatTheCameraSends) {
 
 TEST_F(ToolRun, ACameraThatSendsNothingEndsTheGrabAfterTheTimeoutThatWasGiven) {
     UseCameras({"serial = E1\nfault = stall_at 1\nfault = stall_for 5000"});
-    EXPECT_THAT(Run({"grab", "--out", "out", "--timeout", "1"}, 6), HasSubstr("no frame for 1 s"));
+    Run({"grab", "--out", "out", "--timeout", "1"}, 6, {"no frame for 1 s"});
     EXPECT_FALSE(HasOut("depth.png"));
 }
 
 TEST_F(ToolRun, ALostCameraEndsTheGrabWithWhatHasArrived) {
     UseCameras({"serial = E1\nfault = unplug_after 2"});
-    EXPECT_THAT(Run({"grab", "--out", "out", "--frames", "30"}, 5), HasSubstr("the camera went offline"));
+    Run({"grab", "--out", "out", "--frames", "30"}, 5, {"the camera went offline"});
     EXPECT_TRUE(HasOut("cloud.ply"));
 }
 
@@ -166,28 +162,25 @@ TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
 TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
     UseCameras({"serial = E1\nip = 10.9.8.7\ngateway = 10.9.8.1\nhost_ip = 198.51.100.10",
                 "serial = E2\nip = 198.51.100.22\nhost_ip = 198.51.100.10", "transport = usb\nserial = U1"});
-    EXPECT_THAT(Run({"network"}), AllOf(HasSubstr("static  198.51.100.10  wrong subnet"), HasSubstr("fits"),
-                                        HasSubstr("02:00:00:00:00:01  10.9.8.7"), Not(HasSubstr("U1"))));
-    EXPECT_THAT(
-        Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"}),
-        AllOf(HasSubstr("E1 is found at 198.51.100.30 now (mask 255.255.255.0, gateway 198.51.100.10"),
-              HasSubstr("198.51.100.30  255.255.255.0  198.51.100.10"), HasSubstr("fits"),
-              Not(HasSubstr("wrong subnet"))));
-    for (const auto& [option, mode] : {std::pair{"--dhcp", "DHCP"}, {"--link-local", "link-local"}}) {
-        EXPECT_THAT(Run({"network", "--serial", "E1", option}),
-                    AllOf(HasSubstr(std::string("E1 is set to ") + mode),
-                          HasSubstr(std::string("10.9.8.1  ") + mode)));
-    }
-    EXPECT_THAT(Run({"network", "--serial", "E1", "--set-ip", "198.51.100.22"}, 2),
-                HasSubstr("is the camera E2's"));
-    EXPECT_THAT(Run({"network", "--serial", "U1", "--dhcp"}, 2), HasSubstr("is a USB camera"));
+    const std::string list =
+        Run({"network"}, 0, {"static  198.51.100.10  wrong subnet", "fits", "02:00:00:00:00:01  10.9.8.7"});
+    EXPECT_THAT(list, Not(HasSubstr("U1")));
+    const std::string moved =
+        Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"}, 0,
+            {"E1 is found at 198.51.100.30 now (mask 255.255.255.0, gateway 198.51.100.10",
+             "198.51.100.30  255.255.255.0  198.51.100.10", "fits"});
+    EXPECT_THAT(moved, Not(HasSubstr("wrong subnet")));
+    Run({"network", "--serial", "E1", "--dhcp"}, 0, {"E1 is set to DHCP", "10.9.8.1  DHCP"});
+    Run({"network", "--serial", "E1", "--link-local"}, 0,
+        {"E1 is set to link-local", "10.9.8.1  link-local"});
+    Run({"network", "--serial", "E1", "--set-ip", "198.51.100.22"}, 2, {"is the camera E2's"});
+    Run({"network", "--serial", "U1", "--dhcp"}, 2, {"is a USB camera"});
 }
 
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
     UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
-    EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8),
-                AllOf(HasSubstr("problem  camera address: E1: 10.9.8.7"),
-                      HasSubstr("packet size: E1: 1500 bytes"), HasSubstr("receive buffer")));
+    Run({"doctor", "--serial", "E1"}, 8,
+        {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes", "receive buffer"});
     CProcess host = Start({"doctor", "--host-only"});
     const int code = host.Finish();
     const bool isSound = host.Output().find("problems: 0,") != std::string::npos;
@@ -232,7 +225,7 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"list", "--help"}, 0, "virtual, or a path"},
     };
     for (const auto& row : rows) {
-        EXPECT_THAT(Run(row.arguments, row.code), HasSubstr(row.message));
+        Run(row.arguments, row.code, {row.message});
     }
 }
 

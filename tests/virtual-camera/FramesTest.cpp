@@ -119,12 +119,12 @@ TEST(Fault, SpoilsChunksAndImageOfEveryNthFrameOnly) {
     config.m_faults.m_chunkCount = 5;
     config.m_faults.m_depthLengthBytes = 10;
     config.m_faults.m_isChunkListMissing = 1;
-    config.m_faults.m_badEvery = 2;
+    config.m_faults.m_badEvery = 3;
     CFakeCamera camera(config);
     EnableChunk(camera, 24);
     camera.Execute("AcquisitionStart");
     CameraFrame frame;
-    for (const bool isBad : {false, true, false}) {
+    for (const bool isBad : {false, false, true, false}) {
         ASSERT_EQ(camera.NextFrame(camera.PlugCount(), {}, &frame), ENextFrame::Frame);
         EXPECT_EQ(frame.m_chunks[0].m_lengthBytes, isBad ? 16U : 68U);
         EXPECT_EQ(frame.m_declaredChunkCount, isBad ? 5U : 1U);
@@ -135,24 +135,19 @@ TEST(Fault, SpoilsChunksAndImageOfEveryNthFrameOnly) {
 
 TEST(CycleSource, ShowsTheFirstFramesOverAndOverWithWhatIsWantedOfThem) {
     std::string error;
-    const auto source = CCycleSource::Create(std::make_unique<CFakeSource>(100), 3, &error);
-    ASSERT_NE(source, nullptr) << error;
     FrameImages images;
-    for (const uint64_t index : {0U, 1U, 2U, 3U, 7U}) {
-        ASSERT_TRUE(source->Render(index, index != 1, index == 7, &images));
-        EXPECT_EQ(images.m_depth[31], 1000 + index % 3);
-        EXPECT_EQ(images.m_colorWidth, index != 1 ? 6U : 0U);
-        EXPECT_TRUE(index == 1 || images.m_color[35] == index % 3);
-        EXPECT_TRUE(index != 7 || images.m_greyPair[63] == 100 + index % 3);
+    for (const uint64_t frames : {100U, 3U}) { // a source that is shorter than the cycle as well
+        const auto source =
+            CCycleSource::Create(std::make_unique<CFakeSource>(frames), frames == 3 ? 10U : 3U, &error);
+        ASSERT_NE(source, nullptr) << error;
+        for (const uint64_t index : {0U, 1U, 2U, 3U, 7U}) {
+            ASSERT_TRUE(source->Render(index, index != 1, index == 7, &images));
+            EXPECT_EQ(images.m_depth[31], 1000 + index % 3);
+            EXPECT_EQ(images.m_colorWidth, index != 1 ? 6U : 0U);
+            EXPECT_TRUE(index == 1 || images.m_color[35] == index % 3);
+            EXPECT_TRUE(index != 7 || images.m_greyPair[63] == 100 + index % 3);
+        }
     }
-}
-
-TEST(CycleSource, IsAsShortAsItsSourceAndRefusesAnEmptyOne) {
-    std::string error;
-    FrameImages images;
-    const auto source = CCycleSource::Create(std::make_unique<CFakeSource>(2), 10, &error);
-    ASSERT_TRUE(source->Render(2, false, false, &images));
-    EXPECT_EQ(images.m_depth[0], 1000);
     EXPECT_EQ(CCycleSource::Create(std::make_unique<CFakeSource>(0), 10, &error), nullptr);
     EXPECT_FALSE(error.empty());
 }
