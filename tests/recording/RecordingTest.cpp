@@ -105,7 +105,7 @@ TEST_F(Recording, OfOtherWritersIsReadInTheOrderOfItsNumbers) {
     AddForeign("depth/9.png", PNG_FORMAT_LINEAR_Y, depth[0]);
     AddForeign("depth/000010.png", PNG_FORMAT_LINEAR_Y, depth[1]);
     AddForeign("depth/000100.png", PNG_FORMAT_LINEAR_Y, depth[2]);
-    AddForeign("depth/notes.png", PNG_FORMAT_LINEAR_Y, depth[3]);
+    AddForeign("depth/5notes.png", PNG_FORMAT_LINEAR_Y, depth[3]);
     const uint8_t grey[] = {10, 240};
     const uint8_t transparent[] = {10, 20, 30, 128, 40, 50, 60, 0};
     AddForeign("color/000009.png", PNG_FORMAT_GRAY, grey);
@@ -144,10 +144,7 @@ TEST_F(Recording, LosesNoMoreThanItsBadFramesAndSaysWhich) {
 TEST_F(Recording, ThatCannotBePlayedIsRefusedWithAReason) {
     const std::string calibration = m_writer.CalibrationFile();
     const std::string depth = m_folder.File("depth/000001.png");
-    const struct {
-        std::function<void()> spoil;
-        const char* reason;
-    } rows[] = {
+    const std::pair<std::function<void()>, const char*> rows[] = {
         {[&] { fs::remove(calibration); }, "calibration.xml: no such file"},
         {[&] { fs::remove(calibration), mkfifo(calibration.c_str(), 0600); },
          "calibration.xml: no such file"},
@@ -158,17 +155,17 @@ TEST_F(Recording, ThatCannotBePlayedIsRefusedWithAReason) {
         {[&] { fs::remove(depth), mkfifo(depth.c_str(), 0600); }, "none of the files"},
         {[&] { fs::rename(m_folder.File("color/000001.png"), depth); }, "none of the files"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [spoil, reason] : rows) {
         for (const auto& part : fs::directory_iterator(m_folder.Path())) {
             fs::remove_all(part);
         }
         SetUp();
         Add(1, 1000, {320, 240}, {4, 2});
         ASSERT_THAT(Read(), ElementsAre(1000)) << m_error;
-        row.spoil();
+        spoil();
         Read();
-        EXPECT_EQ(m_reader, nullptr) << row.reason;
-        EXPECT_THAT(m_error, HasSubstr(row.reason));
+        EXPECT_EQ(m_reader, nullptr) << reason;
+        EXPECT_THAT(m_error, HasSubstr(reason));
     }
 }
 

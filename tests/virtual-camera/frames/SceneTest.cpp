@@ -11,16 +11,10 @@
 namespace ox3d {
 namespace {
 
-std::unique_ptr<CFrameSource> MakeSource(const FrameSourceConfig& config) {
-    std::string error;
-    std::unique_ptr<CFrameSource> source = CreateFrameSource(config, &error);
-    EXPECT_NE(source, nullptr) << error;
-    return source;
-}
-
 FrameImages RenderFrame(const FrameSourceConfig& config, uint64_t index, bool wantGreyPair = false) {
+    std::string error;
     FrameImages images;
-    EXPECT_TRUE(MakeSource(config)->Render(index, true, wantGreyPair, &images));
+    EXPECT_TRUE(CreateFrameSource(config, &error)->Render(index, true, wantGreyPair, &images));
     return images;
 }
 
@@ -133,16 +127,13 @@ TEST(SceneGreyPair, ShowsThePictureOnTheWallShiftedByItsDisparity) {
     double shifted = 0.0;
     double unshifted = 0.0;
     double count = 0.0;
-    for (uint32_t v = 60; v < 180; ++v) {
-        for (uint32_t u = 260; u < 430; ++u) {
-            const SceneSample here = truth.FromDepthCamera(0, u, v);
-            if (here.m_object == kSceneFirstBox + kBoxPicture) {
-                const size_t at = size_t{v} * images.m_depthWidth + u;
-                const auto disparity = std::lround(truth.DisparityPixels(here.m_depthMm));
-                shifted += std::abs(left[at] - right[at - static_cast<size_t>(disparity)]);
-                unshifted += std::abs(left[at] - right[at]);
-                ++count;
-            }
+    for (uint32_t at = 60 * 640; at < 180 * 640; ++at) {
+        const SceneSample here = truth.FromDepthCamera(0, at % 640, at / 640);
+        if (here.m_object == kSceneFirstBox + kBoxPicture && at % 640 < 430) {
+            const auto disparity = std::lround(truth.DisparityPixels(here.m_depthMm));
+            shifted += std::abs(left[at] - right[at - static_cast<size_t>(disparity)]);
+            unshifted += std::abs(left[at] - right[at]);
+            ++count;
         }
     }
     EXPECT_GT(count, 10000.0);
@@ -153,7 +144,8 @@ TEST(SceneGreyPair, ShowsThePictureOnTheWallShiftedByItsDisparity) {
 TEST(SceneFrames, DependOnIndexAndSeedAlone) {
     FrameSourceConfig otherSeed;
     otherSeed.m_seed = 2;
-    const std::unique_ptr<CFrameSource> source = MakeSource(FrameSourceConfig());
+    std::string error;
+    const std::unique_ptr<CFrameSource> source = CreateFrameSource({}, &error);
     FrameImages first;
     FrameImages again;
     ASSERT_TRUE(source->Render(7, true, true, &first));
@@ -180,10 +172,10 @@ TEST(SceneSizes, OutOfRangeAreRefusedWithAReason) {
 }
 
 TEST(SceneCalibration, TextHoldsTheNumbersOfBothResolutions) {
-    const RgbdCalibration set = CGroundTruth{FrameSourceConfig()}.Calibration();
+    const CGroundTruth truth{FrameSourceConfig()};
+    const RgbdCalibration set = truth.Calibration();
     tinyxml2::XMLDocument document;
-    ASSERT_EQ(document.Parse(MakeSource(FrameSourceConfig())->CalibrationXml().c_str()),
-              tinyxml2::XML_SUCCESS);
+    ASSERT_EQ(document.Parse(truth.CalibrationXml().c_str()), tinyxml2::XML_SUCCESS);
     for (const int scale : {1, 2}) {
         const auto* element = document.RootElement()->FirstChildElement(scale == 1 ? "RGBD_1" : "RGBD_2");
         ASSERT_NE(element, nullptr);

@@ -110,12 +110,7 @@ TEST(Registers, SeveralAreReadAndWrittenByOneCommand) {
 TEST(Registers, MistakesGetTheStatusThatNamesThem) {
     Device camera;
     camera.Write(kCcp, 2);
-    const struct {
-        const char* m_what;
-        EGvcpCommand m_command;
-        Bytes m_payload;
-        EGvcpStatus m_status;
-    } table[] = {
+    const std::tuple<const char*, EGvcpCommand, Bytes, EGvcpStatus> rows[] = {
         {"a register that is not there", ReadReg, Words({0x00F00000}), InvalidAddress},
         {"no register at all", ReadReg, {}, InvalidParameter},
         {"a crooked address", ReadReg, Words({0x0A02}), BadAlignment},
@@ -133,8 +128,8 @@ TEST(Registers, MistakesGetTheStatusThatNamesThem) {
         {"control in passing", WriteMem, Words({0x09FC, 0, 2}), InvalidParameter},
         {"a command that there is not", EGvcpCommand{0x0100}, {}, NotImplemented},
     };
-    for (const auto& row : table) {
-        EXPECT_EQ(StatusOf(camera.Run(row.m_command, row.m_payload)), row.m_status) << row.m_what;
+    for (const auto& [what, command, payload, status] : rows) {
+        EXPECT_EQ(StatusOf(camera.Run(command, payload)), status) << what;
     }
 }
 
