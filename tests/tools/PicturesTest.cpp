@@ -66,54 +66,51 @@ TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
     EXPECT_EQ(FindDepth(many.m_frame), nullptr);
 }
 
-class Results : public Test {
-protected:
-    std::string File(const char* name) const { return m_folder.File(name); }
-    test::CTempFolder m_folder;
-};
-
-TEST_F(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
+TEST(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
+    const test::CTempFolder folder;
     GrabbedFrame frame;
     frame.m_depth = DepthImage(64, 48, 1000);
     frame.m_depth.At(1, 0) = 0x1234;
     frame.m_color = RgbImage(64, 48, {10, 20, 30});
     frame.m_isRegistered = true;
     frame.m_cloud = {{{0.0F, 0.0F, 1.0F, 0.01F, {}}}, true};
-    EXPECT_THAT(WriteResults(m_folder.Path(), frame), ElementsAre("depth.png", "depth_color.png", "color.png",
-                                                                  "overlay.png", "cloud.ply", "cloud.png"));
+    EXPECT_THAT(WriteResults(folder.Path(), frame), ElementsAre("depth.png", "depth_color.png", "color.png",
+                                                                "overlay.png", "cloud.ply", "cloud.png"));
     PngSize size;
     std::string error;
     std::vector<uint16_t> depth;
     std::vector<uint8_t> planes;
-    EXPECT_TRUE(ReadDepthPng(File("depth.png"), &size, &depth, &error)) << error;
+    EXPECT_TRUE(ReadDepthPng(folder.File("depth.png"), &size, &depth, &error)) << error;
     EXPECT_EQ(depth, frame.m_depth.m_samples);
-    EXPECT_TRUE(ReadColorPng(File("color.png"), &size, &planes, &error)) << error;
+    EXPECT_TRUE(ReadColorPng(folder.File("color.png"), &size, &planes, &error)) << error;
     EXPECT_THAT((std::vector{planes.front(), planes.at(planes.size() / 2), planes.back()}),
                 ElementsAre(10, 20, 30));
 
     frame.m_isRegistered = false;
     frame.m_cloud = {};
-    EXPECT_THAT(WriteResults(m_folder.Path(), frame),
-                ElementsAre("depth.png", "depth_color.png", "color.png"));
-    EXPECT_FALSE(std::filesystem::exists(File("overlay.png")) || std::filesystem::exists(File("cloud.ply")));
+    EXPECT_THAT(WriteResults(folder.Path(), frame), ElementsAre("depth.png", "depth_color.png", "color.png"));
+    EXPECT_FALSE(std::filesystem::exists(folder.File("overlay.png")) ||
+                 std::filesystem::exists(folder.File("cloud.ply")));
     const auto isFile = Property(&CToolError::Code, EExitCode::File);
-    EXPECT_THAT([&] { WriteResults(File("none"), frame); }, Throws<CToolError>(isFile));
+    EXPECT_THAT([&] { WriteResults(folder.File("none"), frame); }, Throws<CToolError>(isFile));
     EXPECT_THAT([&] { WritePly("/dev/full", {{CloudPoint()}, true}); }, Throws<CToolError>(isFile));
 }
 
-TEST_F(Results, APlyFileHoldsThePointsInMetresAndTheirColors) {
+TEST(Results, APlyFileHoldsThePointsInMetresAndTheirColors) {
     PointCloud cloud = {{{0.5F, -0.25F, 2.0F, 0.0F, {1, 2, 3}}, {1.0F, 2.0F, 3.0F, 0.0F, {4, 5, 6}}}, true};
     const std::string numbers[] = {{"\0\0\0\x3f\0\0\x80\xbe\0\0\0\x40", 12},
                                    {"\0\0\x80\x3f\0\0\0\x40\0\0\x40\x40", 12}};
-    WritePly(File("c.ply"), cloud);
-    EXPECT_THAT(test::ReadFile(File("c.ply")),
+    const test::CTempFolder folder;
+    const std::string file = folder.File("c.ply");
+    WritePly(file, cloud);
+    EXPECT_THAT(test::ReadFile(file),
                 AllOf(StartsWith("ply\nformat binary_little_endian 1.0\n"),
                       EndsWith("\nelement vertex 2\nproperty float x\nproperty float y\nproperty float z\n"
                                "property uchar red\nproperty uchar green\nproperty uchar blue\nend_header\n" +
                                numbers[0] + "\1\2\3" + numbers[1] + "\4\5\6")));
     cloud.m_hasColor = false;
-    WritePly(File("c.ply"), cloud);
-    EXPECT_THAT(test::ReadFile(File("c.ply")), EndsWith("float z\nend_header\n" + numbers[0] + numbers[1]));
+    WritePly(file, cloud);
+    EXPECT_THAT(test::ReadFile(file), EndsWith("float z\nend_header\n" + numbers[0] + numbers[1]));
 }
 
 TEST(FrameStats, CountsTheGapsInTheFrameNumbers) {

@@ -33,11 +33,11 @@ TEST(GenicamXml, IsOneTreeThatHoldsEveryFeature) {
             EXPECT_TRUE(nodes.emplace(node->Attribute("Name"), node).second) << node->Attribute("Name");
         });
         std::set<std::string> reached = {"Root", "Device"};
-        for (const auto& [name, node] : nodes) {
+        for (const auto& node : nodes) {
             for (const char* const reference :
                  {"pFeature", "pValue", "pPort", "pIsLocked", "pSelected", "pIndex"}) {
-                ForEach(node, reference, [&](const XMLElement* child) {
-                    EXPECT_EQ(nodes.count(child->GetText()), 1U) << name << ": " << child->GetText();
+                ForEach(node.second, reference, [&](const XMLElement* child) {
+                    EXPECT_EQ(nodes.count(child->GetText()), 1U) << node.first << ": " << child->GetText();
                     reached.insert(child->GetText());
                 });
             }
