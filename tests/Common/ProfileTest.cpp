@@ -9,7 +9,7 @@
 namespace {
 
 constexpr const char* kFile = "Test.ini";
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 class Profile : public CTestFolder {
 protected:

@@ -50,8 +50,7 @@ TEST(Thread, RunsItsRoutineWhateverTheAttributes) {
     EXPECT_EQ(runs, 1);
 }
 
-class Ring : public testing::Test {
-protected:
+struct Ring : testing::Test {
     uint32_t FillCompletely() {
         uint32_t items = 0;
         while (items < 1000 && m_ring.GetSpareNode() != nullptr && m_ring.CommitWrite() == 1) {

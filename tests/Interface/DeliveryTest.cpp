@@ -14,11 +14,10 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_opt
 
 namespace {
 
-class Delivery : public CScripted {
+class Delivery : public COpened {
 protected:
     void SetUp() override {
-        CScripted::SetUp();
-        Open();
+        COpened::SetUp();
         SwitchOff("ImageAlign");
     }
 

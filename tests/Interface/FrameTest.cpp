@@ -253,12 +253,8 @@ TEST_F(Frames, FailWithTheirRegistration) {
 
 // ---- Point clouds ----------------------------------------------------------------------------------------
 
-class PointCloud : public CScripted {
+class PointCloud : public COpened {
 protected:
-    void SetUp() override {
-        CScripted::SetUp();
-        Open();
-    }
     // An image whose every pixel is a meter away.
     uint32_t Map(uint16_t width, uint16_t height) {
         m_samples = CRawFrame(width, height).m_main;

@@ -3,13 +3,7 @@
 
 namespace {
 
-class Maintenance : public CScripted {
-protected:
-    void SetUp() override {
-        CScripted::SetUp();
-        Open();
-    }
-};
+using Maintenance = COpened;
 
 uint8_t g_bytes[16];
 uint32_t g_word;
@@ -199,7 +193,7 @@ TEST_F(IpConfig, FailsWithTheCamera) {
 
 // ---- Calibration of one sensor ---------------------------------------------------------------------------
 
-class CalibInfo : public Maintenance {
+class CalibInfo : public COpened {
 protected:
     uint32_t Get(uint32_t sensor) {
         memset(&m_info, 0x5A, sizeof(m_info));

@@ -273,4 +273,13 @@ private:
     static constexpr const char* kMarker = "[OX3D_RGBD_GetSDKVersion] stVersion is null.\r";
 };
 
+// The Ethernet camera is open.
+class COpened : public CScripted {
+protected:
+    void SetUp() override {
+        CScripted::SetUp();
+        Open();
+    }
+};
+
 #endif

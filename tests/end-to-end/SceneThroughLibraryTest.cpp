@@ -39,8 +39,9 @@ TEST(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasur
     for (size_t i = 0; i < pixels; i += 3) {
         uint16_t measured = 0;
         memcpy(&measured, depth.pData + 2 * i, sizeof(measured));
+        const size_t row = i / depth.nWidth;
         const double x = static_cast<double>(i % depth.nWidth) + 0.5;
-        const double y = static_cast<double>(i / depth.nWidth) + 0.5;
+        const double y = static_cast<double>(row) + 0.5;
         if (measured != 0) {
             errors.push_back(std::fabs(measured - truth.FromColorCamera(state, x, y).m_depthMm));
         }
