@@ -19,39 +19,7 @@ constexpr uint32_t kTimeoutMs = 20000; // a sanitizer on a busy machine is slow
 constexpr uint32_t kCycle = 3;         // frames that differ, over and over
 constexpr uint32_t kManyFrames = kSanitized ? 40 : 300;
 
-#define OX3D_OFFICE "recording=" OX3D_DATA_DIR "/office"
-
-TEST(NetworkControl, OpensByEveryKeyFetchesTheCalibrationAndMovesACamera) {
-    CProcess cameras({OX3D_VIRTUAL_CAMERA, "--camera", "serial=ONE," OX3D_OFFICE, "--camera",
-                      "serial=TWO,model=Other,user_name=left," OX3D_OFFICE},
-                     ".");
-    ASSERT_TRUE(cameras.WaitForOutput("\nready\n")) << cameras.Output();
-    void* handle = nullptr;
-    const std::pair<uint32_t (*)(void**, const char*), const char*> rows[] = {
-        {&OX3D_RGBD_OpenDeviceBySerialNumber, "TWO"},
-        {&OX3D_RGBD_OpenDeviceByIp, "127.0.0.2"},
-        {&OX3D_RGBD_OpenDeviceByName, "Other"}};
-    for (const auto& [open, key] : rows) {
-        std::filesystem::remove("RGBDSensorCali_TWO.xml");
-        ASSERT_EQ(open(&handle, key), OX3D_RGBD_OK) << key;
-        OX3D_RGBD_DEVICE_INFO info{};
-        EXPECT_EQ(OX3D_RGBD_GetDeviceInfo(handle, &info), OX3D_RGBD_OK);
-        EXPECT_STREQ(info.chSerialNumber, "TWO");
-        EXPECT_STREQ(info.chUserDefinedName, "left");
-        EXPECT_STREQ(info.chCurrentIp, "127.0.0.2");
-        EXPECT_STREQ(info.chNetExport, "127.0.0.1");
-        EXPECT_EQ(ReadFile("RGBDSensorCali_TWO.xml"), ReadFile(OX3D_DATA_DIR "/office/calibration.xml"));
-        void* second = nullptr;
-        EXPECT_EQ(open(&second, key), OX3D_RGBD_E_CAMERA_0E);
-        EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
-    }
-    OX3D_RGBD_IP_CONFIG config{OX3D_RGBD_IP_STATIC, "127.0.0.77", "255.0.0.0", "127.0.0.9", {}};
-    ASSERT_EQ(OX3D_RGBD_SetIpConfig("TWO", &config), OX3D_RGBD_OK);
-    ASSERT_EQ(OX3D_RGBD_OpenDeviceByIp(&handle, "127.0.0.77"), OX3D_RGBD_OK);
-    EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
-}
-
-TEST(NetworkStream, BringsLargeFramesWholeAndWithoutLoss) {
+TEST(Network, BringsTheCalibrationAndLargeFramesWholeAndWithoutLoss) {
     FrameSourceConfig config;
     config.m_depthWidth = 1280;
     config.m_depthHeight = 720;
@@ -68,8 +36,10 @@ TEST(NetworkStream, BringsLargeFramesWholeAndWithoutLoss) {
                       "serial=BIG,width=1280,height=720,color_width=1920,color_height=1080,cycle=3"},
                      ".");
     ASSERT_TRUE(cameras.WaitForOutput("\nready\n")) << cameras.Output();
+    std::filesystem::remove("RGBDSensorCali_BIG.xml");
     void* device = nullptr;
     ASSERT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&device, "BIG"), OX3D_RGBD_OK);
+    EXPECT_EQ(ReadFile("RGBDSensorCali_BIG.xml"), source->CalibrationXml());
     for (const char* key : {OX3D_RGBD_KEY_IMAGE_ALIGN, OX3D_RGBD_KEY_RESOLUTION_ALIGN}) {
         OX3D_RGBD_PARAM value{};
         value.enParamType = OX3D_RGBD_PARAM_INT; // images as the camera sends them
