@@ -29,7 +29,7 @@ namespace {
 constexpr uint8_t kControlIn = 0x81;
 constexpr uint8_t kControlOut = 0x01;
 constexpr uint8_t kStreamIn = 0x82;
-constexpr size_t kMaxPendingParts = 24; // what a host does not fetch is lost
+constexpr size_t kMaxPendingParts = 300; // what a host does not fetch is lost
 // The longest wait of one call: Aravis ends its threads after the call that they are in.
 constexpr std::chrono::milliseconds kMaxWait{10};
 
