@@ -1,5 +1,4 @@
-// Fixtures that run each test in a fresh working directory, with or without a log of the process in it.
-// Relies on std::filesystem.
+// Fixtures that run each test in a fresh working folder, with or without the log of the process in it.
 #ifndef OX3D_TESTS_COMMON_TEST_FOLDER_H
 #define OX3D_TESTS_COMMON_TEST_FOLDER_H
 

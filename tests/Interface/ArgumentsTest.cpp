@@ -1,5 +1,4 @@
-// What every function says to null, unknown and closed handles and to arguments that it cannot use, in the
-// order of its checks, with the lines that it writes.
+// What every function says and logs for null, unknown and closed handles and for arguments that it cannot use.
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {

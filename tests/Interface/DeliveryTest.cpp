@@ -1,5 +1,4 @@
-// How frames reach the application: fetched or pushed, never both; what is given back, what is dropped, and the
-// lines of the log on the way.
+// How frames reach the application: fetched or pushed, never both; what is given back, dropped and logged.
 #include "tests/doubles/ScriptedCamera.h"
 
 #include <sys/resource.h>
@@ -29,9 +28,7 @@ protected:
     }
     uint32_t Register() { return OX3D_RGBD_RegisterFrameCallBack(m_handle, &OnFrame, this); }
     uint32_t Unregister() { return OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr); }
-    uint32_t FetchNothing(uint32_t timeoutMs = 0) {
-        return OX3D_RGBD_FetchFrame(m_handle, &m_frame, timeoutMs);
-    }
+    uint32_t FetchNothing(uint32_t waitMs = 0) { return OX3D_RGBD_FetchFrame(m_handle, &m_frame, waitMs); }
     uint32_t FetchNumber(uint32_t frameNumber) {
         CRawFrame frame(64, 48, frameNumber);
         return Fetch(frame);

@@ -1,5 +1,4 @@
-// What becomes of a camera's raw frame: main image, chunk images, RGB-D, color scaled to the depth's size,
-// depth registered to the color camera, depth as a point cloud.
+// What becomes of a camera's raw frame: its images, RGB-D, color scaled, depth registered and as a point cloud.
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {

@@ -93,8 +93,6 @@ protected:
 
     CRawFrame m_raw{64, 48};
     const std::function<uint32_t()> m_close = [this] { return OX3D_RGBD_CloseDevice(&m_handle); };
-
-private:
     FrameWork m_frameWork;
     std::function<void()> m_exceptionWork;
 };
