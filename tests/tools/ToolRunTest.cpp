@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 using namespace ::testing;
 
 const std::string kDesk = OX3D_DATA_DIR "/desk";
+const std::string kOffice = OX3D_DATA_DIR "/office";
 
 class ToolRun : public Test {
 protected:
@@ -74,7 +75,7 @@ protected:
 
 TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
     Run({"list"}, 0, {"camera control: virtual", "GigE", "VC00000001", "yes"});
-    Run({"info", "--serial", "REC00000001", "--recording", OX3D_DATA_DIR "/office"}, 0,
+    Run({"info", "--serial", "REC00000001", "--recording", kOffice}, 0,
         {"192.168.", "DeviceUserID", "read-write",
          "depth sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 390.431",
          "color sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 613.204"});

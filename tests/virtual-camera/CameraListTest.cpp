@@ -9,27 +9,22 @@ using testing::HasSubstr;
 
 namespace {
 
-struct Reading {
-    std::vector<CameraConfig> m_cameras;
-    std::vector<std::string> m_errors;
-};
-
-Reading Read(const std::string& text) {
-    Reading reading;
-    reading.m_cameras = ParseCameraList(text, "list.ini", "/base", &reading.m_errors);
-    return reading;
+std::vector<CameraConfig> Read(const std::string& text, std::vector<std::string>* errors) {
+    return ParseCameraList(text, "list.ini", "/base", errors);
 }
 
 TEST(CameraList, DescribesCamerasAsAnyEditorWritesThem) {
-    const Reading reading =
+    std::vector<std::string> errors;
+    const auto cameras =
         Read("\xEF\xBB\xBF# three cameras\n[camera]\ntransport = usb\nuser_name = front door\n"
              "width = 800\nheight = 600\ncolor_width = 1600\ncolor_height = 1200\n"
              "fps = 12.5\nnoise = no\nloop = no\nfault = drop_every 5\nfault = deny_open\n"
              "\n[camera]\r\nserial=G8\r\nmask = 255.0.0.0\r\n"
-             "mac = 02:00:00:ab:cd:ef\n[camera]");
-    ASSERT_THAT(reading.m_errors, ElementsAre());
-    ASSERT_EQ(reading.m_cameras.size(), 3U);
-    const CameraConfig& usb = reading.m_cameras[0];
+             "mac = 02:00:00:ab:cd:ef\n[camera]",
+             &errors);
+    ASSERT_THAT(errors, ElementsAre());
+    ASSERT_EQ(cameras.size(), 3U);
+    const CameraConfig& usb = cameras[0];
     EXPECT_EQ(usb.m_transport, ETransport::Usb);
     EXPECT_EQ(usb.m_userName, "front door");
     EXPECT_EQ(usb.m_source.m_depthWidth * 10000 + usb.m_source.m_depthHeight, 8000600U);
@@ -38,12 +33,12 @@ TEST(CameraList, DescribesCamerasAsAnyEditorWritesThem) {
     EXPECT_FALSE(usb.m_source.m_noise || usb.m_source.m_loop || usb.m_source.m_isRecording);
     EXPECT_EQ(usb.m_faults.m_dropEvery, 5U);
     EXPECT_EQ(usb.m_faults.m_isOpenDenied, 1U);
-    const CameraConfig& gige = reading.m_cameras[1];
+    const CameraConfig& gige = cameras[1];
     EXPECT_EQ(gige.m_transport, ETransport::GigE);
     EXPECT_EQ(gige.m_mask, 0xFF000000U);
     EXPECT_EQ(gige.m_mac, 0x020000ABCDEFU);
     EXPECT_TRUE(gige.m_faults == FaultSet{});
-    const CameraConfig& unnamed = reading.m_cameras[2]; // what it has in its own right
+    const CameraConfig& unnamed = cameras[2]; // what it has in its own right
     EXPECT_EQ(usb.m_serial + gige.m_serial + unnamed.m_serial, "VC00000001G8VC00000003");
     EXPECT_EQ(unnamed.m_ip, usb.m_ip + 2);
     EXPECT_EQ(unnamed.m_mac, 0x020000000003U);
@@ -71,12 +66,13 @@ TEST(CameraList, NamesTheLineOfAnErrorAndLeavesOutThatCameraOnly) {
                                                         {"fault = drop_every 1", "from 2 to"},
                                                         {"fault = deny_open 3", "takes no number"}};
     for (const auto& [line, expected] : rows) {
-        const Reading reading = Read(std::string("[camera]\nserial = A\n\n[camera]\nserial = B\n") + line +
-                                     "\n[camera]\nserial = C\n");
-        EXPECT_THAT(reading.m_errors,
-                    ElementsAre(testing::AllOf(HasSubstr("list.ini:6: "), HasSubstr(expected))));
-        ASSERT_EQ(reading.m_cameras.size(), 2U) << line;
-        EXPECT_EQ(reading.m_cameras[1].m_serial, "C");
+        std::vector<std::string> errors;
+        const auto cameras = Read(std::string("[camera]\nserial = A\n\n[camera]\nserial = B\n") + line +
+                                      "\n[camera]\nserial = C\n",
+                                  &errors);
+        EXPECT_THAT(errors, ElementsAre(testing::AllOf(HasSubstr("list.ini:6: "), HasSubstr(expected))));
+        ASSERT_EQ(cameras.size(), 2U) << line;
+        EXPECT_EQ(cameras[1].m_serial, "C");
     }
 }
 
@@ -90,9 +86,10 @@ TEST(CameraList, RefusesSectionsAsAWhole) {
         {"[camera]\ncolor_width = 0\n", "list.ini:1: color_width and color_height"},
         {"[camera]\nserial = A\n[camera]\nserial = A\n", "list.ini:3: serial A"}};
     for (const auto& [text, error] : rows) {
-        const Reading reading = Read(text);
-        EXPECT_THAT(reading.m_errors, ElementsAre(HasSubstr(error)));
-        EXPECT_EQ(reading.m_cameras.size(), std::string(error).find(":3:") == std::string::npos ? 0U : 1U);
+        std::vector<std::string> errors;
+        const auto cameras = Read(text, &errors);
+        EXPECT_THAT(errors, ElementsAre(HasSubstr(error)));
+        EXPECT_EQ(cameras.size(), std::string(error).find(":3:") == std::string::npos ? 0U : 1U);
     }
 }
 

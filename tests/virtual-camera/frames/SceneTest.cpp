@@ -53,7 +53,8 @@ TEST(SceneDepth, ScattersAroundTheTruthAsTheNoiseIsSaidTo) {
     double squares = 0.0;
     double count = 0.0;
     for (uint32_t i = 0; i < images.m_depth.size(); ++i) {
-        const double exact = truth.FromDepthCamera(17, i % 640, i / 640).m_depthMm;
+        const uint32_t v = i / 640;
+        const double exact = truth.FromDepthCamera(17, i % 640, v).m_depthMm;
         if (images.m_depth[i] != 0) {
             // Rounding to whole millimetres adds the variance of an even distribution.
             const double sigma = std::hypot(CGroundTruth::NoiseSigmaMm(exact), std::sqrt(1.0 / 12.0));
@@ -128,7 +129,8 @@ TEST(SceneGreyPair, ShowsThePictureOnTheWallShiftedByItsDisparity) {
     double unshifted = 0.0;
     double count = 0.0;
     for (uint32_t at = 60 * 640; at < 180 * 640; ++at) {
-        const SceneSample here = truth.FromDepthCamera(0, at % 640, at / 640);
+        const uint32_t v = at / 640;
+        const SceneSample here = truth.FromDepthCamera(0, at % 640, v);
         if (here.m_object == kSceneFirstBox + kBoxPicture && at % 640 < 430) {
             const auto disparity = std::lround(truth.DisparityPixels(here.m_depthMm));
             shifted += std::abs(left[at] - right[at - static_cast<size_t>(disparity)]);
