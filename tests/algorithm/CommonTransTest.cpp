@@ -1,8 +1,9 @@
 // The common data transform: where points and registered depths land, and what is cleared.
-// Relies on small images for the kernels and on process type 15 for the choice between them.
+// Relies on small images.
 #include "tests/algorithm/TestObject.h"
 
 #include <cmath>
+#include <gmock/gmock.h>
 #include <string>
 
 using namespace ox3d::test;
@@ -62,18 +63,13 @@ TEST(Modes, FollowFromWhatIsGiven) {
     CheckModes<int16_t>(8, 6);
 }
 
-void ExpectPoints(const float (&points)[12], const float (&expected)[12]) {
-    for (size_t i = 0; i < 12; ++i) {
-        EXPECT_FLOAT_EQ(points[i], expected[i]) << i;
-    }
-}
-
 TEST(PointCloud, HoldsEveryPixelInTheDepthCamerasFrame) {
     const float k[4] = {500, 250, 2, 1};
     const Depth depth = {1000, 0, -32768, 777};
     float points[12];
     ASSERT_EQ(Transform(depth, 2, points, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
-    ExpectPoints(points, {-4, -4, 1000, 0, 0, 0, 131.072F, 0, -32768, -1.554F, 0, 777});
+    const std::vector<float> expected = {-4, -4, 1000, 0, 0, 0, 131.072F, 0, -32768, -1.554F, 0, 777};
+    EXPECT_THAT(points, testing::Pointwise(testing::FloatEq(), expected));
     int16_t points16[24]; // of 6 bytes; 8 are cleared
     ASSERT_EQ(Transform(depth, 2, points16, nullptr, 0, k, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(Depth(points16, points16 + 12), (Depth{-4, -4, 1000, 0, 0, 0, 131, 0, -32768, -1, 0, 777}));
@@ -89,7 +85,7 @@ TEST(MovedPoints, StandAtTheirSourcePixelAndSkipMissingDepth) {
     const float k[4] = {100, 100, 0, 0};
     float points[12];
     ASSERT_EQ(Transform(Depth{0, 1000, -5, 500}, 2, points, nullptr, 0, k, t, nullptr, nullptr), 0);
-    ExpectPoints(points, {0, 0, 0, 10, 30, 1030, 0, 0, 0, 5, 25, 530});
+    EXPECT_THAT(points, testing::ElementsAre(0, 0, 0, 10, 30, 1030, 0, 0, 0, 5, 25, 530));
 }
 
 TEST(MovedPoints, LieOnTheDistortedRayAndAreRegisteredThere) {
@@ -109,29 +105,24 @@ TEST(MovedPoints, LieOnTheDistortedRayAndAreRegisteredThere) {
     EXPECT_NEAR(points[3 * 362 + 1], -0.51685294 * 2000, 0.002);
 }
 
-// Where in a target of the given width the first of 4 x 3 pixels lands.
-std::ptrdiff_t LandsAt(float column, float row, int32_t targetWidth) {
-    Depth depth(12);
-    depth[0] = 100;
-    const float k[4] = {1, 1, 0, 0};
-    const float k2[4] = {1, 1, column, row};
-    Depth target(12);
-    float* const noPoints = nullptr;
-    EXPECT_EQ(Transform(depth, 4, noPoints, target.data(), targetWidth, k, kIdentity, k2, nullptr), 0);
-    return std::find(target.begin(), target.end(), 100) - target.begin();
-}
-
 TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
-    EXPECT_EQ(LandsAt(0.0F, 0.0F, 4), 0);
-    EXPECT_EQ(LandsAt(2.9F, 1.9F, 4), 4 + 2);
-    EXPECT_EQ(LandsAt(-0.5F, -0.5F, 4), 0) << "between -1 and 0 lands in the first column and row";
-    EXPECT_EQ(LandsAt(3.9F, 0.0F, 4), 3);
-    EXPECT_EQ(LandsAt(1.5F, 2.9F, 2), 2 * 2 + 1) << "a narrow target is still as tall as the source";
-    const float outside[][2] = {{-1, 0}, {0, -1}, {4, 0}, {0, 3}, {1e20F, 0}, {NAN, 0}, {0, INFINITY}};
-    for (const auto& [column, row] : outside) {
-        EXPECT_EQ(LandsAt(column, row, 4), 12) << column << ' ' << row;
+    const struct {
+        float m_column, m_row;          // of the first of 4 x 3 pixels in the target
+        int32_t m_targetWidth, m_place; // the target is as tall as the source; 12: nowhere
+    } kCases[] = {{0, 0, 4, 0},        {2.9F, 1.9F, 4, 6}, {-0.5F, -0.5F, 4, 0}, {3.9F, 0, 4, 3},
+                  {1.5F, 2.9F, 2, 5},  {2, 0, 2, 12},      {-1, 0, 4, 12},       {0, -1, 4, 12},
+                  {4, 0, 4, 12},       {0, 3, 4, 12},      {1e20F, 0, 4, 12},    {NAN, 0, 4, 12},
+                  {0, INFINITY, 4, 12}};
+    for (const auto& [column, row, targetWidth, place] : kCases) {
+        const Depth depth = {100, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+        const float k[4] = {1, 1, 0, 0};
+        const float k2[4] = {1, 1, column, row};
+        Depth target(12);
+        float* const noPoints = nullptr;
+        EXPECT_EQ(Transform(depth, 4, noPoints, target.data(), targetWidth, k, kIdentity, k2, nullptr), 0);
+        EXPECT_EQ(std::find(target.begin(), target.end(), 100) - target.begin(), place)
+            << column << ' ' << row;
     }
-    EXPECT_EQ(LandsAt(2.0F, 0.0F, 2), 12);
 }
 
 TEST(Registration, KeepsTheNearestAndOnATieTheFirst) {
@@ -150,23 +141,6 @@ TEST(Registration, KeepsTheNearestAndOnATieTheFirst) {
     const float lift[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 2, 0}; // doubles the depth
     EXPECT_EQ(winner({20000, 15000, 0}, lift).first, -25536)
         << "stored in 16 bits, less than any later depth";
-}
-
-TEST(Transform, ByTheProcessTakesTheFloatPointsWhereBothAreGiven) {
-    CTestObject object(32);
-    const float k[4] = {500, 500, 320, 240};
-    const Depth depth(size_t{640} * 480, 1000);
-    std::vector<float> points(3 * depth.size());
-    Depth points16(6 * depth.size(), 77);
-    const OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT in{
-        Image(3, depth.data()), k, nullptr, nullptr, nullptr, {}};
-    OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT out{points16.data(), points.data(), {}};
-    EXPECT_EQ(object.Process(15, in, out), 0);
-    EXPECT_EQ(points.back(), 1000);
-    EXPECT_EQ(std::count(points16.begin(), points16.end(), 77), 640 * 480 * 6);
-    out.pointsFloat = nullptr;
-    EXPECT_EQ(object.Process(15, in, out), 0);
-    EXPECT_EQ(points16[2], 1000);
 }
 
 } // namespace

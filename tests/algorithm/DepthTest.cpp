@@ -31,11 +31,9 @@ TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
             return n == 1 ? 0 : std::min(phase, period - phase);
         };
         for (int i = 0; i < width * height; ++i) {
-            double sum = 0;
-            double total = 0;
+            double sum = 0, total = 0;
             for (int tap = 0; tap < 11 * 11; ++tap) {
-                const int dx = tap % 11 - 5;
-                const int dy = tap / 11 - 5;
+                const int dx = tap % 11 - 5, dy = tap / 11 - 5;
                 const double weight = std::exp(-(dx * dx + dy * dy) / 8.0);
                 total += weight;
                 sum +=
@@ -155,21 +153,21 @@ TEST_F(FuseProcess, StartsAnewWithAFrameOfAnotherSize) {
 
 TEST_F(FuseProcess, NarrowsTheRegionByTheShifts) {
     m_object.SetParam(257, 3);
-    Fuse(1, 0);
     int16_t depth = 1;
-    const struct {
-        int32_t m_rowShift, m_columnShift, m_left, m_top, m_right, m_bottom;
-    } kRegions[] = {{20, -64, 5, 20, 633, 459}, {-64, 64, 64, 5, 574, 474}};
-    for (const auto& [rowShift, columnShift, left, top, right, bottom] : kRegions) {
+    Fuse(depth, 0);
+    const auto expectRegion = [&](int32_t rowShift, int32_t columnShift, int left, int top, int right,
+                                  int bottom) {
         m_object.SetParam(260, rowShift);
         m_object.SetParam(261, columnShift);
         EXPECT_EQ(Fuse(++depth, 0, left, top), depth);
         EXPECT_EQ(Fused(right, bottom), depth);
-        const int outside[][2] = {{left - 1, top}, {left, top - 1}, {right + 1, bottom}, {right, bottom + 1}};
-        for (const auto& [x, y] : outside) {
+        for (const auto& [x, y] :
+             {std::pair{left - 1, top}, {left, top - 1}, {right + 1, bottom}, {right, bottom + 1}}) {
             EXPECT_EQ(Fused(x, y), static_cast<int16_t>(0xA7A7)) << x << ' ' << y;
         }
-    }
+    };
+    expectRegion(20, -64, 5, 20, 633, 459);
+    expectRegion(-64, 64, 64, 5, 574, 474);
 }
 
 using Region = OXB3D_BINOSTEREO_REGION;

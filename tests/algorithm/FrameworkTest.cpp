@@ -74,9 +74,11 @@ TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
     }
 }
 
-TEST(Create, ChecksTheTableInOrder) {
-    const Ab ability = Ability(1);
+TEST(Create, ChecksTheTableInOrderAndWritesNothingWhereItFails) {
+    const Ab ability = Ability(63);
     CMemory memory(ability);
+    auto* const block = static_cast<uint8_t*>(memory.Tab()[0].base);
+    const auto bytes = static_cast<ptrdiff_t>(memory.Tab()[0].size);
     const auto create = [&](auto change, const Ab& a) {
         MemTab tab[8];
         std::memcpy(tab, memory.Tab(), sizeof tab);
@@ -84,22 +86,24 @@ TEST(Create, ChecksTheTableInOrder) {
         void* handle = nullptr;
         const int32_t status = OXB3D_BINOSTEREO_Create(&a, tab, &handle);
         EXPECT_EQ(handle != nullptr, status == 0);
+        EXPECT_EQ(std::count(block, block + bytes, kGarbage) != bytes, status == 0);
         return status;
     };
     using T = MemTab*;
-    const auto shift = [](void* p) { return static_cast<void*>(static_cast<char*>(p) + 64); };
-    EXPECT_EQ(create([](T) {}, ability), 0);
     EXPECT_EQ(create([](T t) { t[0].base = nullptr; }, ability), 0x10000014);
     EXPECT_EQ(create([](T t) { t[1].size = 0, t[1].base = nullptr; }, ability), 0x10000014);
     EXPECT_EQ(create([](T t) { t[5].size = 128; }, ability), 0x10000002);
     EXPECT_EQ(create([](T t) { t[1].alignment = 64; }, ability), 0x10000003);
-    EXPECT_EQ(create([&](T t) { t[0].base = shift(t[0].base); }, ability), 0x10000006);
+    EXPECT_EQ(create([&](T t) { t[0].base = block + 64; }, ability), 0x10000006);
     EXPECT_EQ(create([](T t) { t[0].space = 4; }, ability), 0x10000002);
-    EXPECT_EQ(create([&](T t) { t[0].space = 4, t[0].secondBase = shift(t[0].base); }, ability), 0x10000006);
+    EXPECT_EQ(create([&](T t) { t[0].space = 4, t[0].secondBase = block + 64; }, ability), 0x10000006);
     EXPECT_EQ(create([](T t) { t[0].size -= 64; }, ability), 0x10000005);
     EXPECT_EQ(create([](T t) { t[0].size = 0; }, Ability(0)), 0x10000001);
     EXPECT_EQ(create([](T t) { t[0].size = 256; }, Ability(32)), 0x10000004);
+    EXPECT_EQ(create([](T t) { t[0].size -= 128; }, ability), 0x10000004);
+    EXPECT_EQ(create([](T t) { t[1].size -= 128; }, ability), 0x10000004);
     EXPECT_EQ(create([](T) {}, Ability(1, INT_MAX, INT_MAX)), 0x10000004);
+    EXPECT_EQ(create([](T) {}, ability), 0);
     EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), nullptr), 0x10000014);
 }
 
@@ -164,20 +168,17 @@ TEST(Parameters, HaveDefaultsAndAcceptExactlyTheirRange) {
 
 TEST(Parameters, ListsAreAppliedWholeOrNotAtAll) {
     CTestObject object(32);
+    void* const handle = object.Handle();
+    const auto set = [&](ParamList l) { return OXB3D_BINOSTEREO_SetConfig(handle, 2, &l, sizeof l); };
+    EXPECT_EQ(set({}), 0x10000013);
+    EXPECT_EQ(set({257, {}}), 0x10000013);
+    EXPECT_EQ(set({3, {{1, 20}, {2, 300}, {6, 10}}}), 0x10000012);
+    EXPECT_EQ(set({3, {{1, 20}, {2, 300}, {8, 10}}}), 0x10000011);
+    EXPECT_EQ(ParamOf(handle, 1), 11);
+    EXPECT_EQ(set({3, {{1, 20}, {2, 300}, {1, 21}}}), 0);
     ParamList list{};
-    const auto set = [&] { return OXB3D_BINOSTEREO_SetConfig(object.Handle(), 2, &list, sizeof list); };
-    const auto get = [&] { return OXB3D_BINOSTEREO_GetConfig(object.Handle(), 2, &list, sizeof list); };
-    EXPECT_EQ(set(), 0x10000013);
+    const auto get = [&] { return OXB3D_BINOSTEREO_GetConfig(handle, 2, &list, sizeof list); };
     EXPECT_EQ(get(), 0x10000013);
-    list.count = 257;
-    EXPECT_EQ(set(), 0x10000013);
-    list = {3, {{1, 20}, {2, 300}, {6, 10}}};
-    EXPECT_EQ(set(), 0x10000012);
-    list.params[2].id = 8;
-    EXPECT_EQ(set(), 0x10000011);
-    EXPECT_EQ(ParamOf(object.Handle(), 1), 11);
-    list = {3, {{1, 20}, {2, 300}, {1, 21}}};
-    EXPECT_EQ(set(), 0);
     list = {3, {{1, -5}, {99, -5}, {2, -5}}};
     EXPECT_EQ(get(), 0x10000011);
     EXPECT_EQ(list.params[0].value, -5);
@@ -187,7 +188,7 @@ TEST(Parameters, ListsAreAppliedWholeOrNotAtAll) {
     EXPECT_EQ(list.params[2].value, 300);
     list.count = 256;
     std::fill(std::begin(list.params), std::end(list.params), Param{6, 9});
-    EXPECT_EQ(set(), 0);
+    EXPECT_EQ(set(list), 0);
 }
 
 TEST(Configuration, KnowsItsKeysAndRecordSizes) {

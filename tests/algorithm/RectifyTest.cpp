@@ -165,25 +165,22 @@ struct Rectifier {
     Grey m_rectified[2];
 };
 
-// The point that a pixel sees, at a distance: by fixed-point iteration on the forward model.
-Vector3 PointAt(const Camera& camera, const Pixel& pixel, double distance) {
+// Where the right camera sees the point that a pixel of the left one sees at a distance. The pixel's ray comes from
+// fixed-point iteration on the forward model.
+Pixel SeenOnTheRight(const Rig& rig, const Pixel& left, double distance) {
     Vector3 ray = {0, 0, 1};
     for (int i = 0; i < 15; ++i) {
-        const auto [u, v] = Project(camera, ray);
-        ray[0] += (pixel.first - u) / camera.matrix[0];
-        ray[1] += (pixel.second - v) / camera.matrix[4];
+        const auto [u, v] = Project(rig.left, ray);
+        ray[0] += (left.first - u) / rig.left.matrix[0];
+        ray[1] += (left.second - v) / rig.left.matrix[4];
     }
     const double scale = distance / Norm(ray);
-    return {scale * ray[0], scale * ray[1], scale};
-}
-
-Vector3 ToRight(const Rig& rig, const Vector3& p) {
     Vector3 moved{};
     for (size_t row = 0; row < 3; ++row) {
         const float* r = rig.rotation + 3 * row;
-        moved[row] = r[0] * p[0] + r[1] * p[1] + r[2] * p[2] + rig.translation[row];
+        moved[row] = scale * (r[0] * ray[0] + r[1] * ray[1] + r[2]) + rig.translation[row];
     }
-    return moved;
+    return Project(rig.right, moved);
 }
 
 TEST(Rectification, ShowsWhatBothCamerasSeeInOneRowAtItsTrueDistance) {
@@ -213,7 +210,7 @@ TEST(Rectification, ShowsWhatBothCamerasSeeInOneRowAtItsTrueDistance) {
             ++seen;
             const double distance =
                 Norm({(x - double{common.cx}) * depth / f, (y - double{common.cy}) * depth / f, depth});
-            const auto [u, v] = Project(rig.right, ToRight(rig, PointAt(rig.left, left, distance)));
+            const auto [u, v] = SeenOnTheRight(rig, left, distance);
             ASSERT_NEAR(right.first, u, 0.16) << x << ' ' << y;
             ASSERT_NEAR(right.second, v, 0.16) << x << ' ' << y;
         }

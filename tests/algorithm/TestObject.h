@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <vector>
@@ -73,30 +74,28 @@ inline OXB3D_BINOSTEREO_ABILITY Ability(uint32_t flags, int32_t width = 640, int
 // Sized tables and the blocks they point to; creates nothing yet.
 class CMemory {
 public:
-    explicit CMemory(const OXB3D_BINOSTEREO_ABILITY& ability, EAgainst against = EAgainst::End)
-        : m_status(OXB3D_BINOSTEREO_GetMemSize(&ability, m_tab)), m_persistent(m_tab[0].size, against),
-          m_scratch(m_tab[1].size, against) {
-        EXPECT_EQ(m_status, OXB3D_BINOSTEREO_OK);
-        m_tab[0].base = m_persistent.Data();
-        m_tab[1].base = m_scratch.Data();
+    explicit CMemory(const OXB3D_BINOSTEREO_ABILITY& ability, EAgainst against = EAgainst::End) {
+        EXPECT_EQ(OXB3D_BINOSTEREO_GetMemSize(&ability, m_tab), OXB3D_BINOSTEREO_OK);
+        for (const size_t entry : {0U, 1U}) {
+            m_tab[entry].base = m_blocks.emplace_back(m_tab[entry].size, against).Data();
+        }
     }
     OXB3D_BINOSTEREO_MEM_TAB* Tab() { return m_tab; }
 
 private:
     OXB3D_BINOSTEREO_MEM_TAB m_tab[OXB3D_BINOSTEREO_MEM_TAB_COUNT] = {};
-    int32_t m_status;
-    CGuardedBlock m_persistent, m_scratch;
+    std::deque<CGuardedBlock> m_blocks;
 };
 
-class CTestObject {
+class CTestObject : public CMemory {
 public:
     explicit CTestObject(uint32_t flags, int32_t width = 640, int32_t height = 480,
                          EAgainst against = EAgainst::End)
-        : m_ability(Ability(flags, width, height)), m_memory(m_ability, against) {
-        EXPECT_EQ(OXB3D_BINOSTEREO_Create(&m_ability, m_memory.Tab(), &m_handle), OXB3D_BINOSTEREO_OK);
+        : CMemory(Ability(flags, width, height), against) {
+        const OXB3D_BINOSTEREO_ABILITY ability = Ability(flags, width, height);
+        EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, Tab(), &m_handle), OXB3D_BINOSTEREO_OK);
     }
     void* Handle() const { return m_handle; }
-    CMemory& Memory() { return m_memory; }
 
     int32_t SetParam(uint32_t id, int32_t value) {
         OXB3D_BINOSTEREO_PARAM param{id, value};
@@ -109,8 +108,6 @@ public:
     }
 
 private:
-    OXB3D_BINOSTEREO_ABILITY m_ability;
-    CMemory m_memory;
     void* m_handle = nullptr;
 };
 
