@@ -126,15 +126,15 @@ TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
 }
 
 TEST(Registration, KeepsTheNearestAndOnATieTheFirst) {
-    const auto winner = [&](const Depth& depth, const float* transform) {
+    using Winner = std::pair<int, long>; // depth and source column
+    const auto winner = [](const Depth& depth, const float* transform) {
         const float k[4] = {1, 1, 0, 0};
         const float k2[4] = {0, 0, 1, 0}; // every pixel lands in column 1 of row 0
         int16_t target[3];
         float points[9];
         EXPECT_EQ(Transform(depth, 3, points, target, 3, k, transform, k2, nullptr), 0);
-        return std::pair<int, long>{target[1], std::lround(points[3] / points[5])}; // depth, source column
+        return Winner{target[1], std::lround(points[3] / points[5])};
     };
-    using Winner = std::pair<int, long>;
     EXPECT_EQ(winner({300, 200, 250}, kIdentity), (Winner{200, 1}));
     EXPECT_EQ(winner({0, 200, 200}, kIdentity), (Winner{200, 1}));
     EXPECT_EQ(winner({-7, 0, 50}, kIdentity), (Winner{50, 2}));

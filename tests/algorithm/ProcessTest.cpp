@@ -1,7 +1,6 @@
-// Every process, as to its records and its memory: what it asks of records and in which order, that it runs in exactly
-// the asked blocks, allocates nothing and keeps nothing in scratch memory that it needs.
-// Relies on processes that write nothing where they fail, and on the linker wrapping the C allocation functions for
-// everything linked in statically.
+// Every process: what it asks of its records and in which order, that it runs in exactly the asked blocks, allocates
+// nothing and keeps nothing in scratch memory that it needs.
+// Relies on the linker wrapping the C allocation functions for everything linked in statically.
 #define OX3D_WRAPPED_ALLOCATIONS
 #include "algorithm/binostereo/Object.h"
 #include "tests/algorithm/TestObject.h"
@@ -64,21 +63,14 @@ struct Records {
     // disturb runs before every call. The result has a bit of every failure.
     int32_t RunAll(CTestObject& object, const std::function<void()>& disturb) {
         int32_t status = 0;
-        const auto run = [&](int32_t type) {
+        for (const auto& [type, mode] :
+             {std::pair{1, 1}, {3, 1}, {5, 1}, {13, 1}, {6, 3}, {6, 2}, {6, 1}, {15, 1}, {15, 2}}) {
+            object.SetParam(257, mode);
+            m_transOut.points16 = m_planes.points.Data<int16_t>();
+            m_transOut.pointsFloat = mode == 2 ? m_planes.points.Data<float>() : nullptr;
             disturb();
             status |= Run(object, type);
-        };
-        for (const int32_t type : {1, 3, 5, 13}) {
-            run(type);
         }
-        for (int32_t mode = 3; mode >= 1; --mode) {
-            object.SetParam(257, mode);
-            run(6);
-        }
-        m_transOut.pointsFloat = m_planes.points.Data<float>();
-        run(15);
-        m_transOut = {m_planes.points.Data<int16_t>(), nullptr, m_transOut.targetDepth};
-        run(15);
         return status;
     }
     bool IsUnwritten() const { return m_common.fx == 0 && m_common.baseLine == 0 && m_scores[0] == -77; }
@@ -106,59 +98,55 @@ struct Records {
     int32_t m_config[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS] = {5, 5, 634, 474, 11, 1, 155, 1, 70, 0, 0};
 };
 
-#define WRONG(member, value) [](Records& r) { r.m_##member = (value); }
+#define SET(member, value) [](Records& r) { r.m_##member = (value); }
 
 // Faults of a process that give one status; those that are found first come first.
 const struct {
     int32_t m_process, m_status;
     std::vector<void (*)(Records&)> m_faults;
 } kFaults[] = {
-    {1, kSize, {WRONG(init.width, 639), WRONG(init.height, 479)}},
-    {1, kSize, {WRONG(init.width, 641), WRONG(init.height, 481)}},
-    {1, kGeneral, {WRONG(init.left.matrix[0], 0), WRONG(init.right.matrix[4], -500)}},
-    {1, kGeneral, {WRONG(init.right.distortion[4], NAN), WRONG(init.translation[1], INFINITY)}},
-    {1, kGeneral, {WRONG(init.rotation[4], -1), WRONG(init.rotation[0], 1.01F)}},
-    {1, kGeneral, {WRONG(init.translation[0], 0)}},
-    {3, kFormat, {WRONG(score.depth.format, 2)}},
-    {3, kRegion, {WRONG(score.region.x, -1), WRONG(score.region.y, -1)}},
-    {3, kRegion, {WRONG(score.region.x, 631), WRONG(score.region.y, INT_MAX)}},
-    {3, kRegion, {WRONG(score.region.y, 471), WRONG(score.region.x, INT_MAX)}},
-    {3, -11, {WRONG(score.depth.data[0], nullptr)}},
-    {3, kRegion, {WRONG(score.region.width, 2), WRONG(score.region.height, INT_MIN)}},
-    {3, kRegion, {WRONG(score.region.height, 2)}},
-    {5, kFormat, {WRONG(in.left.format, 2), WRONG(out.right.format, 2)}},
-    {5, kSize, {WRONG(in.right.width, 641), WRONG(in.left.height, 479)}},
-    {5, kStep, {WRONG(in.right.step[0], 639), WRONG(in.left.step[0], 639)}},
-    {5, -11, {WRONG(in.right.data[0], nullptr)}},
-    {5, -10, {WRONG(out.left.step[0], 639)}},
-    {5, -9, {WRONG(out.right.width, 0)}},
-    {5, kSize, {WRONG(out.right.width, 639), WRONG(out.left.height, 479)}},
-    {6, kNull, {WRONG(fuse.depth.data[0], nullptr)}},
-    {6, kStep, {WRONG(fuse.depth.step[0], 641), WRONG(fuse.grey.width, 639), WRONG(fuse.grey.height, 479)}},
-    {6, kStep, {WRONG(fuse.grey.step[0], 641)}},
-    {6, -8, {WRONG(fuse.grey.format, 99)}},
-    {6, -11, {WRONG(fuse.grey.data[0], nullptr)}},
-    {6, -10, {WRONG(fuse.depth.format, 104)}},
-    {kFusion, -21, {WRONG(frame.depth, nullptr)}},
-    {kFusion, kSize, {WRONG(frame.width, 641), WRONG(frame.height, 481)}},
-    {kFusion, 0x32000003, {WRONG(config[0], -1), WRONG(config[1], -1)}},
-    {kFusion, 0x32000003, {WRONG(config[2], 641), WRONG(config[3], 5)}},
-    {kFusion, 0x32000001, {WRONG(config[5], 4), WRONG(config[5], 0)}},
-    {kFusion, -21, {WRONG(frame.grey, nullptr)}},
-    {kFusion, 0x32000002, {WRONG(config[6], 256)}},
-    {kFusion, 0x32000004, {WRONG(config[7], 2)}},
-    {13, kNull, {WRONG(several.regions, nullptr), WRONG(severalOut.scores, nullptr)}},
-    {13, kFormat, {WRONG(several.depth.format, 2)}},
-    {13, kRegion, {WRONG(several.count, 0), WRONG(regions[1].height, 11), WRONG(regions[1].width, 2)}},
-    {13, -11, {WRONG(several.depth.data[0], nullptr)}},
-    {15, kNull, {WRONG(trans.sourceIntrinsics, nullptr), WRONG(transOut.targetDepth.data[0], nullptr)}},
-    {15, kFormat, {WRONG(trans.sourceDepth.format, 77)}},
-    {15, kStep, {WRONG(trans.sourceDepth.step[0], 600)}},
-    {15, kPlane, {WRONG(trans.sourceDepth.data[0], nullptr)}},
-    {15, kFormat, {WRONG(trans.sourceDepth.format, 2)}},
-    {15, kSize, {WRONG(trans.sourceDepth.width, 639), WRONG(trans.sourceDepth.height, 479)}},
-    {15, kStep, {WRONG(trans.sourceDepth.step[0], 641), WRONG(transOut.targetDepth.step[0], 641)}},
-    {15, kNull, {WRONG(trans.targetIntrinsics, nullptr), WRONG(trans.transform, nullptr)}}};
+    {1, kSize, {SET(init.width, 639), SET(init.height, 479), SET(init.width, 641), SET(init.height, 481)}},
+    {1, kGeneral, {SET(init.left.matrix[0], 0), SET(init.right.matrix[4], -500)}},
+    {1, kGeneral, {SET(init.right.distortion[4], NAN), SET(init.translation[1], INFINITY)}},
+    {1, kGeneral, {SET(init.rotation[4], -1), SET(init.rotation[0], 1.01F), SET(init.translation[0], 0)}},
+    {3, kFormat, {SET(score.depth.format, 2)}},
+    {3, kRegion, {SET(score.region.x, -1), SET(score.region.y, -1), SET(score.region.x, 631)}},
+    {3, kRegion, {SET(score.region.y, INT_MAX), SET(score.region.y, 471), SET(score.region.x, INT_MAX)}},
+    {3, -11, {SET(score.depth.data[0], nullptr)}},
+    {3, kRegion, {SET(score.region.width, 2), SET(score.region.height, INT_MIN)}},
+    {3, kRegion, {SET(score.region.height, 2)}},
+    {5, kFormat, {SET(in.left.format, 2), SET(out.right.format, 2)}},
+    {5, kSize, {SET(in.right.width, 641), SET(in.left.height, 479)}},
+    {5, kStep, {SET(in.right.step[0], 639), SET(in.left.step[0], 639)}},
+    {5, -11, {SET(in.right.data[0], nullptr)}},
+    {5, -10, {SET(out.left.step[0], 639)}},
+    {5, -9, {SET(out.right.width, 0)}},
+    {5, kSize, {SET(out.right.width, 639), SET(out.left.height, 479)}},
+    {6, kNull, {SET(fuse.depth.data[0], nullptr)}},
+    {6, kStep, {SET(fuse.depth.step[0], 641), SET(fuse.grey.width, 639), SET(fuse.grey.height, 479)}},
+    {6, kStep, {SET(fuse.grey.step[0], 641)}},
+    {6, -8, {SET(fuse.grey.format, 99)}},
+    {6, -11, {SET(fuse.grey.data[0], nullptr)}},
+    {6, -10, {SET(fuse.depth.format, 104)}},
+    {kFusion, -21, {SET(frame.depth, nullptr)}},
+    {kFusion, kSize, {SET(frame.width, 641), SET(frame.height, 481)}},
+    {kFusion, 0x32000003, {SET(config[0], -1), SET(config[1], -1), SET(config[2], 641), SET(config[3], 5)}},
+    {kFusion, 0x32000001, {SET(config[5], 4), SET(config[5], 0)}},
+    {kFusion, -21, {SET(frame.grey, nullptr)}},
+    {kFusion, 0x32000002, {SET(config[6], 256)}},
+    {kFusion, 0x32000004, {SET(config[7], 2)}},
+    {13, kNull, {SET(several.regions, nullptr), SET(severalOut.scores, nullptr)}},
+    {13, kFormat, {SET(several.depth.format, 2)}},
+    {13, kRegion, {SET(several.count, 0), SET(regions[1].height, 11), SET(regions[1].width, 2)}},
+    {13, -11, {SET(several.depth.data[0], nullptr)}},
+    {15, kNull, {SET(trans.sourceIntrinsics, nullptr), SET(transOut.targetDepth.data[0], nullptr)}},
+    {15, kFormat, {SET(trans.sourceDepth.format, 77)}},
+    {15, kStep, {SET(trans.sourceDepth.step[0], 600)}},
+    {15, kPlane, {SET(trans.sourceDepth.data[0], nullptr)}},
+    {15, kFormat, {SET(trans.sourceDepth.format, 2)}},
+    {15, kSize, {SET(trans.sourceDepth.width, 639), SET(trans.sourceDepth.height, 479)}},
+    {15, kStep, {SET(trans.sourceDepth.step[0], 641), SET(transOut.targetDepth.step[0], 641)}},
+    {15, kNull, {SET(trans.targetIntrinsics, nullptr), SET(trans.transform, nullptr)}}};
 
 TEST(Processes, FindEveryFaultAloneAndBeforeThoseThatStandBehindIt) {
     const Planes planes;

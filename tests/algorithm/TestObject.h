@@ -27,9 +27,9 @@ public:
         void* mapping = mmap(nullptr, m_mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         EXPECT_NE(mapping, MAP_FAILED);
         m_mapping = static_cast<uint8_t*>(mapping);
-        EXPECT_EQ(mprotect(m_mapping, kPage, PROT_NONE), 0);
-        EXPECT_EQ(mprotect(m_mapping + m_mapped - kPage, kPage, PROT_NONE), 0);
-        m_data = against == EAgainst::End ? m_mapping + m_mapped - kPage - bytes : m_mapping + kPage;
+        uint8_t* const last = m_mapping + m_mapped - kPage;
+        EXPECT_EQ(mprotect(m_mapping, kPage, PROT_NONE) | mprotect(last, kPage, PROT_NONE), 0);
+        m_data = against == EAgainst::End ? last - bytes : m_mapping + kPage;
         std::memset(m_data, kGarbage, bytes);
     }
     ~CGuardedBlock() { munmap(m_mapping, m_mapped); }
@@ -48,8 +48,7 @@ private:
     uint8_t* m_data = nullptr;
 };
 
-// Samples that end right before an inaccessible page, so that their address is any that their count makes it, with
-// guard bytes in front.
+// Samples that end right before an inaccessible page, so at any address, with guard bytes in front.
 template <typename T>
 class CPlane {
 public:
