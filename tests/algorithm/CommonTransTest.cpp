@@ -118,8 +118,9 @@ TEST(Registration, TruncatesTowardZeroAndDropsWhatFallsOutside) {
         const float k[4] = {1, 1, 0, 0};
         const float k2[4] = {1, 1, column, row};
         Depth target(12);
-        float* const noPoints = nullptr;
-        EXPECT_EQ(Transform(depth, 4, noPoints, target.data(), targetWidth, k, kIdentity, k2, nullptr), 0);
+        EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(depth.data(), 4, 4, 3, nullptr, target.data(), targetWidth,
+                                                  k, kIdentity, k2, nullptr),
+                  0);
         EXPECT_EQ(std::find(target.begin(), target.end(), 100) - target.begin(), place)
             << column << ' ' << row;
     }

@@ -17,6 +17,8 @@ namespace {
 using Depth = std::vector<int16_t>;
 using Grey = std::vector<uint8_t>;
 
+constexpr auto kUntouched = static_cast<int16_t>(0xA7A7);
+
 TEST(Smoothing, IsAGaussianOfSigmaTwoWithReflectedBorders) {
     std::mt19937 random(1);
     for (const auto& [width, height] : {std::pair{40, 23}, {3, 2}, {1, 12}}) {
@@ -67,13 +69,11 @@ TEST(Fusion, OfOnePixelFollowsItsMode) {
 // Two frames, of which the first is the surer one beyond column and row 20 and the second the surer one before them.
 // So a shift of the confidences shows as a place at which the second frame's depth ends.
 TEST(Fusion, TakesDepthsWhereThePixelIsAndConfidencesAtTheShiftedPlace) {
-    constexpr int32_t kWidth = 48; // of a buffer for 50
-    constexpr int32_t kHeight = 36;
+    constexpr int32_t kWidth = 48, kHeight = 36; // of a buffer for 50 x 37
     for (const auto& [rowShift, columnShift] :
          {std::pair{0, 0}, {7, 3}, {-9, -14}, {-40, 60}, {INT_MIN, INT_MAX}}) {
         SCOPED_TRACE(testing::Message() << rowShift << ' ' << columnShift);
-        uint64_t persistent = 0;
-        uint64_t scratch = 0;
+        uint64_t persistent = 0, scratch = 0;
         ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize({50, 37}, &persistent, &scratch), 0);
         const CGuardedBlock state(persistent);
         const CGuardedBlock work(scratch);
@@ -91,17 +91,14 @@ TEST(Fusion, TakesDepthsWhereThePixelIsAndConfidencesAtTheShiftedPlace) {
             ASSERT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_Process(state.Data(), &in, config, output.Data()), 0);
         }
         for (int32_t i = 0; i < kWidth * kHeight; ++i) {
-            const int64_t x = i % kWidth;
-            const int64_t y = i / kWidth;
-            const int64_t column = x - columnShift;
-            const int64_t row = y - rowShift;
+            const int64_t x = i % kWidth, y = i / kWidth;
+            const int64_t column = x - columnShift, row = y - rowShift;
             const bool isFused = x >= 2 && column >= 0 && x + columnShift < kWidth - 1 && y >= 1 &&
                                  row >= 0 && y + rowShift <= kHeight - 1;
             const bool isSurer = row >= 5 && row < 20 && column >= 5 && column < 20;
             // The corner of the surer place is smoothed round.
             if (row <= 14 || row >= 22 || column <= 14 || column >= 22) {
-                const auto untouched = static_cast<int16_t>(0xA7A7);
-                ASSERT_EQ(output.Data()[i], isFused ? (isSurer ? 2 : 1) : untouched) << x << ' ' << y;
+                ASSERT_EQ(output.Data()[i], isFused ? (isSurer ? 2 : 1) : kUntouched) << x << ' ' << y;
             }
         }
     }
@@ -162,7 +159,7 @@ TEST_F(FuseProcess, NarrowsTheRegionByTheShifts) {
         EXPECT_EQ(Fused(right, bottom), depth);
         for (const auto& [x, y] :
              {std::pair{left - 1, top}, {left, top - 1}, {right + 1, bottom}, {right, bottom + 1}}) {
-            EXPECT_EQ(Fused(x, y), static_cast<int16_t>(0xA7A7)) << x << ' ' << y;
+            EXPECT_EQ(Fused(x, y), kUntouched) << x << ' ' << y;
         }
     };
     expectRegion(20, -64, 5, 20, 633, 459);

@@ -259,8 +259,10 @@ TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
             EXPECT_EQ(run(nullptr, input, record, output), 0x10000014);
             EXPECT_EQ(run(record, input + 1, nullptr, output), 0x10000014);
             const int32_t wrongSize = input != 0 ? 0x1000000E : 0x10000000;
-            EXPECT_EQ(run(record, input - 1, record, output), wrongSize);
-            EXPECT_EQ(run(record, input, record, output + 1), wrongSize);
+            for (const int32_t off : {-1, 1}) {
+                EXPECT_EQ(run(record, input + off, record, output), wrongSize);
+                EXPECT_EQ(run(record, input, record, output + off), wrongSize);
+            }
         }
     }
 }

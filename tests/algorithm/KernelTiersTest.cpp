@@ -26,19 +26,18 @@ using Result = std::vector<uint8_t>;
 
 // Samples and guard bytes. Which of two NaNs an operation hands on is not defined by the language, so all count as one.
 template <typename T>
-void Append(const CPlane<T>& plane, Result* result) {
+Result BytesOf(const CPlane<T>& plane) {
     if constexpr (std::is_same_v<T, float>) {
         std::replace_if(
             plane.Data(), plane.End(), [](float value) { return std::isnan(value); }, NAN);
     }
-    result->insert(result->end(), plane.Guard(), reinterpret_cast<const uint8_t*>(plane.End()));
+    return {plane.Guard(), reinterpret_cast<const uint8_t*>(plane.End())};
 }
 
 template <typename T>
-Result BytesOf(const CPlane<T>& plane) {
-    Result result;
-    Append(plane, &result);
-    return result;
+void Append(const CPlane<T>& plane, Result* result) {
+    const Result more = BytesOf(plane);
+    result->insert(result->end(), more.begin(), more.end());
 }
 
 int32_t Below(Random& random, uint32_t end) {
@@ -112,8 +111,7 @@ Result Fuse(Random& random) {
     const int32_t config[] = {
         0, 0,    size.width,           size.height,         11, mode, Below(random, 256),
         1, peak, Below(random, 9) - 2, Below(random, 9) - 2};
-    uint64_t persistent = 0;
-    uint64_t scratch = 0;
+    uint64_t persistent = 0, scratch = 0;
     EXPECT_EQ(OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize(size, &persistent, &scratch), 0);
     const CGuardedBlock state(persistent);
     const CGuardedBlock work(scratch);

@@ -16,7 +16,6 @@ namespace {
 
 using Camera = OXB3D_BINOSTEREO_CAMERA;
 using Rig = OXB3D_BINOSTEREO_INIT_INPUT;
-using Pair = OXB3D_BINOSTEREO_IMAGE_PAIR;
 using Grey = std::vector<uint8_t>;
 using Pixel = std::pair<double, double>;
 
@@ -34,8 +33,7 @@ Matrix3 Turn(const Vector3& r) {
 
 Pixel Project(const Camera& camera, const Vector3& p) {
     const float* k = camera.distortion;
-    const double x = p[0] / p[2];
-    const double y = p[1] / p[2];
+    const double x = p[0] / p[2], y = p[1] / p[2];
     const double r2 = x * x + y * y;
     const double q = 1 + r2 * (k[0] + r2 * (k[1] + r2 * k[4]));
     const double xd = x * q + 2.0 * k[2] * x * y + k[3] * (r2 + 2 * x * x);
@@ -61,8 +59,7 @@ const Rig kRightOnTheLeft = StereoRig(kBarrel, kBarrel, Turn({-0.04, -0.05, 0.06
 const Rig kFarFromLevel = StereoRig(kPincushion, kBarrel, Turn({0.06, 0.01, 0.12}), {-60, 30, -8});
 
 TEST(Map, AgreesWithDoublePrecision) {
-    constexpr int32_t kWidth = 160;
-    constexpr int32_t kHeight = 120;
+    constexpr int32_t kWidth = 160, kHeight = 120;
     const Camera camera = {{131, 0, 77, 0, 127, 63, 0, 0, 1}, {-0.21F, 0.06F, 0.0012F, -0.0009F, -0.008F}};
     const Matrix3 turn = Turn({0.05, -0.08, 0.03});
     const float p[12] = {118, 0, 82, -900, 0, 121, 57, 0, 0, 0, 1, 0};
@@ -130,9 +127,9 @@ struct Rectifier {
 
     // Rectifies the slopes in an object.
     int32_t Run(void* object) {
-        Pair in{Image(1, m_left.data()), Image(1, m_right.data())};
+        OXB3D_BINOSTEREO_IMAGE_PAIR in{Image(1, m_left.data()), Image(1, m_right.data())};
         m_rectified[0] = m_rectified[1] = Grey(m_left.size());
-        Pair out{Image(1, m_rectified[0].data()), Image(1, m_rectified[1].data())};
+        decltype(in) out{Image(1, m_rectified[0].data()), Image(1, m_rectified[1].data())};
         return OXB3D_BINOSTEREO_Process(object, 5, &in, sizeof in, &out, sizeof out);
     }
 
