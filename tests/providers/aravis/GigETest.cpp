@@ -104,6 +104,18 @@ TEST(GigEControl, IsHeldLongerThanTheHeartbeatLasts) {
     EXPECT_EQ(camera.SetGain(1), 0);
 }
 
+TEST(GigEControl, OfALostCameraIsNotNeededToBeToldOfIt) {
+    CFlag isTold;
+    const CHandle monitor(kStaysAway);
+    monitor.Open(OX_CC_ACCESS_MONITOR);
+    const OX_CC_EXCEPTION_CALLBACK note = [](uint32_t, void* user) { static_cast<CFlag*>(user)->Raise(); };
+    CC(OX_CC_RegisterExceptionCallBack)(monitor, note, &isTold);
+    const CHandle owner(monitor.Record());
+    owner.Open(OX_CC_ACCESS_CONTROL);
+    owner.Reset();
+    EXPECT_TRUE(isTold.Wait());
+}
+
 TEST(GigEControl, IsGivenBackByAnOpeningThatFails) {
     const CHandle handle("fault = broken_xml\n");
     OX_CC_DEVICE_INFO record = handle.Record();

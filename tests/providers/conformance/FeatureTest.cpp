@@ -247,6 +247,8 @@ TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
     EXPECT_STREQ(Value(CC(OX_CC_GetStringValue), handle, "DeviceVersion").chCurValue, "4.1");
     ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "firmware.bin"), 0);
     EXPECT_EQ(handle.Close(), 0) << "ends it in its middle";
+    handle.Open();
+    EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "out.bin", "RGBDSensorCali"), 0);
 }
 
 // ---- Network ----
