@@ -71,10 +71,12 @@ TEST(Gvcp, ReadsEventsAndTheirData) {
     EXPECT_EQ(command->m_events[1].m_streamChannel, 1);
     EXPECT_EQ(command->m_events[1].m_blockId, 9);
     EXPECT_EQ(command->m_events[1].m_timestamp, 0x100000002u);
+    packet[1] = 0x10; // a flag that asks for nothing
     packet[3] = 0xC2; // the second event becomes the first one's data
     command = gvcp::ReadEvents(packet);
     ASSERT_EQ(command->m_events.size(), 1u);
     EXPECT_EQ(command->m_events[0].m_data.size(), 16u);
+    EXPECT_FALSE(command->m_isAckWanted);
     packet.pop_back();
     EXPECT_FALSE(gvcp::ReadEvents(packet));
 }
