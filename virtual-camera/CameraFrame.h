@@ -36,6 +36,7 @@ struct CameraFrame {
     uint32_t m_height = 0;
     uint32_t m_pixelFormat = 0;
     uint32_t m_number = 0;
+    uint32_t m_acquisition = 0; // CCameraModel::Acquisition() when it was exposed
     uint64_t m_timestampNs = 0;
     uint32_t m_imageLengthBytes = 0; // what the camera says; never more than m_image holds
     ImageBytes m_image;

@@ -231,7 +231,7 @@ void CCameraModel::AdoptState(const CCameraModel& before) {
 
 void CCameraModel::PowerUp() {
     const CLock lock(m_mutex);
-    m_isAcquiring = false;
+    EndAcquisition();
     m_fileAccess = {};
     ApplySettings(m_userSets[Value(EFeature::UserSetDefault)]);
     m_changed.NotifyAll();
@@ -249,7 +249,7 @@ uint32_t CCameraModel::PlugCount() const {
 
 void CCameraModel::Unplug() {
     ++m_plugCount;
-    m_isAcquiring = false;
+    EndAcquisition();
     m_pluggedAt =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(m_config.m_faults.m_replugAfterMs);
     m_poweredAt = m_pluggedAt;

@@ -151,6 +151,8 @@ public:
     // Waits for the camera's next frame and fills it. Gone: the camera is no longer the one of plugCount.
     ENextFrame NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame);
     CFrameClock::Duration FramePeriod() const;
+    // Another number after every start and every end of acquisition.
+    uint32_t Acquisition() const;
 
     // ---- Events ----
 
@@ -205,6 +207,7 @@ private:
     EModelStatus UserSetCommand(EFeature command) OX_REQUIRES(m_mutex);
 
     EModelStatus StartAcquisition() OX_REQUIRES(m_mutex);
+    void EndAcquisition() OX_REQUIRES(m_mutex);
     EModelStatus Trigger() OX_REQUIRES(m_mutex);
     EModelStatus RunFileOperation() OX_REQUIRES(m_mutex);
     void BumpVersion() OX_REQUIRES(m_mutex);
@@ -234,6 +237,7 @@ private:
     Time m_poweredAt OX_GUARDED_BY(m_mutex);
 
     bool m_isAcquiring OX_GUARDED_BY(m_mutex) = false;
+    uint32_t m_acquisition OX_GUARDED_BY(m_mutex) = 0;
     bool m_hasSourceEnded OX_GUARDED_BY(m_mutex) = false;
     uint32_t m_frameNumber OX_GUARDED_BY(m_mutex) = 0; // of this start
     uint32_t m_framesLeft OX_GUARDED_BY(m_mutex) = 0;  // 0: without end

@@ -136,8 +136,7 @@ EModelStatus CCameraModel::OnWritten(EFeature id) {
     case EFeature::AcquisitionStart:
         return StartAcquisition();
     case EFeature::AcquisitionStop:
-        m_isAcquiring = false;
-        m_changed.NotifyAll();
+        EndAcquisition();
         return EModelStatus::Ok;
     case EFeature::TriggerSoftware:
         return Trigger();

@@ -63,11 +63,23 @@ EModelStatus CCameraModel::StartAcquisition() {
         m_framesLeft = static_cast<uint32_t>(Value(EFeature::AcquisitionFrameCount));
     }
     m_isAcquiring = true;
+    ++m_acquisition;
     m_hasSourceEnded = false;
     m_frameNumber = 0;
     m_clock.Start(Clock::now());
     m_changed.NotifyAll();
     return EModelStatus::Ok;
+}
+
+void CCameraModel::EndAcquisition() {
+    m_isAcquiring = false;
+    ++m_acquisition;
+    m_changed.NotifyAll();
+}
+
+uint32_t CCameraModel::Acquisition() const {
+    const CLock lock(m_mutex);
+    return m_acquisition;
 }
 
 EModelStatus CCameraModel::Trigger() {
@@ -106,6 +118,7 @@ void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* fra
         m_isAcquiring = false;
     }
     frame->m_number = m_frameNumber;
+    frame->m_acquisition = m_acquisition;
     frame->m_timestampNs = static_cast<uint64_t>(std::max<int64_t>((due - m_clockStart).count(), 0));
     frame->m_isExposureEventWanted = IsNotified(ECameraEvent::ExposureEnd);
     exposure->m_content = Content();

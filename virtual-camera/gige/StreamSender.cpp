@@ -145,6 +145,12 @@ void CStreamSender::TakeFrame(const std::stop_token& stop) {
 }
 
 void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& stop) {
+    const Channel channel = Current();
+    // Rendered while its acquisition ended: it must not be the first frame of the next one. The channel is looked at
+    // before, since applications end the acquisition first and the channel then.
+    if (m_model.Acquisition() != frame.m_acquisition) {
+        return;
+    }
     const FaultSet& faults = m_model.Config().m_faults;
     std::shared_ptr<GvspFrame> packed = m_pool.Take();
     PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
@@ -154,23 +160,24 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
         packed->m_endPacket = packed->Packets() / 2;
     }
     CLock lock(m_mutex);
-    const uint32_t serial = m_channel.m_serial;
-    const bool isOpen = m_channel.IsOpen();
+    if (!IsCurrent(channel)) {
+        return;
+    }
     packed->m_blockId = m_blockIds.Next(frame.m_number);
     lock.Unlock();
     if (frame.m_isExposureEventWanted) {
         m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
     }
-    if (!isOpen) {
+    if (!channel.IsOpen()) {
         return;
     }
     lock.Lock();
     // The camera waits for its network: it becomes slower, it does not skip frames.
-    while (m_waiting && m_channel.m_serial == serial && !stop.stop_requested()) {
+    while (m_waiting && IsCurrent(channel) && !stop.stop_requested()) {
         m_changed.Wait(m_mutex);
     }
-    if (!stop.stop_requested() && m_channel.m_serial == serial) {
-        m_waiting = Job{std::move(packed), m_channel};
+    if (!stop.stop_requested() && IsCurrent(channel)) {
+        m_waiting = Job{std::move(packed), channel};
         m_changed.NotifyAll();
     }
 }
