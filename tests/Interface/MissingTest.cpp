@@ -54,6 +54,11 @@ TEST_F(NoExtended, OpeningFailsAtTheFileTransferAndLeavesNothing) {
     EXPECT_EQ(OX3D_RGBD_SetIpConfig("ETH1", &config), OX3D_RGBD_OK);
 }
 
+TEST(NoEnumeration, IsAnswered) {
+    uint32_t count = 0;
+    EXPECT_EQ(OX3D_RGBD_GetDeviceNumber(OX3D_RGBD_DEVICE_ALL, &count), OX3D_RGBD_E_LOAD_LIBRARY);
+}
+
 using NoCore = CScripted;
 
 TEST_F(NoCore, CamerasAreListedButNotOpened) {

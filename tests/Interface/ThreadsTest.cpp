@@ -255,6 +255,24 @@ TEST_F(Callbacks, OfFramesThatCloseAreFollowedByNoOther) {
     EXPECT_EQ(exceptions, 0);
 }
 
+TEST_F(Callbacks, ThatCloseLeaveTheCameraToACallThatIsInsideWithoutALock) {
+    CFlag inCall;
+    CFlag goOn;
+    OnCall(DOUBLE_OX_CC_GetIntValueEx, Double().CallCount(DOUBLE_OX_CC_GetIntValueEx) + 1, [&](auto&) {
+        inCall.Raise();
+        EXPECT_TRUE(goOn.Wait());
+    });
+    std::thread reading([&, handle = m_handle] { EXPECT_EQ(GetParam(handle), OX3D_RGBD_OK); });
+    ASSERT_TRUE(inCall.Wait());
+    OnFrames([&](auto*) { EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK); });
+    Deliver(m_raw);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(Double().Handles(), 1u);
+    goOn.Raise();
+    reading.join();
+    ExpectClosed();
+}
+
 TEST_F(Callbacks, OfExceptionsThatCloseLeaveNothing) {
     Close();
     const auto round = [&] {

@@ -154,6 +154,7 @@ TEST_F(Recording, ThatCannotBePlayedIsRefusedWithAReason) {
         {[&] { fs::resize_file(depth, 60); }, "none of the files is a usable depth image"},
         {[&] { fs::remove(depth), mkfifo(depth.c_str(), 0600); }, "none of the files"},
         {[&] { fs::rename(m_folder.File("color/000001.png"), depth); }, "none of the files"},
+        {[&] { AddForeign("depth/000001.png", PNG_FORMAT_GRAY, "\x01\x02"); }, "none of the files"},
     };
     for (const auto& [spoil, reason] : rows) {
         for (const auto& part : fs::directory_iterator(m_folder.Path())) {

@@ -93,6 +93,7 @@ TEST(Arguments, AreCheckedAfterTheHandle) {
         [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, -4, 4); },
         [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, 0, INT64_MAX); },
         [](void* h) { return CC(OX_CC_WriteMemory)(h, nullptr, 0, 4); },
+        [](void* h) { return CC(OX_CC_GetUpgradeProcess)(h, nullptr); },
         [](void* h) { return CC(OX_GIGE_SetIpConfig)(h, 0x03000000); },
         [&](void* h) { return CC(OX_CC_FileAccessRead)(h, &file); },
         [](void* h) { return CC(OX_CC_LocalUpgrade)(h, "/dev/zero"); },
@@ -164,6 +165,7 @@ TEST(Access, LetsAMonitorLookAndNotTouch) {
         EXPECT_EQ(monitor.Gain(), 2);
     }
     EXPECT_EQ(monitor.SetGain(1), kDenied);
+    EXPECT_EQ(CC(OX_CC_SetCommandValue)(monitor, "DeviceReset"), kDenied);
     EXPECT_EQ(CC(OX_CC_StartGrabbing)(monitor), kDenied);
     EXPECT_EQ(monitor.Stop(), kCallOrder);
 }
