@@ -60,9 +60,7 @@ CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
     m_registers.AddArea(kXmlArea, WholeWords(BytesOf(m_xml)));
     FillDefaults();
     FillIdentityRegisters();
-    for (Settings& set : m_userSets) {
-        set = TakeSettings();
-    }
+    m_defaultSet = TakeSettings();
 }
 
 void CCameraModel::FillDefaults() {
@@ -211,15 +209,10 @@ void CCameraModel::AdoptState(const CCameraModel& before) {
             Adopt(id, before);
         }
     }
-    // Settings of another transport are laid out otherwise. A set that was never stored follows the new defaults.
-    if (m_config.m_transport == before.m_config.m_transport) {
-        for (size_t i = 1; i < std::size(m_userSets); ++i) {
-            if (before.m_userSets[i] != before.m_userSets[0]) {
-                m_userSets[i] = before.m_userSets[i];
-            }
-        }
+    if (m_config.m_transport == before.m_config.m_transport) { // else settings are laid out otherwise
+        std::copy(std::begin(before.m_storedSets), std::end(before.m_storedSets), std::begin(m_storedSets));
+        Adopt(EFeature::UserSetDefault, before);
     }
-    Adopt(EFeature::UserSetDefault, before);
     m_files = before.m_files;
     // Calibration belongs to the images; with other images, or with none wanted, it is made anew.
     if (!IsSameSource(m_config.m_source, before.m_config.m_source) ||
@@ -233,7 +226,7 @@ void CCameraModel::PowerUp() {
     const CLock lock(m_mutex);
     EndAcquisition();
     m_fileAccess = {};
-    ApplySettings(m_userSets[Value(EFeature::UserSetDefault)]);
+    ApplySettings(UserSet(Value(EFeature::UserSetDefault)));
     m_changed.NotifyAll();
 }
 

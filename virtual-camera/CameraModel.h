@@ -204,6 +204,8 @@ private:
     void ApplySettings(const Settings& settings) OX_REQUIRES(m_mutex);
     std::string ValueText(const MappedFeature& feature, uint32_t slot) const OX_REQUIRES(m_mutex);
     EModelStatus SetFromText(const MappedFeature& feature, std::string_view text) OX_REQUIRES(m_mutex);
+    // 0 is the default set, which a set stands for in which nothing was stored.
+    const Settings& UserSet(int64_t number) const OX_REQUIRES(m_mutex);
     EModelStatus UserSetCommand(EFeature command) OX_REQUIRES(m_mutex);
 
     EModelStatus StartAcquisition() OX_REQUIRES(m_mutex);
@@ -232,7 +234,9 @@ private:
     CRegisterFile m_registers OX_GUARDED_BY(m_mutex);
     CFileStore m_files OX_GUARDED_BY(m_mutex);
     CFileAccess m_fileAccess OX_GUARDED_BY(m_mutex);
-    Settings m_userSets[3] OX_GUARDED_BY(m_mutex);
+    Settings m_defaultSet OX_GUARDED_BY(m_mutex);
+    std::optional<Settings>
+        m_storedSets[2] OX_GUARDED_BY(m_mutex); // what was stored in UserSet1 and UserSet2
     Time m_clockStart OX_GUARDED_BY(m_mutex);
     Time m_poweredAt OX_GUARDED_BY(m_mutex);
 

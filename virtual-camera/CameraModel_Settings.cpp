@@ -39,16 +39,21 @@ void CCameraModel::ApplySettings(const Settings& settings) {
     m_changed.NotifyAll();
 }
 
+const CCameraModel::Settings& CCameraModel::UserSet(int64_t number) const {
+    const bool isStored = (number == 1 || number == 2) && m_storedSets[number - 1].has_value();
+    return isStored ? *m_storedSets[number - 1] : m_defaultSet;
+}
+
 EModelStatus CCameraModel::UserSetCommand(EFeature command) {
-    Settings& set = m_userSets[Value(EFeature::UserSetSelector)];
+    const int64_t number = Value(EFeature::UserSetSelector);
     if (command == EFeature::UserSetLoad) {
-        ApplySettings(set);
+        ApplySettings(UserSet(number));
         return EModelStatus::Ok;
     }
-    if (&set == &m_userSets[0]) {
+    if (number == 0) {
         return EModelStatus::Access; // the maker's settings stay
     }
-    set = TakeSettings();
+    m_storedSets[number - 1] = TakeSettings();
     return EModelStatus::Ok;
 }
 

@@ -128,6 +128,9 @@ TEST_F(Delivery, AFrameThatCannotBeAssembledIsNeitherPushedNorFetched) {
                      "[FillFrameData] DepthMapConvert process failed [0x80060004]",
                      "[ImageCallBack] FillFrameData fail [0x80060004]"}));
     EXPECT_EQ(m_count, 0);
+    CRawFrame good(640, 480, 5);
+    Deliver(good);
+    EXPECT_EQ(m_count, 1) << "the next good frame comes";
     ASSERT_EQ(Unregister(), OX3D_RGBD_OK);
     EXPECT_LAST_LINE(Fetch(m_raw), OX3D_RGBD_E_PARAMETER, "[FetchFrame] FillFrameData fail [0x80060004]");
     EXPECT_EQ(Double().LentFrames(), 0u);

@@ -165,6 +165,7 @@ TEST_F(Enumeration, BindsTheFirstDeviceThatMatchesExactly) {
     EXPECT_EQ(OX3D_RGBD_OpenDeviceByIp(&m_handle, "10.0.0.02"), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(OX3D_RGBD_OpenDeviceByName(&m_handle, "twin"), OX3D_RGBD_E_PARAMETER);
     Double().SetDevices({});
+    EXPECT_EQ(Count(), 0u);
     EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, ""), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(OX3D_RGBD_OpenDevice(&m_handle, nullptr), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(m_handle, nullptr) << "nothing bound, nothing stored";

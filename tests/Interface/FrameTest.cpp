@@ -163,6 +163,13 @@ TEST_F(Frames, AsRgbdInterleaveThreePlanesAndDepthWithZerosWhereThePlanesEnd) {
     }
     expected[5 * pixels - 3] = 0;
     ExpectImage(2, OX3D_RGBD_PIXEL_RGBD, 1280, 720, kNoStream, expected);
+
+    CRawFrame whole(1280, 720, 4); // by the kernels
+    whole.m_main = frame.m_main;
+    whole.AddChunk(kColorChunk, 32, 1280, 720, 3 * pixels, 5);
+    FetchImages(whole, 3);
+    expected[5 * pixels - 3] = static_cast<uint8_t>(4 + 3 * pixels);
+    ExpectImage(2, OX3D_RGBD_PIXEL_RGBD, 1280, 720, kNoStream, expected);
 }
 
 TEST_F(Frames, HaveColorScaledToTheDepthsSizePlaneByPlane) {
@@ -262,12 +269,12 @@ protected:
         memset(&m_cloud, 0x5A, sizeof(m_cloud));
         return OX3D_RGBD_MapDepthToPointCloud(m_handle, &m_depth, &m_cloud);
     }
-    void ExpectPoint(uint32_t column, uint32_t row, float x, float y) const {
+    void ExpectPoint(uint32_t column, uint32_t row, float x, float y, float z = 1000) const {
         const auto* point = reinterpret_cast<const float*>(m_cloud.pData);
         point += 3 * (size_t{row} * m_cloud.nWidth + column);
         EXPECT_NEAR(point[0], x, 1e-3);
         EXPECT_NEAR(point[1], y, 1e-3);
-        EXPECT_EQ(point[2], 1000.0f);
+        EXPECT_EQ(point[2], z);
     }
     Bytes m_samples;
     OX3D_RGBD_IMAGE_DATA m_depth = {};
@@ -283,6 +290,11 @@ TEST_F(PointCloud, FollowsThePinholeModelOfTheDepthCamera) {
     EXPECT_EQ(m_cloud.enStreamType, 0x5A5A5A5Au) << "not written";
     ExpectPoint(0, 0, -640, -480);
     ExpectPoint(570, 365, 500, 250);
+    const int16_t nearAndNone[2] = {500, 0};
+    memcpy(&m_samples[2 * (size_t{365} * 640 + 570)], nearAndNone, sizeof(nearAndNone));
+    EXPECT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &m_depth, &m_cloud), OX3D_RGBD_OK);
+    ExpectPoint(570, 365, 250, 125, 500);
+    ExpectPoint(571, 365, 0, 0, 0);
 }
 
 TEST_F(PointCloud, KeepsTheCalibrationThatTheFirstImageChose) {

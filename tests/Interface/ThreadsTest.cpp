@@ -81,11 +81,13 @@ protected:
     // For closing from inside a callback, which answers at once and shuts the camera down afterwards.
     void CloseInside() {
         void* const handle = m_handle;
+        const uint32_t closes = Double().CallCount(DOUBLE_OX_CC_CloseDevice);
         EXPECT_EQ(m_close(), OX3D_RGBD_OK);
         EXPECT_EQ(m_handle, nullptr);
         EXPECT_EQ(SetParam(handle), OX3D_RGBD_E_HANDLE) << "nobody gets in any more";
         LetOthersGoOn();
         EXPECT_EQ(Double().Handles(), 1u) << "the camera is needed while the callback runs";
+        EXPECT_EQ(Double().CallCount(DOUBLE_OX_CC_CloseDevice), closes);
     }
     static void ExpectClosed() {
         EXPECT_TRUE(Eventually([] { return Double().Handles() == 0; }));

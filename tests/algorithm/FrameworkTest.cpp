@@ -159,7 +159,9 @@ TEST(Parameters, HaveDefaultsAndAcceptExactlyTheirRange) {
         EXPECT_EQ(ParamOf(object.Handle(), p.id), p.maximum) << p.id;
     }
     EXPECT_EQ(OXB3D_BINOSTEREO_SetConfig(object.Handle(), 3, nullptr, -1), 0);
-    EXPECT_EQ(ParamOf(object.Handle(), 1026), 1);
+    for (const auto& p : kParams) {
+        EXPECT_EQ(ParamOf(object.Handle(), p.id), p.initial) << p.id;
+    }
     for (const uint32_t id : {0U, 7U, 256U, 262U, 512U, 517U, 768U, 778U, 1024U, 1027U, UINT_MAX}) {
         EXPECT_EQ(object.SetParam(id, 1), 0x10000011) << id;
     }
@@ -195,9 +197,11 @@ TEST(Configuration, KnowsItsKeysAndRecordSizes) {
     const struct {
         int32_t m_key, m_bytes; // of the record; negative: none is given
         int32_t m_status;
-    } sets[] = {{-1, 8, kKey},          {0, 8, kKey},   {5, 8, kKey},     {6, 8, kKey},   {9, 8, kKey},
-                {0x30000001, 24, kKey}, {1, 7, kSize},  {2, 2051, kSize}, {1, -8, kNull}, {7, 40, 0},
-                {7, -40, kNull},        {8, 40, kSize}, {8, 88, 0}},
+    } sets[] = {{-1, 8, kKey}, {0, 8, kKey},       {5, 8, kKey},
+                {6, 8, kKey},  {9, 8, kKey},       {0x30000001, 24, kKey},
+                {1, 7, kSize}, {2, 2051, kSize},   {1, -8, kNull},
+                {7, 40, 0},    {7, -40, kNull},    {8, 40, kSize},
+                {8, 88, 0},    {1, 8, 0x10000011}, {2, 2052, 0x10000013}},
       gets[] = {{0, 8, kKey},           {6, 8, kKey}, {7, 8, kKey},   {8, 8, kKey},  {9, 8, kKey},
                 {0x30000000, 24, kKey}, {5, -40, 0},  {5, 41, kSize}, {4, 32, kSize}};
     CTestObject object(32);
@@ -262,6 +266,9 @@ TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
             for (const int32_t off : {-1, 1}) {
                 EXPECT_EQ(run(record, input + off, record, output), wrongSize);
                 EXPECT_EQ(run(record, input, record, output + off), wrongSize);
+            }
+            if (input != 0) {
+                EXPECT_NE(run(record, input, record, output), wrongSize);
             }
         }
     }

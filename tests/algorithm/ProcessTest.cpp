@@ -189,6 +189,9 @@ TEST(Processes, HoldDepthToTheAbilityAndAskNothingOfWhatIsNotUsed) {
     r.m_transOut = {planes.points.Data<int16_t>(), planes.points.Data<float>(), {}};
     EXPECT_EQ(r.Run(object, 15), 0);
     EXPECT_EQ(planes.points.Data<float>()[2], 500) << "floats where both are given";
+    r.m_transOut.pointsFloat = nullptr;
+    EXPECT_EQ(r.Run(object, 15), 0);
+    EXPECT_EQ(planes.points.Data<int16_t>()[2], 500);
     EXPECT_EQ(OXB3D_BINOSTEREO_DepthScore(nullptr, 60, {60, 40}, 0, 0, r.m_scores, {0, 0}, {9, 9}), kNull);
 }
 

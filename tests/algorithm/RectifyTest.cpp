@@ -192,6 +192,7 @@ TEST(Rectification, ShowsWhatBothCamerasSeeInOneRowAtItsTrueDistance) {
         const int32_t disparity = t[0] < 0 ? 14 : -14;
         const double f = common.fx;
         const double depth = f * common.baseLine / 14;
+        int32_t seen = 0;
         for (int32_t i = 0; i < 600 * 480; i += 7) {
             const int32_t x = 20 + i % 600;
             const int32_t y = i / 600;
@@ -200,12 +201,14 @@ TEST(Rectification, ShowsWhatBothCamerasSeeInOneRowAtItsTrueDistance) {
             if (std::isnan(left.first) || std::isnan(right.first)) {
                 continue;
             }
+            ++seen;
             const double distance =
                 Norm({(x - double{common.cx}) * depth / f, (y - double{common.cy}) * depth / f, depth});
             const auto [u, v] = SeenOnTheRight(rig, left, distance);
             ASSERT_NEAR(right.first, u, 0.16) << x << ' ' << y;
             ASSERT_NEAR(right.second, v, 0.16) << x << ' ' << y;
         }
+        EXPECT_GT(seen, 10000);
     }
 }
 

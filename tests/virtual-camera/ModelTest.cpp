@@ -173,6 +173,10 @@ TEST(State, OutlivesANewConfigurationWhereThatDoesNotDiffer) {
     renamed.AdoptState(before);
     EXPECT_EQ(renamed.Identity().m_userName, "theirs");
     EXPECT_EQ(renamed.Identity().m_ip, 0x0A000009U);
+    CFakeCamera usb(FakeConfig(ETransport::Usb));
+    usb.AdoptState(before);
+    usb.PowerUp();
+    EXPECT_EQ(Float(usb, "Gain"), 0);
 }
 
 } // namespace

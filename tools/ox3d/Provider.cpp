@@ -103,7 +103,8 @@ ProviderChoice ChooseProvider(const std::string& request, const fs::path& instal
             known += ' ' + name;
         }
         ThrowMissing("no " + std::string(kLibrary) + " at " + request + "; installed in " +
-                     installed.string() + ":" + (known.empty() ? " none" : known));
+                     installed.string() + ":" + (known.empty() ? " none" : known) +
+                     (isPath ? "" : " (a path has a '/')"));
     }
     CheckUsableInPath(folder);
     return {"given", folder};

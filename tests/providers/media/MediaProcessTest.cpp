@@ -40,6 +40,7 @@ TEST_F(MediaProcess, ScalesWithExactWeightsAndRoundsHalfUp) {
     EXPECT_EQ(scaled(3, 3, {0, 8, 0, 0, 0, 0, 0, 0, 8}, 2, 2), (Plane{2, 2, 0, 5}));
     EXPECT_EQ(scaled(2, 2, {1, 2, 2, 1}, 1, 1), Plane{2});
     EXPECT_EQ(scaled(2, 1, {10, 20}, 4, 2), (Plane{10, 13, 18, 20, 10, 13, 18, 20}));
+    EXPECT_EQ(scaled(3, 1, {0, 255, 0}, 5, 1), (Plane{0, 102, 255, 102, 0})) << "fifths, in 128ths";
     EXPECT_EQ(scaled(1, 1, {7}, 2, 2), (Plane{7, 7, 7, 7}));
     EXPECT_EQ(scaled(3, 2, {1, 2, 3, 4, 5, 250}, 3, 2), (Plane{1, 2, 3, 4, 5, 250}));
 }

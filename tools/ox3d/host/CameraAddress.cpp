@@ -31,7 +31,7 @@ uint32_t ParseHost(const char* what, const std::string& text) {
 
 uint32_t ParseMask(const std::string& text) {
     const uint32_t mask = Parse("the mask", text);
-    if (!IsSubnetMask(mask)) {
+    if (!HasRoomForHosts(mask)) {
         Refuse("the mask " + text + " is no subnet mask between 255.0.0.0 and 255.255.255.252");
     }
     return mask;
@@ -47,10 +47,10 @@ void CheckInSubnet(const char* what, uint32_t address, uint32_t mask) {
 }
 
 uint32_t ChooseMask(uint32_t ip, const AddressSurroundings& around) {
-    if (IsSubnetMask(around.m_host.m_mask) && IsInside(ip, around.m_host)) {
+    if (HasRoomForHosts(around.m_host.m_mask) && IsInside(ip, around.m_host)) {
         return around.m_host.m_mask;
     }
-    return IsSubnetMask(around.m_camera.m_mask) ? around.m_camera.m_mask : MaskOfLength(24);
+    return HasRoomForHosts(around.m_camera.m_mask) ? around.m_camera.m_mask : MaskOfLength(24);
 }
 
 uint32_t ChooseGateway(const Ipv4Network& subnet, const AddressSurroundings& around) {

@@ -20,7 +20,7 @@ uint32_t LengthOfMask(uint32_t mask) {
     return static_cast<uint32_t>(std::countl_one(mask));
 }
 
-bool IsSubnetMask(uint32_t mask) {
+bool HasRoomForHosts(uint32_t mask) {
     const uint32_t length = LengthOfMask(mask);
     return mask == MaskOfLength(length) && length >= 8 && length <= 30;
 }

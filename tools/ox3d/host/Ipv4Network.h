@@ -20,7 +20,7 @@ std::string NetworkText(const Ipv4Network& network);
 uint32_t MaskOfLength(uint32_t bits); // 0 to 32
 uint32_t LengthOfMask(uint32_t mask); // of a contiguous one
 // Whether it is a mask of a subnet that has room for two hosts: /8 to /30.
-bool IsSubnetMask(uint32_t mask);
+bool HasRoomForHosts(uint32_t mask);
 
 inline bool IsInside(uint32_t address, const Ipv4Network& network) {
     return ((address ^ network.m_address) & network.m_mask) == 0;
