@@ -64,4 +64,20 @@ TEST(Network, BringsTheCalibrationAndLargeFramesWholeAndWithoutLoss) {
     EXPECT_EQ(OX3D_RGBD_CloseDevice(&device), OX3D_RGBD_OK);
 }
 
+#ifdef OX3D_TOOL
+TEST(Network, ShowsARecordingsCameraToTheToolWhichLeavesItFree) {
+    CProcess cameras(
+        {OX3D_VIRTUAL_CAMERA, "--camera", "serial=REC,user_name=left,recording=" OX3D_DATA_DIR "/office"},
+        ".");
+    ASSERT_TRUE(cameras.WaitForOutput("\nready\n")) << cameras.Output();
+    for (int again = 0; again < 2; ++again) {
+        CProcess tool({OX3D_TOOL, "info", "--provider", "aravis", "--serial", "REC"}, ".");
+        EXPECT_EQ(tool.Finish(), 0) << tool.Output();
+        for (const char* text : {"GigE Vision", "left\n", "127.0.0.1\n", "fx 390.431", "fx 613.204"}) {
+            EXPECT_NE(tool.Output().find(text), std::string::npos) << text << " in " << tool.Output();
+        }
+    }
+}
+#endif
+
 } // namespace

@@ -8,6 +8,7 @@
 #include "tools/ox3d/pictures/DepthView.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 #include "tools/ox3d/pictures/Overlay.h"
+#include "tools/ox3d/pictures/PixelFont.h"
 #include "tools/ox3d/pictures/Ply.h"
 #include "tools/ox3d/pictures/Results.h"
 
@@ -64,6 +65,13 @@ TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
     OneImage many(OX3D_RGBD_PIXEL_RGBD);
     many.m_frame.nImageCount = 1000; // more than the record has room for
     EXPECT_EQ(FindDepth(many.m_frame), nullptr);
+}
+
+TEST(PixelFont, IsNotMirrored) {
+    RgbImage image(6, 8, {});
+    DrawText(image, 0, 0, "7", {1, 2, 3}, 1);
+    EXPECT_EQ(image.At(4, 1), (Rgb{1, 2, 3}));
+    EXPECT_EQ(image.At(0, 1), Rgb{});
 }
 
 TEST(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
