@@ -1,14 +1,17 @@
 // What the writer writes the reader reads, and what is damaged or hostile costs no more than its frame.
+#include "base/LocalFile.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
 #include "tests/support/Files.h"
 #include "tests/support/OpenThings.h"
 
 #include <algorithm>
+#include <csignal>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace ox3d {
@@ -98,6 +101,20 @@ TEST_F(Recording, IsNotWrittenOverAnotherOneNorWhereThereIsNoRoom) {
     fs::remove_all(m_folder.File("depth"));
     EXPECT_FALSE(m_writer.Add(2, {1, 1}, std::vector<uint16_t>{1}.data(), {}, nullptr, &m_error));
     EXPECT_FALSE(CRecordingWriter("/proc/none").Begin(&m_error));
+}
+
+TEST_F(Recording, FilesAreWrittenWholeOrLeftAsTheyWere) {
+    const std::string bytes(100000, 'x');
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit few{1000, before.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &few);
+    EXPECT_FALSE(WriteLocalFile(m_writer.CalibrationFile(), bytes.data(), bytes.size()));
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(test::ReadFile(m_writer.CalibrationFile()), "<SensorCali/>\n");
+    const fs::directory_iterator files(m_folder.Path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 3) << "the calibration and two folders";
 }
 
 TEST_F(Recording, OfOtherWritersIsReadInTheOrderOfItsNumbers) {

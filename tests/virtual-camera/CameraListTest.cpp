@@ -1,6 +1,8 @@
 // CameraListTest.cpp - the text file that lists cameras: what it says, and what is wrong with it.
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "virtual-camera/CameraConfig.h"
 
 using namespace ox3d;
@@ -17,8 +19,8 @@ TEST(CameraList, DescribesCamerasAsAnyEditorWritesThem) {
     std::vector<std::string> errors;
     const auto cameras =
         Read("\xEF\xBB\xBF# three cameras\n[camera]\ntransport = usb\nuser_name = front door\n"
-             "width = 800\nheight = 600\ncolor_width = 1600\ncolor_height = 1200\n"
-             "fps = 12.5\nnoise = no\nloop = no\nfault = drop_every 5\nfault = deny_open\n"
+             "width = 640\nheight = 3000\ncolor_width = 4000\ncolor_height = 480\n"
+             "fps = 240\nnoise = no\nloop = no\nfault = drop_every 5\nfault = deny_open\n"
              "\n[camera]\r\nserial=G8\r\nmask = 255.0.0.0\r\n"
              "mac = 02:00:00:ab:cd:ef\n[camera]",
              &errors);
@@ -27,9 +29,9 @@ TEST(CameraList, DescribesCamerasAsAnyEditorWritesThem) {
     const CameraConfig& usb = cameras[0];
     EXPECT_EQ(usb.m_transport, ETransport::Usb);
     EXPECT_EQ(usb.m_userName, "front door");
-    EXPECT_EQ(usb.m_source.m_depthWidth * 10000 + usb.m_source.m_depthHeight, 8000600U);
-    EXPECT_EQ(usb.m_source.m_colorWidth * 10000 + usb.m_source.m_colorHeight, 16001200U);
-    EXPECT_DOUBLE_EQ(usb.m_fps, 12.5);
+    EXPECT_EQ(usb.m_source.m_depthWidth * 10000 + usb.m_source.m_depthHeight, 6403000U);
+    EXPECT_EQ(usb.m_source.m_colorWidth * 10000 + usb.m_source.m_colorHeight, 40000480U);
+    EXPECT_DOUBLE_EQ(usb.m_fps, 240);
     EXPECT_FALSE(usb.m_source.m_noise || usb.m_source.m_loop || usb.m_source.m_isRecording);
     EXPECT_EQ(usb.m_faults.m_dropEvery, 5U);
     EXPECT_EQ(usb.m_faults.m_isOpenDenied, 1U);
@@ -60,10 +62,16 @@ TEST(CameraList, NamesTheLineOfAnErrorAndLeavesOutThatCameraOnly) {
                                                         {"height = -480", "from 480 to 3000"},
                                                         {"height = 480px", "from 480 to 3000"},
                                                         {"height = 99999999999999999999", "from 480 to 3000"},
+                                                        {"width = 4001", "from 640 to 4000"},
+                                                        {"color_height = 3001", "from 480 to 3000"},
+                                                        {"cycle = 241", "up to 240"},
+                                                        {"user_name = 1234567890123456", "user_name must"},
                                                         {"fps = nan", "0.1 to 240"},
+                                                        {"fps = 241", "0.1 to 240"},
                                                         {"loop = maybe", "yes or no"},
                                                         {"fault = meteor", "unknown fault 'meteor'"},
                                                         {"fault = drop_every 1", "from 2 to"},
+                                                        {"fault = drop_packets 1001", "from 0 to 1000"},
                                                         {"fault = deny_open 3", "takes no number"}};
     for (const auto& [line, expected] : rows) {
         std::vector<std::string> errors;
@@ -73,6 +81,20 @@ TEST(CameraList, NamesTheLineOfAnErrorAndLeavesOutThatCameraOnly) {
         EXPECT_THAT(errors, ElementsAre(testing::AllOf(HasSubstr("list.ini:6: "), HasSubstr(expected))));
         ASSERT_EQ(cameras.size(), 2U) << line;
         EXPECT_EQ(cameras[1].m_serial, "C");
+    }
+}
+
+TEST(CameraList, SeesEveryChangeOfACamera) {
+    std::vector<std::string> errors;
+    const CameraConfig camera = Read("[camera]\nserial = A", &errors).at(0);
+    EXPECT_TRUE(IsSameCamera(camera, Read("[camera]\nserial = A", &errors).at(0)));
+    std::istringstream lines("transport = usb\nserial = B\nmodel = B\nmanufacturer = B\nuser_name = B\n"
+                             "device_version = 2\nmac = 02:00:00:00:00:09\nip = 10.0.0.9\nmask = 255.0.0.0\n"
+                             "gateway = 10.0.0.9\nhost_ip = 10.0.0.9\nwidth = 800\nheight = 600\n"
+                             "color_width = 800\ncolor_height = 600\nrecording = /\nloop = no\nnoise = no\n"
+                             "cycle = 9\nfps = 12.5\nfault = deny_start");
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_FALSE(IsSameCamera(camera, Read("[camera]\nserial = A\n" + line, &errors).at(0))) << line;
     }
 }
 

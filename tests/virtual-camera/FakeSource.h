@@ -38,13 +38,17 @@ inline CameraConfig FakeConfig(ETransport transport = ETransport::GigE) {
     return config;
 }
 
-// A prepared camera over a fake source that ends after so many frames.
+// A prepared camera over a fake source that ends after so many frames; it may take the place of another one.
 class CFakeCamera : public CCameraModel {
 public:
-    explicit CFakeCamera(const CameraConfig& config = FakeConfig(), uint64_t frames = UINT64_MAX)
+    explicit CFakeCamera(const CameraConfig& config = FakeConfig(), uint64_t frames = UINT64_MAX,
+                         const CCameraModel* before = nullptr)
         : CCameraModel(config, [frames](const FrameSourceConfig&, std::string*) {
               return std::make_unique<CFakeSource>(frames);
           }) {
+        if (before != nullptr) {
+            AdoptState(*before);
+        }
         std::string error;
         Prepare(&error);
     }

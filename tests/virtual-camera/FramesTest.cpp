@@ -69,11 +69,18 @@ TEST(Frames, CarryTheDemosaicPairFromUsbCamerasWhenSelectedAlsoInGreyMode) {
     const std::vector<uint8_t> header = {1, 0, 8, 1, 8, 0, 0, 0, 8, 0, 0, 0}; // two views of four rows
     EXPECT_TRUE(std::equal(header.begin(), header.end(), pair.m_bytes.begin()));
     EXPECT_EQ(pair.m_bytes.at(28 + 63), 100);
+    IntegerValue payload;
+    camera.GetInteger("PayloadSize", &payload);
+    EXPECT_EQ(payload.m_value, 32 + 8 + 32 + 36 + 8 + 28 + 64 + 8);
 }
 
 TEST(Trigger, CountsEveryTriggerAlsoWhenTheyComeAtOnce) {
     CFakeCamera camera;
+    EXPECT_EQ(camera.Execute("TriggerSoftware"), EModelStatus::Access); // triggers are off
     camera.SetEnum("TriggerMode", 1);
+    camera.SetEnumByName("TriggerSource", "Line0");
+    EXPECT_EQ(camera.Execute("TriggerSoftware"), EModelStatus::Access);
+    camera.SetEnumByName("TriggerSource", "Software");
     camera.Execute("AcquisitionStart");
     for (int i = 0; i < 3; ++i) {
         camera.Execute("TriggerSoftware");
@@ -82,6 +89,18 @@ TEST(Trigger, CountsEveryTriggerAlsoWhenTheyComeAtOnce) {
         EXPECT_EQ(Next(camera).m_number, number);
     }
     EXPECT_TRUE(IsIdle(camera));
+}
+
+TEST(Frames, ComeAsSoonAsARaisedRateLetsThem) {
+    CameraConfig config = FakeConfig();
+    config.m_fps = 0.001;
+    CFakeCamera camera(config);
+    camera.Execute("AcquisitionStart");
+    auto next = std::async(std::launch::async, [&] { return Next(camera).m_number; });
+    EXPECT_EQ(next.wait_for(30ms), std::future_status::timeout);
+    camera.SetFloat("AcquisitionFrameRate", 240);
+    EXPECT_EQ(next.wait_for(30s), std::future_status::ready);
+    camera.Execute("DeviceReset"); // ends a wait that has not ended
 }
 
 TEST(FrameClock, WaitsOnePeriodFirstAndNeverHurries) {
@@ -108,6 +127,7 @@ TEST(Acquisition, EndsByItselfWhereItsModeOrItsSourceSaySo) {
     for (CCameraModel* camera : {static_cast<CCameraModel*>(&counted), static_cast<CCameraModel*>(&ending)}) {
         camera->Execute("AcquisitionStart");
         Next(*camera);
+        EXPECT_EQ(camera->Execute("AcquisitionStart"), EModelStatus::Ok); // runs already
         EXPECT_EQ(Next(*camera).m_number, 2U);
         EXPECT_TRUE(IsIdle(*camera));
     }

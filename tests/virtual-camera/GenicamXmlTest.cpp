@@ -28,6 +28,10 @@ TEST(GenicamXml, IsOneTreeThatHoldsEveryFeature) {
         const test::CFakeCamera camera(config);
         tinyxml2::XMLDocument document;
         ASSERT_EQ(document.Parse(camera.Xml().c_str(), camera.Xml().size()), tinyxml2::XML_SUCCESS);
+        const bool isGigE = transport == ETransport::GigE;
+        EXPECT_STREQ(document.RootElement()->Attribute("ModelName"), "A_B_____C_");
+        EXPECT_STREQ(document.RootElement()->Attribute("VendorName"), "Ox3d");
+        EXPECT_STREQ(document.RootElement()->Attribute("StandardNameSpace"), isGigE ? "GEV" : "USB");
         std::map<std::string, const XMLElement*> nodes;
         ForEach(document.RootElement(), nullptr, [&](const XMLElement* node) {
             EXPECT_TRUE(nodes.emplace(node->Attribute("Name"), node).second) << node->Attribute("Name");

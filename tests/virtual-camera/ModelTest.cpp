@@ -48,10 +48,19 @@ TEST(Feature, FollowsFromOthersWhereItIsComputed) {
     ASSERT_EQ(camera.SetBoolean("ChunkModeActive", true), Ok);
     ASSERT_EQ(camera.SetBoolean("ChunkEnable", true), Ok);
     EXPECT_EQ(Integer(camera, "PayloadSize"), 8 * 4 * 2 + 8 + 32 + 6 * 2 * 3 + 8);
+    ASSERT_EQ(camera.SetEnum("ImageMode", 1), Ok);
+    EXPECT_EQ(Integer(camera, "PayloadSize"), 8 * 4 + 8 + 32 + 6 * 2 * 3 + 8);
+    EXPECT_EQ(Integer(camera, "WidthMax") * 10 + Integer(camera, "Height"), 84);
+    EXPECT_EQ(Integer(camera, "ColorWidth") * 10 + Integer(camera, "ColorHeight"), 62);
     ASSERT_EQ(camera.SetFloat("ExposureTime", 100000), Ok);
     EXPECT_FLOAT_EQ(Float(camera, "ResultingFrameRate"), 10);
     ASSERT_EQ(camera.SetEnum("ExposureAuto", 2), Ok);
     EXPECT_EQ(camera.SetFloat("ExposureTime", 100), Access);
+    const auto before = std::chrono::steady_clock::now();
+    camera.Execute("TimestampReset");
+    camera.Execute("TimestampLatch");
+    EXPECT_GT(Integer(camera, "TimestampLatchValue"), 0);
+    EXPECT_LE(Integer(camera, "TimestampLatchValue"), (std::chrono::steady_clock::now() - before).count());
 }
 
 TEST(Register, IsWrittenWholeAndTakesAllOfAWriteOrNothing) {
@@ -113,9 +122,29 @@ TEST(File, IsKeptUnderANameThatIsOneAndWithinBounds) {
     }
     EXPECT_EQ(camera.WriteFile("huge", std::vector<uint8_t>(CFileStore::kMaxBytes + 1)), Full);
     EXPECT_EQ(camera.ReadFile("huge", &bytes), Argument);
+    EXPECT_EQ(camera.WriteFile(std::string(65, 'x'), {1}), Argument);
     CameraConfig config = FakeConfig();
     config.m_faults.m_isCalibrationMissing = 1;
     EXPECT_EQ(CFakeCamera(config).ReadFile("RGBDSensorCali", &bytes), NoData);
+}
+
+TEST(File, FeaturesSayHowEachOperationEnded) {
+    CFakeCamera camera;
+    camera.SetEnumByName("FileSelector", "UserFile1");
+    camera.SetInteger("FileAccessLength", 6);
+    const std::tuple<const char*, const char*, int64_t> rows[] = {
+        {"Read", "Read", 1},  {"Open", "Read", 2},   {"Open", "Write", 0},  {"Open", "Read", 1},
+        {"Write", "Read", 0}, {"Read", "Read", 1},   {"Delete", "Read", 1}, {"Close", "Read", 0},
+        {"Close", "Read", 1}, {"Open", "Read", 0},   {"Write", "Write", 1}, {"Read", "Read", 0},
+        {"Close", "Read", 0}, {"Delete", "Read", 0}, {"Delete", "Read", 1}};
+    for (const auto& [operation, mode, status] : rows) {
+        camera.SetEnumByName("FileOperationSelector", operation);
+        camera.SetEnumByName("FileOpenMode", mode);
+        camera.Execute("FileOperationExecute");
+        EnumValue ended;
+        camera.GetEnum("FileOperationStatus", &ended);
+        EXPECT_EQ(ended.m_value, status) << operation << " as " << mode;
+    }
 }
 
 TEST(Firmware, RaisesTheLastNumberOfTheVersion) {
@@ -134,30 +163,35 @@ TEST(Network, KeepsAForcedAddressAndStartsFromThePersistentOne) {
     const uint32_t configured = camera.Identity().m_ip;
     const auto afterReset = [&](uint32_t mode, uint32_t forcedIp) {
         EXPECT_EQ(camera.SetIpMode(mode), Ok);
-        EXPECT_EQ(camera.ForceIp(forcedIp, 0xFF000000, 0), Ok);
+        EXPECT_EQ(camera.ForceIp(forcedIp, 0xFF000000, forcedIp + 1), Ok);
         EXPECT_EQ(camera.Identity().m_ip, forcedIp);
         EXPECT_EQ(camera.Identity().m_ipMode, mode | kIpModeLinkLocal);
         EXPECT_EQ(camera.Execute("DeviceReset"), Ok);
         return camera.Identity().m_ip;
     };
     EXPECT_EQ(afterReset(kIpModeDhcp, 0x0A000005), configured); // forced is for now only
+    EXPECT_EQ(camera.Identity().m_mask, camera.Config().m_mask);
+    EXPECT_EQ(camera.Identity().m_gateway, camera.Config().m_gateway);
     EXPECT_EQ(afterReset(kIpModePersistent, 0x0A000006), 0x0A000006U);
+    EXPECT_EQ(camera.Identity().m_mask, 0xFF000000U);
+    EXPECT_EQ(camera.Identity().m_gateway, 0x0A000007U);
     EXPECT_EQ(afterReset(kIpModeLinkLocal, 0x0A000007) >> 16, 0xA9FEU);
+    EXPECT_EQ(camera.Identity().m_mask, 0xFFFF0000U);
+    EXPECT_EQ(camera.SetIpMode(3), Argument);
 }
 
 TEST(State, OutlivesANewConfigurationWhereThatDoesNotDiffer) {
     CFakeCamera before;
     before.SetString("DeviceUserID", "mine");
     before.ForceIp(0x0A000006, 0xFF000000, 0);
-    before.WriteFile("notes", {1});
+    before.WriteFile("RGBDSensorCali", {1});
     before.SetFloat("Gain", 7);
     before.SetEnumByName("UserSetSelector", "UserSet1");
     before.Execute("UserSetSave");
     before.SetEnumByName("UserSetDefault", "UserSet1");
     CameraConfig config = FakeConfig();
     config.m_fps = 5;
-    CFakeCamera after(config);
-    after.AdoptState(before);
+    CFakeCamera after(config, UINT64_MAX, &before);
     after.PowerUp();
     EXPECT_EQ(Float(after, "Gain"), 7);
     after.SetEnumByName("UserSetSelector", "UserSet2");
@@ -166,11 +200,14 @@ TEST(State, OutlivesANewConfigurationWhereThatDoesNotDiffer) {
     std::vector<uint8_t> bytes;
     EXPECT_EQ(after.Identity().m_userName, "mine");
     EXPECT_EQ(after.Identity().m_ip, 0x0A000006U);
-    EXPECT_EQ(after.ReadFile("notes", &bytes), Ok);
+    EXPECT_EQ(after.ReadFile("RGBDSensorCali", &bytes), Ok);
+    EXPECT_EQ(bytes.size(), 1U);
     config.m_userName = "theirs";
     config.m_ip = 0x0A000009;
-    CFakeCamera renamed(config);
-    renamed.AdoptState(before);
+    config.m_source.m_depthWidth = 800;
+    CFakeCamera renamed(config, UINT64_MAX, &before);
+    EXPECT_EQ(renamed.ReadFile("RGBDSensorCali", &bytes), Ok);
+    EXPECT_GT(bytes.size(), 1U) << "belongs to the images";
     EXPECT_EQ(renamed.Identity().m_userName, "theirs");
     EXPECT_EQ(renamed.Identity().m_ip, 0x0A000009U);
     CFakeCamera usb(FakeConfig(ETransport::Usb));

@@ -142,6 +142,13 @@ TEST(GigEEvents, BringTheirData) {
     EXPECT_TRUE(told.WaitFor([](const std::string& name) { return name == "DeviceTemperature"; }));
 }
 
+TEST(GigEDiscovery, FindsACameraWhoseAddressTheHostDoesNotHave) {
+    const CHandle camera;
+    ASSERT_EQ(CC(OX_GIGE_ForceIp)(camera, 0x0A090909), 0);
+    EXPECT_TRUE(
+        Eventually([] { return List().size() == 1 && List()[0].stGigEInfo.nCurrentIp == 0x0A090909; }));
+}
+
 TEST(GigEDiscovery, WaitsForACameraThatIsSlow) {
     Plug(CameraText("fault = slow_commands 700\n"));
     EXPECT_EQ(List().size(), 1U);

@@ -102,8 +102,10 @@ TEST(Registers, SeveralAreReadAndWrittenByOneCommand) {
         camera.Run(WriteReg, Words({kHeartbeat, 5000, kPacketDelay, 1000, 0x0000, 1, kPacketDelay, 2}));
     EXPECT_EQ(StatusOf(written), WriteProtect);
     EXPECT_EQ(PayloadOf(written), Words({2})) << "so many went well";
-    EXPECT_EQ(PayloadOf(camera.Run(ReadReg, Words({kHeartbeat, kPacketDelay, 0x0000}))),
-              Words({5000, 1000, 0x00010002}));
+    EXPECT_EQ(PayloadOf(camera.Run(ReadReg, Words({kHeartbeat, kPacketDelay, 0x0000, 0x0004, 0x0934}))),
+              Words({5000, 1000, 0x00010002, 0x80000001, 0xC000001F}));
+    EXPECT_EQ(PayloadOf(camera.Run(WriteMem, Words({kPacketDelay, 7}))), Words({4}));
+    EXPECT_EQ(PayloadOf(camera.Run(ReadMem, Words({kPacketDelay, 4}))), Words({kPacketDelay, 7}));
     EXPECT_EQ(PayloadOf(camera.Run(ReadReg, Words({kHeartbeat, 0x00F00000, kPacketDelay}))), Words({5000}));
 }
 
@@ -118,6 +120,7 @@ TEST(Registers, MistakesGetTheStatusThatNamesThem) {
         {"memory of length 0", ReadMem, Words({0x0000, 0}), InvalidParameter},
         {"memory of half a word", ReadMem, Words({0x0000, 6}), InvalidParameter},
         {"too much memory", ReadMem, Words({0x0000, 540}), InvalidParameter},
+        {"as much memory as goes", ReadMem, Words({0x0000, 536}), Success},
         {"an address without a length", ReadMem, Words({0x0000}), InvalidParameter},
         {"an address without a value", WriteReg, Words({kHeartbeat}), InvalidParameter},
         {"a value out of range", WriteReg, Words({kHeartbeat, 1}), InvalidParameter},
@@ -136,6 +139,7 @@ TEST(Registers, MistakesGetTheStatusThatNamesThem) {
 TEST(Control, BelongsToOneApplicationAndTheOthersMayLook) {
     Device camera;
     EXPECT_EQ(camera.Write(kHeartbeat, 1000), AccessDenied); // nobody has control yet
+    EXPECT_EQ(camera.Write(kCcp, 0), Success);
     EXPECT_EQ(camera.Write(kCcp, 2), Success);
     for (const uint32_t access : {2U, 0U}) {
         EXPECT_EQ(camera.Write(kCcp, access, kOther), AccessDenied);
@@ -143,7 +147,7 @@ TEST(Control, BelongsToOneApplicationAndTheOthersMayLook) {
     EXPECT_EQ(camera.Write(kHeartbeat, 1000, kOther), AccessDenied);
     EXPECT_NE(camera.Read(kHeartbeat, kOther), kNothing);
     EXPECT_EQ(camera.Read(kCcp, kOther), 2U);
-    EXPECT_EQ(camera.Write(kCcp, 1), Success); // now exclusively
+    EXPECT_EQ(camera.Write(kCcp, 3), Success); // now exclusively, which wins
     EXPECT_EQ(StatusOf(camera.Run(ReadReg, Words({kHeartbeat}), kOther)), AccessDenied);
     EXPECT_EQ(StatusOf(camera.Run(ReadMem, Words({0, 4}), kOther)), AccessDenied);
     EXPECT_EQ(camera.Read(kCcp, kOther), 1U);
@@ -155,7 +159,9 @@ TEST(Control, EndsWithTheHeartbeatAndTakesStreamAndAcquisitionAlong) {
     Device camera;
     camera.Write(kCcp, 2);
     camera.Write(kHeartbeat, 1000);
-    camera.Write(0x0D00, 40000);
+    for (const uint32_t channel : {0x0B00U, 0x0B10U, 0x0D00U, 0x0D18U}) {
+        camera.Write(channel, 40000);
+    }
     camera.Write(AddressOf(EFeature::AcquisitionStart), 1);
     camera.Pass(900);
     EXPECT_EQ(camera.Read(kCcp), 2U); // every command is a heartbeat
@@ -163,9 +169,9 @@ TEST(Control, EndsWithTheHeartbeatAndTakesStreamAndAcquisitionAlong) {
     camera.Pass(900);
     EXPECT_EQ(camera.Read(kCcp, kOther), 2U);
     camera.Pass(200);
-    const Bytes all = Words({kCcp, 0x0D00, AddressOf(EFeature::AcquisitionActive)});
-    EXPECT_EQ(PayloadOf(camera.Run(ReadReg, all, kOther)), Words({0, 0, 0}));
-    EXPECT_EQ(camera.m_channelWrites, 2); // opened, closed
+    const Bytes all = Words({kCcp, 0x0B00, 0x0B10, 0x0D00, 0x0D18, AddressOf(EFeature::AcquisitionActive)});
+    EXPECT_EQ(PayloadOf(camera.Run(ReadReg, all, kOther)), Words({0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(camera.m_channelWrites, 3); // port, address, closed
     EXPECT_EQ(camera.Write(kHeartbeat, 1000), AccessDenied);
 }
 

@@ -1,6 +1,7 @@
 // StreamTest.cpp - what is not seen in a stream that works: packets that are asked for again, numbers that go round,
 // when packets go, which frames are remembered.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 
 #include "tests/virtual-camera/FakeSource.h"
@@ -34,12 +35,21 @@ TEST(GigeStream, SendsLostPacketsAgainAndRefusesForgottenOnes) {
     camera.SetTransportValue(EFeature::GevSCPHostPort, receiver.Port());
     stream.OnChannelWritten();
     stream.Start();
+    stream.FireTestPacket();
+    EXPECT_EQ(Receive(receiver).size(), 1500U - 28);
     camera.SetEnumByName("AcquisitionMode", "SingleFrame");
+    const uint64_t before = camera.TimestampNs();
     camera.Execute("AcquisitionStart");
-    Receive(receiver); // the leader
+    const Bytes leader = Receive(receiver);
+    ASSERT_EQ(leader.size(), 8U + 36);
+    EXPECT_GT(Get64(leader.data() + 12), before); // nanoseconds
+    EXPECT_LT(Get64(leader.data() + 12), camera.TimestampNs());
     const Bytes image = Receive(receiver);
     ASSERT_EQ(image.size(), 8U + 64);
-    Receive(receiver); // the trailer
+    EXPECT_EQ(Receive(receiver), (Bytes{0, 0, 0, 1, 2, 0, 0, 2, 0, 0, 0, 1, 0, 0, 0, 4})); // the trailer
+    stream.SetMuted(true);
+    stream.Resend({1, 0, 0});
+    stream.SetMuted(false);
     stream.Resend({1, 1, 1});
     EXPECT_EQ(Receive(receiver), image);
     stream.Resend({1, 3, 0xFFFFFF}); // beyond the frame's end
@@ -47,6 +57,18 @@ TEST(GigeStream, SendsLostPacketsAgainAndRefusesForgottenOnes) {
     stream.Resend({7, 4, 5});        // of a block that is not known
     for (const uint8_t id : {4, 5}) {
         EXPECT_EQ(Receive(receiver), (Bytes{0x80, 0x12, 0, 7, 3, 0, 0, id}));
+    }
+}
+
+TEST(GigeStream, SocketsFragmentOnlyWhereTheyMay) {
+    CUdpSocket socket;
+    ASSERT_TRUE(socket.Open({0x7F000001, 0}));
+    for (const bool isSet : {true, false}) {
+        int value = -1;
+        socklen_t lengthBytes = sizeof(value);
+        socket.SetDoNotFragment(isSet);
+        getsockopt(socket.Descriptor(), IPPROTO_IP, IP_MTU_DISCOVER, &value, &lengthBytes);
+        EXPECT_EQ(value, isSet ? IP_PMTUDISC_DO : IP_PMTUDISC_DONT);
     }
 }
 

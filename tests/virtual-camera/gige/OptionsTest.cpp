@@ -1,0 +1,26 @@
+// OptionsTest.cpp - the cameras that a command line makes.
+#include <gtest/gtest.h>
+
+#include "virtual-camera/gige/Options.h"
+
+using namespace ox3d;
+
+TEST(Options, MakeCamerasWithTheirFaults) {
+    const char* arguments[] = {
+        "program",     "--camera=serial=A,recording=/", "--camera=fps=12.5",  "--drop=2.5",
+        "--reorder=1", "--fault=drop_every 7",          "--silent-after=1.5", "--reboot-after=3"};
+    gige::Options options;
+    int exitCode = 0;
+    ASSERT_TRUE(gige::ReadOptions(std::size(arguments), const_cast<char**>(arguments), &options, &exitCode));
+    ASSERT_EQ(options.m_cameras.size(), 2U);
+    EXPECT_TRUE(options.m_cameras[0].m_source.m_isRecording);
+    EXPECT_FALSE(options.m_cameras[1].m_source.m_isRecording);
+    EXPECT_EQ(options.m_cameras[1].m_ip, 0x7F000002U);
+    const FaultSet& faults = options.m_cameras[1].m_faults;
+    EXPECT_EQ(faults.m_dropPerMille, 25U);
+    EXPECT_EQ(faults.m_reorderPerMille, 10U);
+    EXPECT_EQ(faults.m_dropEvery, 7U);
+    EXPECT_EQ(faults.m_silentAfterMs, 1500U);
+    EXPECT_EQ(faults.m_rebootAfterMs, 3000U);
+    EXPECT_EQ(faults.m_replugAfterMs, 1000U) << "comes up again";
+}
