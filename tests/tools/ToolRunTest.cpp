@@ -180,7 +180,8 @@ TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
     UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
     // Depth and three planes of color of 640 x 480, and a header.
     Run({"doctor", "--serial", "E1"}, 8,
-        {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes", "a frame has 1536048 bytes"});
+        {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes",
+         "a frame has 1536048 bytes"});
     CProcess host = Start({"doctor", "--host-only"});
     const int code = host.Finish();
     const bool isSound = host.Output().find("problems: 0,") != std::string::npos;
