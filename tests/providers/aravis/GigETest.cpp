@@ -41,7 +41,7 @@ void UseSmallPackets(const CHandle& camera) {
 }
 
 TEST(GigEStream, AsksForLostAndSwappedPacketsAgain) {
-    const COpenCamera camera("fault = drop_packets 30\nfault = reorder_packets 30\n");
+    const COpenCamera camera("fps = 40\nfault = drop_packets 10\nfault = reorder_packets 10\n");
     UseSmallPackets(camera);
     for (const int frames : {60, 10}) {
         camera.Start();
@@ -55,7 +55,7 @@ TEST(GigEStream, AsksForLostAndSwappedPacketsAgain) {
 }
 
 TEST(GigEStream, LosesFramesWithTheirPacketsWhenResendIsOff) {
-    const CHandle camera("fault = drop_packets 30\n"); // as many as are asked for again above
+    const CHandle camera("fault = drop_packets 30\n");
     ASSERT_EQ(CC(OX_GIGE_SetResend)(camera, 0, 100, 20), 0);
     camera.Open();
     UseSmallPackets(camera);
@@ -142,16 +142,28 @@ TEST(GigEEvents, BringTheirData) {
     EXPECT_TRUE(told.WaitFor([](const std::string& name) { return name == "DeviceTemperature"; }));
 }
 
-TEST(GigEDiscovery, FindsACameraWhoseAddressTheHostDoesNotHave) {
-    const CHandle camera;
-    ASSERT_EQ(CC(OX_GIGE_ForceIp)(camera, 0x0A090909), 0);
-    EXPECT_TRUE(
-        Eventually([] { return List().size() == 1 && List()[0].stGigEInfo.nCurrentIp == 0x0A090909; }));
-}
-
 TEST(GigEDiscovery, WaitsForACameraThatIsSlow) {
     Plug(CameraText("fault = slow_commands 700\n"));
     EXPECT_EQ(List().size(), 1U);
+}
+
+TEST(GigEDiscovery, FindsACameraOfAnotherSubnetAndBringsItBackForGood) {
+    const CHandle camera(kComesBack);
+    ASSERT_EQ(CC(OX_GIGE_SetIpConfig)(camera, OX_GIGE_IP_CFG_DHCP), 0);
+    ASSERT_EQ(CC(OX_GIGE_ForceIpEx)(camera, 0x0A010203, 0xFFFFFF00, 0x0A010201), 0);
+    ASSERT_EQ(List().size(), 1U);
+    EXPECT_EQ(List().at(0).stGigEInfo.nCurrentIp, 0x0A010203U);
+    EXPECT_EQ(CC(OX_GIGE_SetIpConfig)(camera, OX_GIGE_IP_CFG_DHCP), kGone);
+    EXPECT_EQ(CC(OX_GIGE_SetIpConfig)(camera, OX_GIGE_IP_CFG_STATIC), 0);
+    EXPECT_EQ(CC(OX_GIGE_ForceIpEx)(camera, 0x7F000055, 0xFF000000, 0x7F000009), 0);
+    camera.Open();
+    camera.Reset();
+    ASSERT_EQ(camera.Close(), 0);
+    ASSERT_EQ(camera.OpenAgain(), 0);
+    const OX_CC_GIGE_DEVICE_INFO restarted = List().at(0).stGigEInfo;
+    EXPECT_EQ(restarted.nIpCfgCurrent, OX_GIGE_IP_CFG_STATIC);
+    EXPECT_EQ(restarted.nCurrentIp, 0x7F000055U);
+    EXPECT_EQ(restarted.nDefaultGateWay, 0x7F000009U);
 }
 
 TEST(GigEDiscovery, FindsACameraThatCameAfterTheLastSearch) {

@@ -3,10 +3,13 @@
 
 #include <numeric>
 #include <string>
+#include <thread>
 
 #include "base/Ipv4.h"
+#include "base/UdpSocket.h"
 #include "providers/aravis/Discovery.h"
 #include "providers/aravis/Gvcp.h"
+#include "providers/aravis/GvcpClient.h"
 
 using namespace ox3d;
 
@@ -79,6 +82,29 @@ TEST(Gvcp, ReadsEventsAndTheirData) {
     EXPECT_FALSE(command->m_isAckWanted);
     packet.pop_back();
     EXPECT_FALSE(gvcp::ReadEvents(packet));
+}
+
+TEST(GvcpClient, GivesABusyCameraTheTimeThatItAsksForAndTakesNoOthersAnswer) {
+    constexpr Endpoint kCamera{0x7F030956, 3956};
+    CUdpSocket camera;
+    ASSERT_TRUE(camera.Open(kCamera));
+    std::thread answers([&] {
+        Bytes read(12);
+        Endpoint from;
+        EXPECT_TRUE(camera.WaitForDatagram(std::chrono::steady_clock::now() + std::chrono::seconds(20)));
+        camera.Receive(read, &from);
+        EXPECT_EQ(read, (Bytes{0x42, 1, 0, 0x80, 0, 4, 0, 1, 0, 0, 0x0A, 0}));
+        for (const Bytes& answer : {Bytes{0, 0, 0, 0x89, 0, 4, 0, 1, 0, 0, 0x7F, 0}, // for half a minute
+                                    Bytes{0, 0, 0, 0x81, 0, 4, 0, 2, 9, 9, 9, 9},    // to another command
+                                    Bytes{0, 0, 0, 0x81, 0, 4, 0, 1, 1, 2, 3, 4}}) {
+            camera.Send(answer, from);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    });
+    uint32_t value = 0;
+    EXPECT_EQ(CGvcpClient(0x7F000001, kCamera.m_ip, 3000, 1).Read(0x0A00, &value), EGvcpResult::Ok);
+    EXPECT_EQ(value, 0x01020304U);
+    answers.join();
 }
 
 TEST(Network, KnowsAddressesAndMasks) {

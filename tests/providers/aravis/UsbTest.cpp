@@ -31,10 +31,18 @@ TEST(Usb, ACameraOfAnotherProcessIsRefusedUntilThatHasClosedIt) {
     EXPECT_EQ(CC(OX_CC_OpenDevice)(handle, OX_CC_ACCESS_EXCLUSIVE, 0), kDenied);
     SetUsbBusy(false);
     handle.Open();
-    EXPECT_EQ(CC(OX_CC_GetOptimalPacketSize)(handle), Status(OX_CC_E_SUPPORT));
 }
 
 // Pulled, and not restarted by command: nothing of the provider's own has a hand in it.
+// Whatever the camera thinks of a file it says when that is closed.
+TEST(Usb, AFileIsNotWrittenUntilTheCameraHasClosedIt) {
+    const COpenCamera camera("fault = reboot_on_firmware\n");
+    OX_CC_FILE_ACCESS file{};
+    file.pUserFileName = "recording/calibration.xml";
+    file.pDevFileName = "DeviceFirmware";
+    EXPECT_EQ(CC(OX_CC_FileAccessWrite)(camera, &file), kGone);
+}
+
 TEST(Usb, ACameraThatIsPulledIsToldOfOnceWithAndWithoutAStream) {
     for (const bool isGrabbing : {false, true}) {
         CWatched<int> count;

@@ -1,5 +1,7 @@
 // CallbackTest.cpp - callbacks: on threads of the provider's, and calling back into it from inside.
+#include <csignal>
 #include <functional>
+#include <map>
 #include <set>
 #include <thread>
 #include <vector>
@@ -16,7 +18,9 @@ struct Seen {
     std::set<const uint8_t*> m_images;
     std::vector<uint32_t> m_exceptions;
     std::vector<uint32_t> m_events; // their blocks
-    int m_inside = 0;               // callbacks that run
+    std::map<uint32_t, uint64_t> m_imageTimes;
+    std::map<uint32_t, uint64_t> m_eventTimes;
+    int m_inside = 0; // callbacks that run
     bool m_mayLeave = true;
 };
 
@@ -60,7 +64,11 @@ private:
     static void Image(uint8_t* data, OX_FRAME_OUT_INFO_EX* info, void* user) {
         auto* self = static_cast<CObservedCamera*>(user);
         EXPECT_TRUE(IsWhole(data, *info));
-        self->m_seen.Change([&](Seen& s) { s.m_images.insert(data); });
+        self->m_seen.Change([&](Seen& s) {
+            s.m_images.insert(data);
+            s.m_imageTimes[info->nFrameNum] =
+                uint64_t{info->nDevTimeStampHigh} << 32 | info->nDevTimeStampLow;
+        });
         self->Enter(&Seen::m_numbers, info->nFrameNum, self->m_onImage);
     }
     static void Exception(uint32_t type, void* user) {
@@ -71,12 +79,20 @@ private:
         auto* self = static_cast<CObservedCamera*>(user);
         EXPECT_STREQ(info->chEventName, "ExposureEnd");
         EXPECT_EQ(info->nEventID, 4);
+        self->m_seen.Change([&](Seen& s) {
+            s.m_eventTimes[info->nBlockIdLow] = uint64_t{info->nTimestampHigh} << 32 | info->nTimestampLow;
+        });
         self->Enter(&Seen::m_events, info->nBlockIdLow, self->m_onEvent);
     }
 };
 
 TEST(ImageCallback, GetsEveryFrameInOrderInMemoryThatIsUsedAgain) {
     CObservedCamera camera("fps = 240\n");
+    camera.m_onImage = [](uint32_t) {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        EXPECT_EQ(sigismember(&blocked, SIGALRM), 1) << "signals are the application's";
+    };
     camera.EnableColor();
     camera.Start();
     ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 300));
@@ -211,10 +227,19 @@ TEST(EventCallback, TellsOfExposuresWhenAskedTo) {
     EXPECT_EQ(camera.m_seen.Get().m_events.size(), 0U) << "nobody asked";
     EXPECT_EQ(camera.Stop(), 0);
     camera.Set("EventNotification", 1);
+    camera.m_seen.Set({});
     camera.Start();
-    ASSERT_TRUE(camera.WaitFor(&Seen::m_events, 3));
-    const auto blocks = camera.m_seen.Get().m_events;
-    EXPECT_EQ(blocks[2], blocks[0] + 2);
+    // The clock began when the camera came: it has soon more than 32 bits.
+    ASSERT_TRUE(camera.m_seen.WaitFor([](const Seen& s) {
+        return s.m_events.size() > 2 && s.m_eventTimes.rbegin()->second > UINT32_MAX &&
+               s.m_numbers.size() > 2 && s.m_imageTimes.rbegin()->second > UINT32_MAX;
+    }));
+    const Seen seen = camera.m_seen.Get();
+    EXPECT_EQ(seen.m_events[2], seen.m_events[0] + 2);
+    for (const auto& [number, time] : seen.m_imageTimes) {
+        const auto event = seen.m_eventTimes.find(number);
+        EXPECT_TRUE(event == seen.m_eventTimes.end() || event->second == time) << number;
+    }
     EXPECT_TRUE(id.WaitFor([](int number) { return number == 4; }));
     camera.Register(false);
     id.Set(0);
@@ -252,6 +277,7 @@ void CallFromInside(CObservedCamera::Action CObservedCamera::*callback, const Re
             EXPECT_EQ(reentry.m_call(camera), isGone ? reentry.m_statusWhenGone : 0);
         }
         hasCalled.Raise();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // long enough to be found inside
     };
     camera.Set("EventNotification", 1);
     camera.Start();
@@ -260,7 +286,9 @@ void CallFromInside(CObservedCamera::Action CObservedCamera::*callback, const Re
         camera.Reset();
     }
     ASSERT_TRUE(hasCalled.Wait());
+    const bool isDestroyed = static_cast<void*>(camera) == nullptr;
     EXPECT_EQ(camera.Destroy(), 0); // no callback begins afterwards
+    EXPECT_TRUE(isDestroyed || camera.m_seen.Get().m_inside == 0) << "destroying waits for it";
     EXPECT_TRUE(camera.WaitUntilLeft());
     const size_t images = camera.m_seen.Get().m_numbers.size();
     const CHandle next(camera.Record()); // and the camera is free

@@ -22,6 +22,7 @@ TEST(Enumeration, TellsWhatACameraIsToThoseWhoAskForItsLayer) {
         EXPECT_STREQ(record.stUsb3Info.chSerialNumber, "S1");
         EXPECT_STREQ(record.stUsb3Info.chModelName, "Model One");
         EXPECT_STREQ(record.stUsb3Info.chManufacturerName, "Maker");
+        EXPECT_EQ(record.stUsb3Info.nDeviceNumber, 1U);
         EXPECT_NE(record.stUsb3Info.chDeviceGuid[0], '\0');
         EXPECT_EQ(record.stUsb3Info.nVendorId, 0x1209);
     } else {
@@ -65,6 +66,7 @@ TEST(Handle, IsNotMadeForWhatIsNoCamera) {
     record.nTLayerType = kLayer;
     EXPECT_EQ(CC(OX_CC_CreateHandle)(&handle, &record), kBadArgument);
     EXPECT_EQ(CC(OX_CC_CreateHandle)(nullptr, &record), kBadArgument);
+    EXPECT_EQ(CC(OX_CC_CreateHandle)(&handle, nullptr), kBadArgument);
     EXPECT_EQ(handle, nullptr);
 }
 
@@ -75,27 +77,46 @@ TEST(Arguments, AreCheckedAfterTheHandle) {
     uint8_t bytes[8] = {};
     OX_FRAME_OUT_INFO_EX info{};
     OX_CC_FILE_ACCESS file{};
+    file.pUserFileName = "one name only";
+    const std::string longName(4096, 'n');
     using Call = std::function<int(void*)>;
     const Call calls[] = {
         [](void* h) { return CC(OX_CC_GetDeviceInfo)(h, nullptr); },
         [](void* h) { return CC(OX_CC_GetImageBuffer)(h, nullptr, 0); },
         [&](void* h) { return CC(OX_CC_GetOneFrameTimeout)(h, nullptr, 8, &info, 0); },
+        [&](void* h) { return CC(OX_CC_GetOneFrameTimeout)(h, bytes, 8, nullptr, 0); },
+        [](void* h) { return CC(OX_CC_FreeImageBuffer)(h, nullptr); },
         [](void* h) { return CC(OX_CC_SetImageNodeNum)(h, 257); },
+        [](void* h) { return CC(OX_CC_SetImageNodeNum)(h, 0); },
+        [](void* h) { return CC(OX_CC_GetAllMatchInfo)(h, nullptr); },
+        [&](void* h) { return CC(OX_CC_RegisterEventCallBackEx)(h, longName.c_str(), nullptr, nullptr); },
         [](void* h) { return CC(OX_CC_RegisterEventCallBackEx)(h, nullptr, nullptr, nullptr); },
         [](void* h) { return CC(OX_CC_SetIntValue)(h, nullptr, 1); },
+        [&](void* h) { return CC(OX_CC_SetIntValue)(h, longName.c_str(), 1); },
+        [](void* h) { return CC(OX_CC_GetIntValue)(h, "StreamLostFrameCount", nullptr); },
         [](void* h) { return CC(OX_CC_GetIntValueEx)(h, "Width", nullptr); },
+        [](void* h) { return CC(OX_CC_GetFloatValue)(h, "Gain", nullptr); },
+        [](void* h) { return CC(OX_CC_GetEnumValue)(h, "TriggerMode", nullptr); },
+        [](void* h) { return CC(OX_CC_GetBoolValue)(h, "ChunkModeActive", nullptr); },
+        [](void* h) { return CC(OX_CC_SetEnumValueByString)(h, "TriggerMode", nullptr); },
         [](void* h) { return CC(OX_CC_SetStringValue)(h, "DeviceUserID", nullptr); },
         [](void* h) { return CC(OX_CC_GetStringValue)(h, "DeviceUserID", nullptr); },
         [](void* h) { return CC(OX_CC_FeatureLoad)(h, "no/such/file"); },
         [](void* h) { return CC(OX_CC_FeatureSave)(h, "/dev/null"); },
+        [](void* h) { return CC(OX_CC_FeatureSave)(h, nullptr); },
         [&](void* h) { return CC(OX_XML_GetGenICamXML)(h, nullptr, 8, &word); },
         [&](void* h) { return CC(OX_XML_GetNodeInterfaceType)(h, nullptr, &word); },
+        [](void* h) { return CC(OX_XML_GetNodeAccessMode)(h, "Width", nullptr); },
         [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, -4, 4); },
         [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, 0, INT64_MAX); },
+        [&](void* h) { return CC(OX_CC_ReadMemory)(h, bytes, 0, 0); },
         [](void* h) { return CC(OX_CC_WriteMemory)(h, nullptr, 0, 4); },
         [](void* h) { return CC(OX_CC_GetUpgradeProcess)(h, nullptr); },
+        [](void* h) { return CC(OX_GIGE_GetGvcpTimeout)(h, nullptr); },
         [](void* h) { return CC(OX_GIGE_SetIpConfig)(h, 0x03000000); },
         [&](void* h) { return CC(OX_CC_FileAccessRead)(h, &file); },
+        [](void* h) { return CC(OX_CC_GetFileAccessProgress)(h, nullptr); },
+        [](void* h) { return CC(OX_CC_LocalUpgrade)(h, nullptr); },
         [](void* h) { return CC(OX_CC_LocalUpgrade)(h, "/dev/zero"); },
     };
     for (size_t i = 0; i < std::size(calls); ++i) {
@@ -163,6 +184,18 @@ TEST(Access, LetsAMonitorLookAndNotTouch) {
             std::chrono::milliseconds(500)); // whatever looks after the two has looked
         EXPECT_EQ(owner.SetGain(2), 0);
         EXPECT_EQ(monitor.Gain(), 2);
+        const CHandle late(monitor.Record());
+        late.Open(OX_CC_ACCESS_MONITOR);
+        EXPECT_EQ(owner.Gain(), 2) << "settings stay";
+    }
+    EXPECT_EQ(CC(OX_CC_FeatureSave)(monitor, "features.txt"), 0);
+    for (const int status :
+         {CC(OX_CC_SetEnumValue)(monitor, "TriggerMode", 1),
+          CC(OX_CC_SetStringValue)(monitor, "DeviceUserID", "x"),
+          CC(OX_CC_SetBoolValue)(monitor, "ChunkModeActive", true),
+          CC(OX_CC_FeatureLoad)(monitor, "features.txt"), CC(OX_CC_WriteMemory)(monitor, "x", 0x20000, 1),
+          CC(OX_CC_LocalUpgrade)(monitor, "features.txt")}) {
+        EXPECT_EQ(status, kDenied);
     }
     EXPECT_EQ(monitor.SetGain(1), kDenied);
     EXPECT_EQ(CC(OX_CC_SetCommandValue)(monitor, "DeviceReset"), kDenied);

@@ -5,6 +5,7 @@
 
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
+#include "tests/support/Waiting.h"
 
 using namespace ox3d::test;
 
@@ -68,13 +69,15 @@ TEST(Features, KeepWhatTheyAreSetToWithRangeStepAndEntries) {
     EXPECT_EQ(source.nCurValue, 1U);
     ASSERT_EQ(source.nSupportedNum, 3U);
     EXPECT_EQ(source.nSupportValue[0] + 10 * source.nSupportValue[1] + 100 * source.nSupportValue[2], 710U);
-    for (const char* text : {"a longer name", "left"}) {
-        ASSERT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", text), 0);
+    const size_t longest = kIsUsb ? 64 : 16;
+    for (const std::string& text : {std::string(longest, 'n'), std::string("left")}) {
+        ASSERT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", text.c_str()), 0);
         const auto name = Value(CC(OX_CC_GetStringValue), handle, "DeviceUserID");
-        EXPECT_STREQ(name.chCurValue, text);
-        EXPECT_EQ(name.nMaxLength, kIsUsb ? 64 : 16);
+        EXPECT_EQ(name.chCurValue, text);
+        EXPECT_EQ(name.nMaxLength, longest);
     }
-    EXPECT_NE(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", std::string(65, 'x').c_str()), 0);
+    EXPECT_NE(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", std::string(longest + 1, 'x').c_str()), 0);
+    EXPECT_EQ(CC(OX_CC_GetOptimalPacketSize)(handle), kIsUsb ? Status(OX_CC_E_SUPPORT) : 9000);
     ASSERT_EQ(CC(OX_CC_SetBoolValue)(handle, "ChunkModeActive", true), 0);
     EXPECT_TRUE(Value(CC(OX_CC_GetBoolValue), handle, "ChunkModeActive"));
     handle.Start();
@@ -139,6 +142,9 @@ TEST(FeatureFile, BringsSettingsBack) {
     ASSERT_EQ(handle.SetGain(2.5F), 0);
     ASSERT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", "one"), 0);
     ASSERT_EQ(CC(OX_CC_FeatureSave)(handle, "features.txt"), 0);
+    for (const char* other : {"\nGev", "\nFile", "\nTLParams", "\nUserSet", "\nDeviceUserID"}) {
+        EXPECT_EQ(ReadFile("features.txt").find(other), std::string::npos) << "no settings:" << other;
+    }
     ASSERT_EQ(handle.Close(), 0);
     handle.Open();
     ASSERT_EQ(CC(OX_CC_SetStringValue)(handle, "DeviceUserID", "two"), 0);
@@ -149,12 +155,15 @@ TEST(FeatureFile, BringsSettingsBack) {
     EXPECT_EQ(handle.Gain(), 2.5F);
     EXPECT_STREQ(Value(CC(OX_CC_GetStringValue), handle, "DeviceUserID").chCurValue, "two")
         << "one camera's name is no setting";
+    WriteFile("edited.txt", "ExposureAuto=Off\r\n ExposureTime = 300 \r\nChunkEnable=0\r\n");
+    ASSERT_EQ(CC(OX_CC_FeatureLoad)(handle, "edited.txt"), 0);
+    EXPECT_EQ(Value(CC(OX_CC_GetFloatValue), handle, "ExposureTime").fCurValue, 300);
 }
 
 TEST(FeatureFile, ChangesNothingWhenALineIsWrong) {
     const COpenCamera handle;
     for (const char* bad : {"NoSuchFeature=1", "Gain=1e9", "TriggerMode=Maybe", "Gain", "Width=3",
-                            "AcquisitionFrameCount=many", "DeviceUserID=x"}) {
+                            "AcquisitionFrameCount=many", "DeviceUserID=x", "UserSetDefault=UserSet1"}) {
         WriteFile("wrong.txt", std::string("# x\n\nGain=5\nTriggerMode=On\n") + bad + "\n");
         testing::internal::CaptureStderr();
         EXPECT_NE(CC(OX_CC_FeatureLoad)(handle, "wrong.txt"), 0) << bad;
@@ -202,26 +211,33 @@ int Transfer(decltype(&::OX_CC_FileAccessRead) function, void* handle, const cha
 TEST(Files, AreCopiedOutWholeAndIn) {
     const COpenCamera handle;
     OX_CC_FILE_ACCESS_PROGRESS progress{};
+    const auto completed = [&] {
+        EXPECT_EQ(CC(OX_CC_GetFileAccessProgress)(handle, &progress), 0);
+        EXPECT_EQ(progress.nTotal, progress.nCompleted);
+        return progress.nCompleted;
+    };
     ASSERT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "calibration.xml", "RGBDSensorCali"), 0);
     EXPECT_EQ(ReadFile("calibration.xml"), ReadFile("recording/calibration.xml"));
-    ASSERT_EQ(CC(OX_CC_GetFileAccessProgress)(handle, &progress), 0);
-    EXPECT_EQ(progress.nCompleted, 9999);
+    EXPECT_EQ(completed(), 9999);
     for (const int length : {50001, 1000}) { // a shorter one takes the longer one's place
         WriteFile("in.bin", Noise(static_cast<size_t>(length)));
         ASSERT_EQ(Transfer(CC(OX_CC_FileAccessWrite), handle, "in.bin", "UserFile1"), 0);
-        ASSERT_EQ(CC(OX_CC_GetFileAccessProgress)(handle, &progress), 0);
-        EXPECT_EQ(progress.nCompleted, length);
-        EXPECT_EQ(progress.nTotal, length);
+        EXPECT_EQ(completed(), length);
         ASSERT_EQ(handle.Close(), 0);
         handle.Open(); // files stay
         ASSERT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "out.bin", "UserFile1"), 0);
         EXPECT_EQ(ReadFile("out.bin"), ReadFile("in.bin"));
     }
     EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "none.bin", "NoSuchFile"), kBadArgument);
+    EXPECT_EQ(completed(), 0) << "nor has it the progress of the one before";
     EXPECT_FALSE(std::filesystem::exists("none.bin"));
     EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "no/such/folder", "UserFile1"), kBadArgument);
     EXPECT_EQ(Transfer(CC(OX_CC_FileAccessWrite), handle, "/dev/zero", "UserFile1"), kBadArgument);
+    EXPECT_EQ(completed(), 0);
     EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "out.bin", "UserFile1"), 0) << "none is left open";
+    ASSERT_EQ(handle.Close(), 0);
+    const COpenCamera bare("fault = no_calibration\n");
+    EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), bare, "out.bin", "RGBDSensorCali"), kNoData);
 }
 
 TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
@@ -248,6 +264,14 @@ TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
     ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "firmware.bin"), 0);
     EXPECT_EQ(handle.Close(), 0) << "ends it in its middle";
     handle.Open();
+    // A camera that gets its firmware as a file has a part of it, others have nothing.
+    const bool isFile = Transfer(CC(OX_CC_FileAccessRead), handle, "part.bin", "DeviceFirmware") == 0;
+    EXPECT_TRUE(!isFile || std::filesystem::file_size("part.bin") < 300000);
+    EXPECT_STREQ(Value(CC(OX_CC_GetStringValue), handle, "DeviceVersion").chCurValue, isFile ? "4.2" : "4.1");
+    std::filesystem::resize_file("empty.bin", (256U << 20) + 1); // which only the transfer finds too long
+    ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "empty.bin"), 0);
+    EXPECT_TRUE(
+        Eventually([&] { return CC(OX_CC_GetUpgradeProcess)(handle, &percent) == Status(OX_CC_E_UNKNOWN); }));
     EXPECT_EQ(Transfer(CC(OX_CC_FileAccessRead), handle, "out.bin", "RGBDSensorCali"), 0);
 }
 
@@ -277,13 +301,17 @@ TEST(Network, ConfigurationIsSetAndSticks) {
     ASSERT_EQ(CC(OX_GIGE_SetIpConfig)(handle, OX_GIGE_IP_CFG_DHCP), 0);
     const OX_CC_GIGE_DEVICE_INFO after = List().at(0).stGigEInfo;
     EXPECT_EQ(after.nCurrentIp, 0x7F000043U);
-    EXPECT_EQ(after.nIpCfgCurrent & OX_GIGE_IP_CFG_DHCP & OX_GIGE_IP_CFG_STATIC, 0x04000000U);
+    EXPECT_EQ(after.nIpCfgCurrent, OX_GIGE_IP_CFG_DHCP);
+    ASSERT_EQ(CC(OX_GIGE_SetIpConfig)(handle, OX_GIGE_IP_CFG_LLA), 0);
+    EXPECT_EQ(List().at(0).stGigEInfo.nIpCfgCurrent, OX_GIGE_IP_CFG_LLA);
     for (const auto& [ip, mask] :
          {std::pair{0U, 0xFF000000U}, {0xE0000001U, 0xFF000000U}, {0x7F000001U, 0xFF00FF00U}}) {
         EXPECT_EQ(CC(OX_GIGE_ForceIpEx)(handle, ip, mask, 0), kBadArgument);
     }
     EXPECT_EQ(CC(OX_GIGE_SetResend)(handle, 1, 101, 10), kBadArgument);
     uint32_t timeoutMs = 0;
+    EXPECT_EQ(CC(OX_GIGE_GetGvcpTimeout)(handle, &timeoutMs), 0);
+    EXPECT_EQ(timeoutMs, 500U);
     EXPECT_EQ(CC(OX_GIGE_SetGvcpTimeout)(handle, 900), 0);
     EXPECT_EQ(CC(OX_GIGE_GetGvcpTimeout)(handle, &timeoutMs), 0);
     EXPECT_EQ(timeoutMs, 900U);

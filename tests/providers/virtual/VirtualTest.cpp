@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
@@ -35,6 +36,16 @@ TEST(VirtualList, HasOneEthernetCameraWhenNoneIsNamed) {
     ASSERT_EQ(cameras.size(), 1U);
     EXPECT_EQ(cameras[0].nTLayerType, OX_CC_GIGE_DEVICE);
     EXPECT_STREQ(cameras[0].stGigEInfo.chSerialNumber, "VC00000001");
+}
+
+TEST(VirtualList, IsReadForARecordThatIsOlderThanTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe"; // a process that has listed nothing yet
+    PlugCameras("[camera]\nserial = R1\n");
+    OX_CC_DEVICE_INFO record{};
+    record.nTLayerType = OX_CC_GIGE_DEVICE;
+    std::strcpy(record.stGigEInfo.chSerialNumber, "R1");
+    void* handle = nullptr;
+    EXPECT_EXIT(std::_Exit(CC(OX_CC_CreateHandle)(&handle, &record)), testing::ExitedWithCode(0), "");
 }
 
 TEST(VirtualList, HoldsCamerasOfBothTransportsWithTheirPlaceInTheNetwork) {
@@ -82,6 +93,7 @@ TEST(VirtualList, FreesCamerasThatRestartAndHidesThoseThatItNoLongerHas) {
     EXPECT_EQ(List().size(), 1U);
     EXPECT_FALSE(isFree());
     EXPECT_EQ(CC(OX_CC_OpenDevice)(second, OX_CC_ACCESS_EXCLUSIVE, 0), kGone);
+    EXPECT_EQ(CC(OX_GIGE_ForceIp)(second, 0x0A000001), kGone);
 }
 
 TEST(VirtualFault, SpoilsFramesWithinTheirMemory) {
