@@ -121,6 +121,7 @@ TEST_F(Recording, OfOtherWritersIsReadInTheOrderOfItsNumbers) {
     const uint16_t depth[][2] = {{65000, 65000}, {1010, 1010}, {1100, 1100}, {1, 1}};
     AddForeign("depth/9.png", PNG_FORMAT_LINEAR_Y, depth[0]);
     AddForeign("depth/000010.png", PNG_FORMAT_LINEAR_Y, depth[1]);
+    AddForeign("depth/10.png", PNG_FORMAT_LINEAR_Y, depth[1]); // of two with one number either will do
     AddForeign("depth/000100.png", PNG_FORMAT_LINEAR_Y, depth[2]);
     AddForeign("depth/5notes.png", PNG_FORMAT_LINEAR_Y, depth[3]);
     const uint8_t grey[] = {10, 240};
@@ -129,6 +130,7 @@ TEST_F(Recording, OfOtherWritersIsReadInTheOrderOfItsNumbers) {
     AddForeign("color/100.png", PNG_FORMAT_RGBA, transparent);
     AddForeign("color/7.png", PNG_FORMAT_GRAY, grey); // belongs to no depth image
     EXPECT_THAT(Read(), ElementsAre(65000, 1010, 1100));
+    EXPECT_THAT(m_messages, HasSubstr("10.png: left out"));
     EXPECT_THAT(ColorOf(0), ElementsAre(10, 240, 10, 240, 10, 240));
     EXPECT_TRUE(ColorOf(1).empty());
     EXPECT_THAT(ColorOf(2), ElementsAre(10, 40, 20, 50, 30, 60));

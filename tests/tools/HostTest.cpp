@@ -65,6 +65,7 @@ TEST(CameraAddress, IsCompletedFromHostAndCamera) {
     EXPECT_EQ(Plan({"172.16.3.9", "", ""}, around), "172.16.3.9 255.255.240.0 172.16.0.1");
     around.m_host = {Ip("10.0.0.10"), MaskOfLength(16)};
     EXPECT_EQ(Plan({"10.0.0.255", "", ""}, around), "10.0.0.255 255.255.0.0 10.0.0.10");
+    EXPECT_EQ(Plan({"10.0.0.10", "", ""}, around), "10.0.0.10 255.255.0.0 10.0.0.1");
     EXPECT_EQ(Plan({"10.0.0.5", "255.255.255.0", "10.0.0.9"}, around), "10.0.0.5 255.255.255.0 10.0.0.9");
 }
 
@@ -96,7 +97,7 @@ HostFacts HealthyHost() {
     facts.m_usbMemoryMb = 1000;
     facts.m_udevRule = "/etc/udev/rules.d/60-cameras.rules";
     facts.m_tool = "/opt/my tools/ox3d";
-    facts.m_cameras = {{"S1; reboot", kCameraIp, MaskOfLength(24), kHostIp, "", 8192, 8060000}};
+    facts.m_cameras = {{"S1'; reboot", kCameraIp, MaskOfLength(24), kHostIp, "", 8192, 8060000}};
     return facts;
 }
 
@@ -152,6 +153,7 @@ const std::tuple<const char*, EMark, const char*, std::vector<Spoil>> kRows[] = 
     {"MTU", Problem, "eth1: 7999 bytes", {kUdpOnly, Set(kMtu, 7999)}},
     {"MTU", Ok, "eth1: 8000 bytes", {kUdpOnly, Set(kMtu, 8000)}},
     {"MTU", Note, "add 192.168.1.1/24 dev INTERFACE", {Set(kNetworks, std::vector<Ipv4Network>())}},
+    {"MTU", Note, "wlan0: 1500", {Wifi(0x0A000001), Set(&CameraFacts::m_hostIp, 0x0A000001)}},
     {"packet size", Problem, "ip link set dev eth1 mtu 9014", {Set(kPacketSize, 9014)}},
     {"packet size", Ok, "control fits it", {Set(kPacketSize, 9014), Set(kIsSizeFitted, true)}},
     {"packet size", Note, "set GevSCPSPacketSize to 9000", {Set(kPacketSize, 1500)}},
@@ -165,7 +167,9 @@ const std::tuple<const char*, EMark, const char*, std::vector<Spoil>> kRows[] = 
      Ok,
      "",
      {Set(kNetworks, std::vector{Ipv4Network{kHostIp, MaskOfLength(32)}}), Wifi(0xC0A8014D)}},
-    {"camera address", Problem, "--serial 'S1; reboot' --set-ip", {Set(&CameraFacts::m_ip, 0x0A000005)}},
+    {"camera address", Problem, "--serial 'S1'\\''; reboot' --set-ip", {Set(&CameraFacts::m_ip, 0x0A000005)}},
+    {"camera address", Problem, "the host's own address", {Set(&CameraFacts::m_ip, kHostIp)}},
+    {"USB memory", Note, "echo 8192 ", {Set(kPayload, UINT64_MAX)}}, // what is not believed
     {"USB memory", Note, "echo 1000 | sudo tee /sys/module/usbcore/par", {Set(kUsbMemory, 61)}},
     {"USB memory", Ok, "limit is 62", {Set(kUsbMemory, 62), Usb(true)}},
     {"USB memory", Problem, "8 frames of 8060000 bytes need 62 MB", {Set(kUsbMemory, 61), Usb(true)}},
@@ -201,6 +205,7 @@ TEST(Doctor, FindsTheUdevRulesThatCoverAnyUsb3VisionCamera) {
     const std::pair<std::string, bool> rows[] = {
         {kUdevRule, true},
         {"ATTR{bInterfaceClass}==\"EF\", \\\n ATTR{bInterfaceSubClass}==\"05\", MODE=\"0666\"", true},
+        {"ENV{ID_USB_INTERFACES}==\"*:ef05*\", TAG+=\"uaccess\"", true},
         {std::string("# ") + kUdevRule, false},
         {"ENV{ID_USB_INTERFACES}==\"*:ef05*\", SYMLINK+=\"camera\"", false}, // a name is no access
         {"ENV{ID_USB_INTERFACES}==\"*:0e01*\", MODE=\"0666\"", false},       // webcams

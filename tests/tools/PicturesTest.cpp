@@ -11,6 +11,7 @@
 #include "tools/ox3d/pictures/PixelFont.h"
 #include "tools/ox3d/pictures/Ply.h"
 #include "tools/ox3d/pictures/Results.h"
+#include "tools/ox3d/pictures/SplatCanvas.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -56,6 +57,7 @@ TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
         [](auto& frame) { frame.stImageData[0].nWidth = 0; },
         [](auto& frame) { frame.stImageData[0].pData = nullptr; },
         [](auto& frame) { frame.nImageCount = 0; },
+        [](auto& frame) { frame.stImageData[0].enStreamType = OX3D_RGBD_STREAM_LEFT; }, // no color either
     };
     for (const auto& lie : lies) {
         OneImage one(OX3D_RGBD_PIXEL_RGB8_PLANAR);
@@ -68,10 +70,10 @@ TEST(FrameDecode, BelievesNoRecordThatPromisesMoreThanItsBytes) {
 }
 
 TEST(PixelFont, IsNotMirrored) {
-    RgbImage image(6, 8, {});
-    DrawText(image, 0, 0, "7", {1, 2, 3}, 1);
-    EXPECT_EQ(image.At(4, 1), (Rgb{1, 2, 3}));
-    EXPECT_EQ(image.At(0, 1), Rgb{});
+    RgbImage image(24, 16, {});
+    DrawText(image, 0, 0, "17", {1, 2, 3}, 2);
+    EXPECT_EQ(image.At(20, 2), (Rgb{1, 2, 3}));
+    EXPECT_EQ(image.At(12, 2), Rgb{});
 }
 
 TEST(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
@@ -94,6 +96,9 @@ TEST(Results, AreTheFilesThatAFrameHasDataForAndNoStaleOnes) {
     EXPECT_THAT((std::vector{planes.front(), planes.at(planes.size() / 2), planes.back()}),
                 ElementsAre(10, 20, 30));
 
+    frame.m_color = RgbImage(32, 48);
+    EXPECT_THAT(WriteResults(folder.Path(), frame), Not(Contains("overlay.png")));
+    frame.m_color = RgbImage(64, 48);
     frame.m_isRegistered = false;
     frame.m_cloud = {};
     EXPECT_THAT(WriteResults(folder.Path(), frame), ElementsAre("depth.png", "depth_color.png", "color.png"));
@@ -203,6 +208,8 @@ TEST(DepthView, RunsFromRedNearToBlueFarAndIsBlackWithoutDataWithAScaleBesideIt)
     EXPECT_GT(picture.At(0, 199).r, picture.At(0, 199).b);
     EXPECT_GT(picture.At(9, 0).b, picture.At(9, 0).r);
     EXPECT_EQ(picture.At(1, 0), picture.At(9, 0));
+    EXPECT_EQ(picture.At(310, 16), picture.At(0, 199));
+    EXPECT_GT(picture.At(322, 194).r, 200U);    // the foot of the 2 of 2000
     for (const uint32_t side : {1U, 2U, 16U}) { // too small for a bar, still sound
         EXPECT_EQ(DepthPicture(DepthImage(side, side, 700)).m_height, side);
     }
@@ -226,6 +233,7 @@ TEST(PointCloud, OfRegisteredDepthUsesTheColorCamerasIntrinsics) {
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, 0.25F);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_z, 2.0F);
     EXPECT_EQ(cloud.m_points[0].m_color, (Rgb{7, 8, 9}));
+    EXPECT_FLOAT_EQ(cloud.m_points[0].m_gap, 0.004F);
     EXPECT_TRUE(CloudFromRegistered(depth, &color, {}).m_points.empty()); // no intrinsics, no points
     EXPECT_FALSE(CloudFromRegistered(depth, nullptr, calib).m_hasColor);
 }
@@ -246,21 +254,27 @@ TEST(PointCloud, OfAPointImageLeavesOutWhatIsNoPoint) {
     const PointCloud cloud = CloudFromPointImage(image);
     ASSERT_EQ(cloud.m_points.size(), 1U);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, -0.2F);
+    EXPECT_FLOAT_EQ(cloud.m_points[0].m_z, 0.5F);
     image.nDataLen -= 1;
     EXPECT_TRUE(CloudFromPointImage(image).m_points.empty());
 }
 
 TEST(CloudView, ShowsCloudsOfAnySize) {
     const OX3D_RGBD_CALIB_INFO calib{0, 0, 60.0F, 60.0F, 32.0F, 24.0F, 0, 0, 0, 0, 0, {}};
-    const RgbImage color(64, 48, {10, 10, 255});
-    const RgbImage picture = CloudPicture(CloudFromRegistered(DepthImage(64, 48, 2000), &color, calib));
-    for (const uint32_t left : {0U, 901U}) { // of the two views
-        uint32_t blue = 0;
-        for (uint32_t i = 0; i < 600 * picture.m_height; ++i) {
-            blue += picture.At(left + i % 600, i / 600).b > 200 ? 1 : 0;
-        }
-        EXPECT_GT(blue, 1000U) << left;
+    RgbImage color(64, 48, {255, 10, 10});
+    for (uint32_t i = 0; i < 64 * 24; ++i) { // the upper half, to the left and to the right
+        color.m_samples[i] = i % 64 < 32 ? Rgb{10, 10, 255} : Rgb{10, 255, 10};
     }
+    const RgbImage picture = CloudPicture(CloudFromRegistered(DepthImage(64, 48, 2000), &color, calib));
+    EXPECT_GT(picture.At(650, 250).g, 200U);
+    EXPECT_GT(picture.At(475, 500).r, 200U);
+    EXPECT_GT(picture.At(1486, 200).g, 200U); // from the right
+    EXPECT_GT(picture.At(1486, 500).r, 200U);
+    EXPECT_GT(picture.At(938, 660).b, 200U); // the ruler's first tick
+    CSplatCanvas canvas(4, 4);
+    canvas.Splat(2.0F, 2.0F, 3.0F, 1.0F, {1, 0, 0});
+    canvas.Splat(2.0F, 2.0F, 3.0F, 2.0F, {2, 0, 0}); // behind it
+    EXPECT_EQ(canvas.Finish(1.0F).At(2, 2).r, 1);
     EXPECT_FALSE(CloudPicture({}).IsEmpty());
     EXPECT_FALSE(CloudPicture({{{0.0F, 0.0F, 1.0F, 0.0F, {}}}, false}).IsEmpty());
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -43,7 +44,7 @@ protected:
     void UseCameras(const std::vector<std::string>& sections) {
         std::string list;
         for (const std::string& section : sections) {
-            list.append("[camera]\nsource = recording\nrecording = ").append(kDesk).append("\n");
+            list.append("[camera]\nsource = recording\nrecording = ").append(kOffice).append("\n");
             list.append(section).append("\n");
         }
         WriteFile(m_folder.File("cameras.ini"), list);
@@ -76,9 +77,17 @@ protected:
 TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
     Run({"list"}, 0, {"camera control: virtual", "GigE", "VC00000001", "yes"});
     Run({"info", "--serial", "REC00000001", "--recording", kOffice}, 0,
-        {"192.168.", "DeviceUserID", "read-write",
+        {"model                    Recording\n  serial number            REC00000001\n",
+         "MAC address              02:00:00:00:00:01\n  IP address               192.168.1.101\n",
+         "subnet mask              255.255.255.0\n  gateway                  192.168.1.1\n",
+         "PixelFormat              0x011000b8 of 0x01080001, 0x011000b8  (read-only)\n",
+         "ChunkModeActive          yes  (read-write)\n", "TriggerSource            7 of 0, 1, 7  (",
+         "ExposureTime             5000 [20 .. 1e+06]  (", "1500 [576 .. 16384, step 4]  (",
          "depth sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 390.431",
-         "color sensor\n  image                    640 x 480\n  intrinsics, pixels       fx 613.204"});
+         "fx 613.204  fy 613.419  cx 319.939  cy 239.183\n"});
+    CProcess player({OX3D_TOOL, "list", "--recording", kOffice}, m_folder.Path(), {m_variables.front()});
+    EXPECT_EQ(player.Finish(), 0);
+    EXPECT_THAT(player.Output(), HasSubstr("GigE  Recording  REC00000001  192.168.1.101        yes\n"));
     EXPECT_TRUE(fs::is_empty(m_folder.Path()));
 }
 
@@ -87,17 +96,29 @@ TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrameAndCountsLostOnes) {
     const std::string said =
         Run({"grab", "--out", "out", "--frames", "5"}, 0, {"5 frames, ", "% of depth valid", "overlay.png"});
     EXPECT_THAT(said, Not(HasSubstr(" 0 lost")));
-    EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")), AllOf(HasSubstr(VertexLine()), HasSubstr("red")));
+    const std::string cloud = ReadFile(m_folder.File("out/cloud.ply"));
+    EXPECT_THAT(cloud, AllOf(HasSubstr(VertexLine()), HasSubstr("red")));
+    std::vector<uint16_t> depth = ReadDepth(m_folder.File("out/depth.png"));
+    while (depth.back() == 0) {
+        depth.pop_back();
+    }
+    float x = 0.0F; // of the last point, after which its y, its z and its color are written
+    std::memcpy(&x, cloud.data() + cloud.size() - 15, sizeof(x));
+    const float column = static_cast<float>((depth.size() - 1) % 640);
+    EXPECT_THAT(x, FloatNear((column - 319.939F) * static_cast<float>(depth.back()) / 613204.0F, 1e-4F));
     EXPECT_TRUE(HasOut("color.png") && HasOut("overlay.png") && HasOut("depth_color.png") &&
                 HasOut("cloud.png"));
 }
 
 TEST_F(ToolRun, AUsbCameraGetsACloudWithoutColorsAndNoOverlay) {
-    UseCameras({"serial = E1", "transport = usb\nserial = U1"});
-    Run({"grab", "--out", "out", "--frames", "1", "--serial", "U1"}, 0, {"not registered"});
+    UseCameras({"serial = E1", "transport = usb\nserial = U1\nuser_name = left"});
+    Run({"list"}, 0, {"USB   VirtualRgbd-USB   U1      USB 3.0        left  yes\n"});
+    Run({"grab", "--out", "out", "--frames", "1", "--serial", "U1"}, 0,
+        {"camera: VirtualRgbd-USB U1 (USB 3.0)\n", "not registered", "/out/cloud.ply\n"});
     EXPECT_THAT(ReadFile(m_folder.File("out/cloud.ply")),
                 AllOf(HasSubstr(VertexLine()), Not(HasSubstr("red"))));
-    EXPECT_THAT(Run({"info", "--serial", "U1"}, 0, {"USB3 Vision", "bus"}), Not(HasSubstr("address")));
+    EXPECT_THAT(Run({"info", "--serial", "U1"}, 0, {"USB3 Vision", "1209:0001", "bus"}),
+                Not(HasSubstr("address")));
     EXPECT_TRUE(HasOut("color.png") && !HasOut("overlay.png"));
 }
 
@@ -139,7 +160,8 @@ TEST_F(ToolRun, RecordsColorAtTheSizeThatTheCameraSends) {
 TEST_F(ToolRun, ACameraThatSendsNoMoreEndsTheGrabWithWhatHasArrived) {
     UseCameras(
         {"serial = E1\nfault = stall_at 1\nfault = stall_for 5000", "serial = E2\nfault = unplug_after 2"});
-    Run({"grab", "--out", "out", "--serial", "E1", "--timeout", "1"}, 6, {"no frame for 1 s"});
+    Run({"grab", "--out", "out", "--serial", "E1", "--timeout", "1"}, 6,
+        {"no frame for 1 s: no data (0x80060006)"});
     EXPECT_FALSE(HasOut("depth.png"));
     Run({"grab", "--out", "out", "--serial", "E2", "--frames", "30"}, 5, {"the camera went offline"});
     EXPECT_TRUE(HasOut("cloud.ply"));
@@ -147,10 +169,11 @@ TEST_F(ToolRun, ACameraThatSendsNoMoreEndsTheGrabWithWhatHasArrived) {
 
 TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
     UseCameras({"serial = E1"});
-    for (const char* const frames : {"0", "100000"}) {
+    for (const auto& [frames, signal] :
+         {std::pair("0", SIGTERM), std::pair("0", SIGHUP), std::pair("100000", SIGINT)}) {
         CProcess tool = Start({"grab", "--out", "out", "--frames", frames});
         ASSERT_TRUE(tool.WaitForOutput("frames are arriving")) << tool.Output();
-        tool.Signal(SIGINT);
+        tool.Signal(signal);
         EXPECT_EQ(tool.Finish(), std::string(frames) == "0" ? 0 : 130) << tool.Output();
         EXPECT_THAT(tool.Output(), HasSubstr("of depth valid"));
         EXPECT_TRUE(HasOut("cloud.ply"));
@@ -160,15 +183,20 @@ TEST_F(ToolRun, CtrlCClosesTheCameraAndWritesWhatHasArrived) {
 
 TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
     UseCameras({"serial = E1\nip = 10.9.8.7\ngateway = 10.9.8.1\nhost_ip = 198.51.100.10",
-                "serial = E2\nip = 198.51.100.22\nhost_ip = 198.51.100.10", "transport = usb\nserial = U1"});
-    const std::string list =
-        Run({"network"}, 0, {"static  198.51.100.10  wrong subnet", "fits", "02:00:00:00:00:01  10.9.8.7"});
+                "serial = E2\nip = 198.51.100.22\ngateway = 198.51.100.3\nhost_ip = 198.51.100.10",
+                "serial = E3\nip = 127.0.0.2\nhost_ip = 127.0.0.1", "serial = E4\nip = 127.0.0.2",
+                "transport = usb\nserial = U1"});
+    const std::string list = Run({"network"}, 0,
+                                 {"static  198.51.100.10   wrong subnet", "fits",
+                                  "02:00:00:00:00:01  10.9.8.7", "127.0.0.1 (lo)  address in use twice\n"});
     EXPECT_THAT(list, Not(HasSubstr("U1")));
     const std::string moved =
         Run({"network", "--serial", "E1", "--set-ip", "198.51.100.30"}, 0,
             {"E1 is found at 198.51.100.30 now (mask 255.255.255.0, gateway 198.51.100.10",
              "198.51.100.30  255.255.255.0  198.51.100.10", "fits"});
-    EXPECT_THAT(moved, Not(HasSubstr("wrong subnet")));
+    EXPECT_THAT(moved, AllOf(Not(HasSubstr("wrong subnet")), Not(HasSubstr("E2"))));
+    Run({"network", "--serial", "E2", "--set-ip", "198.51.7.8", "--mask", "255.255.0.0"}, 0,
+        {"(mask 255.255.0.0, gateway 198.51.100.3)"});
     Run({"network", "--serial", "E1", "--dhcp"}, 0, {"E1 is set to DHCP", "10.9.8.1  DHCP"});
     Run({"network", "--serial", "E1", "--link-local"}, 0,
         {"E1 is set to link-local", "10.9.8.1  link-local"});
@@ -177,11 +205,12 @@ TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
 }
 
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
-    UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10"});
+    UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10", "serial = E2"});
     // Depth and three planes of color of 640 x 480, and a header.
-    Run({"doctor", "--serial", "E1"}, 8,
-        {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes",
-         "a frame has 1536048 bytes"});
+    EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8,
+                    {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes",
+                     "a frame has 1536048 bytes", " --serial E1 --set-ip ADDRESS\n"}),
+                Not(HasSubstr("E2")));
     CProcess host = Start({"doctor", "--host-only"});
     const int code = host.Finish();
     const bool isSound = host.Output().find("problems: 0,") != std::string::npos;
@@ -209,7 +238,7 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"list", "--provider", "."},
          3,
          "no libOxCameraControl.so at .;"}, // a name, not the file that is here
-        {{"list", "--provider", "./"}, 3, "0x8006000b"},
+        {{"list", "--provider", "./"}, 3, "/libOxCameraControl.so: file too short"},
         {{"info", "--serial", "X"}, 4, "present: VC00000001"},
         {{"network", "--dhcp"}, 2, "--dhcp requires --serial"},
         {{"network", "--serial", "X", "--dhcp", "--link-local"}, 2, "excludes"},
@@ -221,10 +250,16 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{"grab", "--out", "file/out"}, 7, "cannot use the folder"},
         {{"list", "--provider", OX3D_VIRTUAL_PROVIDER}, 0, "camera control: given"},
         {{"list", "--help"}, 0, "virtual, or a path"},
+        {{"--version"}, 0, "ox3d 1.1.0\n"},
     };
     for (const auto& [arguments, code, message] : rows) {
         Run(arguments, code, {message});
     }
+    CProcess full({"/bin/sh", "-c", "'" OX3D_TOOL "' list --provider virtual >/dev/full"}, ".");
+    EXPECT_EQ(full.Finish(), 7) << full.Output();
+    UseCameras({});
+    Run({"list"}, 0, {"no cameras found\n"});
+    Run({"info"}, 4, {"no camera found\n"});
 }
 
 } // namespace
