@@ -26,7 +26,7 @@ TEST(Ipv4Text, IsADottedQuadThatBecomesANumber) {
     EXPECT_EQ(IsValidIpv4(nullptr), 0);
 }
 
-class Module : public CScripted {
+class ModuleWithoutExtended : public CScripted {
 protected:
     void SetUp() override {
         CScripted::SetUp();
@@ -41,32 +41,6 @@ protected:
     }
     CCameraModule m_module;
 };
-
-TEST_F(Module, PassesCallsOnAsTheyAre) {
-    OX_FRAME_OUT_INFO_EX info = {};
-    OX3D_RGBD_INTPARAM value = {};
-    uint8_t bytes[8];
-    Fail(DOUBLE_OX_CC_GetOptimalPacketSize, 1500); // the size is the function's result
-    EXPECT_EQ(m_module.GetOptimalPacketSize(), 1500);
-    EXPECT_CALLS(m_module.GetOneFrameTimeout(bytes, sizeof(bytes), &info, 20), OX3D_RGBD_OK,
-                 "OX_CC_GetOneFrameTimeout(8, 20)");
-    EXPECT_CALLS(m_module.GetOneFrameTimeout(bytes, sizeof(bytes), nullptr, 20), OX3D_RGBD_E_PARAMETER);
-    EXPECT_CALLS(m_module.SetEnumValueByString("Key", "Entry"), OX3D_RGBD_OK,
-                 "OX_CC_SetEnumValueByString(Key, Entry)");
-    EXPECT_CALLS(m_module.SetFloatValue("Key", 1.5f), OX3D_RGBD_OK, "OX_CC_SetFloatValue(Key, 1.5)");
-    EXPECT_CALLS(m_module.SetIntValue("Key", int64_t{1} << 40), OX3D_RGBD_OK,
-                 "OX_CC_SetIntValueEx(Key, 0x10000000000)");
-    EXPECT_CALLS(m_module.RegisterDwsVolumeEventInfoCallBack(nullptr, nullptr), OX3D_RGBD_OK,
-                 "OX_CC_RegisterEventCallBackEx(DwsVolume)");
-    EXPECT_CALLS(m_module.RegisterStereoVolumeEventInfoCallBack(nullptr, nullptr), OX3D_RGBD_OK,
-                 "OX_CC_RegisterEventCallBackEx(StereoVolume)");
-    Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_RANGE);
-    Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_GC_ACCESS);
-    EXPECT_EQ(m_module.SetIntValue("Key", 1), OX_CC_E_GC_RANGE) << "in the camera's own code";
-    EXPECT_EQ(m_module.GetIntValue("Key", &value), OX_CC_E_GC_ACCESS);
-}
-
-using ModuleWithoutExtended = Module;
 
 TEST_F(ModuleWithoutExtended, FallsBackToTheNarrowIntegersAndRefusesTheRest) {
     OX3D_RGBD_INTPARAM value = {};

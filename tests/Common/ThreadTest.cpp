@@ -1,19 +1,13 @@
-// Threads, recursive mutexes and the node ring; the log's tests have two threads at the ring.
+// Recursive mutexes and the node ring; the log's tests have two threads at the ring.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <thread>
 
 #include "src/Common/BufCtrl.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
-
-void* IncrementAndEnd(void* arg) {
-    ++*static_cast<std::atomic<int>*>(arg);
-    OX_EndThread();
-}
 
 // The analysis cannot follow the lock into the lambda.
 TEST(Mutex, IsRecursiveAndWaitedForAsLongAsIsTold) OX_NO_THREAD_SAFETY_ANALYSIS {
@@ -41,15 +35,6 @@ TEST(Mutex, IsRecursiveAndWaitedForAsLongAsIsTold) OX_NO_THREAD_SAFETY_ANALYSIS 
     mutex.Unlock();
 }
 
-TEST(Thread, RunsItsRoutineWhateverTheAttributes) {
-    std::atomic<int> runs{0};
-    OX_THREAD_ATTR odd{16, 99};
-    const OX_THREAD_HANDLE thread = OX_CreateThread(&odd, IncrementAndEnd, &runs);
-    EXPECT_EQ(OX_WaitForThreadEnd(thread), 0);
-    EXPECT_EQ(OX_DestroyThread(thread), 0);
-    EXPECT_EQ(runs, 1);
-}
-
 struct Ring : testing::Test {
     uint32_t FillCompletely() {
         uint32_t items = 0;
@@ -74,24 +59,6 @@ TEST_F(Ring, HoldsWhatWasAskedForUpTo119AndNineBeyond) {
     EXPECT_EQ(FillCompletely(), 9U);
 }
 
-TEST_F(Ring, WithoutNodesAnswersNothing) {
-    EXPECT_EQ(m_ring.InitBufList(5, 0, 4, 0, 0), OX3D_RGBD_E_PARAMETER);
-    EXPECT_TRUE(m_ring.GetSpareNode() == nullptr && m_ring.GetNodeData() == nullptr);
-    EXPECT_EQ(m_ring.CommitWrite() + m_ring.CommitRead(), 0);
-}
-
-TEST_F(Ring, MayStartAnywhereAndFindsNodesByAbsoluteIndex) {
-    ASSERT_EQ(m_ring.InitBufList(9, 16, 4, 10, UINT32_MAX), OX3D_RGBD_OK);
-    EXPECT_EQ(m_ring.GetOffestNodeData(0), nullptr) << "empty: indices past the ring start at its first slot";
-    DATA_NODE* const first = m_ring.GetSpareNode();
-    m_ring.CommitWrite();
-    EXPECT_EQ(m_ring.GetOffestNodeData(9), first + 9);
-    EXPECT_EQ(m_ring.GetOffestNodeData(10), first);
-    EXPECT_EQ(m_ring.GetOffestNodeData(11), nullptr);
-    ASSERT_EQ(m_ring.InitBufList(9, 16, 4, 8, 2), OX3D_RGBD_OK);
-    EXPECT_EQ(m_ring.GetDataNodeCount(), 3U) << "one less than are filled, once wrapped";
-}
-
 TEST_F(Ring, ANodeKeepsItsLengthUntilTheCommitAfterItsOwn) {
     ASSERT_EQ(m_ring.InitBufList(5, 16, 4, 0, 0), OX3D_RGBD_OK);
     DATA_NODE* const first = m_ring.GetSpareNode();
@@ -105,17 +72,6 @@ TEST_F(Ring, ANodeKeepsItsLengthUntilTheCommitAfterItsOwn) {
     EXPECT_EQ(first->m_mainLengthBytes, 0U);
     EXPECT_EQ(m_ring.CommitRead(), 1) << "an empty ring says yes as well";
     EXPECT_EQ(first[1].m_mainLengthBytes, 7U) << "and changes nothing";
-}
-
-TEST_F(Ring, ReplacesAMainBufferOnlyWithinTheLimits) {
-    ASSERT_EQ(m_ring.InitBufList(1, 0x2000001, 0, 0, 0), OX3D_RGBD_OK);
-    DATA_NODE* const node = m_ring.GetSpareNode();
-    EXPECT_EQ(node->m_mainSizeBytes, 0x2000000U) << "32 MiB is the largest block";
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0x2000001), OX3D_RGBD_E_MEMORY);
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 64), OX3D_RGBD_OK);
-    memset(node->m_mainBuf, 1, node->m_mainSizeBytes);
-    EXPECT_EQ(node->m_mainSizeBytes, 64U);
-    EXPECT_EQ(CBufList::RellocNodeMainBuf(node, 0), OX3D_RGBD_E_PARAMETER);
 }
 
 } // namespace

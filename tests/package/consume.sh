@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Installs a build into a fresh prefix, builds the consumer programs and the examples against it, and runs them with
-# the virtual camera's provider.
+# Installs a build into a fresh prefix, builds a consumer program in C++ and the examples in C against it, and runs
+# them with the virtual camera's provider.
 # usage: consume.sh BUILD_FOLDER WORK_FOLDER LIBRARY_FOLDER, the last one below the prefix, such as lib
 set -euo pipefail
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/consumer
+examples=$(cd "$sources/../../../examples" && pwd)
 build=$(cd "$1" && pwd)
 work="$2"
 libdir="$3"
@@ -27,10 +28,9 @@ echo "== CMake"
 cmake -S "$sources" -B "$work/cmake" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" \
     >"$work/configure.log"
 cmake --build "$work/cmake"
-run "C program built by CMake" "$work/cmake/consumer_c"
-run "C++ program built by CMake" "$work/cmake/consumer_cpp"
+run "C++ program built by CMake" "$work/cmake/consumer"
 
-cmake -S "$sources/../../../examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$prefix" >>"$work/configure.log"
+cmake -S "$examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$prefix" >>"$work/configure.log"
 cmake --build "$work/examples"
 run "example" "$work/examples/point_cloud"
 
@@ -44,11 +44,11 @@ test "$(pkg-config --modversion ox3drgbd)" = "$(sed -n 's/^set(PACKAGE_VERSION "
 test -d "$(pkg-config --variable=providerdir ox3drgbd)/virtual"
 read -r -a cflags <<<"$(pkg-config --cflags ox3drgbd)"
 read -r -a libs <<<"$(pkg-config --libs ox3drgbd)"
-cc -std=c11 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.c" -o "$work/consumer_c" "${libs[@]}"
-c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work/consumer_cpp" "${libs[@]}"
-run "C program built with pkg-config" "$work/consumer_c"
-run "C++ program built with pkg-config" "$work/consumer_cpp"
+cc -std=c11 "${warnings[@]}" "${cflags[@]}" "$examples/point_cloud.c" -o "$work/point_cloud" "${libs[@]}"
+c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work/consumer" "${libs[@]}"
+run "C program built with pkg-config" "$work/point_cloud"
+run "C++ program built with pkg-config" "$work/consumer"
 
 # Without a provider on the path the library still loads, and says what is missing.
 echo "== without a provider"
-(cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir" "$work/consumer_c" --no-provider)
+(cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir" "$work/consumer" --no-provider)

@@ -241,16 +241,8 @@ TEST(PointCloud, OfRegisteredDepthUsesTheColorCamerasIntrinsics) {
 TEST(PointCloud, OfAPointImageLeavesOutWhatIsNoPoint) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     float points[] = {100.0F, -200.0F, 500.0F, 0.0F, 0.0F, 0.0F, nan, 0.0F, 1.0F};
-    OX3D_RGBD_IMAGE_DATA image{OX3D_RGBD_PIXEL_POINT_CLOUD,
-                               0,
-                               3,
-                               1,
-                               reinterpret_cast<uint8_t*>(points),
-                               sizeof(points),
-                               0,
-                               0,
-                               0,
-                               {}};
+    auto* const bytes = reinterpret_cast<uint8_t*>(points);
+    OX3D_RGBD_IMAGE_DATA image{OX3D_RGBD_PIXEL_POINT_CLOUD, 0, 3, 1, bytes, sizeof(points), 0, 0, 0, {}};
     const PointCloud cloud = CloudFromPointImage(image);
     ASSERT_EQ(cloud.m_points.size(), 1U);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, -0.2F);

@@ -1,14 +1,20 @@
-// A C++ program against the installed library: list, open by serial number, fetch, close.
+// A C++ program against the installed library: list, open by serial number, fetch, close. With an argument it expects
+// that no camera-control library can be found.
 #include "Ox3dRgbdApi.h"
+#include "Oxb3dBinoStereo.h"
 
 #include <cstdio>
 #include <string>
 
-int main() {
+int main(int argc, char**) {
     OX3D_RGBD_DEVICE_INFO info = {};
     OX3D_RGBD_FRAME_DATA frame = {};
     uint32_t count = 0;
     uint32_t status = OX3D_RGBD_GetDeviceList(OX3D_RGBD_DEVICE_ALL, &info, 1, &count);
+    if (argc > 1) {
+        return status == OX3D_RGBD_E_LOAD_LIBRARY ? 0 : 1;
+    }
+    status |= OXB3D_BINOSTEREO_GetVersion() == 0x04C12A58 ? 0 : 1;
     const std::string serial(info.chSerialNumber, sizeof(info.chSerialNumber));
     void* handle = nullptr;
     status |= OX3D_RGBD_OpenDeviceBySerialNumber(&handle, serial.c_str());
