@@ -80,11 +80,10 @@ TEST(Network, ShowsARecordingsCameraToTheToolWhichLeavesItFree) {
 }
 
 TEST(Network, IsKnownToTheToolWithEveryAddressOfAnInterface) {
-    CProcess tool({"/usr/bin/env", "unshare", "-n", "sh", "-c",
-                   "ip link set lo up && ip address add 192.168.1.10/24 dev lo && "
-                   "ip address add 192.0.2.1/24 dev lo && exec '" OX3D_TOOL
-                   "' network --provider virtual --serial VC00000001 --set-ip 192.168.1.10"},
-                  ".");
+    const std::string script = "ip link set lo up && ip address add 192.168.1.10/24 dev lo && "
+                               "ip address add 192.0.2.1/24 dev lo && exec '" OX3D_TOOL
+                               "' network --provider virtual --serial VC00000001 --set-ip 192.168.1.10";
+    CProcess tool({"/usr/bin/env", "unshare", "-n", "sh", "-c", script}, ".");
     EXPECT_EQ(tool.Finish(), 2);
     EXPECT_NE(tool.Output().find("192.168.1.10 is this host's own"), std::string::npos) << tool.Output();
 }
