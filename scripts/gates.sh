@@ -247,7 +247,11 @@ gate_clang() { build_preset clang; }
 gate_tidy() {
     local tool database=build/clang/compile_commands.json
     tool=$(llvm_tool clang-tidy)
-    [ -f "$database" ] || build_preset clang
+    if [ -f "$database" ]; then
+        cmake build/clang >/dev/null # else a file that is new since then is judged without its options
+    else
+        build_preset clang
+    fi
     # The files of the data base that are ours: everything outside the build folder.
     sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$database" | sort -u |
         grep -F "$root/" | grep -vF "$root/build/" >build/check-tidy-files.txt
