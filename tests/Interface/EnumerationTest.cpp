@@ -167,7 +167,9 @@ TEST_F(Enumeration, BindsTheFirstDeviceThatMatchesExactly) {
     Double().SetDevices({});
     EXPECT_EQ(Count(), 0u);
     EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, ""), OX3D_RGBD_E_PARAMETER);
-    EXPECT_EQ(OX3D_RGBD_OpenDevice(&m_handle, nullptr), OX3D_RGBD_E_PARAMETER);
+    const Lines lines =
+        LinesOf([&] { EXPECT_EQ(OX3D_RGBD_OpenDevice(&m_handle, nullptr), OX3D_RGBD_E_PARAMETER); });
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "[BindDevice] param DeviceInfo is null."), 1);
     EXPECT_EQ(m_handle, nullptr) << "nothing bound, nothing stored";
 }
 
