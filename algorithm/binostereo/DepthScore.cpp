@@ -13,6 +13,7 @@ namespace {
 using Region = OXB3D_BINOSTEREO_REGION;
 
 constexpr int32_t kCells = 3; // along each side of the region
+constexpr int32_t kFullPercent = 100;
 
 // A third of the region along one axis. The count that remains is taken one short, deliberately: where it is
 // a multiple of three the last cell is one narrower.
@@ -40,8 +41,12 @@ int32_t FillOf(const int16_t* samples, int32_t step, const Cells& columns, int32
             samples + static_cast<int64_t>(rows.Start(row) + y) * step + columns.Start(column);
         filled += width - ImageKernelsInUse().m_countZeros(line, width);
     }
-    const auto pixels = static_cast<float>(static_cast<int64_t>(width) * height);
-    return FloatToInt32(static_cast<float>(filled) * 100.0F / pixels);
+    const int64_t pixels = static_cast<int64_t>(width) * height;
+    if (filled == pixels && pixels > 0) {
+        return kFullPercent; // of some numbers of pixels single precision makes a little less
+    }
+    return FloatToInt32(static_cast<float>(filled) * static_cast<float>(kFullPercent) /
+                        static_cast<float>(pixels));
 }
 
 } // namespace

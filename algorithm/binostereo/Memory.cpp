@@ -189,7 +189,6 @@ int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_ME
         return OXB3D_BINOSTEREO_E_NULL;
     }
     BinoObject* self = ObjectOf(object);
-    self->m_scratchRegion = entry->base;
     uint64_t need = 0;
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH)) {
         need = kFusionDepthScratchBytes;
@@ -202,7 +201,11 @@ int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_ME
         }
         need = std::max(need, scratch);
     }
-    return Settle(CCheckedSize(need), *entry, neededBytes);
+    const int32_t status = Settle(CCheckedSize(need), *entry, neededBytes);
+    if (status == OXB3D_BINOSTEREO_OK) {
+        self->m_scratchRegion = entry->base;
+    }
+    return status;
 }
 
 int32_t OXB3D_BINOSTEREO_GetMemSize(const OXB3D_BINOSTEREO_ABILITY* ability,

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "providers/aravis/Features.h"
+#include "providers/aravis/StreamFilter.h"
 #include "providers/common/Status.h"
 
 namespace ox3d {
@@ -79,6 +80,9 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
         return error.IsSet() ? error.Code() : Code(OX_CC_E_RESOURCE);
     }
     if (ARV_IS_GV_STREAM(m_stream.get())) {
+        const CameraPath& path = m_connection->Path();
+        AcceptOnlyFrom(path.m_cameraIp,
+                       {path.m_hostIp, arv_gv_stream_get_port(ARV_GV_STREAM(m_stream.get()))});
         g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "packet-resend",
                      resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
                      "packet-request-ratio", static_cast<double>(resend.m_maxPercent) / kWholePercent,
@@ -192,16 +196,17 @@ bool CAravisStream::Fill(AravisNode* node, ArvBuffer* buffer) {
     } else {
         node->m_info.nFrameLen = static_cast<uint32_t>(payloadBytes);
     }
+    gint region[4] = {};
     if (arv_buffer_get_n_parts(buffer) > 0) {
-        gint region[4] = {};
         arv_buffer_get_part_region(buffer, 0, &region[0], &region[1], &region[2], &region[3]);
-        if (region[2] < 0 || region[2] > UINT16_MAX || region[3] < 0 || region[3] > UINT16_MAX) {
-            return false;
-        }
-        node->m_info.nWidth = static_cast<uint16_t>(region[2]);
-        node->m_info.nHeight = static_cast<uint16_t>(region[3]);
         node->m_info.enPixelType = arv_buffer_get_part_pixel_format(buffer, 0);
     }
+    // A leader and a trailer without anything between them are a frame to Aravis.
+    if (region[2] <= 0 || region[2] > UINT16_MAX || region[3] <= 0 || region[3] > UINT16_MAX) {
+        return false;
+    }
+    node->m_info.nWidth = static_cast<uint16_t>(region[2]);
+    node->m_info.nHeight = static_cast<uint16_t>(region[3]);
     const uint64_t timestampNs = arv_buffer_get_timestamp(buffer);
     node->m_info.nDevTimeStampHigh = static_cast<uint32_t>(timestampNs >> 32);
     node->m_info.nDevTimeStampLow = static_cast<uint32_t>(timestampNs);

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "base/Ipv4.h"
+#include "base/SignalMask.h"
 #include "base/UdpSocket.h"
 #include "gigevision/Registers.h"
 #include "providers/aravis/AravisCamera.h"
@@ -31,6 +32,7 @@ int OpenGigEDevice(const CameraPath& path, bool isForControl, CObject<ArvDevice>
     const CObject<GInetAddress> host(g_inet_address_new_from_string(Ipv4Text(path.m_hostIp).c_str()));
     const CObject<GInetAddress> camera(g_inet_address_new_from_string(Ipv4Text(path.m_cameraIp).c_str()));
     CArvError error;
+    const CSignalsBlocked blocked; // Aravis starts its heartbeat's thread
     CObject<ArvDevice> opened(arv_gv_device_new(host.get(), camera.get(), error.Out()));
     if (opened == nullptr || error.IsSet()) {
         return error.IsSet() ? error.Code() : kDeviceGone;

@@ -9,6 +9,7 @@
 
 #include "base/LocalFile.h"
 #include "base/Mutex.h"
+#include "base/SignalMask.h"
 #include "providers/common/DeviceText.h"
 #include "providers/common/Status.h"
 
@@ -164,6 +165,7 @@ int OpenUsbDevice(const OX_CC_DEVICE_INFO& record, CObject<ArvDevice>* device) {
         return Code(OX_CC_E_ACCESS_DENIED);
     }
     CArvError error;
+    const CSignalsBlocked blocked; // libusb starts a thread for its events
     device->reset(arv_uv_device_new(vendor.c_str(), model.c_str(), serial.c_str(), error.Out()));
     if (*device != nullptr && !error.IsSet()) {
         return kOk;

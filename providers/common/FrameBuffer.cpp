@@ -166,6 +166,14 @@ void CFrameBuffer::DropWaiting() {
     Clear(&m_forCallback);
 }
 
+void CFrameBuffer::DropSeen() {
+    const CLock lock(m_mutex);
+    std::erase_if(m_forFetch, [](FrameNode* node) {
+        node->m_users -= node->m_isSeen ? 1 : 0;
+        return node->m_isSeen;
+    });
+}
+
 FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {
     const CLock lock(m_mutex);
     while (!IsReady(acquisition, m_forCallback)) {

@@ -68,6 +68,8 @@ public:
     // False when no frame with this image is lent.
     bool Return(const uint8_t* image);
     void DropWaiting();
+    // Frames that a callback has had are not fetched any more.
+    void DropSeen();
     FrameNode* WaitForCallback(uint32_t acquisition); // null when there is no more
 
     // Gives the memory of empty nodes back.

@@ -1,8 +1,9 @@
 // Worker.cpp - start, self-recognition and joining of a provider's threads.
 #include "providers/common/Worker.h"
 
-#include <csignal>
 #include <exception>
+
+#include "base/SignalMask.h"
 
 namespace ox3d {
 
@@ -18,30 +19,22 @@ CWorker::~CWorker() {
 }
 
 bool CWorker::Start(std::function<void()> body) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    bool isStarted = true;
-    {
-        const CLock lock(m_joinMutex);
-        m_isRunning = true;
-        try {
-            m_thread = std::thread([this, body = std::move(body)]() mutable {
-                m_id = std::this_thread::get_id();
-                body();
-                // The body may hold the last reference to this object's owner: nothing of this object is
-                // touched once the body is gone.
-                m_isRunning = false;
-                body = nullptr;
-            });
-        } catch (const std::exception&) { // no thread or no memory
+    const CSignalsBlocked blocked;
+    const CLock lock(m_joinMutex);
+    m_isRunning = true;
+    try {
+        m_thread = std::thread([this, body = std::move(body)]() mutable {
+            m_id = std::this_thread::get_id();
+            body();
+            // The body may hold the last reference to this object's owner: nothing of this object is
+            // touched once the body is gone.
             m_isRunning = false;
-            isStarted = false;
-        }
+            body = nullptr;
+        });
+    } catch (const std::exception&) { // no thread or no memory
+        m_isRunning = false;
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return isStarted;
+    return m_thread.joinable();
 }
 
 void CWorker::Join() {

@@ -18,7 +18,8 @@ public:
     // Joins; on the worker's own thread, which is about to end then, it lets the thread go.
     ~CWorker();
 
-    // Runs the body on a new thread with all signals blocked: they belong to the application's threads.
+    // Runs the body on a new thread with all signals blocked but those of faults: the others belong to the
+    // application's threads.
     // The body must keep alive whatever it uses. False when there is no thread to be had.
     bool Start(std::function<void()> body);
 

@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
 #include <new>
 
 #include "base/NeverDestroyed.h"
+#include "base/SignalMask.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace {
@@ -171,19 +171,10 @@ bool COxAsyncLog::CreateRing() noexcept {
            m_bufCtrl->Init(kRingNodeCount, kLineSizeBytes, kLevelSizeBytes, 0, 0) == OX3D_RGBD_OK;
 }
 
-// The writer starts with all signals blocked, so that no handler of the application runs on it. The signals
-// of faults stay open: blocked, they would kill the process before a crash handler sees them.
 bool COxAsyncLog::StartWriter() noexcept {
-    sigset_t blocked;
-    sigset_t before;
-    sigfillset(&blocked);
-    for (const int signalNumber : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
-        sigdelset(&blocked, signalNumber);
-    }
+    const ox3d::CSignalsBlocked blocked;
     m_running = 1;
-    pthread_sigmask(SIG_SETMASK, &blocked, &before);
     m_thread = OX_CreateThread(nullptr, WriteLogThread, this);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return m_thread != nullptr;
 }
 

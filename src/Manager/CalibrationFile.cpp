@@ -106,6 +106,13 @@ const XMLElement* SelectSet(const XMLDocument& document, int64_t width, CWalk* w
 
 constexpr const char* kIntrinsicNames[] = {"fx", "fy", "cx", "cy"};
 
+// k1, k2, p1, p2 and the fifth term, which files name p3 or k3: the reader's own name first.
+void ReadDistortion(const XMLElement* distort, const char* fifth, const char* otherFifth, float* out) {
+    const char* const names[] = {"k1", "k2", "p1", "p2",
+                                 distort->Attribute(fifth) != nullptr ? fifth : otherFifth};
+    ReadFloats(distort, names, out);
+}
+
 const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* out) {
     const XMLElement* left = walk->Child(set, "Left_correct", "[DepthMapConvert] Left_correct is null.\r\n");
     const XMLElement* leftIntrins = walk->Child(left, "Intrins", "[DepthMapConvert] ty is null.\r\n");
@@ -131,8 +138,7 @@ const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* o
     constexpr float kLastRow[4] = {0.0f, 0.0f, 0.0f, 1.0f};
     memcpy(out->m_depthToColor + 12, kLastRow, sizeof(kLastRow));
     ReadFloats(rgbIntrins, kIntrinsicNames, out->m_colorIntrinsics);
-    constexpr const char* kDistortNames[] = {"k1", "k2", "p1", "p2", "p3"};
-    ReadFloats(distort, kDistortNames, out->m_colorIntrinsics + 4);
+    ReadDistortion(distort, "p3", "k3", out->m_colorIntrinsics + 4);
     return nullptr;
 }
 
@@ -197,9 +203,8 @@ bool LoadSensorCalibration(const char* fileName, int64_t width, uint32_t sensor,
     info.fCx = values[2];
     info.fCy = values[3];
     if (distort != nullptr) {
-        constexpr const char* kNames[] = {"k1", "k2", "p1", "p2", "k3"};
         float coefficients[5] = {};
-        ReadFloats(distort, kNames, coefficients);
+        ReadDistortion(distort, "k3", "p3", coefficients);
         info.fK1 = coefficients[0];
         info.fK2 = coefficients[1];
         info.fP1 = coefficients[2];

@@ -1,4 +1,8 @@
 // Manager_Calib.cpp - the calibration of the device, from the local copy of the camera's calibration file.
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
 #include <cstring>
 
 #include "base/BoundedText.h"
@@ -23,14 +27,29 @@ uint32_t ReadDeviceInfo(CManager& manager, const char* lead, OX3D_RGBD_DEVICE_IN
     return OX3D_RGBD_OK;
 }
 
-uint32_t FetchFile(CCameraModule* camera, const char* serialNumber) {
-    char name[kCalibrationNameBytes] = {};
-    CalibrationFileName(serialNumber, name);
+uint32_t FetchFile(CCameraModule* camera, const char* name) {
     OX_CC_FILE_ACCESS access;
     memset(&access, 0, sizeof(access));
     access.pUserFileName = name;
     access.pDevFileName = kCalibrationDeviceFile;
     return camera->FileAccessRead(&access);
+}
+
+// The transfer takes as long as the camera likes, and may wait for a callback in which a frame is aligned by the copy
+// that there is: so it goes into a file of its own, without the lock, and takes the copy's place when it is whole.
+uint32_t RefreshFile(CCameraModule* camera, const char* name, COXMutex* fileMutex) {
+    static std::atomic<uint32_t> s_transfers{0};
+    char part[kCalibrationNameBytes] = {};
+    snprintf(part, sizeof(part), "%s.%d.%u", name, getpid(), ++s_transfers);
+    uint32_t status = FetchFile(camera, part);
+    if (status == OX3D_RGBD_OK) {
+        const COXLock lock(fileMutex);
+        status = rename(part, name) == 0 ? OX3D_RGBD_OK : OX3D_RGBD_E_NO_DATA;
+    }
+    if (status != OX3D_RGBD_OK) {
+        remove(part);
+    }
+    return status;
 }
 
 } // namespace
@@ -42,7 +61,9 @@ uint32_t CManager::CopyCalibrationFile() {
     if (status != OX3D_RGBD_OK) {
         return status;
     }
-    status = FetchFile(m_pcCamera, FixedText(info.chSerialNumber).c_str());
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(FixedText(info.chSerialNumber).c_str(), name);
+    status = FetchFile(m_pcCamera, name);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
     }
@@ -76,12 +97,12 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     char name[kCalibrationNameBytes] = {};
     CalibrationFileName(serialNumber.c_str(), name);
 
-    const COXLock lock(&m_calibrationFileMutex);
     // When the camera cannot be read now, the local copy from opening it still serves.
-    status = FetchFile(camera, serialNumber.c_str());
+    status = RefreshFile(camera, name, &m_calibrationFileMutex);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
     }
+    const COXLock lock(&m_calibrationFileMutex);
     if (!LoadSensorCalibration(name, width.stIntParam.nCurValue, calibType, out)) {
         OX_LOG_ERROR("[GetCalibInfo] %s is missing or incomplete.\r\n", name);
         return OX3D_RGBD_E_NO_DATA;

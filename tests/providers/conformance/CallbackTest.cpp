@@ -92,6 +92,7 @@ TEST(ImageCallback, GetsEveryFrameInOrderInMemoryThatIsUsedAgain) {
         sigset_t blocked;
         pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
         EXPECT_EQ(sigismember(&blocked, SIGALRM), 1) << "signals are the application's";
+        EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0) << "faults reach its crash handler";
     };
     camera.EnableColor();
     camera.Start();
