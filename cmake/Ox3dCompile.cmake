@@ -33,6 +33,10 @@ if(OX3D_SANITIZE)
         -fno-sanitize-recover=all)
     target_link_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE})
 endif()
+if(OX3D_FUZZ)
+    # What a fuzz target reaches tells libFuzzer where it has been.
+    target_compile_options(ox3d_compile INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
 # has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could

@@ -12,7 +12,7 @@ cd "$root"
 
 # Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands. The last one
 # looks at what the others have left behind.
-gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan tree)
+gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan fuzz tree)
 
 describe() {
     case "$1" in
@@ -28,6 +28,7 @@ describe() {
     tidy) say "clang-tidy 14 has nothing to say" ;;
     asan-ubsan) say "tests under address and undefined-behaviour sanitizers" ;;
     tsan) say "threaded tests under the thread sanitizer" ;;
+    fuzz) say "each fuzz target takes its seeds and a minute of made-up input" ;;
     tree) say "the root holds what its list names, and programs have left nothing behind" ;;
     *) return 1 ;;
     esac

@@ -289,3 +289,8 @@ gate_tsan() {
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
     sanitized_tests tsan ox3d_threaded_tests -L threaded
 }
+
+gate_fuzz() {
+    build_preset fuzz ox3d_fuzz_targets
+    bash scripts/fuzz.sh smoke
+}

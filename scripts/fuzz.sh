@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# The fuzz targets of build/fuzz, which list themselves in build/fuzz/fuzz/targets.txt.
+#   fuzz.sh smoke                 all seeds of every target, then each for some time from its seeds alone, with a
+#                                 fixed seed for the fuzzer: what "./run check fuzz" runs
+#   fuzz.sh run TARGET OPTION...  one target on and on; what it finds is kept in out/fuzz/TARGET
+# A run ends with an error when a target fails, and leaves the failing input in out/fuzz.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=scripts/lib.sh
+. "$root/scripts/lib.sh"
+
+programs="$root/build/fuzz/fuzz"
+corpus="$root/fuzz/corpus"
+out="$root/out/fuzz"
+smoke_seconds=${OX3D_FUZZ_SECONDS:-60}
+limits=(-rss_limit_mb=2048 -malloc_limit_mb=512 -timeout=10 -print_final_stats=1)
+
+export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+# An allocation that asks for more than it may get is refused, as by a system without memory; code that does not
+# expect that is found.
+ASAN_OPTIONS+=:allocator_may_return_null=1:max_allocation_size_mb=512
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+# options_of <target>: its own options, one a line.
+options_of() { awk -v name="$1" '$1 == name { for (i = 2; i <= NF; ++i) print $i }' "$programs/targets.txt"; }
+
+# fuzz <target> <folder> <argument...>: in a working folder that is in memory where the system has such a place.
+fuzz() {
+    local target="$1" folder="$2" work options=() status=0
+    shift 2
+    mapfile -t options < <(options_of "$target")
+    [ ! -f "$root/fuzz/dict/$target.dict" ] || options+=("-dict=$root/fuzz/dict/$target.dict")
+    mkdir -p "$folder"
+    work=$(mktemp -d -p "$([ -w /dev/shm ] && printf /dev/shm || printf '%s' "${TMPDIR:-/tmp}")" ox3d-fuzz.XXXXXX)
+    (cd "$work" && exec "$programs/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
+    rm -rf "$work"
+    return "$status"
+}
+
+# smoke <target>
+smoke() {
+    local target="$1" status=0
+    local folder="$out/smoke/$target"
+    rm -rf "$folder"
+    mkdir -p "$folder/corpus"
+    {
+        [ -n "$(ls "$corpus/$target")" ] &&
+            fuzz "$target" "$folder" -seed=1 -runs=0 "$corpus/$target" &&
+            fuzz "$target" "$folder" -seed=1 "-max_total_time=$smoke_seconds" "$folder/corpus" "$corpus/$target"
+    } >"$folder/log.txt" 2>&1 || status=$?
+    if [ "$status" -ne 0 ]; then
+        tail -n 60 "$folder/log.txt"
+        say "FAILED  $target (input and log: out/fuzz/smoke/$target)"
+        return 1
+    fi
+    say "ok      $target: $(awk '/stat::number_of_executed_units/ { runs = $2 }
+        /stat::average_exec_per_sec/ { rate = $2 }
+        END { printf "%d executions, %d a second", runs, rate }' "$folder/log.txt"), $(find "$corpus/$target" -type f |
+        wc -l) seeds"
+}
+
+case "${1:-}" in
+list) cut -d' ' -f1 "$programs/targets.txt" ;;
+smoke)
+    [ -s "$programs/targets.txt" ] || fail "no fuzz targets"
+    cut -d' ' -f1 "$programs/targets.txt" |
+        xargs --max-args 1 --max-procs "$jobs" bash "${BASH_SOURCE[0]}" one
+    ;;
+one) smoke "$2" ;;
+run)
+    target=$2
+    [ -x "$programs/$target" ] || fail "no such target: $target; there are: $(bash "${BASH_SOURCE[0]}" list | tr '\n' ' ')"
+    mkdir -p "$out/$target/corpus"
+    fuzz "$target" "$out/$target" "${@:3}" "$out/$target/corpus" "$corpus/$target"
+    ;;
+*) fail "usage: fuzz.sh list | smoke | run TARGET [OPTION...]" ;;
+esac
