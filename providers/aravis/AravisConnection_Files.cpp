@@ -54,6 +54,10 @@ public:
         return Run("Close");
     }
 
+    // A part of a file must not be closed as if it were the whole: the camera would install half a firmware. It
+    // drops the file with the control that is given back next.
+    void Abandon() { m_isOpen = false; }
+
     // -1 where the camera does not tell.
     int64_t Size() const {
         OX_CC_INT_VALUE_EX size{};
@@ -197,6 +201,7 @@ int CAravisConnection::WriteFile(const std::string& name, std::vector<uint8_t> b
         }
         done += moved;
         if (!progress(done, total)) {
+            file.Abandon();
             return kDeviceGone;
         }
     }

@@ -119,11 +119,16 @@ void CFrameBuffer::CountLost(uint64_t frames) {
 }
 
 int CFrameBuffer::Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node) {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto now = std::chrono::steady_clock::now();
     const CLock lock(m_mutex);
     const uint32_t acquisition = m_acquisition;
-    for (bool isTimeLeft = true; isTimeLeft && !IsReady(acquisition, m_forFetch);) {
-        if (timeoutMs == kForever) {
+    // Who fetches from a camera that is gone waits, too: a loop of fetches would do nothing else.
+    const bool isGone = m_state == EState::Finished;
+    const EState state = isGone ? EState::Finished : EState::Running;
+    const uint32_t waitMs = isGone ? std::min(timeoutMs, kMaxWaitWhenGoneMs) : timeoutMs;
+    const auto until = now + std::chrono::milliseconds(waitMs);
+    for (bool isTimeLeft = true; isTimeLeft && !IsReady(acquisition, state, m_forFetch);) {
+        if (waitMs == kForever) {
             m_changed.Wait(m_mutex);
         } else {
             isTimeLeft = m_changed.WaitUntil(m_mutex, until);
@@ -176,7 +181,7 @@ void CFrameBuffer::DropSeen() {
 
 FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {
     const CLock lock(m_mutex);
-    while (!IsReady(acquisition, m_forCallback)) {
+    while (!IsReady(acquisition, EState::Running, m_forCallback)) {
         m_changed.Wait(m_mutex);
     }
     if (acquisition != m_acquisition || m_forCallback.empty()) {

@@ -42,6 +42,7 @@ public:
     static constexpr uint32_t kDefaultNodes = 3;
     static constexpr uint32_t kMaxNodes = 256;
     static constexpr uint32_t kForever = UINT32_MAX;
+    static constexpr uint32_t kMaxWaitWhenGoneMs = 1000;
 
     explicit CFrameBuffer(NodeMaker maker) : m_maker(std::move(maker)) {}
 
@@ -63,7 +64,8 @@ public:
     // ---- The application's side ----
 
     // Lends the oldest frame; OX_CC_E_NO_DATA when there is none in time, OX_CC_E_NO_BUFFER_SPACE when its
-    // image is longer than maxBytes (it stays then), OX_CC_E_BUFFER_FULL when too many are lent already.
+    // image is longer than maxBytes (it stays then), OX_CC_E_BUFFER_FULL when too many are lent already. The end
+    // of the acquisition ends the wait. On a camera that is gone already it lasts no longer than kMaxWaitWhenGoneMs.
     int Fetch(uint32_t timeoutMs, uint64_t maxBytes, FrameNode** node);
     // False when no frame with this image is lent.
     bool Return(const uint8_t* image);
@@ -83,9 +85,10 @@ private:
     void DropUser(FrameNode* node) OX_REQUIRES(m_mutex);
     void DropOldest(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
     void Clear(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
-    // Whether the acquisition is over or the queue has a frame.
-    bool IsReady(uint32_t acquisition, const std::vector<FrameNode*>& queue) const OX_REQUIRES(m_mutex) {
-        return acquisition != m_acquisition || m_state != EState::Running || !queue.empty();
+    // Whether the acquisition has left the state or the queue has a frame.
+    bool IsReady(uint32_t acquisition, EState state, const std::vector<FrameNode*>& queue) const
+        OX_REQUIRES(m_mutex) {
+        return acquisition != m_acquisition || m_state != state || !queue.empty();
     }
 
     const NodeMaker m_maker;
