@@ -213,7 +213,7 @@ bool CAravisStream::Fill(AravisNode* node, ArvBuffer* buffer) {
     // Bits of a pixel are part of its format's number.
     const uint64_t bits = (node->m_info.enPixelType >> 16) & 0xFF;
     const uint64_t pixels = static_cast<uint64_t>(node->m_info.nWidth) * node->m_info.nHeight;
-    return node->m_info.nFrameLen >= (pixels * bits + 7) / 8;
+    return bits > 0 && node->m_info.nFrameLen >= (pixels * bits + 7) / 8;
 }
 
 bool CAravisStream::FillChunks(AravisNode* node, size_t payloadBytes) {

@@ -61,11 +61,12 @@ bool AcceptOnlyFrom(uint32_t cameraIp, const Endpoint& local) {
         return false;
     }
     const auto until = std::chrono::steady_clock::now() + kMaxDrain;
-    for (int waitingBytes = 1; waitingBytes > 0 && std::chrono::steady_clock::now() < until;) {
-        std::this_thread::sleep_for(kDrainPoll);
+    int waitingBytes = 1;
+    while (waitingBytes > 0 && std::chrono::steady_clock::now() < until) {
         if (ioctl(descriptor, FIONREAD, &waitingBytes) != 0) {
             break;
         }
+        std::this_thread::sleep_for(kDrainPoll); // the last one has been taken, and is being looked at
     }
     return true;
 }

@@ -169,6 +169,7 @@ const std::tuple<const char*, EMark, const char*, std::vector<Spoil>> kRows[] = 
      {Set(kNetworks, std::vector{Ipv4Network{kHostIp, MaskOfLength(32)}}), Wifi(0xC0A8014D)}},
     {"camera address", Problem, "--serial 'S1'\\''; reboot' --set-ip", {Set(&CameraFacts::m_ip, 0x0A000005)}},
     {"camera address", Problem, "the host's own address", {Set(&CameraFacts::m_ip, kHostIp)}},
+    {"camera address", Problem, "10: it does not answer", {Set(&CameraFacts::m_isOutOfReach, true)}},
     {"USB memory", Note, "echo 8192 ", {Set(kPayload, UINT64_MAX)}}, // what is not believed
     {"USB memory", Note, "echo 1000 | sudo tee /sys/module/usbcore/par", {Set(kUsbMemory, 61)}},
     {"USB memory", Ok, "limit is 62", {Set(kUsbMemory, 62), Usb(true)}},

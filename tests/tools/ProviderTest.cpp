@@ -3,9 +3,13 @@
 #include "tests/support/Files.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/PlayedRecording.h"
+#include "tools/ox3d/Status.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxCameraControl.h>
+#include <set>
 
 namespace ox3d::tool {
 namespace {
@@ -61,6 +65,15 @@ TEST_F(Provider, ThatIsMissingIsRefusedWithThoseThatAreThere) {
     EXPECT_THAT([&] { Choose(Add("with:colon")); }, refuses("must not contain"));
     // A folder of that name is here, but none that is installed.
     EXPECT_THAT([&] { ChooseProvider("zoo", "/none", ""); }, refuses("at zoo; installed in /none: none"));
+}
+
+TEST(Status, HasASentenceOfItsOwnWhereItIsTheLibrarys) {
+    std::set<std::string> sentences;
+    for (const uint32_t number : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15, 255}) {
+        sentences.insert(StatusText(OX3D_RGBD_E_HANDLE + number).substr(0, 12));
+    }
+    EXPECT_EQ(sentences.size(), 16U);
+    EXPECT_EQ(sentences.count(StatusText(OX_CC_E_NO_DATA).substr(0, 12)), 0U);
 }
 
 TEST_F(Provider, ComesFirstInTheLibraryPathWhichGetsNoEmptyEntry) {

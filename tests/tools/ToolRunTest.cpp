@@ -205,7 +205,9 @@ TEST_F(ToolRun, NetworkShowsACameraInAWrongSubnetAndMovesIt) {
 }
 
 TEST_F(ToolRun, DoctorsExitCodeSaysWhetherItFoundAProblem) {
-    UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10", "serial = E2"});
+    UseCameras({"serial = E1\nip = 10.9.8.7\nhost_ip = 198.51.100.10", "serial = E2",
+                "serial = E3\nfault = deny_open"});
+    EXPECT_TRUE(Start({"doctor"}).WaitForOutput("packet size: E3: not asked, it is in use\n"));
     // Depth and three planes of color of 640 x 480, and a header.
     EXPECT_THAT(Run({"doctor", "--serial", "E1"}, 8,
                     {"problem  camera address: E1: 10.9.8.7", "packet size: E1: 1500 bytes",

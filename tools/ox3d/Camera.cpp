@@ -66,6 +66,21 @@ bool IsFree(const DeviceRecord& record) {
     return OX3D_RGBD_CamIsAccessible(&copy, kExclusive) == 1;
 }
 
+// Only an opening that fails tells why.
+EReach ReachOf(const DeviceRecord& record) {
+    if (IsFree(record)) {
+        return EReach::Free;
+    }
+    DeviceRecord copy = record;
+    void* handle = nullptr;
+    const uint32_t status = OX3D_RGBD_OpenDevice(&handle, &copy);
+    if (status == OX3D_RGBD_OK) {
+        OX3D_RGBD_CloseDevice(&handle);
+        return EReach::Free;
+    }
+    return status == OX3D_RGBD_E_CAMERA_07 ? EReach::OutOfReach : EReach::InUse;
+}
+
 std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider) {
     std::vector<DeviceRecord> cameras(kMaxCameras);
     uint32_t count = 0;

@@ -31,6 +31,13 @@ std::string AddressOf(const DeviceRecord& record);
 std::string MacText(const DeviceRecord& record);
 // Whether a new session could have the camera for itself.
 bool IsFree(const DeviceRecord& record);
+// Of a camera that is listed.
+enum class EReach {
+    Free,
+    InUse,
+    OutOfReach // it answers the search, but not at its address
+};
+EReach ReachOf(const DeviceRecord& record);
 
 // Throws CToolError when the cameras cannot be enumerated.
 std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider);

@@ -1,40 +1,44 @@
-// Statuses of the library as text. Codes that only ever pass through from the camera-control library stay
-// numbers: their meaning is that library's.
+// Statuses of the library as text. What is no status of the library is a code that only passed through from the
+// camera-control library, and stays a number: its meaning is that library's.
 #include "tools/ox3d/Status.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace ox3d::tool {
 namespace {
 
+struct StatusRow {
+    uint32_t m_status;
+    const char* m_meaning;
+};
+
+constexpr StatusRow kRows[] = {
+    {OX3D_RGBD_OK, "success"},
+    {OX3D_RGBD_E_HANDLE, "no such camera handle, or a general error"},
+    {OX3D_RGBD_E_CAMERA, "the camera refused or does not support this"},
+    {OX3D_RGBD_E_CAMERA_02, "too many frames are held at once"},
+    {OX3D_RGBD_E_STATE, "not possible in this state"},
+    {OX3D_RGBD_E_PARAMETER, "unknown name or a value that is not allowed"},
+    {OX3D_RGBD_E_MEMORY, "out of memory"},
+    {OX3D_RGBD_E_NO_DATA, "no data"},
+    {OX3D_RGBD_E_CAMERA_07, "the camera does not answer, or does not allow this now"},
+    {OX3D_RGBD_E_CAMERA_08, "the camera's version does not fit the camera-control library's"},
+    {OX3D_RGBD_E_CAMERA_09, "the frame is larger than the room for it"},
+    {OX3D_RGBD_E_CAMERA_0A, "the image is damaged"},
+    {OX3D_RGBD_E_LOAD_LIBRARY, "the camera-control library cannot be loaded"},
+    {OX3D_RGBD_E_ALGORITHM, "depth cannot be converted; images below 640 x 480 are too small"},
+    {OX3D_RGBD_E_CAMERA_0E, "access denied; another application may hold the camera"},
+    {OX3D_RGBD_E_CAMERA_0F, "value out of the feature's range"},
+    {OX3D_RGBD_E_UNKNOWN, "the camera-control library failed without saying why"},
+};
+
 const char* Meaning(uint32_t status) {
-    switch (status) {
-    case OX3D_RGBD_OK:
-        return "success";
-    case OX3D_RGBD_E_HANDLE:
-        return "no such camera handle, or a general error";
-    case OX3D_RGBD_E_CAMERA:
-        return "the camera refused or does not support this";
-    case OX3D_RGBD_E_STATE:
-        return "not possible in this state";
-    case OX3D_RGBD_E_PARAMETER:
-        return "unknown name or a value that is not allowed";
-    case OX3D_RGBD_E_MEMORY:
-        return "out of memory";
-    case OX3D_RGBD_E_NO_DATA:
-        return "no data";
-    case OX3D_RGBD_E_LOAD_LIBRARY:
-        return "the camera-control library cannot be loaded";
-    case OX3D_RGBD_E_ALGORITHM:
-        return "depth cannot be converted; images below 640 x 480 are too small";
-    case OX3D_RGBD_E_CAMERA_0E:
-        return "access denied; another application may hold the camera";
-    case OX3D_RGBD_E_CAMERA_0F:
-        return "value out of the feature's range";
-    default:
-        return "code of the camera-control library";
-    }
+    const auto* const row = std::find_if(std::begin(kRows), std::end(kRows),
+                                         [=](const StatusRow& each) { return each.m_status == status; });
+    return row != std::end(kRows) ? row->m_meaning : "code of the camera-control library";
 }
 
 } // namespace

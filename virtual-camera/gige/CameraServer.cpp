@@ -10,6 +10,7 @@ namespace ox3d::gige {
 namespace {
 
 constexpr int kTickMs = 20;
+constexpr std::chrono::milliseconds kMoveRetry{500};
 
 } // namespace
 
@@ -51,15 +52,18 @@ bool CCameraServer::Move(uint32_t ip, std::string* error) {
     return isOpen;
 }
 
-void CCameraServer::FollowAddress() {
+// To another address, or to its own once the host has it.
+void CCameraServer::FollowAddress(Time now) {
     const uint32_t ip = m_model.Identity().m_ip;
+    const bool isNew = ip != m_ip;
     std::string error;
-    if (ip == m_ip) {
+    if (!isNew && (m_unicast.IsOpen() || now < m_nextMove)) {
         return;
     }
+    m_nextMove = now + kMoveRetry;
     if (Move(ip, &error)) {
         Say("is at " + Ipv4Text(ip) + " now");
-    } else {
+    } else if (isNew) {
         Say("can only be found by broadcast now: " + error);
     }
 }
@@ -72,7 +76,7 @@ void CCameraServer::Run(const std::stop_token& stop) {
             m_control.Tick(std::chrono::steady_clock::now());
             ReceiveFrom(m_broadcast, true);
             ReceiveFrom(m_unicast, false);
-            FollowAddress();
+            FollowAddress(std::chrono::steady_clock::now());
         } catch (const std::bad_alloc&) {
             Say("no memory for a command");
         }
@@ -92,8 +96,10 @@ void CCameraServer::ReceiveFrom(const CUdpSocket& socket, bool isBroadcast) {
         }
         const ByteView datagram(buffer.data(), *received);
         const Bytes answer = m_control.Handle(datagram, from, isBroadcast, std::chrono::steady_clock::now());
-        if (!answer.empty()) {
-            (m_unicast.IsOpen() ? m_unicast : m_broadcast).Send(answer, m_control.AnswerTo(datagram, from));
+        const Endpoint to = m_control.AnswerTo(datagram, from);
+        // Nothing goes out from an address that the host has lost.
+        if (!answer.empty() && !(m_unicast.IsOpen() && m_unicast.Send(answer, to))) {
+            m_broadcast.Send(answer, to);
         }
     }
 }

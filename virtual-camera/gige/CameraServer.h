@@ -19,7 +19,7 @@ public:
 private:
     bool OpenBroadcast(std::string* error);
     bool Move(uint32_t ip, std::string* error);
-    void FollowAddress();
+    void FollowAddress(Time now);
     void Run(const std::stop_token& stop);
     void ReceiveFrom(const CUdpSocket& socket, bool isBroadcast);
     void Say(const std::string& text) const;
@@ -32,6 +32,7 @@ private:
     CUdpSocket m_broadcast;
     CUdpSocket m_unicast; // closed while the camera has an address that this host does not have
     uint32_t m_ip = 0;
+    Time m_nextMove; // when an address is tried again that the host did not have
     std::jthread m_thread;
 };
 

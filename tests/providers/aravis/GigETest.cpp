@@ -1,12 +1,20 @@
 // GigETest.cpp - the provider over Aravis with cameras on a private network, in a process of their own, and what only
 // those have: packets that get lost, and control that runs out.
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <memory>
+#include <random>
 #include <thread>
 
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
 #include "tests/support/Process.h"
 #include "tests/support/Waiting.h"
+#include "virtual-camera/gige/CameraSocket.h"
+#include "virtual-camera/gige/GvspFrame.h"
 
 namespace ox3d::test {
 
@@ -85,6 +93,65 @@ TEST(GigEStream, TakesNoFramesWhoseChunksLieAboutTheirLength) {
     EXPECT_EQ(camera.Fetch(0), kNoData);
 }
 
+Endpoint StreamPort(const CHandle& camera) {
+    const auto port = Value(CC(OX_CC_GetIntValueEx), camera, "GevSCPHostPort").nCurValue;
+    return {camera.Record().stGigEInfo.nNetExport, static_cast<uint16_t>(port)};
+}
+
+TEST(GigEStream, LosesFramesThatAreNoImageOfTheSizeTheyAnnounce) {
+    const COpenCamera camera;
+    camera.Set("TriggerMode", 1);
+    camera.Start();
+    camera.Trigger();
+    EXPECT_EQ(camera.Fetch(), 1);
+    CUdpSocket sender; // has the camera's address
+    ASSERT_TRUE(sender.Open({camera.Record().stGigEInfo.nCurrentIp, 0}));
+    const std::tuple<uint32_t, uint32_t, size_t> forged[] = {
+        {64, kPixelDepth, 0}, {64, kPixelDepth, 6140}, {0, kPixelDepth, 0}, {64, 0, 100}};
+    for (const auto& [width, format, lengthBytes] : forged) {
+        gige::GvspFrame frame;
+        frame.m_blockId = static_cast<uint16_t>(camera.Lost() + 2);
+        frame.m_width = width;
+        frame.m_height = 48;
+        frame.m_pixelFormat = format;
+        frame.m_payload.resize(lengthBytes);
+        frame.m_dataBytes = 8000;
+        gige::GvspPacket packet;
+        for (uint32_t id = 0; id < frame.Packets(); ++id) {
+            gige::MakeGvspPacket(frame, id, &packet);
+            gige::SendPackets(sender, {&packet, 1}, StreamPort(camera));
+        }
+        EXPECT_TRUE(Eventually([&] { return camera.Lost() == frame.m_blockId - 1; })) << lengthBytes;
+    }
+    for (int block = 2; block <= 6; ++block) { // the first four are none that the forged ones were not
+        camera.Trigger();
+    }
+    EXPECT_EQ(camera.Fetch(), 6);
+}
+
+// Without the capability frames come by plain UDP: that of the thread that starts counts.
+TEST(GigEStream, TakesNoDatagramsOfOtherHosts) {
+    const COpenCamera camera;
+    std::thread([&] {
+        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+        __user_cap_data_struct none[2] = {};
+        EXPECT_EQ(syscall(SYS_capset, &header, none), 0);
+        camera.Start();
+    }).join();
+    CUdpSocket noise;
+    ASSERT_TRUE(noise.Open({0x7F000063, 0}));
+    const Endpoint port = StreamPort(camera);
+    std::mt19937 dice(10);
+    for (int sent = 0; sent < 400; ++sent) {
+        std::vector<uint8_t> bytes(dice() % 1500);
+        std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(dice()); });
+        noise.Send(bytes, port);
+        if (sent % 40 == 0) {
+            ASSERT_GT(camera.Fetch(), 0); // as it was sent
+        }
+    }
+}
+
 TEST(GigEStream, FindsThePacketSizeOfThePath) {
     const COpenCamera camera;
     EXPECT_EQ(CC(OX_CC_GetOptimalPacketSize)(camera), 9000);
@@ -153,6 +220,13 @@ TEST(GigEDiscovery, FindsACameraOfAnotherSubnetAndBringsItBackForGood) {
     ASSERT_EQ(CC(OX_GIGE_ForceIpEx)(camera, 0x0A010203, 0xFFFFFF00, 0x0A010201), 0);
     ASSERT_EQ(List().size(), 1U);
     EXPECT_EQ(List().at(0).stGigEInfo.nCurrentIp, 0x0A010203U);
+    for (const char* change : {"add", "del"}) { // the host gets the camera's address, and loses it again
+        ASSERT_EQ(std::system((std::string("ip address ") + change + " 10.1.2.3/32 dev lo").c_str()), 0);
+        OX_CC_DEVICE_INFO record = List().at(0);
+        EXPECT_TRUE(Eventually([&] {
+            return CC(OX_CC_IsDeviceAccessible)(&record, OX_CC_ACCESS_EXCLUSIVE) == (*change == 'a');
+        }));
+    }
     EXPECT_EQ(CC(OX_GIGE_SetIpConfig)(camera, OX_GIGE_IP_CFG_DHCP), kGone);
     EXPECT_EQ(CC(OX_GIGE_SetIpConfig)(camera, OX_GIGE_IP_CFG_STATIC), 0);
     EXPECT_EQ(CC(OX_GIGE_ForceIpEx)(camera, 0x7F000055, 0xFF000000, 0x7F000009), 0);

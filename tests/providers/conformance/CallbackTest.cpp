@@ -176,6 +176,24 @@ TEST(ImageCallback, MayStopAndStartAgainFromInside) {
     EXPECT_EQ(camera.m_seen.Get().m_numbers[2], 1U);
 }
 
+// A program that hands frames on registers its own function again when it has nobody to hand them to.
+TEST(ImageCallback, HasHadItsFramesForThoseWhoFetchNext) {
+    CObservedCamera camera;
+    camera.Set("TriggerMode", 1);
+    camera.Start();
+    for (const bool isOn : {true, false}) {
+        for (int i = 0; i < 2; ++i) {
+            camera.Trigger();
+        }
+        ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, isOn ? 2 : 5));
+        ASSERT_TRUE(camera.WaitUntilLeft());
+        camera.Register(isOn);
+        EXPECT_EQ(camera.Fetch(0), kNoData);
+        camera.Trigger();
+        EXPECT_EQ(camera.Fetch(), isOn ? 3 : 6);
+    }
+}
+
 // The thread that starts may hold a lock that the callback wants.
 TEST(ImageCallback, ThatHasStoppedHoldsUpNoStart) {
     CFlag hasStopped;

@@ -226,7 +226,8 @@ TEST(Unplug, LeavesTheLastFramesAndThenCleanCodes) {
     }
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(camera.Fetch(50), kNoData);
-    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50)) << "a loop would spin";
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50))
+        << "a loop would spin";
     OX_CC_INT_VALUE_EX value{};
     EXPECT_EQ(CC(OX_CC_GetIntValueEx)(camera, "Width", &value), kGone);
     EXPECT_EQ(CC(OX_CC_SetCommandValue)(camera, "TriggerSoftware"), kGone);

@@ -26,8 +26,10 @@ uint64_t CountOf(const CCamera& camera, const char* feature) {
 
 // Opens the camera for it, so only where no other application has it.
 void AskCamera(const ProviderChoice& provider, const DeviceRecord& record, CameraFacts* facts) {
-    if (!IsFree(record)) {
-        facts->m_whyNotAsked = "it is in use or out of reach";
+    const EReach reach = ReachOf(record);
+    facts->m_isOutOfReach = reach == EReach::OutOfReach;
+    if (reach != EReach::Free) {
+        facts->m_whyNotAsked = facts->m_isOutOfReach ? "it is out of reach" : "it is in use";
         return;
     }
     try {

@@ -276,12 +276,18 @@ void JudgeCameraAddresses(const HostFacts& facts, Findings& findings) {
     const std::vector<HostAddress> host = AddressesOf(facts.m_interfaces);
     for (const CameraFacts& camera : facts.m_cameras) {
         const EFit fit = FitOf({camera.m_ip, camera.m_mask}, camera.m_hostIp, host);
-        if (fit == EFit::WrongSubnet || fit == EFit::HostsOwn) {
+        const bool isMisplaced = fit == EFit::WrongSubnet || fit == EFit::HostsOwn;
+        if (isMisplaced || camera.m_isOutOfReach) {
             findings.push_back({EMark::Problem,
                                 "camera address",
                                 camera.m_serial + ": " + Ipv4Text(camera.m_ip) + ", seen by " +
-                                    Ipv4Text(camera.m_hostIp) + ": " + FitText(fit),
-                                "It is found but cannot be opened. Put in a free address of that subnet:",
+                                    Ipv4Text(camera.m_hostIp) + ": " +
+                                    (isMisplaced ? FitText(fit) : "it does not answer there"),
+                                std::string("It is found but cannot be opened. ") +
+                                    (isMisplaced ? ""
+                                                 : "Another device may have its address, a firewall "
+                                                   "may be in the way, or a route is missing. ") +
+                                    "Put in a free address of that subnet:",
                                 {ShellWord(facts.m_tool) + " network --serial " + ShellWord(camera.m_serial) +
                                  " --set-ip ADDRESS"}});
         }

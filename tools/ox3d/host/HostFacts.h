@@ -42,6 +42,7 @@ struct CameraFacts {
     std::string m_whyNotAsked;
     uint32_t m_packetSizeBytes = 0; // 0: it does not say
     uint64_t m_payloadBytes = 0;    // 0: it does not say
+    bool m_isOutOfReach = false; // answers the search by broadcast, but nothing that is sent to its address
 };
 
 struct HostFacts {
