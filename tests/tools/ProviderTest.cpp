@@ -69,11 +69,14 @@ TEST_F(Provider, ThatIsMissingIsRefusedWithThoseThatAreThere) {
 
 TEST(Status, HasASentenceOfItsOwnWhereItIsTheLibrarys) {
     std::set<std::string> sentences;
-    for (const uint32_t number : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15, 255}) {
-        sentences.insert(StatusText(OX3D_RGBD_E_HANDLE + number).substr(0, 12));
+    const auto add = [&](uint32_t status) {
+        const std::string text = StatusText(status);
+        return sentences.insert(text.substr(0, text.rfind(" ("))).second;
+    };
+    for (const uint32_t number : {255, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15}) {
+        EXPECT_TRUE(add(OX3D_RGBD_E_HANDLE + number)) << number;
     }
-    EXPECT_EQ(sentences.size(), 16U);
-    EXPECT_EQ(sentences.count(StatusText(OX_CC_E_NO_DATA).substr(0, 12)), 0U);
+    EXPECT_TRUE(add(OX_CC_E_NO_DATA) && !add(OX_CC_E_SUPPORT)) << "codes that pass through";
 }
 
 TEST_F(Provider, ComesFirstInTheLibraryPathWhichGetsNoEmptyEntry) {
