@@ -48,6 +48,20 @@ bool IsRegular(const struct stat& status) {
     return (status.st_mode & S_IFMT) == S_IFREG;
 }
 
+constexpr int kOpenFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+constexpr int kMaxAttempts = 3; // another process may make or remove the file meanwhile
+
+// The check comes after opening: what is checked is what is used.
+int OnlyRegular(int descriptor) {
+    struct stat status {};
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !IsRegular(status))) {
+        close(descriptor);
+        errno = 0;
+        return -1;
+    }
+    return descriptor;
+}
+
 template <class Container>
 bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Container* out) {
     const CDescriptor file(OpenLocalFile(path.c_str()));
@@ -81,14 +95,23 @@ bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Co
 } // namespace
 
 int OpenLocalFile(const char* path) noexcept {
-    const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat status {};
-    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !IsRegular(status))) {
-        close(descriptor);
-        errno = 0;
-        return -1;
+    return OnlyRegular(open(path, O_RDONLY | kOpenFlags));
+}
+
+int AppendToLocalFile(const char* path) noexcept {
+    constexpr int kFlags = O_RDWR | O_APPEND | kOpenFlags;
+    constexpr mode_t kMode = 0666;
+    int descriptor = -1;
+    for (int attempt = 0; attempt < kMaxAttempts && descriptor < 0; ++attempt) {
+        descriptor = open(path, kFlags);
+        if (descriptor < 0 && errno == ENOENT) {
+            descriptor = open(path, kFlags | O_CREAT | O_EXCL, kMode); // follows no link
+        }
+        if (descriptor < 0 && errno != EEXIST) {
+            return -1;
+        }
     }
-    return descriptor;
+    return OnlyRegular(descriptor);
 }
 
 bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::vector<uint8_t>* out,

@@ -29,6 +29,9 @@ uint64_t LocalFileBytes(const std::string& path);
 // something else. The check comes after opening, and opening a pipe of that name does not wait for its writer.
 int OpenLocalFile(const char* path) noexcept;
 
+// The same of a file that is read and appended to, made where there is none. A link to nothing is no file.
+int AppendToLocalFile(const char* path) noexcept;
+
 } // namespace ox3d
 
 #endif

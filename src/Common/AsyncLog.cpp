@@ -11,6 +11,7 @@
 #include <ctime>
 #include <new>
 
+#include "base/Cancellation.h"
 #include "base/NeverDestroyed.h"
 #include "base/SignalMask.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
@@ -22,7 +23,6 @@ constexpr uint32_t kLineSizeBytes = 8192;
 constexpr uint32_t kLevelSizeBytes = 4;
 constexpr uint32_t kDefaultSizeLimitBytes = 0x500000;
 constexpr useconds_t kWriterPollUs = 5000;
-constexpr size_t kNameSizeBytes = 256;
 
 constexpr const char* kLevelNames[] = {"Null", "Error", "Warning", "Info", "All"};
 
@@ -99,6 +99,7 @@ __attribute__((format(printf, 4, 0))) bool FormatLine(char* out, const char* sou
 __attribute__((format(printf, 5, 0))) void QueueLine(SharedLog& state, _TRACE_LEVEL_ level,
                                                      const char* sourceFile, int line, const char* format,
                                                      va_list args) OX_REQUIRES(state.m_mutex) {
+    const ox3d::CCancellationOff off; // a callback may have cancelled its thread, and the caller is noexcept
     COxAsyncLog* const log = UsableInstance(state);
     if (log == nullptr || sourceFile == nullptr || format == nullptr || level > TRACE_LEVEL_ALL) {
         return;
@@ -265,61 +266,6 @@ uint32_t COxAsyncLog::CreateLogFile(const char* name, int append) noexcept {
     return status;
 }
 
-// CreateLogFile without the release, which would join the writer: the writer calls this one.
-uint32_t COxAsyncLog::OpenLogFile(const char* name, int append) noexcept {
-    if (name == nullptr || (append != 0 && append != 1)) {
-        puts("Invaile input value!\r");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    if (strnlen(name, kNameSizeBytes + 1) > kNameSizeBytes) {
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    CloseLogFile();
-    m_file = fopen(name, append == 1 ? "ab+e" : "wb+e"); // 'e': not inherited by programs that are started
-    if (m_file == nullptr) {
-        return OX3D_RGBD_E_MEMORY;
-    }
-    // Every line is flushed at once anyway; without a buffer a forked child has none to flush a second time.
-    setvbuf(m_file, nullptr, _IONBF, 0);
-    return OX3D_RGBD_OK;
-}
-
-void COxAsyncLog::CloseLogFile() noexcept {
-    if (m_file != nullptr) {
-        fclose(m_file);
-        m_file = nullptr;
-    }
-}
-
-uint32_t COxAsyncLog::BackUpLogFile(const char* primaryName, const char* backupName) noexcept {
-    if (primaryName == nullptr || backupName == nullptr) {
-        puts("Invaile input value!\r");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    char primary[kNameSizeBytes];
-    char backup[kNameSizeBytes];
-    snprintf(primary, sizeof(primary), "%s", primaryName);
-    snprintf(backup, sizeof(backup), "%s", backupName);
-    bool isFound = access(primary, F_OK) == 0;
-    if (!isFound) {
-        isFound = access(primary, F_OK) == 0; // another process may just have been replacing it
-    }
-    if (!isFound) {
-        puts("Failed find log file!\r");
-        return OX3D_RGBD_E_PARAMETER;
-    }
-    if (access(backup, F_OK) == 0) {
-        const bool isRemoved = remove(backup) == 0;
-        printf("%s to delete the log file(%s)!\r\n", isRemoved ? "succeed" : "fail", backup);
-    }
-    // A failed rename is reported and counts as success: the caller then truncates the primary, so that the
-    // log stays within its size whatever happens to the backup.
-    const bool isRenamed = rename(primary, backup) == 0;
-    printf("%s change the filename form (%s) to (%s)!\r\n", isRenamed ? "Success" : "Failed", primary,
-           backup);
-    return OX3D_RGBD_OK;
-}
-
 void* COxAsyncLog::WriteLogThread(void* self) noexcept {
     if (self != nullptr) {
         static_cast<COxAsyncLog*>(self)->WriteLogThreadProc();
@@ -339,36 +285,6 @@ void COxAsyncLog::WriteLogThreadProc() noexcept {
             m_bufCtrl->CommitRead();
         }
     }
-}
-
-// False when the node must not be committed.
-bool COxAsyncLog::WriteNode(const DATA_NODE* node) noexcept {
-    int32_t level = 0;
-    if (node->m_extraBuf != nullptr) {
-        memcpy(&level, node->m_extraBuf, sizeof(level));
-    }
-    if (level > m_level || m_file == nullptr) {
-        return true;
-    }
-    const char* const text = reinterpret_cast<const char*>(node->m_mainBuf);
-    fwrite(text, 1, strnlen(text, node->m_mainSizeBytes), m_file);
-    fflush(m_file);
-    const long position = ftell(m_file);
-    return position < 0 || static_cast<uint64_t>(position) < m_sizeLimitBytes || RotateLogFile();
-}
-
-bool COxAsyncLog::RotateLogFile() noexcept {
-    CloseLogFile();
-    if (BackUpLogFile(m_primaryName, m_backupName) != OX3D_RGBD_OK) {
-        printf("Failed renmame logfile name (%s) to (%s)!\r\n", m_primaryName, m_backupName);
-        return false;
-    }
-    if (OpenLogFile(m_primaryName, 0) != OX3D_RGBD_OK) {
-        m_running = 0; // the next call of the log joins this thread and frees the rest
-        printf("Failed create log file (%s)!\r\n", m_primaryName);
-        return false;
-    }
-    return true;
 }
 
 uint32_t CreateAsyncLog(const char* dir, unsigned int logSizeMiB) noexcept {

@@ -9,11 +9,14 @@
 #define OX3D_COMMON_ASYNC_LOG_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
 #include "src/Common/BufCtrl.h"
 #include "src/Common/Thread.h"
+
+struct stat;
 
 enum _TRACE_LEVEL_ : uint32_t {
     TRACE_LEVEL_NULL = 0,
@@ -22,6 +25,8 @@ enum _TRACE_LEVEL_ : uint32_t {
     TRACE_LEVEL_INFO = 3,
     TRACE_LEVEL_ALL = 4
 };
+
+constexpr size_t kLogNameBytes = 256;
 
 // The logger itself. Not thread-safe: the functions below call it under the process-wide mutex.
 class COxAsyncLog {
@@ -58,7 +63,10 @@ private:
     bool StartWriter() noexcept;
     void WriteLogThreadProc() noexcept;
     [[nodiscard]] bool WriteNode(const DATA_NODE* node) noexcept;
-    [[nodiscard]] bool RotateLogFile() noexcept;
+    [[nodiscard]] bool IsMovedAway(const struct stat& own) const noexcept;
+    [[nodiscard]] bool FollowName() noexcept;
+    [[nodiscard]] bool RotateLogFile(const struct stat& own) noexcept;
+    void Unlock(bool isLocked) noexcept;
 
     FILE* m_file;
     CBufCtrl* m_bufCtrl;
@@ -66,8 +74,8 @@ private:
     OX_THREAD_HANDLE m_thread;
     std::atomic<int32_t> m_level;
     std::atomic<int32_t> m_debugMode;
-    char m_primaryName[256];
-    char m_backupName[256];
+    char m_primaryName[kLogNameBytes];
+    char m_backupName[kLogNameBytes];
     uint32_t m_sizeLimitBytes;
 };
 

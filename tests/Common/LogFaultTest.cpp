@@ -1,11 +1,11 @@
 // Rotation, and what the log does when files, threads or processes let it down.
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 
 #include "tests/Common/TestFolder.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
@@ -13,6 +13,13 @@
 namespace {
 
 const std::string kRenames = " change the filename form (Ox3dRgbd_00.log) to (Ox3dRgbd_01.log)!\r\n";
+
+void SignalOthers(int signalNumber) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        const int taskIndex = std::stoi(task.path().filename().string());
+        EXPECT_TRUE(taskIndex == getpid() || tgkill(getpid(), taskIndex, signalNumber) == 0);
+    }
+}
 
 // A logger beside the one of the process, with its standard output caught.
 class LogRotation : public CTestFolder {
@@ -72,31 +79,66 @@ TEST_F(LogRotation, WithoutTheFileLosesLinesButConsumesThem) {
     EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
-TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
-    ASSERT_EQ(mkfifo(kPrimary, 0600), 0);
-    const int reader = open(kPrimary, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    const auto expected = static_cast<size_t>(fcntl(reader, F_GETPIPE_SZ)) / 8192 + 9; // pipe and queue
+TEST_F(LogRotation, OfOneProcessLosesNothingOfAnother) {
+    WriteFile(kPrimary, std::string((1U << 20) - 6, '.'));
+    COxAsyncLog other;
+    ASSERT_EQ(other.Init(nullptr, 1), OX3D_RGBD_OK);
     Start(1);
+    const auto add = [](COxAsyncLog& log, const char* text, const char* file, const std::string& end) {
+        log.AddtoList(TRACE_LEVEL_NULL, text, static_cast<unsigned int>(strlen(text)));
+        EXPECT_TRUE(Eventually([&] { return ReadFile(file).ends_with(end); })) << text;
+    };
+    add(other, "123456", kBackup, ".123456");
+    add(m_log, "7", kBackup, ".1234567"); // this one finds the file moved
+    add(m_log, "8", kPrimary, "8");
+    add(other, "9", kPrimary, "89");
+    EXPECT_EQ(StopAndGetOutput(), "Success" + kRenames) << "nobody rotates the new file";
+    Start(0);
+    add(m_log, "a", kBackup, "89a");
+    add(m_log, "b", kBackup, "b");
+    StopAndGetOutput();
+    add(other, "after two rotations", kPrimary, "after two rotations");
+}
+
+TEST_F(LogRotation, NeverComesWhereTheNameIsNoFile) {
+    const std::function<void()> makers[] = {
+        [] { EXPECT_EQ(mkfifo(kPrimary, 0600), 0); },
+        [] { EXPECT_EQ(mknod(kPrimary, S_IFSOCK | 0600, 0), 0); },
+        [] { std::filesystem::create_directory(kPrimary); },
+        [] { std::filesystem::create_symlink("nowhere", kPrimary); },
+    };
+    for (const auto& make : makers) {
+        make();
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(m_log.Init(nullptr, 1), OX3D_RGBD_E_MEMORY);
+        EXPECT_EQ(StopAndGetOutput(), "Failed create log file (Ox3dRgbd_00.log)!\r\n");
+        std::filesystem::remove(kPrimary);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
+std::atomic<int> g_standing{0};
+
+// The writer's only open signals are those of faults, which the application's handlers get.
+TEST_F(LogRotation, NeverComesAndLinesAreLostWhileTheWriterStandsStill) {
+    Start(1);
+    signal(SIGTRAP, [](int) {
+        for (g_standing = 1; g_standing == 1;) {
+            usleep(1000);
+        }
+    });
+    SignalOthers(SIGTRAP);
+    EXPECT_TRUE(Eventually([] { return g_standing == 1; }));
     EXPECT_EQ(Add(std::string(8193, 'x')), OX3D_RGBD_E_PARAMETER);
     std::string added;
-    EXPECT_TRUE(Eventually([&] {
-        const char letter = static_cast<char>('a' + added.size());
-        const uint32_t status = Add(std::string(8192, letter));
-        added.append(status == OX3D_RGBD_OK ? 1 : 0, letter);
-        return status == OX3D_RGBD_E_MEMORY && added.size() >= expected;
-    }));
-    EXPECT_EQ(added.size(), expected);
-    std::string written;
-    char bytes[8192];
-    EXPECT_TRUE(Eventually([&] {
-        const ssize_t count = read(reader, bytes, sizeof(bytes));
-        written.append(count > 0 ? 1 : 0, bytes[0]);
-        return count < 0 && written.size() >= added.size();
-    }));
-    EXPECT_EQ(written, added) << "what was queued comes whole and in order";
+    for (char letter = 'a'; Add(std::string(8192, letter)) == OX3D_RGBD_OK; ++letter) {
+        added.append(8192, letter);
+    }
+    EXPECT_EQ(added.size(), size_t{9} * 8192);
+    g_standing = 2;
+    EXPECT_TRUE(Eventually([&] { return ReadFile(kPrimary) == added; })) << "whole and in order";
     StopAndGetOutput();
     EXPECT_EQ(Add("late"), OX3D_RGBD_E_STATE);
-    close(reader);
 }
 
 TEST_F(Log, WriterThatCannotReopenItsFileIsTidiedUpByTheNextCaller) {
@@ -129,10 +171,7 @@ TEST_F(Log, ThatFailedToStartStaysUntilItIsDestroyed) {
 }
 
 TEST_F(Log, WriterLeavesSignalsToTheApplication) {
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        const int taskIndex = std::stoi(task.path().filename().string());
-        EXPECT_TRUE(taskIndex == getpid() || tgkill(getpid(), taskIndex, SIGUSR1) == 0);
-    }
+    SignalOthers(SIGUSR1);
     DestroyAsyncLog(); // a writer that takes the signal ends the process
     sigset_t blocked{};
     pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
