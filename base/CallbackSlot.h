@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <new>
 
 #include "base/Mutex.h"
 
@@ -101,6 +102,14 @@ public:
         while (m_former + m_current > own) {
             m_idle.Wait(m_mutex);
         }
+    }
+
+    // In a forked child, of a slot of its parent: no thread is inside or waits, whatever it looks like.
+    void Renew() OX_NO_THREAD_SAFETY_ANALYSIS {
+        ::new (&m_mutex) CMutex;
+        ::new (&m_idle) CCondition; // to destroy the former one would wait for those that wait
+        m_former = 0;
+        m_current = 0;
     }
 
 private:

@@ -50,7 +50,9 @@ void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
     }
     library = dlopen(kLibraryName, RTLD_LAZY);
     if (library == nullptr) {
+        const char* const reason = dlerror();
         OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
+        OX_LOG_DEBUG("[LoadLibrary] %s\r\n", reason != nullptr ? reason : kLibraryName);
         return nullptr;
     }
     __atomic_store_n(&g_library, library, __ATOMIC_RELEASE);

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/BoundedText.h"
+#include "base/Cancellation.h"
 #include "src/CameraModule/CameraModuleCall.h"
 
 namespace {
@@ -162,8 +163,7 @@ uint32_t CCameraModule::CreateHandle(const OX_CC_DEVICE_INFO* info) {
     OX_LOG_INFO("[CreateHandle] Get Gige Sdk version:(%#x).\r\n", CamFunction(OX_CC_GetSDKVersion)());
 
     m_deviceInfo = *info;
-    void* handle = nullptr;
-    const int code = CamFunction(OX_CC_CreateHandle)(&handle, info);
+    const int code = CamFunction(OX_CC_CreateHandle)(&m_handle, info);
     if (code != 0) {
         const OX_CC_GIGE_DEVICE_INFO& gige = info->stGigEInfo;
         OX_LOG_ERROR("[CreateHandle] camera module OX_CC_CreateHandle fail, macH:(%#x), macL:(%#x), "
@@ -171,10 +171,9 @@ uint32_t CCameraModule::CreateHandle(const OX_CC_DEVICE_INFO* info) {
                      info->nMacAddrHigh, info->nMacAddrLow, gige.nCurrentIp, gige.nNetExport,
                      ox3d::FixedText(gige.chSerialNumber).c_str(), code);
         OX_LOG_ERROR("[CreateHandle] catch a error, nRet:[%#x].\r\n", code);
-        DeInit();
+        DeInit(); // the library may have stored a handle all the same
         return ErrCodeTrans(code);
     }
-    m_handle = handle;
     return OX3D_RGBD_OK;
 }
 
@@ -305,6 +304,7 @@ uint32_t CCameraModule::GetImageBuffer(OX_FRAME_OUT* frame, unsigned int ms) {
         OX_LOG_ERROR("camera module pFrame is null.\r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
+    const ox3d::CCancellationPoint waiting; // what is logged of a failure cannot be cancelled
     return CAM_CALL(OX_CC_GetImageBuffer, frame, ms);
 }
 

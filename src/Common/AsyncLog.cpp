@@ -56,8 +56,8 @@ void AfterForkInParent() OX_NO_THREAD_SAFETY_ANALYSIS {
 
 void AfterForkInChild() OX_NO_THREAD_SAFETY_ANALYSIS {
     SharedLog& state = LogState();
-    OX_LeaveMutex(state.m_mutex.Native());
-    OX_InitializeMutex(state.m_mutex.Native());
+    state.m_mutex.Unlock();
+    state.m_mutex.Renew();
     state.m_abandoned = state.m_instance;
     state.m_instance = nullptr;
     g_isLogDebugMode.store(false, std::memory_order_relaxed);

@@ -56,7 +56,8 @@ public:
     // Waits at most timeoutMs; true when the lock was taken. 0 tries once.
     [[nodiscard]] bool LockFor(uint32_t timeoutMs) noexcept OX_TRY_ACQUIRE(true);
 
-    pthread_mutex_t* Native() noexcept { return &m_mutex; }
+    // In a forked child, of a mutex that a thread of the parent may hold: free again.
+    void Renew() noexcept { OX_InitializeMutex(&m_mutex); }
 
 private:
     pthread_mutex_t m_mutex;

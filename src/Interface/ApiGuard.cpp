@@ -48,7 +48,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
     }
     m_mutex = factory->GetHandleMutex(handle);
     m_signal = factory->GetHandleSignal(handle);
-    if (m_mutex == nullptr || m_signal == nullptr) {
+    if (m_mutex == nullptr || m_signal == nullptr || factory->IsInherited(handle)) {
         return OX3D_RGBD_E_HANDLE;
     }
     if (ox3d::CCallbackScope::IsInsideOwner(handle)) {
@@ -75,7 +75,7 @@ uint32_t CDeviceLock::Enter(void* handle) OX_NO_THREAD_SAFETY_ANALYSIS {
 CDevicePin::CDevicePin(void* handle) {
     const CMyHandleFactory* factory = handle != nullptr ? CMyHandleFactory::GetFactory() : nullptr;
     OX_HANDLE_SIGNAL* signal = factory != nullptr ? factory->GetHandleSignal(handle) : nullptr;
-    if (signal == nullptr) {
+    if (signal == nullptr || factory->IsInherited(handle)) {
         return;
     }
     ++signal->m_inside;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "base/Cancellation.h"
 #include "base/ExceptionBarrier.h"
 #include "src/Interface/HandleFactory.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
@@ -14,9 +15,11 @@ class CManager;
 // How often a waiting callback checks whether another thread has begun to wait for it.
 constexpr uint32_t kLookAgainMs = 2;
 
-// Runs `call`, and turns what it throws into a status.
+// Runs `call`, and turns what it throws into a status. The calling thread cannot be cancelled inside, but for the
+// wait for a frame.
 template <class Call>
 uint32_t ApiBarrier(Call&& call) {
+    const ox3d::CCancellationOff off;
     return ox3d::StatusBarrier<uint32_t>(OX3D_RGBD_E_MEMORY, OX3D_RGBD_E_HANDLE, call);
 }
 

@@ -1,22 +1,40 @@
 // HandleFactory.cpp - see HandleFactory.h.
 #include "src/Interface/HandleFactory.h"
 
+#include <pthread.h>
+
 #include <memory>
 #include <new>
 
+#include "base/CallbackSlot.h"
 #include "base/NeverDestroyed.h"
 #include "src/Manager/Manager.h"
 
 std::atomic<CMyHandleFactory*> CMyHandleFactory::m_pcHandleFactory{nullptr};
 
+namespace {
+
+// A child may open devices of its own, whichever of these a thread of the parent holds.
+[[maybe_unused]] const int g_forkWatch = pthread_atfork(nullptr, nullptr, [] {
+    CHandleFactory::RegistryLock().Renew();
+    CManager::EnumerationLock().Renew();
+});
+
+} // namespace
+
 // The first free entry, or a new one at the head. Under the registry lock.
 template <class Object>
 CHandleFactory::Entry<Object>* CHandleFactory::List<Object>::Occupy(void* handle) {
     for (Entry<Object>* entry = m_head; entry != nullptr; entry = entry->m_next) {
-        if (entry->m_handle == nullptr) {
-            entry->m_handle = handle;
-            return entry;
+        if (entry->m_handle != nullptr) {
+            continue;
         }
+        if (entry->m_process.IsInherited()) {
+            entry->m_object.Renew();
+            entry->m_process.Renew();
+        }
+        entry->m_handle = handle;
+        return entry;
     }
     auto* entry = new (std::nothrow) Entry<Object>;
     if (entry == nullptr) {
@@ -31,19 +49,16 @@ CHandleFactory::Entry<Object>* CHandleFactory::List<Object>::Occupy(void* handle
 
 template <class Object>
 void CHandleFactory::List<Object>::Vacate(void* handle) {
-    for (Entry<Object>* entry = m_head; entry != nullptr; entry = entry->m_next) {
-        if (entry->m_handle == handle) {
-            entry->m_handle = nullptr;
-            return;
-        }
+    if (Entry<Object>* const entry = Find(handle)) {
+        entry->m_handle = nullptr;
     }
 }
 
 template <class Object>
-Object* CHandleFactory::List<Object>::Find(void* handle) const {
+CHandleFactory::Entry<Object>* CHandleFactory::List<Object>::Find(void* handle) const {
     for (Entry<Object>* entry = m_head; handle != nullptr && entry != nullptr; entry = entry->m_next) {
         if (entry->m_handle == handle) {
-            return &entry->m_object;
+            return entry;
         }
     }
     return nullptr;
@@ -85,7 +100,8 @@ void CHandleFactory::UnmapHandleMutex(void* handle) {
 }
 
 COXMutex* CHandleFactory::GetHandleMutex(void* handle) const {
-    return m_mutexes.Find(handle);
+    auto* const entry = m_mutexes.Find(handle);
+    return entry != nullptr ? &entry->m_object : nullptr;
 }
 
 void* CHandleFactory::GetMutexHandle(const COXMutex* mutex) const {
@@ -93,11 +109,17 @@ void* CHandleFactory::GetMutexHandle(const COXMutex* mutex) const {
 }
 
 OX_HANDLE_SIGNAL* CHandleFactory::GetHandleSignal(void* handle) const {
-    return m_signals.Find(handle);
+    auto* const entry = m_signals.Find(handle);
+    return entry != nullptr ? &entry->m_object : nullptr;
 }
 
 void* CHandleFactory::GetSignalHandle(const OX_HANDLE_SIGNAL* signal) const {
     return m_signals.HandleOf(signal);
+}
+
+bool CHandleFactory::IsInherited(void* handle) const {
+    const auto* const entry = m_signals.Find(handle);
+    return entry != nullptr && entry->m_process.IsInherited();
 }
 
 CMyHandleFactory* CMyHandleFactory::CreateFactory() {
@@ -128,4 +150,22 @@ void CMyHandleFactory::DestroyHandle(CManager* manager) {
     const COXLock lock(&RegistryLock());
     UnmapHandleMutex(manager);
     delete manager;
+}
+
+bool CMyHandleFactory::DropInherited(void* handle) {
+    if (!IsInherited(handle)) { // without the lock, which has nothing to do with the closing of a device
+        return false;
+    }
+    const COXLock lock(&RegistryLock());
+    if (!IsInherited(handle)) {
+        return false;
+    }
+    UnmapHandleMutex(handle);
+    if (!ox3d::CCallbackScope::IsInsideOwner(
+            handle)) { // a child that was born in a callback may return from it
+        auto* const manager = static_cast<CManager*>(handle);
+        manager->Abandon();
+        delete manager;
+    }
+    return true;
 }

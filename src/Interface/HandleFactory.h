@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/ForkGuard.h"
 #include "src/Common/Thread.h"
 
 class CManager;
@@ -25,6 +26,12 @@ struct OX_HANDLE_SIGNAL {
     std::atomic<uint32_t> m_inside{0};  // calls inside that do not hold the device lock
     std::atomic<uint32_t> m_waiting{0}; // callbacks that wait for another callback of the device to end
     std::atomic<EHandleState> m_state{EHandleState::Closing};
+
+    // In a forked child: none of the threads is there.
+    void Renew() {
+        m_inside = 0;
+        m_waiting = 0;
+    }
 };
 
 class CHandleFactory {
@@ -40,6 +47,8 @@ public:
     void* GetMutexHandle(const COXMutex* mutex) const;
     OX_HANDLE_SIGNAL* GetHandleSignal(void* handle) const;
     void* GetSignalHandle(const OX_HANDLE_SIGNAL* signal) const;
+    // Whether a forked child has the handle from its parent: its device lock may be held for ever.
+    bool IsInherited(void* handle) const;
 
     // The registry lock.
     static COXMutex& RegistryLock();
@@ -53,7 +62,8 @@ private:
     struct Entry {
         std::atomic<void*> m_handle{nullptr}; // null: free
         Object m_object;
-        Entry* m_next = nullptr; // set before the entry is published
+        ox3d::CForkMark m_process; // that of the handle
+        Entry* m_next = nullptr;   // set before the entry is published
     };
     template <class Object>
     struct List {
@@ -62,7 +72,7 @@ private:
 
         Entry<Object>* Occupy(void* handle);
         void Vacate(void* handle);
-        Object* Find(void* handle) const;
+        Entry<Object>* Find(void* handle) const;
         void* HandleOf(const Object* object) const;
     };
 
@@ -81,6 +91,8 @@ public:
     CManager* CreateHandle();
     // Unregisters and destroys.
     void DestroyHandle(CManager* manager);
+    // The same of an inherited handle, whose camera goes on with the parent. False when it is none.
+    bool DropInherited(void* handle);
 
 private:
     CMyHandleFactory() = default;

@@ -2,6 +2,7 @@
 // handle of its own.
 #include <utility>
 
+#include "base/SignalMask.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Interface/ApiGuard.h"
 #include "src/Interface/ApiLog.h"
@@ -100,6 +101,7 @@ void* CloseBehindCallback(void* argument) {
 
 uint32_t CloseFromCallback(const CDeviceLock& lock) {
     CDeviceState closing(lock.Signal(), EHandleState::Closing);
+    const ox3d::CSignalsBlocked blocked;
     const OX_THREAD_HANDLE thread = OX_CreateThread(nullptr, &CloseBehindCallback, &lock.Manager());
     if (thread == nullptr) {
         return OX3D_RGBD_E_HANDLE;
@@ -142,6 +144,11 @@ uint32_t OX3D_RGBD_CloseDevice(void** handle) {
         if (handle == nullptr) {
             OX_LOG_ERROR(" [OX3D_RGBD_CloseDevice]handle is null.\r\n");
             return OX3D_RGBD_E_HANDLE;
+        }
+        CMyHandleFactory* const factory = CMyHandleFactory::GetFactory();
+        if (factory != nullptr && factory->DropInherited(*handle)) {
+            *handle = nullptr;
+            return OX3D_RGBD_OK;
         }
         const CDeviceLock lock(*handle);
         if (lock.Status() != OX3D_RGBD_OK) {

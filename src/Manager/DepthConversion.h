@@ -34,6 +34,8 @@ public:
     void ReclaimDepth() OX_EXCLUDES(m_mutex);
     // Frees buffers and engine; the calibration stays.
     void Release() OX_EXCLUDES(m_mutex);
+    // In a forked child: no conversion is under way.
+    void Renew() { m_mutex.Renew(); }
 
 private:
     uint32_t EnsureBuffers(uint64_t pixels) OX_REQUIRES(m_mutex);

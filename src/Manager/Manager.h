@@ -78,6 +78,9 @@ public:
     uint32_t Stop();
     uint32_t DeInit();
     uint32_t Release();
+    // In a forked child, before the manager is destroyed: forgets the camera, which is the parent's, without a
+    // word to it, and the locks that threads of the parent may hold.
+    void Abandon();
 
     // ---- Parameters: Manager_Param.cpp ------------------------------------------------------------------
     uint32_t CamSetValue(const char* key, OX3D_RGBD_PARAM* value);
@@ -92,6 +95,10 @@ public:
     uint32_t PropertyExport(const char* file);
     uint32_t FileAccessRead(OX3D_RGBD_FILE_ACCESS* access);
     uint32_t FileAccessWrite(OX3D_RGBD_FILE_ACCESS* access);
+    // The calibration of the whole system, off the camera and onto it; a null name in the camera means
+    // "LSLSystemCali".
+    uint32_t CalibFileExport(const char* localFile, const char* deviceFile);
+    uint32_t CalibFileImport(const char* localFile, const char* deviceFile);
     uint32_t LocalUpgrade(const char* file);
     uint32_t GetUpgradeProcess(uint32_t* percent);
     uint32_t SetImageNodeNum(uint32_t count);
@@ -141,6 +148,9 @@ private:
     // The checks of the plain calls on a camera: first the arguments, then the camera.
     uint32_t CheckCall(bool hasArguments) const;
     uint32_t CopyCalibrationFile();
+    uint32_t TransferCalibFile(const char* operation, const char* step,
+                               uint32_t (CCameraModule::*transfer)(OX_CC_FILE_ACCESS*), const char* localFile,
+                               const char* deviceFile);
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
     uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);

@@ -287,3 +287,11 @@ uint32_t CManager::Release() {
     m_conversion.Release();
     return OX3D_RGBD_OK;
 }
+
+void CManager::Abandon() {
+    delete m_pcCamera.exchange(nullptr); // but not what the provider holds for it
+    m_isGrabbing = 0;
+    m_frameCallback.Renew();
+    m_exceptionCallback.Renew();
+    m_conversion.Renew();
+}

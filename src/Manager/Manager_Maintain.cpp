@@ -9,6 +9,7 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr uint32_t kMaxGvcpTimeoutMs = 10000;
+constexpr const char* kSystemCalibrationFile = "LSLSystemCali";
 
 // The public file-access record is the camera library's under another name.
 static_assert(sizeof(OX3D_RGBD_FILE_ACCESS) == sizeof(OX_CC_FILE_ACCESS));
@@ -124,6 +125,38 @@ uint32_t CManager::FileAccessWrite(OX3D_RGBD_FILE_ACCESS* access) {
     }
     const uint32_t status = CheckOpened();
     return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->FileAccessWrite(AsCameraRecord(access));
+}
+
+uint32_t CManager::CalibFileExport(const char* localFile, const char* deviceFile) {
+    return TransferCalibFile("CalibFileExport", "FileAccessRead", &CCameraModule::FileAccessRead, localFile,
+                             deviceFile);
+}
+
+uint32_t CManager::CalibFileImport(const char* localFile, const char* deviceFile) {
+    return TransferCalibFile("CalibFileImport", "FileAccessWrite", &CCameraModule::FileAccessWrite, localFile,
+                             deviceFile);
+}
+
+uint32_t CManager::TransferCalibFile(const char* operation, const char* step,
+                                     uint32_t (CCameraModule::*transfer)(OX_CC_FILE_ACCESS*),
+                                     const char* localFile, const char* deviceFile) {
+    if (localFile == nullptr) {
+        return OX3D_RGBD_E_PARAMETER;
+    }
+    uint32_t status = CheckOpened();
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    OX_CC_FILE_ACCESS access = {};
+    access.pUserFileName = localFile;
+    access.pDevFileName = deviceFile != nullptr ? deviceFile : kSystemCalibrationFile;
+    status = (m_pcCamera.load()->*transfer)(&access);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[%s] %s %s failed, nRet:[%#x].\r\n", operation, step, kSystemCalibrationFile, status);
+        return status;
+    }
+    OX_LOG_INFO("[%s] %s success.\r\n", operation, step);
+    return OX3D_RGBD_OK;
 }
 
 uint32_t CManager::LocalUpgrade(const char* file) {

@@ -1,7 +1,10 @@
 // Callbacks that call back, devices that are closed while others use them, and what many rounds leave.
 #include "tests/doubles/ScriptedCamera.h"
 
+#include <sys/wait.h>
+
 #include <atomic>
+#include <csignal>
 #include <stdexcept>
 
 namespace {
@@ -246,6 +249,11 @@ TEST_F(Callbacks, ThatWaitForAnotherGiveWayToItsStop) {
 
 TEST_F(Callbacks, OfFramesThatCloseAreFollowedByNoOther) {
     int exceptions = 0;
+    OnCall(DOUBLE_OX_CC_DestroyHandle, 0, [](auto&) {
+        sigset_t blocked{};
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        EXPECT_TRUE(sigismember(&blocked, SIGUSR1) == 1 && sigismember(&blocked, SIGSEGV) == 0);
+    });
     OnException([&] { ++exceptions; });
     OnFrames([&](OX3D_RGBD_FRAME_DATA* frame) {
         CloseInside();
@@ -312,6 +320,92 @@ TEST_F(Callbacks, AreNotNeededForATriggerWhileAnotherThreadWaitsForTheFrame) {
     EXPECT_EQ(GetParam(m_handle), OX3D_RGBD_OK);
     fetching.join();
     EXPECT_EQ(status, OX3D_RGBD_OK);
+}
+
+// ---- Threads and processes that end or fork --------------------------------------------------------------
+
+// What the call answers on a thread that is cancelled while the camera is asked for the function; 9 where the call
+// itself was left.
+uint32_t CancelledAt(uint32_t function, const std::function<uint32_t()>& call) {
+    Double().AddRule(
+        {.m_function = function, .m_ordinal = Double().CallCount(function) + 1, .m_work = [](auto&) {
+             pthread_cancel(pthread_self());
+             pthread_testcancel();
+         }});
+    std::pair<const std::function<uint32_t()>&, uint32_t> work(call, 9);
+    const auto run = [](void* user) -> void* {
+        auto* const own = static_cast<decltype(work)*>(user);
+        own->second = own->first();
+        pthread_testcancel();
+        return nullptr;
+    };
+    pthread_t thread{};
+    void* result = nullptr;
+    EXPECT_EQ(pthread_create(&thread, nullptr, run, &work), 0);
+    EXPECT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    return work.second;
+}
+
+class Ending : public CScripted {};
+
+TEST_F(Ending, AThreadThatIsCancelledLeavesACallWholeButTheWaitForAFrameAtOnce) {
+    const auto open = [&] { return OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, "ETH1"); };
+    const auto number = [] {
+        uint32_t count = 0;
+        return OX3D_RGBD_GetDeviceNumber(OX3D_RGBD_DEVICE_ALL, &count);
+    };
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_EnumDevices, number), OX3D_RGBD_OK);
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_FileAccessRead, open), OX3D_RGBD_OK);
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_StartGrabbing, [&] { return Start(); }), OX3D_RGBD_OK);
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_GetIntValueEx, [&] { return GetParam(m_handle); }), OX3D_RGBD_OK);
+    const auto fetch = [&] { return OX3D_RGBD_FetchFrame(m_handle, &m_frame, 20000); };
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_GetImageBuffer, fetch), 9u);
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_StopGrabbing, [&] { return Stop(); }), OX3D_RGBD_OK);
+    const auto close = [&] { return OX3D_RGBD_CloseDevice(&m_handle); };
+    EXPECT_EQ(CancelledAt(DOUBLE_OX_CC_CloseDevice, close), OX3D_RGBD_OK);
+}
+
+// What a forked child does with the handle while a thread of its parent has the device's lock; 0 when all is right.
+int UseInChild(void* handle) {
+    alarm(20);
+    const uint32_t calls = Double().m_script.m_counts[DOUBLE_OX_CC_GetIntValueEx];
+    void* copy = handle;
+    const bool isRefused = SetParam(handle) == OX3D_RGBD_E_HANDLE && GetParam(handle) == OX3D_RGBD_E_HANDLE &&
+                           OX3D_RGBD_Stop(handle) == OX3D_RGBD_E_HANDLE;
+    const size_t before = HeapBytes();
+    const bool isClosed = OX3D_RGBD_CloseDevice(&handle) == OX3D_RGBD_OK && handle == nullptr &&
+                          OX3D_RGBD_CloseDevice(&copy) == OX3D_RGBD_E_HANDLE;
+    const bool isFreed = kSanitized || HeapBytes() + (10U << 20) <= before;
+    const bool isAsked =
+        Double().m_script.m_counts[DOUBLE_OX_CC_GetIntValueEx] != calls || Double().m_cameras.size() != 1;
+    void* own = nullptr;
+    const bool isUsable = kSanitized || // the thread sanitizer allows the child no thread
+                          (OX3D_RGBD_OpenDeviceBySerialNumber(&own, "ETH1") == OX3D_RGBD_OK &&
+                           SetParam(own) == OX3D_RGBD_OK && OX3D_RGBD_CloseDevice(&own) == OX3D_RGBD_OK);
+    return (isRefused ? 0 : 1) + (isClosed ? 0 : 2) + (isFreed ? 0 : 4) + (isAsked ? 8 : 0) +
+           (isUsable ? 0 : 16);
+}
+
+TEST_F(Ending, AForkedChildMayCloseWhatItInheritsAndOpenItsOwn) {
+    OpenAndStart("USB1");
+    CFlag waiting;
+    OnCall(DOUBLE_OX_CC_GetImageBuffer, 1, [&](auto&) { waiting.Raise(); });
+    uint32_t fetched = 9;
+    std::thread fetching([&] { fetched = OX3D_RGBD_FetchFrame(m_handle, &m_frame, 20000); });
+    EXPECT_TRUE(waiting.Wait());
+    LetOthersGoOn();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(UseInChild(m_handle));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    CRawFrame frame(64, 48);
+    Double().QueueFrame(frame.Out());
+    fetching.join();
+    EXPECT_EQ(fetched, OX3D_RGBD_OK) << "and the parent notices nothing";
 }
 
 // ---- Many rounds -----------------------------------------------------------------------------------------
