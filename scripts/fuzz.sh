@@ -32,7 +32,7 @@ fuzz() {
     [ ! -f "$root/fuzz/dict/$target.dict" ] || options+=("-dict=$root/fuzz/dict/$target.dict")
     mkdir -p "$folder"
     work=$(mktemp -d -p "$([ -w /dev/shm ] && printf /dev/shm || printf '%s' "${TMPDIR:-/tmp}")" ox3d-fuzz.XXXXXX)
-    (cd "$work" && exec "$programs/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
+    (cd "$work" && TMPDIR=$work exec "$programs/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
     rm -rf "$work"
     return "$status"
 }
@@ -49,7 +49,7 @@ smoke() {
             fuzz "$target" "$folder" -seed=1 "-max_total_time=$smoke_seconds" "$folder/corpus" "$corpus/$target"
     } >"$folder/log.txt" 2>&1 || status=$?
     if [ "$status" -ne 0 ]; then
-        tail -n 60 "$folder/log.txt"
+        tail -n 60 "$folder/log.txt" | cut -c 1-200
         say "FAILED  $target (input and log: out/fuzz/smoke/$target)"
         return 1
     fi

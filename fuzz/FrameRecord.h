@@ -1,0 +1,31 @@
+// FrameRecord.h - a frame record as an application gets it: every byte that it promises is read.
+#ifndef OX3D_FUZZ_FRAME_RECORD_H
+#define OX3D_FUZZ_FRAME_RECORD_H
+
+#include "fuzz/Input.h"
+#include <ox3drgbd/Ox3dRgbdDefine.h>
+
+namespace ox3d::fuzz {
+
+inline void ReadImage(const OX3D_RGBD_IMAGE_DATA& image) {
+    OX3D_FUZZ_EXPECT(image.nDataLen == 0 || image.pData != nullptr);
+    constexpr uint32_t kStep = 61; // often enough for every page and every row
+    const volatile uint8_t* const bytes = image.pData;
+    for (uint32_t i = 0; i < image.nDataLen; i += kStep) {
+        (void)bytes[i];
+    }
+    if (image.nDataLen > 0) {
+        (void)bytes[image.nDataLen - 1];
+    }
+}
+
+inline void ReadFrame(const OX3D_RGBD_FRAME_DATA& frame) {
+    OX3D_FUZZ_EXPECT(frame.nImageCount <= OX3D_RGBD_MAX_IMAGES);
+    for (uint32_t i = 0; i < frame.nImageCount; ++i) {
+        ReadImage(frame.stImageData[i]);
+    }
+}
+
+} // namespace ox3d::fuzz
+
+#endif

@@ -1,0 +1,261 @@
+// StereoObject.cpp - an object of the stereo algorithm library in memory of exactly the size it asks for, and calls
+// on it with made-up keys, sizes and records, each record and image as long as it says and before a guard page. Built
+// twice: OX3D_FUZZ_LARGE runs the processes that compute whole images, which takes a hundred times as long.
+#include <ox3drgbd/Oxb3dBinoStereo.h>
+
+#include <array>
+
+#include "fuzz/GuardedBlock.h"
+#include "fuzz/Input.h"
+
+namespace {
+
+using namespace ox3d::fuzz;
+
+#ifdef OX3D_FUZZ_LARGE
+constexpr bool kIsLarge = true;
+constexpr int kMaxCalls = 3;
+#else
+constexpr bool kIsLarge = false;
+constexpr int kMaxCalls = 8;
+#endif
+constexpr size_t kMaxBlockBytes = size_t{24} << 20;
+constexpr size_t kMaxRecordBytes = 4096;
+constexpr int32_t kWidth = 640;
+constexpr int32_t kHeight = 480;
+constexpr size_t kImageBytes = size_t{kWidth} * kHeight * 2;
+constexpr size_t kPointBytes = size_t{kWidth} * kHeight * 12;
+
+CGuardedBlock& Memory(uint32_t entry) {
+    static std::array<CGuardedBlock, 2> s_blocks{CGuardedBlock(kMaxBlockBytes),
+                                                 CGuardedBlock(kMaxBlockBytes)};
+    return s_blocks[entry];
+}
+CGuardedBlock& Record(bool isOutput) {
+    static std::array<CGuardedBlock, 2> s_blocks{CGuardedBlock(kMaxRecordBytes),
+                                                 CGuardedBlock(kMaxRecordBytes)};
+    return s_blocks[isOutput ? 1 : 0];
+}
+// One block for each pointer that a record may hold; small tables fit, too.
+CGuardedBlock& Plane(uint32_t number) {
+    static std::array<CGuardedBlock, 4> s_blocks{CGuardedBlock(kImageBytes), CGuardedBlock(kImageBytes),
+                                                 CGuardedBlock(kImageBytes), CGuardedBlock(kPointBytes)};
+    return s_blocks[number];
+}
+
+class CObject {
+public:
+    explicit CObject(CInput& input) : m_input(input) {}
+
+    bool Create() {
+        OXB3D_BINOSTEREO_ABILITY ability = {kWidth, kHeight, 63, 1, 2, 2, 5, 0};
+        const auto bits = m_input.Take<uint8_t>();
+        if ((bits & 1) != 0) {
+            ability = m_input.Take<OXB3D_BINOSTEREO_ABILITY>();
+        } else if ((bits & 2) != 0) {
+            ability.width += m_input.Take<uint8_t>();
+            ability.height += m_input.Take<uint8_t>();
+            ability.abilityFlags = m_input.Take<uint8_t>() % 64;
+        }
+        OXB3D_BINOSTEREO_MEM_TAB table[OXB3D_BINOSTEREO_MEM_TAB_COUNT] = {};
+        if (OXB3D_BINOSTEREO_GetMemSize(&ability, table) != 0 || table[0].size > kMaxBlockBytes ||
+            table[1].size > kMaxBlockBytes) {
+            return false;
+        }
+        for (uint32_t i = 0; i < 2; ++i) {
+            table[i].base = Memory(i).Place(table[i].size, OXB3D_BINOSTEREO_MEM_ALIGNMENT);
+        }
+        if ((bits & 4) != 0) { // a table that is not as it was handed out
+            auto* const bytes = reinterpret_cast<uint8_t*>(&table[m_input.Take<uint8_t>() % 2]);
+            const size_t at = m_input.Take<uint8_t>() % offsetof(OXB3D_BINOSTEREO_MEM_TAB, base);
+            const bool grows = at < sizeof(table[0].size); // a size that is a lie is the caller's own fault
+            bytes[at] = grows ? uint8_t{0} : m_input.Take<uint8_t>();
+        }
+        return OXB3D_BINOSTEREO_Create(&ability, table, &m_handle) == 0;
+    }
+
+    void Call() {
+        switch (m_input.Take<uint8_t>() % 4) {
+        case 0:
+            return Config(OXB3D_BINOSTEREO_SetConfig);
+        case 1:
+            return Config(OXB3D_BINOSTEREO_GetConfig);
+        default:
+            return Process();
+        }
+    }
+    void Destroy() { OXB3D_BINOSTEREO_Destroy(m_handle); }
+
+private:
+    void Config(int32_t (*call)(void*, int32_t, void*, int32_t)) {
+        constexpr int32_t kSizes[] = {8, 2052, 84, 24, 40, 88};
+        const auto bits = m_input.Take<uint8_t>();
+        const int32_t key = (bits & 1) != 0 ? bits >> 4 : OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE;
+        const int32_t size =
+            (bits & 2) != 0 ? m_input.Take<int16_t>() : kSizes[(bits >> 2) % std::size(kSizes)];
+        const auto held = static_cast<size_t>(std::clamp<int32_t>(size, 0, kMaxRecordBytes));
+        uint8_t* const record = Record(false).PlaceFilled(held, m_input.Bytes(40), 4);
+        if (held == sizeof(OXB3D_BINOSTEREO_PARAM_LIST) && (bits & 4) != 0) {
+            const uint32_t count = m_input.Take<uint16_t>() % 300;
+            memcpy(record, &count, sizeof(count));
+        }
+        call(m_handle, key, (bits & 0xF0) == 0xF0 ? nullptr : record, size);
+    }
+
+    // A descriptor whose plane is of the size it says, or one that nobody should take.
+    ZQA_IMAGE Image(uint32_t plane, int32_t format) {
+        ZQA_IMAGE image = {};
+        const auto bits = m_input.Take<uint8_t>();
+        image.format = (bits & 0xF) == 0xF ? m_input.Take<int32_t>() : format;
+        image.width = (bits & 0x30) == 0x30 ? m_input.Take<int16_t>() : kWidth;
+        image.height = (bits & 0xC0) == 0xC0 ? m_input.Take<int16_t>() : kHeight;
+        image.step[0] = image.width;
+        const uint64_t bytes =
+            image.width > 0 && image.height > 0
+                ? uint64_t{2} * static_cast<uint32_t>(image.width) * static_cast<uint32_t>(image.height)
+                : 0;
+        if (bytes <= kImageBytes) {
+            image.data[0] =
+                Plane(plane).PlaceFilled(format == ZQA_FORMAT_GREY8 ? bytes / 2 : bytes, Pattern(), 2);
+        }
+        return image;
+    }
+    std::span<const uint8_t> Pattern() { return m_input.Bytes(8); }
+    template <size_t N>
+    void Fill(float (&values)[N]) {
+        for (float& value : values) {
+            value = static_cast<float>(m_input.Take<int16_t>()) / 32.0f;
+        }
+    }
+
+    void Process() {
+        const auto bits = m_input.Take<uint8_t>();
+        const bool isHeavy = kIsLarge && bits >= 0x40;
+        constexpr int32_t kLight[] = {
+            OXB3D_BINOSTEREO_PROCESS_DEPTH_SCORE, OXB3D_BINOSTEREO_PROCESS_DEPTH_SCORE_MROI, 2, 8, 16, 0};
+        constexpr int32_t kHeavy[] = {OXB3D_BINOSTEREO_PROCESS_INIT, OXB3D_BINOSTEREO_PROCESS_RECTIFY,
+                                      OXB3D_BINOSTEREO_PROCESS_DEPTH_FUSE,
+                                      OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS};
+        const int32_t type = isHeavy ? kHeavy[bits % std::size(kHeavy)] : kLight[bits % std::size(kLight)];
+        switch (type) {
+        case OXB3D_BINOSTEREO_PROCESS_INIT:
+            return Run<OXB3D_BINOSTEREO_INIT_INPUT, OXB3D_BINOSTEREO_INIT_OUTPUT>(
+                type, [this](auto& in, auto&) { FillInit(in); });
+        case OXB3D_BINOSTEREO_PROCESS_RECTIFY:
+            return Run<OXB3D_BINOSTEREO_IMAGE_PAIR, OXB3D_BINOSTEREO_IMAGE_PAIR>(
+                type, [this](auto& in, auto& out) {
+                    in = {Image(0, ZQA_FORMAT_GREY8), Image(1, ZQA_FORMAT_GREY8)};
+                    out = {Image(2, ZQA_FORMAT_GREY8), Image(3, ZQA_FORMAT_GREY8)};
+                });
+        case OXB3D_BINOSTEREO_PROCESS_DEPTH_FUSE:
+            return Run<OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT, ZQA_IMAGE>(type, [this](auto& in, auto& out) {
+                in = {Image(0, ZQA_FORMAT_DEPTH16), Image(1, ZQA_FORMAT_GREY8)};
+                // The output's own size is not read: it takes as many samples as the input has.
+                out = in.depth;
+                out.data[0] = Plane(2).Place(kImageBytes, 2);
+            });
+        case OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS:
+            return Run<OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT, OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT>(
+                type, [this](auto& in, auto& out) { FillTrans(in, out); });
+        case OXB3D_BINOSTEREO_PROCESS_DEPTH_SCORE_MROI:
+            return Run<OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT, OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT>(
+                type, [this](auto& in, auto& out) { FillRegions(in, out); });
+        default:
+            return Run<OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT, OXB3D_BINOSTEREO_DEPTH_SCORE_OUTPUT>(
+                type, [this](auto& in, auto&) {
+                    in = {Score(), Region()};
+                });
+        }
+    }
+
+    template <class In, class Out, class Filling>
+    void Run(int32_t type, Filling&& fill) {
+        In in = {};
+        Out out = {};
+        fill(in, out);
+        const auto bits = m_input.Take<uint8_t>();
+        auto* const input = Record(false).PlaceArray<In>(1);
+        auto* const output = Record(true).PlaceArray<Out>(1);
+        *input = in;
+        *output = out;
+        const int32_t inputSize = bits == 0xFF ? m_input.Take<int32_t>() : static_cast<int32_t>(sizeof(In));
+        const int32_t outputSize = bits == 0xFE ? m_input.Take<int32_t>() : static_cast<int32_t>(sizeof(Out));
+        OXB3D_BINOSTEREO_Process(m_handle, type, bits == 0xFD ? nullptr : input, inputSize,
+                                 bits == 0xFC ? nullptr : output, outputSize);
+    }
+
+    // The region's cells and not the image decide how long a score takes.
+    ZQA_IMAGE Score() { return Image(0, ZQA_FORMAT_DEPTH16); }
+    OXB3D_BINOSTEREO_REGION Region() {
+        const bool isNear = m_input.Flag();
+        const auto number = [&] {
+            return isNear ? int32_t{m_input.Take<uint8_t>()} : m_input.Take<int32_t>();
+        };
+        return {number(), number(), isNear ? number() % 32 : number(), isNear ? number() % 32 : number()};
+    }
+    void FillRegions(OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT& in,
+                     OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT& out) {
+        constexpr uint32_t kMaxRegions = 8;
+        in.depth = Score();
+        in.count = static_cast<int8_t>(m_input.Take<uint8_t>() % (kMaxRegions + 2)) - 1;
+        const auto held = static_cast<size_t>(std::max(in.count, 0));
+        auto* const regions = Plane(1).PlaceArray<OXB3D_BINOSTEREO_REGION>(held);
+        for (size_t i = 0; i < held; ++i) {
+            regions[i] = Region();
+        }
+        in.regions = regions;
+        out.scores = Plane(2).PlaceArray<int32_t>(held);
+    }
+    void FillInit(OXB3D_BINOSTEREO_INIT_INPUT& in) {
+        in.width = m_input.Take<uint8_t>() == 0 ? m_input.Take<int32_t>() : kWidth;
+        in.height = m_input.Take<uint8_t>() == 0 ? m_input.Take<int32_t>() : kHeight;
+        Fill(in.left.matrix);
+        Fill(in.left.distortion);
+        Fill(in.right.matrix);
+        Fill(in.right.distortion);
+        Fill(in.rotation);
+        Fill(in.translation);
+    }
+    void FillTrans(OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT& in,
+                   OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT& out) {
+        static std::array<CGuardedBlock, 4> s_tables{CGuardedBlock(64), CGuardedBlock(64), CGuardedBlock(64),
+                                                     CGuardedBlock(64)};
+        const auto floats = [this](uint32_t table, size_t count) -> const float* {
+            if (m_input.Take<uint8_t>() % 4 == 0) {
+                return nullptr;
+            }
+            auto* const values = s_tables[table].PlaceArray<float>(count);
+            std::generate_n(values, count,
+                            [this] { return static_cast<float>(m_input.Take<int16_t>()) / 32.0f; });
+            return values;
+        };
+        in.sourceDepth = Image(0, ZQA_FORMAT_DEPTH16);
+        in.sourceIntrinsics = floats(0, 4);
+        in.transform = floats(1, 12);
+        in.targetIntrinsics = floats(2, 4);
+        in.targetDistortion = floats(3, 4);
+        const auto bits = m_input.Take<uint8_t>();
+        out.pointsFloat = (bits & 1) != 0 ? Plane(3).PlaceArray<float>(kPointBytes / sizeof(float)) : nullptr;
+        out.points16 =
+            (bits & 1) == 0 && (bits & 2) != 0 ? Plane(3).PlaceArray<int16_t>(kPointBytes / 2) : nullptr;
+        out.targetDepth.step[0] = (bits & 4) != 0 ? in.sourceDepth.width : m_input.Take<int16_t>();
+        out.targetDepth.data[0] = (bits & 8) != 0 ? Plane(2).Place(kImageBytes, 2) : nullptr;
+    }
+
+    CInput& m_input;
+    void* m_handle = nullptr;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
+    CInput input(data, lengthBytes);
+    CObject object(input);
+    if (object.Create()) {
+        for (int i = 0; i < kMaxCalls && input.Left() > 0; ++i) {
+            object.Call();
+        }
+        object.Destroy();
+    }
+    return 0;
+}
