@@ -1,5 +1,5 @@
 // Frames with all switches on, and what they take from the heap.
-#include "tests/support/Allocations.h"
+#include "fuzz/session/Allocations.h"
 #include "tests/doubles/ScriptedCamera.h"
 
 // The scripted camera may allocate as it likes.

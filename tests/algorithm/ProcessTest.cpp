@@ -3,8 +3,8 @@
 // Relies on the linker wrapping the C allocation functions for everything linked in statically.
 #define OX3D_WRAPPED_ALLOCATIONS
 #include "algorithm/binostereo/Object.h"
+#include "fuzz/session/Allocations.h"
 #include "tests/algorithm/TestObject.h"
-#include "tests/support/Allocations.h"
 
 #include <climits>
 #include <cmath>

@@ -247,12 +247,25 @@ constexpr const char* kNames[] = {
 #include "src/CameraModule/CamSymbols.def"
 };
 
+struct Visit {
+    Visit() { Tell(true); }
+    ~Visit() { Tell(false); }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
+    static void Tell(bool isBegin) {
+        if (g_double.m_onVisit != nullptr) {
+            g_double.m_onVisit(isBegin);
+        }
+    }
+};
+
 template <uint32_t Function, class Signature>
 struct Entry;
 
 template <uint32_t Function, class Result, class... Args>
 struct Entry<Function, Result(Args...)> {
     static Result Call(Args... args) {
+        const Visit visit;
         DoubleCall call;
         call.m_text = std::string(kNames[Function]) + '(';
         (Capture(&call, args), ...);

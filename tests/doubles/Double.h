@@ -114,7 +114,8 @@ public:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     DoubleScript m_script;
-    std::map<void*, DoubleCamera> m_cameras; // created and not destroyed
+    void (*m_onVisit)(bool isBegin) = nullptr; // around each call, on the caller's thread
+    std::map<void*, DoubleCamera> m_cameras;   // created and not destroyed
     DoubleLane<OX_CC_IMAGE_CALLBACK> m_frames;
     DoubleLane<OX_CC_EXCEPTION_CALLBACK> m_exceptions;
 

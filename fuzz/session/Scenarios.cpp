@@ -1,0 +1,25 @@
+// Scenarios.cpp - see Scenarios.h.
+#include "fuzz/session/Scenarios.h"
+
+namespace ox3d::session {
+namespace {
+
+constexpr Scenario kScenarios[] = {
+    {"camera-errors", "sessions with a failing call", 300, 1000000, RunCameraErrors},
+    {"missing-symbols", "sets of missing functions", 50, 1000, RunMissingSymbols},
+    {"out-of-memory", "places", 5, 1, RunOutOfMemory},
+    {"system-faults", "places", 4, 1, RunSystemFaults},
+    {"unplug", "losses", 200, 10000, RunUnplug},
+    {"cycles", "times opened and closed", 1500, 100000, RunCycles},
+    {"frames", "frames pushed", 50000, 2600000, RunFrames},
+    {"frames-of-all-kinds", "frames with every option", 300, 100000, RunFramesOfAllKinds},
+    {"threads", "calls from 8 threads", 20000, 1000000, RunThreads},
+};
+
+} // namespace
+
+std::span<const Scenario> Scenarios() {
+    return kScenarios;
+}
+
+} // namespace ox3d::session

@@ -1,0 +1,42 @@
+// Scenarios.h - what is done to the library, each with a number to hold: a table. A scenario runs in a process of its
+// own, in a folder of its own, and says by Complain what did not hold.
+#ifndef OX3D_FUZZ_SESSION_SCENARIOS_H
+#define OX3D_FUZZ_SESSION_SCENARIOS_H
+
+#include <cstdint>
+#include <random>
+#include <span>
+
+namespace ox3d::session {
+
+// The order to run one scenario, and what it did.
+struct Run {
+    uint64_t m_count = 0; // as many as the tier asks for; what is counted is the scenario's
+    std::mt19937 m_random;
+    uint64_t m_done = 0;
+    uint64_t m_faults = 0; // that happened
+};
+
+struct Scenario {
+    const char* m_name;
+    const char* m_what;    // is counted
+    uint64_t m_checkCount; // in the gate of ./run check
+    uint64_t m_soakCount;  // in ./run soak
+    void (*m_run)(Run& run);
+};
+
+std::span<const Scenario> Scenarios();
+
+void RunCameraErrors(Run& run);
+void RunMissingSymbols(Run& run);
+void RunOutOfMemory(Run& run);
+void RunSystemFaults(Run& run);
+void RunUnplug(Run& run);
+void RunCycles(Run& run);
+void RunFrames(Run& run);
+void RunFramesOfAllKinds(Run& run);
+void RunThreads(Run& run);
+
+} // namespace ox3d::session
+
+#endif
