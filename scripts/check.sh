@@ -12,7 +12,7 @@ cd "$root"
 
 # Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands. The last one
 # looks at what the others have left behind.
-gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan fuzz tree)
+gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan fuzz soak tree)
 
 describe() {
     case "$1" in
@@ -29,6 +29,7 @@ describe() {
     asan-ubsan) say "tests under address and undefined-behaviour sanitizers" ;;
     tsan) say "threaded tests under the thread sanitizer" ;;
     fuzz) say "each fuzz target takes its seeds and a minute of made-up input" ;;
+    soak) say "the long scenarios, shortened, with fixed seeds" ;;
     tree) say "the root holds what its list names, and programs have left nothing behind" ;;
     *) return 1 ;;
     esac

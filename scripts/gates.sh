@@ -294,3 +294,5 @@ gate_fuzz() {
     build_preset fuzz ox3d_fuzz_targets
     bash scripts/fuzz.sh smoke
 }
+
+gate_soak() { bash scripts/soak.sh --check; }

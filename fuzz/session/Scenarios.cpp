@@ -13,7 +13,7 @@ constexpr Scenario kScenarios[] = {
     {"cycles", "times opened and closed", 1500, 100000, RunCycles},
     {"frames", "frames pushed", 50000, 2600000, RunFrames},
     {"frames-of-all-kinds", "frames with every option", 300, 100000, RunFramesOfAllKinds},
-    {"threads", "calls from 8 threads", 20000, 1000000, RunThreads},
+    {"threads", "calls from 8 threads", 300000, 5000000, RunThreads},
 };
 
 } // namespace
