@@ -53,6 +53,21 @@ uint64_t ClearedPointBytes(Mode mode) {
     return 0;
 }
 
+// What a mode clears of the points. Where their rows are further apart than the image is wide, points at the
+// source's pixels reach beyond one for each pixel, and those that are skipped have to be zeros there, too.
+template <typename TPoint>
+CCheckedSize ClearedPoints(Mode mode, const TransformArgs<TPoint>& a) {
+    const CCheckedSize plane = PlaneSize(ClearedPointBytes<TPoint>(mode), a.m_width, a.m_height);
+    const bool isAtSource = mode == Mode::A || mode == Mode::B3 || mode == Mode::C2;
+    if (!isAtSource || a.m_step <= a.m_width || !plane.Fits()) {
+        return plane;
+    }
+    constexpr uint64_t kPointBytes = 3 * sizeof(TPoint);
+    const CCheckedSize reach =
+        PlaneSize(kPointBytes, a.m_step, a.m_height - 1).Plus(PlaneSize(kPointBytes, a.m_width, 1));
+    return reach.Fits() && reach.Bytes() < plane.Bytes() ? plane : reach;
+}
+
 uint64_t ClearedDepthBytes(Mode mode) {
     const bool registers = mode == Mode::B1 || mode == Mode::B2 || mode == Mode::C1 || mode == Mode::C3;
     return registers ? sizeof(int16_t) : 0;
@@ -71,7 +86,7 @@ int32_t RunTransform(const TransformArgs<TPoint>& a) {
     if (a.m_width < 1 || a.m_height < 1) {
         return OXB3D_BINOSTEREO_OK;
     }
-    const CCheckedSize pointBytes = PlaneSize(ClearedPointBytes<TPoint>(mode), a.m_width, a.m_height);
+    const CCheckedSize pointBytes = ClearedPoints(mode, a);
     const CCheckedSize depthBytes = PlaneSize(ClearedDepthBytes(mode), a.m_width, a.m_height);
     if (!pointBytes.Fits() || !depthBytes.Fits()) {
         return OXB3D_BINOSTEREO_E_OVERFLOW;

@@ -94,7 +94,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_OpenDeviceBySerialNumber(void** handle, const c
  * Stops, closes and frees the device and every buffer that frames of it pointed to.
  *   handle  in/out: set to null on success
  * Waits for calls on the device that are still inside, except when called from inside one of the device's
- * callbacks: then it returns at once and the device is shut down after the callback has returned.
+ * callbacks: then it returns at once and the device is shut down after the callback has returned. Until then
+ * opening the device again fails, with OX3D_RGBD_E_CAMERA_0E where the camera admits one holder.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_CloseDevice(void** handle);
 

@@ -173,8 +173,10 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_GetMemSize(
     const OXB3D_BINOSTEREO_ABILITY* ability, OXB3D_BINOSTEREO_MEM_TAB memTab[OXB3D_BINOSTEREO_MEM_TAB_COUNT]);
 
 /* Builds an object in the caller's memory and stores its handle. *handle must hold null or the handle of a
- * live object; a live object's parameters, initialised state and, into other memory, its rectification maps
- * are carried over. An object created again in its own memory must be initialised again. Both bases must be
+ * live object; a live object's parameters and, into other memory, its rectification maps are carried over.
+ * The initialised state goes along where the maps do: the live object is initialised, both objects have ability
+ * bit 1, and the images it was initialised for fit the new ability. An object created again in its own memory
+ * must be initialised again. Both bases must be
  * set, the scratch base also when the scratch size is 0. Statuses in the order of the checks: E_NULL;
  * E_TAB_BASE, E_TAB_ALIGNMENT, E_TAB_BOUNDARY per entry; E_TAB_SIZE; E_OBJECT for the ability;
  * E_TAB_TOO_SMALL. */
@@ -355,13 +357,14 @@ typedef struct OXB3D_BINOSTEREO_INIT_OUTPUT {
 } OXB3D_BINOSTEREO_INIT_OUTPUT;
 
 /* Input and output of type 5, 128 bytes: 8-bit images of format 1 and the size given to type 1, rows without
- * padding. */
+ * padding. Images of another size -> E_IMAGE_SIZE: inputs before the image checks, outputs after them. */
 typedef struct OXB3D_BINOSTEREO_IMAGE_PAIR {
     ZQA_IMAGE left;
     ZQA_IMAGE right;
 } OXB3D_BINOSTEREO_IMAGE_PAIR;
 
-/* Input of type 6, 128 bytes. */
+/* Input of type 6, 128 bytes. With a negative shift the confidences of the last columns (rows), up to 64, lie
+ * outside the image and count as 0: in mode 2 that band shows the depth of the frame before. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT {
     ZQA_IMAGE depth; /* signed 16-bit samples, rows without padding */
     ZQA_IMAGE grey;  /* 8-bit, of the same width, height and step; not read in mode 3 */
@@ -464,9 +467,10 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* in
  * stand at the source pixel in A, B3 and C2 and at the target pixel in B2 and C3. Registration keeps the
  * nearest depth, the earlier pixel on a tie; the target has the source's number of rows.
  *
- * Point buffers hold width * height * 12 bytes in both kernels: points of the 16-bit kernel take 6 bytes, but
- * it clears width * height * 8 bytes in mode A and width * height * 12 in B2, B3 and C3. Its values are
- * truncated toward zero and keep the low 16 bits.
+ * Point buffers hold (step * (height - 1) + width) * 12 bytes in both kernels, step being that of the source:
+ * points of the 16-bit kernel take 6 bytes, but it clears width * height * 8 bytes in mode A and width * height
+ * * 12 in B2, B3 and C3. Where the step exceeds the width, A, B3 and C2 clear up to the end of the last row of
+ * points. Values of the 16-bit kernel are truncated toward zero and keep the low 16 bits.
  * --------------------------------------------------------------------------------------------------- */
 
 /* Statuses in order: null record -> E_NULL, sizes other than 128 and 80 -> E_RECORD_SIZE, null intrinsics or
@@ -513,7 +517,8 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(int32_t width, int32
                                                             uint8_t* weightPlane, void* scratch);
 
 /* Warps an 8-bit image of unpadded rows through a map; source, destination and map have one size and do not
- * overlap. An index that leaves the source gives black. Null -> E_NULL. */
+ * overlap. A pixel of which one of the four source pixels
+ * lies outside is black, even where that one's weight is 0. Null -> E_NULL. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const uint32_t* indexPlane,
                                                     const uint8_t* weightPlane, int32_t width, int32_t height,
                                                     uint8_t* dst);

@@ -1,7 +1,8 @@
-// What of the camera module cannot be seen through the public interface.
+// What of the camera module and of the manager cannot be seen through the public interface.
 #include "src/CameraModule/CameraModule.h"
 
 #include "src/Manager/Ipv4Text.h"
+#include "src/Manager/Manager.h"
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {
@@ -58,6 +59,30 @@ TEST_F(ModuleWithoutExtended, FallsBackToTheNarrowIntegersAndRefusesTheRest) {
     Fail(DOUBLE_OX_CC_GetIntValue, OX_CC_E_GC_ACCESS);
     EXPECT_EQ(m_module.GetIntValue("Key", &value), OX_CC_E_GC_ACCESS);
     EXPECT_EQ(value.nMax, 4000) << "a failure writes nothing";
+}
+
+using ManagerByItself = CScripted;
+
+TEST_F(ManagerByItself, CarriesTheCalibrationOfTheSystemBothWays) {
+    CManager manager;
+    EXPECT_LINES(manager.CalibFileExport("local", nullptr), OX3D_RGBD_E_STATE, "camera is null");
+    EXPECT_EQ(manager.Init() | manager.BindDevice(nullptr) | manager.ConnectDevice(), OX3D_RGBD_OK);
+    Double().SetFile("LSLSystemCali", "its text");
+    EXPECT_LINES(manager.CalibFileExport("local", nullptr), OX3D_RGBD_OK,
+                 "[FileAccessRead] OX_CC_FileAccessRead success.",
+                 "[CalibFileExport] FileAccessRead success.");
+    EXPECT_EQ(ReadFile("local"), "its text");
+    EXPECT_CALLS(manager.CalibFileImport("local", nullptr), OX3D_RGBD_OK,
+                 "OX_CC_FileAccessWrite(local, LSLSystemCali)");
+    EXPECT_CALLS(manager.CalibFileImport("local", "Other"), OX3D_RGBD_OK,
+                 "OX_CC_FileAccessWrite(local, Other)");
+    EXPECT_CALLS(manager.CalibFileImport(nullptr, "Other"), OX3D_RGBD_E_PARAMETER);
+    Fail(kFunctions, OX_CC_E_GC_RANGE);
+    EXPECT_LAST_LINE(manager.CalibFileExport("local", nullptr), OX3D_RGBD_E_CAMERA_0F,
+                     "[CalibFileExport] FileAccessRead LSLSystemCali failed, nRet:[0x8006000f].");
+    EXPECT_LAST_LINE(manager.CalibFileImport("local", nullptr), OX3D_RGBD_E_CAMERA_0F,
+                     "[CalibFileImport] FileAccessWrite LSLSystemCali failed, nRet:[0x8006000f].");
+    Double().Script()->m_rules.clear();
 }
 
 } // namespace

@@ -224,11 +224,26 @@ TEST_F(CalibInfo, TheLocalFileIsRefreshedFromTheCameraAndServesWhereThatFails) {
     std::string text = kCalibration;
     text.replace(text.find("fx=\"500\""), 8, "fx=\"501\"");
     Double().SetFile("RGBDSensorCali", text);
+    std::vector<uint8_t> samples(size_t{640} * 480 * 2, 1);
+    OX3D_RGBD_IMAGE_DATA depth = DepthImage(samples, 640, 480);
+    OX3D_RGBD_IMAGE_DATA cloud = {};
+    uint32_t converted = 9;
+    OnCall(DOUBLE_OX_CC_FileAccessRead, 2, [&](auto&) { // a conversion meanwhile does not wait for the camera
+        std::thread([&] { converted = OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud); }).join();
+    });
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     EXPECT_EQ(m_info.fFx, 501.0f);
+    EXPECT_EQ(converted, OX3D_RGBD_OK);
+    const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
+    const auto before = files();
+    OnCall(DOUBLE_OX_CC_FileAccessRead, 0, [](const DoubleCall& call) { // fails half-way
+        const size_t begin = call.m_text.find('(') + 1;
+        WriteFile(call.m_text.substr(begin, call.m_text.find(',') - begin), "<Calib");
+    });
     Fail(DOUBLE_OX_CC_FileAccessRead, OX_CC_E_PARAMETER);
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_OK);
     EXPECT_EQ(m_info.fFx, 501.0f);
+    EXPECT_EQ(files(), before);
     std::filesystem::remove("RGBDSensorCali_ETH1.xml");
     EXPECT_EQ(Get(OX3D_RGBD_CALIB_DEPTH), OX3D_RGBD_E_NO_DATA);
 }

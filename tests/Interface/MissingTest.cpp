@@ -9,6 +9,7 @@ TEST(NoLibrary, EveryWayInSaysSo) {
     OX3D_RGBD_DEVICE_INFO info = {};
     OX3D_RGBD_IP_CONFIG config = {};
     void* handle = nullptr;
+    WriteFile("Ox3dRgbdCfg.ini", "[Debug]\nDebugMode=1\n"); // then the linker's own reason is given
     for (int again = 0; again < 2; ++again) {
         EXPECT_EQ(OX3D_RGBD_GetDeviceNumber(3, &count), OX3D_RGBD_E_LOAD_LIBRARY);
         EXPECT_EQ(OX3D_RGBD_GetDeviceList(3, &info, 1, &count), OX3D_RGBD_E_LOAD_LIBRARY);
@@ -19,7 +20,9 @@ TEST(NoLibrary, EveryWayInSaysSo) {
     EXPECT_EQ(count, 77u);
     EXPECT_EQ(handle, nullptr);
     EXPECT_TRUE(Eventually([] {
-        return ReadFile("Ox3dRgbdLog/Ox3dRgbd_00.log").find("LoadLibrary fail\r\n") != std::string::npos;
+        const std::string log = ReadFile("Ox3dRgbdLog/Ox3dRgbd_00.log");
+        return log.find("LoadLibrary fail\r\n") != std::string::npos &&
+               log.find("[LoadLibrary] libOxCameraControl.so: cannot open") != std::string::npos;
     }));
 }
 

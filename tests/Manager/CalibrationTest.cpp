@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "src/Manager/CalibrationFile.h"
 #include "tests/support/Files.h"
@@ -52,6 +53,19 @@ TEST_F(Calibration, IsReadIntoIntrinsicsTransformAndDistortion) {
     ASSERT_EQ(Load(kFile, 1280), nullptr) << "any other width takes the second set";
     EXPECT_EQ(m_out.m_depthIntrinsics[0], 99.0f);
     EXPECT_EQ(m_out.m_depthToColor[15], 1.0f);
+}
+
+TEST_F(Calibration, TheFifthDistortionTermHasTwoNames) {
+    const std::tuple<const char*, float, float> rows[] = {
+        {"p3=\"21\"", 21, 21}, {"k3=\"21\"", 21, 21}, {"k3=\"22\" p3=\"21\"", 21, 22}, {"", 0, 0}};
+    for (const auto& [attributes, aligned, reported] : rows) {
+        std::string text = kFile;
+        ASSERT_EQ(Load(text.replace(text.find("p3="), 7, attributes)), nullptr);
+        EXPECT_EQ(m_out.m_colorIntrinsics[8], aligned) << attributes;
+        OX3D_RGBD_CALIB_INFO info = {};
+        EXPECT_TRUE(LoadSensorCalibration(m_name.c_str(), 640, OX3D_RGBD_CALIB_COLOR, &info));
+        EXPECT_EQ(info.fK3, reported) << attributes;
+    }
 }
 
 TEST_F(Calibration, EachMissingElementHasItsLine) {

@@ -63,6 +63,26 @@ TEST(Modes, FollowFromWhatIsGiven) {
     CheckModes<int16_t>(8, 6);
 }
 
+TEST(Modes, ClearRowsOfPointsAsFarAsTheyReach) {
+    const float k[4] = {500, 500, 0, 0};
+    const Depth depth(10); // two rows of three samples, five apart, so points up to the eighth
+    for (const auto& [transform, distortion] :
+         {std::pair<const float*, const float*>{nullptr, nullptr}, {kIdentity, nullptr}, {kIdentity, k}}) {
+        std::vector<float> points(25, 1);
+        EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(depth.data(), 5, 3, 2, points.data(), nullptr, 0, k,
+                                                  transform, nullptr, distortion),
+                  0);
+        EXPECT_EQ(std::count(points.begin(), points.begin() + 24, 0), 24);
+        EXPECT_EQ(points[24], 1);
+        Depth points16(48, 1);
+        EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_s16(depth.data(), 5, 3, 2, points16.data(), nullptr, 0, k,
+                                                  transform, nullptr, distortion),
+                  0);
+        const int64_t cleared = distortion != nullptr ? 36 : 24; // 12 bytes a pixel are more than 6 a point
+        EXPECT_EQ(std::count(points16.begin(), points16.end(), 0), cleared);
+    }
+}
+
 TEST(PointCloud, HoldsEveryPixelInTheDepthCamerasFrame) {
     const float k[4] = {500, 250, 2, 1};
     const Depth depth = {1000, 0, -32768, 777};

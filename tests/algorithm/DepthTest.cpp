@@ -193,6 +193,22 @@ TEST(DepthScore, IsTheWorstCellsShareOfSamples) {
     }
 }
 
+TEST(DepthScore, OfAWholeImageWithoutAHoleIsFull) {
+    for (const auto& [width, height] : {std::pair{767, 875}, {1280, 1024}, {3071, 2048}}) {
+        std::vector<int16_t> depth(At(0, height, width), -1);
+        const auto score = [&] {
+            int32_t found = -77;
+            const OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT in{Image(3, depth.data(), width, height),
+                                                        {0, 0, width, height}};
+            EXPECT_EQ(CTestObject(2).Process(3, in, found), 0);
+            return found;
+        };
+        EXPECT_EQ(score(), 100) << width << ' ' << height;
+        depth[At(width / 6, height / 6, width)] = 0;
+        EXPECT_EQ(score(), 99) << width << ' ' << height;
+    }
+}
+
 TEST(DepthScore, OfSeveralRegionsIsThatOfEach) {
     std::vector<int16_t> depth(size_t{60} * 40, -1);
     depth[8 * 60 + 8] = 0;

@@ -1,5 +1,6 @@
 // The life of an algorithm object as its caller sees it: sizing, creation, configuration, dispatch and the
 // checks that every process shares. Relies on objects between guard pages.
+#include "algorithm/binostereo/Object.h"
 #include "tests/algorithm/TestObject.h"
 
 #include <array>
@@ -105,6 +106,17 @@ TEST(Create, ChecksTheTableInOrderAndWritesNothingWhereItFails) {
     EXPECT_EQ(create([](T) {}, Ability(1, INT_MAX, INT_MAX)), 0x10000004);
     EXPECT_EQ(create([](T) {}, ability), 0);
     EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, memory.Tab(), nullptr), 0x10000014);
+}
+
+TEST(Create, PiecesThatAreRefusedLeaveALiveObjectItsScratch) {
+    CTestObject object(4);
+    MemTab entry = object.Tab()[1];
+    const void* const scratch = ox3d::stereo::ObjectOf(object.Handle())->m_scratchRegion;
+    entry.base = object.Handle();
+    entry.size -= 128;
+    uint64_t needed = 0;
+    EXPECT_EQ(OXB3D_BINOSTEREO_AllocScratchMem(object.Handle(), &entry, &needed), 0x10000004);
+    EXPECT_EQ(ox3d::stereo::ObjectOf(object.Handle())->m_scratchRegion, scratch);
 }
 
 TEST(Create, OverALiveObjectKeepsItsParameters) {
