@@ -118,29 +118,6 @@ void RunMissingSymbols(Run& run) {
 
 namespace {
 
-// Sessions without the functions that keep something for the process: their memory is taken once only.
-std::vector<Step> ShortSession(uint32_t index) {
-    constexpr const char* kSessions[][14] = {
-        {"open", "switch", "start", "queue", "fetch", "queue", "fetch", "points", "calibration", "get",
-         "stop", "close"},
-        {"open", "frames", "exceptions", "start", "deliver", "deliver", "raise", "set", "trigger", "execute",
-         "close"},
-        {"open", "start", "queue", "fetch", "queue", "fetch", "stop", "start", "frames", "deliver", "close"},
-        {"set ip", "open", "start", "queue", "fetch", "read file", "export", "close"},
-    };
-    constexpr uint8_t kTransports[] = {0, 0, 1, 0};
-    std::vector<Step> steps;
-    for (const char* const name : kSessions[index % std::size(kSessions)]) {
-        if (name != nullptr) {
-            const bool isOpen = strcmp(name, "open") == 0;
-            const bool isSwitch = strcmp(name, "switch") == 0;
-            const uint8_t value = isSwitch ? 5 : strcmp(name, "queue") == 0 && index % 2 == 0 ? 4 : 0;
-            steps.push_back({KindOf(name), isOpen ? kTransports[index % std::size(kTransports)] : value});
-        }
-    }
-    return steps;
-}
-constexpr uint32_t kShortSessions = 4;
 constexpr int kRepeats = 20; // until the heap has what it keeps
 
 void PlayShort(uint32_t index, EStrictness strictness) {
@@ -185,7 +162,8 @@ bool RefuseAt(Run& run, const Refusal& refusal, uint32_t session, uint64_t numbe
 // The same, with a look at what it leaves. The heap keeps freed blocks for a while: only what grows again and again is
 // lost.
 bool RefuseAndLook(Run& run, const Refusal& refusal, uint32_t session, uint64_t number, bool isForEver) {
-    constexpr size_t kSmallest = 16;
+    constexpr size_t kSmallest = 16; // bytes of a block
+    constexpr int kGrowths = 4;
     const size_t files = test::OpenFiles();
     const size_t threads = test::Threads();
     const size_t bytes = test::HeapBytes();
@@ -193,13 +171,17 @@ bool RefuseAndLook(Run& run, const Refusal& refusal, uint32_t session, uint64_t 
     const std::string where = std::string(kResourceNames[static_cast<uint32_t>(refusal.m_resource)]) +
                               " request " + std::to_string(number) + (isForEver ? " and on" : "") +
                               " of session " + std::to_string(session);
-    if (const size_t once = test::HeapBytes(); once > bytes) {
+    size_t before = bytes;
+    int growths = 0;
+    for (size_t now = test::HeapBytes(); now >= before + kSmallest && growths < kGrowths; ++growths) {
+        before = now;
         for (int i = 0; i < kRepeats; ++i) {
             RefuseAt(run, refusal, session, number, isForEver);
         }
-        if (test::HeapBytes() >= once + kRepeats * kSmallest) {
-            Complain(where + " leaves " + std::to_string((test::HeapBytes() - once) / kRepeats) + " bytes");
-        }
+        now = test::HeapBytes();
+    }
+    if (growths == kGrowths) {
+        Complain(where + " leaves memory");
     }
     if (test::OpenFiles() != files || test::ThreadsSettled(threads) > threads) {
         Complain(where + " leaves files or threads");

@@ -271,4 +271,26 @@ std::vector<Step> LongSession(bool isUsb) {
     return steps;
 }
 
+std::vector<Step> ShortSession(uint32_t index) {
+    constexpr const char* kSessions[][14] = {
+        {"open", "switch", "start", "queue", "fetch", "queue", "fetch", "points", "calibration", "get",
+         "stop", "close"},
+        {"open", "frames", "exceptions", "start", "deliver", "deliver", "raise", "set", "trigger", "execute",
+         "close"},
+        {"open", "start", "queue", "fetch", "queue", "fetch", "stop", "start", "frames", "deliver", "close"},
+        {"set ip", "open", "start", "queue", "fetch", "read file", "export", "close"},
+    };
+    constexpr uint8_t kTransports[] = {0, 0, 1, 0};
+    std::vector<Step> steps;
+    for (const char* const name : kSessions[index % std::size(kSessions)]) {
+        if (name != nullptr) {
+            const bool isOpen = strcmp(name, "open") == 0;
+            const bool isSwitch = strcmp(name, "switch") == 0;
+            const uint8_t value = isSwitch ? 5 : strcmp(name, "queue") == 0 && index % 2 == 0 ? 4 : 0;
+            steps.push_back({KindOf(name), isOpen ? kTransports[index % std::size(kTransports)] : value});
+        }
+    }
+    return steps;
+}
+
 } // namespace ox3d::session

@@ -62,6 +62,10 @@ private:
 // One session of all kinds of steps, in an order that a sensible application could have chosen, for each transport.
 std::vector<Step> LongSession(bool isUsb);
 
+// A short one without the functions that keep something for the process, which take their memory once only.
+std::vector<Step> ShortSession(uint32_t index);
+constexpr uint32_t kShortSessions = 4;
+
 // Complaints of this process: printed, counted, and answered by what was set (nothing).
 void Complain(const std::string& text);
 uint64_t Complaints();

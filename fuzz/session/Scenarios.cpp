@@ -14,6 +14,10 @@ constexpr Scenario kScenarios[] = {
     {"frames", "frames pushed", 50000, 2600000, RunFrames},
     {"frames-of-all-kinds", "frames with every option", 300, 100000, RunFramesOfAllKinds},
     {"threads", "calls from 8 threads", 300000, 5000000, RunThreads},
+    {"process-ends", "processes", 10, 1000, RunProcessEnds},
+    {"log-kills", "processes killed", 40, 1000, RunLogKills},
+    {"log-obstacles", "obstacles", 1, 1, RunLogObstacles},
+    {"numbers", "settings", 1, 1, RunNumbers},
 };
 
 } // namespace

@@ -36,6 +36,13 @@ void RunCycles(Run& run);
 void RunFrames(Run& run);
 void RunFramesOfAllKinds(Run& run);
 void RunThreads(Run& run);
+void RunProcessEnds(Run& run);
+void RunLogKills(Run& run);
+void RunLogObstacles(Run& run);
+void RunNumbers(Run& run);
+
+// In a process that a scenario starts: "--child WORK --seed N --folder F".
+int RunChild(const char* work, unsigned long seed, const char* folder);
 
 } // namespace ox3d::session
 
