@@ -39,7 +39,7 @@ uint32_t FetchFile(CCameraModule* camera, const char* name) {
 // that there is: so it goes into a file of its own, without the lock, and takes the copy's place when it is whole.
 uint32_t RefreshFile(CCameraModule* camera, const char* name, COXMutex* fileMutex) {
     static std::atomic<uint32_t> s_transfers{0};
-    char part[kCalibrationNameBytes] = {};
+    char part[kCalibrationNameBytes + 24] = {}; // and two numbers
     snprintf(part, sizeof(part), "%s.%d.%u", name, getpid(), ++s_transfers);
     uint32_t status = FetchFile(camera, part);
     if (status == OX3D_RGBD_OK) {
