@@ -23,6 +23,12 @@ constexpr double kWholePercent = 100.0;
 
 } // namespace
 
+AravisNode::~AravisNode() {
+    if (m_process.IsInherited()) {
+        static_cast<void>(m_buffer.release()); // a thread of the parent's may have left GObject's locks held
+    }
+}
+
 void AravisNode::Resize(size_t sizeBytes) {
     if (m_buffer != nullptr && m_sizeBytes == sizeBytes) {
         return;

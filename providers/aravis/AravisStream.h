@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 
+#include "base/ForkGuard.h"
 #include "base/ImageMemory.h"
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/ArvError.h"
@@ -20,12 +21,14 @@
 namespace ox3d {
 
 struct AravisNode final : FrameNode {
+    ~AravisNode() override;
     // Makes the buffer one of exactly this size; throws when there is no memory.
     void Resize(size_t sizeBytes);
 
     ImageBlock m_memory;
     size_t m_sizeBytes = 0;
     CObject<ArvBuffer> m_buffer; // over m_memory
+    CForkMark m_process;
 };
 
 // Frame numbers from block ids, which wrap round and do not always start where they should.

@@ -14,13 +14,17 @@ int Guarded(Body body) {
     return StatusBarrier(Code(OX_CC_E_RESOURCE), Code(OX_CC_E_UNKNOWN), body);
 }
 
-// The body gets the session. Arguments are good when isCallable says so; the handle is checked first.
+// The body gets the session. Arguments are good when isCallable says so; the handle is checked first. In a forked
+// child the cameras of its parent are gone.
 template <typename Body>
 int OnHandle(void* handle, bool isCallable, Body body) {
     return Guarded([&] {
         const std::shared_ptr<CSession> session = CHandleTable::Instance().Find(handle);
         if (session == nullptr) {
             return Code(OX_CC_E_HANDLE);
+        }
+        if (session->IsInherited()) {
+            return kDeviceGone;
         }
         return isCallable ? body(*session) : Code(OX_CC_E_PARAMETER);
     });

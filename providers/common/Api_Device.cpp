@@ -56,7 +56,7 @@ int OX_CC_DestroyHandle(void* handle) {
         if (session == nullptr) {
             return Code(OX_CC_E_HANDLE);
         }
-        session->Shutdown();
+        session->IsInherited() ? session->Abandon() : session->Shutdown();
         return kOk;
     });
 }
@@ -67,7 +67,14 @@ int OX_CC_OpenDevice(void* handle, uint32_t nAccessMode, uint16_t /*nSwitchoverK
 }
 
 int OX_CC_CloseDevice(void* handle) {
-    return OnHandle(handle, true, [](CSession& session) { return session.Close(); });
+    return Guarded([&] {
+        const std::shared_ptr<CSession> session = CHandleTable::Instance().Find(handle);
+        if (session != nullptr && session->IsInherited()) {
+            session->Abandon();
+            return kOk;
+        }
+        return session != nullptr ? session->Close() : Code(OX_CC_E_HANDLE);
+    });
 }
 
 int OX_CC_GetDeviceInfo(void* handle, OX_CC_DEVICE_INFO* pstDevInfo) {

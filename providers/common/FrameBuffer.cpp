@@ -198,6 +198,17 @@ void CFrameBuffer::Trim() {
     std::erase_if(m_nodes, [](const auto& node) { return node->m_users == 0; });
 }
 
+void CFrameBuffer::HoldForFork(bool isHeld) OX_NO_THREAD_SAFETY_ANALYSIS {
+    isHeld ? m_mutex.Lock() : m_mutex.Unlock();
+}
+
+void CFrameBuffer::Abandon() {
+    const CLock lock(m_mutex);
+    m_forFetch.clear();
+    m_forCallback.clear();
+    std::erase_if(m_nodes, [](const auto& node) { return !node->m_isLent; });
+}
+
 uint64_t CFrameBuffer::LostFrames() const {
     const CLock lock(m_mutex);
     return m_lostFrames;

@@ -76,6 +76,9 @@ public:
 
     // Gives the memory of empty nodes back.
     void Trim();
+    // In a forked child: that of all nodes but lent ones.
+    void Abandon();
+    void HoldForFork(bool isHeld);
     uint64_t LostFrames() const;
 
 private:

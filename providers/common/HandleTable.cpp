@@ -1,10 +1,30 @@
 // HandleTable.cpp - numbers for sessions.
 #include "providers/common/HandleTable.h"
 
+#include <pthread.h>
+
 namespace ox3d {
 
+void CHandleTable::HoldForFork(bool isHeld) OX_NO_THREAD_SAFETY_ANALYSIS {
+    if (isHeld) {
+        m_mutex.Lock();
+    }
+    for (const auto& [handle, session] : m_sessions) {
+        session->Frames().HoldForFork(isHeld);
+    }
+    if (!isHeld) {
+        m_mutex.Unlock();
+    }
+}
+
+CHandleTable* CHandleTable::Make() {
+    const auto leave = [] { Instance().HoldForFork(false); };
+    pthread_atfork([] { Instance().HoldForFork(true); }, leave, leave);
+    return new CHandleTable;
+}
+
 CHandleTable& CHandleTable::Instance() {
-    static auto* const s_table = new CHandleTable;
+    static auto* const s_table = Make();
     return *s_table;
 }
 
@@ -31,6 +51,9 @@ std::shared_ptr<CSession> CHandleTable::Remove(void* handle) {
     }
     std::shared_ptr<CSession> session = std::move(found->second);
     m_sessions.erase(found);
+    if (session->IsInherited()) {
+        m_inherited.push_back(session);
+    }
     return session;
 }
 

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "base/Mutex.h"
 #include "providers/common/Session.h"
@@ -13,7 +14,8 @@ namespace ox3d {
 
 class CHandleTable {
 public:
-    // Never destroyed: threads of an application may still be inside the provider when statics go.
+    // Never destroyed: threads of an application may still be inside the provider when statics go. While a thread is
+    // in here or among the image nodes no process is forked: a child finds them whole.
     static CHandleTable& Instance();
 
     void* Add(std::shared_ptr<CSession> session);
@@ -21,8 +23,13 @@ public:
     std::shared_ptr<CSession> Remove(void* handle);
 
 private:
+    static CHandleTable* Make();
+    void HoldForFork(bool isHeld);
+
     mutable CMutex m_mutex;
     std::map<void*, std::shared_ptr<CSession>> m_sessions OX_GUARDED_BY(m_mutex);
+    // Of a forked child. They go never: what they own would let go of the parent's cameras.
+    std::vector<std::shared_ptr<CSession>> m_inherited OX_GUARDED_BY(m_mutex);
     uintptr_t m_next OX_GUARDED_BY(m_mutex) = 0x10;
 };
 

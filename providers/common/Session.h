@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/ForkGuard.h"
 #include "base/Mutex.h"
 #include "providers/common/Camera.h"
 #include "providers/common/Connection.h"
@@ -39,6 +40,10 @@ public:
     int Stop();
     // Closes what is open and waits for every thread but the caller's own.
     void Shutdown();
+    // Whether this process is a forked child of the one that made it: threads, locks and camera are its parent's.
+    bool IsInherited() const { return m_process.IsInherited(); }
+    // All that a child may do to it: gives the images' memory back.
+    void Abandon() { m_frames->Abandon(); }
 
     // ---- The open camera ----
 
@@ -73,6 +78,7 @@ private:
     int CheckNetwork(std::shared_ptr<CConnection>* connection) const;
     bool SetProgress(int64_t completed, int64_t total);
 
+    const CForkMark m_process;
     const std::shared_ptr<CCamera> m_camera;
     const OX_CC_DEVICE_INFO m_record; // as it was when the handle was made
     const std::shared_ptr<CHandleCallbacks> m_callbacks;

@@ -1,6 +1,9 @@
 // StreamTest.cpp - frames by fetching: their content, image nodes, triggers, ends of streams, what remains behind.
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <numeric>
 #include <set>
 #include <thread>
 #include <vector>
@@ -243,6 +246,36 @@ TEST(Unplug, LeavesTheLastFramesAndThenCleanCodes) {
     const COpenCamera next; // and the camera that comes then works
     next.Start();
     EXPECT_EQ(next.Fetch(), 1);
+}
+
+TEST(Fork, LeavesTheCameraToTheParentAndTheMemoryToTheChild) {
+    const CTriggeredCamera camera;
+    camera.SetNodes(2);
+    camera.Start();
+    for (int i = 0; i < 4; ++i) {
+        camera.Trigger();
+    }
+    ASSERT_TRUE(Eventually([&] { return camera.Lost() == 2; }));
+    const OX_FRAME_OUT lent = camera.Borrow();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        void* const handle = camera;
+        const size_t before = HeapBytes();
+        const int statuses[] = {camera.SetGain(1) == kGone ? 0 : 1,
+                                camera.Fetch(kForever) == kGone ? 0 : 2,
+                                camera.Stop() == kGone ? 0 : 4,
+                                camera.Close() == 0 ? 0 : 8,
+                                kSanitized || HeapBytes() + kDepthBytes <= before ? 0 : 16,
+                                IsWhole(lent.pBufAddr, lent.stFrameInfo) ? 0 : 32,
+                                CC(OX_CC_DestroyHandle)(handle) == 0 ? 0 : 64};
+        _exit(std::accumulate(std::begin(statuses), std::end(statuses), 0));
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(camera.SetGain(1), 0);
+    EXPECT_EQ(camera.Fetch(), 4);
 }
 
 TEST(Lifetime, OfStreamsLeavesNothingBehind) {
