@@ -7,6 +7,7 @@
 #include "fuzz/FakeDevice.h"
 #include "fuzz/Input.h"
 #include "fuzz/MemoryFile.h"
+#include "providers/aravis/Description.h"
 #include "providers/aravis/FeatureFile.h"
 #include "providers/aravis/Features.h"
 
@@ -59,8 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     }();
     s_file.Write({data, lengthBytes});
     const CObject<ArvDevice> device = MakeFakeDevice(s_file.Path());
-    if (device == nullptr) {
-        return 0;
+    if (device == nullptr || !IsUsableDescription(device.get())) {
+        return 0; // not opened
     }
     for (const char* name : {"Root", "Width", "PixelFormat", "A", "B", "C"}) {
         Ask(device.get(), name);

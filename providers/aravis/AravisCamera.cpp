@@ -1,24 +1,12 @@
 // AravisCamera.cpp - what cameras of both transports share, and those on USB.
 #include "providers/aravis/AravisCamera.h"
 
-#include <string_view>
-
 #include "providers/aravis/AravisStream.h"
+#include "providers/aravis/Description.h"
 #include "providers/aravis/UsbDevices.h"
 #include "providers/common/Status.h"
 
 namespace ox3d {
-namespace {
-
-// Nothing can be asked of a camera without a description; of one that is cut off Aravis takes what there is.
-bool HasDescription(ArvDevice* device) {
-    size_t lengthBytes = 0;
-    const char* xml = arv_device_get_genicam_xml(device, &lengthBytes);
-    return xml != nullptr && arv_device_get_genicam(device) != nullptr &&
-           std::string_view(xml, lengthBytes).rfind("</RegisterDescription") != std::string_view::npos;
-}
-
-} // namespace
 
 OX_CC_DEVICE_INFO CAravisCamera::Now() const {
     const CLock lock(m_mutex);
@@ -41,7 +29,7 @@ NodeMaker CAravisCamera::Nodes() const {
 int CAravisCamera::Connect(CObject<ArvDevice> device, const CameraPath& path, uint32_t accessMode,
                            const std::shared_ptr<CHandleCallbacks>& callbacks, const ResendSettings& resend,
                            uint32_t controlTimeoutMs, std::shared_ptr<CConnection>* connection) const {
-    if (!HasDescription(device.get())) {
+    if (!IsUsableDescription(device.get())) {
         return Code(OX_CC_E_GC_GENERIC);
     }
     auto made = std::make_shared<CAravisConnection>(std::move(device), path, callbacks, accessMode);
