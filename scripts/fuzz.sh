@@ -32,7 +32,7 @@ fuzz() {
     [ ! -f "$root/fuzz/dict/$target.dict" ] || options+=("-dict=$root/fuzz/dict/$target.dict")
     mkdir -p "$folder"
     work=$(mktemp -d -p "$([ -w /dev/shm ] && printf /dev/shm || printf '%s' "${TMPDIR:-/tmp}")" ox3d-fuzz.XXXXXX)
-    (cd "$work" && TMPDIR=$work exec "$programs/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
+    (cd "$work" && TMPDIR=$work exec "$programs/bin/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
     rm -rf "$work"
     return "$status"
 }
@@ -69,7 +69,7 @@ smoke)
 one) smoke "$2" ;;
 run)
     target=$2
-    [ -x "$programs/$target" ] || fail "no such target: $target; there are: $(bash "${BASH_SOURCE[0]}" list | tr '\n' ' ')"
+    [ -x "$programs/bin/$target" ] || fail "no such target: $target; there are: $(bash "${BASH_SOURCE[0]}" list | tr '\n' ' ')"
     mkdir -p "$out/$target/corpus"
     fuzz "$target" "$out/$target" "${@:3}" "$out/$target/corpus" "$corpus/$target"
     ;;
