@@ -49,6 +49,9 @@ class CDescriptionCheck {
 public:
     bool Run(ArvDomNode* root) {
         Collect(root);
+        if (!m_areEntriesNamed) {
+            return false;
+        }
         for (const auto& entry : m_references) {
             if (!IsFinite(entry.first, 0)) {
                 return false;
@@ -76,6 +79,10 @@ private:
         while (!open.empty()) {
             const auto [node, owner] = open.back();
             open.pop_back();
+            if (ARV_IS_GC_ENUM_ENTRY(node)) {
+                const char* const name = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(node));
+                m_areEntriesNamed = m_areEntriesNamed && name != nullptr;
+            }
             if (ARV_IS_GC_REGISTER(node)) {
                 m_registers.push_back(ARV_GC_REGISTER(node));
             }
@@ -127,6 +134,7 @@ private:
     std::map<ArvDomNode*, std::vector<ArvDomNode*>> m_references;
     std::map<ArvDomNode*, size_t> m_heights;
     std::vector<ArvGcRegister*> m_registers;
+    bool m_areEntriesNamed = true; // of enumerations: Aravis hands their names out without a look
 };
 
 } // namespace
