@@ -28,6 +28,21 @@ target_compile_options(ox3d_compile INTERFACE -ffp-contract=off)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(ox3d_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
 endif()
+# Hardening of what is shipped: a fault that a hostile camera or file might reach ends the process instead. All
+# addresses are bound when an object is loaded, and are then read-only. Debug builds go without, since FORTIFY needs
+# optimisation; sanitizers bring checks of their own in its place.
+include(CheckPIESupported)
+check_pie_supported()
+set(hardened -fstack-protector-strong)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+    list(APPEND hardened -fcf-protection=full)
+endif()
+if(NOT OX3D_SANITIZE)
+    list(APPEND hardened -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+target_compile_options(ox3d_compile INTERFACE "$<$<NOT:$<CONFIG:Debug>>:${hardened}>")
+target_link_options(ox3d_compile INTERFACE
+    "$<$<NOT:$<CONFIG:Debug>>:LINKER:-z,relro;LINKER:-z,now;LINKER:-z,noexecstack>")
 if(OX3D_SANITIZE)
     target_compile_options(ox3d_compile INTERFACE -fsanitize=${OX3D_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)

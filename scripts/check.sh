@@ -22,7 +22,7 @@ describe() {
     links) say "relative links of the documents lead somewhere" ;;
     includes) say "includes run one way through the modules" ;;
     headers) say "each public header compiles alone as C11 and as C++17, gcc and clang" ;;
-    install) say "installed files and exported symbols are those of the lists" ;;
+    install) say "installed files and exported symbols are those of the lists, and every object is hardened" ;;
     package) say "builds without a preset, installs into a multiarch folder, is found and used there, goes again" ;;
     clang) say "builds with clang and its thread-safety analysis" ;;
     tidy) say "clang-tidy 14 has nothing to say" ;;

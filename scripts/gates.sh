@@ -195,6 +195,27 @@ same_list() {
     fi
 }
 
+# unhardened <object>: what it lacks of the hardening that cmake/Ox3dCompile.cmake asks for, a line each. FORTIFY turns
+# prints that it cannot prove right into checked ones; control-flow protection begins what others may call with endbr64.
+unhardened() {
+    local headers dynamic imports entries=main
+    headers=$(readelf -hlW "$1")
+    dynamic=$(readelf -dW "$1")
+    imports=$(nm -D --undefined-only --format=posix "$1" | sed 's/[@ ].*//')
+    [[ $1 == *.so ]] && entries=$(nm -D --defined-only "$1" | awk '$2 == "T" { sub(/@.*/, "", $3); print $3 }')
+    { grep -q GNU_RELRO <<<"$headers" && grep -q BIND_NOW <<<"$dynamic"; } || say "full RELRO"
+    grep -E 'GNU_STACK.* RW ' <<<"$headers" >/dev/null || say "a stack that is not executable"
+    grep -q 'Type: *DYN' <<<"$headers" || say "independence of its position"
+    grep -qx __stack_chk_fail <<<"$imports" || say "the stack protector"
+    ! grep -q printf <<<"$imports" || grep -qE '^__v?s?n?f?printf_chk$' <<<"$imports" || say "_FORTIFY_SOURCE"
+    [ "$(uname -m)" = x86_64 ] || return 0
+    objdump -d --no-show-raw-insn "$1" | awk -v entries="$entries" '
+        BEGIN { split(entries, names, "\n"); for (i in names) wanted["<" names[i] ">:"] = 1 }
+        isEntry { bare += !/endbr64/; isEntry = 0 }
+        $2 in wanted { isEntry = 1; ++found }
+        END { exit bare > 0 || found == 0 }' || say "control-flow protection"
+}
+
 gate_install() {
     local prefix="$root/build/check/prefix" status=0 library version
     build_preset release
@@ -220,6 +241,10 @@ gate_install() {
     for library in "$prefix"/lib/*.so "$prefix"/lib/ox3drgbd/*/*.so "$prefix"/bin/*; do
         if readelf -d "$library" | grep -E '\((RPATH|RUNPATH)\)' | grep -F "$root"; then
             say "^ run path of ${library#"$prefix"/}"
+            status=1
+        fi
+        if unhardened "$library" | grep .; then
+            say "^ missing in ${library#"$prefix"/}"
             status=1
         fi
     done
