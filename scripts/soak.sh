@@ -24,6 +24,8 @@ done
 preset="${OX3D_SOAK_PRESET:-release}"
 build_preset "$preset" ox3d_soak
 program="$root/build/$preset/tests/bin/ox3d_soak"
+# The sanitizers' dlopen does not know where the program looks.
+export LD_LIBRARY_PATH="$root/build/$preset/tests/doubles/full"
 [ ${#names[@]} -gt 0 ] || mapfile -t names < <("$program")
 mkdir -p "$log_dir" "$root/out"
 
