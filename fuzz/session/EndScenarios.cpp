@@ -305,9 +305,10 @@ int CancelStreaming(unsigned long seed) {
     SetUpCamera();
     uint32_t count = 0;
     OX3D_RGBD_GetDeviceNumber(OX3D_RGBD_DEVICE_ALL, &count); // from here on there is a log
-    const ssize_t written = write(STDOUT_FILENO, "+", 1);
-    for (; written == 1;) {
-        OX3D_RGBD_GetSDKVersion(nullptr);
+    if (write(STDOUT_FILENO, "+", 1) == 1) {
+        for (;;) {
+            OX3D_RGBD_GetSDKVersion(nullptr);
+        }
     }
     _exit(2);
 }

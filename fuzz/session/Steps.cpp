@@ -233,9 +233,9 @@ constexpr StepKind kKinds[] = {
                                    Argument(param, v));
      },
      [](Context& c, uint8_t v) { return c.m_model.SetSwitch(SwitchOf(v & 0x3F), SwitchValue(v & 0x3F)); }},
-    {"points", EShape::HandleFirst, CallPoints,
+    {"points", EShape::NullHandleFirst, CallPoints,
      [](Context& c, uint8_t v) { return c.m_model.Points(v % 2 == 0); }},
-    {"calibration", EShape::HandleFirst,
+    {"calibration", EShape::NullHandleFirst,
      [](Context&, void* h, uint8_t v) {
          OX3D_RGBD_CALIB_INFO info;
          return OX3D_RGBD_GetCalibInfo(h, 1 + v % 2, Argument(info, v));
@@ -279,10 +279,10 @@ constexpr StepKind kKinds[] = {
      Forward<test::DOUBLE_OX_XML_GetNodeAccessMode>},
     {"invalidate", EShape::Handle, [](Context&, void* h, uint8_t) { return OX3D_RGBD_InvalidateNodes(h); },
      Forward<test::DOUBLE_OX_CC_InvalidateNodes>},
-    {"export", EShape::HandleFirst,
+    {"export", EShape::NullHandleFirst,
      [](Context&, void* h, uint8_t v) { return OX3D_RGBD_ExportAllParam(h, TextArgument("features", v)); },
      Forward<test::DOUBLE_OX_CC_FeatureSave>},
-    {"import", EShape::HandleFirst,
+    {"import", EShape::NullHandleFirst,
      [](Context&, void* h, uint8_t v) { return OX3D_RGBD_ImportAllParam(h, TextArgument("features", v)); },
      Forward<test::DOUBLE_OX_CC_FeatureLoad>},
     {"xml", EShape::HandleFirst,

@@ -11,10 +11,11 @@ namespace ox3d::session {
 
 // What a kind does with the handle and with null arguments.
 enum class EShape : uint8_t {
-    Camera,        // is the camera's doing
-    Alone,         // needs no handle
-    Handle,        // has no argument to be null
-    ArgumentFirst, // a null argument is reported before a dead handle
+    Camera,          // is the camera's doing
+    Alone,           // needs no handle
+    Handle,          // has no argument to be null
+    ArgumentFirst,   // a null argument is reported before a dead handle
+    NullHandleFirst, // and a dead one last
     HandleFirst,
 };
 

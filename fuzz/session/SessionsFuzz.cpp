@@ -1,4 +1,4 @@
-// SessionFuzz.cpp - a session from bytes: how many faults, the faults (function, call, code), then steps (kind, value).
+// SessionsFuzz.cpp - a session from bytes: how many faults, the faults (function, call, code), then steps (kind, value).
 // Whatever does not fit the model ends the process.
 #include <cstddef>
 #include <cstdint>
