@@ -157,6 +157,12 @@ void Convert(CInput& input, CDepthConversion& conversion, CFrameAssembler& assem
     depth.nHeight = height;
     depth.nDataLen = static_cast<uint32_t>(samples.size());
     depth.pData = samples.data();
+    if (kIsLarge && input.Flag()) {
+        depth.nWidth = kWholeWidth;
+        depth.nHeight = kWholeHeight;
+        depth.nDataLen = kWholeWidth * kWholeHeight * 2;
+        depth.pData = WholeImage().PlaceFilled(depth.nDataLen, input.Bytes(64), 2);
+    }
     OX3D_RGBD_IMAGE_DATA points = {};
     if (conversion.Convert(&depth, nullptr, &points) == OX3D_RGBD_OK) {
         ReadImage(points);

@@ -92,7 +92,7 @@ private:
         const auto bits = m_input.Take<uint8_t>();
         const int32_t key = (bits & 1) != 0 ? bits >> 4 : OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE;
         const int32_t size =
-            (bits & 2) != 0 ? m_input.Take<int16_t>() : kSizes[(bits >> 2) % std::size(kSizes)];
+            (bits & 2) != 0 ? m_input.Take<int16_t>() : kSizes[m_input.Take<uint8_t>() % std::size(kSizes)];
         const auto held = static_cast<size_t>(std::clamp<int32_t>(size, 0, kMaxRecordBytes));
         uint8_t* const record = Record(false).PlaceFilled(held, m_input.Bytes(40), 4);
         if (held == sizeof(OXB3D_BINOSTEREO_PARAM_LIST) && (bits & 4) != 0) {

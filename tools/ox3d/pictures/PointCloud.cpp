@@ -85,7 +85,7 @@ PointCloud CloudFromRegistered(const DepthImage& depth, const RgbImage* color,
 PointCloud CloudFromPointImage(const OX3D_RGBD_IMAGE_DATA& image) {
     constexpr size_t kPointBytes = 3 * sizeof(float);
     const uint64_t pixels = uint64_t{image.nWidth} * image.nHeight;
-    if (image.enImageType != OX3D_RGBD_PIXEL_POINT_CLOUD || image.pData == nullptr ||
+    if (image.enImageType != OX3D_RGBD_PIXEL_POINT_CLOUD || image.pData == nullptr || pixels == 0 ||
         pixels > image.nDataLen / kPointBytes) {
         return {};
     }
