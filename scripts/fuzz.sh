@@ -3,6 +3,8 @@
 #   fuzz.sh smoke                 all seeds of every target, then each for some time from its seeds alone, with a
 #                                 fixed seed for the fuzzer: what "./run check fuzz" runs
 #   fuzz.sh run TARGET OPTION...  one target on and on; what it finds is kept in out/fuzz/TARGET
+#   fuzz.sh all [EXECUTIONS]      every target for so many executions, going on from what it has found before; ends
+#                                 with rows for docs/reliability.md
 # A run ends with an error when a target fails, and leaves the failing input in out/fuzz.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -32,15 +34,24 @@ fuzz() {
     [ ! -f "$root/fuzz/dict/$target.dict" ] || options+=("-dict=$root/fuzz/dict/$target.dict")
     mkdir -p "$folder"
     work=$(mktemp -d -p "$([ -w /dev/shm ] && printf /dev/shm || printf '%s' "${TMPDIR:-/tmp}")" ox3d-fuzz.XXXXXX)
-    (cd "$work" && TMPDIR=$work exec "$programs/bin/$target" "${limits[@]}" "${options[@]}" "-artifact_prefix=$folder/" "$@") || status=$?
+    (cd "$work" && TMPDIR=$work exec "$programs/bin/$target" "${limits[@]}" "${options[@]}" \
+        "-artifact_prefix=$folder/" "$@") || status=$?
     rm -rf "$work"
     return "$status"
 }
 
+# figures <log>: executions and executions a second.
+figures() {
+    awk '/stat::number_of_executed_units/ { runs = $2 }
+        /stat::average_exec_per_sec/ { rate = $2 }
+        END { printf "%d %d\n", runs, rate }' "$1"
+}
+
+files_in() { find "$@" -type f | wc -l; }
+
 # smoke <target>
 smoke() {
-    local target="$1" status=0
-    local folder="$out/smoke/$target"
+    local target="$1" status=0 folder="$out/smoke/$1" runs rate
     rm -rf "$folder"
     mkdir -p "$folder/corpus"
     {
@@ -53,25 +64,40 @@ smoke() {
         say "FAILED  $target (input and log: out/fuzz/smoke/$target)"
         return 1
     fi
-    say "ok      $target: $(awk '/stat::number_of_executed_units/ { runs = $2 }
-        /stat::average_exec_per_sec/ { rate = $2 }
-        END { printf "%d executions, %d a second", runs, rate }' "$folder/log.txt"), $(find "$corpus/$target" -type f |
-        wc -l) seeds"
+    read -r runs rate < <(figures "$folder/log.txt")
+    say "ok      $target: $runs executions, $rate a second, $(files_in "$corpus/$target") seeds"
+}
+
+# long <target> <executions>: prints a row of a table.
+long() {
+    local target="$1" status=0 folder="$out/$1" runs rate
+    mkdir -p "$folder/corpus"
+    fuzz "$target" "$folder" "-runs=$2" "$folder/corpus" "$corpus/$target" >"$folder/log.txt" 2>&1 || status=$?
+    read -r runs rate < <(figures "$folder/log.txt")
+    say "| $target | $runs | $rate | $(files_in "$folder/corpus" "$corpus/$target") | $([ "$status" -eq 0 ] &&
+        printf none || printf 'out/fuzz/%s' "$target") |"
+    return "$status"
 }
 
 case "${1:-}" in
 list) cut -d' ' -f1 "$programs/targets.txt" ;;
 smoke)
     [ -s "$programs/targets.txt" ] || fail "no fuzz targets"
-    cut -d' ' -f1 "$programs/targets.txt" |
-        xargs --max-args 1 --max-procs "$jobs" bash "${BASH_SOURCE[0]}" one
+    bash "${BASH_SOURCE[0]}" list | xargs --max-args 1 --max-procs "$jobs" bash "${BASH_SOURCE[0]}" smoke-one
     ;;
-one) smoke "$2" ;;
+smoke-one) smoke "$2" ;;
+all)
+    say "| target | executions | a second | inputs kept | failing inputs |"
+    say "|---|---|---|---|---|"
+    bash "${BASH_SOURCE[0]}" list |
+        xargs --max-procs "$jobs" --replace={} bash "${BASH_SOURCE[0]}" all-one {} "${2:-10000000}"
+    ;;
+all-one) long "$2" "$3" ;;
 run)
     target=$2
     [ -x "$programs/bin/$target" ] || fail "no such target: $target; there are: $(bash "${BASH_SOURCE[0]}" list | tr '\n' ' ')"
     mkdir -p "$out/$target/corpus"
     fuzz "$target" "$out/$target" "${@:3}" "$out/$target/corpus" "$corpus/$target"
     ;;
-*) fail "usage: fuzz.sh list | smoke | run TARGET [OPTION...]" ;;
+*) fail "usage: fuzz.sh list | smoke | run TARGET [OPTION...] | all [EXECUTIONS]" ;;
 esac
