@@ -70,10 +70,10 @@ void CCameraModule::ResetMember() {
     m_exceptionUser = nullptr;
     m_eventCallBack = nullptr;
     m_eventUser = nullptr;
-    m_handle = nullptr;
+    m_handle.Set(nullptr);
+    m_isLetGo = false;
     memset(&m_deviceInfo, 0, sizeof(m_deviceInfo));
     m_extended = 0;
-    m_reserved = 0;
 }
 
 uint32_t CCameraModule::ErrCodeTrans(int code) {
@@ -163,7 +163,9 @@ uint32_t CCameraModule::CreateHandle(const OX_CC_DEVICE_INFO* info) {
     OX_LOG_INFO("[CreateHandle] Get Gige Sdk version:(%#x).\r\n", CamFunction(OX_CC_GetSDKVersion)());
 
     m_deviceInfo = *info;
-    const int code = CamFunction(OX_CC_CreateHandle)(&m_handle, info);
+    void* handle = nullptr;
+    const int code = CamFunction(OX_CC_CreateHandle)(&handle, info);
+    m_handle.Set(handle);
     if (code != 0) {
         const OX_CC_GIGE_DEVICE_INFO& gige = info->stGigEInfo;
         OX_LOG_ERROR("[CreateHandle] camera module OX_CC_CreateHandle fail, macH:(%#x), macL:(%#x), "
@@ -204,7 +206,7 @@ uint32_t CCameraModule::StopGrabbing() {
 // Every step runs whatever the state and whatever the step before returned: a device that is not open
 // refuses, and the refusal is only logged.
 uint32_t CCameraModule::DeInit() {
-    if (m_handle == nullptr) {
+    if (!m_handle.IsSet()) {
         return OX3D_RGBD_OK;
     }
     const auto step = [this](const char* name, auto*& global) {
@@ -218,8 +220,29 @@ uint32_t CCameraModule::DeInit() {
     step("OX_CC_StopGrabbing", OX_CC_StopGrabbing);
     step("OX_CC_CloseDevice", OX_CC_CloseDevice);
     step("OX_CC_DestroyHandle", OX_CC_DestroyHandle);
-    m_handle = nullptr;
+    m_handle.Set(nullptr);
     return OX3D_RGBD_OK;
+}
+
+void CCameraModule::LetGo() {
+    m_isLetGo = true;
+    void* handle = m_handle.Take();
+    if (handle == nullptr) {
+        return;
+    }
+    // What the library says is of no interest: the device is gone. The stop wakes threads that wait for a frame.
+    CamFunction(OX_CC_StopGrabbing)(handle);
+    m_handle.WaitUnused();
+    CamFunction(OX_CC_CloseDevice)(handle);
+    CamFunction(OX_CC_DestroyHandle)(handle);
+    OX_LOG_INFO("[LetGo] the lost device is closed.\r\n");
+}
+
+void CCameraModule::Adopt(CCameraModule* other) {
+    m_deviceInfo = other->m_deviceInfo;
+    m_extended = other->m_extended.load();
+    m_handle.Set(other->m_handle.Take());
+    m_isLetGo = false;
 }
 
 uint32_t CCameraModule::RegisterImageCallBack(ImageCallBack fn, void* user) {
@@ -326,7 +349,8 @@ int CCameraModule::GetOptimalPacketSize() {
         OX_LOG_ERROR("camera module OX_CC_GetOptimalPacketSize is null.\r\n");
         return 0;
     }
-    return function(m_handle);
+    const CUse use(m_handle);
+    return function(use.Handle());
 }
 
 uint32_t CCameraModule::SetGvcpTimeout(unsigned int ms) {

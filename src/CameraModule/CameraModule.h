@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "src/CameraModule/CamLoadLibrary.h"
+#include "src/CameraModule/CameraHandle.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 class CCameraModule {
@@ -40,6 +41,14 @@ public:
     uint32_t DeInit();
     uint32_t OpenDevice();
     uint32_t CloseDevice();
+    // Gives up the handle of a device that is lost: waits for the calls on it, closes and destroys it. Calls from
+    // here on fail as on a lost device, until Adopt.
+    void LetGo();
+    // Takes over the handle of another module; callbacks have to be registered again.
+    void Adopt(CCameraModule* other);
+    // Keeps what the device has lent from going while it is used.
+    using CUse = CCameraHandle::CUse;
+    CCameraHandle& Handle() { return m_handle; }
     uint32_t StartGrabbing();
     uint32_t StopGrabbing();
 
@@ -97,7 +106,8 @@ private:
     static void VirtualExceptionCB(uint32_t msgType, void* user);
     static void VirtualEventInfoCB(OX_EVENT_OUT_INFO* info, void* user);
 
-    // The camera's raw result of function(handle, arguments...); a missing function counts as unsupported.
+    // The camera's raw result of function(handle, arguments...); a missing function counts as unsupported, and every
+    // call on a device that was let go as one on a device that is gone.
     template <class Result, class... Params, class... Args>
     int RawCall(const char* name, Result (*&global)(void*, Params...), Args... args);
     // The same, a failure logged under the function's name, the result translated.
@@ -119,10 +129,10 @@ private:
     std::atomic<void*> m_exceptionUser;
     std::atomic<EventCallBack> m_eventCallBack; // shared by the two volume events
     std::atomic<void*> m_eventUser;
-    void* m_handle;
+    CCameraHandle m_handle;
+    std::atomic<bool> m_isLetGo{false};
     OX_CC_DEVICE_INFO m_deviceInfo;
-    uint32_t m_extended; // 1: the extended functions are available
-    uint32_t m_reserved;
+    std::atomic<uint32_t> m_extended; // 1: the extended functions are available
 };
 
 #endif

@@ -20,7 +20,11 @@ int CCameraModule::RawCall(const char* name, Result (*&global)(void*, Params...)
         OX_LOG_ERROR("camera module %s is null.\r\n", name);
         return static_cast<int>(OX_CC_E_SUPPORT);
     }
-    return function(m_handle, args...);
+    const CUse use(m_handle);
+    if (use.Handle() == nullptr && m_isLetGo) {
+        return static_cast<int>(OX_CC_E_PRECONDITION);
+    }
+    return function(use.Handle(), args...);
 }
 
 template <class Result, class... Params, class... Args>

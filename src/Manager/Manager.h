@@ -8,6 +8,8 @@
 // Locks, outermost first; the library itself takes none while it holds one below it:
 //   device lock       held by the interface around all operations but those marked (unlocked); the registry
 //                     lock, under which a handle ends, lies inside it
+//   lifecycle lock    what a device that is back has to find unchanged: whether it streams, which callbacks it has.
+//                     The thread that brings it back takes this one alone, not the device lock
 //   enumeration lock  while device records of the camera-control library are in use
 //   callback lock     push path: one frame is assembled and delivered. An application's callback runs under
 //                     it and may take the device lock from there: the interface sees to it that this never
@@ -21,6 +23,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 #include "base/CallbackSlot.h"
 #include "src/CameraModule/CameraModule.h"
@@ -30,8 +33,10 @@
 #include "src/Manager/FrameAssembler.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/HeldFrames.h"
-#include "src/Manager/OutputSwitches.h"
+#include "src/Manager/LibrarySwitches.h"
 #include "src/Manager/OwnedMutex.h"
+#include "src/Manager/Reconnector.h"
+#include "src/Manager/SettingsJournal.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxCameraControl.h>
 
@@ -128,6 +133,9 @@ public:
     // Returns when no other thread is inside a callback.
     void WaitForCallbacks();
 
+    // ---- A lost device that comes back: Manager_Reconnect.cpp -------------------------------------------
+    uint32_t SetAutoReconnect(bool isOn);
+
     // ---- Frames, depth and color: Manager_Frame.cpp -----------------------------------------------------
     void ClearAllLocalData() OX_REQUIRES(m_assembler);
     uint32_t UpdateChunkDataToLocal(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count, uint32_t width,
@@ -153,6 +161,18 @@ private:
                                const char* deviceFile);
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
+    uint32_t RegisterImageTrampoline(CCameraModule* camera);
+    uint32_t RegisterExceptionTrampoline(CCameraModule* camera);
+    // A frame of the camera, or of the same camera when it is back in time.
+    bool WaitForFrame(CCameraModule* camera, uint32_t timeoutMs, OX_FRAME_OUT* raw,
+                      std::optional<CCameraModule::CUse>* use);
+    void TellApplication(uint32_t exceptionId);
+    void LetGoOfDevice();
+    bool ReopenDevice();
+    uint32_t OpenSameDevice(CCameraModule* fresh);
+    uint32_t ResumeDevice(CCameraModule* fresh);
+    uint32_t SetImageNodes(CCameraModule* camera);
+    uint32_t SetWorkMode(CCameraModule* camera);
     uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);
     uint32_t AssembleFrame(const char* operation, const RawFrame& main, OX3D_RGBD_FRAME_DATA* frame)
         OX_REQUIRES(m_assembler);
@@ -165,8 +185,14 @@ private:
     std::atomic<uint32_t> m_softTrigger{0};
     std::atomic<uint32_t> m_nDeviceType{0}; // transport type of the bound device
     bool m_hasLogReference = false;
-    CHeldFrames m_heldFrames; // device lock
-    COutputSwitches m_switches;
+    CHeldFrames m_heldFrames;
+    CLibrarySwitches m_switches;
+
+    // A lost device that comes back.
+    COXMutex m_lifecycleMutex;
+    CSettingsJournal m_journal;
+    char m_serialNumber[64] = {}; // written before the thread that reads it is started
+    std::atomic<bool> m_isFrameTrampolineSet{false};
 
     // Delivery.
     ox3d::CCallbackSlot<OX3D_RGBD_FrameDataCallBack> m_frameCallback;
@@ -179,6 +205,7 @@ private:
     COXMutex m_calibrationFileMutex; // the local calibration file: written and read whole
     CFrameAssembler m_assembler;     // callback lock or frame mutex
     CDepthConversion m_conversion;
+    CReconnector m_reconnector; // last: its thread uses all the others
 };
 
 #endif

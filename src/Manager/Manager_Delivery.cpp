@@ -1,19 +1,33 @@
 // Manager_Delivery.cpp - frames handed to the application: pushed on the camera library's delivery thread, or
 // pulled on the application's.
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
+#include "base/Cancellation.h"
 #include "base/ExceptionBarrier.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Common/Time.h"
 #include "src/Manager/Manager.h"
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 
-// "Device offline" in GBK; part of the interface, applications show these bytes.
-constexpr char kOfflineText[] = "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF";
+struct ExceptionRow {
+    uint32_t m_id;
+    std::string_view m_text;
+};
+
+// "Device offline" in GBK is part of the interface: applications show these bytes.
+constexpr ExceptionRow kExceptions[] = {
+    {OX3D_RGBD_EXCEPTION_OFFLINE, "\xC9\xE8\xB1\xB8\xB5\xF4\xCF\xDF"},
+    {OX3D_RGBD_EXCEPTION_RETRYING, "device lost, looking for it"},
+    {OX3D_RGBD_EXCEPTION_RECONNECTED, "device is back"},
+};
 
 // An application's callback must not unwind through the camera library's frames.
 template <class Call>
@@ -45,17 +59,27 @@ void VirtualExceptionCallBack(uint32_t message, void* user) {
 
 } // namespace
 
+uint32_t CManager::RegisterImageTrampoline(CCameraModule* camera) {
+    return camera->RegisterImageCallBack(&VirtualImageCallBack, this);
+}
+
+uint32_t CManager::RegisterExceptionTrampoline(CCameraModule* camera) {
+    return camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
+}
+
 uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
     CCameraModule* camera = m_pcCamera;
     if (camera == nullptr) {
         OX_LOG_ERROR("[RegisterFrameCallBack] The camera is not connect \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
-    const uint32_t status = camera->RegisterImageCallBack(&VirtualImageCallBack, this);
+    const COXLock lock(&m_lifecycleMutex);
+    const uint32_t status = RegisterImageTrampoline(camera);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[RegisterFrameCallBack] register image callback fail nRet:[%#x].\r\n", status);
         return status;
     }
+    m_isFrameTrampolineSet = true;
     m_frameCallback.Publish({callback, user});
     if (callback != nullptr) {
         OX_LOG_INFO("[RegisterFrameCallBack] register RegisterDataCB success\r\n");
@@ -73,7 +97,7 @@ uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, voi
     }
     // Published first: the loss of the device during the registration is reported too.
     const auto former = m_exceptionCallback.Publish({callback, user});
-    const uint32_t status = camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
+    const uint32_t status = RegisterExceptionTrampoline(camera);
     if (status != OX3D_RGBD_OK) {
         m_exceptionCallback.Publish(former);
         OX_LOG_ERROR("[RegisterExceptionCB] register exception callback fail nRet:[%#x].\r\n", status);
@@ -96,14 +120,24 @@ void CManager::ExceptionCallBack(uint32_t message) {
         OX_LOG_WARNING("[ExceptionCallBack] message [%#x] is not passed on.\r\n", message);
         return;
     }
+    if (!m_reconnector.NoteLoss()) {
+        TellApplication(OX3D_RGBD_EXCEPTION_OFFLINE);
+    }
+}
+
+void CManager::TellApplication(uint32_t exceptionId) {
     const ox3d::CCallbackCall call(m_exceptionCallback, this);
     if (!call) {
         return;
     }
     OX3D_RGBD_EXCEPTION_INFO info;
     memset(&info, 0, sizeof(info));
-    info.nExceptionId = OX3D_RGBD_EXCEPTION_OFFLINE;
-    memcpy(info.chExceptionDes, kOfflineText, sizeof(kOfflineText));
+    info.nExceptionId = exceptionId;
+    for (const ExceptionRow& row : kExceptions) {
+        if (row.m_id == exceptionId) {
+            memcpy(info.chExceptionDes, row.m_text.data(), row.m_text.size());
+        }
+    }
     CallApplication("ExceptionCallBack", [&] { call(&info); });
 }
 
@@ -172,6 +206,31 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
         taken.nFrameLen, MyMilliseconds() - begin);
 }
 
+bool CManager::WaitForFrame(CCameraModule* camera, uint32_t timeoutMs, OX_FRAME_OUT* raw,
+                            std::optional<CCameraModule::CUse>* use) {
+    constexpr uint32_t kForever = 0xFFFFFFFF;
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    const auto until = timeoutMs == kForever ? steady_clock::time_point::max()
+                                             : steady_clock::now() + milliseconds(timeoutMs);
+    for (uint32_t leftMs = timeoutMs;;) {
+        use->emplace(camera->Handle());
+        memset(raw, 0, sizeof(*raw));
+        if (camera->GetImageBuffer(raw, leftMs) == OX3D_RGBD_OK) {
+            return true;
+        }
+        use->reset();
+        const ox3d::CCancellationPoint waiting;
+        if (!m_reconnector.IsLost() || !m_reconnector.WaitUntilBack(until)) {
+            return false;
+        }
+        if (timeoutMs != kForever) {
+            const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now()).count();
+            leftMs = static_cast<uint32_t>(std::max<int64_t>(left, 0));
+        }
+    }
+}
+
 uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
     if (frame == nullptr) {
         OX_LOG_ERROR("[FetchFrame] pFrameData is invalid. \r\n");
@@ -192,8 +251,8 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
         return OX3D_RGBD_E_STATE;
     }
     OX_FRAME_OUT raw;
-    memset(&raw, 0, sizeof(raw));
-    if (camera->GetImageBuffer(&raw, timeoutMs) != OX3D_RGBD_OK) {
+    std::optional<CCameraModule::CUse> use; // as long as the buffer is lent
+    if (!WaitForFrame(camera, timeoutMs, &raw, &use)) {
         return OX3D_RGBD_E_NO_DATA;
     }
     const COwnedLock lock(m_frameMutex);

@@ -42,7 +42,7 @@ constexpr FeatureStep kSoftTrigger[] = {
 };
 
 template <size_t N>
-uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
+uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N], CSettingsJournal* journal = nullptr) {
     for (const FeatureStep& step : steps) {
         OX3D_RGBD_PARAM param;
         memset(&param, 0, sizeof(param));
@@ -56,6 +56,9 @@ uint32_t RunSteps(CCameraModule* camera, const FeatureStep (&steps)[N]) {
         if (status != OX3D_RGBD_OK) {
             OX_LOG_ERROR("Set %s failed! err code:%#x.\r\n", step.m_label, status);
             return status;
+        }
+        if (journal != nullptr) {
+            journal->NoteFeature(step.m_key, param);
         }
     }
     return OX3D_RGBD_OK;
@@ -105,7 +108,9 @@ uint32_t SetImageNodesFromProfile(CCameraModule* camera) {
 CManager::CManager()
     : m_imageBuf(kImageBufferBytes), m_conversion([this](uint32_t depthWidth, DepthCalibration* out) {
           return LoadCalibration(depthWidth, out);
-      }) {
+      }),
+      m_reconnector({[this] { LetGoOfDevice(); }, [this] { return ReopenDevice(); },
+                     [this](uint32_t exceptionId) { TellApplication(exceptionId); }}) {
     LoadLogConfig();
     ResetMember();
 }
@@ -128,6 +133,7 @@ void CManager::ResetMember() {
     m_nDeviceType = 0;
     m_switches.Reset();
     m_lastFrameNum = 0;
+    m_journal.Clear();
     const CAssembling assembling(m_assembler); // no frame is under way
     m_assembler.Reset();
 }
@@ -163,7 +169,7 @@ uint32_t CManager::ConnectDevice() {
         OX_LOG_ERROR("[ConnectDevice] init camera fail, nRet:[%#x].\r\n", status);
         return status;
     }
-    status = SetImageNodesFromProfile(camera);
+    status = SetImageNodes(camera);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
@@ -183,8 +189,15 @@ uint32_t CManager::ConnectDevice() {
     return OX3D_RGBD_OK;
 }
 
+uint32_t CManager::SetImageNodes(CCameraModule* camera) {
+    return SetImageNodesFromProfile(camera);
+}
+
 uint32_t CManager::SetWorkModeAfterOpen() {
-    CCameraModule* camera = m_pcCamera;
+    return SetWorkMode(m_pcCamera);
+}
+
+uint32_t CManager::SetWorkMode(CCameraModule* camera) {
     const uint32_t status = RunSteps(camera, kWorkMode);
     if (status != OX3D_RGBD_OK) {
         return status;
@@ -194,7 +207,7 @@ uint32_t CManager::SetWorkModeAfterOpen() {
 }
 
 uint32_t CManager::SetSoftTriggerSwitchAfterOpen() {
-    const uint32_t status = RunSteps(m_pcCamera, kSoftTrigger);
+    const uint32_t status = RunSteps(m_pcCamera, kSoftTrigger, &m_journal);
     if (status == OX3D_RGBD_OK) {
         m_softTrigger = 1;
     }
@@ -216,6 +229,7 @@ uint32_t CManager::Start() {
         OX_LOG_INFO("[Start] The camera is already start job.\r\n");
         return OX3D_RGBD_E_STATE;
     }
+    const COXLock lock(&m_lifecycleMutex);
     const uint32_t status = camera->StartGrabbing();
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[Start] StartGrabbing failed. nRet[%#x].\r\n", status);
@@ -244,6 +258,7 @@ uint32_t CManager::Stop() {
         OX_LOG_INFO("[Stop] The camera is already stop job. \r\n");
         return OX3D_RGBD_E_STATE;
     }
+    const COXLock lock(&m_lifecycleMutex);
     m_heldFrames.GiveBack(camera);
     const uint32_t status = camera->StopGrabbing();
     if (status != OX3D_RGBD_OK) {
@@ -261,6 +276,7 @@ uint32_t CManager::Stop() {
 
 uint32_t CManager::DeInit() {
     OX_LOG_INFO("[DeInit] begin.\r\n");
+    m_reconnector.Close();
     m_frameMutex.UnlockIfHeld();
     if (m_isGrabbing != 0) {
         Stop();
@@ -294,4 +310,6 @@ void CManager::Abandon() {
     m_frameCallback.Renew();
     m_exceptionCallback.Renew();
     m_conversion.Renew();
+    m_reconnector.Renew();
+    m_journal.Renew();
 }

@@ -90,6 +90,7 @@ uint32_t CManager::PropertyImport(const char* file) {
         OX_LOG_ERROR("PropertyImport failed, errcode is (%#x)\r\n", status);
         return status;
     }
+    m_journal.NoteFile(file);
     OX_LOG_INFO("[PropertyImport] PropertyImport success.\r\n");
     return OX3D_RGBD_OK;
 }
@@ -185,6 +186,8 @@ uint32_t CManager::SetImageNodeNum(uint32_t count) {
     status = m_pcCamera.load()->SetImageNodeNum(count);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("Set Image Node num (%d) failed, errcode is (%#x)\r\n", count, status);
+    } else {
+        m_journal.NoteNodeNum(count);
     }
     return status;
 }
@@ -254,6 +257,8 @@ uint32_t CManager::SetGvcpTimeout(uint32_t ms) {
     status = m_pcCamera.load()->SetGvcpTimeout(ms);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[SetGvcpTimeout] Set Gvcp Timeout failed, errcode is (%#x).\r\n", status);
+    } else {
+        m_journal.NoteGvcpTimeout(ms);
     }
     return status;
 }

@@ -57,12 +57,21 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
                  data);
     std::atomic<uint32_t>* own = m_switches.Find(key);
     if (own == nullptr) {
-        return camera->SetValue(key, value);
+        const uint32_t status = camera->SetValue(key, value);
+        if (status == OX3D_RGBD_OK) {
+            m_journal.NoteFeature(key, *value);
+        }
+        return status;
     }
     if (value->enParamType != OX3D_RGBD_PARAM_INT ||
         static_cast<uint64_t>(value->stIntParam.nCurValue) >= 2) {
         OX_LOG_ERROR("[CamSetValue] nParamType[%d] nParamData[%d].\r\n", value->enParamType, data);
         return OX3D_RGBD_E_PARAMETER;
+    }
+    if (m_switches.IsAutoReconnect(own)) {
+        if (const uint32_t status = SetAutoReconnect(data == 1); status != OX3D_RGBD_OK) {
+            return status;
+        }
     }
     own->store(static_cast<uint32_t>(value->stIntParam.nCurValue), std::memory_order_relaxed);
     return OX3D_RGBD_OK;

@@ -1,21 +1,22 @@
-// OutputSwitches.h - the library's own three parameters, each 0 or 1. They never reach the camera.
-#ifndef OX3D_OUTPUT_SWITCHES_H
-#define OX3D_OUTPUT_SWITCHES_H
+// LibrarySwitches.h - the library's own parameters, each 0 or 1. They never reach the camera.
+#ifndef OX3D_LIBRARY_SWITCHES_H
+#define OX3D_LIBRARY_SWITCHES_H
 
 #include <atomic>
 #include <cstdint>
 #include <cstring>
 
-#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
-class COutputSwitches {
+class CLibrarySwitches {
 public:
-    COutputSwitches() { Reset(); }
+    CLibrarySwitches() { Reset(); }
 
     void Reset() {
         m_imageAlign = 1;
         m_resolutionAlign = 1;
         m_outputRgbd = 0;
+        m_autoReconnect = 0;
     }
 
     // The switch of that name, or null.
@@ -26,8 +27,12 @@ public:
         if (strcmp(key, OX3D_RGBD_KEY_RESOLUTION_ALIGN) == 0) {
             return &m_resolutionAlign;
         }
+        if (strcmp(key, OX3D_RGBD_KEY_AUTO_RECONNECT) == 0) {
+            return &m_autoReconnect;
+        }
         return strcmp(key, OX3D_RGBD_KEY_OUTPUT_RGBD) == 0 ? &m_outputRgbd : nullptr;
     }
+    bool IsAutoReconnect(const std::atomic<uint32_t>* found) const { return found == &m_autoReconnect; }
 
     bool IsImageAlignOn() const { return m_imageAlign.load(std::memory_order_relaxed) == 1; }
     bool IsResolutionAlignOn() const { return m_resolutionAlign.load(std::memory_order_relaxed) == 1; }
@@ -37,6 +42,7 @@ private:
     std::atomic<uint32_t> m_imageAlign;
     std::atomic<uint32_t> m_resolutionAlign;
     std::atomic<uint32_t> m_outputRgbd;
+    std::atomic<uint32_t> m_autoReconnect;
 };
 
 #endif
