@@ -2,6 +2,7 @@
 #include "providers/aravis/AravisStream.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -21,6 +22,8 @@ constexpr uint32_t kFrameRetentionUs = 200000;
 constexpr uint32_t kUsPerMs = 1000;
 constexpr double kWholePercent = 100.0;
 
+std::atomic<uint64_t> s_acquisitions{0};
+
 } // namespace
 
 AravisNode::~AravisNode() {
@@ -29,18 +32,23 @@ AravisNode::~AravisNode() {
     }
 }
 
-void AravisNode::Resize(size_t sizeBytes) {
-    if (m_buffer != nullptr && m_sizeBytes == sizeBytes) {
+// A buffer that an acquisition before this one filled says so until it is filled anew. It is made afresh: an
+// acquisition on a loaded machine has begun with such frames.
+void AravisNode::Renew(size_t sizeBytes, uint64_t acquisition) {
+    if (m_buffer != nullptr && m_sizeBytes == sizeBytes && m_acquisition == acquisition) {
         return;
     }
     m_buffer.reset();
-    m_image = nullptr;
-    m_memory.reset(static_cast<uint8_t*>(AllocateImageMemory(sizeBytes)));
-    if (m_memory == nullptr) {
-        throw std::bad_alloc();
+    if (m_image == nullptr || m_sizeBytes != sizeBytes) {
+        m_image = nullptr;
+        m_memory.reset(static_cast<uint8_t*>(AllocateImageMemory(sizeBytes)));
+        if (m_memory == nullptr) {
+            throw std::bad_alloc();
+        }
+        m_sizeBytes = sizeBytes;
+        m_image = m_memory.get();
     }
-    m_sizeBytes = sizeBytes;
-    m_image = m_memory.get();
+    m_acquisition = acquisition;
     m_buffer.reset(arv_buffer_new_full(sizeBytes, m_memory.get(), this, nullptr));
 }
 
@@ -65,7 +73,7 @@ uint64_t CFrameCounter::Next(uint64_t blockId) {
 CAravisStream::CAravisStream(std::shared_ptr<CAravisConnection> connection,
                              std::shared_ptr<CFrameBuffer> buffer)
     : CStream(connection->SharedCallbacks(), std::move(buffer)), m_connection(std::move(connection)),
-      m_counter(m_connection->IsEthernet() ? 1 : 0) {}
+      m_acquisition(++s_acquisitions), m_counter(m_connection->IsEthernet() ? 1 : 0) {}
 
 CAravisStream::~CAravisStream() {
     End();
@@ -113,7 +121,7 @@ void CAravisStream::GiveBuffers() {
     while (m_inFlight.size() < wanted) {
         auto* node = static_cast<AravisNode*>(Buffer().TakeEmpty());
         try {
-            node->Resize(m_payloadBytes);
+            node->Renew(m_payloadBytes, m_acquisition);
             m_inFlight.insert(node);
         } catch (const std::bad_alloc&) {
             Buffer().Release(node);

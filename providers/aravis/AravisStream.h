@@ -22,11 +22,12 @@ namespace ox3d {
 
 struct AravisNode final : FrameNode {
     ~AravisNode() override;
-    // Makes the buffer one of exactly this size; throws when there is no memory.
-    void Resize(size_t sizeBytes);
+    // Makes the buffer one of exactly this size and of this acquisition; throws when there is no memory.
+    void Renew(size_t sizeBytes, uint64_t acquisition);
 
     ImageBlock m_memory;
     size_t m_sizeBytes = 0;
+    uint64_t m_acquisition = 0;
     CObject<ArvBuffer> m_buffer; // over m_memory
     CForkMark m_process;
 };
@@ -69,6 +70,7 @@ private:
     size_t m_payloadBytes = 0;
     bool m_countsSizeErrors = false;
     uint64_t m_sizeErrors = 0;
+    const uint64_t m_acquisition; // counted over all streams, from 1
     CFrameCounter m_counter;
     uint64_t m_lastNumber = 0;
     uint64_t m_badFrames = 0; // since the last good one; counted as lost already
