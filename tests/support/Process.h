@@ -63,6 +63,7 @@ public:
         }
         return true;
     }
+    pid_t Id() const { return m_pid; }
     void Signal(int signal) const { kill(m_pid, signal); }
     // Reads to the end; the exit code, or minus the signal that ended the process.
     int Finish() {
