@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <malloc.h>
 #include <memory>
 #include <string>
 #include <unistd.h>
@@ -38,7 +39,9 @@ struct Scale {
     bool m_isShort;
 };
 
+// Without what this process's own heap keeps for later.
 int64_t ResidentKib(pid_t process) {
+    malloc_trim(0);
     std::ifstream file("/proc/" + std::to_string(process) + "/statm");
     int64_t pages = 0;
     file >> pages >> pages;
