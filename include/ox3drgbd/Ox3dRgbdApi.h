@@ -5,8 +5,9 @@
  * any thread. A handle is valid from the open that returned OX3D_RGBD_OK until OX3D_RGBD_CloseDevice.
  *
  * Statuses that are not repeated below:
- *   OX3D_RGBD_E_HANDLE     from every function that takes a handle: the handle is null, unknown, closed or
- *                          being closed; from every function: an unexpected failure inside
+ *   OX3D_RGBD_E_HANDLE     from every function that takes a handle: the handle is null, unknown, closed,
+ *                          being closed or, but for CloseDevice, inherited by a forked child; from every
+ *                          function: an unexpected failure inside
  *   OX3D_RGBD_E_MEMORY     from every function: an allocation failed
  *   OX3D_RGBD_E_STATE      from every function that works on an opened camera and finds none
  *   any translated code    from every function that asks the camera

@@ -102,11 +102,18 @@ bool COxAsyncLog::WriteNode(const DATA_NODE* node) noexcept {
     if (fstat(fileno(m_file), &own) != 0) {
         return true;
     }
-    if (IsMovedAway(own)) {
-        const bool isLost = own.st_nlink == 0; // more than one rotation went by since the last line
-        return !FollowName() || !isLost;
+    const bool isFull = static_cast<uint64_t>(own.st_size) >= m_sizeLimitBytes;
+    if (!IsMovedAway(own)) {
+        return !isFull || RotateLogFile(own);
     }
-    return static_cast<uint64_t>(own.st_size) < m_sizeLimitBytes || RotateLogFile(own);
+    if (FollowName()) {
+        return own.st_nlink >
+               0; // else more than one rotation went by since the last line, and this one is lost
+    }
+    if (isFull) { // what bears the name is no file
+        CloseLogFile();
+    }
+    return true;
 }
 
 // Whether another process that writes to the same file has rotated it: its name is another file's, or is about to

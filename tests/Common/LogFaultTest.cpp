@@ -115,6 +115,13 @@ TEST_F(LogRotation, NeverComesWhereTheNameIsNoFile) {
         std::filesystem::remove(kPrimary);
     }
     EXPECT_TRUE(std::filesystem::is_empty("."));
+    Start(0);
+    const size_t files = OpenFiles();
+    std::filesystem::remove(kPrimary);
+    std::filesystem::create_directory(kPrimary);
+    Add("lost");
+    EXPECT_TRUE(Eventually([&] { return OpenFiles() == files - 1; })) << "one without its name does not grow";
+    StopAndGetOutput();
 }
 
 std::atomic<int> g_standing{0};
