@@ -14,8 +14,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "fuzz/session/Player.h"
-#include "fuzz/session/Scenarios.h"
+#include "fuzz/session/Checks.h"
 #include "fuzz/session/Steps.h"
 
 namespace ox3d::session {
@@ -62,16 +61,6 @@ void CountFrame(OX3D_RGBD_FRAME_DATA* /*frame*/, void* /*user*/) {
 void WaitForFrames(uint32_t count) {
     const uint32_t before = g_frames;
     Eventually([&] { return g_frames >= before + count; });
-}
-
-void SetUpCamera() {
-    CPlayer({}).End();
-    Double().SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
-    Double().SetFile("RGBDSensorCali", kCalibration);
-    Double().AddRule({.m_function = DOUBLE_OX_CC_GetIntValueEx,
-                      .m_output = RecordBytes(OX_CC_INT_VALUE_EX{640, 4000, 1, 1})});
-    Double().AddRule(
-        {.m_function = DOUBLE_OX_XML_GetNodeInterfaceType, .m_output = RecordBytes(OX_IFT_IInteger)});
 }
 
 // Frames for callbacks and fetches, until the flag is raised.
@@ -140,14 +129,6 @@ uint32_t SetParam(void* handle) {
 uint32_t GetParam(void* handle) {
     OX3D_RGBD_PARAM param = {};
     return OX3D_RGBD_GetParam(handle, "Width", &param);
-}
-
-void Expect(const char* what, uint32_t actual, uint32_t expected) {
-    if (actual != expected) {
-        char text[128];
-        snprintf(text, sizeof(text), "%s gave %#x, not %#x", what, actual, expected);
-        Complain(text);
-    }
 }
 
 // The parent's handle is dead in the child, and its close frees it; a device of its own works.
@@ -360,6 +341,9 @@ void RunLogKills(Run& run) {
     const std::string folder = std::filesystem::current_path();
     for (; run.m_done < run.m_count; ++run.m_done) {
         std::ofstream(kPrimary, std::ios::app).flush();
+        if (std::filesystem::file_size(kPrimary) > uintmax_t{100} << 19) { // close to its end already
+            std::filesystem::resize_file(kPrimary, 0);
+        }
         std::filesystem::resize_file(kPrimary,
                                      (uintmax_t{100} << 20) - (uintmax_t{run.m_random()} % 2000) - 200);
         int ends[2] = {};

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "fuzz/session/Checks.h"
 #include "fuzz/session/Interpose.h"
 #include "fuzz/session/Player.h"
 #include "fuzz/session/Scenarios.h"
@@ -20,10 +21,6 @@ constexpr uint32_t kCodes[] = {0x80000000, 0x80000001, 0x80000002, 0x80000003, 0
                                0x800000FF, 0x80000100, 0x80000101, 0x80000102, 0x80000104, 0x80000106,
                                0x80000203, 0x80000005, 0x8000FFFF, 0xFFFFFFFF, 0x00000001};
 static_assert(std::size(kCodes) == 23);
-
-uint32_t Pick(Run& run, uint32_t first, uint32_t last) {
-    return std::uniform_int_distribution<uint32_t>(first, last)(run.m_random);
-}
 
 // How often a session without faults asks the camera for each function.
 std::array<uint32_t, kFunctions> CallsOf(const std::vector<Step>& session) {

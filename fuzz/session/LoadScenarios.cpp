@@ -9,6 +9,8 @@
 #include <sstream>
 #include <thread>
 
+#include "fuzz/session/Checks.h"
+#include "fuzz/session/OwnTime.h"
 #include "fuzz/session/Player.h"
 #include "fuzz/session/Scenarios.h"
 #include "tests/doubles/ScriptedCamera.h"
@@ -16,73 +18,15 @@
 namespace ox3d::session {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr uint32_t kTimeoutMs = 5;
-constexpr size_t kMaxGrowthBytes = size_t{1} << 20;
-
-uint32_t Pick(Run& run, uint32_t first, uint32_t last) {
-    return std::uniform_int_distribution<uint32_t>(first, last)(run.m_random);
-}
-
-// The session's devices, files and features; nothing is lost or refused.
-void SetUpCamera() {
-    CPlayer({}).End(); // resets the camera
-    CDouble& scripted = Double();
-    scripted.SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
-    scripted.SetFile("RGBDSensorCali", kCalibration);
-    scripted.AddRule({.m_function = DOUBLE_OX_CC_GetIntValueEx,
-                      .m_output = RecordBytes(OX_CC_INT_VALUE_EX{640, 4000, 1, 1})});
-    scripted.AddRule(
-        {.m_function = DOUBLE_OX_XML_GetNodeInterfaceType, .m_output = RecordBytes(OX_IFT_IInteger)});
-}
 
 // The ledger would grow with every call.
 void ForgetCalls() {
     const CDouble::Locked script = Double().Script();
     script->m_calls.clear();
 }
-
-void Expect(const char* what, uint32_t actual, uint32_t expected) {
-    if (actual != expected) {
-        std::ostringstream text;
-        text << what << " gave " << std::hex << std::showbase << actual << ", not " << expected;
-        Complain(text.str());
-    }
-}
-
-// The same, and no later than a second after the time-out.
-template <class Call>
-void ExpectInTime(const char* what, uint32_t expected, uint32_t timeoutMs, Call&& call) {
-    const auto begin = Clock::now();
-    Expect(what, call(), expected);
-    if (Clock::now() - begin > milliseconds(timeoutMs + 1000)) {
-        Complain(std::string(what) + " came late");
-    }
-}
-
-size_t ResidentBytes() {
-    size_t pages = 0;
-    size_t resident = 0;
-    std::ifstream("/proc/self/statm") >> pages >> resident;
-    return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
-}
-
-// Resident memory at the first look is the measure of the later ones. Sanitizers keep what was freed.
-class CGrowth {
-public:
-    void Look(const char* what) {
-        const size_t bytes = ResidentBytes();
-        m_first = m_first == 0 ? bytes : m_first;
-        if (!kSanitized && bytes > m_first + kMaxGrowthBytes) {
-            Complain(std::string(what) + " grows by " + std::to_string((bytes - m_first) >> 10) + " KiB");
-        }
-    }
-
-private:
-    size_t m_first = 0;
-};
 
 void LookAtLog() {
     uint32_t files = 0;
@@ -109,25 +53,7 @@ void* OpenDevice(const char* serial) {
     return handle;
 }
 
-uint32_t SetSwitch(void* handle, const char* key, int64_t value) {
-    OX3D_RGBD_PARAM param = IntParam(value);
-    return OX3D_RGBD_SetParam(handle, key, &param);
-}
-
 // ---- A device that is lost ---------------------------------------------------------------------------------
-
-struct Seen {
-    std::atomic<uint32_t> m_frames{0};
-    std::atomic<uint32_t> m_losses{0};
-};
-
-void CountFrame(OX3D_RGBD_FRAME_DATA* /*frame*/, void* user) {
-    ++static_cast<Seen*>(user)->m_frames;
-}
-
-void CountLoss(OX3D_RGBD_EXCEPTION_INFO* /*info*/, void* user) {
-    ++static_cast<Seen*>(user)->m_losses;
-}
 
 // From here on the camera answers nothing, and takes its time to stop.
 void Unplug() {
@@ -147,9 +73,9 @@ void LoseDevice(Run& run, bool isPushed) {
     CRawFrame frame(64, 48);
     void* handle = OpenDevice(Pick(run, 0, 1) == 0 ? "ETH1" : "USB1");
     Expect("switch", SetSwitch(handle, "ImageAlign", 0), OX3D_RGBD_OK);
-    Expect("register", OX3D_RGBD_RegisterExceptionCallBack(handle, CountLoss, &seen), OX3D_RGBD_OK);
+    Expect("register", OX3D_RGBD_RegisterExceptionCallBack(handle, CountSeenLoss, &seen), OX3D_RGBD_OK);
     if (isPushed) {
-        Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountFrame, &seen), OX3D_RGBD_OK);
+        Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountSeenFrame, &seen), OX3D_RGBD_OK);
     }
     Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
     const uint32_t frames = Pick(run, 0, 5);
@@ -228,7 +154,7 @@ void RunFrames(Run& run) {
     CRawFrame frame(64, 48);
     frame.AddColor(64, 48);
     void* handle = OpenDevice("USB1");
-    Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountFrame, &seen), OX3D_RGBD_OK);
+    Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountSeenFrame, &seen), OX3D_RGBD_OK);
     Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
     CGrowth growth;
     for (; run.m_done < run.m_count; ++run.m_done) {
@@ -264,7 +190,7 @@ void RunFramesOfAllKinds(Run& run) {
         void* handle = OpenDevice("ETH1");
         Expect("switch", SetSwitch(handle, "OutputRgbd", 1), OX3D_RGBD_OK);
         if (isPushed) {
-            Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountFrame, &seen), OX3D_RGBD_OK);
+            Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountSeenFrame, &seen), OX3D_RGBD_OK);
         }
         Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
         for (uint32_t i = 1; i <= kSession && run.m_done < run.m_count; ++i, ++run.m_done) {
@@ -299,13 +225,13 @@ void RunFramesOfAllKinds(Run& run) {
 namespace {
 
 constexpr uint32_t kThreads = 8;
-constexpr std::chrono::seconds kStall{10};
+constexpr milliseconds kStall{10000};
 
 struct Crowd {
     std::atomic<void*> m_handle{nullptr};
     std::atomic<uint64_t> m_calls{0};
     std::atomic<uint64_t> m_limit{0};
-    std::array<std::atomic<Clock::rep>, kThreads> m_seen{};
+    std::array<std::atomic<milliseconds::rep>, kThreads> m_seen{};
     Seen m_frames;
 };
 
@@ -345,7 +271,8 @@ void CallSomething(Crowd& crowd, std::minstd_rand& random) {
         OX3D_RGBD_RegisterFrameCallBack(handle, nullptr, nullptr);
         break;
     case 'E':
-        OX3D_RGBD_RegisterExceptionCallBack(handle, random() % 2 == 0 ? CountLoss : nullptr, &crowd.m_frames);
+        OX3D_RGBD_RegisterExceptionCallBack(handle, random() % 2 == 0 ? CountSeenLoss : nullptr,
+                                            &crowd.m_frames);
         break;
     case 'F':
         OX3D_RGBD_FetchFrame(handle, &frame, random() % 3);
@@ -376,7 +303,7 @@ void CrowdFrame(OX3D_RGBD_FRAME_DATA* /*frame*/, void* user) {
 void RunMember(Crowd& crowd, uint32_t index, uint32_t seed) {
     std::minstd_rand random{seed};
     while (crowd.m_calls < crowd.m_limit) {
-        crowd.m_seen[index] = Clock::now().time_since_epoch().count();
+        crowd.m_seen[index] = OwnTime().count();
         if (index == 0 && crowd.m_handle == nullptr) { // who opens
             void* handle = nullptr;
             if (OX3D_RGBD_OpenDeviceBySerialNumber(&handle, random() % 2 == 0 ? "ETH1" : "USB1") ==
@@ -394,13 +321,13 @@ void RunMember(Crowd& crowd, uint32_t index, uint32_t seed) {
         }
         CallSomething(crowd, random);
     }
-    crowd.m_seen[index] = Clock::time_point::max().time_since_epoch().count();
+    crowd.m_seen[index] = milliseconds::max().count();
 }
 
 void WatchForStalls(const Crowd& crowd) {
     while (crowd.m_calls < crowd.m_limit) {
         std::this_thread::sleep_for(milliseconds(100));
-        const Clock::rep oldest = (Clock::now() - kStall).time_since_epoch().count();
+        const auto oldest = (OwnTime() - kStall).count();
         for (const auto& seen : crowd.m_seen) {
             if (seen < oldest) {
                 fputs("complaint: a call stalls for more than 10 s\n", stderr);
@@ -418,7 +345,7 @@ void RunThreads(Run& run) {
     crowd->m_limit = run.m_count;
     std::vector<std::thread> threads;
     for (uint32_t i = 0; i < kThreads; ++i) {
-        crowd->m_seen[i] = Clock::now().time_since_epoch().count();
+        crowd->m_seen[i] = OwnTime().count();
         threads.emplace_back(RunMember, std::ref(*crowd), i, static_cast<uint32_t>(run.m_random()));
     }
     std::thread watch(WatchForStalls, std::cref(*crowd));

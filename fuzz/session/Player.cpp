@@ -1,39 +1,23 @@
 // Player.cpp - see Player.h.
 #include "fuzz/session/Player.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 
 #include "fuzz/session/Interpose.h"
+#include "fuzz/session/OwnTime.h"
 #include "fuzz/session/Steps.h"
 
 namespace ox3d::session {
 namespace {
 
-constexpr std::chrono::seconds kLate{1}; // beyond a call's time-out, which is 0 here
-
 std::atomic<uint64_t> g_complaints{0};
 std::atomic<void (*)()> g_answer{nullptr};
-
-// How long this thread has waited for a processor, which is the machine's doing: the second number of the file.
-std::chrono::nanoseconds RunDelay() {
-    static const thread_local int s_file = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
-    char text[64] = {};
-    char* second = text;
-    if (pread(s_file, text, sizeof(text) - 1, 0) > 0) {
-        strtoull(text, &second, 10);
-    }
-    return std::chrono::nanoseconds(strtoull(second, nullptr, 10));
-}
 
 // The type of a feature stands in its name.
 void AnswerType(const test::DoubleCall& call) {
@@ -125,6 +109,7 @@ uint32_t Kinds() {
 }
 
 CPlayer::CPlayer(const Faults& faults, EStrictness strictness) : m_faults(faults), m_strictness(strictness) {
+    OwnTime(); // before threads are counted
     m_context.m_model = CModel(m_faults);
     SetUpDouble(m_faults);
 }
@@ -165,15 +150,14 @@ void CPlayer::Play(const Step& step) {
     }
     const CModel after = model;
     model = before; // what the step does depends on it
-    const auto delayBefore = RunDelay();
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = OwnTime();
     uint32_t actual = OX3D_RGBD_OK;
     {
         const CInside inside(kind.m_shape != EShape::Camera);
         actual = kind.m_call(m_context, handle, step.m_value);
     }
     model = after;
-    if (std::chrono::steady_clock::now() - begin - (RunDelay() - delayBefore) > kLate) {
+    if (OwnTime() - begin > kGrace) {
         Complain(std::string(kind.m_name) + " took longer than a second" + History());
     }
     Compare(kind.m_name, actual, predicted, before);

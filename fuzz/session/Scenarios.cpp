@@ -18,6 +18,10 @@ constexpr Scenario kScenarios[] = {
     {"log-kills", "processes killed", 40, 1000, RunLogKills},
     {"log-obstacles", "obstacles", 1, 1, RunLogObstacles},
     {"numbers", "settings", 1, 1, RunNumbers},
+#ifdef OX3D_VIRTUAL_CAMERA
+    {"network-unplug", "cameras killed", 1, 50, RunNetworkUnplug},
+    {"network-cycles", "times opened and closed", 5, 1000, RunNetworkCycles},
+#endif
 };
 
 } // namespace

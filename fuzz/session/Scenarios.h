@@ -1,5 +1,6 @@
 // Scenarios.h - what is done to the library, each with a number to hold: a table. A scenario runs in a process of its
-// own, in a folder of its own, and says by Complain what did not hold.
+// own, in a folder of its own, and says by Complain what did not hold. Those whose names begin with "network-" need a
+// network of their own and the provider over Aravis, the others the scripted camera.
 #ifndef OX3D_FUZZ_SESSION_SCENARIOS_H
 #define OX3D_FUZZ_SESSION_SCENARIOS_H
 
@@ -40,6 +41,8 @@ void RunProcessEnds(Run& run);
 void RunLogKills(Run& run);
 void RunLogObstacles(Run& run);
 void RunNumbers(Run& run);
+void RunNetworkUnplug(Run& run);
+void RunNetworkCycles(Run& run);
 
 // In a process that a scenario starts: "--child WORK --seed N --folder F".
 int RunChild(const char* work, unsigned long seed, const char* folder);

@@ -1,0 +1,90 @@
+// NetworkScenarios.cpp - the virtual network camera, killed and started again. Runs in a network of its own, with the
+// provider over Aravis where the dynamic linker finds it first.
+#include <csignal>
+#include <thread>
+
+#include "fuzz/session/Checks.h"
+#include "tests/support/Process.h"
+
+namespace ox3d::session {
+namespace {
+
+constexpr uint32_t kFetchMs = 200;
+const char* const kSerial = "SOAK";
+
+CProcess* StartCamera() {
+    auto* camera =
+        new CProcess({OX3D_VIRTUAL_CAMERA, "--camera", "serial=SOAK,width=640,height=480,fps=30"}, ".");
+    if (!camera->WaitForOutput("\nready\n")) {
+        Complain("no camera: " + camera->Output());
+    }
+    return camera;
+}
+
+void* OpenCamera() {
+    void* handle = nullptr;
+    if (!Eventually([&] { return OX3D_RGBD_OpenDeviceBySerialNumber(&handle, kSerial) == OX3D_RGBD_OK; })) {
+        Complain("the camera does not open again");
+    }
+    return handle;
+}
+
+// One stream, ended by the camera's death.
+void KillCamera(Run& run, bool isPushed) {
+    const std::unique_ptr<CProcess> camera(StartCamera());
+    Seen seen;
+    void* handle = OpenCamera();
+    Expect("switch", SetSwitch(handle, "ImageAlign", 0), OX3D_RGBD_OK);
+    Expect("register", OX3D_RGBD_RegisterExceptionCallBack(handle, CountSeenLoss, &seen), OX3D_RGBD_OK);
+    if (isPushed) {
+        Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountSeenFrame, &seen), OX3D_RGBD_OK);
+    }
+    Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
+    OX3D_RGBD_FRAME_DATA frame;
+    const auto hasFrames = [&] {
+        seen.m_frames += !isPushed && OX3D_RGBD_FetchFrame(handle, &frame, 1000) == OX3D_RGBD_OK ? 1 : 0;
+        return seen.m_frames >= 3;
+    };
+    if (!Eventually(hasFrames)) {
+        Complain("no frames");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(Pick(run, 0, 100)));
+    camera->Signal(SIGKILL);
+    camera->Finish();
+    if (!Eventually([&] { return seen.m_losses == 1; })) {
+        Complain("the loss is not reported");
+    }
+    while (!isPushed && OX3D_RGBD_FetchFrame(handle, &frame, 0) == OX3D_RGBD_OK) { // what had come before
+    }
+    ExpectInTime("fetch", isPushed ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_NO_DATA, kFetchMs,
+                 [&] { return OX3D_RGBD_FetchFrame(handle, &frame, kFetchMs); });
+    ExpectInTime("stop", OX3D_RGBD_OK, 0, [&] { return OX3D_RGBD_Stop(handle); });
+    ExpectInTime("close", OX3D_RGBD_OK, 0, [&] { return OX3D_RGBD_CloseDevice(&handle); });
+    Expect("losses", seen.m_losses, 1);
+}
+
+} // namespace
+
+void RunNetworkUnplug(Run& run) {
+    for (; run.m_done < run.m_count; ++run.m_done) {
+        KillCamera(run, run.m_done % 2 == 0);
+        ++run.m_faults;
+    }
+}
+
+void RunNetworkCycles(Run& run) {
+    constexpr uint64_t kWarmUps = 200;
+    const std::unique_ptr<CProcess> camera(StartCamera());
+    CGrowth growth;
+    const size_t files = OpenFiles();
+    for (; run.m_done < run.m_count; ++run.m_done) {
+        void* handle = OpenCamera();
+        Expect("close", OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+        if (run.m_done >= kWarmUps && run.m_done % 50 == 0) {
+            growth.Look("opening and closing over the network");
+        }
+    }
+    Expect("open files", static_cast<uint32_t>(OpenFiles()), static_cast<uint32_t>(files));
+}
+
+} // namespace ox3d::session
