@@ -3,12 +3,16 @@
 
 #include "fuzz/FakeDevice.h"
 #include "fuzz/Input.h"
+#include "providers/aravis/Features.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     using namespace ox3d;
     static const CObject<ArvDevice> s_device = [] {
         fuzz::SilenceLibraries();
-        return fuzz::MakeFakeDevice("");
+        auto device = fuzz::MakeFakeDevice("");
+        // Its register holds neither of the two values: what cannot be read cannot be brought back.
+        OX3D_FUZZ_EXPECT(features::SetBoolean(device.get(), "TestBoolean", false) == 0);
+        return device;
     }();
     fuzz::CInput input(data, lengthBytes);
     const std::string text = input.Text(lengthBytes);

@@ -51,7 +51,7 @@ CGuardedBlock& WholeImage() {
 
 // An area is small, or more than any record can tell: what lies between is taken and only computes for long.
 void KeepShort(uint16_t width, uint16_t* height) {
-    constexpr uint64_t kSlowPixels = 1u << 18;
+    constexpr uint64_t kSlowPixels = kIsLarge ? 1u << 18 : 1u << 12;
     constexpr uint64_t kRefusedPixels = 900'000'000;
     const uint64_t pixels = uint64_t{width} * *height;
     if (pixels > kSlowPixels && pixels < kRefusedPixels) {
