@@ -15,13 +15,6 @@
 namespace ox3d::session {
 namespace {
 
-// All that are listed, and four that are not.
-constexpr uint32_t kCodes[] = {0x80000000, 0x80000001, 0x80000002, 0x80000003, 0x80000004, 0x80000006,
-                               0x80000007, 0x80000008, 0x80000009, 0x8000000A, 0x8000000B, 0x8000000C,
-                               0x800000FF, 0x80000100, 0x80000101, 0x80000102, 0x80000104, 0x80000106,
-                               0x80000203, 0x80000005, 0x8000FFFF, 0xFFFFFFFF, 0x00000001};
-static_assert(std::size(kCodes) == 23);
-
 // How often a session without faults asks the camera for each function.
 std::array<uint32_t, kFunctions> CallsOf(const std::vector<Step>& session) {
     CPlayer player({});
@@ -41,7 +34,7 @@ void PlayWith(const Faults& faults, const std::vector<Step>& session) {
 // First, second, last and a random call of each function, with each code; a sample of these where fewer are asked for.
 // Functions that the session never asks for have no call to fail; the fault is set all the same.
 void RunCameraErrors(Run& run) {
-    constexpr uint32_t kAll = 2 * kFunctions * std::size(kCodes) * 4;
+    constexpr uint32_t kAll = 2 * kFunctions * std::size(kCameraCodes) * 4;
     for (const bool isUsb : {false, true}) {
         const std::vector<Step> session = LongSession(isUsb);
         const auto calls = CallsOf(session);
@@ -54,7 +47,7 @@ void RunCameraErrors(Run& run) {
             ++run.m_done;
         };
         for (uint32_t function = 0; function < kFunctions; ++function) {
-            for (const uint32_t code : kCodes) {
+            for (const uint32_t code : kCameraCodes) {
                 const uint32_t last = std::max(calls[function], 1u);
                 for (const uint32_t ordinal : {1u, 2u, last, Pick(run, 1, last)}) {
                     play(function, code, ordinal);
@@ -62,6 +55,25 @@ void RunCameraErrors(Run& run) {
             }
         }
         PlayWith({}, session);
+    }
+}
+
+// Sessions from random bytes, some with faults; every second one begins with a device and a stream.
+void RunRandomSessions(Run& run) {
+    for (; run.m_done < run.m_count; ++run.m_done) {
+        std::vector<uint8_t> bytes(Pick(run, 1, 100));
+        for (uint8_t& byte : bytes) {
+            byte = static_cast<uint8_t>(Pick(run, 0, 255));
+        }
+        run.m_faults += bytes[0] %= 5;
+        if (run.m_done % 2 == 0 && bytes.size() > 20) {
+            const size_t begin = 1 + size_t{bytes[0]} * 3;
+            bytes[begin] = KindOf("open");
+            bytes[begin + 2] = KindOf("start");
+            bytes[begin + 4] = KindOf("queue");
+            bytes[begin + 6] = Pick(run, 0, 1) == 0 ? KindOf("frames") : KindOf("fetch");
+        }
+        PlayBytes(bytes.data(), bytes.size());
     }
 }
 

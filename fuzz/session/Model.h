@@ -7,6 +7,7 @@
 #include <bitset>
 #include <cstdint>
 #include <deque>
+#include <iterator>
 #include <vector>
 
 #include "tests/doubles/Double.h"
@@ -27,6 +28,13 @@ struct Faults {
     std::vector<CameraFault> m_camera;
     std::bitset<kFunctions> m_hidden; // functions that the camera library lacks
 };
+
+// What a camera library may answer: all codes that are listed, and four that are not.
+inline constexpr uint32_t kCameraCodes[] = {
+    0x80000000, 0x80000001, 0x80000002, 0x80000003, 0x80000004, 0x80000006, 0x80000007, 0x80000008,
+    0x80000009, 0x8000000A, 0x8000000B, 0x8000000C, 0x800000FF, 0x80000100, 0x80000101, 0x80000102,
+    0x80000104, 0x80000106, 0x80000203, 0x80000005, 0x8000FFFF, 0xFFFFFFFF, 0x00000001};
+static_assert(std::size(kCameraCodes) == 23);
 
 // Frames by what they hold.
 enum class EFrame : uint8_t {

@@ -294,4 +294,38 @@ std::vector<Step> ShortSession(uint32_t index) {
     return steps;
 }
 
+namespace {
+
+class CBytes {
+public:
+    CBytes(const uint8_t* data, size_t size) : m_next(data), m_end(data + size) {}
+    bool IsEmpty() const { return m_next == m_end; }
+    uint8_t Next() { return IsEmpty() ? 0 : *m_next++; }
+
+private:
+    const uint8_t* m_next;
+    const uint8_t* m_end;
+};
+
+} // namespace
+
+void PlayBytes(const uint8_t* data, size_t size) {
+    constexpr size_t kMaxFaults = 4;
+    constexpr size_t kMaxSteps = 100;
+    constexpr uint8_t kOrdinals = 8; // 0 is every call
+    CBytes bytes(data, size);
+    Faults faults;
+    for (size_t i = bytes.Next() % (kMaxFaults + 1); i > 0; --i) {
+        const uint32_t function = bytes.Next() % kFunctions;
+        const uint32_t ordinal = bytes.Next() % kOrdinals;
+        faults.m_camera.push_back({function, ordinal, kCameraCodes[bytes.Next() % std::size(kCameraCodes)]});
+    }
+    CPlayer player(faults);
+    for (size_t i = 0; i < kMaxSteps && !bytes.IsEmpty(); ++i) {
+        const uint8_t kind = bytes.Next();
+        player.Play(Step{kind, bytes.Next()});
+    }
+    player.End();
+}
+
 } // namespace ox3d::session

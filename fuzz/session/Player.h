@@ -66,6 +66,9 @@ std::vector<Step> LongSession(bool isUsb);
 std::vector<Step> ShortSession(uint32_t index);
 constexpr uint32_t kShortSessions = 4;
 
+// A session from bytes: how many faults, the faults (function, call, code), then steps (kind, value).
+void PlayBytes(const uint8_t* data, size_t size);
+
 // Complaints of this process: printed, counted, and answered by what was set (nothing).
 void Complain(const std::string& text);
 uint64_t Complaints();

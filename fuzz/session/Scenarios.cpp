@@ -6,6 +6,7 @@ namespace {
 
 constexpr Scenario kScenarios[] = {
     {"camera-errors", "sessions with a failing call", 300, 1000000, RunCameraErrors},
+    {"random-sessions", "sessions from random bytes", 300, 100000, RunRandomSessions},
     {"missing-symbols", "sets of missing functions", 50, 1000, RunMissingSymbols},
     {"out-of-memory", "places", 5, 1, RunOutOfMemory},
     {"system-faults", "places", 4, 1, RunSystemFaults},

@@ -29,6 +29,7 @@ struct Scenario {
 std::span<const Scenario> Scenarios();
 
 void RunCameraErrors(Run& run);
+void RunRandomSessions(Run& run);
 void RunMissingSymbols(Run& run);
 void RunOutOfMemory(Run& run);
 void RunSystemFaults(Run& run);
