@@ -34,7 +34,7 @@ void PlayWith(const Faults& faults, const std::vector<Step>& session) {
 // First, second, last and a random call of each function, with each code; a sample of these where fewer are asked for.
 // Functions that the session never asks for have no call to fail; the fault is set all the same.
 void RunCameraErrors(Run& run) {
-    constexpr uint32_t kAll = 2 * kFunctions * std::size(kCameraCodes) * 4;
+    constexpr size_t kAll = std::size(kCameraCodes) * kFunctions * 2 * 4;
     for (const bool isUsb : {false, true}) {
         const std::vector<Step> session = LongSession(isUsb);
         const auto calls = CallsOf(session);

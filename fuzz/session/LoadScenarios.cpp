@@ -1,6 +1,6 @@
 // LoadScenarios.cpp - long runs of what applications do: devices that are lost, opened and closed, frames without end,
 // and many threads at once.
-#include <unistd.h>
+#include <malloc.h>
 
 #include <array>
 #include <atomic>
@@ -172,6 +172,8 @@ void RunFrames(Run& run) {
 // Depth is registered and becomes points, color is scaled, the RGB-D image is made; every second frame is fetched in a
 // session without callback. The log is in its debug mode.
 void RunFramesOfAllKinds(Run& run) {
+    // Else the heap keeps freed images as it likes, and resident memory says nothing of what is held.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
     std::ofstream("Ox3dRgbdCfg.ini") << "[Debug]\nDebugMode=1\n[CameraConfig]\nBufferNode=3\n";
     SetUpCamera();
     constexpr uint16_t kSizes[][2] = {{640, 480}, {1280, 720}, {640, 512},

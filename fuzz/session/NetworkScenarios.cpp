@@ -10,7 +10,8 @@ namespace ox3d::session {
 namespace {
 
 constexpr uint32_t kFetchMs = 200;
-constexpr uint32_t kReleaseMs = 2500; // Aravis asks a camera five times to release it, for half a second each
+constexpr uint32_t kPartingMs =
+    5000; // Aravis asks a camera for two things, five times for half a second each
 const char* const kSerial = "SOAK";
 
 CProcess* StartCamera() {
@@ -59,8 +60,8 @@ void KillCamera(Run& run, bool isPushed) {
     }
     ExpectInTime("fetch", isPushed ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_NO_DATA, kFetchMs,
                  [&] { return OX3D_RGBD_FetchFrame(handle, &frame, kFetchMs); });
-    ExpectInTime("stop", OX3D_RGBD_OK, 0, [&] { return OX3D_RGBD_Stop(handle); });
-    ExpectInTime("close", OX3D_RGBD_OK, kReleaseMs, [&] { return OX3D_RGBD_CloseDevice(&handle); });
+    ExpectInTime("stop", OX3D_RGBD_OK, kPartingMs, [&] { return OX3D_RGBD_Stop(handle); });
+    ExpectInTime("close", OX3D_RGBD_OK, kPartingMs, [&] { return OX3D_RGBD_CloseDevice(&handle); });
     Expect("losses", seen.m_losses, 1);
 }
 

@@ -76,7 +76,7 @@ bool SetCommaLocale() {
 
 void RunNumbers(Run& run) {
     const std::string expected = ResultsOfOneFrame();
-    if (expected.size() < 640 * 480) {
+    if (expected.size() < size_t{640} * 480) {
         Complain("there are no results");
     }
     if (SetCommaLocale()) {

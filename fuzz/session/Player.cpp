@@ -114,10 +114,6 @@ CPlayer::CPlayer(const Faults& faults, EStrictness strictness) : m_faults(faults
     SetUpDouble(m_faults);
 }
 
-CPlayer::~CPlayer() {
-    End();
-}
-
 void CPlayer::Play(const std::vector<Step>& steps) {
     for (const Step& step : steps) {
         Play(step);
@@ -190,10 +186,6 @@ void CPlayer::Compare(const char* name, uint32_t actual, uint32_t predicted, con
 }
 
 void CPlayer::End() {
-    if (m_isEnded) {
-        return;
-    }
-    m_isEnded = true;
     if (m_context.m_model.m_isOpen) {
         Play(Step{KindOf("close"), 0});
     }

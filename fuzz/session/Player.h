@@ -30,13 +30,12 @@ class CPlayer {
 public:
     // Resets the scripted camera and gives it two devices, files, features and these faults.
     explicit CPlayer(const Faults& faults, EStrictness strictness = EStrictness::Exact);
-    ~CPlayer(); // ends a session that was not
     CPlayer(const CPlayer&) = delete;
     CPlayer& operator=(const CPlayer&) = delete;
 
     void Play(const Step& step);
     void Play(const std::vector<Step>& steps);
-    // Closes what is open, and compares what the camera was asked and what it was left with.
+    // The last call: closes what is open, and compares what the camera was asked and what it was left with.
     void End();
 
     // For the steps of the table.
@@ -56,7 +55,6 @@ private:
     EStrictness m_strictness;
     Context m_context;
     std::vector<Step> m_steps;
-    bool m_isEnded = false;
 };
 
 // One session of all kinds of steps, in an order that a sensible application could have chosen, for each transport.

@@ -12,6 +12,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     // From here on the log stays open, and closing a device need not wait for its writer.
     CPlayer player({});
     player.Play(Step{KindOf("count devices"), 0});
+    player.End();
     return 0;
 }
 
