@@ -49,13 +49,14 @@ void CSettingsJournal::Note(Setting setting) {
         m_selection = std::make_shared<const Selection>(std::move(next));
         return;
     }
-    setting.m_selection = m_selection;
+    const std::shared_ptr<const Selection> selection = m_selection;
+    setting.m_selection = selection;
     const auto isReplaced = [&](const Setting& other) {
         return other.m_kind == setting.m_kind && setting.m_kind != EKind::File &&
                other.m_key == setting.m_key &&
-               (other.m_selection == m_selection || other.m_selection == nullptr || m_selection == nullptr ||
-                std::equal(other.m_selection->begin(), other.m_selection->end(), m_selection->begin(),
-                           m_selection->end(), [](const Setting& a, const Setting& b) {
+               (other.m_selection == selection || other.m_selection == nullptr || selection == nullptr ||
+                std::equal(other.m_selection->begin(), other.m_selection->end(), selection->begin(),
+                           selection->end(), [](const Setting& a, const Setting& b) {
                                return a.m_key == b.m_key && IsSameValue(a.m_value, b.m_value);
                            }));
     };
