@@ -12,6 +12,13 @@ fail() {
     exit 1
 }
 
+# findings_of <log>: the cases and findings that a log of tests or of a build ends in, in a few lines.
+findings_of() {
+    grep -aE -A6 ': Failure$|: error: |runtime error: |ERROR: |WARNING: ThreadSanitizer|^SUMMARY: ' "$1" | cut -c1-200 |
+        head -n 24
+    grep -aE '^\[  FAILED  \] [^ ]+( \(|$)' "$1" | sort -u | head -n 8
+}
+
 # step <log name> <what> <command...>: one line when it went well; the end of the log when it did not.
 step() {
     local log="$log_dir/$1.log" what="$2" start=$SECONDS status=0
