@@ -5,6 +5,7 @@
 
 #include "fuzz/session/Checks.h"
 #include "tests/support/Process.h"
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace ox3d::session {
 namespace {
@@ -14,9 +15,10 @@ constexpr uint32_t kPartingMs =
     5000; // Aravis asks a camera for two things, five times for half a second each
 const char* const kSerial = "SOAK";
 
-CProcess* StartCamera() {
-    auto* camera =
-        new CProcess({OX3D_VIRTUAL_CAMERA, "--camera", "serial=SOAK,width=640,height=480,fps=30"}, ".");
+CProcess* StartCamera(const char* ip = "127.0.0.1") {
+    auto* camera = new CProcess(
+        {OX3D_VIRTUAL_CAMERA, "--camera", std::string("serial=SOAK,width=640,height=480,fps=30,ip=") + ip},
+        ".");
     if (!camera->WaitForOutput("\nready\n")) {
         Complain("no camera: " + camera->Output());
     }
@@ -65,6 +67,26 @@ void KillCamera(Run& run, bool isPushed) {
     Expect("losses", seen.m_losses, 1);
 }
 
+OX3D_RGBD_PARAM Gain(float value) {
+    OX3D_RGBD_PARAM gain{};
+    gain.enParamType = OX3D_RGBD_PARAM_FLOAT;
+    gain.stFloatParam.fCurValue = value;
+    return gain;
+}
+
+struct Told {
+    std::atomic<uint32_t> m_lost{0};
+    std::atomic<uint32_t> m_back{0};
+    std::atomic<uint32_t> m_other{0};
+};
+
+void CountTold(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
+    auto* told = static_cast<Told*>(user);
+    ++(info->nExceptionId == OX3D_RGBD_EXCEPTION_RETRYING      ? told->m_lost
+       : info->nExceptionId == OX3D_RGBD_EXCEPTION_RECONNECTED ? told->m_back
+                                                               : told->m_other);
+}
+
 } // namespace
 
 void RunNetworkUnplug(Run& run) {
@@ -72,6 +94,50 @@ void RunNetworkUnplug(Run& run) {
         KillCamera(run, run.m_done % 2 == 0);
         ++run.m_faults;
     }
+}
+
+// One handle and one stream, whose camera dies and comes back with its factory settings, each fifth time at another
+// address.
+void RunNetworkReturns(Run& run) {
+    std::unique_ptr<CProcess> camera(StartCamera());
+    Told told;
+    OX3D_RGBD_FRAME_DATA frame;
+    void* handle = OpenCamera();
+    OX3D_RGBD_PARAM gain = Gain(6);
+    Expect("switch", SetSwitch(handle, "ImageAlign", 0), OX3D_RGBD_OK);
+    Expect("switch", SetSwitch(handle, OX3D_RGBD_KEY_AUTO_RECONNECT, 1), OX3D_RGBD_OK);
+    Expect("gain", OX3D_RGBD_SetParam(handle, "Gain", &gain), OX3D_RGBD_OK);
+    Expect("register", OX3D_RGBD_RegisterExceptionCallBack(handle, CountTold, &told), OX3D_RGBD_OK);
+    Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
+    const auto hasFrame = [&] { return OX3D_RGBD_FetchFrame(handle, &frame, 1000) == OX3D_RGBD_OK; };
+    for (; run.m_done < run.m_count; ++run.m_done) {
+        if (!Eventually(hasFrame)) {
+            Complain("no frames");
+        }
+        camera->Signal(SIGKILL);
+        camera->Finish();
+        if (!Eventually([&] { return told.m_lost == run.m_done + 1; })) {
+            Complain("the loss is not reported");
+        }
+        ExpectInTime("fetch", OX3D_RGBD_E_NO_DATA, kFetchMs,
+                     [&] { return OX3D_RGBD_FetchFrame(handle, &frame, kFetchMs); });
+        camera.reset(StartCamera(run.m_done % 5 == 3 ? "127.0.0.2" : "127.0.0.1"));
+        if (!Eventually([&] { return told.m_back == run.m_done + 1; })) {
+            Complain("the camera is not back");
+        }
+        gain = Gain(0);
+        Expect("gain", OX3D_RGBD_GetParam(handle, "Gain", &gain), OX3D_RGBD_OK);
+        if (gain.stFloatParam.fCurValue != 6) {
+            Complain("a setting is lost");
+        }
+        ++run.m_faults;
+    }
+    if (!Eventually(hasFrame)) {
+        Complain("no frames");
+    }
+    Expect("stop", OX3D_RGBD_Stop(handle), OX3D_RGBD_OK);
+    Expect("close", OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+    Expect("other exceptions", told.m_other, 0);
 }
 
 void RunNetworkCycles(Run& run) {

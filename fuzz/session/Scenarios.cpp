@@ -21,6 +21,7 @@ constexpr Scenario kScenarios[] = {
     {"numbers", "settings", 1, 1, RunNumbers},
 #ifdef OX3D_VIRTUAL_CAMERA
     {"network-unplug", "cameras killed", 1, 50, RunNetworkUnplug},
+    {"network-returns", "cameras killed and back", 2, 50, RunNetworkReturns},
     {"network-cycles", "times opened and closed", 5, 1000, RunNetworkCycles},
 #endif
 };

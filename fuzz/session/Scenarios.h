@@ -43,6 +43,7 @@ void RunLogKills(Run& run);
 void RunLogObstacles(Run& run);
 void RunNumbers(Run& run);
 void RunNetworkUnplug(Run& run);
+void RunNetworkReturns(Run& run);
 void RunNetworkCycles(Run& run);
 
 // In a process that a scenario starts: "--child WORK --seed N --folder F".
