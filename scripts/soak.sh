@@ -26,6 +26,13 @@ build_preset "$preset" ox3d_soak
 program="$root/build/$preset/tests/bin/ox3d_soak"
 [ ${#names[@]} -gt 0 ] || mapfile -t names < <("$program")
 mkdir -p "$log_dir" "$root/out"
+# In memory where the system has such a place: a disk that others keep busy would make calls late. Processes that are
+# killed leave their folders in it.
+memory="${TMPDIR:-/tmp}"
+[ ! -w /dev/shm ] || memory=/dev/shm
+TMPDIR=$(mktemp -d -p "$memory" ox3d-soak.XXXXXX)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 
 rows=() failed=0
 for name in "${names[@]}"; do
