@@ -55,6 +55,11 @@ void AravisNode::Renew(size_t sizeBytes, uint64_t acquisition) {
 uint64_t CFrameCounter::Next(uint64_t blockId) {
     constexpr uint64_t kShortIds = 0xFFFF; // ids of 16 bits, of which 0 is never used
     constexpr uint64_t kMaxLostAtStart = 1000;
+    constexpr uint64_t kMaxRepeat = 100; // a camera that begins to count again goes back further
+    if (m_lastId &&
+        (*m_lastId + (*m_lastId < blockId && blockId <= kShortIds ? kShortIds : 0)) - blockId < kMaxRepeat) {
+        return 0;
+    }
     if (!m_lastId) {
         // A camera that goes on counting from before has not lost all these frames.
         const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMaxLostAtStart;
@@ -189,6 +194,10 @@ void CAravisStream::Handle(AravisNode* node, ArvBuffer* buffer) {
         return;
     }
     const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer));
+    if (number == 0) {
+        Buffer().Release(node);
+        return;
+    }
     const uint64_t missing = number - m_lastNumber - 1;
     Buffer().CountLost(missing > m_badFrames ? missing - m_badFrames : 0);
     m_lastNumber = number;

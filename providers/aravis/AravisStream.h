@@ -36,7 +36,8 @@ struct AravisNode final : FrameNode {
 class CFrameCounter {
 public:
     explicit CFrameCounter(uint64_t firstId) : m_firstId(firstId) {}
-    // The frame's number, from 1.
+    // The frame's number, from 1; 0 for one that has been there: whoever sends under the application's address can have
+    // a camera send its last frames again.
     uint64_t Next(uint64_t blockId);
 
 private:

@@ -77,6 +77,10 @@ TEST(Network, ShowsARecordingsCameraToTheToolWhichLeavesItFree) {
             EXPECT_NE(tool.Output().find(text), std::string::npos) << text << " in " << tool.Output();
         }
     }
+    CProcess mover({OX3D_TOOL, "network", "--serial", "REC", "--set-ip", "10.9.8.7"}, ".");
+    EXPECT_EQ(mover.Finish(), 0) << mover.Output();
+    CProcess doctor({OX3D_TOOL, "doctor", "--provider", "aravis"}, ".");
+    EXPECT_TRUE(doctor.WaitForOutput("REC: not asked, it is out of reach\n")) << doctor.Output();
 }
 
 TEST(Network, IsKnownToTheToolWithEveryAddressOfAnInterface) {

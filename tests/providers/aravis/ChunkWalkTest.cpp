@@ -62,7 +62,9 @@ TEST(FrameCounter, NumbersFramesFromOneAndShowsGaps) {
                  {1, {3, 4}, {3, 4}},                     // the first two were lost
                  {1, {65401, 65402}, {1, 2}},             // counts on from before
                  {1, {65534, 65535, 1, 3}, {1, 2, 3, 5}}, // 16 bits, without 0
-                 {1, {70000, 70001, 1}, {1, 2, 3}},       // starts again in the middle
+                 {1, {5, 6, 4, 6, 7}, {5, 6, 0, 0, 7}},   // some come again
+                 {1, {65535, 1, 65530, 2}, {1, 2, 0, 3}},
+                 {1, {70000, 70001, 1}, {1, 2, 3}}, // starts again in the middle
                  {0, {0xFFFFFFFF, 0x100000000}, {1, 2}}};
     for (const auto& row : kRows) {
         CFrameCounter counter(row.m_firstId);
