@@ -83,7 +83,8 @@ case "${1:-}" in
 list) cut -d' ' -f1 "$programs/targets.txt" ;;
 smoke)
     [ -s "$programs/targets.txt" ] || fail "no fuzz targets"
-    bash "${BASH_SOURCE[0]}" list | xargs --max-args 1 --max-procs "$jobs" bash "${BASH_SOURCE[0]}" smoke-one
+    # Twice as many as there are processors: the gate's time is what it costs, a target's executions are not.
+    bash "${BASH_SOURCE[0]}" list | xargs --max-args 1 --max-procs $((2 * jobs)) bash "${BASH_SOURCE[0]}" smoke-one
     ;;
 smoke-one) smoke "$2" ;;
 all)
