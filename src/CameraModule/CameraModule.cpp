@@ -242,7 +242,6 @@ void CCameraModule::Adopt(CCameraModule* other) {
     m_deviceInfo = other->m_deviceInfo;
     m_extended = other->m_extended.load();
     m_handle.Set(other->m_handle.Take());
-    m_isLetGo = false;
 }
 
 uint32_t CCameraModule::RegisterImageCallBack(ImageCallBack fn, void* user) {
@@ -337,6 +336,14 @@ uint32_t CCameraModule::FreeImageBuffer(OX_FRAME_OUT* frame) {
         return OX3D_RGBD_E_PARAMETER;
     }
     return CAM_CALL(OX_CC_FreeImageBuffer, frame);
+}
+
+uint32_t CCameraModule::FreeImageBuffer(OX_FRAME_OUT* frame, const CUse& lender) {
+    const int status = RawCallOn(lender.Handle(), "OX_CC_FreeImageBuffer", OX_CC_FreeImageBuffer, frame);
+    if (status != 0) {
+        OX_LOG_ERROR("camera module OX_CC_FreeImageBuffer fail, nRet:[%#x].\r\n", status);
+    }
+    return ErrCodeTrans(status);
 }
 
 uint32_t CCameraModule::GetDeviceInfo(OX_CC_DEVICE_INFO* out) {

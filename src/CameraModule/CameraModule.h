@@ -46,6 +46,7 @@ public:
     void LetGo();
     // Takes over the handle of another module; callbacks have to be registered again.
     void Adopt(CCameraModule* other);
+    bool IsLetGo() const { return m_isLetGo && !m_handle.IsSet(); }
     // Keeps what the device has lent from going while it is used.
     using CUse = CCameraHandle::CUse;
     CCameraHandle& Handle() { return m_handle; }
@@ -86,6 +87,8 @@ public:
                                 unsigned int ms);
     uint32_t GetImageBuffer(OX_FRAME_OUT* frame, unsigned int ms);
     uint32_t FreeImageBuffer(OX_FRAME_OUT* frame);
+    // The same to the handle that lent it, which may have been let go since.
+    uint32_t FreeImageBuffer(OX_FRAME_OUT* frame, const CUse& lender);
 
     uint32_t GetDeviceInfo(OX_CC_DEVICE_INFO* out);
     // A packet size in bytes, not a status; 0 where the library does not offer the function.
@@ -106,6 +109,8 @@ private:
     static void VirtualExceptionCB(uint32_t msgType, void* user);
     static void VirtualEventInfoCB(OX_EVENT_OUT_INFO* info, void* user);
 
+    template <class Result, class... Params, class... Args>
+    int RawCallOn(void* handle, const char* name, Result (*&global)(void*, Params...), Args... args);
     // The camera's raw result of function(handle, arguments...); a missing function counts as unsupported, and every
     // call on a device that was let go as one on a device that is gone.
     template <class Result, class... Params, class... Args>
@@ -130,7 +135,7 @@ private:
     std::atomic<EventCallBack> m_eventCallBack; // shared by the two volume events
     std::atomic<void*> m_eventUser;
     CCameraHandle m_handle;
-    std::atomic<bool> m_isLetGo{false};
+    std::atomic<bool> m_isLetGo{false}; // once: without a handle there was one
     OX_CC_DEVICE_INFO m_deviceInfo;
     std::atomic<uint32_t> m_extended; // 1: the extended functions are available
 };

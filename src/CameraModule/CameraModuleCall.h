@@ -14,17 +14,23 @@ namespace {
 #define CAM_CALL(function, ...) Call(#function, function __VA_OPT__(, ) __VA_ARGS__)
 
 template <class Result, class... Params, class... Args>
-int CCameraModule::RawCall(const char* name, Result (*&global)(void*, Params...), Args... args) {
+int CCameraModule::RawCallOn(void* handle, const char* name, Result (*&global)(void*, Params...),
+                             Args... args) {
     auto* function = CamFunction(global);
     if (function == nullptr) {
         OX_LOG_ERROR("camera module %s is null.\r\n", name);
         return static_cast<int>(OX_CC_E_SUPPORT);
     }
-    const CUse use(m_handle);
-    if (use.Handle() == nullptr && m_isLetGo) {
+    if (handle == nullptr && m_isLetGo) {
         return static_cast<int>(OX_CC_E_PRECONDITION);
     }
-    return function(use.Handle(), args...);
+    return function(handle, args...);
+}
+
+template <class Result, class... Params, class... Args>
+int CCameraModule::RawCall(const char* name, Result (*&global)(void*, Params...), Args... args) {
+    const CUse use(m_handle);
+    return RawCallOn(use.Handle(), name, global, args...);
 }
 
 template <class Result, class... Params, class... Args>

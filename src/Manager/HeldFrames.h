@@ -28,6 +28,12 @@ public:
         m_frames.clear();
     }
 
+    // What the camera has lent is gone with it.
+    void Forget() {
+        const ox3d::CLock lock(m_mutex);
+        m_frames.clear();
+    }
+
 private:
     ox3d::CMutex m_mutex;
     std::vector<OX_FRAME_OUT> m_frames OX_GUARDED_BY(m_mutex);

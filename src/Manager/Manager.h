@@ -169,11 +169,12 @@ private:
     void TellApplication(uint32_t exceptionId);
     void LetGoOfDevice();
     bool ReopenDevice();
-    uint32_t OpenSameDevice(CCameraModule* fresh);
-    uint32_t ResumeDevice(CCameraModule* fresh);
+    uint32_t OpenSameDevice();
+    uint32_t ResumeDevice();
     uint32_t SetImageNodes(CCameraModule* camera);
     uint32_t SetWorkMode(CCameraModule* camera);
-    uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw);
+    uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw,
+                             const CCameraModule::CUse& lender);
     uint32_t AssembleFrame(const char* operation, const RawFrame& main, OX3D_RGBD_FRAME_DATA* frame)
         OX_REQUIRES(m_assembler);
 
@@ -191,7 +192,8 @@ private:
     // A lost device that comes back.
     COXMutex m_lifecycleMutex;
     CSettingsJournal m_journal;
-    char m_serialNumber[64] = {}; // written before the thread that reads it is started
+    char m_serialNumber[65] = {}; // written before the thread that reads it is started
+    CCameraModule m_returning;    // the looking thread's, with the handle of an attempt
     std::atomic<bool> m_isFrameTrampolineSet{false};
 
     // Delivery.

@@ -59,12 +59,14 @@ void VirtualExceptionCallBack(uint32_t message, void* user) {
 
 } // namespace
 
+// A device that is looked for is registered with when it is back.
 uint32_t CManager::RegisterImageTrampoline(CCameraModule* camera) {
-    return camera->RegisterImageCallBack(&VirtualImageCallBack, this);
+    return camera->IsLetGo() ? OX3D_RGBD_OK : camera->RegisterImageCallBack(&VirtualImageCallBack, this);
 }
 
 uint32_t CManager::RegisterExceptionTrampoline(CCameraModule* camera) {
-    return camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
+    return camera->IsLetGo() ? OX3D_RGBD_OK
+                             : camera->RegisterExceptionCallBack(&VirtualExceptionCallBack, this);
 }
 
 uint32_t CManager::RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user) {
@@ -95,6 +97,7 @@ uint32_t CManager::RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, voi
         OX_LOG_ERROR("[RegisterExceptionCB] The camera is not connect \r\n");
         return OX3D_RGBD_E_PARAMETER;
     }
+    const COXLock lock(&m_lifecycleMutex);
     // Published first: the loss of the device during the registration is reported too.
     const auto former = m_exceptionCallback.Publish({callback, user});
     const uint32_t status = RegisterExceptionTrampoline(camera);
@@ -209,10 +212,10 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
 bool CManager::WaitForFrame(CCameraModule* camera, uint32_t timeoutMs, OX_FRAME_OUT* raw,
                             std::optional<CCameraModule::CUse>* use) {
     constexpr uint32_t kForever = 0xFFFFFFFF;
+    constexpr uint32_t kMaxLostMs = 1000; // so that a stop or a close gets in
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
-    const auto until = timeoutMs == kForever ? steady_clock::time_point::max()
-                                             : steady_clock::now() + milliseconds(timeoutMs);
+    const auto until = steady_clock::now() + milliseconds(timeoutMs);
     for (uint32_t leftMs = timeoutMs;;) {
         use->emplace(camera->Handle());
         memset(raw, 0, sizeof(*raw));
@@ -220,8 +223,12 @@ bool CManager::WaitForFrame(CCameraModule* camera, uint32_t timeoutMs, OX_FRAME_
             return true;
         }
         use->reset();
+        if (!m_reconnector.IsLost()) {
+            return false;
+        }
         const ox3d::CCancellationPoint waiting;
-        if (!m_reconnector.IsLost() || !m_reconnector.WaitUntilBack(until)) {
+        const auto lostUntil = timeoutMs == kForever ? steady_clock::now() + milliseconds(kMaxLostMs) : until;
+        if (!m_reconnector.WaitUntilBack(lostUntil)) {
             return false;
         }
         if (timeoutMs != kForever) {
@@ -261,7 +268,7 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
                  static_cast<uint32_t>(info.enPixelType), info.nFrameNum);
     NoteFrameNumber("FetchFrame", info.nFrameNum);
     const double begin = MyMilliseconds();
-    const uint32_t status = AssembleFetched(frame, &raw);
+    const uint32_t status = AssembleFetched(frame, &raw, *use);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
@@ -273,7 +280,8 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
 
 // From the camera-control library's buffer to the application's record; every path but one gives the buffer
 // back.
-uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw) {
+uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw,
+                                   const CCameraModule::CUse& lender) {
     CCameraModule* camera = m_pcCamera;
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
     const CAssembling assembling(m_assembler);
@@ -286,7 +294,7 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     }
     if (raw->pBufAddr == nullptr && info.nFrameLen != 0) {
         OX_LOG_ERROR("[FetchFrame] the camera's buffer is null.\r\n");
-        camera->FreeImageBuffer(raw);
+        camera->FreeImageBuffer(raw, lender);
         return OX3D_RGBD_E_NO_DATA;
     }
     if (info.nFrameLen != 0) {
@@ -294,10 +302,10 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     }
     uint32_t status = AssembleFrame("FetchFrame", {m_imageBuf.Data(), info}, frame);
     if (status != OX3D_RGBD_OK) {
-        camera->FreeImageBuffer(raw);
+        camera->FreeImageBuffer(raw, lender);
         return status;
     }
-    status = camera->FreeImageBuffer(raw);
+    status = camera->FreeImageBuffer(raw, lender);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[FetchFrame] FreeImageBuffer fail [%#x]\r\n", status);
     }

@@ -28,6 +28,10 @@ uint32_t CManager::SetAutoReconnect(bool isOn) {
     if (status != OX3D_RGBD_OK) {
         return status;
     }
+    if (info.chSerialNumber[0] == '\0') {
+        OX_LOG_ERROR("[AutoReconnect] a device without a serial number cannot be told from others.\r\n");
+        return OX3D_RGBD_E_NO_DATA;
+    }
     if (m_serialNumber[0] == '\0') { // for good: a thread may read it
         snprintf(m_serialNumber, sizeof(m_serialNumber), "%s", ox3d::FixedText(info.chSerialNumber).c_str());
     }
@@ -39,9 +43,10 @@ void CManager::LetGoOfDevice() {
     CCameraModule* camera = m_pcCamera;
     m_heldFrames.GiveBack(camera);
     camera->LetGo();
+    m_heldFrames.Forget();
 }
 
-uint32_t CManager::OpenSameDevice(CCameraModule* fresh) {
+uint32_t CManager::OpenSameDevice() {
     {
         const COXLock lock(&EnumerationLock());
         OX_CC_DEVICE_INFO_LIST list;
@@ -53,26 +58,32 @@ uint32_t CManager::OpenSameDevice(CCameraModule* fresh) {
         if (CompareBindParm(OX_BIND_WAYS::BySerialNumber, m_serialNumber, &list, index) == 0) {
             return OX3D_RGBD_E_CAMERA_07;
         }
-        status = fresh->CreateHandle(list.pDeviceInfo[index]);
+        status = m_returning.CreateHandle(list.pDeviceInfo[index]);
         if (status != OX3D_RGBD_OK) {
             return status;
         }
     }
-    uint32_t status = fresh->Init();
-    if (status == OX3D_RGBD_OK) {
-        status = SetImageNodes(fresh);
+    uint32_t status = m_returning.Init();
+    if (status == OX3D_RGBD_OK) { // first: a provider tells of a loss once, to whoever is registered then
+        status = RegisterExceptionTrampoline(&m_returning);
     }
     if (status == OX3D_RGBD_OK) {
-        status = SetWorkMode(fresh);
+        status = SetImageNodes(&m_returning);
     }
-    return status != OX3D_RGBD_OK ? status : m_journal.Replay(*fresh);
+    if (status == OX3D_RGBD_OK) {
+        status = SetWorkMode(&m_returning);
+    }
+    if (status == OX3D_RGBD_OK) {
+        m_journal.Replay(m_returning, [this] { return m_reconnector.IsAttemptWanted(); });
+    }
+    return status;
 }
 
 // From here on the device's calls go to the fresh one. It streams if the device did.
-uint32_t CManager::ResumeDevice(CCameraModule* fresh) {
+uint32_t CManager::ResumeDevice() {
     const COXLock lock(&m_lifecycleMutex);
     CCameraModule* camera = m_pcCamera;
-    camera->Adopt(fresh);
+    camera->Adopt(&m_returning);
     uint32_t status = RegisterExceptionTrampoline(camera);
     if (status == OX3D_RGBD_OK && m_isFrameTrampolineSet) {
         status = RegisterImageTrampoline(camera);
@@ -85,12 +96,15 @@ uint32_t CManager::ResumeDevice(CCameraModule* fresh) {
 }
 
 bool CManager::ReopenDevice() {
-    CCameraModule fresh;
-    uint32_t status = OpenSameDevice(&fresh);
-    if (status != OX3D_RGBD_OK) {
-        fresh.DeInit();
-    } else {
-        status = ResumeDevice(&fresh);
+    // Whatever the attempt ends with, an exception included, no handle of it may keep the device from the next.
+    struct CloseAtEnd {
+        CCameraModule& m_camera;
+        ~CloseAtEnd() { m_camera.DeInit(); } // nothing once the handle is adopted
+    };
+    const CloseAtEnd closeAtEnd{m_returning};
+    uint32_t status = OpenSameDevice();
+    if (status == OX3D_RGBD_OK) {
+        status = m_reconnector.IsAttemptWanted() ? ResumeDevice() : OX3D_RGBD_E_CAMERA_07;
     }
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[AutoReconnect] device [%s] is not back yet, nRet:[%#x].\r\n", m_serialNumber,

@@ -1,6 +1,7 @@
 // Reconnector.cpp - see Reconnector.h.
 #include "src/Manager/Reconnector.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 
 // Long beside the attempt of a camera that is not there, short beside the seconds that one takes to start.
 constexpr std::chrono::milliseconds kBetweenAttempts{500};
+constexpr std::chrono::seconds kLongestVainWait{1};
 
 } // namespace
 
@@ -41,10 +43,16 @@ bool CReconnector::NoteLoss() {
     return true;
 }
 
-bool CReconnector::WaitUntilBack(std::chrono::steady_clock::time_point until) {
+bool CReconnector::IsAttemptWanted() {
     const ox3d::CLock lock(m_mutex);
-    for (bool isTimeLeft = true; isTimeLeft && m_state == EState::Lost && !m_isClosing;) {
-        isTimeLeft = m_changed.WaitUntil(m_mutex, until);
+    return !m_isClosing && m_isOn && !m_isLossNew;
+}
+
+bool CReconnector::WaitUntilBack(std::chrono::steady_clock::time_point until) {
+    const auto longest = std::chrono::steady_clock::now() + kLongestVainWait;
+    const ox3d::CLock lock(m_mutex);
+    for (bool isTimeLeft = true; isTimeLeft && m_state != EState::Connected && !m_isClosing;) {
+        isTimeLeft = m_changed.WaitUntil(m_mutex, m_state == EState::Lost ? until : std::min(until, longest));
     }
     return m_state == EState::Connected;
 }
@@ -65,6 +73,7 @@ void CReconnector::Close() {
 void CReconnector::Renew() OX_NO_THREAD_SAFETY_ANALYSIS {
     ::new (&m_mutex) ox3d::CMutex;
     ::new (&m_changed) ox3d::CCondition;
+    OX_DestroyThread(m_thread);
     m_thread = nullptr;
     m_isOn = false;
 }
@@ -91,7 +100,8 @@ void CReconnector::Look() {
 
 void CReconnector::LookForDevice() {
     m_device.m_tell(OX3D_RGBD_EXCEPTION_RETRYING);
-    do {
+    EState outcome = EState::Lost;
+    while (outcome == EState::Lost) {
         m_device.m_letGo();
         {
             const ox3d::CLock lock(m_mutex);
@@ -99,29 +109,36 @@ void CReconnector::LookForDevice() {
         }
         const bool isBack =
             ox3d::ExceptionBarrier(m_device.m_reopen, [](const std::exception*) { return false; });
-        const ox3d::CLock lock(m_mutex);
-        if (isBack && !m_isLossNew) {
-            m_state = EState::Connected;
-            m_changed.NotifyAll();
+        {
+            const ox3d::CLock lock(m_mutex);
+            if (isBack && !m_isLossNew) {
+                m_state = EState::Connected;
+                m_changed.NotifyAll();
+            }
+            outcome = m_state;
         }
-    } while (PauseAfterAttempt());
-    if (m_state == EState::Connected) {
-        m_device.m_tell(OX3D_RGBD_EXCEPTION_RECONNECTED);
-    } else if (m_state == EState::GivenUp) {
-        m_device.m_tell(OX3D_RGBD_EXCEPTION_OFFLINE);
+        if (outcome == EState::Lost) {
+            outcome = PauseAfterAttempt();
+        }
+        const ox3d::CLock lock(m_mutex);
+        if (m_isClosing) {
+            return;
+        }
     }
+    m_device.m_tell(outcome == EState::Connected ? OX3D_RGBD_EXCEPTION_RECONNECTED
+                                                 : OX3D_RGBD_EXCEPTION_OFFLINE);
 }
 
-// False: there is no other attempt to make.
-bool CReconnector::PauseAfterAttempt() {
+// What holds when the next attempt is due.
+CReconnector::EState CReconnector::PauseAfterAttempt() {
     const auto until = std::chrono::steady_clock::now() + kBetweenAttempts;
     const ox3d::CLock lock(m_mutex);
-    for (bool isTimeLeft = true; isTimeLeft && m_state == EState::Lost && !m_isClosing && m_isOn;) {
+    for (bool isTimeLeft = true; isTimeLeft && !m_isClosing && m_isOn;) {
         isTimeLeft = m_changed.WaitUntil(m_mutex, until);
     }
-    if (m_state == EState::Lost && !m_isClosing && !m_isOn) {
+    if (!m_isClosing && !m_isOn) {
         m_state = EState::GivenUp;
         m_changed.NotifyAll();
     }
-    return m_state == EState::Lost && !m_isClosing;
+    return m_state;
 }

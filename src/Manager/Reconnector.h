@@ -39,7 +39,10 @@ public:
     // from here.
     bool NoteLoss();
     bool IsLost() const { return m_state != EState::Connected; }
-    // True once the device is back; false when the time is over or nothing looks for it.
+    // False: the attempt that is under way is in vain, since the device is lost again or no longer wanted.
+    bool IsAttemptWanted();
+    // True once the device is back; false when the time is over. Nothing may be looking for it: the wait then takes its
+    // time all the same, up to a second, so that an application that polls does not spin.
     bool WaitUntilBack(std::chrono::steady_clock::time_point until);
 
     // Ends the thread, after an attempt or a callback that is under way. Not on the thread itself.
@@ -51,7 +54,7 @@ private:
     static void* Run(void* self);
     void Look();
     void LookForDevice();
-    bool PauseAfterAttempt();
+    EState PauseAfterAttempt();
 
     const Device m_device;
     std::atomic<bool> m_isOn{false};

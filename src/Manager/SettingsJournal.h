@@ -3,7 +3,9 @@
 #ifndef OX3D_SETTINGS_JOURNAL_H
 #define OX3D_SETTINGS_JOURNAL_H
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,7 +16,7 @@
 
 class CSettingsJournal {
 public:
-    // A setting that cannot be noted is left out, with a line in the log. The last of a key counts, and of a key that
+    // A setting that cannot be noted is left out, which is logged when all are set again. The last of a key counts, and of a key that
     // was set under several values of a selector the last under each.
     void NoteFeature(const char* key, const OX3D_RGBD_PARAM& value) noexcept;
     void NoteFile(const char* file) noexcept; // what it holds at the time of the call
@@ -22,9 +24,9 @@ public:
     void NoteGvcpTimeout(uint32_t ms) noexcept;
     void Clear() noexcept;
 
-    // Sets everything in the order in which it was last set. What the device refuses is logged and left out; when it
-    // is out of reach, that status is returned.
-    uint32_t Replay(CCameraModule& camera) const;
+    // Sets everything in the order in which it was last set, until it is no longer wanted. What the device refuses is
+    // tried once more after all others, since a setting may lock another one, then logged and left out.
+    void Replay(CCameraModule& camera, const std::function<bool()>& isWanted) const;
 
     // In a forked child: free again.
     void Renew() noexcept;
@@ -43,13 +45,18 @@ private:
 
     void Note(Setting setting) OX_REQUIRES(m_mutex);
     template <class Make>
-    void TryNote(const char* what, Make&& make) noexcept;
+    void TryNote(Make&& make) noexcept;
+    void BoundFiles() OX_REQUIRES(m_mutex);
+    static bool IsSameSelection(const Setting& former, const Setting& next, bool isNoneSame);
+    static bool IsReplaced(const Setting& former, const Setting& next);
     static uint32_t Apply(const Setting& setting, CCameraModule& camera);
-    static uint32_t Select(const Selection& wanted, Selection* selected, CCameraModule& camera);
+    static uint32_t ApplyWithSelection(const Setting& setting, Selection* selected, CCameraModule& camera);
+    static void Select(const Selection& wanted, Selection* selected, CCameraModule& camera);
 
     mutable ox3d::CMutex m_mutex;
     std::vector<Setting> m_settings OX_GUARDED_BY(m_mutex);
     std::shared_ptr<const Selection> m_selection OX_GUARDED_BY(m_mutex) = nullptr;
+    std::atomic<uint32_t> m_notNoted{0};
 };
 
 #endif

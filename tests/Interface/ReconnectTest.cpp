@@ -73,7 +73,10 @@ TEST_F(Reconnect, BringsTheDeviceBackAsTheApplicationHadLeftIt) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
     OX3D_RGBD_PARAM param = {};
     EXPECT_EQ(OX3D_RGBD_GetParam(m_handle, "Gain", &param), OX3D_RGBD_E_CAMERA_07);
+    EXPECT_EQ(OX3D_RGBD_RegisterFrameCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK) << "taken away";
     Fail(DOUBLE_OX_CC_OpenDevice, OX_CC_E_ACCESS_DENIED, 2); // the first attempt
+    const uint32_t sets = Double().CallCount(DOUBLE_OX_CC_SetIntValueEx);
+    Fail(DOUBLE_OX_CC_SetIntValueEx, OX_CC_E_GC_ACCESS, sets + 2); // locked by a setting to come
     Lines calls = CallsOf([&] {
         Double().QueueFrame(frame.Out());
         BringBack();
@@ -85,11 +88,12 @@ TEST_F(Reconnect, BringsTheDeviceBackAsTheApplicationHadLeftIt) {
     });
     EXPECT_EQ(calls, (Lines{"OX_CC_SetEnumValue(CameraWorkingMode, 4)", "OX_CC_SetEnumValue(ImageMode, 2)",
                             "OX_CC_SetBoolValue(ChunkModeActive, 1)", "OX_CC_SetEnumValue(ChunkSelector, 24)",
-                            "OX_CC_SetBoolValue(ChunkEnable, 1)", "OX_CC_SetEnumValue(TriggerSelector, 5)",
-                            "OX_CC_SetIntValueEx(TriggerDelay, 7)", "OX_CC_SetEnumValue(TriggerSelector, 6)",
-                            "OX_CC_SetIntValueEx(TriggerDelay, 8)", "OX_CC_SetIntValueEx(Gain, 4)",
-                            "OX_GIGE_SetGvcpTimeout(600)", "OX_CC_SetEnumValue(TriggerSelector, 6)",
-                            "OX_CC_StartGrabbing()"}));
+                            "OX_CC_SetBoolValue(ChunkEnable, 1)", "OX_CC_SetIntValueEx(Gain, 3)",
+                            "OX_CC_SetEnumValue(TriggerSelector, 5)", "OX_CC_SetIntValueEx(TriggerDelay, 7)",
+                            "OX_CC_SetEnumValue(TriggerSelector, 6)", "OX_CC_SetIntValueEx(TriggerDelay, 8)",
+                            "OX_CC_SetIntValueEx(Gain, 4)", "OX_GIGE_SetGvcpTimeout(600)",
+                            "OX_CC_SetEnumValue(TriggerSelector, 5)", "OX_CC_SetIntValueEx(TriggerDelay, 7)",
+                            "OX_CC_SetEnumValue(TriggerSelector, 6)", "OX_CC_StartGrabbing()"}));
     EXPECT_EQ(imported, "Width=320");
     OX3D_RGBD_DEVICE_INFO info = {};
     EXPECT_EQ(OX3D_RGBD_GetDeviceInfo(m_handle, &info), OX3D_RGBD_OK);
@@ -109,6 +113,7 @@ TEST_F(Reconnect, CanBeGivenUpByItsSwitchByAStopAndByAClose) {
     ASSERT_TRUE(m_ids.WaitFor([](const auto& heard) { return heard.back() == OX3D_RGBD_EXCEPTION_OFFLINE; }));
     BringBack();
     EXPECT_EQ(Start(), OX3D_RGBD_E_CAMERA_07) << "stays lost";
+    EXPECT_EQ(OX3D_RGBD_RegisterExceptionCallBack(m_handle, nullptr, nullptr), OX3D_RGBD_OK);
     Close();
     for (const uint32_t closeAt : {0u, OX3D_RGBD_EXCEPTION_RETRYING, OX3D_RGBD_EXCEPTION_RECONNECTED}) {
         Open();
