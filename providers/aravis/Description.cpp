@@ -12,10 +12,14 @@
 namespace ox3d {
 namespace {
 
-// Aravis allocates a register's length before it reads, and without memory it ends the process.
-constexpr uint64_t kMaxRegisterBytes = uint64_t{1} << 20;
+// Aravis allocates a register's length before it reads, twice for a text, and keeps it; without memory it ends the
+// process.
+constexpr uint64_t kMaxRegisterBytes = uint64_t{64} << 20;
+constexpr uint64_t kMaxAllRegistersBytes = uint64_t{256} << 20;
 // Aravis follows references by recursion.
 constexpr size_t kMaxReferences = 64;
+// For one value. Nodes that are referred to several times are asked as often: two each double the number.
+constexpr size_t kMaxNodesAsked = 10000;
 
 // Of a description that is cut off Aravis takes what there is.
 bool IsWhole(ArvDevice* device) {
@@ -58,10 +62,14 @@ public:
             }
         }
         // Only now, since a length may be computed as well.
+        uint64_t allBytes = 0;
         for (ArvGcRegister* node : m_registers) {
             CArvError error;
             const uint64_t lengthBytes = arv_gc_register_get_length(node, error.Out());
-            if (!error.IsSet() && lengthBytes > kMaxRegisterBytes) {
+            if (error.IsSet()) {
+                continue;
+            }
+            if (lengthBytes > kMaxRegisterBytes || (allBytes += lengthBytes) > kMaxAllRegistersBytes) {
                 return false;
             }
         }
@@ -112,27 +120,36 @@ private:
 
     // Whether following references from the node comes to an end, and soon.
     bool IsFinite(ArvDomNode* node, size_t depth) {
-        const auto [place, isNew] = m_heights.try_emplace(node, kOpen);
+        const auto [place, isNew] = m_spans.try_emplace(node);
         if (!isNew) {
-            return place->second != kOpen && depth + place->second <= kMaxReferences;
+            return place->second.m_height != kOpen && depth + place->second.m_height <= kMaxReferences;
         }
-        size_t height = 0;
+        Span span{0, 1};
         const auto references = m_references.find(node);
         if (references != m_references.end()) {
             for (ArvDomNode* next : references->second) {
                 if (depth >= kMaxReferences || !IsFinite(next, depth + 1)) {
                     return false;
                 }
-                height = std::max(height, m_heights[next] + 1);
+                const Span& below = m_spans[next];
+                span.m_height = std::max(span.m_height, below.m_height + 1);
+                span.m_nodesAsked += below.m_nodesAsked;
+                if (span.m_nodesAsked > kMaxNodesAsked) {
+                    return false;
+                }
             }
         }
-        m_heights[node] = height;
+        m_spans[node] = span;
         return true;
     }
 
     static constexpr size_t kOpen = SIZE_MAX; // on the way that is being followed
+    struct Span {
+        size_t m_height = kOpen;
+        size_t m_nodesAsked = 0;
+    };
     std::map<ArvDomNode*, std::vector<ArvDomNode*>> m_references;
-    std::map<ArvDomNode*, size_t> m_heights;
+    std::map<ArvDomNode*, Span> m_spans;
     std::vector<ArvGcRegister*> m_registers;
     bool m_areEntriesNamed = true; // of enumerations: Aravis hands their names out without a look
 };

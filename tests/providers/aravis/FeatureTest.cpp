@@ -1,11 +1,13 @@
-// FeatureTest.cpp - what Aravis's errors become, types of nodes, and steps of values.
+// FeatureTest.cpp - descriptions that are refused, what Aravis's errors become, and steps of values.
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <filesystem>
 #include <string>
 
+#include "fuzz/FakeDevice.h"
 #include "providers/aravis/ArvError.h"
+#include "providers/aravis/Description.h"
 #include "providers/aravis/Features.h"
 #include "providers/aravis/UsbDevices.h"
 #include "providers/common/Status.h"
@@ -36,6 +38,42 @@ TEST(ArvErrors, BecomeCodesOfTheInterface) {
         g_error_free(error);
     }
     EXPECT_EQ(CodeOf(nullptr), kOk);
+}
+
+bool IsUsable(const std::string& nodes) {
+    const test::CTempFolder folder;
+    test::WriteFile(folder.File("camera.xml"),
+                    "<RegisterDescription><Category Name=\"Root\"/>" + nodes + "</RegisterDescription>");
+    return IsUsableDescription(fuzz::MakeFakeDevice(folder.File("camera.xml")).get());
+}
+
+// Each node asks the one before twice.
+std::string Doublings(int count) {
+    std::string nodes = R"(<Integer Name="N0"><Value>1</Value></Integer>)";
+    for (int i = 1; i <= count; ++i) {
+        const std::string before = ">N" + std::to_string(i - 1) + "</pVariable>";
+        nodes += "<IntSwissKnife Name=\"N" + std::to_string(i) + "\"><pVariable Name=\"X\"" + before +
+                 "<pVariable Name=\"Y\"" + before + "<Formula>X+Y</Formula></IntSwissKnife>";
+    }
+    return nodes;
+}
+
+std::string Registers(int count, int bytes) {
+    std::string nodes;
+    for (int i = 0; i < count; ++i) {
+        nodes += "<StringReg Name=\"S" + std::to_string(i) + "\"><Address>512</Address><Length>" +
+                 std::to_string(bytes) + "</Length></StringReg>";
+    }
+    return nodes;
+}
+
+TEST(Description, MayNotAskForMoreThanThereIsTimeAndMemoryFor) {
+    constexpr int kMaxBytes = 64 << 20;
+    EXPECT_TRUE(IsUsable(Doublings(10)));
+    EXPECT_FALSE(IsUsable(Doublings(60)));
+    EXPECT_TRUE(IsUsable(Registers(4, kMaxBytes)));
+    EXPECT_FALSE(IsUsable(Registers(1, kMaxBytes + 1)));
+    EXPECT_FALSE(IsUsable(Registers(5, kMaxBytes)));
 }
 
 TEST(FeatureSteps, AreHeldWithoutOverflow) {
