@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -23,6 +24,7 @@ constexpr uint32_t kUsPerMs = 1000;
 constexpr double kWholePercent = 100.0;
 
 std::atomic<uint64_t> s_acquisitions{0};
+std::atomic<bool> s_isUnfilteredTold{false};
 
 } // namespace
 
@@ -52,26 +54,26 @@ void AravisNode::Renew(size_t sizeBytes, uint64_t acquisition) {
     m_buffer.reset(arv_buffer_new_full(sizeBytes, m_memory.get(), this, nullptr));
 }
 
-uint64_t CFrameCounter::Next(uint64_t blockId) {
+uint64_t CFrameCounter::Next(uint64_t blockId, uint64_t timeNs) {
     constexpr uint64_t kShortIds = 0xFFFF; // ids of 16 bits, of which 0 is never used
-    constexpr uint64_t kMaxLostAtStart = 1000;
-    constexpr uint64_t kMaxRepeat = 100; // a camera that begins to count again goes back further
-    if (m_lastId &&
+    constexpr uint64_t kMaxLost = 1000;    // more have begun to count anew
+    constexpr uint64_t kMaxRepeat = 100;   // a camera whose clock begins anew, too, goes back further
+    if (m_lastId && timeNs <= m_lastTimeNs &&
         (*m_lastId + (*m_lastId < blockId && blockId <= kShortIds ? kShortIds : 0)) - blockId < kMaxRepeat) {
         return 0;
     }
     if (!m_lastId) {
         // A camera that goes on counting from before has not lost all these frames.
-        const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMaxLostAtStart;
+        const bool isFromStart = blockId >= m_firstId && blockId - m_firstId < kMaxLost;
         m_number = isFromStart ? blockId - m_firstId + 1 : 1;
     } else if (blockId > *m_lastId) {
         m_number += blockId - *m_lastId;
-    } else if (*m_lastId <= kShortIds) {
-        m_number += std::max<uint64_t>(blockId + kShortIds - *m_lastId, 1);
     } else {
-        m_number += 1;
+        const bool isWrapped = *m_lastId <= kShortIds && blockId + kShortIds - *m_lastId < kMaxLost;
+        m_number += isWrapped ? std::max<uint64_t>(blockId + kShortIds - *m_lastId, 1) : 1;
     }
     m_lastId = blockId;
+    m_lastTimeNs = timeNs;
     return m_number;
 }
 
@@ -100,8 +102,11 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
     }
     if (ARV_IS_GV_STREAM(m_stream.get())) {
         const CameraPath& path = m_connection->Path();
-        AcceptOnlyFrom(path.m_cameraIp,
-                       {path.m_hostIp, arv_gv_stream_get_port(ARV_GV_STREAM(m_stream.get()))});
+        const Endpoint local{path.m_hostIp, arv_gv_stream_get_port(ARV_GV_STREAM(m_stream.get()))};
+        if (!AcceptOnlyFrom(path.m_cameraIp, local) && !s_isUnfilteredTold.exchange(true)) {
+            std::fprintf(stderr,
+                         "camera control: streams take other hosts' datagrams, too: no filter for them\n");
+        }
         g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "packet-resend",
                      resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
                      "packet-request-ratio", static_cast<double>(resend.m_maxPercent) / kWholePercent,
@@ -193,7 +198,7 @@ void CAravisStream::Handle(AravisNode* node, ArvBuffer* buffer) {
         ++m_badFrames;
         return;
     }
-    const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer));
+    const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer), arv_buffer_get_timestamp(buffer));
     if (number == 0) {
         Buffer().Release(node);
         return;

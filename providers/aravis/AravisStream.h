@@ -37,12 +37,13 @@ class CFrameCounter {
 public:
     explicit CFrameCounter(uint64_t firstId) : m_firstId(firstId) {}
     // The frame's number, from 1; 0 for one that has been there: whoever sends under the application's address can have
-    // a camera send its last frames again.
-    uint64_t Next(uint64_t blockId);
+    // a camera send its last frames again. Their time tells them from those of a camera that begins to count anew.
+    uint64_t Next(uint64_t blockId, uint64_t timeNs);
 
 private:
     const uint64_t m_firstId;
     std::optional<uint64_t> m_lastId;
+    uint64_t m_lastTimeNs = 0;
     uint64_t m_number = 0;
 };
 

@@ -57,19 +57,22 @@ TEST(FrameCounter, NumbersFramesFromOneAndShowsGaps) {
         uint64_t m_firstId;
         Numbers m_ids;
         Numbers m_numbers;
+        Numbers m_times = {1, 2, 3, 4};
     } kRows[] = {{1, {1, 2, 5}, {1, 2, 5}},
                  {0, {0, 1, 2}, {1, 2, 3}},
-                 {1, {3, 4}, {3, 4}},                     // the first two were lost
-                 {1, {65401, 65402}, {1, 2}},             // counts on from before
-                 {1, {65534, 65535, 1, 3}, {1, 2, 3, 5}}, // 16 bits, without 0
-                 {1, {5, 6, 4, 6, 7}, {5, 6, 0, 0, 7}},   // some come again
-                 {1, {65535, 1, 65530, 2}, {1, 2, 0, 3}},
+                 {1, {3, 4}, {3, 4}},                                    // the first two were lost
+                 {1, {65401, 65402}, {1, 2}},                            // counts on from before
+                 {1, {65534, 65535, 1, 3}, {1, 2, 3, 5}},                // 16 bits, without 0
+                 {1, {5, 6, 4, 6, 7}, {5, 6, 0, 0, 7}, {5, 6, 4, 6, 7}}, // some come again
+                 {1, {65535, 1, 65530, 2}, {1, 2, 0, 3}, {8, 9, 6, 10}},
+                 {1, {5, 6, 1, 2}, {5, 6, 7, 8}},
+                 {1, {1, 1, 1}, {1, 2, 3}},         // counts anew for every frame
                  {1, {70000, 70001, 1}, {1, 2, 3}}, // starts again in the middle
                  {0, {0xFFFFFFFF, 0x100000000}, {1, 2}}};
     for (const auto& row : kRows) {
         CFrameCounter counter(row.m_firstId);
         for (size_t i = 0; i < row.m_ids.size(); ++i) {
-            EXPECT_EQ(counter.Next(row.m_ids[i]), row.m_numbers[i]) << row.m_ids[i];
+            EXPECT_EQ(counter.Next(row.m_ids[i], row.m_times[i]), row.m_numbers[i]) << row.m_ids[i];
         }
     }
 }
