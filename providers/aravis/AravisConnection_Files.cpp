@@ -13,7 +13,13 @@ constexpr const char* kSelector = "FileSelector";
 constexpr const char* kOperation = "FileOperationSelector";
 constexpr int64_t kMaxFileBytes = 256 << 20;
 
-// One open file; closing it is tried whatever happened.
+// What a camera's firmware is called is the maker's choice, but for this.
+bool IsFirmware(const std::string& name) {
+    return name.find("irmware") != name.npos;
+}
+
+// One open file; closing it is tried whatever happened, unless it is a firmware that is not whole: the camera would
+// install that part. It drops the file with the control that is given back next.
 class CDeviceFile {
 public:
     CDeviceFile(CAravisConnection& connection, bool isForWriting)
@@ -21,7 +27,7 @@ public:
     CDeviceFile(const CDeviceFile&) = delete;
     CDeviceFile& operator=(const CDeviceFile&) = delete;
     ~CDeviceFile() {
-        if (m_isOpen) {
+        if (m_isOpen && !(m_isForWriting && m_isFirmware)) {
             Run("Close");
         }
     }
@@ -46,6 +52,7 @@ public:
             return Code(m_isForWriting ? OX_CC_E_GC_ACCESS : OX_CC_E_NO_DATA);
         }
         m_isOpen = code == kOk;
+        m_isFirmware = IsFirmware(name);
         return code;
     }
 
@@ -53,10 +60,6 @@ public:
         m_isOpen = false;
         return Run("Close");
     }
-
-    // A part of a file must not be closed as if it were the whole: the camera would install half a firmware. It
-    // drops the file with the control that is given back next.
-    void Abandon() { m_isOpen = false; }
 
     // -1 where the camera does not tell.
     int64_t Size() const {
@@ -143,6 +146,7 @@ private:
     CAravisConnection& m_connection;
     const bool m_isForWriting;
     bool m_isOpen = false;
+    bool m_isFirmware = false;
     uint64_t m_bufferAddress = 0;
     int64_t m_blockBytes = 0;
 };
@@ -201,14 +205,13 @@ int CAravisConnection::WriteFile(const std::string& name, std::vector<uint8_t> b
         }
         done += moved;
         if (!progress(done, total)) {
-            file.Abandon();
             return kDeviceGone;
         }
     }
     return file.Close();
 }
 
-// Firmware is a file like others; what it is called is the maker's choice.
+// Firmware is a file like others.
 int CAravisConnection::InstallFirmware(std::vector<uint8_t> bytes, const TransferProgress& progress) {
     std::string name;
     const int code = OnDevice([&](ArvDevice* device) {
@@ -218,7 +221,7 @@ int CAravisConnection::InstallFirmware(std::vector<uint8_t> bytes, const Transfe
             device, kSelector, &count, error.Out()));
         for (guint i = 0; names != nullptr && i < count && name.empty(); ++i) {
             const std::string entry = names.get()[i];
-            name = entry.find("irmware") != entry.npos ? entry : "";
+            name = IsFirmware(entry) ? entry : "";
         }
         return error.IsSet() ? error.Code() : kOk;
     });

@@ -268,6 +268,16 @@ TEST(Upgrade, RunsBehindTheCallFromNothingToAHundredAndChangesTheVersion) {
     const bool isFile = Transfer(CC(OX_CC_FileAccessRead), handle, "part.bin", "DeviceFirmware") == 0;
     EXPECT_TRUE(!isFile || std::filesystem::file_size("part.bin") < 300000);
     EXPECT_STREQ(Value(CC(OX_CC_GetStringValue), handle, "DeviceVersion").chCurValue, "4.1");
+    if (isFile) {
+        ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "firmware.bin"), 0);
+        EXPECT_TRUE(Eventually([&] {
+            handle.Set("FileOperationSelector", 0); // until a block is not written
+            return CC(OX_CC_GetUpgradeProcess)(handle, &percent) == Status(OX_CC_E_UNKNOWN);
+        }));
+        EXPECT_EQ(handle.Close(), 0);
+        handle.Open();
+        EXPECT_STREQ(Value(CC(OX_CC_GetStringValue), handle, "DeviceVersion").chCurValue, "4.1");
+    }
     std::filesystem::resize_file("empty.bin", (256U << 20) + 1); // which only the transfer finds too long
     ASSERT_EQ(CC(OX_CC_LocalUpgrade)(handle, "empty.bin"), 0);
     EXPECT_TRUE(
