@@ -22,7 +22,7 @@ int OX_CC_StopGrabbing(void* handle) {
 int OX_CC_RegisterImageCallBackEx(void* handle, OX_CC_IMAGE_CALLBACK pfnCallBack, void* pUser) {
     return OnHandle(handle, true, [&](CSession& session) {
         session.Callbacks().m_image.Publish({pfnCallBack, pUser});
-        session.Frames().DropSeen(); // else numbers would go back for a caller that fetches next
+        session.Frames().ChangeReceiver(pfnCallBack != nullptr); // else numbers would go back
         return kOk;
     });
 }

@@ -171,12 +171,21 @@ void CFrameBuffer::DropWaiting() {
     Clear(&m_forCallback);
 }
 
-void CFrameBuffer::DropSeen() {
+// The frames of a queue are in order: with one that was seen go those before it.
+void CFrameBuffer::DropThroughSeen(std::vector<FrameNode*>* queue) {
+    const auto isSeen = [](const FrameNode* node) { return node->m_isSeen; };
+    while (std::any_of(queue->begin(), queue->end(), isSeen)) {
+        DropOldest(queue);
+    }
+}
+
+void CFrameBuffer::ChangeReceiver(bool isCallback) {
     const CLock lock(m_mutex);
-    std::erase_if(m_forFetch, [](FrameNode* node) {
-        node->m_users -= node->m_isSeen ? 1 : 0;
-        return node->m_isSeen;
-    });
+    DropThroughSeen(&m_forFetch);
+    DropThroughSeen(&m_forCallback);
+    while (isCallback && !m_forFetch.empty()) {
+        DropOldest(&m_forFetch);
+    }
 }
 
 FrameNode* CFrameBuffer::WaitForCallback(uint32_t acquisition) {

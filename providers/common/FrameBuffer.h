@@ -70,8 +70,9 @@ public:
     // False when no frame with this image is lent.
     bool Return(const uint8_t* image);
     void DropWaiting();
-    // Frames that a callback has had are not fetched any more.
-    void DropSeen();
+    // A callback has been registered or taken away. From what a callback had no fetch goes back, nor from what was
+    // fetched a callback; what waited for a fetch before a callback came waits no more. What nobody saw is lost.
+    void ChangeReceiver(bool isCallback);
     FrameNode* WaitForCallback(uint32_t acquisition); // null when there is no more
 
     // Gives the memory of empty nodes back.
@@ -87,6 +88,7 @@ private:
 
     void DropUser(FrameNode* node) OX_REQUIRES(m_mutex);
     void DropOldest(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
+    void DropThroughSeen(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
     void Clear(std::vector<FrameNode*>* queue) OX_REQUIRES(m_mutex);
     // Whether the acquisition has left the state or the queue has a frame.
     bool IsReady(uint32_t acquisition, EState state, const std::vector<FrameNode*>& queue) const

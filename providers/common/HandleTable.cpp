@@ -49,11 +49,11 @@ std::shared_ptr<CSession> CHandleTable::Remove(void* handle) {
     if (found == m_sessions.end()) {
         return nullptr;
     }
+    if (found->second->IsInherited()) {
+        m_inherited.push_back(found->second); // first: without memory the handle stays what it was
+    }
     std::shared_ptr<CSession> session = std::move(found->second);
     m_sessions.erase(found);
-    if (session->IsInherited()) {
-        m_inherited.push_back(session);
-    }
     return session;
 }
 

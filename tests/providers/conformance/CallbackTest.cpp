@@ -145,13 +145,17 @@ TEST(ImageCallback, IsOverWhenStopReturns) {
 TEST(ImageCallback, IsUnregisteredWithoutWaitingForIt) {
     CObservedCamera camera;
     camera.Hold(true);
+    camera.Register(false);
     camera.Start();
+    ASSERT_TRUE(Eventually([&] { return camera.Lost() > 0; })); // more wait than there is room for
+    camera.Register(true);
     ASSERT_TRUE(camera.WaitFor(&Seen::m_numbers, 1));
     camera.Register(false);
     EXPECT_EQ(camera.m_seen.Get().m_inside, 1);
     camera.Hold(false);
     EXPECT_TRUE(camera.WaitUntilLeft());
-    EXPECT_EQ(camera.Fetch(), static_cast<int>(camera.m_seen.Get().m_numbers.at(0) + 1)) << "none twice";
+    EXPECT_EQ(camera.Fetch(), static_cast<int>(camera.m_seen.Get().m_numbers.at(0) + 1))
+        << "none twice, none older";
     EXPECT_EQ(camera.m_seen.Get().m_numbers.size(), 1U);
     camera.Register(true); // and again, while frames come
     EXPECT_TRUE(camera.WaitFor(&Seen::m_numbers, 3));
