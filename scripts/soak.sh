@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # soak.sh [--check] [--seed N] [SCENARIO...]: runs the scenarios of the program ox3d_soak, each in a process of its own,
-# all of them unless some are named. At full length it writes a report to out/soak.md.
+# all of them unless some are named. At full length it writes a report to out/soak.md, or of those that are named to
+# out/soak-SCENARIO.md.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 # shellcheck source=scripts/lib.sh
 . "$root/scripts/lib.sh"
 
-mode=() seed=1 names=()
+mode=() seed=1 names=() report=soak
 while [ $# -gt 0 ]; do
     case "$1" in
     --check) mode=(--check) ;;
@@ -16,7 +17,7 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     -*) fail "no such option: $1" ;;
-    *) names+=("$1") ;;
+    *) names+=("$1") report+="-$1" ;;
     esac
     shift
 done
@@ -24,7 +25,7 @@ done
 preset="${OX3D_SOAK_PRESET:-release}"
 build_preset "$preset" ox3d_soak
 program="$root/build/$preset/tests/bin/ox3d_soak"
-[ ${#names[@]} -gt 0 ] || mapfile -t names < <("$program")
+[ ${#names[@]} -gt 0 ] || mapfile -t names < <("$program" "${mode[@]}")
 mkdir -p "$log_dir" "$root/out"
 # In memory where the system has such a place: a disk that others keep busy would make calls late. Processes that are
 # killed leave their folders in it.
@@ -64,7 +65,7 @@ if [ ${#mode[@]} -eq 0 ]; then
         echo
         echo "$(date -u +%Y-%m-%d), seed $seed, $preset, $(nproc) processors: $(sed -n 's/^model name\s*: //p' /proc/cpuinfo |
             head -n 1), $(uname -sr)"
-    } >"$root/out/soak.md"
-    say "Written to $root/out: soak.md"
+    } >"$root/out/$report.md"
+    say "Written to $root/out: $report.md"
 fi
 [ "$failed" -eq 0 ] || fail "$failed of ${#names[@]} scenarios failed; their output is in build/logs"

@@ -21,16 +21,23 @@ inline uint32_t Pick(Run& run, uint32_t first, uint32_t last) {
     return std::uniform_int_distribution<uint32_t>(first, last)(run.m_random);
 }
 
+// What the cameras answer while they are there.
+inline void PlugIn() {
+    CDouble& scripted = Double();
+    scripted.Script()->m_rules.clear();
+    scripted.AddRule({.m_function = DOUBLE_OX_CC_GetIntValueEx,
+                      .m_output = RecordBytes(OX_CC_INT_VALUE_EX{640, 4000, 1, 1})});
+    scripted.AddRule(
+        {.m_function = DOUBLE_OX_XML_GetNodeInterfaceType, .m_output = RecordBytes(OX_IFT_IInteger)});
+}
+
 // Two devices with files and features; nothing is lost or refused.
 inline void SetUpCamera() {
     CPlayer({}).End(); // resets the camera
     CDouble& scripted = Double();
     scripted.SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
     scripted.SetFile("RGBDSensorCali", kCalibration);
-    scripted.AddRule({.m_function = DOUBLE_OX_CC_GetIntValueEx,
-                      .m_output = RecordBytes(OX_CC_INT_VALUE_EX{640, 4000, 1, 1})});
-    scripted.AddRule(
-        {.m_function = DOUBLE_OX_XML_GetNodeInterfaceType, .m_output = RecordBytes(OX_IFT_IInteger)});
+    PlugIn();
 }
 
 inline void Expect(const char* what, uint32_t actual, uint32_t expected) {
@@ -62,9 +69,18 @@ inline size_t ResidentBytes() {
 // Resident memory at the first look is the measure of the later ones. Sanitizers keep what was freed.
 class CGrowth {
 public:
+    CGrowth() = default;
+    CGrowth(const CGrowth&) = delete;
+    CGrowth& operator=(const CGrowth&) = delete;
+    ~CGrowth() {
+        if (m_looks < 2) {
+            Complain("nobody has looked for growth");
+        }
+    }
     void Look(const char* what) {
         constexpr size_t kMaxBytes = size_t{1} << 20;
         const size_t bytes = ResidentBytes();
+        ++m_looks;
         m_first = m_first == 0 ? bytes : m_first;
         if (!kSanitized && bytes > m_first + kMaxBytes) {
             Complain(std::string(what) + " grows by " + std::to_string((bytes - m_first) >> 10) + " KiB");
@@ -73,6 +89,7 @@ public:
 
 private:
     size_t m_first = 0;
+    size_t m_looks = 0;
 };
 
 inline uint32_t SetSwitch(void* handle, const char* key, int64_t value) {

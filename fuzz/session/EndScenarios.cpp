@@ -1,11 +1,7 @@
-// EndScenarios.cpp - processes that end, fork and cancel threads with a device streaming, and logs that are killed or find
-// something else in place of their files. Each happens in a process of its own, which this program starts as itself.
+// EndScenarios.cpp - processes that end, fork and cancel threads with a device streaming. Each happens in a process of its
+// own, which this program starts as itself.
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,16 +11,11 @@
 #include <thread>
 
 #include "fuzz/session/Checks.h"
+#include "fuzz/session/Children.h"
 #include "fuzz/session/Steps.h"
 
 namespace ox3d::session {
-namespace {
 
-constexpr unsigned kPatienceSeconds = 60; // for a child, which a call without end would hold for ever
-const char* const kPrimary = "Ox3dRgbdLog/Ox3dRgbd_00.log";
-const char* const kBackup = "Ox3dRgbdLog/Ox3dRgbd_01.log";
-
-// Starts this program for one work in a folder; the pipe's end is the child's standard output.
 pid_t StartChild(const std::string& work, unsigned long seed, const std::string& folder, int output) {
     const std::string number = std::to_string(seed);
     const pid_t child = fork();
@@ -37,14 +28,22 @@ pid_t StartChild(const std::string& work, unsigned long seed, const std::string&
     return child;
 }
 
-void RunChildOf(Run& run, const std::string& work) {
-    const unsigned long seed = run.m_random();
+int StatusOfChild(const std::string& work, unsigned long seed) {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     const pid_t child = StartChild(work, seed, "", nowhere);
     close(nowhere);
     int status = -1;
     waitpid(child, &status, 0);
-    if (status != 0) {
+    return status;
+}
+
+namespace {
+
+constexpr unsigned kPatienceSeconds = 60; // for a child, which a call without end would hold for ever
+
+void RunChildOf(Run& run, const std::string& work) {
+    const unsigned long seed = run.m_random();
+    if (const int status = StatusOfChild(work, seed); status != 0) {
         Complain(work + " with seed " + std::to_string(seed) + " ends with status " + std::to_string(status));
     }
     ++run.m_done;
@@ -281,197 +280,7 @@ int CancelStreaming(unsigned long seed) {
     return Complaints() == 0 ? 0 : 1;
 }
 
-// Logs until it is killed. The first line is in the file when it says so.
-[[noreturn]] void LogForEver() {
-    SetUpCamera();
-    uint32_t count = 0;
-    OX3D_RGBD_GetDeviceNumber(OX3D_RGBD_DEVICE_ALL, &count); // from here on there is a log
-    if (write(STDOUT_FILENO, "+", 1) == 1) {
-        for (;;) {
-            OX3D_RGBD_GetSDKVersion(nullptr);
-        }
-    }
-    _exit(2);
-}
-
-// ---- Logs that are killed ----------------------------------------------------------------------------------
-
-// Every line is whole but those that a kill has torn: they are followed by the hole that begins the next life.
-void LookAtLines(const char* name) {
-    std::ifstream file(name, std::ios::binary);
-    const int descriptor = open(name, O_RDONLY | O_CLOEXEC);
-    off_t data = lseek(descriptor, 0, SEEK_DATA);
-    while (data >= 0) {
-        const off_t hole = lseek(descriptor, data, SEEK_HOLE);
-        std::string text(static_cast<size_t>(hole - data), '\0');
-        if (pread(descriptor, text.data(), text.size(), data) < 0) {
-            break;
-        }
-        std::istringstream segments(text);
-        for (std::string segment; std::getline(segments, segment, '\0');) {
-            std::istringstream lines(segment);
-            for (std::string line; std::getline(lines, line) && !lines.eof();) {
-                if (!line.starts_with("[20") || !line.ends_with('\r')) {
-                    Complain(std::string(name) + " has the line: " + line.substr(0, 200));
-                }
-            }
-        }
-        data = lseek(descriptor, hole, SEEK_DATA);
-    }
-    close(descriptor);
-}
-
-void LookAtLogFiles() {
-    for (const auto& entry : std::filesystem::directory_iterator("Ox3dRgbdLog")) {
-        const bool isKnown = entry.path() == kPrimary || entry.path() == kBackup;
-        if (!isKnown || entry.file_size() > (uintmax_t{100} << 20) + 8192) {
-            Complain("the log leaves " + entry.path().string() + " of " + std::to_string(entry.file_size()) +
-                     " bytes");
-        } else {
-            LookAtLines(entry.path().c_str());
-        }
-    }
-}
-
 } // namespace
-
-// Kills a process around the rotation of its log, and looks at what is there; the next one goes on with it.
-void RunLogKills(Run& run) {
-    std::filesystem::create_directory("Ox3dRgbdLog");
-    const std::string folder = std::filesystem::current_path();
-    for (; run.m_done < run.m_count; ++run.m_done) {
-        std::ofstream(kPrimary, std::ios::app).flush();
-        if (std::filesystem::file_size(kPrimary) > uintmax_t{100} << 19) { // close to its end already
-            std::filesystem::resize_file(kPrimary, 0);
-        }
-        std::filesystem::resize_file(kPrimary,
-                                     (uintmax_t{100} << 20) - (uintmax_t{run.m_random()} % 2000) - 200);
-        int ends[2] = {};
-        if (pipe2(ends, O_CLOEXEC) != 0) {
-            return Complain("no pipe");
-        }
-        const pid_t child = StartChild("log", run.m_random(), folder, ends[1]);
-        close(ends[1]);
-        char byte = 0;
-        if (read(ends[0], &byte, 1) != 1) {
-            Complain("a process cannot log");
-        }
-        usleep(static_cast<useconds_t>(run.m_random() % 10000));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        close(ends[0]);
-        run.m_faults += std::filesystem::exists(kBackup) ? 1 : 0;
-        LookAtLogFiles();
-        std::filesystem::remove(kBackup);
-    }
-}
-
-// ---- Logs that find something else -------------------------------------------------------------------------
-
-namespace {
-
-void MakeSocket(const char* name) {
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof(address.sun_path), "%s", name);
-    if (bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-        Complain("no socket");
-    }
-    close(descriptor);
-}
-
-void LimitFiles(rlim_t bytes) {
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-struct Obstacle {
-    const char* m_name;
-    void (*m_put)();
-    void (*m_clear)() = [] {};
-    bool m_isFolderLost = false; // so that the camera cannot store its file either
-};
-
-void PutFolder() {
-    std::filesystem::create_directory("Ox3dRgbdLog");
-}
-
-// A log that is about to rotate.
-void FillLog() {
-    PutFolder();
-    std::ofstream(kPrimary).put('\n');
-    std::filesystem::resize_file(kPrimary, (uintmax_t{100} << 20) - 50);
-}
-
-const Obstacle kObstacles[] = {
-    {"fifo", [] { PutFolder(), mkfifo(kPrimary, 0600); }},
-    {"socket", [] { PutFolder(), MakeSocket(kPrimary); }},
-    {"folder", [] { std::filesystem::create_directories(kPrimary); }},
-    {"dangling link", [] { PutFolder(), std::filesystem::create_symlink("nowhere/at-all", kPrimary); }},
-    {"link to itself", [] { PutFolder(), std::filesystem::create_symlink("Ox3dRgbd_00.log", kPrimary); }},
-    {"full device", [] { PutFolder(), std::filesystem::create_symlink("/dev/full", kPrimary); }},
-    {"file instead of the folder", [] { std::ofstream("Ox3dRgbdLog").put('x'); }},
-    {"full disk", [] { LimitFiles(2048); }, [] { LimitFiles(RLIM_INFINITY); }},
-    {"full disk at rotation", [] { FillLog(), LimitFiles((rlim_t{100} << 20) - 40); },
-     [] { LimitFiles(RLIM_INFINITY); }},
-    {"folder instead of the backup",
-     [] { FillLog(), std::filesystem::create_directories(std::string(kBackup) + "/x"); }},
-    {"fifo instead of the backup", [] { FillLog(), mkfifo(kBackup, 0600); }},
-    {"read-only folder",
-     [] { PutFolder(), std::filesystem::permissions("Ox3dRgbdLog", std::filesystem::perms{0500}); },
-     [] { std::filesystem::permissions("Ox3dRgbdLog", std::filesystem::perms{0700}); }},
-    {"missing working folder",
-     [] {
-         std::filesystem::create_directory("gone");
-         std::filesystem::current_path("gone");
-         std::filesystem::remove("../gone");
-     },
-     [] { std::filesystem::current_path(g_processFolder.Path()); }, true},
-};
-
-void PlaySessions(EStrictness strictness) {
-    for (uint32_t i = 0; i < kShortSessions; ++i) {
-        CPlayer player({}, strictness);
-        player.Play(ShortSession(i));
-        player.End();
-    }
-}
-
-// Sessions with the obstacle there, and without it again: calls keep their statuses, and lines come again.
-int MeetObstacle(unsigned long index) {
-    const Obstacle& obstacle = kObstacles[index];
-    obstacle.m_put();
-    PlaySessions(obstacle.m_isFolderLost ? EStrictness::Lenient : EStrictness::Exact);
-    obstacle.m_clear();
-    std::error_code ignored;
-    std::filesystem::remove_all("Ox3dRgbdLog", ignored);
-    PlaySessions(EStrictness::Exact);
-    if (ReadFile(kPrimary).find("Start call") == std::string::npos) {
-        Complain(std::string("no lines after: ") + obstacle.m_name);
-    }
-    return Complaints() == 0 ? 0 : 1;
-}
-
-} // namespace
-
-void RunLogObstacles(Run& run) {
-    for (unsigned long i = 0; i < std::size(kObstacles); ++i) {
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        const pid_t child = StartChild("obstacle", i, "", nowhere);
-        close(nowhere);
-        int status = -1;
-        waitpid(child, &status, 0);
-        if (status != 0) {
-            Complain(std::string(kObstacles[i].m_name) + " ends with status " + std::to_string(status));
-        }
-        ++run.m_done;
-        ++run.m_faults;
-    }
-}
 
 void RunProcessEnds(Run& run) {
     for (uint64_t i = 0; i < run.m_count; ++i) {
@@ -496,10 +305,7 @@ int RunChild(const char* work, unsigned long seed, const char* folder) {
     if (name == "cancel") {
         return CancelStreaming(seed);
     }
-    if (name == "obstacle") {
-        return MeetObstacle(seed % std::size(kObstacles));
-    }
-    LogForEver();
+    return RunLogChild(name, seed);
 }
 
 } // namespace ox3d::session

@@ -104,7 +104,7 @@ void ForgetFunctions() {
 
 } // namespace
 
-// Each function absent, then random subsets.
+// Each function absent, then random subsets of any size.
 void RunMissingSymbols(Run& run) {
     HideSymbols(IsNameHidden);
     for (; run.m_done < run.m_count + kFunctions; ++run.m_done) {
@@ -112,7 +112,7 @@ void RunMissingSymbols(Run& run) {
         if (run.m_done < kFunctions) {
             g_hidden.set(run.m_done);
         } else {
-            for (uint32_t i = Pick(run, 0, 3); i < 4; ++i) {
+            for (const uint32_t size = Pick(run, 1, kFunctions); g_hidden.count() < size;) {
                 g_hidden.set(Pick(run, 0, kFunctions - 1));
             }
         }

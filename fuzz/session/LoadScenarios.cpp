@@ -55,9 +55,11 @@ void* OpenDevice(const char* serial) {
 
 // ---- A device that is lost ---------------------------------------------------------------------------------
 
-// From here on the camera answers nothing, and takes its time to stop.
-void Unplug() {
-    Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT);
+// From here on the camera answers nothing, and takes its time to stop. The camera library may say so more than once.
+void Unplug(uint32_t times) {
+    for (uint32_t i = 0; i < times; ++i) {
+        Double().RaiseException(OX_CC_EXCEPTION_DEV_DISCONNECT);
+    }
     for (const uint32_t function :
          {DOUBLE_OX_CC_SetEnumValue, DOUBLE_OX_CC_SetCommandValue, DOUBLE_OX_CC_GetIntValueEx,
           DOUBLE_OX_CC_GetDeviceInfo, DOUBLE_OX_CC_FileAccessRead}) {
@@ -67,11 +69,26 @@ void Unplug() {
                       .m_work = [](const DoubleCall&) { std::this_thread::sleep_for(milliseconds(2)); }});
 }
 
+// The camera is back as it was, and gives frames to a new session; nothing resets it in between.
+void OpenAgain(const char* serial, CRawFrame& frame) {
+    void* handle = nullptr;
+    Expect("open while it is away", OX3D_RGBD_OpenDeviceBySerialNumber(&handle, serial), OX3D_RGBD_E_NO_DATA);
+    PlugIn();
+    handle = OpenDevice(serial);
+    Expect("switch", SetSwitch(handle, "ImageAlign", 0), OX3D_RGBD_OK);
+    Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
+    Double().QueueFrame(frame.Out());
+    OX3D_RGBD_FRAME_DATA record;
+    Expect("fetch after the return", OX3D_RGBD_FetchFrame(handle, &record, 1000), OX3D_RGBD_OK);
+    Expect("close", OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+}
+
 void LoseDevice(Run& run, bool isPushed) {
     SetUpCamera();
     Seen seen;
     CRawFrame frame(64, 48);
-    void* handle = OpenDevice(Pick(run, 0, 1) == 0 ? "ETH1" : "USB1");
+    const char* const serial = Pick(run, 0, 1) == 0 ? "ETH1" : "USB1";
+    void* handle = OpenDevice(serial);
     Expect("switch", SetSwitch(handle, "ImageAlign", 0), OX3D_RGBD_OK);
     Expect("register", OX3D_RGBD_RegisterExceptionCallBack(handle, CountSeenLoss, &seen), OX3D_RGBD_OK);
     if (isPushed) {
@@ -79,17 +96,16 @@ void LoseDevice(Run& run, bool isPushed) {
     }
     Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
     const uint32_t frames = Pick(run, 0, 5);
-    std::atomic<bool> isEnough{false};
+    const uint32_t losses = Pick(run, 1, 3);
     std::thread camera([&] {
         for (uint32_t i = 0; i < frames; ++i) {
             isPushed ? Double().DeliverFrame(frame.m_main.data(), frame.Info())
                      : Double().QueueFrame(frame.Out());
         }
-        Unplug();
+        Unplug(losses);
         for (uint32_t i = 0; isPushed && i < 3; ++i) { // late ones
             Double().DeliverFrame(frame.m_main.data(), frame.Info());
         }
-        isEnough = true;
     });
     OX3D_RGBD_FRAME_DATA record;
     const uint32_t before = Pick(run, 0, frames);
@@ -108,7 +124,8 @@ void LoseDevice(Run& run, bool isPushed) {
     }
     ExpectInTime("close", OX3D_RGBD_OK, 0, [&] { return OX3D_RGBD_CloseDevice(&handle); });
     Expect("frames", seen.m_frames, isPushed ? frames + 3 : 0);
-    Expect("losses", seen.m_losses, 1);
+    Expect("losses", seen.m_losses, losses);
+    OpenAgain(serial, frame);
     LookAtCamera();
 }
 
@@ -185,9 +202,9 @@ void RunFramesOfAllKinds(Run& run) {
         frames[i]->AddColor(kSizes[(i + 1) % frames.size()][0], kSizes[(i + 2) % frames.size()][1]);
     }
     CGrowth growth;
-    constexpr uint64_t kSession = 500;
+    const uint64_t sessionFrames = std::clamp<uint64_t>(run.m_count / 8, 1, 500);
     while (run.m_done < run.m_count) {
-        const bool isPushed = run.m_done / kSession % 2 == 0;
+        const bool isPushed = run.m_done / sessionFrames % 2 == 0;
         Seen seen;
         void* handle = OpenDevice("ETH1");
         Expect("switch", SetSwitch(handle, "OutputRgbd", 1), OX3D_RGBD_OK);
@@ -195,7 +212,7 @@ void RunFramesOfAllKinds(Run& run) {
             Expect("register", OX3D_RGBD_RegisterFrameCallBack(handle, CountSeenFrame, &seen), OX3D_RGBD_OK);
         }
         Expect("start", OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
-        for (uint32_t i = 1; i <= kSession && run.m_done < run.m_count; ++i, ++run.m_done) {
+        for (uint32_t i = 1; i <= sessionFrames && run.m_done < run.m_count; ++i, ++run.m_done) {
             // The first of a session fixes how large the scaled color of the later ones may be.
             CRawFrame& frame = *frames[i == 1 ? kLargest : Pick(run, 0, frames.size() - 1)];
             if (isPushed) {
@@ -214,7 +231,7 @@ void RunFramesOfAllKinds(Run& run) {
         }
         Expect("close", OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
         ForgetCalls();
-        if (run.m_done >= 4 * kSession) {
+        if (run.m_done >= 4 * sessionFrames) {
             growth.Look("a stream of all kinds");
         }
     }

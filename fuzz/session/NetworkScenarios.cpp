@@ -1,6 +1,8 @@
 // NetworkScenarios.cpp - the virtual network camera, killed and started again. Runs in a network of its own, with the
 // provider over Aravis where the dynamic linker finds it first.
+#include <algorithm>
 #include <csignal>
+#include <sstream>
 #include <thread>
 
 #include "fuzz/session/Checks.h"
@@ -149,11 +151,27 @@ void RunNetworkCycles(Run& run) {
         void* handle = OpenCamera();
         Expect("close", OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
         files = run.m_done == warmUps ? OpenFiles() : files;
-        if (run.m_done >= warmUps && run.m_done % 50 == 0) {
+        if (run.m_done >= warmUps && run.m_done % std::min(warmUps, uint64_t{50}) == 0) {
             growth.Look("opening and closing over the network");
         }
     }
     Expect("open files", static_cast<uint32_t>(OpenFiles()), static_cast<uint32_t>(files));
+}
+
+// The program of attacks, whose output has a line for each kind; the count is its scale.
+void RunNetworkAttack(Run& run) {
+    CProcess attack({OX3D_ATTACK_CAMERA, std::to_string(run.m_random()), std::to_string(run.m_count)}, ".");
+    Expect("the program of attacks", static_cast<uint32_t>(attack.Finish()), 0);
+    std::istringstream lines(attack.Output());
+    for (std::string line; std::getline(lines, line); ++run.m_done) {
+        puts(line.c_str());
+        if (!line.ends_with(": ok")) {
+            Complain(line);
+        }
+    }
+    if (run.m_done == 0) {
+        Complain("no attack");
+    }
 }
 
 } // namespace ox3d::session

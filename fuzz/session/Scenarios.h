@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <random>
 #include <span>
+#include <string>
 
 namespace ox3d::session {
 
@@ -16,17 +17,24 @@ struct Run {
     std::mt19937 m_random;
     uint64_t m_done = 0;
     uint64_t m_faults = 0; // that happened
+    std::string m_leftOut; // what this machine does not allow
 };
 
 struct Scenario {
     const char* m_name;
     const char* m_what;    // is counted
-    uint64_t m_checkCount; // in the gate of ./run check
+    uint64_t m_checkCount; // in the gate of ./run check; 0: not there
     uint64_t m_soakCount;  // in ./run soak
     void (*m_run)(Run& run);
 };
 
 std::span<const Scenario> Scenarios();
+
+// Runs one, prints what was done as a line of a table, and gives the exit code.
+int RunScenario(const Scenario& scenario, bool isCheck, unsigned long seed);
+
+// Says that this machine does not allow a part.
+void LeaveOut(Run& run, const char* what);
 
 void RunCameraErrors(Run& run);
 void RunRandomSessions(Run& run);
@@ -45,6 +53,7 @@ void RunNumbers(Run& run);
 void RunNetworkUnplug(Run& run);
 void RunNetworkReturns(Run& run);
 void RunNetworkCycles(Run& run);
+void RunNetworkAttack(Run& run);
 
 // In a process that a scenario starts: "--child WORK --seed N --folder F".
 int RunChild(const char* work, unsigned long seed, const char* folder);
