@@ -48,15 +48,16 @@ inline void Expect(const char* what, uint32_t actual, uint32_t expected) {
     }
 }
 
-// The same, and no later than the time-out allows.
+// The same, and no later than the time-out allows; the milliseconds that it took.
 template <class Call>
-void ExpectInTime(const char* what, uint32_t expected, uint32_t timeoutMs, Call&& call) {
+int64_t ExpectInTime(const char* what, uint32_t expected, uint32_t timeoutMs, Call&& call) {
     const auto begin = OwnTime();
     Expect(what, call(), expected);
     const auto taken = OwnTime() - begin;
     if (taken > std::chrono::milliseconds(timeoutMs) + kGrace) {
         Complain(std::string(what) + " took " + std::to_string(taken.count()) + " ms");
     }
+    return taken.count();
 }
 
 inline size_t ResidentBytes() {

@@ -13,8 +13,9 @@ namespace ox3d::session {
 namespace {
 
 constexpr uint32_t kFetchMs = 200;
-constexpr uint32_t kPartingMs =
-    5000; // Aravis asks a camera for two things, five times for half a second each
+// Aravis says each of its parting words to a camera that is gone five times, for half a second each.
+constexpr uint32_t kStopMs = 5000;
+constexpr uint32_t kCloseMs = 3000;
 const char* const kSerial = "SOAK";
 
 CProcess* StartCamera(const char* ip = "127.0.0.1") {
@@ -64,9 +65,14 @@ void KillCamera(Run& run, bool isPushed) {
     }
     ExpectInTime("fetch", isPushed ? OX3D_RGBD_E_STATE : OX3D_RGBD_E_NO_DATA, kFetchMs,
                  [&] { return OX3D_RGBD_FetchFrame(handle, &frame, kFetchMs); });
-    ExpectInTime("stop", OX3D_RGBD_OK, kPartingMs, [&] { return OX3D_RGBD_Stop(handle); });
-    ExpectInTime("close", OX3D_RGBD_OK, kPartingMs, [&] { return OX3D_RGBD_CloseDevice(&handle); });
+    const int64_t stopMs =
+        ExpectInTime("stop", OX3D_RGBD_OK, kStopMs, [&] { return OX3D_RGBD_Stop(handle); });
+    const int64_t closeMs =
+        ExpectInTime("close", OX3D_RGBD_OK, kCloseMs, [&] { return OX3D_RGBD_CloseDevice(&handle); });
     Expect("losses", seen.m_losses, 1);
+    printf("killed: stop took %lld ms, close %lld ms\n", static_cast<long long>(stopMs),
+           static_cast<long long>(closeMs));
+    fflush(stdout);
 }
 
 OX3D_RGBD_PARAM Gain(float value) {
