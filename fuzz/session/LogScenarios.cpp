@@ -246,7 +246,7 @@ size_t CallsInLog() {
 }
 
 // What became of an obstacle, as an exit code.
-enum EMeeting : int { kHasCostLines, kHasFailed, kHasCostNothing, kWasNotThere };
+enum class EMeeting : uint8_t { CostLines, Failed, CostNothing, WasNotThere };
 
 // Sessions with the obstacle there, and without it again: calls keep their statuses, and lines come again.
 EMeeting MeetObstacle(const Obstacle& obstacle) {
@@ -263,9 +263,12 @@ EMeeting MeetObstacle(const Obstacle& obstacle) {
         Complain(std::string("no lines after: ") + obstacle.m_name);
     }
     if (Complaints() != 0) {
-        return kHasFailed;
+        return EMeeting::Failed;
     }
-    return !isThere ? kWasNotThere : meanwhile < afterwards ? kHasCostLines : kHasCostNothing;
+    if (!isThere) {
+        return EMeeting::WasNotThere;
+    }
+    return meanwhile < afterwards ? EMeeting::CostLines : EMeeting::CostNothing;
 }
 
 } // namespace
@@ -275,16 +278,17 @@ void RunLogObstacles(Run& run) {
     for (unsigned long i = 0; i < std::size(kObstacles); ++i) {
         const char* const name = kObstacles[i].m_name;
         const int status = StatusOfChild("obstacle", i);
-        const int meeting = WIFEXITED(status) ? WEXITSTATUS(status) : kHasFailed;
+        const auto meeting =
+            WIFEXITED(status) ? static_cast<EMeeting>(WEXITSTATUS(status)) : EMeeting::Failed;
         switch (meeting) {
-        case kHasCostLines:
+        case EMeeting::CostLines:
             ++run.m_faults;
             [[fallthrough]];
-        case kHasCostNothing:
+        case EMeeting::CostNothing:
             ++run.m_done;
-            printf("%s: %s\n", name, meeting == kHasCostLines ? "costs lines" : "costs nothing");
+            printf("%s: %s\n", name, meeting == EMeeting::CostLines ? "costs lines" : "costs nothing");
             break;
-        case kWasNotThere:
+        case EMeeting::WasNotThere:
             LeaveOut(run, name);
             break;
         default:
@@ -295,7 +299,7 @@ void RunLogObstacles(Run& run) {
 
 int RunLogChild(const std::string& work, unsigned long seed) {
     if (work == "obstacle") {
-        return MeetObstacle(kObstacles[seed % std::size(kObstacles)]);
+        return static_cast<int>(MeetObstacle(kObstacles[seed % std::size(kObstacles)]));
     }
     LogForEver();
 }
