@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t kFetchMs = 200;
 // Aravis says each of its parting words to a camera that is gone five times, for half a second each.
 constexpr uint32_t kStopMs = 5000;
-constexpr uint32_t kCloseMs = 3000;
+constexpr uint32_t kCloseMs = 5000;
 const char* const kSerial = "SOAK";
 
 CProcess* StartCamera(const char* ip = "127.0.0.1") {
