@@ -16,8 +16,9 @@ namespace {
 void AskForLargePages(const volatile void* block, size_t size) {
     constexpr uintptr_t kPage = 4096;
     if (size >= size_t{1} << 21) {
-        const uintptr_t begin = (reinterpret_cast<uintptr_t>(block) + kPage - 1) & ~(kPage - 1);
-        madvise(reinterpret_cast<void*>(begin), size - kPage, MADV_HUGEPAGE);
+        char* const first = static_cast<char*>(const_cast<void*>(block));
+        const uintptr_t intoPage = reinterpret_cast<uintptr_t>(first) % kPage;
+        madvise(first + (kPage - intoPage) % kPage, size - kPage, MADV_HUGEPAGE);
     }
 }
 
