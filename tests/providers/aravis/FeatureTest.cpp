@@ -3,6 +3,7 @@
 
 #include <cfloat>
 #include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "fuzz/FakeDevice.h"
@@ -49,13 +50,14 @@ bool IsUsable(const std::string& nodes) {
 
 // Each node asks the one before twice.
 std::string Doublings(int count) {
-    std::string nodes = R"(<Integer Name="N0"><Value>1</Value></Integer>)";
+    std::ostringstream nodes;
+    nodes << R"(<Integer Name="N0"><Value>1</Value></Integer>)";
     for (int i = 1; i <= count; ++i) {
-        const std::string before = ">N" + std::to_string(i - 1) + "</pVariable>";
-        nodes += "<IntSwissKnife Name=\"N" + std::to_string(i) + "\"><pVariable Name=\"X\"" + before +
-                 "<pVariable Name=\"Y\"" + before + "<Formula>X+Y</Formula></IntSwissKnife>";
+        nodes << "<IntSwissKnife Name=\"N" << i << "\"><pVariable Name=\"X\">N" << i - 1
+              << "</pVariable><pVariable Name=\"Y\">N" << i - 1
+              << "</pVariable><Formula>X+Y</Formula></IntSwissKnife>";
     }
-    return nodes;
+    return nodes.str();
 }
 
 std::string Registers(int count, int bytes) {
