@@ -116,20 +116,11 @@ void CSettingsJournal::NoteFile(const char* file) noexcept {
     });
 }
 
-void CSettingsJournal::NoteNodeNum(uint32_t count) noexcept {
+void CSettingsJournal::NoteNumber(EKind kind, uint32_t number) noexcept {
     TryNote([&] {
         Setting setting;
-        setting.m_kind = EKind::NodeNum;
-        setting.m_value.stIntParam.nCurValue = count;
-        return setting;
-    });
-}
-
-void CSettingsJournal::NoteGvcpTimeout(uint32_t ms) noexcept {
-    TryNote([&] {
-        Setting setting;
-        setting.m_kind = EKind::GvcpTimeout;
-        setting.m_value.stIntParam.nCurValue = ms;
+        setting.m_kind = kind;
+        setting.m_value.stIntParam.nCurValue = number;
         return setting;
     });
 }

@@ -20,8 +20,8 @@ public:
     // was set under several values of a selector the last under each.
     void NoteFeature(const char* key, const OX3D_RGBD_PARAM& value) noexcept;
     void NoteFile(const char* file) noexcept; // what it holds at the time of the call
-    void NoteNodeNum(uint32_t count) noexcept;
-    void NoteGvcpTimeout(uint32_t ms) noexcept;
+    void NoteNodeNum(uint32_t count) noexcept { NoteNumber(EKind::NodeNum, count); }
+    void NoteGvcpTimeout(uint32_t ms) noexcept { NoteNumber(EKind::GvcpTimeout, ms); }
     void Clear() noexcept;
 
     // Sets everything in the order in which it was last set, until it is no longer wanted. What the device refuses is
@@ -43,6 +43,7 @@ private:
     };
     using Selection = std::vector<Setting>;
 
+    void NoteNumber(EKind kind, uint32_t number) noexcept;
     void Note(Setting setting) OX_REQUIRES(m_mutex);
     template <class Make>
     void TryNote(Make&& make) noexcept;
