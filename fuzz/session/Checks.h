@@ -2,6 +2,7 @@
 #ifndef OX3D_FUZZ_SESSION_CHECKS_H
 #define OX3D_FUZZ_SESSION_CHECKS_H
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -70,7 +71,8 @@ inline size_t ResidentBytes() {
 // Resident memory at the first look is the measure of the later ones. Sanitizers keep what was freed.
 class CGrowth {
 public:
-    CGrowth() = default;
+    // Large blocks go back to the system when they are freed: what is left is kept by the library, not the allocator.
+    CGrowth() { mallopt(M_MMAP_THRESHOLD, 128 << 10); }
     CGrowth(const CGrowth&) = delete;
     CGrowth& operator=(const CGrowth&) = delete;
     ~CGrowth() {

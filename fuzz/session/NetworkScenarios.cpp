@@ -149,7 +149,7 @@ void RunNetworkReturns(Run& run) {
 }
 
 void RunNetworkCycles(Run& run) {
-    const uint64_t warmUps = std::min(run.m_count / 2, uint64_t{200});
+    const uint64_t warmUps = std::min(run.m_count / 4, uint64_t{200});
     const std::unique_ptr<CProcess> camera(StartCamera());
     CGrowth growth;
     size_t files = 0;

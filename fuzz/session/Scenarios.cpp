@@ -30,7 +30,7 @@ constexpr Scenario kScenarios[] = {
 #ifdef OX3D_VIRTUAL_CAMERA
     {"network-unplug", "cameras killed", 1, 50, RunNetworkUnplug},
     {"network-returns", "cameras killed and back", 2, 50, RunNetworkReturns},
-    {"network-cycles", "times opened and closed", 5, 1000, RunNetworkCycles},
+    {"network-cycles", "times opened and closed", 40, 1000, RunNetworkCycles},
     {"network-attack", "kinds of attack", 0, 100, RunNetworkAttack},
 #endif
 };
