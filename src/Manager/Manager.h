@@ -33,7 +33,7 @@
 #include "src/Manager/FrameAssembler.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/HeldFrames.h"
-#include "src/Manager/LibrarySwitches.h"
+#include "src/Manager/LibraryKeys.h"
 #include "src/Manager/OwnedMutex.h"
 #include "src/Manager/Reconnector.h"
 #include "src/Manager/SettingsJournal.h"
@@ -187,7 +187,7 @@ private:
     std::atomic<uint32_t> m_nDeviceType{0}; // transport type of the bound device
     bool m_hasLogReference = false;
     CHeldFrames m_heldFrames;
-    CLibrarySwitches m_switches;
+    CLibraryKeys m_keys;
 
     // A lost device that comes back.
     COXMutex m_lifecycleMutex;

@@ -11,9 +11,9 @@ uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* ma
     const uint32_t transport = m_nDeviceType;
     const bool isGige = transport == OX_CC_GIGE_DEVICE;
     const AssemblyOptions options = {.m_isUsb = transport == OX_CC_USB_DEVICE,
-                                     .m_isDepthRegistered = isGige && m_switches.IsImageAlignOn(),
-                                     .m_isColorScaled = isGige && m_switches.IsResolutionAlignOn(),
-                                     .m_hasRgbd = isGige && m_switches.IsOutputRgbdOn()};
+                                     .m_isDepthRegistered = isGige && m_keys.IsOn(ELibraryKey::ImageAlign),
+                                     .m_isColorScaled = isGige && m_keys.IsOn(ELibraryKey::ResolutionAlign),
+                                     .m_hasRgbd = isGige && m_keys.IsOn(ELibraryKey::OutputRgbd)};
     return m_assembler.Fill(main, options, m_conversion, frame);
 }
 

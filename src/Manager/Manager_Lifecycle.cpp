@@ -131,7 +131,7 @@ void CManager::ResetMember() {
     m_isGrabbing = 0;
     m_softTrigger = 0;
     m_nDeviceType = 0;
-    m_switches.Reset();
+    m_keys.Reset();
     m_lastFrameNum = 0;
     m_journal.Clear();
     const CAssembling assembling(m_assembler); // no frame is under way

@@ -1,4 +1,4 @@
-// Manager_Param.cpp - features by name, and the library's own three keys, which never reach the camera.
+// Manager_Param.cpp - features by name, and the library's own keys, which never reach the camera.
 #include <cstring>
 #include <string>
 
@@ -55,7 +55,7 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
     const int data = static_cast<int>(value->stIntParam.nCurValue);
     OX_LOG_DEBUG("[CamSetValue] strKey[%s] nParamType[%d] nParamData[%d].\r\n", key, value->enParamType,
                  data);
-    std::atomic<uint32_t>* own = m_switches.Find(key);
+    const LibraryKeyRow* own = FindLibraryKey(key);
     if (own == nullptr) {
         const uint32_t status = camera->SetValue(key, value);
         if (status == OX3D_RGBD_OK) {
@@ -63,17 +63,17 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
         }
         return status;
     }
-    if (value->enParamType != OX3D_RGBD_PARAM_INT ||
-        static_cast<uint64_t>(value->stIntParam.nCurValue) >= 2) {
+    const int64_t wanted = value->stIntParam.nCurValue;
+    if (value->enParamType != OX3D_RGBD_PARAM_INT || wanted < own->m_min || wanted > own->m_max) {
         OX_LOG_ERROR("[CamSetValue] nParamType[%d] nParamData[%d].\r\n", value->enParamType, data);
         return OX3D_RGBD_E_PARAMETER;
     }
-    if (m_switches.IsAutoReconnect(own)) {
-        if (const uint32_t status = SetAutoReconnect(data == 1); status != OX3D_RGBD_OK) {
+    if (own->m_id == ELibraryKey::AutoReconnect) {
+        if (const uint32_t status = SetAutoReconnect(wanted == 1); status != OX3D_RGBD_OK) {
             return status;
         }
     }
-    own->store(static_cast<uint32_t>(value->stIntParam.nCurValue), std::memory_order_relaxed);
+    m_keys.Set(own->m_id, static_cast<uint32_t>(wanted));
     return OX3D_RGBD_OK;
 }
 
@@ -82,10 +82,9 @@ uint32_t CManager::CamGetValue(const char* key, OX3D_RGBD_PARAM* value) {
         return status;
     }
     CCameraModule* camera = m_pcCamera;
-    const std::atomic<uint32_t>* own = m_switches.Find(key);
-    if (own != nullptr) {
+    if (const LibraryKeyRow* own = FindLibraryKey(key); own != nullptr) {
         value->enParamType = OX3D_RGBD_PARAM_INT;
-        value->stIntParam = {own->load(std::memory_order_relaxed), 1, 0, 1};
+        value->stIntParam = {m_keys.Get(own->m_id), own->m_max, own->m_min, 1};
         return OX3D_RGBD_OK;
     }
     const uint32_t status = GetCamParamsType(key, value);
