@@ -11,6 +11,7 @@
 #include "providers/aravis/GvcpClient.h"
 #include "providers/aravis/Memory.h"
 #include "providers/aravis/Network.h"
+#include "providers/aravis/Parting.h"
 #include "providers/common/Status.h"
 
 namespace ox3d {
@@ -92,6 +93,9 @@ void CAravisConnection::Release() {
     if (m_lossHandler != 0) {
         g_signal_handler_disconnect(m_device.get(), m_lossHandler);
         m_lossHandler = 0;
+    }
+    if (IsEthernet() && !IsAlive()) {
+        ReleaseLater(G_OBJECT(m_device.release()));
     }
     m_device.reset();
 }

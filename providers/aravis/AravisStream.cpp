@@ -9,6 +9,7 @@
 #include <new>
 
 #include "providers/aravis/Features.h"
+#include "providers/aravis/Parting.h"
 #include "providers/aravis/StreamFilter.h"
 #include "providers/common/Status.h"
 
@@ -175,6 +176,10 @@ void CAravisStream::RunCamera() {
 
 // Ends Aravis's own thread first: after that nothing writes into the nodes' memory any more.
 void CAravisStream::End() {
+    if (m_stream != nullptr && m_connection->IsEthernet() && !m_connection->IsAlive()) {
+        arv_stream_stop_thread(m_stream.get(), TRUE);
+        ReleaseLater(G_OBJECT(m_stream.release()));
+    }
     m_stream.reset();
     for (AravisNode* node : m_inFlight) {
         Buffer().Release(node);
