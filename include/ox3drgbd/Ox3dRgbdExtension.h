@@ -38,4 +38,126 @@
 #define OX3D_RGBD_EXCEPTION_RETRYING 2u
 #define OX3D_RGBD_EXCEPTION_RECONNECTED 3u
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * Functions beyond those of Ox3dRgbdApi.h. What is said at its top holds here as well: the statuses that are not repeated,
+ * and the rules of threads. GetExtrinsics, GetIntrinsics, CopyFrame and MapFrameToPointCloud run beside any other call on
+ * the device, as OX3D_RGBD_MapDepthToPointCloud does; the two of the system calibration take the device's lock; the others
+ * need no handle. Arguments are looked at before the handle. Nothing is written but on success.
+ */
+
+/* ---- Words for statuses -------------------------------------------------------------------------------- */
+
+/*
+ * Name and meaning of a status, in English: "OX3D_RGBD_E_NO_DATA: no data". Knows every status of this library
+ * (OX3D_RGBD_*), of camera-control libraries (OX_CC_*) and of the stereo algorithm library (OXB3D_BINOSTEREO_*).
+ * Never null, a status of nobody's included. The text lies in the library and is valid while that is loaded. Any thread,
+ * signal handlers included.
+ */
+OX3D_RGBD_API const char* OX3D_RGBD_StatusText(uint32_t nStatus);
+
+/* ---- Frames that stay ------------------------------------------------------------------------------------ */
+
+/*
+ * Copies a frame with its images, to be used when the device has its next frame or is closed.
+ *   handle  the device that delivered the frame, or any open device when pFrame is itself a copy
+ *   pFrame  in: a frame as OX3D_RGBD_FetchFrame or the frame callback delivered it, while its images are valid; or a copy
+ *   ppCopy  out: the copy, one block of memory with its images, each beginning on a 64-byte boundary. It belongs to the
+ *           caller, who ends it by OX3D_RGBD_FreeFrame and by nothing else. Its images may be written to.
+ * The copy says what the frame said, and carries how it was made: OX3D_RGBD_MapFrameToPointCloud takes it with any open
+ * device, that of the frame or another.
+ * Returns OX3D_RGBD_E_PARAMETER for null, or for a frame that the device does not know (see OX3D_RGBD_MapFrameToPointCloud).
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                                           OX3D_RGBD_FRAME_DATA** ppCopy);
+
+/*
+ * Ends a copy: its record and images are gone. No other thread may be using it.
+ *   pCopy  what OX3D_RGBD_CopyFrame gave
+ * Returns OX3D_RGBD_E_PARAMETER for null and for whatever is no copy, one that was freed before included: the library finds
+ * out by the address, without reading there.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy);
+
+/* ---- Where the cameras look -------------------------------------------------------------------------------- */
+
+/* The two cameras of a device, and the two streams that they give. */
+#define OX3D_RGBD_CAMERA_DEPTH 0u
+#define OX3D_RGBD_CAMERA_COLOR 1u
+
+/* How to get from one camera's frame to another's, 64 bytes: to = R * from + t. In each frame X points to the right, Y
+ * down and Z along the view. */
+typedef struct OX3D_RGBD_EXTRINSICS {
+    float fRotation[9];    /* R, row by row */
+    float fTranslation[3]; /* t, millimetres (the unit of the depth) */
+    uint8_t nReserved[16]; /* 0 */
+} OX3D_RGBD_EXTRINSICS;
+
+/* The lens of an image, 64 bytes. A point (X, Y, Z) of its camera's frame is seen, with x = X / Z, y = Y / Z and
+ * r2 = x * x + y * y, at
+ *   u = fFx * (x * (1 + fK1 * r2 + fK2 * r2^2 + fK3 * r2^3) + 2 * fP1 * x * y + fP2 * (r2 + 2 * x * x)) + fCx
+ *   v = fFy * (y * (1 + fK1 * r2 + fK2 * r2^2 + fK3 * r2^3) + 2 * fP2 * x * y + fP1 * (r2 + 2 * y * y)) + fCy
+ * where whole numbers are the centres of pixels. */
+typedef struct OX3D_RGBD_INTRINSICS {
+    uint32_t nWidth; /* pixels, of the image that this belongs to */
+    uint32_t nHeight;
+    float fFx; /* pixels */
+    float fFy;
+    float fCx;
+    float fCy;
+    float fK1; /* all five are 0 for an image without distortion */
+    float fK2;
+    float fP1;
+    float fP2;
+    float fK3;
+    uint8_t nReserved[20]; /* 0 */
+} OX3D_RGBD_INTRINSICS;
+
+/*
+ * The way from the frame of one camera to that of the other, of the device's calibration: the set for the depth width of
+ * the last frame, or, before there is one, for the camera's feature "Width".
+ *   nFrom, nTo   OX3D_RGBD_CAMERA_*. From depth to color it is what the calibration file says, the other way that one's
+ *                inverse, from a camera to itself the identity.
+ *   pExtrinsics  out
+ * Returns OX3D_RGBD_E_PARAMETER for null or another camera, OX3D_RGBD_E_NO_DATA when the calibration file or a part of it is
+ * missing or its rotation cannot be inverted.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uint32_t nTo,
+                                               OX3D_RGBD_EXTRINSICS* pExtrinsics);
+
+/*
+ * The lens of a stream as the device delivers it: of the depth or color image of its last frame, with all that the
+ * library did to it. Depth that was registered to the color camera has that camera's, where the default registration
+ * ("ImageAlign" alone) has no distortion, and its centre half a pixel to the left of the color image's and as much above:
+ * it puts into a pixel what falls between that pixel's centre and the next. Color that was scaled to the depth's size, or
+ * resampled to its pixels, has what the image has then.
+ *   nStream      OX3D_RGBD_CAMERA_*
+ *   pIntrinsics  out
+ * Before the first frame the answer is that for the frame to come, as the switches are: of depth for the camera's features
+ * "Width" and "Height", of color only where it will be scaled to the depth's size, since no feature tells the size
+ * in which the camera sends it. Switches that are set later count from the next frame on.
+ * Returns OX3D_RGBD_E_PARAMETER for null or another stream, OX3D_RGBD_E_NO_DATA when the calibration file or a part of it
+ * is missing, when the last frame has no such image, or when the size of color is not known yet.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetIntrinsics(void* handle, uint32_t nStream,
+                                               OX3D_RGBD_INTRINSICS* pIntrinsics);
+
+/* ---- The calibration of the whole system ---------------------------------------------------------------- */
+
+/*
+ * Copies the file "LSLSystemCali" off the camera to a local file, or a local file onto it, as OX3D_RGBD_FileAccessRead and
+ * OX3D_RGBD_FileAccessWrite do. Points and registration go by another file ("RGBDSensorCali") and do not change.
+ *   strFileName  the local file, NUL-terminated
+ * Returns OX3D_RGBD_E_PARAMETER for null, else the camera's own translated code.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_ExportSystemCalibration(void* handle, const char* strFileName);
+OX3D_RGBD_API uint32_t OX3D_RGBD_ImportSystemCalibration(void* handle, const char* strFileName);
+
+#ifdef __cplusplus
+}
+#endif
+
 #endif

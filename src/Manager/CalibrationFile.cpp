@@ -89,6 +89,11 @@ int IntAttribute(const XMLElement* element, const char* name) {
                                                                                                    : 0;
 }
 
+// Of the images that a set is for.
+uint32_t SideAttribute(const XMLElement* set, const char* name) {
+    return static_cast<uint32_t>(IntAttribute(set->FirstChildElement("Camera"), name));
+}
+
 // "RGBD_1" where its "img_w" is the width, else "RGBD_2", whose own width is not checked.
 const XMLElement* SelectSet(const XMLDocument& document, int64_t width, CWalk* walk) {
     const XMLElement* root = document.RootElement();
@@ -139,6 +144,8 @@ const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* o
     memcpy(out->m_depthToColor + 12, kLastRow, sizeof(kLastRow));
     ReadFloats(rgbIntrins, kIntrinsicNames, out->m_colorIntrinsics);
     ReadDistortion(distort, "p3", "k3", out->m_colorIntrinsics + 4);
+    out->m_setWidth = SideAttribute(set, "img_w");
+    out->m_setHeight = SideAttribute(set, "img_h");
     return nullptr;
 }
 
@@ -192,10 +199,9 @@ bool LoadSensorCalibration(const char* fileName, int64_t width, uint32_t sensor,
     if (intrinsics == nullptr || (distort == nullptr && !isDepth)) {
         return false;
     }
-    const XMLElement* camera = set->FirstChildElement("Camera");
     OX3D_RGBD_CALIB_INFO info = {};
-    info.nWidth = static_cast<uint32_t>(IntAttribute(camera, "img_w"));
-    info.nHeight = static_cast<uint32_t>(IntAttribute(camera, "img_h"));
+    info.nWidth = SideAttribute(set, "img_w");
+    info.nHeight = SideAttribute(set, "img_h");
     float values[4] = {};
     ReadFloats(intrinsics, kIntrinsicNames, values);
     info.fFx = values[0];

@@ -15,6 +15,8 @@ struct DepthCalibration {
     float m_depthIntrinsics[4]; // fx, fy, cx, cy in pixels
     float m_depthToColor[16];   // row-major 4 x 4, last row 0 0 0 1
     float m_colorIntrinsics[9]; // fx, fy, cx, cy, k1, k2, p1, p2, p3
+    uint32_t m_setWidth = 0;    // the images that the set is for; 0 where the file does not say
+    uint32_t m_setHeight = 0;
 };
 
 constexpr size_t kCalibrationNameBytes = 256;

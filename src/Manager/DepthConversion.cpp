@@ -97,6 +97,15 @@ uint32_t CDepthConversion::Convert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGB
     return OX3D_RGBD_OK;
 }
 
+bool CDepthConversion::Calibration(DepthCalibration* out) {
+    if (!m_isCalibrationLoaded) {
+        return false;
+    }
+    const COXLock lock(&m_mutex);
+    *out = m_calibration;
+    return true;
+}
+
 void CDepthConversion::ReclaimDepth() {
     const COXLock lock(&m_mutex);
     m_depthBuffer.TakeBack();

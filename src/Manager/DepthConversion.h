@@ -30,6 +30,8 @@ public:
     // the next conversion, depth until ReclaimDepth. Any thread, one conversion at a time.
     uint32_t Convert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                      OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_EXCLUDES(m_mutex);
+    // That of all images converted so far; false before it was read.
+    bool Calibration(DepthCalibration* out) OX_EXCLUDES(m_mutex);
     // No reader is left of the registered depth that was handed out before: a new frame is being assembled.
     void ReclaimDepth() OX_EXCLUDES(m_mutex);
     // Frees buffers and engine; the calibration stays.

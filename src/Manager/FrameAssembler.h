@@ -11,6 +11,7 @@
 #include "base/ThreadSafety.h"
 #include "src/Manager/ChunkImage.h"
 #include "src/Manager/ColorAligner.h"
+#include "src/Manager/FrameNotes.h"
 #include "src/Manager/GrowBuffer.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxCameraControl.h>
@@ -21,6 +22,7 @@ class CDepthConversion;
 struct RawFrame {
     uint8_t* m_data;
     const OX_FRAME_OUT_INFO_EX& m_info;
+    bool m_isLent = false; // lies in the camera-control library's memory
 };
 
 // What a frame record holds beside the images as they came.
@@ -49,6 +51,12 @@ public:
                   OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
     uint32_t AlignColor(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) OX_REQUIRES(this) {
         return m_colorAligner.Align(depth, color);
+    }
+    // Whether the second image of the record that was filled is the color camera's.
+    bool HasColor() const OX_REQUIRES(this) { return m_extendedImage.m_isPresent; }
+    // Where chunk images and the interleaved one lie.
+    FrameBlocks Blocks() const OX_REQUIRES(this) {
+        return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data()};
     }
     // Forgets all chunk images; Release frees the buffers as well.
     void Reset() OX_REQUIRES(this);

@@ -29,8 +29,11 @@
 #include "src/CameraModule/CameraModule.h"
 #include "src/Common/Thread.h"
 #include "src/Manager/BindWays.h"
+#include "src/Manager/CalibrationCache.h"
 #include "src/Manager/DepthConversion.h"
 #include "src/Manager/FrameAssembler.h"
+#include "src/Manager/FrameCopies.h"
+#include "src/Manager/FrameNotes.h"
 #include "src/Manager/GrowBuffer.h"
 #include "src/Manager/HeldFrames.h"
 #include "src/Manager/LibraryKeys.h"
@@ -38,6 +41,7 @@
 #include "src/Manager/Reconnector.h"
 #include "src/Manager/SettingsJournal.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/OxCameraControl.h>
 
 class CManager {
@@ -118,6 +122,11 @@ public:
     // ---- Calibration: Manager_Calib.cpp -----------------------------------------------------------------
     uint32_t GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out); // (unlocked)
 
+    // ---- Geometry of frames: Manager_Geometry.cpp; all (unlocked) ---------------------------------------
+    uint32_t GetExtrinsics(uint32_t from, uint32_t to, OX3D_RGBD_EXTRINSICS* out);
+    uint32_t GetIntrinsics(uint32_t stream, OX3D_RGBD_INTRINSICS* out);
+    uint32_t CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_DATA** out);
+
     // ---- Delivery: Manager_Delivery.cpp -----------------------------------------------------------------
     uint32_t RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user);
     uint32_t RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, void* user);
@@ -160,6 +169,13 @@ private:
                                uint32_t (CCameraModule::*transfer)(OX_CC_FILE_ACCESS*), const char* localFile,
                                const char* deviceFile);
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
+    AssemblyOptions Options() const;
+    void NoteFrame(const AssemblyOptions& options, const RawFrame* main, const OX3D_RGBD_FRAME_DATA& frame)
+        OX_REQUIRES(m_assembler);
+    uint32_t FeatureOfSize(const char* key, uint32_t* value);
+    uint32_t PresentFrame(KnownFrame* known);
+    uint32_t FindFrame(const OX3D_RGBD_FRAME_DATA& frame, KnownFrame* known);
+    uint32_t Calibrate(KnownFrame* known);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
     uint32_t RegisterImageTrampoline(CCameraModule* camera);
     uint32_t RegisterExceptionTrampoline(CCameraModule* camera);
@@ -207,6 +223,8 @@ private:
     COXMutex m_calibrationFileMutex; // the local calibration file: written and read whole
     CFrameAssembler m_assembler;     // callback lock or frame mutex
     CDepthConversion m_conversion;
+    CFrameNotes m_notes;
+    CCalibrationCache m_calibrations;
     CReconnector m_reconnector; // last: its thread uses all the others
 };
 

@@ -197,7 +197,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     // A copy: a callback may stop the device, and the camera library's record may go with the acquisition.
     const OX_FRAME_OUT_INFO_EX taken = *info;
     OX3D_RGBD_FRAME_DATA frame;
-    if (AssembleFrame("ImageCallBack", {data, taken}, &frame) != OX3D_RGBD_OK) {
+    if (AssembleFrame("ImageCallBack", {data, taken, true}, &frame) != OX3D_RGBD_OK) {
         return;
     }
     const double begin = MyMilliseconds();
@@ -286,7 +286,12 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
     const CAssembling assembling(m_assembler);
     ClearAllLocalData();
-    if (!m_imageBuf.Grow(info.nFrameLen)) {
+    const uint8_t* const former = m_imageBuf.Data();
+    const bool isRoom = m_imageBuf.Grow(info.nFrameLen);
+    if (m_imageBuf.Data() != former) {
+        m_notes.Forget();
+    }
+    if (!isRoom) {
         OX_LOG_ERROR("[FetchFrame] malloc m_pImageBuff (%d) failed.\r\n", info.nFrameLen);
         // Preserved for compatibility: the camera's buffer is not given back before stop or close.
         m_heldFrames.Keep(camera, *raw);

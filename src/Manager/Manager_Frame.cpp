@@ -7,14 +7,37 @@ uint32_t CManager::UpdateChunkDataToLocal(const OX_CHUNK_DATA_CONTENT* chunks, u
 }
 
 // The switches act on Ethernet devices.
-uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* main) {
+AssemblyOptions CManager::Options() const {
     const uint32_t transport = m_nDeviceType;
     const bool isGige = transport == OX_CC_GIGE_DEVICE;
-    const AssemblyOptions options = {.m_isUsb = transport == OX_CC_USB_DEVICE,
-                                     .m_isDepthRegistered = isGige && m_keys.IsOn(ELibraryKey::ImageAlign),
-                                     .m_isColorScaled = isGige && m_keys.IsOn(ELibraryKey::ResolutionAlign),
-                                     .m_hasRgbd = isGige && m_keys.IsOn(ELibraryKey::OutputRgbd)};
-    return m_assembler.Fill(main, options, m_conversion, frame);
+    return {.m_isUsb = transport == OX_CC_USB_DEVICE,
+            .m_isDepthRegistered = isGige && m_keys.IsOn(ELibraryKey::ImageAlign),
+            .m_isColorScaled = isGige && m_keys.IsOn(ELibraryKey::ResolutionAlign),
+            .m_hasRgbd = isGige && m_keys.IsOn(ELibraryKey::OutputRgbd)};
+}
+
+uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* main) {
+    const AssemblyOptions options = Options();
+    const uint32_t status = m_assembler.Fill(main, options, m_conversion, frame);
+    if (status == OX3D_RGBD_OK) {
+        NoteFrame(options, main, *frame);
+    } else {
+        m_notes.Forget(); // the buffers may be others, and hold no whole frame
+    }
+    return status;
+}
+
+void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
+                         const OX3D_RGBD_FRAME_DATA& frame) {
+    FrameNote note;
+    note.Describe(frame);
+    note.m_hasColor = m_assembler.HasColor();
+    note.m_isAligned = options.m_isDepthRegistered && note.HasDepth();
+    note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;
+    FrameBlocks blocks = m_assembler.Blocks();
+    blocks[kDepthBlock] = note.IsDepthInColor() ? note.m_images[0].m_data : nullptr;
+    blocks[kColorBlock] = note.IsColorInDepth() && note.m_hasColor ? note.m_images[1].m_data : nullptr;
+    m_notes.Add(note, blocks);
 }
 
 void CManager::ClearAllLocalData() {

@@ -266,6 +266,7 @@ uint32_t CManager::Stop() {
     } else {
         OX_LOG_INFO("[Stop] Camera StopGrabbing success. \r\n");
     }
+    m_notes.ForgetLent();
     m_frameMutex.UnlockIfHeld();
     m_isGrabbing = 0;
     m_lastFrameNum.store(0, std::memory_order_relaxed);
@@ -301,6 +302,7 @@ uint32_t CManager::Release() {
     m_imageBuf.Free();
     m_assembler.Release();
     m_conversion.Release();
+    m_notes.Forget();
     return OX3D_RGBD_OK;
 }
 
@@ -310,6 +312,8 @@ void CManager::Abandon() {
     m_frameCallback.Renew();
     m_exceptionCallback.Renew();
     m_conversion.Renew();
+    m_notes.Renew();
+    m_calibrations.Renew();
     m_reconnector.Renew();
     m_journal.Renew();
 }

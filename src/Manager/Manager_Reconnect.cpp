@@ -43,6 +43,7 @@ void CManager::LetGoOfDevice() {
     CCameraModule* camera = m_pcCamera;
     m_heldFrames.GiveBack(camera);
     camera->LetGo();
+    m_notes.ForgetLent();
     m_heldFrames.Forget();
 }
 

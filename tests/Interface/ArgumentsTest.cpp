@@ -11,6 +11,9 @@ OX3D_RGBD_PARAM g_param;
 OX3D_RGBD_CALIB_INFO g_calib;
 OX3D_RGBD_IMAGE_DATA g_image;
 OX3D_RGBD_IP_CONFIG g_ipConfig;
+OX3D_RGBD_EXTRINSICS g_extrinsics;
+OX3D_RGBD_INTRINSICS g_intrinsics;
+OX3D_RGBD_FRAME_DATA* g_copy;
 OX3D_RGBD_FILE_ACCESS g_files = {"copy", "RGBDSensorCali", {}};
 
 struct Row {
@@ -57,6 +60,11 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, FileAccessWrite, h, &g_files),
     ROW(kHandle, nullptr, SetGvcpTimeout, h, 500),
     ROW(kHandle, nullptr, GetGvcpTimeout, h, &g_number),
+    ROW(kHandle, nullptr, CopyFrame, h, &g_frame, &g_copy),
+    ROW(kHandle, nullptr, GetExtrinsics, h, 0, 1, &g_extrinsics),
+    ROW(kHandle, nullptr, GetIntrinsics, h, 0, &g_intrinsics),
+    ROW(kHandle, nullptr, ExportSystemCalibration, h, "file"),
+    ROW(kHandle, nullptr, ImportSystemCalibration, h, "file"),
     ROW(kHandle, nullptr, CloseDevice, &h),
 };
 
@@ -97,6 +105,18 @@ const Row kRefusals[] = {
     ROW(kParameter, "[GetUpgradeProcess] param error.", GetUpgradeProcess, nullptr, nullptr),
     ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, nullptr, &g_image),
     ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, &g_image, nullptr),
+    ROW(kParameter, "[CopyFrame] param error.", CopyFrame, nullptr, nullptr, &g_copy),
+    ROW(kParameter, "[CopyFrame] param error.", CopyFrame, nullptr, &g_frame, nullptr),
+    ROW(kParameter, "[FreeFrame] param error.", FreeFrame, nullptr),
+    ROW(kParameter, "[FreeFrame] param error.", FreeFrame, &g_frame),
+    ROW(kParameter, "[FreeFrame] param error.", FreeFrame, reinterpret_cast<OX3D_RGBD_FRAME_DATA*>(8)),
+    ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 1, nullptr),
+    ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 2, 1, &g_extrinsics),
+    ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 2, &g_extrinsics),
+    ROW(kParameter, "[GetIntrinsics] param error.", GetIntrinsics, nullptr, 0, nullptr),
+    ROW(kParameter, "[GetIntrinsics] param error.", GetIntrinsics, nullptr, 2, &g_intrinsics),
+    ROW(kParameter, "[ExportSystemCalibration] param error.", ExportSystemCalibration, nullptr, nullptr),
+    ROW(kParameter, "[ImportSystemCalibration] param error.", ImportSystemCalibration, nullptr, nullptr),
 };
 
 int g_object;

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <type_traits>
 
-#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/OxCameraControl.h>
 #include <ox3drgbd/OxMediaProcess.h>
 
@@ -40,6 +40,9 @@ RECORD(OX3D_RGBD_STRINGPARAM, 272, AT(nMaxLength, 256));
 RECORD(OX3D_RGBD_IP_CONFIG, 64, AT(chDestIp, 4) AT(chDestNetMask, 20) AT(chDestGateWay, 36));
 RECORD(OX3D_RGBD_EXCEPTION_INFO, 276, AT(chExceptionDes, 4));
 RECORD(OX3D_RGBD_CALIB_INFO, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
+       AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
+RECORD(OX3D_RGBD_EXTRINSICS, 64, AT(fTranslation, 36) AT(nReserved, 48));
+RECORD(OX3D_RGBD_INTRINSICS, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
        AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
 RECORD(OX3D_RGBD_FILE_ACCESS, 144, AT(pUserFileName, 0) AT(pDevFileName, 8));
 RECORD(OX_CC_DEVICE_INFO, 576, AT(nTLayerType, 0) AT(nMacAddrHigh, 4) AT(nMacAddrLow, 8) AT(stGigEInfo, 16)

@@ -29,6 +29,10 @@ const Operation kOperations[] = {
               ExportAllParam, "out"),
     OPERATION(nullptr, OX_CC_FileAccessRead, "local, RGBDSensorCali", FileAccessRead, &g_files),
     OPERATION(nullptr, OX_CC_FileAccessWrite, "local, RGBDSensorCali", FileAccessWrite, &g_files),
+    OPERATION("[CalibFileExport] FileAccessRead LSLSystemCali failed, nRet:[0x8006000f].",
+              OX_CC_FileAccessRead, "local, LSLSystemCali", ExportSystemCalibration, "local"),
+    OPERATION("[CalibFileImport] FileAccessWrite LSLSystemCali failed, nRet:[0x8006000f].",
+              OX_CC_FileAccessWrite, "local, LSLSystemCali", ImportSystemCalibration, "local"),
     OPERATION("camrea module OX_CC_LocalUpgrade fail, pFilePathName(file), nRet:[0x80000102].",
               OX_CC_LocalUpgrade, "", LocalUpgrade, "file"),
     OPERATION(nullptr, OX_CC_GetUpgradeProcess, "", GetUpgradeProcess, &g_word),
@@ -51,8 +55,10 @@ const Operation kOperations[] = {
 };
 
 TEST_F(Maintenance, EachOperationIsOneCameraCallWhoseStatusIsTranslated) {
+    Double().SetFile("LSLSystemCali", "");
     for (const Operation& row : kOperations) {
         SCOPED_TRACE(row.m_cameraCall);
+        Double().Script()->m_rules.clear();
         EXPECT_CALLS(row.m_call(m_handle), OX3D_RGBD_OK, row.m_cameraCall);
         Fail(row.m_function, OX_CC_E_GC_RANGE);
         const Lines lines = LinesOf([&] { EXPECT_EQ(row.m_call(m_handle), OX3D_RGBD_E_CAMERA_0F); });

@@ -15,7 +15,7 @@
 #include "tests/doubles/Double.h"
 #include "tests/support/Files.h"
 #include "tests/support/OpenThings.h"
-#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 using namespace ox3d::test;

@@ -3,13 +3,9 @@
 #include "tests/support/Files.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/PlayedRecording.h"
-#include "tools/ox3d/Status.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <ox3drgbd/Ox3dRgbdDefine.h>
-#include <ox3drgbd/OxCameraControl.h>
-#include <set>
 
 namespace ox3d::tool {
 namespace {
@@ -65,18 +61,6 @@ TEST_F(Provider, ThatIsMissingIsRefusedWithThoseThatAreThere) {
     EXPECT_THAT([&] { Choose(Add("with:colon")); }, refuses("must not contain"));
     // A folder of that name is here, but none that is installed.
     EXPECT_THAT([&] { ChooseProvider("zoo", "/none", ""); }, refuses("at zoo; installed in /none: none"));
-}
-
-TEST(Status, HasASentenceOfItsOwnWhereItIsTheLibrarys) {
-    std::set<std::string> sentences;
-    const auto add = [&](uint32_t status) {
-        const std::string text = StatusText(status);
-        return sentences.insert(text.substr(0, text.rfind(" ("))).second;
-    };
-    for (const uint32_t number : {255, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15}) {
-        EXPECT_TRUE(add(OX3D_RGBD_E_HANDLE + number)) << number;
-    }
-    EXPECT_TRUE(add(OX_CC_E_NO_DATA) && !add(OX_CC_E_SUPPORT)) << "codes that pass through";
 }
 
 TEST_F(Provider, ComesFirstInTheLibraryPathWhichGetsNoEmptyEntry) {

@@ -1,0 +1,75 @@
+// Ox3dRgbdExtension.cpp - the exported functions beyond the first interface. Arguments are looked at before the handle,
+// and nothing is logged of a handle.
+#include <ox3drgbd/Ox3dRgbdExtension.h>
+
+#include "src/Common/AsyncLog.h"
+#include "src/Interface/ApiGuard.h"
+#include "src/Manager/Manager.h"
+
+namespace {
+
+constexpr const char* kLogSource = "../../src/Interface/Ox3dRgbdExtension";
+
+uint32_t RefuseArguments(const char* function) {
+    OX_LOG_ERROR("[%s] param error.\r\n", function);
+    return OX3D_RGBD_E_PARAMETER;
+}
+
+bool IsCamera(uint32_t camera) {
+    return camera == OX3D_RGBD_CAMERA_DEPTH || camera == OX3D_RGBD_CAMERA_COLOR;
+}
+
+} // namespace
+
+uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                             OX3D_RGBD_FRAME_DATA** ppCopy) {
+    return ApiBarrier([&] {
+        if (pFrame == nullptr || ppCopy == nullptr) {
+            return RefuseArguments("OX3D_RGBD_CopyFrame");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.CopyFrame(*pFrame, ppCopy); });
+    });
+}
+
+uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy) {
+    return ApiBarrier([&] {
+        return CFrameCopies::Shared().Free(pCopy) ? OX3D_RGBD_OK : RefuseArguments("OX3D_RGBD_FreeFrame");
+    });
+}
+
+uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uint32_t nTo,
+                                 OX3D_RGBD_EXTRINSICS* pExtrinsics) {
+    return ApiBarrier([&] {
+        if (pExtrinsics == nullptr || !IsCamera(nFrom) || !IsCamera(nTo)) {
+            return RefuseArguments("OX3D_RGBD_GetExtrinsics");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.GetExtrinsics(nFrom, nTo, pExtrinsics); });
+    });
+}
+
+uint32_t OX3D_RGBD_GetIntrinsics(void* handle, uint32_t nStream, OX3D_RGBD_INTRINSICS* pIntrinsics) {
+    return ApiBarrier([&] {
+        if (pIntrinsics == nullptr || !IsCamera(nStream)) {
+            return RefuseArguments("OX3D_RGBD_GetIntrinsics");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.GetIntrinsics(nStream, pIntrinsics); });
+    });
+}
+
+uint32_t OX3D_RGBD_ExportSystemCalibration(void* handle, const char* strFileName) {
+    return ApiBarrier([&] {
+        if (strFileName == nullptr) {
+            return RefuseArguments("OX3D_RGBD_ExportSystemCalibration");
+        }
+        return LockedCall(handle, [&](CManager& m) { return m.CalibFileExport(strFileName, nullptr); });
+    });
+}
+
+uint32_t OX3D_RGBD_ImportSystemCalibration(void* handle, const char* strFileName) {
+    return ApiBarrier([&] {
+        if (strFileName == nullptr) {
+            return RefuseArguments("OX3D_RGBD_ImportSystemCalibration");
+        }
+        return LockedCall(handle, [&](CManager& m) { return m.CalibFileImport(strFileName, nullptr); });
+    });
+}
