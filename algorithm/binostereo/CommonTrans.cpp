@@ -2,6 +2,7 @@
 // Relies on the kernels; uses no object and no scratch memory.
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/TransformTiers.h"
+#include "base/WorkerPool.h"
 #include <ox3drgbd/Oxb3dBinoStereo.h>
 
 using namespace ox3d::stereo;
@@ -53,13 +54,17 @@ uint64_t ClearedPointBytes(Mode mode) {
     return 0;
 }
 
+// The points stay at the source's pixels.
+bool IsAtSource(Mode mode) {
+    return mode == Mode::A || mode == Mode::B3 || mode == Mode::C2;
+}
+
 // What a mode clears of the points. Where their rows are further apart than the image is wide, points at the
 // source's pixels reach beyond one for each pixel, and those that are skipped have to be zeros there, too.
 template <typename TPoint>
 CCheckedSize ClearedPoints(Mode mode, const TransformArgs<TPoint>& a) {
     const CCheckedSize plane = PlaneSize(ClearedPointBytes<TPoint>(mode), a.m_width, a.m_height);
-    const bool isAtSource = mode == Mode::A || mode == Mode::B3 || mode == Mode::C2;
-    if (!isAtSource || a.m_step <= a.m_width || !plane.Fits()) {
+    if (!IsAtSource(mode) || a.m_step <= a.m_width || !plane.Fits()) {
         return plane;
     }
     constexpr uint64_t kPointBytes = 3 * sizeof(TPoint);
@@ -71,6 +76,24 @@ CCheckedSize ClearedPoints(Mode mode, const TransformArgs<TPoint>& a) {
 uint64_t ClearedDepthBytes(Mode mode) {
     const bool registers = mode == Mode::B1 || mode == Mode::B2 || mode == Mode::C1 || mode == Mode::C3;
     return registers ? sizeof(int16_t) : 0;
+}
+
+// By as many threads as are allowed where each row writes points of its own. The reference also stands in for calls
+// whose outputs lie on the depth: their rows go in order.
+template <typename TPoint>
+void RunRows(const TransformKernels& kernels, Mode mode, const TransformArgs<TPoint>& a) {
+    if (kernels.m_isReference || !IsAtSource(mode)) {
+        RunKernel(kernels, mode, a);
+        return;
+    }
+    const auto height = static_cast<uint64_t>(a.m_height);
+    const ox3d::CPoolTurn turn(height * static_cast<uint64_t>(a.m_width));
+    turn.RunRanges(height, [&](uint64_t first, uint64_t end) {
+        TransformArgs<TPoint> rows = a;
+        rows.m_firstRow = static_cast<int32_t>(first);
+        rows.m_height = static_cast<int32_t>(end);
+        RunKernel(kernels, mode, rows);
+    });
 }
 
 template <typename TPoint>
@@ -102,7 +125,7 @@ int32_t RunTransform(const TransformArgs<TPoint>& a) {
     if (a.m_targetDepth != nullptr) {
         std::memset(a.m_targetDepth, 0, depthBytes.Bytes());
     }
-    RunKernel(kernels, mode, a);
+    RunRows(kernels, mode, a);
     return OXB3D_BINOSTEREO_OK;
 }
 

@@ -127,7 +127,7 @@ void KeepNearestInOrder(const TransformArgs<TPoint>& a, const Block& block, int3
 
 template <typename TPoint, typename TBlock>
 void ForEachBlock(const TransformArgs<TPoint>& a, TBlock block) {
-    for (int32_t v = 0; v < a.m_height; ++v) {
+    for (int32_t v = a.m_firstRow; v < a.m_height; ++v) {
         const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.m_step;
         for (int32_t u = 0; u < a.m_width; u += kBlock) {
             block(u, v, row + u, a.m_width - u < kBlock ? a.m_width - u : kBlock);
@@ -185,7 +185,7 @@ template <typename TPoint>
 void MapFast(const TransformArgs<TPoint>& a) {
     const float k[4] = {a.m_sourceIntrinsics[0], a.m_sourceIntrinsics[1], a.m_sourceIntrinsics[2],
                         a.m_sourceIntrinsics[3]};
-    for (int32_t v = 0; v < a.m_height; ++v) {
+    for (int32_t v = a.m_firstRow; v < a.m_height; ++v) {
         const ptrdiff_t row = static_cast<ptrdiff_t>(v) * a.m_step;
         const int16_t* __restrict depth = a.m_depth + row;
         TPoint* __restrict out = a.m_points + 3 * row;

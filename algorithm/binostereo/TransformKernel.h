@@ -29,6 +29,7 @@ struct TransformArgs {
     const float* m_transform;        // row-major 3 x 4
     const float* m_targetIntrinsics; // fx, fy, cx, cy
     const float* m_distortion;       // k1, k2, p1, p2
+    int32_t m_firstRow = 0;          // rows before it and from m_height on are left to others
 };
 
 struct Vec3 {

@@ -3,6 +3,7 @@
 
 #include "algorithm/dispatch/KernelChoice.h"
 #include "algorithm/rgbd/RgbdInterleaveTiers.h"
+#include "base/WorkerPool.h"
 
 namespace ox3d {
 namespace {
@@ -45,8 +46,12 @@ void InterleaveRgbd(ByteSpan color, ByteSpan depth, uint64_t pixels, uint8_t* ou
                          color.m_lengthBytes / 3 >= pixels && depth.m_lengthBytes / 2 >= pixels;
     if (isWhole) {
         const uint8_t* const planes[3] = {color.m_data, color.m_data + pixels, color.m_data + 2 * pixels};
-        const uint64_t done = g_choice.InUse().m_groups(color.m_data, pixels, depth.m_data, pixels, out);
-        InterleaveWhole(planes, depth.m_data, done, pixels, out);
+        const InterleaveKernels& kernels = g_choice.InUse();
+        CPoolTurn(pixels).RunRanges(pixels, [&](uint64_t first, uint64_t end) {
+            const uint64_t done = kernels.m_groups(color.m_data + first, pixels, depth.m_data + 2 * first,
+                                                   end - first, out + kRgbdPixelBytes * first);
+            InterleaveWhole(planes, depth.m_data, first + done, end, out);
+        });
         return;
     }
     for (uint64_t p = 0; p < pixels; ++p) {

@@ -13,7 +13,8 @@ namespace ox3d::scaling {
 constexpr int32_t kWeightBits = 7;
 constexpr int32_t kWeightOne = 1 << kWeightBits;
 
-// Source and target planes that do not overlap, without padding; sides are at most OX_MP_MAX_SIDE.
+// Source and target planes that do not overlap, without padding; sides are at most OX_MP_MAX_SIDE. Of the target the
+// rows from the first to the one before the end are wanted.
 struct ScaleArgs {
     const uint8_t* m_src;
     int32_t m_srcWidth;
@@ -21,6 +22,8 @@ struct ScaleArgs {
     uint8_t* m_dst;
     int32_t m_dstWidth;
     int32_t m_dstHeight;
+    int32_t m_firstRow = 0;
+    int32_t m_endRow = m_dstHeight;
 };
 
 // The two neighbours along one axis. Where the second would weigh nothing it is the first.

@@ -68,7 +68,7 @@ void Fetch(const ScaleArgs& a, const Strip& strip, const Tap& tap, Lines* lines)
 
 void ScaleStrip(const ScaleArgs& a, const Strip& strip) {
     Lines lines;
-    for (int32_t y = 0; y < a.m_dstHeight; ++y) {
+    for (int32_t y = a.m_firstRow; y < a.m_endRow; ++y) {
         const Tap tap = TapOf(y, a.m_srcHeight, a.m_dstHeight);
         Fetch(a, strip, tap, &lines);
         const int16_t* first = lines.m_line[tap.m_first & 1];

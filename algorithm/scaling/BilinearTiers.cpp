@@ -17,7 +17,7 @@ constinit CKernelChoice<ScaleKernels, kReference, sse2::kScaleKernels, avx2::kSc
 } // namespace
 
 void ScaleReference(const ScaleArgs& args) {
-    for (int32_t y = 0; y < args.m_dstHeight; ++y) {
+    for (int32_t y = args.m_firstRow; y < args.m_endRow; ++y) {
         const Tap row = TapOf(y, args.m_srcHeight, args.m_dstHeight);
         const uint8_t* top = SourceRow(args, row.m_first);
         const uint8_t* bottom = SourceRow(args, row.m_second);
@@ -33,8 +33,9 @@ void ScaleBilinear(const ScaleArgs& args) {
     if (scale != ScaleReference && args.m_srcWidth == args.m_dstWidth &&
         args.m_srcHeight == args.m_dstHeight) {
         // Every position is a whole one.
-        std::memcpy(args.m_dst, args.m_src,
-                    static_cast<size_t>(args.m_srcWidth) * static_cast<size_t>(args.m_srcHeight));
+        const auto rows = static_cast<size_t>(args.m_endRow - args.m_firstRow);
+        std::memcpy(TargetRow(args, args.m_firstRow), SourceRow(args, args.m_firstRow),
+                    static_cast<size_t>(args.m_srcWidth) * rows);
         return;
     }
     scale(args);

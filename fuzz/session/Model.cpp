@@ -274,7 +274,8 @@ uint32_t CModel::GetParam(uint32_t function, bool hasValue) {
 }
 
 uint32_t CModel::SetSwitch(ESwitch key, int64_t value) {
-    if (value < 0 || value > 1) {
+    const int64_t least = key == ESwitch::Threads ? 1 : 0; // what a step may set is at most one more
+    if (value < least || value > least + 1) {
         return OX3D_RGBD_E_PARAMETER;
     }
     m_switches[static_cast<size_t>(key)] = value == 1;

@@ -46,7 +46,7 @@ enum class EFrame : uint8_t {
     Count
 };
 
-enum class ESwitch : uint8_t { ImageAlign, ResolutionAlign, OutputRgbd, Count };
+enum class ESwitch : uint8_t { ImageAlign, ResolutionAlign, OutputRgbd, Threads, Count };
 
 // What the status of the translated code is.
 uint32_t Translated(uint32_t code);

@@ -79,7 +79,7 @@ constexpr ParamKind kParams[] = {
     {"Category", OX3D_RGBD_PARAM_STRING + 1, 0, 0},
 };
 constexpr uint8_t kParamKinds = std::size(kParams);
-constexpr const char* kSwitchKeys[] = {"ImageAlign", "ResolutionAlign", "OutputRgbd"};
+constexpr const char* kSwitchKeys[] = {"ImageAlign", "ResolutionAlign", "OutputRgbd", "Ox3dThreads"};
 
 OX3D_RGBD_PARAM ParamOf(uint32_t type) {
     OX3D_RGBD_PARAM param = {};
@@ -87,7 +87,7 @@ OX3D_RGBD_PARAM ParamOf(uint32_t type) {
     return param;
 }
 
-// 0, 1, or 2, which is refused.
+// 0, 1, or 2: a switch refuses the last, the number of threads the first.
 int64_t SwitchValue(uint8_t value) {
     return value / std::size(kSwitchKeys) % 3;
 }

@@ -58,6 +58,13 @@ OX_MP_API void* OX_MP_CreateHandle(void);
 /* Scales one plane. Returns OX_MP_OK or OX_MP_E_*; on failure the destination is unspecified. */
 OX_MP_API int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam);
 
+/* Scales `rows` rows of the destination from `firstRow` on, to the bytes that OX_MP_Scaling gives them; rows that the
+ * destination has not got are OX_MP_E_SIZE. Threads may do so at once for one handle, each with a record of its own:
+ * the RGB-D library shares a plane among threads by it (OX3D_RGBD_KEY_THREADS). A maker's library may lack it, and
+ * then scales on one thread. */
+OX_MP_API int OX_MP_ScalingRows(void* handle, OX_MP_SCALING_PARAM* pstParam, uint32_t firstRow,
+                                uint32_t rows);
+
 /* Frees a handle. Returns OX_MP_OK, or OX_MP_E_HANDLE for null or what is not a handle. */
 OX_MP_API int OX_MP_DestroyHandle(void* handle);
 

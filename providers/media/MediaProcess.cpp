@@ -51,6 +51,8 @@ bool IsSide(uint32_t pixels) {
     return pixels >= 1 && pixels <= OX_MP_MAX_SIDE;
 }
 
+constexpr uint64_t kAllRows = UINT64_MAX;
+
 int CheckParam(const OX_MP_SCALING_PARAM& param) {
     if (param.pSrcData == nullptr || param.pDstData == nullptr) {
         return OX_MP_E_PARAMETER;
@@ -73,11 +75,30 @@ int CheckParam(const OX_MP_SCALING_PARAM& param) {
     return ox3d::Overlap(param.pSrcData, srcBytes, param.pDstData, dstBytes) ? OX_MP_E_PARAMETER : OX_MP_OK;
 }
 
-void Scale(OX_MP_SCALING_PARAM& param) {
+// Checks the arguments in their order and scales the rows from the first to the one before the end:
+// kAllRows for the end is that of the destination.
+int Scale(const void* handle, OX_MP_SCALING_PARAM* param, uint64_t firstRow, uint64_t endRow) {
+    if (!Handles().IsLive(handle)) {
+        return OX_MP_E_HANDLE;
+    }
+    if (param == nullptr) {
+        return OX_MP_E_PARAMETER;
+    }
+    if (const int status = CheckParam(*param); status != OX_MP_OK) {
+        return status;
+    }
+    if (endRow == kAllRows) {
+        endRow = param->nDstHeight;
+    }
+    if (endRow > param->nDstHeight) {
+        return OX_MP_E_SIZE;
+    }
     ox3d::scaling::ScaleBilinear(
-        {param.pSrcData, static_cast<int32_t>(param.nSrcWidth), static_cast<int32_t>(param.nSrcHeight),
-         param.pDstData, static_cast<int32_t>(param.nDstWidth), static_cast<int32_t>(param.nDstHeight)});
-    param.nDstLen = param.nDstWidth * param.nDstHeight;
+        {param->pSrcData, static_cast<int32_t>(param->nSrcWidth), static_cast<int32_t>(param->nSrcHeight),
+         param->pDstData, static_cast<int32_t>(param->nDstWidth), static_cast<int32_t>(param->nDstHeight),
+         static_cast<int32_t>(firstRow), static_cast<int32_t>(endRow)});
+    param->nDstLen = param->nDstWidth * param->nDstHeight;
+    return OX_MP_OK;
 }
 
 } // namespace
@@ -87,18 +108,14 @@ extern "C" void* OX_MP_CreateHandle(void) {
 }
 
 extern "C" int OX_MP_Scaling(void* handle, OX_MP_SCALING_PARAM* pstParam) {
+    return ox3d::StatusBarrier<int>(OX_MP_E_SCALING, OX_MP_E_SCALING,
+                                    [=] { return Scale(handle, pstParam, 0, kAllRows); });
+}
+
+extern "C" int OX_MP_ScalingRows(void* handle, OX_MP_SCALING_PARAM* pstParam, uint32_t firstRow,
+                                 uint32_t rows) {
     return ox3d::StatusBarrier<int>(OX_MP_E_SCALING, OX_MP_E_SCALING, [=] {
-        if (!Handles().IsLive(handle)) {
-            return OX_MP_E_HANDLE;
-        }
-        if (pstParam == nullptr) {
-            return OX_MP_E_PARAMETER;
-        }
-        const int status = CheckParam(*pstParam);
-        if (status == OX_MP_OK) {
-            Scale(*pstParam);
-        }
-        return status;
+        return Scale(handle, pstParam, firstRow, uint64_t{firstRow} + rows);
     });
 }
 

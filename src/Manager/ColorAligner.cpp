@@ -1,13 +1,17 @@
 // ColorAligner.cpp - see ColorAligner.h.
 #include "src/Manager/ColorAligner.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/ImageMemory.h"
+#include "base/WorkerPool.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/ImageSize.h"
-#include <ox3drgbd/OxMediaProcess.h>
+
+// Null where a maker's library has taken the place of the project's own.
+#pragma weak OX_MP_ScalingRows
 
 namespace {
 
@@ -40,22 +44,54 @@ uint32_t CColorAligner::EnsureResources(uint64_t targetPixels) {
     return OX3D_RGBD_OK;
 }
 
-uint32_t CColorAligner::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
+OX_MP_SCALING_PARAM CColorAligner::PlaneOf(const OX3D_RGBD_IMAGE_DATA& depth,
+                                           const OX3D_RGBD_IMAGE_DATA& color, uint32_t plane) const {
     const uint64_t sourceBytes = PixelCount(color);
     const uint64_t targetBytes = PixelCount(depth);
+    OX_MP_SCALING_PARAM param;
+    memset(&param, 0, sizeof(param));
+    param.nSrcWidth = color.nWidth;
+    param.nSrcHeight = color.nHeight;
+    param.pSrcData = color.pData + plane * sourceBytes;
+    param.nSrcLen = color.nDataLen / kPlanes;
+    param.nDstWidth = depth.nWidth;
+    param.nDstHeight = depth.nHeight;
+    param.pDstData = m_scaled + plane * targetBytes;
+    param.nDstBufSize = static_cast<uint32_t>(targetBytes);
+    param.nDstLen = static_cast<uint32_t>(targetBytes);
+    param.nMethod = OX_MP_METHOD_BILINEAR;
+    return param;
+}
+
+// By several threads, if so many are allowed. False: the planes have to be scaled one by one, which tells why.
+bool CColorAligner::ScaleTogether(const OX3D_RGBD_IMAGE_DATA& depth,
+                                  const OX3D_RGBD_IMAGE_DATA& color) const {
+    const ox3d::CPoolTurn turn(PixelCount(depth));
+    if (turn.Threads() == 1 || OX_MP_ScalingRows == nullptr) {
+        return false;
+    }
+    // No more parts than needed: each makes the tables of a row for itself.
+    const uint32_t parts = turn.Threads();
+    std::atomic<bool> isWhole{true};
+    turn.Run(kPlanes * parts, [&](uint32_t i) {
+        OX_MP_SCALING_PARAM param = PlaneOf(depth, color, i / parts);
+        const auto rowOf = [&](uint32_t part) {
+            return static_cast<uint32_t>(uint64_t{depth.nHeight} * part / parts);
+        };
+        const uint32_t first = rowOf(i % parts);
+        if (OX_MP_ScalingRows(m_scaler, &param, first, rowOf(i % parts + 1) - first) != OX_MP_OK) {
+            isWhole.store(false, std::memory_order_relaxed);
+        }
+    });
+    return isWhole;
+}
+
+uint32_t CColorAligner::ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) {
+    if (ScaleTogether(depth, color)) {
+        return OX3D_RGBD_OK;
+    }
     for (uint32_t plane = 0; plane < kPlanes; ++plane) {
-        OX_MP_SCALING_PARAM param;
-        memset(&param, 0, sizeof(param));
-        param.nSrcWidth = color.nWidth;
-        param.nSrcHeight = color.nHeight;
-        param.pSrcData = color.pData + plane * sourceBytes;
-        param.nSrcLen = color.nDataLen / kPlanes;
-        param.nDstWidth = depth.nWidth;
-        param.nDstHeight = depth.nHeight;
-        param.pDstData = m_scaled + plane * targetBytes;
-        param.nDstBufSize = static_cast<uint32_t>(targetBytes);
-        param.nDstLen = static_cast<uint32_t>(targetBytes);
-        param.nMethod = OX_MP_METHOD_BILINEAR;
+        OX_MP_SCALING_PARAM param = PlaneOf(depth, color, plane);
         if (m_scaler == nullptr) {
             OX_LOG_ERROR("[RgbResolutionAlign] LoadMediaProcess failed!\r\n");
             return OX3D_RGBD_E_LOAD_LIBRARY;

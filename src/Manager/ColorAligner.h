@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/OxMediaProcess.h>
 
 class CColorAligner {
 public:
@@ -23,6 +24,9 @@ public:
 
 private:
     uint32_t EnsureResources(uint64_t targetPixels);
+    OX_MP_SCALING_PARAM PlaneOf(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color,
+                                uint32_t plane) const;
+    bool ScaleTogether(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color) const;
     uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color);
 
     void* m_scaler = nullptr;

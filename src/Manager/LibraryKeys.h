@@ -9,10 +9,11 @@
 #include <cstring>
 #include <iterator>
 
+#include "base/WorkerPool.h"
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
 // In the order of kLibraryKeys.
-enum class ELibraryKey : uint8_t { ImageAlign, ResolutionAlign, OutputRgbd, AutoReconnect };
+enum class ELibraryKey : uint8_t { ImageAlign, ResolutionAlign, OutputRgbd, AutoReconnect, Threads };
 
 struct LibraryKeyRow {
     ELibraryKey m_id;
@@ -27,6 +28,7 @@ inline constexpr LibraryKeyRow kLibraryKeys[] = {
     {ELibraryKey::ResolutionAlign, OX3D_RGBD_KEY_RESOLUTION_ALIGN, 1, 0, 1},
     {ELibraryKey::OutputRgbd, OX3D_RGBD_KEY_OUTPUT_RGBD, 0, 0, 1},
     {ELibraryKey::AutoReconnect, OX3D_RGBD_KEY_AUTO_RECONNECT, 0, 0, 1},
+    {ELibraryKey::Threads, OX3D_RGBD_KEY_THREADS, 1, 1, ox3d::kMaxThreads},
 };
 
 // The key of that name, or null.

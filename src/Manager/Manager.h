@@ -26,6 +26,7 @@
 #include <optional>
 
 #include "base/CallbackSlot.h"
+#include "base/WorkerPool.h"
 #include "src/CameraModule/CameraModule.h"
 #include "src/Common/Thread.h"
 #include "src/Manager/BindWays.h"
@@ -225,6 +226,7 @@ private:
     CDepthConversion m_conversion;
     CFrameNotes m_notes;
     CCalibrationCache m_calibrations;
+    ox3d::CPoolUse m_poolUse;   // device lock
     CReconnector m_reconnector; // last: its thread uses all the others
 };
 

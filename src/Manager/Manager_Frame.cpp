@@ -18,6 +18,7 @@ AssemblyOptions CManager::Options() const {
 
 uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* main) {
     const AssemblyOptions options = Options();
+    const ox3d::CThreadsAllowed threads(m_keys.Get(ELibraryKey::Threads));
     const uint32_t status = m_assembler.Fill(main, options, m_conversion, frame);
     if (status == OX3D_RGBD_OK) {
         NoteFrame(options, main, *frame);
@@ -46,6 +47,7 @@ void CManager::ClearAllLocalData() {
 
 uint32_t CManager::DepthMapConvert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                                    OX3D_RGBD_IMAGE_DATA* pointCloudOut) {
+    const ox3d::CThreadsAllowed threads(m_keys.Get(ELibraryKey::Threads));
     return m_conversion.Convert(depthIn, depthOut, pointCloudOut);
 }
 

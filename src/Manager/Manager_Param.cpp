@@ -73,6 +73,9 @@ uint32_t CManager::CamSetValue(const char* key, OX3D_RGBD_PARAM* value) {
             return status;
         }
     }
+    if (own->m_id == ELibraryKey::Threads) {
+        m_poolUse.Ask(static_cast<uint32_t>(wanted));
+    }
     m_keys.Set(own->m_id, static_cast<uint32_t>(wanted));
     return OX3D_RGBD_OK;
 }

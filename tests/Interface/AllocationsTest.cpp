@@ -18,6 +18,7 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
     const auto isAligned = [](const uint8_t* data) { return reinterpret_cast<uintptr_t>(data) % 64 == 0; };
     OpenAndStart();
     ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK); // the other switches are on
+    ASSERT_EQ(SetSwitch("Ox3dThreads", 3), OX3D_RGBD_OK);
     CRawFrame raw(1280, 720);
     raw.AddColor(1920, 1080);
     for (int i = 0; i < 3; ++i) {

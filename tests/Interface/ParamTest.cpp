@@ -1,4 +1,4 @@
-// Features by name, the library's own three keys, commands and the software trigger, with the lines of the log.
+// Features by name, the library's own keys, commands and the software trigger, with the lines of the log.
 #include "tests/doubles/ScriptedCamera.h"
 
 namespace {
@@ -30,35 +30,45 @@ protected:
     OX3D_RGBD_PARAM m_param = {};
 };
 
-const std::pair<const char*, int64_t> kOwn[] = {{"ImageAlign", 1}, {"ResolutionAlign", 1}, {"OutputRgbd", 0}};
+const struct {
+    const char* m_key;
+    int64_t m_default, m_min, m_max;
+} kOwn[] = {{"ImageAlign", 1, 0, 1},
+            {"ResolutionAlign", 1, 0, 1},
+            {"OutputRgbd", 0, 0, 1},
+            {"Ox3dThreads", 1, 1, 16}};
 
-TEST_F(Params, TheOwnKeysAreSwitchesThatNeverReachTheCamera) {
-    const auto expect = [&](const char* key, int64_t value) {
-        EXPECT_EQ(Get(key, OX3D_RGBD_PARAM_ENUM), OX3D_RGBD_OK) << key;
+TEST_F(Params, TheOwnKeysAreIntegersThatNeverReachTheCamera) {
+    const auto expect = [&](const auto& own, int64_t value) {
+        EXPECT_EQ(Get(own.m_key, OX3D_RGBD_PARAM_ENUM), OX3D_RGBD_OK) << own.m_key;
         EXPECT_EQ(m_param.enParamType, OX3D_RGBD_PARAM_INT) << "whatever the caller put in";
-        EXPECT_EQ(RecordBytes(m_param.stIntParam), RecordBytes(OX3D_RGBD_INTPARAM{value, 1, 0, 1})) << key;
+        EXPECT_EQ(RecordBytes(m_param.stIntParam),
+                  RecordBytes(OX3D_RGBD_INTPARAM{value, own.m_max, own.m_min, 1}))
+            << own.m_key;
     };
     const Lines calls = CallsOf([&] {
-        for (const auto& [key, standard] : kOwn) {
-            expect(key, standard);
-            for (const int64_t value : {standard, 1 - standard}) {
-                EXPECT_EQ(SetSwitch(key, value), OX3D_RGBD_OK);
-                expect(key, value);
+        for (const auto& own : kOwn) {
+            expect(own, own.m_default);
+            for (const int64_t value : {own.m_min, own.m_max}) {
+                EXPECT_EQ(SetSwitch(own.m_key, value), OX3D_RGBD_OK);
+                EXPECT_EQ(SetSwitch(own.m_key, own.m_min - 1), OX3D_RGBD_E_PARAMETER);
+                EXPECT_EQ(SetSwitch(own.m_key, own.m_max + 1), OX3D_RGBD_E_PARAMETER);
+                expect(own, value);
             }
         }
     });
     EXPECT_EQ(calls, Lines{});
     Close();
     Open();
-    for (const auto& [key, standard] : kOwn) {
-        expect(key, standard); // each open begins anew
+    for (const auto& own : kOwn) {
+        expect(own, own.m_default); // each open begins anew
     }
 }
 
-TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfZeroOrOne) {
+TEST_F(Params, TheOwnKeysTakeNothingButIntegersOfTheirRange) {
     EXPECT_LINES(SetSwitch("OutputRgbd", 2), OX3D_RGBD_E_PARAMETER,
                  "[CamSetValue] nParamType[2] nParamData[2].");
-    for (const int64_t value : {int64_t{-1}, int64_t{1} << 32, INT64_MIN}) {
+    for (const int64_t value : {int64_t{1} << 32, INT64_MIN}) {
         EXPECT_EQ(SetSwitch("OutputRgbd", value), OX3D_RGBD_E_PARAMETER) << value;
     }
     for (const uint32_t type : {0u, 1u, 3u, 4u, 5u, 6u}) {

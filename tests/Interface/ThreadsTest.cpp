@@ -458,6 +458,36 @@ TEST_F(Rounds, OfOpeningAndClosingAreSurvivedByUnlockedCalls) {
     });
 }
 
+// All switches are on, and points are mapped; two devices at a time.
+TEST_F(Rounds, OfThreadsAtAFrameGiveTheSameBytesAndLeaveNone) {
+    CRawFrame raw(1280, 720);
+    for (size_t i = 0; i < raw.m_main.size(); ++i) {
+        raw.m_main[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 7 : i % 19);
+    }
+    raw.AddColor(1920, 1080);
+    const auto bytesAt = [&](int64_t threads) {
+        std::vector<uint8_t> bytes;
+        OpenAndStart();
+        EXPECT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+        EXPECT_EQ(SetSwitch("Ox3dThreads", threads), OX3D_RGBD_OK);
+        const size_t before = Threads();
+        EXPECT_EQ(Fetch(raw), OX3D_RGBD_OK);
+        EXPECT_EQ(Threads(), before + static_cast<size_t>(threads) - 1);
+        OX3D_RGBD_IMAGE_DATA depth = Image(0);
+        EXPECT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &m_frame.stImageData[3]), OX3D_RGBD_OK);
+        for (uint32_t i = 0; i < 4; ++i) {
+            bytes.insert(bytes.end(), Image(i).pData, Image(i).pData + Image(i).nDataLen);
+        }
+        Close();
+        EXPECT_LE(ThreadsSettled(before), before);
+        return bytes;
+    };
+    const std::vector<uint8_t> expected = bytesAt(1);
+    for (const int64_t threads : {2, 3, 7, 16}) {
+        EXPECT_TRUE(bytesAt(threads) == expected) << threads;
+    }
+}
+
 // A new device often gets the address of one that was closed. Somebody who closes by an old copy may close it
 // once it is open, and not while it opens.
 TEST_F(Rounds, OfOpeningAreNotHarmedByAnOldCopyOfAHandle) {

@@ -7,6 +7,7 @@
 #include "algorithm/rgbd/RgbdInterleave.h"
 #include "algorithm/rgbd/RgbdInterleaveTiers.h"
 #include "algorithm/scaling/BilinearTiers.h"
+#include "base/WorkerPool.h"
 #include "tests/algorithm/TestObject.h"
 
 #include <climits>
@@ -182,9 +183,7 @@ struct Numbers {
 };
 
 // All modes of both point types, refused ones included; of rows that lie apart, and of such that overlap.
-Result Transform(Random& random) {
-    const int32_t width = 1 + Below(random, random() % 8 == 0 ? 600 : 70);
-    const int32_t height = 1 + Below(random, 9);
+Result Transform(Random& random, int32_t width, int32_t height) {
     const int32_t step = std::max(1, width + OneOf(random, {0, 0, 0, 0, 0, Below(random, 9), 8, -1}));
     const int32_t targetWidth = random() % 4 == 0 ? Below(random, 90) - 5 : width;
     const Numbers n(random, width, height);
@@ -211,6 +210,24 @@ Result Transform(Random& random) {
     runAllModes(OXB3D_BINOSTEREO_Comn_Trans_f32, 0.0F);
     runAllModes(OXB3D_BINOSTEREO_Comn_Trans_s16, int16_t{0});
     return result;
+}
+
+Result TransformAnySizes(Random& random) {
+    const int32_t width = 1 + Below(random, random() % 8 == 0 ? 600 : 70);
+    return Transform(random, width, 1 + Below(random, 9));
+}
+
+// Images that threads share. The reference is alone with them.
+template <Result (*kRun)(Random&)>
+Result OnThreads(Random& random) {
+    CPoolUse use;
+    use.Ask(7);
+    const CThreadsAllowed allowed(OneOf(random, {2U, 3U, 7U}));
+    return kRun(random);
+}
+
+Result TransformALargeImage(Random& random) {
+    return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9));
 }
 
 // An output on the depth samples is the caller's mistake, but one with one result. The depth begins some samples before
@@ -245,7 +262,11 @@ Result Scale(Random& random, int32_t width, int32_t height, int32_t targetWidth,
     const CGuardedBlock source(samples.size(), OneOf(random, {EAgainst::End, EAgainst::Start}));
     std::copy(samples.begin(), samples.end(), source.Data<uint8_t>());
     const CPlane<uint8_t> target(At(0, targetHeight, targetWidth));
-    scaling::ScaleBilinear({source.Data<uint8_t>(), width, height, target.Data(), targetWidth, targetHeight});
+    const int32_t middle = Below(random, static_cast<uint32_t>(targetHeight));
+    for (const auto& [first, end] : {std::pair{middle, targetHeight}, std::pair{0, middle}}) {
+        scaling::ScaleBilinear(
+            {source.Data<uint8_t>(), width, height, target.Data(), targetWidth, targetHeight, first, end});
+    }
     return BytesOf(target);
 }
 
@@ -271,14 +292,21 @@ Result ScaleTheLargestSides(Random& random) {
 }
 
 // Sources of exactly their size, or now and then a byte short.
-Result Interleave(Random& random) {
-    const uint64_t pixels = random() % 300;
+Result Interleave(Random& random, uint64_t pixels) {
     const uint64_t lacking = pixels > 0 && random() % 4 == 0 ? 1 : 0;
     const CPlane<uint8_t> color(Noise<uint8_t>(random, 3 * pixels - lacking));
     const CPlane<uint8_t> depth(Noise<uint8_t>(random, 2 * pixels));
     const CPlane<uint8_t> out(kRgbdPixelBytes * pixels);
     InterleaveRgbd({color.Data(), 3 * pixels - lacking}, {depth.Data(), 2 * pixels}, pixels, out.Data());
     return BytesOf(out);
+}
+
+Result InterleaveAnySizes(Random& random) {
+    return Interleave(random, random() % 300);
+}
+
+Result InterleaveALargeImage(Random& random) {
+    return Interleave(random, kMinSharedPixels + random() % 300);
 }
 
 const struct {
@@ -291,12 +319,14 @@ const struct {
               {"Fuse", stereo::UseImageKernelTier, 600, Fuse},
               {"FuseExtremes", stereo::UseImageKernelTier, 200, FuseExtremes},
               {"CountZeros", stereo::UseImageKernelTier, 200, CountZeros},
-              {"Transform", stereo::UseTransformKernelTier, 500, Transform},
+              {"Transform", stereo::UseTransformKernelTier, 500, TransformAnySizes},
+              {"TransformOnThreads", stereo::UseTransformKernelTier, 2, OnThreads<TransformALargeImage>},
               {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
               {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
               {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},
               {"ScaleTheLargestSides", scaling::UseScaleKernelTier, 50, ScaleTheLargestSides},
-              {"Interleave", UseInterleaveKernelTier, 1000, Interleave}};
+              {"Interleave", UseInterleaveKernelTier, 1000, InterleaveAnySizes},
+              {"InterleaveOnThreads", UseInterleaveKernelTier, 9, OnThreads<InterleaveALargeImage>}};
 
 TEST(KernelTiers, GiveTheBytesOfTheReference) {
     for (const auto& [name, use, rounds, run] : kCases) {

@@ -1,6 +1,7 @@
-// The scaling library as an application meets it: through its three functions only.
+// The scaling library as an application meets it: through its functions only.
 #include <ox3drgbd/OxMediaProcess.h>
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <vector>
@@ -33,6 +34,12 @@ TEST_F(MediaProcess, ScalesWithExactWeightsAndRoundsHalfUp) {
         OX_MP_SCALING_PARAM param = Scaling(width, height, src, dstWidth, dstHeight, dst);
         EXPECT_EQ(OX_MP_Scaling(m_handle, &param), OX_MP_OK);
         EXPECT_EQ(param.nDstLen, dstWidth * dstHeight);
+        const Plane whole = dst;
+        std::fill(dst.begin(), dst.end(), uint8_t{0});
+        for (uint32_t row = dstHeight; row > 0; --row) {
+            EXPECT_EQ(OX_MP_ScalingRows(m_handle, &param, row - 1, 1), OX_MP_OK);
+        }
+        EXPECT_EQ(dst, whole) << "row by row";
         return dst;
     };
     // 3:2 lies on quarters: sixteenths, here with sums of 8 and 24 sixteenths.
@@ -68,6 +75,9 @@ TEST_F(MediaProcess, RefusesWhatDoesNotFit) {
         EXPECT_EQ(param.nDstLen, 0U);
     }
     EXPECT_EQ(OX_MP_Scaling(m_handle, nullptr), OX_MP_E_PARAMETER);
+    for (const uint32_t first : {0U, 1U, 5U, UINT32_MAX}) {
+        EXPECT_EQ(OX_MP_ScalingRows(m_handle, &m_param, first, first == 0 ? 5 : UINT32_MAX), OX_MP_E_SIZE);
+    }
     m_param.nSrcWidth = m_param.nDstHeight = OX_MP_MAX_SIDE;
     EXPECT_EQ(OX_MP_Scaling(m_handle, &m_param), OX_MP_E_SOURCE_LEN);
 }

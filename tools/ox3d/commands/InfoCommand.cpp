@@ -5,6 +5,7 @@
 #include "tools/ox3d/commands/FeatureText.h"
 
 #include <cstdio>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace ox3d::tool {
 namespace {
@@ -30,7 +31,7 @@ constexpr const char* kFeatures[] = {"DeviceVendorName",
                                      "GevSCPSPacketSize"};
 
 constexpr const char* kLibraryKeys[] = {OX3D_RGBD_KEY_IMAGE_ALIGN, OX3D_RGBD_KEY_RESOLUTION_ALIGN,
-                                        OX3D_RGBD_KEY_OUTPUT_RGBD};
+                                        OX3D_RGBD_KEY_OUTPUT_RGBD, OX3D_RGBD_KEY_THREADS};
 
 void PrintLine(const char* name, const std::string& value) {
     std::printf("  %-24s %s\n", name, value.c_str());
