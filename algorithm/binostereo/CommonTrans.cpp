@@ -117,13 +117,13 @@ int32_t RunTransform(const TransformArgs<TPoint>& a) {
     const TransformKernels& kernels = KernelsFor(mode, a);
     if (a.m_points != nullptr) {
         // A fast kernel that writes every point needs only what lies beyond the points cleared.
-        const bool writesAll = !kernels.m_isReference && mode == Mode::A && a.m_step == a.m_width;
+        const bool writesAll = !kernels.m_isReference && IsAtSource(mode) && a.m_step == a.m_width;
         const uint64_t writtenBytes = writesAll ? 3 * sizeof(TPoint) * a.m_width * a.m_height : 0;
         std::memset(reinterpret_cast<uint8_t*>(a.m_points) + writtenBytes, 0,
                     pointBytes.Bytes() - writtenBytes);
     }
-    if (a.m_targetDepth != nullptr) {
-        std::memset(a.m_targetDepth, 0, depthBytes.Bytes());
+    if (a.m_targetDepth != nullptr && kernels.m_isReference) {
+        std::memset(a.m_targetDepth, 0, depthBytes.Bytes()); // a fast kernel does that itself
     }
     RunRows(kernels, mode, a);
     return OXB3D_BINOSTEREO_OK;

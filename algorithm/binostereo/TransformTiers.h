@@ -10,6 +10,8 @@ namespace ox3d::stereo {
 struct TransformKernels {
     void (*m_runFloat)(ETransformMode mode, const TransformArgs<float>& args);
     void (*m_run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
+    // How many samples land in the target, of arguments that register: the work of the projection alone.
+    int64_t (*m_countHits)(const TransformArgs<float>& args);
     bool m_isReference;
 };
 

@@ -171,6 +171,9 @@ struct Numbers {
                 i % 4 == 3 ? shift * unit(random) : turn * unit(random) + (i % 5 == 0 ? 1.0F : 0.0F);
         }
         std::generate(std::begin(m_distortion), std::end(m_distortion), [&] { return 0.1F * unit(random); });
+        if (random() % 16 == 0) {
+            m_target[0] = m_target[1] = 0; // all samples land on one pixel
+        }
         for (float* numbers : {m_source, m_transform, m_target, m_distortion}) {
             if (random() % 8 == 0) {
                 numbers[random() % (numbers == m_transform ? 12 : 4)] =
@@ -191,6 +194,10 @@ Result Transform(Random& random, int32_t width, int32_t height) {
         Noise<int16_t>(random, At(width, height - 1, step), random() % 3 == 0 ? 65536 : 1 + random() % 4000));
     std::replace_if(
         depth.Data(), depth.End(), [&](int16_t) { return random() % 5 == 0; }, int16_t{0});
+    const auto samples = static_cast<uint32_t>(depth.End() - depth.Data());
+    std::fill_n(depth.Data(), random() % (1 + samples / 2), int16_t{0});
+    depth.Data()[random() % samples] =
+        OneOf<int16_t>(random, {0, 1, 32767}); // amid others one that leaves 16 bits
     // A target may be wider than the source, and so may what is written.
     const size_t pixels = At(0, height, std::max({targetWidth, step, width}));
     Result result;
@@ -208,12 +215,18 @@ Result Transform(Random& random, int32_t width, int32_t height) {
         }
     };
     runAllModes(OXB3D_BINOSTEREO_Comn_Trans_f32, 0.0F);
+    const CPlane<int16_t> target(pixels);
+    const stereo::TransformArgs<float> args{depth.Data(),  step,          width,       height,
+                                            nullptr,       target.Data(), targetWidth, n.m_source,
+                                            n.m_transform, n.m_target,    nullptr};
+    const int64_t hits = stereo::KernelsFor(stereo::ETransformMode::C1, args).m_countHits(args);
+    result.push_back(static_cast<uint8_t>(hits % 251));
     runAllModes(OXB3D_BINOSTEREO_Comn_Trans_s16, int16_t{0});
     return result;
 }
 
 Result TransformAnySizes(Random& random) {
-    const int32_t width = 1 + Below(random, random() % 8 == 0 ? 600 : 70);
+    const int32_t width = 1 + Below(random, OneOf(random, {70, 70, 70, 70, 70, 70, 600, 2500}));
     return Transform(random, width, 1 + Below(random, 9));
 }
 
@@ -230,8 +243,9 @@ Result TransformALargeImage(Random& random) {
     return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9));
 }
 
-// An output on the depth samples is the caller's mistake, but one with one result. The depth begins some samples before
-// the target depth, or where the points of the source's pixels end; those of a wider target reach into it.
+// An output on an input is the caller's mistake, but one with one result. The depth begins some samples before the
+// target depth, or where the points of the source's pixels end; those of a wider target reach into it. Or the target
+// holds the transform.
 Result TransformOntoTheDepth(Random& random) {
     constexpr ptrdiff_t kPointWords = ptrdiff_t{6} * 2 * 640;
     const bool hasPoints = random() % 2 == 0;
@@ -242,10 +256,14 @@ Result TransformOntoTheDepth(Random& random) {
     const CPlane<int16_t> depths(std::vector<int16_t>(size_t{2} * 1280)); // the call clears the half of it
     int16_t* const depth = both.Data() + kPointWords;
     std::generate_n(depth, kPointWords, [&] { return static_cast<int16_t>(1 + Below(random, 3000)); });
-    int16_t* const target = hasPoints ? depths.Data() : depth + OneOf(random, {640, 603, 0, -639});
+    const bool holdsTransform = !hasPoints && random() % 3 == 0;
+    int16_t* const target =
+        hasPoints || holdsTransform ? depths.Data() : depth + OneOf(random, {640, 603, 0, -639});
+    auto* held = reinterpret_cast<float*>(depths.Data() + 640);
+    std::copy_n(t, 12, held);
     EXPECT_EQ(OXB3D_BINOSTEREO_Comn_Trans_f32(
                   depth, 640, 640, 2, hasPoints ? reinterpret_cast<float*>(both.Data()) : nullptr, target,
-                  hasPoints ? 1280 : 640, k, t, hasPoints ? wide : k, nullptr),
+                  hasPoints ? 1280 : 640, k, holdsTransform ? held : t, hasPoints ? wide : k, nullptr),
               0);
     Result result = BytesOf(both);
     Append(depths, &result);

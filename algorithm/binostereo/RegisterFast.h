@@ -1,0 +1,160 @@
+// Depth to another camera's depth, the fast way: samples are projected part by part into lists that hold only what
+// lands, and a list is then scattered into the target. Part of TransformFast.h, and like it local to the unit of a
+// tier, whose ProjectGroups() fills the lists.
+// Relies on what KernelsFor() admits: no output on the inputs, and target indices of 32 bits.
+#pragma once
+
+#include "algorithm/binostereo/TransformLists.h"
+
+namespace ox3d::stereo::OX3D_TIER {
+namespace {
+
+// A run of samples of one row. Parts are numbered row by row, so that a call can go on from any of them.
+struct Part {
+    int32_t m_u;
+    int32_t m_v;
+    int32_t m_count;
+};
+
+template <typename TPoint>
+int64_t PartsOf(const TransformArgs<TPoint>& a) {
+    return static_cast<int64_t>((a.m_width - 1) / kListed + 1) * a.m_height;
+}
+
+template <typename TPoint>
+Part PartAt(const TransformArgs<TPoint>& a, int64_t number) {
+    const int32_t partsOfARow = (a.m_width - 1) / kListed + 1;
+    const auto u = static_cast<int32_t>(number % partsOfARow) * kListed;
+    return {u, static_cast<int32_t>(number / partsOfARow), a.m_width - u < kListed ? a.m_width - u : kListed};
+}
+
+// Fills a list from a part. Says whether every depth that lands is ordinary.
+template <bool kDistorted, typename TPoint, typename THits>
+bool ProjectPart(const TransformArgs<TPoint>& a, const Optics& optics, const Part& part, THits* hits) {
+    const int16_t* depth = a.m_depth + static_cast<ptrdiff_t>(part.m_v) * a.m_step + part.m_u;
+    hits->m_count = 0;
+    bool isOrdinary = true;
+    const int32_t done =
+        ProjectGroups<kDistorted>(optics, part.m_u, part.m_v, depth, part.m_count, hits, &isOrdinary);
+    for (int32_t i = done; i < part.m_count; i += kBlock) {
+        const int32_t count = part.m_count - i < kBlock ? part.m_count - i : kBlock;
+        const bool isUsual = ProjectBlock<kDistorted>(optics, part.m_u + i, part.m_v, depth + i, count, hits);
+        isOrdinary = isOrdinary && isUsual;
+    }
+    return isOrdinary;
+}
+
+// Not inlined: its loop shall have the registers to itself.
+[[gnu::noinline]] void KeepNearest(const Hits& hits, uint16_t* target, int32_t targets) {
+    for (int32_t i = KeepGroups(hits, target, targets); i < hits.m_count; ++i) {
+        KeepNearestOne(hits, i, target);
+    }
+}
+
+// The rule itself, in the order of the samples, for any depths in any target.
+template <bool kWithPoints, typename TPoint>
+void KeepNearestInOrder(const TransformArgs<TPoint>& a, const PointHits& hits) {
+    for (int32_t i = 0; i < hits.m_count; ++i) {
+        const ptrdiff_t target = hits.m_index[i];
+        const auto stored = static_cast<float>(a.m_targetDepth[target]);
+        if (stored == 0.0F || stored > hits.m_z[i]) {
+            a.m_targetDepth[target] = FloatToInt16(hits.m_z[i]);
+            if constexpr (kWithPoints) {
+                StorePoint({hits.m_x[i], hits.m_y[i], hits.m_z[i]}, a.m_points + 3 * target);
+            }
+        }
+    }
+}
+
+// The same for ordinary depths in a target that began empty: the first of the nearest wins. Not inlined, as above.
+template <typename TPoint>
+[[gnu::noinline]] void KeepFirstOfNearest(const PointHits& hits, int16_t* __restrict target,
+                                          TPoint* __restrict points) {
+    const int32_t count = hits.m_count;
+    for (int32_t i = 0; i < count; ++i) {
+        const ptrdiff_t place = hits.m_index[i];
+        const uint32_t stored = static_cast<uint16_t>(target[place] - 1);
+        const uint32_t candidate = hits.m_nearest[i];
+        if (candidate < stored) {
+            target[place] = static_cast<int16_t>(candidate + 1U);
+            StorePoint({hits.m_x[i], hits.m_y[i], hits.m_z[i]}, points + 3 * place);
+        }
+    }
+}
+
+// Parts from `first` on by the rule itself.
+template <bool kDistorted, typename TPoint>
+void RegisterInOrder(const TransformArgs<TPoint>& a, const Optics& optics, int64_t first) {
+    PointHits hits;
+    for (int64_t number = first; number < PartsOf(a); ++number) {
+        ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits);
+        if (a.m_points != nullptr) {
+            KeepNearestInOrder<true>(a, hits);
+        } else {
+            KeepNearestInOrder<false>(a, hits);
+        }
+    }
+}
+
+// All parts into a target held less one, up to one with an unusual depth, whose number is returned.
+template <bool kDistorted, typename TPoint>
+int64_t RegisterOrdinary(const TransformArgs<TPoint>& a, const Optics& optics) {
+    Hits hits;
+    int64_t number = 0;
+    while (number < PartsOf(a) && ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
+        KeepNearest(hits, reinterpret_cast<uint16_t*>(a.m_targetDepth), a.m_targetWidth * a.m_height);
+        ++number;
+    }
+    return number;
+}
+
+// One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only the
+// source's width is cleared, beyond which a wider target holds anything.
+template <bool kDistorted, typename TPoint>
+void RegisterFast(const TransformArgs<TPoint>& a) {
+    const Optics optics(a);
+    const size_t cleared = static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height);
+    if (a.m_targetWidth > a.m_width) {
+        std::memset(a.m_targetDepth, 0, cleared * sizeof(int16_t));
+        RegisterInOrder<kDistorted>(a, optics, 0);
+        return;
+    }
+    std::memset(a.m_targetDepth, 0xFF, cleared * sizeof(int16_t));
+    const int64_t done = RegisterOrdinary<kDistorted>(a, optics);
+    int16_t* const target = a.m_targetDepth; // a store might change what `a` refers to
+    for (size_t i = 0; i < cleared; ++i) {
+        target[i] = static_cast<int16_t>(target[i] + 1);
+    }
+    RegisterInOrder<kDistorted>(a, optics, done);
+}
+
+template <bool kDistorted, typename TPoint>
+void RegisterPointsFast(const TransformArgs<TPoint>& a) {
+    const Optics optics(a);
+    std::memset(a.m_targetDepth, 0,
+                static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height) * sizeof(int16_t));
+    PointHits hits;
+    int64_t number = a.m_targetWidth > a.m_width ? PartsOf(a) : 0;
+    const bool isWide = number != 0;
+    while (number < PartsOf(a) && ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
+        KeepFirstOfNearest(hits, a.m_targetDepth, a.m_points);
+        ++number;
+    }
+    RegisterInOrder<kDistorted>(a, optics, isWide ? 0 : number);
+}
+
+// How many samples land: the projection alone.
+template <bool kDistorted>
+int64_t CountHits(const TransformArgs<float>& a) {
+    const Optics optics(a);
+    Hits hits;
+    int64_t landed = 0;
+    for (int64_t number = 0; number < PartsOf(a); ++number) {
+        ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits);
+        landed += hits.m_count;
+    }
+    return landed;
+}
+
+} // namespace
+} // namespace ox3d::stereo::OX3D_TIER
