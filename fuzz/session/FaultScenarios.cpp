@@ -168,8 +168,8 @@ bool RefuseAt(Run& run, const Refusal& refusal, uint32_t session, uint64_t numbe
     return refusals != 0;
 }
 
-// The same, with a look at what it leaves. The heap keeps freed blocks for a while: only what grows again and again is
-// lost.
+// The same, with a look at what it leaves. The heap keeps freed blocks for a while, sometimes more of them: only what
+// each refusal adds to, again and again, is lost.
 bool RefuseAndLook(Run& run, const Refusal& refusal, uint32_t session, uint64_t number, bool isForEver) {
     constexpr size_t kSmallest = 16; // bytes of a block
     constexpr int kGrowths = 4;
@@ -182,7 +182,9 @@ bool RefuseAndLook(Run& run, const Refusal& refusal, uint32_t session, uint64_t 
                               " of session " + std::to_string(session);
     size_t before = bytes;
     int growths = 0;
-    for (size_t now = test::HeapBytes(); now >= before + kSmallest && growths < kGrowths; ++growths) {
+    size_t least = kSmallest;
+    for (size_t now = test::HeapBytes(); now >= before + least && growths < kGrowths; ++growths) {
+        least = kSmallest * kRepeats;
         before = now;
         for (int i = 0; i < kRepeats; ++i) {
             RefuseAt(run, refusal, session, number, isForEver);
