@@ -42,10 +42,11 @@ uint64_t ClearedPointBytes(Mode mode) {
         return kIsFloat ? 12 : 8;
     case Mode::C2:
         return kIsFloat ? 12 : 6;
-    case Mode::B2:
     case Mode::B3:
-    case Mode::C3:
         return 12;
+    case Mode::B2:
+    case Mode::C3:
+        return kRegisteredPointBytes;
     case Mode::B1:
     case Mode::C1:
     case Mode::Refused:
@@ -71,6 +72,16 @@ CCheckedSize ClearedPoints(Mode mode, const TransformArgs<TPoint>& a) {
     const CCheckedSize reach =
         PlaneSize(kPointBytes, a.m_step, a.m_height - 1).Plus(PlaneSize(kPointBytes, a.m_width, 1));
     return reach.Fits() && reach.Bytes() < plane.Bytes() ? plane : reach;
+}
+
+// How much of what a mode clears of the points a fast kernel writes or clears itself. The target it always clears.
+template <typename TPoint>
+uint64_t FilledPointBytes(Mode mode, const TransformArgs<TPoint>& a) {
+    const uint64_t pixels = static_cast<uint64_t>(a.m_width) * static_cast<uint64_t>(a.m_height);
+    if (!IsAtSource(mode)) {
+        return kRegisteredPointBytes * pixels;
+    }
+    return a.m_step == a.m_width ? 3 * sizeof(TPoint) * pixels : 0;
 }
 
 uint64_t ClearedDepthBytes(Mode mode) {
@@ -116,14 +127,12 @@ int32_t RunTransform(const TransformArgs<TPoint>& a) {
     }
     const TransformKernels& kernels = KernelsFor(mode, a);
     if (a.m_points != nullptr) {
-        // A fast kernel that writes every point needs only what lies beyond the points cleared.
-        const bool writesAll = !kernels.m_isReference && IsAtSource(mode) && a.m_step == a.m_width;
-        const uint64_t writtenBytes = writesAll ? 3 * sizeof(TPoint) * a.m_width * a.m_height : 0;
-        std::memset(reinterpret_cast<uint8_t*>(a.m_points) + writtenBytes, 0,
-                    pointBytes.Bytes() - writtenBytes);
+        const uint64_t unclearedBytes = kernels.m_isReference ? 0 : FilledPointBytes(mode, a);
+        std::memset(reinterpret_cast<uint8_t*>(a.m_points) + unclearedBytes, 0,
+                    pointBytes.Bytes() - unclearedBytes);
     }
     if (a.m_targetDepth != nullptr && kernels.m_isReference) {
-        std::memset(a.m_targetDepth, 0, depthBytes.Bytes()); // a fast kernel does that itself
+        std::memset(a.m_targetDepth, 0, depthBytes.Bytes());
     }
     RunRows(kernels, mode, a);
     return OXB3D_BINOSTEREO_OK;

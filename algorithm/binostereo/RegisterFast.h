@@ -5,6 +5,7 @@
 #pragma once
 
 #include "algorithm/binostereo/TransformLists.h"
+#include "algorithm/binostereo/TransformTiers.h"
 
 namespace ox3d::stereo::OX3D_TIER {
 namespace {
@@ -128,19 +129,54 @@ void RegisterFast(const TransformArgs<TPoint>& a) {
     RegisterInOrder<kDistorted>(a, optics, done);
 }
 
+// Clears memory shortly before it is used, so that it has not left the caches by then.
+class CClearing {
+public:
+    CClearing(void* data, size_t bytes) : m_data(static_cast<uint8_t*>(data)), m_bytes(bytes) {}
+    // Everything before `end`, and some more.
+    void UpTo(size_t end) {
+        if (end > m_done) {
+            const size_t next = m_bytes - end < kAhead ? m_bytes : end + kAhead;
+            std::memset(m_data + m_done, 0, next - m_done);
+            m_done = next;
+        }
+    }
+
+private:
+    static constexpr size_t kAhead = 32768;
+
+    uint8_t* m_data;
+    size_t m_bytes;
+    size_t m_done = 0;
+};
+
+// The last pixel that a list hits.
+size_t LastOf(const Hits& hits) {
+    const int32_t count = hits.m_count;
+    uint32_t last = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        last = hits.m_index[i] > last ? hits.m_index[i] : last;
+    }
+    return last;
+}
+
 template <bool kDistorted, typename TPoint>
 void RegisterPointsFast(const TransformArgs<TPoint>& a) {
     const Optics optics(a);
-    std::memset(a.m_targetDepth, 0,
-                static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height) * sizeof(int16_t));
+    const size_t pixels = static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height);
+    const size_t pointBytes = pixels * kRegisteredPointBytes;
+    std::memset(a.m_targetDepth, 0, pixels * sizeof(int16_t));
+    CClearing points(a.m_points, pointBytes);
     PointHits hits;
-    int64_t number = a.m_targetWidth > a.m_width ? PartsOf(a) : 0;
-    const bool isWide = number != 0;
-    while (number < PartsOf(a) && ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
+    int64_t number = 0;
+    while (a.m_targetWidth <= a.m_width && number < PartsOf(a) &&
+           ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
+        points.UpTo((LastOf(hits) + 1) * 3 * sizeof(TPoint));
         KeepFirstOfNearest(hits, a.m_targetDepth, a.m_points);
         ++number;
     }
-    RegisterInOrder<kDistorted>(a, optics, isWide ? 0 : number);
+    points.UpTo(pointBytes);
+    RegisterInOrder<kDistorted>(a, optics, number);
 }
 
 // How many samples land: the projection alone.

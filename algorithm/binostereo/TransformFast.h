@@ -6,7 +6,6 @@
 #pragma once
 
 #include "algorithm/binostereo/RegisterFast.h"
-#include "algorithm/binostereo/TransformTiers.h"
 
 namespace ox3d::stereo::OX3D_TIER {
 namespace {

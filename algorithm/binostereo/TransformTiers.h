@@ -7,6 +7,9 @@
 
 namespace ox3d::stereo {
 
+// Bytes of the points that modes B2 and C3 clear for each pixel, of 16-bit points, too.
+constexpr uint64_t kRegisteredPointBytes = 12;
+
 struct TransformKernels {
     void (*m_runFloat)(ETransformMode mode, const TransformArgs<float>& args);
     void (*m_run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
