@@ -155,6 +155,85 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uin
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetIntrinsics(void* handle, uint32_t nStream,
                                                OX3D_RGBD_INTRINSICS* pIntrinsics);
 
+/* ---- Points of a frame --------------------------------------------------------------------------------------- */
+
+/* nFormat: the numbers of a point, X, Y, Z in millimetres (the unit of the depth). */
+#define OX3D_RGBD_CLOUD_FLOAT32 0u
+#define OX3D_RGBD_CLOUD_INT16 1u /* to nearest; points beyond -32767 to 32767 are left out */
+
+/* nLayout. */
+#define OX3D_RGBD_CLOUD_ORGANISED \
+    0u                           /* a point for every pixel of the depth image, zeros where there is none */
+#define OX3D_RGBD_CLOUD_VALID 1u /* the points that there are, in the order of their pixels */
+
+/* nColor: four bytes a point, R, G, B and 255; four zeros where the color image does not show the point. */
+#define OX3D_RGBD_CLOUD_NO_COLOR 0u
+#define OX3D_RGBD_CLOUD_COLOR_BESIDE 1u /* in an array of its own */
+#define OX3D_RGBD_CLOUD_COLOR_INTERLEAVED \
+    2u /* in each point behind its numbers: at byte 12 of 16, or 8 of 12 */
+
+/* What is wanted of OX3D_RGBD_MapFrameToPointCloud, 32 bytes. All zeros: the frame of the depth camera, floats,
+ * organised, neither colors nor normals. */
+typedef struct OX3D_RGBD_CLOUD_OPTIONS {
+    uint32_t nCamera;      /* OX3D_RGBD_CAMERA_*: in whose frame the points are */
+    uint32_t nFormat;      /* OX3D_RGBD_CLOUD_FLOAT32 or _INT16 */
+    uint32_t nLayout;      /* OX3D_RGBD_CLOUD_ORGANISED or _VALID */
+    uint32_t nColor;       /* OX3D_RGBD_CLOUD_NO_COLOR or _COLOR_* */
+    uint32_t nNormals;     /* 1: with normals, 0: without */
+    uint8_t nReserved[12]; /* 0 */
+} OX3D_RGBD_CLOUD_OPTIONS;
+
+/* A point cloud, 96 bytes. Points, colors and normals i lie at i times their stride; each array begins on a 64-byte
+ * boundary, colors inside of points but behind the first point's numbers. */
+typedef struct OX3D_RGBD_CLOUD {
+    void* pPoints;    /* three floats or int16 a point, X, Y, Z */
+    uint8_t* pColors; /* R, G, B, A; null without */
+    float* pNormals;  /* three floats a point, of length 1 and towards the camera, or zeros; null without */
+    uint64_t nTimeStamp; /* of the frame */
+    uint32_t nCount;     /* points that are stored */
+    uint32_t nValid;     /* points that there are: nCount, but for an organised cloud */
+    uint32_t nWidth;     /* organised: of the depth image, in pixels; else nCount and 1 */
+    uint32_t nHeight;
+    uint32_t nFrameNum;
+    uint32_t nCamera; /* what was asked for */
+    uint32_t nFormat;
+    uint32_t nLayout;
+    uint32_t nColor;
+    uint32_t nPointStride;  /* bytes: 12 or 6, with colors inside 16 or 12 */
+    uint32_t nColorStride;  /* bytes: 4, or nPointStride; 0 without */
+    uint32_t nNormalStride; /* bytes: 12; 0 without */
+    uint8_t nReserved[16];  /* 0 */
+} OX3D_RGBD_CLOUD;
+
+/*
+ * Turns a frame into a point cloud that is right whatever the switches were when the frame was made: depth that was
+ * registered to the color camera is projected back through that camera's lens, other depth through its own, and the
+ * points are moved to the camera that is asked for. (OX3D_RGBD_MapDepthToPointCloud takes the depth camera's lens for
+ * every image.) Works for Ethernet and USB devices, and for images of any size.
+ *   handle    the device that delivered the frame, or any open device when pFrame is a copy of a frame
+ *   pFrame    in: a frame as OX3D_RGBD_FetchFrame or the frame callback delivered it, unchanged, while its images are valid; or
+ *             a copy of OX3D_RGBD_CopyFrame. The library knows how each of the last 64 frames of a device was made.
+ *   pOptions  in: what is wanted
+ *   pCloud    out: the cloud. Its arrays belong to the library and stay valid until the next call for the same handle or until
+ *             OX3D_RGBD_CloseDevice.
+ * Samples of 1 to 32767 are depths, as for the registration.
+ * Colors are those of the color image as delivered, the nearest pixel's, without blending: the same pixel's where depth and color are
+ * registered to each other and of one size, else that onto which the point is projected, lens distortion included.
+ * Whether something else stands between point and color camera is not looked at: beside an edge, what the color
+ * camera does not see takes the color of what hides it.
+ * Normals are those of the plane through a pixel's neighbours above, below, left and right, without those that are
+ * missing or more than 3 % nearer or farther; zeros where two directions are not left.
+ * Runs without the device's lock, one call for a handle after the other. A frame that was fetched is overwritten by the next
+ * one: call this from the thread that fetches, from the frame callback, or for a copy.
+ * Returns OX3D_RGBD_E_PARAMETER for null, for options that are none, for a frame that the device does not know (also: changed since,
+ * of another device, too old) or whose images are shorter than their size says; OX3D_RGBD_E_NO_DATA when the frame
+ * has no depth image, or none of color (OX3D_RGBD_PIXEL_RGB8_PLANAR) and colors are asked for, and when the calibration file or a
+ * part of it is missing or cannot be used; OX3D_RGBD_E_MEMORY when an array would not fit.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_MapFrameToPointCloud(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                                                      const OX3D_RGBD_CLOUD_OPTIONS* pOptions,
+                                                      OX3D_RGBD_CLOUD* pCloud);
+
 /* ---- The calibration of the whole system ---------------------------------------------------------------- */
 
 /*

@@ -21,8 +21,11 @@ extern "C" {
  *                  stream type are left alone
  * Runs without the device's lock. While frames are delivered with "ImageAlign" on, the conversion shares
  * their buffers: call it from the frame callback, from the thread that fetches, or switch "ImageAlign" off.
- * A depth image that was registered to the color camera ("ImageAlign") is seen from there: its points need
- * the color camera's intrinsics (OX3D_RGBD_GetCalibInfo), not this function.
+ *
+ * ATTENTION: the depth camera's lens is taken for EVERY image. A depth image that was registered to the color camera
+ * ("ImageAlign", on by default) is seen from there, and its points would be wrong by tens of millimetres, without a word.
+ * OX3D_RGBD_MapFrameToPointCloud (Ox3dRgbdExtension.h) takes a whole frame and is right for every setting.
+ *
  * Returns OX3D_RGBD_E_HANDLE for a bad handle, OX3D_RGBD_E_PARAMETER for null or an image that does not
  * fulfil the above, OX3D_RGBD_E_MEMORY, OX3D_RGBD_E_NO_DATA without a usable calibration file,
  * OX3D_RGBD_E_ALGORITHM when the conversion fails (an image below 640 x 480).

@@ -73,3 +73,14 @@ uint32_t OX3D_RGBD_ImportSystemCalibration(void* handle, const char* strFileName
         return LockedCall(handle, [&](CManager& m) { return m.CalibFileImport(strFileName, nullptr); });
     });
 }
+
+uint32_t OX3D_RGBD_MapFrameToPointCloud(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                                        const OX3D_RGBD_CLOUD_OPTIONS* pOptions, OX3D_RGBD_CLOUD* pCloud) {
+    return ApiBarrier([&] {
+        if (pFrame == nullptr || pOptions == nullptr || pCloud == nullptr ||
+            !CFrameCloud::AreOptions(*pOptions)) {
+            return RefuseArguments("OX3D_RGBD_MapFrameToPointCloud");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.MapFrame(*pFrame, *pOptions, pCloud); });
+    });
+}

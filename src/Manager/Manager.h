@@ -33,6 +33,7 @@
 #include "src/Manager/CalibrationCache.h"
 #include "src/Manager/DepthConversion.h"
 #include "src/Manager/FrameAssembler.h"
+#include "src/Manager/FrameCloud.h"
 #include "src/Manager/FrameCopies.h"
 #include "src/Manager/FrameNotes.h"
 #include "src/Manager/GrowBuffer.h"
@@ -127,6 +128,8 @@ public:
     uint32_t GetExtrinsics(uint32_t from, uint32_t to, OX3D_RGBD_EXTRINSICS* out);
     uint32_t GetIntrinsics(uint32_t stream, OX3D_RGBD_INTRINSICS* out);
     uint32_t CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_DATA** out);
+    uint32_t MapFrame(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_CLOUD_OPTIONS& options,
+                      OX3D_RGBD_CLOUD* out);
 
     // ---- Delivery: Manager_Delivery.cpp -----------------------------------------------------------------
     uint32_t RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user);
@@ -226,6 +229,7 @@ private:
     CDepthConversion m_conversion;
     CFrameNotes m_notes;
     CCalibrationCache m_calibrations;
+    CFrameCloud m_cloud;
     ox3d::CPoolUse m_poolUse;   // device lock
     CReconnector m_reconnector; // last: its thread uses all the others
 };

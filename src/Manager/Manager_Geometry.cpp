@@ -147,3 +147,21 @@ uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_
     *out = copy;
     return OX3D_RGBD_OK;
 }
+
+uint32_t CManager::MapFrame(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_CLOUD_OPTIONS& options,
+                            OX3D_RGBD_CLOUD* out) {
+    KnownFrame known;
+    uint32_t status = FindFrame(frame, &known);
+    if (status != OX3D_RGBD_OK) {
+        OX_LOG_ERROR("[MapFrameToPointCloud] the frame is not known.\r\n");
+        return status;
+    }
+    status = CFrameCloud::Check(known.m_note, options);
+    status = status != OX3D_RGBD_OK ? status : Calibrate(&known);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    const uint32_t threads = m_keys.Get(ELibraryKey::Threads);
+    const ox3d::CThreadsAllowed allowed(threads);
+    return m_cloud.Map(known, options, frame.stImageData[0].nTimeStamp, threads, out);
+}

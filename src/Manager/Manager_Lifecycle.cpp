@@ -303,6 +303,7 @@ uint32_t CManager::Release() {
     m_assembler.Release();
     m_conversion.Release();
     m_notes.Forget();
+    m_cloud.Release();
     return OX3D_RGBD_OK;
 }
 
@@ -314,6 +315,7 @@ void CManager::Abandon() {
     m_conversion.Renew();
     m_notes.Renew();
     m_calibrations.Renew();
+    m_cloud.Renew();
     m_reconnector.Renew();
     m_journal.Renew();
 }

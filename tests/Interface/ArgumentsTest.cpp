@@ -14,6 +14,10 @@ OX3D_RGBD_IP_CONFIG g_ipConfig;
 OX3D_RGBD_EXTRINSICS g_extrinsics;
 OX3D_RGBD_INTRINSICS g_intrinsics;
 OX3D_RGBD_FRAME_DATA* g_copy;
+OX3D_RGBD_CLOUD_OPTIONS g_options;
+OX3D_RGBD_CLOUD_OPTIONS g_badOptions[] = {{2, 0, 0, 0, 0, {}}, {0, 2, 0, 0, 0, {}}, {0, 0, 2, 0, 0, {}},
+                                          {0, 0, 0, 3, 0, {}}, {0, 0, 0, 0, 2, {}}, {0, 0, 0, 0, 0, {0, 1}}};
+OX3D_RGBD_CLOUD g_cloud;
 OX3D_RGBD_FILE_ACCESS g_files = {"copy", "RGBDSensorCali", {}};
 
 struct Row {
@@ -60,6 +64,7 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, FileAccessWrite, h, &g_files),
     ROW(kHandle, nullptr, SetGvcpTimeout, h, 500),
     ROW(kHandle, nullptr, GetGvcpTimeout, h, &g_number),
+    ROW(kHandle, nullptr, MapFrameToPointCloud, h, &g_frame, &g_options, &g_cloud),
     ROW(kHandle, nullptr, CopyFrame, h, &g_frame, &g_copy),
     ROW(kHandle, nullptr, GetExtrinsics, h, 0, 1, &g_extrinsics),
     ROW(kHandle, nullptr, GetIntrinsics, h, 0, &g_intrinsics),
@@ -105,6 +110,24 @@ const Row kRefusals[] = {
     ROW(kParameter, "[GetUpgradeProcess] param error.", GetUpgradeProcess, nullptr, nullptr),
     ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, nullptr, &g_image),
     ROW(kParameter, "[MapDepthToPointCloud] param:is null.", MapDepthToPointCloud, h, &g_image, nullptr),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, nullptr, &g_options,
+        &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame, nullptr,
+        &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_options, nullptr),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[0], &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[1], &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[2], &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[3], &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[4], &g_cloud),
+    ROW(kParameter, "[MapFrameToPointCloud] param error.", MapFrameToPointCloud, nullptr, &g_frame,
+        &g_badOptions[5], &g_cloud),
     ROW(kParameter, "[CopyFrame] param error.", CopyFrame, nullptr, nullptr, &g_copy),
     ROW(kParameter, "[CopyFrame] param error.", CopyFrame, nullptr, &g_frame, nullptr),
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, nullptr),

@@ -1,5 +1,8 @@
 // What goes beyond the first interface: words for statuses, copies of frames, lenses and the ways between cameras.
+#include <array>
+#include <cmath>
 #include <regex>
+#include <set>
 
 #include "tests/doubles/ScriptedCamera.h"
 
@@ -38,9 +41,9 @@ protected:
     void SetUp() override {
         CScripted::SetUp();
         Double().SetFile("RGBDSensorCali", R"(<A><RGBD_1><Camera img_w="640" img_h="480"/>
-  <Left_correct><Intrins fx="500" fy="510" cx="320" cy="240"/></Left_correct>
+  <Left_correct><Intrins fx="300" fy="310" cx="320" cy="240"/></Left_correct>
   <Left_correct_2_RGB><RotMat r01="-1" r10="1" r22="1"/><TVec t0="20" t1="3" t2="5"/></Left_correct_2_RGB>
-  <RGB><Intrins fx="600" fy="610" cx="330" cy="250"/><Distort k1="0.1" k2="0.2" p1="0.3" p2="0.4" k3="0.5"/></RGB>
+  <RGB><Intrins fx="600" fy="610" cx="330" cy="250"/><Distort k1="0.1" k2="-0.05" p1="0.002" p2="-0.003" k3="0.01"/></RGB>
  </RGBD_1><RGBD_2><Camera img_w="1280" img_h="720"/>
   <Left_correct><Intrins fx="1000" fy="1000" cx="639.5" cy="359.5"/></Left_correct>
   <Left_correct_2_RGB><RotMat/><TVec/></Left_correct_2_RGB>
@@ -74,10 +77,10 @@ protected:
         EXPECT_EQ(RecordBytes(lens), Bytes(sizeof(lens), 0xAB)) << "nothing is written";
         return status;
     }
-    const Lens m_ownDepth = {640, 480, 500, 510, 320, 240, 0, 0, 0, 0, 0};
+    const Lens m_ownDepth = {640, 480, 300, 310, 320, 240, 0, 0, 0, 0, 0};
     const Lens m_registered = {640, 480, 600, 610, 329.5f, 249.5f, 0, 0, 0, 0, 0};
-    const Lens m_scaledColor = {640, 480, 600, 610, 330, 250, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f};
-    const Lens m_ownColor = {1280, 960, 1200, 1220, 660.5f, 500.5f, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f};
+    const Lens m_scaledColor = {640, 480, 600, 610, 330, 250, 0.1f, -0.05f, 0.002f, -0.003f, 0.01f};
+    const Lens m_ownColor = {1280, 960, 1200, 1220, 660.5f, 500.5f, 0.1f, -0.05f, 0.002f, -0.003f, 0.01f};
 };
 
 TEST_F(Geometry, OfAStreamIsThatOfTheLastFrameUnderItsSwitches) {
@@ -209,8 +212,9 @@ TEST_F(Copies, OutliveTheNextFrameAndTheDevice) {
 
 TEST_F(Copies, AreMadeOfFramesThatTheDeviceKnowsAlone) {
     OpenAndStart();
-    CRawFrame raw(640, 480);
-    raw.AddColor(640, 480);
+    SwitchOff("ImageAlign");
+    CRawFrame raw(64, 48);
+    raw.AddColor(64, 48);
     ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
     void (*const changes[])(OX3D_RGBD_FRAME_DATA&) = {
         [](auto& f) { f.nImageCount = 0; },
@@ -267,6 +271,268 @@ TEST_F(Copies, OfPushedFramesAreMadeInTheCallback) {
     EXPECT_EQ(OX3D_RGBD_FreeFrame(seen.m_copy), OX3D_RGBD_OK);
     ASSERT_EQ(Stop(), OX3D_RGBD_OK);
     EXPECT_EQ(Copy(seen.m_frame), OX3D_RGBD_E_PARAMETER) << "the camera's memory has gone with the stream";
+}
+
+// ---- Clouds --------------------------------------------------------------------------------------------
+
+struct Colored {
+    double m_numbers[3]; // X, Y, Z
+    uint32_t m_rgba;
+    bool m_isSharp; // the color is not decided by the last digit
+};
+
+// A frame of holes, steps and depths that are none, on cameras that differ in everything.
+class Clouds : public Geometry {
+protected:
+    void Fetch(const char* serial, bool isAligned, bool isScaled) {
+        OpenAndStart(serial);
+        ASSERT_EQ(SetSwitch("ImageAlign", isAligned ? 1 : 0), OX3D_RGBD_OK);
+        ASSERT_EQ(SetSwitch("ResolutionAlign", isScaled ? 1 : 0), OX3D_RGBD_OK);
+        for (size_t i = 0; i < m_raw.m_main.size() / 2; ++i) {
+            const size_t u = i % 640;
+            const auto depth = static_cast<uint16_t>(u % 50 == 3   ? 0
+                                                     : u % 90 == 7 ? 40000
+                                                                   : 800 + 300 * (u / 100) + i / 6400);
+            memcpy(&m_raw.m_main[2 * i], &depth, sizeof(depth));
+        }
+        const uint16_t farthest = 32767;
+        memcpy(&m_raw.m_main[0], &farthest, sizeof(farthest));
+        m_raw.AddColor(800, 600);
+        ASSERT_EQ(CScripted::Fetch(m_raw), OX3D_RGBD_OK);
+    }
+    uint32_t Map(const OX3D_RGBD_CLOUD_OPTIONS& options) {
+        memset(&m_cloud, 0xAB, sizeof(m_cloud));
+        return OX3D_RGBD_MapFrameToPointCloud(m_handle, &m_frame, &options, &m_cloud);
+    }
+    // What the frame's pixel is, by what the library says of its lenses. `seen`: the camera of the depth image.
+    Colored PointOf(uint32_t u, uint32_t v, uint32_t seen, uint32_t camera) const {
+        uint16_t depth = 0;
+        memcpy(&depth, Image(0).pData + 2 * (size_t{v} * 640 + u), sizeof(depth));
+        Colored point = {{(u - m_depthLens.fCx) / m_depthLens.fFx * depth,
+                          (v - m_depthLens.fCy) / m_depthLens.fFy * depth, static_cast<double>(depth)},
+                         0,
+                         true};
+        if (depth == 0 || depth > 32767) {
+            return {{0, 0, 0}, 0, true};
+        }
+        double inColor[3];
+        Transform(seen, OX3D_RGBD_CAMERA_COLOR, point.m_numbers, inColor);
+        Look(inColor, &point);
+        double moved[3];
+        Transform(seen, camera, point.m_numbers, moved);
+        memcpy(point.m_numbers, moved, sizeof(moved));
+        return point;
+    }
+    void Transform(uint32_t from, uint32_t to, const double* point, double* out) const {
+        const OX3D_RGBD_EXTRINSICS& way = m_ways[from][to];
+        for (int row = 0; row < 3; ++row) {
+            const float* const r = &way.fRotation[3 * row];
+            out[row] = r[0] * point[0] + r[1] * point[1] + r[2] * point[2] + way.fTranslation[row];
+        }
+    }
+    void Look(const double* p, Colored* point) const {
+        const OX3D_RGBD_INTRINSICS& k = m_colorLens;
+        const double x = p[0] / p[2];
+        const double y = p[1] / p[2];
+        const double r2 = x * x + y * y;
+        const double q = 1 + k.fK1 * r2 + k.fK2 * r2 * r2 + k.fK3 * r2 * r2 * r2;
+        const double u = k.fFx * (x * q + 2 * k.fP1 * x * y + k.fP2 * (r2 + 2 * x * x)) + k.fCx;
+        const double v = k.fFy * (y * q + 2 * k.fP2 * x * y + k.fP1 * (r2 + 2 * y * y)) + k.fCy;
+        const auto isHalf = [](double at) { return std::abs(at - std::floor(at) - 0.5) < 0.01; };
+        point->m_isSharp = !isHalf(u) && !isHalf(v);
+        const double column = std::round(u);
+        const double row = std::round(v);
+        if (p[2] > 0 && column >= 0 && row >= 0 && column < k.nWidth && row < k.nHeight) {
+            const size_t plane = size_t{k.nWidth} * k.nHeight;
+            const uint8_t* const red =
+                Image(1).pData + static_cast<size_t>(row) * k.nWidth + static_cast<size_t>(column);
+            point->m_rgba = red[0] | uint32_t{red[plane]} << 8 | uint32_t{red[2 * plane]} << 16 | 0xFF000000u;
+        }
+    }
+    void ReadLenses() {
+        ASSERT_EQ(OX3D_RGBD_GetIntrinsics(m_handle, OX3D_RGBD_CAMERA_DEPTH, &m_depthLens), OX3D_RGBD_OK);
+        ASSERT_EQ(OX3D_RGBD_GetIntrinsics(m_handle, OX3D_RGBD_CAMERA_COLOR, &m_colorLens), OX3D_RGBD_OK);
+        for (uint32_t i = 0; i < 4; ++i) {
+            ASSERT_EQ(OX3D_RGBD_GetExtrinsics(m_handle, i / 2, i % 2, &m_ways[i / 2][i % 2]), OX3D_RGBD_OK);
+        }
+    }
+    // Whether point i of the cloud is the one that is expected.
+    bool Is(uint32_t i, const Colored& expected) const {
+        const bool isFloat = m_cloud.nFormat == OX3D_RGBD_CLOUD_FLOAT32;
+        const auto* const bytes =
+            static_cast<const uint8_t*>(m_cloud.pPoints) + size_t{i} * m_cloud.nPointStride;
+        for (int axis = 0; axis < 3; ++axis) {
+            float number = 0;
+            int16_t rounded = 0;
+            memcpy(&number, bytes + (isFloat ? 4 * axis : 0), sizeof(number));
+            memcpy(&rounded, bytes + 2 * axis, sizeof(rounded));
+            const double wanted = expected.m_numbers[axis];
+            if (std::abs((isFloat ? number : rounded) - wanted) >
+                (isFloat ? 1e-6 * std::abs(wanted) + 0.01 : 0.51)) {
+                return false;
+            }
+        }
+        uint32_t rgba = expected.m_rgba;
+        if (m_cloud.pColors != nullptr) {
+            memcpy(&rgba, m_cloud.pColors + size_t{i} * m_cloud.nColorStride, sizeof(rgba));
+        }
+        return rgba == expected.m_rgba || !expected.m_isSharp;
+    }
+    // Compares all of the last cloud; returns the number of its points that have a color.
+    size_t Compare(uint32_t seen, const OX3D_RGBD_CLOUD_OPTIONS& options) const {
+        const bool isCompact = options.nLayout == OX3D_RGBD_CLOUD_VALID;
+        uint32_t valid = 0;
+        uint32_t wrong = 0;
+        size_t colored = 0;
+        for (uint32_t i = 0; i < 640 * 480; ++i) {
+            Colored point = PointOf(i % 640, i / 640, seen, options.nCamera);
+            const bool isFar = std::max(std::abs(point.m_numbers[0]), std::abs(point.m_numbers[1])) > 32767;
+            if (isFar && options.nFormat == OX3D_RGBD_CLOUD_INT16) {
+                point = {};
+            }
+            const bool isValid = point.m_numbers[2] != 0;
+            wrong += (isValid || !isCompact) && !Is(isCompact ? valid : i, point) ? 1 : 0;
+            colored += point.m_rgba != 0 ? 1 : 0;
+            valid += isValid ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0u);
+        EXPECT_EQ(m_cloud.nValid, valid);
+        EXPECT_EQ(m_cloud.nCount, isCompact ? valid : 640u * 480);
+        EXPECT_EQ(m_cloud.nWidth * m_cloud.nHeight, m_cloud.nCount);
+        return colored;
+    }
+    CRawFrame m_raw{640, 480, 9};
+    OX3D_RGBD_CLOUD m_cloud = {};
+    OX3D_RGBD_INTRINSICS m_depthLens = {};
+    OX3D_RGBD_INTRINSICS m_colorLens = {};
+    OX3D_RGBD_EXTRINSICS m_ways[2][2] = {};
+};
+
+TEST_F(Clouds, AreRightUnderEverySwitchAndOnUsb) {
+    for (const int row : {0, 1, 2, 3, 4}) {
+        SCOPED_TRACE(row);
+        Fetch(row == 4 ? "USB1" : "ETH1", row % 2 == 0, row < 2);
+        ReadLenses();
+        const uint32_t seen = row == 0 || row == 2 ? OX3D_RGBD_CAMERA_COLOR : OX3D_RGBD_CAMERA_DEPTH;
+        for (uint32_t camera : {OX3D_RGBD_CAMERA_DEPTH, OX3D_RGBD_CAMERA_COLOR}) {
+            const OX3D_RGBD_CLOUD_OPTIONS options = {camera, 0, 0, OX3D_RGBD_CLOUD_COLOR_BESIDE, 0, {}};
+            ASSERT_EQ(Map(options), OX3D_RGBD_OK);
+            EXPECT_GT(Compare(seen, options), 1000u);
+        }
+        Close();
+    }
+}
+
+TEST_F(Clouds, HaveTheFormThatIsAskedFor) {
+    Fetch("ETH1", false, true);
+    ReadLenses();
+    for (uint32_t i = 0; i < 24; ++i) {
+        const uint32_t color = i / 4 % 3;
+        const OX3D_RGBD_CLOUD_OPTIONS options = {OX3D_RGBD_CAMERA_COLOR, i % 2, i / 2 % 2, color, i / 12, {}};
+        SCOPED_TRACE(i);
+        ASSERT_EQ(Map(options), OX3D_RGBD_OK);
+        Compare(OX3D_RGBD_CAMERA_DEPTH, options);
+        EXPECT_EQ((std::vector{m_cloud.nFrameNum, m_cloud.nCamera, m_cloud.nFormat, m_cloud.nLayout,
+                               m_cloud.nColor}),
+                  (std::vector<uint32_t>{9, 1, i % 2, i / 2 % 2, color}));
+        EXPECT_EQ(m_cloud.nTimeStamp, 0x200000003u);
+        EXPECT_EQ(m_cloud.nPointStride, (color == 2 ? std::array{16u, 12u} : std::array{12u, 6u})[i % 2]);
+        EXPECT_EQ(m_cloud.nColorStride, (std::array{0u, 4u, m_cloud.nPointStride})[color]);
+        EXPECT_EQ(m_cloud.nNormalStride, i / 12 * 12);
+        EXPECT_EQ(m_cloud.pColors == nullptr, color == 0);
+        EXPECT_EQ(m_cloud.pNormals == nullptr, i < 12);
+        EXPECT_EQ(Bytes(m_cloud.nReserved, m_cloud.nReserved + 16), Bytes(16));
+    }
+}
+
+TEST_F(Clouds, HaveNormalsOfWhatIsAroundAPixelOnItsOwnSurface) {
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    CRawFrame raw(640, 480);
+    const auto put = [&](size_t u, size_t v, uint16_t depth) {
+        memcpy(&raw.m_main[2 * (640 * v + u)], &depth, 2);
+    };
+    for (size_t v = 0; v < 480; ++v) {
+        put(300, v, 5000); // a wall behind, one column wide
+        put(500, v, 0);
+        put(502, v, 0);
+    }
+    put(501, 99, 0);
+    put(501, 101, 0);
+    ASSERT_EQ(CScripted::Fetch(raw), OX3D_RGBD_OK);
+    ASSERT_EQ(Map({0, 0, 0, 0, 1, {}}), OX3D_RGBD_OK);
+    const auto normal = [&](size_t u, size_t v) {
+        const float* const n = m_cloud.pNormals + 3 * (640 * v + u);
+        return std::vector<float>{n[0] + 0.0f, n[1] + 0.0f, n[2] + 0.0f};
+    };
+    const std::vector<float> ahead = {0, 0, -1};
+    for (const size_t u : {0, 100, 299, 301, 499, 639}) {
+        for (const size_t v : {0, 200, 479}) {
+            EXPECT_EQ(normal(u, v), ahead) << u << " " << v;
+        }
+    }
+    const std::vector<float> none = {0, 0, 0};
+    EXPECT_EQ(normal(300, 200), none) << "nothing beside it";
+    EXPECT_EQ(normal(500, 200), none);
+    EXPECT_EQ(normal(501, 100), none);
+}
+
+TEST_F(Clouds, OfACopyAreThoseOfItsFrameOnAnyDevice) {
+    Fetch("ETH1", true, true);
+    const OX3D_RGBD_CLOUD_OPTIONS options = {0, 0, 0, 1, 0, {}};
+    OX3D_RGBD_FRAME_DATA* copy = nullptr;
+    ASSERT_EQ(OX3D_RGBD_CopyFrame(m_handle, &m_frame, &copy), OX3D_RGBD_OK);
+    ASSERT_EQ(Map(options), OX3D_RGBD_OK);
+    const auto bytes = [&] {
+        const auto* const points = static_cast<const uint8_t*>(m_cloud.pPoints);
+        Bytes all(points, points + size_t{12} * m_cloud.nCount);
+        all.insert(all.end(), m_cloud.pColors, m_cloud.pColors + size_t{4} * m_cloud.nCount);
+        return all;
+    };
+    const Bytes before = bytes();
+    Close();
+    Open("USB1");
+    ASSERT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, copy, &options, &m_cloud), OX3D_RGBD_OK);
+    EXPECT_TRUE(bytes() == before);
+    EXPECT_EQ(Map(options), OX3D_RGBD_E_PARAMETER) << "the frame itself is another device's";
+    ++copy->stImageData[0].nHeight;
+    EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, copy, &options, &m_cloud), OX3D_RGBD_E_PARAMETER);
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(copy), OX3D_RGBD_OK);
+    EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, copy, &options, &m_cloud), OX3D_RGBD_E_PARAMETER);
+}
+
+TEST_F(Clouds, OfWhatCannotBeMappedAreRefusedAndNothingIsWritten) {
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    SwitchOff("ResolutionAlign");
+    const auto refusal = [&](CRawFrame& raw, uint32_t color) {
+        EXPECT_EQ(CScripted::Fetch(raw), OX3D_RGBD_OK);
+        const uint32_t status = Map({0, 0, 0, color, 0, {}});
+        EXPECT_EQ(RecordBytes(m_cloud), Bytes(sizeof(m_cloud), 0xAB));
+        return status;
+    };
+    CRawFrame bare(640, 480);
+    EXPECT_EQ(refusal(bare, 1), OX3D_RGBD_E_NO_DATA) << "no color";
+    CRawFrame odd(640, 480);
+    odd.AddChunk(OX_CHUNK_EXTENDED_IMAGE, 32, 64, 48, 64 * 48 * 3 - 1);
+    EXPECT_EQ(refusal(odd, 1), OX3D_RGBD_E_PARAMETER) << "short color";
+    CRawFrame wide(640, 480);
+    wide.AddChunk(OX_CHUNK_EXTENDED_IMAGE, 32, 0x10000, 0x10000, 100);
+    EXPECT_EQ(refusal(wide, 2), OX3D_RGBD_E_PARAMETER);
+    CRawFrame shortDepth(640, 480);
+    shortDepth.m_info.nFrameLen -= 1;
+    EXPECT_EQ(refusal(shortDepth, 0), OX3D_RGBD_E_PARAMETER);
+    CRawFrame other(640, 480);
+    other.m_info.enPixelType = 0x01100007;
+    EXPECT_EQ(refusal(other, 0), OX3D_RGBD_E_NO_DATA);
+    CRawFrame large(1280, 720); // whose rotation is none, which only matters on the way back
+    EXPECT_EQ(CScripted::Fetch(large), OX3D_RGBD_OK);
+    EXPECT_EQ(Map({}), OX3D_RGBD_OK);
+    Close();
+    Double().SetFile("RGBDSensorCali", "<A/>");
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    EXPECT_EQ(refusal(bare, 0), OX3D_RGBD_E_NO_DATA) << "no calibration";
 }
 
 } // namespace

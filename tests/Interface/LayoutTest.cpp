@@ -44,6 +44,10 @@ RECORD(OX3D_RGBD_CALIB_INFO, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 1
 RECORD(OX3D_RGBD_EXTRINSICS, 64, AT(fTranslation, 36) AT(nReserved, 48));
 RECORD(OX3D_RGBD_INTRINSICS, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
        AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
+RECORD(OX3D_RGBD_CLOUD_OPTIONS, 32, AT(nFormat, 4) AT(nLayout, 8) AT(nColor, 12) AT(nNormals, 16));
+RECORD(OX3D_RGBD_CLOUD, 96, AT(pColors, 8) AT(pNormals, 16) AT(nTimeStamp, 24) AT(nCount, 32) AT(nValid, 36)
+       AT(nWidth, 40) AT(nHeight, 44) AT(nFrameNum, 48) AT(nCamera, 52) AT(nFormat, 56) AT(nLayout, 60)
+       AT(nColor, 64) AT(nPointStride, 68) AT(nColorStride, 72) AT(nNormalStride, 76) AT(nReserved, 80));
 RECORD(OX3D_RGBD_FILE_ACCESS, 144, AT(pUserFileName, 0) AT(pDevFileName, 8));
 RECORD(OX_CC_DEVICE_INFO, 576, AT(nTLayerType, 0) AT(nMacAddrHigh, 4) AT(nMacAddrLow, 8) AT(stGigEInfo, 16)
        AT(stUsb3Info, 16));

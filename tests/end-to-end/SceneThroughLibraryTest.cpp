@@ -1,7 +1,8 @@
 // SceneThroughLibraryTest.cpp - what an application gets from the virtual camera through the public
 // interface, against what a perfect camera would have measured in the same scene.
 #include "virtual-camera/frames/GroundTruth.h"
-#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
+#include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 #include <gtest/gtest.h>
 
@@ -51,6 +52,74 @@ TEST(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasur
     std::nth_element(errors.begin(), middle, errors.end());
     EXPECT_LT(*middle, 1.0) << "the median: not everything is seen by both cameras";
     EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+}
+
+// ---- Points, whatever the switches ---------------------------------------------------------------------------
+
+double Median(std::vector<double> numbers) {
+    if (numbers.empty()) {
+        return NAN;
+    }
+    const auto middle = numbers.begin() + static_cast<std::ptrdiff_t>(numbers.size() / 2);
+    std::nth_element(numbers.begin(), middle, numbers.end());
+    return *middle;
+}
+
+// How far points of the depth camera's frame, three floats each, are in front of what it should see there.
+double MedianError(const void* points, size_t count, uint64_t state) {
+    const CGroundTruth truth{FrameSourceConfig()};
+    const RgbdIntrinsics lens = truth.Calibration().m_depth;
+    std::vector<double> errors;
+    for (size_t i = 0; i < count; i += 7) {
+        float point[3];
+        memcpy(point, static_cast<const uint8_t*>(points) + 12 * i, sizeof(point));
+        if (point[2] > 0.0F) {
+            const double u = lens.m_fx * point[0] / point[2] + lens.m_cx;
+            const double v = lens.m_fy * point[1] / point[2] + lens.m_cy;
+            errors.push_back(std::fabs(point[2] - truth.FromDepthCamera(state, u, v).m_depthMm));
+        }
+    }
+    EXPECT_GT(errors.size(), count / 40);
+    return Median(errors);
+}
+
+class ScenePoints : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(OX3D_RGBD_OpenDevice(&m_handle, nullptr), OX3D_RGBD_OK); }
+    void TearDown() override { EXPECT_EQ(OX3D_RGBD_CloseDevice(&m_handle), OX3D_RGBD_OK); }
+    void Switch(const char* key, int64_t value) {
+        OX3D_RGBD_PARAM param = {};
+        param.enParamType = OX3D_RGBD_PARAM_INT;
+        param.stIntParam.nCurValue = value;
+        ASSERT_EQ(OX3D_RGBD_SetParam(m_handle, key, &param), OX3D_RGBD_OK);
+    }
+    void Fetch() { ASSERT_EQ(OX3D_RGBD_FetchFrame(m_handle, &m_frame, kTimeoutMs), OX3D_RGBD_OK); }
+    uint64_t State() const { return m_frame.stImageData[0].nFrameNum - 1; }
+    void Map(const OX3D_RGBD_CLOUD_OPTIONS& options) {
+        ASSERT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, &m_frame, &options, &m_cloud), OX3D_RGBD_OK);
+    }
+    void* m_handle = nullptr;
+    OX3D_RGBD_FRAME_DATA m_frame = {};
+    OX3D_RGBD_CLOUD m_cloud = {};
+};
+
+TEST_F(ScenePoints, LieWhereTheSceneIsWhateverTheSwitches) {
+    ASSERT_EQ(OX3D_RGBD_Start(m_handle), OX3D_RGBD_OK);
+    for (const int64_t isAligned : {1, 0}) {
+        for (const int64_t isScaled : {1, 0}) {
+            Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, isAligned);
+            Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, isScaled);
+            Fetch();
+            Map({});
+            const double error = MedianError(m_cloud.pPoints, m_cloud.nCount, State());
+            EXPECT_LT(error, 1.0) << isAligned << isScaled;
+            OX3D_RGBD_IMAGE_DATA points = {};
+            ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &m_frame.stImageData[0], &points),
+                      OX3D_RGBD_OK);
+            const double other = MedianError(points.pData, m_cloud.nCount, State());
+            EXPECT_EQ(other > 10.0, isAligned == 1) << "by the depth camera's lens: " << other;
+        }
+    }
 }
 
 } // namespace

@@ -1,0 +1,210 @@
+// CloudFast.h - the loops of a row in a form that a vectoriser takes. Compiled once for each tier; a unit names its
+// namespace in OX3D_CLOUD_TIER and includes this file, once. Everything here is local to that unit.
+// Results are the same in all: nothing is fused, reassociated or replaced by a reciprocal.
+#pragma once
+
+#include "algorithm/rgbd/CloudTiers.h"
+
+#include <cmath>
+
+namespace ox3d::OX3D_CLOUD_TIER {
+namespace {
+
+constexpr float kFar = 1.0e9F;        // what is farther is no number of millimetres
+constexpr float kSameSurface = 0.03F; // of the distance: a larger step from pixel to pixel is another surface
+
+// Conditions as numbers: "&" of them needs no branch.
+[[gnu::always_inline]] inline int32_t As(bool is) {
+    return is ? 1 : 0;
+}
+
+[[gnu::always_inline]] inline int32_t IsWithin(float number, float limit) {
+    return As(std::fabs(number) < limit);
+}
+
+template <bool kIsOneY>
+void BackProjectRow(const uint16_t* __restrict depth, const float* __restrict raysX,
+                    const float* __restrict raysY, int32_t count, PointRow out) {
+    float* __restrict xs = out.m_x;
+    float* __restrict ys = out.m_y;
+    float* __restrict zs = out.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        const int32_t sample = static_cast<int16_t>(depth[i]);
+        const auto z = static_cast<float>(sample);
+        const float rx = raysX[i];
+        const float ry = raysY[kIsOneY ? 0 : i];
+        const int32_t isKept = As(sample > 0) & As(rx == rx) & As(ry == ry);
+        xs[i] = isKept != 0 ? rx * z : 0.0F;
+        ys[i] = isKept != 0 ? ry * z : 0.0F;
+        zs[i] = isKept != 0 ? z : 0.0F;
+    }
+}
+
+void BackProject(const uint16_t* depth, const float* raysX, const float* raysY, bool isOneY, int32_t count,
+                 PointRow out) {
+    isOneY ? BackProjectRow<true>(depth, raysX, raysY, count, out)
+           : BackProjectRow<false>(depth, raysX, raysY, count, out);
+}
+
+void Move(const float* move, int32_t count, PointRow points) {
+    float t[12];
+    for (int32_t i = 0; i < 12; ++i) {
+        t[i] = move[i];
+    }
+    float* __restrict xs = points.m_x;
+    float* __restrict ys = points.m_y;
+    float* __restrict zs = points.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        const float x = xs[i];
+        const float y = ys[i];
+        const float z = zs[i];
+        const float u = t[0] * x + t[1] * y + t[2] * z + t[3];
+        const float v = t[4] * x + t[5] * y + t[6] * z + t[7];
+        const float w = t[8] * x + t[9] * y + t[10] * z + t[11];
+        const int32_t isKept = As(z != 0.0F) & IsWithin(u, kFar) & IsWithin(v, kFar) & IsWithin(w, kFar);
+        xs[i] = isKept != 0 ? u : 0.0F;
+        ys[i] = isKept != 0 ? v : 0.0F;
+        zs[i] = isKept != 0 ? w : 0.0F;
+    }
+}
+
+void Limit(float limit, int32_t count, PointRow points) {
+    float* __restrict xs = points.m_x;
+    float* __restrict ys = points.m_y;
+    float* __restrict zs = points.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        const int32_t isKept = IsWithin(xs[i], limit) & IsWithin(ys[i], limit) & IsWithin(zs[i], limit);
+        xs[i] = isKept != 0 ? xs[i] : 0.0F;
+        ys[i] = isKept != 0 ? ys[i] : 0.0F;
+        zs[i] = isKept != 0 ? zs[i] : 0.0F;
+    }
+}
+
+template <bool kIsDistorted>
+void LocateRow(const PointView& view, int32_t count, const PointRow& points, int32_t* __restrict pixels) {
+    const PointView a = view;
+    const float* t = a.m_move;
+    const float* k = a.m_distortion;
+    const float* __restrict xs = points.m_x;
+    const float* __restrict ys = points.m_y;
+    const float* __restrict zs = points.m_z;
+    const float right = static_cast<float>(a.m_width) - 0.5F;
+    const float bottom = static_cast<float>(a.m_height) - 0.5F;
+    for (int32_t i = 0; i < count; ++i) {
+        const float w = t[8] * xs[i] + t[9] * ys[i] + t[10] * zs[i] + t[11];
+        const float x = (t[0] * xs[i] + t[1] * ys[i] + t[2] * zs[i] + t[3]) / w;
+        const float y = (t[4] * xs[i] + t[5] * ys[i] + t[6] * zs[i] + t[7]) / w;
+        float dx = x;
+        float dy = y;
+        int32_t isSeen = As(zs[i] != 0.0F) & As(w > 0.0F);
+        if constexpr (kIsDistorted) {
+            const float r2 = x * x + y * y;
+            const float q = 1.0F + r2 * (k[0] + r2 * (k[1] + r2 * k[4]));
+            dx = x * q + 2.0F * k[2] * x * y + k[3] * (r2 + 2.0F * x * x);
+            dy = y * q + 2.0F * k[3] * x * y + k[2] * (r2 + 2.0F * y * y);
+            isSeen &= As(r2 <= a.m_maxRadius2);
+        }
+        const float u = dx * a.m_lens[0] + a.m_lens[2];
+        const float v = dy * a.m_lens[1] + a.m_lens[3];
+        isSeen &= As(u > -0.5F) & As(u < right) & As(v > -0.5F) & As(v < bottom);
+        // Truncation is rounding to nearest here: both sums are at least 0.
+        const auto column = static_cast<int32_t>(isSeen != 0 ? u + 0.5F : 0.0F);
+        const auto row = static_cast<int32_t>(isSeen != 0 ? v + 0.5F : 0.0F);
+        pixels[i] = isSeen != 0 ? row * a.m_width + column : -1;
+    }
+}
+
+void Locate(const PointView& view, int32_t count, PointRow points, int32_t* pixels) {
+    view.m_isDistorted ? LocateRow<true>(view, count, points, pixels)
+                       : LocateRow<false>(view, count, points, pixels);
+}
+
+// 1 where the neighbour is of the surface of a point at z, else 0.
+[[gnu::always_inline]] inline int32_t IsSame(float z, float neighbour) {
+    return As(neighbour != 0.0F) & IsWithin(neighbour - z, kSameSurface * std::fabs(z));
+}
+
+void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRow out) {
+    float* __restrict nx = out.m_x;
+    float* __restrict ny = out.m_y;
+    float* __restrict nz = out.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        const float x = at.m_x[i];
+        const float y = at.m_y[i];
+        const float z = at.m_z[i];
+        const int32_t isLeft = IsSame(z, at.m_z[i - 1]);
+        const int32_t isRight = IsSame(z, at.m_z[i + 1]);
+        const int32_t isAbove = IsSame(z, above.m_z[i]);
+        const int32_t isBelow = IsSame(z, below.m_z[i]);
+        const float ax = (isRight != 0 ? at.m_x[i + 1] : x) - (isLeft != 0 ? at.m_x[i - 1] : x);
+        const float ay = (isRight != 0 ? at.m_y[i + 1] : y) - (isLeft != 0 ? at.m_y[i - 1] : y);
+        const float az = (isRight != 0 ? at.m_z[i + 1] : z) - (isLeft != 0 ? at.m_z[i - 1] : z);
+        const float bx = (isBelow != 0 ? below.m_x[i] : x) - (isAbove != 0 ? above.m_x[i] : x);
+        const float by = (isBelow != 0 ? below.m_y[i] : y) - (isAbove != 0 ? above.m_y[i] : y);
+        const float bz = (isBelow != 0 ? below.m_z[i] : z) - (isAbove != 0 ? above.m_z[i] : z);
+        const float cx = ay * bz - az * by;
+        const float cy = az * bx - ax * bz;
+        const float cz = ax * by - ay * bx;
+        const float length2 = cx * cx + cy * cy + cz * cz;
+        const int32_t isKnown = As(z != 0.0F) & As(length2 > 0.0F) & As(length2 < kFar * kFar);
+        const float length = std::sqrt(isKnown != 0 ? length2 : 1.0F);
+        const float signedLength = cx * x + cy * y + cz * z > 0.0F ? -length : length;
+        nx[i] = isKnown != 0 ? cx / signedLength : 0.0F;
+        ny[i] = isKnown != 0 ? cy / signedLength : 0.0F;
+        nz[i] = isKnown != 0 ? cz / signedLength : 0.0F;
+    }
+}
+
+void StoreFloats(PointRow points, int32_t count, float* __restrict out) {
+    const float* __restrict xs = points.m_x;
+    const float* __restrict ys = points.m_y;
+    const float* __restrict zs = points.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        out[3 * i] = xs[i];
+        out[3 * i + 1] = ys[i];
+        out[3 * i + 2] = zs[i];
+    }
+}
+
+void StoreColored(PointRow points, const uint32_t* __restrict colors, int32_t count, float* __restrict out) {
+    const float* __restrict xs = points.m_x;
+    const float* __restrict ys = points.m_y;
+    const float* __restrict zs = points.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        out[4 * i] = xs[i];
+        out[4 * i + 1] = ys[i];
+        out[4 * i + 2] = zs[i];
+        __builtin_memcpy(out + 4 * i + 3, colors + i, sizeof(float));
+    }
+}
+
+// To nearest, halves away from 0; the numbers fit.
+[[gnu::always_inline]] inline int16_t Rounded(float number) {
+    return static_cast<int16_t>(static_cast<int32_t>(number + (number < 0.0F ? -0.5F : 0.5F)));
+}
+
+void StoreShorts(PointRow points, int32_t count, int16_t* __restrict out) {
+    const float* __restrict xs = points.m_x;
+    const float* __restrict ys = points.m_y;
+    const float* __restrict zs = points.m_z;
+    for (int32_t i = 0; i < count; ++i) {
+        out[3 * i] = Rounded(xs[i]);
+        out[3 * i + 1] = Rounded(ys[i]);
+        out[3 * i + 2] = Rounded(zs[i]);
+    }
+}
+
+int32_t Count(const float* __restrict z, int32_t count) {
+    int32_t valid = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        valid += z[i] != 0.0F ? 1 : 0;
+    }
+    return valid;
+}
+
+} // namespace
+
+constexpr CloudKernels kKernels = {BackProject, Move,         Limit,       Locate, Normals,
+                                   StoreFloats, StoreColored, StoreShorts, Count};
+
+} // namespace ox3d::OX3D_CLOUD_TIER
