@@ -430,6 +430,7 @@ TEST_F(Clouds, HaveTheFormThatIsAskedFor) {
         const uint32_t color = i / 4 % 3;
         const OX3D_RGBD_CLOUD_OPTIONS options = {OX3D_RGBD_CAMERA_COLOR, i % 2, i / 2 % 2, color, i / 12, {}};
         SCOPED_TRACE(i);
+        ASSERT_EQ(SetSwitch(OX3D_RGBD_KEY_THREADS, 1 + i % 3), OX3D_RGBD_OK);
         ASSERT_EQ(Map(options), OX3D_RGBD_OK);
         Compare(OX3D_RGBD_CAMERA_DEPTH, options);
         EXPECT_EQ((std::vector{m_cloud.nFrameNum, m_cloud.nCamera, m_cloud.nFormat, m_cloud.nLayout,
