@@ -5,8 +5,6 @@
 
 #include "algorithm/rgbd/CloudTiers.h"
 
-#include <cmath>
-
 namespace ox3d::OX3D_CLOUD_TIER {
 namespace {
 
@@ -19,7 +17,7 @@ constexpr float kSameSurface = 0.03F; // of the distance: a larger step from pix
 }
 
 [[gnu::always_inline]] inline int32_t IsWithin(float number, float limit) {
-    return As(std::fabs(number) < limit);
+    return As(__builtin_fabsf(number) < limit);
 }
 
 template <bool kIsOneY>
@@ -121,7 +119,7 @@ void Locate(const PointView& view, int32_t count, PointRow points, int32_t* pixe
 
 // 1 where the neighbour is of the surface of a point at z, else 0.
 [[gnu::always_inline]] inline int32_t IsSame(float z, float neighbour) {
-    return As(neighbour != 0.0F) & IsWithin(neighbour - z, kSameSurface * std::fabs(z));
+    return As(neighbour != 0.0F) & IsWithin(neighbour - z, kSameSurface * __builtin_fabsf(z));
 }
 
 void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRow out) {
@@ -147,7 +145,7 @@ void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRo
         const float cz = ax * by - ay * bx;
         const float length2 = cx * cx + cy * cy + cz * cz;
         const int32_t isKnown = As(z != 0.0F) & As(length2 > 0.0F) & As(length2 < kFar * kFar);
-        const float length = std::sqrt(isKnown != 0 ? length2 : 1.0F);
+        const float length = __builtin_sqrtf(isKnown != 0 ? length2 : 1.0F);
         const float signedLength = cx * x + cy * y + cz * z > 0.0F ? -length : length;
         nx[i] = isKnown != 0 ? cx / signedLength : 0.0F;
         ny[i] = isKnown != 0 ? cy / signedLength : 0.0F;
