@@ -85,9 +85,10 @@ void CRatioTable::ReportRuns(const std::vector<Run>& runs) {
             continue;
         }
         const Name name(run.run_name.function_name);
-        const bool isTimedByItself = run.run_name.time_type == "manual_time";
+        const bool isByTheClock =
+            run.run_name.time_type == "manual_time" || run.run_name.time_type == "real_time";
         FindOrAdd(name.m_table, name.m_row).m_nanoseconds[name.m_size] =
-            isTimedByItself ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+            isByTheClock ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
         const auto pixels = run.counters.find("pixels");
         m_pixels[name.m_size] = pixels != run.counters.end() ? pixels->second.value : 0.0;
     }

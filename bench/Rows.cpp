@@ -60,7 +60,10 @@ const std::vector<std::string>& Skipped() {
     return TheRegistry().m_skipped;
 }
 
-void AddRow(const std::string& table, const std::string& row, Size size, Prepare prepare) {
+namespace {
+
+benchmark::internal::Benchmark* Register(const std::string& table, const std::string& row, Size size,
+                                         Prepare prepare) {
     NoteRow(table + "/" + row);
     const std::string name = table + "/" + row + "/" + size.Text();
     const auto body = [size, prepare = std::move(prepare)](benchmark::State& state) {
@@ -72,8 +75,17 @@ void AddRow(const std::string& table, const std::string& row, Size size, Prepare
         }
         state.counters["pixels"] = static_cast<double>(size.Pixels());
     };
-    // Processor time of the whole process: neither a busy neighbour nor a second thread makes a row look better.
-    benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kNanosecond)->MeasureProcessCPUTime();
+    return benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kNanosecond);
+}
+
+} // namespace
+
+void AddRow(const std::string& table, const std::string& row, Size size, Prepare prepare) {
+    Register(table, row, size, std::move(prepare))->MeasureProcessCPUTime();
+}
+
+void AddWallRow(const std::string& table, const std::string& row, Size size, Prepare prepare) {
+    Register(table, row, size, std::move(prepare))->UseRealTime();
 }
 
 void AddTimedRow(const std::string& table, const std::string& row, int64_t calls, int64_t iterations,

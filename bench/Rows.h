@@ -59,7 +59,10 @@ using Work = std::function<void()>;
 // Makes the work, before the clock runs. Inputs are made there, so that rows that are filtered out cost nothing.
 using Prepare = std::function<Work()>;
 
+// By processor time of the whole process: neither a busy neighbour nor a second thread makes a row look better.
 void AddRow(const std::string& table, const std::string& row, Size size, Prepare prepare);
+// By the wall clock, for work that is shared among threads: on a busy machine these rows tell nothing.
+void AddWallRow(const std::string& table, const std::string& row, Size size, Prepare prepare);
 
 // Work that times itself: returns the seconds of `calls` calls.
 using TimedWork = std::function<double()>;
@@ -78,6 +81,7 @@ void AddKernelRows();
 void AddStereoRows();
 void AddLogRows();
 void AddFrameRows();
+void AddThreadRows();
 void AddYuvRows();
 void AddOpenCvRows();
 void AddOpen3dRows();

@@ -77,6 +77,7 @@ int Run(std::vector<char*> arguments) {
     ox3dbench::AddKernelRows();
     ox3dbench::AddStereoRows();
     ox3dbench::AddFrameRows();
+    ox3dbench::AddThreadRows();
     ox3dbench::AddLogRows();
     AddPeers();
     for (const char* tier : {"SSE2", "AVX2", "AVX-512"}) {
