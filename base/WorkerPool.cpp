@@ -5,9 +5,12 @@
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "base/Cancellation.h"
+#include "base/ImageMemory.h"
 #include "base/Mutex.h"
 #include "base/NeverDestroyed.h"
 #include "base/SignalMask.h"
@@ -68,6 +71,21 @@ public:
     void EndTurn() noexcept {
         const CLock lock(m_mutex);
         m_isTaken = false;
+        FreeUnused();
+    }
+
+    // For the thread that has the turn. The larger block is there before the smaller one goes.
+    void* Scratch(size_t bytes) noexcept {
+        const CLock lock(m_mutex);
+        if (bytes > m_scratchBytes) {
+            void* const larger = AllocateImageMemory(bytes);
+            if (larger == nullptr) {
+                return nullptr;
+            }
+            free(std::exchange(m_scratch, larger));
+            m_scratchBytes = bytes;
+        }
+        return m_scratch;
     }
 
     void Do(uint32_t threads, Work& work) noexcept {
@@ -114,6 +132,14 @@ private:
         lock.Lock();
         m_started = 0;
         m_isEnding = false;
+        FreeUnused();
+    }
+
+    void FreeUnused() noexcept OX_REQUIRES(m_mutex) {
+        if (m_largest == 1 && !m_isTaken) {
+            free(std::exchange(m_scratch, nullptr));
+            m_scratchBytes = 0;
+        }
     }
 
     static void* Serve(void* self) noexcept {
@@ -151,6 +177,8 @@ private:
     uint32_t m_inside OX_GUARDED_BY(m_mutex) = 0;
     uint32_t m_largest OX_GUARDED_BY(m_mutex) = 1;
     uint32_t m_started OX_GUARDED_BY(m_mutex) = 0;
+    void* m_scratch OX_GUARDED_BY(m_mutex) = nullptr; // what it points to is the turn's
+    size_t m_scratchBytes OX_GUARDED_BY(m_mutex) = 0;
     bool m_isTaken OX_GUARDED_BY(m_mutex) = false;
     bool m_isEnding OX_GUARDED_BY(m_mutex) = false;
     bool m_isStartRefused OX_GUARDED_BY(m_mutex) = false;
@@ -192,14 +220,20 @@ CThreadsAllowed::~CThreadsAllowed() {
     t_threadsAllowed = m_before;
 }
 
-CPoolTurn::CPoolTurn(uint64_t pixels) noexcept
-    : m_threads(t_threadsAllowed > 1 && pixels >= kMinSharedPixels ? g_pool.Get().BeginTurn(t_threadsAllowed)
-                                                                   : 1) {}
+CPoolTurn::CPoolTurn(uint64_t pixels) noexcept {
+    if (t_threadsAllowed > 1 && pixels >= kMinSharedPixels) {
+        m_threads = g_pool.Get().BeginTurn(t_threadsAllowed);
+    }
+}
 
 CPoolTurn::~CPoolTurn() {
     if (m_threads > 1) {
         g_pool.Get().EndTurn();
     }
+}
+
+void* CPoolTurn::Scratch(size_t bytes) const noexcept {
+    return m_threads > 1 ? g_pool.Get().Scratch(bytes) : nullptr;
 }
 
 void CPoolTurn::Share(uint32_t parts, PartFunction run, const void* context) const noexcept {

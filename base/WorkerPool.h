@@ -7,6 +7,7 @@
 #define OX3D_BASE_WORKER_POOL_H
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "base/ForkGuard.h"
@@ -59,6 +60,9 @@ public:
     // At most so many do the work. One: the parts run one after the other.
     [[nodiscard]] uint32_t Threads() const noexcept { return m_threads; }
 
+    // So much memory for the turn, or null. It stays for later turns; none without threads that share.
+    [[nodiscard]] void* Scratch(size_t bytes) const noexcept;
+
     // Calls body(part) for each of the parts, in any order and side by side, and returns when all are done. The body
     // throws nothing.
     template <typename TBody>
@@ -88,7 +92,7 @@ private:
     using PartFunction = void (*)(const void* context, uint32_t part);
     void Share(uint32_t parts, PartFunction run, const void* context) const noexcept;
 
-    uint32_t m_threads;
+    uint32_t m_threads = 1;
 };
 
 } // namespace ox3d

@@ -1,6 +1,7 @@
 // The common data transform: the choice of the mode, and the clearing that goes with each mode.
 // Relies on the kernels; uses no object and no scratch memory.
 #include "algorithm/binostereo/CheckedSize.h"
+#include "algorithm/binostereo/RegisterShared.h"
 #include "algorithm/binostereo/TransformTiers.h"
 #include "base/WorkerPool.h"
 #include <ox3drgbd/Oxb3dBinoStereo.h>
@@ -89,10 +90,18 @@ uint64_t ClearedDepthBytes(Mode mode) {
     return registers ? sizeof(int16_t) : 0;
 }
 
-// By as many threads as are allowed where each row writes points of its own. The reference also stands in for calls
-// whose outputs lie on the depth: their rows go in order.
+// By as many threads as are allowed, where the order of rows does not matter: points that stay at the source's pixels,
+// and depths alone. Of points that are registered the first of the nearest wins. The reference also stands in for
+// calls whose outputs lie on the depth: their rows go in order, too.
 template <typename TPoint>
 void RunRows(const TransformKernels& kernels, Mode mode, const TransformArgs<TPoint>& a) {
+    const bool isShared = !kernels.m_isReference && (mode == Mode::B1 || mode == Mode::C1) &&
+                          RegisterShared(kernels, {a.m_depth, a.m_step, a.m_width, a.m_height, nullptr,
+                                                   a.m_targetDepth, a.m_targetWidth, a.m_sourceIntrinsics,
+                                                   a.m_transform, a.m_targetIntrinsics, a.m_distortion});
+    if (isShared) {
+        return;
+    }
     if (kernels.m_isReference || !IsAtSource(mode)) {
         RunKernel(kernels, mode, a);
         return;

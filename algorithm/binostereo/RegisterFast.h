@@ -179,6 +179,47 @@ void RegisterPointsFast(const TransformArgs<TPoint>& a) {
     RegisterInOrder<kDistorted>(a, optics, number);
 }
 
+// Leaves the hits on the pixels from `begin` to the one before `end`, and adds the others to the band's strays.
+void TakeOutStrays(Hits* hits, uint32_t begin, uint32_t end, RegisterBand* band) {
+    const int32_t count = hits->m_count;
+    uint32_t farthest = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        const uint32_t offset = hits->m_index[i] - begin; // what lies before the begin is far behind the end
+        farthest = offset > farthest ? offset : farthest;
+    }
+    if (farthest < end - begin) {
+        return;
+    }
+    StrayHit* const strays = band->m_strays + band->m_strayCount;
+    int32_t own = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        const StrayHit hit = {hits->m_index[i], hits->m_nearest[i]};
+        strays[i - own] = hit;
+        hits->m_index[own] = hit.m_index;
+        hits->m_nearest[own] = hit.m_nearest;
+        own += static_cast<int32_t>(hit.m_index - begin < end - begin);
+    }
+    hits->m_count = own;
+    band->m_strayCount += count - own;
+}
+
+template <bool kDistorted>
+void RegisterRows(const TransformArgs<float>& a, RegisterBand* band) {
+    const Optics optics(a);
+    const int64_t partsOfARow = PartsOf(a) / a.m_height;
+    const int32_t begin = band->m_firstRow * a.m_targetWidth;
+    const int32_t end = band->m_endRow * a.m_targetWidth;
+    Hits hits;
+    for (int64_t number = partsOfARow * band->m_firstRow; number < partsOfARow * band->m_endRow; ++number) {
+        if (!ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
+            band->m_isOrdinary = false;
+            return;
+        }
+        TakeOutStrays(&hits, static_cast<uint32_t>(begin), static_cast<uint32_t>(end), band);
+        KeepNearest(hits, reinterpret_cast<uint16_t*>(a.m_targetDepth), end);
+    }
+}
+
 // How many samples land: the projection alone.
 template <bool kDistorted>
 int64_t CountHits(const TransformArgs<float>& a) {

@@ -85,8 +85,13 @@ int64_t CountFast(const TransformArgs<float>& a) {
     return a.m_distortion != nullptr ? CountHits<true>(a) : CountHits<false>(a);
 }
 
+void RegisterBandFast(const TransformArgs<float>& a, RegisterBand* band) {
+    a.m_distortion != nullptr ? RegisterRows<true>(a, band) : RegisterRows<false>(a, band);
+}
+
 } // namespace
 
-constinit const TransformKernels kTransformKernels = {RunFast<float>, RunFast<int16_t>, CountFast, false};
+constinit const TransformKernels kTransformKernels = {RunFast<float>, RunFast<int16_t>, CountFast,
+                                                      RegisterBandFast, false};
 
 } // namespace ox3d::stereo::OX3D_TIER

@@ -23,7 +23,8 @@ int64_t CountHits(const TransformArgs<float>& a) {
     return landed;
 }
 
-constexpr TransformKernels kReference = {RunReference<float>, RunReference<int16_t>, CountHits, true};
+constexpr TransformKernels kReference = {RunReference<float>, RunReference<int16_t>, CountHits, nullptr,
+                                         true};
 
 constinit CKernelChoice<TransformKernels, kReference, sse2::kTransformKernels, avx2::kTransformKernels,
                         avx512::kTransformKernels>

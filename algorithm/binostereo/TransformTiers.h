@@ -10,11 +10,29 @@ namespace ox3d::stereo {
 // Bytes of the points that modes B2 and C3 clear for each pixel, of 16-bit points, too.
 constexpr uint64_t kRegisteredPointBytes = 12;
 
+// A hit on a pixel that another band owns.
+struct StrayHit {
+    uint32_t m_index; // into the target
+    uint16_t m_nearest;
+};
+
+// What one of several threads does of a registration of depths alone: some rows of the source, into a target that is
+// held less one. The same rows of the target are its own, and hits on others become strays.
+struct RegisterBand {
+    int32_t m_firstRow = 0;
+    int32_t m_endRow = 0;
+    StrayHit* m_strays = nullptr; // room for all samples of the rows
+    int64_t m_strayCount = 0;
+    bool m_isOrdinary = true; // every depth that landed; the first other one ends the band's work
+};
+
 struct TransformKernels {
     void (*m_runFloat)(ETransformMode mode, const TransformArgs<float>& args);
     void (*m_run16)(ETransformMode mode, const TransformArgs<int16_t>& args);
     // How many samples land in the target, of arguments that register: the work of the projection alone.
     int64_t (*m_countHits)(const TransformArgs<float>& args);
+    // Null for the reference.
+    void (*m_registerBand)(const TransformArgs<float>& args, RegisterBand* band);
     bool m_isReference;
 };
 

@@ -186,7 +186,7 @@ struct Numbers {
 };
 
 // All modes of both point types, refused ones included; of rows that lie apart, and of such that overlap.
-Result Transform(Random& random, int32_t width, int32_t height) {
+Result Transform(Random& random, int32_t width, int32_t height, uint32_t modes = 0xFFFF) {
     const int32_t step = std::max(1, width + OneOf(random, {0, 0, 0, 0, 0, Below(random, 9), 8, -1}));
     const int32_t targetWidth = random() % 4 == 0 ? Below(random, 90) - 5 : width;
     const Numbers n(random, width, height);
@@ -203,6 +203,9 @@ Result Transform(Random& random, int32_t width, int32_t height) {
     Result result;
     const auto runAllModes = [&](auto kernel, auto pointSample) {
         for (uint32_t mode = 0; mode < 16; ++mode) {
+            if ((modes >> mode & 1U) == 0) {
+                continue;
+            }
             const CPlane<decltype(pointSample)> points(pixels * 12 / sizeof pointSample);
             const CPlane<int16_t> target(pixels);
             const auto given = [mode](uint32_t bit, auto* data) {
@@ -240,7 +243,8 @@ Result OnThreads(Random& random) {
 }
 
 Result TransformALargeImage(Random& random) {
-    return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9));
+    constexpr uint32_t kShared = 1U << 1 | 1U << 5 | 1U << 6 | 1U << 13 | 1U << 14; // A, C2, C1, B3, B1
+    return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9), kShared);
 }
 
 // An output on an input is the caller's mistake, but one with one result. The depth begins some samples before the
@@ -338,7 +342,7 @@ const struct {
               {"FuseExtremes", stereo::UseImageKernelTier, 200, FuseExtremes},
               {"CountZeros", stereo::UseImageKernelTier, 200, CountZeros},
               {"Transform", stereo::UseTransformKernelTier, 500, TransformAnySizes},
-              {"TransformOnThreads", stereo::UseTransformKernelTier, 2, OnThreads<TransformALargeImage>},
+              {"TransformOnThreads", stereo::UseTransformKernelTier, 8, OnThreads<TransformALargeImage>},
               {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
               {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
               {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},
