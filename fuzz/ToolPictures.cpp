@@ -1,5 +1,6 @@
 // ToolPictures.cpp - a frame record as no library should deliver it, turned into the command-line tool's pictures:
 // sizes and types are made up, the memory is as long as the record says.
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -47,6 +48,22 @@ OX3D_RGBD_IMAGE_DATA MakeImage(CInput& input, std::vector<std::unique_ptr<uint8_
     return image;
 }
 
+// Any numbers as the points of a cloud, all of one color.
+void MakeCloud(const OX3D_RGBD_IMAGE_DATA& image, uint8_t* color) {
+    constexpr uint32_t kPointBytes = 12;
+    const uint64_t pixels = uint64_t{image.nWidth} * image.nHeight;
+    if (image.pData == nullptr || pixels == 0 || pixels > image.nDataLen / kPointBytes) {
+        return;
+    }
+    OX3D_RGBD_CLOUD cloud = {};
+    cloud.pPoints = image.pData;
+    cloud.pColors = color;
+    cloud.nPointStride = kPointBytes;
+    cloud.nWidth = image.nWidth;
+    cloud.nHeight = image.nHeight;
+    CloudOf(cloud);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
@@ -54,23 +71,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     std::vector<std::unique_ptr<uint8_t[]>> memory;
     OX3D_RGBD_FRAME_DATA frame = {};
     frame.nImageCount = input.Below(kMaxRecords + 1);
-    OX3D_RGBD_CALIB_INFO calibration = {};
-    calibration.fFx = input.Take<float>();
-    calibration.fFy = input.Take<float>();
-    calibration.fCx = input.Take<float>();
-    calibration.fCy = input.Take<float>();
+    auto color = input.Take<std::array<uint8_t, 16>>();
     for (uint32_t i = 0; i < frame.nImageCount; ++i) {
         frame.stImageData[i] = MakeImage(input, &memory);
     }
     const DepthImage depth = DecodeDepth(frame);
-    const RgbImage color = DecodeColor(frame);
+    DecodeColor(frame);
     for (uint32_t i = 0; i < frame.nImageCount; ++i) {
-        if (frame.stImageData[i].enImageType == OX3D_RGBD_PIXEL_POINT_CLOUD) {
-            CloudFromPointImage(frame.stImageData[i]);
-        }
+        MakeCloud(frame.stImageData[i], color.data());
     }
     if (!depth.IsEmpty()) {
-        CloudFromRegistered(depth, color.IsEmpty() ? nullptr : &color, calibration);
         DepthPicture(depth);
     }
     return 0;

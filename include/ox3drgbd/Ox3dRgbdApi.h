@@ -13,8 +13,8 @@
  *   any translated code    from every function that asks the camera
  *
  * Threads. Calls on one device are serialised by the device's lock, except SoftTrigger, Execute, GetParam,
- * GetCalibInfo and OX3D_RGBD_MapDepthToPointCloud: these run beside any other call, for example while
- * another thread waits in FetchFrame. Callbacks may call any function, with two special cases: while another
+ * GetCalibInfo, OX3D_RGBD_MapDepthToPointCloud and those that Ox3dRgbdExtension.h names: these run beside any
+ * other call, for example while another thread waits in FetchFrame. Callbacks may call any function, with two special cases: while another
  * thread is inside Stop (or CloseDevice) of the same device, a call that needs the device's lock returns
  * OX3D_RGBD_E_STATE (or OX3D_RGBD_E_HANDLE) at once, since waiting would never end; and CloseDevice from
  * inside a callback of the same device returns at once, the camera itself is shut down when the callback has
@@ -167,7 +167,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetParam(void* handle, const char* strKey, OX3D
  * Writes a feature by its GenICam name, or one of the library's own keys.
  *   pstValue  in: enParamType decides which member is read
  * Returns OX3D_RGBD_E_PARAMETER for null, an unknown type or feature, or a library key that is not given an
- * integer of 0 or 1.
+ * integer of 0 or 1. OX3D_RGBD_KEY_IMAGE_ALIGN, _RESOLUTION_ALIGN and _OUTPUT_RGBD are kept for a USB device,
+ * too, but act on Ethernet devices only.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_SetParam(void* handle, const char* strKey, OX3D_RGBD_PARAM* pstValue);
 

@@ -96,8 +96,9 @@ extern "C" {
 #define OX3D_RGBD_CALIB_DEPTH 1u
 #define OX3D_RGBD_CALIB_COLOR 2u
 
-/* Keys of the library itself, set and read like features of type OX3D_RGBD_PARAM_INT, each 0 or 1. They act
- * on Ethernet devices. */
+/* Keys of the library itself, set and read like features of type OX3D_RGBD_PARAM_INT, each 0 or 1. They act on
+ * Ethernet devices ONLY: on a USB device they are kept, set and read with success, and change nothing in its frames.
+ * OX3D_RGBD_MapFrameToPointCloud (Ox3dRgbdExtension.h) gives colored points for both kinds. */
 #define OX3D_RGBD_KEY_IMAGE_ALIGN "ImageAlign"           /* register depth to color; default 1 */
 #define OX3D_RGBD_KEY_RESOLUTION_ALIGN "ResolutionAlign" /* scale color to the depth's size; default 1 */
 #define OX3D_RGBD_KEY_OUTPUT_RGBD "OutputRgbd"           /* append an RGB-D image; default 0 */

@@ -221,43 +221,45 @@ TEST(DepthView, TicksAreRoundNumbersInsideTheRange) {
     EXPECT_LE(TicksOf({1, 65535}, 8).size(), 8U);
 }
 
-TEST(PointCloud, OfRegisteredDepthUsesTheColorCamerasIntrinsics) {
-    DepthImage depth(4, 2);
-    depth.At(3, 1) = 2000;
-    RgbImage color(8, 4);
-    color.At(6, 2) = {7, 8, 9};
-    const OX3D_RGBD_CALIB_INFO calib{0, 0, 2.0F, 4.0F, 1.0F, 0.5F, 0, 0, 0, 0, 0, {}};
-    const PointCloud cloud = CloudFromRegistered(depth, &color, calib);
-    ASSERT_EQ(cloud.m_points.size(), 1U); // invalid depth gives no point
-    EXPECT_FLOAT_EQ(cloud.m_points[0].m_x, 2.0F);
-    EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, 0.25F);
-    EXPECT_FLOAT_EQ(cloud.m_points[0].m_z, 2.0F);
-    EXPECT_EQ(cloud.m_points[0].m_color, (Rgb{7, 8, 9}));
-    EXPECT_FLOAT_EQ(cloud.m_points[0].m_gap, 0.004F);
-    EXPECT_TRUE(CloudFromRegistered(depth, &color, {}).m_points.empty()); // no intrinsics, no points
-    EXPECT_FALSE(CloudFromRegistered(depth, nullptr, calib).m_hasColor);
+// Points of three floats, colors of four bytes.
+OX3D_RGBD_CLOUD CloudRecord(uint32_t width, std::vector<float>& points, std::vector<uint8_t>* colors) {
+    OX3D_RGBD_CLOUD cloud{};
+    cloud.pPoints = points.data();
+    cloud.nWidth = width;
+    cloud.nHeight = static_cast<uint32_t>(points.size() / 3 / width);
+    cloud.nPointStride = 12;
+    cloud.pColors = colors != nullptr ? colors->data() : nullptr;
+    cloud.nColorStride = 4;
+    return cloud;
 }
 
-TEST(PointCloud, OfAPointImageLeavesOutWhatIsNoPoint) {
+TEST(PointCloud, LeavesOutWhatIsNoPointAndGreysWhatHasNoColor) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    float points[] = {100.0F, -200.0F, 500.0F, 0.0F, 0.0F, 0.0F, nan, 0.0F, 1.0F};
-    auto* const bytes = reinterpret_cast<uint8_t*>(points);
-    OX3D_RGBD_IMAGE_DATA image{OX3D_RGBD_PIXEL_POINT_CLOUD, 0, 3, 1, bytes, sizeof(points), 0, 0, 0, {}};
-    const PointCloud cloud = CloudFromPointImage(image);
-    ASSERT_EQ(cloud.m_points.size(), 1U);
+    std::vector<float> points = {0, 0, 0, 100, -200, 500, nan, 0, 1, 1, 1, 2000};
+    std::vector<uint8_t> colors = {1, 1, 1, 255, 7, 8, 9, 255, 1, 1, 1, 255, 0, 0, 0, 0};
+    const PointCloud cloud = CloudOf(CloudRecord(2, points, &colors));
+    ASSERT_EQ(cloud.m_points.size(), 2U);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_y, -0.2F);
     EXPECT_FLOAT_EQ(cloud.m_points[0].m_z, 0.5F);
-    image.nDataLen -= 1;
-    EXPECT_TRUE(CloudFromPointImage(image).m_points.empty());
+    EXPECT_EQ(cloud.m_points[0].m_color, (Rgb{7, 8, 9}));
+    EXPECT_EQ(cloud.m_points[1].m_color, (Rgb{128, 128, 128}));
+    EXPECT_FLOAT_EQ(cloud.m_points[1].m_gap, 0.004F);
+    EXPECT_TRUE(cloud.m_hasColor);
+    EXPECT_FALSE(CloudOf(CloudRecord(2, points, nullptr)).m_hasColor);
 }
 
 TEST(CloudView, ShowsCloudsOfAnySize) {
-    const OX3D_RGBD_CALIB_INFO calib{0, 0, 60.0F, 60.0F, 32.0F, 24.0F, 0, 0, 0, 0, 0, {}};
-    RgbImage color(64, 48, {255, 10, 10});
-    for (uint32_t i = 0; i < 64 * 24; ++i) { // the upper half, to the left and to the right
-        color.m_samples[i] = i % 64 < 32 ? Rgb{10, 10, 255} : Rgb{10, 255, 10};
+    std::vector<float> points;
+    std::vector<uint8_t> colors;
+    for (uint32_t i = 0; i < 64 * 48;
+         ++i) { // the upper half to the left and to the right, and the lower half
+        const float x = static_cast<float>(i % 64) - 32;
+        const float y = static_cast<float>(i / 64) - 24; // NOLINT(bugprone-integer-division): rows
+        points.insert(points.end(), {x * 2000 / 60, y * 2000 / 60, 2000});
+        const Rgb color = y >= 0 ? Rgb{255, 10, 10} : x < 0 ? Rgb{10, 10, 255} : Rgb{10, 255, 10};
+        colors.insert(colors.end(), {color.r, color.g, color.b, 255});
     }
-    const RgbImage picture = CloudPicture(CloudFromRegistered(DepthImage(64, 48, 2000), &color, calib));
+    const RgbImage picture = CloudPicture(CloudOf(CloudRecord(64, points, &colors)));
     EXPECT_GT(picture.At(650, 250).g, 200U);
     EXPECT_GT(picture.At(475, 500).r, 200U);
     EXPECT_GT(picture.At(1486, 200).g, 200U); // from the right

@@ -41,8 +41,7 @@ private:
     void Take(const OX3D_RGBD_FRAME_DATA& frame);
     void BeginRecording();
     void Record();
-    void AddCloud(GrabbedFrame& frame) const;
-    void AddUnregisteredCloud(GrabbedFrame& frame) const;
+    void AddCloud();
     void Report(const std::vector<std::string>& files) const;
 
     CCamera& m_camera;
@@ -51,8 +50,8 @@ private:
     CRecordingWriter* const m_recording;
     CProgress m_progress;
     CFrameStats m_stats;
-    GrabbedFrame m_last; // the last good frame
-    std::optional<OX3D_RGBD_CALIB_INFO> m_colorCalib;
+    GrabbedFrame m_last;                  // the last good frame
+    CFrameCopy m_copy;                    // of it, as the library delivered it
     bool m_isPlayable = true;             // the recording; not without its calibration file
     uint32_t m_lastStatus = OX3D_RGBD_OK; // of the last fetch that failed
 };
@@ -77,6 +76,7 @@ bool CGrab::FetchOne() {
 }
 
 void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
+    m_copy.Take(m_camera.Handle(), frame); // without one there is no cloud
     m_last.m_depth = DecodeDepth(frame);
     m_last.m_color = DecodeColor(frame);
     m_last.m_frameNum = FindDepth(frame)->nFrameNum;
@@ -111,33 +111,23 @@ EExitCode CGrab::FetchAll() {
     return EExitCode::Ok;
 }
 
-// Depth that is not registered keeps the depth camera's view, and nothing tells where its points are seen in
-// color: its cloud has no colors rather than wrong ones.
-void CGrab::AddUnregisteredCloud(GrabbedFrame& frame) const {
-    OX3D_RGBD_IMAGE_DATA depth{};
-    depth.enImageType = OX3D_RGBD_PIXEL_DEPTH16;
-    depth.nWidth = frame.m_depth.m_width;
-    depth.nHeight = frame.m_depth.m_height;
-    depth.pData = reinterpret_cast<uint8_t*>(frame.m_depth.m_samples.data());
-    depth.nDataLen = static_cast<uint32_t>(frame.m_depth.m_samples.size() * sizeof(uint16_t));
-    OX3D_RGBD_IMAGE_DATA points{};
-    const uint32_t status = OX3D_RGBD_MapDepthToPointCloud(m_camera.Handle(), &depth, &points);
+// Seen from the color camera, whatever was done to the frame: its colors are where they belong.
+void CGrab::AddCloud() {
+    m_last.m_cloud = {};
+    OX3D_RGBD_CLOUD_OPTIONS options{};
+    options.nCamera = OX3D_RGBD_CAMERA_COLOR;
+    options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
+    OX3D_RGBD_CLOUD cloud{};
+    uint32_t status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), m_copy.Get(), &options, &cloud);
+    if (status == OX3D_RGBD_E_NO_DATA) { // no color, or none that the library knows
+        options.nColor = OX3D_RGBD_CLOUD_NO_COLOR;
+        status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), m_copy.Get(), &options, &cloud);
+    }
     if (status != OX3D_RGBD_OK) {
         std::fprintf(stderr, "ox3d: no point cloud: %s\n", StatusText(status).c_str());
         return;
     }
-    frame.m_cloud = CloudFromPointImage(points);
-}
-
-void CGrab::AddCloud(GrabbedFrame& frame) const {
-    frame.m_cloud = {};
-    if (!frame.m_isRegistered) {
-        AddUnregisteredCloud(frame);
-    } else if (m_colorCalib) {
-        frame.m_cloud = CloudFromRegistered(frame.m_depth, &frame.m_color, *m_colorCalib);
-    } else {
-        std::fputs("ox3d: no point cloud: the camera's color calibration is missing\n", stderr);
-    }
+    m_last.m_cloud = CloudOf(cloud);
 }
 
 // A recording holds what the camera sends, which the library registers when it is played, by the same
@@ -169,10 +159,10 @@ void CGrab::Report(const std::vector<std::string>& files) const {
     if (!m_last.m_isRegistered && !files.empty()) {
         std::puts(
             m_recording != nullptr
-                ? "depth is recorded as the camera sends it, not registered to color: no overlay, and a "
-                  "cloud "
-                  "without colors; \"ox3d grab --recording\" makes both of the recording"
-                : "depth of USB cameras is not registered to color: no overlay, and a cloud without colors");
+                ? "depth is recorded as the camera sends it, not registered to color: no overlay; "
+                  "\"ox3d grab --recording\" makes one of the recording"
+                : "depth of USB cameras is not registered to color, \"ImageAlign\" acts on Ethernet cameras "
+                  "only: no overlay");
     }
     for (const std::string& file : files) {
         std::printf("  %s\n", (m_out / file).c_str());
@@ -186,7 +176,6 @@ EExitCode CGrab::Run() {
         m_camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, true);
         m_camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, true);
     }
-    m_colorCalib = m_camera.Calibration(OX3D_RGBD_CALIB_COLOR);
     m_camera.Start();
     const EExitCode code = FetchAll();
     m_progress.Finish();
@@ -196,7 +185,7 @@ EExitCode CGrab::Run() {
         Report({});
         return code == EExitCode::Ok ? EExitCode::Interrupted : code;
     }
-    AddCloud(m_last);
+    AddCloud();
     m_camera.Close(); // others may have it while the files are written
     Report(WriteResults(m_out, m_last));
     return code == EExitCode::Ok && !m_isPlayable ? EExitCode::File : code;

@@ -1,5 +1,4 @@
-// Building point clouds from depth images and from the library's point images. Both are organised first, one
-// point a pixel, which is where neighbours are known.
+// Building point clouds from those of the library, which have one point a pixel: so neighbours are known.
 #include "tools/ox3d/pictures/PointCloud.h"
 
 #include <algorithm>
@@ -10,6 +9,7 @@ namespace ox3d::tool {
 namespace {
 
 constexpr float kMetresPerMm = 0.001F;
+constexpr uint8_t kGrey[4] = {128, 128, 128, 255};
 constexpr uint32_t kMaxGapPixels = 3;  // registration leaves gaps of one or two pixels
 constexpr float kSameSurface = 0.013F; // of the distance, a pixel: a larger step in depth is another surface
 constexpr float kPixelOfOrdinaryLens = 0.002F; // radians, for samples without a neighbour
@@ -59,46 +59,21 @@ PointCloud Compact(const PointImage& points, bool hasColor) {
 
 } // namespace
 
-PointCloud CloudFromRegistered(const DepthImage& depth, const RgbImage* color,
-                               const OX3D_RGBD_CALIB_INFO& colorCalib) {
-    if (!std::isnormal(colorCalib.fFx) || !std::isnormal(colorCalib.fFy)) {
-        return {};
-    }
-    const bool hasColor = color != nullptr && !color->IsEmpty();
-    PointImage points(depth.m_width, depth.m_height);
-    for (uint32_t y = 0; y < depth.m_height; ++y) {
-        for (uint32_t x = 0; x < depth.m_width; ++x) {
-            CloudPoint& point = points.At(x, y);
-            point.m_z = static_cast<float>(depth.At(x, y)) * kMetresPerMm;
-            point.m_x = (static_cast<float>(x) - colorCalib.fCx) * point.m_z / colorCalib.fFx;
-            point.m_y = (static_cast<float>(y) - colorCalib.fCy) * point.m_z / colorCalib.fFy;
-            if (hasColor) {
-                point.m_color =
-                    color->At(static_cast<uint32_t>(uint64_t{x} * color->m_width / depth.m_width),
-                              static_cast<uint32_t>(uint64_t{y} * color->m_height / depth.m_height));
-            }
-        }
-    }
-    return Compact(points, hasColor);
-}
-
-PointCloud CloudFromPointImage(const OX3D_RGBD_IMAGE_DATA& image) {
-    constexpr size_t kPointBytes = 3 * sizeof(float);
-    const uint64_t pixels = uint64_t{image.nWidth} * image.nHeight;
-    if (image.enImageType != OX3D_RGBD_PIXEL_POINT_CLOUD || image.pData == nullptr || pixels == 0 ||
-        pixels > image.nDataLen / kPointBytes) {
-        return {};
-    }
-    PointImage points(image.nWidth, image.nHeight);
+PointCloud CloudOf(const OX3D_RGBD_CLOUD& cloud) {
+    PointImage points(cloud.nWidth, cloud.nHeight);
+    const auto* const numbers = static_cast<const uint8_t*>(cloud.pPoints);
     for (size_t i = 0; i < points.m_samples.size(); ++i) {
         float xyz[3];
-        std::memcpy(xyz, image.pData + i * kPointBytes, kPointBytes);
-        if (xyz[2] > 0.0F && std::isfinite(xyz[0]) && std::isfinite(xyz[1]) && std::isfinite(xyz[2])) {
-            points.m_samples[i] = {xyz[0] * kMetresPerMm, xyz[1] * kMetresPerMm, xyz[2] * kMetresPerMm, 0.0F,
-                                   Rgb()};
+        std::memcpy(xyz, numbers + i * cloud.nPointStride, sizeof(xyz));
+        if (!(xyz[2] > 0.0F && std::isfinite(xyz[0]) && std::isfinite(xyz[1]) && std::isfinite(xyz[2]))) {
+            continue;
         }
+        const uint8_t* const rgba = cloud.pColors != nullptr ? cloud.pColors + i * cloud.nColorStride : kGrey;
+        points.m_samples[i] = {xyz[0] * kMetresPerMm, xyz[1] * kMetresPerMm, xyz[2] * kMetresPerMm, 0.0F,
+                               rgba[3] != 0 ? Rgb{rgba[0], rgba[1], rgba[2]}
+                                            : Rgb{kGrey[0], kGrey[1], kGrey[2]}};
     }
-    return Compact(points, false);
+    return Compact(points, cloud.pColors != nullptr);
 }
 
 } // namespace ox3d::tool

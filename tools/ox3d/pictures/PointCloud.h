@@ -1,10 +1,10 @@
-// Point clouds in the frame of the camera that sees the depth: X to the right, Y down, Z along the view.
+// Point clouds in the frame of a camera: X to the right, Y down, Z along the view.
 #ifndef OX3D_TOOL_POINT_CLOUD_H
 #define OX3D_TOOL_POINT_CLOUD_H
 
 #include "tools/ox3d/pictures/Images.h"
 
-#include <ox3drgbd/Ox3dRgbdDefine.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <vector>
 
 namespace ox3d::tool {
@@ -22,15 +22,9 @@ struct PointCloud {
     bool m_hasColor = false; // without, the points' colors mean nothing
 };
 
-// The cloud of a depth image that was registered to the color camera and is therefore seen from there: its
-// points need the color camera's intrinsics. Lens distortion stays out, as it does in registration. color
-// may be null; where it has another size it is sampled.
-PointCloud CloudFromRegistered(const DepthImage& depth, const RgbImage* color,
-                               const OX3D_RGBD_CALIB_INFO& colorCalib);
-
-// The cloud of an organised point image in millimetres (OX3D_RGBD_PIXEL_POINT_CLOUD); points at Z = 0 are
-// left out. Without colors: the depth is not registered to anything.
-PointCloud CloudFromPointImage(const OX3D_RGBD_IMAGE_DATA& points);
+// Of an organised cloud of the library's, floats in millimetres, with colors beside them or none. What is no point is
+// left out; points that the color image does not show are grey.
+PointCloud CloudOf(const OX3D_RGBD_CLOUD& cloud);
 
 } // namespace ox3d::tool
 
