@@ -69,15 +69,15 @@ void KeepNearestInOrder(const TransformArgs<TPoint>& a, const PointHits& hits) {
 
 // The same for ordinary depths in a target that began empty: the first of the nearest wins. Not inlined, as above.
 template <typename TPoint>
-[[gnu::noinline]] void KeepFirstOfNearest(const PointHits& hits, int16_t* __restrict target,
+[[gnu::noinline]] void KeepFirstOfNearest(const PointHits& hits, uint16_t* __restrict target,
                                           TPoint* __restrict points) {
     const int32_t count = hits.m_count;
     for (int32_t i = 0; i < count; ++i) {
         const ptrdiff_t place = hits.m_index[i];
-        const uint32_t stored = static_cast<uint16_t>(target[place] - 1);
-        const uint32_t candidate = hits.m_nearest[i];
-        if (candidate < stored) {
-            target[place] = static_cast<int16_t>(candidate + 1U);
+        const uint32_t stored = target[place];
+        const uint32_t depth = hits.m_depth[i];
+        if (stored - 1U >= depth) { // farther or empty
+            target[place] = static_cast<uint16_t>(depth);
             StorePoint({hits.m_x[i], hits.m_y[i], hits.m_z[i]}, points + 3 * place);
         }
     }
@@ -95,38 +95,6 @@ void RegisterInOrder(const TransformArgs<TPoint>& a, const Optics& optics, int64
             KeepNearestInOrder<false>(a, hits);
         }
     }
-}
-
-// All parts into a target held less one, up to one with an unusual depth, whose number is returned.
-template <bool kDistorted, typename TPoint>
-int64_t RegisterOrdinary(const TransformArgs<TPoint>& a, const Optics& optics) {
-    Hits hits;
-    int64_t number = 0;
-    while (number < PartsOf(a) && ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
-        KeepNearest(hits, reinterpret_cast<uint16_t*>(a.m_targetDepth), a.m_targetWidth * a.m_height);
-        ++number;
-    }
-    return number;
-}
-
-// One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only the
-// source's width is cleared, beyond which a wider target holds anything.
-template <bool kDistorted, typename TPoint>
-void RegisterFast(const TransformArgs<TPoint>& a) {
-    const Optics optics(a);
-    const size_t cleared = static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height);
-    if (a.m_targetWidth > a.m_width) {
-        std::memset(a.m_targetDepth, 0, cleared * sizeof(int16_t));
-        RegisterInOrder<kDistorted>(a, optics, 0);
-        return;
-    }
-    std::memset(a.m_targetDepth, 0xFF, cleared * sizeof(int16_t));
-    const int64_t done = RegisterOrdinary<kDistorted>(a, optics);
-    int16_t* const target = a.m_targetDepth; // a store might change what `a` refers to
-    for (size_t i = 0; i < cleared; ++i) {
-        target[i] = static_cast<int16_t>(target[i] + 1);
-    }
-    RegisterInOrder<kDistorted>(a, optics, done);
 }
 
 // Clears memory shortly before it is used, so that it has not left the caches by then.
@@ -160,22 +128,33 @@ size_t LastOf(const Hits& hits) {
     return last;
 }
 
-template <bool kDistorted, typename TPoint>
-void RegisterPointsFast(const TransformArgs<TPoint>& a) {
+// One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only the source's
+// width is cleared, beyond which a wider target holds anything.
+template <bool kDistorted, typename THits, typename TPoint>
+void RegisterFast(const TransformArgs<TPoint>& a) {
     const Optics optics(a);
     const size_t pixels = static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height);
-    const size_t pointBytes = pixels * kRegisteredPointBytes;
-    std::memset(a.m_targetDepth, 0, pixels * sizeof(int16_t));
-    CClearing points(a.m_points, pointBytes);
-    PointHits hits;
+    const size_t depthBytes = pixels * sizeof(int16_t);
+    const size_t pointBytes = kHasPoints<THits> ? pixels * kRegisteredPointBytes : 0;
+    CClearing clearedDepth(a.m_targetDepth, depthBytes);
+    CClearing clearedPoints(a.m_points, pointBytes);
+    auto* const target = reinterpret_cast<uint16_t*>(a.m_targetDepth);
+    THits hits;
     int64_t number = 0;
     while (a.m_targetWidth <= a.m_width && number < PartsOf(a) &&
            ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
-        points.UpTo((LastOf(hits) + 1) * 3 * sizeof(TPoint));
-        KeepFirstOfNearest(hits, a.m_targetDepth, a.m_points);
+        const size_t end = LastOf(hits) + 1;
+        clearedDepth.UpTo(end * sizeof(int16_t));
+        if constexpr (kHasPoints<THits>) {
+            clearedPoints.UpTo(end * 3 * sizeof(TPoint));
+            KeepFirstOfNearest(hits, target, a.m_points);
+        } else {
+            KeepNearest(hits, target, a.m_targetWidth * a.m_height);
+        }
         ++number;
     }
-    points.UpTo(pointBytes);
+    clearedDepth.UpTo(depthBytes);
+    clearedPoints.UpTo(pointBytes);
     RegisterInOrder<kDistorted>(a, optics, number);
 }
 

@@ -170,8 +170,7 @@ uint32_t UnionOf(Ints bits) {
         return;
     }
     const auto words = [&hits](int32_t i) {
-        return _mm512_cvtepu16_epi32(
-            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(hits.m_nearest + i)));
+        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(hits.m_depth + i)));
     };
     Ints nearest = words(first);
     nearest = _mm512_mask_min_epu32(nearest, static_cast<Lanes>(same), nearest, words(first + 1));
@@ -185,17 +184,22 @@ uint32_t UnionOf(Ints bits) {
         _mm512_castsi256_si512(_mm512_cvtepi32_epi16(_mm512_maskz_expand_epi32(low, nearest))),
         _mm512_cvtepi32_epi16(_mm512_maskz_expand_epi32(high, rest)), 1);
     uint16_t* const window = target + hits.m_index[first];
-    const Ints stored = _mm512_loadu_si512(window);
-    _mm512_storeu_si512(window, _mm512_mask_min_epu16(stored, pixels, stored, spread));
+    const Ints one = _mm512_set1_epi16(1);
+    const Ints less = _mm512_sub_epi16(_mm512_loadu_si512(window), one); // empty is the largest
+    const Ints kept = _mm512_mask_min_epu16(less, pixels, less, _mm512_sub_epi16(spread, one));
+    _mm512_storeu_si512(window, _mm512_add_epi16(kept, one));
 }
 
-// Returns how many hits are done.
+// From four places of the list in turn, since a load waits for a store before it that it overlaps in part. Returns how
+// many hits are done.
 int32_t KeepGroups(const Hits& hits, uint16_t* target, int32_t targets) {
-    int32_t i = 0;
-    for (; hits.m_count - i >= kGroup; i += kGroup) {
-        KeepGroup(hits, i, target, targets);
+    const int32_t quarter = hits.m_count / (4 * kGroup) * kGroup;
+    for (int32_t i = 0; i < quarter; i += kGroup) {
+        for (int32_t first = i; first < 4 * quarter; first += quarter) {
+            KeepGroup(hits, first, target, targets);
+        }
     }
-    return i;
+    return 4 * quarter;
 }
 
 } // namespace

@@ -65,17 +65,17 @@ void RunFast(ETransformMode mode, const TransformArgs<TPoint>& a) {
     case ETransformMode::A:
         return MapFast(a);
     case ETransformMode::B1:
-        return RegisterFast<true>(a);
+        return RegisterFast<true, Hits>(a);
     case ETransformMode::B2:
-        return RegisterPointsFast<true>(a);
+        return RegisterFast<true, PointHits>(a);
     case ETransformMode::B3:
         return MoveFast<true>(a);
     case ETransformMode::C1:
-        return RegisterFast<false>(a);
+        return RegisterFast<false, Hits>(a);
     case ETransformMode::C2:
         return MoveFast<false>(a);
     case ETransformMode::C3:
-        return RegisterPointsFast<false>(a);
+        return RegisterFast<false, PointHits>(a);
     case ETransformMode::Refused:
         break;
     }

@@ -100,11 +100,11 @@ int32_t ProjectGroups(const Optics& optics, int32_t u0, int32_t v, const int16_t
         const Ints column = Truncated(position.x * o.m_target[0] + o.m_target[2]);
         const Ints row = Truncated(position.y * o.m_target[1] + o.m_target[3]);
         lands = AndAtMost(AndAtMost(lands, column, o.m_lastColumn), row, o.m_lastRow);
-        const Ints nearest = Sum(Truncated(point.z), Spread(-1));
-        farthest = LargestOf(farthest, lands, nearest);
+        const Ints stored = Truncated(point.z);
+        farthest = LargestOf(farthest, lands, Sum(stored, Spread(-1))); // what is below 1 becomes the largest
         const Packing packing(lands);
         packing.Store(Sum(column, Product(row, o.m_targetWidth)), hits->m_index + place);
-        packing.StoreWords(nearest, hits->m_nearest + place);
+        packing.StoreWords(stored, hits->m_depth + place);
         if constexpr (kHasPoints<THits>) {
             packing.Store(point.x, hits->m_x + place);
             packing.Store(point.y, hits->m_y + place);

@@ -16,8 +16,8 @@ constexpr int32_t kSpare = 16;
 // The samples of a part of a row that land in the target, in their order, and nothing else.
 struct Hits {
     int32_t m_count;
-    alignas(64) uint32_t m_index[kListed + kSpare];   // into the target
-    alignas(64) uint16_t m_nearest[kListed + kSpare]; // the depth to store less one, where z is ordinary
+    alignas(64) uint32_t m_index[kListed + kSpare]; // into the target
+    alignas(64) uint16_t m_depth[kListed + kSpare]; // to store, where z is ordinary
 };
 
 struct PointHits : Hits {
@@ -72,7 +72,7 @@ struct Block {
     alignas(64) float m_y[kBlock];
     alignas(64) float m_z[kBlock];
     alignas(64) int32_t m_target[kBlock]; // index into the target, or -1
-    alignas(64) int32_t m_nearest[kBlock];
+    alignas(64) int32_t m_depth[kBlock];  // to store, where z is ordinary
 };
 
 // Projects a block of at most kBlock samples. Says whether every depth that lands is ordinary, that is, in
@@ -99,7 +99,7 @@ bool FillBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* __res
         const auto u = static_cast<int32_t>(lands != 0 ? column : 0.0F);
         const auto w = static_cast<int32_t>(lands != 0 ? row : 0.0F);
         block->m_target[i] = lands != 0 ? u + w * o.m_targetWidth : -1;
-        block->m_nearest[i] = static_cast<int32_t>(ordinary != 0 ? point.z : 1.0F) - 1;
+        block->m_depth[i] = static_cast<int32_t>(ordinary != 0 ? point.z : 1.0F);
         if constexpr (kWithPoints) {
             block->m_x[i] = point.x;
             block->m_y[i] = point.y;
@@ -119,7 +119,7 @@ bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* de
     int32_t place = hits->m_count;
     for (int32_t i = 0; i < count; ++i) {
         hits->m_index[place] = static_cast<uint32_t>(block.m_target[i]);
-        hits->m_nearest[place] = static_cast<uint16_t>(block.m_nearest[i]);
+        hits->m_depth[place] = static_cast<uint16_t>(block.m_depth[i]);
         if constexpr (kHasPoints<THits>) {
             hits->m_x[place] = block.m_x[i];
             hits->m_y[place] = block.m_y[i];
@@ -131,12 +131,12 @@ bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* de
     return isOrdinary;
 }
 
-// The nearest wins, without branches and in any order: with ordinary depths, and a target that began empty and is
-// held less one, "empty or farther" is an unsigned minimum, since empty is the largest number.
+// The nearest wins, without branches and in any order: with ordinary depths, and a target that holds nothing but zeros
+// and depths, 0 less one is larger than each, so that one comparison says whether what is stored stays.
 [[gnu::always_inline]] inline void KeepNearestOne(const Hits& hits, int32_t i, uint16_t* __restrict target) {
     const uint32_t stored = target[hits.m_index[i]];
-    const uint32_t candidate = hits.m_nearest[i];
-    target[hits.m_index[i]] = static_cast<uint16_t>(candidate < stored ? candidate : stored);
+    const uint32_t depth = hits.m_depth[i];
+    target[hits.m_index[i]] = static_cast<uint16_t>(stored - 1U < depth ? stored : depth);
 }
 
 // Eight at a time. Returns how many hits are done.
