@@ -1,9 +1,12 @@
 // Kernels.cpp - see Kernels.h.
 #include "bench/Kernels.h"
 
+#include "algorithm/binostereo/TransformTiers.h"
 #include "algorithm/rgbd/RgbdInterleave.h"
 #include "algorithm/scaling/BilinearTiers.h"
 #include <ox3drgbd/Oxb3dBinoStereo.h>
+
+#include <stdexcept>
 
 namespace ox3dbench {
 
@@ -15,6 +18,26 @@ void Transform(const Mode& mode, TransformImages& images) {
                                     mode.m_hasTarget ? images.m_target.Data() : nullptr, width,
                                     scene.m_depthCamera, mode.m_isMoved ? scene.m_transform : nullptr,
                                     scene.m_colorCamera, mode.m_isDistorted ? scene.m_distortion : nullptr);
+}
+
+void Project(const TransformImages& images) {
+    using namespace ox3d::stereo;
+    const DepthScene& scene = images.m_scene;
+    const int32_t width = scene.m_size.m_width;
+    const TransformArgs<float> args{scene.m_depth.data(),
+                                    width,
+                                    width,
+                                    scene.m_size.m_height,
+                                    nullptr,
+                                    images.m_target.Data(),
+                                    width,
+                                    scene.m_depthCamera,
+                                    scene.m_transform,
+                                    scene.m_colorCamera,
+                                    nullptr};
+    if (KernelsFor(ETransformMode::C1, args).m_countHits(args) == 0) {
+        throw std::runtime_error("nothing of the scene lands");
+    }
 }
 
 void Interleave(RgbdImages& images) {

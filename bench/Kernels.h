@@ -19,6 +19,8 @@ constexpr Mode kCloud = {"A", true, false, false, false};
 constexpr Mode kRegistration = {"C1", false, true, true, false};
 
 void Transform(const Mode& mode, TransformImages& images);
+// Where the samples of a registration land, listed part by part and not used.
+void Project(const TransformImages& images);
 void Interleave(RgbdImages& images);
 void ScalePlanes(ScaleImages& images);
 

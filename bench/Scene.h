@@ -1,5 +1,5 @@
 // Scene.h - the depth images and cameras of the measurements: the virtual camera's procedural scene with its
-// noise and holes, at any size. Relies on the virtual camera's frame source.
+// noise and holes, at any size, and more holes. Relies on the virtual camera's frame source.
 #ifndef OX3D_BENCH_SCENE_H
 #define OX3D_BENCH_SCENE_H
 
@@ -14,7 +14,7 @@ struct DepthScene {
     explicit DepthScene(Size size);
 
     Size m_size;
-    std::vector<int16_t> m_depth; // millimetres, 0 = no data
+    std::vector<int16_t> m_depth; // millimetres, 0 = no data, of a tenth
     std::vector<int16_t> m_next;  // the frame after it, of another noise
     std::vector<uint8_t> m_grey;  // what the left imager sees
     float m_depthCamera[4] = {};  // fx, fy, cx, cy
