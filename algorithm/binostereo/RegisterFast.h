@@ -5,7 +5,6 @@
 #pragma once
 
 #include "algorithm/binostereo/TransformLists.h"
-#include "algorithm/binostereo/TransformTiers.h"
 
 namespace ox3d::stereo::OX3D_TIER {
 namespace {
@@ -172,10 +171,10 @@ void TakeOutStrays(Hits* hits, uint32_t begin, uint32_t end, RegisterBand* band)
     StrayHit* const strays = band->m_strays + band->m_strayCount;
     int32_t own = 0;
     for (int32_t i = 0; i < count; ++i) {
-        const StrayHit hit = {hits->m_index[i], hits->m_nearest[i]};
+        const StrayHit hit = {hits->m_index[i], hits->m_depth[i]};
         strays[i - own] = hit;
         hits->m_index[own] = hit.m_index;
-        hits->m_nearest[own] = hit.m_nearest;
+        hits->m_depth[own] = hit.m_depth;
         own += static_cast<int32_t>(hit.m_index - begin < end - begin);
     }
     hits->m_count = own;
@@ -188,6 +187,8 @@ void RegisterRows(const TransformArgs<float>& a, RegisterBand* band) {
     const int64_t partsOfARow = PartsOf(a) / a.m_height;
     const int32_t begin = band->m_firstRow * a.m_targetWidth;
     const int32_t end = band->m_endRow * a.m_targetWidth;
+    const size_t bandBytes = static_cast<size_t>(end - begin) * sizeof(int16_t);
+    CClearing cleared(a.m_targetDepth + begin, bandBytes);
     Hits hits;
     for (int64_t number = partsOfARow * band->m_firstRow; number < partsOfARow * band->m_endRow; ++number) {
         if (!ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits)) {
@@ -195,8 +196,12 @@ void RegisterRows(const TransformArgs<float>& a, RegisterBand* band) {
             return;
         }
         TakeOutStrays(&hits, static_cast<uint32_t>(begin), static_cast<uint32_t>(end), band);
-        KeepNearest(hits, reinterpret_cast<uint16_t*>(a.m_targetDepth), end);
+        if (hits.m_count > 0) {
+            cleared.UpTo((LastOf(hits) + 1 - static_cast<size_t>(begin)) * sizeof(int16_t));
+            KeepNearest(hits, reinterpret_cast<uint16_t*>(a.m_targetDepth), end);
+        }
     }
+    cleared.UpTo(bandBytes);
 }
 
 // How many samples land: the projection alone.

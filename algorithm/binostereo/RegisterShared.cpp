@@ -33,16 +33,16 @@ public:
             band.m_firstRow = RowOf(i);
             band.m_endRow = RowOf(i + 1);
             band.m_strays = strays + static_cast<ptrdiff_t>(band.m_firstRow) * m_args.m_width;
-            std::fill(TargetOf(i), TargetOf(i + 1), int16_t{-1});
             m_kernels.m_registerBand(m_args, &band);
         });
         const bool isOrdinary = std::all_of(m_bands.begin(), m_bands.end(),
                                             [](const RegisterBand& band) { return band.m_isOrdinary; });
         if (isOrdinary) {
-            m_turn.Run(m_count, [this](uint32_t i) {
-                TakeStrays(m_bands[i]);
-                AddOne(TargetOf(i), TargetOf(i + 1));
-            });
+            // What is cleared behind a target narrower than the source is no band's.
+            const size_t targets =
+                static_cast<size_t>(m_args.m_targetWidth) * static_cast<size_t>(m_args.m_height);
+            std::fill(m_args.m_targetDepth + targets, m_args.m_targetDepth + pixels, int16_t{0});
+            m_turn.Run(m_count, [this](uint32_t i) { TakeStrays(m_bands[i]); });
         }
         return isOrdinary;
     }
@@ -50,12 +50,6 @@ public:
 private:
     int32_t RowOf(uint32_t band) const {
         return static_cast<int32_t>(static_cast<int64_t>(m_args.m_height) * band / m_count);
-    }
-
-    // The first pixel of a band. The last one has also what is cleared behind a target narrower than the source.
-    int16_t* TargetOf(uint32_t band) const {
-        const int32_t width = band < m_count ? m_args.m_targetWidth : m_args.m_width;
-        return m_args.m_targetDepth + static_cast<ptrdiff_t>(RowOf(band)) * width;
     }
 
     void TakeStrays(const RegisterBand& own) const {
@@ -67,16 +61,9 @@ private:
             for (int64_t i = 0; i < other.m_strayCount; ++i) {
                 const StrayHit hit = other.m_strays[i];
                 if (hit.m_index - begin < pixels) {
-                    target[hit.m_index] = std::min(target[hit.m_index], hit.m_nearest);
+                    KeepNearer(target + hit.m_index, hit.m_depth);
                 }
             }
-        }
-    }
-
-    static void AddOne(int16_t* first, const int16_t* end) {
-        const ptrdiff_t count = end - first;
-        for (ptrdiff_t i = 0; i < count; ++i) {
-            first[i] = static_cast<int16_t>(first[i] + 1);
         }
     }
 

@@ -1,9 +1,9 @@
 // The lists that samples are projected into, and the projection in plain loops that a vectoriser takes. Part of
 // TransformFast.h, and like it local to the unit of a tier, for which OX3D_TIER is defined.
-// Relies on TransformKernel.h for the formulas.
+// Relies on TransformKernel.h for the formulas, and on TransformTiers.h for the rule of the nearest.
 #pragma once
 
-#include "algorithm/binostereo/TransformKernel.h"
+#include "algorithm/binostereo/TransformTiers.h"
 
 namespace ox3d::stereo::OX3D_TIER {
 namespace {
@@ -131,12 +131,8 @@ bool ProjectBlock(const Optics& optics, int32_t u0, int32_t v, const int16_t* de
     return isOrdinary;
 }
 
-// The nearest wins, without branches and in any order: with ordinary depths, and a target that holds nothing but zeros
-// and depths, 0 less one is larger than each, so that one comparison says whether what is stored stays.
 [[gnu::always_inline]] inline void KeepNearestOne(const Hits& hits, int32_t i, uint16_t* __restrict target) {
-    const uint32_t stored = target[hits.m_index[i]];
-    const uint32_t depth = hits.m_depth[i];
-    target[hits.m_index[i]] = static_cast<uint16_t>(stored - 1U < depth ? stored : depth);
+    KeepNearer(target + hits.m_index[i], hits.m_depth[i]);
 }
 
 // Eight at a time. Returns how many hits are done.

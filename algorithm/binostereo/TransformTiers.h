@@ -10,14 +10,21 @@ namespace ox3d::stereo {
 // Bytes of the points that modes B2 and C3 clear for each pixel, of 16-bit points, too.
 constexpr uint64_t kRegisteredPointBytes = 12;
 
+// The nearest wins, without a branch and in any order: of ordinary depths, in a target that holds nothing but zeros and
+// such depths. 0 less one is larger than each, so that one comparison says whether what is stored stays.
+[[gnu::always_inline]] static inline void KeepNearer(uint16_t* target, uint16_t depth) {
+    const uint32_t stored = *target;
+    *target = static_cast<uint16_t>(stored - 1U < depth ? stored : depth);
+}
+
 // A hit on a pixel that another band owns.
 struct StrayHit {
     uint32_t m_index; // into the target
-    uint16_t m_nearest;
+    uint16_t m_depth;
 };
 
-// What one of several threads does of a registration of depths alone: some rows of the source, into a target that is
-// held less one. The same rows of the target are its own, and hits on others become strays.
+// What one of several threads does of a registration of depths alone: some rows of the source. The same rows of the
+// target are its own, to clear and to register into, and hits on others become strays.
 struct RegisterBand {
     int32_t m_firstRow = 0;
     int32_t m_endRow = 0;
