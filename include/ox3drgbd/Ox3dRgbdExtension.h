@@ -44,6 +44,42 @@
  * of their own faults. A child of fork() has none of its parent's, and can have its own. */
 #define OX3D_RGBD_KEY_THREADS "Ox3dThreads"
 
+/*
+ * How "ImageAlign" lays depth and color onto each other. Four keys of the library itself, as the one above: they act on the
+ * next frame, where "ImageAlign" acts: while that is 1, on Ethernet devices. With the defaults a frame is what it is
+ * without them.
+ *
+ *   OX3D_RGBD_KEY_ALIGN_MODE           0 (default) puts each depth into one pixel of the color camera's view, which
+ *                                      leaves a raster of holes where that camera's pixels are smaller, shifts depth by
+ *                                      half a pixel and takes no note of the color lens's distortion. 1, filled: each
+ *                                      depth pixel covers all pixels between its four corners, the nearest surface
+ *                                      wins, pixel centres are at whole numbers and the distortion is applied.
+ *   OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE  0 to 1000 (default 30): two neighbours whose depths differ by more thousandths of
+ *                                      the smaller one are of two surfaces, and nothing is drawn between them.
+ *   OX3D_RGBD_KEY_ALIGN_TARGET         0 (default): depth as the color camera sees it. 1: color as the depth camera sees
+ *                                      it. Depth then stays as the camera sent it, and the color image gets its size, with
+ *                                      the color of each depth pixel's point; 0, 0, 0 where there is no depth or the
+ *                                      color camera does not see the point. The mode makes no difference, and
+ *                                      "ResolutionAlign" has nothing left to do.
+ *   OX3D_RGBD_KEY_OCCLUSION_MASK       1: a further image of OX3D_RGBD_PIXEL_MONO8 and the depth's size, after the images
+ *                                      that the camera sent and before the interleaved one, which stays the last
+ *                                      (default 0). With target 1: OX3D_RGBD_MASK_SEEN where the color camera sees the
+ *                                      point, _HIDDEN where something nearer is in its way, _OUTSIDE where it is not in
+ *                                      its image, _NONE without depth. With target 0: _SEEN where there is a depth,
+ *                                      _HIDDEN where a row has none between two depths that are a step apart, else
+ *                                      _NONE.
+ */
+#define OX3D_RGBD_KEY_ALIGN_MODE "Ox3dAlignMode"
+#define OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE "Ox3dAlignStepPermille"
+#define OX3D_RGBD_KEY_ALIGN_TARGET "Ox3dAlignTarget"
+#define OX3D_RGBD_KEY_OCCLUSION_MASK "Ox3dOcclusionMask"
+
+#define OX3D_RGBD_PIXEL_MONO8 0x01080001u /* Mono8: one byte a pixel */
+#define OX3D_RGBD_MASK_SEEN 255u
+#define OX3D_RGBD_MASK_HIDDEN 128u
+#define OX3D_RGBD_MASK_OUTSIDE 64u
+#define OX3D_RGBD_MASK_NONE 0u
+
 /* nExceptionId with OX3D_RGBD_KEY_AUTO_RECONNECT. The descriptions are ASCII. */
 #define OX3D_RGBD_EXCEPTION_RETRYING 2u
 #define OX3D_RGBD_EXCEPTION_RECONNECTED 3u

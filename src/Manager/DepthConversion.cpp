@@ -106,6 +106,17 @@ bool CDepthConversion::Calibration(DepthCalibration* out) {
     return true;
 }
 
+uint32_t CDepthConversion::CalibrationFor(const OX3D_RGBD_IMAGE_DATA& depth, DepthCalibration* out) {
+    uint32_t status = CheckDepthImage(depth);
+    status = status != OX3D_RGBD_OK ? status : EnsureCalibration(depth.nWidth);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    const COXLock lock(&m_mutex);
+    *out = m_calibration;
+    return OX3D_RGBD_OK;
+}
+
 void CDepthConversion::ReclaimDepth() {
     const COXLock lock(&m_mutex);
     m_depthBuffer.TakeBack();

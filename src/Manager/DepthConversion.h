@@ -32,6 +32,8 @@ public:
                      OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_EXCLUDES(m_mutex);
     // That of all images converted so far; false before it was read.
     bool Calibration(DepthCalibration* out) OX_EXCLUDES(m_mutex);
+    // The calibration for the image, which is looked at as Convert does: for what aligns it in another way.
+    uint32_t CalibrationFor(const OX3D_RGBD_IMAGE_DATA& depth, DepthCalibration* out) OX_EXCLUDES(m_mutex);
     // No reader is left of the registered depth that was handed out before: a new frame is being assembled.
     void ReclaimDepth() OX_EXCLUDES(m_mutex);
     // Frees buffers and engine; the calibration stays.

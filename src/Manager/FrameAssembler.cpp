@@ -5,6 +5,7 @@
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/DepthConversion.h"
 #include "src/Manager/ImageSize.h"
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace {
 
@@ -55,31 +56,13 @@ OX3D_RGBD_IMAGE_DATA& Append(uint32_t imageType, uint32_t width, uint32_t height
     return image;
 }
 
-uint32_t AppendMainImage(const RawFrame& main, const AssemblyOptions& options, CDepthConversion& conversion,
-                         OX3D_RGBD_FRAME_DATA* frame) {
-    const OX_FRAME_OUT_INFO_EX& info = main.m_info;
-    OX3D_RGBD_IMAGE_DATA& image = frame->stImageData[0];
-    image.enImageType = static_cast<uint32_t>(info.enPixelType);
-    image.nWidth = info.nWidth;
-    image.nHeight = info.nHeight;
-    image.pData = main.m_data;
-    image.nDataLen = info.nFrameLen;
-    image.nFrameNum = info.nFrameNum;
-    image.nTimeStamp = (static_cast<uint64_t>(info.nDevTimeStampHigh) << 32) + info.nDevTimeStampLow;
-    if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
-        if (options.m_isDepthRegistered) {
-            conversion.ReclaimDepth();
-            const uint32_t status = conversion.Convert(&image, &image, nullptr);
-            if (status != OX3D_RGBD_OK) {
-                return status;
-            }
-        }
-        if (options.m_isUsb) {
-            image.enStreamType = OX3D_RGBD_STREAM_DEPTH;
-        }
-    }
-    frame->nImageCount = 1;
-    return OX3D_RGBD_OK;
+bool HasDepth(const OX3D_RGBD_FRAME_DATA& frame) {
+    return frame.nImageCount != 0 && frame.stImageData[0].enImageType == OX3D_RGBD_PIXEL_DEPTH16;
+}
+
+// Whether color goes to the depth's pixels instead of depth to the color's.
+bool MovesColor(const AssemblyOptions& options) {
+    return options.m_isDepthRegistered && options.m_alignTarget != 0;
 }
 
 } // namespace
@@ -99,6 +82,7 @@ void CFrameAssembler::Release() {
     m_demosaicBuffer.Free();
     m_rgbdBuffer.Free();
     m_colorAligner.Release();
+    m_aligner.Release();
 }
 
 uint32_t CFrameAssembler::TakeChunks(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count) {
@@ -143,6 +127,9 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
     if (status == OX3D_RGBD_OK && m_extendedImage.m_isPresent) {
         status = AppendExtendedImage(options, frame);
     }
+    if (status == OX3D_RGBD_OK && MovesColor(options) && HasDepth(*frame)) {
+        status = MoveColor(options, conversion, frame);
+    }
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[FillFrameData] DepthMapConvert process failed [%#x]\r\n", status);
         return status;
@@ -150,7 +137,75 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
     if (m_demosaicImage.m_isPresent && options.m_isUsb) {
         AppendDemosaicPair(frame);
     }
-    return options.m_hasRgbd ? AppendRgbdImage(frame) : OX3D_RGBD_OK;
+    const uint32_t sentImages = frame->nImageCount;
+    if (options.m_isDepthRegistered && options.m_hasMask && HasDepth(*frame)) {
+        status = AppendMask(options, frame);
+    }
+    return status == OX3D_RGBD_OK && options.m_hasRgbd ? AppendRgbdImage(sentImages, frame) : status;
+}
+
+uint32_t CFrameAssembler::RegisterDepth(const AssemblyOptions& options, CDepthConversion& conversion,
+                                        OX3D_RGBD_IMAGE_DATA* depth) {
+    if (options.m_alignMode == 0) {
+        return conversion.Convert(depth, depth, nullptr);
+    }
+    DepthCalibration calibration = {};
+    const uint32_t status = conversion.CalibrationFor(*depth, &calibration);
+    return status != OX3D_RGBD_OK ? status
+                                  : m_aligner.FillDepth({calibration, options.m_alignStepPermille}, depth);
+}
+
+uint32_t CFrameAssembler::MoveColor(const AssemblyOptions& options, CDepthConversion& conversion,
+                                    OX3D_RGBD_FRAME_DATA* frame) {
+    DepthCalibration calibration = {};
+    const OX3D_RGBD_IMAGE_DATA& depth = frame->stImageData[0];
+    const uint32_t status = conversion.CalibrationFor(depth, &calibration);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    OX3D_RGBD_IMAGE_DATA* const color = m_extendedImage.m_isPresent ? &frame->stImageData[1] : nullptr;
+    return m_aligner.MoveColor({calibration, options.m_alignStepPermille}, depth, color, options.m_hasMask);
+}
+
+// The mask of moved color is there.
+uint32_t CFrameAssembler::AppendMask(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) {
+    const OX3D_RGBD_IMAGE_DATA& depth = frame->stImageData[0];
+    if (!MovesColor(options)) {
+        const uint32_t status = m_aligner.MaskDepth(options.m_alignStepPermille, depth);
+        if (status != OX3D_RGBD_OK) {
+            return status;
+        }
+    }
+    Append(OX3D_RGBD_PIXEL_MONO8, depth.nWidth, depth.nHeight, m_aligner.Mask(),
+           static_cast<uint32_t>(PixelCount(depth)), frame);
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CFrameAssembler::AppendMainImage(const RawFrame& main, const AssemblyOptions& options,
+                                          CDepthConversion& conversion, OX3D_RGBD_FRAME_DATA* frame) {
+    const OX_FRAME_OUT_INFO_EX& info = main.m_info;
+    OX3D_RGBD_IMAGE_DATA& image = frame->stImageData[0];
+    image.enImageType = static_cast<uint32_t>(info.enPixelType);
+    image.nWidth = info.nWidth;
+    image.nHeight = info.nHeight;
+    image.pData = main.m_data;
+    image.nDataLen = info.nFrameLen;
+    image.nFrameNum = info.nFrameNum;
+    image.nTimeStamp = (static_cast<uint64_t>(info.nDevTimeStampHigh) << 32) + info.nDevTimeStampLow;
+    if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
+        if (options.m_isDepthRegistered && !MovesColor(options)) {
+            conversion.ReclaimDepth();
+            const uint32_t status = RegisterDepth(options, conversion, &image);
+            if (status != OX3D_RGBD_OK) {
+                return status;
+            }
+        }
+        if (options.m_isUsb) {
+            image.enStreamType = OX3D_RGBD_STREAM_DEPTH;
+        }
+    }
+    frame->nImageCount = 1;
+    return OX3D_RGBD_OK;
 }
 
 uint32_t CFrameAssembler::AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) {
@@ -160,8 +215,8 @@ uint32_t CFrameAssembler::AppendExtendedImage(const AssemblyOptions& options, OX
     if (options.m_isUsb) {
         image.enStreamType = OX3D_RGBD_STREAM_COLOR;
     }
-    return options.m_isColorScaled ? AlignColor(&frame->stImageData[0], &frame->stImageData[1])
-                                   : OX3D_RGBD_OK;
+    const bool isScaled = options.m_isColorScaled && !(MovesColor(options) && HasDepth(*frame));
+    return isScaled ? AlignColor(&frame->stImageData[0], &frame->stImageData[1]) : OX3D_RGBD_OK;
 }
 
 void CFrameAssembler::AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) {
@@ -185,8 +240,8 @@ void CFrameAssembler::AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) {
     }
 }
 
-uint32_t CFrameAssembler::AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) {
-    if (frame->nImageCount < 2) {
+uint32_t CFrameAssembler::AppendRgbdImage(uint32_t sentImages, OX3D_RGBD_FRAME_DATA* frame) {
+    if (sentImages < 2) {
         OX_LOG_ERROR("[FillFrameData] no second image for the RGB-D output.\r\n");
         return OX3D_RGBD_E_NO_DATA;
     }

@@ -11,6 +11,7 @@
 #include "base/ThreadSafety.h"
 #include "src/Manager/ChunkImage.h"
 #include "src/Manager/ColorAligner.h"
+#include "src/Manager/FrameAligner.h"
 #include "src/Manager/FrameNotes.h"
 #include "src/Manager/GrowBuffer.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
@@ -31,6 +32,11 @@ struct AssemblyOptions {
     bool m_isDepthRegistered = false;
     bool m_isColorScaled = false; // to the size of the depth image
     bool m_hasRgbd = false;       // the interleaved image as the last one
+    // How depth is registered: OX3D_RGBD_KEY_ALIGN_MODE and those after it.
+    uint32_t m_alignMode = 0;
+    uint32_t m_alignStepPermille = 0;
+    uint32_t m_alignTarget = 0;
+    bool m_hasMask = false; // the occlusion mask, after the images that the camera sent
 };
 
 // No mutex of its own. To the thread-safety analysis it is the capability that its members need: a thread has
@@ -54,9 +60,10 @@ public:
     }
     // Whether the second image of the record that was filled is the color camera's.
     bool HasColor() const OX_REQUIRES(this) { return m_extendedImage.m_isPresent; }
-    // Where chunk images and the interleaved one lie.
+    // Where chunk images, the interleaved one and the mask lie.
     FrameBlocks Blocks() const OX_REQUIRES(this) {
-        return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data()};
+        return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data(), nullptr, nullptr,
+                m_aligner.Mask()};
     }
     // Forgets all chunk images; Release frees the buffers as well.
     void Reset() OX_REQUIRES(this);
@@ -66,7 +73,15 @@ private:
     uint32_t AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame)
         OX_REQUIRES(this);
     void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
-    uint32_t AppendRgbdImage(OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    uint32_t AppendMainImage(const RawFrame& main, const AssemblyOptions& options,
+                             CDepthConversion& conversion, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    uint32_t RegisterDepth(const AssemblyOptions& options, CDepthConversion& conversion,
+                           OX3D_RGBD_IMAGE_DATA* depth) OX_REQUIRES(this);
+    uint32_t MoveColor(const AssemblyOptions& options, CDepthConversion& conversion,
+                       OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    uint32_t AppendMask(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
+    // `sentImages`: of the frame's, those that the camera sent.
+    uint32_t AppendRgbdImage(uint32_t sentImages, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
 
     CGrowBuffer m_extendedBuffer OX_GUARDED_BY(this);
     ChunkImage m_extendedImage OX_GUARDED_BY(this);
@@ -74,6 +89,7 @@ private:
     ChunkImage m_demosaicImage OX_GUARDED_BY(this);
     CGrowBuffer m_rgbdBuffer OX_GUARDED_BY(this);
     CColorAligner m_colorAligner OX_GUARDED_BY(this);
+    CFrameAligner m_aligner OX_GUARDED_BY(this);
 };
 
 // The calling thread assembles; nothing happens at run time.

@@ -13,7 +13,17 @@
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
 // In the order of kLibraryKeys.
-enum class ELibraryKey : uint8_t { ImageAlign, ResolutionAlign, OutputRgbd, AutoReconnect, Threads };
+enum class ELibraryKey : uint8_t {
+    ImageAlign,
+    ResolutionAlign,
+    OutputRgbd,
+    AutoReconnect,
+    Threads,
+    AlignMode,
+    AlignStep,
+    AlignTarget,
+    OcclusionMask
+};
 
 struct LibraryKeyRow {
     ELibraryKey m_id;
@@ -29,6 +39,10 @@ inline constexpr LibraryKeyRow kLibraryKeys[] = {
     {ELibraryKey::OutputRgbd, OX3D_RGBD_KEY_OUTPUT_RGBD, 0, 0, 1},
     {ELibraryKey::AutoReconnect, OX3D_RGBD_KEY_AUTO_RECONNECT, 0, 0, 1},
     {ELibraryKey::Threads, OX3D_RGBD_KEY_THREADS, 1, 1, ox3d::kMaxThreads},
+    {ELibraryKey::AlignMode, OX3D_RGBD_KEY_ALIGN_MODE, 0, 0, 1},
+    {ELibraryKey::AlignStep, OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE, 30, 0, 1000},
+    {ELibraryKey::AlignTarget, OX3D_RGBD_KEY_ALIGN_TARGET, 0, 0, 1},
+    {ELibraryKey::OcclusionMask, OX3D_RGBD_KEY_OCCLUSION_MASK, 0, 0, 1},
 };
 
 // The key of that name, or null.

@@ -13,7 +13,11 @@ AssemblyOptions CManager::Options() const {
     return {.m_isUsb = transport == OX_CC_USB_DEVICE,
             .m_isDepthRegistered = isGige && m_keys.IsOn(ELibraryKey::ImageAlign),
             .m_isColorScaled = isGige && m_keys.IsOn(ELibraryKey::ResolutionAlign),
-            .m_hasRgbd = isGige && m_keys.IsOn(ELibraryKey::OutputRgbd)};
+            .m_hasRgbd = isGige && m_keys.IsOn(ELibraryKey::OutputRgbd),
+            .m_alignMode = m_keys.Get(ELibraryKey::AlignMode),
+            .m_alignStepPermille = m_keys.Get(ELibraryKey::AlignStep),
+            .m_alignTarget = m_keys.Get(ELibraryKey::AlignTarget),
+            .m_hasMask = m_keys.IsOn(ELibraryKey::OcclusionMask)};
 }
 
 uint32_t CManager::FillFrameData(OX3D_RGBD_FRAME_DATA* frame, const RawFrame* main) {
@@ -34,6 +38,8 @@ void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
     note.Describe(frame);
     note.m_hasColor = m_assembler.HasColor();
     note.m_isAligned = options.m_isDepthRegistered && note.HasDepth();
+    note.m_alignMode = options.m_alignMode;
+    note.m_alignTarget = options.m_alignTarget;
     note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;
     FrameBlocks blocks = m_assembler.Blocks();
     blocks[kDepthBlock] = note.IsDepthInColor() ? note.m_images[0].m_data : nullptr;

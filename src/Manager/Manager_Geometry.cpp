@@ -45,9 +45,12 @@ uint32_t CManager::PresentFrame(KnownFrame* known) {
         }
         depth.m_type = OX3D_RGBD_PIXEL_DEPTH16;
         note.m_images[1] = depth;
-        note.m_hasColor = options.m_isColorScaled;
+        note.m_hasColor =
+            options.m_isColorScaled || (options.m_isDepthRegistered && options.m_alignTarget != 0);
         note.m_imageCount = note.m_hasColor ? 2 : 1;
         note.m_isAligned = options.m_isDepthRegistered;
+        note.m_alignMode = options.m_alignMode;
+        note.m_alignTarget = options.m_alignTarget;
     }
     return Calibrate(known);
 }

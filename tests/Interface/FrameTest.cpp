@@ -233,6 +233,73 @@ TEST_F(Frames, OfDepthAreRegisteredByTheParallaxAndTheNearestWins) {
     ExpectImage(0, kDepth, 640, 480, kNoStream, expected.m_main);
 }
 
+// The color camera sees a depth of 1000 a fifth of a row and 10.2 columns further on, half the depth twice as far.
+TEST_F(Frames, AreAlignedInOtherWaysWhereTheKeysSaySo) {
+    Double().SetFile("RGBDSensorCali", R"(<A><RGBD_1><Camera img_w="640" img_h="480"/>
+  <Left_correct><Intrins fx="500" fy="500" cx="320" cy="240"/></Left_correct>
+  <Left_correct_2_RGB><RotMat r00="1" r11="1" r22="1"/><TVec t0="20.4" t1="0.4"/></Left_correct_2_RGB>
+  <RGB><Intrins fx="500" fy="500" cx="320" cy="240"/><Distort/></RGB></RGBD_1></A>)");
+    OpenAndStart();
+    for (const char* key : {"Ox3dAlignMode", "Ox3dOcclusionMask", "OutputRgbd"}) {
+        ASSERT_EQ(SetSwitch(key, 1), OX3D_RGBD_OK);
+    }
+    CRawFrame frame(640, 480, 5);
+    Put(frame, 100, 50, 0);
+    Put(frame, 200, 60, 500);
+    Bytes& chunk = frame.AddColor(1280, 960);
+    memset(chunk.data() + 32, 77, chunk.size() - 32);
+    FetchImages(frame, 4);
+    const size_t pixels = size_t{640} * 480;
+    CRawFrame filled(640, 480);
+    Bytes mask(pixels, OX3D_RGBD_MASK_SEEN);
+    const auto hide = [&](CRawFrame& image, uint32_t column, uint32_t row, uint32_t why) {
+        Put(image, column, row, 0);
+        mask[size_t{row} * 640 + column] = static_cast<uint8_t>(why);
+    };
+    for (uint32_t i = 0; i < 4800; ++i) {
+        hide(filled, i % 10, i / 10, OX3D_RGBD_MASK_NONE);
+    }
+    hide(filled, 110, 50, OX3D_RGBD_MASK_NONE);
+    hide(filled, 210, 60, OX3D_RGBD_MASK_NONE);
+    Put(filled, 220, 60, 500);
+    ExpectImage(0, kDepth, 640, 480, kNoStream, filled.m_main);
+    ExpectImage(1, kColor, 640, 480, kNoStream, Bytes(3 * pixels, 77));
+    ExpectImage(2, OX3D_RGBD_PIXEL_MONO8, 640, 480, kNoStream, mask);
+    EXPECT_EQ(Image(3).enImageType, OX3D_RGBD_PIXEL_RGBD);
+
+    ASSERT_EQ(SetSwitch("Ox3dAlignTarget", 1), OX3D_RGBD_OK);
+    FetchImages(frame, 4);
+    mask.assign(pixels, OX3D_RGBD_MASK_SEEN);
+    CRawFrame unused(640, 480);
+    for (uint32_t i = 0; i < 4800; ++i) {
+        hide(unused, 630 + i % 10, i / 10, OX3D_RGBD_MASK_OUTSIDE);
+    }
+    hide(unused, 100, 50, OX3D_RGBD_MASK_NONE);
+    hide(unused, 210, 60, OX3D_RGBD_MASK_HIDDEN);
+    Bytes planes(3 * pixels);
+    for (size_t i = 0; i < planes.size(); ++i) {
+        planes[i] = mask[i % pixels] == OX3D_RGBD_MASK_SEEN ? 77 : 0;
+    }
+    ExpectImage(0, kDepth, 640, 480, kNoStream, frame.m_main);
+    ExpectImage(1, kColor, 640, 480, kNoStream, planes);
+    ExpectImage(2, OX3D_RGBD_PIXEL_MONO8, 640, 480, kNoStream, mask);
+    EXPECT_EQ(Image(3).enImageType, OX3D_RGBD_PIXEL_RGBD);
+
+    CRawFrame bare(640, 480);
+    EXPECT_EQ(Fetch(bare), OX3D_RGBD_E_NO_DATA) << "a mask is no second image for the interleaved one";
+    SwitchOff("OutputRgbd");
+    FetchImages(bare, 2);
+    EXPECT_EQ(Image(1).enImageType, OX3D_RGBD_PIXEL_MONO8);
+    bare.AddChunk(kColorChunk, 32, 1280, 960, 100);
+    EXPECT_LINES(Fetch(bare), OX3D_RGBD_E_ALGORITHM,
+                 "[FrameAlign] images of 1280 x 960 len(100) are not aligned.",
+                 "[FillFrameData] DepthMapConvert process failed [0x8006000c]",
+                 "[FetchFrame] FillFrameData fail [0x8006000c]");
+    CRawFrame noDepth(640, 480);
+    noDepth.m_info.enPixelType = 0x01100007;
+    FetchImages(noDepth, 1);
+}
+
 TEST_F(Frames, OfOtherKindsAreNotRegisteredNorWhereItIsSwitchedOff) {
     OpenAndStart();
     CRawFrame frame(640, 480);

@@ -33,10 +33,10 @@ protected:
 const struct {
     const char* m_key;
     int64_t m_default, m_min, m_max;
-} kOwn[] = {{"ImageAlign", 1, 0, 1},
-            {"ResolutionAlign", 1, 0, 1},
-            {"OutputRgbd", 0, 0, 1},
-            {"Ox3dThreads", 1, 1, 16}};
+} kOwn[] = {{"ImageAlign", 1, 0, 1},      {"ResolutionAlign", 1, 0, 1},
+            {"OutputRgbd", 0, 0, 1},      {"Ox3dThreads", 1, 1, 16},
+            {"Ox3dAlignMode", 0, 0, 1},   {"Ox3dAlignStepPermille", 30, 0, 1000},
+            {"Ox3dAlignTarget", 0, 0, 1}, {"Ox3dOcclusionMask", 0, 0, 1}};
 
 TEST_F(Params, TheOwnKeysAreIntegersThatNeverReachTheCamera) {
     const auto expect = [&](const auto& own, int64_t value) {

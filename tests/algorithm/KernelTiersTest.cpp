@@ -1,6 +1,8 @@
 // Every tier of every kernel gives the bytes of the reference: random and extreme samples and numbers, any size,
 // outputs on inputs. Inputs and outputs end where an inaccessible page begins. And the choice of a tier.
 // Relies on the tier being set in-process; tiers that this processor lacks are left out.
+#include "algorithm/alignment/ColorToDepth.h"
+#include "algorithm/alignment/FillTiers.h"
 #include "algorithm/binostereo/ImageTiers.h"
 #include "algorithm/binostereo/TransformTiers.h"
 #include "algorithm/dispatch/KernelChoice.h"
@@ -247,6 +249,51 @@ Result TransformALargeImage(Random& random) {
     return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9), kShared);
 }
 
+// Surfaces with steps and holes, or noise, in one strip or several.
+Result Align(Random& random, int32_t width, int32_t height) {
+    const size_t pixels = At(0, height, width);
+    const Numbers n(random, width, height);
+    const CPlane<uint16_t> depth(
+        Noise<uint16_t>(random, pixels, random() % 3 == 0 ? 65536 : 1 + random() % 40));
+    const auto base = static_cast<uint16_t>(random() % 3000);
+    for (size_t i = 0; i < pixels; ++i) {
+        const bool isHole = random() % 16 == 0;
+        depth.Data()[i] =
+            isHole ? 0 : static_cast<uint16_t>(depth.Data()[i] + (i / 9 % 3 == 0 ? base : 2 * base));
+    }
+    AlignArgs args = {depth.Data(), width, height, OneOf(random, {0U, 30U, 1000U}), {}};
+    std::copy_n(n.m_source, 4, args.m_cameras.m_depth);
+    std::copy_n(n.m_transform, 12, args.m_cameras.m_transform);
+    std::copy_n(n.m_target, 4, args.m_cameras.m_target);
+    if (random() % 2 == 0) {
+        std::copy_n(n.m_distortion, 4, args.m_cameras.m_target + 4);
+        args.m_cameras.m_target[8] = n.m_distortion[0];
+    }
+    const CPlane<uint16_t> filled(pixels);
+    const CPlane<uint8_t> mask(pixels);
+    const CPlane<uint8_t> moved(3 * pixels);
+    const ColorPlanes color = {nullptr, 1 + Below(random, 50), 1 + Below(random, 50)};
+    const CPlane<uint8_t> planes(Noise<uint8_t>(random, 3 * At(0, color.m_height, color.m_width)));
+    const CPoolTurn turn(pixels);
+    std::vector<uint16_t> spare(pixels * turn.Threads());
+    EXPECT_TRUE(Fill(args, filled.Data(), turn, spare.data()));
+    EXPECT_TRUE(ColorToDepth(args, filled.Data(), {planes.Data(), color.m_width, color.m_height}, turn,
+                             moved.Data(), mask.Data()));
+    Result result = BytesOf(filled);
+    Append(mask, &result);
+    Append(moved, &result);
+    return result;
+}
+
+Result AlignAnySizes(Random& random) {
+    const int32_t width = 1 + Below(random, random() % 8 == 0 ? 800 : 70);
+    return Align(random, width, 1 + Below(random, 12));
+}
+
+Result AlignALargeImage(Random& random) {
+    return Align(random, 640 + Below(random, 9), 480 + Below(random, 9));
+}
+
 // An output on an input is the caller's mistake, but one with one result. The depth begins some samples before the
 // target depth, or where the points of the source's pixels end; those of a wider target reach into it. Or the target
 // holds the transform.
@@ -343,6 +390,8 @@ const struct {
               {"CountZeros", stereo::UseImageKernelTier, 200, CountZeros},
               {"Transform", stereo::UseTransformKernelTier, 500, TransformAnySizes},
               {"TransformOnThreads", stereo::UseTransformKernelTier, 8, OnThreads<TransformALargeImage>},
+              {"Align", alignment::UseFillKernelTier, 400, AlignAnySizes},
+              {"AlignOnThreads", alignment::UseFillKernelTier, 1, OnThreads<AlignALargeImage>},
               {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
               {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
               {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},

@@ -70,7 +70,7 @@ std::shared_ptr<const CDepthBackdrop> SharedDepthBackdrop(uint32_t width, uint32
 std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint32_t height) {
     return PictureKeeper().Get(width, height, EPicture::Color, [&] {
         const PinholeCamera camera = CSceneModel::Get().ColorCamera(width, height, width, height);
-        return std::make_shared<const CPictureBackdrop>(camera, 0.5, width, height, false);
+        return std::make_shared<const CPictureBackdrop>(camera, width, height, false);
     });
 }
 
@@ -80,7 +80,7 @@ std::shared_ptr<const CPictureBackdrop> SharedGreyBackdrop(uint32_t width, uint3
         const CSceneModel& model = CSceneModel::Get();
         const PinholeCamera camera =
             ofSecondImager ? model.SecondImager(width, height) : model.DepthCamera(width, height);
-        return std::make_shared<const CPictureBackdrop>(camera, 0.0, width, height, true);
+        return std::make_shared<const CPictureBackdrop>(camera, width, height, true);
     });
 }
 

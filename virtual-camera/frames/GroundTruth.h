@@ -31,8 +31,8 @@ public:
     // Continuous coordinates; a depth pixel's value belongs to its integer coordinates.
     SceneSample FromDepthCamera(uint64_t index, double u, double v) const;
     SceneSample FromSecondImager(uint64_t index, double u, double v) const;
-    // In the color image scaled to the depth image's size, with the intrinsics of the calibration: pixel k
-    // is the stretch from k to k + 1, its value belongs to k + 0.5.
+    // In the color image scaled to the depth image's size, with the intrinsics of the calibration; a pixel's value
+    // belongs to its integer coordinates.
     SceneSample FromColorCamera(uint64_t index, double x, double y) const;
 
     ScenePlane Floor() const;

@@ -55,11 +55,10 @@ struct CPictureBackdrop::Shadow {
     double m_growth; // of the cone's radius per length
 };
 
-CPictureBackdrop::CPictureBackdrop(const PinholeCamera& camera, double pixelOffset, uint32_t width,
-                                   uint32_t height, bool isGrey)
-    : m_model(CSceneModel::Get()), m_camera(camera), m_pixelOffset(pixelOffset), m_width(width),
-      m_height(height), m_planes(isGrey ? 1 : 3), m_lit(static_cast<size_t>(width) * height * m_planes),
-      m_shaded(m_lit.size()), m_depth(static_cast<size_t>(width) * height), m_object(m_depth.size()) {
+CPictureBackdrop::CPictureBackdrop(const PinholeCamera& camera, uint32_t width, uint32_t height, bool isGrey)
+    : m_model(CSceneModel::Get()), m_camera(camera), m_width(width), m_height(height),
+      m_planes(isGrey ? 1 : 3), m_lit(static_cast<size_t>(width) * height * m_planes), m_shaded(m_lit.size()),
+      m_depth(static_cast<size_t>(width) * height), m_object(m_depth.size()) {
     PaintPixels();
     SmoothEdges();
     MeasureTiles();
@@ -71,7 +70,7 @@ size_t CPictureBackdrop::Bytes() const {
 }
 
 Ray CPictureBackdrop::RayOf(uint32_t column, uint32_t row) const {
-    return m_camera.RayAt(column + m_pixelOffset, row + m_pixelOffset);
+    return m_camera.RayAt(column, row);
 }
 
 void CPictureBackdrop::Store(const LinearColor& lit, const LinearColor& shaded, size_t pixel) {
@@ -129,8 +128,7 @@ void CPictureBackdrop::SmoothEdges() {
         LinearColor lit;
         LinearColor shaded;
         for (const auto& offset : kOffsets) {
-            const Ray ray = m_camera.RayAt(edge.m_column + m_pixelOffset + offset[0],
-                                           edge.m_row + m_pixelOffset + offset[1]);
+            const Ray ray = m_camera.RayAt(edge.m_column + offset[0], edge.m_row + offset[1]);
             const SceneHit hit = m_model.CastStatic(ray);
             const ScenePaint paint = PaintStatic(m_model, hit, ray.At(hit.m_depth));
             lit = lit + (paint.m_direct + paint.m_ambient) * 0.25;

@@ -49,9 +49,7 @@ private:
 // One camera's picture in color (three planes) or grey (one plane).
 class CPictureBackdrop {
 public:
-    // Pixel (u, v) is the ray through (u + pixelOffset, v + pixelOffset).
-    CPictureBackdrop(const PinholeCamera& camera, double pixelOffset, uint32_t width, uint32_t height,
-                     bool isGrey);
+    CPictureBackdrop(const PinholeCamera& camera, uint32_t width, uint32_t height, bool isGrey);
     // Writes width x height bytes for each plane.
     void Render(const SceneBall& ball, uint8_t* planes) const;
     size_t Bytes() const;
@@ -78,7 +76,6 @@ private:
 
     const CSceneModel& m_model;
     PinholeCamera m_camera;
-    double m_pixelOffset;
     uint32_t m_width;
     uint32_t m_height;
     size_t m_planes;

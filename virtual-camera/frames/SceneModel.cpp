@@ -147,8 +147,8 @@ PinholeCamera CSceneModel::ColorCamera(uint32_t colorWidth, uint32_t colorHeight
     camera.m_toRoom = m_depthToRoom * Transposed(m_depthToColor);
     camera.m_fx = focal * width / colorWidth;
     camera.m_fy = focal * height / colorHeight;
-    camera.m_cx = 0.4965 * width;
-    camera.m_cy = 0.5045 * height;
+    camera.m_cx = 0.4965 * width - 0.5;
+    camera.m_cy = 0.5045 * height - 0.5;
     return camera;
 }
 

@@ -91,9 +91,8 @@ public:
     PinholeCamera DepthCamera(uint32_t width, uint32_t height) const;
     PinholeCamera SecondImager(uint32_t width, uint32_t height) const;
     // The color camera, for images of colorWidth x colorHeight pixels that are scaled to width x height.
-    // Pixel k covers the coordinates from k to k + 1 and belongs to the ray through k + 0.5: registration
-    // truncates coordinates, so the points that it puts into pixel k lie around k + 0.5. Scaling such an
-    // image about its pixel centres multiplies fx, fy, cx and cy by the ratio of the sizes and nothing else.
+    // A pixel's value belongs to the ray through its integer coordinates here, too, so scaling such an image about its
+    // pixel centres moves the principal point with the image's corner: cx + 0.5 and cy + 0.5 grow like the size.
     PinholeCamera ColorCamera(uint32_t colorWidth, uint32_t colorHeight, uint32_t width,
                               uint32_t height) const;
 

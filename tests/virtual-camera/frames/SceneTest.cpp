@@ -168,9 +168,8 @@ TEST(SceneCalibration, TextHoldsTheNumbersOfBothResolutions) {
         EXPECT_EQ(element->FirstChildElement("Camera")->IntAttribute("img_h"), 480 * scale);
         const std::tuple<const char*, const char*, const char*, double> rows[] = {
             {"Left_correct", "Intrins", "fx", set.m_depth.m_fx * scale},
-            // The depth camera counts from the first pixel's centre, the color camera from its border.
             {"Left_correct", "Intrins", "cx", (set.m_depth.m_cx + 0.5) * scale - 0.5},
-            {"RGB", "Intrins", "cy", set.m_color.m_cy * scale},
+            {"RGB", "Intrins", "cy", (set.m_color.m_cy + 0.5) * scale - 0.5},
             {"Left_correct_2_RGB", "RotMat", "r12", set.m_rotation[5]},
             {"Left_correct_2_RGB", "TVec", "t0", set.m_translationMm[0]},
             {"RGB", "Distort", "p3", 0.0},

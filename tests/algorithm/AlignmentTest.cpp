@@ -1,0 +1,142 @@
+// Depth and color laid onto each other, held against what perfect cameras would measure in the virtual camera's scene.
+#include "algorithm/alignment/ColorToDepth.h"
+#include "bench/AlignQuality.h"
+#include "tests/algorithm/TestObject.h"
+#include "virtual-camera/frames/SceneBackdrop.h"
+
+#include <cmath>
+#include <numeric>
+
+using namespace ox3d;
+using ox3dbench::AlignQuality;
+using ox3dbench::CAlignTruth;
+
+namespace {
+
+// A noisy frame with holes and shadows, and cameras of the depth's size.
+struct Scene {
+    explicit Scene(const CAlignTruth::Lens& lens) : m_truth(m_config, 40, lens) {
+        std::string error;
+        EXPECT_TRUE(CreateFrameSource(m_config, &error)->Render(40, true, false, &m_images));
+        const RgbdCalibration c = m_truth.Calibration();
+        const double numbers[] = {
+            c.m_depth.m_fx,    c.m_depth.m_fy,    c.m_depth.m_cx,    c.m_depth.m_cy,
+            c.m_rotation[0],   c.m_rotation[1],   c.m_rotation[2],   c.m_translationMm[0],
+            c.m_rotation[3],   c.m_rotation[4],   c.m_rotation[5],   c.m_translationMm[1],
+            c.m_rotation[6],   c.m_rotation[7],   c.m_rotation[8],   c.m_translationMm[2],
+            c.m_color.m_fx,    c.m_color.m_fy,    c.m_color.m_cx,    c.m_color.m_cy,
+            c.m_distortion[0], c.m_distortion[1], c.m_distortion[2], c.m_distortion[3],
+            c.m_distortion[4]};
+        static_assert(sizeof(AlignCameras) == sizeof(float) * std::size(numbers));
+        float floats[std::size(numbers)];
+        std::transform(std::begin(numbers), std::end(numbers), floats,
+                       [](double number) { return static_cast<float>(number); });
+        std::memcpy(&m_args.m_cameras, floats, sizeof floats);
+        m_args.m_depth = m_images.m_depth.data();
+        m_filled.resize(m_images.m_depth.size());
+        EXPECT_TRUE(Fill(m_args, m_filled.data()));
+    }
+
+    FrameSourceConfig m_config;
+    CAlignTruth m_truth;
+    FrameImages m_images;
+    AlignArgs m_args = {nullptr, 640, 480, 30, {}};
+    std::vector<uint16_t> m_filled;
+};
+
+TEST(Fill, IsWholeSharpAndInItsPlaceWhateverTheLens) {
+    for (const CAlignTruth::Lens& lens :
+         {CAlignTruth::Lens{}, CAlignTruth::Lens{1.6, {0.08, -0.05, 0.002, -0.001, 0.01}}}) {
+        const Scene scene(lens);
+        std::vector<uint16_t> truncated(scene.m_filled.size());
+        const AlignCameras& c = scene.m_args.m_cameras;
+        OXB3D_BINOSTEREO_Comn_Trans_f32(reinterpret_cast<const int16_t*>(scene.m_args.m_depth), 640, 640, 480,
+                                        nullptr, reinterpret_cast<int16_t*>(truncated.data()), 640, c.m_depth,
+                                        c.m_transform, c.m_target, nullptr);
+        const AlignQuality other = scene.m_truth.Judge(scene.m_images.m_depth, truncated);
+        const AlignQuality own = scene.m_truth.Judge(scene.m_images.m_depth, scene.m_filled);
+        EXPECT_GE(own.m_validShare, own.m_sourceShare);
+        EXPECT_GT(own.m_sourceShare, 0.98);
+        EXPECT_LE(own.m_medianMm, other.m_medianMm);
+        EXPECT_LT(std::fabs(own.m_shiftX), 0.05);
+        EXPECT_LT(std::fabs(own.m_shiftY), 0.05);
+        EXPECT_GT(other.m_shiftY, 0.4) << "the measure finds the half pixel of truncated targets";
+        EXPECT_LT(own.m_bleedShare, 0.0001);
+    }
+}
+
+TEST(Fill, DrawsNothingAcrossAStepAndTheMaskSaysSo) {
+    const Scene scene({});
+    std::vector<uint8_t> mask(scene.m_filled.size());
+    MaskFilled(scene.m_args, scene.m_filled.data(), mask.data());
+    AlignArgs args = scene.m_args;
+    args.m_stepPermille = 1000;
+    std::vector<uint16_t> closed(mask.size());
+    ASSERT_TRUE(Fill(args, closed.data()));
+    size_t opened = 0;
+    size_t hidden = 0;
+    for (size_t i = 0; i < mask.size(); ++i) {
+        EXPECT_EQ(mask[i] == kMaskSeen, scene.m_filled[i] != 0);
+        const bool isOpen = closed[i] != 0 && scene.m_filled[i] == 0;
+        opened += static_cast<size_t>(isOpen);
+        hidden += static_cast<size_t>(isOpen && mask[i] == kMaskHidden);
+    }
+    EXPECT_GT(opened, 400u);
+    EXPECT_GT(hidden, opened * 9 / 10);
+}
+
+TEST(Fill, IsBoundedAndDefinedForCamerasThatMakeNoSense) {
+    const std::vector<uint16_t> depth(640 * 480, 1000);
+    std::vector<uint16_t> target(depth.size());
+    AlignArgs args = {
+        depth.data(), 640, 480, 30, {{500, 500, 320, 240}, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {}}};
+    for (const float focal : {0.0F, NAN, INFINITY, 1e30F, -1e-30F}) {
+        args.m_cameras.m_target[0] = args.m_cameras.m_target[1] = focal;
+        EXPECT_TRUE(Fill(args, target.data()));
+    }
+    args.m_cameras.m_target[0] = args.m_cameras.m_target[1] = 50000;
+    ASSERT_TRUE(Fill(args, target.data()));
+    EXPECT_EQ(std::count(target.begin(), target.end(), 1000), (5 + 6 * 8) * (5 + 4 * 8)) << "pieces of 8 x 8";
+    args.m_cameras.m_transform[11] = -2000; // behind the camera
+    ASSERT_TRUE(Fill(args, target.data()));
+    EXPECT_EQ(std::accumulate(target.begin(), target.end(), 0), 0);
+    args.m_width = 16385;
+    EXPECT_FALSE(Fill(args, target.data()));
+}
+
+TEST(ColorToDepth, HasTheColorOfEachPointThatTheColorCameraSees) {
+    const Scene scene({});
+    const size_t pixels = scene.m_filled.size();
+    const ColorPlanes planes = {scene.m_images.m_color.data(), 1280, 960};
+    std::vector<uint8_t> color(3 * pixels);
+    std::vector<uint8_t> mask(pixels);
+    ASSERT_TRUE(
+        ColorToDepth(scene.m_args, scene.m_filled.data(), planes, CPoolTurn(0), color.data(), mask.data()));
+
+    const CSceneModel& model = CSceneModel::Get();
+    std::vector<uint8_t> truth(3 * pixels);
+    CPictureBackdrop(model.DepthCamera(640, 480), 640, 480, false).Render(model.BallAt(40), truth.data());
+    const CGroundTruth ground(scene.m_config);
+    std::vector<int> errors;
+    size_t wrong = 0;
+    for (size_t i = 0; i < pixels; ++i) {
+        const bool isDepth = scene.m_args.m_depth[i] != 0;
+        EXPECT_EQ(mask[i] == kMaskNone, !isDepth);
+        wrong +=
+            static_cast<size_t>(isDepth && mask[i] != scene.m_truth.MaskAt(static_cast<uint32_t>(i % 640),
+                                                                           static_cast<uint32_t>(i / 640)));
+        for (size_t c = i; c < 3 * pixels; c += pixels) {
+            if (mask[i] == kMaskSeen) {
+                errors.push_back(std::abs(color[c] - truth[c]));
+            } else {
+                ASSERT_EQ(color[c], 0);
+            }
+        }
+    }
+    EXPECT_LT(wrong, pixels / 200);
+    const auto most = errors.begin() + static_cast<ptrdiff_t>(errors.size() * 9 / 10);
+    std::nth_element(errors.begin(), most, errors.end());
+    EXPECT_LE(*most, 6) << "of 255, for nine tenths of all";
+}
+
+} // namespace
