@@ -265,51 +265,53 @@ void CallSomething(Crowd& crowd, std::minstd_rand& random) {
     OX3D_RGBD_FRAME_DATA frame;
     OX3D_RGBD_PARAM param = IntParam(random() % 2);
     OX3D_RGBD_CALIB_INFO calibration;
+    uint32_t status = OX3D_RGBD_E_HANDLE;
     switch (kMix[random() % (sizeof(kMix) - 1)]) {
     case 'K': {
         if (random() % 8 != 0) {
             break;
         }
         void* copy = handle;
-        if (OX3D_RGBD_CloseDevice(&copy) == OX3D_RGBD_OK) {
+        status = OX3D_RGBD_CloseDevice(&copy);
+        if (status == OX3D_RGBD_OK) {
             void* closed = handle;
             crowd.m_handle.compare_exchange_strong(closed, nullptr);
         }
         break;
     }
     case 'S':
-        OX3D_RGBD_Start(handle);
+        status = OX3D_RGBD_Start(handle);
         break;
     case 'X':
-        OX3D_RGBD_Stop(handle);
+        status = OX3D_RGBD_Stop(handle);
         break;
     case 'R':
-        OX3D_RGBD_RegisterFrameCallBack(handle, CrowdFrame, &crowd);
+        status = OX3D_RGBD_RegisterFrameCallBack(handle, CrowdFrame, &crowd);
         break;
     case 'N':
-        OX3D_RGBD_RegisterFrameCallBack(handle, nullptr, nullptr);
+        status = OX3D_RGBD_RegisterFrameCallBack(handle, nullptr, nullptr);
         break;
     case 'E':
-        OX3D_RGBD_RegisterExceptionCallBack(handle, random() % 2 == 0 ? CountSeenLoss : nullptr,
-                                            &crowd.m_frames);
+        status = OX3D_RGBD_RegisterExceptionCallBack(handle, random() % 2 == 0 ? CountSeenLoss : nullptr,
+                                                     &crowd.m_frames);
         break;
     case 'F':
-        OX3D_RGBD_FetchFrame(handle, &frame, random() % 3);
+        status = OX3D_RGBD_FetchFrame(handle, &frame, random() % 3);
         break;
     case 'C':
-        OX3D_RGBD_GetCalibInfo(handle, OX3D_RGBD_CALIB_DEPTH, &calibration);
+        status = OX3D_RGBD_GetCalibInfo(handle, OX3D_RGBD_CALIB_DEPTH, &calibration);
         break;
     case 'T':
-        OX3D_RGBD_SoftTrigger(handle);
+        status = OX3D_RGBD_SoftTrigger(handle);
         break;
     case 'G':
-        OX3D_RGBD_GetParam(handle, "Width", &param);
+        status = OX3D_RGBD_GetParam(handle, "Width", &param);
         break;
     default:
-        OX3D_RGBD_SetParam(handle, random() % 2 == 0 ? "OutputRgbd" : "Width", &param);
+        status = OX3D_RGBD_SetParam(handle, random() % 2 == 0 ? "OutputRgbd" : "Width", &param);
         break;
     }
-    ++crowd.m_calls;
+    crowd.m_calls += status != OX3D_RGBD_E_HANDLE ? 1 : 0; // without a device a call meets no other
 }
 
 void CrowdFrame(OX3D_RGBD_FRAME_DATA* /*frame*/, void* user) {

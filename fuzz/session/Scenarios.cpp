@@ -22,7 +22,7 @@ constexpr Scenario kScenarios[] = {
     {"cycles", "times opened and closed", 1500, 100000, RunCycles},
     {"frames", "frames pushed", 50000, 2600000, RunFrames},
     {"frames-of-all-kinds", "frames with every option", 300, 100000, RunFramesOfAllKinds},
-    {"threads", "calls from 8 threads", 300000, 5000000, RunThreads},
+    {"threads", "calls from 8 threads", 50000, 1000000, RunThreads},
     {"process-ends", "processes", 10, 1000, RunProcessEnds},
     {"log-kills", "processes killed", 40, 1000, RunLogKills},
     {"log-obstacles", "obstacles", 1, 1, RunLogObstacles},
