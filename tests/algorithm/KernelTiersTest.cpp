@@ -188,9 +188,9 @@ struct Numbers {
 };
 
 // All modes of both point types, refused ones included; of rows that lie apart, and of such that overlap.
-Result Transform(Random& random, int32_t width, int32_t height, uint32_t modes = 0xFFFF) {
+Result Transform(Random& random, int32_t width, int32_t height, int32_t targetWidth,
+                 uint32_t modes = 0xFFFF) {
     const int32_t step = std::max(1, width + OneOf(random, {0, 0, 0, 0, 0, Below(random, 9), 8, -1}));
-    const int32_t targetWidth = random() % 4 == 0 ? Below(random, 90) - 5 : width;
     const Numbers n(random, width, height);
     const CPlane<int16_t> depth(
         Noise<int16_t>(random, At(width, height - 1, step), random() % 3 == 0 ? 65536 : 1 + random() % 4000));
@@ -232,7 +232,8 @@ Result Transform(Random& random, int32_t width, int32_t height, uint32_t modes =
 
 Result TransformAnySizes(Random& random) {
     const int32_t width = 1 + Below(random, OneOf(random, {70, 70, 70, 70, 70, 70, 600, 2500}));
-    return Transform(random, width, 1 + Below(random, 9));
+    const int32_t targetWidth = OneOf(random, {Below(random, 90) - 5, width, width, width});
+    return Transform(random, width, 1 + Below(random, 9), targetWidth);
 }
 
 // Images that threads share. The reference is alone with them.
@@ -244,9 +245,14 @@ Result OnThreads(Random& random) {
     return kRun(random);
 }
 
+constexpr uint32_t kPointsAtTheSource = 1U << 1 | 1U << 5 | 1U << 13; // modes A, C2 and B3
+constexpr uint32_t kDepthAlone = 1U << 6 | 1U << 14;                  // C1 and B1
+
+template <uint32_t kModes>
 Result TransformALargeImage(Random& random) {
-    constexpr uint32_t kShared = 1U << 1 | 1U << 5 | 1U << 6 | 1U << 13 | 1U << 14; // A, C2, C1, B3, B1
-    return Transform(random, 640 + Below(random, 9), 480 + Below(random, 9), kShared);
+    const int32_t width = 640 + Below(random, 9);
+    const int32_t targetWidth = OneOf(random, {width, width, width - 7, width + 40});
+    return Transform(random, width, 480 + Below(random, 9), targetWidth, kModes);
 }
 
 // Surfaces with steps and holes, or noise, in one strip or several.
@@ -383,21 +389,24 @@ const struct {
     EKernelTier (*m_use)(EKernelTier);
     uint32_t m_rounds;
     Result (*m_run)(Random& random);
-} kCases[] = {{"Remap", stereo::UseImageKernelTier, 2000, Remap},
-              {"RemapOntoAnInput", stereo::UseImageKernelTier, 30, RemapOntoAnInput},
-              {"Fuse", stereo::UseImageKernelTier, 600, Fuse},
-              {"FuseExtremes", stereo::UseImageKernelTier, 200, FuseExtremes},
-              {"CountZeros", stereo::UseImageKernelTier, 200, CountZeros},
-              {"Transform", stereo::UseTransformKernelTier, 500, TransformAnySizes},
-              {"TransformOnThreads", stereo::UseTransformKernelTier, 8, OnThreads<TransformALargeImage>},
-              {"Align", alignment::UseFillKernelTier, 400, AlignAnySizes},
-              {"AlignOnThreads", alignment::UseFillKernelTier, 1, OnThreads<AlignALargeImage>},
-              {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
-              {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
-              {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},
-              {"ScaleTheLargestSides", scaling::UseScaleKernelTier, 50, ScaleTheLargestSides},
-              {"Interleave", UseInterleaveKernelTier, 1000, InterleaveAnySizes},
-              {"InterleaveOnThreads", UseInterleaveKernelTier, 9, OnThreads<InterleaveALargeImage>}};
+} kCases[] = {
+    {"Remap", stereo::UseImageKernelTier, 2000, Remap},
+    {"RemapOntoAnInput", stereo::UseImageKernelTier, 30, RemapOntoAnInput},
+    {"Fuse", stereo::UseImageKernelTier, 600, Fuse},
+    {"FuseExtremes", stereo::UseImageKernelTier, 200, FuseExtremes},
+    {"CountZeros", stereo::UseImageKernelTier, 200, CountZeros},
+    {"Transform", stereo::UseTransformKernelTier, 500, TransformAnySizes},
+    {"PointsOnThreads", stereo::UseTransformKernelTier, 3,
+     OnThreads<TransformALargeImage<kPointsAtTheSource>>},
+    {"DepthOnThreads", stereo::UseTransformKernelTier, 24, OnThreads<TransformALargeImage<kDepthAlone>>},
+    {"Align", alignment::UseFillKernelTier, 400, AlignAnySizes},
+    {"AlignOnThreads", alignment::UseFillKernelTier, 1, OnThreads<AlignALargeImage>},
+    {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
+    {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
+    {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},
+    {"ScaleTheLargestSides", scaling::UseScaleKernelTier, 50, ScaleTheLargestSides},
+    {"Interleave", UseInterleaveKernelTier, 1000, InterleaveAnySizes},
+    {"InterleaveOnThreads", UseInterleaveKernelTier, 9, OnThreads<InterleaveALargeImage>}};
 
 TEST(KernelTiers, GiveTheBytesOfTheReference) {
     for (const auto& [name, use, rounds, run] : kCases) {
