@@ -195,7 +195,8 @@ Result Transform(Random& random, int32_t width, int32_t height, int32_t targetWi
     const CPlane<int16_t> depth(
         Noise<int16_t>(random, At(width, height - 1, step), random() % 3 == 0 ? 65536 : 1 + random() % 4000));
     std::replace_if(
-        depth.Data(), depth.End(), [&](int16_t) { return random() % 5 == 0; }, int16_t{0});
+        depth.Data(), depth.End(),
+        [&, share = OneOf(random, {2U, 5U})](int16_t) { return random() % share == 0; }, int16_t{0});
     const auto samples = static_cast<uint32_t>(depth.End() - depth.Data());
     std::fill_n(depth.Data(), random() % (1 + samples / 2), int16_t{0});
     depth.Data()[random() % samples] =
