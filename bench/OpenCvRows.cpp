@@ -32,19 +32,19 @@ void AddCloud(Size size) {
     });
 }
 
-void AddRegistration(Size size) {
-    AddRow("registration", "OpenCV rgbd registerDepth", size, [size] {
+void AddRegistration(const char* table, const char* name, Size size, bool isDilated) {
+    AddRow(table, name, size, [size, isDilated] {
         DepthScene& scene = Shared<DepthScene>(size);
         cv::Mat rigid = cv::Mat::eye(4, 4, CV_32F);
         cv::Mat(3, 4, CV_32F, scene.m_transform).copyTo(rigid.rowRange(0, 3));
         for (int row = 0; row < 3; ++row) {
             rigid.at<float>(row, 3) /= 1000; // metres
         }
-        return [size, rigid, depth = View(size, CV_16UC1, scene.m_depth.data()),
+        return [size, isDilated, rigid, depth = View(size, CV_16UC1, scene.m_depth.data()),
                 from = CameraMatrix(scene.m_depthCamera), to = CameraMatrix(scene.m_colorCamera),
                 target = cv::Mat()]() mutable {
             cv::rgbd::registerDepth(from, to, cv::noArray(), rigid, depth, {size.m_width, size.m_height},
-                                    target);
+                                    target, isDilated);
         };
     });
 }
@@ -122,7 +122,11 @@ void AddOpenCvRows() {
     cv::setNumThreads(1);
     for (const Size size : kSizes) {
         AddCloud(size);
-        AddRegistration(size);
+        AddRegistration("registration", "OpenCV rgbd registerDepth", size, false);
+        if (size.m_width <= 1920) {
+            AddRegistration("filled", "OpenCV rgbd registerDepth", size, false);
+            AddRegistration("filled", "OpenCV rgbd registerDepth, dilated", size, true);
+        }
         AddInterleave(size);
         AddScaling(size, "OpenCV resize, linear", cv::INTER_LINEAR);
         AddScaling(size, "OpenCV resize, linear exact", cv::INTER_LINEAR_EXACT);

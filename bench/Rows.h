@@ -78,6 +78,7 @@ T& Shared(Size size) {
 
 // The parts of the benchmark; each adds its tables and rows.
 void AddKernelRows();
+void AddAlignRows();
 void AddStereoRows();
 void AddLogRows();
 void AddFrameRows();

@@ -1,6 +1,7 @@
 // Tiers.cpp - see Tiers.h.
 #include "bench/Tiers.h"
 
+#include "algorithm/alignment/FillTiers.h"
 #include "algorithm/binostereo/ImageTiers.h"
 #include "algorithm/binostereo/TransformTiers.h"
 #include "algorithm/rgbd/RgbdInterleaveTiers.h"
@@ -36,6 +37,7 @@ std::vector<Tier> InterleaveTiersHere() {
 }
 
 void UseTier(ox3d::EKernelTier tier) {
+    ox3d::alignment::UseFillKernelTier(tier);
     ox3d::stereo::UseTransformKernelTier(tier);
     ox3d::stereo::UseImageKernelTier(tier);
     ox3d::scaling::UseScaleKernelTier(tier);

@@ -75,6 +75,7 @@ int Run(std::vector<char*> arguments) {
         return 2;
     }
     ox3dbench::AddKernelRows();
+    ox3dbench::AddAlignRows();
     ox3dbench::AddStereoRows();
     ox3dbench::AddFrameRows();
     ox3dbench::AddThreadRows();

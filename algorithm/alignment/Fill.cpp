@@ -57,9 +57,15 @@ void DrawReference(const AlignArgs& a, const FillOptics& o, bool isDistorted, in
     }
 }
 
-void TakeNearer(const uint16_t* from, uint64_t count, uint16_t* to) {
+void TakeNearer(uint16_t* target, const uint16_t* other, uint64_t count) {
     for (uint64_t i = 0; i < count; ++i) {
-        to[i] = std::min(to[i], from[i]);
+        target[i] = std::min(target[i], other[i]);
+    }
+}
+
+void AddOne(uint16_t* target, uint64_t count) {
+    for (uint64_t i = 0; i < count; ++i) {
+        target[i] = static_cast<uint16_t>(target[i] + 1U);
     }
 }
 
@@ -79,7 +85,7 @@ void PlaceReference(const AlignArgs& a, const FillOptics& o, bool isDistorted, c
     }
 }
 
-constexpr FillKernels kReference = {DrawReference, PlaceReference};
+constexpr FillKernels kReference = {DrawReference, PlaceReference, TakeNearer, AddOne};
 
 constinit CKernelChoice<FillKernels, kReference, sse2::kFillKernels, avx2::kFillKernels, avx512::kFillKernels>
     g_choice;
@@ -144,11 +150,9 @@ bool Fill(const AlignArgs& args, uint16_t* target, const CPoolTurn& turn, uint16
     });
     turn.RunRanges(pixels, [&](uint64_t first, uint64_t end) {
         for (uint32_t part = 1; part < parts; ++part) {
-            TakeNearer(spare + (part - 1) * pixels + first, end - first, target + first);
+            kernels.m_takeNearer(target + first, spare + (part - 1) * pixels + first, end - first);
         }
-        for (uint64_t i = first; i < end; ++i) {
-            target[i] = static_cast<uint16_t>(target[i] + 1U);
-        }
+        kernels.m_addOne(target + first, end - first);
     });
     return true;
 }

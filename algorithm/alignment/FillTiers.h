@@ -24,6 +24,10 @@ struct FillKernels {
     // Places of up to kStretch pixels from (first, row) on. What has no depth may be placed anywhere.
     void (*m_place)(const AlignArgs& args, const FillOptics& optics, bool isDistorted, const ColorGrid& grid,
                     int32_t row, int32_t first, int32_t count, Places* places);
+    // Takes over what is nearer in another target.
+    void (*m_takeNearer)(uint16_t* target, const uint16_t* other, uint64_t count);
+    // Makes depths of depths less one.
+    void (*m_addOne)(uint16_t* target, uint64_t count);
 };
 
 // The numbers of a call, and the kernels in use.
