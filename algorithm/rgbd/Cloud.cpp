@@ -119,7 +119,8 @@ void CBuilder::ColorRow(int32_t v, const float* z) {
     const uint8_t* const green = red + plane;
     const uint8_t* const blue = green + plane;
     const auto at = [&](size_t pixel) {
-        return red[pixel] | uint32_t{green[pixel]} << 8 | uint32_t{blue[pixel]} << 16 | 0xFF000000u;
+        const uint32_t color = red[pixel] | uint32_t{green[pixel]} << 8 | uint32_t{blue[pixel]} << 16;
+        return color == 0 && a.m_isBlackNone ? 0 : color | 0xFF000000u;
     };
     const int32_t* const pixels = m_scratch.Pixels();
     const size_t first = static_cast<size_t>(v) * static_cast<size_t>(a.m_width);

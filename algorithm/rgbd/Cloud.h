@@ -40,6 +40,7 @@ struct CloudArgs {
     const uint8_t* m_color;
     const PointView*
         m_view; // of the color image, for points that were not moved; null: its pixels are the depth's
+    bool m_isBlackNone; // black pixels show nothing
     EPointFormat m_format;
     bool m_isCompact; // valid points alone
     // Where the points go, 3 numbers each: floats, or numbers of 16 bits, rounded to nearest.

@@ -202,7 +202,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetIntrinsics(void* handle, uint32_t nStream,
     0u                           /* a point for every pixel of the depth image, zeros where there is none */
 #define OX3D_RGBD_CLOUD_VALID 1u /* the points that there are, in the order of their pixels */
 
-/* nColor: four bytes a point, R, G, B and 255; four zeros where the color image does not show the point. */
+/* nColor: four bytes a point, R, G, B and 255; four zeros where the color image does not show the point. Of color that was
+ * moved to the depth's pixels, black is what does not show the point. */
 #define OX3D_RGBD_CLOUD_NO_COLOR 0u
 #define OX3D_RGBD_CLOUD_COLOR_BESIDE 1u /* in an array of its own */
 #define OX3D_RGBD_CLOUD_COLOR_INTERLEAVED \

@@ -130,6 +130,7 @@ bool MakePlan(const KnownFrame& known, const OX3D_RGBD_CLOUD_OPTIONS& options, P
     }
     plan->m_view = ViewOf(lens, note.m_images[1], motion);
     args.m_color = note.m_images[1].m_data;
+    args.m_isBlackNone = note.IsColorInDepth();
     args.m_view = SharePixels(note, plan->m_lens, lens) ? nullptr : &plan->m_view;
     return true;
 }

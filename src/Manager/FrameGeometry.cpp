@@ -1,6 +1,7 @@
 // FrameGeometry.cpp - see FrameGeometry.h.
 #include "src/Manager/FrameGeometry.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
@@ -125,6 +126,11 @@ bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t 
             forth.m_rotation[3 * row + column] = calibration.m_depthToColor[4 * row + column];
         }
         forth.m_translation[row] = calibration.m_depthToColor[4 * row + 3];
+    }
+    const auto isFinite = [](double number) { return std::isfinite(number); };
+    if (!std::all_of(forth.m_rotation.begin(), forth.m_rotation.end(), isFinite) ||
+        !std::all_of(forth.m_translation.begin(), forth.m_translation.end(), isFinite)) {
+        return false;
     }
     if (from == OX3D_RGBD_CAMERA_DEPTH) {
         *motion = forth;

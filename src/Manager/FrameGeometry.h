@@ -31,7 +31,8 @@ struct Motion {
 Lens DepthLens(const FrameNote& note, const DepthCalibration& calibration);
 Lens ColorLens(const FrameNote& note, const DepthCalibration& calibration);
 
-// Cameras are OX3D_RGBD_CAMERA_*. False when the way back does not exist; *motion is then unchanged.
+// Cameras are OX3D_RGBD_CAMERA_*. False when the way back does not exist or the
+// numbers are none; *motion is then unchanged.
 bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t to, Motion* motion);
 
 // Whether images of this lens can be projected from: focal lengths and centre are numbers that can be divided by.

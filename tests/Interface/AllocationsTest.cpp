@@ -35,6 +35,15 @@ TEST_F(Allocations, AreNoneOnceTheFirstFrameWasFetched) {
     OX3D_RGBD_IMAGE_DATA cloud = {};
     ASSERT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &cloud), OX3D_RGBD_OK);
     EXPECT_TRUE(isAligned(cloud.pData));
+    const OX3D_RGBD_CLOUD_OPTIONS options = {OX3D_RGBD_CAMERA_COLOR,       0, 0,
+                                             OX3D_RGBD_CLOUD_COLOR_BESIDE, 1, {}};
+    for (int i = 0; i < 2; ++i) {
+        OX3D_RGBD_CLOUD points = {};
+        const uint64_t before = g_allocations;
+        ASSERT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, &m_frame, &options, &points), OX3D_RGBD_OK);
+        EXPECT_EQ(g_allocations != before, i == 0) << "cloud " << i;
+        EXPECT_TRUE(isAligned(static_cast<uint8_t*>(points.pPoints)) && isAligned(points.pColors));
+    }
     uint32_t images = 0;
     const auto count = [](OX3D_RGBD_FRAME_DATA* frame, void* user) {
         *static_cast<uint32_t*>(user) += frame->nImageCount;

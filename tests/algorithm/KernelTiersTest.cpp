@@ -6,6 +6,8 @@
 #include "algorithm/binostereo/ImageTiers.h"
 #include "algorithm/binostereo/TransformTiers.h"
 #include "algorithm/dispatch/KernelChoice.h"
+#include "algorithm/rgbd/Cloud.h"
+#include "algorithm/rgbd/CloudTiers.h"
 #include "algorithm/rgbd/RgbdInterleave.h"
 #include "algorithm/rgbd/RgbdInterleaveTiers.h"
 #include "algorithm/scaling/BilinearTiers.h"
@@ -385,6 +387,71 @@ Result InterleaveALargeImage(Random& random) {
     return Interleave(random, kMinSharedPixels + random() % 300);
 }
 
+// Numbers around the edges of what is a point, and of what the view shows.
+Result Cloud(Random& random, int32_t width, int32_t height) {
+    const size_t pixels = At(0, height, width);
+    const auto floats = [&](size_t count, float range) {
+        std::vector<float> numbers(count);
+        for (float& number : numbers) {
+            const float usual = range * (static_cast<float>(random() % 20001) / 10000.0F - 1.0F);
+            number = random() % 500 != 0 ? usual : OneOf(random, {0.0F, NAN, INFINITY, 1e30F, -1e-30F});
+        }
+        return numbers;
+    };
+    const bool isPerPixel = random() % 2 == 0;
+    const CPlane<uint16_t> depth(Noise<uint16_t>(random, pixels));
+    const CPlane<float> x(floats(isPerPixel ? pixels : static_cast<size_t>(width), 1.5F));
+    const CPlane<float> y(floats(isPerPixel ? pixels : static_cast<size_t>(height), 1.5F));
+    const CPlane<uint8_t> color(Noise<uint8_t>(random, 3 * pixels));
+    const std::vector<float> move = floats(12, 2.0F);
+    PointView view = {{}, {}, {}, 2.0F, random() % 2 == 0, width, height};
+    std::copy_n(floats(12, 1.0F).begin(), 12, view.m_move);
+    std::copy_n(floats(4, static_cast<float>(width)).begin(), 4, view.m_lens);
+    std::copy_n(floats(5, 0.2F).begin(), 5, view.m_distortion);
+    const bool isMixed = random() % 2 == 0;
+    const bool isShort = random() % 3 == 0;
+    const size_t stride = (isShort ? 6 : 12) + (isMixed ? (isShort ? 6 : 4) : 0);
+    const CPlane<uint8_t> points(stride * pixels);
+    const CPlane<uint8_t> colors(4 * pixels);
+    const CPlane<float> normals(3 * pixels);
+    const bool isNormal = random() % 2 == 0;
+    std::fill(points.Data(), points.End(), uint8_t{0});
+    std::fill(colors.Data(), colors.End(), uint8_t{0});
+    std::fill(normals.Data(), normals.End(), 0.0F);
+    const uint32_t threads = 3;
+    std::vector<float> scratch(CloudScratchBytes(width, threads) / sizeof(float));
+    const uint64_t valid = BuildCloud({.m_depth = reinterpret_cast<const uint8_t*>(depth.Data()),
+                                       .m_width = width,
+                                       .m_height = height,
+                                       .m_rays = {x.Data(), y.Data(), isPerPixel},
+                                       .m_move = random() % 2 == 0 ? move.data() : nullptr,
+                                       .m_color = color.Data(),
+                                       .m_view = random() % 4 != 0 ? &view : nullptr,
+                                       .m_isBlackNone = random() % 2 == 0,
+                                       .m_format = isShort ? EPointFormat::Int16 : EPointFormat::Float32,
+                                       .m_isCompact = random() % 3 == 0,
+                                       .m_points = points.Data(),
+                                       .m_pointStride = stride,
+                                       .m_colors = isMixed ? points.Data() + stride - 4 : colors.Data(),
+                                       .m_colorStride = isMixed ? stride : 4,
+                                       .m_normals = isNormal ? normals.Data() : nullptr,
+                                       .m_scratch = scratch.data(),
+                                       .m_threads = threads});
+    Result result = BytesOf(points);
+    Append(colors, &result);
+    Append(normals, &result);
+    result.push_back(static_cast<uint8_t>(valid));
+    return result;
+}
+
+Result CloudOfAnySize(Random& random) {
+    return Cloud(random, 1 + Below(random, 70), 1 + Below(random, 9));
+}
+
+Result CloudOfALargeImage(Random& random) {
+    return Cloud(random, 700, 480);
+}
+
 const struct {
     const char* m_name;
     EKernelTier (*m_use)(EKernelTier);
@@ -406,6 +473,8 @@ const struct {
     {"ScaleAnySizes", scaling::UseScaleKernelTier, 3000, ScaleAnySizes},
     {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 400, ScaleAtCommonRatios},
     {"ScaleTheLargestSides", scaling::UseScaleKernelTier, 50, ScaleTheLargestSides},
+    {"Cloud", UseCloudKernelTier, 1000, CloudOfAnySize},
+    {"CloudOnThreads", UseCloudKernelTier, 8, OnThreads<CloudOfALargeImage>},
     {"Interleave", UseInterleaveKernelTier, 1000, InterleaveAnySizes},
     {"InterleaveOnThreads", UseInterleaveKernelTier, 9, OnThreads<InterleaveALargeImage>}};
 

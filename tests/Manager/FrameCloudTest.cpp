@@ -1,0 +1,127 @@
+// Points of frames that were aligned in each of the ways there are, from what their notes say.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "src/Manager/FrameCloud.h"
+#include "src/Manager/LensRays.h"
+
+namespace {
+
+constexpr uint32_t kWidth = 80;
+constexpr uint32_t kHeight = 60;
+
+class AlignedCloud : public testing::Test {
+protected:
+    AlignedCloud() {
+        m_known.m_isCalibrated = true;
+        m_known.m_calibration = {{70, 71, 39, 30},
+                                 {0.8F, -0.6F, 0, 20, 0.6F, 0.8F, 0, -7, 0, 0, 1, 30, 0, 0, 0, 1},
+                                 {60, 61, 40, 29, 0.1F, -0.05F, 0.004F, -0.003F, 0.01F},
+                                 kWidth,
+                                 kHeight};
+        FrameNote& note = m_known.m_note;
+        note.m_imageCount = 2;
+        note.m_hasColor = true;
+        note.m_isAligned = true;
+        note.m_images[0] = Image(m_depth.data(), OX3D_RGBD_PIXEL_DEPTH16, 2);
+        note.m_images[1] = Image(m_color.data(), OX3D_RGBD_PIXEL_RGB8_PLANAR, 3);
+    }
+    static NotedImage Image(const void* data, uint32_t type, uint32_t pixelBytes) {
+        return {static_cast<const uint8_t*>(data), type, kWidth, kHeight, kWidth * kHeight * pixelBytes};
+    }
+    // The point of pixel (u, v) in the camera's frame.
+    std::vector<double> PointOf(uint32_t u, uint32_t v, uint32_t camera) {
+        OX3D_RGBD_CLOUD_OPTIONS options = {};
+        options.nCamera = camera;
+        options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
+        EXPECT_EQ(CFrameCloud::Check(m_known.m_note, options), OX3D_RGBD_OK);
+        EXPECT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
+        const float* const point = static_cast<const float*>(m_out.pPoints) + 3 * (v * kWidth + u);
+        return {point[0], point[1], point[2]};
+    }
+    uint32_t ColorOf(uint32_t u, uint32_t v) const {
+        uint32_t color = 0;
+        memcpy(&color, m_out.pColors + 4 * (v * kWidth + u), sizeof(color));
+        return color;
+    }
+    // Where the color camera sees a point of its frame.
+    std::pair<double, double> Seen(const std::vector<double>& p) const {
+        const float* const k = m_known.m_calibration.m_colorIntrinsics;
+        const double x = p[0] / p[2];
+        const double y = p[1] / p[2];
+        const double r2 = x * x + y * y;
+        const double q = 1 + k[4] * r2 + k[5] * r2 * r2 + k[8] * r2 * r2 * r2;
+        return {k[0] * (x * q + 2 * k[6] * x * y + k[7] * (r2 + 2 * x * x)) + k[2],
+                k[1] * (y * q + 2 * k[7] * x * y + k[6] * (r2 + 2 * y * y)) + k[3]};
+    }
+    std::vector<uint16_t> m_depth = std::vector<uint16_t>(kWidth * kHeight, 1000);
+    std::vector<uint8_t> m_color = std::vector<uint8_t>(kWidth * kHeight * 3, 77);
+    KnownFrame m_known;
+    CFrameCloud m_cloud;
+    OX3D_RGBD_CLOUD m_out = {};
+};
+
+constexpr uint32_t kPixels[][2] = {{0, 0}, {79, 0}, {40, 29}, {0, 59}, {79, 59}, {13, 47}};
+
+TEST_F(AlignedCloud, OfFilledDepthGoesBackThroughTheDistortion) {
+    m_known.m_note.m_alignMode = 1;
+    for (const auto& [u, v] : kPixels) {
+        const auto point = PointOf(u, v, OX3D_RGBD_CAMERA_COLOR);
+        EXPECT_EQ(point[2], 1000);
+        EXPECT_NEAR(Seen(point).first, u, 1e-3);
+        EXPECT_NEAR(Seen(point).second, v, 1e-3);
+        EXPECT_EQ(ColorOf(u, v), 0xFF4D4D4Du) << "each pixel has its own";
+    }
+}
+
+TEST_F(AlignedCloud, OfDepthInThePlainWayIsAtTheMiddleOfWhatFellIntoThePixel) {
+    const float* const k = m_known.m_calibration.m_colorIntrinsics;
+    for (const auto& [u, v] : kPixels) {
+        const auto point = PointOf(u, v, OX3D_RGBD_CAMERA_COLOR);
+        EXPECT_NEAR(point[0], (u + 0.5 - k[2]) / k[0] * 1000, 1e-2);
+        EXPECT_NEAR(point[1], (v + 0.5 - k[3]) / k[1] * 1000, 1e-2);
+    }
+    const auto inColor = PointOf(13, 47, OX3D_RGBD_CAMERA_COLOR);
+    const auto inDepth = PointOf(13, 47, OX3D_RGBD_CAMERA_DEPTH);
+    EXPECT_NEAR(0.8 * inDepth[0] - 0.6 * inDepth[1] + 20, inColor[0], 1e-2);
+    EXPECT_NEAR(0.6 * inDepth[0] + 0.8 * inDepth[1] - 7, inColor[1], 1e-2);
+    EXPECT_NEAR(inDepth[2] + 30, 1000, 1e-2);
+}
+
+TEST_F(AlignedCloud, OfDepthThatColorWasMovedToIsTheDepthCameras) {
+    m_known.m_note.m_alignTarget = 1;
+    m_color[7] = m_color[kWidth * kHeight + 7] = m_color[2 * kWidth * kHeight + 7] = 0;
+    for (const uint32_t mode : {0, 1}) {
+        m_known.m_note.m_alignMode = mode;
+        for (const auto& [u, v] : kPixels) {
+            const auto point = PointOf(u, v, OX3D_RGBD_CAMERA_DEPTH);
+            EXPECT_NEAR(point[0], (u - 39.0) / 70 * 1000, 1e-2);
+            EXPECT_NEAR(point[1], (v - 30.0) / 71 * 1000, 1e-2);
+            EXPECT_EQ(ColorOf(u, v), 0xFF4D4D4Du);
+        }
+        EXPECT_EQ(ColorOf(7, 0), 0u) << "the color camera does not see it";
+    }
+}
+
+TEST_F(AlignedCloud, IsNotMadeWithLensesThatCannotBe) {
+    m_known.m_note.m_alignMode = 1;
+    const OX3D_RGBD_CLOUD_OPTIONS options = {};
+    for (float* const number :
+         {&m_known.m_calibration.m_colorIntrinsics[0], &m_known.m_calibration.m_colorIntrinsics[3],
+          &m_known.m_calibration.m_depthToColor[10], &m_known.m_calibration.m_depthToColor[3]}) {
+        for (const float broken : {NAN, INFINITY}) {
+            const float sound = *number;
+            *number = broken;
+            EXPECT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_E_NO_DATA) << *number;
+            *number = sound;
+        }
+    }
+    m_known.m_calibration.m_colorIntrinsics[4] = -300; // turns back before the first pixel
+    EXPECT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
+    EXPECT_LT(m_out.nValid, 100u) << "pixels to which no direction leads have no points";
+}
+
+} // namespace
