@@ -57,6 +57,7 @@ void SetUpDouble(const Faults& faults) {
     scripted.m_script.m_calls.reserve(256);
     scripted.SetDevices({EthernetDevice("ETH1"), UsbDevice("USB1")});
     scripted.SetFile("RGBDSensorCali", kCalibration);
+    scripted.SetFile("LSLSystemCali", "");
     scripted.AddRule({.m_function = test::DOUBLE_OX_XML_GetNodeInterfaceType, .m_work = AnswerType});
     scripted.AddRule({.m_function = test::DOUBLE_OX_CC_GetIntValueEx,
                       .m_output = RecordBytes(OX_CC_INT_VALUE_EX{640, 4000, 1, 1})});
@@ -235,11 +236,32 @@ std::vector<Step> LongSession(bool isUsb) {
     add("set ip", 1);
     add("open", isUsb ? 1 : 0);
     add("switch", 5); // the RGB-D image, too
-    for (const char* const name :
-         {"device info",  "nodes",       "access mode", "invalidate",  "export",           "import",
-          "xml",          "read file",   "write file",  "upgrade",     "upgrade progress", "read memory",
-          "write memory", "set timeout", "get timeout", "calibration", "execute",          "exceptions",
-          "trigger",      "start",       "trigger"}) {
+    for (const char* const name : {"device info",
+                                   "nodes",
+                                   "access mode",
+                                   "invalidate",
+                                   "export",
+                                   "import",
+                                   "xml",
+                                   "read file",
+                                   "write file",
+                                   "upgrade",
+                                   "upgrade progress",
+                                   "read memory",
+                                   "write memory",
+                                   "set timeout",
+                                   "get timeout",
+                                   "calibration",
+                                   "execute",
+                                   "exceptions",
+                                   "trigger",
+                                   "start",
+                                   "trigger",
+                                   "export system",
+                                   "import system",
+                                   "map nobody's frame",
+                                   "copy nobody's frame",
+                                   "free nobody's copy"}) {
         add(name);
     }
     for (uint8_t i = 0; i < 6; ++i) {

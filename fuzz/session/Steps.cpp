@@ -328,6 +328,36 @@ constexpr StepKind kKinds[] = {
          return OX3D_RGBD_GetGvcpTimeout(h, Argument(milliseconds, v));
      },
      Forward<test::DOUBLE_OX_GIGE_GetGvcpTimeout>},
+    {"export system", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         return OX3D_RGBD_ExportSystemCalibration(h, TextArgument("system", v));
+     },
+     Forward<test::DOUBLE_OX_CC_FileAccessRead>},
+    {"import system", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         return OX3D_RGBD_ImportSystemCalibration(h, TextArgument("system", v));
+     },
+     Forward<test::DOUBLE_OX_CC_FileAccessWrite>},
+    {"map nobody's frame", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         const OX3D_RGBD_FRAME_DATA frame = {};
+         const OX3D_RGBD_CLOUD_OPTIONS options = {};
+         OX3D_RGBD_CLOUD cloud;
+         return OX3D_RGBD_MapFrameToPointCloud(h, Argument(frame, v), &options, &cloud);
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
+    {"copy nobody's frame", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         const OX3D_RGBD_FRAME_DATA frame = {};
+         OX3D_RGBD_FRAME_DATA* copy = nullptr;
+         return OX3D_RGBD_CopyFrame(h, &frame, Argument(copy, v));
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
+    {"free nobody's copy", EShape::Alone,
+     [](Context&, void*, uint8_t v) {
+         return OX3D_RGBD_FreeFrame(reinterpret_cast<OX3D_RGBD_FRAME_DATA*>(uintptr_t{v} * 64));
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
 };
 // NOLINTEND(cppcoreguidelines-*)
 
