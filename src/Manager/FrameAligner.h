@@ -31,8 +31,10 @@ public:
                        bool isMaskWanted);
     // The mask of registered depth.
     uint32_t MaskDepth(uint32_t stepPermille, const OX3D_RGBD_IMAGE_DATA& depth);
-    // The last mask, or null before the first.
+    // Where the last images of each kind lie, or null before the first.
     uint8_t* Mask() const { return m_mask.Data(); }
+    const uint8_t* Filled() const { return m_filled.Data(); }
+    const uint8_t* MovedColor() const { return m_color.Data(); }
     void Release();
 
 private:

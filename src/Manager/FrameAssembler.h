@@ -62,8 +62,8 @@ public:
     bool HasColor() const OX_REQUIRES(this) { return m_extendedImage.m_isPresent; }
     // Where chunk images, the interleaved one and the mask lie.
     FrameBlocks Blocks() const OX_REQUIRES(this) {
-        return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data(), nullptr, nullptr,
-                m_aligner.Mask()};
+        return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data(),
+                m_aligner.Filled(),      m_aligner.MovedColor(),  m_aligner.Mask()};
     }
     // Forgets all chunk images; Release frees the buffers as well.
     void Reset() OX_REQUIRES(this);

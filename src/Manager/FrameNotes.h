@@ -40,12 +40,10 @@ struct FrameNote {
     bool Is(const OX3D_RGBD_FRAME_DATA& frame) const;
 };
 
-// Memory of the library in which images may lie: chunk images, the interleaved one, registered depth, resampled color,
-// the occlusion mask.
-// Null where there is none, or none that is known of.
-using FrameBlocks = std::array<const uint8_t*, 6>;
-constexpr size_t kDepthBlock = 3;
-constexpr size_t kColorBlock = 4;
+// Memory of the library in which images may lie: chunk images, the interleaved one, filled depth, moved color, the mask,
+// and last depth that the conversion engine registered. Null where there is none, or none that is known of.
+using FrameBlocks = std::array<const uint8_t*, 7>;
+constexpr size_t kDepthBlock = 6;
 
 class CFrameNotes {
 public:

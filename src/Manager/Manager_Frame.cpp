@@ -42,8 +42,7 @@ void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
     note.m_alignTarget = options.m_alignTarget;
     note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;
     FrameBlocks blocks = m_assembler.Blocks();
-    blocks[kDepthBlock] = note.IsDepthInColor() ? note.m_images[0].m_data : nullptr;
-    blocks[kColorBlock] = note.IsColorInDepth() && note.m_hasColor ? note.m_images[1].m_data : nullptr;
+    blocks[kDepthBlock] = note.IsDepthInColor() && note.m_alignMode == 0 ? note.m_images[0].m_data : nullptr;
     m_notes.Add(note, blocks);
 }
 

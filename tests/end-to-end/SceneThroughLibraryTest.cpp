@@ -120,6 +120,14 @@ TEST_F(ScenePoints, LieWhereTheSceneIsWhateverTheSwitches) {
             EXPECT_EQ(other > 10.0, isAligned == 1) << "by the depth camera's lens: " << other;
         }
     }
+    Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, 1);
+    for (const int64_t way : {1, 2, 3}) { // filled, color moved, both
+        Switch(OX3D_RGBD_KEY_ALIGN_MODE, way % 2);
+        Switch(OX3D_RGBD_KEY_ALIGN_TARGET, way / 2);
+        Fetch();
+        Map({});
+        EXPECT_LT(MedianError(m_cloud.pPoints, m_cloud.nCount, State()), 1.0) << way;
+    }
 }
 
 } // namespace
