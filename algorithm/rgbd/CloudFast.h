@@ -86,8 +86,8 @@ void LocateRow(const PointView& view, int32_t count, const PointRow& points, int
     const float* __restrict xs = points.m_x;
     const float* __restrict ys = points.m_y;
     const float* __restrict zs = points.m_z;
-    const float right = static_cast<float>(a.m_width) - 0.5F;
-    const float bottom = static_cast<float>(a.m_height) - 0.5F;
+    const auto width = static_cast<float>(a.m_width);
+    const auto height = static_cast<float>(a.m_height);
     for (int32_t i = 0; i < count; ++i) {
         const float w = t[8] * xs[i] + t[9] * ys[i] + t[10] * zs[i] + t[11];
         const float x = (t[0] * xs[i] + t[1] * ys[i] + t[2] * zs[i] + t[3]) / w;
@@ -104,10 +104,13 @@ void LocateRow(const PointView& view, int32_t count, const PointRow& points, int
         }
         const float u = dx * a.m_lens[0] + a.m_lens[2];
         const float v = dy * a.m_lens[1] + a.m_lens[3];
-        isSeen &= As(u > -0.5F) & As(u < right) & As(v > -0.5F) & As(v < bottom);
-        // Truncation is rounding to nearest here: both sums are at least 0.
-        const auto column = static_cast<int32_t>(isSeen != 0 ? u + 0.5F : 0.0F);
-        const auto row = static_cast<int32_t>(isSeen != 0 ? v + 0.5F : 0.0F);
+        // The sums are looked at, not what they are made of: below the middle between two pixels they may be rounded to
+        // the next one. Truncation is rounding to nearest here, since both are at least 0.
+        const float right = u + 0.5F;
+        const float down = v + 0.5F;
+        isSeen &= As(u > -0.5F) & As(right < width) & As(v > -0.5F) & As(down < height);
+        const auto column = static_cast<int32_t>(isSeen != 0 ? right : 0.0F);
+        const auto row = static_cast<int32_t>(isSeen != 0 ? down : 0.0F);
         pixels[i] = isSeen != 0 ? row * a.m_width + column : -1;
     }
 }

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "src/Manager/FrameCloud.h"
@@ -122,6 +123,42 @@ TEST_F(AlignedCloud, IsNotMadeWithLensesThatCannotBe) {
     m_known.m_calibration.m_colorIntrinsics[4] = -300; // turns back before the first pixel
     EXPECT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
     EXPECT_LT(m_out.nValid, 100u) << "pixels to which no direction leads have no points";
+}
+
+// A point that is seen a last digit before, at and behind the edge of a color image of one column, or one row.
+TEST(CloudColor, OfANarrowImageIsReadInsideOfItAlone) {
+    const float before = std::nextafter(0.5F, 0.0F);
+    for (const auto& [x, y, isSeen] : {std::tuple{0.0F, 0.0F, true},
+                                       {before, 0.0F, false},
+                                       {0.0F, before, false},
+                                       {0.5F, 0.0F, false},
+                                       {-0.5F, 0.0F, false},
+                                       {-before, -before, true}}) {
+        const uint16_t depth = 1000;
+        const uint8_t colors[] = {10, 20, 30, 40}; // and one behind
+        const float ray = 0;
+        uint8_t color[4] = {1, 1, 1, 1};
+        float point[3];
+        std::vector<float> scratch(ox3d::CloudScratchBytes(1, 1) / sizeof(float));
+        const ox3d::PointView view = {
+            {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {9, 9, x, y}, {}, 25, false, 1, 1};
+        ox3d::CloudArgs args = {};
+        args.m_depth = reinterpret_cast<const uint8_t*>(&depth);
+        args.m_width = args.m_height = 1;
+        args.m_rays = {&ray, &ray, false};
+        args.m_color = colors;
+        args.m_view = &view;
+        args.m_points = reinterpret_cast<uint8_t*>(point);
+        args.m_pointStride = sizeof(point);
+        args.m_colors = color;
+        args.m_colorStride = sizeof(color);
+        args.m_scratch = scratch.data();
+        args.m_threads = 1;
+        EXPECT_EQ(ox3d::BuildCloud(args), 1u);
+        EXPECT_EQ(std::vector(color, color + 4),
+                  (isSeen ? std::vector<uint8_t>{10, 20, 30, 255} : std::vector<uint8_t>(4)))
+            << x << " " << y;
+    }
 }
 
 } // namespace
