@@ -1,6 +1,7 @@
 // CalibrationFile.cpp - see CalibrationFile.h.
 #include "src/Manager/CalibrationFile.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -89,9 +90,9 @@ int IntAttribute(const XMLElement* element, const char* name) {
                                                                                                    : 0;
 }
 
-// Of the images that a set is for.
+// Of the images that a set is for; 0 where it is no size.
 uint32_t SideAttribute(const XMLElement* set, const char* name) {
-    return static_cast<uint32_t>(IntAttribute(set->FirstChildElement("Camera"), name));
+    return static_cast<uint32_t>(std::max(IntAttribute(set->FirstChildElement("Camera"), name), 0));
 }
 
 // "RGBD_1" where its "img_w" is the width, else "RGBD_2", whose own width is not checked.

@@ -51,16 +51,19 @@ void Rescale(double x, double y, float* intrinsics) {
     intrinsics[3] = static_cast<float>((intrinsics[3] + 0.5) * y - 0.5);
 }
 
-// Depth keeps its own pixels: where the set is for images of another size, both cameras are brought to that of the depth.
+// Depth keeps its own pixels: where the set is for images of another size, the color camera is brought to that of the
+// depth, and the depth camera too, unless the set was chosen by the depth's width.
 void FitToDepth(const DepthCalibration& calibration, ox3d::AlignArgs* args) {
     const auto width = static_cast<uint32_t>(args->m_width);
     const auto height = static_cast<uint32_t>(args->m_height);
-    if (calibration.m_setWidth == width || calibration.m_setWidth == 0 || calibration.m_setHeight == 0) {
+    if (calibration.m_setWidth == 0 || calibration.m_setHeight == 0) {
         return;
     }
     const double x = static_cast<double>(width) / calibration.m_setWidth;
     const double y = static_cast<double>(height) / calibration.m_setHeight;
-    Rescale(x, y, args->m_cameras.m_depth);
+    if (calibration.m_setWidth != width) {
+        Rescale(x, y, args->m_cameras.m_depth);
+    }
     Rescale(x, y, args->m_cameras.m_target);
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace {
@@ -29,11 +30,9 @@ Lens CalibratedColorLens(const DepthCalibration& calibration) {
     return lens;
 }
 
-// The size of both cameras' images for which the set's intrinsics are. A set is chosen by the depth's width, and the
-// height is then the depth's, too; where no set is for that width, the one that was taken says its own size.
+// The size of both cameras' images for which the set's intrinsics are; the depth's, where the set does not say it.
 Size SetSize(const FrameNote& note, const DepthCalibration& calibration) {
-    const bool isOwn = calibration.m_setWidth == note.m_images[0].m_width;
-    if (isOwn || calibration.m_setWidth == 0 || calibration.m_setHeight == 0) {
+    if (calibration.m_setWidth == 0 || calibration.m_setHeight == 0) {
         return SizeOf(note.m_images[0]);
     }
     return {static_cast<double>(calibration.m_setWidth), static_cast<double>(calibration.m_setHeight)};
@@ -68,8 +67,10 @@ Lens DepthLens(const FrameNote& note, const DepthCalibration& calibration) {
     if (note.IsDepthInColor()) {
         return RegisteredLens(note, calibration);
     }
-    const Size size = SizeOf(note.m_images[0]);
-    return Scaled(LensOf(calibration.m_depthIntrinsics), SetSize(note, calibration), size);
+    const Lens lens = LensOf(calibration.m_depthIntrinsics);
+    // A set that was chosen by the depth's width is taken as it is, as registration takes it.
+    const bool isOwn = calibration.m_setWidth == note.m_images[0].m_width;
+    return isOwn ? lens : Scaled(lens, SetSize(note, calibration), SizeOf(note.m_images[0]));
 }
 
 Lens ColorLens(const FrameNote& note, const DepthCalibration& calibration) {
@@ -79,12 +80,21 @@ Lens ColorLens(const FrameNote& note, const DepthCalibration& calibration) {
     return Scaled(CalibratedColorLens(calibration), SetSize(note, calibration), SizeOf(note.m_images[1]));
 }
 
-bool IsUsable(const Lens& lens) {
-    return std::isnormal(lens.m_fx) && std::isnormal(lens.m_fy) && std::isfinite(lens.m_cx) &&
-           std::isfinite(lens.m_cy);
+namespace {
+
+// Also in the single precision in which it is handed out.
+bool IsNumber(double number) {
+    return std::abs(number) <= std::numeric_limits<float>::max();
 }
 
-namespace {
+bool IsDivisor(double number) {
+    return IsNumber(number) && std::abs(number) >= std::numeric_limits<float>::min();
+}
+
+bool AreNumbers(const Motion& motion) {
+    return std::all_of(motion.m_rotation.begin(), motion.m_rotation.end(), IsNumber) &&
+           std::all_of(motion.m_translation.begin(), motion.m_translation.end(), IsNumber);
+}
 
 // Transforms of the file need not be rotations to the last digit: registration takes them as they are, so the way back
 // is their inverse, not their transpose.
@@ -96,24 +106,24 @@ bool Inverse(const Motion& motion, Motion* out) {
                                             minor(3, 4, 6, 7),  -minor(0, 1, 6, 7), minor(0, 1, 3, 4)};
     const double determinant = r[0] * adjugate[0] + r[1] * adjugate[3] + r[2] * adjugate[6];
     Motion back;
-    bool isFinite = std::isnormal(determinant);
     for (size_t i = 0; i < 9; ++i) {
         back.m_rotation[i] = adjugate[i] / determinant;
-        isFinite = isFinite && std::isfinite(back.m_rotation[i]);
     }
     for (size_t row = 0; row < 3; ++row) {
         const double* const k = &back.m_rotation[3 * row];
         const auto& t = motion.m_translation;
         back.m_translation[row] = -(k[0] * t[0] + k[1] * t[1] + k[2] * t[2]);
-        isFinite = isFinite && std::isfinite(back.m_translation[row]);
     }
-    if (isFinite) {
-        *out = back;
-    }
-    return isFinite;
+    *out = back;
+    return std::isnormal(determinant) && AreNumbers(back);
 }
 
 } // namespace
+
+bool IsUsable(const Lens& lens) {
+    return IsDivisor(lens.m_fx) && IsDivisor(lens.m_fy) && IsNumber(lens.m_cx) && IsNumber(lens.m_cy) &&
+           std::all_of(lens.m_distortion.begin(), lens.m_distortion.end(), IsNumber);
+}
 
 bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t to, Motion* motion) {
     if (from == to) {
@@ -127,14 +137,10 @@ bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t 
         }
         forth.m_translation[row] = calibration.m_depthToColor[4 * row + 3];
     }
-    const auto isFinite = [](double number) { return std::isfinite(number); };
-    if (!std::all_of(forth.m_rotation.begin(), forth.m_rotation.end(), isFinite) ||
-        !std::all_of(forth.m_translation.begin(), forth.m_translation.end(), isFinite)) {
+    Motion back;
+    if (!AreNumbers(forth) || !Inverse(forth, &back)) {
         return false;
     }
-    if (from == OX3D_RGBD_CAMERA_DEPTH) {
-        *motion = forth;
-        return true;
-    }
-    return Inverse(forth, motion);
+    *motion = from == OX3D_RGBD_CAMERA_DEPTH ? forth : back;
+    return true;
 }

@@ -31,11 +31,11 @@ struct Motion {
 Lens DepthLens(const FrameNote& note, const DepthCalibration& calibration);
 Lens ColorLens(const FrameNote& note, const DepthCalibration& calibration);
 
-// Cameras are OX3D_RGBD_CAMERA_*. False when the way back does not exist or the
+// Cameras are OX3D_RGBD_CAMERA_*. False when they differ and the way between them is none: it cannot be inverted, or the
 // numbers are none; *motion is then unchanged.
 bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t to, Motion* motion);
 
-// Whether images of this lens can be projected from: focal lengths and centre are numbers that can be divided by.
+// Whether images of this lens can be projected from: all are numbers, and the focal lengths can be divided by.
 bool IsUsable(const Lens& lens);
 
 #endif

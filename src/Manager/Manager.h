@@ -173,13 +173,14 @@ private:
                                uint32_t (CCameraModule::*transfer)(OX_CC_FILE_ACCESS*), const char* localFile,
                                const char* deviceFile);
     uint32_t LoadCalibration(uint32_t depthWidth, DepthCalibration* out);
+    uint32_t CalibrationOf(uint32_t depthWidth, bool isRetried, DepthCalibration* out);
     AssemblyOptions Options() const;
     void NoteFrame(const AssemblyOptions& options, const RawFrame* main, const OX3D_RGBD_FRAME_DATA& frame)
         OX_REQUIRES(m_assembler);
     uint32_t FeatureOfSize(const char* key, uint32_t* value);
     uint32_t PresentFrame(KnownFrame* known);
     uint32_t FindFrame(const OX3D_RGBD_FRAME_DATA& frame, KnownFrame* known);
-    uint32_t Calibrate(KnownFrame* known);
+    uint32_t Calibrate(bool isRetried, KnownFrame* known);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
     uint32_t RegisterImageTrampoline(CCameraModule* camera);
     uint32_t RegisterExceptionTrampoline(CCameraModule* camera);

@@ -67,6 +67,7 @@ uint32_t CManager::CopyCalibrationFile() {
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
     }
+    m_calibrations.ForgetFailure();
     return status;
 }
 
@@ -102,12 +103,20 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
     }
+    m_calibrations.ForgetFailure();
     const COXLock lock(&m_calibrationFileMutex);
     if (!LoadSensorCalibration(name, width.stIntParam.nCurValue, calibType, out)) {
         OX_LOG_ERROR("[GetCalibInfo] %s is missing or incomplete.\r\n", name);
         return OX3D_RGBD_E_NO_DATA;
     }
     return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::CalibrationOf(uint32_t depthWidth, bool isRetried, DepthCalibration* out) {
+    const auto load = [this](uint32_t width, DepthCalibration* loaded) {
+        return LoadCalibration(width, loaded);
+    };
+    return m_calibrations.Get(depthWidth, isRetried, load, out);
 }
 
 uint32_t CManager::LoadCalibration(uint32_t depthWidth, DepthCalibration* out) {

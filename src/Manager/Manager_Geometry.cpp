@@ -9,6 +9,10 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 
+bool HasSize(const NotedImage& image) {
+    return image.m_width != 0 && image.m_height != 0;
+}
+
 } // namespace
 
 uint32_t CManager::FeatureOfSize(const char* key, uint32_t* value) {
@@ -52,7 +56,11 @@ uint32_t CManager::PresentFrame(KnownFrame* known) {
         note.m_alignMode = options.m_alignMode;
         note.m_alignTarget = options.m_alignTarget;
     }
-    return Calibrate(known);
+    if (!HasSize(note.m_images[0])) {
+        OX_LOG_ERROR("[FrameGeometry] the last frame's main image has no size.\r\n");
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    return Calibrate(true, known);
 }
 
 // A copy, or a frame of this device.
@@ -63,18 +71,16 @@ uint32_t CManager::FindFrame(const OX3D_RGBD_FRAME_DATA& frame, KnownFrame* know
     return m_notes.Find(frame, &known->m_note) ? OX3D_RGBD_OK : OX3D_RGBD_E_PARAMETER;
 }
 
-// The set that the conversion took for aligned frames, for others that of the depth's width.
-uint32_t CManager::Calibrate(KnownFrame* known) {
+// The set that the conversion took for aligned frames, for others that of the depth's width. What failed before is tried
+// again if the caller retries.
+uint32_t CManager::Calibrate(bool isRetried, KnownFrame* known) {
     if (known->m_isCalibrated) {
         return OX3D_RGBD_OK;
     }
     const FrameNote& note = known->m_note;
     uint32_t status = OX3D_RGBD_OK;
     if (!note.m_isAligned || !m_conversion.Calibration(&known->m_calibration)) {
-        status = m_calibrations.Get(
-            note.m_images[0].m_width,
-            [this](uint32_t width, DepthCalibration* out) { return LoadCalibration(width, out); },
-            &known->m_calibration);
+        status = CalibrationOf(note.m_images[0].m_width, isRetried, &known->m_calibration);
     }
     known->m_isCalibrated = status == OX3D_RGBD_OK;
     return status;
@@ -88,7 +94,7 @@ uint32_t CManager::GetExtrinsics(uint32_t from, uint32_t to, OX3D_RGBD_EXTRINSIC
     }
     Motion motion;
     if (!MotionBetween(known.m_calibration, from, to, &motion)) {
-        OX_LOG_ERROR("[GetExtrinsics] the calibration's rotation has no inverse.\r\n");
+        OX_LOG_ERROR("[GetExtrinsics] the calibration cannot be used.\r\n");
         return OX3D_RGBD_E_NO_DATA;
     }
     OX3D_RGBD_EXTRINSICS extrinsics = {};
@@ -115,6 +121,10 @@ uint32_t CManager::GetIntrinsics(uint32_t stream, OX3D_RGBD_INTRINSICS* out) {
         return OX3D_RGBD_E_NO_DATA;
     }
     const Lens lens = isDepth ? DepthLens(note, known.m_calibration) : ColorLens(note, known.m_calibration);
+    if (!IsUsable(lens)) {
+        OX_LOG_ERROR("[GetIntrinsics] the calibration cannot be used.\r\n");
+        return OX3D_RGBD_E_NO_DATA;
+    }
     const NotedImage& image = note.m_images[isDepth ? 0 : 1];
     OX3D_RGBD_INTRINSICS intrinsics = {};
     intrinsics.nWidth = image.m_width;
@@ -139,8 +149,8 @@ uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_
         OX_LOG_ERROR("[CopyFrame] the frame is not known.\r\n");
         return status;
     }
-    if (known.m_note.HasDepth()) {
-        Calibrate(&known); // without, there are no points of the copy
+    if (known.m_note.HasDepth() && HasSize(known.m_note.m_images[0])) {
+        Calibrate(false, &known); // without, there are no points of the copy
     }
     OX3D_RGBD_FRAME_DATA* const copy = CFrameCopies::Shared().Make(frame, known);
     if (copy == nullptr) {
@@ -160,7 +170,7 @@ uint32_t CManager::MapFrame(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_C
         return status;
     }
     status = CFrameCloud::Check(known.m_note, options);
-    status = status != OX3D_RGBD_OK ? status : Calibrate(&known);
+    status = status != OX3D_RGBD_OK ? status : Calibrate(true, &known);
     if (status != OX3D_RGBD_OK) {
         return status;
     }

@@ -107,7 +107,7 @@ uint32_t SetImageNodesFromProfile(CCameraModule* camera) {
 
 CManager::CManager()
     : m_imageBuf(kImageBufferBytes), m_conversion([this](uint32_t depthWidth, DepthCalibration* out) {
-          return LoadCalibration(depthWidth, out);
+          return CalibrationOf(depthWidth, true, out);
       }),
       m_reconnector({[this] { LetGoOfDevice(); }, [this] { return ReopenDevice(); },
                      [this](uint32_t exceptionId) { TellApplication(exceptionId); }}) {

@@ -107,6 +107,15 @@ TEST_F(Geometry, OfAStreamIsThatOfTheLastFrameUnderItsSwitches) {
     ASSERT_EQ(Fetch(small), OX3D_RGBD_OK);
     EXPECT_EQ(DepthLens(), (Lens{320, 180, 250, 250, 159.5f, 89.5f, 0, 0, 0, 0, 0}));
     EXPECT_EQ(ColorLens(), (Lens{640, 360, 550, 600, 319.5f, 179.5f, 0, 0, 0, 0, 0}));
+    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
+    CRawFrame flat(640, 400); // color is that of the set's 640x480 pixels, whatever the depth has
+    flat.AddColor(1280, 960);
+    ASSERT_EQ(Fetch(flat), OX3D_RGBD_OK);
+    EXPECT_EQ(DepthLens(), (Lens{640, 400, 300, 310, 320, 240, 0, 0, 0, 0, 0})) << "sets are read once";
+    EXPECT_EQ(ColorLens(), m_ownColor);
+    flat.m_info.nWidth = 0;
+    ASSERT_EQ(Fetch(flat), OX3D_RGBD_OK);
+    EXPECT_EQ(Refusal(OX3D_RGBD_CAMERA_DEPTH), OX3D_RGBD_E_NO_DATA) << "no size";
 }
 
 TEST_F(Geometry, OfAUsbDeviceIsNeverThatOfRegisteredOrScaledImages) {
@@ -152,6 +161,7 @@ TEST_F(Geometry, BetweenTheCamerasIsThatOfTheFileAndItsInverse) {
     ASSERT_EQ(Fetch(large), OX3D_RGBD_OK);
     OX3D_RGBD_EXTRINSICS way;
     memset(&way, 0xAB, sizeof(way));
+    EXPECT_EQ(OX3D_RGBD_GetExtrinsics(m_handle, 0, 1, &way), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(OX3D_RGBD_GetExtrinsics(m_handle, 1, 0, &way), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(RecordBytes(way), Bytes(sizeof(way), 0xAB));
 }
@@ -338,10 +348,10 @@ protected:
         const double q = 1 + k.fK1 * r2 + k.fK2 * r2 * r2 + k.fK3 * r2 * r2 * r2;
         const double u = k.fFx * (x * q + 2 * k.fP1 * x * y + k.fP2 * (r2 + 2 * x * x)) + k.fCx;
         const double v = k.fFy * (y * q + 2 * k.fP2 * x * y + k.fP1 * (r2 + 2 * y * y)) + k.fCy;
-        const auto isHalf = [](double at) { return std::abs(at - std::floor(at) - 0.5) < 0.01; };
+        const auto isHalf = [](double at) { return std::abs(at - 1.0 / 256 - std::floor(at) - 0.5) < 0.002; };
         point->m_isSharp = !isHalf(u) && !isHalf(v);
-        const double column = std::round(u);
-        const double row = std::round(v);
+        const double column = std::round(u - 1.0 / 256); // of two as near, the left one
+        const double row = std::round(v - 1.0 / 256);
         if (p[2] > 0 && column >= 0 && row >= 0 && column < k.nWidth && row < k.nHeight) {
             const size_t plane = size_t{k.nWidth} * k.nHeight;
             const uint8_t* const red =
@@ -499,7 +509,6 @@ TEST_F(Clouds, OfACopyAreThoseOfItsFrameOnAnyDevice) {
     ++copy->stImageData[0].nHeight;
     EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, copy, &options, &m_cloud), OX3D_RGBD_E_PARAMETER);
     EXPECT_EQ(OX3D_RGBD_FreeFrame(copy), OX3D_RGBD_OK);
-    EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, copy, &options, &m_cloud), OX3D_RGBD_E_PARAMETER);
 }
 
 TEST_F(Clouds, OfWhatCannotBeMappedAreRefusedAndNothingIsWritten) {
@@ -526,14 +535,27 @@ TEST_F(Clouds, OfWhatCannotBeMappedAreRefusedAndNothingIsWritten) {
     CRawFrame other(640, 480);
     other.m_info.enPixelType = 0x01100007;
     EXPECT_EQ(refusal(other, 0), OX3D_RGBD_E_NO_DATA);
-    CRawFrame large(1280, 720); // whose rotation is none, which only matters on the way back
+    CRawFrame large(1280, 720); // whose rotation is none, which only matters to the other camera
     EXPECT_EQ(CScripted::Fetch(large), OX3D_RGBD_OK);
+    EXPECT_EQ(Map({OX3D_RGBD_CAMERA_COLOR, 0, 0, 0, 0, {}}), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(Map({}), OX3D_RGBD_OK);
     Close();
     Double().SetFile("RGBDSensorCali", "<A/>");
     OpenAndStart();
     SwitchOff("ImageAlign");
     EXPECT_EQ(refusal(bare, 0), OX3D_RGBD_E_NO_DATA) << "no calibration";
+    EXPECT_EQ(Refusal(OX3D_RGBD_CAMERA_DEPTH), OX3D_RGBD_E_NO_DATA);
+    OX3D_RGBD_FRAME_DATA* copy = nullptr;
+    EXPECT_LINES(OX3D_RGBD_CopyFrame(m_handle, &m_frame, &copy), OX3D_RGBD_OK); // does not look again
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(copy), OX3D_RGBD_OK);
+    Close();
+    Double().SetFile("RGBDSensorCali",
+                     R"(<A><RGBD_1><Camera img_w="640" img_h="-480"/><Left_correct><Intrins/></Left_correct>
+  <Left_correct_2_RGB><RotMat/><TVec/></Left_correct_2_RGB><RGB><Intrins/><Distort/></RGB></RGBD_1></A>)");
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    EXPECT_EQ(refusal(bare, 0), OX3D_RGBD_E_NO_DATA) << "zeros";
+    EXPECT_EQ(Refusal(OX3D_RGBD_CAMERA_DEPTH), OX3D_RGBD_E_NO_DATA);
 }
 
 } // namespace
