@@ -35,6 +35,8 @@ public:
     PointRow Normals() const { return RowAt(9); }
     int32_t* Pixels() const { return reinterpret_cast<int32_t*>(Plane(15)); }
     uint16_t* Samples() const { return reinterpret_cast<uint16_t*>(Plane(16)); }
+    // Three a point, where a row's pixels and samples were.
+    int16_t* Shorts() const { return reinterpret_cast<int16_t*>(Plane(15)); }
 
 private:
     static uint64_t Pitch(int32_t width) { return (static_cast<uint64_t>(width) + 2 * kSide + 15) / 16 * 16; }
@@ -67,7 +69,7 @@ private:
     void ColorRow(int32_t v, const float* z);
     void StoreRow(int32_t v);
     void StoreWhole(int32_t v, const PointRow& points, const uint32_t* colors, const PointRow& normals);
-    void StorePoint(const PointRow& points, int32_t i);
+    void StorePoint(const PointRow& points, const int16_t* shorts, int32_t i);
     void StoreEach(const PointRow& points, const uint32_t* colors, const PointRow& normals);
 
     const CloudArgs& m_args;
@@ -168,26 +170,28 @@ void CBuilder::StoreWhole(int32_t v, const PointRow& points, const uint32_t* col
     }
 }
 
-void CBuilder::StorePoint(const PointRow& points, int32_t i) {
-    const PointRow point = {points.m_x + i, points.m_y + i, points.m_z + i};
+void CBuilder::StorePoint(const PointRow& points, const int16_t* shorts, int32_t i) {
     uint8_t* const out = m_args.m_points + m_stored * m_args.m_pointStride;
     if (m_args.m_format == EPointFormat::Int16) {
-        int16_t numbers[4] = {};
-        m_kernels.m_storeShorts(point, 1, numbers);
+        const int16_t numbers[4] = {shorts[3 * i], shorts[3 * i + 1], shorts[3 * i + 2], 0};
         std::memcpy(out, numbers, m_args.m_pointStride == 3 * sizeof(int16_t) ? 6 : 8);
     } else {
-        const float numbers[3] = {*point.m_x, *point.m_y, *point.m_z};
+        const float numbers[3] = {points.m_x[i], points.m_y[i], points.m_z[i]};
         std::memcpy(out, numbers, sizeof(numbers));
     }
 }
 
 void CBuilder::StoreEach(const PointRow& points, const uint32_t* colors, const PointRow& normals) {
     const CloudArgs& a = m_args;
+    int16_t* const shorts = m_scratch.Shorts();
+    if (a.m_format == EPointFormat::Int16) {
+        m_kernels.m_storeShorts(points, a.m_width, shorts);
+    }
     for (int32_t i = 0; i < a.m_width; ++i) {
         if (a.m_isCompact && points.m_z[i] == 0.0F) {
             continue;
         }
-        StorePoint(points, i);
+        StorePoint(points, shorts, i);
         if (a.m_color != nullptr) {
             std::memcpy(a.m_colors + m_stored * a.m_colorStride, colors + i, sizeof(uint32_t));
         }

@@ -59,7 +59,8 @@ void Move(const float* move, int32_t count, PointRow points) {
         const float u = t[0] * x + t[1] * y + t[2] * z + t[3];
         const float v = t[4] * x + t[5] * y + t[6] * z + t[7];
         const float w = t[8] * x + t[9] * y + t[10] * z + t[11];
-        const int32_t isKept = As(z != 0.0F) & IsWithin(u, kFar) & IsWithin(v, kFar) & IsWithin(w, kFar);
+        const int32_t isKept =
+            As(z != 0.0F) & As(w != 0.0F) & IsWithin(u, kFar) & IsWithin(v, kFar) & IsWithin(w, kFar);
         xs[i] = isKept != 0 ? u : 0.0F;
         ys[i] = isKept != 0 ? v : 0.0F;
         zs[i] = isKept != 0 ? w : 0.0F;
@@ -71,7 +72,8 @@ void Limit(float limit, int32_t count, PointRow points) {
     float* __restrict ys = points.m_y;
     float* __restrict zs = points.m_z;
     for (int32_t i = 0; i < count; ++i) {
-        const int32_t isKept = IsWithin(xs[i], limit) & IsWithin(ys[i], limit) & IsWithin(zs[i], limit);
+        const int32_t isKept = IsWithin(xs[i], limit) & IsWithin(ys[i], limit) & IsWithin(zs[i], limit) &
+                               As(__builtin_fabsf(zs[i]) >= 0.5F);
         xs[i] = isKept != 0 ? xs[i] : 0.0F;
         ys[i] = isKept != 0 ? ys[i] : 0.0F;
         zs[i] = isKept != 0 ? zs[i] : 0.0F;

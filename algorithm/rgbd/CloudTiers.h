@@ -15,11 +15,11 @@ struct PointRow {
 };
 
 struct CloudKernels {
-    // raysY is one number where isColumn.
+    // raysY is one number where isOneY.
     void (*m_backProject)(const uint16_t* depth, const float* raysX, const float* raysY, bool isOneY,
                           int32_t count, PointRow out);
     void (*m_move)(const float* move, int32_t count, PointRow points);
-    // Drops points that are farther than the limit along an axis.
+    // For 16-bit numbers: drops points that are as far as the limit along an axis, or whose Z rounds to 0.
     void (*m_limit)(float limit, int32_t count, PointRow points);
     // The pixel of each point, or -1.
     void (*m_locate)(const PointView& view, int32_t count, PointRow points, int32_t* pixels);

@@ -37,11 +37,12 @@
 /* A key of the library itself: OX3D_RGBD_SetParam and OX3D_RGBD_GetParam with OX3D_RGBD_PARAM_INT, 1 (default) to 16, held
  * per device: how many threads may work on an image of 640x480 pixels or more when a frame is assembled ("ImageAlign",
  * "ResolutionAlign", "OutputRgbd") or mapped to points. The thread that calls or delivers is one of them. Results are
- * the same to the bit at every number. The others are threads of the library, of which all devices share one set: they
- * are started by the first such image, as many as the largest number set on a device needs, and have ended when
- * every device that was set above 1 is closed or set to 1 again. While they work for one device, another one's image is
- * worked on by its own thread alone; so is every image when no thread can be started. They take no signals but those
- * of their own faults. A child of fork() has none of its parent's, and can have its own. */
+ * the same to the bit at every number. A cloud of OX3D_RGBD_CLOUD_VALID is the work of one thread. The others are threads of
+ * the library, of which all devices share one set: they are started by the first such image, as many as the largest
+ * number set on a device needs, and have ended when every device that was set above 1 is closed or set to 1 again. While they
+ * work for one device, another one's image is worked on by its own thread alone; so is every image when no thread can be
+ * started. They take no signals but those of their own faults. A child of fork() has none of its parent's, and can have
+ * its own. */
 #define OX3D_RGBD_KEY_THREADS "Ox3dThreads"
 
 /*
@@ -114,7 +115,8 @@ OX3D_RGBD_API const char* OX3D_RGBD_StatusText(uint32_t nStatus);
  *   ppCopy  out: the copy, one block of memory with its images, each beginning on a 64-byte boundary. It belongs to the
  *           caller, who ends it by OX3D_RGBD_FreeFrame and by nothing else. Its images may be written to.
  * The copy says what the frame said, and carries how it was made: OX3D_RGBD_MapFrameToPointCloud takes it with any open
- * device, that of the frame or another.
+ * device, that of the frame or another. Where the calibration could not be read for frames of that width, the copy is
+ * made all the same, and the file is not looked at again for a copy before something else has read it.
  * Returns OX3D_RGBD_E_PARAMETER for null, or for a frame that the device does not know (see OX3D_RGBD_MapFrameToPointCloud).
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
@@ -124,7 +126,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_D
  * Ends a copy: its record and images are gone. No other thread may be using it.
  *   pCopy  what OX3D_RGBD_CopyFrame gave
  * Returns OX3D_RGBD_E_PARAMETER for null and for whatever is no copy, one that was freed before included: the library finds
- * out by the address, without reading there.
+ * out by the address, without reading there. No other function does: a pointer that was freed is given to none of them.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy);
 
@@ -164,12 +166,12 @@ typedef struct OX3D_RGBD_INTRINSICS {
 
 /*
  * The way from the frame of one camera to that of the other, of the device's calibration: the set for the depth width of
- * the last frame, or, before there is one, for the camera's feature "Width".
+ * the last frame, or, before there is one, for the camera's feature "Width" ("Height" is asked for, too).
  *   nFrom, nTo   OX3D_RGBD_CAMERA_*. From depth to color it is what the calibration file says, the other way that one's
  *                inverse, from a camera to itself the identity.
  *   pExtrinsics  out
  * Returns OX3D_RGBD_E_PARAMETER for null or another camera, OX3D_RGBD_E_NO_DATA when the calibration file or a part of it is
- * missing or its rotation cannot be inverted.
+ * missing, and, from one camera to the other, when its numbers are none or its rotation cannot be inverted.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uint32_t nTo,
                                                OX3D_RGBD_EXTRINSICS* pExtrinsics);
@@ -186,7 +188,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uin
  * "Width" and "Height", of color only where it will be scaled to the depth's size, since no feature tells the size
  * in which the camera sends it. Switches that are set later count from the next frame on.
  * Returns OX3D_RGBD_E_PARAMETER for null or another stream, OX3D_RGBD_E_NO_DATA when the calibration file or a part of it
- * is missing, when the last frame has no such image, or when the size of color is not known yet.
+ * is missing or cannot be used (a focal length is 0, or a number is none), when the last frame has no such image, or when
+ * the size of color is not known yet.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetIntrinsics(void* handle, uint32_t nStream,
                                                OX3D_RGBD_INTRINSICS* pIntrinsics);
@@ -255,11 +258,14 @@ typedef struct OX3D_RGBD_CLOUD {
  *             OX3D_RGBD_CloseDevice.
  * Samples of 1 to 32767 are depths, as for the registration.
  * Colors are those of the color image as delivered, the nearest pixel's, without blending: the same pixel's where depth and color are
- * registered to each other and of one size, else that onto which the point is projected, lens distortion included.
+ * registered to each other, of one size and of one distortion (OX3D_RGBD_GetIntrinsics), else that onto which the point is
+ * projected, lens distortion included. Of two pixels that are as near, to 1/256 of a pixel, it is the left or upper one.
  * Whether something else stands between point and color camera is not looked at: beside an edge, what the color
  * camera does not see takes the color of what hides it.
  * Normals are those of the plane through a pixel's neighbours above, below, left and right, without those that are
  * missing or more than 3 % nearer or farther; zeros where two directions are not left.
+ * Points that lie behind the camera in whose frame they are asked for have a Z below 0; one whose Z is 0, or rounds to it
+ * as a 16-bit number, is left out.
  * Runs without the device's lock, one call for a handle after the other. A frame that was fetched is overwritten by the next
  * one: call this from the thread that fetches, from the frame callback, or for a copy.
  * Returns OX3D_RGBD_E_PARAMETER for null, for options that are none, for a frame that the device does not know (also: changed since,

@@ -1,6 +1,7 @@
 // Points of frames that were aligned in each of the ways there are, from what their notes say.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <tuple>
@@ -112,7 +113,8 @@ TEST_F(AlignedCloud, IsNotMadeWithLensesThatCannotBe) {
     const OX3D_RGBD_CLOUD_OPTIONS options = {};
     for (float* const number :
          {&m_known.m_calibration.m_colorIntrinsics[0], &m_known.m_calibration.m_colorIntrinsics[3],
-          &m_known.m_calibration.m_depthToColor[10], &m_known.m_calibration.m_depthToColor[3]}) {
+          &m_known.m_calibration.m_colorIntrinsics[8], &m_known.m_calibration.m_depthToColor[10],
+          &m_known.m_calibration.m_depthToColor[3]}) {
         for (const float broken : {NAN, INFINITY}) {
             const float sound = *number;
             *number = broken;
@@ -123,6 +125,40 @@ TEST_F(AlignedCloud, IsNotMadeWithLensesThatCannotBe) {
     m_known.m_calibration.m_colorIntrinsics[4] = -300; // turns back before the first pixel
     EXPECT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
     EXPECT_LT(m_out.nValid, 100u) << "pixels to which no direction leads have no points";
+}
+
+TEST_F(AlignedCloud, OfPlainDepthTakesTheLeftAndUpperOfTwoColorsThatAreAsNear) {
+    std::fill_n(m_known.m_calibration.m_colorIntrinsics + 4, 5, 0.0F);
+    std::vector<uint8_t> color(size_t{12} * kWidth *
+                               kHeight); // of twice the size: red is the column, green the row
+    for (uint32_t i = 0; i < 4 * kWidth * kHeight; ++i) {
+        color[i] = static_cast<uint8_t>(i % (2 * kWidth));
+        color[4 * kWidth * kHeight + i] = static_cast<uint8_t>(i / (2 * kWidth));
+    }
+    m_known.m_note.m_images[1] = {color.data(), OX3D_RGBD_PIXEL_RGB8_PLANAR, 2 * kWidth, 2 * kHeight,
+                                  12 * kWidth * kHeight};
+    PointOf(0, 0, OX3D_RGBD_CAMERA_COLOR);
+    for (uint32_t i = 0; i < kWidth * kHeight; ++i) {
+        const uint32_t u = i % kWidth, v = i / kWidth;
+        ASSERT_EQ(ColorOf(u, v), 0xFF000000u | (2 * v + 1) << 8 | (2 * u + 1));
+    }
+}
+
+TEST_F(AlignedCloud, LeavesOutWhoseDepthIsNoneInTheCameraThatIsAskedFor) {
+    m_known.m_note.m_alignTarget = 1;
+    OX3D_RGBD_CLOUD_OPTIONS options = {};
+    options.nCamera = OX3D_RGBD_CAMERA_COLOR;
+    for (const auto& [z, format, valid] : {std::tuple{0.0F, 0u, 0u},
+                                           {0.4F, 0u, kWidth * kHeight},
+                                           {-0.4F, 1u, 0u},
+                                           {-9.0F, 1u, kWidth * kHeight}}) {
+        m_known.m_calibration.m_depthToColor[11] = z - 1000;
+        options.nFormat = format;
+        ASSERT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
+        EXPECT_EQ(m_out.nValid, valid) << z;
+        const auto* const first = static_cast<const uint8_t*>(m_out.pPoints);
+        EXPECT_EQ(std::count(first, first + 6, 0) == 6, valid == 0) << z;
+    }
 }
 
 // A point that is seen a last digit before, at and behind the edge of a color image of one column, or one row.
