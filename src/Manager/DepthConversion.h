@@ -34,7 +34,8 @@ public:
     bool Calibration(DepthCalibration* out) OX_EXCLUDES(m_mutex);
     // The calibration for the image, which is looked at as Convert does: for what aligns it in another way.
     uint32_t CalibrationFor(const OX3D_RGBD_IMAGE_DATA& depth, DepthCalibration* out) OX_EXCLUDES(m_mutex);
-    // No reader is left of the registered depth that was handed out before: a new frame is being assembled.
+    // No reader is left of the registered depth that was handed out before: the next frame with such depth is being
+    // assembled.
     void ReclaimDepth() OX_EXCLUDES(m_mutex);
     // Frees buffers and engine; the calibration stays.
     void Release() OX_EXCLUDES(m_mutex);

@@ -147,6 +147,8 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
 uint32_t CFrameAssembler::RegisterDepth(const AssemblyOptions& options, CDepthConversion& conversion,
                                         OX3D_RGBD_IMAGE_DATA* depth) {
     if (options.m_alignMode == 0) {
+        // Here alone: with the next image of the engine's, the frames in the reclaimed block are forgotten.
+        conversion.ReclaimDepth();
         return conversion.Convert(depth, depth, nullptr);
     }
     DepthCalibration calibration = {};
@@ -194,7 +196,6 @@ uint32_t CFrameAssembler::AppendMainImage(const RawFrame& main, const AssemblyOp
     image.nTimeStamp = (static_cast<uint64_t>(info.nDevTimeStampHigh) << 32) + info.nDevTimeStampLow;
     if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
         if (options.m_isDepthRegistered && !MovesColor(options)) {
-            conversion.ReclaimDepth();
             const uint32_t status = RegisterDepth(options, conversion, &image);
             if (status != OX3D_RGBD_OK) {
                 return status;

@@ -380,12 +380,18 @@ TEST_F(PointCloud, OfAFrameLeavesItsDepthAlone) {
     EXPECT_EQ(OX3D_RGBD_MapDepthToPointCloud(m_handle, &depth, &m_cloud), OX3D_RGBD_OK);
     ExpectPoint(570, 365, 500, 250);
     const Bytes before = BytesOf(Image(0));
+    const OX3D_RGBD_FRAME_DATA plain = m_frame;
+    ASSERT_EQ(SetSwitch("Ox3dAlignMode", 1), OX3D_RGBD_OK);
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); // has memory of its own
     mallopt(M_PERTURB, 0xA5);                  // what is freed shows it
     for (const uint16_t height : {720, 960}) { // larger blocks take the place of smaller ones
         ASSERT_EQ(Map(1280, height), OX3D_RGBD_OK);
     }
     mallopt(M_PERTURB, 0);
-    EXPECT_TRUE(BytesOf(Image(0)) == before);
+    EXPECT_TRUE(BytesOf(plain.stImageData[0]) == before);
+    const OX3D_RGBD_CLOUD_OPTIONS options = {};
+    OX3D_RGBD_CLOUD cloud;
+    EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, &plain, &options, &cloud), OX3D_RGBD_OK);
 }
 
 TEST_F(PointCloud, WithoutCalibrationFailsUntilTheFileIsThere) {
