@@ -112,6 +112,9 @@ private:
 
     // As many as there are to be had; after a failure no more until somebody asks anew.
     void StartThreads(uint32_t threads) noexcept OX_REQUIRES(m_mutex) {
+        if (m_started + 1 >= threads) {
+            return; // as at every turn but the first, without a call of the system for the signals
+        }
         const CSignalsBlocked blocked;
         while (m_started + 1 < threads && !m_isStartRefused) {
             m_isStartRefused = pthread_create(&m_threads[m_started], nullptr, Serve, this) != 0;
@@ -190,8 +193,9 @@ private:
 // while the process exits.
 CNeverDestroyed<CWorkerPool> g_pool;
 
-// A child has neither the threads nor those that held the mutexes: it begins with a pool anew. A failure for want
-// of memory is ignored.
+// A child has neither the threads nor those that held the mutexes: it begins with a pool anew. The parent's scratch
+// memory is left to it unused, since a thread of the parent may have been about to free it. A failure for want of
+// memory is ignored.
 [[maybe_unused]] const int g_forkWatch =
     pthread_atfork(nullptr, nullptr, [] { ::new (&g_pool) CNeverDestroyed<CWorkerPool>; });
 

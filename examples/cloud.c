@@ -37,8 +37,11 @@ static uint32_t take_one(void* camera, const char* name) {
     OX3D_RGBD_CLOUD cloud;
     status = OX3D_RGBD_MapFrameToPointCloud(camera, &frame, &options, &cloud);
     if (status == OX3D_RGBD_OK) {
-        printf("frame %u: %u points%s\n", cloud.nFrameNum, cloud.nCount,
-               write_ply(name, &cloud) ? "" : ", which cannot be written");
+        if (!write_ply(name, &cloud)) {
+            fprintf(stderr, "%s cannot be written\n", name);
+            return OX3D_RGBD_E_FILE;
+        }
+        printf("frame %u: %u points\n", cloud.nFrameNum, cloud.nCount);
     }
     return status;
 }

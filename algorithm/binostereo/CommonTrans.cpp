@@ -1,5 +1,5 @@
 // The common data transform: the choice of the mode, and the clearing that goes with each mode.
-// Relies on the kernels; uses no object and no scratch memory.
+// Relies on the kernels; uses no object, and no scratch memory but the pool's, of a call that threads share.
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/RegisterShared.h"
 #include "algorithm/binostereo/TransformTiers.h"

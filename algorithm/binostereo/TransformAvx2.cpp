@@ -1,4 +1,5 @@
-// The transform's fast kernels for processors with AVX2; by hand is only the store of three coordinates.
+// The transform's fast kernels for processors with AVX2; by hand are the store of three coordinates and the
+// packing of what lands.
 // Relies on TransformFast.h, and on being compiled for AVX2.
 #define OX3D_TIER avx2
 #include "algorithm/binostereo/TransformKernel.h"

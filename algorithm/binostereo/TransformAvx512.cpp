@@ -1,4 +1,5 @@
-// The transform's fast kernels for processors with AVX-512; by hand is only the store of three coordinates.
+// The transform's fast kernels for processors with AVX-512; by hand are the store of three coordinates, the
+// packing of what lands and the scattering of a list.
 // Relies on TransformFast.h, and on being compiled for AVX-512 F, BW, DQ and VL.
 #define OX3D_TIER avx512
 #include "algorithm/binostereo/TransformKernel.h"

@@ -167,7 +167,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetParam(void* handle, const char* strKey, OX3D
  * Writes a feature by its GenICam name, or one of the library's own keys.
  *   pstValue  in: enParamType decides which member is read
  * Returns OX3D_RGBD_E_PARAMETER for null, an unknown type or feature, or a library key that is not given an
- * integer of 0 or 1. OX3D_RGBD_KEY_IMAGE_ALIGN, _RESOLUTION_ALIGN and _OUTPUT_RGBD are kept for a USB device,
+ * integer in its range: 0 or 1 for those of Ox3dRgbdDefine.h, Ox3dRgbdExtension.h names the others. OX3D_RGBD_KEY_IMAGE_ALIGN, _RESOLUTION_ALIGN and _OUTPUT_RGBD are kept for a USB device,
  * too, but act on Ethernet devices only.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_SetParam(void* handle, const char* strKey, OX3D_RGBD_PARAM* pstValue);

@@ -12,8 +12,10 @@
 
 namespace {
 
-[[maybe_unused]] const int g_forkWatch =
-    pthread_atfork(nullptr, nullptr, [] { CFrameCopies::Shared().Renew(); });
+// At load and not at the first use: a fork during the construction would leave the child waiting for its end for ever.
+ox3d::CNeverDestroyed<CFrameCopies> g_copies;
+
+[[maybe_unused]] const int g_forkWatch = pthread_atfork(nullptr, nullptr, [] { g_copies.Get().Renew(); });
 
 uint64_t AlignedBytes(uint64_t bytes) {
     return (bytes + ox3d::kImageAlignmentBytes - 1) / ox3d::kImageAlignmentBytes * ox3d::kImageAlignmentBytes;
@@ -29,8 +31,7 @@ struct alignas(ox3d::kImageAlignmentBytes) CFrameCopies::Copy {
 };
 
 CFrameCopies& CFrameCopies::Shared() {
-    static ox3d::CNeverDestroyed<CFrameCopies> copies;
-    return copies.Get();
+    return g_copies.Get();
 }
 
 // What leads to the copy, or the end of the list where it would be.
