@@ -21,7 +21,7 @@ static int write_ply(const char* name, const OX3D_RGBD_CLOUD* cloud) {
     return fclose(file) == 0 && written == cloud->nCount;
 }
 
-static uint32_t take_one(void* camera, const char* name) {
+static uint32_t take_one(void* camera, const char* name, int* is_written) {
     uint32_t status = OX3D_RGBD_Start(camera);
     if (status != OX3D_RGBD_OK) {
         return status;
@@ -37,11 +37,9 @@ static uint32_t take_one(void* camera, const char* name) {
     OX3D_RGBD_CLOUD cloud;
     status = OX3D_RGBD_MapFrameToPointCloud(camera, &frame, &options, &cloud);
     if (status == OX3D_RGBD_OK) {
-        if (!write_ply(name, &cloud)) {
-            fprintf(stderr, "%s cannot be written\n", name);
-            return OX3D_RGBD_E_FILE;
-        }
-        printf("frame %u: %u points\n", cloud.nFrameNum, cloud.nCount);
+        *is_written = write_ply(name, &cloud);
+        printf("frame %u: %u points%s\n", cloud.nFrameNum, cloud.nCount,
+               *is_written ? "" : ", which cannot be written");
     }
     return status;
 }
@@ -52,14 +50,15 @@ int main(int argc, char** argv) {
         return 2;
     }
     void* camera = NULL;
+    int is_written = 0;
     uint32_t status =
         argc > 2 ? OX3D_RGBD_OpenDeviceBySerialNumber(&camera, argv[2]) : OX3D_RGBD_OpenDevice(&camera, NULL);
     if (status == OX3D_RGBD_OK) {
-        status = take_one(camera, argv[1]);
+        status = take_one(camera, argv[1], &is_written);
         OX3D_RGBD_CloseDevice(&camera);
     }
     if (status != OX3D_RGBD_OK) {
         fprintf(stderr, "no points: %s\n", OX3D_RGBD_StatusText(status));
     }
-    return status == OX3D_RGBD_OK ? 0 : 1;
+    return is_written ? 0 : 1;
 }

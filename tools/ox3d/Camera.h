@@ -75,31 +75,6 @@ private:
     std::atomic<bool> m_isLost{false};
 };
 
-// A frame that stays when the next one comes.
-class CFrameCopy {
-public:
-    CFrameCopy() = default;
-    ~CFrameCopy() { Free(); }
-    CFrameCopy(const CFrameCopy&) = delete;
-    CFrameCopy& operator=(const CFrameCopy&) = delete;
-
-    // In place of the former one. Without memory there is none.
-    void Take(void* handle, const OX3D_RGBD_FRAME_DATA& frame) {
-        Free();
-        OX3D_RGBD_CopyFrame(handle, &frame, &m_frame);
-    }
-    const OX3D_RGBD_FRAME_DATA* Get() const { return m_frame; }
-
-private:
-    void Free() {
-        if (m_frame != nullptr) {
-            OX3D_RGBD_FreeFrame(m_frame);
-            m_frame = nullptr;
-        }
-    }
-    OX3D_RGBD_FRAME_DATA* m_frame = nullptr;
-};
-
 } // namespace ox3d::tool
 
 #endif

@@ -51,7 +51,7 @@ private:
     CProgress m_progress;
     CFrameStats m_stats;
     GrabbedFrame m_last;                  // the last good frame
-    CFrameCopy m_copy;                    // of it, as the library delivered it
+    OX3D_RGBD_FRAME_DATA m_delivered{};   // the same; its images stay until the next frame
     bool m_isPlayable = true;             // the recording; not without its calibration file
     uint32_t m_lastStatus = OX3D_RGBD_OK; // of the last fetch that failed
 };
@@ -67,6 +67,7 @@ bool CGrab::FetchOne() {
     }
     m_lastStatus = status == OX3D_RGBD_OK ? OX3D_RGBD_E_NO_DATA : status;
     if (status != OX3D_RGBD_E_NO_DATA) {
+        m_delivered = {}; // its images are overwritten
         m_stats.AddBad();
     }
     if (Clock::now() - begin < std::chrono::milliseconds(5)) {
@@ -76,7 +77,7 @@ bool CGrab::FetchOne() {
 }
 
 void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
-    m_copy.Take(m_camera.Handle(), frame); // without one there is no cloud
+    m_delivered = frame;
     m_last.m_depth = DecodeDepth(frame);
     m_last.m_color = DecodeColor(frame);
     m_last.m_frameNum = FindDepth(frame)->nFrameNum;
@@ -111,17 +112,18 @@ EExitCode CGrab::FetchAll() {
     return EExitCode::Ok;
 }
 
-// Seen from the color camera, whatever was done to the frame: its colors are where they belong.
+// Seen from the color camera, whatever was done to the frame: its colors are where they belong. There is none where
+// a bad frame was the last to come.
 void CGrab::AddCloud() {
     m_last.m_cloud = {};
     OX3D_RGBD_CLOUD_OPTIONS options{};
     options.nCamera = OX3D_RGBD_CAMERA_COLOR;
     options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
     OX3D_RGBD_CLOUD cloud{};
-    uint32_t status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), m_copy.Get(), &options, &cloud);
+    uint32_t status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), &m_delivered, &options, &cloud);
     if (status == OX3D_RGBD_E_NO_DATA) { // no color, or none that the library knows
         options.nColor = OX3D_RGBD_CLOUD_NO_COLOR;
-        status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), m_copy.Get(), &options, &cloud);
+        status = OX3D_RGBD_MapFrameToPointCloud(m_camera.Handle(), &m_delivered, &options, &cloud);
     }
     if (status != OX3D_RGBD_OK) {
         std::fprintf(stderr, "ox3d: no point cloud: %s\n", StatusText(status).c_str());
