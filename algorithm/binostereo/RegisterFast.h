@@ -82,9 +82,9 @@ template <typename TPoint>
     }
 }
 
-// Parts from `first` on by the rule itself.
+// Parts from `first` on by the rule itself. Not inlined, so that the stack holds one list at a time.
 template <bool kDistorted, typename TPoint>
-void RegisterInOrder(const TransformArgs<TPoint>& a, const Optics& optics, int64_t first) {
+[[gnu::noinline]] void RegisterInOrder(const TransformArgs<TPoint>& a, const Optics& optics, int64_t first) {
     PointHits hits;
     for (int64_t number = first; number < PartsOf(a); ++number) {
         ProjectPart<kDistorted>(a, optics, PartAt(a, number), &hits);
@@ -127,11 +127,10 @@ size_t LastOf(const Hits& hits) {
     return last;
 }
 
-// One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only the source's
-// width is cleared, beyond which a wider target holds anything.
+// Clears the outputs and registers parts up to the first with an unusual depth, of which it returns the number. Not
+// inlined, as above.
 template <bool kDistorted, typename THits, typename TPoint>
-void RegisterFast(const TransformArgs<TPoint>& a) {
-    const Optics optics(a);
+[[gnu::noinline]] int64_t RegisterOrdinary(const TransformArgs<TPoint>& a, const Optics& optics) {
     const size_t pixels = static_cast<size_t>(a.m_width) * static_cast<size_t>(a.m_height);
     const size_t depthBytes = pixels * sizeof(int16_t);
     const size_t pointBytes = kHasPoints<THits> ? pixels * kRegisteredPointBytes : 0;
@@ -154,7 +153,15 @@ void RegisterFast(const TransformArgs<TPoint>& a) {
     }
     clearedDepth.UpTo(depthBytes);
     clearedPoints.UpTo(pointBytes);
-    RegisterInOrder<kDistorted>(a, optics, number);
+    return number;
+}
+
+// One unusual depth can leave a negative sample behind, after which only the rule itself holds; and only the source's
+// width is cleared, beyond which a wider target holds anything.
+template <bool kDistorted, typename THits, typename TPoint>
+void RegisterFast(const TransformArgs<TPoint>& a) {
+    const Optics optics(a);
+    RegisterInOrder<kDistorted>(a, optics, RegisterOrdinary<kDistorted, THits>(a, optics));
 }
 
 // Leaves the hits on the pixels from `begin` to the one before `end`, and adds the others to the band's strays.
