@@ -347,6 +347,19 @@ uint32_t CancelledAt(uint32_t function, const std::function<uint32_t()>& call) {
     return work.second;
 }
 
+// What the child of a fork ends with, which does the work; 0 where all was as expected.
+int InAChild(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        work();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
 using Ending = CScripted;
 
 TEST_F(Ending, AThreadThatIsCancelledLeavesACallWholeButTheWaitForAFrameAtOnce) {
@@ -369,9 +382,7 @@ TEST_F(Ending, AForkedChildMayCloseWhatItInheritsAndOpenItsOwn) {
     std::thread fetching([&] { fetched = OX3D_RGBD_FetchFrame(m_handle, &m_frame, 20000); });
     EXPECT_TRUE(waiting.Wait());
     LetOthersGoOn();
-    const pid_t child = fork();
-    if (child == 0) { // while the other thread has the device's lock
-        alarm(20);
+    const auto useAndClose = [&] { // while the other thread has the device's lock
         void* copy = m_handle;
         const size_t calls = Double().m_script.m_calls.size();
         const size_t bytes = HeapBytes();
@@ -386,11 +397,8 @@ TEST_F(Ending, AForkedChildMayCloseWhatItInheritsAndOpenItsOwn) {
             EXPECT_EQ(SetParam(m_handle), OX3D_RGBD_OK);
             Close();
         }
-        _exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    };
+    EXPECT_EQ(InAChild(useAndClose), 0);
     CRawFrame frame(64, 48);
     Double().QueueFrame(frame.Out());
     fetching.join();
@@ -458,7 +466,26 @@ TEST_F(Rounds, OfOpeningAndClosingAreSurvivedByUnlockedCalls) {
     });
 }
 
-// All switches are on, and points are mapped; two devices at a time.
+TEST_F(Rounds, OfCopyingLeaveAForkedChildItsCopies) {
+    OpenAndStart("USB1");
+    CRawFrame raw(64, 48);
+    ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    OX3D_RGBD_FRAME_DATA* kept = nullptr;
+    ASSERT_EQ(OX3D_RGBD_CopyFrame(m_handle, &m_frame, &kept), OX3D_RGBD_OK);
+    const auto copyAndFree = [&] {
+        OX3D_RGBD_FRAME_DATA* copy = nullptr;
+        EXPECT_EQ(OX3D_RGBD_CopyFrame(m_handle, &m_frame, &copy), OX3D_RGBD_OK);
+        EXPECT_EQ(OX3D_RGBD_FreeFrame(copy), OX3D_RGBD_OK);
+    };
+    const auto readAndFree = [&] {
+        EXPECT_EQ(memcmp(kept->stImageData[0].pData, raw.m_main.data(), raw.m_main.size()), 0);
+        EXPECT_EQ(OX3D_RGBD_FreeFrame(kept), OX3D_RGBD_OK);
+    };
+    WhileOthers(kRounds / 2, copyAndFree, [&] { EXPECT_EQ(InAChild(readAndFree), 0); });
+    readAndFree();
+}
+
+// All switches are on, and points are mapped, on one device.
 TEST_F(Rounds, OfThreadsAtAFrameGiveTheSameBytesAndLeaveNone) {
     CRawFrame raw(1280, 720);
     for (size_t i = 0; i < raw.m_main.size(); ++i) {
