@@ -56,17 +56,10 @@ protected:
         memset(&lens, 0xAB, sizeof(lens));
         EXPECT_EQ(OX3D_RGBD_GetIntrinsics(m_handle, stream, &lens), OX3D_RGBD_OK);
         EXPECT_EQ(Bytes(lens.nReserved, lens.nReserved + 20), Bytes(20));
-        return {static_cast<float>(lens.nWidth),
-                static_cast<float>(lens.nHeight),
-                lens.fFx,
-                lens.fFy,
-                lens.fCx,
-                lens.fCy,
-                lens.fK1,
-                lens.fK2,
-                lens.fP1,
-                lens.fP2,
-                lens.fK3};
+        Lens numbers = {static_cast<float>(lens.nWidth), static_cast<float>(lens.nHeight)};
+        numbers.resize(11);
+        memcpy(&numbers[2], RecordBytes(lens).data() + 8, 9 * sizeof(float)); // fFx to fK3
+        return numbers;
     }
     Lens DepthLens() { return LensOf(OX3D_RGBD_CAMERA_DEPTH); }
     Lens ColorLens() { return LensOf(OX3D_RGBD_CAMERA_COLOR); }
@@ -118,15 +111,6 @@ TEST_F(Geometry, OfAStreamIsThatOfTheLastFrameUnderItsSwitches) {
     EXPECT_EQ(Refusal(OX3D_RGBD_CAMERA_DEPTH), OX3D_RGBD_E_NO_DATA) << "no size";
 }
 
-TEST_F(Geometry, OfAUsbDeviceIsNeverThatOfRegisteredOrScaledImages) {
-    OpenAndStart("USB1");
-    CRawFrame frame(640, 480);
-    frame.AddColor(1280, 960);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);
-    EXPECT_EQ(DepthLens(), m_ownDepth);
-    EXPECT_EQ(ColorLens(), m_ownColor);
-}
-
 TEST_F(Geometry, BeforeTheFirstFrameIsThatOfTheFrameToCome) {
     Answer(DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{640, 4000, 1, 1});
     Open();
@@ -164,12 +148,6 @@ TEST_F(Geometry, BetweenTheCamerasIsThatOfTheFileAndItsInverse) {
     EXPECT_EQ(OX3D_RGBD_GetExtrinsics(m_handle, 0, 1, &way), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(OX3D_RGBD_GetExtrinsics(m_handle, 1, 0, &way), OX3D_RGBD_E_NO_DATA);
     EXPECT_EQ(RecordBytes(way), Bytes(sizeof(way), 0xAB));
-}
-
-TEST_F(Geometry, WithoutTheCalibrationFileIsNotKnown) {
-    Open();
-    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
-    EXPECT_EQ(Refusal(OX3D_RGBD_CAMERA_DEPTH), OX3D_RGBD_E_NO_DATA);
 }
 
 // ---- Copies ----------------------------------------------------------------------------------------------
@@ -258,6 +236,16 @@ TEST_F(Copies, AreMadeOfFramesThatTheDeviceKnowsAlone) {
     CRawFrame larger(3000, 2000, 66);
     ASSERT_EQ(Fetch(larger), OX3D_RGBD_OK);
     EXPECT_EQ(Copy(last), OX3D_RGBD_E_PARAMETER) << "its memory has gone for that of larger images";
+    const OX3D_RGBD_FRAME_DATA bare = m_frame;
+    CRawFrame colorful(64, 48, 67);
+    colorful.AddColor(1500, 1000);
+    ASSERT_EQ(Fetch(colorful), OX3D_RGBD_OK);
+    EXPECT_EQ(Copy(bare), OX3D_RGBD_E_PARAMETER) << "any buffer that grew may have been the frame's";
+    const OX3D_RGBD_FRAME_DATA whole = m_frame;
+    ASSERT_EQ(SetSwitch("ImageAlign", 1), OX3D_RGBD_OK);
+    std::filesystem::remove("RGBDSensorCali_ETH1.xml");
+    EXPECT_NE(Fetch(raw), OX3D_RGBD_OK);
+    EXPECT_EQ(Copy(whole), OX3D_RGBD_E_PARAMETER) << "what failed may have overwritten it";
 }
 
 TEST_F(Copies, OfPushedFramesAreMadeInTheCallback) {
@@ -424,6 +412,8 @@ TEST_F(Clouds, AreRightUnderEverySwitchAndOnUsb) {
         Fetch(row == 4 ? "USB1" : "ETH1", row % 2 == 0, row < 2);
         ReadLenses();
         const uint32_t seen = row == 0 || row == 2 ? OX3D_RGBD_CAMERA_COLOR : OX3D_RGBD_CAMERA_DEPTH;
+        EXPECT_EQ(m_depthLens.fFx, seen == OX3D_RGBD_CAMERA_COLOR ? 600 : 300);
+        EXPECT_EQ(m_colorLens.nWidth, row < 2 ? 640u : 800u);
         for (uint32_t camera : {OX3D_RGBD_CAMERA_DEPTH, OX3D_RGBD_CAMERA_COLOR}) {
             const OX3D_RGBD_CLOUD_OPTIONS options = {camera, 0, 0, OX3D_RGBD_CLOUD_COLOR_BESIDE, 0, {}};
             ASSERT_EQ(Map(options), OX3D_RGBD_OK);
@@ -431,6 +421,26 @@ TEST_F(Clouds, AreRightUnderEverySwitchAndOnUsb) {
         }
         Close();
     }
+}
+
+TEST_F(Clouds, HaveTheColorsThatAreMovedToDepthThatIsLowerThanItsSet) {
+    OpenAndStart();
+    ASSERT_EQ(SetSwitch(OX3D_RGBD_KEY_ALIGN_TARGET, 1), OX3D_RGBD_OK);
+    CRawFrame flat(640, 400);
+    Bytes& color = flat.AddColor(1000, 750);
+    for (size_t i = 0; i < 750000; ++i) {
+        color[32 + i] = static_cast<uint8_t>(i / 3000); // red is a third of the row
+    }
+    ASSERT_EQ(CScripted::Fetch(flat), OX3D_RGBD_OK);
+    const Bytes moved(Image(1).pData, Image(1).pData + 640 * 400);
+    SwitchOff("ImageAlign");
+    ASSERT_EQ(CScripted::Fetch(flat), OX3D_RGBD_OK);
+    ASSERT_EQ(Map({0, 0, 0, OX3D_RGBD_CLOUD_COLOR_BESIDE, 0, {}}), OX3D_RGBD_OK);
+    size_t same = 0;
+    for (size_t i = 0; i < moved.size(); ++i) {
+        same += std::abs(moved[i] - m_cloud.pColors[4 * i]) <= 2 ? 1 : 0;
+    }
+    EXPECT_GT(same, moved.size() / 100 * 95);
 }
 
 TEST_F(Clouds, HaveTheFormThatIsAskedFor) {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
-#include <tuple>
 #include <vector>
 
 #include "src/Manager/FrameCloud.h"
@@ -129,8 +129,8 @@ TEST_F(AlignedCloud, IsNotMadeWithLensesThatCannotBe) {
 
 TEST_F(AlignedCloud, OfPlainDepthTakesTheLeftAndUpperOfTwoColorsThatAreAsNear) {
     std::fill_n(m_known.m_calibration.m_colorIntrinsics + 4, 5, 0.0F);
-    std::vector<uint8_t> color(size_t{12} * kWidth *
-                               kHeight); // of twice the size: red is the column, green the row
+    // Of twice the size: red is the column, green the row.
+    std::vector<uint8_t> color(size_t{12} * kWidth * kHeight);
     for (uint32_t i = 0; i < 4 * kWidth * kHeight; ++i) {
         color[i] = static_cast<uint8_t>(i % (2 * kWidth));
         color[4 * kWidth * kHeight + i] = static_cast<uint8_t>(i / (2 * kWidth));
@@ -139,45 +139,36 @@ TEST_F(AlignedCloud, OfPlainDepthTakesTheLeftAndUpperOfTwoColorsThatAreAsNear) {
                                   12 * kWidth * kHeight};
     PointOf(0, 0, OX3D_RGBD_CAMERA_COLOR);
     for (uint32_t i = 0; i < kWidth * kHeight; ++i) {
-        const uint32_t u = i % kWidth, v = i / kWidth;
-        ASSERT_EQ(ColorOf(u, v), 0xFF000000u | (2 * v + 1) << 8 | (2 * u + 1));
+        ASSERT_EQ(ColorOf(i, 0), 0xFF000000u | (i / kWidth * 2 + 1) << 8 | (i % kWidth * 2 + 1));
     }
 }
 
 TEST_F(AlignedCloud, LeavesOutWhoseDepthIsNoneInTheCameraThatIsAskedFor) {
     m_known.m_note.m_alignTarget = 1;
-    OX3D_RGBD_CLOUD_OPTIONS options = {};
-    options.nCamera = OX3D_RGBD_CAMERA_COLOR;
-    for (const auto& [z, format, valid] : {std::tuple{0.0F, 0u, 0u},
-                                           {0.4F, 0u, kWidth * kHeight},
-                                           {-0.4F, 1u, 0u},
-                                           {-9.0F, 1u, kWidth * kHeight}}) {
+    for (const float z : {0.0F, 0.4F, -9.0F}) {
         m_known.m_calibration.m_depthToColor[11] = z - 1000;
-        options.nFormat = format;
-        ASSERT_EQ(m_cloud.Map(m_known, options, 0, 1, &m_out), OX3D_RGBD_OK);
-        EXPECT_EQ(m_out.nValid, valid) << z;
-        const auto* const first = static_cast<const uint8_t*>(m_out.pPoints);
-        EXPECT_EQ(std::count(first, first + 6, 0) == 6, valid == 0) << z;
+        for (const uint32_t format : {OX3D_RGBD_CLOUD_FLOAT32, OX3D_RGBD_CLOUD_INT16}) {
+            const bool isThere = std::abs(z) >= (format == OX3D_RGBD_CLOUD_INT16 ? 0.5F : 0.1F);
+            ASSERT_EQ(m_cloud.Map(m_known, {1, format, 0, 0, 0, {}}, 0, 1, &m_out), OX3D_RGBD_OK);
+            EXPECT_EQ(m_out.nValid, isThere ? kWidth * kHeight : 0) << z;
+            const auto* const first = static_cast<const uint8_t*>(m_out.pPoints);
+            EXPECT_EQ(std::count(first, first + 6, 0) < 6, isThere) << z;
+        }
     }
 }
 
 // A point that is seen a last digit before, at and behind the edge of a color image of one column, or one row.
 TEST(CloudColor, OfANarrowImageIsReadInsideOfItAlone) {
     const float before = std::nextafter(0.5F, 0.0F);
-    for (const auto& [x, y, isSeen] : {std::tuple{0.0F, 0.0F, true},
-                                       {before, 0.0F, false},
-                                       {0.0F, before, false},
-                                       {0.5F, 0.0F, false},
-                                       {-0.5F, 0.0F, false},
-                                       {-before, -before, true}}) {
+    const float edges[][2] = {{before, 0}, {0, before}, {0.5F, 0}, {0, -0.5F}, {-before, -before}, {0, 0}};
+    for (size_t i = 0; i < std::size(edges); ++i) {
         const uint16_t depth = 1000;
         const uint8_t colors[] = {10, 20, 30, 40}; // and one behind
         const float ray = 0;
-        uint8_t color[4] = {1, 1, 1, 1};
-        float point[3];
+        float point[4];
         std::vector<float> scratch(ox3d::CloudScratchBytes(1, 1) / sizeof(float));
         const ox3d::PointView view = {
-            {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {9, 9, x, y}, {}, 25, false, 1, 1};
+            {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {9, 9, edges[i][0], edges[i][1]}, {}, 25, false, 1, 1};
         ox3d::CloudArgs args = {};
         args.m_depth = reinterpret_cast<const uint8_t*>(&depth);
         args.m_width = args.m_height = 1;
@@ -186,14 +177,11 @@ TEST(CloudColor, OfANarrowImageIsReadInsideOfItAlone) {
         args.m_view = &view;
         args.m_points = reinterpret_cast<uint8_t*>(point);
         args.m_pointStride = sizeof(point);
-        args.m_colors = color;
-        args.m_colorStride = sizeof(color);
+        args.m_colors = args.m_points + 12;
         args.m_scratch = scratch.data();
         args.m_threads = 1;
         EXPECT_EQ(ox3d::BuildCloud(args), 1u);
-        EXPECT_EQ(std::vector(color, color + 4),
-                  (isSeen ? std::vector<uint8_t>{10, 20, 30, 255} : std::vector<uint8_t>(4)))
-            << x << " " << y;
+        EXPECT_EQ(std::bit_cast<uint32_t>(point[3]), i < 4 ? 0 : 0xFF1E140Au) << i;
     }
 }
 
