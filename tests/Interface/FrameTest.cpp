@@ -382,7 +382,7 @@ TEST_F(PointCloud, OfAFrameLeavesItsDepthAlone) {
     const Bytes before = BytesOf(Image(0));
     const OX3D_RGBD_FRAME_DATA plain = m_frame;
     ASSERT_EQ(SetSwitch("Ox3dAlignMode", 1), OX3D_RGBD_OK);
-    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK); // has memory of its own
+    ASSERT_EQ(Fetch(frame), OX3D_RGBD_OK);     // has memory of its own
     mallopt(M_PERTURB, 0xA5);                  // what is freed shows it
     for (const uint16_t height : {720, 960}) { // larger blocks take the place of smaller ones
         ASSERT_EQ(Map(1280, height), OX3D_RGBD_OK);
