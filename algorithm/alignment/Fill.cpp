@@ -95,7 +95,7 @@ constinit CKernelChoice<FillKernels, kReference, sse2::kFillKernels, avx2::kFill
 FillOptics OpticsOf(const AlignArgs& a) {
     const AlignCameras& c = a.m_cameras;
     FillOptics o = {};
-    for (int row = 0; row < 3; ++row) {
+    for (ptrdiff_t row = 0; row < 3; ++row) {
         const float* t = c.m_transform + 4 * row;
         const double x = double{t[0]} / c.m_depth[0];
         const double y = double{t[1]} / c.m_depth[1];

@@ -162,7 +162,7 @@ void StoreFloats(PointRow points, int32_t count, float* __restrict out) {
     const float* __restrict xs = points.m_x;
     const float* __restrict ys = points.m_y;
     const float* __restrict zs = points.m_z;
-    for (int32_t i = 0; i < count; ++i) {
+    for (ptrdiff_t i = 0; i < count; ++i) {
         out[3 * i] = xs[i];
         out[3 * i + 1] = ys[i];
         out[3 * i + 2] = zs[i];
@@ -173,7 +173,7 @@ void StoreColored(PointRow points, const uint32_t* __restrict colors, int32_t co
     const float* __restrict xs = points.m_x;
     const float* __restrict ys = points.m_y;
     const float* __restrict zs = points.m_z;
-    for (int32_t i = 0; i < count; ++i) {
+    for (ptrdiff_t i = 0; i < count; ++i) {
         out[4 * i] = xs[i];
         out[4 * i + 1] = ys[i];
         out[4 * i + 2] = zs[i];
@@ -190,7 +190,7 @@ void StoreShorts(PointRow points, int32_t count, int16_t* __restrict out) {
     const float* __restrict xs = points.m_x;
     const float* __restrict ys = points.m_y;
     const float* __restrict zs = points.m_z;
-    for (int32_t i = 0; i < count; ++i) {
+    for (ptrdiff_t i = 0; i < count; ++i) {
         out[3 * i] = Rounded(xs[i]);
         out[3 * i + 1] = Rounded(ys[i]);
         out[3 * i + 2] = Rounded(zs[i]);

@@ -355,7 +355,8 @@ constexpr StepKind kKinds[] = {
      [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
     {"free nobody's copy", EShape::Alone,
      [](Context&, void*, uint8_t v) {
-         return OX3D_RGBD_FreeFrame(reinterpret_cast<OX3D_RGBD_FRAME_DATA*>(uintptr_t{v} * 64));
+         std::array<OX3D_RGBD_FRAME_DATA, 2> frames{};
+         return OX3D_RGBD_FreeFrame(v % 3 == 2 ? nullptr : &frames[v % 3]);
      },
      [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
 };
