@@ -39,7 +39,9 @@ public:
     int16_t* Shorts() const { return reinterpret_cast<int16_t*>(Plane(15)); }
 
 private:
-    static uint64_t Pitch(int32_t width) { return (static_cast<uint64_t>(width) + kSide + kSide + 15) / 16 * 16; }
+    static uint64_t Pitch(int32_t width) {
+        return (static_cast<uint64_t>(width) + kSide + kSide + 15) / 16 * 16;
+    }
     static uint64_t SlotOf(int32_t row) { return static_cast<uint64_t>(row + kSlots) % kSlots; }
     float* Plane(uint64_t index) const { return m_memory + index * m_pitch + kSide; }
     PointRow RowAt(uint64_t plane) const { return {Plane(plane), Plane(plane + 1), Plane(plane + 2)}; }
