@@ -53,18 +53,19 @@ void Rescale(double x, double y, float* intrinsics) {
 
 // Depth keeps its own pixels: where the set is for images of another size, the color camera is brought to that of the
 // depth, and the depth camera too, unless the set was chosen by the depth's width.
-void FitToDepth(const DepthCalibration& calibration, ox3d::AlignArgs* args) {
-    const auto width = static_cast<uint32_t>(args->m_width);
-    const auto height = static_cast<uint32_t>(args->m_height);
+ox3d::AlignArgs FittedArgs(const CFrameAligner::Cameras& cameras, const OX3D_RGBD_IMAGE_DATA& depth) {
+    const DepthCalibration& calibration = cameras.m_calibration;
+    ox3d::AlignArgs args = ArgsOf(calibration, cameras.m_stepPermille, depth);
     if (calibration.m_setWidth == 0 || calibration.m_setHeight == 0) {
-        return;
+        return args;
     }
-    const double x = static_cast<double>(width) / calibration.m_setWidth;
-    const double y = static_cast<double>(height) / calibration.m_setHeight;
-    if (calibration.m_setWidth != width) {
-        Rescale(x, y, args->m_cameras.m_depth);
+    const double x = static_cast<double>(depth.nWidth) / calibration.m_setWidth;
+    const double y = static_cast<double>(depth.nHeight) / calibration.m_setHeight;
+    if (calibration.m_setWidth != depth.nWidth) {
+        Rescale(x, y, args.m_cameras.m_depth);
     }
-    Rescale(x, y, args->m_cameras.m_target);
+    Rescale(x, y, args.m_cameras.m_target);
+    return args;
 }
 
 } // namespace
@@ -86,8 +87,7 @@ uint32_t CFrameAligner::FillDepth(const Cameras& cameras, OX3D_RGBD_IMAGE_DATA* 
     if (!ox3d::IsAlignSize(depth->nWidth, depth->nHeight)) {
         return BadSize(*depth);
     }
-    const uint32_t status = Fill(ArgsOf(cameras.m_calibration, cameras.m_stepPermille, *depth),
-                                 ox3d::CPoolTurn(PixelCount(*depth)));
+    const uint32_t status = Fill(FittedArgs(cameras, *depth), ox3d::CPoolTurn(PixelCount(*depth)));
     if (status == OX3D_RGBD_OK) {
         depth->pData = m_filled.Data();
     }
@@ -110,8 +110,7 @@ uint32_t CFrameAligner::MoveColor(const Cameras& cameras, const OX3D_RGBD_IMAGE_
     if ((color != nullptr && !m_color.Grow(pixels * kPlanes)) || (isMaskWanted && !m_mask.Grow(pixels))) {
         return NoMemory(pixels * kPlanes);
     }
-    ox3d::AlignArgs args = ArgsOf(cameras.m_calibration, cameras.m_stepPermille, depth);
-    FitToDepth(cameras.m_calibration, &args);
+    const ox3d::AlignArgs args = FittedArgs(cameras, depth);
     const ox3d::CPoolTurn turn(pixels);
     const uint32_t status = Fill(args, turn);
     if (status != OX3D_RGBD_OK) {

@@ -49,15 +49,16 @@ Lens Scaled(Lens lens, const Size& from, const Size& to) {
     return lens;
 }
 
-// Registered depth lies on the set's own pixels, whatever size that was meant for.
+// Depth that is registered in the plain way lies on the set's own pixels, whatever size that was meant for.
 Lens RegisteredLens(const FrameNote& note, const DepthCalibration& calibration) {
     Lens lens = CalibratedColorLens(calibration);
-    if (note.m_alignMode == 0) {
-        // Targets are truncated: a pixel holds what falls between its centre and the next one's. Distortion stays out.
-        lens.m_cx -= 0.5;
-        lens.m_cy -= 0.5;
-        lens.m_distortion = {};
+    if (note.m_alignMode != 0) {
+        return Scaled(lens, SetSize(note, calibration), SizeOf(note.m_images[0]));
     }
+    // Targets are truncated: a pixel holds what falls between its centre and the next one's. Distortion stays out.
+    lens.m_cx -= 0.5;
+    lens.m_cy -= 0.5;
+    lens.m_distortion = {};
     return lens;
 }
 

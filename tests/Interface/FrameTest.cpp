@@ -233,13 +233,16 @@ TEST_F(Frames, OfDepthAreRegisteredByTheParallaxAndTheNearestWins) {
     ExpectImage(0, kDepth, 640, 480, kNoStream, expected.m_main);
 }
 
-// The color camera sees a depth of 1000 a fifth of a row and 10.2 columns further on, half the depth twice as far.
+// The color camera sees a depth of 1000 a fifth of a row and 10.2 columns further on, half the depth twice as far. The first
+// image chose a set of twice the size.
 TEST_F(Frames, AreAlignedInOtherWaysWhereTheKeysSaySo) {
-    Double().SetFile("RGBDSensorCali", R"(<A><RGBD_1><Camera img_w="640" img_h="480"/>
-  <Left_correct><Intrins fx="500" fy="500" cx="320" cy="240"/></Left_correct>
+    Double().SetFile("RGBDSensorCali", R"(<A><RGBD_1><Camera img_w="1280" img_h="960"/>
+  <Left_correct><Intrins fx="1000" fy="1000" cx="640.5" cy="480.5"/></Left_correct>
   <Left_correct_2_RGB><RotMat r00="1" r11="1" r22="1"/><TVec t0="20.4" t1="0.4"/></Left_correct_2_RGB>
-  <RGB><Intrins fx="500" fy="500" cx="320" cy="240"/><Distort/></RGB></RGBD_1></A>)");
+  <RGB><Intrins fx="1000" fy="1000" cx="640.5" cy="480.5"/><Distort/></RGB></RGBD_1></A>)");
     OpenAndStart();
+    CRawFrame large(1280, 960);
+    FetchImages(large, 1);
     for (const char* key : {"Ox3dAlignMode", "Ox3dOcclusionMask", "OutputRgbd"}) {
         ASSERT_EQ(SetSwitch(key, 1), OX3D_RGBD_OK);
     }

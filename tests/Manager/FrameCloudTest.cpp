@@ -70,12 +70,16 @@ constexpr uint32_t kPixels[][2] = {{0, 0}, {79, 0}, {40, 29}, {0, 59}, {79, 59},
 
 TEST_F(AlignedCloud, OfFilledDepthGoesBackThroughTheDistortion) {
     m_known.m_note.m_alignMode = 1;
-    for (const auto& [u, v] : kPixels) {
-        const auto point = PointOf(u, v, OX3D_RGBD_CAMERA_COLOR);
-        EXPECT_EQ(point[2], 1000);
-        EXPECT_NEAR(Seen(point).first, u, 1e-3);
-        EXPECT_NEAR(Seen(point).second, v, 1e-3);
-        EXPECT_EQ(ColorOf(u, v), 0xFF4D4D4Du) << "each pixel has its own";
+    for (const uint32_t times : {1, 2}) { // the set may be for larger images
+        m_known.m_calibration.m_setWidth = times * kWidth;
+        m_known.m_calibration.m_setHeight = times * kHeight;
+        for (const auto& [u, v] : kPixels) {
+            const auto point = PointOf(u, v, OX3D_RGBD_CAMERA_COLOR);
+            EXPECT_EQ(point[2], 1000);
+            EXPECT_NEAR(Seen(point).first, (u + 0.5) * times - 0.5, 1e-3);
+            EXPECT_NEAR(Seen(point).second, (v + 0.5) * times - 0.5, 1e-3);
+            EXPECT_EQ(ColorOf(u, v), 0xFF4D4D4Du) << "each pixel has its own";
+        }
     }
 }
 
