@@ -2,6 +2,7 @@
 #include "algorithm/alignment/Fill.h"
 
 #include "algorithm/alignment/FillTiers.h"
+#include "algorithm/alignment/LensTurn.h"
 #include "algorithm/dispatch/KernelChoice.h"
 
 #include <algorithm>
@@ -105,6 +106,7 @@ FillOptics OpticsOf(const AlignArgs& a) {
         o.m_shift[row] = t[3];
     }
     std::memcpy(o.m_target, c.m_target, sizeof o.m_target);
+    o.m_maxRadius2 = static_cast<float>(MaxRadius2(c.m_target[4], c.m_target[5], c.m_target[8]));
     o.m_step = static_cast<float>(a.m_stepPermille) * 0.001F;
     o.m_columns = static_cast<float>(a.m_width);
     o.m_rows = static_cast<float>(a.m_height);

@@ -72,9 +72,8 @@ void LoadRow(const AlignArgs& a, int32_t v, int32_t first, int32_t count, Sample
     const uint16_t* __restrict row = a.m_depth + static_cast<ptrdiff_t>(v) * a.m_width;
     const int32_t begin = first > 0 ? 0 : 1;
     const int32_t end = first + count < a.m_width ? count + 2 : count + 1;
-    const uint16_t* __restrict from = row + first - 1;
     for (int32_t i = begin; i < end; ++i) {
-        const int32_t sample = static_cast<int16_t>(from[i]);
+        const int32_t sample = static_cast<int16_t>(row[first + i - 1]);
         out->m_depth[i] = static_cast<float>(sample > 0 ? sample : 0);
     }
 }

@@ -24,6 +24,7 @@ struct FillOptics {
     float m_ray[9]; // takes (u, v, 1) of the source into the target camera's frame, for a depth of 1
     float m_shift[3];
     float m_target[9];
+    float m_maxRadius2; // beyond, the distortion is none
     float m_step;
     float m_columns;
     float m_rows;
@@ -36,7 +37,8 @@ struct Spot {
     float z;
 };
 
-// Where the ray through (u, v) is at depth d, in the target's pixels. `along` are its row's parts of the ray.
+// Where the ray through (u, v) is at depth d, in the target's pixels; no numbers where the lens, being distorted, does not
+// see that. `along` are its row's parts of the ray.
 template <bool kDistorted>
 [[gnu::always_inline]] static inline Spot Project(const FillOptics& o, const float (&along)[3], float u,
                                                   float d) {
@@ -50,8 +52,10 @@ template <bool kDistorted>
         const float q = ((k[4] * r2 + k[1]) * r2 + k[0]) * r2 + 1.0F;
         const float xy = 2.0F * x * y;
         const float bentX = x * q + k[2] * xy + k[3] * (r2 + 2.0F * x * x);
-        y = y * q + k[3] * xy + k[2] * (r2 + 2.0F * y * y);
-        x = bentX;
+        const float bentY = y * q + k[3] * xy + k[2] * (r2 + 2.0F * y * y);
+        const bool isSeen = r2 <= o.m_maxRadius2;
+        x = isSeen ? bentX : __builtin_nanf("");
+        y = isSeen ? bentY : __builtin_nanf("");
     }
     return {x * o.m_target[0] + o.m_target[2], y * o.m_target[1] + o.m_target[3], z};
 }
@@ -108,8 +112,8 @@ struct Patch {
     return whole + static_cast<int32_t>(static_cast<float>(whole) < value);
 }
 
-// From `low` to `high`, cut down to kMaxSpan around the middle. Says whether it is a stretch at all: numbers that
-// are none, or too large to have a middle, fail the test.
+// From `low` to `high`, cut down to kMaxSpan, or what rounding makes of it, around the middle. Says whether it is a
+// stretch at all: numbers that are none, or too large to have a middle, fail the test.
 [[gnu::always_inline]] static inline int32_t CutStretch(float* low, float* high) {
     const float middle = (*low + *high) * 0.5F;
     constexpr float kHalf = 0.5F * kMaxSpan;
@@ -117,12 +121,17 @@ struct Patch {
     *high = Smaller(*high, middle + kHalf);
     const float length = *high - *low;
     return static_cast<int32_t>(length >= 0.0F) &
-           static_cast<int32_t>(length <= static_cast<float>(kMaxSpan));
+           static_cast<int32_t>(length <= static_cast<float>(kMaxSpan + 1));
 }
 
 // No number becomes 0.
 [[gnu::always_inline]] static inline float Within(float value, float end) {
     return Smaller(Larger(value, 0.0F), end);
+}
+
+// The end of a stretch of whole pixels, of which a rounded one may have one too many.
+[[gnu::always_inline]] static inline int32_t EndOf(int32_t begin, int32_t end) {
+    return end < begin + kMaxSpan ? end : begin + kMaxSpan;
 }
 
 // By how much a side reaches to the left and right of its middle.
@@ -173,12 +182,14 @@ struct Corner4 {
     float high = Larger(left + reachLeft, right + reachRight);
     float top = Smaller(Smaller(c.m_topLeft.y, c.m_topRight.y), Smaller(c.m_bottomLeft.y, c.m_bottomRight.y));
     float bottom = Larger(Larger(c.m_topLeft.y, c.m_topRight.y), Larger(c.m_bottomLeft.y, c.m_bottomRight.y));
-    const int32_t isStretch = CutStretch(&low, &high) & CutStretch(&top, &bottom);
+    const float sides = left + right; // no number where a corner is not seen
+    const int32_t isStretch =
+        CutStretch(&low, &high) & CutStretch(&top, &bottom) & static_cast<int32_t>(sides == sides);
     Patch patch;
     patch.m_left = Ceiling(Within(low, o.m_columns));
-    patch.m_right = Ceiling(Within(high, o.m_columns));
+    patch.m_right = EndOf(patch.m_left, Ceiling(Within(high, o.m_columns)));
     patch.m_top = Ceiling(Within(top, o.m_rows));
-    patch.m_bottom = Ceiling(Within(bottom, o.m_rows));
+    patch.m_bottom = EndOf(patch.m_top, Ceiling(Within(bottom, o.m_rows)));
     const float depth = DepthAt(c, z, static_cast<float>(patch.m_left + patch.m_right - 1) * 0.5F,
                                 static_cast<float>(patch.m_top + patch.m_bottom - 1) * 0.5F);
     patch.m_depth = static_cast<int32_t>(Within(depth - 0.5F, kMaxDepth - 1.0F));

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "algorithm/alignment/LensTurn.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/ImageSize.h"
 #include "src/Manager/LensRays.h"
@@ -64,7 +65,8 @@ ox3d::PointView ViewOf(const Lens& lens, const NotedImage& image, const Motion& 
     std::transform(lens.m_distortion.begin(), lens.m_distortion.end(), view.m_distortion,
                    [](double number) { return static_cast<float>(number); });
     view.m_isDistorted = lens.IsDistorted();
-    view.m_maxRadius2 = static_cast<float>(MaxRadius2(lens));
+    view.m_maxRadius2 = static_cast<float>(
+        ox3d::MaxRadius2(lens.m_distortion[0], lens.m_distortion[1], lens.m_distortion[4]));
     view.m_width = static_cast<int32_t>(image.m_width);
     view.m_height = static_cast<int32_t>(image.m_height);
     return view;

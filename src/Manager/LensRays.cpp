@@ -4,10 +4,10 @@
 #include <cmath>
 #include <limits>
 
+#include "algorithm/alignment/LensTurn.h"
+
 namespace {
 
-constexpr double kWidest2 = 25.0; // 79 degrees off the axis: no such lens is described by these terms
-constexpr double kScanStep = 0.005;
 constexpr uint32_t kMaxSteps = 30;
 constexpr double kExact = 1e-10;      // of a direction, far below a pixel
 constexpr double kMaxDirection = 1e4; // what looks farther aside sees nothing
@@ -65,15 +65,6 @@ float RayOrNone(double direction) {
 
 } // namespace
 
-double MaxRadius2(const Lens& lens) {
-    const auto& k = lens.m_distortion;
-    double r2 = 0.0;
-    while (r2 < kWidest2 && 1.0 + r2 * (3.0 * k[0] + r2 * (5.0 * k[1] + r2 * 7.0 * k[4])) > 0.0) {
-        r2 += kScanStep;
-    }
-    return r2;
-}
-
 void FillStraightRays(const Lens& lens, uint32_t width, uint32_t height, float* x, float* y) {
     for (uint32_t u = 0; u < width; ++u) {
         x[u] = RayOrNone((u - lens.m_cx) / lens.m_fx);
@@ -84,14 +75,15 @@ void FillStraightRays(const Lens& lens, uint32_t width, uint32_t height, float* 
 }
 
 void FillDistortedRays(const Lens& lens, uint32_t width, uint32_t height, float* x, float* y) {
-    const double maxRadius2 = MaxRadius2(lens);
+    const auto& k = lens.m_distortion;
+    const double maxRadius2 = ox3d::MaxRadius2(k[0], k[1], k[4]);
     for (uint32_t v = 0; v < height; ++v) {
         Direction last = {};
         bool isNear = false; // the last pixel's direction is known, and where to begin
         for (uint32_t u = 0; u < width; ++u) {
             const Direction seen = {(u - lens.m_cx) / lens.m_fx, (v - lens.m_cy) / lens.m_fy};
             Direction direction = isNear ? last : seen;
-            isNear = Undistort(lens.m_distortion, seen, maxRadius2, &direction);
+            isNear = Undistort(k, seen, maxRadius2, &direction);
             last = direction;
             const double none = std::numeric_limits<double>::quiet_NaN();
             *x++ = RayOrNone(isNear ? direction.x : none);

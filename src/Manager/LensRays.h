@@ -6,10 +6,6 @@
 
 #include "src/Manager/FrameGeometry.h"
 
-// Up to which x^2 + y^2 of a direction (x, y, 1) the radial distortion grows outwards. Beyond, directions that the camera
-// does not see fall back into its image.
-double MaxRadius2(const Lens& lens);
-
 // Of every column and every row of an image without distortion.
 void FillStraightRays(const Lens& lens, uint32_t width, uint32_t height, float* x, float* y);
 // Of every pixel, by rows. Not-a-number where no direction leads to the pixel.

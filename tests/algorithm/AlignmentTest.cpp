@@ -97,11 +97,45 @@ TEST(Fill, IsBoundedAndDefinedForCamerasThatMakeNoSense) {
     args.m_cameras.m_target[0] = args.m_cameras.m_target[1] = 50000;
     ASSERT_TRUE(Fill(args, target.data()));
     EXPECT_EQ(std::count(target.begin(), target.end(), 1000), (5 + 6 * 8) * (5 + 4 * 8)) << "pieces of 8 x 8";
+    AlignArgs flat = args;
+    flat.m_height = 8;
+    flat.m_cameras.m_depth[3] = 0;
+    for (int i = 1; i < 200; ++i) {
+        flat.m_cameras.m_target[2] = 4.5F + 0.14F * static_cast<float>(i);
+        ASSERT_TRUE(Fill(flat, target.data()));
+        ASSERT_EQ(std::count(target.begin(), target.begin() + 640 * 8, 1000), 7 * 8 * 4) << i;
+    }
     args.m_cameras.m_transform[11] = -2000; // behind the camera
     ASSERT_TRUE(Fill(args, target.data()));
     EXPECT_EQ(std::accumulate(target.begin(), target.end(), 0), 0);
     args.m_width = 16385;
     EXPECT_FALSE(Fill(args, target.data()));
+}
+
+// What lies so far aside that the polynomial turns back is not seen, and hides nothing.
+TEST(Fill, SeesNothingBeyondTheTurnOfTheDistortion) {
+    std::vector<uint16_t> depth(640 * 480, 1000);
+    std::vector<uint8_t> expected(depth.size(), kMaskSeen);
+    for (int i = 0; i < 640 * 480; ++i) {
+        const int u = i % 640 - 320;
+        const int v = i / 640 - 240;
+        if (u * u + v * v > 0.835 * 200 * 200) {
+            depth[i] = 500;
+            expected[i] = kMaskOutside;
+        }
+    }
+    const AlignArgs args = {
+        depth.data(),
+        640,
+        480,
+        30,
+        {{200, 200, 320, 240}, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {200, 200, 320, 240, -0.4F}}};
+    std::vector<uint16_t> target(depth.size());
+    std::vector<uint8_t> mask(depth.size());
+    ASSERT_TRUE(Fill(args, target.data()));
+    EXPECT_EQ(std::count(target.begin(), target.end(), 500), 0);
+    ASSERT_TRUE(ColorToDepth(args, target.data(), {}, CPoolTurn(0), nullptr, mask.data()));
+    EXPECT_EQ(mask, expected);
 }
 
 TEST(ColorToDepth, HasTheColorOfEachPointThatTheColorCameraSees) {

@@ -278,6 +278,7 @@ Result Align(Random& random, int32_t width, int32_t height) {
     std::copy_n(n.m_target, 4, args.m_cameras.m_target);
     if (random() % 2 == 0) {
         std::copy_n(n.m_distortion, 4, args.m_cameras.m_target + 4);
+        args.m_cameras.m_target[4] *= OneOf(random, {1.0F, 30.0F}); // turns back within the image
         args.m_cameras.m_target[8] = n.m_distortion[0];
     }
     const CPlane<uint16_t> filled(pixels);
@@ -471,7 +472,7 @@ const struct {
      OnThreads<TransformALargeImage<kPointsAtTheSource>>},
     {"DepthOnThreads", stereo::UseTransformKernelTier, 4, OnThreads<TransformALargeImage<kDepthAlone>>},
     {"Align", alignment::UseFillKernelTier, 250, AlignAnySizes},
-    {"AlignOnThreads", alignment::UseFillKernelTier, 1, OnThreads<AlignALargeImage>},
+    {"AlignOnThreads", alignment::UseFillKernelTier, 2, OnThreads<AlignALargeImage>},
     {"TransformOntoTheDepth", stereo::UseTransformKernelTier, 30, TransformOntoTheDepth},
     {"ScaleAnySizes", scaling::UseScaleKernelTier, 2000, ScaleAnySizes},
     {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 80, ScaleAtCommonRatios},
