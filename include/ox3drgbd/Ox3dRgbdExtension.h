@@ -61,11 +61,14 @@
  *                                      it. Depth then stays as the camera sent it, and the color image gets its size, with
  *                                      the color of each depth pixel's point; 0, 0, 0 where there is no depth or the
  *                                      color camera does not see the point. The mode makes no difference, and
- *                                      "ResolutionAlign" has nothing left to do.
+ *                                      "ResolutionAlign" has nothing left to do. A color image that is not
+ *                                      OX3D_RGBD_PIXEL_RGB8_PLANAR stays as the camera sent it, which the log says
+ *                                      once, and counts as no color where pixels are asked for.
  *   OX3D_RGBD_KEY_OCCLUSION_MASK       1: a further image of OX3D_RGBD_PIXEL_MONO8 and the depth's size, after the images
  *                                      that the camera sent and before the interleaved one, which stays the last
  *                                      (default 0). With target 1: OX3D_RGBD_MASK_SEEN where the color camera sees the
- *                                      point, _HIDDEN where something nearer is in its way, _OUTSIDE where it is not in
+ *                                      point, _HIDDEN where something is in its way that is nearer by more than the
+ *                                      step, and by more than 10 thousandths, _OUTSIDE where it is not in
  *                                      its image, _NONE without depth. With target 0: _SEEN where there is a depth,
  *                                      _HIDDEN where a row has none between two depths that are a step apart, else
  *                                      _NONE.

@@ -107,8 +107,11 @@ uint32_t CFrameAligner::MoveColor(const Cameras& cameras, const OX3D_RGBD_IMAGE_
         return OX3D_RGBD_OK;
     }
     const uint64_t pixels = PixelCount(depth);
-    if ((color != nullptr && !m_color.Grow(pixels * kPlanes)) || (isMaskWanted && !m_mask.Grow(pixels))) {
+    if (color != nullptr && !m_color.Grow(pixels * kPlanes)) {
         return NoMemory(pixels * kPlanes);
+    }
+    if (isMaskWanted && !m_mask.Grow(pixels)) {
+        return NoMemory(pixels);
     }
     const ox3d::AlignArgs args = FittedArgs(cameras, depth);
     const ox3d::CPoolTurn turn(pixels);

@@ -26,7 +26,7 @@ public:
     // Records of depth have been checked: the length is that of their size. On success a record describes the new image,
     // which the next call overwrites; else it stays.
     uint32_t FillDepth(const Cameras& cameras, OX3D_RGBD_IMAGE_DATA* depth);
-    // Color to the depth's pixels, and the mask of that; `color` may be null.
+    // Color, three planes, to the depth's pixels, and the mask of that; `color` may be null.
     uint32_t MoveColor(const Cameras& cameras, const OX3D_RGBD_IMAGE_DATA& depth, OX3D_RGBD_IMAGE_DATA* color,
                        bool isMaskWanted);
     // The mask of registered depth.

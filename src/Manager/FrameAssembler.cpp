@@ -124,10 +124,15 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
     if (main != nullptr) {
         status = AppendMainImage(*main, options, conversion, frame);
     }
+    const bool hasDepth =
+        HasDepth(*frame); // as the main image: a color image is none, whatever its type says
+    const bool isColorMoved = MovesColor(options) && hasDepth;
+    NoteUnmoved(isColorMoved && m_extendedImage.m_isPresent &&
+                m_extendedImage.m_imageType != OX3D_RGBD_PIXEL_RGB8_PLANAR);
     if (status == OX3D_RGBD_OK && m_extendedImage.m_isPresent) {
-        status = AppendExtendedImage(options, frame);
+        status = AppendExtendedImage(options.m_isUsb, options.m_isColorScaled && !isColorMoved, frame);
     }
-    if (status == OX3D_RGBD_OK && MovesColor(options) && HasDepth(*frame)) {
+    if (status == OX3D_RGBD_OK && isColorMoved) {
         status = MoveColor(options, conversion, frame);
     }
     if (status != OX3D_RGBD_OK) {
@@ -138,7 +143,7 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
         AppendDemosaicPair(frame);
     }
     const uint32_t sentImages = frame->nImageCount;
-    if (options.m_isDepthRegistered && options.m_hasMask && HasDepth(*frame)) {
+    if (options.m_isDepthRegistered && options.m_hasMask && hasDepth) {
         status = AppendMask(options, frame);
     }
     return status == OX3D_RGBD_OK && options.m_hasRgbd ? AppendRgbdImage(sentImages, frame) : status;
@@ -157,6 +162,14 @@ uint32_t CFrameAssembler::RegisterDepth(const AssemblyOptions& options, CDepthCo
                                   : m_aligner.FillDepth({calibration, options.m_alignStepPermille}, depth);
 }
 
+// A line for the first of such frames.
+void CFrameAssembler::NoteUnmoved(bool isUnmoved) {
+    if (isUnmoved && !m_isColorUnmoved) {
+        OX_LOG_ERROR("[FrameAlign] color of type [%#x] is not aligned.\r\n", m_extendedImage.m_imageType);
+    }
+    m_isColorUnmoved = isUnmoved;
+}
+
 uint32_t CFrameAssembler::MoveColor(const AssemblyOptions& options, CDepthConversion& conversion,
                                     OX3D_RGBD_FRAME_DATA* frame) {
     DepthCalibration calibration = {};
@@ -165,7 +178,7 @@ uint32_t CFrameAssembler::MoveColor(const AssemblyOptions& options, CDepthConver
     if (status != OX3D_RGBD_OK) {
         return status;
     }
-    OX3D_RGBD_IMAGE_DATA* const color = m_extendedImage.m_isPresent ? &frame->stImageData[1] : nullptr;
+    OX3D_RGBD_IMAGE_DATA* const color = HasColor() ? &frame->stImageData[1] : nullptr;
     return m_aligner.MoveColor({calibration, options.m_alignStepPermille}, depth, color, options.m_hasMask);
 }
 
@@ -209,14 +222,13 @@ uint32_t CFrameAssembler::AppendMainImage(const RawFrame& main, const AssemblyOp
     return OX3D_RGBD_OK;
 }
 
-uint32_t CFrameAssembler::AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) {
+uint32_t CFrameAssembler::AppendExtendedImage(bool isUsb, bool isScaled, OX3D_RGBD_FRAME_DATA* frame) {
     const ChunkImage& chunk = m_extendedImage;
     OX3D_RGBD_IMAGE_DATA& image = Append(chunk.m_imageType, chunk.m_width, chunk.m_height,
                                          m_extendedBuffer.Data(), chunk.m_lengthBytes, frame);
-    if (options.m_isUsb) {
+    if (isUsb) {
         image.enStreamType = OX3D_RGBD_STREAM_COLOR;
     }
-    const bool isScaled = options.m_isColorScaled && !(MovesColor(options) && HasDepth(*frame));
     return isScaled ? AlignColor(&frame->stImageData[0], &frame->stImageData[1]) : OX3D_RGBD_OK;
 }
 

@@ -58,8 +58,8 @@ public:
     uint32_t AlignColor(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color) OX_REQUIRES(this) {
         return m_colorAligner.Align(depth, color);
     }
-    // Whether the second image of the record that was filled is the color camera's.
-    bool HasColor() const OX_REQUIRES(this) { return m_extendedImage.m_isPresent; }
+    // Whether the second image of the record that was filled is the color camera's, where the options say that it lies.
+    bool HasColor() const OX_REQUIRES(this) { return m_extendedImage.m_isPresent && !m_isColorUnmoved; }
     // Where chunk images, the interleaved one and the mask lie.
     FrameBlocks Blocks() const OX_REQUIRES(this) {
         return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data(),
@@ -70,13 +70,13 @@ public:
     void Release() OX_REQUIRES(this);
 
 private:
-    uint32_t AppendExtendedImage(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame)
-        OX_REQUIRES(this);
+    uint32_t AppendExtendedImage(bool isUsb, bool isScaled, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
     void AppendDemosaicPair(OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
     uint32_t AppendMainImage(const RawFrame& main, const AssemblyOptions& options,
                              CDepthConversion& conversion, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
     uint32_t RegisterDepth(const AssemblyOptions& options, CDepthConversion& conversion,
                            OX3D_RGBD_IMAGE_DATA* depth) OX_REQUIRES(this);
+    void NoteUnmoved(bool isUnmoved) OX_REQUIRES(this);
     uint32_t MoveColor(const AssemblyOptions& options, CDepthConversion& conversion,
                        OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
     uint32_t AppendMask(const AssemblyOptions& options, OX3D_RGBD_FRAME_DATA* frame) OX_REQUIRES(this);
@@ -85,6 +85,7 @@ private:
 
     CGrowBuffer m_extendedBuffer OX_GUARDED_BY(this);
     ChunkImage m_extendedImage OX_GUARDED_BY(this);
+    bool m_isColorUnmoved OX_GUARDED_BY(this) = false; // color should be, and is not of three planes
     CGrowBuffer m_demosaicBuffer OX_GUARDED_BY(this);
     ChunkImage m_demosaicImage OX_GUARDED_BY(this);
     CGrowBuffer m_rgbdBuffer OX_GUARDED_BY(this);

@@ -298,6 +298,16 @@ TEST_F(Frames, AreAlignedInOtherWaysWhereTheKeysSaySo) {
                  "[FrameAlign] images of 1280 x 960 len(100) are not aligned.",
                  "[FillFrameData] DepthMapConvert process failed [0x8006000c]",
                  "[FetchFrame] FillFrameData fail [0x8006000c]");
+    CRawFrame grey(640, 480);
+    const uint32_t mono8 = OX3D_RGBD_PIXEL_MONO8;
+    memcpy(grey.AddColor(64, 48, 9).data(), &mono8, sizeof(mono8));
+    EXPECT_EQ(LinesOf([&] { FetchImages(grey, 3); }),
+              Lines{"[FrameAlign] color of type [0x1080001] is not aligned."});
+    EXPECT_EQ(LinesOf([&] { FetchImages(grey, 3); }), Lines{});
+    ExpectImage(1, mono8, 64, 48, kNoStream, Ramp(9216, 9));
+    EXPECT_EQ(Image(2).nWidth, 640u) << "of the mask";
+    OX3D_RGBD_INTRINSICS lens;
+    EXPECT_EQ(OX3D_RGBD_GetIntrinsics(m_handle, OX3D_RGBD_CAMERA_COLOR, &lens), OX3D_RGBD_E_NO_DATA);
     CRawFrame noDepth(640, 480);
     noDepth.m_info.enPixelType = 0x01100007;
     FetchImages(noDepth, 1);

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <numeric>
+#include <tuple>
 
 using namespace ox3d;
 using ox3dbench::AlignQuality;
@@ -46,7 +47,7 @@ struct Scene {
 
 TEST(Fill, IsWholeSharpAndInItsPlaceWhateverTheLens) {
     for (const CAlignTruth::Lens& lens :
-         {CAlignTruth::Lens{}, CAlignTruth::Lens{1.6, {0.08, -0.05, 0.002, -0.001, 0.01}}}) {
+         {CAlignTruth::Lens{}, CAlignTruth::Lens{1.6, {0.08, -0.05, 0.002, -0.001, 1.5}}}) {
         const Scene scene(lens);
         std::vector<uint16_t> truncated(scene.m_filled.size());
         const AlignCameras& c = scene.m_args.m_cameras;
@@ -171,6 +172,32 @@ TEST(ColorToDepth, HasTheColorOfEachPointThatTheColorCameraSees) {
     const auto most = errors.begin() + static_cast<ptrdiff_t>(errors.size() * 9 / 10);
     std::nth_element(errors.begin(), most, errors.end());
     EXPECT_LE(*most, 6) << "of 255, for nine tenths of all";
+}
+
+// By cameras that are one: centres lie on centres, and how far in front something is decides what it hides.
+TEST(ColorToDepth, SamplesBetweenPixelsAndLeavesSurfacesTheirRoom) {
+    const std::vector<uint16_t> depth(8 * 4, 1000);
+    AlignArgs args = {depth.data(), 8, 4, 0, {{9, 9, 3, 2}, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, {9, 9, 3, 2}}};
+    uint8_t planes[3 * 16 * 8];
+    for (int i = 0; i < 3 * 16 * 8; ++i) {
+        planes[i] = static_cast<uint8_t>(i < 128 ? 4 * (i % 16) : 8 * (i / 16));
+    }
+    std::vector<uint8_t> color(3 * depth.size());
+    std::vector<uint8_t> mask(depth.size());
+    for (const auto& [step, nearest, seen] : {std::tuple{0U, 991, kMaskSeen},
+                                              {0U, 985, kMaskHidden},
+                                              {30U, 975, kMaskSeen},
+                                              {30U, 965, kMaskHidden}}) {
+        args.m_stepPermille = step;
+        const std::vector<uint16_t> filled(depth.size(), static_cast<uint16_t>(nearest));
+        ASSERT_TRUE(
+            ColorToDepth(args, filled.data(), {planes, 16, 8}, CPoolTurn(0), color.data(), mask.data()));
+        EXPECT_EQ(mask, std::vector<uint8_t>(mask.size(), seen)) << nearest;
+        for (int i = 0; i < 32; ++i) {
+            EXPECT_EQ(color[i], seen == kMaskSeen ? 8 * (i % 8) + 2 : 0);
+            EXPECT_EQ(color[32 + i], seen == kMaskSeen ? 64 + 16 * (i / 8) + 4 : 0);
+        }
+    }
 }
 
 } // namespace
