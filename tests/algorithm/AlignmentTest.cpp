@@ -1,12 +1,12 @@
 // Depth and color laid onto each other, held against what perfect cameras would measure in the virtual camera's scene.
 #include "algorithm/alignment/ColorToDepth.h"
 #include "bench/AlignQuality.h"
+#include "bench/AlignScene.h"
 #include "tests/algorithm/TestObject.h"
 #include "virtual-camera/frames/SceneBackdrop.h"
 
 #include <cmath>
 #include <numeric>
-#include <tuple>
 
 using namespace ox3d;
 using ox3dbench::AlignQuality;
@@ -19,20 +19,7 @@ struct Scene {
     explicit Scene(const CAlignTruth::Lens& lens) : m_truth(m_config, 40, lens) {
         std::string error;
         EXPECT_TRUE(CreateFrameSource(m_config, &error)->Render(40, true, false, &m_images));
-        const RgbdCalibration c = m_truth.Calibration();
-        const double numbers[] = {
-            c.m_depth.m_fx,    c.m_depth.m_fy,    c.m_depth.m_cx,    c.m_depth.m_cy,
-            c.m_rotation[0],   c.m_rotation[1],   c.m_rotation[2],   c.m_translationMm[0],
-            c.m_rotation[3],   c.m_rotation[4],   c.m_rotation[5],   c.m_translationMm[1],
-            c.m_rotation[6],   c.m_rotation[7],   c.m_rotation[8],   c.m_translationMm[2],
-            c.m_color.m_fx,    c.m_color.m_fy,    c.m_color.m_cx,    c.m_color.m_cy,
-            c.m_distortion[0], c.m_distortion[1], c.m_distortion[2], c.m_distortion[3],
-            c.m_distortion[4]};
-        static_assert(sizeof(AlignCameras) == sizeof(float) * std::size(numbers));
-        float floats[std::size(numbers)];
-        std::transform(std::begin(numbers), std::end(numbers), floats,
-                       [](double number) { return static_cast<float>(number); });
-        std::memcpy(&m_args.m_cameras, floats, sizeof floats);
+        m_args.m_cameras = ox3dbench::CamerasOf(m_truth.Calibration());
         m_args.m_depth = m_images.m_depth.data();
         m_filled.resize(m_images.m_depth.size());
         EXPECT_TRUE(Fill(m_args, m_filled.data()));
@@ -49,12 +36,9 @@ TEST(Fill, IsWholeSharpAndInItsPlaceWhateverTheLens) {
     for (const CAlignTruth::Lens& lens :
          {CAlignTruth::Lens{}, CAlignTruth::Lens{1.6, {0.08, -0.05, 0.002, -0.001, 1.5}}}) {
         const Scene scene(lens);
-        std::vector<uint16_t> truncated(scene.m_filled.size());
-        const AlignCameras& c = scene.m_args.m_cameras;
-        OXB3D_BINOSTEREO_Comn_Trans_f32(reinterpret_cast<const int16_t*>(scene.m_args.m_depth), 640, 640, 480,
-                                        nullptr, reinterpret_cast<int16_t*>(truncated.data()), 640, c.m_depth,
-                                        c.m_transform, c.m_target, nullptr);
-        const AlignQuality other = scene.m_truth.Judge(scene.m_images.m_depth, truncated);
+        const ox3dbench::AlignScene plain = {640, 480, scene.m_images.m_depth, {},
+                                             0,   0,   scene.m_args.m_cameras};
+        const AlignQuality other = scene.m_truth.Judge(scene.m_images.m_depth, plain.Truncated());
         const AlignQuality own = scene.m_truth.Judge(scene.m_images.m_depth, scene.m_filled);
         EXPECT_GE(own.m_validShare, own.m_sourceShare);
         EXPECT_GT(own.m_sourceShare, 0.98);
@@ -118,24 +102,19 @@ TEST(Fill, SeesNothingBeyondTheTurnOfTheDistortion) {
     std::vector<uint16_t> depth(640 * 480, 1000);
     std::vector<uint8_t> expected(depth.size(), kMaskSeen);
     for (int i = 0; i < 640 * 480; ++i) {
-        const int u = i % 640 - 320;
-        const int v = i / 640 - 240;
+        const int u = i % 640 - 320, v = i / 640 - 240;
         if (u * u + v * v > 0.835 * 200 * 200) {
             depth[i] = 500;
             expected[i] = kMaskOutside;
         }
     }
-    const AlignArgs args = {
-        depth.data(),
-        640,
-        480,
-        30,
-        {{200, 200, 320, 240}, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {200, 200, 320, 240, -0.4F}}};
+    AlignArgs args = {depth.data(), 640, 480, 30, {{200, 200, 320, 240}, {}, {200, 200, 320, 240, -0.4F}}};
+    args.m_cameras.m_transform[0] = args.m_cameras.m_transform[5] = args.m_cameras.m_transform[10] = 1;
     std::vector<uint16_t> target(depth.size());
     std::vector<uint8_t> mask(depth.size());
-    ASSERT_TRUE(Fill(args, target.data()));
+    ASSERT_TRUE(Fill(args, target.data()) &&
+                ColorToDepth(args, target.data(), {}, CPoolTurn(0), nullptr, mask.data()));
     EXPECT_EQ(std::count(target.begin(), target.end(), 500), 0);
-    ASSERT_TRUE(ColorToDepth(args, target.data(), {}, CPoolTurn(0), nullptr, mask.data()));
     EXPECT_EQ(mask, expected);
 }
 
@@ -184,11 +163,9 @@ TEST(ColorToDepth, SamplesBetweenPixelsAndLeavesSurfacesTheirRoom) {
     }
     std::vector<uint8_t> color(3 * depth.size());
     std::vector<uint8_t> mask(depth.size());
-    for (const auto& [step, nearest, seen] : {std::tuple{0U, 991, kMaskSeen},
-                                              {0U, 985, kMaskHidden},
-                                              {30U, 975, kMaskSeen},
-                                              {30U, 965, kMaskHidden}}) {
-        args.m_stepPermille = step;
+    for (const int nearest : {991, 985, 975, 965}) {
+        args.m_stepPermille = nearest > 980 ? 0 : 30;
+        const uint8_t seen = nearest == 985 || nearest == 965 ? kMaskHidden : kMaskSeen;
         const std::vector<uint16_t> filled(depth.size(), static_cast<uint16_t>(nearest));
         ASSERT_TRUE(
             ColorToDepth(args, filled.data(), {planes, 16, 8}, CPoolTurn(0), color.data(), mask.data()));
