@@ -175,7 +175,8 @@ void CBuilder::StoreWhole(int32_t v, const PointRow& points, const uint32_t* col
 void CBuilder::StorePoint(const PointRow& points, const int16_t* shorts, int32_t i) {
     uint8_t* const out = m_args.m_points + m_stored * m_args.m_pointStride;
     if (m_args.m_format == EPointFormat::Int16) {
-        const int16_t numbers[4] = {shorts[3 * i], shorts[3 * i + 1], shorts[3 * i + 2], 0};
+        const int16_t* const from = shorts + 3 * static_cast<size_t>(i);
+        const int16_t numbers[4] = {from[0], from[1], from[2], 0};
         std::memcpy(out, numbers, m_args.m_pointStride == 3 * sizeof(int16_t) ? 6 : 8);
     } else {
         const float numbers[3] = {points.m_x[i], points.m_y[i], points.m_z[i]};
