@@ -10,6 +10,7 @@ namespace {
 
 constexpr float kFar = 1.0e9F;        // what is farther is no number of millimetres
 constexpr float kSameSurface = 0.03F; // of the distance: a larger step from pixel to pixel is another surface
+constexpr float kLeastArea2 = 1.0e-30F; // the squares of smaller normals lose their digits
 
 // Conditions as numbers: "&" of them needs no branch.
 [[gnu::always_inline]] inline int32_t As(bool is) {
@@ -149,7 +150,7 @@ void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRo
         const float cy = az * bx - ax * bz;
         const float cz = ax * by - ay * bx;
         const float length2 = cx * cx + cy * cy + cz * cz;
-        const int32_t isKnown = As(z != 0.0F) & As(length2 > 0.0F) & As(length2 < kFar * kFar);
+        const int32_t isKnown = As(z != 0.0F) & As(length2 > kLeastArea2) & As(length2 < kFar * kFar);
         const float length = __builtin_sqrtf(isKnown != 0 ? length2 : 1.0F);
         const float signedLength = cx * x + cy * y + cz * z > 0.0F ? -length : length;
         nx[i] = isKnown != 0 ? cx / signedLength : 0.0F;
