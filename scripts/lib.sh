@@ -14,7 +14,7 @@ fail() {
 
 # findings_of <log>: the cases and findings that a log of tests or of a build ends in, in a few lines.
 findings_of() {
-    grep -aE -A6 ': Failure$|: error: |runtime error: |ERROR: |WARNING: ThreadSanitizer|^SUMMARY: ' "$1" | cut -c1-200 |
+    grep -aE -A6 ': Failure$|: error: |^error: |^complaint: |runtime error: |ERROR: |WARNING: ThreadSanitizer|^SUMMARY: ' "$1" | cut -c1-200 |
         head -n 24
     grep -aE '^\[  FAILED  \] [^ ]+( \(|$)' "$1" | sort -u | head -n 8
 }

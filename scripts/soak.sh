@@ -35,7 +35,7 @@ TMPDIR=$(mktemp -d -p "$memory" ox3d-soak.XXXXXX)
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 
-rows=() failed=0
+rows=() failed=()
 for name in "${names[@]}"; do
     log="$log_dir/soak-$name.log" status=0
     printf '%s ... ' "$name"
@@ -49,7 +49,7 @@ for name in "${names[@]}"; do
     if [ "$status" -eq 77 ]; then
         row="| $name | | | | | left out: this machine gives out no private network |"
     elif [ "$status" -ne 0 ]; then
-        failed=$((failed + 1))
+        failed+=("$name: $(grep -a '^complaint' "$log" | head -n 1 || tail -n 1 "$log")")
         grep -a '^complaint' "$log" | head -n 5 || true
         row=${row:-"| $name | | | | | ended with $status |"}
     fi
@@ -68,4 +68,5 @@ if [ ${#mode[@]} -eq 0 ]; then
     } >"$root/out/$report.md"
     say "Written to $root/out: $report.md"
 fi
-[ "$failed" -eq 0 ] || fail "$failed of ${#names[@]} scenarios failed; their output is in build/logs"
+[ ${#failed[@]} -eq 0 ] || fail "${#failed[@]} of ${#names[@]} scenarios failed; their output is in build/logs
+$(printf '%s\n' "${failed[@]}")"
