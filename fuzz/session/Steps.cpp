@@ -353,6 +353,13 @@ constexpr StepKind kKinds[] = {
          return OX3D_RGBD_CopyFrame(h, &frame, Argument(copy, v));
      },
      [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
+    {"times of nobody's frame", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         const OX3D_RGBD_FRAME_DATA frame = {};
+         OX3D_RGBD_FRAME_TIMES times;
+         return OX3D_RGBD_GetFrameTimes(h, Argument(frame, v), &times);
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
     {"free nobody's copy", EShape::Alone,
      [](Context&, void*, uint8_t v) {
          std::array<OX3D_RGBD_FRAME_DATA, 2> frames{};

@@ -94,7 +94,7 @@ extern "C" {
 
 /*
  * Functions beyond those of Ox3dRgbdApi.h. What is said at its top holds here as well: the statuses that are not repeated,
- * and the rules of threads. GetExtrinsics, GetIntrinsics, CopyFrame and MapFrameToPointCloud run beside any other call on
+ * and the rules of threads. GetExtrinsics, GetIntrinsics, CopyFrame, GetFrameTimes and MapFrameToPointCloud run beside any other call on
  * the device, as OX3D_RGBD_MapDepthToPointCloud does; the two of the system calibration take the device's lock; the others
  * need no handle. Arguments are looked at before the handle. Nothing is written but on success.
  */
@@ -132,6 +132,42 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_D
  * out by the address, without reading there. No other function does: a pointer that was freed is given to none of them.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy);
+
+/* ---- When a frame was taken ------------------------------------------------------------------------------ */
+
+/* nSource: what the time of capture is known by. */
+#define OX3D_RGBD_CLOCK_NONE 0u     /* not known */
+#define OX3D_RGBD_CLOCK_ARRIVALS 1u /* the times at which frames arrived */
+#define OX3D_RGBD_CLOCK_LATCH 2u    /* the device's clock was asked */
+
+/** The times of one frame, 64 bytes. Nanoseconds of UTC are counted from 1970-01-01T00:00:00Z by this host's clock
+ * (CLOCK_REALTIME), with whatever error that one has. */
+typedef struct OX3D_RGBD_FRAME_TIMES {
+    uint64_t nTimeStamp;     /**< of the frame's first image, ticks of the device's clock */
+    uint64_t nArrivalUtcNs;  /**< when the library was handed the frame, ns of UTC */
+    uint64_t nArrivalHostNs; /**< the same moment, ns of CLOCK_MONOTONIC, which nobody sets */
+    uint64_t nCaptureUtcNs;  /**< the moment of nTimeStamp, ns of UTC; 0 where it is not known */
+    uint64_t
+        nCaptureErrorNs; /**< how far nCaptureUtcNs may be off, ns, nCaptureDelayNs included; 0 where it is not known */
+    uint64_t
+        nCaptureDelayNs; /**< of that, how much a way that takes equally long for all frames may add: by it the
+                               * moment may be earlier, never later; 0 where the device's clock was asked */
+    uint32_t nFrameNum;  /**< of the frame's first image */
+    uint32_t nSource;    /**< OX3D_RGBD_CLOCK_*, of the time of capture */
+    uint8_t nReserved[8]; /**< 0 */
+} OX3D_RGBD_FRAME_TIMES;
+
+/**
+ * The times of a frame. Arrival is when the camera-control library called back, or when OX3D_RGBD_FetchFrame got the
+ * frame: one that waited there, since it was not fetched in time, arrives late. The time of a copy is that of its frame.
+ * \param handle  the device that delivered the frame, or any open device when pFrame is a copy of a frame
+ * \param pFrame  in: a frame as OX3D_RGBD_FetchFrame or the frame callback delivered it, unchanged; or a copy of
+ *                OX3D_RGBD_CopyFrame. The library knows the last 64 frames of a device.
+ * \param pTimes  out: the times
+ * \return OX3D_RGBD_E_PARAMETER for null or for a frame that the device does not know (see OX3D_RGBD_MapFrameToPointCloud)
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetFrameTimes(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                                               OX3D_RGBD_FRAME_TIMES* pTimes);
 
 /* ---- Where the cameras look -------------------------------------------------------------------------------- */
 

@@ -37,6 +37,16 @@ uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy) {
     });
 }
 
+uint32_t OX3D_RGBD_GetFrameTimes(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
+                                 OX3D_RGBD_FRAME_TIMES* pTimes) {
+    return ApiBarrier([&] {
+        if (pFrame == nullptr || pTimes == nullptr) {
+            return RefuseArguments("OX3D_RGBD_GetFrameTimes");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.GetFrameTimes(*pFrame, pTimes); });
+    });
+}
+
 uint32_t OX3D_RGBD_GetExtrinsics(void* handle, uint32_t nFrom, uint32_t nTo,
                                  OX3D_RGBD_EXTRINSICS* pExtrinsics) {
     return ApiBarrier([&] {

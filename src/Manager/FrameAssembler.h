@@ -14,6 +14,7 @@
 #include "src/Manager/FrameAligner.h"
 #include "src/Manager/FrameNotes.h"
 #include "src/Manager/GrowBuffer.h"
+#include "src/Manager/HostTimes.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxCameraControl.h>
 
@@ -24,6 +25,7 @@ struct RawFrame {
     uint8_t* m_data;
     const OX_FRAME_OUT_INFO_EX& m_info;
     bool m_isLent = false; // lies in the camera-control library's memory
+    HostTimes m_arrival = {};
 };
 
 // What a frame record holds beside the images as they came.

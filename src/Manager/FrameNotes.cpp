@@ -11,6 +11,7 @@ NotedImage ImageOf(const OX3D_RGBD_IMAGE_DATA& image) {
 
 void FrameNote::Describe(const OX3D_RGBD_FRAME_DATA& frame) {
     m_frameNum = frame.stImageData[0].nFrameNum;
+    m_timeStamp = frame.stImageData[0].nTimeStamp;
     m_imageCount = frame.nImageCount;
     for (uint32_t i = 0; i < m_imageCount; ++i) {
         m_images[i] = ImageOf(frame.stImageData[i]);

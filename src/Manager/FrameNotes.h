@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "src/Common/Thread.h"
+#include "src/Manager/HostTimes.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 
 // What a record says of an image.
@@ -29,12 +30,14 @@ struct FrameNote {
     bool m_isAligned = false;   // depth and color, in the two ways that follow
     uint32_t m_alignMode = 0;   // 0: target pixels truncated, no distortion; 1: filled, with distortion
     uint32_t m_alignTarget = 0; // 0: depth is seen from the color camera; 1: color is, from the depth camera
+    uint64_t m_timeStamp = 0;   // ticks of the device
+    HostTimes m_arrival;
     std::array<NotedImage, OX3D_RGBD_MAX_IMAGES> m_images = {};
 
     bool HasDepth() const { return m_imageCount != 0 && m_images[0].m_type == OX3D_RGBD_PIXEL_DEPTH16; }
     bool IsDepthInColor() const { return m_isAligned && m_alignTarget == 0; }
     bool IsColorInDepth() const { return m_isAligned && m_alignTarget != 0; }
-    // Number and images; how it was made is the caller's.
+    // Number, time stamp and images; how it was made is the caller's.
     void Describe(const OX3D_RGBD_FRAME_DATA& frame);
     // Whether the record is, image by image, that of this note.
     bool Is(const OX3D_RGBD_FRAME_DATA& frame) const;

@@ -131,6 +131,9 @@ public:
     uint32_t MapFrame(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_CLOUD_OPTIONS& options,
                       OX3D_RGBD_CLOUD* out);
 
+    // ---- Times of frames: Manager_Clock.cpp; all (unlocked) ---------------------------------------------
+    uint32_t GetFrameTimes(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_TIMES* out);
+
     // ---- Delivery: Manager_Delivery.cpp -----------------------------------------------------------------
     uint32_t RegisterFrameCallBack(OX3D_RGBD_FrameDataCallBack callback, void* user);
     uint32_t RegisterExceptionCB(OX3D_RGBD_ExceptionCallBack callback, void* user);
@@ -194,7 +197,7 @@ private:
     uint32_t ResumeDevice();
     uint32_t SetImageNodes(CCameraModule* camera);
     uint32_t SetWorkMode(CCameraModule* camera);
-    uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw,
+    uint32_t AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw, const HostTimes& arrival,
                              const CCameraModule::CUse& lender);
     uint32_t AssembleFrame(const char* operation, const RawFrame& main, OX3D_RGBD_FRAME_DATA* frame)
         OX_REQUIRES(m_assembler);

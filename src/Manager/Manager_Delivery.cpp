@@ -168,6 +168,7 @@ uint32_t CManager::AssembleFrame(const char* operation, const RawFrame& main, OX
 }
 
 void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
+    const HostTimes arrival = ReadHostTimes(); // first: nothing of the library's own is to be in it
     if (data == nullptr) {
         OX_LOG_ERROR("[ImageCallBack] param  pData is null.\r\n");
         return;
@@ -197,7 +198,7 @@ void CManager::ImageCallBack(uint8_t* data, OX_FRAME_OUT_INFO_EX* info) {
     // A copy: a callback may stop the device, and the camera library's record may go with the acquisition.
     const OX_FRAME_OUT_INFO_EX taken = *info;
     OX3D_RGBD_FRAME_DATA frame;
-    if (AssembleFrame("ImageCallBack", {data, taken, true}, &frame) != OX3D_RGBD_OK) {
+    if (AssembleFrame("ImageCallBack", {data, taken, true, arrival}, &frame) != OX3D_RGBD_OK) {
         return;
     }
     const double begin = MyMilliseconds();
@@ -262,13 +263,14 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
     if (!WaitForFrame(camera, timeoutMs, &raw, &use)) {
         return OX3D_RGBD_E_NO_DATA;
     }
+    const HostTimes arrival = ReadHostTimes();
     const COwnedLock lock(m_frameMutex);
     const OX_FRAME_OUT_INFO_EX& info = raw.stFrameInfo;
     OX_LOG_DEBUG("[FetchFrame] GetImageBuffer info[%d] [%d] [%#x] [%d].\r\n", info.nWidth, info.nHeight,
                  static_cast<uint32_t>(info.enPixelType), info.nFrameNum);
     NoteFrameNumber("FetchFrame", info.nFrameNum);
     const double begin = MyMilliseconds();
-    const uint32_t status = AssembleFetched(frame, &raw, *use);
+    const uint32_t status = AssembleFetched(frame, &raw, arrival, *use);
     if (status != OX3D_RGBD_OK) {
         return status;
     }
@@ -280,7 +282,7 @@ uint32_t CManager::FetchFrame(OX3D_RGBD_FRAME_DATA* frame, uint32_t timeoutMs) {
 
 // From the camera-control library's buffer to the application's record; every path but one gives the buffer
 // back.
-uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw,
+uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* raw, const HostTimes& arrival,
                                    const CCameraModule::CUse& lender) {
     CCameraModule* camera = m_pcCamera;
     const OX_FRAME_OUT_INFO_EX& info = raw->stFrameInfo;
@@ -305,7 +307,7 @@ uint32_t CManager::AssembleFetched(OX3D_RGBD_FRAME_DATA* frame, OX_FRAME_OUT* ra
     if (info.nFrameLen != 0) {
         memcpy(m_imageBuf.Data(), raw->pBufAddr, info.nFrameLen);
     }
-    uint32_t status = AssembleFrame("FetchFrame", {m_imageBuf.Data(), info}, frame);
+    uint32_t status = AssembleFrame("FetchFrame", {m_imageBuf.Data(), info, false, arrival}, frame);
     if (status != OX3D_RGBD_OK) {
         camera->FreeImageBuffer(raw, lender);
         return status;

@@ -41,6 +41,7 @@ void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
     note.m_alignMode = options.m_alignMode;
     note.m_alignTarget = options.m_alignTarget;
     note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;
+    note.m_arrival = main != nullptr ? main->m_arrival : HostTimes{};
     FrameBlocks blocks = m_assembler.Blocks();
     blocks[kDepthBlock] = note.IsDepthInColor() && note.m_alignMode == 0 ? note.m_images[0].m_data : nullptr;
     m_notes.Add(note, blocks);

@@ -13,6 +13,7 @@ OX3D_RGBD_IMAGE_DATA g_image;
 OX3D_RGBD_IP_CONFIG g_ipConfig;
 OX3D_RGBD_EXTRINSICS g_extrinsics;
 OX3D_RGBD_INTRINSICS g_intrinsics;
+OX3D_RGBD_FRAME_TIMES g_times;
 OX3D_RGBD_FRAME_DATA* g_copy;
 OX3D_RGBD_CLOUD_OPTIONS g_options;
 OX3D_RGBD_CLOUD_OPTIONS g_badOptions[] = {{2, 0, 0, 0, 0, {}}, {0, 2, 0, 0, 0, {}}, {0, 0, 2, 0, 0, {}},
@@ -66,6 +67,7 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, GetGvcpTimeout, h, &g_number),
     ROW(kHandle, nullptr, MapFrameToPointCloud, h, &g_frame, &g_options, &g_cloud),
     ROW(kHandle, nullptr, CopyFrame, h, &g_frame, &g_copy),
+    ROW(kHandle, nullptr, GetFrameTimes, h, &g_frame, &g_times),
     ROW(kHandle, nullptr, GetExtrinsics, h, 0, 1, &g_extrinsics),
     ROW(kHandle, nullptr, GetIntrinsics, h, 0, &g_intrinsics),
     ROW(kHandle, nullptr, ExportSystemCalibration, h, "file"),
@@ -133,6 +135,8 @@ const Row kRefusals[] = {
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, nullptr),
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, &g_frame),
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, reinterpret_cast<OX3D_RGBD_FRAME_DATA*>(8)),
+    ROW(kParameter, "[GetFrameTimes] param error.", GetFrameTimes, nullptr, nullptr, &g_times),
+    ROW(kParameter, "[GetFrameTimes] param error.", GetFrameTimes, nullptr, &g_frame, nullptr),
     ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 1, nullptr),
     ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 2, 1, &g_extrinsics),
     ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 2, &g_extrinsics),

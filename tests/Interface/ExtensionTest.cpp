@@ -271,6 +271,52 @@ TEST_F(Copies, OfPushedFramesAreMadeInTheCallback) {
     EXPECT_EQ(Copy(seen.m_frame), OX3D_RGBD_E_PARAMETER) << "the camera's memory has gone with the stream";
 }
 
+// ---- Times ---------------------------------------------------------------------------------------------------
+
+uint64_t NowNs(clockid_t clock) {
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return uint64_t{1000000000} * static_cast<uint64_t>(time.tv_sec) + static_cast<uint64_t>(time.tv_nsec);
+}
+
+class Times : public Copies {
+protected:
+    OX3D_RGBD_FRAME_TIMES Of(const OX3D_RGBD_FRAME_DATA& frame, void* handle) {
+        OX3D_RGBD_FRAME_TIMES times;
+        memset(&times, 0xAB, sizeof(times));
+        EXPECT_EQ(OX3D_RGBD_GetFrameTimes(handle, &frame, &times), OX3D_RGBD_OK);
+        return times;
+    }
+};
+
+TEST_F(Times, OfAFrameAreThoseOfItsArrivalAndStayWithItsCopy) {
+    OpenAndStart();
+    CRawFrame raw(640, 480, 7);
+    raw.m_info.nDevTimeStampHigh = 3;
+    const uint64_t utc = NowNs(CLOCK_REALTIME);
+    const uint64_t host = NowNs(CLOCK_MONOTONIC);
+    ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    const OX3D_RGBD_FRAME_DATA frame = m_frame;
+    ASSERT_EQ(Copy(frame), OX3D_RGBD_OK);
+    const OX3D_RGBD_FRAME_TIMES times = Of(frame, m_handle);
+    EXPECT_TRUE(times.nArrivalUtcNs >= utc && times.nArrivalUtcNs <= NowNs(CLOCK_REALTIME));
+    EXPECT_TRUE(times.nArrivalHostNs >= host && times.nArrivalHostNs <= NowNs(CLOCK_MONOTONIC));
+    EXPECT_EQ(times.nTimeStamp, uint64_t{3} << 32 | raw.m_info.nDevTimeStampLow);
+    EXPECT_EQ(times.nFrameNum, 7u);
+    EXPECT_EQ(Bytes(times.nReserved, times.nReserved + 8), Bytes(8));
+    CRawFrame next(640, 480, 8);
+    ASSERT_EQ(Fetch(next), OX3D_RGBD_OK);
+    EXPECT_GT(Of(m_frame, m_handle).nArrivalHostNs, times.nArrivalHostNs);
+    EXPECT_EQ(RecordBytes(Of(frame, m_handle)), RecordBytes(times)) << "of the frame before";
+    Close();
+    OpenAndStart("USB1"); // knows nothing of the frame
+    EXPECT_EQ(RecordBytes(Of(*m_copy, m_handle)), RecordBytes(times));
+    OX3D_RGBD_FRAME_TIMES untouched = times;
+    EXPECT_LINES(OX3D_RGBD_GetFrameTimes(m_handle, &frame, &untouched), OX3D_RGBD_E_PARAMETER,
+                 "[GetFrameTimes] the frame is not known.");
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
+}
+
 // ---- Clouds --------------------------------------------------------------------------------------------
 
 struct Colored {

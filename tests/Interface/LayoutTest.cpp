@@ -44,6 +44,8 @@ RECORD(OX3D_RGBD_CALIB_INFO, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 1
 RECORD(OX3D_RGBD_EXTRINSICS, 64, AT(fTranslation, 36) AT(nReserved, 48));
 RECORD(OX3D_RGBD_INTRINSICS, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
        AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
+RECORD(OX3D_RGBD_FRAME_TIMES, 64, AT(nArrivalUtcNs, 8) AT(nArrivalHostNs, 16) AT(nCaptureUtcNs, 24)
+       AT(nCaptureErrorNs, 32) AT(nCaptureDelayNs, 40) AT(nFrameNum, 48) AT(nSource, 52) AT(nReserved, 56));
 RECORD(OX3D_RGBD_CLOUD_OPTIONS, 32, AT(nFormat, 4) AT(nLayout, 8) AT(nColor, 12) AT(nNormals, 16));
 RECORD(OX3D_RGBD_CLOUD, 96, AT(pColors, 8) AT(pNormals, 16) AT(nTimeStamp, 24) AT(nCount, 32) AT(nValid, 36)
        AT(nWidth, 40) AT(nHeight, 44) AT(nFrameNum, 48) AT(nCamera, 52) AT(nFormat, 56) AT(nLayout, 60)
