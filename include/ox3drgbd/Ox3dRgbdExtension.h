@@ -94,9 +94,10 @@ extern "C" {
 
 /*
  * Functions beyond those of Ox3dRgbdApi.h. What is said at its top holds here as well: the statuses that are not repeated,
- * and the rules of threads. GetExtrinsics, GetIntrinsics, CopyFrame, GetFrameTimes and MapFrameToPointCloud run beside any other call on
- * the device, as OX3D_RGBD_MapDepthToPointCloud does; the two of the system calibration take the device's lock; the others
- * need no handle. Arguments are looked at before the handle. Nothing is written but on success.
+ * and the rules of threads. GetExtrinsics, GetIntrinsics, GetFeatures, GetFeatureEntries, CopyFrame, GetFrameTimes and
+ * MapFrameToPointCloud run beside any other call on the device, as OX3D_RGBD_MapDepthToPointCloud does; SetEnumByName and the
+ * two of the system calibration take the device's lock; the others need no handle. Arguments are looked at before the handle.
+ * Nothing is written but on success.
  */
 
 /* ---- Words for statuses -------------------------------------------------------------------------------- */
@@ -108,6 +109,81 @@ extern "C" {
  * signal handlers included.
  */
 OX3D_RGBD_API const char* OX3D_RGBD_StatusText(uint32_t nStatus);
+
+/* ---- The features that a camera has ----------------------------------------------------------------------- */
+
+/* nType of a feature: OX3D_RGBD_PARAM_*, or one of these, which have no value to get or set. */
+#define OX3D_RGBD_FEATURE_COMMAND 6u  /* for OX3D_RGBD_Execute */
+#define OX3D_RGBD_FEATURE_REGISTER 7u /* bytes, of which no more is told */
+
+/* nVisibility: for whom the camera's maker meant it. */
+#define OX3D_RGBD_VISIBILITY_BEGINNER 0u
+#define OX3D_RGBD_VISIBILITY_EXPERT 1u
+#define OX3D_RGBD_VISIBILITY_GURU 2u
+#define OX3D_RGBD_VISIBILITY_INVISIBLE 3u
+
+/* What OX3D_RGBD_GetFeatures tells of one feature, 2432 bytes. Texts are UTF-8 as the camera wrote them, always
+ * terminated, cut between two characters where they are too long; characters below U+0020 have become blanks. */
+typedef struct OX3D_RGBD_FEATURE {
+    char chName[128];        /* for OX3D_RGBD_GetParam and the others */
+    char chDisplayName[128]; /* for people; the name where the camera has no other */
+    char chCategory
+        [256]; /* the names of the categories above it, with '/' between; "Ox3d": a key of the library */
+    char chUnit[32];          /* such as "us" or "px"; empty without one */
+    char chToolTip[512];      /* a line */
+    char chDescription[1024]; /* more than a line; often empty */
+    uint32_t nType;           /* OX3D_RGBD_PARAM_* or OX3D_RGBD_FEATURE_* */
+    uint32_t nAccess;         /* OX3D_RGBD_ACCESS_*, at the time of the call */
+    uint32_t nVisibility;     /* OX3D_RGBD_VISIBILITY_* */
+    uint32_t nEntryCount;     /* of an enumeration: what OX3D_RGBD_GetFeatureEntries has */
+    uint32_t nHasValue;       /* 1: stValue was read; 0: not to be read now, or without a value */
+    uint32_t nReserved0;      /* 0 */
+    OX3D_RGBD_PARAM
+    stValue; /* as OX3D_RGBD_GetParam gave it, with the present range; else zeros but for its type */
+    uint8_t nReserved[40]; /* 0 */
+} OX3D_RGBD_FEATURE;
+
+/* One entry of an enumeration, 272 bytes. Texts as above. */
+typedef struct OX3D_RGBD_FEATURE_ENTRY {
+    char chName[128];        /* "Software" */
+    char chDisplayName[128]; /* for people; the name where the camera has no other */
+    int64_t nValue;          /* nCurValue of OX3D_RGBD_ENUMPARAM */
+    uint32_t nIsAvailable;   /* 1: the camera takes it at present */
+    uint32_t nReserved;      /* 0 */
+} OX3D_RGBD_FEATURE_ENTRY;
+
+/*
+ * Lists the features of an opened device: those that the camera's GenICam description shows to a user, in its order, then the
+ * library's own keys. A feature that stands in two categories is listed in the first.
+ *   strName      null for all; else the one of that name alone
+ *   pstFeatures  out: array of nCapacity records, or null with a capacity of 0: then nothing but the count is found out
+ *   pnCount      out: how many there are, of which the first nCapacity are written
+ * Reads access and value of each feature that is written off the camera, and the description at every call: keep the answer.
+ * Returns OX3D_RGBD_E_PARAMETER for null (but strName) or a name that is none of them, OX3D_RGBD_E_NO_DATA for a
+ * description that cannot be read: it is no XML, without features, or longer than 8 MiB.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetFeatures(void* handle, const char* strName,
+                                             OX3D_RGBD_FEATURE* pstFeatures, uint32_t nCapacity,
+                                             uint32_t* pnCount);
+
+/*
+ * Lists the entries of an enumeration.
+ *   strName     the feature
+ *   pstEntries  out: array of nCapacity records, or null with a capacity of 0
+ *   pnCount     out: how many there are, of which the first nCapacity are written
+ * Where the camera says itself that OX3D_RGBD_MAX_ENUM_ENTRIES are possible, there may be more: all count as available then.
+ * Returns as OX3D_RGBD_GetFeatures, OX3D_RGBD_E_PARAMETER also for a feature that is no enumeration.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetFeatureEntries(void* handle, const char* strName,
+                                                   OX3D_RGBD_FEATURE_ENTRY* pstEntries, uint32_t nCapacity,
+                                                   uint32_t* pnCount);
+
+/*
+ * Sets an enumeration by the name of an entry ("TriggerSource" to "Software"). OX3D_RGBD_SetParam takes the number.
+ * Returns OX3D_RGBD_E_PARAMETER for null or a feature or an entry that the camera does not have, OX3D_RGBD_E_CAMERA where the
+ * camera-control library cannot do it, else the camera's own translated code.
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_SetEnumByName(void* handle, const char* strName, const char* strEntry);
 
 /* ---- Frames that stay ------------------------------------------------------------------------------------ */
 

@@ -21,6 +21,38 @@ bool IsCamera(uint32_t camera) {
 
 } // namespace
 
+uint32_t OX3D_RGBD_GetFeatures(void* handle, const char* strName, OX3D_RGBD_FEATURE* pstFeatures,
+                               uint32_t nCapacity, uint32_t* pnCount) {
+    return ApiBarrier([&] {
+        if (pnCount == nullptr || (pstFeatures == nullptr && nCapacity != 0)) {
+            return RefuseArguments("OX3D_RGBD_GetFeatures");
+        }
+        return UnlockedCall(
+            handle, [&](CManager& m) { return m.GetFeatures(strName, pstFeatures, nCapacity, pnCount); });
+    });
+}
+
+uint32_t OX3D_RGBD_GetFeatureEntries(void* handle, const char* strName, OX3D_RGBD_FEATURE_ENTRY* pstEntries,
+                                     uint32_t nCapacity, uint32_t* pnCount) {
+    return ApiBarrier([&] {
+        if (strName == nullptr || pnCount == nullptr || (pstEntries == nullptr && nCapacity != 0)) {
+            return RefuseArguments("OX3D_RGBD_GetFeatureEntries");
+        }
+        return UnlockedCall(handle, [&](CManager& m) {
+            return m.GetFeatureEntries(strName, pstEntries, nCapacity, pnCount);
+        });
+    });
+}
+
+uint32_t OX3D_RGBD_SetEnumByName(void* handle, const char* strName, const char* strEntry) {
+    return ApiBarrier([&] {
+        if (strName == nullptr || strEntry == nullptr) {
+            return RefuseArguments("OX3D_RGBD_SetEnumByName");
+        }
+        return LockedCall(handle, [&](CManager& m) { return m.SetEnumByName(strName, strEntry); });
+    });
+}
+
 uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
                              OX3D_RGBD_FRAME_DATA** ppCopy) {
     return ApiBarrier([&] {

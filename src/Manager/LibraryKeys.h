@@ -31,18 +31,27 @@ struct LibraryKeyRow {
     uint32_t m_default;
     uint32_t m_min;
     uint32_t m_max;
+    const char* m_tip; // one line
 };
 
 inline constexpr LibraryKeyRow kLibraryKeys[] = {
-    {ELibraryKey::ImageAlign, OX3D_RGBD_KEY_IMAGE_ALIGN, 1, 0, 1},
-    {ELibraryKey::ResolutionAlign, OX3D_RGBD_KEY_RESOLUTION_ALIGN, 1, 0, 1},
-    {ELibraryKey::OutputRgbd, OX3D_RGBD_KEY_OUTPUT_RGBD, 0, 0, 1},
-    {ELibraryKey::AutoReconnect, OX3D_RGBD_KEY_AUTO_RECONNECT, 0, 0, 1},
-    {ELibraryKey::Threads, OX3D_RGBD_KEY_THREADS, 1, 1, ox3d::kMaxThreads},
-    {ELibraryKey::AlignMode, OX3D_RGBD_KEY_ALIGN_MODE, 0, 0, 1},
-    {ELibraryKey::AlignStep, OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE, 30, 0, 1000},
-    {ELibraryKey::AlignTarget, OX3D_RGBD_KEY_ALIGN_TARGET, 0, 0, 1},
-    {ELibraryKey::OcclusionMask, OX3D_RGBD_KEY_OCCLUSION_MASK, 0, 0, 1},
+    {ELibraryKey::ImageAlign, OX3D_RGBD_KEY_IMAGE_ALIGN, 1, 0, 1, "Depth is registered to color"},
+    {ELibraryKey::ResolutionAlign, OX3D_RGBD_KEY_RESOLUTION_ALIGN, 1, 0, 1,
+     "Color is scaled to the size of the depth"},
+    {ELibraryKey::OutputRgbd, OX3D_RGBD_KEY_OUTPUT_RGBD, 0, 0, 1,
+     "A frame also has an interleaved RGB-D image"},
+    {ELibraryKey::AutoReconnect, OX3D_RGBD_KEY_AUTO_RECONNECT, 0, 0, 1,
+     "A lost device is looked for and opened again"},
+    {ELibraryKey::Threads, OX3D_RGBD_KEY_THREADS, 1, 1, ox3d::kMaxThreads,
+     "Threads that may work on one image"},
+    {ELibraryKey::AlignMode, OX3D_RGBD_KEY_ALIGN_MODE, 0, 0, 1,
+     "0: each depth goes to one pixel of color, 1: filled"},
+    {ELibraryKey::AlignStep, OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE, 30, 0, 1000,
+     "Thousandths between neighbours of one surface"},
+    {ELibraryKey::AlignTarget, OX3D_RGBD_KEY_ALIGN_TARGET, 0, 0, 1,
+     "0: depth as the color camera sees it, 1: color as the depth camera does"},
+    {ELibraryKey::OcclusionMask, OX3D_RGBD_KEY_OCCLUSION_MASK, 0, 0, 1,
+     "A frame also has a mask of what the other camera does not see"},
 };
 
 // The key of that name, or null.

@@ -24,6 +24,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "base/CallbackSlot.h"
 #include "base/WorkerPool.h"
@@ -45,6 +46,8 @@
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/OxCameraControl.h>
+
+struct CatalogFeature;
 
 class CManager {
 public:
@@ -100,6 +103,13 @@ public:
     uint32_t GetCamParamsType(const char* key, OX3D_RGBD_PARAM* value);
     static uint32_t GetParamValue(OX_XML_InterfaceType type, OX3D_RGBD_PARAM* value);
     uint32_t XML_GetNodeAccessMode(const char* name, Ox3dRgbdAccessMode* mode);
+
+    // ---- The list of features: Manager_Features.cpp -----------------------------------------------------
+    uint32_t GetFeatures(const char* name, OX3D_RGBD_FEATURE* out, uint32_t capacity,
+                         uint32_t* count); // (unlocked)
+    uint32_t GetFeatureEntries(const char* name, OX3D_RGBD_FEATURE_ENTRY* out, uint32_t capacity,
+                               uint32_t* count); // (unlocked)
+    uint32_t SetEnumByName(const char* name, const char* entry);
 
     // ---- Maintenance: Manager_Maintain.cpp --------------------------------------------------------------
     uint32_t PropertyImport(const char* file);
@@ -171,6 +181,8 @@ private:
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
     // The checks of the plain calls on a camera: first the arguments, then the camera.
     uint32_t CheckCall(bool hasArguments) const;
+    uint32_t ReadCatalog(const char* name, std::vector<CatalogFeature>* features);
+    uint32_t ReadPresent(const CatalogFeature& feature, OX3D_RGBD_FEATURE* out);
     uint32_t CopyCalibrationFile();
     uint32_t TransferCalibFile(const char* operation, const char* step,
                                uint32_t (CCameraModule::*transfer)(OX_CC_FILE_ACCESS*), const char* localFile,

@@ -19,6 +19,8 @@ OX3D_RGBD_CLOUD_OPTIONS g_options;
 OX3D_RGBD_CLOUD_OPTIONS g_badOptions[] = {{2, 0, 0, 0, 0, {}}, {0, 2, 0, 0, 0, {}}, {0, 0, 2, 0, 0, {}},
                                           {0, 0, 0, 3, 0, {}}, {0, 0, 0, 0, 2, {}}, {0, 0, 0, 0, 0, {0, 1}}};
 OX3D_RGBD_CLOUD g_cloud;
+OX3D_RGBD_FEATURE g_feature;
+OX3D_RGBD_FEATURE_ENTRY g_entry;
 OX3D_RGBD_FILE_ACCESS g_files = {"copy", "RGBDSensorCali", {}};
 
 struct Row {
@@ -72,6 +74,9 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, GetIntrinsics, h, 0, &g_intrinsics),
     ROW(kHandle, nullptr, ExportSystemCalibration, h, "file"),
     ROW(kHandle, nullptr, ImportSystemCalibration, h, "file"),
+    ROW(kHandle, nullptr, GetFeatures, h, nullptr, &g_feature, 1, &g_number),
+    ROW(kHandle, nullptr, GetFeatureEntries, h, "Key", &g_entry, 1, &g_number),
+    ROW(kHandle, nullptr, SetEnumByName, h, "Key", "Entry"),
     ROW(kHandle, nullptr, CloseDevice, &h),
 };
 
@@ -142,6 +147,16 @@ const Row kRefusals[] = {
     ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 2, &g_extrinsics),
     ROW(kParameter, "[GetIntrinsics] param error.", GetIntrinsics, nullptr, 0, nullptr),
     ROW(kParameter, "[GetIntrinsics] param error.", GetIntrinsics, nullptr, 2, &g_intrinsics),
+    ROW(kParameter, "[GetFeatures] param error.", GetFeatures, nullptr, nullptr, nullptr, 1, &g_number),
+    ROW(kParameter, "[GetFeatures] param error.", GetFeatures, nullptr, nullptr, &g_feature, 1, nullptr),
+    ROW(kParameter, "[GetFeatureEntries] param error.", GetFeatureEntries, nullptr, nullptr, &g_entry, 1,
+        &g_number),
+    ROW(kParameter, "[GetFeatureEntries] param error.", GetFeatureEntries, nullptr, "Key", nullptr, 1,
+        &g_number),
+    ROW(kParameter, "[GetFeatureEntries] param error.", GetFeatureEntries, nullptr, "Key", &g_entry, 1,
+        nullptr),
+    ROW(kParameter, "[SetEnumByName] param error.", SetEnumByName, nullptr, nullptr, "Entry"),
+    ROW(kParameter, "[SetEnumByName] param error.", SetEnumByName, nullptr, "Key", nullptr),
     ROW(kParameter, "[ExportSystemCalibration] param error.", ExportSystemCalibration, nullptr, nullptr),
     ROW(kParameter, "[ImportSystemCalibration] param error.", ImportSystemCalibration, nullptr, nullptr),
 };

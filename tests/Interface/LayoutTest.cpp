@@ -46,6 +46,10 @@ RECORD(OX3D_RGBD_INTRINSICS, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 1
        AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
 RECORD(OX3D_RGBD_FRAME_TIMES, 64, AT(nArrivalUtcNs, 8) AT(nArrivalHostNs, 16) AT(nCaptureUtcNs, 24)
        AT(nCaptureErrorNs, 32) AT(nCaptureDelayNs, 40) AT(nFrameNum, 48) AT(nSource, 52) AT(nReserved, 56));
+RECORD(OX3D_RGBD_FEATURE, 2432, AT(chDisplayName, 128) AT(chCategory, 256) AT(chUnit, 512) AT(chToolTip, 544)
+       AT(chDescription, 1056) AT(nType, 2080) AT(nAccess, 2084) AT(nVisibility, 2088) AT(nEntryCount, 2092)
+       AT(nHasValue, 2096) AT(stValue, 2104) AT(nReserved, 2392));
+RECORD(OX3D_RGBD_FEATURE_ENTRY, 272, AT(chDisplayName, 128) AT(nValue, 256) AT(nIsAvailable, 264));
 RECORD(OX3D_RGBD_CLOUD_OPTIONS, 32, AT(nFormat, 4) AT(nLayout, 8) AT(nColor, 12) AT(nNormals, 16));
 RECORD(OX3D_RGBD_CLOUD, 96, AT(pColors, 8) AT(pNormals, 16) AT(nTimeStamp, 24) AT(nCount, 32) AT(nValid, 36)
        AT(nWidth, 40) AT(nHeight, 44) AT(nFrameNum, 48) AT(nCamera, 52) AT(nFormat, 56) AT(nLayout, 60)

@@ -54,6 +54,54 @@ TEST(SceneThroughLibrary, RegisteredDepthAgreesWithWhatTheColorCameraWouldMeasur
     EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
 }
 
+// ---- Features of the camera ----------------------------------------------------------------------------------
+
+TEST(FeaturesThroughLibrary, AreListedWithEntriesAndSetByName) {
+    void* handle = nullptr;
+    ASSERT_EQ(OX3D_RGBD_OpenDevice(&handle, nullptr), OX3D_RGBD_OK);
+    uint32_t count = 0;
+    ASSERT_EQ(OX3D_RGBD_GetFeatures(handle, nullptr, nullptr, 0, &count), OX3D_RGBD_OK);
+    std::vector<OX3D_RGBD_FEATURE> features(count);
+    ASSERT_EQ(OX3D_RGBD_GetFeatures(handle, nullptr, features.data(), count, &count), OX3D_RGBD_OK);
+    ASSERT_EQ(count, features.size());
+    EXPECT_STREQ(features.back().chCategory, "Ox3d");
+    EXPECT_STREQ(features.back().chName, OX3D_RGBD_KEY_OCCLUSION_MASK);
+    for (const OX3D_RGBD_FEATURE& feature : features) {
+        OX3D_RGBD_FEATURE alone = {};
+        EXPECT_EQ(OX3D_RGBD_GetFeatures(handle, feature.chName, &alone, 1, &count), OX3D_RGBD_OK);
+        EXPECT_STREQ(alone.chToolTip, feature.chToolTip);
+        uint32_t access = 0;
+        if (strcmp(feature.chCategory, "Ox3d") != 0) {
+            EXPECT_EQ(OX3D_RGBD_XML_GetNodeAccessMode(handle, feature.chName, &access), OX3D_RGBD_OK);
+            EXPECT_EQ(access, feature.nAccess) << feature.chName;
+        }
+        OX3D_RGBD_PARAM value = {};
+        const bool isRead = OX3D_RGBD_GetParam(handle, feature.chName, &value) == OX3D_RGBD_OK;
+        EXPECT_EQ(isRead ? value.enParamType : 0, feature.nHasValue == 1 ? feature.nType : 0)
+            << feature.chName;
+    }
+    OX3D_RGBD_FEATURE exposure = {};
+    ASSERT_EQ(OX3D_RGBD_GetFeatures(handle, "ExposureTime", &exposure, 1, &count), OX3D_RGBD_OK);
+    EXPECT_STREQ(exposure.chUnit, "us");
+    EXPECT_STREQ(exposure.chCategory, "AcquisitionControl");
+    EXPECT_EQ(exposure.stValue.stFloatParam.fMin, 20.0F);
+    EXPECT_EQ(OX3D_RGBD_GetFeatures(handle, "Nothing", &exposure, 1, &count), OX3D_RGBD_E_PARAMETER);
+    EXPECT_EQ(OX3D_RGBD_GetFeatureEntries(handle, "Width", nullptr, 0, &count), OX3D_RGBD_E_PARAMETER);
+
+    OX3D_RGBD_FEATURE_ENTRY entries[4] = {};
+    ASSERT_EQ(OX3D_RGBD_GetFeatureEntries(handle, "TriggerSource", entries, 2, &count), OX3D_RGBD_OK);
+    EXPECT_EQ(count, 3U);
+    EXPECT_STREQ(entries[1].chName, "Line1");
+    EXPECT_EQ(entries[1].nIsAvailable, 1U);
+    EXPECT_EQ(entries[2].chName[0], '\0') << "beyond the capacity";
+    EXPECT_EQ(OX3D_RGBD_SetEnumByName(handle, "TriggerSource", "Line1"), OX3D_RGBD_OK);
+    OX3D_RGBD_PARAM value = {};
+    EXPECT_EQ(OX3D_RGBD_GetParam(handle, "TriggerSource", &value), OX3D_RGBD_OK);
+    EXPECT_EQ(value.stEnumParam.nCurValue, entries[1].nValue);
+    EXPECT_NE(OX3D_RGBD_SetEnumByName(handle, "TriggerSource", "Line9"), OX3D_RGBD_OK);
+    EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+}
+
 // ---- Points, whatever the switches ---------------------------------------------------------------------------
 
 double Median(std::vector<double> numbers) {
