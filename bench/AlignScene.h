@@ -3,7 +3,7 @@
 #define OX3D_BENCH_ALIGN_SCENE_H
 
 #include "algorithm/alignment/ColorToDepth.h"
-#include "virtual-camera/frames/CalibrationText.h"
+#include "recording/CalibrationText.h"
 
 #include <cstdint>
 #include <vector>

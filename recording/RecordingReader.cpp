@@ -1,7 +1,8 @@
-// RecordingReader.cpp - finds, checks and decodes the files of a recording.
+// RecordingReader.cpp - what kind of recording it is; finds, checks and decodes the files of one in a folder.
 #include "recording/RecordingReader.h"
 
 #include "base/LocalFile.h"
+#include "recording/McapRecording.h"
 #include "recording/RecordingLayout.h"
 
 #include <cstdio>
@@ -62,17 +63,38 @@ bool Fits(const std::string& path, const PngSize& size, PngSize* expected) {
     return true;
 }
 
-} // namespace
+class CFolderRecording final : public CRecordingReader {
+public:
+    static std::unique_ptr<CRecordingReader> Open(const std::string& folder, std::string* error);
 
-std::unique_ptr<CRecordingReader> CRecordingReader::Open(const std::string& folder, std::string* error) {
-    std::unique_ptr<CRecordingReader> reader(new CRecordingReader);
-    const bool isUsable =
-        ReadCalibration(fs::path(folder) / kRecordingCalibration, &reader->m_calibrationXml, error) &&
-        reader->Scan(folder, error);
+    size_t FrameCount() const override { return m_frames.size(); }
+    bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) override;
+    bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
+    bool ReadFacts(size_t /*frame*/, RecordedFacts* /*facts*/) override { return false; }
+    const std::vector<uint64_t>& HostTimes() const override { return m_noTimes; }
+
+private:
+    struct Frame {
+        std::string m_depthPath;
+        std::string m_colorPath; // empty: no color
+    };
+
+    bool Scan(const std::string& folder, std::string* error);
+    void Admit(const std::string& depthPath, const std::string& colorPath);
+
+    std::vector<Frame> m_frames;
+    const std::vector<uint64_t> m_noTimes;
+};
+
+std::unique_ptr<CRecordingReader> CFolderRecording::Open(const std::string& folder, std::string* error) {
+    auto reader = std::make_unique<CFolderRecording>();
+    const bool isUsable = ReadCalibration(fs::path(folder) / kRecordingCalibration,
+                                          &reader->m_camera.m_calibrationXml, error) &&
+                          reader->Scan(folder, error);
     return isUsable ? std::move(reader) : nullptr;
 }
 
-bool CRecordingReader::Scan(const std::string& folder, std::string* error) {
+bool CFolderRecording::Scan(const std::string& folder, std::string* error) {
     const fs::path depthFolder = fs::path(folder) / kRecordingDepth;
     const std::map<uint64_t, std::string> depths = ImagesIn(depthFolder);
     const std::map<uint64_t, std::string> colors = ImagesIn(fs::path(folder) / kRecordingColor);
@@ -96,7 +118,7 @@ bool CRecordingReader::Scan(const std::string& folder, std::string* error) {
     return true;
 }
 
-void CRecordingReader::Admit(const std::string& depthPath, const std::string& colorPath) {
+void CFolderRecording::Admit(const std::string& depthPath, const std::string& colorPath) {
     PngSize size;
     std::string error;
     if (!ReadPngSize(depthPath, true, &size, &error)) {
@@ -116,7 +138,7 @@ void CRecordingReader::Admit(const std::string& depthPath, const std::string& co
     m_frames.push_back({depthPath, ""});
 }
 
-bool CRecordingReader::ReadDepth(size_t frame, std::vector<uint16_t>* samples) const {
+bool CFolderRecording::ReadDepth(size_t frame, std::vector<uint16_t>* samples) {
     const std::string& path = m_frames[frame].m_depthPath;
     PngSize size;
     std::string error;
@@ -131,7 +153,7 @@ bool CRecordingReader::ReadDepth(size_t frame, std::vector<uint16_t>* samples) c
     return true;
 }
 
-bool CRecordingReader::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
+bool CFolderRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
     std::string& path = m_frames[frame].m_colorPath;
     if (path.empty()) {
         return false;
@@ -145,6 +167,14 @@ bool CRecordingReader::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
     Tell((isRead ? path + ": its size has changed" : error) + ", the frame has no color");
     path.clear(); // said once, never tried again
     return false;
+}
+
+} // namespace
+
+std::unique_ptr<CRecordingReader> CRecordingReader::Open(const std::string& path, std::string* error) {
+    std::error_code ignored;
+    const bool isFile = fs::exists(path, ignored) && !fs::is_directory(path, ignored);
+    return isFile ? CMcapRecording::Open(path, error) : CFolderRecording::Open(path, error);
 }
 
 } // namespace ox3d

@@ -5,7 +5,7 @@
 #ifndef OX3D_VIRTUAL_CAMERA_GROUND_TRUTH_H
 #define OX3D_VIRTUAL_CAMERA_GROUND_TRUTH_H
 
-#include "virtual-camera/frames/CalibrationText.h"
+#include "recording/CalibrationText.h"
 #include "virtual-camera/frames/FrameSource.h"
 #include "virtual-camera/frames/SceneModel.h"
 

@@ -1,6 +1,6 @@
 // CalibrationText.h - writes the calibration file that a camera stores. Relies on nothing but numbers.
-#ifndef OX3D_VIRTUAL_CAMERA_CALIBRATION_TEXT_H
-#define OX3D_VIRTUAL_CAMERA_CALIBRATION_TEXT_H
+#ifndef OX3D_RECORDING_CALIBRATION_TEXT_H
+#define OX3D_RECORDING_CALIBRATION_TEXT_H
 
 #include <cstdint>
 #include <string>

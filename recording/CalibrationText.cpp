@@ -1,5 +1,5 @@
 // CalibrationText.cpp - the structure is that of the cameras' own files; readers look elements up by name.
-#include "virtual-camera/frames/CalibrationText.h"
+#include "recording/CalibrationText.h"
 
 #include <charconv>
 

@@ -1,0 +1,54 @@
+// McapRecording.h - the frames of an MCAP file that a CRecorder wrote.
+#ifndef OX3D_RECORDING_MCAP_RECORDING_H
+#define OX3D_RECORDING_MCAP_RECORDING_H
+
+#include "recording/Jpeg.h"
+#include "recording/McapReader.h"
+#include "recording/RecordingReader.h"
+#include "recording/RosMessages.h"
+
+namespace ox3d {
+
+class CMcapRecording final : public CRecordingReader {
+public:
+    static std::unique_ptr<CRecordingReader> Open(const std::string& path, std::string* error);
+
+    size_t FrameCount() const override { return m_chunks.size(); }
+    bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) override;
+    bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
+    bool ReadFacts(size_t frame, RecordedFacts* facts) override;
+    const std::vector<uint64_t>& HostTimes() const override { return m_hostTimes; }
+
+    // Whether the file was closed; one that was not has its frames up to the last whole one.
+    bool IsClosed() const { return m_contents.m_isClosed; }
+
+private:
+    enum class EPart { Depth, Color, Jpeg, Facts, DepthInfo, ColorInfo };
+
+    bool ReadFile(const std::string& path, std::string* error);
+    bool ReadCamera(std::string* error);
+    void FindFrames();
+    bool FindSizes(std::string* error);
+    bool Load(size_t frame);
+    const McapMessage* Find(EPart part) const;
+    bool ImageOf(EPart part, const char* encoding, uint64_t bytesPerPixel, RosImage* image) const;
+    bool ColorSizeOf(PngSize* size);
+    bool DecodeColor(std::vector<uint8_t>* planes);
+    void Tell(size_t frame, const std::string& what) const;
+
+    std::string m_path;
+    CMcapFile m_file;
+    McapContents m_contents;
+    std::map<uint16_t, EPart> m_parts; // by channel
+    std::vector<McapChunkInfo> m_chunks;
+    std::vector<uint64_t> m_hostTimes;
+    CMcapChunkReader m_chunkReader;
+    CJpegDecoder m_jpeg;
+    std::vector<McapMessage> m_messages; // of the frame that is loaded
+    size_t m_loaded = SIZE_MAX;
+    std::vector<uint8_t> m_interleaved;
+};
+
+} // namespace ox3d
+
+#endif

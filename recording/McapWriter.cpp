@@ -1,0 +1,261 @@
+// McapWriter.cpp - one write() a chunk, and room kept ahead of it, so that a full disk leaves a closed file.
+#include "recording/McapWriter.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <zstd.h>
+
+namespace ox3d {
+namespace {
+
+constexpr int kZstdLevel = 1;
+constexpr uint64_t kLeastReserveBytes = uint64_t{1} << 20U; // behind the end, for the summary
+constexpr uint64_t kReserveStepBytes = uint64_t{16} << 20U; // asked for at once
+constexpr uint64_t kChunkSummaryBytes = 512;                // no summary says more of a chunk
+
+std::string ReasonOf(int number) {
+    return std::generic_category().message(number);
+}
+
+bool WriteAll(int file, const ByteVector& bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t written = write(file, bytes.data() + done, bytes.size() - done);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(written);
+    }
+    return true;
+}
+
+bool IsNoRoom(int number) {
+    return number == ENOSPC || number == EFBIG || number == EDQUOT;
+}
+
+// A name that a folder has is on the disk once the folder is.
+void SyncFolderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
+    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        fsync(descriptor);
+        close(descriptor);
+    }
+}
+
+// Gives the file its name. A file system that cannot refuse an existing one in the same step is asked for a second link.
+bool Publish(const std::string& part, const std::string& path, bool isReplacing) {
+    if (isReplacing) {
+        return std::rename(part.c_str(), path.c_str()) == 0;
+    }
+    if (renameat2(AT_FDCWD, part.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    return errno != EEXIST && link(part.c_str(), path.c_str()) == 0 && unlink(part.c_str()) == 0;
+}
+
+} // namespace
+
+struct CMcapChunkBuilder::Compressor {
+    Compressor() : m_context(ZSTD_createCCtx()) {}
+    ~Compressor() { ZSTD_freeCCtx(m_context); }
+    Compressor(const Compressor&) = delete;
+    Compressor& operator=(const Compressor&) = delete;
+    ZSTD_CCtx* m_context;
+};
+
+CMcapChunkBuilder::CMcapChunkBuilder() : m_compressor(std::make_unique<Compressor>()) {}
+
+CMcapChunkBuilder::~CMcapChunkBuilder() = default;
+
+void CMcapChunkBuilder::EndMessage() {
+    if (m_isInMessage) {
+        EndRecord(&m_records, m_messageBegin);
+        m_isInMessage = false;
+    }
+}
+
+ByteVector* CMcapChunkBuilder::Begin(uint16_t channel, uint64_t sequence, uint64_t logTime,
+                                     uint64_t publishTime) {
+    EndMessage();
+    m_startTime = m_times.empty() ? logTime : std::min(m_startTime, logTime);
+    m_endTime = m_times.empty() ? logTime : std::max(m_endTime, logTime);
+    m_messageBegin = BeginRecord(&m_records, EMcapRecord::Message);
+    m_isInMessage = true;
+    m_times[channel].emplace_back(logTime, m_messageBegin);
+    Put(&m_records, channel);
+    Put(&m_records, static_cast<uint32_t>(sequence));
+    Put(&m_records, logTime);
+    Put(&m_records, publishTime);
+    return &m_records;
+}
+
+void PutMessageIndexes(const std::map<uint16_t, McapMessageTimes>& times, McapChunkInfo* info,
+                       ByteVector* indexes) {
+    const size_t begin = indexes->size();
+    info->m_indexes.clear();
+    info->m_counts.clear();
+    for (const auto& [channel, messages] : times) {
+        info->m_indexes.emplace_back(channel, info->m_offset + info->m_lengthBytes + indexes->size() - begin);
+        info->m_counts.emplace_back(channel, messages.size());
+        PutMessageIndex(indexes, channel, messages);
+    }
+    info->m_indexBytes = indexes->size() - begin;
+}
+
+bool CMcapChunkBuilder::Finish(McapChunk* chunk) {
+    EndMessage();
+    ByteVector& out = chunk->m_bytes;
+    out.clear();
+    chunk->m_info = {};
+    McapChunkInfo& info = chunk->m_info;
+    info.m_startTime = m_startTime;
+    info.m_endTime = m_endTime;
+    info.m_compression = "zstd";
+    info.m_uncompressedBytes = m_records.size();
+    const size_t begin = BeginRecord(&out, EMcapRecord::Chunk);
+    Put(&out, info.m_startTime);
+    Put(&out, info.m_endTime);
+    Put(&out, info.m_uncompressedBytes);
+    Put(&out, McapCrc(m_records));
+    PutText(&out, info.m_compression);
+    Put(&out, uint64_t{0});
+    const size_t front = out.size();
+    out.resize(front + ZSTD_compressBound(m_records.size()));
+    const size_t packed =
+        m_compressor->m_context == nullptr
+            ? SIZE_MAX
+            : ZSTD_compressCCtx(m_compressor->m_context, out.data() + front, out.size() - front,
+                                m_records.data(), m_records.size(), kZstdLevel);
+    const std::map<uint16_t, McapMessageTimes> times = std::move(m_times);
+    m_times.clear();
+    m_records.clear();
+    if (ZSTD_isError(packed) != 0) {
+        return false;
+    }
+    info.m_compressedBytes = packed;
+    std::memcpy(out.data() + front - sizeof(uint64_t), &info.m_compressedBytes, sizeof(uint64_t));
+    out.resize(front + packed);
+    EndRecord(&out, begin);
+    info.m_lengthBytes = out.size();
+    ByteVector indexes;
+    PutMessageIndexes(times, &info, &indexes);
+    PutBytes(&out, indexes);
+    return true;
+}
+
+CMcapWriter::CMcapWriter(int file, McapSummary summary, uint64_t endBytes)
+    : m_file(file), m_summary(std::move(summary)), m_endBytes(endBytes),
+      m_summaryBytes(kLeastReserveBytes / 2) {}
+
+CMcapWriter::~CMcapWriter() {
+    if (m_file >= 0) {
+        close(m_file);
+    }
+}
+
+std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool isReplacing, ByteVector front,
+                                                 McapSummary summary, std::string* error) {
+    struct stat status {};
+    const bool isThere = lstat(path.c_str(), &status) == 0;
+    if (isThere && (!isReplacing || (status.st_mode & S_IFMT) != S_IFREG)) {
+        *error = path + (isReplacing ? " is no regular file" : " exists already");
+        return nullptr;
+    }
+    const std::string part = path + "." + std::to_string(getpid()) + ".part";
+    constexpr mode_t kMode = 0644;
+    const int file = open(part.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    if (file < 0) {
+        *error = "cannot make " + path + ": " + ReasonOf(errno);
+        return nullptr;
+    }
+    std::unique_ptr<CMcapWriter> writer(new CMcapWriter(file, std::move(summary), front.size()));
+    // A repair by another process must not take the file for one that nobody writes any more.
+    if (flock(file, LOCK_EX | LOCK_NB) != 0 || !WriteAll(file, front) || !Publish(part, path, isReplacing)) {
+        *error = "cannot write " + path + ": " + ReasonOf(errno);
+        unlink(part.c_str());
+        return nullptr;
+    }
+    SyncFolderOf(path);
+    return writer;
+}
+
+// Blocks for the next chunk and the summary behind it. A file system that knows no such thing fails at the write.
+bool CMcapWriter::Reserve(uint64_t nextBytes) {
+    const uint64_t neededBytes = m_endBytes + nextBytes + m_summaryBytes + kLeastReserveBytes;
+    if (!m_canReserve || neededBytes <= m_reservedBytes) {
+        return true;
+    }
+    for (const uint64_t aheadBytes : {kReserveStepBytes, uint64_t{0}}) {
+        const auto from = static_cast<off_t>(m_endBytes);
+        const auto length = static_cast<off_t>(neededBytes + aheadBytes - m_endBytes);
+        if (fallocate(m_file, FALLOC_FL_KEEP_SIZE, from, length) == 0) {
+            m_reservedBytes = neededBytes + aheadBytes;
+            return true;
+        }
+        if (!IsNoRoom(errno)) {
+            m_canReserve = false;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CMcapWriter::WriteAtEnd(const ByteVector& bytes) {
+    if (WriteAll(m_file, bytes)) {
+        m_endBytes += bytes.size();
+        return true;
+    }
+    const int reason = errno;
+    m_error = ReasonOf(reason);
+    const auto end = static_cast<off_t>(m_endBytes);
+    if (ftruncate(m_file, end) != 0 || lseek(m_file, end, SEEK_SET) != end) {
+        m_error += ", and its torn end cannot be cut off: " + ReasonOf(errno);
+    }
+    errno = reason;
+    return false;
+}
+
+EWriting CMcapWriter::Append(McapChunk chunk) {
+    McapChunkInfo& info = m_summary.m_chunks.emplace_back(std::move(chunk.m_info));
+    info.m_offset = m_endBytes;
+    for (auto& [channel, offset] : info.m_indexes) {
+        offset += m_endBytes;
+    }
+    const bool hasRoom = Reserve(chunk.m_bytes.size());
+    if (hasRoom && WriteAtEnd(chunk.m_bytes)) {
+        m_summaryBytes += kChunkSummaryBytes;
+        return EWriting::Ok;
+    }
+    const bool isFull = !hasRoom || IsNoRoom(errno);
+    m_error = hasRoom ? m_error : ReasonOf(ENOSPC);
+    m_summary.m_chunks.pop_back();
+    return isFull ? EWriting::Full : EWriting::Failed;
+}
+
+bool CMcapWriter::Sync() const {
+    return fdatasync(m_file) == 0;
+}
+
+bool CMcapWriter::Close() {
+    ByteVector end;
+    PutEnd(&end, m_summary, m_endBytes);
+    const bool isWritten = WriteAtEnd(end);
+    // Gives back what was reserved behind the end.
+    const bool isCut = ftruncate(m_file, static_cast<off_t>(m_endBytes)) == 0;
+    const bool isSynced = Sync();
+    const bool isClosed = close(m_file) == 0;
+    m_file = -1;
+    return isWritten && isCut && isSynced && isClosed;
+}
+
+} // namespace ox3d

@@ -1,0 +1,386 @@
+// What is recorded into an MCAP file is read as it was, whatever ends the recording and whatever the bytes.
+#include "recording/FrameEncoder.h"
+#include "recording/McapRecording.h"
+#include "recording/McapRepair.h"
+#include "recording/Recorder.h"
+#include "tests/support/Files.h"
+#include "tests/support/Process.h"
+#include "tests/support/Waiting.h"
+
+#include <csignal>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/resource.h>
+
+namespace ox3d {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+constexpr uint32_t kWidth = 64;
+constexpr uint32_t kHeight = 48;
+
+std::vector<uint16_t> DepthOf(uint64_t number) {
+    std::mt19937 random(static_cast<uint32_t>(number));
+    std::vector<uint16_t> samples(size_t{kWidth} * kHeight);
+    std::generate(samples.begin(), samples.end(), [&] { return static_cast<uint16_t>(random()); });
+    return samples;
+}
+
+// Smooth, as JPEG likes it: planes of 96 x 32.
+std::vector<uint8_t> PlanesOf(uint64_t number) {
+    std::vector<uint8_t> planes(size_t{96} * 32 * 3);
+    for (size_t i = 0; i < planes.size(); ++i) {
+        planes[i] = static_cast<uint8_t>(i % 96 + 64 * (i / (size_t{96} * 32)) + number % 8);
+    }
+    return planes;
+}
+
+RecordedCamera Camera() {
+    RecordedCamera camera;
+    camera.m_facts = {{"serial", "A1"}, {"model", "Cam"}};
+    camera.m_calibrationXml = "<SensorCali/>\n";
+    camera.m_features = "Gain=3\n";
+    camera.m_depthLens = RecordedLens{kWidth, kHeight, 50, 51, 32.5, 24.25, {0.1, 0.2, 0.3, 0.4, 0.5}};
+    camera.m_colorLens = RecordedLens{96, 32, 60, 61, 48, 16, {}};
+    camera.m_depthToColor = RecordedWay{{0, -1, 0, 1, 0, 0, 0, 0, 1}, {10, 20, 30}};
+    return camera;
+}
+
+class Mcap : public ::testing::Test {
+protected:
+    void Open(RecorderOptions options = {}) {
+        m_recorder = CRecorder::Open(m_path, Camera(), options, &m_error);
+        ASSERT_NE(m_recorder, nullptr) << m_error;
+    }
+    static bool AddTo(CRecorder& recorder, uint64_t number) {
+        const std::vector<uint16_t> depth = DepthOf(number);
+        const std::vector<uint8_t> planes = PlanesOf(number);
+        FrameView frame;
+        frame.m_facts = {number, number * 1000, number * 100, number % 2, number % 3 == 0};
+        frame.m_cameraNs = number * 100 - 7;
+        frame.m_depth = {depth.data(), kWidth, kHeight, kWidth};
+        frame.m_color = {planes.data(), 96, 32, EColorLayout::Planar};
+        return recorder.Add(frame);
+    }
+    RecorderCounts Record(uint64_t frames, const RecorderOptions& options = {}) {
+        Open(options);
+        for (uint64_t number = 1; number <= frames; ++number) {
+            EXPECT_TRUE(AddTo(*m_recorder, number));
+        }
+        return m_recorder->Finish();
+    }
+    // The numbers of the frames that can be read, whose depth is then as it was recorded.
+    std::vector<uint64_t> Read(const std::string& path) {
+        std::vector<uint64_t> numbers;
+        ::testing::internal::CaptureStderr();
+        m_reader = CRecordingReader::Open(path, &m_error);
+        std::vector<uint16_t> samples;
+        RecordedFacts facts;
+        for (size_t i = 0; m_reader != nullptr && i < m_reader->FrameCount(); ++i) {
+            if (m_reader->ReadDepth(i, &samples)) {
+                EXPECT_TRUE(m_reader->ReadFacts(i, &facts));
+                EXPECT_EQ(samples, DepthOf(facts.m_number));
+                numbers.push_back(facts.m_number);
+            }
+        }
+        m_said = ::testing::internal::GetCapturedStderr();
+        return numbers;
+    }
+    // Where the chunks of the closed file are.
+    static std::vector<McapChunkInfo> Chunks(const std::string& path) {
+        CMcapFile file;
+        McapContents contents;
+        std::string error;
+        EXPECT_TRUE(file.Open(path, false, &error) && ReadMcapSummary(file, &contents)) << error;
+        return contents.m_summary.m_chunks;
+    }
+    // A file with some of its bytes changed; returns its path.
+    std::string Spoiled(const std::function<void(std::string&)>& spoil) {
+        std::string bytes = test::ReadFile(m_path);
+        spoil(bytes);
+        const std::string path = m_folder.File("spoiled.mcap");
+        test::WriteFile(path, bytes);
+        return path;
+    }
+
+    test::CTempFolder m_folder;
+    const std::string m_path = m_folder.File("a.mcap");
+    std::unique_ptr<CRecorder> m_recorder;
+    std::unique_ptr<CRecordingReader> m_reader;
+    std::string m_error;
+    std::string m_said;
+    McapRepairReport m_report;
+};
+
+std::vector<uint64_t> UpTo(uint64_t last) {
+    std::vector<uint64_t> numbers(last);
+    std::generate(numbers.begin(), numbers.end(), [number = uint64_t{0}]() mutable { return ++number; });
+    return numbers;
+}
+
+TEST_F(Mcap, IsReadAsItWasRecorded) {
+    RecorderOptions options;
+    options.m_color = ERecordedColor::Raw;
+    const RecorderCounts counts = Record(30, options);
+    EXPECT_EQ(counts.m_written, 30U);
+    EXPECT_EQ(counts.m_bytes, fs::file_size(m_path));
+    EXPECT_EQ(Read(m_path), UpTo(30)) << m_error;
+    RecordedFacts facts;
+    ASSERT_TRUE(m_reader->ReadFacts(8, &facts));
+    EXPECT_EQ(facts.m_ticks, 9000U);
+    EXPECT_EQ(facts.m_lostBefore, 1U);
+    EXPECT_TRUE(facts.m_isIncomplete);
+    EXPECT_EQ(m_reader->HostTimes()[8], 900U);
+    const RecordedCamera& camera = m_reader->Camera();
+    EXPECT_EQ(camera.m_facts.at("serial"), "A1");
+    EXPECT_EQ(camera.m_calibrationXml, "<SensorCali/>\n");
+    EXPECT_EQ(camera.m_features, "Gain=3\n");
+    ASSERT_TRUE(camera.m_depthLens && camera.m_colorLens);
+    EXPECT_EQ(camera.m_depthLens->m_cy, 24.25);
+    EXPECT_EQ(camera.m_depthLens->m_distortion[4], 0.5);
+    std::vector<uint8_t> planes;
+    ASSERT_TRUE(m_reader->ReadColor(4, &planes));
+    EXPECT_EQ(planes, PlanesOf(5));
+    std::map<std::string, std::string> known;
+    EXPECT_TRUE(ReadRecordedFacts(m_path, &known, &m_error));
+    EXPECT_EQ(known["model"], "Cam");
+}
+
+TEST_F(Mcap, ColorComesBackFromJpegNearlyAsItWasAndNotAtAllWhenNoneIsWanted) {
+    Record(1);
+    Read(m_path);
+    std::vector<uint8_t> planes;
+    ASSERT_TRUE(m_reader->ReadColor(0, &planes));
+    const std::vector<uint8_t> expected = PlanesOf(1);
+    for (size_t i = 0; i < planes.size(); ++i) {
+        ASSERT_NEAR(planes[i], expected[i], 12) << i;
+    }
+    fs::remove(m_path);
+    RecorderOptions none;
+    none.m_color = ERecordedColor::None;
+    Record(1, none);
+    EXPECT_EQ(Read(m_path), UpTo(1));
+    EXPECT_EQ(m_reader->ColorSize().m_width, 0U);
+    EXPECT_FALSE(m_reader->ReadColor(0, &planes));
+}
+
+TEST_F(Mcap, CutAtAnyByteHasEveryWholeFrameAndIsRepaired) {
+    Record(20);
+    const std::vector<McapChunkInfo> chunks = Chunks(m_path);
+    const std::string cut = m_folder.File("cut.mcap");
+    fs::copy_file(m_path, cut);
+    std::mt19937 random(5);
+    // From long to short, so that one file is cut again and again.
+    std::vector<uint64_t> places(1000);
+    std::generate(places.begin(), places.end(), [&] { return random() % fs::file_size(m_path); });
+    std::sort(places.rbegin(), places.rend());
+    for (size_t i = 0; i < places.size(); ++i) {
+        fs::resize_file(cut, places[i]);
+        const auto whole = static_cast<uint64_t>(
+            std::count_if(chunks.begin(), chunks.end(), [&](const McapChunkInfo& chunk) {
+                return chunk.m_offset + chunk.m_lengthBytes <= places[i];
+            }));
+        ASSERT_EQ(Read(cut), UpTo(whole)) << "cut at " << places[i] << ": " << m_error;
+        if (i % 20 != 0 || places[i] < 8) {
+            continue;
+        }
+        const std::string repaired = m_folder.File("repaired.mcap");
+        fs::copy_file(cut, repaired, fs::copy_options::overwrite_existing);
+        ASSERT_EQ(RepairMcap(repaired, &m_report, &m_error), EMcapRepair::Ok) << m_error;
+        EXPECT_EQ(m_report.m_goodChunks, whole);
+        EXPECT_EQ(Chunks(repaired).size(), whole);
+        EXPECT_EQ(Read(repaired), UpTo(whole));
+        // It is then as if the recorder had closed it.
+        ASSERT_EQ(RepairMcap(repaired, &m_report, &m_error), EMcapRepair::Ok);
+        EXPECT_TRUE(m_report.m_wasClosed);
+    }
+}
+
+TEST_F(Mcap, KilledAtAnyMomentHasEveryFrameThatWasWritten) {
+    for (int round = 0; round < 5; ++round) {
+        fs::remove(m_path);
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            const auto recorder = CRecorder::Open(m_path, Camera(), {}, &m_error);
+            for (uint64_t number = 1;; number += AddTo(*recorder, number) ? 1 : 0) {
+                const uint64_t written = recorder->Counts().m_written;
+                [[maybe_unused]] const ssize_t told = write(ends[1], &written, sizeof(written));
+            }
+        }
+        close(ends[1]);
+        uint64_t written = 0;
+        uint64_t told = 0;
+        const auto wanted = static_cast<uint64_t>(20 + 37 * round);
+        while (written < wanted && read(ends[0], &told, sizeof(told)) == sizeof(told)) {
+            written = told;
+        }
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        while (read(ends[0], &told, sizeof(told)) == sizeof(told)) {
+            written = told;
+        }
+        close(ends[0]);
+        const std::vector<uint64_t> numbers = Read(m_path);
+        EXPECT_GE(numbers.size(), written) << m_error;
+        EXPECT_GE(written, wanted);
+        EXPECT_EQ(numbers, UpTo(numbers.size()));
+    }
+}
+
+TEST_F(Mcap, OnAFullDiskEndsWithTheLastWholeFrame) {
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit few{150000, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &few);
+    Open();
+    uint64_t number = 1;
+    while (m_recorder->Counts().m_state == EWriting::Ok && number < 10000) {
+        number += AddTo(*m_recorder, number) ? 1 : 0;
+    }
+    const RecorderCounts counts = m_recorder->Finish();
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(counts.m_state, EWriting::Full) << counts.m_error;
+    EXPECT_FALSE(AddTo(*m_recorder, number));
+    EXPECT_EQ(Read(m_path), UpTo(counts.m_written));
+    EXPECT_EQ(m_said, "");
+    EXPECT_EQ(fs::file_size(m_path), counts.m_bytes);
+}
+
+TEST_F(Mcap, KeepsRoomForItsSummaryAheadOfItsEnd) {
+    RecorderOptions options;
+    Open(options);
+    ASSERT_TRUE(AddTo(*m_recorder, 1));
+    ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 1; }));
+    struct stat status {};
+    ASSERT_EQ(stat(m_path.c_str(), &status), 0);
+    EXPECT_GT(static_cast<uint64_t>(status.st_blocks) * 512, m_recorder->Counts().m_bytes + (1 << 20));
+    m_recorder->Finish();
+    ASSERT_EQ(stat(m_path.c_str(), &status), 0);
+    EXPECT_LT(static_cast<uint64_t>(status.st_blocks) * 512, m_recorder->Counts().m_bytes + (1 << 20))
+        << "and gives back what it did not need";
+}
+
+TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
+    Record(5);
+    const std::vector<McapChunkInfo> chunks = Chunks(m_path);
+    const auto flipped = [&](uint64_t at) {
+        return Spoiled([at](std::string& bytes) { bytes[at] = static_cast<char>(bytes[at] ^ 0x10); });
+    };
+    const std::vector<uint64_t> others = {1, 2, 4, 5};
+    EXPECT_EQ(Read(flipped(chunks[2].m_offset + chunks[2].m_lengthBytes / 2)), others);
+    EXPECT_THAT(m_said, HasSubstr("frame 2: "));
+    // Without a summary the way past the damage has to be found.
+    for (const uint64_t at : {chunks[2].m_offset, chunks[2].m_offset + 4, chunks[2].m_offset + 45}) {
+        const std::string path = flipped(at);
+        fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
+        EXPECT_EQ(Read(path), others) << at - chunks[2].m_offset;
+        EXPECT_THAT(m_said, HasSubstr("bytes inside are damaged"));
+        ASSERT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok) << m_error;
+        EXPECT_GT(m_report.m_damagedBytes, 1000U);
+        EXPECT_EQ(m_report.m_cutBytes, 3U);
+        EXPECT_EQ(Read(path), others);
+    }
+}
+
+TEST_F(Mcap, RepairListsBadChunksAndLeavesAloneWhatIsNoneOfItsBusiness) {
+    Record(3);
+    const McapChunkInfo bad = Chunks(m_path)[1];
+    const std::string path = Spoiled([&](std::string& bytes) {
+        bytes[bad.m_offset + bad.m_lengthBytes - 20] ^= 1;
+        bytes.resize(bytes.size() - 1);
+    });
+    EXPECT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok);
+    ASSERT_EQ(m_report.m_badChunks.size(), 1U);
+    EXPECT_THAT(m_report.m_badChunks[0], HasSubstr("byte " + std::to_string(bad.m_offset)));
+    EXPECT_EQ(Read(path), (std::vector<uint64_t>{1, 3}));
+    test::WriteFile(path, "anything but that");
+    EXPECT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Foreign);
+    EXPECT_EQ(test::ReadFile(path), "anything but that");
+    EXPECT_EQ(RepairMcap(m_folder.Path(), &m_report, &m_error), EMcapRepair::Foreign);
+    fs::remove(m_path);
+    Open();
+    EXPECT_EQ(RepairMcap(m_path, &m_report, &m_error), EMcapRepair::Busy);
+}
+
+TEST_F(Mcap, DropsAndCountsWhatTheQueueHasNoRoomFor) {
+    RecorderOptions options;
+    options.m_queueFrames = 2;
+    options.m_encoders = 1;
+    Open(options);
+    const std::vector<uint16_t> large(size_t{2000} * 2000, 7);
+    FrameView frame;
+    frame.m_depth = {large.data(), 2000, 2000, 2000};
+    uint64_t added = 0;
+    for (int i = 0; i < 50; ++i) {
+        added += m_recorder->Add(frame) ? 1 : 0;
+    }
+    frame.m_depth.m_strideSamples = 1999;
+    EXPECT_FALSE(m_recorder->Add(frame));
+    const RecorderCounts counts = m_recorder->Finish();
+    EXPECT_EQ(counts.m_written, added);
+    EXPECT_EQ(counts.m_dropped, 51 - added);
+    EXPECT_GT(counts.m_dropped, 1U);
+}
+
+TEST_F(Mcap, IsNotWrittenOverWhatIsThereUnlessAsked) {
+    test::WriteFile(m_path, "kept");
+    EXPECT_EQ(CRecorder::Open(m_path, Camera(), {}, &m_error), nullptr);
+    EXPECT_THAT(m_error, HasSubstr("exists already"));
+    EXPECT_EQ(CRecorder::Open(m_folder.File("no/a.mcap"), Camera(), {}, &m_error), nullptr);
+    EXPECT_THAT(m_error, HasSubstr("No such file or directory"));
+    EXPECT_EQ(test::ReadFile(m_path), "kept");
+    RecorderOptions force;
+    force.m_isReplacing = true;
+    Record(2, force);
+    EXPECT_EQ(Read(m_path), UpTo(2));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 1)
+        << "nothing half-written is left";
+}
+
+TEST_F(Mcap, ThatCannotBePlayedIsRefusedWithAReason) {
+    Record(1);
+    const McapChunkInfo chunk = Chunks(m_path)[0];
+    const auto put = [](std::string& bytes, uint64_t at, std::string_view what) {
+        bytes.replace(at, what.size(), what);
+    };
+    using std::string_literals::operator""s;
+    const std::pair<std::function<void(std::string&)>, const char*> rows[] = {
+        {[](std::string& bytes) { bytes.clear(); }, "no MCAP file"},
+        {[](std::string& bytes) {
+             bytes[0] = 'P';
+             bytes.pop_back();
+         },
+         "no MCAP file"},
+        {[](std::string& bytes) { bytes.resize(8); }, "no recording of a camera"},
+        {[](std::string& bytes) {
+             bytes.resize(bytes.size() - 1); // without a summary: the metadata is found by its own name
+             bytes.replace(bytes.find("\4\0\0\0ox3d"s, 33), 8, "\4\0\0\0rosx"s);
+         },
+         "no recording"},
+        {[](std::string& bytes) { bytes[bytes.find("\6\0\0\0format\1\0\0\0"s) + 14] = '9'; }, "format 9"},
+        {[](std::string& bytes) { bytes[bytes.find("<SensorCali")] = '?'; }, "calibration.xml is damaged"},
+        {[&](std::string& bytes) { bytes.resize(chunk.m_offset + 100); }, "no whole frame"},
+        {[&](std::string& bytes) { put(bytes, chunk.m_offset + 37, "\4\0\0\0lz4x"s); }, "no whole frame"},
+        // A frame of 256 TiB, and one that is larger than its bytes could ever be.
+        {[&](std::string& bytes) { put(bytes, chunk.m_offset + 25, "\0\0\0\0\0\0\1\0"s); }, "no whole frame"},
+        {[&](std::string& bytes) { put(bytes, chunk.m_offset + 25, "\0\0\0\x1f\0\0\0\0"s); },
+         "no whole frame"},
+    };
+    for (const auto& [spoil, reason] : rows) {
+        Read(Spoiled(spoil));
+        EXPECT_EQ(m_reader, nullptr) << reason;
+        EXPECT_THAT(m_error, HasSubstr(reason));
+    }
+    Read("/dev/null");
+    EXPECT_EQ(m_reader, nullptr);
+    EXPECT_THAT(m_error, HasSubstr("no regular file"));
+}
+
+} // namespace
+} // namespace ox3d
