@@ -237,6 +237,13 @@ gate_install() {
             status=1
     done
 
+    # By it a program that is linked with the library finds real cameras with nothing set.
+    library="$prefix/lib/libOx3dRgbd.so"
+    # shellcheck disable=SC2016 # the dynamic linker expands it
+    readelf -d "$library" | grep -F '(RUNPATH)' | grep -F '[$ORIGIN:$ORIGIN/ox3drgbd/aravis]' || {
+        say "^ run path of libOx3dRgbd.so"
+        status=1
+    }
     # A run path into the build tree would make an installed file work on the machine that built it only.
     for library in "$prefix"/lib/*.so "$prefix"/lib/ox3drgbd/*/*.so "$prefix"/bin/*; do
         if readelf -d "$library" | grep -E '\((RPATH|RUNPATH)\)' | grep -F "$root"; then

@@ -19,6 +19,11 @@
  * OX3D_RGBD_E_STATE (or OX3D_RGBD_E_HANDLE) at once, since waiting would never end; and CloseDevice from
  * inside a callback of the same device returns at once, the camera itself is shut down when the callback has
  * returned.
+ *
+ * Environment. OX3D_PROVIDER says which camera-control library is loaded: "aravis" (real cameras) or "virtual", of those
+ * that are installed with this library; a folder; or a file. Unset, the dynamic linker searches for
+ * libOxCameraControl.so and ends at that for real cameras. It is read by the first call that asks for cameras, and by
+ * later ones while none could be loaded.
  */
 #ifndef OX3D_RGBD_API_H
 #define OX3D_RGBD_API_H

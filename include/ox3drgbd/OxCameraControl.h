@@ -1,8 +1,9 @@
 /*
  * OxCameraControl.h - what a camera-control provider implements.
  *
- * A provider is a shared library named libOxCameraControl.so. The RGB-D library opens it at run time and
- * looks its 57 functions up by name. This header is the only place that knows the layouts of the records
+ * A provider is a shared library named libOxCameraControl.so. The RGB-D library opens it at run time, by the dynamic
+ * linker's search or by the environment variable OX3D_PROVIDER where that is set ("aravis", "virtual", a folder or a
+ * file), and looks its 57 functions up by name. This header is the only place that knows the layouts of the records
  * that pass between the two.
  *
  * Rules for every function:

@@ -1,8 +1,13 @@
 // CamLoadLibrary.cpp - opens the camera-control library and fills the function pointers, row by row.
 #include "src/CameraModule/CamLoadLibrary.h"
 
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <link.h>
+#include <string>
+#include <sys/stat.h>
 
 #include "src/Common/AsyncLog.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
@@ -18,8 +23,11 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/CameraModule/CamLoadLibrary";
 
-// No folder: the dynamic linker chooses the library.
+// No folder: the dynamic linker chooses the library, unless the variable is set.
 constexpr const char* kLibraryName = "libOxCameraControl.so";
+constexpr const char* kProviderVariable = "OX3D_PROVIDER";
+// Words for the variable: the providers that are installed with this library, in folders of those names.
+constexpr const char* kInstalledProviders[] = {"aravis", "virtual"};
 
 enum class EGroup { Core, Extended, Access };
 enum class ENeed { Required, Optional };
@@ -43,17 +51,55 @@ static_assert(sizeof(kSymbols) / sizeof(kSymbols[0]) == 57);
 // Never closed: pointers into the library live as long as the process.
 void* g_library = nullptr;
 
+// The folder of the file that this code is in, with a '/' at its end; the root, where nothing is found, when it
+// cannot be told.
+std::string OwnFolder() {
+    Dl_info own = {};
+    char path[PATH_MAX];
+    if (dladdr(&g_library, &own) == 0 || realpath(own.dli_fname, path) == nullptr) {
+        return "/";
+    }
+    return {path, static_cast<size_t>(strrchr(path, '/') + 1 - path)};
+}
+
+// What the variable asks for, always with a '/' in it, so that nothing else is found where that is missing.
+std::string RequestedLibrary(const char* request) {
+    for (const char* const word : kInstalledProviders) {
+        if (strcmp(request, word) == 0) {
+            return OwnFolder() + "ox3drgbd/" + word + '/' + kLibraryName;
+        }
+    }
+    std::string path = strchr(request, '/') != nullptr ? request : std::string("./") + request;
+    struct stat named {};
+    const bool isFolder = stat(path.c_str(), &named) == 0 && S_ISDIR(named.st_mode);
+    return isFolder ? path + '/' + kLibraryName : path;
+}
+
+// One call of the linker. Programs with more rights than who starts them do not heed the variable.
+void* OpenByRequestOrSearch() {
+    const char* const request = secure_getenv(kProviderVariable);
+    if (request == nullptr || request[0] == '\0') {
+        return dlopen(kLibraryName, RTLD_LAZY);
+    }
+    return dlopen(RequestedLibrary(request).c_str(), RTLD_LAZY);
+}
+
 void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
     void* library = __atomic_load_n(&g_library, __ATOMIC_ACQUIRE);
     if (library != nullptr) {
         return library;
     }
-    library = dlopen(kLibraryName, RTLD_LAZY);
+    library = OpenByRequestOrSearch();
     if (library == nullptr) {
         const char* const reason = dlerror();
         OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
-        OX_LOG_DEBUG("[LoadLibrary] %s\r\n", reason != nullptr ? reason : kLibraryName);
+        OxWriteLog(failureLevel, kLogSource, __LINE__, "[LoadLibrary] %s\r\n",
+                   reason != nullptr ? reason : kLibraryName);
         return nullptr;
+    }
+    const link_map* file = nullptr;
+    if (dlinfo(library, RTLD_DI_LINKMAP, &file) == 0) {
+        OX_LOG_INFO("[LoadLibrary] camera control: %s\r\n", file->l_name);
     }
     __atomic_store_n(&g_library, library, __ATOMIC_RELEASE);
     return library;

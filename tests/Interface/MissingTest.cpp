@@ -4,12 +4,16 @@
 
 namespace {
 
+bool LogSays(const std::string& text) {
+    return Eventually(
+        [&] { return ReadFile("Ox3dRgbdLog/Ox3dRgbd_00.log").find(text) != std::string::npos; });
+}
+
 TEST(NoLibrary, EveryWayInSaysSo) {
     uint32_t count = 77;
     OX3D_RGBD_DEVICE_INFO info = {};
     OX3D_RGBD_IP_CONFIG config = {};
     void* handle = nullptr;
-    WriteFile("Ox3dRgbdCfg.ini", "[Debug]\nDebugMode=1\n"); // then the linker's own reason is given
     for (int again = 0; again < 2; ++again) {
         EXPECT_EQ(OX3D_RGBD_GetDeviceNumber(3, &count), OX3D_RGBD_E_LOAD_LIBRARY);
         EXPECT_EQ(OX3D_RGBD_GetDeviceList(3, &info, 1, &count), OX3D_RGBD_E_LOAD_LIBRARY);
@@ -19,11 +23,26 @@ TEST(NoLibrary, EveryWayInSaysSo) {
     }
     EXPECT_EQ(count, 77u);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_TRUE(Eventually([] {
-        const std::string log = ReadFile("Ox3dRgbdLog/Ox3dRgbd_00.log");
-        return log.find("LoadLibrary fail\r\n") != std::string::npos &&
-               log.find("[LoadLibrary] libOxCameraControl.so: cannot open") != std::string::npos;
-    }));
+    EXPECT_TRUE(LogSays("LoadLibrary fail\r\n") && LogSays("/libOxCameraControl.so: file too short\r\n"));
+}
+
+TEST(NoLibrary, IsFoundWhereTheVariableLeadsAndOnlyThere) {
+    uint32_t count = 0;
+    const std::string folder = "a:b$c";
+    std::filesystem::create_directory(folder);
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "too short"}, // as if it were not set
+        {"/none", "[LoadLibrary] /none: cannot open shared object file: No such file"},
+        {"libOxCameraControl.so", "[LoadLibrary] ./libOxCameraControl.so: cannot open"}, // and not searched
+        {folder.c_str(), "[LoadLibrary] ./a:b$c/libOxCameraControl.so: cannot open"}};
+    for (const auto& [value, reason] : rows) {
+        setenv("OX3D_PROVIDER", value, 1);
+        EXPECT_EQ(OX3D_RGBD_GetDeviceNumber(3, &count), OX3D_RGBD_E_LOAD_LIBRARY) << value;
+        EXPECT_TRUE(LogSays(reason)) << reason;
+    }
+    std::filesystem::create_symlink(OX3D_DOUBLE "/libOxCameraControl.so", folder + "/libOxCameraControl.so");
+    EXPECT_EQ(OX3D_RGBD_GetDeviceNumber(3, &count), OX3D_RGBD_OK);
+    EXPECT_TRUE(LogSays("[LoadLibrary] camera control: ./a:b$c/libOxCameraControl.so\r\n"));
 }
 
 using NoFeatureLoad = CScripted;

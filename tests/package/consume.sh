@@ -18,10 +18,12 @@ cmake --install "$build" --prefix "$work/installed" >"$work/install.log"
 mv "$work/installed" "$work/prefix"
 prefix="$work/prefix"
 
+unset LD_LIBRARY_PATH OX3D_PROVIDER
+
 # run <what> <program> [arguments]: in a folder of its own, since the library writes its log and calibration files there.
 run() {
     echo "== $1"
-    (cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir:$prefix/$libdir/ox3drgbd/virtual" "${@:2}")
+    (cd "$work/run" && OX3D_PROVIDER="${provider-virtual}" "${@:2}")
 }
 
 echo "== CMake"
@@ -34,8 +36,7 @@ cmake -S "$examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$prefix" >>"$work/
 cmake --build "$work/examples"
 run "example" "$work/examples/point_cloud"
 
-echo "== the tool"
-(cd "$work/run" && env -u LD_LIBRARY_PATH "$prefix/bin/ox3d" list --provider virtual)
+run "the tool" "$prefix/bin/ox3d" list
 
 echo "== pkg-config"
 export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
@@ -44,11 +45,25 @@ test "$(pkg-config --modversion ox3drgbd)" = "$(sed -n 's/^set(PACKAGE_VERSION "
 test -d "$(pkg-config --variable=providerdir ox3drgbd)/virtual"
 read -r -a cflags <<<"$(pkg-config --cflags ox3drgbd)"
 read -r -a libs <<<"$(pkg-config --libs ox3drgbd)"
+libs+=("-Wl,-rpath,$prefix/$libdir")
 cc -std=c11 "${warnings[@]}" "${cflags[@]}" "$examples/point_cloud.c" -o "$work/point_cloud" "${libs[@]}"
 c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work/consumer" "${libs[@]}"
 run "C program built with pkg-config" "$work/point_cloud"
 run "C++ program built with pkg-config" "$work/consumer"
 
-# Without a provider on the path the library still loads, and says what is missing.
-echo "== without a provider"
-(cd "$work/run" && LD_LIBRARY_PATH="$prefix/$libdir" "$work/consumer" --no-provider)
+# The program in the README, in both languages.
+awk '/^```/ { isProgram = $0 == "```c"; next } isProgram' "$sources/../../../README.md" >"$work/readme.c"
+for compiler in "cc -std=c11" "c++ -std=c++17 -x c++"; do
+    # shellcheck disable=SC2086 # a command and its options
+    $compiler "${warnings[@]}" "${cflags[@]}" "$work/readme.c" -x none -o "$work/readme" "${libs[@]}"
+    run "the README's program by $compiler" "$work/readme"
+done
+
+# With nothing set, real cameras are looked for, whether there are any or not.
+if [ -d "$prefix/$libdir/ox3drgbd/aravis" ]; then
+    provider="" run "real cameras" "$work/consumer" list
+    grep "camera control: $prefix/$libdir/ox3drgbd/aravis/libOxCameraControl.so" "$work/run/Ox3dRgbdLog/Ox3dRgbd_00.log"
+fi
+
+# Where the variable leads nowhere the library still loads, and says what is missing.
+provider=/none run "without a provider" "$work/consumer" none

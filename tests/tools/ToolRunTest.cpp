@@ -68,10 +68,7 @@ protected:
     }
 
     CTempFolder m_folder;
-    // Without a request the tool takes what is first in the library path.
-    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string(),
-                                            "LD_LIBRARY_PATH=" +
-                                                fs::path(OX3D_VIRTUAL_PROVIDER).parent_path().string()};
+    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string()};
 };
 
 TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {

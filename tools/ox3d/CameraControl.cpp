@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 
 namespace ox3d::tool {
 namespace {
@@ -26,8 +25,7 @@ std::string RequestOf(const CameraControlRequest& request) {
 
 } // namespace
 
-CCameraControl::CCameraControl(const CameraControlRequest& request, char** argv)
-    : m_request(RequestOf(request)), m_argv(argv) {
+CCameraControl::CCameraControl(const CameraControlRequest& request) : m_request(RequestOf(request)) {
     if (!request.m_recording.empty()) {
         m_recording = std::filesystem::absolute(request.m_recording);
         CheckRecording(m_recording);
@@ -35,11 +33,10 @@ CCameraControl::CCameraControl(const CameraControlRequest& request, char** argv)
 }
 
 const ProviderChoice& CCameraControl::Enter() {
-    const char* const libraryPath = std::getenv("LD_LIBRARY_PATH");
-    m_choice = ChooseProvider(m_request, ProvidersFolder(), libraryPath == nullptr ? "" : libraryPath);
-    EnterProvider(m_choice, m_argv);
+    m_choice = ChooseProvider(m_request, ProvidersFolder(), ReadProviderVariables());
+    EnterProvider(m_choice);
     InstallInterruptHandler();
-    std::fprintf(stderr, "camera control: %s (%s)\n", m_choice.m_name.c_str(), m_choice.m_folder.c_str());
+    std::fprintf(stderr, "camera control: %s (%s)\n", m_choice.m_name.c_str(), m_choice.m_file.c_str());
     KeepCameraListInReach();
     if (!m_recording.empty()) {
         m_recordingCamera.emplace(m_recording);

@@ -1,5 +1,5 @@
-// The camera control that the command line asks for, entered when a command first needs it: that may start
-// the tool anew, and a command may do without.
+// The camera control that the command line asks for, entered when a command first needs it: a command may do
+// without.
 #ifndef OX3D_TOOL_CAMERA_CONTROL_H
 #define OX3D_TOOL_CAMERA_CONTROL_H
 
@@ -19,7 +19,7 @@ struct CameraControlRequest {
 class CCameraControl {
 public:
     // Throws CToolError for a recording that cannot be played.
-    CCameraControl(const CameraControlRequest& request, char** argv);
+    explicit CCameraControl(const CameraControlRequest& request);
 
     // Whether the command line names one, so that a command must not do without.
     bool IsNamed() const { return !m_request.empty(); }
@@ -30,7 +30,6 @@ public:
 private:
     std::string m_request;
     std::filesystem::path m_recording; // absolute
-    char** m_argv;
     ProviderChoice m_choice;
     std::optional<CRecordingCamera> m_recordingCamera;
 };

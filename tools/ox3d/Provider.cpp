@@ -4,13 +4,10 @@
 #include "tools/ox3d/ExitCode.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <dlfcn.h>
 #include <sstream>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace ox3d::tool {
@@ -19,9 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kLibrary = "libOxCameraControl.so";
-constexpr const char* kPathVariable = "LD_LIBRARY_PATH";
-// Holds the id of the process that has started itself again; a process never does so twice.
-constexpr const char* kGuardVariable = "OX3D_TOOL_RESTARTED";
+constexpr const char* kProviderVariable = "OX3D_PROVIDER";
 
 std::string Variable(const char* name) {
     const char* const value = std::getenv(name);
@@ -31,6 +26,10 @@ std::string Variable(const char* name) {
 bool HasProvider(const fs::path& folder) {
     std::error_code ignored;
     return fs::is_regular_file(folder / kLibrary, ignored);
+}
+
+ProviderChoice InstalledProvider(const fs::path& installed, const std::string& name) {
+    return {name, installed / name / kLibrary};
 }
 
 [[noreturn]] void ThrowMissing(const std::string& what) {
@@ -43,24 +42,24 @@ ProviderChoice ChooseDefault(const fs::path& installed, const std::string& libra
         if (!folder.empty() && HasProvider(folder)) {
             const fs::path path = fs::absolute(folder);
             const bool isOurs = path.parent_path() == installed;
-            return {isOurs ? path.filename().string() : "from LD_LIBRARY_PATH", path};
+            return {isOurs ? path.filename().string() : "from LD_LIBRARY_PATH", path / kLibrary};
         }
     }
     const std::vector<std::string> names = ProvidersIn(installed);
     if (names.empty()) {
         ThrowMissing("none installed in " + installed.string() + " and none in LD_LIBRARY_PATH");
     }
-    return {names.front(), installed / names.front()};
+    return InstalledProvider(installed, names.front());
 }
 
-// The dynamic linker would split or expand such a name: it cannot stand in its path.
-void CheckUsableInPath(const fs::path& folder) {
-    if (folder.string().find_first_of(":;$") != std::string::npos) {
-        ThrowMissing("the folder's name must not contain ':', ';' or '$': " + folder.string());
-    }
+// The library's two words stay words; anything else is a path, in which no '/' has to be.
+std::string RequestOf(const ProviderVariables& variables) {
+    const std::string& value = variables.m_provider;
+    const bool isWord = value.empty() || value == kRealCameras || value == kPlayer;
+    return isWord ? value : fs::absolute(value).string();
 }
 
-// Empty where it cannot be told: then nothing installed is found, and starting again fails with its reason.
+// Empty where it cannot be told: then nothing installed is found.
 fs::path OwnFile() {
     std::error_code ignored;
     return fs::read_symlink("/proc/self/exe", ignored);
@@ -83,61 +82,54 @@ std::vector<std::string> ProvidersIn(const fs::path& installed) {
     return names;
 }
 
-ProviderChoice ChooseProvider(const std::string& request, const fs::path& installed,
-                              const std::string& libraryPath) {
+ProviderChoice ChooseProvider(const std::string& asked, const fs::path& installed,
+                              const ProviderVariables& variables) {
+    const std::string request = asked.empty() ? RequestOf(variables) : asked;
     if (request.empty()) {
-        return ChooseDefault(installed, libraryPath);
+        return ChooseDefault(installed, variables.m_libraryPath);
     }
     const std::vector<std::string> names = ProvidersIn(installed);
     if (std::find(names.begin(), names.end(), request) != names.end()) {
-        return {request, installed / request};
+        return InstalledProvider(installed, request);
     }
-    fs::path folder = fs::absolute(request).lexically_normal();
-    if (folder.filename() == kLibrary || !folder.has_filename()) { // "folder/" has no file name either
-        folder = folder.parent_path();
+    std::error_code ignored;
+    fs::path file = fs::absolute(request).lexically_normal();
+    if (fs::is_directory(file, ignored)) {
+        file /= kLibrary;
     }
     const bool isPath = request.find('/') != std::string::npos; // no misspelt name finds a folder by chance
-    if (!isPath || !HasProvider(folder)) {
+    if (!isPath || !fs::is_regular_file(file, ignored)) {
         std::string known;
         for (const std::string& name : names) {
             known += ' ' + name;
         }
-        ThrowMissing("no " + std::string(kLibrary) + " at " + request + "; installed in " +
+        ThrowMissing("no " + std::string(kLibrary) + " at " + request +
+                     (asked.empty() ? ", where OX3D_PROVIDER leads" : "") + "; installed in " +
                      installed.string() + ":" + (known.empty() ? " none" : known) +
                      (isPath ? "" : " (a path has a '/')"));
     }
-    CheckUsableInPath(folder);
-    return {"given", folder};
+    return {asked.empty() ? "from OX3D_PROVIDER" : "given", file};
 }
 
 fs::path ProvidersFolder() {
     return (OwnFile().parent_path() / OX3D_PROVIDERS_FROM_TOOL).lexically_normal();
 }
 
-std::string PathWithFirst(const fs::path& folder, const std::string& libraryPath) {
-    return libraryPath.empty() ? folder.string() : folder.string() + ":" + libraryPath;
+ProviderVariables ReadProviderVariables() {
+    return {Variable(kProviderVariable), Variable("LD_LIBRARY_PATH")};
 }
 
-void EnterProvider(const ProviderChoice& choice, char** argv) {
-    const std::string path = Variable(kPathVariable);
-    const std::string first = path.substr(0, path.find(':'));
-    if (first == choice.m_folder.string()) {
-        return;
+void EnterProvider(const ProviderChoice& choice) {
+    setenv(kProviderVariable, choice.m_file.c_str(), 1);
+    if (secure_getenv(kProviderVariable) == nullptr) {
+        throw CToolError(EExitCode::Provider, "a program with file capabilities, or of another user, cannot "
+                                              "choose its camera control: take them off (ox3d doctor)");
     }
-    const std::string self = std::to_string(getpid());
-    if (Variable(kGuardVariable) == self) {
-        throw CToolError(EExitCode::Provider, "the system does not accept LD_LIBRARY_PATH for this program");
-    }
-    CheckUsableInPath(choice.m_folder);
-    setenv(kGuardVariable, self.c_str(), 1);
-    setenv(kPathVariable, PathWithFirst(choice.m_folder, path).c_str(), 1);
-    execv(OwnFile().c_str(), argv);
-    throw CToolError(EExitCode::Provider, std::string("cannot start again: ") + std::strerror(errno));
 }
 
 std::string WhyNotLoadable(const ProviderChoice& choice) {
     // Never closed: a provider cannot be relied on to survive that.
-    if (dlopen((choice.m_folder / kLibrary).c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr) {
+    if (dlopen(choice.m_file.c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr) {
         return "it does not have all functions that are required of it";
     }
     const char* const reason = dlerror();

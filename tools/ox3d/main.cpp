@@ -12,8 +12,8 @@ using namespace ox3d::tool;
 
 constexpr const char* kFooter =
     "Camera control: --provider takes the name of an installed one (\"ox3d list --help\" has them) or the\n"
-    "path, with a '/' in it, of a folder or a file libOxCameraControl.so. Without it the one in\n"
-    "LD_LIBRARY_PATH is used, else the first installed.\n"
+    "path, with a '/' in it, of a folder or a file libOxCameraControl.so. Without it the one that\n"
+    "OX3D_PROVIDER names is used, else that in LD_LIBRARY_PATH, else the first installed.\n"
     "\n"
     "Exit codes: 0 success, 1 internal failure, 2 wrong command line, 3 no camera-control library,\n"
     "4 no such camera, 5 the camera refused or was lost, 6 no frame came, 7 a file could not be written,\n"
@@ -45,7 +45,7 @@ EExitCode Run(int argc, char** argv) {
     const auto command = std::find_if(Commands().begin(), Commands().end(), [&](const Command& candidate) {
         return app.got_subcommand(candidate.m_name);
     });
-    CCameraControl control(arguments.m_control, argv);
+    CCameraControl control(arguments.m_control);
     const EExitCode code = command->m_run(control, arguments);
     // Standard output may be a file on a full disk.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

@@ -86,14 +86,13 @@ void JudgeLibraryPath(const HostFacts& facts, Findings& findings) {
         findings.push_back({EMark::Problem,
                             "library path",
                             "this program has file capabilities or runs as another user's",
-                            "The dynamic linker ignores LD_LIBRARY_PATH for such programs, and with it the "
-                            "choice of the camera control. Take the capabilities off.",
+                            "Such programs cannot be told which camera control to take: OX3D_PROVIDER and "
+                            "LD_LIBRARY_PATH are ignored. Take the capabilities off.",
                             {"sudo setcap -r " + ShellWord(facts.m_tool)}});
     }
 }
 
-// File capabilities make the dynamic linker ignore LD_LIBRARY_PATH, by which the camera control is found;
-// ambient capabilities do not.
+// File capabilities make OX3D_PROVIDER and LD_LIBRARY_PATH ignored; ambient capabilities do not.
 void JudgePacketSocket(const HostFacts& facts, Findings& findings) {
     Finding finding = {EMark::Ok, "packet socket", "this process may open one", "", {}};
     if (!HasPacketSocket(facts)) {
@@ -103,7 +102,7 @@ void JudgePacketSocket(const HostFacts& facts, Findings& findings) {
             "GigE cameras are received over plain UDP, which costs more and loses frames sooner. Start the "
             "program with the capability CAP_NET_RAW as below (a service: AmbientCapabilities=CAP_NET_RAW). "
             "\"sudo setcap cap_net_raw+ep PROGRAM\" does it for good, but only for a program that finds its "
-            "libraries without LD_LIBRARY_PATH: not for this one.";
+            "libraries and cameras without variables: not for this one.";
         finding.m_commands = {"sudo setpriv --reuid=$(id -u) --regid=$(id -g) --init-groups "
                               "--inh-caps=+net_raw --ambient-caps=+net_raw " +
                               ShellWord(facts.m_tool) + " grab --out out"};
