@@ -4,11 +4,13 @@
 
 #include "tools/ox3d/CameraControl.h"
 #include "tools/ox3d/ExitCode.h"
+#include "tools/ox3d/TargetFile.h"
 #include "tools/ox3d/host/CameraAddress.h"
 
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -30,13 +32,36 @@ struct NetworkOptions {
     uint32_t m_patienceSeconds = 15; // for the camera to be found as it was told to be
 };
 
+struct FeatureOptions {
+    std::string m_name;               // of a command, or a pattern for a listing
+    std::vector<std::string> m_names; // to be read, or NAME=VALUE to be set
+    bool m_isLong = false;
+};
+
+struct FileOptions {
+    std::string m_local;
+    std::string m_camera; // the name of a file in the camera
+    std::string m_action; // "get" or "put"
+    bool m_isForced = false;
+    EExisting Existing() const { return m_isForced ? EExisting::Replace : EExisting::Refuse; }
+};
+
+struct StreamOptions {
+    uint64_t m_seconds = 10; // 0: until interrupted
+    uint32_t m_patienceSeconds = 10;
+};
+
 // What the command line says; each command has its own part.
 struct Arguments {
     CameraControlRequest m_control;
     std::string m_serial; // empty: the first camera, or all of them, as the command says
     GrabOptions m_grab;
     NetworkOptions m_network;
+    FeatureOptions m_feature;
+    FileOptions m_file;
+    StreamOptions m_stream;
     bool m_isHostOnly = false;
+    bool m_isJson = false;
 };
 
 // One command. The function returns an exit code or throws CToolError.
@@ -54,6 +79,17 @@ EExitCode RunInfo(CCameraControl& control, const Arguments& arguments);
 EExitCode RunGrab(CCameraControl& control, const Arguments& arguments);
 EExitCode RunNetwork(CCameraControl& control, const Arguments& arguments);
 EExitCode RunDoctor(CCameraControl& control, const Arguments& arguments);
+EExitCode RunFeatures(CCameraControl& control, const Arguments& arguments);
+EExitCode RunGet(CCameraControl& control, const Arguments& arguments);
+EExitCode RunSet(CCameraControl& control, const Arguments& arguments);
+EExitCode RunRun(CCameraControl& control, const Arguments& arguments);
+EExitCode RunXml(CCameraControl& control, const Arguments& arguments);
+EExitCode RunExport(CCameraControl& control, const Arguments& arguments);
+EExitCode RunImport(CCameraControl& control, const Arguments& arguments);
+EExitCode RunFile(CCameraControl& control, const Arguments& arguments);
+EExitCode RunUpgrade(CCameraControl& control, const Arguments& arguments);
+EExitCode RunCalib(CCameraControl& control, const Arguments& arguments);
+EExitCode RunStream(CCameraControl& control, const Arguments& arguments);
 
 } // namespace ox3d::tool
 

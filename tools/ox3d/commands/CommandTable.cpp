@@ -1,5 +1,6 @@
 // The table of commands, and their options.
 #include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/CommandOptions.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,31 +27,6 @@ constexpr const char* kDoctorFooter =
     "With a problem the exit code is 8. Nothing is changed: the commands shown are for you to run.\n"
     "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.\n"
     "docs/network.md explains the points.";
-
-void AddProvider(CLI::App& command, Arguments& arguments) {
-    std::string names;
-    for (const std::string& name : ProvidersIn(ProvidersFolder())) {
-        names += name + ", ";
-    }
-    command.add_option("--provider", arguments.m_control.m_provider,
-                       "camera control: " + names + (names.empty() ? "" : "or ") + "a path with a '/'");
-}
-
-void AddCommon(CLI::App& command, Arguments& arguments) {
-    AddProvider(command, arguments);
-    command.add_option(
-        "--recording", arguments.m_control.m_recording,
-        "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
-}
-
-void AddSerial(CLI::App& command, Arguments& arguments) {
-    command.add_option("--serial", arguments.m_serial, "the camera's serial number; default: the first");
-}
-
-void AddInfo(CLI::App& command, Arguments& arguments) {
-    AddCommon(command, arguments);
-    AddSerial(command, arguments);
-}
 
 void AddGrab(CLI::App& command, Arguments& arguments) {
     AddCommon(command, arguments);
@@ -114,10 +90,22 @@ void AddDoctor(CLI::App& command, Arguments& arguments) {
     command.footer(kDoctorFooter);
 }
 
+// In the order in which --help has them.
 constexpr Command kCommands[] = {
     {"list", "Lists the cameras present", AddCommon, RunList},
     {"info", "Shows a camera's record, features and calibration", AddInfo, RunInfo},
     {"grab", "Fetches frames and writes pictures and a point cloud", AddGrab, RunGrab},
+    {"features", "Lists a camera's features", AddFeatures, RunFeatures},
+    {"get", "Prints values of features", AddGet, RunGet},
+    {"set", "Sets features", AddSet, RunSet},
+    {"run", "Executes a command of a camera", AddRun, RunRun},
+    {"xml", "Writes a camera's GenICam description", AddXml, RunXml},
+    {"export", "Writes a camera's settings to a file", AddExport, RunExport},
+    {"import", "Sets a camera as a file says", AddImport, RunImport},
+    {"file", "Copies files from and to a camera", AddFile, RunFile},
+    {"upgrade", "Upgrades a camera's firmware", AddUpgrade, RunUpgrade},
+    {"calib", "Shows and checks a camera's calibration", AddCalib, RunCalib},
+    {"stream", "Measures how frames come", AddStream, RunStream},
     {"network", "Lists cameras on the network with their addresses, and moves them", AddNetwork, RunNetwork},
     {"doctor", "Looks at what spoils streaming on this host, and says what mends it", AddDoctor, RunDoctor},
 };

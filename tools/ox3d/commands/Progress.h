@@ -1,4 +1,4 @@
-// The grab's progress on standard error: a bar on a terminal, one plain line at the start otherwise.
+// Progress on standard error: bars on a terminal. Of frames, one plain line at the start otherwise.
 #ifndef OX3D_TOOL_PROGRESS_H
 #define OX3D_TOOL_PROGRESS_H
 
@@ -10,6 +10,20 @@ namespace ox3d::tool {
 
 // The bar's line without line feed; wanted 0 means without end.
 std::string ProgressLine(const CFrameStats& stats, uint64_t wanted);
+
+// A bar with a share done, on a terminal alone.
+class CPercentBar {
+public:
+    CPercentBar();
+    ~CPercentBar();
+    CPercentBar(const CPercentBar&) = delete;
+    CPercentBar& operator=(const CPercentBar&) = delete;
+
+    void Update(uint32_t percent);
+
+private:
+    bool m_isTerminal;
+};
 
 class CProgress {
 public:

@@ -1,0 +1,169 @@
+// The commands that ask a camera and set it, on virtual cameras.
+#include "tests/tools/ToolRun.h"
+
+#include <nlohmann/json.hpp>
+#include <sys/resource.h>
+
+namespace ox3d::test {
+namespace {
+
+struct Line {
+    const char* m_arguments; // with blanks between
+    int m_code;
+    const char* m_says;
+};
+
+class CameraCommands : public ToolRun {
+protected:
+    CameraCommands() { UseCameras({"serial = E1"}); }
+    std::string Say(const Line& line) const {
+        SCOPED_TRACE(line.m_arguments);
+        std::istringstream words(line.m_arguments);
+        return Run({std::istream_iterator<std::string>(words), {}}, line.m_code, {line.m_says});
+    }
+    // What a command prints on standard output, which has to be one document.
+    nlohmann::json Document(const std::string& arguments, int code = 0) const {
+        CProcess process(
+            {"/bin/sh", "-c", "'" OX3D_TOOL "' " + arguments + " --provider virtual 2>/dev/null"},
+            m_folder.Path(), m_variables);
+        EXPECT_EQ(process.Finish(), code) << process.Output();
+        return nlohmann::json::parse(process.Output());
+    }
+    std::vector<std::string> Files() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(m_folder.Path())) {
+            names.push_back(entry.path().filename());
+        }
+        return names;
+    }
+};
+
+TEST_F(CameraCommands, FeaturesAreListedReadAndSetByName) {
+    const Line lines[] = {
+        {"features trigger", 0,
+         "TriggerSource    Enumeration  read-write  Software    Line0, Line1, Software\n"},
+        {"features E*Time", 0, "ExposureTime  Float  read-write  5000 us  20 .. 1000000\n"},
+        {"features ImageAlign --long", 0, "(Integer, read-write, in Ox3d)\n    1   of 0 .. 1\n    Depth is"},
+        {"get ExposureTime", 0, "\n5000\n"},
+        {"get Width TriggerMode", 0, "Width=640\nTriggerMode=Off\n"},
+        {"set TriggerSource=Line1 ExposureTime=7.5e3 ChunkModeActive=no Ox3dThreads=2", 0,
+         "TriggerSource=Line1\nExposureTime=7500\nChunkModeActive=no\nOx3dThreads=2\n"},
+        {"set TriggerSource=0x7", 0, "TriggerSource=Software\n"},
+        {"set ExposureAuto=Continuous DeviceUserID=a=b", 0, "DeviceUserID=a=b\n"},
+        {"run TriggerSoftware", 0, ""},
+    };
+    for (const Line& line : lines) {
+        Say(line);
+    }
+    const auto features = Document("features --json");
+    EXPECT_GT(features.size(), 50U);
+    const auto values = Document("get ExposureTime TriggerSource ChunkModeActive Height --json");
+    EXPECT_EQ(values.dump(),
+              R"({"ChunkModeActive":true,"ExposureTime":5000.0,"Height":480,"TriggerSource":"Software"})");
+}
+
+TEST_F(CameraCommands, AWrongNameOrValueIsToldWithWhatIsPossibleBeforeAnythingIsSet) {
+    const Line lines[] = {
+        {"features nothing", 2, "no feature \"nothing\"; \"ox3d features\" lists them\n"},
+        {"get Width ExposureTmie", 2, "no feature \"ExposureTmie\"; did you mean \"ExposureTime\"?\n"},
+        {"get TriggerSoftware", 2, "it has no value; \"ox3d run TriggerSoftware\" executes it\n"},
+        {"set ExposureTime", 2, "\"ox3d set ExposureTime=VALUE\" sets one\n"},
+        {"set ExposureTime=19.5", 2, "\"19.5\" is no value of ExposureTime; possible: 20 .. 1000000\n"},
+        {"set ExposureTime=5000us", 2, "possible: 20"},
+        {"set ExposureTime=nan", 2, "possible: 20"},
+        {"set GevSCPSPacketSize=577", 2, "possible: 576 .. 16384, step 4\n"},
+        {"set ChunkModeActive=maybe", 2, "possible: yes, no\n"},
+        {"set TriggerSource=Sofware", 2, "possible: Line0, Line1, Software; did you mean \"Software\"?\n"},
+        {"set TriggerSource=2", 2, "possible: Line0"},
+        {"set DeviceUserID=12345678901234567", 2, "possible: up to "},
+        {"set Width=100", 5, "Width cannot be set now: it is read-only\n"},
+        {"run ExposureTime", 2, "ExposureTime is no command but a Float; \"ox3d set\" sets it\n"},
+        {"run TrigerSoftware", 2, "did you mean \"TriggerSoftware\"?\n"},
+        // Nothing is set where a later one is wrong, and what a later one takes back is said.
+        {"set TriggerSource=Line1 Exposure=1", 2, "no feature \"Exposure\""},
+        {"set TriggerSource=Line1 TriggerMode=Of", 2, "did you mean \"Off\"?\n"},
+        {"set TriggerSource=Line1 ExposureTime=1", 2,
+         "20 .. 1000000; what was set before it is taken back\n"},
+        {"set ExposureAuto=Continuous ExposureTime=30", 5,
+         "ExposureTime cannot be set now: it is read-only; what was set before it is taken back\n"},
+    };
+    for (const Line& line : lines) {
+        const std::string said = Say(line);
+        EXPECT_EQ(said.find("TriggerSource=Line1"), std::string::npos) << said;
+    }
+}
+
+TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
+    fs::create_directory(m_folder.File("folder"));
+    WriteFile(m_folder.File("mine"), "mine");
+    WriteFile(m_folder.File("empty"), "");
+    const Line lines[] = {
+        {"xml", 0, "<RegisterDescription ModelName="},
+        {"xml a.xml", 0, ""},
+        {"xml mine", 7, "/mine is there already; --force replaces it\n"},
+        {"export mine", 7, "is there already"},
+        {"file get RGBDSensorCali mine", 7, "is there already"},
+        {"calib --export mine", 7, "is there already"},
+        {"export none/a", 7, "/none/a: No such file or directory\n"},
+        {"xml folder --force", 7, "/folder: Is a directory\n"},
+        {"export settings", 0, ""},
+        {"import settings", 0, ""},
+        {"import mine", 5, "/mine; it has its former ones: "},
+        {"import gone", 7, "there is no file /"},
+        {"import empty", 7, "/empty is empty or no file\n"},
+        {"upgrade folder", 7, "is empty or no file\n"},
+        {"file put UserFile1 mine", 0, ""},
+        {"file get UserFil1 b", 2, "UserFile4; did you mean \"UserFile1\"?\n"},
+        {"file fetch UserFile1 b", 2, "fetch"},
+        {"upgrade mine", 0, "the firmware is upgraded\n"},
+        {"calib --export calibration.xml", 0, "the rotation is orthonormal"},
+    };
+    for (const Line& line : lines) {
+        Say(line);
+    }
+    EXPECT_EQ(ReadFile(m_folder.File("mine")), "mine");
+    EXPECT_EQ(ReadFile(m_folder.File("calibration.xml")), ReadFile(kOffice + "/calibration.xml"));
+    EXPECT_THAT(Files(), UnorderedElementsAre("cameras.ini", "folder", "mine", "empty", "a.xml", "settings",
+                                              "calibration.xml"));
+    Run({"export", "mine", "--force"});
+    EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
+    // A disk that is full before the file is whole.
+    CProcess full(
+        {"/bin/sh", "-c", "ulimit -f 8; trap '' XFSZ; '" OX3D_TOOL "' xml mine --force --provider virtual"},
+        m_folder.Path(), m_variables);
+    EXPECT_EQ(full.Finish(), 7) << full.Output();
+    EXPECT_THAT(full.Output(), HasSubstr("cannot write "));
+    EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
+    EXPECT_EQ(Files().size(), 7U) << "half a file is left";
+}
+
+TEST_F(CameraCommands, CalibChecksTheRotation) {
+    const auto calibration = Document("calib --json");
+    EXPECT_NEAR(calibration["depth"]["field_of_view_degrees"][0], 78.6765, 1e-3); // 2 atan(320 / 390.431)
+    EXPECT_TRUE(calibration["depth_to_color"]["is_rotation"]);
+    fs::copy(kOffice, m_folder.File("bent"), fs::copy_options::recursive);
+    std::string text = ReadFile(m_folder.File("bent/calibration.xml"));
+    text.replace(text.find("r00=\"") + 5, 1, "2");
+    WriteFile(m_folder.File("bent/calibration.xml"), text);
+    Run({"calib", "--recording", "bent"}, 8, {"NOT orthonormal"});
+}
+
+TEST_F(CameraCommands, StreamTellsHowFramesComeAndShowsTheDepth) {
+    UseCameras({"serial = E1\nfault = drop_every 3\nloop = yes", "serial = E2\nfault = unplug_after 2",
+                "serial = E3\nfault = stall_at 1\nfault = stall_for 5000"});
+    const auto figures = Document("stream --seconds 1 --serial E1 --json");
+    EXPECT_GT(figures["frames"], 2);
+    EXPECT_GT(figures["lost"], 0);
+    EXPECT_EQ(figures["incomplete"], 0);
+    EXPECT_NEAR(figures["valid_depth_percent"], 24.4, 0.1);
+    Run({"stream", "--seconds", "1", "--serial", "E1"}, 0, {"frames/s\n", "latency", "@@@@", " mm, . = "});
+    Run({"stream", "--serial", "E2"}, 5, {"the camera went offline\n"});
+    Run({"stream", "--serial", "E3", "--timeout", "1"}, 6, {"no frame for 1 s"});
+    CProcess endless = Start({"stream", "--seconds", "0", "--serial", "E1"});
+    ASSERT_TRUE(endless.WaitForOutput("frames are arriving"));
+    endless.Signal(SIGINT);
+    EXPECT_EQ(endless.Finish(), 0) << endless.Output();
+}
+
+} // namespace
+} // namespace ox3d::test

@@ -1,0 +1,73 @@
+// Options that commands share, and those of commands that show a camera.
+#include "tools/ox3d/commands/CommandOptions.h"
+
+#include <CLI/CLI.hpp>
+
+namespace ox3d::tool {
+
+void AddProvider(CLI::App& command, Arguments& arguments) {
+    std::string names;
+    for (const std::string& name : ProvidersIn(ProvidersFolder())) {
+        names += name + ", ";
+    }
+    command.add_option("--provider", arguments.m_control.m_provider,
+                       "camera control: " + names + (names.empty() ? "" : "or ") + "a path with a '/'");
+}
+
+void AddCommon(CLI::App& command, Arguments& arguments) {
+    AddProvider(command, arguments);
+    command.add_option(
+        "--recording", arguments.m_control.m_recording,
+        "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
+}
+
+void AddSerial(CLI::App& command, Arguments& arguments) {
+    command.add_option("--serial", arguments.m_serial, "the camera's serial number; default: the first");
+}
+
+void AddJson(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--json", arguments.m_isJson, "print one JSON document; messages go to standard error");
+}
+
+void AddForce(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--force", arguments.m_file.m_isForced, "replace a file that is there");
+}
+
+void AddTimeout(CLI::App& command, uint32_t& seconds, const char* help) {
+    command.add_option("--timeout", seconds, help)->capture_default_str()->check(CLI::Range(1, 3600));
+}
+
+void AddInfo(CLI::App& command, Arguments& arguments) {
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+}
+
+void AddCalib(CLI::App& command, Arguments& arguments) {
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+    AddJson(command, arguments);
+    command.add_option("--export", arguments.m_file.m_local, "also copy the camera's calibration file there");
+    AddForce(command, arguments);
+    command.footer("With a rotation that is none the exit code is 8.\n"
+                   "\n"
+                   "Example: ox3d calib --export calibration.xml");
+}
+
+void AddStream(CLI::App& command, Arguments& arguments) {
+    StreamOptions& options = arguments.m_stream;
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+    AddJson(command, arguments);
+    command.add_option("--seconds", options.m_seconds, "how long; 0: until Ctrl-C")
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{0}, int64_t{1000000000}));
+    AddTimeout(command, options.m_patienceSeconds, "seconds without a frame before giving up");
+    command.footer(
+        "Lost are frames missing between those that came, by their numbers; incomplete ones came and\n"
+        "could not be used. Latency is the time from the camera's time stamp to the program, once the\n"
+        "camera's clock is known.\n"
+        "\n"
+        "Example: ox3d stream --seconds 60 --json");
+}
+
+} // namespace ox3d::tool

@@ -1,0 +1,134 @@
+// ox3d set: all of the settings or none. What the command line gets wrong is said before anything is set; what the camera
+// refuses takes back what was set before it.
+#include "tools/ox3d/Features.h"
+#include "tools/ox3d/Json.h"
+#include "tools/ox3d/Session.h"
+#include "tools/ox3d/Status.h"
+#include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/FeatureJson.h"
+#include "tools/ox3d/commands/FeatureText.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace ox3d::tool {
+namespace {
+
+struct Setting {
+    const Feature* m_feature;
+    std::string m_text;
+};
+
+bool IsWritable(uint32_t access) {
+    return access == OX3D_RGBD_ACCESS_READ_WRITE || access == OX3D_RGBD_ACCESS_WRITE_ONLY;
+}
+
+Setting SettingOf(const CFeatures& features, const std::string& text) {
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        features.Find(text);
+        throw CToolError(EExitCode::Usage,
+                         "\"" + text + "\" says no value; \"ox3d set " + text + "=VALUE\" sets one");
+    }
+    return {&features.Find(text.substr(0, equals)), text.substr(equals + 1)};
+}
+
+void Apply(const Feature& feature, const OX3D_RGBD_PARAM& value, void* handle) {
+    OX3D_RGBD_PARAM copy = value;
+    if (const uint32_t status = OX3D_RGBD_SetParam(handle, feature.m_record.chName, &copy);
+        status != OX3D_RGBD_OK) {
+        throw CToolError(EExitCode::Camera, "the camera refuses " + feature.Name() + "=" +
+                                                PlainText(feature) + ": " + StatusText(status));
+    }
+}
+
+// Sets one feature by what the camera says of it at that time: an earlier setting may have locked it or moved its range.
+// Returns what was there before.
+Feature Set(const CFeatures& features, const Setting& setting, void* handle) {
+    Feature present = features.Present(*setting.m_feature);
+    if (!IsWritable(present.m_record.nAccess)) {
+        throw CToolError(EExitCode::Camera, present.Name() + " cannot be set now: it is " +
+                                                AccessText(present.m_record.nAccess));
+    }
+    const OX3D_RGBD_PARAM value = ParseValue(present, setting.m_text);
+    Feature wanted = present;
+    wanted.m_record.stValue = value;
+    wanted.m_record.nHasValue = 1;
+    Apply(wanted, value, handle);
+    return present;
+}
+
+// The last first: it may have been possible by the others only. Whether all could be taken back.
+bool TakeBack(const std::vector<Feature>& former, void* handle) {
+    bool isDone = true;
+    for (auto feature = former.rbegin(); feature != former.rend(); ++feature) {
+        try {
+            if (feature->m_record.nHasValue == 1) {
+                Apply(*feature, feature->m_record.stValue, handle);
+            }
+        } catch (const CToolError&) {
+            isDone = false;
+        }
+    }
+    return isDone;
+}
+
+void SetAll(const CFeatures& features, const std::vector<Setting>& settings, void* handle) {
+    std::vector<Feature> former;
+    try {
+        for (const Setting& setting : settings) {
+            former.push_back(Set(features, setting, handle));
+        }
+    } catch (const CToolError& error) {
+        if (former.empty()) {
+            throw;
+        }
+        throw CToolError(error.Code(),
+                         std::string(error.what()) + (TakeBack(former, handle)
+                                                          ? "; what was set before it is taken back"
+                                                          : "; not all that was set before it could "
+                                                            "be taken back"));
+    }
+}
+
+// Nothing is asked of the camera for it. Ranges may move by what is set before: those of the first setting alone count here.
+void Check(const std::vector<Setting>& settings) {
+    for (size_t i = 0; i < settings.size(); ++i) {
+        Feature feature = *settings[i].m_feature;
+        if (feature.m_record.nAccess == OX3D_RGBD_ACCESS_READ_ONLY && i == 0) {
+            throw CToolError(EExitCode::Camera, feature.Name() + " cannot be set now: it is read-only");
+        }
+        if (i > 0) {
+            feature.m_record.nHasValue = 0;
+        }
+        ParseValue(feature, settings[i].m_text);
+    }
+}
+
+} // namespace
+
+EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
+    const ProviderChoice& provider = control.Enter();
+    CSession session(provider, arguments.m_serial);
+    const CFeatures features(session.Handle());
+    std::vector<Setting> settings;
+    for (const std::string& text : arguments.m_feature.m_names) {
+        settings.push_back(SettingOf(features, text));
+    }
+    Check(settings);
+    SetAll(features, settings, session.Handle());
+    Json document = Json::object();
+    for (const Setting& setting : settings) { // as the camera has it: it may have rounded
+        const Feature present = features.Present(*setting.m_feature);
+        document[present.Name()] = ValueJson(present);
+        if (!arguments.m_isJson) {
+            std::printf("%s=%s\n", present.Name().c_str(), PlainText(present).c_str());
+        }
+    }
+    if (arguments.m_isJson) {
+        PrintJson(document);
+    }
+    return EExitCode::Ok;
+}
+
+} // namespace ox3d::tool
