@@ -353,6 +353,13 @@ constexpr StepKind kKinds[] = {
          return OX3D_RGBD_CopyFrame(h, &frame, Argument(copy, v));
      },
      [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
+    {"clock", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         OX3D_RGBD_FRAME_CLOCK clock;
+         const uint32_t status = OX3D_RGBD_GetFrameClock(h, Argument(clock, v));
+         return status == OX3D_RGBD_E_NO_DATA ? OX3D_RGBD_OK : status; // as the frames so far were stamped
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_OK; }},
     {"times of nobody's frame", EShape::ArgumentFirst,
      [](Context&, void* h, uint8_t v) {
          const OX3D_RGBD_FRAME_DATA frame = {};

@@ -69,6 +69,15 @@ uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy) {
     });
 }
 
+uint32_t OX3D_RGBD_GetFrameClock(void* handle, OX3D_RGBD_FRAME_CLOCK* pClock) {
+    return ApiBarrier([&] {
+        if (pClock == nullptr) {
+            return RefuseArguments("OX3D_RGBD_GetFrameClock");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.GetFrameClock(pClock); });
+    });
+}
+
 uint32_t OX3D_RGBD_GetFrameTimes(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
                                  OX3D_RGBD_FRAME_TIMES* pTimes) {
     return ApiBarrier([&] {

@@ -10,10 +10,13 @@
 #include "src/Common/Thread.h"
 #include "src/Manager/CalibrationFile.h"
 #include "src/Manager/FrameNotes.h"
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
-// A frame's note with the calibration that its images were made with, where there is one.
+// A frame's note with the calibration that its images were made with, where there is one, and for a copy its times.
 struct KnownFrame {
     FrameNote m_note;
+    bool m_isCopy = false;
+    OX3D_RGBD_FRAME_TIMES m_times = {};
     bool m_isCalibrated = false;
     DepthCalibration m_calibration = {};
 };

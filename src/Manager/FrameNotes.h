@@ -32,6 +32,7 @@ struct FrameNote {
     uint32_t m_alignTarget = 0; // 0: depth is seen from the color camera; 1: color is, from the depth camera
     uint64_t m_timeStamp = 0;   // ticks of the device
     HostTimes m_arrival;
+    uint32_t m_clockRun = 0; // of the device's clock, by its CDeviceClock
     std::array<NotedImage, OX3D_RGBD_MAX_IMAGES> m_images = {};
 
     bool HasDepth() const { return m_imageCount != 0 && m_images[0].m_type == OX3D_RGBD_PIXEL_DEPTH16; }

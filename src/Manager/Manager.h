@@ -33,6 +33,7 @@
 #include "src/Manager/BindWays.h"
 #include "src/Manager/CalibrationCache.h"
 #include "src/Manager/DepthConversion.h"
+#include "src/Manager/DeviceClock.h"
 #include "src/Manager/FrameAssembler.h"
 #include "src/Manager/FrameCloud.h"
 #include "src/Manager/FrameCopies.h"
@@ -142,6 +143,7 @@ public:
                       OX3D_RGBD_CLOUD* out);
 
     // ---- Times of frames: Manager_Clock.cpp; all (unlocked) ---------------------------------------------
+    uint32_t GetFrameClock(OX3D_RGBD_FRAME_CLOCK* out);
     uint32_t GetFrameTimes(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_TIMES* out);
 
     // ---- Delivery: Manager_Delivery.cpp -----------------------------------------------------------------
@@ -195,6 +197,8 @@ private:
     uint32_t FeatureOfSize(const char* key, uint32_t* value);
     uint32_t PresentFrame(KnownFrame* known);
     uint32_t FindFrame(const OX3D_RGBD_FRAME_DATA& frame, KnownFrame* known);
+    void LatchClock();
+    void TellTimes(KnownFrame* known);
     uint32_t Calibrate(bool isRetried, KnownFrame* known);
     void NoteFrameNumber(const char* operation, uint32_t frameNumber);
     uint32_t RegisterImageTrampoline(CCameraModule* camera);
@@ -244,6 +248,7 @@ private:
     CFrameAssembler m_assembler;     // callback lock or frame mutex
     CDepthConversion m_conversion;
     CFrameNotes m_notes;
+    CDeviceClock m_clock;
     CCalibrationCache m_calibrations;
     CFrameCloud m_cloud;
     ox3d::CPoolUse m_poolUse;   // device lock

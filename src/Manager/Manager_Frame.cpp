@@ -42,6 +42,7 @@ void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
     note.m_alignTarget = options.m_alignTarget;
     note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;
     note.m_arrival = main != nullptr ? main->m_arrival : HostTimes{};
+    note.m_clockRun = m_clock.Add({note.m_timeStamp, note.m_arrival.m_monotonicNs});
     FrameBlocks blocks = m_assembler.Blocks();
     blocks[kDepthBlock] = note.IsDepthInColor() && note.m_alignMode == 0 ? note.m_images[0].m_data : nullptr;
     m_notes.Add(note, blocks);

@@ -152,6 +152,8 @@ uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_
     if (known.m_note.HasDepth() && HasSize(known.m_note.m_images[0])) {
         Calibrate(false, &known); // without, there are no points of the copy
     }
+    TellTimes(&known);
+    known.m_isCopy = true;
     OX3D_RGBD_FRAME_DATA* const copy = CFrameCopies::Shared().Make(frame, known);
     if (copy == nullptr) {
         OX_LOG_ERROR("[CopyFrame] no memory for the copy.\r\n");

@@ -230,6 +230,7 @@ uint32_t CManager::Start() {
         return OX3D_RGBD_E_STATE;
     }
     const COXLock lock(&m_lifecycleMutex);
+    m_clock.Begin(ReadClockNs(CLOCK_MONOTONIC));
     const uint32_t status = camera->StartGrabbing();
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[Start] StartGrabbing failed. nRet[%#x].\r\n", status);
@@ -314,6 +315,7 @@ void CManager::Abandon() {
     m_exceptionCallback.Renew();
     m_conversion.Renew();
     m_notes.Renew();
+    m_clock.Renew();
     m_calibrations.Renew();
     m_cloud.Renew();
     m_reconnector.Renew();

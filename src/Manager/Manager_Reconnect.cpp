@@ -91,6 +91,7 @@ uint32_t CManager::ResumeDevice() {
     }
     if (status == OX3D_RGBD_OK && m_isGrabbing != 0) {
         m_lastFrameNum.store(0, std::memory_order_relaxed);
+        m_clock.Begin(ReadClockNs(CLOCK_MONOTONIC));
         status = camera->StartGrabbing();
     }
     return status;

@@ -14,6 +14,7 @@ OX3D_RGBD_IP_CONFIG g_ipConfig;
 OX3D_RGBD_EXTRINSICS g_extrinsics;
 OX3D_RGBD_INTRINSICS g_intrinsics;
 OX3D_RGBD_FRAME_TIMES g_times;
+OX3D_RGBD_FRAME_CLOCK g_clock;
 OX3D_RGBD_FRAME_DATA* g_copy;
 OX3D_RGBD_CLOUD_OPTIONS g_options;
 OX3D_RGBD_CLOUD_OPTIONS g_badOptions[] = {{2, 0, 0, 0, 0, {}}, {0, 2, 0, 0, 0, {}}, {0, 0, 2, 0, 0, {}},
@@ -69,6 +70,7 @@ const Row kHandleCalls[] = {
     ROW(kHandle, nullptr, GetGvcpTimeout, h, &g_number),
     ROW(kHandle, nullptr, MapFrameToPointCloud, h, &g_frame, &g_options, &g_cloud),
     ROW(kHandle, nullptr, CopyFrame, h, &g_frame, &g_copy),
+    ROW(kHandle, nullptr, GetFrameClock, h, &g_clock),
     ROW(kHandle, nullptr, GetFrameTimes, h, &g_frame, &g_times),
     ROW(kHandle, nullptr, GetExtrinsics, h, 0, 1, &g_extrinsics),
     ROW(kHandle, nullptr, GetIntrinsics, h, 0, &g_intrinsics),
@@ -140,6 +142,7 @@ const Row kRefusals[] = {
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, nullptr),
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, &g_frame),
     ROW(kParameter, "[FreeFrame] param error.", FreeFrame, reinterpret_cast<OX3D_RGBD_FRAME_DATA*>(8)),
+    ROW(kParameter, "[GetFrameClock] param error.", GetFrameClock, nullptr, nullptr),
     ROW(kParameter, "[GetFrameTimes] param error.", GetFrameTimes, nullptr, nullptr, &g_times),
     ROW(kParameter, "[GetFrameTimes] param error.", GetFrameTimes, nullptr, &g_frame, nullptr),
     ROW(kParameter, "[GetExtrinsics] param error.", GetExtrinsics, nullptr, 0, 1, nullptr),

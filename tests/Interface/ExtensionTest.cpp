@@ -287,6 +287,20 @@ protected:
         EXPECT_EQ(OX3D_RGBD_GetFrameTimes(handle, &frame, &times), OX3D_RGBD_OK);
         return times;
     }
+    // A frame that is stamped as it is fetched, by a clock in nanoseconds.
+    void FetchStamped(uint32_t number) {
+        CRawFrame raw(64, 48, number);
+        const uint64_t ticks = NowNs(CLOCK_MONOTONIC) + kAhead;
+        raw.m_info.nDevTimeStampHigh = static_cast<uint32_t>(ticks >> 32);
+        raw.m_info.nDevTimeStampLow = static_cast<uint32_t>(ticks);
+        ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    }
+    uint32_t Clock() {
+        memset(&m_clock, 0xAB, sizeof(m_clock));
+        return OX3D_RGBD_GetFrameClock(m_handle, &m_clock);
+    }
+    static constexpr uint64_t kAhead = 1000000000000; // of the device's clock
+    OX3D_RGBD_FRAME_CLOCK m_clock = {};
 };
 
 TEST_F(Times, OfAFrameAreThoseOfItsArrivalAndStayWithItsCopy) {
@@ -315,6 +329,65 @@ TEST_F(Times, OfAFrameAreThoseOfItsArrivalAndStayWithItsCopy) {
     EXPECT_LINES(OX3D_RGBD_GetFrameTimes(m_handle, &frame, &untouched), OX3D_RGBD_E_PARAMETER,
                  "[GetFrameTimes] the frame is not known.");
     EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
+}
+
+TEST_F(Times, OfCaptureAreKnownFromTheSecondFrameOn) {
+    EXPECT_EQ(Clock(), OX3D_RGBD_E_HANDLE);
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    const uint64_t begin = NowNs(CLOCK_REALTIME);
+    FetchStamped(1);
+    EXPECT_EQ(Of(m_frame, m_handle).nCaptureUtcNs, 0u);
+    EXPECT_EQ(Of(m_frame, m_handle).nSource, OX3D_RGBD_CLOCK_NONE);
+    EXPECT_EQ(LastOf(LinesOf([&] { EXPECT_EQ(Clock(), OX3D_RGBD_E_NO_DATA); })),
+              "[GetFrameClock] the device's clock is not known.");
+    EXPECT_EQ(RecordBytes(m_clock), Bytes(sizeof(m_clock), 0xAB)) << "nothing is written";
+    for (uint32_t number = 2; number < 6; ++number) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10)); // a camera's period
+        FetchStamped(number);
+    }
+    ASSERT_EQ(Clock(), OX3D_RGBD_OK);
+    EXPECT_EQ(m_clock.dNominalNsPerTick, 1);
+    EXPECT_EQ(m_clock.dDriftPpm, 0) << "the nominal rate is taken at first";
+    EXPECT_EQ(m_clock.nSource, OX3D_RGBD_CLOCK_ARRIVALS) << "the answer, 640, is of no such clock";
+    EXPECT_EQ(Bytes(m_clock.nReserved, m_clock.nReserved + 16), Bytes(16));
+    const auto offNs = static_cast<int64_t>(m_clock.nReferenceHostNs + kAhead - m_clock.nReferenceTicks);
+    EXPECT_TRUE(offNs >= 0 && static_cast<uint64_t>(offNs) <= m_clock.nErrorNs) << offNs;
+    const OX3D_RGBD_FRAME_TIMES times = Of(m_frame, m_handle);
+    EXPECT_EQ(times.nSource, OX3D_RGBD_CLOCK_ARRIVALS);
+    EXPECT_TRUE(times.nCaptureUtcNs >= begin && times.nCaptureUtcNs <= times.nArrivalUtcNs);
+    EXPECT_TRUE(times.nCaptureErrorNs > 0 && times.nCaptureErrorNs <= NowNs(CLOCK_REALTIME) - begin);
+    ASSERT_EQ(Copy(m_frame), OX3D_RGBD_OK);
+    CRawFrame again(64, 48, 1); // its clock began anew
+    ASSERT_EQ(Fetch(again), OX3D_RGBD_OK);
+    EXPECT_EQ(Of(*m_copy, m_handle).nCaptureUtcNs, times.nCaptureUtcNs);
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
+}
+
+TEST_F(Times, OfADeviceThatCanBeAskedGoByItsAnswer) {
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    for (uint32_t number = 1; number < 4; ++number) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        FetchStamped(number);
+    }
+    for (const bool isOld : {false, true}) {
+        const auto now = static_cast<int64_t>(NowNs(CLOCK_MONOTONIC) + kAhead);
+        Answer(DOUBLE_OX_CC_GetIntValueEx, OX_CC_INT_VALUE_EX{now, INT64_MAX, 0, 1});
+        if (isOld) {
+            Fail(DOUBLE_OX_CC_GetIntValueEx, OX_CC_E_SUPPORT,
+                 Double().CallCount(DOUBLE_OX_CC_GetIntValueEx) + 1);
+        }
+        const Lines calls = CallsOf([&] { ASSERT_EQ(Clock(), OX3D_RGBD_OK); });
+        const std::string command = isOld ? "OX_CC_SetCommandValue(GevTimestampControlLatch)"
+                                          : "OX_CC_SetCommandValue(TimestampLatch)";
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), command), 3);
+        EXPECT_EQ(m_clock.nSource, OX3D_RGBD_CLOCK_LATCH);
+        EXPECT_EQ(m_clock.nDelayNs, 0u);
+        EXPECT_TRUE(m_clock.nReferenceTicks == static_cast<uint64_t>(now) || isOld); // or the answer before
+        EXPECT_EQ(Of(m_frame, m_handle).nSource, OX3D_RGBD_CLOCK_LATCH);
+    }
+    EXPECT_EQ(CallsOf([&] { Of(m_frame, m_handle); }), Lines()) << "the times of a frame ask nobody";
 }
 
 // ---- Clouds --------------------------------------------------------------------------------------------

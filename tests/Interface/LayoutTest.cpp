@@ -44,6 +44,9 @@ RECORD(OX3D_RGBD_CALIB_INFO, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 1
 RECORD(OX3D_RGBD_EXTRINSICS, 64, AT(fTranslation, 36) AT(nReserved, 48));
 RECORD(OX3D_RGBD_INTRINSICS, 64, AT(nHeight, 4) AT(fFx, 8) AT(fFy, 12) AT(fCx, 16) AT(fCy, 20) AT(fK1, 24)
        AT(fK2, 28) AT(fP1, 32) AT(fP2, 36) AT(fK3, 40));
+RECORD(OX3D_RGBD_FRAME_CLOCK, 96, AT(nReferenceUtcNs, 8) AT(nReferenceHostNs, 16) AT(dNsPerTick, 24)
+       AT(dNominalNsPerTick, 32) AT(dDriftPpm, 40) AT(dRateErrorPpm, 48) AT(nErrorNs, 56) AT(nDelayNs, 64)
+       AT(nSamples, 72) AT(nSource, 76) AT(nReserved, 80));
 RECORD(OX3D_RGBD_FRAME_TIMES, 64, AT(nArrivalUtcNs, 8) AT(nArrivalHostNs, 16) AT(nCaptureUtcNs, 24)
        AT(nCaptureErrorNs, 32) AT(nCaptureDelayNs, 40) AT(nFrameNum, 48) AT(nSource, 52) AT(nReserved, 56));
 RECORD(OX3D_RGBD_FEATURE, 2432, AT(chDisplayName, 128) AT(chCategory, 256) AT(chUnit, 512) AT(chToolTip, 544)
