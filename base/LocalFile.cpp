@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -73,7 +74,10 @@ bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Co
     if (longFile == ELongFile::Refuse && claimedBytes > maxBytes) {
         return false;
     }
-    out->resize(longFile == ELongFile::Cut ? maxBytes : claimedBytes);
+    // A file that may be cut may also be longer than it says: those that describe the system say that they are empty.
+    constexpr uint64_t kSmallBytes = 4096;
+    const uint64_t likelyBytes = std::min(maxBytes, std::max(claimedBytes + 1, kSmallBytes));
+    out->resize(longFile == ELongFile::Cut ? likelyBytes : claimedBytes);
     size_t done = 0;
     while (done < out->size()) {
         const ssize_t got = read(file.Get(), out->data() + done, out->size() - done);
@@ -87,6 +91,9 @@ bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Co
             break;
         }
         done += static_cast<size_t>(got);
+        if (longFile == ELongFile::Cut && done == out->size()) {
+            out->resize(std::min<uint64_t>(maxBytes, uint64_t{2} * done));
+        }
     }
     out->resize(done);
     return true;

@@ -52,6 +52,14 @@ if(OX3D_FUZZ)
     target_compile_options(ox3d_compile INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# ox3d_samples(<sources>...): loops over samples. To a fuzzer their comparisons are no words to guess; telling it each
+# takes most of its time.
+function(ox3d_samples)
+    if(OX3D_FUZZ)
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
+    endif()
+endfunction()
+
 # ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
 # has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could
 # take its copy for all: static functions only, and no templates of the standard library. Nothing reads the
@@ -68,6 +76,7 @@ function(ox3d_tier tier)
     set(flags_VBMI ${flags_AVX512} -mavx512vbmi)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
         "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;${flags_${tier}}")
+    ox3d_samples(${ARGN})
     if(NOT tier STREQUAL "SSE2") # what every processor has may be lent
         get_property(count GLOBAL PROPERTY OX3D_TIER_UNITS)
         list(LENGTH ARGN units)

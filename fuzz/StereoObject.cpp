@@ -102,18 +102,21 @@ private:
         call(m_handle, key, (bits & 0xF0) == 0xF0 ? nullptr : record, size);
     }
 
+    // As many samples as it says.
+    static uint64_t DepthBytes(const ZQA_IMAGE& image) {
+        return image.width > 0 && image.height > 0
+                   ? uint64_t{2} * static_cast<uint32_t>(image.width) * static_cast<uint32_t>(image.height)
+                   : 0;
+    }
     // A descriptor whose plane is of the size it says, or one that nobody should take.
-    ZQA_IMAGE Image(uint32_t plane, int32_t format) {
+    ZQA_IMAGE Image(uint32_t plane, int32_t format, ZQA_SIZE size = {kWidth, kHeight}) {
         ZQA_IMAGE image = {};
         const auto bits = m_input.Take<uint8_t>();
         image.format = (bits & 0xF) == 0xF ? m_input.Take<int32_t>() : format;
-        image.width = (bits & 0x30) == 0x30 ? m_input.Take<int16_t>() : kWidth;
-        image.height = (bits & 0xC0) == 0xC0 ? m_input.Take<int16_t>() : kHeight;
+        image.width = (bits & 0x30) == 0x30 ? m_input.Take<int16_t>() : size.width;
+        image.height = (bits & 0xC0) == 0xC0 ? m_input.Take<int16_t>() : size.height;
         image.step[0] = image.width;
-        const uint64_t bytes =
-            image.width > 0 && image.height > 0
-                ? uint64_t{2} * static_cast<uint32_t>(image.width) * static_cast<uint32_t>(image.height)
-                : 0;
+        const uint64_t bytes = DepthBytes(image);
         if (bytes <= kImageBytes) {
             image.data[0] =
                 Plane(plane).PlaceFilled(format == ZQA_FORMAT_GREY8 ? bytes / 2 : bytes, Pattern(), 2);
@@ -149,10 +152,15 @@ private:
                 });
         case OXB3D_BINOSTEREO_PROCESS_DEPTH_FUSE:
             return Run<OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT, ZQA_IMAGE>(type, [this](auto& in, auto& out) {
-                in = {Image(0, ZQA_FORMAT_DEPTH16), Image(1, ZQA_FORMAT_GREY8)};
+                // The one process here that takes small images: one in 64 is whole.
+                const auto shape = m_input.Take<uint16_t>();
+                const ZQA_SIZE size = shape % 64 == 63
+                                          ? ZQA_SIZE{kWidth, kHeight}
+                                          : ZQA_SIZE{8 + (shape & 0x3F), 8 + (shape >> 6 & 0x3F)};
+                in = {Image(0, ZQA_FORMAT_DEPTH16, size), Image(1, ZQA_FORMAT_GREY8, size)};
                 // The output's own size is not read: it takes as many samples as the input has.
                 out = in.depth;
-                out.data[0] = Plane(2).Place(kImageBytes, 2);
+                out.data[0] = Plane(2).Place(std::min<uint64_t>(DepthBytes(in.depth), kImageBytes), 2);
             });
         case OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS:
             return Run<OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT, OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT>(

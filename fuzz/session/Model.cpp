@@ -223,7 +223,7 @@ uint32_t CModel::Fetch() {
         return OX3D_RGBD_E_NO_DATA;
     }
     const EFrame frame = m_queue.front();
-    m_queue.pop_front();
+    m_queue.erase(m_queue.begin());
     const uint32_t status = Assemble(frame);
     const uint32_t code = Ask(DOUBLE_OX_CC_FreeImageBuffer);
     m_keptFrames += code != 0 ? 1 : 0;

@@ -6,7 +6,6 @@
 #include <array>
 #include <bitset>
 #include <cstdint>
-#include <deque>
 #include <iterator>
 #include <vector>
 
@@ -82,7 +81,7 @@ public:
 
     const Faults* m_faults = nullptr;
     std::array<uint32_t, kFunctions> m_counts{}; // calls of each function
-    std::deque<EFrame> m_queue;                  // frames for fetches
+    std::vector<EFrame> m_queue;                 // frames for fetches
     bool m_isOpen = false;
     bool m_isUsb = false;
     bool m_isGrabbing = false;

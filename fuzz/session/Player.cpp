@@ -172,7 +172,7 @@ void CPlayer::Compare(const char* name, uint32_t actual, uint32_t predicted, con
         const size_t frames = test::Double().Script()->m_frames.size();
         model = before;
         while (model.m_queue.size() > frames) {
-            model.m_queue.pop_front();
+            model.m_queue.erase(model.m_queue.begin());
         }
     }
     if (isExact && (m_context.m_frameCalls != model.m_frameCalls ||

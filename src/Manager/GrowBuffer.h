@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/ImageMemory.h"
 
@@ -13,16 +12,19 @@ class CGrowBuffer {
 public:
     // Nothing is allocated before the first need.
     explicit CGrowBuffer(uint64_t initialBytes) : m_capacity(initialBytes), m_initial(initialBytes) {}
-    ~CGrowBuffer() { free(m_data); }
+    ~CGrowBuffer() { free(m_block); }
     CGrowBuffer(const CGrowBuffer&) = delete;
     CGrowBuffer& operator=(const CGrowBuffer&) = delete;
 
-    // The block of the initial size, zero-filled; true when it exists afterwards.
+    // The block of the initial size, zero-filled; true when it exists afterwards. Zeros that the system hands out cost
+    // nothing before they are touched, and most devices that are opened fill few of their buffers.
     bool EnsureExists() {
         if (m_data == nullptr) {
-            m_data = static_cast<uint8_t*>(ox3d::AllocateImageMemory(m_capacity));
-            if (m_data != nullptr) {
-                memset(m_data, 0, m_capacity);
+            m_block = calloc(1, m_capacity + ox3d::kImageAlignmentBytes);
+            if (m_block != nullptr) {
+                // The last aligned place, so that nothing is left behind its end where blocks are aligned anyway.
+                const uint64_t into = reinterpret_cast<uintptr_t>(m_block) % ox3d::kImageAlignmentBytes;
+                m_data = static_cast<uint8_t*>(m_block) + (ox3d::kImageAlignmentBytes - into);
             }
         }
         return m_data != nullptr;
@@ -33,18 +35,20 @@ public:
         if (m_data != nullptr && bytes <= m_capacity) {
             return true;
         }
-        auto* block = static_cast<uint8_t*>(ox3d::AllocateImageMemory(bytes));
+        void* const block = ox3d::AllocateImageMemory(bytes);
         if (block == nullptr) {
             return false;
         }
-        free(m_data);
-        m_data = block;
+        free(m_block);
+        m_block = block;
+        m_data = static_cast<uint8_t*>(block);
         m_capacity = bytes;
         return true;
     }
 
     void Free() {
-        free(m_data);
+        free(m_block);
+        m_block = nullptr;
         m_data = nullptr;
         m_capacity = m_initial;
     }
@@ -53,7 +57,8 @@ public:
     uint64_t Capacity() const { return m_capacity; }
 
 private:
-    uint8_t* m_data = nullptr;
+    void* m_block = nullptr;
+    uint8_t* m_data = nullptr; // in the block
     uint64_t m_capacity;
     uint64_t m_initial;
 };
