@@ -211,6 +211,14 @@ uint32_t CModel::Assemble(EFrame frame) {
             return OX3D_RGBD_E_ALGORITHM;
         }
     }
+    // Color of the depth image's size stays as it is. The first that is scaled settles for how much there is room.
+    if (IsOn(ESwitch::ResolutionAlign) && (frame == EFrame::Whole || frame == EFrame::Small)) {
+        const uint32_t pixels = frame == EFrame::Whole ? 640 * 480 : 320 * 240;
+        m_scaledPixels = m_scaledPixels == 0 ? pixels : m_scaledPixels;
+        if (pixels > m_scaledPixels) {
+            return OX3D_RGBD_E_MEMORY;
+        }
+    }
     const bool hasColor = frame != EFrame::DepthOnly && frame != EFrame::Broken;
     return IsOn(ESwitch::OutputRgbd) && !hasColor ? OX3D_RGBD_E_NO_DATA : OX3D_RGBD_OK;
 }

@@ -106,6 +106,7 @@ private:
     void Retire();
     uint32_t Connect();
     uint32_t Assemble(EFrame frame);
+    uint32_t m_scaledPixels = 0; // that the buffer for scaled color holds
     bool IsOn(ESwitch key) const { return !m_isUsb && m_switches[static_cast<size_t>(key)]; }
 };
 
