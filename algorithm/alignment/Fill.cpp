@@ -5,7 +5,7 @@
 #include "algorithm/alignment/LensTurn.h"
 #include "algorithm/dispatch/KernelChoice.h"
 
-#include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace ox3d {
@@ -21,8 +21,8 @@ float SampleAt(const AlignArgs& a, int32_t u, int32_t v) {
 }
 
 // The corner of pixel (u, v) on the side `du` and the height `dv`, each -1 or 1.
-Spot CornerOf(const AlignArgs& a, const FillOptics& o, bool isDistorted, int32_t u, int32_t v, int32_t du,
-              int32_t dv) {
+Spot<float> CornerOf(const AlignArgs& a, const FillOptics& o, bool isDistorted, int32_t u, int32_t v,
+                     int32_t du, int32_t dv) {
     const float depth = CornerDepth(SampleAt(a, u, v), SampleAt(a, u + du, v), SampleAt(a, u, v + dv),
                                     SampleAt(a, u + du, v + dv), o.m_step);
     float along[3];
@@ -32,23 +32,31 @@ Spot CornerOf(const AlignArgs& a, const FillOptics& o, bool isDistorted, int32_t
 }
 
 void DrawPixel(const AlignArgs& a, const FillOptics& o, bool isDistorted, int32_t u, int32_t v,
-               uint16_t* target) {
+               FillTarget* target) {
     float along[3];
     RowRays(o, static_cast<float>(v), along);
-    const Corner4 corners = {
+    const Corner4<float> corners = {
         CornerOf(a, o, isDistorted, u, v, -1, -1), CornerOf(a, o, isDistorted, u, v, 1, -1),
         CornerOf(a, o, isDistorted, u, v, -1, 1), CornerOf(a, o, isDistorted, u, v, 1, 1)};
-    const Patch patch = PatchOf(o, corners, MovedDepth(o, along, static_cast<float>(u), SampleAt(a, u, v)));
-    for (int32_t row = patch.m_top; patch.m_isDrawn != 0 && row < patch.m_bottom; ++row) {
-        for (int32_t column = patch.m_left; column < patch.m_right; ++column) {
-            uint16_t& stored = target[static_cast<ptrdiff_t>(row) * a.m_width + column];
-            stored = patch.m_depth < stored ? static_cast<uint16_t>(patch.m_depth) : stored;
+    const auto patch = PatchOf<false>(o, corners, ReachOf(corners),
+                                      MovedDepth(o, along, static_cast<float>(u), SampleAt(a, u, v)));
+    if (!patch.m_isDrawn) {
+        return;
+    }
+    const auto bottom = static_cast<int32_t>(patch.m_bottom);
+    const auto right = static_cast<int32_t>(patch.m_right);
+    const auto depth = static_cast<uint16_t>(static_cast<int32_t>(patch.m_depth) + 1);
+    ReachRows(a, static_cast<int32_t>(patch.m_top), bottom, target);
+    for (auto row = static_cast<int32_t>(patch.m_top); row < bottom; ++row) {
+        for (auto column = static_cast<int32_t>(patch.m_left); column < right; ++column) {
+            uint16_t& stored = target->m_depth[static_cast<ptrdiff_t>(row) * a.m_width + column];
+            stored = NearerOf(stored, depth);
         }
     }
 }
 
 void DrawReference(const AlignArgs& a, const FillOptics& o, bool isDistorted, int32_t first, int32_t last,
-                   uint16_t* target) {
+                   FillTarget* target) {
     for (int32_t v = first; v < last; ++v) {
         for (int32_t u = 0; u < a.m_width; ++u) {
             if (SampleAt(a, u, v) > 0.0F) {
@@ -60,13 +68,7 @@ void DrawReference(const AlignArgs& a, const FillOptics& o, bool isDistorted, in
 
 void TakeNearer(uint16_t* target, const uint16_t* other, uint64_t count) {
     for (uint64_t i = 0; i < count; ++i) {
-        target[i] = std::min(target[i], other[i]);
-    }
-}
-
-void AddOne(uint16_t* target, uint64_t count) {
-    for (uint64_t i = 0; i < count; ++i) {
-        target[i] = static_cast<uint16_t>(target[i] + 1U);
+        target[i] = NearerOf(target[i], other[i]);
     }
 }
 
@@ -86,7 +88,7 @@ void PlaceReference(const AlignArgs& a, const FillOptics& o, bool isDistorted, c
     }
 }
 
-constexpr FillKernels kReference = {DrawReference, PlaceReference, TakeNearer, AddOne};
+constexpr FillKernels kReference = {DrawReference, PlaceReference, TakeNearer};
 
 constinit CKernelChoice<FillKernels, kReference, sse2::kFillKernels, avx2::kFillKernels, avx512::kFillKernels>
     g_choice;
@@ -132,6 +134,29 @@ EKernelTier UseFillKernelTier(EKernelTier tier) {
 
 } // namespace alignment
 
+namespace alignment {
+namespace {
+
+// Brings what all parts have drawn of rows into the first one's target.
+void MergeRows(const AlignArgs& args, const FillTarget* targets, uint32_t count, int32_t begin, int32_t end) {
+    const auto width = static_cast<size_t>(args.m_width);
+    for (int32_t row = begin; row < end; ++row) {
+        uint16_t* const to = targets[0].m_depth + static_cast<size_t>(row) * width;
+        if (row < targets[0].m_begin || row >= targets[0].m_end) {
+            std::memset(to, 0, width * sizeof(uint16_t));
+        }
+        for (uint32_t i = 1; i < count; ++i) {
+            if (row >= targets[i].m_begin && row < targets[i].m_end) {
+                FillKernelsInUse().m_takeNearer(to, targets[i].m_depth + static_cast<size_t>(row) * width,
+                                                width);
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace alignment
+
 bool Fill(const AlignArgs& args, uint16_t* target, const CPoolTurn& turn, uint16_t* spare) {
     using namespace alignment;
     if (!IsAlignSize(static_cast<uint32_t>(args.m_width), static_cast<uint32_t>(args.m_height))) {
@@ -141,21 +166,18 @@ bool Fill(const AlignArgs& args, uint16_t* target, const CPoolTurn& turn, uint16
     const uint32_t parts = spare != nullptr ? turn.Threads() : 1;
     const FillKernels& kernels = FillKernelsInUse();
     const FillOptics optics = OpticsOf(args);
+    const auto rowOf = [&](uint64_t i) {
+        return static_cast<int32_t>(static_cast<uint64_t>(args.m_height) * i / parts);
+    };
     // Rows of one part may land anywhere, so each part has a target of its own. The nearest of all is the nearest.
+    std::array<FillTarget, kMaxThreads> targets = {};
     turn.Run(parts, [&](uint32_t part) {
-        uint16_t* own = part == 0 ? target : spare + (part - 1) * pixels;
-        std::memset(own, 0xFF, pixels * sizeof(uint16_t));
-        const auto rowOf = [&](uint32_t i) {
-            return static_cast<int32_t>(static_cast<int64_t>(args.m_height) * i / parts);
-        };
-        kernels.m_draw(args, optics, IsDistorted(args.m_cameras), rowOf(part), rowOf(part + 1), own);
+        targets[part].m_depth = part == 0 ? target : spare + (part - 1) * pixels;
+        kernels.m_draw(args, optics, IsDistorted(args.m_cameras), rowOf(part), rowOf(part + 1),
+                       &targets[part]);
     });
-    turn.RunRanges(pixels, [&](uint64_t first, uint64_t end) {
-        for (uint32_t part = 1; part < parts; ++part) {
-            kernels.m_takeNearer(target + first, spare + (part - 1) * pixels + first, end - first);
-        }
-        kernels.m_addOne(target + first, end - first);
-    });
+    turn.Run(parts,
+             [&](uint32_t part) { MergeRows(args, targets.data(), parts, rowOf(part), rowOf(part + 1)); });
     return true;
 }
 

@@ -30,32 +30,59 @@ struct FillOptics {
     float m_rows;
 };
 
+// What the formulas ask of numbers, here of a single one. Tiers have it for vectors of them, each number of which fares
+// like a single one.
+[[gnu::always_inline]] static inline float Select(bool isFirst, float first, float second) {
+    return isFirst ? first : second;
+}
+[[gnu::always_inline]] static inline float Smaller(float a, float b) {
+    return a < b ? a : b;
+}
+[[gnu::always_inline]] static inline float Larger(float a, float b) {
+    return a > b ? a : b;
+}
+[[gnu::always_inline]] static inline float Magnitude(float value) {
+    return __builtin_fabsf(value);
+}
+// The least whole number that is not less; of numbers that are integers of 32 bits once they are cut off.
+[[gnu::always_inline]] static inline float Ceiling(float value) {
+    const auto whole = static_cast<float>(static_cast<int32_t>(value));
+    return whole + (whole < value ? 1.0F : 0.0F);
+}
+
 // A point in the target: its pixel's coordinates, and its depth.
+template <typename TNumber>
 struct Spot {
-    float x;
-    float y;
-    float z;
+    TNumber x;
+    TNumber y;
+    TNumber z;
 };
+
+template <typename TNumber>
+[[gnu::always_inline]] static inline TNumber MovedDepth(const FillOptics& o, const float (&along)[3],
+                                                        TNumber u, TNumber d) {
+    return (o.m_ray[6] * u + along[2]) * d + o.m_shift[2];
+}
 
 // Where the ray through (u, v) is at depth d, in the target's pixels; no numbers where the lens, being distorted, does not
 // see that. `along` are its row's parts of the ray.
-template <bool kDistorted>
-[[gnu::always_inline]] static inline Spot Project(const FillOptics& o, const float (&along)[3], float u,
-                                                  float d) {
-    const float z = (o.m_ray[6] * u + along[2]) * d + o.m_shift[2];
-    const float inverse = 1.0F / z;
-    float x = ((o.m_ray[0] * u + along[0]) * d + o.m_shift[0]) * inverse;
-    float y = ((o.m_ray[3] * u + along[1]) * d + o.m_shift[1]) * inverse;
+template <bool kDistorted, typename TNumber>
+[[gnu::always_inline]] static inline Spot<TNumber> Project(const FillOptics& o, const float (&along)[3],
+                                                           TNumber u, TNumber d) {
+    const TNumber z = MovedDepth(o, along, u, d);
+    const TNumber inverse = 1.0F / z;
+    TNumber x = ((o.m_ray[0] * u + along[0]) * d + o.m_shift[0]) * inverse;
+    TNumber y = ((o.m_ray[3] * u + along[1]) * d + o.m_shift[1]) * inverse;
     if constexpr (kDistorted) {
         const float* k = o.m_target + 4;
-        const float r2 = x * x + y * y;
-        const float q = ((k[4] * r2 + k[1]) * r2 + k[0]) * r2 + 1.0F;
-        const float xy = 2.0F * x * y;
-        const float bentX = x * q + k[2] * xy + k[3] * (r2 + 2.0F * x * x);
-        const float bentY = y * q + k[3] * xy + k[2] * (r2 + 2.0F * y * y);
-        const bool isSeen = r2 <= o.m_maxRadius2;
-        x = isSeen ? bentX : __builtin_nanf("");
-        y = isSeen ? bentY : __builtin_nanf("");
+        const TNumber r2 = x * x + y * y;
+        const TNumber q = ((k[4] * r2 + k[1]) * r2 + k[0]) * r2 + 1.0F;
+        const TNumber xy = 2.0F * x * y;
+        const TNumber bentX = x * q + k[2] * xy + k[3] * (r2 + 2.0F * x * x);
+        const TNumber bentY = y * q + k[3] * xy + k[2] * (r2 + 2.0F * y * y);
+        const auto isSeen = r2 <= o.m_maxRadius2;
+        x = Select(isSeen, bentX, TNumber(__builtin_nanf("")));
+        y = Select(isSeen, bentY, TNumber(__builtin_nanf("")));
     }
     return {x * o.m_target[0] + o.m_target[2], y * o.m_target[1] + o.m_target[3], z};
 }
@@ -66,142 +93,161 @@ static inline void RowRays(const FillOptics& o, float v, float (&along)[3]) {
     }
 }
 
-[[gnu::always_inline]] static inline float Smaller(float a, float b) {
-    return a < b ? a : b;
-}
-[[gnu::always_inline]] static inline float Larger(float a, float b) {
-    return a > b ? a : b;
+// Whether two neighbours are no step apart; 0 is no depth, and near to itself alone.
+template <typename TNumber>
+[[gnu::always_inline]] static inline auto AreNear(TNumber a, TNumber b, float step) {
+    const TNumber least = Smaller(a, b);
+    return Larger(a, b) - least <= step * least;
 }
 
-// Whether two neighbours belong to one surface; 0 is no depth.
-[[gnu::always_inline]] static inline int32_t Linked(float a, float b, float step) {
-    const float least = Smaller(a, b);
-    return static_cast<int32_t>(least > 0.0F) & static_cast<int32_t>(Larger(a, b) - least <= step * least);
+// Whether two neighbours belong to one surface.
+template <typename TNumber>
+[[gnu::always_inline]] static inline auto Linked(TNumber a, TNumber b, float step) {
+    return (Smaller(a, b) > 0.0F) & AreNear(a, b, step);
 }
 
 // The depth that a pixel has at one of its corners: the mean of those of the four pixels around the corner that
 // are linked with it, by way of one another. So all linked pixels have one corner there. `side` is the pixel's
 // neighbour in its row, `across` that in its column, `far` the one between these.
-[[gnu::always_inline]] static inline float CornerDepth(float own, float side, float across, float far,
-                                                       float step) {
-    const int32_t toSide = Linked(own, side, step);
-    const int32_t toAcross = Linked(own, across, step);
-    const int32_t sideToFar = Linked(side, far, step);
-    const int32_t acrossToFar = Linked(across, far, step);
-    const int32_t hasSide = toSide | (toAcross & acrossToFar & sideToFar);
-    const int32_t hasAcross = toAcross | (toSide & sideToFar & acrossToFar);
-    const int32_t hasFar = (toSide & sideToFar) | (toAcross & acrossToFar);
-    const float sum =
-        own + (hasSide != 0 ? side : 0.0F) + (hasAcross != 0 ? across : 0.0F) + (hasFar != 0 ? far : 0.0F);
-    return sum / static_cast<float>(1 + hasSide + hasAcross + hasFar);
+template <typename TNumber>
+[[gnu::always_inline]] static inline TNumber CornerDepth(TNumber own, TNumber side, TNumber across,
+                                                         TNumber far, float step) {
+    const auto toSide = Linked(own, side, step);
+    const auto toAcross = Linked(own, across, step);
+    const auto sideToFar = Linked(side, far, step);
+    const auto acrossToFar = Linked(across, far, step);
+    const auto hasSide = toSide | (toAcross & acrossToFar & sideToFar);
+    const auto hasAcross = toAcross | (toSide & sideToFar & acrossToFar);
+    const auto hasFar = (toSide & sideToFar) | (toAcross & acrossToFar);
+    const TNumber none(0.0F);
+    const TNumber one(1.0F);
+    const TNumber sum =
+        own + Select(hasSide, side, none) + Select(hasAcross, across, none) + Select(hasFar, far, none);
+    return sum /
+           (one + Select(hasSide, one, none) + Select(hasAcross, one, none) + Select(hasFar, one, none));
 }
 
 // Pixels from m_left to m_right and m_top to m_bottom, the ends exclusive, where it is drawn at all. m_depth is the
-// depth less one.
+// depth less one, still to be cut off; where nothing is drawn it may be anything.
+template <typename TNumber, typename TTruth>
 struct Patch {
-    int32_t m_left;
-    int32_t m_right;
-    int32_t m_top;
-    int32_t m_bottom;
-    int32_t m_depth;
-    int32_t m_isDrawn;
+    TNumber m_left;
+    TNumber m_right;
+    TNumber m_top;
+    TNumber m_bottom;
+    TNumber m_depth;
+    TTruth m_isDrawn;
 };
 
-[[gnu::always_inline]] static inline int32_t Ceiling(float value) {
-    const auto whole = static_cast<int32_t>(value);
-    return whole + static_cast<int32_t>(static_cast<float>(whole) < value);
-}
+// What a patch reaches over before it is cut into pixels.
+template <typename TNumber, typename TTruth>
+struct Reach {
+    TNumber m_left;
+    TNumber m_right;
+    TNumber m_top;
+    TNumber m_bottom;
+    TTruth m_isStretch; // it has a width and a height
+};
 
 // From `low` to `high`, cut down to kMaxSpan, or what rounding makes of it, around the middle. Says whether it is a
 // stretch at all: numbers that are none, or too large to have a middle, fail the test.
-[[gnu::always_inline]] static inline int32_t CutStretch(float* low, float* high) {
-    const float middle = (*low + *high) * 0.5F;
+template <typename TNumber>
+[[gnu::always_inline]] static inline auto CutStretch(TNumber* low, TNumber* high) {
+    const TNumber middle = (*low + *high) * 0.5F;
     constexpr float kHalf = 0.5F * kMaxSpan;
     *low = Larger(*low, middle - kHalf);
     *high = Smaller(*high, middle + kHalf);
-    const float length = *high - *low;
-    return static_cast<int32_t>(length >= 0.0F) &
-           static_cast<int32_t>(length <= static_cast<float>(kMaxSpan + 1));
+    const TNumber length = *high - *low;
+    return (length >= 0.0F) & (length <= static_cast<float>(kMaxSpan + 1));
 }
 
 // No number becomes 0.
-[[gnu::always_inline]] static inline float Within(float value, float end) {
-    return Smaller(Larger(value, 0.0F), end);
+template <typename TNumber>
+[[gnu::always_inline]] static inline TNumber Within(TNumber value, float end) {
+    return Smaller(Larger(value, TNumber(0.0F)), TNumber(end));
 }
 
-// The end of a stretch of whole pixels, of which a rounded one may have one too many.
-[[gnu::always_inline]] static inline int32_t EndOf(int32_t begin, int32_t end) {
-    return end < begin + kMaxSpan ? end : begin + kMaxSpan;
-}
-
-// By how much a side reaches to the left and right of its middle.
-[[gnu::always_inline]] static inline float HalfLean(float a, float b) {
-    const float half = (Larger(a, b) - Smaller(a, b)) * 0.5F;
-    return half > 0.5F * kMaxLean ? half : 0.0F;
-}
-
+template <typename TNumber>
 struct Corner4 {
-    Spot m_topLeft;
-    Spot m_topRight;
-    Spot m_bottomLeft;
-    Spot m_bottomRight;
+    Spot<TNumber> m_topLeft;
+    Spot<TNumber> m_topRight;
+    Spot<TNumber> m_bottomLeft;
+    Spot<TNumber> m_bottomRight;
 };
+
+// From where to where a side between two corners reaches: its middle alone, where it does not lean.
+template <typename TNumber>
+struct Side {
+    TNumber m_low;
+    TNumber m_high;
+};
+template <typename TNumber>
+[[gnu::always_inline]] static inline Side<TNumber> SideOf(TNumber a, TNumber b) {
+    const TNumber middle = (a + b) * 0.5F;
+    const TNumber half = Magnitude(a - b) * 0.5F;
+    const TNumber reach = Select(half > 0.5F * kMaxLean, half, TNumber(0.0F));
+    return {middle - reach, middle + reach};
+}
+
+// A side counts at its middle, which both its pixels share, so that neighbours do not overlap; up and down a patch
+// reaches as far as any corner, so that rows of which one is shifted against the other leave no gap.
+template <typename TNumber>
+[[gnu::always_inline]] static inline auto ReachOf(const Corner4<TNumber>& c) {
+    const Side<TNumber> left = SideOf(c.m_topLeft.x, c.m_bottomLeft.x);
+    const Side<TNumber> right = SideOf(c.m_topRight.x, c.m_bottomRight.x);
+    TNumber low = Smaller(left.m_low, right.m_low);
+    TNumber high = Larger(left.m_high, right.m_high);
+    TNumber top =
+        Smaller(Smaller(c.m_topLeft.y, c.m_topRight.y), Smaller(c.m_bottomLeft.y, c.m_bottomRight.y));
+    TNumber bottom =
+        Larger(Larger(c.m_topLeft.y, c.m_topRight.y), Larger(c.m_bottomLeft.y, c.m_bottomRight.y));
+    const TNumber sides = left.m_low + right.m_low; // no number where a corner is not seen
+    auto isStretch = CutStretch(&low, &high) & CutStretch(&top, &bottom) & (sides == sides);
+    return Reach<TNumber, decltype(isStretch)>{low, high, top, bottom, isStretch};
+}
 
 // The depth at (x, y) of the plane with the slope between the corners, through `z` in their middle; within what
 // the corners and the middle have, so that corners on one line do no harm.
-[[gnu::always_inline]] static inline float DepthAt(const Corner4& c, float z, float x, float y) {
-    const Spot& tl = c.m_topLeft;
-    const Spot& tr = c.m_topRight;
-    const Spot& bl = c.m_bottomLeft;
-    const Spot& br = c.m_bottomRight;
-    const float downX = br.x - tl.x;
-    const float downY = br.y - tl.y;
-    const float downZ = br.z - tl.z;
-    const float upX = tr.x - bl.x;
-    const float upY = tr.y - bl.y;
-    const float upZ = tr.z - bl.z;
-    const float part = 1.0F / (downX * upY - downY * upX);
-    const float asideX = x - ((tl.x + br.x) + (tr.x + bl.x)) * 0.25F;
-    const float asideY = y - ((tl.y + br.y) + (tr.y + bl.y)) * 0.25F;
-    const float plane =
+template <typename TNumber>
+[[gnu::always_inline]] static inline TNumber DepthAt(const Corner4<TNumber>& c, TNumber z, TNumber x,
+                                                     TNumber y) {
+    const Spot<TNumber>& tl = c.m_topLeft;
+    const Spot<TNumber>& tr = c.m_topRight;
+    const Spot<TNumber>& bl = c.m_bottomLeft;
+    const Spot<TNumber>& br = c.m_bottomRight;
+    const TNumber downX = br.x - tl.x;
+    const TNumber downY = br.y - tl.y;
+    const TNumber downZ = br.z - tl.z;
+    const TNumber upX = tr.x - bl.x;
+    const TNumber upY = tr.y - bl.y;
+    const TNumber upZ = tr.z - bl.z;
+    const TNumber part = 1.0F / (downX * upY - downY * upX);
+    const TNumber asideX = x - ((tl.x + br.x) + (tr.x + bl.x)) * 0.25F;
+    const TNumber asideY = y - ((tl.y + br.y) + (tr.y + bl.y)) * 0.25F;
+    const TNumber plane =
         z + (asideX * (downZ * upY - upZ * downY) + asideY * (downX * upZ - upX * downZ)) * part;
-    const float least = Smaller(Smaller(Smaller(tl.z, tr.z), Smaller(bl.z, br.z)), z);
-    const float most = Larger(Larger(Larger(tl.z, tr.z), Larger(bl.z, br.z)), z);
+    const TNumber least = Smaller(Smaller(Smaller(tl.z, tr.z), Smaller(bl.z, br.z)), z);
+    const TNumber most = Larger(Larger(Larger(tl.z, tr.z), Larger(bl.z, br.z)), z);
     return Smaller(Larger(plane, least), most);
 }
 
-// Where a pixel with these corners and the depth z is drawn. A side counts at its middle, which both its pixels
-// share, so that neighbours do not overlap; up and down the patch reaches as far as any corner, so that rows of
-// which one is shifted against the other leave no gap. All of a patch has the depth of its surface in its middle.
-[[gnu::always_inline]] static inline Patch PatchOf(const FillOptics& o, const Corner4& c, float z) {
-    const float left = (c.m_topLeft.x + c.m_bottomLeft.x) * 0.5F;
-    const float right = (c.m_topRight.x + c.m_bottomRight.x) * 0.5F;
-    const float reachLeft = HalfLean(c.m_topLeft.x, c.m_bottomLeft.x);
-    const float reachRight = HalfLean(c.m_topRight.x, c.m_bottomRight.x);
-    float low = Smaller(left - reachLeft, right - reachRight);
-    float high = Larger(left + reachLeft, right + reachRight);
-    float top = Smaller(Smaller(c.m_topLeft.y, c.m_topRight.y), Smaller(c.m_bottomLeft.y, c.m_bottomRight.y));
-    float bottom = Larger(Larger(c.m_topLeft.y, c.m_topRight.y), Larger(c.m_bottomLeft.y, c.m_bottomRight.y));
-    const float sides = left + right; // no number where a corner is not seen
-    const int32_t isStretch =
-        CutStretch(&low, &high) & CutStretch(&top, &bottom) & static_cast<int32_t>(sides == sides);
-    Patch patch;
-    patch.m_left = Ceiling(Within(low, o.m_columns));
-    patch.m_right = EndOf(patch.m_left, Ceiling(Within(high, o.m_columns)));
-    patch.m_top = Ceiling(Within(top, o.m_rows));
-    patch.m_bottom = EndOf(patch.m_top, Ceiling(Within(bottom, o.m_rows)));
-    const float depth = DepthAt(c, z, static_cast<float>(patch.m_left + patch.m_right - 1) * 0.5F,
-                                static_cast<float>(patch.m_top + patch.m_bottom - 1) * 0.5F);
-    patch.m_depth = static_cast<int32_t>(Within(depth - 0.5F, kMaxDepth - 1.0F));
-    patch.m_isDrawn = isStretch & static_cast<int32_t>(depth >= 0.5F) &
-                      static_cast<int32_t>(depth < kMaxDepth + 0.5F) &
-                      static_cast<int32_t>(patch.m_top < patch.m_bottom);
-    return patch;
-}
-
-[[gnu::always_inline]] static inline float MovedDepth(const FillOptics& o, const float (&along)[3], float u,
-                                                      float d) {
-    return (o.m_ray[6] * u + along[2]) * d + o.m_shift[2];
+// Where a pixel with these corners and the depth z is drawn. All of a patch has the depth of its surface in its middle.
+// A stretch of kMaxSpan may have one whole pixel too many by rounding; those that are short have not.
+template <bool kIsShort, typename TNumber, typename TTruth>
+[[gnu::always_inline]] static inline Patch<TNumber, TTruth>
+PatchOf(const FillOptics& o, const Corner4<TNumber>& c, const Reach<TNumber, TTruth>& reach, TNumber z) {
+    constexpr float kSpan = kMaxSpan;
+    const TNumber left = Ceiling(Within(reach.m_left, o.m_columns));
+    TNumber right = Ceiling(Within(reach.m_right, o.m_columns));
+    const TNumber top = Ceiling(Within(reach.m_top, o.m_rows));
+    TNumber bottom = Ceiling(Within(reach.m_bottom, o.m_rows));
+    if constexpr (!kIsShort) {
+        right = Smaller(right, left + kSpan);
+        bottom = Smaller(bottom, top + kSpan);
+    }
+    const TNumber depth = DepthAt(c, z, (left + right - 1.0F) * 0.5F, (top + bottom - 1.0F) * 0.5F);
+    const TTruth isDrawn = reach.m_isStretch & (depth >= 0.5F) & (depth < kMaxDepth + 0.5F) & (top < bottom);
+    return {left, right, top, bottom, depth - 0.5F, isDrawn};
 }
 
 // How the pixels of the color camera's image lie in the target's, which is the same picture of another size: centre
@@ -223,7 +269,7 @@ struct Place {
 template <bool kDistorted>
 [[gnu::always_inline]] static inline Place PlaceOf(const FillOptics& o, const float (&along)[3],
                                                    const ColorGrid& g, int32_t width, float u, float d) {
-    const Spot spot = Project<kDistorted>(o, along, u, d);
+    const Spot<float> spot = Project<kDistorted>(o, along, u, d);
     const float x = spot.x + 0.5F;
     const float y = spot.y + 0.5F;
     const int32_t isInside = static_cast<int32_t>(x >= 0.0F) & static_cast<int32_t>(x < o.m_columns) &

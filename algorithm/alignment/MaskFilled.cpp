@@ -19,7 +19,7 @@ void MaskRow(const uint16_t* filled, int32_t width, float step, uint8_t* mask) {
             ++end;
         }
         const bool isBetween = hole > 0 && end < width;
-        const bool isStep = isBetween && alignment::Linked(filled[hole - 1], filled[end], step) == 0;
+        const bool isStep = isBetween && !alignment::Linked<float>(filled[hole - 1], filled[end], step);
         std::memset(mask + hole, isStep ? kMaskHidden : kMaskNone, static_cast<size_t>(end - hole));
     }
 }

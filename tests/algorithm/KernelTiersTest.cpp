@@ -260,7 +260,7 @@ Result TransformALargeImage(Random& random) {
     return Transform(random, width, 480 + Below(random, 9), targetWidth, kModes);
 }
 
-// Surfaces with steps and holes, or noise, in one strip or several.
+// Surfaces with steps and holes, or noise, in one band or several.
 Result Align(Random& random, int32_t width, int32_t height) {
     const size_t pixels = At(0, height, width);
     const Numbers n(random, width, height);
@@ -298,7 +298,7 @@ Result Align(Random& random, int32_t width, int32_t height) {
 }
 
 Result AlignAnySizes(Random& random) {
-    const int32_t width = 1 + Below(random, random() % 8 == 0 ? 800 : 70);
+    const int32_t width = 1 + (random() % 32 == 0 ? 2000 + Below(random, 2200) : Below(random, 70));
     return Align(random, width, 1 + Below(random, 12));
 }
 
