@@ -17,6 +17,7 @@ struct Band {
     Samples m_samples[3]; // rows by turns
     Corners m_corners[2];
     Sides m_sides;
+    Around m_around;
     Patches m_patches;
     Lines m_lines;
 };
@@ -67,7 +68,7 @@ void DrawBand(const AlignArgs& a, const FillOptics& o, int32_t firstRow, int32_t
         ProjectBelow<kDistorted>(row, &band->m_sides);
         SortPixels(row, band->m_sides, &band->m_patches);
         PatchWhole(row, band->m_sides, &band->m_patches);
-        PatchApart<kDistorted>(row, samplesAt(turn - 1), &band->m_patches);
+        PatchApart<kDistorted>(row, samplesAt(turn - 1), &band->m_around, &band->m_patches);
         DrawLines(&band->m_lines, a, target);
         WriteLines(band->m_patches, band->m_count, a, &band->m_lines, target);
     }
