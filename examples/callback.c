@@ -1,6 +1,6 @@
 /* Has frames pushed into a callback for a number of seconds, and hears of an unplugged camera.
  * usage: callback [SECONDS] */
-#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 
 #include <stdatomic.h>
 #include <stdbool.h>
@@ -60,15 +60,16 @@ int main(int argc, char** argv) {
     void* camera = NULL;
     uint32_t status = OX3D_RGBD_OpenDevice(&camera, NULL);
     if (status != OX3D_RGBD_OK) {
-        fprintf(stderr, "no camera opened: 0x%08x\n", status);
+        fprintf(stderr, "no camera opened: %s\n", OX3D_RGBD_StatusText(status));
         return 1;
     }
     Session session = {0};
     status = run(camera, &session, seconds);
-    if (status != OX3D_RGBD_OK) {
-        fprintf(stderr, "no frames: 0x%08x\n", status);
-    }
     /* Stops the stream and returns after a callback that still runs: the session may then go. */
-    OX3D_RGBD_CloseDevice(&camera);
+    const uint32_t closed = OX3D_RGBD_CloseDevice(&camera);
+    status = status != OX3D_RGBD_OK ? status : closed;
+    if (status != OX3D_RGBD_OK) {
+        fprintf(stderr, "no frames: %s\n", OX3D_RGBD_StatusText(status));
+    }
     return status == OX3D_RGBD_OK ? 0 : 1;
 }

@@ -55,7 +55,8 @@ int main(int argc, char** argv) {
         argc > 2 ? OX3D_RGBD_OpenDeviceBySerialNumber(&camera, argv[2]) : OX3D_RGBD_OpenDevice(&camera, NULL);
     if (status == OX3D_RGBD_OK) {
         status = take_one(camera, argv[1], &is_written);
-        OX3D_RGBD_CloseDevice(&camera);
+        const uint32_t closed = OX3D_RGBD_CloseDevice(&camera);
+        status = status != OX3D_RGBD_OK ? status : closed;
     }
     if (status != OX3D_RGBD_OK) {
         fprintf(stderr, "no points: %s\n", OX3D_RGBD_StatusText(status));

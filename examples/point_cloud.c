@@ -1,12 +1,12 @@
 /* Takes one frame from the first camera found and turns its depth into a point cloud.
  * usage: point_cloud [SERIAL_NUMBER] */
-#include <ox3drgbd/Ox3dRgbdApi.h>
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/Ox3dRgbdImgProc.h>
 
 #include <stdio.h>
 #include <string.h>
 
-/* Points are in the depth's unit, millimetres for most cameras; (0, 0, 0) stands where there is no depth. */
+/* Points are in the depth's unit, millimetres; (0, 0, 0) stands where there is no depth. */
 static void print_cloud(const OX3D_RGBD_IMAGE_DATA* cloud) {
     const size_t pixels = (size_t)cloud->nWidth * cloud->nHeight;
     size_t valid = 0;
@@ -59,13 +59,14 @@ int main(int argc, char** argv) {
     uint32_t status =
         argc > 1 ? OX3D_RGBD_OpenDeviceBySerialNumber(&camera, argv[1]) : OX3D_RGBD_OpenDevice(&camera, NULL);
     if (status != OX3D_RGBD_OK) {
-        fprintf(stderr, "no camera opened: 0x%08x\n", status);
+        fprintf(stderr, "no camera opened: %s\n", OX3D_RGBD_StatusText(status));
         return 1;
     }
     status = take_one(camera);
+    const uint32_t closed = OX3D_RGBD_CloseDevice(&camera);
+    status = status != OX3D_RGBD_OK ? status : closed;
     if (status != OX3D_RGBD_OK) {
-        fprintf(stderr, "no point cloud: 0x%08x\n", status);
+        fprintf(stderr, "no point cloud: %s\n", OX3D_RGBD_StatusText(status));
     }
-    OX3D_RGBD_CloseDevice(&camera);
     return status == OX3D_RGBD_OK ? 0 : 1;
 }

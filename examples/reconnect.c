@@ -30,8 +30,11 @@ static uint32_t run(void* camera, unsigned seconds) {
     while (status == OX3D_RGBD_OK && time(NULL) < end) {
         OX3D_RGBD_FRAME_DATA frame;
         /* While the camera is away this waits a second and returns OX3D_RGBD_E_NO_DATA. */
-        if (OX3D_RGBD_FetchFrame(camera, &frame, 1000) == OX3D_RGBD_OK) {
+        status = OX3D_RGBD_FetchFrame(camera, &frame, 1000);
+        if (status == OX3D_RGBD_OK) {
             ++frames;
+        } else if (status == OX3D_RGBD_E_NO_DATA) {
+            status = OX3D_RGBD_OK;
         }
     }
     printf("%u frames\n", frames);
@@ -43,10 +46,11 @@ int main(int argc, char** argv) {
     uint32_t status = OX3D_RGBD_OpenDevice(&camera, NULL);
     if (status == OX3D_RGBD_OK) {
         status = run(camera, argc > 1 ? (unsigned)strtoul(argv[1], NULL, 10) : 10);
-        OX3D_RGBD_CloseDevice(&camera);
+        const uint32_t closed = OX3D_RGBD_CloseDevice(&camera);
+        status = status != OX3D_RGBD_OK ? status : closed;
     }
     if (status != OX3D_RGBD_OK) {
-        fprintf(stderr, "failed: 0x%08x\n", status);
+        fprintf(stderr, "failed: %s\n", OX3D_RGBD_StatusText(status));
     }
     return status == OX3D_RGBD_OK ? 0 : 1;
 }

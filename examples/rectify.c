@@ -3,6 +3,7 @@
  * The images are 8-bit PGM files (P5) of one size, at least 640 x 480. CALIBRATION is a text file of 40
  * numbers: the left camera's matrix (9) and distortion k1 k2 p1 p2 k3 (5), the right camera's, then the
  * rotation (9) and translation (3) that take a point of the left camera's frame into the right camera's. */
+#include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/Oxb3dBinoStereo.h>
 
 #include <stdio.h>
@@ -130,7 +131,7 @@ static int run(char** arguments, OXB3D_BINOSTEREO_IMAGE_PAIR* in, OXB3D_BINOSTER
         OXB3D_BINOSTEREO_Destroy(object);
     }
     if (status != OXB3D_BINOSTEREO_OK) {
-        fprintf(stderr, "rectification failed: 0x%08X\n", (unsigned)status);
+        fprintf(stderr, "rectification failed: %s\n", OX3D_RGBD_StatusText((uint32_t)status));
         return 1;
     }
     if (!write_pgm(arguments[3], &out->left) || !write_pgm(arguments[4], &out->right)) {
