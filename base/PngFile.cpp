@@ -3,6 +3,7 @@
 #include "base/PngFile.h"
 
 #include <png.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <bit>
@@ -16,6 +17,7 @@
 namespace ox3d {
 namespace {
 
+constexpr int kQuickly = 1; // of the levels 0 to 9
 constexpr uint32_t kMaxSide = 32768;
 constexpr png_alloc_size_t kMaxTextChunkBytes = 8U << 20U;
 
@@ -93,6 +95,8 @@ void ReadRows(PngJob* job) {
 
 // Takes the samples as they lie in memory.
 void WriteRows(PngJob* job) {
+    png_set_compression_level(job->m_png,
+                              kQuickly); // for frames as they come: the default takes several times as long
     png_init_io(job->m_png, job->m_file);
     png_set_IHDR(job->m_png, job->m_info, job->m_width, job->m_height, job->m_bitDepth, job->m_colorType,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
@@ -174,21 +178,34 @@ private:
     PngJob m_job;
 };
 
-bool WritePng(const std::string& path, PngJob* job, std::string* error) {
-    job->m_file = std::fopen(path.c_str(), "wbe");
-    if (job->m_file == nullptr) {
-        *error = path + ": " + std::strerror(errno);
-        return false;
-    }
+// Encodes into a file that is there already, and closes it.
+bool Encode(PngJob* job) {
     job->m_png = png_create_write_struct(PNG_LIBPNG_VER_STRING, job, OnError, OnWarning);
     job->m_info = job->m_png != nullptr ? png_create_info_struct(job->m_png) : nullptr;
     const bool isEncoded = job->m_info != nullptr && Guarded(job, WriteRows);
     png_destroy_write_struct(&job->m_png, &job->m_info);
-    if (std::fclose(job->m_file) != 0 || !isEncoded) {
-        *error = path + ": the disk is full or the image is empty";
+    return std::fclose(job->m_file) == 0 && isEncoded;
+}
+
+// A file is written beside its place, where it goes when it is whole; what is no file, such as a pipe, is written to.
+bool WritePng(const std::string& path, PngJob* job, std::string* error) {
+    struct stat status {};
+    const bool isDevice = stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) != S_IFREG;
+    const std::string part = isDevice ? path : path + "." + std::to_string(getpid()) + ".part";
+    job->m_file = std::fopen(part.c_str(), "wbe");
+    if (job->m_file == nullptr) {
+        *error = path + ": " + std::strerror(errno);
         return false;
     }
-    return true;
+    const bool isEncoded = Encode(job);
+    if (isEncoded && (isDevice || std::rename(part.c_str(), path.c_str()) == 0)) {
+        return true;
+    }
+    *error = path + ": " + (isEncoded ? std::strerror(errno) : "the disk is full or the image is empty");
+    if (!isDevice) {
+        unlink(part.c_str());
+    }
+    return false;
 }
 
 } // namespace

@@ -28,17 +28,23 @@ bool CRecordingWriter::Begin(std::string* error) const {
     return true;
 }
 
+uint64_t CRecordingWriter::NumberFor(uint32_t frameNum) {
+    const uint64_t number = std::max<uint64_t>(frameNum, m_nextNumber);
+    m_nextNumber = number + 1;
+    return number;
+}
+
+bool CRecordingWriter::Write(uint64_t number, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
+                             const uint8_t* rgb, std::string* error) const {
+    const std::string name = RecordingImageName(number);
+    return WriteDepthPng((m_folder / kRecordingDepth / name).string(), depthSize, depth, error) &&
+           (rgb == nullptr ||
+            WriteColorPng((m_folder / kRecordingColor / name).string(), colorSize, rgb, error));
+}
+
 bool CRecordingWriter::Add(uint32_t frameNum, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
                            const uint8_t* rgb, std::string* error) {
-    const uint64_t number = std::max<uint64_t>(frameNum, m_nextNumber);
-    const std::string name = RecordingImageName(number);
-    if (!WriteDepthPng((m_folder / kRecordingDepth / name).string(), depthSize, depth, error) ||
-        (rgb != nullptr &&
-         !WriteColorPng((m_folder / kRecordingColor / name).string(), colorSize, rgb, error))) {
-        return false;
-    }
-    m_nextNumber = number + 1;
-    return true;
+    return Write(NumberFor(frameNum), depthSize, depth, colorSize, rgb, error);
 }
 
 std::string CRecordingWriter::CalibrationFile() const {

@@ -26,6 +26,11 @@ public:
     bool Add(uint32_t frameNum, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
              const uint8_t* rgb, std::string* error);
 
+    // The two halves of it: the next frame's number, and a frame under a number, by any thread.
+    uint64_t NumberFor(uint32_t frameNum);
+    bool Write(uint64_t number, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
+               const uint8_t* rgb, std::string* error) const;
+
     std::string CalibrationFile() const;
 
 private:

@@ -1,8 +1,10 @@
 // The commands that ask a camera and set it, on virtual cameras.
 #include "tests/tools/ToolRun.h"
 
+#include <cmath>
+#include <csignal>
+#include <cstring>
 #include <nlohmann/json.hpp>
-#include <sys/resource.h>
 
 namespace ox3d::test {
 namespace {
@@ -23,9 +25,8 @@ protected:
     }
     // What a command prints on standard output, which has to be one document.
     nlohmann::json Document(const std::string& arguments, int code = 0) const {
-        CProcess process(
-            {"/bin/sh", "-c", "'" OX3D_TOOL "' " + arguments + " --provider virtual 2>/dev/null"},
-            m_folder.Path(), m_variables);
+        CProcess process({"/bin/sh", "-c", "'" OX3D_TOOL "' " + arguments + " 2>/dev/null"}, m_folder.Path(),
+                         m_variables);
         EXPECT_EQ(process.Finish(), code) << process.Output();
         return nlohmann::json::parse(process.Output());
     }
@@ -128,9 +129,8 @@ TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
     Run({"export", "mine", "--force"});
     EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
     // A disk that is full before the file is whole.
-    CProcess full(
-        {"/bin/sh", "-c", "ulimit -f 8; trap '' XFSZ; '" OX3D_TOOL "' xml mine --force --provider virtual"},
-        m_folder.Path(), m_variables);
+    CProcess full({"/bin/sh", "-c", "ulimit -f 8; trap '' XFSZ; '" OX3D_TOOL "' xml mine --force"},
+                  m_folder.Path(), m_variables);
     EXPECT_EQ(full.Finish(), 7) << full.Output();
     EXPECT_THAT(full.Output(), HasSubstr("cannot write "));
     EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
@@ -163,6 +163,138 @@ TEST_F(CameraCommands, StreamTellsHowFramesComeAndShowsTheDepth) {
     ASSERT_TRUE(endless.WaitForOutput("frames are arriving"));
     endless.Signal(SIGINT);
     EXPECT_EQ(endless.Finish(), 0) << endless.Output();
+}
+
+TEST_F(CameraCommands, ListsAreDocumentsToo) {
+    UseCameras({"serial = E1", "serial = E2\nfault = deny_open", "transport = usb\nserial = U1"});
+    const auto list = Document("list --json");
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(list[0]["serial"].dump() + list[0]["accessible"].dump() + list[1]["accessible"].dump(),
+              "\"E1\"truefalse");
+    EXPECT_EQ(list[2]["vendor_id"], 0x1209);
+    EXPECT_EQ(Document("info --json --serial E1")["features"]["ExposureTime"], 5000);
+    const auto network = Document("network --json");
+    ASSERT_EQ(network.size(), 2U);
+    EXPECT_EQ(network[0]["mask"], "255.255.255.0");
+    EXPECT_TRUE(network[0].contains("seen_by"));
+    const int code = Start({"doctor", "--host-only"}).Finish();
+    EXPECT_FALSE(Document("doctor --host-only --json", code)["findings"].empty());
+}
+
+TEST_F(CameraCommands, ACameraThatAnotherProgramHoldsStillTellsWhatItIs) {
+    UseCameras({"serial = E1\nfault = deny_open"});
+    Run({"info"}, 0,
+        {"serial number            E1\n", "access denied", "features and calibration are not shown\n"});
+    EXPECT_EQ(Document("info --json")["device"]["serial"], "E1");
+    for (const char* const arguments :
+         {"features", "get Width", "set Gain=1", "run DeviceReset", "xml", "export a", "calib", "stream"}) {
+        Say({arguments, 5, "another application may hold the camera (0x8006000e)\n"});
+    }
+    EXPECT_THAT(Files(), ElementsAre("cameras.ini"));
+}
+
+TEST_F(CameraCommands, WatchTellsWhichCamerasComeAndGo) {
+    CProcess watch = Start({"list", "--watch"});
+    ASSERT_TRUE(watch.WaitForOutput("+ VirtualRgbd-GigE E1 (192.168.1.101)\n")) << watch.Output();
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Finish(), 0);
+    Run({"list", "--watch", "--json"}, 2, {"excludes"});
+}
+
+TEST_F(CameraCommands, ASlipOfTheKeyboardIsAnsweredWithWhatMayHaveBeenMeant) {
+    const Line lines[] = {
+        {"lits", 2,
+         "ox3d: there is no command \"lits\"; did you mean \"list\"? (\"ox3d --help\" tells more)\n"},
+        {"list --jsno", 2, "there is no option --jsno; did you mean \"--json\"? (\"ox3d list --help\""},
+        {"grab", 2, "ox3d: --out is required (\"ox3d grab --help\" tells more)\n"},
+        {"list --provider virtul", 3, "did you mean \"virtual\"?\n"},
+        {"nothing-like-it", 2, "there is no command \"nothing-like-it\" ("},
+    };
+    for (const Line& line : lines) {
+        Say(line);
+    }
+}
+
+TEST_F(CameraCommands, EveryCommandHasAnExampleAndIsCompletedAndInTheManual) {
+    const auto text = [this](const std::string& shell) {
+        CProcess process({OX3D_TOOL, "completion", shell}, m_folder.Path());
+        EXPECT_EQ(process.Finish(), 0);
+        return process.Output();
+    };
+    const std::string script = text("bash");
+    WriteFile(m_folder.File("script"), script);
+    const std::string list = script.substr(script.find("words='") + 7);
+    std::istringstream words(list.substr(0, list.find('\'')));
+    size_t commands = 0;
+    for (std::string word; words >> word;) {
+        if (word.front() == '-') {
+            continue;
+        }
+        ++commands;
+        CProcess help({OX3D_TOOL, word, "--help"}, m_folder.Path());
+        EXPECT_EQ(help.Finish(), 0);
+        EXPECT_THAT(help.Output(), HasSubstr("ox3d " + word)) << word;
+        EXPECT_THAT(help.Output(), ContainsRegex("Examples?: ")) << word;
+        EXPECT_THAT(text("zsh"), HasSubstr("    " + word + ")\n        _arguments"));
+        EXPECT_THAT(text("fish"), HasSubstr("__fish_use_subcommand -a " + word + " -d "));
+        EXPECT_THAT(text("man"), HasSubstr("\n.SS " + word + "\n"));
+    }
+    EXPECT_GE(commands, 18U);
+    CProcess complete(
+        {"/bin/bash", "-c",
+         ". ./script; COMP_WORDS=(ox3d file ge); COMP_CWORD=2; _ox3d; echo \"<${COMPREPLY[*]}>\""},
+        m_folder.Path());
+    EXPECT_EQ(complete.Finish(), 0);
+    EXPECT_EQ(complete.Output(), "<get>\n");
+}
+
+TEST_F(CameraCommands, CloudMakesPointsOfAFileAsTheLibraryDoesOfAFrame) {
+    Run({"grab", "--out", "out", "--frames", "1"});
+    Run({"calib", "--export", "c.xml"});
+    WriteFile(m_folder.File("bad.png"), "no picture");
+    const Line lines[] = {
+        {"cloud out/depth.png --registered --calibration c.xml --color out/color.png --out mine.ply", 0,
+         " points\n"},
+        {"cloud out/depth.png --calibration c.xml --out a.pcd", 0, " points\n"},
+        {"cloud out/depth.png --calibration c.xml --out a.pcd", 7, "is there already; --force replaces it\n"},
+        {"cloud out/depth.png --calibration c.xml --out a.obj", 2,
+         "--out has to end in .ply or .pcd: a.obj\n"},
+        {"cloud gone.png --calibration c.xml --out b.ply", 7, "there is no file /"},
+        {"cloud bad.png --calibration c.xml --out b.ply", 7, "cannot read /"},
+        {"cloud out/depth.png --calibration bad.png --out b.ply", 7,
+         "bad.png is no calibration file; \"ox3d calib"},
+    };
+    for (const Line& line : lines) {
+        Say(line);
+    }
+    const std::string ours = ReadFile(m_folder.File("mine.ply"));
+    const std::string theirs = ReadFile(m_folder.File("out/cloud.ply"));
+    ASSERT_EQ(ours.size(), theirs.size());
+    float worst = 0;
+    const size_t begin = ours.find("end_header\n") + 11;
+    for (size_t at = begin; at + 15 <= ours.size(); at += 15) {
+        float a[3];
+        float b[3];
+        memcpy(a, &ours[at], sizeof(a));
+        memcpy(b, &theirs[at], sizeof(b));
+        for (size_t i = 0; i < 3; ++i) {
+            worst = std::max(worst, std::abs(a[i] - b[i]));
+        }
+        ASSERT_EQ(ours.substr(at + 12, 3), theirs.substr(at + 12, 3)) << at;
+    }
+    EXPECT_LT(worst, 1e-5F);
+    EXPECT_FALSE(fs::exists(m_folder.File("b.ply")));
+}
+
+TEST_F(CameraCommands, ARecordingHasNoHalfFrames) {
+    // Depth fits, color does not.
+    CProcess full(
+        {"/bin/sh", "-c", "ulimit -f 140; trap '' XFSZ; '" OX3D_TOOL "' grab --all --out less --frames 20"},
+        m_folder.Path(), m_variables);
+    EXPECT_EQ(full.Finish(), 7) << full.Output();
+    EXPECT_THAT(full.Output(), HasSubstr("cannot write "));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.File("less/color")), fs::directory_iterator()),
+              0);
 }
 
 } // namespace

@@ -22,11 +22,8 @@ inline const std::string kOffice = OX3D_DATA_DIR "/office";
 
 class ToolRun : public Test {
 protected:
-    // On virtual cameras, where the test does not choose: without a word the tool looks for real ones.
+    // On virtual cameras, where the test does not choose.
     CProcess Start(std::vector<std::string> arguments) const {
-        if (std::find(arguments.begin(), arguments.end(), "--provider") == arguments.end()) {
-            arguments.insert(arguments.end(), {"--provider", "virtual"});
-        }
         arguments.insert(arguments.begin(), OX3D_TOOL);
         return {arguments, m_folder.Path().string(), m_variables};
     }
@@ -69,7 +66,7 @@ protected:
     }
 
     CTempFolder m_folder;
-    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string()};
+    std::vector<std::string> m_variables = {"TMPDIR=" + m_folder.Path().string(), "OX3D_PROVIDER=virtual"};
 };
 
 } // namespace ox3d::test

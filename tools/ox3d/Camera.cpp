@@ -14,7 +14,7 @@ namespace {
 constexpr uint32_t kMaxCameras = 256;
 
 [[noreturn]] void Throw(EExitCode code, const std::string& what, uint32_t status) {
-    throw CToolError(code, what + ": " + StatusText(status));
+    throw CStatusError(code, what + ": " + StatusText(status), status);
 }
 
 [[noreturn]] void ThrowFromProvider(const ProviderChoice& provider, const std::string& what,

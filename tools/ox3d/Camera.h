@@ -3,6 +3,7 @@
 #ifndef OX3D_TOOL_CAMERA_H
 #define OX3D_TOOL_CAMERA_H
 
+#include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/Provider.h"
 
 #include <atomic>
@@ -43,6 +44,17 @@ std::vector<DeviceRecord> ListCameras(const ProviderChoice& provider);
 
 // The one with the serial number, or the first with an empty one. Throws CToolError when there is none.
 const DeviceRecord& PickCamera(const std::vector<DeviceRecord>& cameras, const std::string& serial);
+
+// A status of the library that ended a command.
+class CStatusError : public CToolError {
+public:
+    CStatusError(EExitCode code, const std::string& message, uint32_t status)
+        : CToolError(code, message), m_status(status) {}
+    uint32_t Status() const { return m_status; }
+
+private:
+    uint32_t m_status;
+};
 
 class CCamera {
 public:

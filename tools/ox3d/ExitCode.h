@@ -15,8 +15,8 @@ enum class EExitCode {
     NoCamera = 4,     // no camera, or not the one asked for
     Camera = 5,       // the camera refused or was lost
     NoFrame = 6,      // no frame came
-    File = 7,         // a file or folder could not be written
-    Host = 8,         // ox3d doctor found a problem
+    File = 7,         // a file or folder could not be read or written
+    Host = 8,         // ox3d doctor or ox3d calib found a problem
     Interrupted = 130 // Ctrl-C, as shells number it
 };
 

@@ -2,6 +2,7 @@
 #include "tools/ox3d/Provider.h"
 
 #include "tools/ox3d/ExitCode.h"
+#include "tools/ox3d/Suggest.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -106,7 +107,7 @@ ProviderChoice ChooseProvider(const std::string& asked, const fs::path& installe
         ThrowMissing("no " + std::string(kLibrary) + " at " + request +
                      (asked.empty() ? ", where OX3D_PROVIDER leads" : "") + "; installed in " +
                      installed.string() + ":" + (known.empty() ? " none" : known) +
-                     (isPath ? "" : " (a path has a '/')"));
+                     (isPath ? "" : " (a path has a '/')" + DidYouMean(request, names)));
     }
     return {asked.empty() ? "from OX3D_PROVIDER" : "given", file};
 }

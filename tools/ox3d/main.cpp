@@ -1,46 +1,35 @@
 // ox3d: looks for RGB-D cameras, shows what they are, and takes pictures with them.
-#include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/CommandApp.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <ox3drgbd/Ox3dRgbdApi.h>
 
 namespace {
 
 using namespace ox3d::tool;
 
-constexpr const char* kFooter =
-    "Camera control: --provider takes the name of an installed one (\"ox3d list --help\" has them) or the\n"
-    "path, with a '/' in it, of a folder or a file libOxCameraControl.so. Without it the one that\n"
-    "OX3D_PROVIDER names is used, else that in LD_LIBRARY_PATH, else the first installed.\n"
-    "\n"
-    "Exit codes: 0 success, 1 internal failure, 2 wrong command line, 3 no camera-control library,\n"
-    "4 no such camera, 5 the camera refused or was lost, 6 no frame came, 7 a file could not be written,\n"
-    "8 doctor found a problem, 130 interrupted (what had arrived was written).\n"
-    "\n"
-    "Frames get lost? Start with \"ox3d doctor\" and \"ox3d network\"; docs/network.md has the rest.";
-
-std::string VersionText() {
-    OX3D_RGBD_VERSION_INFO version{};
-    OX3D_RGBD_GetSDKVersion(&version);
-    return "ox3d " + std::to_string(version.nMajor) + "." + std::to_string(version.nMinor) + "." +
-           std::to_string(version.nRevision);
+// One line that says what and what to do.
+EExitCode Refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
+    if (error.get_exit_code() == 0) { // --help and --version
+        app.exit(error);
+        return EExitCode::Ok;
+    }
+    const std::string unknown = UnknownWord(app, argc, argv);
+    const std::string command =
+        app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name() + " ";
+    throw CToolError(EExitCode::Usage, (unknown.empty() ? error.what() : unknown) + " (\"ox3d " + command +
+                                           "--help\" tells more)");
 }
 
 EExitCode Run(int argc, char** argv) {
     Arguments arguments;
-    CLI::App app("Looks for RGB-D cameras, shows what they are, and takes pictures with them.", "ox3d");
-    app.set_version_flag("--version", VersionText);
-    app.require_subcommand(1);
-    app.footer(kFooter);
-    for (const Command& command : Commands()) {
-        command.m_addOptions(*app.add_subcommand(command.m_name, command.m_help), arguments);
-    }
+    CLI::App app;
+    BuildApp(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EExitCode::Ok : EExitCode::Usage;
+        return Refuse(app, error, argc, argv);
     }
     const auto command = std::find_if(Commands().begin(), Commands().end(), [&](const Command& candidate) {
         return app.got_subcommand(candidate.m_name);

@@ -46,6 +46,13 @@ struct FileOptions {
     EExisting Existing() const { return m_isForced ? EExisting::Replace : EExisting::Refuse; }
 };
 
+struct CloudOptions {
+    std::string m_depth;
+    std::string m_color; // empty: none
+    std::string m_calibration;
+    bool m_isRegistered = false;
+};
+
 struct StreamOptions {
     uint64_t m_seconds = 10; // 0: until interrupted
     uint32_t m_patienceSeconds = 10;
@@ -60,8 +67,11 @@ struct Arguments {
     FeatureOptions m_feature;
     FileOptions m_file;
     StreamOptions m_stream;
+    CloudOptions m_cloud;
+    std::string m_shell; // "bash", "zsh", "fish" or "man"
     bool m_isHostOnly = false;
     bool m_isJson = false;
+    bool m_isWatching = false;
 };
 
 // One command. The function returns an exit code or throws CToolError.
@@ -89,6 +99,8 @@ EExitCode RunImport(CCameraControl& control, const Arguments& arguments);
 EExitCode RunFile(CCameraControl& control, const Arguments& arguments);
 EExitCode RunUpgrade(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCalib(CCameraControl& control, const Arguments& arguments);
+EExitCode RunCloud(CCameraControl& control, const Arguments& arguments);
+EExitCode RunCompletion(CCameraControl& control, const Arguments& arguments);
 EExitCode RunStream(CCameraControl& control, const Arguments& arguments);
 
 } // namespace ox3d::tool

@@ -37,9 +37,49 @@ void AddTimeout(CLI::App& command, uint32_t& seconds, const char* help) {
     command.add_option("--timeout", seconds, help)->capture_default_str()->check(CLI::Range(1, 3600));
 }
 
+void AddList(CLI::App& command, Arguments& arguments) {
+    AddCommon(command, arguments);
+    AddJson(command, arguments);
+    command.add_flag("--watch", arguments.m_isWatching, "tell which cameras come and go, until Ctrl-C")
+        ->excludes("--json");
+    command.footer("Examples: ox3d list --json\n"
+                   "          ox3d list --watch");
+}
+
 void AddInfo(CLI::App& command, Arguments& arguments) {
     AddCommon(command, arguments);
     AddSerial(command, arguments);
+    AddJson(command, arguments);
+    command.footer("Of a camera that another program holds, what it tells to everybody is shown.\n"
+                   "\n"
+                   "Example: ox3d info --serial VC00000001");
+}
+
+void AddCloud(CLI::App& command, Arguments& arguments) {
+    CloudOptions& options = arguments.m_cloud;
+    command.add_option("DEPTH", options.m_depth, "depth in millimetres, a PNG file of 16 bits")->required();
+    command
+        .add_option("--calibration", options.m_calibration,
+                    "the camera's calibration file; \"ox3d calib --export\" gives it")
+        ->required();
+    command.add_option("--out", arguments.m_file.m_local, "the cloud; ends in .ply or .pcd")->required();
+    command.add_option("--color", options.m_color, "the color image taken with it, a PNG file");
+    command.add_flag("--registered", options.m_isRegistered,
+                     "the depth is laid onto the color image, as \"ox3d grab\" writes it without --all");
+    AddForce(command, arguments);
+    command.footer(
+        "Needs no camera. Points are in metres, in the frame of the depth camera, or of the color camera\n"
+        "with --registered: x right, y down, z along the view.\n"
+        "\n"
+        "Example: ox3d cloud depth/000001.png --calibration calibration.xml --out cloud.ply");
+}
+
+void AddCompletion(CLI::App& command, Arguments& arguments) {
+    command.add_option("SHELL", arguments.m_shell, "the shell, or man for the manual page")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish", "man"}));
+    command.footer("Examples: source <(ox3d completion bash)\n"
+                   "          ox3d completion fish > ~/.config/fish/completions/ox3d.fish");
 }
 
 void AddCalib(CLI::App& command, Arguments& arguments) {

@@ -14,6 +14,7 @@ void AddJson(CLI::App& command, Arguments& arguments);
 void AddForce(CLI::App& command, Arguments& arguments);
 void AddTimeout(CLI::App& command, uint32_t& seconds, const char* help);
 
+void AddList(CLI::App& command, Arguments& arguments);
 void AddInfo(CLI::App& command, Arguments& arguments);
 void AddFeatures(CLI::App& command, Arguments& arguments);
 void AddGet(CLI::App& command, Arguments& arguments);
@@ -25,6 +26,8 @@ void AddImport(CLI::App& command, Arguments& arguments);
 void AddFile(CLI::App& command, Arguments& arguments);
 void AddUpgrade(CLI::App& command, Arguments& arguments);
 void AddCalib(CLI::App& command, Arguments& arguments);
+void AddCloud(CLI::App& command, Arguments& arguments);
+void AddCompletion(CLI::App& command, Arguments& arguments);
 void AddStream(CLI::App& command, Arguments& arguments);
 
 } // namespace ox3d::tool

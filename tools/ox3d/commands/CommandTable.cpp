@@ -14,19 +14,26 @@ constexpr const char* kGrabFooter =
     "Depth is registered to color; where color has the finer pixels a raster of gaps remains in it.\n"
     "With --all the folder becomes a recording, which --recording plays: depth/NNNNNN.png, color/NNNNNN.png\n"
     "and the camera's calibration.xml. Its depth is as the camera sends it, not registered to color.\n"
-    "The library's log and the camera's calibration file are left in the folder, too.";
+    "The library's log and the camera's calibration file are left in the folder, too.\n"
+    "\n"
+    "Examples: ox3d grab --out scene\n"
+    "          ox3d grab --all --frames 100 --out recording";
 
 constexpr const char* kNetworkFooter =
     "FIT tells whether camera and host reach each other: in a wrong subnet a camera is found, not opened.\n"
     "A static address holds at once and for good. DHCP and link-local are stored and hold from the camera's\n"
     "next start on; a camera in a wrong subnet may need a static address first. The camera must not be open\n"
-    "anywhere. docs/network.md tells how to get a camera to stream without loss.";
+    "anywhere. docs/network.md tells how to get a camera to stream without loss.\n"
+    "\n"
+    "Example: ox3d network --serial VC00000001 --set-ip 192.168.1.20";
 
 constexpr const char* kDoctorFooter =
     "Each point gets a mark: ok; note, worth knowing; problem, frames get lost or cameras are not reached.\n"
     "With a problem the exit code is 8. Nothing is changed: the commands shown are for you to run.\n"
     "Cameras on the network are opened for a moment, where nobody else has them, for their packet size.\n"
-    "docs/network.md explains the points.";
+    "docs/network.md explains the points.\n"
+    "\n"
+    "Example: ox3d doctor --host-only";
 
 void AddGrab(CLI::App& command, Arguments& arguments) {
     AddCommon(command, arguments);
@@ -36,11 +43,8 @@ void AddGrab(CLI::App& command, Arguments& arguments) {
     command.add_option("--frames", options.m_frames, "frames to fetch; 0: until Ctrl-C")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{0}, int64_t{1000000000})); // also keeps "-1" from wrapping round
-    command.add_option("--timeout", options.m_patienceSeconds, "seconds without a frame before giving up")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 3600));
-    command.add_flag("--all", options.m_isRecording,
-                     "record every frame into the folder (a camera may be faster than the disk)");
+    AddTimeout(command, options.m_patienceSeconds, "seconds without a frame before giving up");
+    command.add_flag("--all", options.m_isRecording, "record every frame into the folder");
     command.footer(kGrabFooter);
 }
 
@@ -76,10 +80,8 @@ void AddNetwork(CLI::App& command, Arguments& arguments) {
         ->needs(serial)
         ->excludes(setIp)
         ->excludes(dhcp);
-    command
-        .add_option("--timeout", options.m_patienceSeconds, "seconds for a moved camera to be found again")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 3600));
+    AddTimeout(command, options.m_patienceSeconds, "seconds for a moved camera to be found again");
+    AddJson(command, arguments);
     command.footer(kNetworkFooter);
 }
 
@@ -87,12 +89,13 @@ void AddDoctor(CLI::App& command, Arguments& arguments) {
     AddProvider(command, arguments);
     command.add_option("--serial", arguments.m_serial, "ask this camera alone; default: all");
     command.add_flag("--host-only", arguments.m_isHostOnly, "ask no camera");
+    AddJson(command, arguments);
     command.footer(kDoctorFooter);
 }
 
 // In the order in which --help has them.
 constexpr Command kCommands[] = {
-    {"list", "Lists the cameras present", AddCommon, RunList},
+    {"list", "Lists the cameras present", AddList, RunList},
     {"info", "Shows a camera's record, features and calibration", AddInfo, RunInfo},
     {"grab", "Fetches frames and writes pictures and a point cloud", AddGrab, RunGrab},
     {"features", "Lists a camera's features", AddFeatures, RunFeatures},
@@ -106,8 +109,10 @@ constexpr Command kCommands[] = {
     {"upgrade", "Upgrades a camera's firmware", AddUpgrade, RunUpgrade},
     {"calib", "Shows and checks a camera's calibration", AddCalib, RunCalib},
     {"stream", "Measures how frames come", AddStream, RunStream},
+    {"cloud", "Makes a point cloud of a depth image", AddCloud, RunCloud},
     {"network", "Lists cameras on the network with their addresses, and moves them", AddNetwork, RunNetwork},
     {"doctor", "Looks at what spoils streaming on this host, and says what mends it", AddDoctor, RunDoctor},
+    {"completion", "Writes what a shell needs to complete this", AddCompletion, RunCompletion},
 };
 
 } // namespace

@@ -1,12 +1,14 @@
 // ox3d doctor: what usually spoils streaming, what was found on this host, and the commands that mend it.
 #include "base/Ipv4.h"
 #include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Json.h"
 #include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/host/HostChecks.h"
 #include "tools/ox3d/host/HostFacts.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace ox3d::tool {
@@ -104,6 +106,14 @@ void Print(const Finding& finding) {
     }
 }
 
+Json FindingJson(const Finding& finding) {
+    return {{"mark", MarkText(finding.m_mark)},
+            {"topic", finding.m_topic},
+            {"saw", finding.m_saw},
+            {"follows", finding.m_follows},
+            {"commands", finding.m_commands}};
+}
+
 // Adds the facts of the cameras on the network. Returns why no camera was asked, empty when one was.
 std::string AddCameras(CCameraControl& control, const Arguments& arguments, HostFacts* facts) {
     const ProviderChoice* provider = nullptr;
@@ -130,10 +140,18 @@ EExitCode RunDoctor(CCameraControl& control, const Arguments& arguments) {
         arguments.m_isHostOnly ? "as asked for" : AddCameras(control, arguments, &facts);
     size_t problems = 0;
     size_t notes = 0;
+    Json document = {{"findings", Json::array()}, {"why_no_camera_was_asked", whyNoCameras}};
     for (const Finding& finding : JudgeHost(facts)) {
-        Print(finding);
+        document["findings"].push_back(FindingJson(finding));
+        if (!arguments.m_isJson) {
+            Print(finding);
+        }
         problems += finding.m_mark == EMark::Problem ? 1 : 0;
         notes += finding.m_mark == EMark::Note ? 1 : 0;
+    }
+    if (arguments.m_isJson) {
+        PrintJson(document);
+        return problems == 0 ? EExitCode::Ok : EExitCode::Host;
     }
     if (!whyNoCameras.empty()) {
         std::printf("no camera was asked: %s\n", whyNoCameras.c_str());

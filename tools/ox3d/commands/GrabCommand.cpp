@@ -7,11 +7,13 @@
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FrameStats.h"
 #include "tools/ox3d/commands/Progress.h"
+#include "tools/ox3d/commands/RecordingQueue.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 #include "tools/ox3d/pictures/Results.h"
 
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <thread>
 
 namespace ox3d::tool {
@@ -40,7 +42,6 @@ private:
     bool FetchOne();
     void Take(const OX3D_RGBD_FRAME_DATA& frame);
     void BeginRecording();
-    void Record();
     void AddCloud();
     void Report(const std::vector<std::string>& files) const;
 
@@ -48,6 +49,7 @@ private:
     const GrabOptions& m_options;
     const std::filesystem::path m_out;
     CRecordingWriter* const m_recording;
+    std::optional<CRecordingQueue> m_queue; // with a recording
     CProgress m_progress;
     CFrameStats m_stats;
     GrabbedFrame m_last;                  // the last good frame
@@ -85,7 +87,7 @@ void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
     m_stats.Add(m_last.m_frameNum, SecondsOf(Clock::now()), m_last.m_depth);
     m_progress.Update(m_stats);
     if (m_recording != nullptr) {
-        Record();
+        m_queue->Add(m_last.m_frameNum, m_last.m_depth, m_last.m_color);
     }
 }
 
@@ -135,6 +137,7 @@ void CGrab::AddCloud() {
 // A recording holds what the camera sends, which the library registers when it is played, by the same
 // calibration.
 void CGrab::BeginRecording() {
+    m_queue.emplace(*m_recording);
     m_camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false);
     m_camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
     if (const uint32_t status = m_camera.SaveCalibration(m_recording->CalibrationFile());
@@ -142,17 +145,6 @@ void CGrab::BeginRecording() {
         m_isPlayable = false;
         std::fprintf(stderr, "ox3d: the recording cannot be played without the camera's calibration: %s\n",
                      StatusText(status).c_str());
-    }
-}
-
-void CGrab::Record() {
-    const RgbImage& color = m_last.m_color;
-    const auto* const pixels = reinterpret_cast<const uint8_t*>(color.m_samples.data());
-    std::string error;
-    if (!m_recording->Add(m_last.m_frameNum, {m_last.m_depth.m_width, m_last.m_depth.m_height},
-                          m_last.m_depth.m_samples.data(), {color.m_width, color.m_height},
-                          color.IsEmpty() ? nullptr : pixels, &error)) {
-        throw CToolError(EExitCode::File, "cannot write " + error);
     }
 }
 
@@ -182,6 +174,9 @@ EExitCode CGrab::Run() {
     const EExitCode code = FetchAll();
     m_progress.Finish();
     m_camera.Stop();
+    if (m_queue) {
+        m_queue->Finish();
+    }
     if (m_stats.Frames() == 0) {
         m_camera.Close();
         Report({});

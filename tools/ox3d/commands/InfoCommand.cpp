@@ -1,10 +1,15 @@
 // ox3d info: what one camera says about itself.
 #include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Features.h"
+#include "tools/ox3d/Json.h"
 #include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/FeatureJson.h"
 #include "tools/ox3d/commands/FeatureText.h"
+#include "tools/ox3d/commands/RecordJson.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
 namespace ox3d::tool {
@@ -102,6 +107,37 @@ void PrintCalibration(const CCamera& camera, const char* title, uint32_t calibTy
     PrintLine("distortion", text);
 }
 
+void PrintAll(const CCamera& camera) {
+    PrintRecord(camera.Record());
+    PrintFeatures(camera);
+    PrintCalibration(camera, "Calibration of the depth sensor", OX3D_RGBD_CALIB_DEPTH);
+    PrintCalibration(camera, "Calibration of the color sensor", OX3D_RGBD_CALIB_COLOR);
+}
+
+void PrintDocument(const CCamera& camera) {
+    Json document = {{"device", RecordJson(camera.Record())}, {"features", Json::object()}};
+    for (const Feature& feature : CFeatures(camera.Handle()).All()) {
+        if (feature.m_record.nHasValue == 1) {
+            document["features"][feature.Name()] = ValueJson(feature);
+        }
+    }
+    PrintJson(document);
+}
+
+// Another program's camera answers nothing but the search.
+EExitCode ShowRecord(const DeviceRecord& record, bool isJson, const CStatusError& error) {
+    if (error.Status() != OX3D_RGBD_E_CAMERA_0E && error.Status() != OX3D_RGBD_E_CAMERA_07) {
+        throw error;
+    }
+    if (isJson) {
+        PrintJson({{"device", RecordJson(record)}});
+    } else {
+        PrintRecord(record);
+    }
+    std::fprintf(stderr, "ox3d: %s; features and calibration are not shown\n", error.what());
+    return error.Status() == OX3D_RGBD_E_CAMERA_0E ? EExitCode::Ok : error.Code();
+}
+
 } // namespace
 
 EExitCode RunInfo(CCameraControl& control, const Arguments& arguments) {
@@ -109,11 +145,13 @@ EExitCode RunInfo(CCameraControl& control, const Arguments& arguments) {
     const CScratchFolder folder;
     EnterFolder(folder.Path());
     const std::vector<DeviceRecord> cameras = ListCameras(provider);
-    const CCamera camera(provider, PickCamera(cameras, arguments.m_serial));
-    PrintRecord(camera.Record());
-    PrintFeatures(camera);
-    PrintCalibration(camera, "Calibration of the depth sensor", OX3D_RGBD_CALIB_DEPTH);
-    PrintCalibration(camera, "Calibration of the color sensor", OX3D_RGBD_CALIB_COLOR);
+    const DeviceRecord& record = PickCamera(cameras, arguments.m_serial);
+    try {
+        const CCamera camera(provider, record);
+        arguments.m_isJson ? PrintDocument(camera) : PrintAll(camera);
+    } catch (const CStatusError& error) {
+        return ShowRecord(record, arguments.m_isJson, error);
+    }
     return EExitCode::Ok;
 }
 

@@ -1,10 +1,17 @@
 // ox3d list: the cameras present, one line each.
 #include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Json.h"
 #include "tools/ox3d/Table.h"
 #include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/RecordJson.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <thread>
 
 namespace ox3d::tool {
 namespace {
@@ -18,13 +25,60 @@ TableRow RowOf(const DeviceRecord& camera) {
             IsFree(camera) ? "yes" : "no"};
 }
 
+Json Document(const std::vector<DeviceRecord>& cameras) {
+    Json document = Json::array();
+    for (const DeviceRecord& camera : cameras) {
+        Json& json = document.emplace_back(RecordJson(camera));
+        json["accessible"] = IsFree(camera);
+    }
+    return document;
+}
+
+void Tell(const char* sign, const std::vector<DeviceRecord>& cameras,
+          const std::vector<DeviceRecord>& others) {
+    for (const DeviceRecord& camera : cameras) {
+        const bool isThere = std::any_of(others.begin(), others.end(), [&](const DeviceRecord& other) {
+            return TextOf(other.chSerialNumber) == TextOf(camera.chSerialNumber);
+        });
+        if (!isThere) {
+            std::printf("%s %s %s (%s)\n", sign, TextOf(camera.chModelName).c_str(),
+                        TextOf(camera.chSerialNumber).c_str(), AddressOf(camera).c_str());
+        }
+    }
+    std::fflush(stdout);
+}
+
+// A reader of the list that goes away ends the watch, too.
+void Watch(const ProviderChoice& provider) {
+    constexpr auto kLookAgain = std::chrono::seconds(1);
+    constexpr auto kSlice = std::chrono::milliseconds(100);
+    std::vector<DeviceRecord> known;
+    while (!IsInterrupted() && std::ferror(stdout) == 0) {
+        std::vector<DeviceRecord> present = ListCameras(provider);
+        Tell("-", known, present);
+        Tell("+", present, known);
+        known = std::move(present);
+        for (auto waited = kSlice; waited <= kLookAgain && !IsInterrupted(); waited += kSlice) {
+            std::this_thread::sleep_for(kSlice);
+        }
+    }
+}
+
 } // namespace
 
-EExitCode RunList(CCameraControl& control, const Arguments& /*arguments*/) {
+EExitCode RunList(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     const CScratchFolder folder;
     EnterFolder(folder.Path());
+    if (arguments.m_isWatching) {
+        Watch(provider);
+        return EExitCode::Ok;
+    }
     const std::vector<DeviceRecord> cameras = ListCameras(provider);
+    if (arguments.m_isJson) {
+        PrintJson(Document(cameras));
+        return EExitCode::Ok;
+    }
     if (cameras.empty()) {
         std::puts("no cameras found");
         return EExitCode::Ok;

@@ -3,6 +3,7 @@
 #include "base/Ipv4.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Json.h"
 #include "tools/ox3d/Status.h"
 #include "tools/ox3d/Table.h"
 #include "tools/ox3d/WorkFolder.h"
@@ -83,7 +84,7 @@ std::string SeenBy(const DeviceRecord& camera, const std::vector<HostAddress>& h
 }
 
 // The cameras on the network, or the one of them with this serial number.
-void PrintCameras(const std::vector<DeviceRecord>& cameras, const std::string& serial) {
+void PrintCameras(const std::vector<DeviceRecord>& cameras, const std::string& serial, bool isJson) {
     const std::vector<HostAddress> host = AddressesOf(ReadInterfaces());
     const std::vector<DeviceRecord> onNetwork = EthernetOnly(cameras);
     std::vector<TableRow> rows = {
@@ -95,6 +96,10 @@ void PrintCameras(const std::vector<DeviceRecord>& cameras, const std::string& s
                             TextOf(camera.chDefaultGateWay), ModeText(ModeOf(camera)), SeenBy(camera, host),
                             FitOfRecord(camera, onNetwork, host)});
         }
+    }
+    if (isJson) {
+        PrintTableJson(rows);
+        return;
     }
     std::fputs(rows.size() == 1 ? "no cameras found on the network\n" : TableText(rows).c_str(), stdout);
 }
@@ -183,20 +188,21 @@ std::vector<DeviceRecord> WaitUntilAsTold(const ProviderChoice& provider, const 
     }
 }
 
-void Report(const std::string& serial, EMove move, const StaticAddress& address) {
+void Report(const std::string& serial, EMove move, const StaticAddress& address, std::FILE* out) {
     if (move == EMove::Static) {
-        std::printf("camera %s is found at %s now (mask %s, gateway %s)\n\n", serial.c_str(),
-                    Ipv4Text(address.m_ip).c_str(), Ipv4Text(address.m_mask).c_str(),
-                    Ipv4Text(address.m_gateway).c_str());
+        std::fprintf(out, "camera %s is found at %s now (mask %s, gateway %s)\n\n", serial.c_str(),
+                     Ipv4Text(address.m_ip).c_str(), Ipv4Text(address.m_mask).c_str(),
+                     Ipv4Text(address.m_gateway).c_str());
     } else {
-        std::printf("camera %s is set to %s; its address changes when it is next switched on\n\n",
-                    serial.c_str(), ModeText(move));
+        std::fprintf(out, "camera %s is set to %s; its address changes when it is next switched on\n\n",
+                     serial.c_str(), ModeText(move));
     }
 }
 
 // Returns the cameras found once the camera is as it was told to be.
 std::vector<DeviceRecord> Move(const ProviderChoice& provider, const std::string& serial,
-                               const NetworkOptions& options, const std::vector<DeviceRecord>& cameras) {
+                               const NetworkOptions& options, const std::vector<DeviceRecord>& cameras,
+                               std::FILE* out) {
     StaticAddress address;
     if (options.m_move == EMove::Static) {
         address = PlanFor(PickCamera(cameras, serial), options.m_address);
@@ -204,7 +210,7 @@ std::vector<DeviceRecord> Move(const ProviderChoice& provider, const std::string
     }
     Configure(serial, options.m_move, address);
     std::vector<DeviceRecord> found = WaitUntilAsTold(provider, serial, options, address);
-    Report(serial, options.m_move, address);
+    Report(serial, options.m_move, address, out);
     return found;
 }
 
@@ -227,10 +233,10 @@ EExitCode RunNetwork(CCameraControl& control, const Arguments& arguments) {
                              "the camera " + serial + " is a USB camera and has no address");
         }
         if (options.m_move != EMove::None) {
-            cameras = Move(provider, serial, options, cameras);
+            cameras = Move(provider, serial, options, cameras, arguments.m_isJson ? stderr : stdout);
         }
     }
-    PrintCameras(cameras, serial);
+    PrintCameras(cameras, serial, arguments.m_isJson);
     return EExitCode::Ok;
 }
 

@@ -1,11 +1,11 @@
 // Writing point clouds as PLY files.
 #include "tools/ox3d/pictures/Ply.h"
 
+#include "base/LocalFile.h"
 #include "tools/ox3d/ExitCode.h"
 
 #include <bit>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace ox3d::tool {
@@ -47,15 +47,8 @@ std::string Body(const PointCloud& cloud) {
 } // namespace
 
 void WritePly(const std::string& file, const PointCloud& cloud) {
-    std::FILE* const out = std::fopen(file.c_str(), "wb");
-    if (out == nullptr) {
-        throw CToolError(EExitCode::File, "cannot write " + file + ": " + std::strerror(errno));
-    }
-    const std::string header = Header(cloud);
-    const std::string body = Body(cloud);
-    const size_t written =
-        std::fwrite(header.data(), 1, header.size(), out) + std::fwrite(body.data(), 1, body.size(), out);
-    if (std::fclose(out) != 0 || written != header.size() + body.size()) {
+    const std::string bytes = Header(cloud) + Body(cloud);
+    if (!WriteLocalFile(file, bytes.data(), bytes.size())) {
         throw CToolError(EExitCode::File, "cannot write " + file + ": " + std::strerror(errno));
     }
 }

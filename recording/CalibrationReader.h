@@ -1,0 +1,25 @@
+// CalibrationReader.h - the lenses and the way between the cameras out of a calibration file, for programs without the
+// camera that it is of. The file may be damaged or hostile. Relies on tinyxml2.
+#ifndef OX3D_RECORDING_CALIBRATION_READER_H
+#define OX3D_RECORDING_CALIBRATION_READER_H
+
+#include "recording/RecordedFrame.h"
+
+#include <optional>
+#include <string>
+
+namespace ox3d {
+
+struct RecordedCalibration {
+    RecordedLens m_depth;
+    RecordedLens m_color; // of the color image scaled to the depth image's size
+    RecordedWay m_depthToColor;
+};
+
+// The set for depth images of that width, as the library chooses it. Nothing where a part is missing or a focal length is
+// no number above 0. Numbers are read in the program's locale, which has to be that of C.
+std::optional<RecordedCalibration> ReadCalibration(const std::string& xml, uint32_t depthWidth);
+
+} // namespace ox3d
+
+#endif

@@ -1,0 +1,23 @@
+// ox3d completion: what a shell needs to complete the tool's command line.
+#include "tools/ox3d/commands/CommandApp.h"
+#include "tools/ox3d/commands/Completion.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+namespace ox3d::tool {
+
+EExitCode RunCompletion(CCameraControl& /*control*/, const Arguments& arguments) {
+    CLI::App app;
+    Arguments unused;
+    BuildApp(app, unused);
+    const std::string& shell = arguments.m_shell;
+    const std::string text = shell == "bash"   ? BashCompletion(app)
+                             : shell == "zsh"  ? ZshCompletion(app)
+                             : shell == "fish" ? FishCompletion(app)
+                                               : ManualPage(app, VersionText());
+    std::fputs(text.c_str(), stdout);
+    return EExitCode::Ok;
+}
+
+} // namespace ox3d::tool
