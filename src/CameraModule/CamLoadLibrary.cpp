@@ -29,6 +29,10 @@ constexpr const char* kProviderVariable = "OX3D_PROVIDER";
 // Words for the variable: the providers that are installed with this library, in folders of those names.
 constexpr const char* kInstalledProviders[] = {"aravis", "virtual"};
 
+// The log takes few lines at a time, and a program that finds no provider may end at once: what is said here is to be in
+// the log nevertheless.
+constexpr uint32_t kLogWaitMs = 50;
+
 enum class EGroup { Core, Extended, Access };
 enum class ENeed { Required, Optional };
 
@@ -93,12 +97,15 @@ void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
     if (library == nullptr) {
         const char* const reason = dlerror();
         OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
+        OxLog_WaitUntilWritten(kLogWaitMs);
         OxWriteLog(failureLevel, kLogSource, __LINE__, "[LoadLibrary] %s\r\n",
                    reason != nullptr ? reason : kLibraryName);
+        OxLog_WaitUntilWritten(kLogWaitMs);
         return nullptr;
     }
     const link_map* file = nullptr;
     if (dlinfo(library, RTLD_DI_LINKMAP, &file) == 0) {
+        OxLog_WaitUntilWritten(kLogWaitMs);
         OX_LOG_INFO("[LoadLibrary] camera control: %s\r\n", file->l_name);
     }
     __atomic_store_n(&g_library, library, __ATOMIC_RELEASE);

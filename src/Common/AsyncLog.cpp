@@ -222,6 +222,10 @@ int COxAsyncLog::GetDebugMode() const noexcept {
     return m_debugMode;
 }
 
+bool COxAsyncLog::HasUnwritten() const noexcept {
+    return m_running != 0 && m_bufCtrl != nullptr && m_bufCtrl->GetDataNode() != nullptr;
+}
+
 bool COxAsyncLog::HasRoom() const noexcept {
     return m_running != 0 && m_bufCtrl != nullptr && m_bufCtrl->GetSpareNode() != nullptr;
 }
@@ -349,6 +353,22 @@ void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, 
     va_start(args, format);
     QueueLine(state, level, sourceFile, line, format, args);
     va_end(args);
+}
+
+void OxLog_WaitUntilWritten(uint32_t maxMs) noexcept {
+    constexpr useconds_t kLookUs = 1000;
+    const ox3d::CCancellationOff off;
+    SharedLog& state = LogState();
+    for (uint32_t waitedMs = 0; waitedMs < maxMs; ++waitedMs) {
+        {
+            const COXLock lock(&state.m_mutex); // only while looking: a line is written without it
+            const COxAsyncLog* const log = UsableInstance(state);
+            if (log == nullptr || !log->HasUnwritten()) {
+                return;
+            }
+        }
+        usleep(kLookUs);
+    }
 }
 
 // Takes no lock: it touches no shared state.

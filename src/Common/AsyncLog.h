@@ -45,6 +45,8 @@ public:
     uint32_t SetDebugMode(int debugMode) noexcept;
     [[nodiscard]] int GetDebugMode() const noexcept;
 
+    // Whether a line waits for the writer.
+    [[nodiscard]] bool HasUnwritten() const noexcept;
     // Whether AddtoList would take a line now.
     [[nodiscard]] bool HasRoom() const noexcept;
     uint32_t AddtoList(_TRACE_LEVEL_ level, const char* text, unsigned int lengthBytes) noexcept;
@@ -98,6 +100,10 @@ void OxWriteLog(_TRACE_LEVEL_ level, const char* sourceFile, int line, const cha
 // The same, while the debug mode is on.
 void OxWriteLogDebugMode(_TRACE_LEVEL_ level, const char* sourceFile, int line, const char* format,
                          ...) noexcept __attribute__((format(printf, 4, 5)));
+
+// Waits until the lines so far are in the file, some milliseconds as a rule and at most as long as this: for a caller
+// after which the process or the log may end, and with it what is queued.
+void OxLog_WaitUntilWritten(uint32_t maxMs) noexcept;
 
 // The text after the last backslash; null without one. Source paths here use '/', so it is normally null.
 const char* GetFileName(const char* path) noexcept;

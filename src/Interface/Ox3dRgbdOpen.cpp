@@ -12,6 +12,8 @@
 namespace {
 
 constexpr const char* kLogSource = kApiLogSource;
+// The log ends with the last device, and drops what it has not written: not the reason why that one was not opened.
+constexpr uint32_t kLogWaitMs = 50;
 
 // Ends a device whose lock the caller holds: refuses new calls and waits for those inside without the lock.
 // The camera is closed before the registry lock is taken, so that a slow camera does not delay the opening of
@@ -45,6 +47,9 @@ uint32_t WithNewHandle(bool isKept, Work&& work) {
         const uint32_t initStatus = manager->Init();
         return initStatus != OX3D_RGBD_OK ? initStatus : work(*manager);
     });
+    if (status != OX3D_RGBD_OK) {
+        OxLog_WaitUntilWritten(kLogWaitMs);
+    }
     if (status != OX3D_RGBD_OK || !isKept) {
         const uint32_t retireStatus = RetireDevice(lock);
         if (status == OX3D_RGBD_OK && retireStatus != OX3D_RGBD_OK) {

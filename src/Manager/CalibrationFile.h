@@ -21,7 +21,7 @@ struct DepthCalibration {
 
 constexpr size_t kCalibrationNameBytes = 256;
 
-// "RGBDSensorCali_<serial number>.xml", relative to the working directory. A '/' or control byte in the
+// "RGBDSensorCali_<serial number>.xml", a name without a folder. A '/' or control byte in the
 // number, which would lead elsewhere, becomes '_'. `name` holds kCalibrationNameBytes.
 void CalibrationFileName(const char* serialNumber, char* name);
 

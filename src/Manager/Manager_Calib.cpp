@@ -7,6 +7,7 @@
 
 #include "base/BoundedText.h"
 #include "src/Common/AsyncLog.h"
+#include "src/Common/DataFolder.h"
 #include "src/Manager/Manager.h"
 
 using ox3d::FixedText;
@@ -15,6 +16,7 @@ namespace {
 
 constexpr const char* kLogSource = "../../src/Manager/Manager";
 constexpr const char* kCalibrationDeviceFile = "RGBDSensorCali";
+constexpr uint32_t kLogWaitMs = 50;
 
 // The device's record, for its serial number. `lead` begins the log line of a failure.
 uint32_t ReadDeviceInfo(CManager& manager, const char* lead, OX3D_RGBD_DEVICE_INFO* info) {
@@ -25,6 +27,20 @@ uint32_t ReadDeviceInfo(CManager& manager, const char* lead, OX3D_RGBD_DEVICE_IN
         return OX3D_RGBD_E_NO_DATA;
     }
     return OX3D_RGBD_OK;
+}
+
+ox3d::CDataPath CalibrationPath(const char* serialNumber) {
+    char name[kCalibrationNameBytes] = {};
+    CalibrationFileName(serialNumber, name);
+    return ox3d::CDataPath(name);
+}
+
+// The provider's code is the same for a file that the camera does not give and for one that cannot be written here.
+void LogWhyNotWritable(const char* path) {
+    if (const char* const reason = ox3d::WhyNotWritable(path)) {
+        OxLog_WaitUntilWritten(kLogWaitMs); // an open has filled its queue
+        OX_LOG_ERROR("[CalibrationFile] %s cannot be written: %s.\r\n", path, reason);
+    }
 }
 
 uint32_t FetchFile(CCameraModule* camera, const char* name) {
@@ -39,7 +55,7 @@ uint32_t FetchFile(CCameraModule* camera, const char* name) {
 // that there is: so it goes into a file of its own, without the lock, and takes the copy's place when it is whole.
 uint32_t RefreshFile(CCameraModule* camera, const char* name, COXMutex* fileMutex) {
     static std::atomic<uint32_t> s_transfers{0};
-    char part[kCalibrationNameBytes + 24] = {}; // and two numbers
+    char part[sizeof(ox3d::CDataPath) + 24] = {}; // and two numbers
     snprintf(part, sizeof(part), "%s.%d.%u", name, getpid(), ++s_transfers);
     uint32_t status = FetchFile(camera, part);
     if (status == OX3D_RGBD_OK) {
@@ -61,11 +77,11 @@ uint32_t CManager::CopyCalibrationFile() {
     if (status != OX3D_RGBD_OK) {
         return status;
     }
-    char name[kCalibrationNameBytes] = {};
-    CalibrationFileName(FixedText(info.chSerialNumber).c_str(), name);
-    status = FetchFile(m_pcCamera, name);
+    const ox3d::CDataPath path = CalibrationPath(FixedText(info.chSerialNumber).c_str());
+    status = FetchFile(m_pcCamera, path.Text());
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
+        LogWhyNotWritable(path.Text());
     }
     m_calibrations.ForgetFailure();
     return status;
@@ -94,14 +110,14 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     if (status != OX3D_RGBD_OK) {
         return status;
     }
-    const auto serialNumber = FixedText(info.chSerialNumber);
-    char name[kCalibrationNameBytes] = {};
-    CalibrationFileName(serialNumber.c_str(), name);
+    const ox3d::CDataPath path = CalibrationPath(FixedText(info.chSerialNumber).c_str());
+    const char* const name = path.Text();
 
     // When the camera cannot be read now, the local copy from opening it still serves.
     status = RefreshFile(camera, name, &m_calibrationFileMutex);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
+        LogWhyNotWritable(name);
     }
     m_calibrations.ForgetFailure();
     const COXLock lock(&m_calibrationFileMutex);
@@ -126,13 +142,12 @@ uint32_t CManager::LoadCalibration(uint32_t depthWidth, DepthCalibration* out) {
         return status;
     }
     const auto serialNumber = FixedText(info.chSerialNumber);
-    char name[kCalibrationNameBytes] = {};
-    CalibrationFileName(serialNumber.c_str(), name);
+    const ox3d::CDataPath path = CalibrationPath(serialNumber.c_str());
     OX_LOG_INFO("[DepthMapConvert] RGBDSensorCali camSerialNum(%s).\r\n", serialNumber.c_str());
     const char* missing = nullptr;
     {
         const COXLock lock(&m_calibrationFileMutex);
-        missing = LoadDepthCalibration(name, depthWidth, out);
+        missing = LoadDepthCalibration(path.Text(), depthWidth, out);
     }
     if (missing != nullptr) {
         OX_LOG_ERROR("%s", missing);

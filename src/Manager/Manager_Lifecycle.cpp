@@ -6,6 +6,7 @@
 
 #include "base/BoundedText.h"
 #include "src/Common/AsyncLog.h"
+#include "src/Common/DataFolder.h"
 #include "src/Common/Profile.h"
 #include "src/Manager/Manager.h"
 
@@ -81,10 +82,14 @@ uint32_t ReadBufferNode(const char* path) {
 }
 
 uint32_t SetImageNodesFromProfile(CCameraModule* camera) {
-    char path[256] = {};
+    char own[256] = {};
     const auto directory = ox3d::FixedText(g_strCurrentDllPath);
-    const int length = snprintf(path, sizeof(path), "%s./%s", directory.c_str(), "Ox3dRgbdCfg.ini");
-    if (length >= static_cast<int>(sizeof(path)) || access(path, F_OK) != 0) {
+    const int length = snprintf(own, sizeof(own), "%s./%s", directory.c_str(), "Ox3dRgbdCfg.ini");
+    const ox3d::CDataPath moved("Ox3dRgbdCfg.ini");
+    const bool isMoved = ox3d::DataFolder() != nullptr;
+    const char* const path = isMoved ? moved.Text() : own;
+    const bool isCut = !isMoved && length >= static_cast<int>(sizeof(own));
+    if (isCut || access(path, F_OK) != 0) {
         OX_LOG_ERROR("[ConnectDevice] File %s not exist, use default node Num.\r\n", path);
         return OX3D_RGBD_OK;
     }

@@ -1,9 +1,12 @@
 // Manager_LogConfig.cpp - reads the log's settings, takes a reference to the log and writes the start banner.
-#include <cstdlib>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "src/Common/AsyncLog.h"
+#include "src/Common/DataFolder.h"
 #include "src/Common/Profile.h"
 #include "src/Common/Time.h"
 #include "src/Common/Version.h"
@@ -21,24 +24,43 @@ constexpr unsigned int kMinReportedMiB = 5;
 constexpr unsigned int kMaxReportedMiB = 1000;
 constexpr unsigned int kSdkVersion = 0x1010000;
 
+// Without a log the reason goes to standard error. A name that the log would cut is refused.
+bool CreateLog(const char* folder) {
+    const ox3d::CDataPath file("./Ox3dRgbdLog/Ox3dRgbd_00.log");
+    const char* reason = strerrordesc_np(ENAMETOOLONG);
+    if (strlen(file.Text()) < kLogNameBytes) {
+        if (CreateAsyncLog(folder, kLogSizeMiB) == OX3D_RGBD_OK) {
+            return true;
+        }
+        DestroyAsyncLog();
+        reason = ox3d::WhyNotWritable(file.Text());
+    }
+    if (reason != nullptr) {
+        fprintf(stderr, "Ox3dRgbd: no log, %s cannot be written: %s\n", file.Text(), reason);
+    }
+    return false;
+}
+
 } // namespace
 
 void CManager::LoadLogConfig() {
     SetTime();
-    if (access(kLogDirectory, F_OK) != 0) {
-        mkdir(kLogDirectory, 0775);
+    ox3d::MakeDataFolder();
+    const ox3d::CDataPath logFolder(kLogDirectory);
+    const ox3d::CDataPath profile(kProfileName);
+    if (access(logFolder.Text(), F_OK) != 0) {
+        mkdir(logFolder.Text(), 0775);
     }
-    const bool hasProfile = access(kProfileName, F_OK) == 0;
+    const bool hasProfile = access(profile.Text(), F_OK) == 0;
     unsigned int logSize = kLogSizeMiB;
     int debugMode = 0;
     if (hasProfile) {
-        logSize = Linux_GetPrivateProfileInt("LogConfig", "LogSize", kLogSizeMiB, kProfileName);
+        logSize = Linux_GetPrivateProfileInt("LogConfig", "LogSize", kLogSizeMiB, profile.Text());
         logSize = logSize > kMaxReportedMiB ? kMaxReportedMiB : logSize;
         logSize = logSize < kMinReportedMiB ? kMinReportedMiB : logSize;
-        debugMode = Linux_GetPrivateProfileInt("Debug", "DebugMode", 0, kProfileName) != 0 ? 1 : 0;
+        debugMode = Linux_GetPrivateProfileInt("Debug", "DebugMode", 0, profile.Text()) != 0 ? 1 : 0;
     }
-    if (CreateAsyncLog(kLogDirectory, kLogSizeMiB) != OX3D_RGBD_OK) {
-        DestroyAsyncLog();
+    if (!CreateLog(logFolder.Text())) {
         return;
     }
     m_hasLogReference = true;
@@ -50,9 +72,9 @@ void CManager::LoadLogConfig() {
     OX_LOG_INFO("---------------------Start call Ox3dRgbd.dll start--------------------\r\n");
     OX_LOG_INFO("Build Time[%s], SDK version[%#x].\r\n", buildTime, kSdkVersion);
     if (hasProfile) {
-        OX_LOG_INFO("Config (%s) exist .\r\n", kProfileName);
+        OX_LOG_INFO("Config (%s) exist .\r\n", profile.Text());
     } else {
-        OX_LOG_INFO("Config (%s) not exist, use default value .\r\n", kProfileName);
+        OX_LOG_INFO("Config (%s) not exist, use default value .\r\n", profile.Text());
     }
     OX_LOG_INFO("DebugMode[%d], nLogSize[%d].\r\n", debugMode, logSize);
     OX_LOG_DEBUG("Success open Min dump.\r\n");
