@@ -5,7 +5,7 @@
 log_dir="$root/build/logs"
 jobs=$(nproc 2>/dev/null || echo 2)
 export LC_ALL=C.UTF-8
-unset OX3D_PROVIDER # what a user has set for programs is not meant for tests and measurements
+unset OX3D_PROVIDER OX3D_RGBD_DATA_DIR # what a user has set for programs is not meant for tests and measurements
 
 say() { printf '%s\n' "$*"; }
 fail() {

@@ -24,6 +24,8 @@
  * that are installed with this library; a folder; or a file. Unset, the dynamic linker searches for
  * libOxCameraControl.so and ends at that for real cameras. It is read by the first call that asks for cameras, and by
  * later ones while none could be loaded.
+ * OX3D_RGBD_DATA_DIR is the folder of the log, of Ox3dRgbdCfg.ini and of calibration files, made where it is missing.
+ * Unset, that is the working directory.
  */
 #ifndef OX3D_RGBD_API_H
 #define OX3D_RGBD_API_H
@@ -83,7 +85,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CamIsAccessible(OX3D_RGBD_DEVICE_INFO* pstDevic
  * Opens a device exclusively and switches it to RGB-D output: by a listed record (found again by its serial
  * number; null takes the first device found), by IP address in dotted decimal, by model name or by serial
  * number; texts are compared exactly. The camera's calibration file is copied to
- * "RGBDSensorCali_<serial number>.xml" in the working directory.
+ * "RGBDSensorCali_<serial number>.xml" in the working directory or that of OX3D_RGBD_DATA_DIR; where it cannot be
+ * written, the open fails and the log has the reason.
  *   handle  out: the device's handle. When a device was found but connecting to it failed, it holds a dead
  *           value: use it only after OX3D_RGBD_OK.
  * Returns OX3D_RGBD_E_HANDLE for a null handle pointer; OX3D_RGBD_E_PARAMETER for a null text or when no

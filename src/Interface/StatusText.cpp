@@ -14,7 +14,7 @@ const char* OX3D_RGBD_StatusText(uint32_t nStatus) {
         STATUS(OX3D_RGBD_E_CAMERA, "the camera refused or does not support this")
         STATUS(OX3D_RGBD_E_CAMERA_02, "too many frames are held at once")
         STATUS(OX3D_RGBD_E_STATE, "not possible in this state")
-        STATUS(OX3D_RGBD_E_PARAMETER, "unknown name or a value that is not allowed")
+        STATUS(OX3D_RGBD_E_PARAMETER, "no such camera, an unknown name, or a value that is not allowed")
         STATUS(OX3D_RGBD_E_MEMORY, "out of memory")
         STATUS(OX3D_RGBD_E_NO_DATA, "no data")
         STATUS(OX3D_RGBD_E_CAMERA_07, "the camera does not answer, or does not allow this now")

@@ -18,7 +18,7 @@ cmake --install "$build" --prefix "$work/installed" >"$work/install.log"
 mv "$work/installed" "$work/prefix"
 prefix="$work/prefix"
 
-unset LD_LIBRARY_PATH OX3D_PROVIDER
+unset LD_LIBRARY_PATH OX3D_PROVIDER OX3D_RGBD_DATA_DIR
 
 # run <what> <program> [arguments]: in a folder of its own, since the library writes its log and calibration files there.
 run() {
@@ -67,3 +67,4 @@ fi
 
 # Where the variable leads nowhere the library still loads, and says what is missing.
 provider=/none run "without a provider" "$work/consumer" none
+grep "LoadLibrary. /none: cannot open" "$work/run/Ox3dRgbdLog/Ox3dRgbd_00.log"

@@ -23,6 +23,10 @@ TEST_F(ToolRun, ListAndInfoShowTheCameraAndLeaveNothingBehind) {
     EXPECT_EQ(player.Finish(), 0);
     EXPECT_THAT(player.Output(), HasSubstr("GigE  Recording  REC00000001  192.168.1.101        yes\n"));
     EXPECT_TRUE(fs::is_empty(m_folder.Path()));
+    m_variables.emplace_back(
+        "OX3D_RGBD_DATA_DIR=data"); // from here, not from the folder that the tool works in
+    Run({"list"});
+    EXPECT_TRUE(fs::exists(m_folder.File("data/Ox3dRgbdLog/Ox3dRgbd_00.log")));
 }
 
 TEST_F(ToolRun, GrabWritesWhatItSaysOfARegisteredFrameAndCountsLostOnes) {

@@ -37,7 +37,8 @@ const ProviderChoice& CCameraControl::Enter() {
     EnterProvider(m_choice);
     InstallInterruptHandler();
     std::fprintf(stderr, "camera control: %s (%s)\n", m_choice.m_name.c_str(), m_choice.m_file.c_str());
-    KeepCameraListInReach();
+    KeepInReach(kListVariable);
+    KeepInReach("OX3D_RGBD_DATA_DIR");
     if (!m_recording.empty()) {
         m_recordingCamera.emplace(m_recording);
     }

@@ -13,12 +13,6 @@ namespace ox3d::tool {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
-
-} // namespace
-
 void CheckRecording(const fs::path& folder) {
     const std::string& name = folder.string();
     if (std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; })) {
@@ -44,13 +38,6 @@ std::string CameraListFor(const fs::path& folder) {
            folder.string() +
            "\n"
            "loop = yes\n";
-}
-
-void KeepCameraListInReach() {
-    const char* const list = std::getenv(kListVariable);
-    if (list != nullptr && list[0] != '\0') {
-        setenv(kListVariable, fs::absolute(list).c_str(), 1);
-    }
 }
 
 CRecordingCamera::CRecordingCamera(const fs::path& folder) {

@@ -15,9 +15,8 @@ void CheckRecording(const std::filesystem::path& folder);
 // The text of the camera list. The folder is absolute.
 std::string CameraListFor(const std::filesystem::path& folder);
 
-// The virtual provider's list may be named relative to the working directory, which commands change: names it
-// from the root instead.
-void KeepCameraListInReach();
+// The variable that names the virtual provider's list of cameras.
+constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
 
 // While it lives, the virtual provider has that one camera.
 class CRecordingCamera {

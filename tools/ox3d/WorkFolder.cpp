@@ -3,6 +3,7 @@
 
 #include "tools/ox3d/ExitCode.h"
 
+#include <cstdlib>
 #include <system_error>
 
 namespace ox3d::tool {
@@ -10,6 +11,13 @@ namespace ox3d::tool {
 CScratchFolder::CScratchFolder() try : CTempFolder() {
 } catch (const std::system_error& error) {
     throw CToolError(EExitCode::File, error.what());
+}
+
+void KeepInReach(const char* variable) {
+    const char* const path = std::getenv(variable);
+    if (path != nullptr && path[0] != '\0') {
+        setenv(variable, std::filesystem::absolute(path).c_str(), 1);
+    }
 }
 
 void EnterFolder(const std::filesystem::path& folder) {

@@ -14,6 +14,10 @@ public:
     CScratchFolder();
 };
 
+// What an environment variable names may be relative to the working directory, which commands change: names it from the
+// root instead.
+void KeepInReach(const char* variable);
+
 // Makes the folder (and those above it) the working directory. Throws CToolError.
 void EnterFolder(const std::filesystem::path& folder);
 
