@@ -96,8 +96,8 @@ void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
     library = OpenByRequestOrSearch();
     if (library == nullptr) {
         const char* const reason = dlerror();
-        OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
         OxLog_WaitUntilWritten(kLogWaitMs);
+        OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
         OxWriteLog(failureLevel, kLogSource, __LINE__, "[LoadLibrary] %s\r\n",
                    reason != nullptr ? reason : kLibraryName);
         OxLog_WaitUntilWritten(kLogWaitMs);

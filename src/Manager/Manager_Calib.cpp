@@ -35,10 +35,13 @@ ox3d::CDataPath CalibrationPath(const char* serialNumber) {
     return ox3d::CDataPath(name);
 }
 
-// The provider's code is the same for a file that the camera does not give and for one that cannot be written here.
-void LogWhyNotWritable(const char* path) {
-    if (const char* const reason = ox3d::WhyNotWritable(path)) {
-        OxLog_WaitUntilWritten(kLogWaitMs); // an open has filled its queue
+// The provider's code is the same for a file that the camera does not give and for one that cannot be written here. What
+// stands against the file may stand against a log, too.
+void SayWhyNotWritable(const char* path, bool hasLog) {
+    const char* const reason = ox3d::WhyNotWritable(path);
+    if (reason != nullptr && !hasLog) {
+        fprintf(stderr, "Ox3dRgbd: %s cannot be written: %s\n", path, reason);
+    } else if (reason != nullptr) {
         OX_LOG_ERROR("[CalibrationFile] %s cannot be written: %s.\r\n", path, reason);
     }
 }
@@ -80,8 +83,9 @@ uint32_t CManager::CopyCalibrationFile() {
     const ox3d::CDataPath path = CalibrationPath(FixedText(info.chSerialNumber).c_str());
     status = FetchFile(m_pcCamera, path.Text());
     if (status != OX3D_RGBD_OK) {
+        OxLog_WaitUntilWritten(kLogWaitMs); // the open has filled its queue
         OX_LOG_ERROR("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[%#x].\r\n", status);
-        LogWhyNotWritable(path.Text());
+        SayWhyNotWritable(path.Text(), m_hasLogReference);
     }
     m_calibrations.ForgetFailure();
     return status;
@@ -117,7 +121,7 @@ uint32_t CManager::GetCalibInfo(uint32_t calibType, OX3D_RGBD_CALIB_INFO* out) {
     status = RefreshFile(camera, name, &m_calibrationFileMutex);
     if (status != OX3D_RGBD_OK) {
         OX_LOG_WARNING("[GetCalibInfo] refresh of %s failed, nRet:[%#x].\r\n", name, status);
-        LogWhyNotWritable(name);
+        SayWhyNotWritable(name, m_hasLogReference);
     }
     m_calibrations.ForgetFailure();
     const COXLock lock(&m_calibrationFileMutex);

@@ -24,20 +24,28 @@ constexpr unsigned int kMinReportedMiB = 5;
 constexpr unsigned int kMaxReportedMiB = 1000;
 constexpr unsigned int kSdkVersion = 0x1010000;
 
-// Without a log the reason goes to standard error. A name that the log would cut is refused.
+// Without a log the reason goes to standard error: that of the outermost folder that could not be made, or of the file.
+void SayWhyNoLog(const char* folder, const char* file) {
+    const char* const outer = ox3d::DataFolder();
+    const char* name = access(folder, F_OK) == 0 ? file : folder;
+    name = outer == nullptr || access(outer, F_OK) == 0 ? name : outer;
+    const bool isTooLong = strlen(file) >= kLogNameBytes;
+    const char* const reason = isTooLong ? strerrordesc_np(ENAMETOOLONG) : ox3d::WhyNotWritable(name);
+    if (reason != nullptr) {
+        fprintf(stderr, "Ox3dRgbd: no log, %s cannot be written: %s\n", isTooLong ? file : name, reason);
+    }
+}
+
+// A name that the log would cut is refused.
 bool CreateLog(const char* folder) {
     const ox3d::CDataPath file("./Ox3dRgbdLog/Ox3dRgbd_00.log");
-    const char* reason = strerrordesc_np(ENAMETOOLONG);
     if (strlen(file.Text()) < kLogNameBytes) {
         if (CreateAsyncLog(folder, kLogSizeMiB) == OX3D_RGBD_OK) {
             return true;
         }
         DestroyAsyncLog();
-        reason = ox3d::WhyNotWritable(file.Text());
     }
-    if (reason != nullptr) {
-        fprintf(stderr, "Ox3dRgbd: no log, %s cannot be written: %s\n", file.Text(), reason);
-    }
+    SayWhyNoLog(folder, file.Text());
     return false;
 }
 

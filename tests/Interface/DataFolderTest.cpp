@@ -40,6 +40,8 @@ TEST_F(DataFolder, ThatCannotTakeTheCalibrationIsNamedInTheLogOfTheFailedOpen) {
     Fail(DOUBLE_OX_CC_FileAccessRead, OX_CC_E_PARAMETER);
     EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, "ETH1"), OX3D_RGBD_E_PARAMETER);
     m_handle = nullptr;
+    EXPECT_TRUE(
+        LogSays("[DepthMapConvert] Get FileAccessRead RGBDSensorCali failed, nRet:[0x80060004].\r\n"));
     EXPECT_TRUE(LogSays("] data/RGBDSensorCali_ETH1.xml cannot be written: Is a directory.\r\n"));
     std::filesystem::remove_all("data/RGBDSensorCali_ETH1.xml");
     EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, "ETH1"), OX3D_RGBD_E_PARAMETER);
@@ -64,8 +66,12 @@ TEST_F(DataFolder, WithoutRoomForTheLogsNameIsRefusedByTheLogAloneAndSaysSo) {
 TEST_F(DataFolder, ThatCannotBeMadeLeavesNoLogAndTheReasonOnStandardError) {
     WriteFile("file", "");
     Begin("file/data");
+    Fail(DOUBLE_OX_CC_FileAccessRead, OX_CC_E_PARAMETER);
+    EXPECT_EQ(OX3D_RGBD_OpenDeviceBySerialNumber(&m_handle, "ETH1"), OX3D_RGBD_E_PARAMETER);
+    m_handle = nullptr;
+    const std::string log = "Ox3dRgbd: no log, file/data cannot be written: Not a directory\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Ox3dRgbd: no log, file/data/Ox3dRgbdLog/Ox3dRgbd_00.log cannot be written: Not a directory\n");
+              log + log + "Ox3dRgbd: file/data/RGBDSensorCali_ETH1.xml cannot be written: Not a directory\n");
 }
 
 } // namespace
