@@ -1,6 +1,7 @@
 // CalibrationReader.cpp - see CalibrationReader.h.
 #include "recording/CalibrationReader.h"
 
+#include <array>
 #include <cmath>
 #include <tinyxml2.h>
 
@@ -8,6 +9,10 @@ namespace ox3d {
 namespace {
 
 using tinyxml2::XMLElement;
+
+constexpr std::array<const char*, 9> kRotation = {"r00", "r01", "r02", "r10", "r11",
+                                                  "r12", "r20", "r21", "r22"};
+constexpr std::array<const char*, 3> kTranslation = {"t0", "t1", "t2"};
 
 // 0 for what is missing, as the library takes it.
 double Number(const XMLElement& element, const char* name) {
@@ -52,17 +57,15 @@ bool ReadLens(const XMLElement* sensor, const XMLElement* camera, RecordedLens* 
 }
 
 bool ReadWay(const XMLElement* correction, RecordedWay* way) {
-    constexpr const char* kRotation[] = {"r00", "r01", "r02", "r10", "r11", "r12", "r20", "r21", "r22"};
-    constexpr const char* kTranslation[] = {"t0", "t1", "t2"};
     const XMLElement* const rotation = Child(correction, "RotMat");
     const XMLElement* const translation = Child(correction, "TVec");
     if (rotation == nullptr || translation == nullptr) {
         return false;
     }
-    for (size_t i = 0; i < way->m_rotation.size(); ++i) {
+    for (size_t i = 0; i < kRotation.size(); ++i) {
         way->m_rotation[i] = Number(*rotation, kRotation[i]);
     }
-    for (size_t i = 0; i < way->m_translationMm.size(); ++i) {
+    for (size_t i = 0; i < kTranslation.size(); ++i) {
         way->m_translationMm[i] = Number(*translation, kTranslation[i]);
     }
     return true;

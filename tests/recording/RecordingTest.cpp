@@ -1,5 +1,7 @@
 // What the writer writes the reader reads, and what is damaged or hostile costs no more than its frame.
 #include "base/LocalFile.h"
+#include "recording/CalibrationReader.h"
+#include "recording/CalibrationText.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
 #include "tests/support/Files.h"
@@ -21,6 +23,7 @@ namespace fs = std::filesystem;
 using test::WriteFile;
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 class Recording : public ::testing::Test {
@@ -101,6 +104,39 @@ TEST_F(Recording, IsNotWrittenOverAnotherOneNorWhereThereIsNoRoom) {
     fs::remove_all(m_folder.File("depth"));
     EXPECT_FALSE(m_writer.Add(2, {1, 1}, std::vector<uint16_t>{1}.data(), {}, nullptr, &m_error));
     EXPECT_FALSE(CRecordingWriter("/proc/none").Begin(&m_error));
+}
+
+TEST(RecordedCalibration, IsReadAsItWasWrittenOrNotAtAll) {
+    RgbdCalibration wide{640,
+                         480,
+                         {500, 510, 320, 240},
+                         {600, 610, 330, 250},
+                         {1, 0, 0, 0, 0.6, -0.8, 0, 0.8, 0.6},
+                         {21, 1, -3},
+                         {0.1, 0.2, 0.3, 0.4, 0.5}};
+    RgbdCalibration other = wide;
+    other.m_width = 1280;
+    other.m_depth.m_fx = 1000;
+    const std::string xml = FormatCalibrationXml(wide, other);
+    const std::optional<RecordedCalibration> read = ReadCalibration(xml, 640);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->m_depth.m_fx * 1000 + read->m_color.m_cy, 500250);
+    EXPECT_EQ(read->m_depth.m_width, 640U);
+    EXPECT_THAT(read->m_color.m_distortion, ElementsAre(0.1, 0.2, 0.3, 0.4, 0.5));
+    EXPECT_THAT(read->m_depth.m_distortion, Each(0));
+    EXPECT_THAT(read->m_depthToColor.m_rotation, ElementsAreArray(wide.m_rotation));
+    EXPECT_THAT(read->m_depthToColor.m_translationMm, ElementsAre(21, 1, -3));
+    EXPECT_EQ(ReadCalibration(xml, 1280)->m_depth.m_fx, 1000);
+    for (const char* const part : {"RGBD_1>", "Camera ", "Left_correct>", "RotMat", "TVec", "Intrins"}) {
+        std::string broken = xml;
+        for (size_t at = 0; (at = broken.find(part, at)) != std::string::npos; ++at) {
+            broken.replace(at, 1, "X");
+        }
+        EXPECT_FALSE(ReadCalibration(broken, 640)) << part;
+    }
+    wide.m_color.m_fx = 0;
+    EXPECT_FALSE(ReadCalibration(FormatCalibrationXml(wide, other), 640));
+    EXPECT_FALSE(ReadCalibration("", 640));
 }
 
 TEST_F(Recording, FilesAreWrittenWholeOrLeftAsTheyWere) {

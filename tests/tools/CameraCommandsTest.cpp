@@ -156,7 +156,8 @@ TEST_F(CameraCommands, StreamTellsHowFramesComeAndShowsTheDepth) {
     EXPECT_GT(figures["lost"], 0);
     EXPECT_EQ(figures["incomplete"], 0);
     EXPECT_NEAR(figures["valid_depth_percent"], 24.4, 0.1);
-    Run({"stream", "--seconds", "1", "--serial", "E1"}, 0, {"frames/s\n", "latency", "@@@@", " mm, . = "});
+    Run({"stream", "--seconds", "1", "--serial", "E1"}, 0,
+        {"frames/s\n", "latency      p50 ", "@@@@", " mm, . = "});
     Run({"stream", "--serial", "E2"}, 5, {"the camera went offline\n"});
     Run({"stream", "--serial", "E3", "--timeout", "1"}, 6, {"no frame for 1 s"});
     CProcess endless = Start({"stream", "--seconds", "0", "--serial", "E1"});
@@ -191,6 +192,25 @@ TEST_F(CameraCommands, ACameraThatAnotherProgramHoldsStillTellsWhatItIs) {
         Say({arguments, 5, "another application may hold the camera (0x8006000e)\n"});
     }
     EXPECT_THAT(Files(), ElementsAre("cameras.ini"));
+}
+
+TEST_F(CameraCommands, WithoutACameraOrRoomForTheOutputNothingIsLost) {
+    UseCameras({});
+    WriteFile(m_folder.File("mine"), "mine");
+    for (const char* const arguments :
+         {"features", "get Width", "set Gain=1", "run DeviceReset", "xml mine --force", "export mine --force",
+          "import mine", "file get A mine --force", "file put A mine", "upgrade mine", "calib", "stream"}) {
+        Say({arguments, 4, "ox3d: no camera found\n"});
+    }
+    EXPECT_EQ(ReadFile(m_folder.File("mine")), "mine");
+    EXPECT_THAT(Files(), UnorderedElementsAre("cameras.ini", "mine"));
+    UseCameras({"serial = E1"});
+    for (const char* const arguments : {"features --json", "xml", "calib", "completion bash"}) {
+        CProcess full({"/bin/sh", "-c", std::string("'" OX3D_TOOL "' ") + arguments + " >/dev/full"},
+                      m_folder.Path(), m_variables);
+        EXPECT_EQ(full.Finish(), 7) << full.Output();
+        EXPECT_THAT(full.Output(), HasSubstr("the output could not be written\n"));
+    }
 }
 
 TEST_F(CameraCommands, WatchTellsWhichCamerasComeAndGo) {

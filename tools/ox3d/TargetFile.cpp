@@ -16,7 +16,7 @@ namespace ox3d::tool {
 namespace fs = std::filesystem;
 
 std::string SourceFile(const std::string& name) {
-    const std::string path = fs::absolute(name);
+    std::string path = fs::absolute(name);
     std::error_code ignored;
     if (!fs::exists(path, ignored)) {
         throw CToolError(EExitCode::File, "there is no file " + path);

@@ -104,7 +104,8 @@ void AddStream(CLI::App& command, Arguments& arguments) {
     AddTimeout(command, options.m_patienceSeconds, "seconds without a frame before giving up");
     command.footer(
         "Lost are frames missing between those that came, by their numbers; incomplete ones came and\n"
-        "could not be used. Latency is the time from the camera's time stamp to the program, once the\n"
+        "could not be used. Latency is at least the time from the camera's time stamp to the program, once "
+        "the\n"
         "camera's clock is known.\n"
         "\n"
         "Example: ox3d stream --seconds 60 --json");
