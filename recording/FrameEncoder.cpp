@@ -63,7 +63,7 @@ void PutRecordingFront(const RecordedCamera& camera, const std::string& library,
                        ByteVector* front, McapSummary* summary) {
     PutHeader(front, library);
     TextMap facts = camera.m_facts;
-    facts["format"] = kRecordingFormat;
+    facts.insert_or_assign("format", std::string(kRecordingFormat));
     summary->m_metadata.push_back(PutMetadata(front, kRecordingMetadata, facts));
     const auto attach = [&](const char* name, const char* type, const std::string& text) {
         if (!text.empty()) {
