@@ -31,6 +31,7 @@ struct AlignImages {
     std::vector<uint16_t> m_target;
     std::vector<uint8_t> m_moved;
     std::vector<uint8_t> m_mask;
+    std::vector<uint16_t> m_spare; // for threads
 };
 
 template <typename TWork>
@@ -47,6 +48,13 @@ void FillIn(AlignImages& images, const ox3d::AlignArgs& args) {
 }
 
 } // namespace
+
+void FillByThreads(Size size) {
+    AlignImages& images = Shared<AlignImages>(size);
+    const ox3d::CPoolTurn turn(size.Pixels());
+    images.m_spare.resize(size.Pixels() * (turn.Threads() - 1));
+    ox3d::Fill(images.m_scene.Args(), images.m_target.data(), turn, images.m_spare.data());
+}
 
 void AddAlignRows() {
     const std::vector<Tier> tiers = TiersHere();

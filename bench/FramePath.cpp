@@ -1,6 +1,7 @@
 // FramePath.cpp - see FramePath.h.
 #include "bench/FramePath.h"
 
+#include "src/Manager/FrameCopies.h"
 #include "tests/doubles/Double.h"
 #include "virtual-camera/frames/FrameSource.h"
 
@@ -23,6 +24,7 @@ CFramePath::CFramePath() {
 }
 
 CFramePath::~CFramePath() {
+    CFrameCopies::Shared().Free(m_copy);
     m_manager.DeInit();
 }
 
@@ -83,9 +85,27 @@ void CFramePath::Demand(uint32_t status, const char* what) {
 }
 
 void CFramePath::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
+    auto* const self = static_cast<CFramePath*>(user);
     if (frame->nImageCount == kImages) {
-        ++static_cast<CFramePath*>(user)->m_delivered;
+        ++self->m_delivered;
     }
+    if (self->m_isCopyWanted) {
+        self->m_isCopyWanted = false;
+        self->Demand(self->m_manager.CopyFrame(*frame, &self->m_copy), "copy a frame");
+    }
+}
+
+const OX3D_RGBD_FRAME_DATA& CFramePath::Copy() {
+    if (m_copy == nullptr) {
+        m_isCopyWanted = true;
+        Deliver();
+    }
+    return *m_copy;
+}
+
+void CFramePath::MapCopy(const OX3D_RGBD_CLOUD_OPTIONS& options) {
+    OX3D_RGBD_CLOUD cloud = {};
+    Demand(m_manager.MapFrame(Copy(), options, &cloud), "map a frame");
 }
 
 void CFramePath::Deliver() {

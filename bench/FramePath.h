@@ -25,6 +25,11 @@ public:
     // One frame, on this thread.
     void Deliver();
 
+    // A copy of a frame, that lives as long as this.
+    const OX3D_RGBD_FRAME_DATA& Copy();
+    // The points of the copy.
+    void MapCopy(const OX3D_RGBD_CLOUD_OPTIONS& options);
+
     const std::vector<int16_t>& Depth() const { return m_depth; }
     const std::vector<uint8_t>& Chunk() const { return m_chunk; }
 
@@ -41,6 +46,8 @@ private:
     OX_FRAME_OUT_INFO_EX m_info = {};
     std::string m_calibration;
     CManager m_manager;
+    bool m_isCopyWanted = false;
+    OX3D_RGBD_FRAME_DATA* m_copy = nullptr;
     uint64_t m_delivered = 0; // whole frames that the application got
 };
 

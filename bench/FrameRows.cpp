@@ -1,5 +1,5 @@
 // FrameRows.cpp - a whole frame on its way through the library, beside the kernels that it needs on their own
-// and their limits. The kernels work on memory of the same sizes, each in a loop of its own.
+// and their limits; and points of a frame. The kernels work on memory of the same sizes, each in a loop of its own.
 #include "algorithm/rgbd/RgbdInterleave.h"
 #include "bench/FramePath.h"
 #include "bench/Kernels.h"
@@ -66,6 +66,60 @@ void AddLimits() {
     });
 }
 
+CFramePath& Path() {
+    static CFramePath path;
+    return path;
+}
+
+// What is remembered of a frame, with notes of frames that came before.
+void AddNote() {
+    AddRow("frame", "note of the frame", kFrameDepth, [] {
+        static CFrameNotes notes;
+        return [] {
+            FrameNote note;
+            note.Describe(Path().Copy());
+            notes.Add(note, {});
+        };
+    });
+}
+
+void AddCloud(const char* row, const OX3D_RGBD_CLOUD_OPTIONS& options) {
+    AddRow("frame cloud", row, kFrameDepth, [options] {
+        UseBestTier();
+        return [options] { Path().MapCopy(options); };
+    });
+}
+
+// All of points in the frame of the depth camera, from depth that is seen from the color camera.
+void AddClouds() {
+    AddTable(
+        {"frame cloud",
+         "Points of a frame of 1280x720 depth, registered to color: times the cost of depth to points alone",
+         ERatio::TimesTheCost, "depth to points", "", false});
+    AddRow("frame cloud", "depth to points", kFrameDepth, [] {
+        UseBestTier();
+        TransformImages& images = Shared<TransformImages>(kFrameDepth);
+        return [&images] { Transform(kCloud, images); };
+    });
+    OX3D_RGBD_CLOUD_OPTIONS options = {};
+    options.nCamera = OX3D_RGBD_CAMERA_COLOR;
+    AddCloud("float, organised, not moved", options);
+    options.nCamera = OX3D_RGBD_CAMERA_DEPTH;
+    AddCloud("float, organised", options);
+    options.nFormat = OX3D_RGBD_CLOUD_INT16;
+    AddCloud("16-bit, organised", options);
+    options.nFormat = OX3D_RGBD_CLOUD_FLOAT32;
+    options.nNormals = 1;
+    AddCloud("float, organised, with normals", options);
+    options.nNormals = 0;
+    options.nLayout = OX3D_RGBD_CLOUD_VALID;
+    AddCloud("float, valid only", options);
+    options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
+    AddCloud("float, valid only, with colors", options);
+    options.nNormals = 1;
+    AddCloud("float, valid only, with colors and normals", options);
+}
+
 } // namespace
 
 void AddFrameRows() {
@@ -74,9 +128,9 @@ void AddFrameRows() {
               ERatio::TimesTheCost, "sum of the kernels", "", false});
     AddRow("frame", "whole frame", kFrameDepth, [] {
         UseBestTier();
-        static CFramePath path;
-        return [] { path.Deliver(); };
+        return [] { Path().Deliver(); };
     });
+    AddNote();
     AddKernels();
     AddLimits();
     AddSum({"frame",
@@ -85,6 +139,7 @@ void AddFrameRows() {
     AddSum({"frame",
             "sum of the limits",
             {"copy of the color chunk", "limit of registration", "limit of scaling", "limit of interleave"}});
+    AddClouds();
 }
 
 } // namespace ox3dbench

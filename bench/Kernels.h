@@ -21,6 +21,8 @@ constexpr Mode kRegistration = {"C1", false, true, true, false};
 void Transform(const Mode& mode, TransformImages& images);
 // Where the samples of a registration land, listed part by part and not used.
 void Project(const TransformImages& images);
+// Filled registration by the threads that are allowed.
+void FillByThreads(Size size);
 void Interleave(RgbdImages& images);
 void ScalePlanes(ScaleImages& images);
 

@@ -60,6 +60,7 @@ void AddThreadRows() {
     AddThreadTable("cloud", "Depth to points", [] { Transform(kCloud, Shared<TransformImages>(kSize)); });
     AddThreadTable("registration", "Depth to another camera's depth",
                    [] { Transform(kRegistration, Shared<TransformImages>(kSize)); });
+    AddThreadTable("filled", "Depth to another camera's depth without holes", [] { FillByThreads(kSize); });
     AddThreadTable("interleave", "Planes and depth to RGB-D pixels",
                    [] { Interleave(Shared<RgbdImages>(kSize)); });
     AddThreadTable("scaling", "Three planes to two thirds", [] { Shared<AlignedColor>(kSize).Align(); });

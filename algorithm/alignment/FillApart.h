@@ -46,9 +46,9 @@ template <bool kDistorted>
     alignas(64) uint32_t depths[kApart];
     for (int32_t i = 0; i < count; i += kLanes) {
         const Patch<Floats, Truth> patch = PatchesOf<kDistorted>(row, o, around, i);
-        StorePairs(patch.m_left, patch.m_right - patch.m_left, columns + i);
-        StorePairsWhere(patch.m_isDrawn, patch.m_top, patch.m_bottom, rows + i);
-        StorePairs(patch.m_depth, patch.m_depth, depths + i);
+        StoreWhole(Stretch(patch.m_left, patch.m_right), columns + i);
+        StoreWholeWhere(patch.m_isDrawn, Stretch(patch.m_top, patch.m_bottom), rows + i);
+        StoreWhole(patch.m_depth, depths + i);
     }
     for (int32_t i = 0; i < count; ++i) {
         const int32_t at = around.m_at[i];

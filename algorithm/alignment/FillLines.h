@@ -82,14 +82,15 @@ void DrawLines(Lines* lines, const AlignArgs& a, FillTarget* target) {
 // Some patches, of which each continues the one before, as a line of depths. What is stored too much of one is overwritten
 // by the next one, or by the line's end.
 void WriteLine(const uint32_t* columns, const uint32_t* depths, int32_t count, uint16_t* line) {
-    const uint32_t left = columns[0] & 0xFFFFU;
+    const int32_t left = FirstOf(columns[0]);
 #pragma GCC unroll 4
     for (int32_t i = 0; i < count; ++i) {
-        uint16_t* const to = line + ((columns[i] & 0xFFFFU) - left);
-        std::memcpy(to, depths + i, sizeof depths[i]);
+        uint16_t* const to = line + (FirstOf(columns[i]) - left);
+        const uint32_t pair = depths[i] * 0x10001U;
+        std::memcpy(to, &pair, sizeof pair);
         if (columns[i] >> 16U > 2) {
             for (int32_t k = 2; k < kMaxSpan; k += 2) {
-                std::memcpy(to + k, depths + i, sizeof depths[i]);
+                std::memcpy(to + k, &pair, sizeof pair);
             }
         }
     }
@@ -109,11 +110,10 @@ void WriteLines(const Patches& p, int32_t count, const AlignArgs& a, Lines* line
     for (int32_t begin = NextOf(drawn, 0); begin < count; begin = NextOf(drawn, begin)) {
         const int32_t next = NextOf(ends, begin) + 1;
         const int32_t end = next - begin < kLongest ? next : begin + kLongest;
-        const auto left = static_cast<int32_t>(p.m_columns[begin] & 0xFFFFU);
-        const auto length =
-            static_cast<int32_t>((p.m_columns[end - 1] & 0xFFFFU) + (p.m_columns[end - 1] >> 16U)) - left;
-        const auto top = static_cast<int32_t>(p.m_rows[begin] & 0xFFFFU);
-        const auto bottom = static_cast<int32_t>(p.m_rows[begin] >> 16U);
+        const int32_t left = FirstOf(p.m_columns[begin]);
+        const int32_t length = EndOf(p.m_columns[end - 1]) - left;
+        const int32_t top = FirstOf(p.m_rows[begin]);
+        const int32_t bottom = EndOf(p.m_rows[begin]);
         if (lines->m_count == kLines || lines->m_used + length + 2 * kLineGroup > kLineRoom) {
             DrawLines(lines, a, target);
         }

@@ -50,7 +50,7 @@ struct Patches {
     alignas(64) uint32_t m_columns[kBand + kSpare]; // the first, and above it their number
     alignas(
         64) uint32_t m_rows[kBand + kSpare]; // the first, and above it the one behind the last; 0: not drawn
-    alignas(64) uint32_t m_depth[kBand + kSpare]; // less one, twice
+    alignas(64) uint32_t m_depth[kBand + kSpare]; // less one
     Marks m_areWhole;                             // all corners are shared
     Marks m_areApart;                             // not so
 };
@@ -151,6 +151,19 @@ ShortReachOf(const Corner4<Floats>& c, const Side<Floats>& left, const Side<Floa
     return {spotAt(above, i), spotAt(above, i + 1), spotAt(below, i), spotAt(below, i + 1)};
 }
 
+// The first of some columns or rows, and in the upper 16 bits their number. As a float it has all its bits.
+[[gnu::always_inline]] inline Floats Stretch(Floats first, Floats end) {
+    return first + (end - first) * 65536.0F;
+}
+
+[[gnu::always_inline]] inline int32_t FirstOf(uint32_t stretch) {
+    return static_cast<int32_t>(stretch & 0xFFFFU);
+}
+
+[[gnu::always_inline]] inline int32_t EndOf(uint32_t stretch) {
+    return static_cast<int32_t>((stretch & 0xFFFFU) + (stretch >> 16U));
+}
+
 // The pixels with shared corners; others are none that is drawn.
 void PatchWhole(const BandRow& row, const Sides& sides, Patches* __restrict patches) {
     const FillOptics o = *row.m_optics;
@@ -168,9 +181,9 @@ void PatchWhole(const BandRow& row, const Sides& sides, Patches* __restrict patc
         if (__builtin_expect((isWhole.Bits() & ~reach.m_isStretch.Bits()) != 0, 0)) {
             patch = PatchOf<false>(o, c, ReachOf(c), z);
         }
-        StorePairs(patch.m_left, patch.m_right - patch.m_left, patches->m_columns + i);
-        StorePairsWhere(patch.m_isDrawn & isWhole, patch.m_top, patch.m_bottom, patches->m_rows + i);
-        StorePairs(patch.m_depth, patch.m_depth, patches->m_depth + i);
+        StoreWhole(Stretch(patch.m_left, patch.m_right), patches->m_columns + i);
+        StoreWholeWhere(patch.m_isDrawn & isWhole, Stretch(patch.m_top, patch.m_bottom), patches->m_rows + i);
+        StoreWhole(patch.m_depth, patches->m_depth + i);
         u = u + static_cast<float>(kLanes);
     }
     patches->m_rows[row.m_count] = 0;

@@ -72,23 +72,17 @@ Floats LaneNumbers() {
     return Floats(_mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7));
 }
 
-// Pairs of whole numbers of 16 bits, cut off, one to a lane.
-__m256i PairsOf(Floats low, Floats high) {
-    return _mm256_or_si256(_mm256_cvttps_epi32(low.m_value),
-                           _mm256_slli_epi32(_mm256_cvttps_epi32(high.m_value), 16));
-}
-
-void StorePairs(Floats low, Floats high, uint32_t* to) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), PairsOf(low, high));
+// As integers, cut off.
+void StoreWhole(Floats value, uint32_t* to) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm256_cvttps_epi32(value.m_value));
 }
 
 // Zeros elsewhere.
-void StorePairsWhere(Truth where, Floats low, Floats high, uint32_t* to) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
-                        _mm256_and_si256(_mm256_castps_si256(where.m_mask), PairsOf(low, high)));
+void StoreWholeWhere(Truth where, Floats value, uint32_t* to) {
+    StoreWhole(Floats(_mm256_and_ps(where.m_mask, value.m_value)), to);
 }
 
-__m256i LoadPairs(const uint32_t* from) {
+__m256i LoadInts(const uint32_t* from) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
 }
 
@@ -104,14 +98,14 @@ Truth Marked(int32_t at, const uint64_t* words) {
 // Marks the patches that are drawn, and those that are not continued by the next one. Says whether all that are
 // drawn are ones for PackLine.
 bool MarkDrawn(const uint32_t* columns, const uint32_t* rows, int32_t at, uint64_t* drawn, uint64_t* ends) {
-    const __m256i own = LoadPairs(columns);
+    const __m256i own = LoadInts(columns);
     const __m256i width = _mm256_srli_epi32(own, 16);
     const __m256i ahead =
-        _mm256_and_si256(_mm256_sub_epi32(LoadPairs(columns + 1), own), _mm256_set1_epi32(0xFFFF));
-    const __m256i ownRows = LoadPairs(rows);
+        _mm256_and_si256(_mm256_sub_epi32(LoadInts(columns + 1), own), _mm256_set1_epi32(0xFFFF));
+    const __m256i ownRows = LoadInts(rows);
     const __m256i isNone = _mm256_cmpeq_epi32(ownRows, _mm256_setzero_si256());
     const __m256i isContinued =
-        _mm256_and_si256(_mm256_cmpeq_epi32(ownRows, LoadPairs(rows + 1)), _mm256_cmpeq_epi32(width, ahead));
+        _mm256_and_si256(_mm256_cmpeq_epi32(ownRows, LoadInts(rows + 1)), _mm256_cmpeq_epi32(width, ahead));
     const __m256i isWide = _mm256_andnot_si256(isNone, _mm256_cmpgt_epi32(width, _mm256_set1_epi32(1)));
     const __m256i all = _mm256_set1_epi32(-1);
     Mark({_mm256_castsi256_ps(_mm256_xor_si256(isNone, all))}, at, drawn);
@@ -140,9 +134,9 @@ constexpr PackingTable kPackingTable;
 void PackLine(const uint32_t* columns, const uint32_t* depths, int32_t count, uint16_t* line) {
     for (int32_t i = 0; i < count; i += kLanes) {
         const uint32_t own = (uint32_t{1} << (count - i < kLanes ? count - i : kLanes)) - 1;
-        const __m256i hasWidth = _mm256_cmpgt_epi32(LoadPairs(columns + i), _mm256_set1_epi32(0xFFFF));
+        const __m256i hasWidth = _mm256_cmpgt_epi32(LoadInts(columns + i), _mm256_set1_epi32(0xFFFF));
         const uint32_t lanes = Truth{_mm256_castsi256_ps(hasWidth)}.Bits() & own;
-        const __m256i depth = _mm256_srli_epi32(LoadPairs(depths + i), 16);
+        const __m256i depth = LoadInts(depths + i);
         const __m128i words =
             _mm_packus_epi32(_mm256_castsi256_si128(depth), _mm256_extracti128_si256(depth, 1));
         const auto* const members = reinterpret_cast<const __m128i*>(kPackingTable.m_bytes[lanes]);

@@ -70,19 +70,14 @@ Floats LaneNumbers() {
     return Floats(_mm512_setr_ps(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
 }
 
-// Pairs of whole numbers of 16 bits, cut off, one to a lane.
-__m512i PairsOf(Floats low, Floats high) {
-    return _mm512_or_si512(_mm512_cvttps_epi32(low.m_value),
-                           _mm512_slli_epi32(_mm512_cvttps_epi32(high.m_value), 16));
-}
-
-void StorePairs(Floats low, Floats high, uint32_t* to) {
-    _mm512_storeu_si512(to, PairsOf(low, high));
+// As integers, cut off.
+void StoreWhole(Floats value, uint32_t* to) {
+    _mm512_storeu_si512(to, _mm512_cvttps_epi32(value.m_value));
 }
 
 // Zeros elsewhere.
-void StorePairsWhere(Truth where, Floats low, Floats high, uint32_t* to) {
-    _mm512_storeu_si512(to, _mm512_maskz_mov_epi32(where.m_bits, PairsOf(low, high)));
+void StoreWholeWhere(Truth where, Floats value, uint32_t* to) {
+    _mm512_storeu_si512(to, _mm512_maskz_cvttps_epi32(where.m_bits, value.m_value));
 }
 
 // The lanes' bits among those of all groups.

@@ -84,16 +84,15 @@ Floats LaneNumbers() {
     return Floats(FloatVector{0, 1, 2, 3});
 }
 
-// Pairs of whole numbers of 16 bits, cut off, one to a lane.
-void StorePairs(Floats low, Floats high, uint32_t* to) {
-    const IntVector pairs = low.Cut() | high.Cut() << 16;
-    std::memcpy(to, &pairs, sizeof pairs);
+// As integers, cut off.
+void StoreWhole(Floats value, uint32_t* to) {
+    const IntVector whole = value.Cut();
+    std::memcpy(to, &whole, sizeof whole);
 }
 
 // Zeros elsewhere.
-void StorePairsWhere(Truth where, Floats low, Floats high, uint32_t* to) {
-    const IntVector pairs = where.m_mask & (low.Cut() | high.Cut() << 16);
-    std::memcpy(to, &pairs, sizeof pairs);
+void StoreWholeWhere(Truth where, Floats value, uint32_t* to) {
+    StoreWhole(Select(where, value, Floats(0.0F)), to);
 }
 
 // The lanes' bits among those of all groups.
