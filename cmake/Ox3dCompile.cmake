@@ -63,7 +63,8 @@ endfunction()
 # ox3d_tier(<SSE2|AVX2|AVX512|VBMI> <sources>...): kernels that are chosen at run time, compiled for a processor that
 # has these instructions. Such a unit defines nothing that another unit may define, too, or the linker could
 # take its copy for all: static functions only, and no templates of the standard library. Nothing reads the
-# floating-point exception flags, and without -fno-trapping-math g++ branches to keep them; values stay.
+# floating-point exception flags or errno after a square root, and without -fno-trapping-math and -fno-math-errno g++
+# branches to keep them; values stay.
 string(REGEX MATCH "^(x86_64|AMD64|amd64)$" OX3D_X86_TIERS "${CMAKE_SYSTEM_PROCESSOR}")
 function(ox3d_tier tier)
     set(flags_SSE2)
@@ -75,7 +76,7 @@ function(ox3d_tier tier)
     endif()
     set(flags_VBMI ${flags_AVX512} -mavx512vbmi)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
-        "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;${flags_${tier}}")
+        "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;-fno-math-errno;${flags_${tier}}")
     ox3d_samples(${ARGN})
     if(NOT tier STREQUAL "SSE2") # what every processor has may be lent
         get_property(count GLOBAL PROPERTY OX3D_TIER_UNITS)

@@ -128,24 +128,48 @@ void Locate(const PointView& view, int32_t count, PointRow points, int32_t* pixe
     return As(neighbour != 0.0F) & IsWithin(neighbour - z, kSameSurface * __builtin_fabsf(z));
 }
 
-void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRow out) {
-    float* __restrict nx = out.m_x;
-    float* __restrict ny = out.m_y;
-    float* __restrict nz = out.m_z;
+// The way from one neighbour to the other, or to the point itself where one of them is of another surface.
+[[gnu::always_inline]] inline float Across(int32_t hasFirst, float first, float own, int32_t hasLast,
+                                           float last) {
+    return (hasLast != 0 ? last : own) - (hasFirst != 0 ? first : own);
+}
+
+// One coordinate of a row and of those above and below it.
+struct Neighbours {
+    const float* m_own;
+    const float* m_above;
+    const float* m_below;
+};
+
+constexpr int32_t kStretch = 128;
+
+// Normals of one stretch, kept apart from the rows: a vectoriser takes no loop whose results may be among what it reads
+// by a dozen pointers, nor one that reads some neighbours only.
+struct NormalStretch {
+    alignas(64) float m_x[kStretch];
+    alignas(64) float m_y[kStretch];
+    alignas(64) float m_z[kStretch];
+};
+
+void NormalsOf(const Neighbours& xRow, const Neighbours& yRow, const Neighbours& zRow, int32_t count,
+               NormalStretch* __restrict out) {
+    const Neighbours xs = xRow;
+    const Neighbours ys = yRow;
+    const Neighbours zs = zRow;
     for (int32_t i = 0; i < count; ++i) {
-        const float x = at.m_x[i];
-        const float y = at.m_y[i];
-        const float z = at.m_z[i];
-        const int32_t isLeft = IsSame(z, at.m_z[i - 1]);
-        const int32_t isRight = IsSame(z, at.m_z[i + 1]);
-        const int32_t isAbove = IsSame(z, above.m_z[i]);
-        const int32_t isBelow = IsSame(z, below.m_z[i]);
-        const float ax = (isRight != 0 ? at.m_x[i + 1] : x) - (isLeft != 0 ? at.m_x[i - 1] : x);
-        const float ay = (isRight != 0 ? at.m_y[i + 1] : y) - (isLeft != 0 ? at.m_y[i - 1] : y);
-        const float az = (isRight != 0 ? at.m_z[i + 1] : z) - (isLeft != 0 ? at.m_z[i - 1] : z);
-        const float bx = (isBelow != 0 ? below.m_x[i] : x) - (isAbove != 0 ? above.m_x[i] : x);
-        const float by = (isBelow != 0 ? below.m_y[i] : y) - (isAbove != 0 ? above.m_y[i] : y);
-        const float bz = (isBelow != 0 ? below.m_z[i] : z) - (isAbove != 0 ? above.m_z[i] : z);
+        const float x = xs.m_own[i];
+        const float y = ys.m_own[i];
+        const float z = zs.m_own[i];
+        const int32_t isLeft = IsSame(z, zs.m_own[i - 1]);
+        const int32_t isRight = IsSame(z, zs.m_own[i + 1]);
+        const int32_t isAbove = IsSame(z, zs.m_above[i]);
+        const int32_t isBelow = IsSame(z, zs.m_below[i]);
+        const float ax = Across(isLeft, xs.m_own[i - 1], x, isRight, xs.m_own[i + 1]);
+        const float ay = Across(isLeft, ys.m_own[i - 1], y, isRight, ys.m_own[i + 1]);
+        const float az = Across(isLeft, zs.m_own[i - 1], z, isRight, zs.m_own[i + 1]);
+        const float bx = Across(isAbove, xs.m_above[i], x, isBelow, xs.m_below[i]);
+        const float by = Across(isAbove, ys.m_above[i], y, isBelow, ys.m_below[i]);
+        const float bz = Across(isAbove, zs.m_above[i], z, isBelow, zs.m_below[i]);
         const float cx = ay * bz - az * by;
         const float cy = az * bx - ax * bz;
         const float cz = ax * by - ay * bx;
@@ -153,9 +177,23 @@ void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRo
         const int32_t isKnown = As(z != 0.0F) & As(length2 > kLeastArea2) & As(length2 < kFar * kFar);
         const float length = __builtin_sqrtf(isKnown != 0 ? length2 : 1.0F);
         const float signedLength = cx * x + cy * y + cz * z > 0.0F ? -length : length;
-        nx[i] = isKnown != 0 ? cx / signedLength : 0.0F;
-        ny[i] = isKnown != 0 ? cy / signedLength : 0.0F;
-        nz[i] = isKnown != 0 ? cz / signedLength : 0.0F;
+        out->m_x[i] = isKnown != 0 ? cx / signedLength : 0.0F;
+        out->m_y[i] = isKnown != 0 ? cy / signedLength : 0.0F;
+        out->m_z[i] = isKnown != 0 ? cz / signedLength : 0.0F;
+    }
+}
+
+void Normals(PointRow above, PointRow at, PointRow below, int32_t count, PointRow out) {
+    NormalStretch normals;
+    for (int32_t first = 0; first < count; first += kStretch) {
+        const int32_t length = count - first < kStretch ? count - first : kStretch;
+        NormalsOf({at.m_x + first, above.m_x + first, below.m_x + first},
+                  {at.m_y + first, above.m_y + first, below.m_y + first},
+                  {at.m_z + first, above.m_z + first, below.m_z + first}, length, &normals);
+        const size_t bytes = static_cast<size_t>(length) * sizeof(float);
+        __builtin_memcpy(out.m_x + first, normals.m_x, bytes);
+        __builtin_memcpy(out.m_y + first, normals.m_y, bytes);
+        __builtin_memcpy(out.m_z + first, normals.m_z, bytes);
     }
 }
 
