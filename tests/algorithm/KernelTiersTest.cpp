@@ -298,7 +298,7 @@ Result Align(Random& random, int32_t width, int32_t height) {
 }
 
 Result AlignAnySizes(Random& random) {
-    const int32_t width = 1 + (random() % 32 == 0 ? 2000 + Below(random, 2200) : Below(random, 70));
+    const int32_t width = 1 + (random() % 8 == 0 ? 2040 + Below(random, 300) : Below(random, 70));
     return Align(random, width, 1 + Below(random, 12));
 }
 
