@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "fuzz/session/Checks.h"
 #include "fuzz/session/OwnTime.h"
@@ -332,6 +333,10 @@ void RunMember(Crowd& crowd, uint32_t index, uint32_t seed) {
                 SetSwitch(handle, "ImageAlign", 0);
                 OX3D_RGBD_Start(handle);
                 crowd.m_handle = handle;
+                // A thread that had not yet used the same address of a former device may have closed this one.
+                if (OX3D_RGBD_SoftTrigger(handle) == OX3D_RGBD_E_HANDLE) {
+                    crowd.m_handle.compare_exchange_strong(handle, nullptr);
+                }
             }
             ForgetCalls();
             ++crowd.m_calls;
@@ -346,8 +351,15 @@ void RunMember(Crowd& crowd, uint32_t index, uint32_t seed) {
 }
 
 void WatchForStalls(const Crowd& crowd) {
+    uint64_t calls = 0;
+    auto lastCall = OwnTime();
     while (crowd.m_calls < crowd.m_limit) {
         std::this_thread::sleep_for(milliseconds(100));
+        lastCall = std::exchange(calls, crowd.m_calls.load()) != calls ? OwnTime() : lastCall;
+        if (OwnTime() - lastCall > kStall) {
+            fputs("complaint: no call has found a device for 10 s\n", stderr);
+            abort();
+        }
         const auto oldest = (OwnTime() - kStall).count();
         for (const auto& seen : crowd.m_seen) {
             if (seen < oldest) {
