@@ -41,6 +41,9 @@ struct FillOptics {
 [[gnu::always_inline]] static inline float Larger(float a, float b) {
     return a > b ? a : b;
 }
+[[gnu::always_inline]] static inline bool IsNumber(float value) {
+    return value == value;
+}
 [[gnu::always_inline]] static inline float Magnitude(float value) {
     return __builtin_fabsf(value);
 }
@@ -103,7 +106,9 @@ template <typename TNumber>
 // Whether two neighbours belong to one surface.
 template <typename TNumber>
 [[gnu::always_inline]] static inline auto Linked(TNumber a, TNumber b, float step) {
-    return (Smaller(a, b) > 0.0F) & AreNear(a, b, step);
+    const auto areDepths = Smaller(a, b) > 0.0F;
+    const auto areNear = AreNear(a, b, step);
+    return areDepths & areNear;
 }
 
 // The depth that a pixel has at one of its corners: the mean of those of the four pixels around the corner that
@@ -202,7 +207,7 @@ template <typename TNumber>
     TNumber bottom =
         Larger(Larger(c.m_topLeft.y, c.m_topRight.y), Larger(c.m_bottomLeft.y, c.m_bottomRight.y));
     const TNumber sides = left.m_low + right.m_low; // no number where a corner is not seen
-    auto isStretch = CutStretch(&low, &high) & CutStretch(&top, &bottom) & (sides == sides);
+    auto isStretch = CutStretch(&low, &high) & CutStretch(&top, &bottom) & IsNumber(sides);
     return Reach<TNumber, decltype(isStretch)>{low, high, top, bottom, isStretch};
 }
 

@@ -38,7 +38,7 @@ struct Floats {
     friend Truth operator<=(Floats a, Floats b) { return {_mm256_cmp_ps(a.m_value, b.m_value, _CMP_LE_OQ)}; }
     friend Truth operator>(Floats a, Floats b) { return b < a; }
     friend Truth operator>=(Floats a, Floats b) { return b <= a; }
-    friend Truth operator==(Floats a, Floats b) { return {_mm256_cmp_ps(a.m_value, b.m_value, _CMP_EQ_OQ)}; }
+    friend Truth IsNumber(Floats value) { return {_mm256_cmp_ps(value.m_value, value.m_value, _CMP_ORD_Q)}; }
     friend Floats Select(Truth isFirst, Floats first, Floats second) {
         return Floats(_mm256_blendv_ps(second.m_value, first.m_value, isFirst.m_mask));
     }

@@ -36,8 +36,8 @@ struct Floats {
     }
     friend Truth operator>(Floats a, Floats b) { return b < a; }
     friend Truth operator>=(Floats a, Floats b) { return b <= a; }
-    friend Truth operator==(Floats a, Floats b) {
-        return {_mm512_cmp_ps_mask(a.m_value, b.m_value, _CMP_EQ_OQ)};
+    friend Truth IsNumber(Floats value) {
+        return {_mm512_cmp_ps_mask(value.m_value, value.m_value, _CMP_ORD_Q)};
     }
     friend Floats Select(Truth isFirst, Floats first, Floats second) {
         return Floats(_mm512_mask_blend_ps(isFirst.m_bits, second.m_value, first.m_value));

@@ -43,7 +43,7 @@ struct Floats {
     friend Truth operator<=(Floats a, Floats b) { return {a.m_value <= b.m_value}; }
     friend Truth operator>(Floats a, Floats b) { return {a.m_value > b.m_value}; }
     friend Truth operator>=(Floats a, Floats b) { return {a.m_value >= b.m_value}; }
-    friend Truth operator==(Floats a, Floats b) { return {a.m_value == b.m_value}; }
+    friend Truth IsNumber(Floats value) { return {(value.m_value <= 0.0F) | (value.m_value > 0.0F)}; }
     friend Floats Select(Truth isFirst, Floats first, Floats second) {
         return Floats(isFirst.m_mask ? first.m_value : second.m_value);
     }
