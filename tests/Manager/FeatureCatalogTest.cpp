@@ -63,10 +63,10 @@ TEST(FeatureCatalog, IsLedAstrayByNoDescription) {
     std::string many;
     for (int i = 0; i < 5000; ++i) {
         const std::string number = std::to_string(i);
-        chain += "<Category Name=\"C" + number + "\"><pFeature>C" + std::to_string(i + 1) + "</pFeature>" +
-                 names + "</Category>";
-        many += "<pFeature>F" + number + "</pFeature>";
-        chain += "<Integer Name=\"F" + number + "\"/>";
+        chain.append("<Category Name=\"C").append(number).append("\"><pFeature>C");
+        chain.append(std::to_string(i + 1)).append("</pFeature>").append(names).append("</Category>");
+        many.append("<pFeature>F").append(number).append("</pFeature>");
+        chain.append("<Integer Name=\"F").append(number).append("\"/>");
     }
     EXPECT_EQ(Names(Described("<pFeature>C0</pFeature>", chain + feature)).size(), 1U);
     EXPECT_EQ(Names(Described(many, chain)).size(), 4096U);
