@@ -8,7 +8,6 @@ namespace ox3d {
 CJpegEncoder::CJpegEncoder() : m_codec(tjInitCompress()) {}
 
 CJpegEncoder::~CJpegEncoder() {
-    tjFree(m_buffer);
     if (m_codec != nullptr) {
         tjDestroy(m_codec);
     }
@@ -16,13 +15,23 @@ CJpegEncoder::~CJpegEncoder() {
 
 std::span<const uint8_t> CJpegEncoder::Encode(const uint8_t* interleaved, uint32_t width, uint32_t height,
                                               int quality) {
-    unsigned long lengthBytes = 0;
-    if (m_codec == nullptr ||
-        tjCompress2(m_codec, interleaved, static_cast<int>(width), 0, static_cast<int>(height), TJPF_RGB,
-                    &m_buffer, &lengthBytes, TJSAMP_422, quality, TJFLAG_FASTDCT) != 0) {
+    const int columns = static_cast<int>(width);
+    const int rows = static_cast<int>(height);
+    unsigned long lengthBytes = tjBufSize(columns, rows, TJSAMP_422); // no image needs more
+    if (m_codec == nullptr || lengthBytes == static_cast<unsigned long>(-1)) {
         return {};
     }
-    return {m_buffer, lengthBytes};
+    if (lengthBytes > m_bufferBytes) {
+        m_buffer.reset(static_cast<uint8_t*>(AllocateImageMemory(lengthBytes)));
+        m_bufferBytes = m_buffer == nullptr ? 0 : lengthBytes;
+    }
+    uint8_t* buffer = m_buffer.get();
+    if (buffer == nullptr ||
+        tjCompress2(m_codec, interleaved, columns, 0, rows, TJPF_RGB, &buffer, &lengthBytes, TJSAMP_422,
+                    quality, TJFLAG_FASTDCT | TJFLAG_NOREALLOC) != 0) {
+        return {};
+    }
+    return {buffer, lengthBytes};
 }
 
 CJpegDecoder::CJpegDecoder() : m_codec(tjInitDecompress()) {}

@@ -2,9 +2,8 @@
 #ifndef OX3D_RECORDING_JPEG_H
 #define OX3D_RECORDING_JPEG_H
 
+#include "base/ImageMemory.h"
 #include "recording/Bytes.h"
-
-#include <memory>
 
 namespace ox3d {
 
@@ -20,7 +19,8 @@ public:
 
 private:
     void* m_codec;
-    uint8_t* m_buffer = nullptr; // the codec's
+    ImageBlock m_buffer;
+    uint64_t m_bufferBytes = 0;
 };
 
 class CJpegDecoder {

@@ -185,7 +185,7 @@ std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool i
         unlink(part.c_str());
         return nullptr;
     }
-    SyncFolderOf(path);
+    writer->m_path = path;
     return writer;
 }
 
@@ -242,7 +242,10 @@ EWriting CMcapWriter::Append(McapChunk chunk) {
     return isFull ? EWriting::Full : EWriting::Failed;
 }
 
-bool CMcapWriter::Sync() const {
+bool CMcapWriter::Sync() {
+    if (!std::exchange(m_isNameSynced, true)) {
+        SyncFolderOf(m_path);
+    }
     return fdatasync(m_file) == 0;
 }
 

@@ -60,8 +60,8 @@ public:
 
     // After Full or Failed the file ends with the last whole chunk, and can only be closed. One thread at a time.
     EWriting Append(McapChunk chunk);
-    // Beside Append(). What was appended before is then on the disk.
-    bool Sync() const;
+    // Beside Append(), by one thread at a time. What was appended before is then on the disk.
+    bool Sync();
     // Writes the summary. False when there is no room for it: the file then ends with the last whole chunk.
     bool Close();
 
@@ -74,6 +74,8 @@ private:
     bool WriteAtEnd(const ByteVector& bytes);
 
     int m_file;
+    std::string m_path;
+    bool m_isNameSynced = false; // of Sync() alone
     McapSummary m_summary;
     uint64_t m_endBytes;
     uint64_t m_reservedBytes = 0; // blocks that are kept free, counted from the begin of the file

@@ -44,8 +44,10 @@ Quaternion QuaternionOf(const std::array<double, 9>& r) {
         {r[7] - r[5], r[2] - r[6], r[3] - r[1], twice * twice},
     };
     Quaternion quaternion = fromLargest[largest];
+    const double scale =
+        std::copysign(2 * twice, quaternion[3]); // of the two that mean the same, that with w > 0
     for (double& part : quaternion) {
-        part /= 2 * twice;
+        part /= scale;
     }
     return quaternion;
 }

@@ -5,10 +5,12 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <tuple>
 #include <utility>
 
 #include "base/Ipv4.h"
+#include "recording/RecordingReader.h"
 #include "virtual-camera/TextParse.h"
 
 namespace ox3d {
@@ -131,13 +133,15 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) {
          return ReadWord(v, "scene", "recording", &c->m_source.m_isRecording);
      }},
-    {"recording", "a folder",
+    {"recording", "an MCAP file or a folder",
      [](std::string_view v, CameraConfig* c) {
          c->m_source.m_folder = v;
          return !v.empty() && v.find('\0') == v.npos;
      }},
     {"loop", "yes or no",
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_loop); }},
+    {"speed", "a factor from 0.01 to 100",
+     [](std::string_view v, CameraConfig* c) { return ParseReal(v, 0.01, 100, &c->m_source.m_speed); }},
     {"noise", "yes or no",
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_noise); }},
     {"cycle", "0 for no cycle, or a number of frames up to 240",
@@ -145,6 +149,10 @@ constexpr Key kKeys[] = {
     {"fps", "frames a second from 0.1 to 240",
      [](std::string_view v, CameraConfig* c) { return ParseReal(v, kMinFps, kMaxFps, &c->m_fps); }},
 };
+
+// What a recording says of its camera under the same names.
+constexpr std::string_view kIdentityKeys[] = {"transport",    "serial",    "model",
+                                              "manufacturer", "user_name", "device_version"};
 
 // Collects the sections of one file.
 class CListReader {
@@ -185,6 +193,7 @@ private:
         m_hasSectionError = false;
         m_sectionLine = m_lineNumber;
         m_current = Numbered(m_sections++, m_network);
+        m_given.clear();
         if (line != "[camera]") {
             Error("unknown section " + std::string(line) + ", expected [camera]");
         } else if (m_sections > kMaxCameras) {
@@ -201,6 +210,7 @@ private:
         const std::string_view name = Trim(line.substr(0, equals));
         const std::string_view value = Trim(line.substr(equals + 1));
         std::string why = "unknown key '" + std::string(name) + "'";
+        m_given.emplace(name);
         bool isRead = false;
         if (name == "fault") {
             isRead = ParseFault(value, &m_current.m_faults, &why);
@@ -229,25 +239,52 @@ private:
         }
     }
 
+    // Who the camera was stands in the file; what the list says of it holds.
+    void TakeRecordedIdentity(const std::string& file) {
+        std::map<std::string, std::string> facts;
+        std::string error;
+        if (!ReadRecordedFacts(file, &facts, &error)) {
+            Error(error);
+        }
+        for (const Key& key : kKeys) {
+            const auto fact = facts.find(key.m_name);
+            const bool isIdentity = std::find(std::begin(kIdentityKeys), std::end(kIdentityKeys),
+                                              std::string_view(key.m_name)) != std::end(kIdentityKeys);
+            if (isIdentity && fact != facts.end() && !m_given.contains(key.m_name)) {
+                key.m_read(fact->second, &m_current); // one that cannot be shown stays as it is
+            }
+        }
+    }
+
+    // The path of a recording from the root.
+    void CheckRecording() {
+        FrameSourceConfig& source = m_current.m_source;
+        if (source.m_folder.empty()) {
+            Error("source = recording needs recording = FOLDER");
+            return;
+        }
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(source.m_folder, ignored)) {
+            TakeRecordedIdentity(source.m_folder);
+        } else if (!std::filesystem::is_directory(source.m_folder, ignored)) {
+            Error("there is no folder " + source.m_folder);
+        }
+    }
+
     void CheckSection() {
         FrameSourceConfig& source = m_current.m_source;
+        if (!source.m_folder.empty() && source.m_folder.front() != '/') {
+            source.m_folder = m_baseFolder + "/" + source.m_folder;
+        }
+        if (source.m_isRecording) {
+            CheckRecording();
+        }
         if (m_current.m_model.empty()) {
             m_current.m_model =
                 m_current.m_transport == ETransport::Usb ? "VirtualRgbd-USB" : "VirtualRgbd-GigE";
         }
-        if (source.m_isRecording && source.m_folder.empty()) {
-            Error("source = recording needs recording = FOLDER");
-        }
         if ((source.m_colorWidth == 0) != (source.m_colorHeight == 0)) {
             Error("color_width and color_height must both be 0, or neither");
-        }
-        if (!source.m_folder.empty() && source.m_folder.front() != '/') {
-            source.m_folder = m_baseFolder + "/" + source.m_folder;
-        }
-        std::error_code ignored;
-        if (source.m_isRecording && !source.m_folder.empty() &&
-            !std::filesystem::is_directory(source.m_folder, ignored)) {
-            Error("there is no folder " + source.m_folder);
         }
         const bool isTaken = std::any_of(m_cameras.begin(), m_cameras.end(), [&](const CameraConfig& other) {
             return other.m_serial == m_current.m_serial;
@@ -263,6 +300,7 @@ private:
     std::vector<std::string>* m_errors;
     std::vector<CameraConfig> m_cameras;
     CameraConfig m_current;
+    std::set<std::string, std::less<>> m_given; // keys of this section
     size_t m_lineNumber = 0;
     size_t m_sectionLine = 0;
     size_t m_sections = 0;
@@ -294,7 +332,7 @@ std::vector<CameraConfig> DefaultCameraList(const NetworkDefaults& network) {
 
 bool IsSameCamera(const CameraConfig& a, const CameraConfig& b) {
     const auto sourceOf = [](const FrameSourceConfig& s) {
-        return std::tie(s.m_isRecording, s.m_folder, s.m_loop, s.m_depthWidth, s.m_depthHeight,
+        return std::tie(s.m_isRecording, s.m_folder, s.m_loop, s.m_speed, s.m_depthWidth, s.m_depthHeight,
                         s.m_colorWidth, s.m_colorHeight, s.m_noise, s.m_seed, s.m_cycleFrames);
     };
     const auto textsOf = [](const CameraConfig& c) {

@@ -170,11 +170,14 @@ EModelStatus CCameraModel::Prepare(std::string* error) {
     const CLock lock(m_mutex);
     m_source = std::move(source);
     m_sizes = m_source.get();
+    if (const RecordedCamera* const recorded = m_sizes->Recorded(); recorded != nullptr) {
+        TakeRecordedFeatures(recorded->m_features);
+    }
     if (m_config.m_faults.m_isCalibrationMissing != 0) {
         return EModelStatus::Ok;
     }
     for (const char* name : {kCalibrationFile, kSystemCalibrationFile}) {
-        if (m_files.Find(name) == nullptr) {
+        if (m_files.Find(name) == nullptr && !m_source->CalibrationXml().empty()) {
             m_files.Write(name, BytesOf(m_source->CalibrationXml()));
         }
     }

@@ -203,6 +203,7 @@ private:
     Settings TakeSettings() const OX_REQUIRES(m_mutex);
     void ApplySettings(const Settings& settings) OX_REQUIRES(m_mutex);
     std::string ValueText(const MappedFeature& feature, uint32_t slot) const OX_REQUIRES(m_mutex);
+    void TakeRecordedFeatures(std::string_view text) OX_REQUIRES(m_mutex);
     EModelStatus SetFromText(const MappedFeature& feature, std::string_view text) OX_REQUIRES(m_mutex);
     // 0 is the default set, which a set stands for in which nothing was stored.
     const Settings& UserSet(int64_t number) const OX_REQUIRES(m_mutex);
@@ -215,6 +216,7 @@ private:
     void BumpVersion() OX_REQUIRES(m_mutex);
     void RestartNetwork() OX_REQUIRES(m_mutex);
     CFrameClock::Duration Period() const OX_REQUIRES(m_mutex);
+    CFrameClock::Duration NextPeriod(bool isTriggered) const OX_REQUIRES(m_mutex);
     CFrameClock::Duration ExposureTime() const OX_REQUIRES(m_mutex);
     std::optional<Time> NextDue(bool isTriggered) const OX_REQUIRES(m_mutex);
     void Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure)
@@ -249,8 +251,7 @@ private:
     uint32_t m_plugCount OX_GUARDED_BY(m_mutex) = 0;
     uint32_t m_unplugFaults OX_GUARDED_BY(m_mutex) = 0;
     Time m_pluggedAt OX_GUARDED_BY(m_mutex);
-    const CFrameSource*
-        m_sizes OX_GUARDED_BY(m_mutex) = nullptr; // the source, for its sizes: they never change
+    const CFrameSource* m_sizes OX_GUARDED_BY(m_mutex) = nullptr; // the source, for what never changes of it
 
     CMutex m_renderMutex;                                                // taken without m_mutex or before it
     std::unique_ptr<CFrameSource> m_source OX_GUARDED_BY(m_renderMutex); // set once

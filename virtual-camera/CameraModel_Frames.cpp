@@ -27,6 +27,12 @@ CFrameClock::Duration CCameraModel::Period() const {
     return std::max(FromSeconds(1 / rateHz), ExposureTime());
 }
 
+// Free running, a recording is played as it was taken.
+CFrameClock::Duration CCameraModel::NextPeriod(bool isTriggered) const {
+    const bool isAsRecorded = !isTriggered && m_sizes != nullptr;
+    return (isAsRecorded ? m_sizes->TimeBefore(m_frameNumber) : std::nullopt).value_or(Period());
+}
+
 CFrameClock::Duration CCameraModel::FramePeriod() const {
     const CLock lock(m_mutex);
     return Period();
@@ -98,7 +104,7 @@ std::optional<CCameraModel::Time> CCameraModel::NextDue(bool isTriggered) const 
     if (!m_isAcquiring || m_hasSourceEnded) {
         return std::nullopt;
     }
-    std::optional<Time> due = m_clock.Due(isTriggered, Period(), ExposureTime());
+    std::optional<Time> due = m_clock.Due(isTriggered, NextPeriod(isTriggered), ExposureTime());
     const FaultSet& faults = m_config.m_faults;
     if (due && m_frameNumber + 1 == faults.m_stallAtFrame) {
         *due += std::chrono::milliseconds(faults.m_stallForMs);
@@ -112,7 +118,7 @@ bool CCameraModel::IsDropped(uint32_t number) const {
 }
 
 void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* frame, Exposure* exposure) {
-    m_clock.Taken(isTriggered, due, now, Period());
+    m_clock.Taken(isTriggered, due, now, std::max(NextPeriod(isTriggered), Period()));
     ++m_frameNumber;
     if (m_framesLeft > 0 && --m_framesLeft == 0) {
         m_isAcquiring = false;
@@ -133,6 +139,7 @@ bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
         !PackFrame(m_images, content, frame)) {
         return false;
     }
+    frame->m_timestampNs = m_images.m_ticks.value_or(frame->m_timestampNs);
     ApplyFrameFaults(m_config.m_faults, frame);
     return true;
 }

@@ -122,30 +122,71 @@ EModelStatus CCameraModel::SetFromText(const MappedFeature& feature, std::string
     return raw == Raw(feature, slot) ? EModelStatus::Ok : Write(feature, slot, raw);
 }
 
+namespace {
+
+// Takes the next line that says something from the text: "Name=Value" in two parts, or a name alone. False at the end.
+struct FeatureLine {
+    size_t m_number = 0;
+    std::string_view m_line;
+    std::string_view m_name;
+    std::string_view m_value;
+    bool m_hasValue = false;
+};
+
+bool TakeLine(std::string_view* text, FeatureLine* out) {
+    while (!text->empty()) {
+        const size_t end = std::min(text->find('\n'), text->size());
+        out->m_line = Trim(text->substr(0, end));
+        text->remove_prefix(std::min(end + 1, text->size()));
+        ++out->m_number;
+        if (out->m_line.empty() || out->m_line.front() == '#') {
+            continue;
+        }
+        const size_t equals = std::min(out->m_line.find('='), out->m_line.size());
+        out->m_hasValue = equals < out->m_line.size();
+        out->m_name = Trim(out->m_line.substr(0, equals));
+        out->m_value = out->m_hasValue ? Trim(out->m_line.substr(equals + 1)) : std::string_view();
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
 EModelStatus CCameraModel::LoadFeatures(std::string_view text, std::string* where) {
     Delay();
     const CLock lock(m_mutex);
     const Settings before = TakeSettings();
-    for (size_t number = 1; !text.empty(); ++number) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        const std::string_view line = Trim(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-        if (line.empty() || line.front() == '#') {
-            continue;
-        }
-        const size_t equals = std::min(line.find('='), line.size());
-        const MappedFeature* feature = m_features.Find(Trim(line.substr(0, equals)));
+    FeatureLine line;
+    while (TakeLine(&text, &line)) {
+        const MappedFeature* feature = m_features.Find(line.m_name);
         EModelStatus status = EModelStatus::UnknownFeature;
-        if (feature != nullptr && feature->m_row->m_isSaved && equals < line.size()) {
-            status = SetFromText(*feature, Trim(line.substr(equals + 1)));
+        if (feature != nullptr && feature->m_row->m_isSaved && line.m_hasValue) {
+            status = SetFromText(*feature, line.m_value);
         }
         if (status != EModelStatus::Ok) {
             ApplySettings(before);
-            *where = "line " + std::to_string(number) + ": " + std::string(line);
+            *where = "line " + std::to_string(line.m_number) + ": " + std::string(line.m_line);
             return status;
         }
     }
     return EModelStatus::Ok;
+}
+
+// The settings of the camera that was recorded are those that this one starts from, as far as it has them. It plays
+// without being triggered, and without end, whatever that one waited for.
+void CCameraModel::TakeRecordedFeatures(std::string_view text) {
+    FeatureLine line;
+    while (TakeLine(&text, &line)) {
+        const MappedFeature* feature = m_features.Find(line.m_name);
+        const bool isTaken = feature != nullptr && feature->m_row->m_isSaved &&
+                             feature->m_row->m_id != EFeature::TriggerMode &&
+                             feature->m_row->m_id != EFeature::AcquisitionMode;
+        if (isTaken && line.m_hasValue) {
+            SetFromText(*feature, line.m_value); // what this camera cannot do stays as it is
+        }
+    }
+    m_defaultSet = TakeSettings();
 }
 
 } // namespace ox3d

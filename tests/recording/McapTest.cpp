@@ -149,6 +149,64 @@ TEST_F(Mcap, IsReadAsItWasRecorded) {
     EXPECT_EQ(known["model"], "Cam");
 }
 
+// The other readers have another notion of CDR, of the definitions, of zstd and of the container.
+TEST_F(Mcap, IsReadByReadersThatKnowNothingOfThisProject) {
+    if (!fs::exists(OX3D_NODE_MODULES "/node_modules/@mcap/core")) {
+        GTEST_SKIP() << "\"./run test\" installs the readers";
+    }
+    RecorderOptions options;
+    options.m_color = ERecordedColor::Raw;
+    Record(5, options);
+    const auto read = [&](const std::string& path, const char* how) {
+        test::CProcess reader(
+            {"/usr/bin/env", "node", OX3D_THIRD_PARTY "/read.mjs", OX3D_NODE_MODULES, path, how},
+            m_folder.Path());
+        EXPECT_EQ(reader.Finish(), 0);
+        return reader.Output();
+    };
+    const auto sumOf = [](std::span<const uint8_t> bytes) {
+        uint64_t sum = 0;
+        for (const uint8_t byte : bytes) {
+            sum = (sum * 31 + byte) % 4294967291;
+        }
+        return " bytes, sum " + std::to_string(sum) + "\"";
+    };
+    const std::vector<uint16_t> depth = DepthOf(1);
+    const std::string head = R"({"header":{"stamp":{"sec":0,"nanosec":93},"frame_id":"camera_)";
+    const std::string said = read(m_path, "index");
+    for (
+        const std::string& text : {
+            std::string("profile ros2\n"),
+            R"(/camera/depth/image_raw log 100 publish 93 )" + head +
+                R"(depth_optical_frame"},"height":48,"width":64,"encoding":"16UC1","is_bigendian":0,"step":128,"data":"6144)" +
+                sumOf({reinterpret_cast<const uint8_t*>(depth.data()), depth.size() * 2}),
+            head +
+                R"(color_optical_frame"},"height":32,"width":96,"encoding":"rgb8","is_bigendian":0,"step":288,)",
+            head + R"(depth_optical_frame"},"height":48,"width":64,"distortion_model":"plumb_bob",)"
+                   R"("d":[0.1,0.2,0.3,0.4,0.5],"k":[50,0,32.5,0,51,24.25,0,0,1],"r":[1,0,0,0,1,0,0,0,1],)"
+                   R"("p":[50,0,32.5,0,0,51,24.25,0,0,0,1,0],"binning_x":0,"binning_y":0,)"
+                   R"("roi":{"x_offset":0,"y_offset":0,"height":0,"width":0,"do_rectify":false}})",
+            // The color camera is turned by 90 degrees and stands at -R' t.
+            std::string(
+                R"("child_frame_id":"camera_color_optical_frame","transform":{"translation":{"x":-0.02,"y":0.01,"z":-0.03},)"
+                R"("rotation":{"x":0,"y":0,"z":-0.7071067811865477,"w":0.7071067811865475}}}]})"),
+            std::string(R"({"frame":1,"ticks":1000,"host_ns":100,"lost_before":1,"incomplete":false})"),
+            std::string("attachment calibration.xml <SensorCali/>\nattachment features.txt Gain=3\n"),
+            std::string(R"(metadata ox3d {"format":"1","model":"Cam","serial":"A1"})"),
+            std::string("statistics 26 5\n"),
+            std::string(
+                R"(counts {"/camera/color/camera_info":5,"/camera/color/image_raw":5,"/camera/depth/camera_info":5,)"
+                R"("/camera/depth/image_raw":5,"/ox3d/frame":5,"/tf_static":1})"),
+        }) {
+        EXPECT_THAT(said, HasSubstr(text));
+    }
+    // A file that was cut is read in sequence, and by its index once it was repaired.
+    const std::string cut = Spoiled([](std::string& bytes) { bytes.resize(bytes.size() - 2000); });
+    EXPECT_THAT(read(cut, "sequence"), HasSubstr(R"("/camera/depth/image_raw":)"));
+    ASSERT_EQ(RepairMcap(cut, &m_report, &m_error), EMcapRepair::Ok);
+    EXPECT_THAT(read(cut, "index"), HasSubstr("statistics 26 5\n"));
+}
+
 TEST_F(Mcap, ColorComesBackFromJpegNearlyAsItWasAndNotAtAllWhenNoneIsWanted) {
     Record(1);
     Read(m_path);

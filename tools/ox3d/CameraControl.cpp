@@ -29,6 +29,7 @@ CCameraControl::CCameraControl(const CameraControlRequest& request) : m_request(
     if (!request.m_recording.empty()) {
         m_recording = std::filesystem::absolute(request.m_recording);
         CheckRecording(m_recording);
+        m_play = request.m_play;
     }
 }
 
@@ -40,7 +41,7 @@ const ProviderChoice& CCameraControl::Enter() {
     KeepInReach(kListVariable);
     KeepInReach("OX3D_RGBD_DATA_DIR");
     if (!m_recording.empty()) {
-        m_recordingCamera.emplace(m_recording);
+        m_recordingCamera.emplace(m_recording, m_play);
     }
     return m_choice;
 }

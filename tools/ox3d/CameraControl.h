@@ -13,7 +13,8 @@ namespace ox3d::tool {
 
 struct CameraControlRequest {
     std::string m_provider;  // as for ChooseProvider()
-    std::string m_recording; // a folder to play; empty: none
+    std::string m_recording; // a file or a folder to play; empty: none
+    PlayOptions m_play;
 };
 
 class CCameraControl {
@@ -30,6 +31,7 @@ public:
 private:
     std::string m_request;
     std::filesystem::path m_recording; // absolute
+    PlayOptions m_play;
     ProviderChoice m_choice;
     std::optional<CRecordingCamera> m_recordingCamera;
 };

@@ -3,9 +3,11 @@
 
 #include "base/LocalFile.h"
 #include "recording/RecordingLayout.h"
+#include "recording/RecordingReader.h"
 #include "tools/ox3d/ExitCode.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
 
@@ -13,36 +15,43 @@ namespace ox3d::tool {
 
 namespace fs = std::filesystem;
 
-void CheckRecording(const fs::path& folder) {
-    const std::string& name = folder.string();
+void CheckRecording(const fs::path& path) {
+    const std::string& name = path.string();
     if (std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; })) {
-        throw CToolError(EExitCode::Usage, "the recording's folder has control characters in its name");
+        throw CToolError(EExitCode::Usage, "the recording has control characters in its name");
     }
     std::error_code ignored;
-    if (!fs::is_directory(folder, ignored)) {
+    if (!fs::exists(path, ignored)) {
         throw CToolError(EExitCode::Usage, "no such recording folder: " + name);
     }
+    if (!fs::is_directory(path, ignored)) {
+        std::string error;
+        if (CRecordingReader::Open(name, &error) == nullptr) {
+            throw CToolError(EExitCode::Usage, error);
+        }
+        return;
+    }
     for (const char* const part : {kRecordingDepth, kRecordingCalibration}) {
-        if (!fs::exists(folder / part, ignored)) {
+        if (!fs::exists(path / part, ignored)) {
             throw CToolError(EExitCode::Usage, name + " is no recording: it has no " + part);
         }
     }
 }
 
-std::string CameraListFor(const fs::path& folder) {
-    return "[camera]\n"
-           "serial = REC00000001\n"
-           "model = Recording\n"
-           "source = recording\n"
-           "recording = " +
-           folder.string() +
-           "\n"
-           "loop = yes\n";
+std::string CameraListFor(const fs::path& path, const PlayOptions& options) {
+    std::error_code ignored;
+    // Of a file the camera that was recorded is known.
+    const bool isNameless = !fs::is_regular_file(path, ignored);
+    const std::string identity = isNameless ? "serial = REC00000001\nmodel = Recording\n" : "";
+    char speed[32];
+    std::snprintf(speed, sizeof(speed), "%.6f", options.m_speed);
+    return "[camera]\n" + identity + "source = recording\nrecording = " + path.string() +
+           "\nloop = " + (options.m_isLooping ? "yes" : "no") + "\nspeed = " + speed + "\n";
 }
 
-CRecordingCamera::CRecordingCamera(const fs::path& folder) {
+CRecordingCamera::CRecordingCamera(const fs::path& path, const PlayOptions& options) {
     const fs::path list = m_folder.Path() / "cameras.ini";
-    const std::string text = CameraListFor(folder);
+    const std::string text = CameraListFor(path, options);
     if (!WriteLocalFile(list.string(), text.data(), text.size())) {
         throw CToolError(EExitCode::File, "cannot write " + list.string());
     }

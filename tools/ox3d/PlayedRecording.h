@@ -9,11 +9,17 @@
 
 namespace ox3d::tool {
 
-// Throws a CToolError that names the missing part of a folder that does not look like a recording.
-void CheckRecording(const std::filesystem::path& folder);
+struct PlayOptions {
+    bool m_isLooping = true; // begin again at the end
+    double m_speed = 1;      // of that of the recording
+};
 
-// The text of the camera list. The folder is absolute.
-std::string CameraListFor(const std::filesystem::path& folder);
+// Throws a CToolError that names the missing part of a folder that does not look like a recording, or says why a file
+// cannot be played.
+void CheckRecording(const std::filesystem::path& path);
+
+// The text of the camera list. The path is absolute.
+std::string CameraListFor(const std::filesystem::path& path, const PlayOptions& options = {});
 
 // The variable that names the virtual provider's list of cameras.
 constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
@@ -21,7 +27,7 @@ constexpr const char* kListVariable = "OX3D_VIRTUAL_CAMERAS";
 // While it lives, the virtual provider has that one camera.
 class CRecordingCamera {
 public:
-    explicit CRecordingCamera(const std::filesystem::path& folder);
+    CRecordingCamera(const std::filesystem::path& path, const PlayOptions& options);
 
 private:
     CScratchFolder m_folder;

@@ -10,6 +10,7 @@ void Copy(const FrameImages& kept, bool wantColor, bool wantGreyPair, FrameImage
     images->m_depthWidth = kept.m_depthWidth;
     images->m_depthHeight = kept.m_depthHeight;
     images->m_depth = kept.m_depth;
+    images->m_ticks.reset(); // frames come round again at the camera's own times
     images->m_colorWidth = wantColor ? kept.m_colorWidth : 0;
     images->m_colorHeight = wantColor ? kept.m_colorHeight : 0;
     if (wantColor) {

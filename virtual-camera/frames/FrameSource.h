@@ -5,10 +5,14 @@
 #ifndef OX3D_VIRTUAL_CAMERA_FRAME_SOURCE_H
 #define OX3D_VIRTUAL_CAMERA_FRAME_SOURCE_H
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "recording/RecordedFrame.h"
 
 namespace ox3d {
 
@@ -22,6 +26,8 @@ struct FrameImages {
     uint32_t m_colorHeight = 0;
     std::vector<uint8_t> m_color; // three planes R, G, B of m_colorWidth x m_colorHeight bytes
 
+    std::optional<uint64_t> m_ticks; // of the camera's clock when the frame was taken; none: when it is shown
+
     // The two grey views of the stereo pair, stacked (left above right), each of the depth's size. Filled
     // only when asked for.
     std::vector<uint8_t> m_greyPair;
@@ -30,8 +36,9 @@ struct FrameImages {
 // What a source is made from.
 struct FrameSourceConfig {
     bool m_isRecording = false;
-    std::string m_folder;        // recording: holds depth/, color/, calibration.xml
+    std::string m_folder;        // recording: an MCAP file, or a folder with depth/, color/, calibration.xml
     bool m_loop = true;          // recording: start again at the end
+    double m_speed = 1;          // recording: so many times as fast as it was recorded
     uint32_t m_depthWidth = 640; // scene only; a recording has its own sizes
     uint32_t m_depthHeight = 480;
     uint32_t m_colorWidth = 1280;
@@ -54,6 +61,12 @@ public:
     // Fills the images of frame `index` (from 0). Grey views only when wanted. False when the frame cannot be
     // had; images are then unspecified. Not thread-safe: one caller at a time.
     virtual bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) = 0;
+    // What was recorded of the camera, or null. Never changes, nor does it for what follows: any thread may ask.
+    virtual const RecordedCamera* Recorded() const { return nullptr; }
+    // From frame `index - 1` to this one, as the camera took them; none: whenever the camera is ready.
+    virtual std::optional<std::chrono::nanoseconds> TimeBefore(uint64_t /*index*/) const {
+        return std::nullopt;
+    }
     // Whether nothing is to be expected of frame `index` and all that follow.
     virtual bool HasEnded(uint64_t /*index*/) const { return false; }
 };

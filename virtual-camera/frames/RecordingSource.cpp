@@ -12,12 +12,14 @@ std::unique_ptr<CFrameSource> CRecordingSource::Create(const FrameSourceConfig& 
     std::unique_ptr<CRecordingReader> reader = CRecordingReader::Open(config.m_folder, error);
     return reader == nullptr ? nullptr
                              : std::unique_ptr<CFrameSource>(
-                                   new CRecordingSource(std::move(reader), config.m_loop, maxCacheBytes));
+                                   new CRecordingSource(std::move(reader), config, maxCacheBytes));
 }
 
-CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, bool loop,
+CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, const FrameSourceConfig& config,
                                    uint64_t maxCacheBytes)
-    : m_reader(std::move(reader)), m_loop(loop), m_frames(m_reader->FrameCount()) {
+    : m_reader(std::move(reader)), m_loop(config.m_loop), m_speed(config.m_speed),
+      m_frames(m_reader->FrameCount()) {
+    FindPassTicks();
     const PngSize depth = m_reader->DepthSize();
     const PngSize color = m_reader->ColorSize();
     const uint64_t depthBytes = uint64_t{depth.m_width} * depth.m_height * sizeof(uint16_t);
@@ -25,9 +27,47 @@ CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, boo
     m_isCached = (depthBytes + colorBytes) * m_frames.size() <= maxCacheBytes;
 }
 
+uint64_t CRecordingSource::MeanTimeNs() const {
+    const std::vector<uint64_t>& times = m_reader->HostTimes();
+    const bool isRising = times.size() > 1 && times.back() > times.front();
+    constexpr uint64_t kDefaultNs = 33333333;
+    return isRising ? (times.back() - times.front()) / (times.size() - 1) : kDefaultNs;
+}
+
+// Time stamps go on rising from pass to pass.
+void CRecordingSource::FindPassTicks() {
+    RecordedFacts first;
+    RecordedFacts last;
+    if (m_reader->ReadFacts(0, &first) && m_reader->ReadFacts(m_frames.size() - 1, &last) &&
+        last.m_ticks > first.m_ticks) {
+        const uint64_t span = last.m_ticks - first.m_ticks;
+        m_passTicks = span + span / (m_frames.size() - 1);
+    }
+}
+
+// A pause is played no longer than that, and a clock that was set back does not matter.
+std::optional<std::chrono::nanoseconds> CRecordingSource::TimeBefore(uint64_t index) const {
+    constexpr uint64_t kMaxNs = 10000000000;
+    const std::vector<uint64_t>& times = m_reader->HostTimes();
+    if (times.empty() || index == 0) {
+        return std::nullopt;
+    }
+    const size_t number = index % times.size();
+    const bool isRising = number > 0 && times[number] >= times[number - 1];
+    const uint64_t timeNs = isRising ? times[number] - times[number - 1] : MeanTimeNs();
+    return std::chrono::nanoseconds(
+        static_cast<int64_t>(static_cast<double>(std::min(timeNs, kMaxNs)) / m_speed));
+}
+
 bool CRecordingSource::LoadDepth(size_t number) {
     Frame& frame = m_frames[number];
-    frame.m_isDepthDecoded = frame.m_isDepthDecoded || m_reader->ReadDepth(number, &frame.m_depth);
+    RecordedFacts facts;
+    if (!frame.m_isDepthDecoded && m_reader->ReadDepth(number, &frame.m_depth)) {
+        frame.m_isDepthDecoded = true;
+        if (m_reader->ReadFacts(number, &facts)) {
+            frame.m_ticks = facts.m_ticks;
+        }
+    }
     return frame.m_isDepthDecoded;
 }
 
@@ -88,6 +128,10 @@ bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair,
         images->m_depthWidth = DepthWidth();
         images->m_depthHeight = DepthHeight();
         images->m_depth = frame.m_depth;
+        images->m_ticks = frame.m_ticks;
+        if (frame.m_ticks) {
+            images->m_ticks = *frame.m_ticks + index / m_frames.size() * m_passTicks;
+        }
         images->m_colorWidth = wantColor && hasColor ? ColorWidth() : 0;
         images->m_colorHeight = wantColor && hasColor ? ColorHeight() : 0;
         if (wantColor && hasColor) {

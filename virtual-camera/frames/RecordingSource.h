@@ -12,7 +12,7 @@ public:
     // Decoded frames stay in memory when all of them fit into this.
     static constexpr uint64_t kMaxCacheBytes = uint64_t{512} << 20U;
 
-    // Null with a reason in *error when the folder holds no usable recording.
+    // Null with a reason in *error when there is no usable recording.
     static std::unique_ptr<CFrameSource> Create(const FrameSourceConfig& config, std::string* error,
                                                 uint64_t maxCacheBytes = kMaxCacheBytes);
 
@@ -25,6 +25,9 @@ public:
     // size, and black where the frame has no color.
     bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) override;
 
+    const RecordedCamera* Recorded() const override { return &m_reader->Camera(); }
+    std::optional<std::chrono::nanoseconds> TimeBefore(uint64_t index) const override;
+
     bool HasEnded(uint64_t index) const override {
         return m_badFrames == m_frames.size() || (!m_loop && index >= m_frames.size());
     }
@@ -36,9 +39,13 @@ private:
         bool m_isColorDecoded = false;
         std::vector<uint16_t> m_depth;
         std::vector<uint8_t> m_color;
+        std::optional<uint64_t> m_ticks;
     };
 
-    CRecordingSource(std::unique_ptr<CRecordingReader> reader, bool loop, uint64_t maxCacheBytes);
+    CRecordingSource(std::unique_ptr<CRecordingReader> reader, const FrameSourceConfig& config,
+                     uint64_t maxCacheBytes);
+    uint64_t MeanTimeNs() const;
+    void FindPassTicks();
     bool LoadDepth(size_t number);
     bool LoadColor(size_t number);
     void Forget(size_t next);
@@ -46,6 +53,8 @@ private:
 
     std::unique_ptr<CRecordingReader> m_reader;
     bool m_loop;
+    double m_speed;
+    uint64_t m_passTicks = 0; // of the camera's clock, from the first frame of a pass to that of the next
     bool m_isCached = false;
     std::vector<Frame> m_frames;
     size_t m_badFrames = 0;

@@ -2,6 +2,7 @@
 #ifndef OX3D_TOOL_COMMAND_H
 #define OX3D_TOOL_COMMAND_H
 
+#include "recording/Recorder.h"
 #include "tools/ox3d/CameraControl.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/TargetFile.h"
@@ -23,6 +24,22 @@ struct GrabOptions {
     uint64_t m_frames = 30; // 0: until interrupted
     uint32_t m_patienceSeconds = 10;
     bool m_isRecording = false;
+};
+
+struct RecordOptions {
+    std::string m_file;
+    bool m_isReplacing = false;
+    uint64_t m_frames = 0; // 0: without end
+    double m_seconds = 0;  // 0: without end
+    ERecordedColor m_color = ERecordedColor::Jpeg;
+    uint32_t m_quality = 90;
+    uint64_t m_queueFrames = 30;
+    double m_syncSeconds = 1;
+    uint32_t m_patienceSeconds = 10;
+};
+
+struct RepairOptions {
+    std::string m_file;
 };
 
 struct NetworkOptions {
@@ -63,6 +80,8 @@ struct Arguments {
     CameraControlRequest m_control;
     std::string m_serial; // empty: the first camera, or all of them, as the command says
     GrabOptions m_grab;
+    RecordOptions m_record;
+    RepairOptions m_repair;
     NetworkOptions m_network;
     FeatureOptions m_feature;
     FileOptions m_file;
@@ -87,6 +106,9 @@ std::span<const Command> Commands();
 EExitCode RunList(CCameraControl& control, const Arguments& arguments);
 EExitCode RunInfo(CCameraControl& control, const Arguments& arguments);
 EExitCode RunGrab(CCameraControl& control, const Arguments& arguments);
+EExitCode RunRecord(CCameraControl& control, const Arguments& arguments);
+EExitCode RunPlay(CCameraControl& control, const Arguments& arguments);
+EExitCode RunRepair(CCameraControl& control, const Arguments& arguments);
 EExitCode RunNetwork(CCameraControl& control, const Arguments& arguments);
 EExitCode RunDoctor(CCameraControl& control, const Arguments& arguments);
 EExitCode RunFeatures(CCameraControl& control, const Arguments& arguments);

@@ -18,7 +18,7 @@ void AddCommon(CLI::App& command, Arguments& arguments) {
     AddProvider(command, arguments);
     command.add_option(
         "--recording", arguments.m_control.m_recording,
-        "play this folder (depth/, color/, calibration.xml) through the virtual camera control");
+        "play this file of ox3d record, or folder (depth/, color/, calibration.xml), through the virtual camera control");
 }
 
 void AddSerial(CLI::App& command, Arguments& arguments) {

@@ -29,6 +29,9 @@ void AddCalib(CLI::App& command, Arguments& arguments);
 void AddCloud(CLI::App& command, Arguments& arguments);
 void AddCompletion(CLI::App& command, Arguments& arguments);
 void AddStream(CLI::App& command, Arguments& arguments);
+void AddRecordOptions(CLI::App& command, Arguments& arguments);
+void AddPlayOptions(CLI::App& command, Arguments& arguments);
+void AddRepairOptions(CLI::App& command, Arguments& arguments);
 
 } // namespace ox3d::tool
 

@@ -69,6 +69,10 @@ const OX3D_RGBD_IMAGE_DATA* FindDepth(const OX3D_RGBD_FRAME_DATA& frame) {
     });
 }
 
+const OX3D_RGBD_IMAGE_DATA* FindColor(const OX3D_RGBD_FRAME_DATA& frame) {
+    return FindImage(frame, IsColor);
+}
+
 DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame) {
     const OX3D_RGBD_IMAGE_DATA* const image = FindDepth(frame);
     if (image == nullptr) {
@@ -80,7 +84,7 @@ DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame) {
 }
 
 RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame) {
-    const OX3D_RGBD_IMAGE_DATA* const image = FindImage(frame, IsColor);
+    const OX3D_RGBD_IMAGE_DATA* const image = FindColor(frame);
     if (image == nullptr) {
         return {};
     }

@@ -1,0 +1,74 @@
+// The commands around recordings, as a user runs them.
+#include "tests/tools/ToolRun.h"
+
+#include "recording/RecordingLayout.h"
+#include "recording/RecordingReader.h"
+
+#include <csignal>
+
+namespace ox3d::test {
+namespace {
+
+TEST_F(ToolRun, RecordsAFileThatIsTheSameCameraAgain) {
+    UseCameras({"serial = E7\nmodel = Eleven\nuser_name = left\nfps = 60\ntransport = usb"});
+    Run({"record", "a.mcap", "--frames", "6", "--color", "raw"}, 0, {"\n6 frames, ", " fps, 0 dropped, "});
+    Run({"info", "--recording", "a.mcap"}, 0,
+        {"USB3 Vision", "model                    Eleven\n", "serial number            E7\n", "left\n",
+         "fx 390.431"});
+    Run({"play", "a.mcap", "--speed", "2"}, 0, {"\n6 frames, depth 640 x 480, color ", " frames/s, 0 lost"});
+    Run({"record", "b.mcap", "--frames", "6", "--color", "raw", "--recording", "a.mcap"});
+    std::string error;
+    const auto first = CRecordingReader::Open(m_folder.File("a.mcap"), &error);
+    const auto second = CRecordingReader::Open(m_folder.File("b.mcap"), &error);
+    ASSERT_TRUE(first != nullptr && second != nullptr) << error;
+    EXPECT_EQ(second->CalibrationXml(), ReadFile(kOffice + "/calibration.xml"));
+    EXPECT_EQ(second->Camera().m_features, first->Camera().m_features);
+    EXPECT_EQ(second->Camera().m_description, first->Camera().m_description);
+    RecordedFacts facts[2];
+    std::vector<uint16_t> depth[2];
+    std::vector<uint8_t> color[2];
+    for (size_t i = 0; i < 6; ++i) {
+        ASSERT_TRUE(first->ReadFacts(i, &facts[0]) && second->ReadFacts(i, &facts[1]));
+        EXPECT_EQ(facts[0].m_ticks, facts[1].m_ticks);
+        ASSERT_TRUE(first->ReadDepth(i, &depth[0]) && second->ReadDepth(i, &depth[1]));
+        EXPECT_EQ(depth[0], depth[1]);
+        EXPECT_EQ(depth[0], ReadDepth(kOffice + "/depth/" + RecordingImageName((facts[0].m_number - 1) % 2)));
+        ASSERT_TRUE(first->ReadColor(i, &color[0]) && second->ReadColor(i, &color[1]));
+        EXPECT_EQ(color[0], color[1]);
+    }
+}
+
+TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
+    Run({"record", "a.mcap", "--frames", "2", "--recording", kDesk});
+    const std::string whole = ReadFile(m_folder.File("a.mcap"));
+    Run({"record", "a.mcap", "--recording", kDesk}, 7, {"exists already; --force replaces it"});
+    Run({"record", "a.mcap", "--force", "--serial", "none", "--recording", kDesk}, 4,
+        {"no camera with serial"});
+    EXPECT_EQ(ReadFile(m_folder.File("a.mcap")), whole);
+    Run({"record", "no/a.mcap"}, 7, {"cannot write into the folder"});
+    Run({"record", "b.mcap", "--serial", "none"}, 4);
+    EXPECT_FALSE(fs::exists(m_folder.File("b.mcap")));
+    WriteFile(m_folder.File("text"), "no recording");
+    Run({"play", "text"}, 2, {"text: no MCAP file\n"});
+    Run({"list", "--recording", "text"}, 2, {"text: no MCAP file\n"});
+    WriteFile(m_folder.File("a.mcap"), whole.substr(0, whole.size() - 10));
+    Run({"play", "a.mcap"}, 0, {"2 frames, depth 640 x 480"});
+    // These two take no camera control.
+    const auto repair = [&](const char* file, int code) {
+        CProcess process({OX3D_TOOL, "repair", file}, m_folder.Path());
+        EXPECT_EQ(process.Finish(), code);
+        return process.Output();
+    };
+    EXPECT_THAT(repair("a.mcap", 0), HasSubstr("2 chunks are whole, 0 are damaged; a torn end"));
+    EXPECT_EQ(ReadFile(m_folder.File("a.mcap")), whole);
+    EXPECT_THAT(repair("text", 2), HasSubstr("cannot be repaired: text: no MCAP file"));
+    CProcess endless = Start({"record", "b.mcap", "--recording", kDesk, "--sync", "0.01"});
+    ASSERT_TRUE(endless.WaitForOutput("frames are arriving"));
+    endless.Signal(SIGINT);
+    EXPECT_EQ(endless.Finish(), 0);
+    EXPECT_THAT(endless.Output(), HasSubstr(" fps, 0 dropped, "));
+    EXPECT_THAT(repair("b.mcap", 0), HasSubstr("the file was closed and is as it was"));
+}
+
+} // namespace
+} // namespace ox3d::test

@@ -1,0 +1,90 @@
+// ox3d play: a recording as a camera, frame by frame at its own speed, through the library as any program would have it.
+#include "recording/RecordingReader.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Status.h"
+#include "tools/ox3d/WorkFolder.h"
+#include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/FrameStats.h"
+#include "tools/ox3d/commands/Progress.h"
+#include "tools/ox3d/pictures/FrameDecode.h"
+
+#include <chrono>
+#include <cstdio>
+
+namespace ox3d::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void PrintRecording(const CRecordingReader& recording) {
+    const PngSize depth = recording.DepthSize();
+    const PngSize color = recording.ColorSize();
+    std::printf("%zu frames, depth %u x %u", recording.FrameCount(), depth.m_width, depth.m_height);
+    if (color.m_width > 0) {
+        std::printf(", color %u x %u", color.m_width, color.m_height);
+    }
+    const std::vector<uint64_t>& times = recording.HostTimes();
+    if (times.size() > 1 && times.back() > times.front()) {
+        const double seconds = static_cast<double>(times.back() - times.front()) / 1e9;
+        std::printf(", %.1f s, %.1f fps", seconds, static_cast<double>(times.size() - 1) / seconds);
+    }
+    std::puts("");
+}
+
+EExitCode Play(CCamera& camera, const PlayOptions& options, uint64_t frames) {
+    constexpr uint32_t kSliceMs = 200;
+    constexpr std::chrono::seconds kPatience(12); // a recorded pause is played up to ten seconds
+    CFrameStats stats;
+    CProgress progress(options.m_isLooping ? 0 : frames);
+    Clock::time_point lastGood = Clock::now();
+    while (options.m_isLooping || stats.Frames() + stats.LostFrames() < frames) {
+        OX3D_RGBD_FRAME_DATA frame{};
+        const uint32_t status = OX3D_RGBD_FetchFrame(camera.Handle(), &frame, kSliceMs);
+        const Clock::time_point now = Clock::now();
+        if (IsInterrupted()) {
+            break;
+        }
+        const OX3D_RGBD_IMAGE_DATA* const depth = status == OX3D_RGBD_OK ? FindDepth(frame) : nullptr;
+        if (depth != nullptr) {
+            lastGood = now;
+            stats.Add(depth->nFrameNum, std::chrono::duration<double>(now.time_since_epoch()).count(),
+                      DecodeDepth(frame));
+            progress.Update(stats);
+        } else if (status != OX3D_RGBD_E_NO_DATA && status != OX3D_RGBD_OK) {
+            stats.AddBad();
+        }
+        if (now - lastGood > kPatience) {
+            break; // frames at the end that cannot be read
+        }
+    }
+    progress.Finish();
+    std::printf("%s\n", stats.Summary().c_str());
+    const bool isInterrupted = IsInterrupted() && !options.m_isLooping;
+    return stats.Frames() == 0 ? EExitCode::NoFrame : isInterrupted ? EExitCode::Interrupted : EExitCode::Ok;
+}
+
+} // namespace
+
+EExitCode RunPlay(CCameraControl& control, const Arguments& arguments) {
+    std::string error;
+    const std::unique_ptr<CRecordingReader> recording =
+        CRecordingReader::Open(std::filesystem::absolute(arguments.m_control.m_recording).string(), &error);
+    if (recording == nullptr) {
+        throw CToolError(EExitCode::Usage, error);
+    }
+    const ProviderChoice& provider = control.Enter();
+    const CScratchFolder scratch;
+    EnterFolder(scratch.Path());
+    const std::vector<DeviceRecord> cameras = ListCameras(provider);
+    CCamera camera(provider, PickCamera(cameras, ""));
+    std::fprintf(stderr, "camera: %s %s\n", TextOf(camera.Record().chModelName).c_str(),
+                 TextOf(camera.Record().chSerialNumber).c_str());
+    PrintRecording(*recording);
+    camera.Start();
+    const EExitCode code = Play(camera, arguments.m_control.m_play, recording->FrameCount());
+    camera.Stop();
+    return code;
+}
+
+} // namespace ox3d::tool

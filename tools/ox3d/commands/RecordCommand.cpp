@@ -1,0 +1,361 @@
+// ox3d record: a camera's frames into an MCAP file. Frames come by callback and are packed and written by the recorder's
+// threads; the file is made with the first frame, which also tells the lenses.
+#include "base/LocalFile.h"
+#include "base/Mutex.h"
+#include "recording/Recorder.h"
+#include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Status.h"
+#include "tools/ox3d/WorkFolder.h"
+#include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/commands/FrameStats.h"
+#include "tools/ox3d/commands/Progress.h"
+#include "tools/ox3d/pictures/FrameDecode.h"
+
+#include <chrono>
+#include <cstdio>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace ox3d::tool {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr uint64_t kMaxTextBytes = uint64_t{16} << 20U;
+
+double SecondsOf(Clock::time_point time) {
+    return std::chrono::duration<double>(time.time_since_epoch()).count();
+}
+
+std::string VersionText() {
+    OX3D_RGBD_VERSION_INFO version{};
+    OX3D_RGBD_GetSDKVersion(&version);
+    return std::to_string(version.nMajor) + "." + std::to_string(version.nMinor) + "." +
+           std::to_string(version.nRevision);
+}
+
+std::string HostName() {
+    char name[256] = "";
+    gethostname(name, sizeof(name) - 1);
+    return PrintableText(name, sizeof(name));
+}
+
+std::string TextOfFile(const fs::path& file) {
+    std::string text;
+    return ReadLocalFile(file.string(), kMaxTextBytes, &text) ? text : std::string();
+}
+
+std::string DescriptionOf(const CCamera& camera) {
+    std::vector<uint8_t> bytes(size_t{4} << 20U);
+    uint32_t lengthBytes = 0;
+    const uint32_t status = OX3D_RGBD_GetCameraXML(camera.Handle(), bytes.data(),
+                                                   static_cast<uint32_t>(bytes.size()), &lengthBytes);
+    const bool isWhole = status == OX3D_RGBD_OK && lengthBytes <= bytes.size();
+    return isWhole ? std::string(bytes.begin(), bytes.begin() + lengthBytes) : std::string();
+}
+
+std::optional<RecordedLens> LensOf(const CCamera& camera, uint32_t stream) {
+    OX3D_RGBD_INTRINSICS lens{};
+    if (OX3D_RGBD_GetIntrinsics(camera.Handle(), stream, &lens) != OX3D_RGBD_OK) {
+        return std::nullopt;
+    }
+    return RecordedLens{lens.nWidth,
+                        lens.nHeight,
+                        lens.fFx,
+                        lens.fFy,
+                        lens.fCx,
+                        lens.fCy,
+                        {lens.fK1, lens.fK2, lens.fP1, lens.fP2, lens.fK3}};
+}
+
+std::optional<RecordedWay> WayOf(const CCamera& camera) {
+    OX3D_RGBD_EXTRINSICS way{};
+    if (OX3D_RGBD_GetExtrinsics(camera.Handle(), OX3D_RGBD_CAMERA_DEPTH, OX3D_RGBD_CAMERA_COLOR, &way) !=
+        OX3D_RGBD_OK) {
+        return std::nullopt;
+    }
+    RecordedWay recorded;
+    std::copy(std::begin(way.fRotation), std::end(way.fRotation), recorded.m_rotation.begin());
+    std::copy(std::begin(way.fTranslation), std::end(way.fTranslation), recorded.m_translationMm.begin());
+    return recorded;
+}
+
+// What is known of the camera before its first frame.
+RecordedCamera Describe(const CCamera& camera, const fs::path& scratch) {
+    const DeviceRecord& record = camera.Record();
+    RecordedCamera recorded;
+    recorded.m_facts = {
+        {"serial", TextOf(record.chSerialNumber)},
+        {"model", TextOf(record.chModelName)},
+        {"manufacturer", TextOf(record.chManufacturerName)},
+        {"device_version", TextOf(record.chDeviceVersion)},
+        {"user_name", TextOf(record.chUserDefinedName)},
+        {"transport", record.nDeviceType == OX3D_RGBD_DEVICE_USB ? "usb" : "gige"},
+        {"sdk", VersionText()},
+        {"host", HostName()},
+        {"depth_unit_mm", "1"},
+        {"aligned", "0"},
+    };
+    const std::string features = (scratch / "features.txt").string();
+    const std::string calibration = (scratch / "calibration.xml").string();
+    if (OX3D_RGBD_ExportAllParam(camera.Handle(), features.c_str()) == OX3D_RGBD_OK) {
+        recorded.m_features = TextOfFile(features);
+    }
+    if (const uint32_t status = camera.SaveCalibration(calibration); status == OX3D_RGBD_OK) {
+        recorded.m_calibrationXml = TextOfFile(calibration);
+    } else {
+        std::fprintf(stderr, "ox3d: the recording will lack the camera's calibration: %s\n",
+                     StatusText(status).c_str());
+    }
+    recorded.m_description = DescriptionOf(camera);
+    return recorded;
+}
+
+class CRecording {
+public:
+    CRecording(CCamera& camera, const RecordOptions& options, std::string path, RecordedCamera recorded)
+        : m_camera(camera), m_options(options), m_path(std::move(path)), m_recorded(std::move(recorded)),
+          m_progress(options.m_frames) {}
+
+    EExitCode Run();
+
+private:
+    static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user);
+    void Take(const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex);
+    bool Begin();
+    FrameView ViewOf(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_IMAGE_DATA& depth);
+    bool Stream();
+    EExitCode Watch() OX_EXCLUDES(m_mutex);
+    bool IsOver(Clock::time_point now) const OX_REQUIRES(m_mutex);
+    EExitCode Report(EExitCode code) OX_EXCLUDES(m_mutex);
+
+    CCamera& m_camera;
+    const RecordOptions& m_options;
+    const std::string m_path;
+    RecordedCamera m_recorded;             // the callback's
+    std::unique_ptr<CRecorder> m_recorder; // the same, until the camera has been stopped
+    RgbImage m_color;                      // the same; of formats that the recorder does not take
+    bool m_hadColor = false;               // the same
+    uint32_t m_lastNumber = 0;             // the same
+
+    CMutex m_mutex;
+    CCondition m_changed;
+    CProgress m_progress;
+    CFrameStats m_stats OX_GUARDED_BY(m_mutex);
+    uint64_t m_taken OX_GUARDED_BY(m_mutex) = 0; // frames that the recorder took
+    bool m_hasFailed OX_GUARDED_BY(m_mutex) = false;
+    std::string m_error OX_GUARDED_BY(m_mutex);
+    Clock::time_point m_firstAt OX_GUARDED_BY(m_mutex);
+    Clock::time_point m_lastAt OX_GUARDED_BY(m_mutex);
+};
+
+// Nothing leaves a callback: what goes wrong ends the recording.
+void CRecording::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
+    auto* const recording = static_cast<CRecording*>(user);
+    std::string error;
+    try {
+        if (frame != nullptr) {
+            recording->Take(*frame);
+        }
+        return;
+    } catch (const std::exception& failure) {
+        error = failure.what();
+    }
+    const CLock lock(recording->m_mutex);
+    recording->m_hasFailed = true;
+    recording->m_error = error;
+    recording->m_changed.NotifyAll();
+}
+
+bool CRecording::Begin() {
+    m_recorded.m_depthLens = LensOf(m_camera, OX3D_RGBD_CAMERA_DEPTH);
+    m_recorded.m_colorLens = LensOf(m_camera, OX3D_RGBD_CAMERA_COLOR);
+    m_recorded.m_depthToColor = WayOf(m_camera);
+    RecorderOptions options;
+    options.m_library = "ox3d " + VersionText();
+    options.m_isReplacing = m_options.m_isReplacing;
+    options.m_color = m_options.m_color;
+    options.m_jpegQuality = static_cast<int>(m_options.m_quality);
+    options.m_queueFrames = m_options.m_queueFrames;
+    options.m_syncInterval = std::chrono::milliseconds(static_cast<int64_t>(m_options.m_syncSeconds * 1000));
+    std::string error;
+    m_recorder = CRecorder::Open(m_path, m_recorded, options, &error);
+    if (m_recorder == nullptr) {
+        throw CToolError(EExitCode::File, error);
+    }
+    return true;
+}
+
+FrameView CRecording::ViewOf(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_IMAGE_DATA& depth) {
+    FrameView view;
+    OX3D_RGBD_FRAME_TIMES times{};
+    if (OX3D_RGBD_GetFrameTimes(m_camera.Handle(), &frame, &times) == OX3D_RGBD_OK) {
+        view.m_facts.m_hostNs = times.nArrivalUtcNs;
+        view.m_cameraNs = times.nCaptureUtcNs;
+    } else {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        view.m_facts.m_hostNs = static_cast<uint64_t>(std::chrono::nanoseconds(now).count());
+    }
+    view.m_facts.m_number = depth.nFrameNum;
+    view.m_facts.m_ticks = depth.nTimeStamp;
+    view.m_facts.m_lostBefore =
+        m_lastNumber != 0 && depth.nFrameNum > m_lastNumber + 1 ? depth.nFrameNum - m_lastNumber - 1 : 0;
+    view.m_depth = {reinterpret_cast<const uint16_t*>(depth.pData), depth.nWidth, depth.nHeight,
+                    depth.nWidth};
+    if (const OX3D_RGBD_IMAGE_DATA* const color = FindColor(frame); color != nullptr) {
+        const bool isPlanar = color->enImageType == OX3D_RGBD_PIXEL_RGB8_PLANAR;
+        m_color = isPlanar ? RgbImage() : DecodeColor(frame);
+        const auto* const pixels = reinterpret_cast<const uint8_t*>(m_color.m_samples.data());
+        view.m_color = {isPlanar ? color->pData : pixels, color->nWidth, color->nHeight,
+                        isPlanar ? EColorLayout::Planar : EColorLayout::Interleaved};
+    }
+    view.m_facts.m_isIncomplete = m_hadColor && view.m_color.m_bytes == nullptr;
+    m_hadColor = m_hadColor || view.m_color.m_bytes != nullptr;
+    return view;
+}
+
+void CRecording::Take(const OX3D_RGBD_FRAME_DATA& frame) {
+    const Clock::time_point now = Clock::now();
+    {
+        const CLock lock(m_mutex);
+        if (m_hasFailed || IsOver(now)) {
+            return;
+        }
+    }
+    const OX3D_RGBD_IMAGE_DATA* const depth = FindDepth(frame);
+    if (depth == nullptr) {
+        const CLock lock(m_mutex);
+        m_stats.AddBad();
+        return;
+    }
+    const FrameView view = ViewOf(frame, *depth);
+    m_lastNumber = depth->nFrameNum;
+    if (m_recorder == nullptr) {
+        Begin();
+    }
+    const bool isTaken = m_recorder->Add(view);
+    const CLock lock(m_mutex);
+    m_firstAt = m_stats.Frames() == 0 ? now : m_firstAt;
+    m_lastAt = now;
+    m_stats.Add(depth->nFrameNum, SecondsOf(now), {});
+    m_taken += isTaken ? 1 : 0;
+    m_hasFailed = m_recorder->Counts().m_state != EWriting::Ok;
+    m_changed.NotifyAll();
+}
+
+bool CRecording::IsOver(Clock::time_point now) const {
+    const bool areAllThere = m_options.m_frames != 0 && m_taken >= m_options.m_frames;
+    const std::chrono::duration<double> length = now - m_firstAt;
+    return areAllThere ||
+           (m_options.m_seconds > 0 && m_stats.Frames() > 0 && length.count() >= m_options.m_seconds);
+}
+
+EExitCode CRecording::Watch() {
+    const std::chrono::seconds patience(m_options.m_patienceSeconds);
+    constexpr std::chrono::milliseconds kSlice(100); // Ctrl-C is answered soon
+    const Clock::time_point begin = Clock::now();
+    const bool isBounded = m_options.m_frames != 0 || m_options.m_seconds > 0;
+    CLock lock(m_mutex);
+    while (!m_hasFailed && !IsOver(Clock::now())) {
+        m_changed.WaitFor(m_mutex, kSlice);
+        if (IsInterrupted()) {
+            return isBounded ? EExitCode::Interrupted : EExitCode::Ok;
+        }
+        if (m_camera.IsLost()) {
+            std::fputs("ox3d: the camera went offline\n", stderr);
+            return EExitCode::Camera;
+        }
+        const Clock::time_point last = m_stats.Frames() == 0 ? begin : m_lastAt;
+        if (Clock::now() - last > patience) {
+            std::fprintf(stderr, "ox3d: no frame for %u s\n", m_options.m_patienceSeconds);
+            return EExitCode::NoFrame;
+        }
+        if (m_stats.Frames() > 0) {
+            m_progress.Update(m_stats);
+        }
+    }
+    return EExitCode::Ok;
+}
+
+EExitCode CRecording::Report(EExitCode code) {
+    const CLock lock(m_mutex);
+    if (m_recorder == nullptr) {
+        if (m_hasFailed) {
+            throw CToolError(EExitCode::File, m_error);
+        }
+        std::fputs("ox3d: no frame came, nothing was recorded\n", stderr);
+        return code == EExitCode::Ok ? EExitCode::NoFrame : code;
+    }
+    const RecorderCounts counts = m_recorder->Finish();
+    if (m_stats.LostFrames() > 0) {
+        std::fprintf(stderr, "%llu frames were lost on the way from the camera\n",
+                     static_cast<unsigned long long>(m_stats.LostFrames()));
+    }
+    if (counts.m_state != EWriting::Ok) {
+        std::fprintf(stderr, "ox3d: %s: %s; every frame before is whole\n", m_path.c_str(),
+                     counts.m_error.c_str());
+        code = EExitCode::File;
+    } else if (m_hasFailed) {
+        std::fprintf(stderr, "ox3d: %s\n", m_error.c_str());
+        code = EExitCode::Failure;
+    } else if (code == EExitCode::Ok && counts.m_dropped > 0) {
+        code = EExitCode::NoFrame;
+    }
+    constexpr double kBytesPerMb = 1e6;
+    std::printf("%llu frames, %.1f fps, %llu dropped, %.0f MB\n",
+                static_cast<unsigned long long>(counts.m_written), m_stats.FrameRate(),
+                static_cast<unsigned long long>(counts.m_dropped),
+                static_cast<double>(counts.m_bytes) / kBytesPerMb);
+    return code;
+}
+
+EExitCode CRecording::Run() {
+    if (const uint32_t status = OX3D_RGBD_RegisterFrameCallBack(m_camera.Handle(), OnFrame, this);
+        status != OX3D_RGBD_OK) {
+        throw CToolError(EExitCode::Camera, "cannot be told of frames: " + StatusText(status));
+    }
+    m_camera.Start();
+    const EExitCode code = Watch();
+    m_progress.Finish();
+    m_camera.Stop();
+    m_camera.Close(); // no callback runs from here on
+    return Report(code);
+}
+
+// Before a camera is asked: what stands in the way of the file.
+void CheckTarget(const fs::path& path, bool isReplacing) {
+    std::error_code ignored;
+    const fs::path folder = path.parent_path();
+    if (fs::is_directory(path, ignored)) {
+        throw CToolError(EExitCode::File, path.string() + " is a folder; name a file in it");
+    }
+    if (fs::exists(path, ignored) && !isReplacing) {
+        throw CToolError(EExitCode::File, path.string() + " exists already; --force replaces it");
+    }
+    if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0) {
+        throw CToolError(EExitCode::File, "cannot write into the folder " + folder.string());
+    }
+}
+
+} // namespace
+
+EExitCode RunRecord(CCameraControl& control, const Arguments& arguments) {
+    const fs::path path = fs::absolute(arguments.m_record.m_file);
+    CheckTarget(path, arguments.m_record.m_isReplacing);
+    const ProviderChoice& provider = control.Enter();
+    const CScratchFolder scratch; // the library leaves its log and a calibration file where it works
+    EnterFolder(scratch.Path());
+    const std::vector<DeviceRecord> cameras = ListCameras(provider);
+    CCamera camera(provider, PickCamera(cameras, arguments.m_serial));
+    std::fprintf(stderr, "camera: %s %s (%s)\n", TextOf(camera.Record().chModelName).c_str(),
+                 TextOf(camera.Record().chSerialNumber).c_str(), AddressOf(camera.Record()).c_str());
+    // As the camera sends it: the library registers it when it is played, by the same calibration.
+    camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false);
+    camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
+    return CRecording(camera, arguments.m_record, path.string(), Describe(camera, scratch.Path())).Run();
+}
+
+} // namespace ox3d::tool

@@ -1,0 +1,79 @@
+// Options of the commands around recordings.
+#include "tools/ox3d/commands/CommandOptions.h"
+
+#include <CLI/CLI.hpp>
+
+namespace ox3d::tool {
+namespace {
+
+constexpr const char* kRecordFooter = "One MCAP file with messages of ROS 2, the camera's calibration, "
+                                      "features and description: docs/recording.md.\n"
+                                      "Depth is lossless, as the camera sends it; color is JPEG unless told "
+                                      "otherwise. The file has its name from the\n"
+                                      "first frame on and can be read at every moment; after a kill or a "
+                                      "power loss \"ox3d repair\" closes it.\n"
+                                      "A frame dropped for a full queue makes exit code 6, a full disk 7.\n"
+                                      "Example: ox3d record desk.mcap --seconds 30";
+
+constexpr const char* kPlayFooter =
+    "Ends with the recording, or by Ctrl-C. Every command takes --recording FILE to work on the camera that "
+    "was\n"
+    "recorded; ox3d-virtual-camera --camera recording=FILE puts it on the network.\n"
+    "Example: ox3d play desk.mcap --speed 2";
+
+constexpr const char* kRepairFooter =
+    "Checks every frame. A file that was not closed is given its summary in place, behind the last whole "
+    "frame; a torn\n"
+    "end behind that is cut off, and nothing else is changed. Exit code 1: there are damaged frames inside.\n"
+    "Example: ox3d repair desk.mcap";
+
+} // namespace
+
+void AddRecordOptions(CLI::App& command, Arguments& arguments) {
+    RecordOptions& options = arguments.m_record;
+    AddCommon(command, arguments);
+    AddSerial(command, arguments);
+    command.add_option("FILE", options.m_file, "the recording to write, NAME.mcap")->required();
+    command.add_option("--frames", options.m_frames, "frames to record; default: until Ctrl-C")
+        ->check(CLI::Range(int64_t{1}, int64_t{1000000000}));
+    command.add_option("--seconds", options.m_seconds, "seconds to record; default: until Ctrl-C")
+        ->check(CLI::Range(0.001, 1e7));
+    command.add_option("--color", options.m_color, "jpeg, raw (lossless, large) or none")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, ERecordedColor>{
+            {"jpeg", ERecordedColor::Jpeg}, {"raw", ERecordedColor::Raw}, {"none", ERecordedColor::None}}));
+    command.add_option("--quality", options.m_quality, "of the JPEG images")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 100));
+    command.add_option("--queue", options.m_queueFrames, "frames that may wait in memory")
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{1}, int64_t{10000}));
+    command.add_option("--sync", options.m_syncSeconds, "seconds that a power loss may cost")
+        ->capture_default_str()
+        ->check(CLI::Range(0.01, 3600.0));
+    command.add_option("--timeout", options.m_patienceSeconds, "seconds without a frame before giving up")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
+    command.add_flag("--force", options.m_isReplacing, "replace a file of that name");
+    command.footer(kRecordFooter);
+}
+
+void AddPlayOptions(CLI::App& command, Arguments& arguments) {
+    PlayOptions& options = arguments.m_control.m_play;
+    AddProvider(command, arguments);
+    command.add_option("FILE", arguments.m_control.m_recording, "an MCAP file, or a folder of PNG files")
+        ->required();
+    command.preparse_callback(
+        [&options](size_t) { options.m_isLooping = false; }); // other commands' recordings loop
+    command.add_flag("--loop", options.m_isLooping, "begin again at the end, until Ctrl-C");
+    command.add_option("--speed", options.m_speed, "so many times as fast as it was recorded")
+        ->capture_default_str()
+        ->check(CLI::Range(0.01, 100.0));
+    command.footer(kPlayFooter);
+}
+
+void AddRepairOptions(CLI::App& command, Arguments& arguments) {
+    command.add_option("FILE", arguments.m_repair.m_file, "the recording")->required();
+    command.footer(kRepairFooter);
+}
+
+} // namespace ox3d::tool
