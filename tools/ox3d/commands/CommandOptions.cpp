@@ -16,9 +16,9 @@ void AddProvider(CLI::App& command, Arguments& arguments) {
 
 void AddCommon(CLI::App& command, Arguments& arguments) {
     AddProvider(command, arguments);
-    command.add_option(
-        "--recording", arguments.m_control.m_recording,
-        "play this file of ox3d record, or folder (depth/, color/, calibration.xml), through the virtual camera control");
+    command.add_option("--recording", arguments.m_control.m_recording,
+                       "play this file of ox3d record, or folder (depth/, color/, calibration.xml), through "
+                       "the virtual camera control");
 }
 
 void AddSerial(CLI::App& command, Arguments& arguments) {

@@ -81,6 +81,8 @@ EExitCode RunPlay(CCameraControl& control, const Arguments& arguments) {
     std::fprintf(stderr, "camera: %s %s\n", TextOf(camera.Record().chModelName).c_str(),
                  TextOf(camera.Record().chSerialNumber).c_str());
     PrintRecording(*recording);
+    camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false); // frames as they were recorded
+    camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
     camera.Start();
     const EExitCode code = Play(camera, arguments.m_control.m_play, recording->FrameCount());
     camera.Stop();
