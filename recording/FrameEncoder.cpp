@@ -30,6 +30,18 @@ ChannelRow RowFor(ChannelRow row, ERecordedColor color) {
     return isRaw ? ChannelRow{kColor, kColorTopic, "cdr", &kRosImage} : row;
 }
 
+const char* NameOf(ERecordedColor color) {
+    switch (color) {
+    case ERecordedColor::None:
+        return "none";
+    case ERecordedColor::Jpeg:
+        return "jpeg";
+    case ERecordedColor::Raw:
+        return "raw";
+    }
+    return "";
+}
+
 uint16_t SchemaOf(const RosDefinition& type, McapSummary* summary) {
     for (const McapSchema& schema : summary->m_schemas) {
         if (schema.m_name == type.m_name) {
@@ -64,6 +76,7 @@ void PutRecordingFront(const RecordedCamera& camera, const std::string& library,
     PutHeader(front, library);
     TextMap facts = camera.m_facts;
     facts.insert_or_assign("format", std::string(kRecordingFormat));
+    facts.insert_or_assign("color", std::string(NameOf(color)));
     summary->m_metadata.push_back(PutMetadata(front, kRecordingMetadata, facts));
     const auto attach = [&](const char* name, const char* type, const std::string& text) {
         if (!text.empty()) {

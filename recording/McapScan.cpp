@@ -14,14 +14,15 @@ constexpr uint64_t kChunkHeadBytes = kMcapRecordHeadBytes + kChunkFieldBytes + 3
 constexpr uint64_t kIndexEntryBytes = 16;
 constexpr uint64_t kSearchBytes = uint64_t{1} << 20U;
 
-// Keeps what a schema or channel says once.
+// Keeps what a schema or channel says once. Always true.
 template <class Record>
-void AddOnce(std::vector<Record>* records, Record record) {
+bool AddOnce(std::vector<Record>* records, Record record) {
     const bool isThere = std::any_of(records->begin(), records->end(),
                                      [&](const Record& other) { return other.m_id == record.m_id; });
     if (!isThere) {
         records->push_back(std::move(record));
     }
+    return true;
 }
 
 // One record of a summary. False when it is cut off or speaks of what the file does not hold.
@@ -141,8 +142,11 @@ bool CScan::AddAttachment() {
     attachment.m_name = head.Text();
     attachment.m_mediaType = head.Text();
     attachment.m_dataBytes = head.Take<uint64_t>();
+    if (head.HasFailed()) {
+        return false;
+    }
     m_contents->m_summary.m_attachments.push_back(std::move(attachment));
-    return !head.HasFailed();
+    return true;
 }
 
 bool CScan::AddRecord() {
@@ -151,22 +155,22 @@ bool CScan::AddRecord() {
     switch (m_opcode) {
     case EMcapRecord::Schema: {
         McapSchema schema;
-        const bool isRead = ReadContent(&content) && ReadSchema(content, &schema);
-        AddOnce(&summary.m_schemas, std::move(schema));
-        return isRead;
+        return ReadContent(&content) && ReadSchema(content, &schema) &&
+               AddOnce(&summary.m_schemas, std::move(schema));
     }
     case EMcapRecord::Channel: {
         McapChannel channel;
-        const bool isRead = ReadContent(&content) && ReadChannel(content, &channel);
-        AddOnce(&summary.m_channels, std::move(channel));
-        return isRead;
+        return ReadContent(&content) && ReadChannel(content, &channel) &&
+               AddOnce(&summary.m_channels, std::move(channel));
     }
     case EMcapRecord::Metadata: {
         std::string name;
         TextMap values;
-        const bool isRead = ReadContent(&content) && ReadMetadata(content, &name, &values);
+        if (!ReadContent(&content) || !ReadMetadata(content, &name, &values)) {
+            return false;
+        }
         summary.m_metadata.push_back({m_at, kMcapRecordHeadBytes + m_lengthBytes, name});
-        return isRead;
+        return true;
     }
     case EMcapRecord::Chunk:
         return AddChunk();

@@ -31,11 +31,24 @@ CRecorder::CRecorder(const RecordedCamera& camera, const RecorderOptions& option
 
 std::unique_ptr<CRecorder> CRecorder::Open(const std::string& path, const RecordedCamera& camera,
                                            const RecorderOptions& options, std::string* error) {
-    std::unique_ptr<CRecorder> recorder(new CRecorder(camera, options));
-    return recorder->Start(path, error) ? std::move(recorder) : nullptr;
+    try {
+        std::unique_ptr<CRecorder> recorder(new CRecorder(camera, options));
+        return recorder->Start(path, error) ? std::move(recorder) : nullptr;
+    } catch (const std::bad_alloc&) {
+        error->assign("no memory"); // within the string's own room
+        return nullptr;
+    }
+}
+
+CRecorder::~CRecorder() {
+    Finish();
 }
 
 bool CRecorder::Start(const std::string& path, std::string* error) {
+    for (size_t i = 0; i < std::max<size_t>(m_options.m_encoders, 1); ++i) {
+        m_encoders.push_back(
+            std::make_unique<CFrameEncoder>(m_camera, m_options.m_color, m_options.m_jpegQuality));
+    }
     ByteVector front;
     McapSummary summary;
     PutRecordingFront(m_camera, m_options.m_library, m_options.m_color, &front, &summary);
@@ -51,8 +64,8 @@ bool CRecorder::Start(const std::string& path, std::string* error) {
     }
     try {
         const CSignalsBlocked blocked;
-        for (size_t i = 0; i < std::max<size_t>(m_options.m_encoders, 1); ++i) {
-            m_threads.emplace_back([this] { Encode(); });
+        for (const auto& encoder : m_encoders) {
+            m_threads.emplace_back([this, &encoder] { Encode(*encoder); });
         }
         m_threads.emplace_back([this] { SyncNowAndThen(); });
     } catch (const std::system_error& failure) {
@@ -141,8 +154,7 @@ CRecorder::JobPointer CRecorder::TakeJob() {
     return job;
 }
 
-void CRecorder::Encode() {
-    CFrameEncoder encoder(m_camera, m_options.m_color, m_options.m_jpegQuality);
+void CRecorder::Encode(CFrameEncoder& encoder) {
     while (JobPointer job = TakeJob()) {
         McapChunk chunk;
         bool isPacked = false;
@@ -210,9 +222,8 @@ void CRecorder::Stop() {
         m_changed.NotifyAll();
     }
     // The last thread, where there is one more than encoders, is the one that syncs.
-    const size_t encoders = std::min(m_threads.size(), std::max<size_t>(m_options.m_encoders, 1));
     for (size_t i = 0; i < m_threads.size(); ++i) {
-        if (i == encoders) {
+        if (i == m_encoders.size()) {
             const CLock lock(m_mutex);
             m_areEncodersDone = true;
             m_changed.NotifyAll();

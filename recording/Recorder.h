@@ -12,6 +12,8 @@
 
 namespace ox3d {
 
+class CFrameEncoder;
+
 enum class ERecordedColor { None, Jpeg, Raw };
 
 struct RecorderOptions {
@@ -39,7 +41,7 @@ public:
     // Makes the file. Null with a reason in *error.
     static std::unique_ptr<CRecorder> Open(const std::string& path, const RecordedCamera& camera,
                                            const RecorderOptions& options, std::string* error);
-    ~CRecorder() { Finish(); }
+    ~CRecorder();
     CRecorder(const CRecorder&) = delete;
     CRecorder& operator=(const CRecorder&) = delete;
 
@@ -65,14 +67,15 @@ private:
     JobPointer TakeFree() OX_EXCLUDES(m_mutex);
     void PutIntoQueue(JobPointer job) OX_EXCLUDES(m_mutex);
     JobPointer TakeJob() OX_EXCLUDES(m_mutex);
-    void Encode() OX_EXCLUDES(m_mutex);
+    void Encode(CFrameEncoder& encoder) OX_EXCLUDES(m_mutex);
     void Write(McapChunk chunk, bool isPacked, JobPointer job) OX_EXCLUDES(m_mutex);
     void SyncNowAndThen() OX_EXCLUDES(m_mutex);
     void Stop() OX_EXCLUDES(m_mutex);
 
     const RecordedCamera m_camera;
     const RecorderOptions m_options;
-    std::unique_ptr<CMcapWriter> m_writer; // Append() by the thread whose turn it is
+    std::unique_ptr<CMcapWriter> m_writer;                  // Append() by the thread whose turn it is
+    std::vector<std::unique_ptr<CFrameEncoder>> m_encoders; // a thread each
     std::vector<std::thread> m_threads;
 
     mutable CMutex m_mutex;

@@ -83,7 +83,7 @@ private:
     void Admit(const std::string& depthPath, const std::string& colorPath);
 
     std::vector<Frame> m_frames;
-    const std::vector<uint64_t> m_noTimes;
+    const std::vector<uint64_t> m_noTimes{};
 };
 
 std::unique_ptr<CRecordingReader> CFolderRecording::Open(const std::string& folder, std::string* error) {

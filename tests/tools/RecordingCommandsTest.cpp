@@ -70,5 +70,51 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     EXPECT_THAT(repair("b.mcap", 0), HasSubstr("the file was closed and is as it was"));
 }
 
+TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
+    const auto convert = [&](std::vector<std::string> arguments, int code = 0) {
+        arguments.insert(arguments.begin(), {OX3D_TOOL, "convert"});
+        CProcess process(arguments, m_folder.Path(), {m_variables.front()});
+        EXPECT_EQ(process.Finish(), code) << process.Output();
+        return process.Output();
+    };
+    EXPECT_THAT(convert({kDesk, "a.mcap", "--color", "raw"}), HasSubstr("2 of 2 frames\n"));
+    convert({"a.mcap", "png", "--to", "png"});
+    for (const char* const image : {"0.png", "1.png"}) {
+        EXPECT_EQ(ReadDepth(m_folder.File("png/depth/00000") + image),
+                  ReadDepth(kDesk + "/depth/00000" + image));
+    }
+    EXPECT_EQ(ReadFile(m_folder.File("png/calibration.xml")), ReadFile(kDesk + "/calibration.xml"));
+    // Depth lies on color in both, in other units.
+    convert({"a.mcap", "tum", "--to", "tum"});
+    convert({"a.mcap", "redwood", "--to", "redwood"});
+    EXPECT_THAT(ReadFile(m_folder.File("redwood/camera_intrinsic.json")),
+                HasSubstr("\"intrinsic_matrix\": ["));
+    EXPECT_THAT(ReadFile(m_folder.File("tum/associations.txt")),
+                HasSubstr("0.000000 rgb/0.000000.png 0.000000 depth/"));
+    convert({"tum", "tum.mcap"});
+    convert({"redwood", "redwood.mcap"});
+    std::string error;
+    const auto tum = CRecordingReader::Open(m_folder.File("tum.mcap"), &error);
+    const auto redwood = CRecordingReader::Open(m_folder.File("redwood.mcap"), &error);
+    ASSERT_TRUE(tum != nullptr && redwood != nullptr) << error;
+    ASSERT_TRUE(redwood->Camera().m_depthLens);
+    EXPECT_NEAR(redwood->Camera().m_depthLens->m_fx, tum->Camera().m_depthLens->m_fx, 1e-4);
+    std::vector<uint16_t> samples[2];
+    for (size_t i = 0; i < 2; ++i) {
+        ASSERT_TRUE(tum->ReadDepth(i, &samples[0]) && redwood->ReadDepth(i, &samples[1]));
+        EXPECT_EQ(samples[0], samples[1]);
+        EXPECT_EQ(samples[1], ReadDepth(m_folder.File("redwood/depth/00000") + std::to_string(i) + ".png"));
+        EXPECT_GT(std::count_if(samples[1].begin(), samples[1].end(), [](auto s) { return s != 0; }), 30000);
+    }
+    convert({"a.mcap", "ply", "--to", "ply"});
+    EXPECT_THAT(ReadFile(m_folder.File("ply/000001.ply")), HasSubstr("property uchar red\n"));
+    EXPECT_THAT(convert({"a.mcap", "ply", "--to", "ply"}, 7), HasSubstr("ply exists already"));
+    EXPECT_THAT(convert({"a.mcap", "other"}, 2), HasSubstr("say --to "));
+    EXPECT_THAT(convert({"ply", "b.mcap"}, 2), HasSubstr("no such file"));
+    EXPECT_THAT(convert({"tum", "b", "--to", "ply"}, 2), HasSubstr("to NAME.mcap first"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 7)
+        << "nothing half-written is left";
+}
+
 } // namespace
 } // namespace ox3d::test

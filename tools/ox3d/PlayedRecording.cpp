@@ -46,7 +46,8 @@ std::string CameraListFor(const fs::path& path, const PlayOptions& options) {
     char speed[32];
     std::snprintf(speed, sizeof(speed), "%.6f", options.m_speed);
     return "[camera]\n" + identity + "source = recording\nrecording = " + path.string() +
-           "\nloop = " + (options.m_isLooping ? "yes" : "no") + "\nspeed = " + speed + "\n";
+           "\nloop = " + (options.m_isLooping ? "yes" : "no") + "\nspeed = " + speed +
+           (options.m_isEthernet ? "\ntransport = gige\n" : "\n");
 }
 
 CRecordingCamera::CRecordingCamera(const fs::path& path, const PlayOptions& options) {

@@ -10,8 +10,9 @@
 namespace ox3d::tool {
 
 struct PlayOptions {
-    bool m_isLooping = true; // begin again at the end
-    double m_speed = 1;      // of that of the recording
+    bool m_isLooping = true;   // begin again at the end
+    double m_speed = 1;        // of that of the recording
+    bool m_isEthernet = false; // whatever it was: the library aligns images of Ethernet cameras alone
 };
 
 // Throws a CToolError that names the missing part of a folder that does not look like a recording, or says why a file

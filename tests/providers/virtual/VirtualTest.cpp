@@ -67,9 +67,9 @@ TEST(VirtualList, HoldsCamerasOfBothTransportsWithTheirPlaceInTheNetwork) {
 }
 
 TEST(VirtualList, LeavesOutACameraWithAnErrorAndSaysWhereOnce) {
-    for (const char* expected : {"cameras.ini:4: unknown key 'speed'", ""}) {
+    for (const char* expected : {"cameras.ini:4: unknown key 'haste'", ""}) {
         testing::internal::CaptureStderr();
-        Plug("[camera]\nserial=B1\n[camera]\nspeed = high\n");
+        Plug("[camera]\nserial=B1\n[camera]\nhaste = high\n");
         EXPECT_EQ(List().size(), 1U);
         const std::string said = testing::internal::GetCapturedStderr();
         EXPECT_TRUE(*expected == '\0' ? said.empty() : said.find(expected) != said.npos) << said;

@@ -38,6 +38,16 @@ struct RecordOptions {
     uint32_t m_patienceSeconds = 10;
 };
 
+enum class EConvert { ByName, Mcap, Png, Tum, Redwood, Ply, Pcd };
+
+struct ConvertOptions {
+    std::string m_in;
+    std::string m_out;
+    EConvert m_to = EConvert::ByName;
+    ERecordedColor m_color = ERecordedColor::Jpeg;
+    uint32_t m_quality = 90;
+};
+
 struct RepairOptions {
     std::string m_file;
 };
@@ -81,6 +91,7 @@ struct Arguments {
     std::string m_serial; // empty: the first camera, or all of them, as the command says
     GrabOptions m_grab;
     RecordOptions m_record;
+    ConvertOptions m_convert;
     RepairOptions m_repair;
     NetworkOptions m_network;
     FeatureOptions m_feature;
@@ -108,6 +119,7 @@ EExitCode RunInfo(CCameraControl& control, const Arguments& arguments);
 EExitCode RunGrab(CCameraControl& control, const Arguments& arguments);
 EExitCode RunRecord(CCameraControl& control, const Arguments& arguments);
 EExitCode RunPlay(CCameraControl& control, const Arguments& arguments);
+EExitCode RunConvert(CCameraControl& control, const Arguments& arguments);
 EExitCode RunRepair(CCameraControl& control, const Arguments& arguments);
 EExitCode RunNetwork(CCameraControl& control, const Arguments& arguments);
 EExitCode RunDoctor(CCameraControl& control, const Arguments& arguments);

@@ -31,6 +31,7 @@ void AddCompletion(CLI::App& command, Arguments& arguments);
 void AddStream(CLI::App& command, Arguments& arguments);
 void AddRecordOptions(CLI::App& command, Arguments& arguments);
 void AddPlayOptions(CLI::App& command, Arguments& arguments);
+void AddConvertOptions(CLI::App& command, Arguments& arguments);
 void AddRepairOptions(CLI::App& command, Arguments& arguments);
 
 } // namespace ox3d::tool

@@ -113,6 +113,7 @@ constexpr Command kCommands[] = {
     {"record", "Records a camera into an MCAP file, which survives kill, power loss and a full disk",
      AddRecordOptions, RunRecord},
     {"play", "Plays a recording as a camera, at its own speed", AddPlayOptions, RunPlay},
+    {"convert", "Brings recordings from one form into another", AddConvertOptions, RunConvert},
     {"repair", "Checks a recording, and closes one that was cut short", AddRepairOptions, RunRepair},
     {"network", "Lists cameras on the network with their addresses, and moves them", AddNetwork, RunNetwork},
     {"doctor", "Looks at what spoils streaming on this host, and says what mends it", AddDoctor, RunDoctor},

@@ -2,8 +2,8 @@
 #include "recording/RecordingReader.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
-#include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FrameStats.h"
 #include "tools/ox3d/commands/Progress.h"
@@ -22,7 +22,10 @@ void PrintRecording(const CRecordingReader& recording) {
     const PngSize color = recording.ColorSize();
     std::printf("%zu frames, depth %u x %u", recording.FrameCount(), depth.m_width, depth.m_height);
     if (color.m_width > 0) {
-        std::printf(", color %u x %u", color.m_width, color.m_height);
+        const auto& facts = recording.Camera().m_facts;
+        const auto kind = facts.find("color");
+        const bool isLossy = kind != facts.end() && kind->second == "jpeg";
+        std::printf(", color %u x %u%s", color.m_width, color.m_height, isLossy ? " (JPEG, lossy)" : "");
     }
     const std::vector<uint64_t>& times = recording.HostTimes();
     if (times.size() > 1 && times.back() > times.front()) {
@@ -73,11 +76,8 @@ EExitCode RunPlay(CCameraControl& control, const Arguments& arguments) {
     if (recording == nullptr) {
         throw CToolError(EExitCode::Usage, error);
     }
-    const ProviderChoice& provider = control.Enter();
-    const CScratchFolder scratch;
-    EnterFolder(scratch.Path());
-    const std::vector<DeviceRecord> cameras = ListCameras(provider);
-    CCamera camera(provider, PickCamera(cameras, ""));
+    CSession session(control.Enter(), "");
+    CCamera& camera = session.Camera();
     std::fprintf(stderr, "camera: %s %s\n", TextOf(camera.Record().chModelName).c_str(),
                  TextOf(camera.Record().chSerialNumber).c_str());
     PrintRecording(*recording);

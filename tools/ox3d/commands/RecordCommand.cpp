@@ -5,8 +5,8 @@
 #include "recording/Recorder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
-#include "tools/ox3d/WorkFolder.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FrameStats.h"
 #include "tools/ox3d/commands/Progress.h"
@@ -345,17 +345,15 @@ void CheckTarget(const fs::path& path, bool isReplacing) {
 EExitCode RunRecord(CCameraControl& control, const Arguments& arguments) {
     const fs::path path = fs::absolute(arguments.m_record.m_file);
     CheckTarget(path, arguments.m_record.m_isReplacing);
-    const ProviderChoice& provider = control.Enter();
-    const CScratchFolder scratch; // the library leaves its log and a calibration file where it works
-    EnterFolder(scratch.Path());
-    const std::vector<DeviceRecord> cameras = ListCameras(provider);
-    CCamera camera(provider, PickCamera(cameras, arguments.m_serial));
+    CSession session(control.Enter(), arguments.m_serial);
+    CCamera& camera = session.Camera();
     std::fprintf(stderr, "camera: %s %s (%s)\n", TextOf(camera.Record().chModelName).c_str(),
                  TextOf(camera.Record().chSerialNumber).c_str(), AddressOf(camera.Record()).c_str());
     // As the camera sends it: the library registers it when it is played, by the same calibration.
     camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false);
     camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
-    return CRecording(camera, arguments.m_record, path.string(), Describe(camera, scratch.Path())).Run();
+    return CRecording(camera, arguments.m_record, path.string(), Describe(camera, session.Folder().Path()))
+        .Run();
 }
 
 } // namespace ox3d::tool

@@ -21,11 +21,29 @@ constexpr const char* kPlayFooter =
     "recorded; ox3d-virtual-camera --camera recording=FILE puts it on the network.\n"
     "Example: ox3d play desk.mcap --speed 2";
 
+constexpr const char* kConvertFooter =
+    "IN is an MCAP file, a folder of ox3d grab --all, a TUM folder "
+    "(depth.txt, rgb.txt) or a Redwood folder (depth/, color/,\n"
+    "camera_intrinsic.json). png makes a folder that --recording plays. "
+    "tum and redwood have depth laid onto color,\n"
+    "ply and pcd have one colored point cloud a frame. OUT has its name when it is "
+    "whole, and must not be there before.\n"
+    "Example: ox3d convert desk.mcap desk-tum --to tum";
+
 constexpr const char* kRepairFooter =
     "Checks every frame. A file that was not closed is given its summary in place, behind the last whole "
     "frame; a torn\n"
     "end behind that is cut off, and nothing else is changed. Exit code 1: there are damaged frames inside.\n"
     "Example: ox3d repair desk.mcap";
+
+void AddColor(CLI::App& command, ERecordedColor& color, uint32_t& quality) {
+    command.add_option("--color", color, "jpeg, raw (lossless, large) or none")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, ERecordedColor>{
+            {"jpeg", ERecordedColor::Jpeg}, {"raw", ERecordedColor::Raw}, {"none", ERecordedColor::None}}));
+    command.add_option("--quality", quality, "of the JPEG images")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 100));
+}
 
 } // namespace
 
@@ -38,12 +56,7 @@ void AddRecordOptions(CLI::App& command, Arguments& arguments) {
         ->check(CLI::Range(int64_t{1}, int64_t{1000000000}));
     command.add_option("--seconds", options.m_seconds, "seconds to record; default: until Ctrl-C")
         ->check(CLI::Range(0.001, 1e7));
-    command.add_option("--color", options.m_color, "jpeg, raw (lossless, large) or none")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, ERecordedColor>{
-            {"jpeg", ERecordedColor::Jpeg}, {"raw", ERecordedColor::Raw}, {"none", ERecordedColor::None}}));
-    command.add_option("--quality", options.m_quality, "of the JPEG images")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 100));
+    AddColor(command, options.m_color, options.m_quality);
     command.add_option("--queue", options.m_queueFrames, "frames that may wait in memory")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{1}, int64_t{10000}));
@@ -69,6 +82,21 @@ void AddPlayOptions(CLI::App& command, Arguments& arguments) {
         ->capture_default_str()
         ->check(CLI::Range(0.01, 100.0));
     command.footer(kPlayFooter);
+}
+
+void AddConvertOptions(CLI::App& command, Arguments& arguments) {
+    ConvertOptions& options = arguments.m_convert;
+    command.add_option("IN", options.m_in, "the recording")->required();
+    command.add_option("OUT", options.m_out, "NAME.mcap, or a folder")->required();
+    command.add_option("--to", options.m_to, "mcap, png, tum, redwood, ply or pcd; default: by the name")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, EConvert>{{"mcap", EConvert::Mcap},
+                                                                            {"png", EConvert::Png},
+                                                                            {"tum", EConvert::Tum},
+                                                                            {"redwood", EConvert::Redwood},
+                                                                            {"ply", EConvert::Ply},
+                                                                            {"pcd", EConvert::Pcd}}));
+    AddColor(command, options.m_color, options.m_quality);
+    command.footer(kConvertFooter);
 }
 
 void AddRepairOptions(CLI::App& command, Arguments& arguments) {
