@@ -79,9 +79,9 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
     };
     EXPECT_THAT(convert({kDesk, "a.mcap", "--color", "raw"}), HasSubstr("2 of 2 frames\n"));
     convert({"a.mcap", "png", "--to", "png"});
-    for (const char* const image : {"0.png", "1.png"}) {
-        EXPECT_EQ(ReadDepth(m_folder.File("png/depth/00000") + image),
-                  ReadDepth(kDesk + "/depth/00000" + image));
+    for (const size_t i : {0, 1}) { // under the numbers of the frames, which begin with 1
+        EXPECT_EQ(ReadDepth(m_folder.File("png/depth/") + RecordingImageName(i + 1)),
+                  ReadDepth(kDesk + "/depth/" + RecordingImageName(i)));
     }
     EXPECT_EQ(ReadFile(m_folder.File("png/calibration.xml")), ReadFile(kDesk + "/calibration.xml"));
     // Depth lies on color in both, in other units.
@@ -108,11 +108,13 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
     }
     convert({"a.mcap", "ply", "--to", "ply"});
     EXPECT_THAT(ReadFile(m_folder.File("ply/000001.ply")), HasSubstr("property uchar red\n"));
+    convert({"a.mcap", "pcd", "--to", "pcd"});
+    EXPECT_THAT(ReadFile(m_folder.File("pcd/000001.pcd")), HasSubstr("FIELDS x y z rgb\n"));
     EXPECT_THAT(convert({"a.mcap", "ply", "--to", "ply"}, 7), HasSubstr("ply exists already"));
     EXPECT_THAT(convert({"a.mcap", "other"}, 2), HasSubstr("say --to "));
     EXPECT_THAT(convert({"ply", "b.mcap"}, 2), HasSubstr("no such file"));
     EXPECT_THAT(convert({"tum", "b", "--to", "ply"}, 2), HasSubstr("to NAME.mcap first"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 7)
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 8)
         << "nothing half-written is left";
 }
 
