@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <vector>
 
 namespace ox3d {
@@ -99,6 +100,43 @@ TEST(FeaturesThroughLibrary, AreListedWithEntriesAndSetByName) {
     EXPECT_EQ(OX3D_RGBD_GetParam(handle, "TriggerSource", &value), OX3D_RGBD_OK);
     EXPECT_EQ(value.stEnumParam.nCurValue, entries[1].nValue);
     EXPECT_NE(OX3D_RGBD_SetEnumByName(handle, "TriggerSource", "Line9"), OX3D_RGBD_OK);
+    EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
+}
+
+// ---- Times ---------------------------------------------------------------------------------------------------
+
+uint64_t UtcNs() {
+    timespec time = {};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return uint64_t{1000000000} * static_cast<uint64_t>(time.tv_sec) + static_cast<uint64_t>(time.tv_nsec);
+}
+
+TEST(TimesThroughLibrary, OfTriggeredFramesLieBehindTheirTriggers) {
+    void* handle = nullptr;
+    ASSERT_EQ(OX3D_RGBD_OpenDevice(&handle, nullptr), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_SetEnumByName(handle, "TriggerSource", "Software"), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_SetEnumByName(handle, "TriggerMode", "On"), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_Start(handle), OX3D_RGBD_OK);
+    OX3D_RGBD_FRAME_CLOCK clock = {};
+    uint32_t status = OX3D_RGBD_E_NO_DATA;
+    for (int i = 0; i < 30 && status == OX3D_RGBD_E_NO_DATA; ++i) { // until the frames tell the rate
+        const uint64_t triggered = UtcNs();
+        ASSERT_EQ(OX3D_RGBD_SoftTrigger(handle), OX3D_RGBD_OK);
+        // The trigger is executed when the call returns. The exposure, and a period after the last, are waited for.
+        const uint64_t latest = UtcNs() + 40000000;
+        OX3D_RGBD_FRAME_DATA frame;
+        ASSERT_EQ(OX3D_RGBD_FetchFrame(handle, &frame, kTimeoutMs), OX3D_RGBD_OK);
+        status = OX3D_RGBD_GetFrameClock(handle, &clock);
+        OX3D_RGBD_FRAME_TIMES times = {};
+        ASSERT_EQ(OX3D_RGBD_GetFrameTimes(handle, &frame, &times), OX3D_RGBD_OK);
+        if (status == OX3D_RGBD_OK) {
+            EXPECT_EQ(times.nSource, OX3D_RGBD_CLOCK_LATCH);
+            EXPECT_GE(times.nCaptureUtcNs + times.nCaptureErrorNs, triggered);
+            EXPECT_LE(times.nCaptureUtcNs - times.nCaptureErrorNs, latest);
+        }
+    }
+    EXPECT_EQ(status, OX3D_RGBD_OK);
+    EXPECT_EQ(clock.dNominalNsPerTick, 1);
     EXPECT_EQ(OX3D_RGBD_CloseDevice(&handle), OX3D_RGBD_OK);
 }
 
