@@ -216,29 +216,27 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy);
 #define OX3D_RGBD_CLOCK_ARRIVALS 1u /* the times at which frames arrived */
 #define OX3D_RGBD_CLOCK_LATCH 2u    /* the device's clock was asked */
 
-/** The clock of a device as the host sees it, 96 bytes: time stamp T was taken, in ns of UTC, at
+/**
+ * The clock of a device as the host sees it, 96 bytes: time stamp T was taken, in ns of UTC, at
  *   nReferenceUtcNs + (T - nReferenceTicks) * dNsPerTick
  * with an error of at most
  *   nErrorNs + |T - nReferenceTicks| * dNsPerTick * dRateErrorPpm / 1000000
- * where the difference has a sign. */
+ * where the difference has a sign. A part of nErrorNs is nDelayNs: how much a way that takes equally long for all frames
+ * may add. By it the true moments may be earlier, never later; it is 0 where the device's clock was asked.
+ */
 typedef struct OX3D_RGBD_FRAME_CLOCK {
     uint64_t nReferenceTicks;  /**< a time stamp of the last seconds, or an answer of the device's clock */
-    uint64_t nReferenceUtcNs;  /**< when it was taken, ns of UTC, as that clock stands now */
+    uint64_t nReferenceUtcNs;  /**< when it was taken, ns of UTC, as that clock stands at the call */
     uint64_t nReferenceHostNs; /**< the same moment, ns of CLOCK_MONOTONIC */
     double dNsPerTick;         /**< ns of the host for each tick of the device */
-    double
-        dNominalNsPerTick; /**< what a tick is meant to be: 1, or what the device says; 0 where that is not known */
-    double
-        dDriftPpm; /**< by how many millionths the device's clock is faster than nominal, seen from the host's;
-                                * 0 where the nominal rate is not known */
-    double dRateErrorPpm; /**< how far dNsPerTick may be off, millionths */
-    uint64_t nErrorNs;    /**< how far the reference may be off, ns, nDelayNs included */
-    uint64_t
-        nDelayNs; /**< of that, how much a way that takes equally long for all frames may add: by it the true
-                                * moments may be earlier, never later; 0 where the device's clock was asked */
-    uint32_t nSamples;     /**< frames that were used */
-    uint32_t nSource;      /**< OX3D_RGBD_CLOCK_ARRIVALS or _LATCH */
-    uint8_t nReserved[16]; /**< 0 */
+    double dNominalNsPerTick;  /**< what a tick is meant to be: 1, or what the device says; 0: not known */
+    double dDriftPpm;          /**< millionths by which the device is faster than that; 0: not known */
+    double dRateErrorPpm;      /**< how far dNsPerTick may be off, millionths */
+    uint64_t nErrorNs;         /**< how far the reference may be off, ns */
+    uint64_t nDelayNs;         /**< of nErrorNs, what all frames may have in common, ns */
+    uint32_t nSamples;         /**< frames that were used */
+    uint32_t nSource;          /**< OX3D_RGBD_CLOCK_ARRIVALS or _LATCH */
+    uint8_t nReserved[16];     /**< 0 */
 } OX3D_RGBD_FRAME_CLOCK;
 
 /**
@@ -249,7 +247,7 @@ typedef struct OX3D_RGBD_FRAME_CLOCK {
  * offset; that it is less than the stream's first frame took since OX3D_RGBD_Start is nDelayNs, as long as the way does
  * not grow longer. Time stamps that go back (a device that was started anew, a counter that wrapped) begin a new clock.
  * Asks the device, so it runs as OX3D_RGBD_GetParam does: without the device's lock, beside any other call. Not for
- * every frame: OX3D_RGBD_GetFrameTimes goes by the last answer and asks nobody.
+ * every frame: OX3D_RGBD_GetFrameTimes goes by the last answers and asks nobody.
  * \param handle  an open device
  * \param pClock  out: the clock
  * \return OX3D_RGBD_E_PARAMETER for null; OX3D_RGBD_E_NO_DATA before the second frame, for a device whose frames carry no
@@ -257,34 +255,34 @@ typedef struct OX3D_RGBD_FRAME_CLOCK {
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetFrameClock(void* handle, OX3D_RGBD_FRAME_CLOCK* pClock);
 
-/** The times of one frame, 64 bytes. Nanoseconds of UTC are counted from 1970-01-01T00:00:00Z by this host's clock
- * (CLOCK_REALTIME), with whatever error that one has. */
+/**
+ * The times of one frame, 64 bytes. Nanoseconds of UTC are counted from 1970-01-01T00:00:00Z by this host's clock
+ * (CLOCK_REALTIME), with whatever error that one has.
+ */
 typedef struct OX3D_RGBD_FRAME_TIMES {
-    uint64_t nTimeStamp;     /**< of the frame's first image, ticks of the device's clock */
-    uint64_t nArrivalUtcNs;  /**< when the library was handed the frame, ns of UTC */
-    uint64_t nArrivalHostNs; /**< the same moment, ns of CLOCK_MONOTONIC, which nobody sets */
-    uint64_t nCaptureUtcNs;  /**< the moment of nTimeStamp, ns of UTC; 0 where it is not known */
-    uint64_t
-        nCaptureErrorNs; /**< how far nCaptureUtcNs may be off, ns, nCaptureDelayNs included; 0 where it is not known */
-    uint64_t
-        nCaptureDelayNs; /**< of that, how much a way that takes equally long for all frames may add: by it the
-                               * moment may be earlier, never later; 0 where the device's clock was asked */
-    uint32_t nFrameNum;  /**< of the frame's first image */
-    uint32_t nSource;    /**< OX3D_RGBD_CLOCK_*, of the time of capture */
-    uint8_t nReserved[8]; /**< 0 */
+    uint64_t nTimeStamp;      /**< of the frame's first image, ticks of the device's clock */
+    uint64_t nArrivalUtcNs;   /**< when the library was handed the frame, ns of UTC */
+    uint64_t nArrivalHostNs;  /**< the same moment, ns of CLOCK_MONOTONIC, which nobody sets */
+    uint64_t nCaptureUtcNs;   /**< the moment of nTimeStamp, ns of UTC; 0: not known */
+    uint64_t nCaptureErrorNs; /**< how far nCaptureUtcNs may be off, ns; 0: not known */
+    uint64_t nCaptureDelayNs; /**< of that, what all frames may have in common (see above), ns */
+    uint32_t nFrameNum;       /**< of the frame's first image */
+    uint32_t nSource;         /**< OX3D_RGBD_CLOCK_*, of the time of capture */
+    uint8_t nReserved[8];     /**< 0 */
 } OX3D_RGBD_FRAME_TIMES;
 
 /**
  * The times of a frame. Arrival is when the camera-control library called back, or when OX3D_RGBD_FetchFrame got the
- * frame: one that waited there, since it was not fetched in time, arrives late. Capture is the moment of the time stamp by the
- * device's clock as it is known at the call (see OX3D_RGBD_GetFrameClock, whose answers count); which moment of its work the
- * device stamps, begin of exposure or another, is the device's affair. The capture is not known for the first frame, and for frames before a clock that
- * began anew. A copy has the times that its frame had when it was copied.
+ * frame: one that waited there, since it was not fetched in time, arrives late. Capture is the moment of the time stamp
+ * by the device's clock as it is known at the call (see OX3D_RGBD_GetFrameClock, whose answers count); which moment of
+ * its work the device stamps, begin of exposure or another, is the device's affair. It is not known for the first frame,
+ * nor for frames before a clock that began anew. A copy has the times that its frame had when it was copied.
  * \param handle  the device that delivered the frame, or any open device when pFrame is a copy of a frame
  * \param pFrame  in: a frame as OX3D_RGBD_FetchFrame or the frame callback delivered it, unchanged; or a copy of
  *                OX3D_RGBD_CopyFrame. The library knows the last 64 frames of a device.
  * \param pTimes  out: the times
- * \return OX3D_RGBD_E_PARAMETER for null or for a frame that the device does not know (see OX3D_RGBD_MapFrameToPointCloud)
+ * \return OX3D_RGBD_E_PARAMETER for null or for a frame that the device does not know (see
+ *         OX3D_RGBD_MapFrameToPointCloud)
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetFrameTimes(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
                                                OX3D_RGBD_FRAME_TIMES* pTimes);
