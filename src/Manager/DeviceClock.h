@@ -24,7 +24,7 @@ public:
     uint32_t Add(const ClockSample& sample) OX_EXCLUDES(m_mutex);
     // The device answered during the run that is given.
     void AddLatch(uint32_t run, const ClockLatch& latch) OX_EXCLUDES(m_mutex);
-    // What the device says of its ticks, 0 for nothing.
+    // What the device says of its ticks.
     void SetTickHz(uint64_t tickHz) OX_EXCLUDES(m_mutex);
 
     uint32_t Run() OX_EXCLUDES(m_mutex);

@@ -42,8 +42,9 @@ void CManager::LatchClock() {
     const LatchRow* row = std::find_if(std::begin(kLatches), std::end(kLatches), [&](const LatchRow& each) {
         return camera->GetIntValue(each.m_value, &value) == 0;
     });
-    const bool hasRate = camera->GetIntValue("GevTimestampTickFrequency", &value) == 0 && value.nCurValue > 0;
-    m_clock.SetTickHz(hasRate ? static_cast<uint64_t>(value.nCurValue) : 0);
+    if (camera->GetIntValue("GevTimestampTickFrequency", &value) == 0 && value.nCurValue > 0) {
+        m_clock.SetTickHz(static_cast<uint64_t>(value.nCurValue));
+    }
     if (row == std::end(kLatches)) {
         return;
     }
