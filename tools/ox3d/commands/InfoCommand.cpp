@@ -116,7 +116,8 @@ void PrintAll(const CCamera& camera) {
 
 void PrintDocument(const CCamera& camera) {
     Json document = {{"device", RecordJson(camera.Record())}, {"features", Json::object()}};
-    for (const Feature& feature : CFeatures(camera.Handle()).All()) {
+    const CFeatures features(camera.Handle());
+    for (const Feature& feature : features.All()) {
         if (feature.m_record.nHasValue == 1) {
             document["features"][feature.Name()] = ValueJson(feature);
         }
