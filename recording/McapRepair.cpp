@@ -74,7 +74,10 @@ ByteVector EndOf(const CMcapFile& file, McapContents* contents, McapRepairReport
             continue;
         }
         const auto times = check.Times();
-        if (isLast && chunk.m_indexes.size() < times.size()) {
+        // Only where nothing but the torn indexes would be cut off.
+        const bool isAtEnd =
+            contents->m_wholeBytes == chunk.m_offset + chunk.m_lengthBytes + chunk.m_indexBytes;
+        if (isLast && isAtEnd && chunk.m_indexes.size() < times.size()) {
             contents->m_wholeBytes = chunk.m_offset + chunk.m_lengthBytes;
             PutMessageIndexes(times, &chunk, &end);
         }
