@@ -42,6 +42,24 @@ const char* NameOf(ERecordedColor color) {
     return "";
 }
 
+// As rosbag2 writes them: players offer a topic with the qualities it was recorded with. Late subscribers get the last
+// transform.
+ByteVector OfferedQualities(EChannel id) {
+    const bool isLatched = id == kTransform;
+    constexpr const char* kForever = "    sec: 9223372036\n    nsec: 854775807\n";
+    const std::string text = std::string("- history: 1\n  depth: ") + (isLatched ? "1" : "10") +
+                             "\n  reliability: 1\n  durability: " + (isLatched ? "1" : "2") +
+                             "\n  deadline:\n" + kForever + "  lifespan:\n" + kForever +
+                             "  liveliness: 1\n  liveliness_lease_duration:\n" + kForever +
+                             "  avoid_ros_namespace_conventions: false\n";
+    ByteVector map;
+    if (id != kFrame) { // no message of ROS
+        PutText(&map, "offered_qos_profiles");
+        PutText(&map, text);
+    }
+    return map;
+}
+
 uint16_t SchemaOf(const RosDefinition& type, McapSummary* summary) {
     for (const McapSchema& schema : summary->m_schemas) {
         if (schema.m_name == type.m_name) {
@@ -53,7 +71,7 @@ uint16_t SchemaOf(const RosDefinition& type, McapSummary* summary) {
     return id;
 }
 
-void PutChannels(ERecordedColor color, ByteVector* front, McapSummary* summary) {
+void PutChannels(ERecordedColor color, ByteVector* out, McapSummary* summary) {
     for (const ChannelRow& row : kChannels) {
         if (color == ERecordedColor::None && (row.m_id == kColor || row.m_id == kColorInfo)) {
             continue;
@@ -62,10 +80,11 @@ void PutChannels(ERecordedColor color, ByteVector* front, McapSummary* summary) 
         const size_t known = summary->m_schemas.size();
         const uint16_t schema = SchemaOf(*wanted.m_type, summary);
         if (summary->m_schemas.size() > known) {
-            PutSchema(front, summary->m_schemas.back());
+            PutSchema(out, summary->m_schemas.back());
         }
-        summary->m_channels.push_back({wanted.m_id, schema, wanted.m_topic, wanted.m_encoding, {}});
-        PutChannel(front, summary->m_channels.back());
+        summary->m_channels.push_back(
+            {wanted.m_id, schema, wanted.m_topic, wanted.m_encoding, OfferedQualities(wanted.m_id)});
+        PutChannel(out, summary->m_channels.back());
     }
 }
 
@@ -86,7 +105,14 @@ void PutRecordingFront(const RecordedCamera& camera, const std::string& library,
     attach(kCalibrationAttachment, "application/xml", camera.m_calibrationXml);
     attach(kFeaturesAttachment, "text/plain", camera.m_features);
     attach(kDescriptionAttachment, "application/xml", camera.m_description);
-    PutChannels(color, front, summary);
+    ByteVector inEveryChunk;
+    PutChannels(color, &inEveryChunk, summary);
+}
+
+CFrameEncoder::CFrameEncoder(const RecordedCamera& camera, ERecordedColor color, int jpegQuality)
+    : m_camera(camera), m_color(color), m_jpegQuality(jpegQuality) {
+    McapSummary inTheFront;
+    PutChannels(color, &m_definitions, &inTheFront);
 }
 
 const uint8_t* CFrameEncoder::Interleaved(const ColorView& color) {
@@ -107,34 +133,37 @@ const uint8_t* CFrameEncoder::Interleaved(const ColorView& color) {
     return m_interleaved.data();
 }
 
-bool CFrameEncoder::AddColor(const ColorView& color, uint64_t sequence, uint64_t hostNs, uint64_t cameraNs) {
+void CFrameEncoder::AddColor(const ColorView& color, std::span<const uint8_t> jpeg, uint64_t sequence,
+                             uint64_t hostNs, uint64_t cameraNs) {
     const RosHeader header = {cameraNs, kColorFrameId};
-    const uint8_t* const pixels = Interleaved(color);
+    ByteVector* const out = m_builder.Begin(kColor, sequence, hostNs, cameraNs);
     if (m_color == ERecordedColor::Raw) {
-        ByteVector* const out = m_builder.Begin(kColor, sequence, hostNs, cameraNs);
         const auto room =
             PutImage(out, header, color.m_width, color.m_height, kColorEncoding, color.m_width * 3);
-        std::memcpy(room.data(), pixels, room.size());
+        std::memcpy(room.data(), Interleaved(color), room.size());
     } else {
-        const auto jpeg = m_jpeg.Encode(pixels, color.m_width, color.m_height, m_jpegQuality);
-        if (jpeg.empty()) {
-            return false;
-        }
-        PutCompressedImage(m_builder.Begin(kColor, sequence, hostNs, cameraNs), header, kJpegFormat, jpeg);
+        PutCompressedImage(out, header, kJpegFormat, jpeg);
     }
     if (m_camera.m_colorLens) {
         PutCameraInfo(m_builder.Begin(kColorInfo, sequence, hostNs, cameraNs), header, *m_camera.m_colorLens);
     }
-    return true;
 }
 
-bool CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> depth, uint64_t sequence,
-                           bool isFirst, McapChunk* chunk) {
+EEncoded CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> depth, uint64_t sequence,
+                               bool isFirst, McapChunk* chunk) {
     const uint64_t hostNs = frame.m_facts.m_hostNs;
     const uint64_t cameraNs = frame.m_cameraNs == 0 ? hostNs : frame.m_cameraNs;
     const RosHeader header = {cameraNs, kDepthFrameId};
     const auto begin = [&](EChannel channel) { return m_builder.Begin(channel, sequence, hostNs, cameraNs); };
-    PutFrameFacts(begin(kFrame), frame.m_facts);
+    const ColorView& color = frame.m_color;
+    const bool isWanted = color.m_bytes != nullptr && m_color != ERecordedColor::None;
+    const auto jpeg = isWanted && m_color == ERecordedColor::Jpeg
+                          ? m_jpeg.Encode(Interleaved(color), color.m_width, color.m_height, m_jpegQuality)
+                          : std::span<const uint8_t>();
+    RecordedFacts facts = frame.m_facts;
+    facts.m_isColorLost = isWanted && m_color == ERecordedColor::Jpeg && jpeg.empty();
+    m_builder.Start(m_definitions);
+    PutFrameFacts(begin(kFrame), facts);
     const auto room = PutImage(begin(kDepth), header, frame.m_depth.m_width, frame.m_depth.m_height,
                                kDepthEncoding, frame.m_depth.m_width * sizeof(uint16_t));
     std::memcpy(room.data(), depth.data(), room.size());
@@ -144,9 +173,13 @@ bool CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> dept
     if (isFirst && m_camera.m_depthToColor) {
         PutTransform(begin(kTransform), cameraNs, *m_camera.m_depthToColor);
     }
-    const bool hasColor = frame.m_color.m_bytes != nullptr && m_color != ERecordedColor::None;
-    const bool isEncoded = !hasColor || AddColor(frame.m_color, sequence, hostNs, cameraNs);
-    return m_builder.Finish(chunk) && isEncoded;
+    if (isWanted && !facts.m_isColorLost) {
+        AddColor(color, jpeg, sequence, hostNs, cameraNs);
+    }
+    if (!m_builder.Finish(chunk)) {
+        return EEncoded::Failed;
+    }
+    return facts.m_isColorLost ? EEncoded::WithoutColor : EEncoded::Whole;
 }
 
 } // namespace ox3d

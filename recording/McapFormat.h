@@ -1,4 +1,4 @@
-// McapFormat.h - the records of an MCAP file (https://mcap.dev/spec), one copy for writer, reader and repair.
+// McapFormat.h - the records of an MCAP file (version 0 of the format), one copy for writer, reader and repair.
 //
 // A record is an opcode, the length of its content and the content. A file is magic, Header, data, DataEnd, summary,
 // Footer, magic; one that was not closed ends anywhere in the data.

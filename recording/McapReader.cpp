@@ -34,19 +34,23 @@ CMcapFile::~CMcapFile() {
 }
 
 bool CMcapFile::Open(const std::string& path, bool isWritable, std::string* error) {
-    struct stat status {};
     m_file = isWritable ? open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)
                         : OpenLocalFile(path.c_str());
-    if (m_file < 0 || fstat(m_file, &status) != 0) {
+    if (m_file < 0 || !Measure()) {
         *error = path + ": " + (errno == 0 ? "no regular file" : std::generic_category().message(errno));
         return false;
     }
-    if ((status.st_mode & S_IFMT) != S_IFREG) {
-        *error = path + ": no regular file";
+    return true;
+}
+
+bool CMcapFile::Measure() {
+    struct stat status {};
+    if (fstat(m_file, &status) != 0) {
         return false;
     }
+    errno = 0;
     m_lengthBytes = static_cast<uint64_t>(status.st_size);
-    return true;
+    return (status.st_mode & S_IFMT) == S_IFREG;
 }
 
 bool CMcapFile::Read(uint64_t offset, uint64_t lengthBytes, ByteVector* out) const {
@@ -111,16 +115,24 @@ bool CMcapChunkReader::Unpack(const McapChunkInfo& chunk, std::span<const uint8_
     return got == lengthBytes;
 }
 
-// False where the records do not end with the chunk.
-bool CMcapChunkReader::Split(std::span<const uint8_t> records, std::vector<McapMessage>* messages) const {
+// False where the records do not end with the chunk, or are more than a frame has.
+bool CMcapChunkReader::Split(std::span<const uint8_t> records, std::vector<McapMessage>* messages) {
+    constexpr size_t kMaxRecords = 4096;
     CByteReader reader(records);
-    while (reader.Left() > 0) {
+    m_defined = {};
+    for (size_t count = 0; reader.Left() > 0; ++count) {
         const uint64_t offset = records.size() - reader.Left();
         const auto opcode = static_cast<EMcapRecord>(reader.Take<uint8_t>());
-        CByteReader content(reader.Bytes(reader.Take<uint64_t>()));
+        const auto bytes = reader.Bytes(reader.Take<uint64_t>());
+        if (count == kMaxRecords ||
+            (opcode == EMcapRecord::Schema && !ReadSchema(bytes, &m_defined.m_schemas.emplace_back())) ||
+            (opcode == EMcapRecord::Channel && !ReadChannel(bytes, &m_defined.m_channels.emplace_back()))) {
+            return false;
+        }
         if (opcode != EMcapRecord::Message) {
             continue;
         }
+        CByteReader content(bytes);
         McapMessage message;
         message.m_channel = content.Take<uint16_t>();
         content.Take<uint32_t>(); // its number
@@ -139,6 +151,20 @@ bool CMcapChunkReader::Split(std::span<const uint8_t> records, std::vector<McapM
 bool CMcapChunkReader::Read(const CMcapFile& file, const McapChunkInfo& chunk,
                             std::vector<McapMessage>* messages, std::string* error) {
     messages->clear();
+    try {
+        return ReadWhole(file, chunk, messages, error);
+    } catch (const std::bad_alloc&) {
+        *error = "no memory";
+        return false;
+    }
+}
+
+bool CMcapChunkReader::ReadWhole(const CMcapFile& file, const McapChunkInfo& chunk,
+                                 std::vector<McapMessage>* messages, std::string* error) {
+    if (chunk.m_lengthBytes > ZSTD_compressBound(kMaxMcapChunkBytes)) {
+        *error = "it is larger than any frame";
+        return false;
+    }
     *error = "its parts do not fit together";
     // The chunk's own words count, not those of an index that may speak of another.
     if (!file.Read(chunk.m_offset, chunk.m_lengthBytes, &m_packed)) {
@@ -146,7 +172,8 @@ bool CMcapChunkReader::Read(const CMcapFile& file, const McapChunkInfo& chunk,
     }
     CByteReader reader(m_packed);
     const auto opcode = static_cast<EMcapRecord>(reader.Take<uint8_t>());
-    const bool isChunk = opcode == EMcapRecord::Chunk && reader.Take<uint64_t>() == reader.Left();
+    const auto lengthBytes = reader.Take<uint64_t>();
+    const bool isChunk = opcode == EMcapRecord::Chunk && lengthBytes == reader.Left();
     McapChunkInfo own = chunk;
     own.m_startTime = reader.Take<uint64_t>();
     own.m_endTime = reader.Take<uint64_t>();

@@ -11,12 +11,16 @@ namespace ox3d {
 
 // No chunk unpacks to more.
 constexpr uint64_t kMaxMcapChunkBytes = uint64_t{512} << 20U;
+// No attachment is longer.
+constexpr uint64_t kMaxMcapAttachmentBytes = uint64_t{16} << 20U;
 
 // A regular file of which every part is checked against its length.
 class CMcapFile {
 public:
     // Throws nothing; false with a reason.
     bool Open(const std::string& path, bool isWritable, std::string* error);
+    // Takes its length anew. False when that cannot be known.
+    bool Measure();
     CMcapFile() = default;
     ~CMcapFile();
     CMcapFile(const CMcapFile&) = delete;
@@ -38,15 +42,17 @@ private:
 // What a file holds. m_counts of chunks are known by a scan alone.
 struct McapContents {
     McapSummary m_summary;
-    bool m_isClosed = false;     // there is a summary, and it is right
-    uint64_t m_wholeBytes = 0;   // by a scan: the end of the last whole record of the data
-    uint64_t m_damagedBytes = 0; // by a scan: inside the data, where no record was found
-    std::string m_ending;        // by a scan: why it went no further; empty at the end of the data
+    bool m_isClosed = false;        // there is a summary, and it is right
+    uint64_t m_wholeBytes = 0;      // by a scan: the end of the last whole record of the data
+    uint64_t m_damagedBytes = 0;    // by a scan: inside the data, where no record was found
+    uint64_t m_lostHeaderBytes = 0; // by a scan: of them, where the header was
 };
 
+// Whether eight bytes are those that a file begins and ends with, but for so many.
+bool IsMcapMagic(std::span<const uint8_t> bytes, size_t mostWrong = 0);
 // By the summary alone; false where there is none that is right.
 bool ReadMcapSummary(const CMcapFile& file, McapContents* contents);
-// Record by record, past bytes that are none where another chunk follows. False with a reason where it is no MCAP file.
+// Record by record, past bytes that are none where another record follows. False with a reason where it is no MCAP file.
 bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error);
 
 struct McapMessage {
@@ -68,17 +74,22 @@ public:
     // The messages, whose data stays until the next call. False with a reason.
     bool Read(const CMcapFile& file, const McapChunkInfo& chunk, std::vector<McapMessage>* messages,
               std::string* error);
+    // The schemas and channels that stand in that chunk.
+    const McapSummary& Defined() const { return m_defined; }
 
 private:
+    bool ReadWhole(const CMcapFile& file, const McapChunkInfo& chunk, std::vector<McapMessage>* messages,
+                   std::string* error);
     bool Unpack(const McapChunkInfo& chunk, std::span<const uint8_t> packed,
                 std::span<const uint8_t>* records, std::string* error);
-    bool Split(std::span<const uint8_t> records, std::vector<McapMessage>* messages) const;
+    bool Split(std::span<const uint8_t> records, std::vector<McapMessage>* messages);
 
     struct Decompressor;
     std::unique_ptr<Decompressor> m_decompressor;
     ByteVector m_packed;
     ImageBlock m_unpacked;
     uint64_t m_unpackedBytes = 0; // room in m_unpacked
+    McapSummary m_defined;
 };
 
 // The whole of an attachment or of a metadata record. False when it is damaged, or longer than maxBytes.

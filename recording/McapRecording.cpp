@@ -9,7 +9,6 @@
 namespace ox3d {
 namespace {
 
-constexpr uint64_t kMaxAttachmentBytes = uint64_t{16} << 20U;
 constexpr const char* kForeign = "an MCAP file, but no recording of a camera by ox3d";
 
 bool IsSame(const PngSize& a, const PngSize& b) {
@@ -36,7 +35,10 @@ bool ReadContents(const CMcapFile& file, McapContents* contents, std::string* er
     return ReadMcapSummary(file, contents) || ScanMcap(file, contents, error);
 }
 
-bool ReadFacts(const CMcapFile& file, const McapSummary& summary, TextMap* facts, std::string* error) {
+} // namespace
+
+bool ReadRecordedFacts(const CMcapFile& file, const McapSummary& summary, TextMap* facts,
+                       std::string* error) {
     for (const McapMetadataInfo& metadata : summary.m_metadata) {
         if (metadata.m_name == kRecordingMetadata && ReadMcapMetadata(file, metadata, facts)) {
             const std::string& format = (*facts)["format"];
@@ -44,11 +46,11 @@ bool ReadFacts(const CMcapFile& file, const McapSummary& summary, TextMap* facts
             return format == kRecordingFormat;
         }
     }
+    facts->clear();
     *error = kForeign;
-    return false;
+    return std::any_of(summary.m_channels.begin(), summary.m_channels.end(),
+                       [](const McapChannel& channel) { return channel.m_topic == kFrameTopic; });
 }
-
-} // namespace
 
 bool ReadRecordedFacts(const std::string& path, std::map<std::string, std::string>* facts,
                        std::string* error) {
@@ -58,7 +60,7 @@ bool ReadRecordedFacts(const std::string& path, std::map<std::string, std::strin
         return false;
     }
     const bool isRead =
-        ReadContents(file, &contents, error) && ReadFacts(file, contents.m_summary, facts, error);
+        ReadContents(file, &contents, error) && ReadRecordedFacts(file, contents.m_summary, facts, error);
     *error = path + ": " + *error;
     return isRead;
 }
@@ -81,8 +83,7 @@ bool CMcapRecording::ReadFile(const std::string& path, std::string* error) {
         return false;
     }
     if (m_contents.m_damagedBytes > 0) {
-        std::fprintf(stderr, "recording: %s: %llu bytes inside are damaged\n", path.c_str(),
-                     static_cast<unsigned long long>(m_contents.m_damagedBytes));
+        Tell(std::to_string(m_contents.m_damagedBytes) + " bytes inside are damaged");
     }
     const std::pair<const char*, EPart> topics[] = {
         {kDepthTopic, EPart::Depth}, {kColorTopic, EPart::Color},         {kJpegTopic, EPart::Jpeg},
@@ -100,8 +101,11 @@ bool CMcapRecording::ReadFile(const std::string& path, std::string* error) {
 }
 
 bool CMcapRecording::ReadCamera(std::string* error) {
-    if (!ox3d::ReadFacts(m_file, m_contents.m_summary, &m_camera.m_facts, error)) {
+    if (!ReadRecordedFacts(m_file, m_contents.m_summary, &m_camera.m_facts, error)) {
         return false;
+    }
+    if (m_camera.m_facts.empty()) {
+        Tell("what it says of its camera is damaged; its frames are there");
     }
     const std::pair<const char*, std::string*> texts[] = {
         {kCalibrationAttachment, &m_camera.m_calibrationXml},
@@ -111,9 +115,9 @@ bool CMcapRecording::ReadCamera(std::string* error) {
     for (const McapAttachmentInfo& attachment : m_contents.m_summary.m_attachments) {
         for (const auto& [name, text] : texts) {
             if (attachment.m_name == name &&
-                !ReadMcapAttachment(m_file, attachment, kMaxAttachmentBytes, text)) {
-                *error = "its " + attachment.m_name + " is damaged";
-                return false;
+                !ReadMcapAttachment(m_file, attachment, kMaxMcapAttachmentBytes, text)) {
+                text->clear();
+                Tell("its " + attachment.m_name + " is damaged and left out");
             }
         }
     }
@@ -134,18 +138,27 @@ void CMcapRecording::FindFrames() {
     }
 }
 
-// Headers may promise what the data do not hold: one frame must really be there. Frames before it are left out, and of
-// the first with color all take the size.
-bool CMcapRecording::FindSizes(std::string* error) {
-    size_t first = 0;
-    RosImage image;
-    while (first < m_chunks.size() &&
-           (!Load(first) || !ImageOf(EPart::Depth, kDepthEncoding, sizeof(uint16_t), &image))) {
-        ++first;
+// Headers may promise what the data do not hold: one frame must really be there. Those before it are left out. A file
+// that unpacks to much and holds none is given up.
+bool CMcapRecording::FindFirstFrame(RosImage* image) {
+    constexpr uint64_t kMaxLookedAtBytes = uint64_t{4} << 30U;
+    uint64_t bytes = 0;
+    for (size_t first = 0; first < m_chunks.size() && bytes <= kMaxLookedAtBytes; ++first) {
+        if (Load(first) && ImageOf(EPart::Depth, kDepthEncoding, sizeof(uint16_t), image)) {
+            m_chunks.erase(m_chunks.begin(), m_chunks.begin() + static_cast<std::ptrdiff_t>(first));
+            m_loaded = SIZE_MAX;
+            return true;
+        }
+        bytes +=
+            m_chunks[first].m_lengthBytes + std::min(m_chunks[first].m_uncompressedBytes, kMaxMcapChunkBytes);
     }
-    m_chunks.erase(m_chunks.begin(), m_chunks.begin() + static_cast<std::ptrdiff_t>(first));
-    m_loaded = SIZE_MAX;
-    if (m_chunks.empty()) {
+    return false;
+}
+
+// Of the first frame with color all take the size.
+bool CMcapRecording::FindSizes(std::string* error) {
+    RosImage image;
+    if (!FindFirstFrame(&image)) {
         *error = "there is no whole frame in it";
         return false;
     }
@@ -173,7 +186,11 @@ bool CMcapRecording::FindSizes(std::string* error) {
 }
 
 void CMcapRecording::Tell(size_t frame, const std::string& what) const {
-    std::fprintf(stderr, "recording: %s: frame %zu: %s\n", m_path.c_str(), frame, what.c_str());
+    Tell("frame " + std::to_string(frame) + ": " + what);
+}
+
+void CMcapRecording::Tell(const std::string& what) const {
+    std::fprintf(stderr, "recording: %s: %s\n", m_path.c_str(), what.c_str());
 }
 
 bool CMcapRecording::Load(size_t frame) {

@@ -9,6 +9,10 @@
 
 namespace ox3d {
 
+// The facts of a recording by ox3d, none where they are damaged and its channels alone tell that it is one. False with a
+// reason for any other MCAP file.
+bool ReadRecordedFacts(const CMcapFile& file, const McapSummary& summary, TextMap* facts, std::string* error);
+
 class CMcapRecording final : public CRecordingReader {
 public:
     static std::unique_ptr<CRecordingReader> Open(const std::string& path, std::string* error);
@@ -27,6 +31,7 @@ private:
 
     bool ReadFile(const std::string& path, std::string* error);
     bool ReadCamera(std::string* error);
+    bool FindFirstFrame(RosImage* image);
     void FindFrames();
     bool FindSizes(std::string* error);
     bool Load(size_t frame);
@@ -35,6 +40,7 @@ private:
     bool ColorSizeOf(PngSize* size);
     bool DecodeColor(std::vector<uint8_t>* planes);
     void Tell(size_t frame, const std::string& what) const;
+    void Tell(const std::string& what) const;
 
     std::string m_path;
     CMcapFile m_file;

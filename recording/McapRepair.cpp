@@ -2,9 +2,10 @@
 // between leaves a file that can be repaired again.
 #include "recording/McapRepair.h"
 
-#include "recording/McapReader.h"
+#include "recording/McapRecording.h"
 #include "recording/McapWriter.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/file.h>
 #include <system_error>
@@ -31,10 +32,17 @@ public:
         ++m_report->m_goodChunks;
         return true;
     }
-    std::map<uint16_t, McapMessageTimes> Times() const {
+    // Of the messages whose channels the summary has, by channel. Also says in *chunk from when to when they are.
+    std::map<uint16_t, McapMessageTimes> Times(const McapSummary& summary, McapChunkInfo* chunk) const {
         std::map<uint16_t, McapMessageTimes> times;
         for (const McapMessage& message : m_messages) {
-            times[message.m_channel].emplace_back(message.m_logTime, message.m_offset);
+            const bool isFirst = &message == &m_messages.front();
+            chunk->m_startTime = std::min(isFirst ? UINT64_MAX : chunk->m_startTime, message.m_logTime);
+            chunk->m_endTime = std::max(isFirst ? 0 : chunk->m_endTime, message.m_logTime);
+            if (std::any_of(summary.m_channels.begin(), summary.m_channels.end(),
+                            [&](const McapChannel& channel) { return channel.m_id == message.m_channel; })) {
+                times[message.m_channel].emplace_back(message.m_logTime, message.m_offset);
+            }
         }
         return times;
     }
@@ -45,6 +53,17 @@ private:
     CMcapChunkReader m_reader;
     std::vector<McapMessage> m_messages;
 };
+
+void LeaveOutBadAttachments(const CMcapFile& file, McapSummary* summary, McapRepairReport* report) {
+    std::string data;
+    std::erase_if(summary->m_attachments, [&](const McapAttachmentInfo& attachment) {
+        const bool isGood = ReadMcapAttachment(file, attachment, kMaxMcapAttachmentBytes, &data);
+        if (!isGood) {
+            report->m_badAttachments.push_back(attachment.m_name);
+        }
+        return !isGood;
+    });
+}
 
 bool WriteAt(int file, uint64_t offset, const ByteVector& bytes) {
     size_t done = 0;
@@ -62,81 +81,124 @@ bool WriteAt(int file, uint64_t offset, const ByteVector& bytes) {
     return true;
 }
 
-// What has to follow the data, whose end it may move back: to the last chunk's, whose indexes are torn.
-ByteVector EndOf(const CMcapFile& file, McapContents* contents, McapRepairReport* report) {
-    McapSummary& summary = contents->m_summary;
-    ByteVector end;
-    CChunkCheck check(file, report);
-    std::vector<McapChunkInfo> good;
-    for (McapChunkInfo& chunk : summary.m_chunks) {
-        const bool isLast = &chunk == &summary.m_chunks.back();
-        if (!check.IsGood(chunk)) {
-            continue;
+// Leaves out what is damaged. A reader believes what a summary says, so all of it is taken from what the chunks hold.
+class CRebuild {
+public:
+    CRebuild(const CMcapFile& file, McapContents* contents, McapRepairReport* report)
+        : m_file(file), m_contents(*contents), m_report(report), m_check(file, report) {}
+
+    // What has to follow the data.
+    ByteVector End() {
+        McapSummary& summary = m_contents.m_summary;
+        std::vector<McapChunkInfo> good;
+        for (McapChunkInfo& chunk : summary.m_chunks) {
+            if (m_check.IsGood(chunk)) {
+                SetIndexes(&chunk);
+                good.push_back(std::move(chunk));
+            }
         }
-        const auto times = check.Times();
-        // Only where nothing but the torn indexes would be cut off.
-        const bool isAtEnd =
-            contents->m_wholeBytes == chunk.m_offset + chunk.m_lengthBytes + chunk.m_indexBytes;
-        if (isLast && isAtEnd && chunk.m_indexes.size() < times.size()) {
-            contents->m_wholeBytes = chunk.m_offset + chunk.m_lengthBytes;
-            PutMessageIndexes(times, &chunk, &end);
-        }
-        good.push_back(std::move(chunk));
+        summary.m_chunks = std::move(good);
+        LeaveOutBadAttachments(m_file, &summary, m_report);
+        PutEnd(&m_end, summary, m_contents.m_wholeBytes + m_end.size());
+        return std::move(m_end);
     }
-    summary.m_chunks = std::move(good);
-    const uint64_t dataEnd = contents->m_wholeBytes + end.size();
-    PutEnd(&end, summary, dataEnd);
-    return end;
+
+private:
+    // Indexes that are not what the chunk's messages ask for are written anew, behind the data.
+    void SetIndexes(McapChunkInfo* chunk) {
+        const auto times = m_check.Times(m_contents.m_summary, chunk);
+        ByteVector wanted;
+        ByteVector there;
+        const uint64_t behind = chunk->m_offset + chunk->m_lengthBytes;
+        PutMessageIndexes(times, behind, chunk, &wanted);
+        if (!m_file.Read(behind, wanted.size(), &there) || there != wanted ||
+            behind + wanted.size() > m_contents.m_wholeBytes) {
+            PutMessageIndexes(times, m_contents.m_wholeBytes + m_end.size(), chunk, &m_end);
+        }
+    }
+
+    const CMcapFile& m_file;
+    McapContents& m_contents;
+    McapRepairReport* m_report;
+    CChunkCheck m_check;
+    ByteVector m_end;
+};
+
+// What other readers ask for before anything else. The header's place is filled to its last byte.
+bool MendFront(const CMcapFile& file, const McapContents& contents) {
+    ByteVector front;
+    PutHeader(&front, "");
+    const uint64_t neededBytes = front.size() - kMcapMagic.size();
+    if (contents.m_lostHeaderBytes >= neededBytes) {
+        front.clear();
+        PutHeader(&front, std::string(contents.m_lostHeaderBytes - neededBytes, ' '));
+    } else {
+        front.resize(kMcapMagic.size());
+    }
+    return WriteAt(file.Descriptor(), 0, front);
 }
 
 EMcapRepair Close(const CMcapFile& file, McapContents* contents, McapRepairReport* report,
                   std::string* error) {
-    const ByteVector end = EndOf(file, contents, report);
+    const ByteVector end = CRebuild(file, contents, report).End();
     report->m_damagedBytes = contents->m_damagedBytes;
     report->m_cutBytes = file.Bytes() - contents->m_wholeBytes;
     if (ftruncate(file.Descriptor(), static_cast<off_t>(contents->m_wholeBytes)) != 0 ||
-        !WriteAt(file.Descriptor(), contents->m_wholeBytes, end) || fdatasync(file.Descriptor()) != 0) {
+        !WriteAt(file.Descriptor(), contents->m_wholeBytes, end) || !MendFront(file, *contents) ||
+        fdatasync(file.Descriptor()) != 0) {
         *error = std::generic_category().message(errno);
         return EMcapRepair::Failed;
     }
     return EMcapRepair::Ok;
 }
 
-} // namespace
-
-EMcapRepair RepairMcap(const std::string& path, McapRepairReport* report, std::string* error) {
-    *report = {};
+EMcapRepair Repair(const std::string& path, McapRepairReport* report, std::string* error) {
     CMcapFile file;
     if (!file.Open(path, true, error)) {
         return EMcapRepair::Foreign;
     }
-    if (flock(file.Descriptor(), LOCK_EX | LOCK_NB) != 0) {
+    // Where files cannot be locked recorders have none locked.
+    if (flock(file.Descriptor(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         *error = path + ": a recording into it is under way";
         return EMcapRepair::Busy;
     }
     McapContents contents;
+    TextMap facts;
+    file.Measure(); // a recorder may have written until just then
     report->m_wasClosed = ReadMcapSummary(file, &contents);
+    if ((!report->m_wasClosed && !ScanMcap(file, &contents, error)) ||
+        !ReadRecordedFacts(file, contents.m_summary, &facts, error)) {
+        *error = path + ": " + *error;
+        return EMcapRepair::Foreign;
+    }
     if (report->m_wasClosed) {
         CChunkCheck check(file, report);
         for (const McapChunkInfo& chunk : contents.m_summary.m_chunks) {
             check.IsGood(chunk);
         }
+        LeaveOutBadAttachments(file, &contents.m_summary, report);
         return EMcapRepair::Ok;
     }
-    if (!ScanMcap(file, &contents, error)) {
-        *error = path + ": " + *error;
-        return EMcapRepair::Foreign;
-    }
     const EMcapRepair result = Close(file, &contents, report, error);
-    if (result == EMcapRepair::Ok) {
-        CMcapFile closed;
-        McapContents again;
-        if (!closed.Open(path, false, error) || !ReadMcapSummary(closed, &again)) {
-            *error = "the summary that was written cannot be read";
-            return EMcapRepair::Failed;
-        }
+    CMcapFile closed;
+    McapContents again;
+    if (result == EMcapRepair::Ok && (!closed.Open(path, false, error) || !ReadMcapSummary(closed, &again))) {
+        *error = "the summary that was written cannot be read";
+        return EMcapRepair::Failed;
     }
     return result;
+}
+
+} // namespace
+
+EMcapRepair RepairMcap(const std::string& path, McapRepairReport* report, std::string* error) {
+    *report = {};
+    try {
+        return Repair(path, report, error);
+    } catch (const std::exception& failure) {
+        *error = failure.what();
+        return EMcapRepair::Failed;
+    }
 }
 
 } // namespace ox3d

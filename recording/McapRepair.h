@@ -12,14 +12,15 @@ struct McapRepairReport {
     bool m_wasClosed = false; // the summary was there: the file is as it was
     uint64_t m_goodChunks = 0;
     std::vector<std::string>
-        m_badChunks;             // where each is and what is wrong; they stay where they are, unlisted
-    uint64_t m_damagedBytes = 0; // between records; they stay, too
-    uint64_t m_cutBytes = 0;     // of a torn end behind the last whole record
+        m_badChunks; // where each is and what is wrong; they stay where they are, unlisted
+    std::vector<std::string> m_badAttachments; // their names; the same goes for them
+    uint64_t m_damagedBytes = 0;               // between records; they stay, too
+    uint64_t m_cutBytes = 0;                   // of a torn end behind the last whole record
 };
 
 enum class EMcapRepair { Ok, Foreign, Busy, Failed };
 
-// Foreign: no MCAP file, or not to be opened. Busy: another process is recording into it. Failed: it could not be
+// Foreign: no MCAP file, not one that ox3d recorded, or not to be opened. Busy: another process is recording into it. Failed: it could not be
 // written; all whole chunks are there as before. *error says what.
 EMcapRepair RepairMcap(const std::string& path, McapRepairReport* report, std::string* error);
 

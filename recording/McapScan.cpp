@@ -13,16 +13,63 @@ constexpr uint64_t kChunkFieldBytes = 40;    // before the data, without the com
 constexpr uint64_t kChunkHeadBytes = kMcapRecordHeadBytes + kChunkFieldBytes + 32;
 constexpr uint64_t kIndexEntryBytes = 16;
 constexpr uint64_t kSearchBytes = uint64_t{1} << 20U;
+constexpr uint64_t kSeenBytes = uint64_t{64} << 10U; // behind every place where a record is looked for
+constexpr uint64_t kAttachmentHeadBytes = 512;       // before the data
 
-// Keeps what a schema or channel says once. Always true.
-template <class Record>
-bool AddOnce(std::vector<Record>* records, Record record) {
-    const bool isThere = std::any_of(records->begin(), records->end(),
-                                     [&](const Record& other) { return other.m_id == record.m_id; });
-    if (!isThere) {
-        records->push_back(std::move(record));
+// Whether the parts of a content of that length fill it to its last byte: bytes that are none hardly ever do. `wordAt`
+// reads four of them; looking at no more makes it cheap to ask for every place in a file.
+template <class WordAt>
+bool IsExact(EMcapRecord opcode, uint64_t lengthBytes, WordAt&& wordAt) {
+    struct Shape {
+        EMcapRecord m_opcode;
+        uint64_t m_numberBytes;
+        int m_parts; // each with its length before it
+    };
+    static constexpr Shape kShapes[] = {
+        {EMcapRecord::Header, 0, 2},       {EMcapRecord::Schema, 2, 3},   {EMcapRecord::Channel, 4, 3},
+        {EMcapRecord::MessageIndex, 2, 1}, {EMcapRecord::Metadata, 0, 2},
+    };
+    const auto* const shape = std::find_if(std::begin(kShapes), std::end(kShapes),
+                                           [&](const Shape& one) { return one.m_opcode == opcode; });
+    if (shape == std::end(kShapes)) {
+        return false;
     }
-    return true;
+    uint64_t at = shape->m_numberBytes;
+    for (int part = 0; part < shape->m_parts; ++part) {
+        uint32_t partBytes = 0;
+        if (at + sizeof(partBytes) > lengthBytes || !wordAt(at, &partBytes)) {
+            return false;
+        }
+        at += sizeof(partBytes) + partBytes;
+    }
+    return at == lengthBytes;
+}
+
+// From the begin of a content of that length. False where its parts do not fit together.
+bool ReadChunkHead(std::span<const uint8_t> begin, uint64_t lengthBytes, McapChunkInfo* chunk) {
+    CByteReader head(begin);
+    chunk->m_lengthBytes = kMcapRecordHeadBytes + lengthBytes;
+    chunk->m_startTime = head.Take<uint64_t>();
+    chunk->m_endTime = head.Take<uint64_t>();
+    chunk->m_uncompressedBytes = head.Take<uint64_t>();
+    head.Take<uint32_t>(); // its checksum is looked at when it is unpacked
+    chunk->m_compression = head.Text();
+    chunk->m_compressedBytes = head.Take<uint64_t>();
+    const uint64_t ownBytes = kChunkFieldBytes + chunk->m_compression.size();
+    return !head.HasFailed() && ownBytes <= lengthBytes && chunk->m_compressedBytes == lengthBytes - ownBytes;
+}
+
+bool ReadAttachmentHead(std::span<const uint8_t> begin, uint64_t lengthBytes,
+                        McapAttachmentInfo* attachment) {
+    CByteReader head(begin);
+    attachment->m_lengthBytes = kMcapRecordHeadBytes + lengthBytes;
+    attachment->m_logTime = head.Take<uint64_t>();
+    attachment->m_createTime = head.Take<uint64_t>();
+    attachment->m_name = head.Text();
+    attachment->m_mediaType = head.Text();
+    attachment->m_dataBytes = head.Take<uint64_t>();
+    const uint64_t ownBytes = begin.size() - head.Left() + sizeof(uint32_t); // with its checksum
+    return !head.HasFailed() && ownBytes <= lengthBytes && attachment->m_dataBytes == lengthBytes - ownBytes;
 }
 
 // One record of a summary. False when it is cut off or speaks of what the file does not hold.
@@ -61,169 +108,224 @@ private:
     // What a record does to the scan.
     enum class EStep { Next, End, Bad };
     EStep Step();
-    bool ReadHead(uint64_t offset, EMcapRecord* opcode, uint64_t* lengthBytes);
-    bool ReadContent(ByteVector* content);
+    bool ReadHead();
     bool AddChunk();
-    bool AddIndex();
     bool AddAttachment();
+    bool AddDefinition(const ByteVector& content);
+    void AddIndex(const ByteVector& content);
     bool AddRecord();
-    bool FindChunk();
+    bool IsEnd();
+    bool Show(uint64_t offset);
+    bool IsRecordAt(uint64_t offset, bool isChunkWanted) const;
+    bool Find(bool isChunkWanted);
 
     const CMcapFile& m_file;
     McapContents* m_contents;
     uint64_t m_at = kMcapMagic.size();
     EMcapRecord m_opcode{};
-    uint64_t m_lengthBytes = 0; // of the content
+    uint64_t m_lengthBytes = 0;       // of the content
+    bool m_isBehindChunk = false;     // with nothing but message indexes, which are then the chunk's
+    std::vector<bool> m_knownSchemas; // by id
+    std::vector<bool> m_knownChannels;
     ByteVector m_buffer;
+    ByteVector m_window; // of the search
+    uint64_t m_windowAt = 0;
+    uint64_t m_chunkAhead = 0; // where the search for one ended; 0: there is none, or it was not looked for
 };
 
-bool CScan::ReadHead(uint64_t offset, EMcapRecord* opcode, uint64_t* lengthBytes) {
-    if (!m_file.Read(offset, kMcapRecordHeadBytes, &m_buffer)) {
+bool CScan::ReadHead() {
+    if (!m_file.Read(m_at, kMcapRecordHeadBytes, &m_buffer)) {
         return false;
     }
     CByteReader head(m_buffer);
-    *opcode = static_cast<EMcapRecord>(head.Take<uint8_t>());
-    *lengthBytes = head.Take<uint64_t>();
-    return m_file.Has(offset + kMcapRecordHeadBytes, *lengthBytes);
-}
-
-bool CScan::ReadContent(ByteVector* content) {
-    return m_lengthBytes <= kMaxRecordBytes &&
-           m_file.Read(m_at + kMcapRecordHeadBytes, m_lengthBytes, content);
+    m_opcode = static_cast<EMcapRecord>(head.Take<uint8_t>());
+    m_lengthBytes = head.Take<uint64_t>();
+    return m_file.Has(m_at + kMcapRecordHeadBytes, m_lengthBytes);
 }
 
 bool CScan::AddChunk() {
     McapChunkInfo chunk;
-    const uint64_t headBytes = std::min(kChunkHeadBytes, m_lengthBytes + kMcapRecordHeadBytes);
-    if (!m_file.Read(m_at, headBytes, &m_buffer)) {
+    const uint64_t headBytes = std::min(kChunkHeadBytes, m_lengthBytes);
+    if (!m_file.Read(m_at + kMcapRecordHeadBytes, headBytes, &m_buffer) ||
+        !ReadChunkHead(m_buffer, m_lengthBytes, &chunk)) {
         return false;
     }
-    CByteReader head{std::span(m_buffer).subspan(kMcapRecordHeadBytes)};
     chunk.m_offset = m_at;
-    chunk.m_lengthBytes = kMcapRecordHeadBytes + m_lengthBytes;
-    chunk.m_startTime = head.Take<uint64_t>();
-    chunk.m_endTime = head.Take<uint64_t>();
-    chunk.m_uncompressedBytes = head.Take<uint64_t>();
-    head.Take<uint32_t>(); // its checksum is looked at when it is unpacked
-    chunk.m_compression = head.Text();
-    chunk.m_compressedBytes = head.Take<uint64_t>();
-    const uint64_t ownBytes = kChunkFieldBytes + chunk.m_compression.size();
-    if (head.HasFailed() || ownBytes > m_lengthBytes || chunk.m_compressedBytes != m_lengthBytes - ownBytes) {
-        return false;
-    }
     m_contents->m_summary.m_chunks.push_back(std::move(chunk));
-    return true;
-}
-
-// A message index belongs to the chunk before it.
-bool CScan::AddIndex() {
-    if (m_contents->m_summary.m_chunks.empty() || !m_file.Read(m_at + kMcapRecordHeadBytes, 2, &m_buffer)) {
-        return false;
-    }
-    McapChunkInfo& chunk = m_contents->m_summary.m_chunks.back();
-    const uint16_t channel = CByteReader(m_buffer).Take<uint16_t>();
-    chunk.m_indexes.emplace_back(channel, m_at);
-    chunk.m_counts.emplace_back(channel, m_lengthBytes / kIndexEntryBytes);
-    chunk.m_indexBytes += kMcapRecordHeadBytes + m_lengthBytes;
+    m_isBehindChunk = true;
     return true;
 }
 
 bool CScan::AddAttachment() {
-    constexpr uint64_t kHeadBytes = 512;
     McapAttachmentInfo attachment;
-    if (!m_file.Read(m_at + kMcapRecordHeadBytes, std::min(kHeadBytes, m_lengthBytes), &m_buffer)) {
+    const uint64_t headBytes = std::min(kAttachmentHeadBytes, m_lengthBytes);
+    if (!m_file.Read(m_at + kMcapRecordHeadBytes, headBytes, &m_buffer) ||
+        !ReadAttachmentHead(m_buffer, m_lengthBytes, &attachment)) {
         return false;
     }
-    CByteReader head(m_buffer);
     attachment.m_offset = m_at;
-    attachment.m_lengthBytes = kMcapRecordHeadBytes + m_lengthBytes;
-    attachment.m_logTime = head.Take<uint64_t>();
-    attachment.m_createTime = head.Take<uint64_t>();
-    attachment.m_name = head.Text();
-    attachment.m_mediaType = head.Text();
-    attachment.m_dataBytes = head.Take<uint64_t>();
-    if (head.HasFailed()) {
-        return false;
-    }
     m_contents->m_summary.m_attachments.push_back(std::move(attachment));
     return true;
 }
 
+// Of two with one id the first counts.
+template <class Record>
+void AddOnce(Record record, std::vector<bool>* known, std::vector<Record>* records) {
+    known->resize(size_t{UINT16_MAX} + 1);
+    if (!(*known)[record.m_id]) {
+        (*known)[record.m_id] = true;
+        records->push_back(std::move(record));
+    }
+}
+
+bool CScan::AddDefinition(const ByteVector& content) {
+    McapSchema schema;
+    McapChannel channel;
+    if (m_opcode == EMcapRecord::Schema && ReadSchema(content, &schema)) {
+        AddOnce(std::move(schema), &m_knownSchemas, &m_contents->m_summary.m_schemas);
+    } else if (m_opcode == EMcapRecord::Channel && ReadChannel(content, &channel)) {
+        AddOnce(std::move(channel), &m_knownChannels, &m_contents->m_summary.m_channels);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void CScan::AddIndex(const ByteVector& content) {
+    if (!m_isBehindChunk) {
+        return;
+    }
+    McapChunkInfo& chunk = m_contents->m_summary.m_chunks.back();
+    const auto channel = CByteReader(content).Take<uint16_t>();
+    chunk.m_indexes.emplace_back(channel, m_at);
+    chunk.m_counts.emplace_back(channel, m_lengthBytes / kIndexEntryBytes);
+    chunk.m_indexBytes += kMcapRecordHeadBytes + m_lengthBytes;
+}
+
+// False for a record that is damaged, or that recordings do not have.
 bool CScan::AddRecord() {
-    McapSummary& summary = m_contents->m_summary;
+    if (m_opcode == EMcapRecord::Chunk) {
+        return AddChunk();
+    }
+    m_isBehindChunk = m_isBehindChunk && m_opcode == EMcapRecord::MessageIndex;
+    if (m_opcode == EMcapRecord::Attachment) {
+        return AddAttachment();
+    }
+    const uint64_t begin = m_at + kMcapRecordHeadBytes;
+    const auto wordAt = [&](uint64_t at, uint32_t* word) {
+        const bool isRead = m_file.Read(begin + at, sizeof(*word), &m_buffer);
+        *word = isRead ? CByteReader(m_buffer).Take<uint32_t>() : 0;
+        return isRead;
+    };
     ByteVector content;
+    if (m_lengthBytes > kMaxRecordBytes || !IsExact(m_opcode, m_lengthBytes, wordAt) ||
+        !m_file.Read(begin, m_lengthBytes, &content)) {
+        return false;
+    }
+    std::string name;
+    TextMap values;
     switch (m_opcode) {
-    case EMcapRecord::Schema: {
-        McapSchema schema;
-        return ReadContent(&content) && ReadSchema(content, &schema) &&
-               AddOnce(&summary.m_schemas, std::move(schema));
-    }
-    case EMcapRecord::Channel: {
-        McapChannel channel;
-        return ReadContent(&content) && ReadChannel(content, &channel) &&
-               AddOnce(&summary.m_channels, std::move(channel));
-    }
-    case EMcapRecord::Metadata: {
-        std::string name;
-        TextMap values;
-        if (!ReadContent(&content) || !ReadMetadata(content, &name, &values)) {
+    case EMcapRecord::Header:
+        return m_at == kMcapMagic.size();
+    case EMcapRecord::MessageIndex:
+        AddIndex(content);
+        return true;
+    case EMcapRecord::Metadata:
+        if (!ReadMetadata(content, &name, &values)) {
             return false;
         }
-        summary.m_metadata.push_back({m_at, kMcapRecordHeadBytes + m_lengthBytes, name});
+        m_contents->m_summary.m_metadata.push_back({m_at, kMcapRecordHeadBytes + m_lengthBytes, name});
         return true;
-    }
-    case EMcapRecord::Chunk:
-        return AddChunk();
-    case EMcapRecord::MessageIndex:
-        return AddIndex();
-    case EMcapRecord::Attachment:
-        return AddAttachment();
     default:
-        return m_opcode == EMcapRecord::Header || m_opcode == EMcapRecord::Message ||
-               static_cast<uint8_t>(m_opcode) >= 0x80; // private records of others
+        return AddDefinition(content);
     }
+}
+
+// Any byte may be damaged into the opcode of an end: nothing but a summary may follow.
+bool CScan::IsEnd() {
+    const uint64_t next = m_at + kMcapRecordHeadBytes + m_lengthBytes;
+    if (m_opcode == EMcapRecord::Footer) {
+        ByteVector magic;
+        return m_lengthBytes == kMcapFooterBytes && next + kMcapMagic.size() == m_file.Bytes() &&
+               m_file.Read(next, kMcapMagic.size(), &magic) && IsMcapMagic(magic);
+    }
+    if (m_lengthBytes != sizeof(uint32_t)) {
+        return false;
+    }
+    if (m_chunkAhead <= m_at) {
+        const uint64_t end = m_at;
+        m_chunkAhead = Find(true) ? m_at : 0;
+        m_at = end;
+    }
+    return m_chunkAhead == 0;
 }
 
 CScan::EStep CScan::Step() {
     if (m_at == m_file.Bytes()) {
         return EStep::End;
     }
-    if (!ReadHead(m_at, &m_opcode, &m_lengthBytes)) {
+    if (!ReadHead()) {
         return EStep::Bad;
     }
     if (m_opcode == EMcapRecord::DataEnd || m_opcode == EMcapRecord::Footer) {
-        return EStep::End;
+        return IsEnd() ? EStep::End : EStep::Bad;
     }
     return AddRecord() ? EStep::Next : EStep::Bad;
 }
 
-// From where no record is on to the next chunk, if there is one whose lengths agree. Chunks of others' compressions are
-// not looked for.
-bool CScan::FindChunk() {
-    constexpr std::array<uint8_t, 8> kMark = {4, 0, 0, 0, 'z', 's', 't', 'd'};
-    constexpr uint64_t kMarkOffset = kMcapRecordHeadBytes + 28;
-    ByteVector window;
-    for (uint64_t at = m_at + 1; at < m_file.Bytes(); at += kSearchBytes) {
-        const uint64_t windowBytes = std::min(m_file.Bytes() - at, kSearchBytes + kMarkOffset + kMark.size());
-        if (!m_file.Read(at, windowBytes, &window)) {
+// Has the search's window over that place and all behind it that a record there is known by.
+bool CScan::Show(uint64_t offset) {
+    const uint64_t leftBytes = m_file.Bytes() - offset;
+    const uint64_t neededBytes = std::min(leftBytes, kSeenBytes);
+    if (offset >= m_windowAt && offset - m_windowAt + neededBytes <= m_window.size()) {
+        return true;
+    }
+    m_windowAt = offset;
+    return m_file.Read(offset, std::min(leftBytes, kSearchBytes + kSeenBytes), &m_window);
+}
+
+// Chunks of others' compressions are not looked for.
+bool CScan::IsRecordAt(uint64_t offset, bool isChunkWanted) const {
+    const auto rest = std::span(m_window).subspan(offset - m_windowAt);
+    const auto opcode = static_cast<EMcapRecord>(rest[0]);
+    const bool isWanted =
+        opcode == EMcapRecord::Chunk ||
+        (!isChunkWanted && (opcode == EMcapRecord::Schema || opcode == EMcapRecord::Channel ||
+                            opcode == EMcapRecord::Metadata || opcode == EMcapRecord::Attachment));
+    if (!isWanted || rest.size() <= kMcapRecordHeadBytes) {
+        return false;
+    }
+    const auto lengthBytes = CByteReader(rest.subspan(1)).Take<uint64_t>();
+    if (!m_file.Has(offset + kMcapRecordHeadBytes, lengthBytes)) {
+        return false;
+    }
+    const auto content = rest.subspan(kMcapRecordHeadBytes);
+    const auto begin = [&](uint64_t mostBytes) {
+        return content.first(std::min({mostBytes, lengthBytes, uint64_t{content.size()}}));
+    };
+    if (opcode == EMcapRecord::Chunk) {
+        McapChunkInfo chunk;
+        return ReadChunkHead(begin(kChunkHeadBytes), lengthBytes, &chunk) && chunk.m_compression == "zstd";
+    }
+    if (opcode == EMcapRecord::Attachment) {
+        McapAttachmentInfo attachment;
+        return ReadAttachmentHead(begin(kAttachmentHeadBytes), lengthBytes, &attachment);
+    }
+    return lengthBytes <= content.size() && IsExact(opcode, lengthBytes, [&](uint64_t at, uint32_t* word) {
+               *word = CByteReader(content.subspan(at)).Take<uint32_t>();
+               return true;
+           });
+}
+
+// From where no record is on to the next, if there is one. Goes over every byte once, whatever is there.
+bool CScan::Find(bool isChunkWanted) {
+    for (uint64_t at = m_at + 1; at < m_file.Bytes(); ++at) {
+        if (!Show(at)) {
             return false;
         }
-        auto from = window.begin();
-        while ((from = std::search(from, window.end(), kMark.begin(), kMark.end())) != window.end()) {
-            const auto mark = static_cast<uint64_t>(from - window.begin());
-            ++from;
-            const uint64_t begin = at + mark - kMarkOffset;
-            if (mark < kMarkOffset || !ReadHead(begin, &m_opcode, &m_lengthBytes) ||
-                m_opcode != EMcapRecord::Chunk) {
-                continue;
-            }
-            const uint64_t before = std::exchange(m_at, begin);
-            if (AddChunk()) {
-                m_contents->m_summary.m_chunks.pop_back(); // the walk adds it
-                m_contents->m_damagedBytes += begin - before;
-                return true;
-            }
-            m_at = before;
+        if (IsRecordAt(at, isChunkWanted)) {
+            m_at = at;
+            return true;
         }
     }
     return false;
@@ -240,13 +342,41 @@ void CScan::Run() {
             continue;
         }
         const uint64_t bad = m_at;
-        if (!FindChunk()) {
-            m_at = bad;
-            m_contents->m_ending = "there is no whole record at byte " + std::to_string(bad);
+        m_isBehindChunk = false;
+        if (!Find(false)) {
+            m_at = bad; // there is no whole record any more
             break;
         }
+        m_contents->m_damagedBytes += m_at - bad;
+        m_contents->m_lostHeaderBytes = bad == kMcapMagic.size() ? m_at - bad : m_contents->m_lostHeaderBytes;
     }
     m_contents->m_wholeBytes = m_at;
+}
+
+// What a chunk says of its channels has a checksum: it comes before what stands in the open.
+void AddDefinitionsOfChunks(const CMcapFile& file, McapSummary* summary) {
+    constexpr size_t kMaxAttempts = 16;
+    CMcapChunkReader reader;
+    std::vector<McapMessage> messages;
+    std::string error;
+    for (size_t i = 0; i < std::min(summary->m_chunks.size(), kMaxAttempts); ++i) {
+        if (!reader.Read(file, summary->m_chunks[i], &messages, &error)) {
+            continue;
+        }
+        const auto add = [](const auto& own, auto* all) {
+            auto both = own;
+            for (auto& record : *all) {
+                if (std::none_of(own.begin(), own.end(),
+                                 [&](const auto& other) { return other.m_id == record.m_id; })) {
+                    both.push_back(std::move(record));
+                }
+            }
+            *all = std::move(both);
+        };
+        add(reader.Defined().m_schemas, &summary->m_schemas);
+        add(reader.Defined().m_channels, &summary->m_channels);
+        return;
+    }
 }
 
 } // namespace
@@ -265,8 +395,8 @@ bool ReadMcapSummary(const CMcapFile& file, McapContents* contents) {
     const auto crc = footer.Take<uint32_t>();
     const uint64_t end = file.Bytes() - endBytes;
     if (opcode != EMcapRecord::Footer || lengthBytes != kMcapFooterBytes ||
-        !std::equal(kMcapMagic.begin(), kMcapMagic.end(), bytes.end() - kMcapMagic.size()) ||
-        begin < kMcapMagic.size() || begin > end || end - begin > kMaxSummaryBytes) {
+        !IsMcapMagic(std::span(bytes).last(kMcapMagic.size())) || begin < kMcapMagic.size() || begin > end ||
+        end - begin > kMaxSummaryBytes) {
         return false;
     }
     const uint64_t coveredBytes = end - begin + kMcapRecordHeadBytes + 2 * sizeof(uint64_t);
@@ -285,15 +415,25 @@ bool ReadMcapSummary(const CMcapFile& file, McapContents* contents) {
     return isGood;
 }
 
+bool IsMcapMagic(std::span<const uint8_t> bytes, size_t mostWrong) {
+    size_t wrong = 0;
+    for (size_t i = 0; i < kMcapMagic.size(); ++i) {
+        wrong += bytes[i] == kMcapMagic[i] ? 0 : 1;
+    }
+    return wrong <= mostWrong;
+}
+
 bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error) {
     ByteVector magic;
-    if (!file.Read(0, kMcapMagic.size(), &magic) ||
-        !std::equal(kMcapMagic.begin(), kMcapMagic.end(), magic.begin())) {
+    constexpr size_t kMostWrong = 1; // of its bytes
+    if (!file.Read(0, kMcapMagic.size(), &magic) || !IsMcapMagic(magic, kMostWrong)) {
         *error = "no MCAP file";
         return false;
     }
     *contents = {};
+    contents->m_damagedBytes = IsMcapMagic(magic) ? 0 : 1;
     CScan(file, contents).Run();
+    AddDefinitionsOfChunks(file, &contents->m_summary);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <random>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -37,10 +38,6 @@ bool WriteAll(int file, const ByteVector& bytes) {
     return true;
 }
 
-bool IsNoRoom(int number) {
-    return number == ENOSPC || number == EFBIG || number == EDQUOT;
-}
-
 // A name that a folder has is on the disk once the folder is.
 void SyncFolderOf(const std::string& path) {
     const size_t slash = path.rfind('/');
@@ -53,7 +50,7 @@ void SyncFolderOf(const std::string& path) {
 }
 
 // Gives the file its name. A file system that cannot refuse an existing one in the same step is asked for a second link.
-bool Publish(const std::string& part, const std::string& path, bool isReplacing) {
+bool Rename(const std::string& part, const std::string& path, bool isReplacing) {
     if (isReplacing) {
         return std::rename(part.c_str(), path.c_str()) == 0;
     }
@@ -63,7 +60,24 @@ bool Publish(const std::string& part, const std::string& path, bool isReplacing)
     return errno != EEXIST && link(part.c_str(), path.c_str()) == 0 && unlink(part.c_str()) == 0;
 }
 
+// A file beside that one, whose name no run before has left behind.
+int MakePart(const std::string& path, std::string* part) {
+    constexpr int kAttempts = 10;
+    constexpr mode_t kMode = 0644;
+    int file = -1;
+    std::random_device random;
+    for (int attempt = 0; attempt < kAttempts && file < 0 && (attempt == 0 || errno == EEXIST); ++attempt) {
+        *part = path + "." + std::to_string(random()) + ".part";
+        file = open(part->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    }
+    return file;
+}
+
 } // namespace
+
+bool IsNoRoom(int reason) {
+    return reason == ENOSPC || reason == EFBIG || reason == EDQUOT;
+}
 
 struct CMcapChunkBuilder::Compressor {
     Compressor() : m_context(ZSTD_createCCtx()) {}
@@ -76,6 +90,12 @@ struct CMcapChunkBuilder::Compressor {
 CMcapChunkBuilder::CMcapChunkBuilder() : m_compressor(std::make_unique<Compressor>()) {}
 
 CMcapChunkBuilder::~CMcapChunkBuilder() = default;
+
+void CMcapChunkBuilder::Start(std::span<const uint8_t> definitions) {
+    m_isInMessage = false;
+    m_times.clear();
+    m_records.assign(definitions.begin(), definitions.end());
+}
 
 void CMcapChunkBuilder::EndMessage() {
     if (m_isInMessage) {
@@ -99,13 +119,13 @@ ByteVector* CMcapChunkBuilder::Begin(uint16_t channel, uint64_t sequence, uint64
     return &m_records;
 }
 
-void PutMessageIndexes(const std::map<uint16_t, McapMessageTimes>& times, McapChunkInfo* info,
-                       ByteVector* indexes) {
+void PutMessageIndexes(const std::map<uint16_t, McapMessageTimes>& times, uint64_t offset,
+                       McapChunkInfo* info, ByteVector* indexes) {
     const size_t begin = indexes->size();
     info->m_indexes.clear();
     info->m_counts.clear();
     for (const auto& [channel, messages] : times) {
-        info->m_indexes.emplace_back(channel, info->m_offset + info->m_lengthBytes + indexes->size() - begin);
+        info->m_indexes.emplace_back(channel, offset + indexes->size() - begin);
         info->m_counts.emplace_back(channel, messages.size());
         PutMessageIndex(indexes, channel, messages);
     }
@@ -136,9 +156,6 @@ bool CMcapChunkBuilder::Finish(McapChunk* chunk) {
             ? SIZE_MAX
             : ZSTD_compressCCtx(m_compressor->m_context, out.data() + front, out.size() - front,
                                 m_records.data(), m_records.size(), kZstdLevel);
-    const std::map<uint16_t, McapMessageTimes> times = std::move(m_times);
-    m_times.clear();
-    m_records.clear();
     if (ZSTD_isError(packed) != 0) {
         return false;
     }
@@ -148,7 +165,7 @@ bool CMcapChunkBuilder::Finish(McapChunk* chunk) {
     EndRecord(&out, begin);
     info.m_lengthBytes = out.size();
     ByteVector indexes;
-    PutMessageIndexes(times, &info, &indexes);
+    PutMessageIndexes(m_times, info.m_lengthBytes, &info, &indexes);
     PutBytes(&out, indexes);
     return true;
 }
@@ -161,6 +178,9 @@ CMcapWriter::~CMcapWriter() {
     if (m_file >= 0) {
         close(m_file);
     }
+    if (!m_part.empty()) {
+        unlink(m_part.c_str());
+    }
 }
 
 std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool isReplacing, ByteVector front,
@@ -171,21 +191,23 @@ std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool i
         *error = path + (isReplacing ? " is no regular file" : " exists already");
         return nullptr;
     }
-    const std::string part = path + "." + std::to_string(getpid()) + ".part";
-    constexpr mode_t kMode = 0644;
-    const int file = open(part.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    std::string part;
+    const int file = MakePart(path, &part);
     if (file < 0) {
         *error = "cannot make " + path + ": " + ReasonOf(errno);
         return nullptr;
     }
     std::unique_ptr<CMcapWriter> writer(new CMcapWriter(file, std::move(summary), front.size()));
-    // A repair by another process must not take the file for one that nobody writes any more.
-    if (flock(file, LOCK_EX | LOCK_NB) != 0 || !WriteAll(file, front) || !Publish(part, path, isReplacing)) {
+    writer->m_path = path;
+    writer->m_part = part;
+    writer->m_isReplacing = isReplacing;
+    // A repair by another process must not take the file for one that nobody writes any more. Where files cannot be
+    // locked neither can one stop it.
+    flock(file, LOCK_EX | LOCK_NB);
+    if (!WriteAll(file, front)) {
         *error = "cannot write " + path + ": " + ReasonOf(errno);
-        unlink(part.c_str());
         return nullptr;
     }
-    writer->m_path = path;
     return writer;
 }
 
@@ -210,55 +232,67 @@ bool CMcapWriter::Reserve(uint64_t nextBytes) {
     return false;
 }
 
-bool CMcapWriter::WriteAtEnd(const ByteVector& bytes) {
+int CMcapWriter::WriteAtEnd(const ByteVector& bytes) {
     if (WriteAll(m_file, bytes)) {
         m_endBytes += bytes.size();
-        return true;
+        return 0;
     }
     const int reason = errno;
-    m_error = ReasonOf(reason);
     const auto end = static_cast<off_t>(m_endBytes);
-    if (ftruncate(m_file, end) != 0 || lseek(m_file, end, SEEK_SET) != end) {
-        m_error += ", and its torn end cannot be cut off: " + ReasonOf(errno);
+    if (ftruncate(m_file, end) == 0) { // else readers find a torn end
+        lseek(m_file, end, SEEK_SET);
     }
-    errno = reason;
-    return false;
+    return reason;
 }
 
-EWriting CMcapWriter::Append(McapChunk chunk) {
+// A name for what is not on the disk could outlive a loss of power that its bytes do not.
+int CMcapWriter::Publish() {
+    if (!m_part.empty()) {
+        if (fdatasync(m_file) != 0 || !Rename(m_part, m_path, m_isReplacing)) {
+            return errno;
+        }
+        m_part.clear();
+    }
+    return 0;
+}
+
+int CMcapWriter::Append(McapChunk chunk) {
     McapChunkInfo& info = m_summary.m_chunks.emplace_back(std::move(chunk.m_info));
     info.m_offset = m_endBytes;
     for (auto& [channel, offset] : info.m_indexes) {
         offset += m_endBytes;
     }
-    const bool hasRoom = Reserve(chunk.m_bytes.size());
-    if (hasRoom && WriteAtEnd(chunk.m_bytes)) {
+    int reason = Reserve(chunk.m_bytes.size()) ? WriteAtEnd(chunk.m_bytes) : ENOSPC;
+    reason = reason == 0 ? Publish() : reason;
+    if (reason == 0) {
         m_summaryBytes += kChunkSummaryBytes;
-        return EWriting::Ok;
+    } else {
+        m_summary.m_chunks.pop_back();
     }
-    const bool isFull = !hasRoom || IsNoRoom(errno);
-    m_error = hasRoom ? m_error : ReasonOf(ENOSPC);
-    m_summary.m_chunks.pop_back();
-    return isFull ? EWriting::Full : EWriting::Failed;
+    return reason;
 }
 
-bool CMcapWriter::Sync() {
+int CMcapWriter::Sync() {
     if (!std::exchange(m_isNameSynced, true)) {
         SyncFolderOf(m_path);
     }
-    return fdatasync(m_file) == 0;
+    return fdatasync(m_file) == 0 ? 0 : errno;
 }
 
-bool CMcapWriter::Close() {
+int CMcapWriter::Close() {
+    if (!m_part.empty()) {
+        m_endBytes = 0; // the part goes with the writer
+        return 0;
+    }
     ByteVector end;
     PutEnd(&end, m_summary, m_endBytes);
-    const bool isWritten = WriteAtEnd(end);
-    // Gives back what was reserved behind the end.
-    const bool isCut = ftruncate(m_file, static_cast<off_t>(m_endBytes)) == 0;
-    const bool isSynced = Sync();
-    const bool isClosed = close(m_file) == 0;
-    m_file = -1;
-    return isWritten && isCut && isSynced && isClosed;
+    int reason = WriteAtEnd(end);
+    const auto note = [&](bool isDone) { reason = isDone || reason != 0 ? reason : errno; };
+    note(ftruncate(m_file, static_cast<off_t>(m_endBytes)) ==
+         0); // gives back what was reserved behind the end
+    note(fdatasync(m_file) == 0);
+    note(close(std::exchange(m_file, -1)) == 0);
+    return reason;
 }
 
 } // namespace ox3d

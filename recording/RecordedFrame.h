@@ -34,6 +34,7 @@ struct RecordedFacts {
     uint64_t m_hostNs = 0;     // UTC, when the frame came to the host
     uint64_t m_lostBefore = 0; // frames between this one and the one before it that never came
     bool m_isIncomplete = false;
+    bool m_isColorLost = false; // it came, and no image could be made of it
 };
 
 // Images of the caller's, read during the call alone.

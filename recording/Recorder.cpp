@@ -4,6 +4,9 @@
 #include "base/SignalMask.h"
 #include "recording/FrameEncoder.h"
 
+#include <cerrno>
+#include <system_error>
+
 namespace ox3d {
 namespace {
 
@@ -21,12 +24,38 @@ void CopyRows(const DepthView& from, ImageBytes* to) {
     }
 }
 
+// Whatever was asked for: threads and memory have bounds, and a thread that syncs does not spin.
+RecorderOptions Bounded(RecorderOptions options) {
+    using std::chrono::milliseconds;
+    constexpr size_t kMaxQueueFrames = 10000;
+    constexpr size_t kMaxEncoders = 64;
+    constexpr milliseconds kLeastSync(10);
+    constexpr milliseconds kMostSync(3600000);
+    options.m_queueFrames = std::min(options.m_queueFrames, kMaxQueueFrames);
+    options.m_encoders = std::clamp<size_t>(options.m_encoders, 1, kMaxEncoders);
+    options.m_syncInterval = std::clamp(options.m_syncInterval, kLeastSync, kMostSync);
+    return options;
+}
+
+EEncoded EncodeJob(CFrameEncoder* encoder, const FrameView& frame, const ImageBytes& depth, uint64_t ticket,
+                   bool isFirst, McapChunk* chunk) {
+    try {
+        return encoder->Encode(frame, depth, ticket, isFirst, chunk);
+    } catch (const std::exception&) { // no memory
+        return EEncoded::Failed;
+    }
+}
+
 } // namespace
 
 CRecorder::CRecorder(const RecordedCamera& camera, const RecorderOptions& options)
-    : m_camera(camera), m_options(options) {
+    : m_camera(camera), m_options(Bounded(options)) {
     const CLock lock(m_mutex);
-    m_free.reserve(options.m_queueFrames);
+    m_free.reserve(m_options.m_queueFrames);
+}
+
+CRecorder::~CRecorder() {
+    End();
 }
 
 std::unique_ptr<CRecorder> CRecorder::Open(const std::string& path, const RecordedCamera& camera,
@@ -34,21 +63,15 @@ std::unique_ptr<CRecorder> CRecorder::Open(const std::string& path, const Record
     try {
         std::unique_ptr<CRecorder> recorder(new CRecorder(camera, options));
         return recorder->Start(path, error) ? std::move(recorder) : nullptr;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::system_error& failure) {
+        *error = std::string("no thread to write with: ") + failure.what();
+    } catch (const std::exception&) {
         error->assign("no memory"); // within the string's own room
-        return nullptr;
     }
-}
-
-CRecorder::~CRecorder() {
-    Finish();
+    return nullptr;
 }
 
 bool CRecorder::Start(const std::string& path, std::string* error) {
-    for (size_t i = 0; i < std::max<size_t>(m_options.m_encoders, 1); ++i) {
-        m_encoders.push_back(
-            std::make_unique<CFrameEncoder>(m_camera, m_options.m_color, m_options.m_jpegQuality));
-    }
     ByteVector front;
     McapSummary summary;
     PutRecordingFront(m_camera, m_options.m_library, m_options.m_color, &front, &summary);
@@ -62,17 +85,16 @@ bool CRecorder::Start(const std::string& path, std::string* error) {
         const CLock lock(m_mutex);
         m_counts.m_bytes = frontBytes;
     }
-    try {
-        const CSignalsBlocked blocked;
-        for (const auto& encoder : m_encoders) {
-            m_threads.emplace_back([this, &encoder] { Encode(*encoder); });
-        }
-        m_threads.emplace_back([this] { SyncNowAndThen(); });
-    } catch (const std::system_error& failure) {
-        *error = std::string("no thread to write with: ") + failure.what();
-        Stop();
-        return false;
+    for (size_t i = 0; i < m_options.m_encoders; ++i) {
+        m_encoders.push_back(
+            std::make_unique<CFrameEncoder>(m_camera, m_options.m_color, m_options.m_jpegQuality));
     }
+    m_threads.reserve(m_encoders.size() + 1);
+    const CSignalsBlocked blocked;
+    for (const auto& encoder : m_encoders) {
+        m_threads.emplace_back([this, own = encoder.get()] { Encode(own); });
+    }
+    m_threads.emplace_back([this] { SyncNowAndThen(); });
     return true;
 }
 
@@ -90,12 +112,17 @@ CRecorder::JobPointer CRecorder::TakeFree() {
     return job;
 }
 
-void CRecorder::PutIntoQueue(JobPointer job) {
+// False where the recording has ended since TakeFree(): nobody may wait for frames any more.
+bool CRecorder::PutIntoQueue(JobPointer job) {
     const CLock lock(m_mutex);
+    if (m_isEnding) {
+        return false;
+    }
     job->m_ticket = m_jobs;
     m_queue.push_back(std::move(job));
     ++m_jobs;
     m_changed.NotifyAll();
+    return true;
 }
 
 bool CRecorder::Queue(const FrameView& frame) {
@@ -119,15 +146,14 @@ bool CRecorder::Queue(const FrameView& frame) {
     }
     job->m_frame.m_color.m_bytes = hasColor ? job->m_color.data() : nullptr;
     job->m_frame.m_depth.m_samples = nullptr; // the caller's
-    PutIntoQueue(std::move(job));
-    return true;
+    return PutIntoQueue(std::move(job));
 }
 
 bool CRecorder::Add(const FrameView& frame) {
     bool isQueued = false;
     try {
         isQueued = Queue(frame);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // no memory
         isQueued = false;
     }
     const CLock lock(m_mutex);
@@ -154,44 +180,62 @@ CRecorder::JobPointer CRecorder::TakeJob() {
     return job;
 }
 
-void CRecorder::Encode(CFrameEncoder& encoder) {
+void CRecorder::Encode(CFrameEncoder* encoder) noexcept {
     while (JobPointer job = TakeJob()) {
         McapChunk chunk;
-        bool isPacked = false;
-        try {
-            const bool isFirst = job->m_ticket == 0;
-            isPacked = encoder.Encode(job->m_frame, job->m_depth, job->m_ticket, isFirst, &chunk);
-        } catch (const std::bad_alloc&) {
-            isPacked = false;
+        const uint64_t ticket = job->m_ticket;
+        EEncoded encoded = EncodeJob(encoder, job->m_frame, job->m_depth, ticket, ticket == 0, &chunk);
+        if (AwaitTurn(ticket) && ticket != 0) { // those before were dropped
+            encoded = EncodeJob(encoder, job->m_frame, job->m_depth, ticket, true, &chunk);
         }
-        Write(std::move(chunk), isPacked, std::move(job));
+        Write(std::move(chunk), encoded, std::move(job));
     }
 }
 
-// Waits for the frame's turn. Every ticket gets its turn, whatever became of its frame.
-void CRecorder::Write(McapChunk chunk, bool isPacked, JobPointer job) {
-    CLock lock(m_mutex);
-    while (m_turn != job->m_ticket) {
+// Every ticket gets its turn, whatever became of its frame. Whether its frame would be the first in the file.
+bool CRecorder::AwaitTurn(uint64_t ticket) {
+    const CLock lock(m_mutex);
+    while (m_turn != ticket) {
         m_changed.Wait(m_mutex);
     }
-    EWriting state = m_counts.m_state;
-    if (isPacked && state == EWriting::Ok) {
+    return m_counts.m_written == 0;
+}
+
+// The first reason stays.
+void CRecorder::Fail(int reason) {
+    if (m_counts.m_state != EWriting::Ok || reason == 0) {
+        return;
+    }
+    m_counts.m_state = IsNoRoom(reason) ? EWriting::Full : EWriting::Failed;
+    try {
+        m_counts.m_error = std::generic_category().message(reason);
+    } catch (const std::exception&) {
+        m_counts.m_error.clear();
+    }
+}
+
+// The calling thread's turn it is.
+void CRecorder::Write(McapChunk chunk, EEncoded encoded, JobPointer job) {
+    CLock lock(m_mutex);
+    int reason = 0;
+    const bool isWriting = m_counts.m_state == EWriting::Ok;
+    if (encoded != EEncoded::Failed && isWriting) {
         lock.Unlock();
         try {
-            state = m_writer->Append(std::move(chunk));
-        } catch (const std::bad_alloc&) {
-            isPacked = false;
+            reason = m_writer->Append(std::move(chunk));
+        } catch (const std::exception&) { // no memory
+            encoded = EEncoded::Failed;
         }
         lock.Lock();
     }
-    if (!isPacked) {
+    if (encoded == EEncoded::Failed) {
         ++m_counts.m_dropped;
-    } else if (state == EWriting::Ok) {
+    } else if (isWriting && reason == 0) {
         ++m_counts.m_written;
+        m_counts.m_withoutColor += encoded == EEncoded::WithoutColor ? 1 : 0;
         m_counts.m_bytes = m_writer->Bytes();
-    } else if (m_counts.m_state == EWriting::Ok) {
-        m_counts.m_state = state;
-        m_counts.m_error = m_writer->Error();
+    } else {
+        Fail(reason);
     }
     ++m_turn;
     if (m_free.size() < m_options.m_queueFrames) {
@@ -200,17 +244,24 @@ void CRecorder::Write(McapChunk chunk, bool isPacked, JobPointer job) {
     m_changed.NotifyAll();
 }
 
-// A disk may take long for it, while frames go on into the system's memory.
-void CRecorder::SyncNowAndThen() {
+// A disk may take long for it, while frames go on into the system's memory. What the system could not put there it says
+// once: the recording has then failed.
+void CRecorder::SyncNowAndThen() noexcept {
     CLock lock(m_mutex);
+    uint64_t synced = 0; // frames
     auto next = std::chrono::steady_clock::now() + m_options.m_syncInterval;
     while (!m_areEncodersDone) {
         if (m_changed.WaitUntil(m_mutex, next)) {
             continue;
         }
-        lock.Unlock();
-        m_writer->Sync(); // one that fails says so at the next write or at the end
-        lock.Lock();
+        const uint64_t written = m_counts.m_written;
+        if (written != synced) {
+            lock.Unlock();
+            const int reason = m_writer->Sync();
+            lock.Lock();
+            synced = written;
+            Fail(reason);
+        }
         next = std::chrono::steady_clock::now() + m_options.m_syncInterval;
     }
 }
@@ -222,8 +273,9 @@ void CRecorder::Stop() {
         m_changed.NotifyAll();
     }
     // The last thread, where there is one more than encoders, is the one that syncs.
+    const size_t encoders = std::min(m_threads.size(), m_options.m_encoders);
     for (size_t i = 0; i < m_threads.size(); ++i) {
-        if (i == m_encoders.size()) {
+        if (i == encoders) {
             const CLock lock(m_mutex);
             m_areEncodersDone = true;
             m_changed.NotifyAll();
@@ -233,21 +285,28 @@ void CRecorder::Stop() {
     m_threads.clear();
 }
 
-RecorderCounts CRecorder::Finish() {
+void CRecorder::End() noexcept {
     Stop();
     CLock lock(m_mutex);
-    if (!m_isFinished && m_writer != nullptr) {
-        m_isFinished = true;
-        lock.Unlock();
-        const bool isClosed = m_writer->Close();
-        lock.Lock();
-        m_counts.m_bytes = m_writer->Bytes();
-        if (!isClosed && m_counts.m_state == EWriting::Ok) {
-            m_counts.m_state = EWriting::Failed;
-            m_counts.m_error = m_writer->Error();
-        }
+    if (m_isFinished || m_writer == nullptr) {
+        return;
     }
-    return m_counts;
+    m_isFinished = true;
+    lock.Unlock();
+    int reason = 0;
+    try {
+        reason = m_writer->Close();
+    } catch (const std::exception&) { // no memory for the summary: the file is readable without
+        reason = ENOMEM;
+    }
+    lock.Lock();
+    m_counts.m_bytes = m_writer->Bytes();
+    Fail(reason);
+}
+
+RecorderCounts CRecorder::Finish() {
+    End();
+    return Counts();
 }
 
 } // namespace ox3d

@@ -13,6 +13,9 @@
 namespace ox3d {
 
 class CFrameEncoder;
+enum class EEncoded;
+
+enum class EWriting { Ok, Full, Failed };
 
 enum class ERecordedColor { None, Jpeg, Raw };
 
@@ -27,18 +30,19 @@ struct RecorderOptions {
 };
 
 struct RecorderCounts {
-    uint64_t m_written = 0; // frames
-    uint64_t m_dropped = 0; // for a full queue, for want of memory, or with images of impossible sizes
-    uint64_t m_bytes = 0;   // of the file
+    uint64_t m_written = 0;      // frames
+    uint64_t m_withoutColor = 0; // of them, since no image could be made of their color
+    uint64_t m_dropped = 0;      // for a full queue, for want of memory, or with images of impossible sizes
+    uint64_t m_bytes = 0;        // of the file
     EWriting m_state = EWriting::Ok;
-    std::string m_error; // when m_state is not Ok
+    std::string m_error; // when m_state is not Ok; empty where there is no memory for it
 };
 
 // Add() may be called by any thread, one at a time, and in a frame callback: it copies the images and returns.
 // Encoders take frames in their order, pack them beside each other and write them in their order.
 class CRecorder {
 public:
-    // Makes the file. Null with a reason in *error.
+    // Makes the file, which has its name from the first frame on. Null with a reason in *error.
     static std::unique_ptr<CRecorder> Open(const std::string& path, const RecordedCamera& camera,
                                            const RecorderOptions& options, std::string* error);
     ~CRecorder();
@@ -65,17 +69,20 @@ private:
     bool Start(const std::string& path, std::string* error);
     bool Queue(const FrameView& frame) OX_EXCLUDES(m_mutex);
     JobPointer TakeFree() OX_EXCLUDES(m_mutex);
-    void PutIntoQueue(JobPointer job) OX_EXCLUDES(m_mutex);
+    bool PutIntoQueue(JobPointer job) OX_EXCLUDES(m_mutex);
     JobPointer TakeJob() OX_EXCLUDES(m_mutex);
-    void Encode(CFrameEncoder& encoder) OX_EXCLUDES(m_mutex);
-    void Write(McapChunk chunk, bool isPacked, JobPointer job) OX_EXCLUDES(m_mutex);
-    void SyncNowAndThen() OX_EXCLUDES(m_mutex);
+    void Encode(CFrameEncoder* encoder) noexcept OX_EXCLUDES(m_mutex);
+    bool AwaitTurn(uint64_t ticket) OX_EXCLUDES(m_mutex);
+    void Write(McapChunk chunk, EEncoded encoded, JobPointer job) OX_EXCLUDES(m_mutex);
+    void Fail(int reason) OX_REQUIRES(m_mutex);
+    void SyncNowAndThen() noexcept OX_EXCLUDES(m_mutex);
     void Stop() OX_EXCLUDES(m_mutex);
+    void End() noexcept OX_EXCLUDES(m_mutex);
 
     const RecordedCamera m_camera;
     const RecorderOptions m_options;
-    std::unique_ptr<CMcapWriter> m_writer;                  // Append() by the thread whose turn it is
-    std::vector<std::unique_ptr<CFrameEncoder>> m_encoders; // a thread each
+    std::unique_ptr<CMcapWriter> m_writer; // Append() by the thread whose turn it is
+    std::vector<std::unique_ptr<CFrameEncoder>> m_encoders;
     std::vector<std::thread> m_threads;
 
     mutable CMutex m_mutex;

@@ -63,9 +63,10 @@ const RosDefinition kRosTfMessage = {
     "float64 z\n"
     "float64 w\n"};
 
-const RosDefinition kFrameFacts = {"ox3d.Frame", "jsonschema",
-                                   R"({"type":"object","properties":{"frame":{"type":"integer"},)"
-                                   R"("ticks":{"type":"integer"},"host_ns":{"type":"integer"},)"
-                                   R"("lost_before":{"type":"integer"},"incomplete":{"type":"boolean"}}})"};
+const RosDefinition kFrameFacts = {
+    "ox3d.Frame", "jsonschema",
+    R"({"type":"object","properties":{"frame":{"type":"integer"},)"
+    R"("ticks":{"type":"integer"},"host_ns":{"type":"integer"},)"
+    R"("lost_before":{"type":"integer"},"incomplete":{"type":"boolean"},"color_lost":{"type":"boolean"}}})"};
 
 } // namespace ox3d

@@ -120,7 +120,8 @@ void PutFrameFacts(ByteVector* out, const RecordedFacts& facts) {
                              ",\"ticks\":" + std::to_string(facts.m_ticks) +
                              ",\"host_ns\":" + std::to_string(facts.m_hostNs) +
                              ",\"lost_before\":" + std::to_string(facts.m_lostBefore) +
-                             ",\"incomplete\":" + (facts.m_isIncomplete ? "true}" : "false}");
+                             ",\"incomplete\":" + (facts.m_isIncomplete ? "true" : "false") +
+                             (facts.m_isColorLost ? ",\"color_lost\":true}" : "}");
     out->insert(out->end(), text.begin(), text.end());
 }
 
@@ -172,6 +173,7 @@ bool ReadCameraInfo(std::span<const uint8_t> message, RecordedLens* lens) {
 bool ReadFrameFacts(std::span<const uint8_t> message, RecordedFacts* facts) {
     const std::string json(message.begin(), message.end());
     facts->m_isIncomplete = json.find("\"incomplete\":true") != json.npos;
+    facts->m_isColorLost = json.find("\"color_lost\":true") != json.npos;
     return TakeNumber(json, "frame", &facts->m_number) && TakeNumber(json, "ticks", &facts->m_ticks) &&
            TakeNumber(json, "host_ns", &facts->m_hostNs) &&
            TakeNumber(json, "lost_before", &facts->m_lostBefore);

@@ -11,7 +11,47 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+
+namespace {
+// What the system does to a recording.
+std::atomic<int> s_syncFailure = 0; // of the next fdatasync()
+std::atomic<int> s_syncs = 0;
+std::atomic<uint64_t> s_readBytes = 0;
+std::atomic<size_t> s_largestBlock = SIZE_MAX;
+std::function<int()> s_onLock;
+} // namespace
+
+extern "C" int fdatasync(int file) {
+    ++s_syncs;
+    errno = s_syncFailure.exchange(0);
+    return errno == 0 ? static_cast<int>(syscall(SYS_fdatasync, file)) : -1;
+}
+
+extern "C" int flock(int file, int how) noexcept {
+    errno = s_onLock ? s_onLock() : 0;
+    return errno == 0 ? static_cast<int>(syscall(SYS_flock, file, how)) : -1;
+}
+
+extern "C" ssize_t pread(int file, void* to, size_t bytes, off_t at) {
+    s_readBytes += bytes;
+    return syscall(SYS_pread64, file, to, bytes, at);
+}
+
+void* operator new(size_t bytes) {
+    void* const block = bytes > s_largestBlock ? nullptr : malloc(bytes);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+
+void operator delete(void* block) noexcept {
+    free(block);
+}
+
+void operator delete(void* block, size_t) noexcept {
+    free(block);
+}
 
 namespace ox3d {
 namespace {
@@ -97,6 +137,14 @@ protected:
         EXPECT_TRUE(file.Open(path, false, &error) && ReadMcapSummary(file, &contents)) << error;
         return contents.m_summary.m_chunks;
     }
+    static std::vector<McapMessage> MessagesOf(const std::string& path, size_t chunk) {
+        CMcapFile file;
+        std::string error;
+        std::vector<McapMessage> messages;
+        EXPECT_TRUE(file.Open(path, false, &error)) << error;
+        EXPECT_TRUE(CMcapChunkReader().Read(file, Chunks(path).at(chunk), &messages, &error)) << error;
+        return messages;
+    }
     // A file with some of its bytes changed; returns its path.
     std::string Spoiled(const std::function<void(std::string&)>& spoil) {
         std::string bytes = test::ReadFile(m_path);
@@ -144,6 +192,17 @@ TEST_F(Mcap, IsReadAsItWasRecorded) {
     std::vector<uint8_t> planes;
     ASSERT_TRUE(m_reader->ReadColor(4, &planes));
     EXPECT_EQ(planes, PlanesOf(5));
+    CMcapFile file;
+    McapContents contents;
+    ASSERT_TRUE(file.Open(m_path, false, &m_error) && ReadMcapSummary(file, &contents));
+    for (const McapChannel& channel : contents.m_summary.m_channels) {
+        const std::string metadata(channel.m_metadata.begin(), channel.m_metadata.end());
+        const bool isLatched = channel.m_topic == "/tf_static";
+        EXPECT_EQ(metadata.find("- history: 1\n  depth: 1\n  reliability: 1\n  durability: 1\n") !=
+                      metadata.npos,
+                  isLatched);
+        EXPECT_EQ(metadata.empty(), channel.m_topic == "/ox3d/frame");
+    }
     std::map<std::string, std::string> known;
     EXPECT_TRUE(ReadRecordedFacts(m_path, &known, &m_error));
     EXPECT_EQ(known["model"], "Cam");
@@ -242,7 +301,7 @@ TEST_F(Mcap, CutAtAnyByteHasEveryWholeFrameAndIsRepaired) {
                 return chunk.m_offset + chunk.m_lengthBytes <= places[i];
             }));
         ASSERT_EQ(Read(cut), UpTo(whole)) << "cut at " << places[i] << ": " << m_error;
-        if (i % 20 != 0 || places[i] < 8) {
+        if (i % 20 != 0 || whole == 0) {
             continue;
         }
         const std::string repaired = m_folder.File("repaired.mcap");
@@ -335,15 +394,192 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
     EXPECT_EQ(Read(flipped(chunks[2].m_offset + chunks[2].m_lengthBytes / 2)), others);
     EXPECT_THAT(m_said, HasSubstr("frame 2: "));
     // Without a summary the way past the damage has to be found.
-    for (const uint64_t at : {chunks[2].m_offset, chunks[2].m_offset + 4, chunks[2].m_offset + 45}) {
-        const std::string path = flipped(at);
+    const uint64_t chunk = chunks[2].m_offset;
+    const uint64_t index = chunk + chunks[2].m_lengthBytes;
+    const std::string whole = test::ReadFile(m_path);
+    const std::tuple<uint64_t, int, std::vector<uint64_t>, const char*> rows[] = {
+        {chunk, 0x10, others, "bytes inside are damaged"},
+        {chunk + 4, 0x10, others, "bytes inside are damaged"},
+        {chunk + 45, 0x10, others, "bytes inside are damaged"},
+        {chunk, 0x04, others, "bytes inside are damaged"},  // the opcode of a footer
+        {chunk, 0x80, others, "bytes inside are damaged"},  // one of others' own
+        {index, 0x08, UpTo(5), "bytes inside are damaged"}, // the opcode of the end of the data
+        {index, 0x80, UpTo(5), "bytes inside are damaged"},
+        {index + 20, 0x10, UpTo(5), ""}, // a time
+        {3, 0x10, UpTo(5), "bytes inside are damaged"},
+        {8, 0x10, UpTo(5), "bytes inside are damaged"},
+        {12, 0x01, UpTo(5), "bytes inside are damaged"}, // the header's length
+        {whole.find("ox3d", 33), 0x10, UpTo(5), "what it says of its camera is damaged"},
+        {whole.find("<SensorCali"), 0x10, UpTo(5), "its calibration.xml is damaged and left out"},
+        {whole.find("calibration.xml") - 28, 0x10, UpTo(5), "bytes inside are damaged"}, // its length
+    };
+    for (const auto& [at, mask, frames, said] : rows) {
+        const std::string path = Spoiled(
+            [at = at, mask = mask](std::string& bytes) { bytes[at] = static_cast<char>(bytes[at] ^ mask); });
         fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
-        EXPECT_EQ(Read(path), others) << at - chunks[2].m_offset;
-        EXPECT_THAT(m_said, HasSubstr("bytes inside are damaged"));
+        EXPECT_EQ(Read(path), frames) << at << ": " << m_error;
+        EXPECT_THAT(m_said, HasSubstr(said)) << at;
         ASSERT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok) << m_error;
-        EXPECT_GT(m_report.m_damagedBytes, 1000U);
         EXPECT_EQ(m_report.m_cutBytes, 3U);
-        EXPECT_EQ(Read(path), others);
+        EXPECT_EQ(Read(path), frames);
+        // Other readers believe every word of a summary, and begin with the header.
+        const std::string bytes = test::ReadFile(path);
+        EXPECT_EQ(bytes.substr(0, 9), whole.substr(0, 9));
+        for (const McapChunkInfo& info : Chunks(path)) {
+            EXPECT_EQ(info.m_indexes.size(), info.m_offset == chunks[0].m_offset ? 6U : 5U) << at;
+            for (const auto& [channel, offset] : info.m_indexes) {
+                EXPECT_EQ(bytes.substr(offset, 1) + bytes.substr(offset + 9, 1) + bytes[offset + 15],
+                          std::string({7, static_cast<char>(channel), static_cast<char>(info.m_startTime)}));
+            }
+        }
+    }
+}
+
+TEST_F(Mcap, RepairTakesWhatWasWrittenUntilTheRecorderLetGo) {
+    Record(5);
+    const std::string whole = test::ReadFile(m_path);
+    fs::resize_file(m_path, Chunks(m_path)[2].m_offset);
+    s_onLock = [&] {
+        test::WriteFile(m_path, whole);
+        return 0;
+    };
+    EXPECT_EQ(RepairMcap(m_path, &m_report, &m_error), EMcapRepair::Ok);
+    EXPECT_EQ(test::ReadFile(m_path), whole);
+    // A file system without locks is no reason to do nothing.
+    s_onLock = [] { return ENOLCK; };
+    EXPECT_EQ(RepairMcap(m_path, &m_report, &m_error), EMcapRepair::Ok);
+    fs::remove(m_path);
+    EXPECT_EQ(Record(2).m_written, 2U);
+    s_onLock = nullptr;
+}
+
+TEST_F(Mcap, RepairDoesNotTouchWhatOthersRecorded) {
+    McapSummary summary;
+    summary.m_channels.push_back({1, 0, "/chatter", "cdr", {}});
+    ByteVector front;
+    PutHeader(&front, "other");
+    const auto writer = CMcapWriter::Create(m_path, false, front, summary, &m_error);
+    ASSERT_NE(writer, nullptr) << m_error;
+    CMcapChunkBuilder builder;
+    McapChunk chunk;
+    builder.Begin(1, 1, 5, 5);
+    ASSERT_TRUE(builder.Finish(&chunk));
+    ASSERT_EQ(writer->Append(std::move(chunk)), 0);
+    const std::string bytes = test::ReadFile(m_path);
+    s_onLock = [] { return ENOLCK; };
+    EXPECT_EQ(RepairMcap(m_path, &m_report, &m_error), EMcapRepair::Foreign);
+    s_onLock = nullptr;
+    EXPECT_EQ(test::ReadFile(m_path), bytes);
+    Read(m_path);
+    EXPECT_THAT(m_error, HasSubstr("no recording of a camera"));
+}
+
+TEST_F(Mcap, ThatIsHostileCostsNoMoreThanItsBytes) {
+    ByteVector bytes;
+    PutHeader(&bytes, "");
+    for (int i = 0; i < 1000; ++i) { // chunks with a byte between them that is no record
+        const size_t at = BeginRecord(&bytes, EMcapRecord::Chunk);
+        bytes.resize(bytes.size() + 28);
+        PutText(&bytes, "zstd");
+        Put(&bytes, uint64_t{0});
+        EndRecord(&bytes, at);
+        bytes.push_back(0);
+    }
+    const size_t large = bytes.size();
+    constexpr uint64_t kLargeBytes = uint64_t{1} << 40U;
+    bytes.push_back(static_cast<uint8_t>(EMcapRecord::Chunk));
+    Put(&bytes, kLargeBytes);
+    bytes.resize(bytes.size() + 28);
+    PutText(&bytes, "zstd");
+    Put(&bytes, kLargeBytes - 44);
+    bytes.resize(bytes.size() + (1 << 20));
+    test::WriteFile(m_path, std::string(bytes.begin(), bytes.end()));
+    fs::resize_file(m_path, large + 9 + kLargeBytes);
+    CMcapFile file;
+    McapContents contents;
+    std::vector<McapMessage> messages;
+    ASSERT_TRUE(file.Open(m_path, false, &m_error));
+    s_readBytes = 0;
+    ASSERT_TRUE(ScanMcap(file, &contents, &m_error));
+    EXPECT_LT(s_readBytes, 4 * bytes.size());
+    ASSERT_EQ(contents.m_summary.m_chunks.size(), 1001U);
+    EXPECT_FALSE(CMcapChunkReader().Read(file, contents.m_summary.m_chunks[1000], &messages, &m_error));
+    EXPECT_EQ(m_error, "it is larger than any frame");
+}
+
+TEST_F(Mcap, WithoutMemoryOrJpegForAFrameHasTheOthersWhole) {
+    RecorderOptions options;
+    options.m_queueFrames = SIZE_MAX;
+    Open(options);
+    const std::vector<uint16_t> depth = DepthOf(1);
+    const std::vector<uint8_t> wide(size_t{70000} * 3);
+    FrameView frame;
+    frame.m_facts.m_number = 1;
+    frame.m_depth = {depth.data(), kWidth, kHeight, kWidth};
+    frame.m_color = {wide.data(), 70000, 1, EColorLayout::Interleaved};
+    s_largestBlock = 4000;
+    EXPECT_TRUE(m_recorder->Add(frame));
+    EXPECT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_dropped == 1; }));
+    s_largestBlock = SIZE_MAX;
+    EXPECT_TRUE(m_recorder->Add(frame)); // wider than JPEG can be
+    EXPECT_TRUE(AddTo(*m_recorder, 2));
+    const RecorderCounts counts = m_recorder->Finish();
+    EXPECT_EQ(counts.m_written, 2U);
+    EXPECT_EQ(counts.m_withoutColor, 1U);
+    EXPECT_EQ(Read(m_path), UpTo(2));
+    RecordedFacts facts;
+    EXPECT_TRUE(m_reader->ReadFacts(0, &facts) && facts.m_isColorLost);
+    EXPECT_EQ(MessagesOf(m_path, 0).size(), 4U) << "facts, depth, its lens and where the cameras are";
+    EXPECT_EQ(MessagesOf(m_path, 1).size(), 5U);
+}
+
+TEST_F(Mcap, ThatCannotBePutOnTheDiskSaysSoInEveryCase) {
+    RecorderOptions options;
+    options.m_syncInterval = std::chrono::milliseconds(0);
+    const auto isFailed = [&] { return m_recorder->Counts().m_state == EWriting::Failed; };
+    Open(options);
+    s_syncFailure = EIO; // before the file has its name
+    AddTo(*m_recorder, 1);
+    EXPECT_TRUE(test::Eventually(isFailed));
+    m_recorder.reset();
+    EXPECT_TRUE(fs::is_empty(m_folder.Path()));
+    Open(options);
+    AddTo(*m_recorder, 1);
+    ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 1; }));
+    const int syncs = s_syncs;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_LE(s_syncs, syncs + 1) << "nothing was written meanwhile";
+    s_syncFailure = EIO;
+    AddTo(*m_recorder, 2);
+    EXPECT_TRUE(test::Eventually(isFailed));
+    EXPECT_EQ(m_recorder->Finish().m_error, std::generic_category().message(EIO));
+    fs::remove(m_path);
+    Open();
+    AddTo(*m_recorder, 1);
+    ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 1; }));
+    s_syncFailure = ENOSPC;
+    EXPECT_EQ(m_recorder->Finish().m_state, EWriting::Full);
+    EXPECT_EQ(m_recorder->Counts().m_error, std::generic_category().message(ENOSPC));
+}
+
+TEST_F(Mcap, EveryFrameThatWasTakenIsWrittenHoweverItEnds) {
+    const std::vector<uint16_t> large(size_t{4000} * 2000, 7);
+    FrameView frame;
+    frame.m_depth = {large.data(), 4000, 2000, 4000};
+    for (int round = 0; round < 5; ++round) {
+        fs::remove(m_path);
+        Open();
+        uint64_t taken = 0;
+        std::thread adding([&] {
+            while (m_recorder->Add(frame)) {
+                ++taken;
+            }
+        });
+        EXPECT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written > 0; }));
+        const uint64_t written = m_recorder->Finish().m_written;
+        adding.join();
+        EXPECT_EQ(taken, written);
+        EXPECT_EQ(m_recorder->Counts().m_dropped, 1U);
     }
 }
 
@@ -364,6 +600,8 @@ TEST_F(Mcap, RepairListsBadChunksAndLeavesAloneWhatIsNoneOfItsBusiness) {
     EXPECT_EQ(RepairMcap(m_folder.Path(), &m_report, &m_error), EMcapRepair::Foreign);
     fs::remove(m_path);
     Open();
+    AddTo(*m_recorder, 1);
+    ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 1; }));
     EXPECT_EQ(RepairMcap(m_path, &m_report, &m_error), EMcapRepair::Busy);
 }
 
@@ -396,6 +634,9 @@ TEST_F(Mcap, IsNotWrittenOverWhatIsThereUnlessAsked) {
     EXPECT_EQ(test::ReadFile(m_path), "kept");
     RecorderOptions force;
     force.m_isReplacing = true;
+    Open(force);
+    m_recorder.reset(); // before a frame has come
+    EXPECT_EQ(test::ReadFile(m_path), "kept");
     Record(2, force);
     EXPECT_EQ(Read(m_path), UpTo(2));
     EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 1)
@@ -412,18 +653,12 @@ TEST_F(Mcap, ThatCannotBePlayedIsRefusedWithAReason) {
     const std::pair<std::function<void(std::string&)>, const char*> rows[] = {
         {[](std::string& bytes) { bytes.clear(); }, "no MCAP file"},
         {[](std::string& bytes) {
-             bytes[0] = 'P';
+             bytes.replace(0, 2, "PK");
              bytes.pop_back();
          },
          "no MCAP file"},
         {[](std::string& bytes) { bytes.resize(8); }, "no recording of a camera"},
-        {[](std::string& bytes) {
-             bytes.resize(bytes.size() - 1); // without a summary: the metadata is found by its own name
-             bytes.replace(bytes.find("\4\0\0\0ox3d"s, 33), 8, "\4\0\0\0rosx"s);
-         },
-         "no recording"},
         {[](std::string& bytes) { bytes[bytes.find("\6\0\0\0format\1\0\0\0"s) + 14] = '9'; }, "format 9"},
-        {[](std::string& bytes) { bytes[bytes.find("<SensorCali")] = '?'; }, "calibration.xml is damaged"},
         {[&](std::string& bytes) { bytes.resize(chunk.m_offset + 100); }, "no whole frame"},
         {[&](std::string& bytes) { put(bytes, chunk.m_offset + 37, "\4\0\0\0lz4x"s); }, "no whole frame"},
         // A frame of 256 TiB, and one that is larger than its bytes could ever be.
