@@ -2,11 +2,11 @@
 #include "base/LocalFile.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 
@@ -131,15 +131,12 @@ bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::string* out,
 }
 
 bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthBytes) {
-    static std::atomic<uint32_t> s_counter{0};
     struct stat status {};
     if (path.empty() || (stat(path.c_str(), &status) == 0 && !IsRegular(status))) {
         return false;
     }
-    const std::string part =
-        path + "." + std::to_string(getpid()) + "." + std::to_string(++s_counter) + ".part";
-    constexpr mode_t kMode = 0644;
-    CDescriptor file(open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+    std::string part;
+    CDescriptor file(MakePartFile(path, &part));
     if (file.Get() < 0) {
         return false;
     }
@@ -149,6 +146,22 @@ bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthB
         return false;
     }
     return true;
+}
+
+int MakePartFile(const std::string& path, std::string* part) {
+    constexpr mode_t kMode = 0644;
+    constexpr int kManyAttempts = 10;
+    int file = -1;
+    errno = EEXIST;
+    for (int attempt = 0; attempt < kManyAttempts && file < 0 && errno == EEXIST; ++attempt) {
+        uint32_t number = 0;
+        if (getrandom(&number, sizeof(number), 0) != sizeof(number)) {
+            return -1;
+        }
+        *part = path + "." + std::to_string(number) + ".part";
+        file = open(part->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    }
+    return file;
 }
 
 uint64_t LocalFileBytes(const std::string& path) {

@@ -22,6 +22,10 @@ bool ReadLocalFile(const std::string& path, uint64_t maxBytes, std::string* out,
 // A reader of the file never sees half of it: it is written beside its place and then moved there.
 bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthBytes);
 
+// Makes a file beside that one, to be written and then moved there, and says its name, which no run before has left behind.
+// A descriptor, or -1 with the reason in errno.
+int MakePartFile(const std::string& path, std::string* part);
+
 // Length of a regular file, 0 when there is none.
 uint64_t LocalFileBytes(const std::string& path);
 

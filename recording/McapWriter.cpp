@@ -1,10 +1,11 @@
 // McapWriter.cpp - one write() a chunk, and room kept ahead of it, so that a full disk leaves a closed file.
 #include "recording/McapWriter.h"
 
+#include "base/LocalFile.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <random>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -58,19 +59,6 @@ bool Rename(const std::string& part, const std::string& path, bool isReplacing) 
         return true;
     }
     return errno != EEXIST && link(part.c_str(), path.c_str()) == 0 && unlink(part.c_str()) == 0;
-}
-
-// A file beside that one, whose name no run before has left behind.
-int MakePart(const std::string& path, std::string* part) {
-    constexpr int kAttempts = 10;
-    constexpr mode_t kMode = 0644;
-    int file = -1;
-    std::random_device random;
-    for (int attempt = 0; attempt < kAttempts && file < 0 && (attempt == 0 || errno == EEXIST); ++attempt) {
-        *part = path + "." + std::to_string(random()) + ".part";
-        file = open(part->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
-    }
-    return file;
 }
 
 } // namespace
@@ -192,7 +180,7 @@ std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool i
         return nullptr;
     }
     std::string part;
-    const int file = MakePart(path, &part);
+    const int file = MakePartFile(path, &part);
     if (file < 0) {
         *error = "cannot make " + path + ": " + ReasonOf(errno);
         return nullptr;

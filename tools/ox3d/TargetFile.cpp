@@ -36,9 +36,8 @@ CTargetFile::CTargetFile(const std::string& name, EExisting existing)
     if (fs::is_directory(m_path, ignored) || !m_path.has_filename()) {
         Throw(EISDIR);
     }
-    const std::string part = m_path.string() + "." + std::to_string(getpid()) + ".part";
-    constexpr mode_t kMode = 0644;
-    const int file = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    std::string part;
+    const int file = MakePartFile(m_path.string(), &part);
     if (file < 0) {
         Throw(errno);
     }
@@ -60,6 +59,14 @@ void CTargetFile::Write(std::string_view bytes) {
 }
 
 void CTargetFile::Keep() {
+    // A name for what is not on the disk could outlive a loss of power that its bytes do not.
+    const int file = open(m_part.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool isSynced = file >= 0 && fdatasync(file) == 0;
+    const int reason = errno;
+    close(file);
+    if (!isSynced) {
+        Throw(reason);
+    }
     // Another program may have made the file since it was looked for.
     const unsigned flags = m_existing == EExisting::Refuse ? RENAME_NOREPLACE : 0;
     if (renameat2(AT_FDCWD, m_part.c_str(), AT_FDCWD, m_path.c_str(), flags) != 0 &&

@@ -304,6 +304,10 @@ EExitCode CRecording::Report(EExitCode code) {
     } else if (code == EExitCode::Ok && counts.m_dropped > 0) {
         code = EExitCode::NoFrame;
     }
+    if (counts.m_withoutColor > 0) {
+        std::fprintf(stderr, "%llu frames have no color: no image could be made of it\n",
+                     static_cast<unsigned long long>(counts.m_withoutColor));
+    }
     constexpr double kBytesPerMb = 1e6;
     std::printf("%llu frames, %.1f fps, %llu dropped, %.0f MB\n",
                 static_cast<unsigned long long>(counts.m_written), m_stats.FrameRate(),

@@ -1,5 +1,6 @@
 // ox3d repair: checks a recording and closes one that was cut short, in place.
 #include "recording/McapRepair.h"
+#include "tools/ox3d/Camera.h"
 #include "tools/ox3d/commands/Command.h"
 
 #include <cstdio>
@@ -24,6 +25,10 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
     for (const std::string& bad : report.m_badChunks) {
         std::fprintf(stderr, "ox3d: %s\n", bad.c_str());
     }
+    for (const std::string& name : report.m_badAttachments) {
+        std::fprintf(stderr, "ox3d: the attachment %s is damaged\n",
+                     PrintableText(name.data(), name.size()).c_str());
+    }
     const auto number = [](uint64_t value) { return static_cast<unsigned long long>(value); };
     if (report.m_damagedBytes > 0) {
         std::fprintf(stderr, "ox3d: %llu bytes inside are damaged and left as they are\n",
@@ -37,7 +42,7 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
                     "file is closed\n",
                     number(report.m_goodChunks), report.m_badChunks.size(), number(report.m_cutBytes));
     }
-    return report.m_badChunks.empty() ? EExitCode::Ok : EExitCode::Failure;
+    return report.m_badChunks.empty() && report.m_badAttachments.empty() ? EExitCode::Ok : EExitCode::Failure;
 }
 
 } // namespace ox3d::tool
