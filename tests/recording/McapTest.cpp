@@ -419,6 +419,9 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
         EXPECT_EQ(Read(path), frames) << at << ": " << m_error;
         EXPECT_THAT(m_said, HasSubstr(said)) << at;
+        EXPECT_EQ(m_said.find("of its camera") == std::string::npos,
+                  std::string_view(said).find("of its camera") == std::string_view::npos)
+            << at;
         ASSERT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok) << m_error;
         EXPECT_EQ(m_report.m_cutBytes, 3U);
         EXPECT_EQ(Read(path), frames);
@@ -433,6 +436,16 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
             }
         }
     }
+}
+
+TEST_F(Mcap, RepairCutsOffNoChunkBehindAnEndOfTheData) {
+    Record(3);
+    const McapChunkInfo last = Chunks(m_path)[2];
+    const std::string path = Spoiled([&](std::string& bytes) {
+        bytes += bytes.substr(last.m_offset, last.m_lengthBytes + last.m_indexBytes);
+    });
+    ASSERT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok) << m_error;
+    EXPECT_EQ(Read(path), (std::vector<uint64_t>{1, 2, 3, 3}));
 }
 
 TEST_F(Mcap, RepairTakesWhatWasWrittenUntilTheRecorderLetGo) {
