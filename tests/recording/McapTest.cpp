@@ -518,6 +518,16 @@ TEST_F(Mcap, ThatIsHostileCostsNoMoreThanItsBytes) {
     ASSERT_EQ(contents.m_summary.m_chunks.size(), 1001U);
     EXPECT_FALSE(CMcapChunkReader().Read(file, contents.m_summary.m_chunks[1000], &messages, &m_error));
     EXPECT_EQ(m_error, "it is larger than any frame");
+    CMcapChunkBuilder builder;
+    McapChunk many;
+    for (int i = 0; i < 5000; ++i) {
+        builder.Begin(1, 0, 0, 0);
+    }
+    ASSERT_TRUE(builder.Finish(&many));
+    test::WriteFile(m_path, std::string(many.m_bytes.begin(), many.m_bytes.end()));
+    CMcapFile crowded;
+    ASSERT_TRUE(crowded.Open(m_path, false, &m_error));
+    EXPECT_FALSE(CMcapChunkReader().Read(crowded, many.m_info, &messages, &m_error));
 }
 
 TEST_F(Mcap, WithoutMemoryOrJpegForAFrameHasTheOthersWhole) {
