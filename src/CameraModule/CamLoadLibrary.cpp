@@ -98,7 +98,7 @@ void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
         const char* const reason = dlerror();
         OxLog_WaitUntilWritten(kLogWaitMs);
         OxWriteLog(failureLevel, kLogSource, __LINE__, "LoadLibrary fail\r\n");
-        OxWriteLog(failureLevel, kLogSource, __LINE__, "[LoadLibrary] %s\r\n",
+        OxWriteLog(failureLevel, kLogSource, __LINE__, "[LoadLibrary] %.4000s\r\n",
                    reason != nullptr ? reason : kLibraryName);
         OxLog_WaitUntilWritten(kLogWaitMs);
         return nullptr;
@@ -106,7 +106,7 @@ void* OpenLibrary(_TRACE_LEVEL_ failureLevel) {
     const link_map* file = nullptr;
     if (dlinfo(library, RTLD_DI_LINKMAP, &file) == 0) {
         OxLog_WaitUntilWritten(kLogWaitMs);
-        OX_LOG_INFO("[LoadLibrary] camera control: %s\r\n", file->l_name);
+        OX_LOG_INFO("[LoadLibrary] camera control: %.4000s\r\n", file->l_name);
     }
     __atomic_store_n(&g_library, library, __ATOMIC_RELEASE);
     return library;

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "src/Manager/DeviceClock.h"
+#include "src/Manager/HostTimes.h"
 
 namespace {
 
@@ -83,8 +84,8 @@ ClockLine LineAt(const Points& points, const Point& at, double slope) {
     const double ticks = std::nearbyint(at.m_deviceNs / points.m_nsPerTick);
     const double offNs = ticks * points.m_nsPerTick - at.m_deviceNs;
     const double hostNs = at.m_deviceNs + at.m_lateNs + offNs * (1 + slope);
-    line.m_ticks = points.m_first.m_ticks + static_cast<uint64_t>(ticks); // 0 to the last sample's
-    line.m_hostNs = static_cast<int64_t>(points.m_first.m_hostNs) + static_cast<int64_t>(hostNs);
+    line.m_ticks = points.m_first.m_ticks + static_cast<uint64_t>(ToWhole(ticks)); // 0 to the last sample's
+    line.m_hostNs = static_cast<int64_t>(points.m_first.m_hostNs) + ToWhole(hostNs);
     line.m_nsPerTick = points.m_nsPerTick * (1 + slope);
     line.m_errorNs = kReadNs + line.m_nsPerTick;
     line.m_samples = static_cast<uint32_t>(points.m_count);
@@ -206,7 +207,7 @@ std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& l
     double bestNs = 0;
     for (const double factor : {1.0, 1 / unit, deviceUnit / unit}) {
         const long double scaled = static_cast<long double>(latch.m_value) * static_cast<long double>(factor);
-        if (scaled >= kMostTicks) {
+        if (!(scaled < kMostTicks)) {
             continue;
         }
         const auto ticks = static_cast<uint64_t>(scaled);

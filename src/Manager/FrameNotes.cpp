@@ -20,7 +20,7 @@ void FrameNote::Describe(const OX3D_RGBD_FRAME_DATA& frame) {
 
 bool FrameNote::Is(const OX3D_RGBD_FRAME_DATA& frame) const {
     if (m_imageCount == 0 || frame.nImageCount != m_imageCount ||
-        frame.stImageData[0].nFrameNum != m_frameNum) {
+        frame.stImageData[0].nFrameNum != m_frameNum || frame.stImageData[0].nTimeStamp != m_timeStamp) {
         return false;
     }
     for (uint32_t i = 0; i < m_imageCount; ++i) {

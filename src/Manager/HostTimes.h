@@ -30,4 +30,13 @@ inline HostTimes ReadHostTimes() {
     return times;
 }
 
+// Nanoseconds or ticks as a whole number, for every value: NaN is 0, and what is farther than 2^62 is 2^62.
+inline int64_t ToWhole(double value) {
+    constexpr double kMost = 4611686018427387904.0;
+    if (value != value) {
+        return 0;
+    }
+    return static_cast<int64_t>(value > kMost ? kMost : value < -kMost ? -kMost : value);
+}
+
 #endif

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "src/Common/AsyncLog.h"
+#include "src/Manager/HostTimes.h"
 #include "src/Manager/Manager.h"
 
 namespace {
@@ -25,7 +26,7 @@ constexpr LatchRow kLatches[] = {
 };
 
 uint64_t ToNs(double ns) {
-    return static_cast<uint64_t>(std::clamp(std::ceil(ns), 0.0, kFarthestNs));
+    return static_cast<uint64_t>(ToWhole(std::clamp(std::ceil(ns), 0.0, kFarthestNs)));
 }
 
 uint32_t SourceOf(const ClockLine& line) {
@@ -82,7 +83,7 @@ uint32_t CManager::GetFrameClock(OX3D_RGBD_FRAME_CLOCK* out) {
     clock.nReferenceUtcNs = clock.nReferenceHostNs + (now.m_utcNs - now.m_monotonicNs);
     clock.dNsPerTick = line->m_nsPerTick;
     clock.dNominalNsPerTick = line->m_nominalNsPerTick;
-    if (line->m_nominalNsPerTick > 0) {
+    if (line->m_nominalNsPerTick > 0 && line->m_nsPerTick > 0) {
         clock.dDriftPpm = (line->m_nominalNsPerTick / line->m_nsPerTick - 1) * 1e6;
     }
     clock.dRateErrorPpm = line->m_rateError * 1e6;
@@ -106,11 +107,11 @@ void CManager::TellTimes(KnownFrame* known) {
     times.nArrivalHostNs = note.m_arrival.m_monotonicNs;
     times.nFrameNum = note.m_frameNum;
     const std::optional<ClockLine> line = m_clock.Fit(note.m_clockRun);
-    if (!line || std::abs(line->DistanceNs(note.m_timeStamp)) > kFarthestNs) {
+    if (!line || !(std::abs(line->DistanceNs(note.m_timeStamp)) <= kFarthestNs)) {
         return;
     }
     const auto arrivalNs = static_cast<int64_t>(note.m_arrival.m_monotonicNs);
-    const int64_t captureNs = line->m_hostNs + static_cast<int64_t>(line->DistanceNs(note.m_timeStamp));
+    const int64_t captureNs = line->m_hostNs + ToWhole(line->DistanceNs(note.m_timeStamp));
     // A frame is taken before it comes, and, unless it is of a stream before, after the stream began.
     const int64_t streamedNs = arrivalNs - static_cast<int64_t>(m_clock.BeginNs());
     const int64_t mostNs = streamedNs > 0 ? streamedNs : INT64_MAX;

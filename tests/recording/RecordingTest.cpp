@@ -130,7 +130,7 @@ TEST(RecordedCalibration, IsReadAsItWasWrittenOrNotAtAll) {
     for (const char* const part : {"RGBD_1>", "Camera ", "Left_correct>", "RotMat", "TVec", "Intrins"}) {
         std::string broken = xml;
         for (size_t at = 0; (at = broken.find(part, at)) != std::string::npos; ++at) {
-            broken.replace(at, 1, "X");
+            broken[at] = 'X';
         }
         EXPECT_FALSE(ReadCalibration(broken, 640)) << part;
     }

@@ -12,7 +12,8 @@ namespace {
 std::string Bar(uint64_t done, uint64_t all) {
     constexpr uint64_t kCells = 28;
     const uint64_t filled = std::min(done, all) * kCells / all;
-    return "[" + std::string(filled, '#') + std::string(kCells - filled, '.') + "]";
+    std::string bar = "[";
+    return bar.append(filled, '#').append(kCells - filled, '.').append(1, ']');
 }
 
 } // namespace
