@@ -35,7 +35,9 @@ inline void PutBytes(ByteVector* out, std::span<const uint8_t> bytes) {
 
 inline void PutText(ByteVector* out, std::string_view text) {
     Put(out, static_cast<uint32_t>(text.size()));
-    out->insert(out->end(), text.begin(), text.end());
+    const size_t at = out->size();
+    out->resize(at + text.size());
+    std::copy(text.begin(), text.end(), out->begin() + static_cast<std::ptrdiff_t>(at));
 }
 
 class CByteReader {

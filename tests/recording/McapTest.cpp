@@ -40,16 +40,17 @@ extern "C" ssize_t pread(int file, void* to, size_t bytes, off_t at) {
     return syscall(SYS_pread64, file, to, bytes, at);
 }
 
-void* operator new(size_t bytes) {
+// Not inlined: g++ would miss the pairs.
+[[gnu::noinline]] void* operator new(size_t bytes) {
     void* const block = bytes > s_largestBlock ? nullptr : malloc(bytes);
     return block != nullptr ? block : throw std::bad_alloc();
 }
 
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     free(block);
 }
 
-void operator delete(void* block, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept {
     free(block);
 }
 

@@ -143,7 +143,7 @@ TEST_F(CameraCommands, CalibChecksTheRotation) {
     EXPECT_TRUE(calibration["depth_to_color"]["is_rotation"]);
     fs::copy(kOffice, m_folder.File("bent"), fs::copy_options::recursive);
     std::string text = ReadFile(m_folder.File("bent/calibration.xml"));
-    text.replace(text.find("r00=\"") + 5, 1, "2");
+    text[text.find("r00=\"") + 5] = '2';
     WriteFile(m_folder.File("bent/calibration.xml"), text);
     Run({"calib", "--recording", "bent"}, 8, {"NOT orthonormal"});
 }
