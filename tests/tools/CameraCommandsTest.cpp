@@ -1,10 +1,13 @@
 // The commands that ask a camera and set it, on virtual cameras.
 #include "tests/tools/ToolRun.h"
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <thread>
 
 namespace ox3d::test {
 namespace {
@@ -98,6 +101,8 @@ TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
     fs::create_directory(m_folder.File("folder"));
     WriteFile(m_folder.File("mine"), "mine");
     WriteFile(m_folder.File("empty"), "");
+    mkfifo(m_folder.File("pipe").c_str(), 0600);
+    fs::create_symlink("mine", m_folder.File("link"));
     const Line lines[] = {
         {"xml", 0, "<RegisterDescription ModelName="},
         {"xml a.xml", 0, ""},
@@ -107,6 +112,8 @@ TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
         {"calib --export mine", 7, "is there already"},
         {"export none/a", 7, "/none/a: No such file or directory\n"},
         {"xml folder --force", 7, "/folder: Is a directory\n"},
+        {"xml pipe --force", 7, "/pipe is no regular file; nothing else is replaced\n"},
+        {"export link --force", 7, "/link is no regular file"},
         {"export settings", 0, ""},
         {"import settings", 0, ""},
         {"import mine", 5, "/mine; it has its former ones: "},
@@ -125,7 +132,7 @@ TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
     EXPECT_EQ(ReadFile(m_folder.File("mine")), "mine");
     EXPECT_EQ(ReadFile(m_folder.File("calibration.xml")), ReadFile(kOffice + "/calibration.xml"));
     EXPECT_THAT(Files(), UnorderedElementsAre("cameras.ini", "folder", "mine", "empty", "a.xml", "settings",
-                                              "calibration.xml"));
+                                              "calibration.xml", "pipe", "link"));
     Run({"export", "mine", "--force"});
     EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
     // A disk that is full before the file is whole.
@@ -134,7 +141,45 @@ TEST_F(CameraCommands, FilesAreWrittenWholeAndReplaceNoneUnasked) {
     EXPECT_EQ(full.Finish(), 7) << full.Output();
     EXPECT_THAT(full.Output(), HasSubstr("cannot write "));
     EXPECT_THAT(ReadFile(m_folder.File("mine")), HasSubstr("ExposureTime"));
-    EXPECT_EQ(Files().size(), 7U) << "half a file is left";
+    EXPECT_EQ(Files().size(), 9U) << "half a file is left";
+}
+
+TEST_F(CameraCommands, AnInterruptEndsEveryCommandBetweenItsSteps) {
+    UseCameras({"serial = E1\nfault = slow_commands 20"}); // none is done before the signal
+    WriteFile(m_folder.File("mine"), "mine");
+    for (const char* const arguments :
+         {"features", "get Width", "set Gain=1", "run DeviceReset", "xml mine --force", "export mine --force",
+          "import mine", "file get A mine --force", "file put UserFile1 mine", "upgrade mine", "calib"}) {
+        CProcess process({"/bin/sh", "-c", std::string("exec '" OX3D_TOOL "' ") + arguments}, m_folder.Path(),
+                         m_variables);
+        ASSERT_TRUE(process.WaitForOutput("camera control: ")) << arguments;
+        process.Signal(SIGINT);
+        EXPECT_EQ(process.Finish(), 130) << arguments << process.Output();
+    }
+    EXPECT_EQ(ReadFile(m_folder.File("mine")), "mine");
+}
+
+// By a camera that takes its time for each feature.
+TEST_F(CameraCommands, OneFeatureIsAskedForAloneAndSettingsGiveUpWhenTold) {
+    UseCameras({"serial = E1\nfault = slow_commands 20"});
+    const auto secondsOf = [this](const std::string& arguments) {
+        const auto begin = std::chrono::steady_clock::now();
+        Say({arguments.c_str(), 0, "ExposureTime"});
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
+    EXPECT_LT(secondsOf("get ExposureTime DeviceUserID"), secondsOf("features") / 2);
+    std::string asked = "get";
+    std::vector<std::string> settings = {"set"};
+    for (int i = 0; i < 10; ++i) {
+        asked += " ExposureTime";
+        settings.emplace_back("ExposureTime=99");
+    }
+    const double untilSet = secondsOf(asked); // every setting is checked before the first
+    CProcess set = Start(settings);
+    std::this_thread::sleep_for(std::chrono::duration<double>(untilSet + 0.3));
+    set.Signal(SIGINT);
+    EXPECT_EQ(set.Finish(), 130) << set.Output();
+    EXPECT_THAT(set.Output(), HasSubstr("ox3d: interrupted; what was set before it is taken back\n"));
 }
 
 TEST_F(CameraCommands, CalibChecksTheRotation) {

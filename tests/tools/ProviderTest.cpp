@@ -1,8 +1,9 @@
-// Which camera control the tool takes, and how it has a recording played.
+// Which camera control the tool takes, how it has a recording played, and what it saves from a scratch folder.
 #include "tools/ox3d/Provider.h"
 #include "tests/support/Files.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/PlayedRecording.h"
+#include "tools/ox3d/TargetFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -78,6 +79,19 @@ TEST_F(Provider, PlaysARecordingThatHasDepthAndCalibration) {
     test::WriteFile(m_root / "calibration.xml", "<x/>");
     EXPECT_NO_THROW(CheckRecording(m_root));
     EXPECT_THAT([&] { CheckRecording("/a\n[camera]"); }, refuses("control characters"));
+}
+
+TEST(SaveBeside, TakesAFreeNameAndTheTemporaryFilesWhereTheFolderTakesNone) {
+    const test::CWorkFolder folder;
+    const std::string mine = folder.Path() / "mine";
+    test::WriteFile(mine, "former");
+    for (const char* const name : {"/new.former", "/new.former.1"}) {
+        EXPECT_EQ(SaveBeside(mine, folder.Path() / "new"), folder.Path().string() + name);
+        EXPECT_EQ(test::ReadFile(folder.Path().string() + name), "former");
+    }
+    const std::string elsewhere = SaveBeside(mine, "/sys/new"); // takes no file, root's included
+    EXPECT_EQ(test::ReadFile(elsewhere), "former") << elsewhere;
+    fs::remove(elsewhere);
 }
 
 } // namespace

@@ -152,7 +152,7 @@ std::string Feature::Name() const {
     return TextOf(m_record.chName);
 }
 
-CFeatures::CFeatures(void* handle) : m_handle(handle) {
+CFeatures::CFeatures(void* handle) {
     uint32_t count = 0;
     uint32_t status = OX3D_RGBD_GetFeatures(handle, nullptr, nullptr, 0, &count);
     std::vector<OX3D_RGBD_FEATURE> records(count);
@@ -165,16 +165,16 @@ CFeatures::CFeatures(void* handle) : m_handle(handle) {
     records.resize(std::min<size_t>(records.size(), count));
     for (const OX3D_RGBD_FEATURE& record : records) {
         if (record.nAccess != OX3D_RGBD_ACCESS_NOT_IMPLEMENTED) {
-            m_features.push_back({record, EntriesOf(record)});
+            m_features.push_back({record, {}});
         }
     }
 }
 
-std::vector<OX3D_RGBD_FEATURE_ENTRY> CFeatures::EntriesOf(const OX3D_RGBD_FEATURE& record) const {
+std::vector<OX3D_RGBD_FEATURE_ENTRY> EntriesOf(void* handle, const OX3D_RGBD_FEATURE& record) {
     std::vector<OX3D_RGBD_FEATURE_ENTRY> entries(std::min(record.nEntryCount, kMaxEntries));
     uint32_t count = 0;
     if (entries.empty() ||
-        OX3D_RGBD_GetFeatureEntries(m_handle, record.chName, entries.data(),
+        OX3D_RGBD_GetFeatureEntries(handle, record.chName, entries.data(),
                                     static_cast<uint32_t>(entries.size()), &count) != OX3D_RGBD_OK) {
         return {};
     }
@@ -195,16 +195,23 @@ const Feature& CFeatures::Find(const std::string& name) const {
                                                                          : DidYouMean(name, names)));
 }
 
-Feature CFeatures::Present(const Feature& feature) const {
-    Feature present;
+std::optional<Feature> AskFor(void* handle, const std::string& name) {
+    Feature feature;
     uint32_t count = 0;
-    if (const uint32_t status =
-            OX3D_RGBD_GetFeatures(m_handle, feature.m_record.chName, &present.m_record, 1, &count);
-        status != OX3D_RGBD_OK) {
-        ThrowStatus("cannot ask for " + feature.Name(), status);
+    const uint32_t status = OX3D_RGBD_GetFeatures(handle, name.c_str(), &feature.m_record, 1, &count);
+    if (status == OX3D_RGBD_E_PARAMETER || feature.m_record.nAccess == OX3D_RGBD_ACCESS_NOT_IMPLEMENTED) {
+        return std::nullopt;
     }
-    present.m_entries = EntriesOf(present.m_record);
-    return present;
+    if (status != OX3D_RGBD_OK) {
+        ThrowStatus("cannot ask for " + name, status);
+    }
+    feature.m_entries = EntriesOf(handle, feature.m_record);
+    return feature;
+}
+
+Feature FindFeature(void* handle, const std::string& name) {
+    std::optional<Feature> feature = AskFor(handle, name);
+    return feature ? *feature : CFeatures(handle).Find(name);
 }
 
 const char* TypeText(uint32_t type) {

@@ -2,6 +2,7 @@
 #ifndef OX3D_TOOL_FEATURES_H
 #define OX3D_TOOL_FEATURES_H
 
+#include <optional>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <string>
 #include <vector>
@@ -10,7 +11,7 @@ namespace ox3d::tool {
 
 struct Feature {
     OX3D_RGBD_FEATURE m_record{};
-    std::vector<OX3D_RGBD_FEATURE_ENTRY> m_entries; // of an enumeration
+    std::vector<OX3D_RGBD_FEATURE_ENTRY> m_entries; // of an enumeration, where they were asked for
 
     std::string Name() const;
 };
@@ -20,19 +21,21 @@ public:
     // Of an open camera, which has to outlive this. Throws CToolError.
     explicit CFeatures(void* handle);
 
-    // Those that the camera has: in the order of its description, then the library's keys.
+    // Those that the camera has: in the order of its description, then the library's keys. Without entries.
     const std::vector<Feature>& All() const { return m_features; }
     // Throws a CToolError for an unknown name, with what may have been meant.
     const Feature& Find(const std::string& name) const;
-    // The feature as it is at present; throws.
-    Feature Present(const Feature& feature) const;
 
 private:
-    std::vector<OX3D_RGBD_FEATURE_ENTRY> EntriesOf(const OX3D_RGBD_FEATURE& record) const;
-
-    void* m_handle;
     std::vector<Feature> m_features;
 };
+
+// The feature as it is at present, with its entries: nothing else is asked of the camera. None of an unknown name; throws.
+std::optional<Feature> AskFor(void* handle, const std::string& name);
+// The same, but throws as CFeatures::Find() does.
+Feature FindFeature(void* handle, const std::string& name);
+// The camera's description is read for them each time.
+std::vector<OX3D_RGBD_FEATURE_ENTRY> EntriesOf(void* handle, const OX3D_RGBD_FEATURE& record);
 
 // "Integer", "Enumeration", "Command" ...
 const char* TypeText(uint32_t type);

@@ -15,6 +15,60 @@ namespace ox3d::tool {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// The bytes are on the disk before the name is, or a failing host leaves an empty file in place of the former one.
+bool IsOnDisk(const std::string& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool isOnDisk = file >= 0 && fdatasync(file) == 0;
+    const int error = errno;
+    if (file >= 0) {
+        close(file);
+    }
+    errno = error;
+    return isOnDisk;
+}
+
+// Fails with EEXIST where there is something of that name, on file systems too that cannot rename so.
+bool MoveToFreeName(const char* from, const char* to) {
+    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    return errno == EINVAL && link(from, to) == 0 && unlink(from) == 0;
+}
+
+std::string CopyToFreeName(const std::string& file, const std::string& name) {
+    constexpr int kMaxNames = 1000;
+    std::error_code failure;
+    for (int i = 0; i < kMaxNames; ++i) {
+        std::string copy = name + ".former";
+        if (i > 0) {
+            copy.append(".").append(std::to_string(i));
+        }
+        if (fs::copy_file(file, copy, failure)) {
+            return copy;
+        }
+        if (failure != std::errc::file_exists) {
+            std::error_code ignored;
+            if (fs::is_regular_file(copy, ignored)) { // what did not fit
+                fs::remove(copy, ignored);
+            }
+            break;
+        }
+    }
+    return "";
+}
+
+} // namespace
+
+std::string SaveBeside(const std::string& file, const std::string& neighbor) {
+    const std::string copy = CopyToFreeName(file, neighbor);
+    std::error_code failure;
+    return copy.empty()
+               ? CopyToFreeName(file, fs::temp_directory_path(failure) / fs::path(neighbor).filename())
+               : copy;
+}
+
 std::string SourceFile(const std::string& name) {
     std::string path = fs::absolute(name);
     std::error_code ignored;
@@ -29,12 +83,10 @@ std::string SourceFile(const std::string& name) {
 
 CTargetFile::CTargetFile(const std::string& name, EExisting existing)
     : m_path(fs::absolute(name)), m_existing(existing) {
+    CheckReplaceable();
     std::error_code ignored;
     if (existing == EExisting::Refuse && fs::exists(fs::symlink_status(m_path, ignored))) {
         throw CToolError(EExitCode::File, m_path.string() + " is there already; --force replaces it");
-    }
-    if (fs::is_directory(m_path, ignored) || !m_path.has_filename()) {
-        Throw(EISDIR);
     }
     std::string part;
     const int file = MakePartFile(m_path.string(), &part);
@@ -68,12 +120,25 @@ void CTargetFile::Keep() {
         Throw(reason);
     }
     // Another program may have made the file since it was looked for.
-    const unsigned flags = m_existing == EExisting::Refuse ? RENAME_NOREPLACE : 0;
-    if (renameat2(AT_FDCWD, m_part.c_str(), AT_FDCWD, m_path.c_str(), flags) != 0 &&
-        (errno != EINVAL || std::rename(m_part.c_str(), m_path.c_str()) != 0)) {
+    CheckReplaceable();
+    if (!IsOnDisk(m_part) ||
+        (m_existing == EExisting::Refuse ? !MoveToFreeName(m_part.c_str(), m_path.c_str())
+                                         : std::rename(m_part.c_str(), m_path.c_str()) != 0)) {
         Throw(errno);
     }
     m_part.clear();
+}
+
+// A device, a pipe or a link that the file took the place of would be lost to the whole host.
+void CTargetFile::CheckReplaceable() const {
+    std::error_code ignored;
+    const fs::file_status status = fs::symlink_status(m_path, ignored);
+    if (fs::is_directory(m_path, ignored) || !m_path.has_filename()) {
+        Throw(EISDIR);
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        throw CToolError(EExitCode::File, m_path.string() + " is no regular file; nothing else is replaced");
+    }
 }
 
 void CTargetFile::Throw(int error) const {

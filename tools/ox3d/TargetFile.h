@@ -12,6 +12,10 @@ namespace ox3d::tool {
 // none, or it is empty.
 std::string SourceFile(const std::string& name);
 
+// Copies a file that would be lost beside another one, under a name that is free there, or among the temporary files where that
+// cannot be. Returns the copy's name, empty when there is none.
+std::string SaveBeside(const std::string& file, const std::string& neighbor);
+
 enum class EExisting { Refuse, Replace };
 
 class CTargetFile {
@@ -30,6 +34,7 @@ public:
     void Keep();
 
 private:
+    void CheckReplaceable() const;
     [[noreturn]] void Throw(int error) const;
 
     const std::filesystem::path m_path; // absolute

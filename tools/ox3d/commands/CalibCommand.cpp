@@ -1,4 +1,5 @@
 // ox3d calib: the lenses of both sensors, the way between them, and whether that can be one.
+#include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Json.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
@@ -125,6 +126,7 @@ void Export(const CCamera& camera, CTargetFile& target) {
         throw CToolError(EExitCode::Camera,
                          "cannot read the camera's calibration file: " + StatusText(status));
     }
+    CheckInterrupted();
     target.Keep();
 }
 
@@ -141,6 +143,7 @@ EExitCode RunCalib(CCameraControl& control, const Arguments& arguments) {
     if (target) {
         Export(camera, *target);
     }
+    CheckInterrupted();
     Json document = Json::object();
     for (const Lens& lens : kLenses) {
         const std::optional<OX3D_RGBD_CALIB_INFO> info = camera.Calibration(lens.m_type);

@@ -90,7 +90,7 @@ void AddFile(CLI::App& command, Arguments& arguments) {
 void AddUpgrade(CLI::App& command, Arguments& arguments) {
     command.add_option("FILE", arguments.m_file.m_local, "the firmware, from the camera's maker")->required();
     AddCamera(command, arguments);
-    command.footer("Ctrl-C gives the upgrade up: the camera keeps its firmware. Do not cut its power.\n"
+    command.footer("Ctrl-C gives the upgrade up: the camera may keep its firmware. Do not cut its power.\n"
                    "\n"
                    "Example: ox3d upgrade firmware.bin");
 }

@@ -1,6 +1,7 @@
 // ox3d features, get and run: what a camera's features are, their values, and commands.
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Features.h"
+#include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Json.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
@@ -25,12 +26,14 @@ bool IsMatch(const std::string& pattern, const std::string& name) {
     return fnmatch(wanted.c_str(), name.c_str(), FNM_CASEFOLD) == 0;
 }
 
-std::vector<const Feature*> Matching(const CFeatures& features, const std::string& pattern) {
-    std::vector<const Feature*> matching;
+std::vector<Feature> Matching(void* handle, const std::string& pattern) {
+    const CFeatures features(handle);
+    std::vector<Feature> matching;
     for (const Feature& feature : features.All()) {
         const bool isShown = feature.m_record.nVisibility != OX3D_RGBD_VISIBILITY_INVISIBLE;
         if (pattern.empty() ? isShown : IsMatch(pattern, feature.Name())) {
-            matching.push_back(&feature);
+            CheckInterrupted();
+            matching.push_back({feature.m_record, EntriesOf(handle, feature.m_record)});
         }
     }
     if (matching.empty()) {
@@ -45,14 +48,14 @@ std::string ValueWithUnit(const Feature& feature) {
     return value.empty() ? "-" : value + (unit.empty() ? "" : " " + unit);
 }
 
-void PrintLong(const std::vector<const Feature*>& features) {
-    for (const Feature* feature : features) {
-        const OX3D_RGBD_FEATURE& record = feature->m_record;
+void PrintLong(const std::vector<Feature>& features) {
+    for (const Feature& feature : features) {
+        const OX3D_RGBD_FEATURE& record = feature.m_record;
         const std::string description = TextOf(record.chDescription);
-        const std::string range = RangeText(*feature);
+        const std::string range = RangeText(feature);
         std::printf("%s (%s, %s, in %s)\n", TextOf(record.chName).c_str(), TypeText(record.nType),
                     AccessText(record.nAccess), TextOf(record.chCategory).c_str());
-        std::printf("    %s%s%s\n", ValueWithUnit(*feature).c_str(), range.empty() ? "" : "   of ",
+        std::printf("    %s%s%s\n", ValueWithUnit(feature).c_str(), range.empty() ? "" : "   of ",
                     range.c_str());
         for (const std::string& text : {TextOf(record.chToolTip), description}) {
             if (!text.empty()) {
@@ -62,11 +65,11 @@ void PrintLong(const std::vector<const Feature*>& features) {
     }
 }
 
-void PrintTable(const std::vector<const Feature*>& features) {
+void PrintTable(const std::vector<Feature>& features) {
     std::vector<TableRow> rows = {{"NAME", "TYPE", "ACCESS", "VALUE", "RANGE"}};
-    for (const Feature* feature : features) {
-        rows.push_back({feature->Name(), TypeText(feature->m_record.nType),
-                        AccessText(feature->m_record.nAccess), ValueWithUnit(*feature), RangeText(*feature)});
+    for (const Feature& feature : features) {
+        rows.push_back({feature.Name(), TypeText(feature.m_record.nType),
+                        AccessText(feature.m_record.nAccess), ValueWithUnit(feature), RangeText(feature)});
     }
     std::fputs(TableText(rows).c_str(), stdout);
 }
@@ -88,12 +91,11 @@ void CheckReadable(const Feature& feature) {
 EExitCode RunFeatures(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     CSession session(provider, arguments.m_serial);
-    const CFeatures features(session.Handle());
-    const std::vector<const Feature*> matching = Matching(features, arguments.m_feature.m_name);
+    const std::vector<Feature> matching = Matching(session.Handle(), arguments.m_feature.m_name);
+    CheckInterrupted();
     if (arguments.m_isJson) {
         Json document = Json::array();
-        std::transform(matching.begin(), matching.end(), std::back_inserter(document),
-                       [](const Feature* feature) { return FeatureJson(*feature); });
+        std::transform(matching.begin(), matching.end(), std::back_inserter(document), FeatureJson);
         PrintJson(document);
     } else if (arguments.m_feature.m_isLong) {
         PrintLong(matching);
@@ -107,13 +109,15 @@ EExitCode RunGet(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     const std::vector<std::string>& names = arguments.m_feature.m_names;
     CSession session(provider, arguments.m_serial);
-    const CFeatures features(session.Handle());
+    std::vector<Feature> features;
     for (const std::string& name : names) {
-        CheckReadable(features.Find(name));
+        features.push_back(FindFeature(session.Handle(), name));
+        CheckReadable(features.back());
+        CheckInterrupted();
     }
     Json document = Json::object();
-    for (const std::string& name : names) {
-        const Feature& feature = features.Find(name);
+    for (const Feature& feature : features) {
+        const std::string name = feature.Name();
         document[name] = ValueJson(feature);
         if (!arguments.m_isJson) {
             std::printf("%s%s\n", names.size() > 1 ? (name + "=").c_str() : "", PlainText(feature).c_str());
@@ -128,12 +132,12 @@ EExitCode RunGet(CCameraControl& control, const Arguments& arguments) {
 EExitCode RunRun(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     CSession session(provider, arguments.m_serial);
-    const CFeatures features(session.Handle());
-    const Feature& feature = features.Find(arguments.m_feature.m_name);
+    const Feature feature = FindFeature(session.Handle(), arguments.m_feature.m_name);
     if (feature.m_record.nType != OX3D_RGBD_FEATURE_COMMAND) {
         throw CToolError(EExitCode::Usage, feature.Name() + " is no command but a " +
                                                TypeText(feature.m_record.nType) + "; \"ox3d set\" sets it");
     }
+    CheckInterrupted();
     if (const uint32_t status = OX3D_RGBD_Execute(session.Handle(), feature.m_record.chName);
         status != OX3D_RGBD_OK) {
         throw CToolError(EExitCode::Camera,

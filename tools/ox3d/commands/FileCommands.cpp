@@ -2,6 +2,7 @@
 // files that are there are not replaced without --force, and a new one is whole or not there.
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Features.h"
+#include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
 #include "tools/ox3d/Suggest.h"
@@ -34,25 +35,27 @@ std::string XmlOf(void* handle) {
     return xml;
 }
 
-void CheckCameraFile(const CFeatures& features, const std::string& name) {
+void CheckCameraFile(void* handle, const std::string& name) {
     std::vector<std::string> names;
     std::string known;
-    for (const Feature& feature : features.All()) {
-        if (feature.Name() != kFileFeature) {
-            continue;
-        }
-        for (const OX3D_RGBD_FEATURE_ENTRY& entry : feature.m_entries) {
-            names.push_back(TextOf(entry.chName));
-            known += (known.empty() ? "" : ", ") + names.back();
-            if (names.back() == name) {
-                return;
-            }
+    const Feature feature = AskFor(handle, kFileFeature).value_or(Feature());
+    for (const OX3D_RGBD_FEATURE_ENTRY& entry : feature.m_entries) {
+        names.push_back(TextOf(entry.chName));
+        known += (known.empty() ? "" : ", ") + names.back();
+        if (names.back() == name) {
+            return;
         }
     }
     if (!names.empty()) { // else the camera alone knows
         throw CToolError(EExitCode::Usage, "the camera has no file \"" + name + "\"; it has " + known +
                                                DidYouMean(name, names));
     }
+}
+
+// The scratch folder goes with the command: the only copy of what the camera had must not.
+std::string NotPutBack(const std::string& former, const std::string& source) {
+    const std::string saved = SaveBeside(former, source);
+    return "could not be put back; " + (saved.empty() ? "no copy could be kept" : "a copy is " + saved);
 }
 
 OX3D_RGBD_FILE_ACCESS AccessOf(const std::string& local, const std::string& camera) {
@@ -67,6 +70,7 @@ void GetFile(CSession& session, const FileOptions& options, CTargetFile& target)
     if (const uint32_t status = OX3D_RGBD_FileAccessRead(session.Handle(), &access); status != OX3D_RGBD_OK) {
         ThrowStatus("cannot read the camera's file " + options.m_camera, status);
     }
+    CheckInterrupted();
     target.Keep();
 }
 
@@ -75,6 +79,7 @@ void PutFile(CSession& session, const FileOptions& options, const std::string& s
     const std::string former = session.Folder().Path() / "former";
     OX3D_RGBD_FILE_ACCESS access = AccessOf(former, options.m_camera);
     const bool hasFormer = OX3D_RGBD_FileAccessRead(session.Handle(), &access) == OX3D_RGBD_OK;
+    CheckInterrupted();
     access = AccessOf(source, options.m_camera);
     const uint32_t status = OX3D_RGBD_FileAccessWrite(session.Handle(), &access);
     if (status == OX3D_RGBD_OK) {
@@ -85,7 +90,7 @@ void PutFile(CSession& session, const FileOptions& options, const std::string& s
         access = AccessOf(former, options.m_camera);
         after = OX3D_RGBD_FileAccessWrite(session.Handle(), &access) == OX3D_RGBD_OK
                     ? "; it has its former one"
-                    : "; its former one could not be put back";
+                    : "; its former one " + NotPutBack(former, source);
     }
     ThrowStatus("the camera does not take the file " + options.m_camera + after, status);
 }
@@ -101,6 +106,7 @@ EExitCode RunXml(CCameraControl& control, const Arguments& arguments) {
     }
     CSession session(provider, arguments.m_serial);
     const std::string xml = XmlOf(session.Handle());
+    CheckInterrupted();
     if (target) {
         target->Write(xml);
         target->Keep();
@@ -118,6 +124,7 @@ EExitCode RunExport(CCameraControl& control, const Arguments& arguments) {
         status != OX3D_RGBD_OK) {
         ThrowStatus("cannot export the camera's settings", status);
     }
+    CheckInterrupted();
     target.Keep();
     return EExitCode::Ok;
 }
@@ -128,15 +135,18 @@ EExitCode RunImport(CCameraControl& control, const Arguments& arguments) {
     CSession session(provider, arguments.m_serial);
     const std::string former = session.Folder().Path() / "former";
     const bool hasFormer = OX3D_RGBD_ExportAllParam(session.Handle(), former.c_str()) == OX3D_RGBD_OK;
+    CheckInterrupted();
     const uint32_t status = OX3D_RGBD_ImportAllParam(session.Handle(), source.c_str());
     if (status == OX3D_RGBD_OK) {
         return EExitCode::Ok;
     }
-    const bool isAsBefore =
-        hasFormer && OX3D_RGBD_ImportAllParam(session.Handle(), former.c_str()) == OX3D_RGBD_OK;
-    ThrowStatus("the camera does not take the settings of " + source +
-                    (isAsBefore ? "; it has its former ones" : "; some may be set"),
-                status);
+    std::string after = "; some may be set";
+    if (hasFormer) {
+        after = OX3D_RGBD_ImportAllParam(session.Handle(), former.c_str()) == OX3D_RGBD_OK
+                    ? "; it has its former ones"
+                    : after + "; the former ones " + NotPutBack(former, source);
+    }
+    ThrowStatus("the camera does not take the settings of " + source + after, status);
 }
 
 EExitCode RunFile(CCameraControl& control, const Arguments& arguments) {
@@ -151,7 +161,7 @@ EExitCode RunFile(CCameraControl& control, const Arguments& arguments) {
         source = SourceFile(options.m_local);
     }
     CSession session(provider, arguments.m_serial);
-    CheckCameraFile(CFeatures(session.Handle()), options.m_camera);
+    CheckCameraFile(session.Handle(), options.m_camera);
     if (isGet) {
         GetFile(session, options, *target);
     } else {

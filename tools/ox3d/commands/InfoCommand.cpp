@@ -117,8 +117,9 @@ void PrintAll(const CCamera& camera) {
 void PrintDocument(const CCamera& camera) {
     Json document = {{"device", RecordJson(camera.Record())}, {"features", Json::object()}};
     const CFeatures features(camera.Handle());
-    for (const Feature& feature : features.All()) {
+    for (Feature feature : features.All()) {
         if (feature.m_record.nHasValue == 1) {
+            feature.m_entries = EntriesOf(camera.Handle(), feature.m_record);
             document["features"][feature.Name()] = ValueJson(feature);
         }
     }

@@ -1,6 +1,7 @@
 // ox3d set: all of the settings or none. What the command line gets wrong is said before anything is set; what the camera
 // refuses takes back what was set before it.
 #include "tools/ox3d/Features.h"
+#include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Json.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
@@ -15,7 +16,7 @@ namespace ox3d::tool {
 namespace {
 
 struct Setting {
-    const Feature* m_feature;
+    Feature m_feature;
     std::string m_text;
 };
 
@@ -23,14 +24,14 @@ bool IsWritable(uint32_t access) {
     return access == OX3D_RGBD_ACCESS_READ_WRITE || access == OX3D_RGBD_ACCESS_WRITE_ONLY;
 }
 
-Setting SettingOf(const CFeatures& features, const std::string& text) {
+Setting SettingOf(void* handle, const std::string& text) {
     const size_t equals = text.find('=');
     if (equals == std::string::npos) {
-        features.Find(text);
+        FindFeature(handle, text); // says that there is none
         throw CToolError(EExitCode::Usage,
                          "\"" + text + "\" says no value; \"ox3d set " + text + "=VALUE\" sets one");
     }
-    return {&features.Find(text.substr(0, equals)), text.substr(equals + 1)};
+    return {FindFeature(handle, text.substr(0, equals)), text.substr(equals + 1)};
 }
 
 void Apply(const Feature& feature, const OX3D_RGBD_PARAM& value, void* handle) {
@@ -44,8 +45,8 @@ void Apply(const Feature& feature, const OX3D_RGBD_PARAM& value, void* handle) {
 
 // Sets one feature by what the camera says of it at that time: an earlier setting may have locked it or moved its range.
 // Returns what was there before.
-Feature Set(const CFeatures& features, const Setting& setting, void* handle) {
-    Feature present = features.Present(*setting.m_feature);
+Feature Set(const Setting& setting, void* handle) {
+    Feature present = FindFeature(handle, setting.m_feature.Name());
     if (!IsWritable(present.m_record.nAccess)) {
         throw CToolError(EExitCode::Camera, present.Name() + " cannot be set now: it is " +
                                                 AccessText(present.m_record.nAccess));
@@ -58,43 +59,48 @@ Feature Set(const CFeatures& features, const Setting& setting, void* handle) {
     return present;
 }
 
-// The last first: it may have been possible by the others only. Whether all could be taken back.
-bool TakeBack(const std::vector<Feature>& former, void* handle) {
-    bool isDone = true;
-    for (auto feature = former.rbegin(); feature != former.rend(); ++feature) {
-        try {
-            if (feature->m_record.nHasValue == 1) {
-                Apply(*feature, feature->m_record.stValue, handle);
-            }
-        } catch (const CToolError&) {
-            isDone = false;
+bool IsTakenBack(const Feature& former, void* handle) {
+    try {
+        if (former.m_record.nHasValue == 1) { // what can only be written has no value to go back to
+            Apply(former, former.m_record.stValue, handle);
+            return true;
         }
+    } catch (const CToolError&) {
     }
-    return isDone;
+    return false;
 }
 
-void SetAll(const CFeatures& features, const std::vector<Setting>& settings, void* handle) {
+// The last first: it may have been possible by the others only. Says what came of it.
+std::string TakeBack(const std::vector<Feature>& former, void* handle) {
+    std::string left;
+    for (auto feature = former.rbegin(); feature != former.rend(); ++feature) {
+        if (!IsTakenBack(*feature, handle)) {
+            left += (left.empty() ? "" : ", ") + feature->Name();
+        }
+    }
+    return left.empty() ? "; what was set before it is taken back"
+                        : "; of what was set before it this could not be taken back: " + left;
+}
+
+void SetAll(const std::vector<Setting>& settings, void* handle) {
     std::vector<Feature> former;
     try {
         for (const Setting& setting : settings) {
-            former.push_back(Set(features, setting, handle));
+            former.push_back(Set(setting, handle));
+            CheckInterrupted();
         }
     } catch (const CToolError& error) {
         if (former.empty()) {
             throw;
         }
-        throw CToolError(error.Code(),
-                         std::string(error.what()) + (TakeBack(former, handle)
-                                                          ? "; what was set before it is taken back"
-                                                          : "; not all that was set before it could "
-                                                            "be taken back"));
+        throw CToolError(error.Code(), error.what() + TakeBack(former, handle));
     }
 }
 
 // Nothing is asked of the camera for it. Ranges may move by what is set before: those of the first setting alone count here.
 void Check(const std::vector<Setting>& settings) {
     for (size_t i = 0; i < settings.size(); ++i) {
-        Feature feature = *settings[i].m_feature;
+        Feature feature = settings[i].m_feature;
         if (feature.m_record.nAccess == OX3D_RGBD_ACCESS_READ_ONLY && i == 0) {
             throw CToolError(EExitCode::Camera, feature.Name() + " cannot be set now: it is read-only");
         }
@@ -110,16 +116,16 @@ void Check(const std::vector<Setting>& settings) {
 EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     CSession session(provider, arguments.m_serial);
-    const CFeatures features(session.Handle());
     std::vector<Setting> settings;
     for (const std::string& text : arguments.m_feature.m_names) {
-        settings.push_back(SettingOf(features, text));
+        settings.push_back(SettingOf(session.Handle(), text));
+        CheckInterrupted();
     }
     Check(settings);
-    SetAll(features, settings, session.Handle());
+    SetAll(settings, session.Handle());
     Json document = Json::object();
     for (const Setting& setting : settings) { // as the camera has it: it may have rounded
-        const Feature present = features.Present(*setting.m_feature);
+        const Feature present = FindFeature(session.Handle(), setting.m_feature.Name());
         document[present.Name()] = ValueJson(present);
         if (!arguments.m_isJson) {
             std::printf("%s=%s\n", present.Name().c_str(), PlainText(present).c_str());
