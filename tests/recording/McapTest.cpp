@@ -35,7 +35,9 @@ extern "C" int flock(int file, int how) noexcept {
     return errno == 0 ? static_cast<int>(syscall(SYS_flock, file, how)) : -1;
 }
 
-extern "C" ssize_t pread(int file, void* to, size_t bytes, off_t at) {
+// By another name here: the system's headers may define an inline one.
+extern "C" ssize_t CountedPread(int file, void* to, size_t bytes, off_t at) asm("pread");
+ssize_t CountedPread(int file, void* to, size_t bytes, off_t at) {
     s_readBytes += bytes;
     return syscall(SYS_pread64, file, to, bytes, at);
 }
