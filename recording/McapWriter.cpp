@@ -171,8 +171,9 @@ CMcapWriter::~CMcapWriter() {
     }
 }
 
-std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool isReplacing, ByteVector front,
-                                                 McapSummary summary, std::string* error) {
+std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool isReplacing,
+                                                 const ByteVector& front, McapSummary summary,
+                                                 std::string* error) {
     struct stat status {};
     const bool isThere = lstat(path.c_str(), &status) == 0;
     if (isThere && (!isReplacing || (status.st_mode & S_IFMT) != S_IFREG)) {

@@ -57,8 +57,9 @@ public:
     // Makes the file with what comes before the first chunk, `front`, whose records `summary` lists with offsets that
     // count from the begin of the file. It has another name until its first chunk is on the disk. Another file of its
     // name is then replaced, or a reason not to write.
-    static std::unique_ptr<CMcapWriter> Create(const std::string& path, bool isReplacing, ByteVector front,
-                                               McapSummary summary, std::string* error);
+    static std::unique_ptr<CMcapWriter> Create(const std::string& path, bool isReplacing,
+                                               const ByteVector& front, McapSummary summary,
+                                               std::string* error);
     ~CMcapWriter();
     CMcapWriter(const CMcapWriter&) = delete;
     CMcapWriter& operator=(const CMcapWriter&) = delete;

@@ -76,8 +76,7 @@ bool CRecorder::Start(const std::string& path, std::string* error) {
     McapSummary summary;
     PutRecordingFront(m_camera, m_options.m_library, m_options.m_color, &front, &summary);
     const uint64_t frontBytes = front.size();
-    m_writer =
-        CMcapWriter::Create(path, m_options.m_isReplacing, std::move(front), std::move(summary), error);
+    m_writer = CMcapWriter::Create(path, m_options.m_isReplacing, front, std::move(summary), error);
     if (m_writer == nullptr) {
         return false;
     }

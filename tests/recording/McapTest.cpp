@@ -94,7 +94,7 @@ RecordedCamera Camera() {
 
 class Mcap : public ::testing::Test {
 protected:
-    void Open(RecorderOptions options = {}) {
+    void Open(const RecorderOptions& options = {}) {
         m_recorder = CRecorder::Open(m_path, Camera(), options, &m_error);
         ASSERT_NE(m_recorder, nullptr) << m_error;
     }
@@ -152,7 +152,7 @@ protected:
     std::string Spoiled(const std::function<void(std::string&)>& spoil) {
         std::string bytes = test::ReadFile(m_path);
         spoil(bytes);
-        const std::string path = m_folder.File("spoiled.mcap");
+        std::string path = m_folder.File("spoiled.mcap");
         test::WriteFile(path, bytes);
         return path;
     }
@@ -220,9 +220,9 @@ TEST_F(Mcap, IsReadByReadersThatKnowNothingOfThisProject) {
     options.m_color = ERecordedColor::Raw;
     Record(5, options);
     const auto read = [&](const std::string& path, const char* how) {
-        test::CProcess reader(
-            {"/usr/bin/env", "node", OX3D_THIRD_PARTY "/read.mjs", OX3D_NODE_MODULES, path, how},
-            m_folder.Path());
+        test::CProcess reader({"/usr/bin/env", "node", std::string(OX3D_THIRD_PARTY) + "/read.mjs",
+                               OX3D_NODE_MODULES, path, how},
+                              m_folder.Path());
         EXPECT_EQ(reader.Finish(), 0);
         return reader.Output();
     };
@@ -321,7 +321,7 @@ TEST_F(Mcap, CutAtAnyByteHasEveryWholeFrameAndIsRepaired) {
 
 TEST_F(Mcap, KilledAtAnyMomentHasEveryFrameThatWasWritten) {
     const char* const kills = std::getenv("OX3D_KILLS"); // more of them, for docs/recording.md
-    for (int round = 0; round < (kills == nullptr ? 5 : std::atoi(kills)); ++round) {
+    for (int round = 0; round < (kills == nullptr ? 5 : std::strtol(kills, nullptr, 10)); ++round) {
         fs::remove(m_path);
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
