@@ -162,6 +162,20 @@ uint32_t CCamera::SaveCalibration(const std::string& file) const {
     return OX3D_RGBD_FileAccessRead(m_handle, &access);
 }
 
+std::optional<RecordedLens> CCamera::Lens(uint32_t stream) const {
+    OX3D_RGBD_INTRINSICS lens{};
+    if (OX3D_RGBD_GetIntrinsics(m_handle, stream, &lens) != OX3D_RGBD_OK) {
+        return std::nullopt;
+    }
+    return RecordedLens{lens.nWidth,
+                        lens.nHeight,
+                        lens.fFx,
+                        lens.fFy,
+                        lens.fCx,
+                        lens.fCy,
+                        {lens.fK1, lens.fK2, lens.fP1, lens.fP2, lens.fK3}};
+}
+
 std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) const {
     OX3D_RGBD_CALIB_INFO calib{};
     if (OX3D_RGBD_GetCalibInfo(m_handle, calibType, &calib) != OX3D_RGBD_OK) {

@@ -3,6 +3,7 @@
 #ifndef OX3D_TOOL_CAMERA_H
 #define OX3D_TOOL_CAMERA_H
 
+#include "recording/RecordedFrame.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/Provider.h"
 
@@ -77,6 +78,8 @@ public:
     void Switch(const char* key, bool isOn); // one of OX3D_RGBD_KEY_*; throws CToolError
     // Copies the file of the camera's calibration. Returns a status.
     uint32_t SaveCalibration(const std::string& file) const;
+    // The lens of a stream as it is delivered (OX3D_RGBD_CAMERA_*); empty where the camera has no calibration.
+    std::optional<RecordedLens> Lens(uint32_t stream) const;
     std::optional<OX3D_RGBD_CALIB_INFO> Calibration(uint32_t calibType) const;
 
 private:

@@ -15,7 +15,7 @@ std::string Quoted(const std::string& text) {
     return quoted + "'";
 }
 
-// In a specification of zsh's _arguments.
+// In what _arguments of zsh takes.
 std::string ZshText(const std::string& text) {
     std::string escaped;
     for (const char c : text) {

@@ -170,20 +170,6 @@ size_t ToPngFolder(CRecordingReader& reader, const fs::path& folder) {
 
 // ---- Through the library ----
 
-std::optional<RecordedLens> ColorLens(const CCamera& camera) {
-    OX3D_RGBD_INTRINSICS lens{};
-    if (OX3D_RGBD_GetIntrinsics(camera.Handle(), OX3D_RGBD_CAMERA_COLOR, &lens) != OX3D_RGBD_OK) {
-        return std::nullopt;
-    }
-    return RecordedLens{lens.nWidth,
-                        lens.nHeight,
-                        lens.fFx,
-                        lens.fFy,
-                        lens.fCx,
-                        lens.fCy,
-                        {lens.fK1, lens.fK2, lens.fP1, lens.fP2, lens.fK3}};
-}
-
 void WriteCloud(const CCamera& camera, OX3D_RGBD_FRAME_DATA& frame, bool isPly, const fs::path& folder,
                 size_t number) {
     OX3D_RGBD_CLOUD_OPTIONS options{};
@@ -258,7 +244,7 @@ size_t ThroughLibrary(CCamera& camera, const CRecordingReader& reader, EConvert 
         }
         if (dataset) {
             dataset->Add({i, TimeOf(reader, i), DecodeDepth(frame), DecodeColor(frame)});
-            lens = lens ? lens : ColorLens(camera);
+            lens = lens ? lens : camera.Lens(OX3D_RGBD_CAMERA_COLOR);
         } else {
             WriteCloud(camera, frame, to == EConvert::Ply, folder, i);
         }

@@ -57,20 +57,6 @@ std::string DescriptionOf(const CCamera& camera) {
     return isWhole ? std::string(bytes.begin(), bytes.begin() + lengthBytes) : std::string();
 }
 
-std::optional<RecordedLens> LensOf(const CCamera& camera, uint32_t stream) {
-    OX3D_RGBD_INTRINSICS lens{};
-    if (OX3D_RGBD_GetIntrinsics(camera.Handle(), stream, &lens) != OX3D_RGBD_OK) {
-        return std::nullopt;
-    }
-    return RecordedLens{lens.nWidth,
-                        lens.nHeight,
-                        lens.fFx,
-                        lens.fFy,
-                        lens.fCx,
-                        lens.fCy,
-                        {lens.fK1, lens.fK2, lens.fP1, lens.fP2, lens.fK3}};
-}
-
 std::optional<RecordedWay> WayOf(const CCamera& camera) {
     OX3D_RGBD_EXTRINSICS way{};
     if (OX3D_RGBD_GetExtrinsics(camera.Handle(), OX3D_RGBD_CAMERA_DEPTH, OX3D_RGBD_CAMERA_COLOR, &way) !=
@@ -171,8 +157,8 @@ void CRecording::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
 }
 
 bool CRecording::Begin() {
-    m_recorded.m_depthLens = LensOf(m_camera, OX3D_RGBD_CAMERA_DEPTH);
-    m_recorded.m_colorLens = LensOf(m_camera, OX3D_RGBD_CAMERA_COLOR);
+    m_recorded.m_depthLens = m_camera.Lens(OX3D_RGBD_CAMERA_DEPTH);
+    m_recorded.m_colorLens = m_camera.Lens(OX3D_RGBD_CAMERA_COLOR);
     m_recorded.m_depthToColor = WayOf(m_camera);
     RecorderOptions options;
     options.m_library = "ox3d " + VersionText();
