@@ -41,10 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         OX3D_FUZZ_EXPECT(isLoaded || info.IsUntouched());
     }
     const std::string text(reinterpret_cast<const char*>(data), lengthBytes);
-    if (const auto read =
-            ox3d::ReadCalibration(text, 640)) { // the tool's own reader takes what the library does
-        Marked<DepthCalibration> depth;
-        OX3D_FUZZ_EXPECT(LoadDepthCalibration(path, 640, &depth.m_record) == nullptr);
+    if (const auto read = ox3d::ReadCalibration(text, 640)) { // the tool's own reader, which forgives more
         OX3D_FUZZ_EXPECT(read->m_depth.m_fx > 0 && read->m_color.m_fy > 0);
     }
     return 0;

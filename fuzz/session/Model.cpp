@@ -302,6 +302,19 @@ uint32_t CModel::Calibration() {
     return OX3D_RGBD_OK;
 }
 
+// Which of the two latches there is, the rate of the ticks, and three tries; a device without any has no say.
+uint32_t CModel::Clock() {
+    const uint32_t read = HasExtended() ? DOUBLE_OX_CC_GetIntValueEx : DOUBLE_OX_CC_GetIntValue;
+    const bool hasLatch = Ask(read) == 0 || Ask(read) == 0;
+    Ask(read);
+    for (int i = 0; hasLatch && i < 3; ++i) {
+        if (Ask(DOUBLE_OX_CC_SetCommandValue) != 0 || Ask(read) != 0) {
+            break;
+        }
+    }
+    return OX3D_RGBD_OK;
+}
+
 uint32_t CModel::Points(bool isValid) {
     if (!isValid) {
         return OX3D_RGBD_E_PARAMETER;

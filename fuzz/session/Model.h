@@ -72,6 +72,7 @@ public:
     uint32_t GetParam(uint32_t function, bool hasValue);
     uint32_t SetSwitch(ESwitch key, int64_t value);
     uint32_t Calibration();
+    uint32_t Clock();
     uint32_t Points(bool isValid);
     uint32_t SetIp(bool isKnown, bool isStatic);
     uint32_t Forward(uint32_t function); // one call, translated

@@ -359,7 +359,7 @@ constexpr StepKind kKinds[] = {
          const uint32_t status = OX3D_RGBD_GetFrameClock(h, Argument(clock, v));
          return status == OX3D_RGBD_E_NO_DATA ? OX3D_RGBD_OK : status; // as the frames so far were stamped
      },
-     [](Context&, uint8_t) { return OX3D_RGBD_OK; }},
+     [](Context& context, uint8_t) { return context.m_model.Clock(); }},
     {"times of nobody's frame", EShape::ArgumentFirst,
      [](Context&, void* h, uint8_t v) {
          const OX3D_RGBD_FRAME_DATA frame = {};
