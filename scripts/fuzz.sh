@@ -18,14 +18,13 @@ smoke_seconds=${OX3D_FUZZ_SECONDS:-60}
 # Without the statistics of how rare each branch is: keeping them takes a quarter of a quick target's time.
 limits=(-rss_limit_mb=2048 -malloc_limit_mb=512 -timeout=10 -print_final_stats=1 -entropic=0)
 
-export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+sanitizer_options
 # An allocation that asks for more than it may get is refused, as by a system without memory; code that does not
 # expect that is found.
 ASAN_OPTIONS+=:allocator_may_return_null=1:max_allocation_size_mb=512
 # What an input freed is kept from reuse beyond the input's end, not for hundreds of them; callers of an allocation that
 # nobody will ask for need not be noted to the last. Both take more time than most readers.
 ASAN_OPTIONS+=:quarantine_size_mb=16:malloc_context_size=6
-export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 # options_of <target>: its own options, one a line.
 options_of() { awk -v name="$1" '$1 == name { for (i = 2; i <= NF; ++i) print $i }' "$programs/targets.txt"; }

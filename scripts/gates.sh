@@ -307,8 +307,7 @@ sanitized_tests() {
 }
 
 gate_asan_ubsan() {
-    export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
-    export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+    sanitizer_options
     sanitized_tests asan-ubsan all
 }
 

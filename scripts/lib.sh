@@ -7,6 +7,14 @@ jobs=$(nproc 2>/dev/null || echo 2)
 export LC_ALL=C.UTF-8
 unset OX3D_PROVIDER OX3D_RGBD_DATA_DIR # what a user has set for programs is not meant for tests and measurements
 
+# For programs under the sanitizers. The look for leaks may not ask where the thread-locals of libraries loaded by hand
+# lie: g++ 12's guesses that from the words before them, and faults in one of 256 places that a block may get, which
+# depends on what the program allocated before, down to the length of the checkout's path.
+sanitizer_options() {
+    export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:intercept_tls_get_addr=0
+    export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+}
+
 say() { printf '%s\n' "$*"; }
 fail() {
     printf 'error: %s\n' "$*" >&2
@@ -15,7 +23,7 @@ fail() {
 
 # findings_of <log>: the cases and findings that a log of tests or of a build ends in, in a few lines.
 findings_of() {
-    grep -aE -A6 ': Failure$|: error: |^error: |^complaint: |runtime error: |ERROR: |WARNING: ThreadSanitizer|^SUMMARY: ' "$1" | cut -c1-200 |
+    grep -aE -A6 ': Failure$|: error: |^error: |^complaint: |runtime error: |ERROR: |LeakSanitizer has|WARNING: ThreadSanitizer|^SUMMARY: ' "$1" | cut -c1-200 |
         head -n 24
     grep -aE '^\[  FAILED  \] [^ ]+( \(|$)' "$1" | sort -u | head -n 8
 }

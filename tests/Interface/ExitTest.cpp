@@ -10,14 +10,6 @@
 #include "tests/support/Files.h"
 #include <ox3drgbd/Ox3dRgbdApi.h>
 
-#ifdef __SANITIZE_ADDRESS__
-// The look for leaks guesses where the thread-locals of a library lie that was loaded by hand, and faults where the size of
-// their block misleads it.
-extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
-    return "intercept_tls_get_addr=0";
-}
-#endif
-
 namespace {
 
 std::atomic<int> g_frames{0};
