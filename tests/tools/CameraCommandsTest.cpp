@@ -186,6 +186,7 @@ TEST_F(CameraCommands, CalibChecksTheRotation) {
     const auto calibration = Document("calib --json");
     EXPECT_NEAR(calibration["depth"]["field_of_view_degrees"][0], 78.6765, 1e-3); // 2 atan(320 / 390.431)
     EXPECT_TRUE(calibration["depth_to_color"]["is_rotation"]);
+    EXPECT_EQ(Document("info --json")["calibration"], calibration);
     fs::copy(kOffice, m_folder.File("bent"), fs::copy_options::recursive);
     std::string text = ReadFile(m_folder.File("bent/calibration.xml"));
     text[text.find("r00=\"") + 5] = '2';

@@ -3,6 +3,7 @@
 #include "tools/ox3d/Features.h"
 #include "tools/ox3d/Json.h"
 #include "tools/ox3d/WorkFolder.h"
+#include "tools/ox3d/commands/CalibrationJson.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FeatureJson.h"
 #include "tools/ox3d/commands/FeatureText.h"
@@ -123,6 +124,7 @@ void PrintDocument(const CCamera& camera) {
             document["features"][feature.Name()] = ValueJson(feature);
         }
     }
+    document["calibration"] = CalibrationJson(CalibrationOf(camera));
     PrintJson(document);
 }
 
