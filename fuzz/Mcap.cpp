@@ -58,11 +58,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     McapRepairReport report;
     std::string error;
     const EMcapRepair result = RepairMcap(s_file.Path(), &report, &error);
-    OX3D_FUZZ_EXPECT(result == EMcapRepair::Ok || (result == EMcapRepair::Foreign && !error.empty()));
-    if (result == EMcapRepair::Ok && !report.m_wasClosed) {
+    OX3D_FUZZ_EXPECT(result == EMcapRepair::Ok ||
+                     ((result == EMcapRepair::Foreign || result == EMcapRepair::Empty) && !error.empty()));
+    if (result == EMcapRepair::Ok && report.m_isMended) {
         OX3D_FUZZ_EXPECT(ReadFrames(s_file.Path()) >= before);
         OX3D_FUZZ_EXPECT(RepairMcap(s_file.Path(), &report, &error) == EMcapRepair::Ok);
-        OX3D_FUZZ_EXPECT(report.m_wasClosed && report.m_badChunks.empty());
+        OX3D_FUZZ_EXPECT(report.m_wasClosed && !report.m_isMended && report.m_badChunks.empty());
     }
     return 0;
 }

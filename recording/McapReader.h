@@ -43,7 +43,7 @@ private:
 struct McapContents {
     McapSummary m_summary;
     bool m_isClosed = false;        // there is a summary, and it is right
-    uint64_t m_wholeBytes = 0;      // by a scan: the end of the last whole record of the data
+    uint64_t m_wholeBytes = 0;      // the data's end; by a scan: that of its last whole record
     uint64_t m_damagedBytes = 0;    // by a scan: inside the data, where no record was found
     uint64_t m_lostHeaderBytes = 0; // by a scan: of them, where the header was
 };

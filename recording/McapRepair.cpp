@@ -1,5 +1,5 @@
-// McapRepair.cpp - the torn end is cut off, then what CMcapWriter::Close() would have written is put there. A kill in
-// between leaves a file that can be repaired again.
+// McapRepair.cpp - the torn end, or a summary that is not right, is cut off, then what CMcapWriter::Close() would have
+// written is put there. A kill in between leaves a file that can be repaired again.
 #include "recording/McapRepair.h"
 
 #include "recording/McapRecording.h"
@@ -104,17 +104,22 @@ public:
     }
 
 private:
-    // Indexes that are not what the chunk's messages ask for are written anew, behind the data.
+    // Where they are said to be or ought to be. What is not what the chunk's messages ask for is written anew, behind the
+    // data.
     void SetIndexes(McapChunkInfo* chunk) {
         const auto times = m_check.Times(m_contents.m_summary, chunk);
-        ByteVector wanted;
-        ByteVector there;
         const uint64_t behind = chunk->m_offset + chunk->m_lengthBytes;
-        PutMessageIndexes(times, behind, chunk, &wanted);
-        if (!m_file.Read(behind, wanted.size(), &there) || there != wanted ||
-            behind + wanted.size() > m_contents.m_wholeBytes) {
-            PutMessageIndexes(times, m_contents.m_wholeBytes + m_end.size(), chunk, &m_end);
+        const uint64_t listed = chunk->m_indexes.empty() ? behind : chunk->m_indexes.front().second;
+        for (const uint64_t place : {listed, behind}) {
+            ByteVector wanted;
+            ByteVector there;
+            PutMessageIndexes(times, place, chunk, &wanted);
+            if (m_file.Read(place, wanted.size(), &there) && there == wanted &&
+                place + wanted.size() <= m_contents.m_wholeBytes) {
+                return;
+            }
         }
+        PutMessageIndexes(times, m_contents.m_wholeBytes + m_end.size(), chunk, &m_end);
     }
 
     const CMcapFile& m_file;
@@ -125,7 +130,7 @@ private:
 };
 
 // What other readers ask for before anything else. The header's place is filled to its last byte.
-bool MendFront(const CMcapFile& file, const McapContents& contents) {
+ByteVector FrontOf(const McapContents& contents) {
     ByteVector front;
     PutHeader(&front, "");
     const uint64_t neededBytes = front.size() - kMcapMagic.size();
@@ -135,21 +140,57 @@ bool MendFront(const CMcapFile& file, const McapContents& contents) {
     } else {
         front.resize(kMcapMagic.size());
     }
-    return WriteAt(file.Descriptor(), 0, front);
+    return front;
 }
 
+bool IsThere(const CMcapFile& file, uint64_t offset, const ByteVector& bytes) {
+    ByteVector there;
+    return file.Read(offset, bytes.size(), &there) && there == bytes;
+}
+
+// Writes what is not as it has to be.
 EMcapRepair Close(const CMcapFile& file, McapContents* contents, McapRepairReport* report,
                   std::string* error) {
     const ByteVector end = CRebuild(file, contents, report).End();
+    const ByteVector front = FrontOf(*contents);
     report->m_damagedBytes = contents->m_damagedBytes;
-    report->m_cutBytes = file.Bytes() - contents->m_wholeBytes;
+    if (!contents->m_isClosed) {
+        report->m_cutBytes = file.Bytes() - contents->m_wholeBytes;
+    } else if (file.Bytes() == contents->m_wholeBytes + end.size() &&
+               IsThere(file, contents->m_wholeBytes, end) && IsThere(file, 0, front)) {
+        return EMcapRepair::Ok;
+    }
+    report->m_isMended = true;
     if (ftruncate(file.Descriptor(), static_cast<off_t>(contents->m_wholeBytes)) != 0 ||
-        !WriteAt(file.Descriptor(), contents->m_wholeBytes, end) || !MendFront(file, *contents) ||
+        !WriteAt(file.Descriptor(), contents->m_wholeBytes, end) || !WriteAt(file.Descriptor(), 0, front) ||
         fdatasync(file.Descriptor()) != 0) {
         *error = std::generic_category().message(errno);
         return EMcapRepair::Failed;
     }
     return EMcapRepair::Ok;
+}
+
+// The summary knows the chunks of a closed file better than a search could find them; how its first bytes are, and what
+// is damaged besides, a search alone tells. A summary that lists itself is none.
+bool FindParts(const CMcapFile& file, McapContents* contents, std::string* error) {
+    McapContents closed;
+    if (!ReadMcapSummary(file, &closed)) {
+        return ScanMcap(file, contents, error);
+    }
+    std::string ignored;
+    ScanMcap(file, contents, &ignored);
+    const auto isInData = [&](const auto& part) {
+        return part.m_offset + part.m_lengthBytes <= closed.m_wholeBytes;
+    };
+    const McapSummary& summary = closed.m_summary;
+    if (std::all_of(summary.m_chunks.begin(), summary.m_chunks.end(), isInData) &&
+        std::all_of(summary.m_attachments.begin(), summary.m_attachments.end(), isInData) &&
+        std::all_of(summary.m_metadata.begin(), summary.m_metadata.end(), isInData)) {
+        closed.m_damagedBytes = contents->m_damagedBytes;
+        closed.m_lostHeaderBytes = contents->m_lostHeaderBytes;
+        *contents = std::move(closed);
+    }
+    return true;
 }
 
 EMcapRepair Repair(const std::string& path, McapRepairReport* report, std::string* error) {
@@ -165,20 +206,15 @@ EMcapRepair Repair(const std::string& path, McapRepairReport* report, std::strin
     McapContents contents;
     TextMap facts;
     file.Measure(); // a recorder may have written until just then
-    report->m_wasClosed = ReadMcapSummary(file, &contents);
-    if ((!report->m_wasClosed && !ScanMcap(file, &contents, error)) ||
-        !ReadRecordedFacts(file, contents.m_summary, &facts, error)) {
+    if (!FindParts(file, &contents, error) || !ReadRecordedFacts(file, contents.m_summary, &facts, error)) {
         *error = path + ": " + *error;
         return EMcapRepair::Foreign;
     }
-    if (report->m_wasClosed) {
-        CChunkCheck check(file, report);
-        for (const McapChunkInfo& chunk : contents.m_summary.m_chunks) {
-            check.IsGood(chunk);
-        }
-        LeaveOutBadAttachments(file, &contents.m_summary, report);
-        return EMcapRepair::Ok;
+    if (contents.m_summary.m_chunks.empty()) {
+        *error = path + ": it ended before its first frame was whole";
+        return EMcapRepair::Empty;
     }
+    report->m_wasClosed = contents.m_isClosed;
     const EMcapRepair result = Close(file, &contents, report, error);
     CMcapFile closed;
     McapContents again;

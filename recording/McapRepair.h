@@ -1,4 +1,5 @@
-// McapRepair.h - checks every chunk of an MCAP file, and gives one that was not closed its summary, in place.
+// McapRepair.h - checks every chunk of an MCAP file and its indexes, and gives one that was not closed, or whose indexes are
+// damaged, its summary anew, in place.
 #ifndef OX3D_RECORDING_MCAP_REPAIR_H
 #define OX3D_RECORDING_MCAP_REPAIR_H
 
@@ -9,7 +10,8 @@
 namespace ox3d {
 
 struct McapRepairReport {
-    bool m_wasClosed = false; // the summary was there: the file is as it was
+    bool m_wasClosed = false; // the summary was there
+    bool m_isMended = false;  // something was written; else the file is as it was
     uint64_t m_goodChunks = 0;
     std::vector<std::string>
         m_badChunks; // where each is and what is wrong; they stay where they are, unlisted
@@ -18,9 +20,9 @@ struct McapRepairReport {
     uint64_t m_cutBytes = 0;                   // of a torn end behind the last whole record
 };
 
-enum class EMcapRepair { Ok, Foreign, Busy, Failed };
+enum class EMcapRepair { Ok, Foreign, Empty, Busy, Failed };
 
-// Foreign: no MCAP file, not one that ox3d recorded, or not to be opened. Busy: another process is recording into it. Failed: it could not be
+// Empty: nothing to repair in it, it is left as it was. Foreign: no MCAP file, not one that ox3d recorded, or not to be opened. Busy: another process is recording into it. Failed: it could not be
 // written; all whole chunks are there as before. *error says what.
 EMcapRepair RepairMcap(const std::string& path, McapRepairReport* report, std::string* error);
 

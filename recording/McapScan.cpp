@@ -411,6 +411,7 @@ bool ReadMcapSummary(const CMcapFile& file, McapContents* contents) {
         isGood = !reader.HasFailed() && AddToSummary(file, next, content, &contents->m_summary);
     }
     contents->m_isClosed = isGood;
+    contents->m_wholeBytes = begin - std::min(begin, kMcapRecordHeadBytes + sizeof(uint32_t)); // DataEnd
     contents->m_summary = isGood ? std::move(contents->m_summary) : McapSummary();
     return isGood;
 }

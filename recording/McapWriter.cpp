@@ -50,6 +50,25 @@ void SyncFolderOf(const std::string& path) {
     }
 }
 
+// A repair by another process, or a recording that looks for leftovers, must not take the file for one that nobody writes
+// any more. One that came between its making and its lock has taken it away. Where files cannot be locked neither can.
+int MakeLockedPart(const std::string& path, std::string* part) {
+    constexpr int kManyAttempts = 10;
+    for (int attempt = 0; attempt < kManyAttempts; ++attempt) {
+        const int file = MakePartFile(path, part);
+        struct stat status {};
+        const bool isOurs = file >= 0 && (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) &&
+                            fstat(file, &status) == 0 && status.st_nlink > 0;
+        if (isOurs || file < 0) {
+            return file;
+        }
+        close(file);
+        unlink(part->c_str());
+    }
+    errno = EBUSY;
+    return -1;
+}
+
 // Gives the file its name. A file system that cannot refuse an existing one in the same step is asked for a second link.
 bool Rename(const std::string& part, const std::string& path, bool isReplacing) {
     if (isReplacing) {
@@ -181,7 +200,7 @@ std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool i
         return nullptr;
     }
     std::string part;
-    const int file = MakePartFile(path, &part);
+    const int file = MakeLockedPart(path, &part);
     if (file < 0) {
         *error = "cannot make " + path + ": " + ReasonOf(errno);
         return nullptr;
@@ -190,9 +209,6 @@ std::unique_ptr<CMcapWriter> CMcapWriter::Create(const std::string& path, bool i
     writer->m_path = path;
     writer->m_part = part;
     writer->m_isReplacing = isReplacing;
-    // A repair by another process must not take the file for one that nobody writes any more. Where files cannot be
-    // locked neither can one stop it.
-    flock(file, LOCK_EX | LOCK_NB);
     if (!WriteAll(file, front)) {
         *error = "cannot write " + path + ": " + ReasonOf(errno);
         return nullptr;

@@ -1,5 +1,6 @@
 // What is recorded into an MCAP file is read as it was, whatever ends the recording and whatever the bytes.
 #include "recording/FrameEncoder.h"
+#include "recording/McapLeftovers.h"
 #include "recording/McapRecording.h"
 #include "recording/McapRepair.h"
 #include "recording/Recorder.h"
@@ -157,6 +158,13 @@ protected:
         return path;
     }
 
+    // The file of a recording that has no frame yet.
+    fs::path Part() const {
+        const auto isPart = [](const auto& entry) { return entry.path().extension() == ".part"; };
+        const auto part = std::find_if(fs::directory_iterator(m_folder.Path()), {}, isPart);
+        return part == fs::directory_iterator() ? fs::path() : part->path();
+    }
+
     test::CTempFolder m_folder;
     const std::string m_path = m_folder.File("a.mcap");
     std::unique_ptr<CRecorder> m_recorder;
@@ -267,6 +275,12 @@ TEST_F(Mcap, IsReadByReadersThatKnowNothingOfThisProject) {
     EXPECT_THAT(read(cut, "sequence"), HasSubstr(R"("/camera/depth/image_raw":)"));
     ASSERT_EQ(RepairMcap(cut, &m_report, &m_error), EMcapRepair::Ok);
     EXPECT_THAT(read(cut, "index"), HasSubstr("statistics 26 5\n"));
+    // So is one that was closed and has damaged message indexes.
+    const McapChunkInfo first = Chunks(m_path)[0];
+    const std::string bent =
+        Spoiled([&](std::string& bytes) { bytes[first.m_offset + first.m_lengthBytes + 20] ^= 16; });
+    ASSERT_EQ(RepairMcap(bent, &m_report, &m_error), EMcapRepair::Ok);
+    EXPECT_EQ(read(bent, "index"), said);
 }
 
 TEST_F(Mcap, ColorComesBackFromJpegNearlyAsItWasAndNotAtAllWhenNoneIsWanted) {
@@ -416,28 +430,40 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         {whole.find("<SensorCali"), 0x10, UpTo(5), "its calibration.xml is damaged and left out"},
         {whole.find("calibration.xml") - 28, 0x10, UpTo(5), "bytes inside are damaged"}, // its length
     };
-    for (const auto& [at, mask, frames, said] : rows) {
-        const std::string path = Spoiled(
-            [at = at, mask = mask](std::string& bytes) { bytes[at] = static_cast<char>(bytes[at] ^ mask); });
-        fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
-        EXPECT_EQ(Read(path), frames) << at << ": " << m_error;
-        EXPECT_THAT(m_said, HasSubstr(said)) << at;
-        EXPECT_EQ(m_said.find("of its camera") == std::string::npos,
-                  std::string_view(said).find("of its camera") == std::string_view::npos)
-            << at;
+    const auto repair = [&](const std::string& path, const std::vector<uint64_t>& frames) {
         ASSERT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Ok) << m_error;
-        EXPECT_EQ(m_report.m_cutBytes, 3U);
         EXPECT_EQ(Read(path), frames);
         // Other readers believe every word of a summary, and begin with the header.
         const std::string bytes = test::ReadFile(path);
         EXPECT_EQ(bytes.substr(0, 9), whole.substr(0, 9));
         for (const McapChunkInfo& info : Chunks(path)) {
-            EXPECT_EQ(info.m_indexes.size(), info.m_offset == chunks[0].m_offset ? 6U : 5U) << at;
+            EXPECT_EQ(info.m_indexes.size(), info.m_offset == chunks[0].m_offset ? 6U : 5U);
             for (const auto& [channel, offset] : info.m_indexes) {
                 EXPECT_EQ(bytes.substr(offset, 1) + bytes.substr(offset + 9, 1) + bytes[offset + 15],
                           std::string({7, static_cast<char>(channel), static_cast<char>(info.m_startTime)}));
             }
         }
+        McapRepairReport again;
+        EXPECT_EQ(RepairMcap(path, &again, &m_error), EMcapRepair::Ok);
+        EXPECT_TRUE(again.m_wasClosed && !again.m_isMended);
+        EXPECT_EQ(test::ReadFile(path), bytes);
+    };
+    for (const auto& [at, mask, frames, said] : rows) {
+        SCOPED_TRACE(at);
+        const auto spoil = [at = at, mask = mask](std::string& bytes) {
+            bytes[at] = static_cast<char>(bytes[at] ^ mask);
+        };
+        repair(Spoiled(spoil), frames); // of a closed file
+        EXPECT_TRUE(m_report.m_wasClosed);
+        EXPECT_TRUE(m_report.m_isMended || (at > 12 && at < chunk)) << "what its summary does not say";
+        const std::string path = Spoiled(spoil);
+        fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
+        EXPECT_EQ(Read(path), frames) << m_error;
+        EXPECT_THAT(m_said, HasSubstr(said));
+        EXPECT_EQ(m_said.find("of its camera") == std::string::npos,
+                  std::string_view(said).find("of its camera") == std::string::npos);
+        repair(path, frames);
+        EXPECT_EQ(m_report.m_cutBytes, 3U);
     }
 }
 
@@ -660,14 +686,33 @@ TEST_F(Mcap, IsNotWrittenOverWhatIsThereUnlessAsked) {
     EXPECT_EQ(test::ReadFile(m_path), "kept");
     RecorderOptions force;
     force.m_isReplacing = true;
+    s_onLock = [&, isFirst = true]() mutable { // another one looks for leftovers at that moment
+        if (std::exchange(isFirst, false)) {
+            EXPECT_TRUE(RemoveMcapLeftovers(m_path).empty());
+            fs::remove(Part());
+        }
+        return 0;
+    };
     Open(force);
+    s_onLock = nullptr;
+    // What is left of one that is killed at this moment, or a moment later.
+    const std::string killed = m_path + ".5.part";
+    fs::copy_file(Part(), killed);
+    const std::string front = test::ReadFile(killed);
+    EXPECT_EQ(RepairMcap(killed, &m_report, &m_error), EMcapRepair::Empty);
+    EXPECT_EQ(test::ReadFile(killed), front);
+    EXPECT_EQ(RemoveMcapLeftovers(m_path), std::vector<std::string>{killed})
+        << "and not the one that is used";
     m_recorder.reset(); // before a frame has come
     EXPECT_EQ(test::ReadFile(m_path), "kept");
     // Numbers of processes come again.
     const std::string left = m_path + "." + std::to_string(getpid()) + ".part";
     test::WriteFile(left, "of a run before");
     Record(2, force);
+    fs::copy_file(m_path, killed);
+    EXPECT_TRUE(RemoveMcapLeftovers(m_path).empty()) << "neither what has frames nor what is no recording";
     fs::remove(left);
+    fs::remove(killed);
     EXPECT_EQ(Read(m_path), UpTo(2));
     EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 1)
         << "nothing half-written is left";

@@ -62,11 +62,16 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     EXPECT_THAT(repair("a.mcap", 0), HasSubstr("2 chunks are whole, 0 are damaged; a torn end"));
     EXPECT_EQ(ReadFile(m_folder.File("a.mcap")), whole);
     EXPECT_THAT(repair("text", 2), HasSubstr("cannot be repaired: text: no MCAP file"));
+    WriteFile(m_folder.File("b.mcap.7.part"), whole.substr(0, 3000)); // killed before the first frame
+    EXPECT_THAT(repair("b.mcap.7.part", 6),
+                HasSubstr("ended before its first frame was whole; there is nothing"));
     CProcess endless = Start({"record", "b.mcap", "--recording", kDesk, "--sync", "0.01"});
     ASSERT_TRUE(endless.WaitForOutput("frames are arriving"));
     endless.Signal(SIGINT);
     EXPECT_EQ(endless.Finish(), 0);
-    EXPECT_THAT(endless.Output(), HasSubstr(" fps, 0 dropped, "));
+    EXPECT_THAT(endless.Output(),
+                AllOf(HasSubstr("/b.mcap.7.part: a recording left it"), HasSubstr(" fps, 0 dropped, ")));
+    EXPECT_FALSE(fs::exists(m_folder.File("b.mcap.7.part")));
     EXPECT_THAT(repair("b.mcap", 0), HasSubstr("the file was closed and is as it was"));
 }
 

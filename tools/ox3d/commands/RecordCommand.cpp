@@ -2,6 +2,7 @@
 // threads; the file is made with the first frame, which also tells the lenses.
 #include "base/LocalFile.h"
 #include "base/Mutex.h"
+#include "recording/McapLeftovers.h"
 #include "recording/Recorder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
@@ -335,6 +336,10 @@ void CheckTarget(const fs::path& path, bool isReplacing) {
 EExitCode RunRecord(CCameraControl& control, const Arguments& arguments) {
     const fs::path path = fs::absolute(arguments.m_record.m_file);
     CheckTarget(path, arguments.m_record.m_isReplacing);
+    for (const std::string& leftover : RemoveMcapLeftovers(path.string())) {
+        std::fprintf(stderr, "removed %s: a recording left it that was killed before its first frame\n",
+                     leftover.c_str());
+    }
     CSession session(control.Enter(), arguments.m_serial);
     CCamera& camera = session.Camera();
     std::fprintf(stderr, "camera: %s %s (%s)\n", TextOf(camera.Record().chModelName).c_str(),

@@ -1,4 +1,4 @@
-// ox3d repair: checks a recording and closes one that was cut short, in place.
+// ox3d repair: checks a recording, closes one that was cut short and mends the index of one that is damaged, in place.
 #include "recording/McapRepair.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/commands/Command.h"
@@ -14,6 +14,8 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
     switch (RepairMcap(file, &report, &error)) {
     case EMcapRepair::Foreign:
         throw CToolError(EExitCode::Usage, "cannot be repaired: " + error);
+    case EMcapRepair::Empty:
+        throw CToolError(EExitCode::NoFrame, error + "; there is nothing to repair, delete it");
     case EMcapRepair::Busy:
         throw CToolError(EExitCode::File, error + "; let it end first");
     case EMcapRepair::Failed:
@@ -34,13 +36,14 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
         std::fprintf(stderr, "ox3d: %llu bytes inside are damaged and left as they are\n",
                      number(report.m_damagedBytes));
     }
-    if (report.m_wasClosed) {
-        std::printf("%llu chunks are whole, %zu are damaged; the file was closed and is as it was\n",
-                    number(report.m_goodChunks), report.m_badChunks.size());
+    std::printf("%llu chunks are whole, %zu are damaged; ", number(report.m_goodChunks),
+                report.m_badChunks.size());
+    if (!report.m_wasClosed) {
+        std::printf("a torn end of %llu bytes was cut off, and the file is closed\n",
+                    number(report.m_cutBytes));
     } else {
-        std::printf("%llu chunks are whole, %zu are damaged; a torn end of %llu bytes was cut off, and the "
-                    "file is closed\n",
-                    number(report.m_goodChunks), report.m_badChunks.size(), number(report.m_cutBytes));
+        std::puts(report.m_isMended ? "the file was closed, and its index, which was damaged, is written anew"
+                                    : "the file was closed and is as it was");
     }
     return report.m_badChunks.empty() && report.m_badAttachments.empty() ? EExitCode::Ok : EExitCode::Failure;
 }
