@@ -82,6 +82,7 @@ void AddAlignRows();
 void AddStereoRows();
 void AddLogRows();
 void AddFrameRows();
+void AddCppRows();
 void AddThreadRows();
 void AddYuvRows();
 void AddOpenCvRows();

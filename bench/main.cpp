@@ -78,6 +78,7 @@ int Run(std::vector<char*> arguments) {
     ox3dbench::AddAlignRows();
     ox3dbench::AddStereoRows();
     ox3dbench::AddFrameRows();
+    ox3dbench::AddCppRows();
     ox3dbench::AddThreadRows();
     ox3dbench::AddLogRows();
     AddPeers();

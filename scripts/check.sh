@@ -21,7 +21,7 @@ describe() {
     words) say "no path of a developer's machine, no open point outside the roadmap" ;;
     links) say "relative links of the documents lead somewhere" ;;
     includes) say "includes run one way through the modules" ;;
-    headers) say "each public header compiles alone as C11 and as C++17, gcc and clang" ;;
+    headers) say "each public header compiles alone, C11 and C++17, gcc and clang; the C++ one without exceptions" ;;
     install) say "installed files and exported symbols are those of the lists, and every object is hardened" ;;
     package) say "builds without a preset, installs into a multiarch folder, is found and used there, goes again" ;;
     clang) say "builds with clang and its thread-safety analysis" ;;

@@ -31,7 +31,7 @@ own_files() {
     fi
 }
 
-own_sources() { own_files '*.h' '*.c' '*.cpp'; }
+own_sources() { own_files '*.h' '*.hpp' '*.c' '*.cpp'; }
 
 own_scripts() {
     local file first
@@ -110,7 +110,7 @@ gate_links() {
             [ -e "$(dirname "$document")/$target" ] && continue
             say "$document: no such file: $target"
             found=1
-        done < <(grep -oE '\]\([^)#]+' "$document" | sed 's/^](//' | grep -vE '^[a-z]+:' || true)
+        done < <(awk '/^```/ { isCode = !isCode; next } !isCode' "$document" | grep -oE '\]\([^)#]+' | sed 's/^](//' | grep -vE '^[a-z]+:' || true)
     done < <(own_files '*.md')
     [ "$found" -eq 0 ]
 }
@@ -176,6 +176,14 @@ gate_headers() {
         for compiler in g++ clang++; do
             say "$compiler -std=c++17 $name"
             "$compiler" -std=c++17 "${warnings[@]}" -I include/ox3drgbd "$dir/alone.cpp"
+        done
+    done
+    # The C++ header in programs that use it, since templates are judged where they are used.
+    for compiler in g++ clang++; do
+        for name in -std=c++17 -std=c++20 "-std=c++17 -fno-exceptions -fno-rtti"; do
+            say "$compiler $name ox3d.hpp"
+            # shellcheck disable=SC2086 # options
+            "$compiler" $name -Wconversion "${warnings[@]}" -I include -c examples/*.cpp
         done
     done
     rm -rf "$dir"

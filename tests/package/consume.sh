@@ -51,12 +51,26 @@ c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work
 run "C program built with pkg-config" "$work/point_cloud"
 run "C++ program built with pkg-config" "$work/consumer"
 
-# The program in the README, in both languages.
-awk '/^```/ { isProgram = $0 == "```c"; next } isProgram' "$sources/../../../README.md" >"$work/readme.c"
-for compiler in "cc -std=c11" "c++ -std=c++17 -x c++"; do
-    # shellcheck disable=SC2086 # a command and its options
-    $compiler "${warnings[@]}" "${cflags[@]}" "$work/readme.c" -x none -o "$work/readme" "${libs[@]}"
-    run "the README's program by $compiler" "$work/readme"
+# The programs in the documents. Those of C are C++, too. What has no main of its own is C++ with a camera that streams.
+root=$(cd "$sources/../../.." && pwd)
+mkdir "$work/documents"
+for page in README.md docs/cpp.md; do
+    awk -v to="$work/documents/$(basename "$page" .md)" '
+        /^```/ { if (file) close(file); file = ($0 == "```c" || $0 == "```cpp") ? to "." ++n "." substr($0, 4) : ""; next }
+        file { print >file }' "$root/$page"
+done
+for program in "$work"/documents/*.c "$work"/documents/*.cpp; do
+    compilers=("c++ -std=c++17 -x c++")
+    [[ "$program" == *.cpp ]] || compilers+=("cc -std=c11")
+    if ! grep -q 'int main' "$program"; then
+        sed -e "/PIECE/{r $program" -e 'd}' "$sources/piece.cpp.in" >"$work/piece.cpp"
+        mv "$work/piece.cpp" "$program"
+    fi
+    for compiler in "${compilers[@]}"; do
+        # shellcheck disable=SC2086 # a command and its options
+        $compiler "${warnings[@]}" "${cflags[@]}" "$program" -x none -o "$work/program" "${libs[@]}"
+        run "$(basename "$program") by $compiler" "$work/program"
+    done
 done
 
 # With nothing set, real cameras are looked for, whether there are any or not.
