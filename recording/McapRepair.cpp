@@ -152,6 +152,10 @@ bool IsThere(const CMcapFile& file, uint64_t offset, const ByteVector& bytes) {
 EMcapRepair Close(const CMcapFile& file, McapContents* contents, McapRepairReport* report,
                   std::string* error) {
     const ByteVector end = CRebuild(file, contents, report).End();
+    if (contents->m_summary.m_chunks.empty()) {
+        *error = "there is no whole frame in it";
+        return EMcapRepair::Empty;
+    }
     const ByteVector front = FrontOf(*contents);
     report->m_damagedBytes = contents->m_damagedBytes;
     if (!contents->m_isClosed) {
@@ -210,12 +214,11 @@ EMcapRepair Repair(const std::string& path, McapRepairReport* report, std::strin
         *error = path + ": " + *error;
         return EMcapRepair::Foreign;
     }
-    if (contents.m_summary.m_chunks.empty()) {
-        *error = path + ": it ended before its first frame was whole";
-        return EMcapRepair::Empty;
-    }
     report->m_wasClosed = contents.m_isClosed;
     const EMcapRepair result = Close(file, &contents, report, error);
+    if (result == EMcapRepair::Empty) {
+        *error = path + ": " + *error;
+    }
     CMcapFile closed;
     McapContents again;
     if (result == EMcapRepair::Ok && (!closed.Open(path, false, error) || !ReadMcapSummary(closed, &again))) {

@@ -63,8 +63,7 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     EXPECT_EQ(ReadFile(m_folder.File("a.mcap")), whole);
     EXPECT_THAT(repair("text", 2), HasSubstr("cannot be repaired: text: no MCAP file"));
     WriteFile(m_folder.File("b.mcap.7.part"), whole.substr(0, 3000)); // killed before the first frame
-    EXPECT_THAT(repair("b.mcap.7.part", 6),
-                HasSubstr("ended before its first frame was whole; there is nothing"));
+    EXPECT_THAT(repair("b.mcap.7.part", 6), HasSubstr(".part: there is no whole frame in it; nothing"));
     CProcess endless = Start({"record", "b.mcap", "--recording", kDesk, "--sync", "0.01"});
     ASSERT_TRUE(endless.WaitForOutput("frames are arriving"));
     endless.Signal(SIGINT);

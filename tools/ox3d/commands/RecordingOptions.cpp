@@ -33,7 +33,9 @@ constexpr const char* kConvertFooter =
 constexpr const char* kRepairFooter =
     "Checks every frame. A file that was not closed is given its summary in place, behind the last whole "
     "frame; a torn\n"
-    "end behind that is cut off, and nothing else is changed. Exit code 1: there are damaged frames inside.\n"
+    "end behind that is cut off. Of one that was closed a damaged index is written anew. Frames are never "
+    "changed.\n"
+    "Exit code 1: there are damaged frames inside; 6: there is no whole one.\n"
     "Example: ox3d repair desk.mcap";
 
 void AddColor(CLI::App& command, ERecordedColor& color, uint32_t& quality) {

@@ -15,7 +15,7 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
     case EMcapRepair::Foreign:
         throw CToolError(EExitCode::Usage, "cannot be repaired: " + error);
     case EMcapRepair::Empty:
-        throw CToolError(EExitCode::NoFrame, error + "; there is nothing to repair, delete it");
+        throw CToolError(EExitCode::NoFrame, error + "; nothing can be repaired, and it can be deleted");
     case EMcapRepair::Busy:
         throw CToolError(EExitCode::File, error + "; let it end first");
     case EMcapRepair::Failed:
