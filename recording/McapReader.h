@@ -52,8 +52,9 @@ struct McapContents {
 bool IsMcapMagic(std::span<const uint8_t> bytes, size_t mostWrong = 0);
 // By the summary alone; false where there is none that is right.
 bool ReadMcapSummary(const CMcapFile& file, McapContents* contents);
-// Record by record, past bytes that are none where another record follows. False with a reason where it is no MCAP file.
-bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error);
+// Record by record, past bytes that are none where another record follows. False with a reason where it is no MCAP file:
+// more than that of its first eight bytes are wrong.
+bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error, size_t mostWrong = 1);
 
 struct McapMessage {
     uint16_t m_channel = 0;

@@ -182,7 +182,7 @@ bool FindParts(const CMcapFile& file, McapContents* contents, std::string* error
         return ScanMcap(file, contents, error);
     }
     std::string ignored;
-    ScanMcap(file, contents, &ignored);
+    ScanMcap(file, contents, &ignored, kMcapMagic.size()); // its end says what it is
     const auto isInData = [&](const auto& part) {
         return part.m_offset + part.m_lengthBytes <= closed.m_wholeBytes;
     };

@@ -424,10 +424,9 @@ bool IsMcapMagic(std::span<const uint8_t> bytes, size_t mostWrong) {
     return wrong <= mostWrong;
 }
 
-bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error) {
+bool ScanMcap(const CMcapFile& file, McapContents* contents, std::string* error, size_t mostWrong) {
     ByteVector magic;
-    constexpr size_t kMostWrong = 1; // of its bytes
-    if (!file.Read(0, kMcapMagic.size(), &magic) || !IsMcapMagic(magic, kMostWrong)) {
+    if (!file.Read(0, kMcapMagic.size(), &magic) || !IsMcapMagic(magic, mostWrong)) {
         *error = "no MCAP file";
         return false;
     }
