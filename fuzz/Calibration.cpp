@@ -12,6 +12,8 @@ namespace {
 
 using namespace ox3d::fuzz;
 
+constexpr size_t kMaxFileBytes = 1 << 20;
+
 // A record that nothing was written to is left as it was.
 template <class Record>
 struct Marked {
@@ -41,8 +43,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         OX3D_FUZZ_EXPECT(isLoaded || info.IsUntouched());
     }
     const std::string text(reinterpret_cast<const char*>(data), lengthBytes);
-    if (const auto read = ox3d::ReadCalibration(text, 640)) { // the tool's own reader, which forgives more
+    if (const auto read =
+            ox3d::ReadCalibration(text, 640)) { // the tool takes nothing that the library refuses
+        DepthCalibration depth;
         OX3D_FUZZ_EXPECT(read->m_depth.m_fx > 0 && read->m_color.m_fy > 0);
+        OX3D_FUZZ_EXPECT(lengthBytes > kMaxFileBytes || LoadDepthCalibration(path, 640, &depth) == nullptr);
     }
     return 0;
 }

@@ -1,8 +1,9 @@
 // CalibrationReader.h - the lenses and the way between the cameras out of a calibration file, for programs without the
-// camera that it is of. The file may be damaged or hostile. Relies on tinyxml2.
+// camera that it is of. The file may be damaged or hostile.
 #ifndef OX3D_RECORDING_CALIBRATION_READER_H
 #define OX3D_RECORDING_CALIBRATION_READER_H
 
+#include "base/PngFile.h"
 #include "recording/RecordedFrame.h"
 
 #include <optional>
@@ -16,9 +17,12 @@ struct RecordedCalibration {
     RecordedWay m_depthToColor;
 };
 
-// The set for depth images of that width, as the library chooses it. Nothing where a part is missing or a focal length is
-// no number above 0. Numbers are read in the program's locale, which has to be that of C.
+// The set for depth images of that width, as the library chooses it. Nothing where a part is missing that the library asks
+// for, or a focal length is no number above 0.
 std::optional<RecordedCalibration> ReadCalibration(const std::string& xml, uint32_t depthWidth);
+
+// The lens for images of another size that show the same; `own` is the size that it is for where it does not say so.
+RecordedLens ScaledTo(RecordedLens lens, PngSize own, PngSize size);
 
 } // namespace ox3d
 

@@ -5,46 +5,18 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <locale.h>
 #include <string>
-#include <tinyxml2.h>
+#include <utility>
 
+#include "base/CalibrationXml.h"
 #include "base/LocalFile.h"
 
 namespace {
 
-using tinyxml2::XMLDocument;
-using tinyxml2::XMLElement;
+using ox3d::CalibrationSet;
+using ox3d::ECalibrationSet;
 
 constexpr uint64_t kMaxFileBytes = 1 << 20;
-
-// Numbers in the file are written with a decimal point; an application's locale may read a comma.
-class CCLocale {
-public:
-    CCLocale() : m_locale(newlocale(LC_ALL_MASK, "C", nullptr)) {
-        if (m_locale != nullptr) {
-            m_previous = uselocale(m_locale);
-        }
-    }
-    ~CCLocale() {
-        if (m_locale != nullptr) {
-            uselocale(m_previous);
-            freelocale(m_locale);
-        }
-    }
-    CCLocale(const CCLocale&) = delete;
-    CCLocale& operator=(const CCLocale&) = delete;
-
-private:
-    locale_t m_locale;
-    locale_t m_previous = nullptr;
-};
-
-bool LoadDocument(const char* fileName, XMLDocument* document) {
-    std::string text;
-    return ox3d::ReadLocalFile(fileName, kMaxFileBytes, &text) &&
-           document->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
-}
 
 // Preserved for compatibility: the messages do not always name the missing element. Support staff search logs
 // for them.
@@ -53,101 +25,60 @@ constexpr const char* kRootLine = "[DepthMapConvert] pArithConfig is null.\r\n";
 constexpr const char* kSetLine = "[DepthMapConvert] pRGBD_2 is null.\r\n";
 constexpr const char* kCameraLine = "[DepthMapConvert] camera is null.\r\n";
 
-// Walks from element to element and remembers the log line of the first missing one.
-class CWalk {
-public:
-    const XMLElement* Child(const XMLElement* parent, const char* name, const char* line) {
-        const XMLElement* child = parent != nullptr ? parent->FirstChildElement(name) : nullptr;
-        if (child == nullptr && m_line == nullptr) {
-            m_line = line;
-        }
-        return child;
+// Returns null on success, else the line of the first thing that is missing.
+const char* LoadSet(const char* fileName, int64_t width, CalibrationSet* set) {
+    std::string text;
+    if (!ox3d::ReadLocalFile(fileName, kMaxFileBytes, &text)) {
+        return kFileLine;
     }
-    const char* MissingLine() const { return m_line; }
-
-private:
-    const char* m_line = nullptr;
-};
-
-float FloatAttribute(const XMLElement* element, const char* name) {
-    float value = 0.0f;
-    if (element->QueryFloatAttribute(name, &value) != tinyxml2::XML_SUCCESS) {
-        return 0.0f;
-    }
-    return value;
-}
-
-template <size_t N>
-void ReadFloats(const XMLElement* element, const char* const (&names)[N], float* out) {
-    for (size_t i = 0; i < N; ++i) {
-        out[i] = FloatAttribute(element, names[i]);
-    }
-}
-
-int IntAttribute(const XMLElement* element, const char* name) {
-    int value = 0;
-    return element != nullptr && element->QueryIntAttribute(name, &value) == tinyxml2::XML_SUCCESS ? value
-                                                                                                   : 0;
-}
-
-// Of the images that a set is for; 0 where it is no size.
-uint32_t SideAttribute(const XMLElement* set, const char* name) {
-    return static_cast<uint32_t>(std::max(IntAttribute(set->FirstChildElement("Camera"), name), 0));
-}
-
-// "RGBD_1" where its "img_w" is the width, else "RGBD_2", whose own width is not checked.
-const XMLElement* SelectSet(const XMLDocument& document, int64_t width, CWalk* walk) {
-    const XMLElement* root = document.RootElement();
-    if (root == nullptr) {
-        walk->Child(nullptr, "", kRootLine);
+    switch (ox3d::ReadCalibrationSet(text, width, set)) {
+    case ECalibrationSet::Found:
         return nullptr;
+    case ECalibrationSet::NoXml:
+        return kFileLine;
+    case ECalibrationSet::NoRoot:
+        return kRootLine;
+    case ECalibrationSet::NoSet:
+        return kSetLine;
+    case ECalibrationSet::NoCamera:
+        break;
     }
-    const XMLElement* first = walk->Child(root, "RGBD_1", kSetLine);
-    const XMLElement* camera = walk->Child(first, "Camera", kCameraLine);
-    if (camera == nullptr) {
-        return nullptr;
-    }
-    return IntAttribute(camera, "img_w") == width ? first : walk->Child(root, "RGBD_2", kSetLine);
+    return kCameraLine;
 }
 
-constexpr const char* kIntrinsicNames[] = {"fx", "fy", "cx", "cy"};
-
-// k1, k2, p1, p2 and the fifth term, which files name p3 or k3: the reader's own name first.
-void ReadDistortion(const XMLElement* distort, const char* fifth, const char* otherFifth, float* out) {
-    const char* const names[] = {"k1", "k2", "p1", "p2",
-                                 distort->Attribute(fifth) != nullptr ? fifth : otherFifth};
-    ReadFloats(distort, names, out);
+const char* MissingPart(const CalibrationSet& set) {
+    const std::pair<bool, const char*> parts[] = {
+        {set.m_depth.m_isThere, "[DepthMapConvert] Left_correct is null.\r\n"},
+        {set.m_depth.m_intrinsics.has_value(), "[DepthMapConvert] ty is null.\r\n"},
+        {set.m_hasWay, "[DepthMapConvert] Left_correct is null.\r\n"},
+        {set.m_rotation.has_value(), "[DepthMapConvert] pRotMat is null.\r\n"},
+        {set.m_translation.has_value(), "[DepthMapConvert] pTVec is null.\r\n"},
+        {set.m_color.m_isThere, "[DepthMapConvert] pRGB is null.\r\n"},
+        {set.m_color.m_intrinsics.has_value(), "[DepthMapConvert] pRgbData is null.\r\n"},
+        {set.m_color.m_distortion.has_value(), "[DepthMapConvert] pRgbDistort is null.\r\n"},
+    };
+    const auto* const missing =
+        std::find_if(std::begin(parts), std::end(parts), [](const auto& part) { return !part.first; });
+    return missing == std::end(parts) ? nullptr : missing->second;
 }
 
-const char* ReadDepthSet(const XMLElement* set, CWalk* walk, DepthCalibration* out) {
-    const XMLElement* left = walk->Child(set, "Left_correct", "[DepthMapConvert] Left_correct is null.\r\n");
-    const XMLElement* leftIntrins = walk->Child(left, "Intrins", "[DepthMapConvert] ty is null.\r\n");
-    const XMLElement* extrinsics =
-        walk->Child(set, "Left_correct_2_RGB", "[DepthMapConvert] Left_correct is null.\r\n");
-    const XMLElement* rotation = walk->Child(extrinsics, "RotMat", "[DepthMapConvert] pRotMat is null.\r\n");
-    const XMLElement* translation = walk->Child(extrinsics, "TVec", "[DepthMapConvert] pTVec is null.\r\n");
-    const XMLElement* rgb = walk->Child(set, "RGB", "[DepthMapConvert] pRGB is null.\r\n");
-    const XMLElement* rgbIntrins = walk->Child(rgb, "Intrins", "[DepthMapConvert] pRgbData is null.\r\n");
-    const XMLElement* distort = walk->Child(rgb, "Distort", "[DepthMapConvert] pRgbDistort is null.\r\n");
-    if (walk->MissingLine() != nullptr) {
-        return walk->MissingLine();
-    }
-
-    ReadFloats(leftIntrins, kIntrinsicNames, out->m_depthIntrinsics);
-    constexpr const char* kRotationNames[3][3] = {
-        {"r00", "r01", "r02"}, {"r10", "r11", "r12"}, {"r20", "r21", "r22"}};
-    constexpr const char* kTranslationNames[3] = {"t0", "t1", "t2"};
+// Of a set that has every part.
+DepthCalibration DepthCalibrationOf(const CalibrationSet& set) {
+    DepthCalibration out = {};
+    std::copy(set.m_depth.m_intrinsics->begin(), set.m_depth.m_intrinsics->end(), out.m_depthIntrinsics);
     for (size_t row = 0; row < 3; ++row) {
-        ReadFloats(rotation, kRotationNames[row], out->m_depthToColor + 4 * row);
-        out->m_depthToColor[4 * row + 3] = FloatAttribute(translation, kTranslationNames[row]);
+        std::copy_n(set.m_rotation->begin() + 3 * row, 3, out.m_depthToColor + 4 * row);
+        out.m_depthToColor[4 * row + 3] = (*set.m_translation)[row];
     }
-    constexpr float kLastRow[4] = {0.0f, 0.0f, 0.0f, 1.0f};
-    memcpy(out->m_depthToColor + 12, kLastRow, sizeof(kLastRow));
-    ReadFloats(rgbIntrins, kIntrinsicNames, out->m_colorIntrinsics);
-    ReadDistortion(distort, "p3", "k3", out->m_colorIntrinsics + 4);
-    out->m_setWidth = SideAttribute(set, "img_w");
-    out->m_setHeight = SideAttribute(set, "img_h");
-    return nullptr;
+    out.m_depthToColor[15] = 1.0f;
+    const ox3d::CalibratedDistortion& distortion = *set.m_color.m_distortion;
+    float* const terms =
+        std::copy(set.m_color.m_intrinsics->begin(), set.m_color.m_intrinsics->end(), out.m_colorIntrinsics);
+    float* const fifth = std::copy(distortion.m_terms.begin(), distortion.m_terms.end(), terms);
+    *fifth = distortion.m_p3 ? *distortion.m_p3 : distortion.m_k3.value_or(0.0f);
+    out.m_setWidth = set.m_width;
+    out.m_setHeight = set.m_height;
+    return out;
 }
 
 } // namespace
@@ -163,20 +94,11 @@ void CalibrationFileName(const char* serialNumber, char* name) {
 }
 
 const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, DepthCalibration* out) try {
-    const CCLocale locale;
-    XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
-    if (!LoadDocument(fileName, &document)) {
-        return kFileLine;
-    }
-    CWalk walk;
-    const XMLElement* set = SelectSet(document, depthWidth, &walk);
-    if (set == nullptr) {
-        return walk.MissingLine();
-    }
-    DepthCalibration calibration = {};
-    const char* missing = ReadDepthSet(set, &walk, &calibration);
+    CalibrationSet set;
+    const char* missing = LoadSet(fileName, depthWidth, &set);
+    missing = missing == nullptr ? MissingPart(set) : missing;
     if (missing == nullptr) {
-        *out = calibration;
+        *out = DepthCalibrationOf(set);
     }
     return missing;
 } catch (const std::exception&) {
@@ -185,38 +107,32 @@ const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, Dept
 
 bool LoadSensorCalibration(const char* fileName, int64_t width, uint32_t sensor,
                            OX3D_RGBD_CALIB_INFO* out) try {
-    const CCLocale locale;
-    XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
-    CWalk walk;
-    const XMLElement* set = LoadDocument(fileName, &document) ? SelectSet(document, width, &walk) : nullptr;
-    if (set == nullptr) {
+    CalibrationSet set;
+    if (LoadSet(fileName, width, &set) != nullptr) {
         return false;
     }
     const bool isDepth = sensor == OX3D_RGBD_CALIB_DEPTH;
-    const XMLElement* owner = walk.Child(set, isDepth ? "Left_correct" : "RGB", "");
-    const XMLElement* intrinsics = walk.Child(owner, "Intrins", "");
-    const XMLElement* distort = owner != nullptr ? owner->FirstChildElement("Distort") : nullptr;
+    const ox3d::CalibratedCamera& camera = isDepth ? set.m_depth : set.m_color;
     // Depth images are rectified: their sensor's file section has no distortion as a rule.
-    if (intrinsics == nullptr || (distort == nullptr && !isDepth)) {
+    if (!camera.m_intrinsics || (!camera.m_distortion && !isDepth)) {
         return false;
     }
     OX3D_RGBD_CALIB_INFO info = {};
-    info.nWidth = SideAttribute(set, "img_w");
-    info.nHeight = SideAttribute(set, "img_h");
-    float values[4] = {};
-    ReadFloats(intrinsics, kIntrinsicNames, values);
-    info.fFx = values[0];
-    info.fFy = values[1];
-    info.fCx = values[2];
-    info.fCy = values[3];
-    if (distort != nullptr) {
-        float coefficients[5] = {};
-        ReadDistortion(distort, "k3", "p3", coefficients);
-        info.fK1 = coefficients[0];
-        info.fK2 = coefficients[1];
-        info.fP1 = coefficients[2];
-        info.fP2 = coefficients[3];
-        info.fK3 = coefficients[4];
+    info.nWidth = set.m_width;
+    info.nHeight = set.m_height;
+    const auto& [fx, fy, cx, cy] = *camera.m_intrinsics;
+    info.fFx = fx;
+    info.fFy = fy;
+    info.fCx = cx;
+    info.fCy = cy;
+    if (camera.m_distortion) {
+        const auto& [k1, k2, p1, p2] = camera.m_distortion->m_terms;
+        const std::optional<float>& k3 = camera.m_distortion->m_k3;
+        info.fK1 = k1;
+        info.fK2 = k2;
+        info.fP1 = p1;
+        info.fP2 = p2;
+        info.fK3 = k3 ? *k3 : camera.m_distortion->m_p3.value_or(0.0f);
     }
     *out = info;
     return true;

@@ -1,7 +1,7 @@
-// CalibrationFile.h - the per-device calibration file: its local name, and reading it with tinyxml2.
+// CalibrationFile.h - the per-device calibration file: its local name, and what the library asks of it.
 //
 // The file comes from a camera and lies in the working directory, so it is trusted with nothing: only a
-// regular file of at most 1 MiB is parsed, in the C locale whatever the application's.
+// regular file of at most 1 MiB is parsed.
 #ifndef OX3D_CALIBRATION_FILE_H
 #define OX3D_CALIBRATION_FILE_H
 
