@@ -5,6 +5,8 @@
 #include "recording/RecordingReader.h"
 
 #include <csignal>
+#include <cstring>
+#include <regex>
 
 namespace ox3d::test {
 namespace {
@@ -74,6 +76,74 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     EXPECT_THAT(repair("b.mcap", 0), HasSubstr("the file was closed and is as it was"));
 }
 
+// The points of a binary file, each its place and its red, green and blue, behind a header that is exactly that, with
+// their number for each #.
+std::vector<std::string> ReadCloud(const std::string& file, const std::string& header, bool isPly) {
+    const std::string bytes = ReadFile(file);
+    const size_t pointBytes = isPly ? 15 : 16;
+    const std::string end = isPly ? "end_header\n" : "DATA binary\n";
+    const size_t begin = bytes.find(end) + end.size();
+    std::vector<std::string> points((bytes.size() - std::min(begin, bytes.size())) / pointBytes);
+    const std::regex number("#");
+    EXPECT_EQ(bytes.substr(bytes.find('\n') + 1, begin - bytes.find('\n') - 1),
+              std::regex_replace(header, number, std::to_string(points.size())) + end);
+    EXPECT_EQ(bytes.size(), begin + points.size() * pointBytes);
+    for (size_t i = 0; i < points.size(); ++i) {
+        points[i] = bytes.substr(begin + i * pointBytes, pointBytes);
+        if (!isPly) { // a word 0x00RRGGBB
+            EXPECT_EQ(points[i].back(), '\0');
+            points[i].pop_back();
+            std::reverse(points[i].begin() + 12, points[i].end());
+        }
+    }
+    return points;
+}
+
+std::vector<std::string> ReadPly(const std::string& file) {
+    return ReadCloud(file,
+                     "format binary_little_endian 1.0\n"
+                     "comment unit: metre; camera frame: x to the right, y down, z along the view\n"
+                     "element vertex #\nproperty float x\nproperty float y\nproperty float z\n"
+                     "property uchar red\nproperty uchar green\nproperty uchar blue\n",
+                     true);
+}
+
+std::vector<std::string> ReadPcd(const std::string& file) {
+    return ReadCloud(file,
+                     "VERSION 0.7\nFIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F U\nCOUNT 1 1 1 1\nWIDTH #\n"
+                     "HEIGHT 1\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS #\n",
+                     false);
+}
+
+// Whether the lens of 525, 526, 320, 240 and that distortion sends each point of the file to the pixel that it is of.
+void ExpectPointsOnTheirPixels(const std::vector<std::string>& points, const std::vector<uint16_t>& depth,
+                               const std::vector<uint8_t>& planes, const std::array<double, 5>& distortion) {
+    const auto& [k1, k2, p1, p2, k3] = distortion;
+    size_t pixel = 0;
+    for (const std::string& point : points) {
+        pixel = static_cast<size_t>(std::find_if(depth.begin() + static_cast<ptrdiff_t>(pixel), depth.end(),
+                                                 [](auto sample) { return sample != 0; }) -
+                                    depth.begin());
+        ASSERT_LT(pixel, depth.size());
+        float place[3];
+        memcpy(place, point.data(), sizeof(place));
+        const double z = static_cast<double>(place[2]);
+        const double x = static_cast<double>(place[0]) / z;
+        const double y = static_cast<double>(place[1]) / z;
+        const double r2 = x * x + y * y;
+        const double radial = 1 + k1 * r2 + k2 * r2 * r2 + k3 * r2 * r2 * r2;
+        ASSERT_NEAR(525 * (x * radial + 2 * p1 * x * y + p2 * (r2 + 2 * x * x)) + 320,
+                    static_cast<double>(pixel % 640), 1e-2);
+        ASSERT_NEAR(526 * (y * radial + 2 * p2 * x * y + p1 * (r2 + 2 * y * y)) + 240,
+                    static_cast<double>(pixel / 640), 1e-2);
+        ASSERT_NEAR(z * 1000, depth[pixel], 1e-3);
+        for (size_t channel = 0; channel < 3; ++channel) {
+            ASSERT_EQ(static_cast<uint8_t>(point[12 + channel]), planes[channel * depth.size() + pixel]);
+        }
+        ++pixel;
+    }
+}
+
 TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
     const auto convert = [&](std::vector<std::string> arguments, int code = 0) {
         arguments.insert(arguments.begin(), {OX3D_TOOL, "convert"});
@@ -82,6 +152,24 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
         return process.Output();
     };
     EXPECT_THAT(convert({kDesk, "a.mcap", "--color", "raw"}), HasSubstr("2 of 2 frames\n"));
+    // Other readers know the lenses by their messages, as of what the library records.
+    convert({kOffice, "office.mcap"});
+    Run({"record", "recorded.mcap", "--frames", "1", "--recording", kOffice});
+    std::string error;
+    const auto converted = CRecordingReader::Open(m_folder.File("office.mcap"), &error);
+    const auto recorded = CRecordingReader::Open(m_folder.File("recorded.mcap"), &error);
+    ASSERT_TRUE(converted != nullptr && recorded != nullptr) << error;
+    for (const auto lens : {&RecordedCamera::m_depthLens, &RecordedCamera::m_colorLens}) {
+        const auto& ours = converted->Camera().*lens;
+        const auto& theirs = recorded->Camera().*lens;
+        ASSERT_TRUE(ours && theirs);
+        EXPECT_EQ(ours->m_width + ours->m_height, theirs->m_width + theirs->m_height);
+        EXPECT_NEAR(ours->m_fx, theirs->m_fx, 1e-3);
+        EXPECT_NEAR(ours->m_cy, theirs->m_cy, 1e-3);
+        EXPECT_THAT(ours->m_distortion, Pointwise(DoubleNear(1e-6), theirs->m_distortion));
+    }
+    fs::remove(m_folder.File("office.mcap"));
+    fs::remove(m_folder.File("recorded.mcap"));
     convert({"a.mcap", "png", "--to", "png"});
     for (const size_t i : {0, 1}) { // under the numbers of the frames, which begin with 1
         EXPECT_EQ(ReadDepth(m_folder.File("png/depth/") + RecordingImageName(i + 1)),
@@ -97,7 +185,6 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
                 HasSubstr("0.000000 rgb/0.000000.png 0.000000 depth/"));
     convert({"tum", "tum.mcap"});
     convert({"redwood", "redwood.mcap"});
-    std::string error;
     const auto tum = CRecordingReader::Open(m_folder.File("tum.mcap"), &error);
     const auto redwood = CRecordingReader::Open(m_folder.File("redwood.mcap"), &error);
     ASSERT_TRUE(tum != nullptr && redwood != nullptr) << error;
@@ -111,14 +198,29 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
         EXPECT_GT(std::count_if(samples[1].begin(), samples[1].end(), [](auto s) { return s != 0; }), 30000);
     }
     convert({"a.mcap", "ply", "--to", "ply"});
-    EXPECT_THAT(ReadFile(m_folder.File("ply/000001.ply")), HasSubstr("property uchar red\n"));
     convert({"a.mcap", "pcd", "--to", "pcd"});
-    EXPECT_THAT(ReadFile(m_folder.File("pcd/000001.pcd")), HasSubstr("FIELDS x y z rgb\n"));
+    const std::vector<std::string> points = ReadPly(m_folder.File("ply/000001.ply"));
+    EXPECT_GT(points.size(), 30000U);
+    EXPECT_EQ(ReadPcd(m_folder.File("pcd/000001.pcd")), points);
+    // Folders of others without a detour.
+    convert({"tum", "again", "--to", "redwood"});
+    EXPECT_EQ(ReadFile(m_folder.File("again/depth/000001.png")),
+              ReadFile(m_folder.File("redwood/depth/000001.png")));
+    WriteFile(m_folder.File("tum/calibration.txt"),
+              "# lens\n640 480 525 526 320 240 0.2 -0.5 0.003 -0.002 0.6\n");
+    convert({"tum", "tum.ply", "--to", "ply"});
+    convert({"tum", "tum.pcd", "--to", "pcd"});
+    const std::vector<std::string> tumPoints = ReadPly(m_folder.File("tum.ply/000001.ply"));
+    EXPECT_EQ(ReadPcd(m_folder.File("tum.pcd/000001.pcd")), tumPoints);
+    PngSize size;
+    std::vector<uint8_t> planes;
+    ASSERT_TRUE(ReadColorPng(m_folder.File("redwood/color/000001.png"), &size, &planes, &error)) << error;
+    EXPECT_GT(tumPoints.size(), 30000U);
+    ExpectPointsOnTheirPixels(tumPoints, samples[1], planes, {0.2, -0.5, 0.003, -0.002, 0.6});
     EXPECT_THAT(convert({"a.mcap", "ply", "--to", "ply"}, 7), HasSubstr("ply exists already"));
     EXPECT_THAT(convert({"a.mcap", "other"}, 2), HasSubstr("say --to "));
     EXPECT_THAT(convert({"ply", "b.mcap"}, 2), HasSubstr("no such file"));
-    EXPECT_THAT(convert({"tum", "b", "--to", "ply"}, 2), HasSubstr("to NAME.mcap first"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 8)
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 11)
         << "nothing half-written is left";
 }
 

@@ -38,12 +38,7 @@ RgbImage ReadColor(const std::string& file) {
     if (!ReadColorPng(file, &size, &planes, &error)) {
         ThrowFile(error);
     }
-    RgbImage color(size.m_width, size.m_height);
-    const size_t pixels = color.m_samples.size();
-    for (size_t i = 0; i < pixels; ++i) {
-        color.m_samples[i] = {planes[i], planes[pixels + i], planes[2 * pixels + i]};
-    }
-    return color;
+    return ColorOfPlanes(planes, size.m_width, size.m_height);
 }
 
 RecordedCalibration CalibrationFor(const std::string& file, uint32_t depthWidth) {
@@ -86,8 +81,10 @@ EExitCode RunCloud(CCameraControl& /*control*/, const Arguments& arguments) {
     }
     const RecordedCalibration calibration = CalibrationFor(options.m_calibration, depth.m_width);
     CTargetFile target(arguments.m_file.m_local, arguments.m_file.Existing());
-    const PointCloud cloud = CloudOfDepth(
-        depth, color, calibration, options.m_isRegistered ? EDepthView::Registered : EDepthView::Sensor);
+    const PointCloud cloud =
+        CDepthCloud(calibration, options.m_isRegistered ? EDepthView::Registered : EDepthView::Sensor,
+                    depth.m_width, depth.m_height)
+            .Of(depth, color);
     write(target.Part(), cloud);
     target.Keep();
     std::printf("%zu points\n", cloud.m_points.size());

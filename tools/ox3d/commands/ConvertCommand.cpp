@@ -1,7 +1,9 @@
-// ox3d convert: recordings from one form into another. Files and folders of images are read and written as they are; what
-// needs depth on color, or points, is made by the library from a camera that plays the recording, one frame for each
-// trigger, so that none is lost.
+// ox3d convert: recordings from one form into another. Files and folders of images are read and written as they are, and
+// those whose depth lies on color become points and other folders without a camera. Where depth has to be laid onto color,
+// or points are made of both cameras' images, the library does it to a camera that plays the recording, one frame for
+// each trigger, so that none is lost.
 #include "base/LocalFile.h"
+#include "recording/CalibrationReader.h"
 #include "recording/Recorder.h"
 #include "recording/RecordingWriter.h"
 #include "tools/ox3d/Camera.h"
@@ -10,6 +12,7 @@
 #include "tools/ox3d/Status.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/convert/Dataset.h"
+#include "tools/ox3d/pictures/DepthCloud.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 #include "tools/ox3d/pictures/Pcd.h"
 #include "tools/ox3d/pictures/Ply.h"
@@ -17,6 +20,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -87,13 +91,76 @@ uint64_t TimeOf(const CRecordingReader& reader, size_t frame) {
     return frame < times.size() ? times[frame] : frame * kNsPerFrame;
 }
 
+// A frame of the source as it is.
+struct SourceFrame {
+    size_t m_index = 0;
+    RecordedFacts m_facts; // made up where nothing is known
+    std::vector<uint16_t> m_samples;
+    std::vector<uint8_t> m_planes; // empty: no color
+};
+
+// Hands every frame that can be read to `take`. Returns how many those are.
+size_t WalkFrames(CRecordingReader& reader, const std::function<void(SourceFrame& frame)>& take) {
+    SourceFrame frame;
+    size_t taken = 0;
+    for (size_t i = 0; i < reader.FrameCount(); ++i) {
+        CheckInterrupt();
+        if (!reader.ReadDepth(i, &frame.m_samples)) {
+            continue;
+        }
+        frame.m_index = i;
+        if (!reader.ReadColor(i, &frame.m_planes)) {
+            frame.m_planes.clear();
+        }
+        if (!reader.ReadFacts(i, &frame.m_facts)) {
+            frame.m_facts = {i + 1, TimeOf(reader, i), TimeOf(reader, i), 0, false};
+        }
+        take(frame);
+        ++taken;
+    }
+    return taken;
+}
+
+RgbImage ColorOf(const CRecordingReader& reader, const SourceFrame& frame) {
+    const PngSize size = reader.ColorSize();
+    return frame.m_planes.empty() ? RgbImage() : ColorOfPlanes(frame.m_planes, size.m_width, size.m_height);
+}
+
+DepthImage DepthOf(const CRecordingReader& reader, SourceFrame& frame) {
+    const PngSize size = reader.DepthSize();
+    DepthImage depth;
+    depth.m_width = size.m_width;
+    depth.m_height = size.m_height;
+    depth.m_samples.swap(frame.m_samples);
+    return depth;
+}
+
 // ---- Without a camera ----
+
+// What a folder's calibration file says of the lenses, for readers that do not know such files.
+void AddLenses(const CRecordingReader& reader, RecordedCamera* camera) {
+    const PngSize depth = reader.DepthSize();
+    const PngSize color = reader.ColorSize();
+    const auto calibration = ReadCalibration(camera->m_calibrationXml, depth.m_width);
+    if (camera->m_depthLens || !calibration) {
+        return;
+    }
+    // The library takes a set that belongs to the depth's width as it is.
+    const bool isOwn = calibration->m_depth.m_width == depth.m_width;
+    camera->m_depthLens = isOwn ? calibration->m_depth : ScaledTo(calibration->m_depth, depth, depth);
+    camera->m_depthLens->m_height = depth.m_height;
+    camera->m_depthToColor = calibration->m_depthToColor;
+    if (color.m_width > 0) {
+        camera->m_colorLens = ScaledTo(calibration->m_color, depth, color);
+    }
+}
 
 size_t ToFile(CRecordingReader& reader, const ConvertOptions& options, const fs::path& file) {
     RecorderOptions recorderOptions;
     recorderOptions.m_color = options.m_color;
     recorderOptions.m_jpegQuality = static_cast<int>(options.m_quality);
     RecordedCamera camera = reader.Camera();
+    AddLenses(reader, &camera);
     camera.m_facts.emplace("aligned", "0");
     camera.m_facts.emplace("depth_unit_mm", "1");
     std::string error;
@@ -101,30 +168,19 @@ size_t ToFile(CRecordingReader& reader, const ConvertOptions& options, const fs:
     if (recorder == nullptr) {
         throw CToolError(EExitCode::File, error);
     }
-    std::vector<uint16_t> samples;
-    std::vector<uint8_t> planes;
-    size_t added = 0;
-    for (size_t i = 0; i < reader.FrameCount(); ++i) {
-        CheckInterrupt();
-        if (!reader.ReadDepth(i, &samples)) {
-            continue;
-        }
-        const bool hasColor = reader.ReadColor(i, &planes);
+    const PngSize depth = reader.DepthSize();
+    const PngSize color = reader.ColorSize();
+    const size_t added = WalkFrames(reader, [&](SourceFrame& frame) {
         FrameView view;
-        if (!reader.ReadFacts(i, &view.m_facts)) {
-            view.m_facts = {i + 1, TimeOf(reader, i), TimeOf(reader, i), 0, false};
-        }
-        const PngSize depth = reader.DepthSize();
-        const PngSize color = reader.ColorSize();
-        view.m_depth = {samples.data(), depth.m_width, depth.m_height, depth.m_width};
-        view.m_color = {hasColor ? planes.data() : nullptr, color.m_width, color.m_height,
-                        EColorLayout::Planar};
+        view.m_facts = frame.m_facts;
+        view.m_depth = {frame.m_samples.data(), depth.m_width, depth.m_height, depth.m_width};
+        view.m_color = {frame.m_planes.empty() ? nullptr : frame.m_planes.data(), color.m_width,
+                        color.m_height, EColorLayout::Planar};
         // No camera waits: the queue may be full for a while.
         while (!recorder->Add(view) && recorder->Counts().m_state == EWriting::Ok) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        ++added;
-    }
+    });
     const RecorderCounts counts = recorder->Finish();
     if (counts.m_state != EWriting::Ok) {
         throw CToolError(EExitCode::File, "cannot write " + file.string() + ": " + counts.m_error);
@@ -142,36 +198,64 @@ size_t ToPngFolder(CRecordingReader& reader, const fs::path& folder) {
     if (!WriteLocalFile(writer.CalibrationFile(), calibration.data(), calibration.size())) {
         throw CToolError(EExitCode::File, "cannot write " + writer.CalibrationFile());
     }
-    std::vector<uint16_t> samples;
-    std::vector<uint8_t> planes;
-    std::vector<uint8_t> pixels;
-    size_t added = 0;
-    for (size_t i = 0; i < reader.FrameCount(); ++i) {
-        CheckInterrupt();
-        if (!reader.ReadDepth(i, &samples)) {
-            continue;
-        }
-        const bool hasColor = reader.ReadColor(i, &planes);
-        const size_t count = planes.size() / 3;
-        pixels.resize(planes.size());
-        for (size_t at = 0; hasColor && at < pixels.size(); ++at) {
-            pixels[at] = planes[at % 3 * count + at / 3];
-        }
-        RecordedFacts facts;
-        const auto number = static_cast<uint32_t>(reader.ReadFacts(i, &facts) ? facts.m_number : i);
-        if (!writer.Add(number, reader.DepthSize(), samples.data(), reader.ColorSize(),
-                        hasColor ? pixels.data() : nullptr, &error)) {
+    return WalkFrames(reader, [&](SourceFrame& frame) {
+        const RgbImage color = ColorOf(reader, frame);
+        const auto* const pixels = reinterpret_cast<const uint8_t*>(color.m_samples.data());
+        if (!writer.Add(static_cast<uint32_t>(frame.m_facts.m_number), reader.DepthSize(),
+                        frame.m_samples.data(), reader.ColorSize(), color.IsEmpty() ? nullptr : pixels,
+                        &error)) {
             throw CToolError(EExitCode::File, "cannot write " + error);
         }
-        ++added;
+    });
+}
+
+void Finish(CDatasetWriter& dataset, const std::optional<RecordedLens>& lens) {
+    dataset.Finish(lens);
+    if (dataset.FarSamples() > 0) {
+        std::fprintf(stderr, "%llu samples are farther than the 13.1 m of a TUM folder and left out\n",
+                     static_cast<unsigned long long>(dataset.FarSamples()));
     }
-    return added;
+}
+
+EDataset DatasetFor(EConvert to) {
+    return to == EConvert::Tum ? EDataset::Tum : to == EConvert::Redwood ? EDataset::Redwood : EDataset::None;
+}
+
+void WriteCloud(const PointCloud& cloud, EConvert to, const fs::path& folder, size_t number) {
+    const bool isPly = to == EConvert::Ply;
+    char name[32];
+    std::snprintf(name, sizeof(name), "%06zu.%s", number, isPly ? "ply" : "pcd");
+    (isPly ? WritePly : WritePcd)((folder / name).string(), cloud);
+}
+
+// Of a source whose depth lies on color. A color image of another size would not be on it.
+size_t FromDataset(CRecordingReader& reader, EConvert to, const fs::path& folder) {
+    const PngSize size = reader.DepthSize();
+    const RecordedCamera& camera = reader.Camera();
+    if (reader.ColorSize().m_width != 0 &&
+        (reader.ColorSize().m_width != size.m_width || reader.ColorSize().m_height != size.m_height)) {
+        throw CToolError(EExitCode::Usage, "depth and color images have not one size: depth is not on color");
+    }
+    if (DatasetFor(to) != EDataset::None) {
+        CDatasetWriter dataset(DatasetFor(to), folder);
+        const size_t added = WalkFrames(reader, [&](SourceFrame& frame) {
+            dataset.Add(
+                {frame.m_index, frame.m_facts.m_hostNs, DepthOf(reader, frame), ColorOf(reader, frame)});
+        });
+        Finish(dataset, camera.m_colorLens);
+        return added;
+    }
+    const CDepthCloud cloud({*camera.m_depthLens, *camera.m_colorLens, *camera.m_depthToColor},
+                            EDepthView::OnColor, size.m_width, size.m_height);
+    return WalkFrames(reader, [&](SourceFrame& frame) {
+        WriteCloud(cloud.Of(DepthOf(reader, frame), ColorOf(reader, frame)), to, folder, frame.m_index);
+    });
 }
 
 // ---- Through the library ----
 
-void WriteCloud(const CCamera& camera, OX3D_RGBD_FRAME_DATA& frame, bool isPly, const fs::path& folder,
-                size_t number) {
+// Without colors where the frame has none.
+PointCloud CloudOfFrame(const CCamera& camera, OX3D_RGBD_FRAME_DATA& frame) {
     OX3D_RGBD_CLOUD_OPTIONS options{};
     options.nCamera = OX3D_RGBD_CAMERA_COLOR;
     options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
@@ -184,9 +268,7 @@ void WriteCloud(const CCamera& camera, OX3D_RGBD_FRAME_DATA& frame, bool isPly, 
     if (status != OX3D_RGBD_OK) {
         throw CToolError(EExitCode::Camera, "no point cloud: " + StatusText(status));
     }
-    char name[32];
-    std::snprintf(name, sizeof(name), "%06zu.%s", number, isPly ? "ply" : "pcd");
-    (isPly ? WritePly : WritePcd)((folder / name).string(), CloudOf(cloud));
+    return CloudOf(cloud);
 }
 
 void SetNumber(const CCamera& camera, const char* key, uint32_t type, double value) {
@@ -214,7 +296,7 @@ bool FetchTriggered(const CCamera& camera, OX3D_RGBD_FRAME_DATA* frame) {
 }
 
 void PrepareToPlay(CCamera& camera, EConvert to) {
-    const bool isDataset = to == EConvert::Tum || to == EConvert::Redwood;
+    const bool isDataset = DatasetFor(to) != EDataset::None;
     camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, isDataset);
     camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, isDataset);
     if (isDataset) {
@@ -229,8 +311,8 @@ void PrepareToPlay(CCamera& camera, EConvert to) {
 size_t ThroughLibrary(CCamera& camera, const CRecordingReader& reader, EConvert to, const fs::path& folder) {
     PrepareToPlay(camera, to);
     std::optional<CDatasetWriter> dataset;
-    if (to == EConvert::Tum || to == EConvert::Redwood) {
-        dataset.emplace(to == EConvert::Tum ? EDataset::Tum : EDataset::Redwood, folder);
+    if (DatasetFor(to) != EDataset::None) {
+        dataset.emplace(DatasetFor(to), folder);
     }
     std::optional<RecordedLens> lens;
     size_t added = 0;
@@ -246,17 +328,13 @@ size_t ThroughLibrary(CCamera& camera, const CRecordingReader& reader, EConvert 
             dataset->Add({i, TimeOf(reader, i), DecodeDepth(frame), DecodeColor(frame)});
             lens = lens ? lens : camera.Lens(OX3D_RGBD_CAMERA_COLOR);
         } else {
-            WriteCloud(camera, frame, to == EConvert::Ply, folder, i);
+            WriteCloud(CloudOfFrame(camera, frame), to, folder, i);
         }
         ++added;
     }
     camera.Stop();
     if (dataset) {
-        dataset->Finish(lens);
-        if (dataset->FarSamples() > 0) {
-            std::fprintf(stderr, "%llu samples are farther than the 13.1 m of a TUM folder and left out\n",
-                         static_cast<unsigned long long>(dataset->FarSamples()));
-        }
+        Finish(*dataset, lens);
     }
     return added;
 }
@@ -271,6 +349,26 @@ EConvert TargetOf(const ConvertOptions& options) {
     return EConvert::Mcap;
 }
 
+size_t Convert(CRecordingReader& reader, EDataset kind, EConvert to, const ConvertOptions& options,
+               const CResult& result) {
+    if (to == EConvert::Mcap) {
+        return ToFile(reader, options, result.Part());
+    }
+    result.MakeFolder();
+    if (to == EConvert::Png) {
+        return ToPngFolder(reader, result.Part());
+    }
+    if (kind != EDataset::None) {
+        return FromDataset(reader, to, result.Part());
+    }
+    CameraControlRequest request;
+    request.m_recording = fs::absolute(options.m_in).string();
+    request.m_play = {false, 1, true};
+    CCameraControl player(request);
+    CSession session(player.Enter(), "");
+    return ThroughLibrary(session.Camera(), reader, to, result.Part());
+}
+
 } // namespace
 
 EExitCode RunConvert(CCameraControl& /*control*/, const Arguments& arguments) {
@@ -281,24 +379,7 @@ EExitCode RunConvert(CCameraControl& /*control*/, const Arguments& arguments) {
     const EDataset kind = DatasetIn(in);
     const std::unique_ptr<CRecordingReader> reader = OpenSource(in, kind);
     InstallInterruptHandler();
-    size_t added = 0;
-    if (to == EConvert::Mcap) {
-        added = ToFile(*reader, options, result.Part());
-    } else {
-        result.MakeFolder();
-        if (to == EConvert::Png) {
-            added = ToPngFolder(*reader, result.Part());
-        } else if (kind != EDataset::None) {
-            throw CToolError(EExitCode::Usage, "convert such a folder to NAME.mcap first, then that");
-        } else {
-            CameraControlRequest request;
-            request.m_recording = in.string();
-            request.m_play = {false, 1, true};
-            CCameraControl player(request);
-            CSession session(player.Enter(), "");
-            added = ThroughLibrary(session.Camera(), *reader, to, result.Part());
-        }
-    }
+    const size_t added = Convert(*reader, kind, to, options, result);
     if (added == 0) {
         throw CToolError(EExitCode::NoFrame, "there is no frame that can be read");
     }

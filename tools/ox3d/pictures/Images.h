@@ -35,6 +35,16 @@ using RgbImage = Image<Rgb>;
 using DepthImage = Image<uint16_t>; // millimetres, 0 = no data
 using MaskImage = Image<uint8_t>;   // 0 or 1
 
+// Of three planes R, G, B of that size, one behind the other.
+inline RgbImage ColorOfPlanes(const std::vector<uint8_t>& planes, uint32_t width, uint32_t height) {
+    RgbImage color(width, height);
+    const size_t pixels = color.m_samples.size();
+    for (size_t i = 0; i < pixels; ++i) {
+        color.m_samples[i] = {planes[i], planes[pixels + i], planes[2 * pixels + i]};
+    }
+    return color;
+}
+
 } // namespace ox3d::tool
 
 #endif
