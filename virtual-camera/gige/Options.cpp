@@ -1,6 +1,8 @@
 // Options.cpp - options become lines of the camera list, so that file and command line mean the same.
 #include "virtual-camera/gige/Options.h"
 
+#include "base/ManualPage.h"
+
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
@@ -24,6 +26,7 @@ struct Arguments {
     uint32_t m_truncateFrame = 0;
     uint32_t m_chunkLengthBytes = 0;
     bool m_isXmlBroken = false;
+    bool m_isManualWanted = false;
 };
 
 // "serial=A,fps=30" becomes a section of the list. A comma cannot be part of a value here.
@@ -135,6 +138,9 @@ void Define(CLI::App* app, Arguments* arguments, Options* options) {
         ->check(CLI::Range(0, INT32_MAX));
     app->add_flag("--broken-xml", arguments->m_isXmlBroken,
                   "serve a GenICam description that cannot be read");
+    app->add_flag("--manual", arguments->m_isManualWanted, "print this as a manual page, and end");
+    app->footer("Example: ox3d-virtual-camera --camera serial=LEFT --camera recording=desk.mcap,speed=0.5 "
+                "--drop 0.1");
 }
 
 } // namespace
@@ -147,6 +153,12 @@ bool ReadOptions(int argc, char** argv, Options* options, int* exitCode) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         *exitCode = app.exit(error) == 0 ? 0 : 2;
+        return false;
+    }
+    if (arguments.m_isManualWanted) {
+        const std::string page =
+            ManualPage(app, "ox3d-virtual-camera", "puts virtual RGB-D cameras on the network");
+        *exitCode = std::fputs(page.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
         return false;
     }
     *exitCode = 2;

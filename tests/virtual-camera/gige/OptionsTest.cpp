@@ -24,3 +24,19 @@ TEST(Options, MakeCamerasWithTheirFaults) {
     EXPECT_EQ(faults.m_rebootAfterMs, 3000U);
     EXPECT_EQ(faults.m_replugAfterMs, 1000U) << "comes up again";
 }
+
+TEST(Options, AreInTheManualPage) {
+    const char* arguments[] = {"program", "--manual"};
+    gige::Options options;
+    int exitCode = -1;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(gige::ReadOptions(std::size(arguments), const_cast<char**>(arguments), &options, &exitCode));
+    const std::string page = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(exitCode, 0);
+    for (const char* const part :
+         {".TH OX3D\\-VIRTUAL\\-CAMERA 1 ", "\n.SH SYNOPSIS\n.B ox3d\\-virtual\\-camera\n[options]\n",
+          "\n\\fB\\-\\-camera\\fR \\fIVALUE\\fR\na camera as KEY", "\n\\fB\\-\\-broken\\-xml\\fR\n",
+          "\nExample: "}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part << " is not in\n" << page;
+    }
+}

@@ -1,8 +1,8 @@
 // The tool's command line.
 #include "tools/ox3d/commands/CommandApp.h"
 
+#include "base/CommandLine.h"
 #include "tools/ox3d/Suggest.h"
-#include "tools/ox3d/commands/AppWalk.h"
 
 #include <algorithm>
 #include <ox3drgbd/Ox3dRgbdApi.h>

@@ -1,7 +1,7 @@
 // Completion for shells.
 #include "tools/ox3d/commands/Completion.h"
 
-#include "tools/ox3d/commands/AppWalk.h"
+#include "base/CommandLine.h"
 
 namespace ox3d::tool {
 namespace {

@@ -1,4 +1,5 @@
 // ox3d completion: what a shell needs to complete the tool's command line.
+#include "base/ManualPage.h"
 #include "tools/ox3d/commands/CommandApp.h"
 #include "tools/ox3d/commands/Completion.h"
 
@@ -12,10 +13,12 @@ EExitCode RunCompletion(CCameraControl& /*control*/, const Arguments& arguments)
     Arguments unused;
     BuildApp(app, unused);
     const std::string& shell = arguments.m_shell;
-    const std::string text = shell == "bash"   ? BashCompletion(app)
-                             : shell == "zsh"  ? ZshCompletion(app)
-                             : shell == "fish" ? FishCompletion(app)
-                                               : ManualPage(app, VersionText());
+    const std::string text =
+        shell == "bash"  ? BashCompletion(app)
+        : shell == "zsh" ? ZshCompletion(app)
+        : shell == "fish"
+            ? FishCompletion(app)
+            : ManualPage(app, "ox3d", "looks for RGB-D cameras, sets them and takes pictures with them");
     std::fputs(text.c_str(), stdout);
     return EExitCode::Ok;
 }

@@ -1,9 +1,9 @@
-// The command line from its parser.
-#include "tools/ox3d/commands/AppWalk.h"
+// CommandLine.cpp - see CommandLine.h.
+#include "base/CommandLine.h"
 
 #include <sstream>
 
-namespace ox3d::tool {
+namespace ox3d {
 namespace {
 
 // The parser keeps what an option takes as the text "TEXT:{get,put}".
@@ -47,4 +47,4 @@ std::vector<WalkedOption> OptionsOf(const CLI::App& command) {
     return options;
 }
 
-} // namespace ox3d::tool
+} // namespace ox3d

@@ -1,12 +1,12 @@
-// The tool's command line as its parser knows it, command by command and option by option.
-#ifndef OX3D_TOOL_APP_WALK_H
-#define OX3D_TOOL_APP_WALK_H
+// CommandLine.h - a program's command line as its parser knows it, command by command and option by option.
+#ifndef OX3D_BASE_COMMAND_LINE_H
+#define OX3D_BASE_COMMAND_LINE_H
 
 #include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
-namespace ox3d::tool {
+namespace ox3d {
 
 struct WalkedOption {
     std::string m_flag; // "--seconds"; empty for a positional argument
@@ -22,6 +22,6 @@ struct WalkedOption {
 std::vector<const CLI::App*> CommandsOf(const CLI::App& app);
 std::vector<WalkedOption> OptionsOf(const CLI::App& command);
 
-} // namespace ox3d::tool
+} // namespace ox3d
 
 #endif
