@@ -292,6 +292,19 @@ TEST_F(Mcap, ColorComesBackFromJpegNearlyAsItWasAndNotAtAllWhenNoneIsWanted) {
     for (size_t i = 0; i < planes.size(); ++i) {
         ASSERT_NEAR(planes[i], expected[i], 12) << i;
     }
+    // Each image is packed into the room that one before it left, or into more.
+    CJpegEncoder encoder;
+    CJpegDecoder decoder;
+    std::mt19937 random(3);
+    for (const uint32_t side : {8U, 512U, 16U}) {
+        std::vector<uint8_t> noise(size_t{side} * side * 3);
+        std::generate(noise.begin(), noise.end(), [&] { return static_cast<uint8_t>(random()); });
+        const auto jpeg = encoder.Encode(noise.data(), side, side, 100);
+        PngSize size;
+        EXPECT_TRUE(decoder.Size(jpeg, 1 << 20, &size.m_width, &size.m_height));
+        EXPECT_EQ(size.m_width, side);
+        EXPECT_TRUE(decoder.Decode(jpeg, side, side, noise.data()));
+    }
     fs::remove(m_path);
     RecorderOptions none;
     none.m_color = ERecordedColor::None;

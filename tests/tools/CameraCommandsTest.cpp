@@ -159,6 +159,25 @@ TEST_F(CameraCommands, AnInterruptEndsEveryCommandBetweenItsSteps) {
     EXPECT_EQ(ReadFile(m_folder.File("mine")), "mine");
 }
 
+TEST_F(CameraCommands, WhatACameraTakesNeitherAnewNorBackIsKeptBesideTheFile) {
+    m_variables.emplace_back("OX3D_PROVIDER=" OX3D_REFUSING_PROVIDER);
+    WriteFile(m_folder.File("mine"), "mine");
+    const Line lines[] = {
+        {"export settings", 0, ""},
+        {"file put RGBDSensorCali mine", 5, "; its former one could not be put back; a copy is "},
+        {"import mine", 5, "; some may be set; the former ones could not be put back; a copy is "},
+        {"upgrade mine", 130,
+         "the upgrade was given up at 50 %; the camera may keep its firmware; \"ox3d info\" shows"},
+    };
+    for (const Line& line : lines) {
+        Say(line);
+    }
+    EXPECT_EQ(ReadFile(m_folder.File("mine.former")), ReadFile(kOffice + "/calibration.xml"));
+    EXPECT_EQ(ReadFile(m_folder.File("mine.former.1")), ReadFile(m_folder.File("settings")));
+    EXPECT_THAT(Files(),
+                UnorderedElementsAre("cameras.ini", "mine", "settings", "mine.former", "mine.former.1"));
+}
+
 // By a camera that takes its time for each feature.
 TEST_F(CameraCommands, OneFeatureIsAskedForAloneAndSettingsGiveUpWhenTold) {
     UseCameras({"serial = E1\nfault = slow_commands 20"});
