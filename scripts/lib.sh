@@ -174,6 +174,13 @@ test_cases() {
     awk '/^\[  PASSED  \] [0-9]+ test/ { passed += $4 }
          /^\[  SKIPPED \] [0-9]+ test/ { skipped += $4 }
          /^\[  FAILED  \] [0-9]+ test/ { failed += $4 }
+         /^[0-9]+ (passed|failed|skipped).* in [0-9.]+s/ { # pytest
+             for (i = 2; i < NF; ++i) {
+                 passed += $i ~ /^passed/ ? $(i - 1) : 0
+                 failed += $i ~ /^failed/ ? $(i - 1) : 0
+                 skipped += $i ~ /^skipped/ ? $(i - 1) : 0
+             }
+         }
          END { printf "Test cases inside them: %d passed, %d failed, %d skipped\n", passed, failed, skipped }' "$log"
 }
 
