@@ -64,6 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         OX3D_FUZZ_EXPECT(ReadFrames(s_file.Path()) >= before);
         OX3D_FUZZ_EXPECT(RepairMcap(s_file.Path(), &report, &error) == EMcapRepair::Ok);
         OX3D_FUZZ_EXPECT(report.m_wasClosed && !report.m_isMended && report.m_badChunks.empty());
+    } else {
+        s_file.Expect({data, lengthBytes}); // it stays as it was to the byte
     }
     return 0;
 }

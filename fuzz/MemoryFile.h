@@ -5,8 +5,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "fuzz/Input.h"
 
@@ -27,6 +29,12 @@ public:
         const auto length = static_cast<ssize_t>(bytes.size());
         OX3D_FUZZ_EXPECT(ftruncate(m_file, length) == 0);
         OX3D_FUZZ_EXPECT(pwrite(m_file, bytes.data(), bytes.size(), 0) == length);
+    }
+    void Expect(std::span<const uint8_t> bytes) const {
+        std::vector<uint8_t> there(bytes.size() + 1);
+        const auto length = static_cast<ssize_t>(bytes.size());
+        OX3D_FUZZ_EXPECT(pread(m_file, there.data(), there.size(), 0) == length);
+        OX3D_FUZZ_EXPECT(std::equal(bytes.begin(), bytes.end(), there.begin()));
     }
 
 private:

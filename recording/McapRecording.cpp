@@ -1,6 +1,8 @@
-// McapRecording.cpp - chunks as frames. A frame that cannot be read is said once and costs nothing but itself.
+// McapRecording.cpp - messages as frames. A frame that cannot be read is said once and costs nothing but itself.
 #include "recording/McapRecording.h"
 
+#include "recording/CalibrationReader.h"
+#include "recording/CalibrationText.h"
 #include "recording/RecordingChannels.h"
 
 #include <algorithm>
@@ -29,6 +31,12 @@ void SplitPlanes(const uint8_t* interleaved, uint64_t stepBytes, const PngSize& 
             out[2 * pixels] = in[2];
         }
     }
+}
+
+bool ReadImageOf(const McapMessage* message, const char* encoding, uint64_t bytesPerPixel, RosImage* image) {
+    return message != nullptr && ReadImage(message->m_data, image) && image->m_encoding == encoding &&
+           image->m_stepBytes >= image->m_width * bytesPerPixel &&
+           uint64_t{image->m_width} * image->m_height <= kMaxPngPixels;
 }
 
 bool ReadContents(const CMcapFile& file, McapContents* contents, std::string* error) {
@@ -85,19 +93,16 @@ bool CMcapRecording::ReadFile(const std::string& path, std::string* error) {
     if (m_contents.m_damagedBytes > 0) {
         Tell(std::to_string(m_contents.m_damagedBytes) + " bytes inside are damaged");
     }
-    const std::pair<const char*, EPart> topics[] = {
-        {kDepthTopic, EPart::Depth}, {kColorTopic, EPart::Color},         {kJpegTopic, EPart::Jpeg},
-        {kFrameTopic, EPart::Facts}, {kDepthInfoTopic, EPart::DepthInfo}, {kColorInfoTopic, EPart::ColorInfo},
-    };
-    for (const McapChannel& channel : m_contents.m_summary.m_channels) {
-        for (const auto& [topic, part] : topics) {
-            if (channel.m_topic == topic) {
-                m_parts.emplace(channel.m_id, part);
-            }
-        }
+    m_frames.Find(&m_contents);
+    if (!FindDepthSize(error)) {
+        return false;
     }
-    FindFrames();
-    return FindSizes(error);
+    FindColorSize();
+    FindLenses();
+    if (m_camera.m_calibrationXml.empty()) {
+        RestoreCalibration();
+    }
+    return true;
 }
 
 bool CMcapRecording::ReadCamera(std::string* error) {
@@ -124,65 +129,72 @@ bool CMcapRecording::ReadCamera(std::string* error) {
     return true;
 }
 
-// Chunks in the order of the file. One whose indexes are lost may hold depth as well.
-void CMcapRecording::FindFrames() {
-    for (const McapChunkInfo& chunk : m_contents.m_summary.m_chunks) {
-        const bool hasDepth = chunk.m_indexes.empty() ||
-                              std::any_of(chunk.m_indexes.begin(), chunk.m_indexes.end(), [&](auto& index) {
-                                  const auto part = m_parts.find(index.first);
-                                  return part != m_parts.end() && part->second == EPart::Depth;
-                              });
-        if (hasDepth) {
-            m_chunks.push_back(chunk);
-        }
-    }
-}
-
-// Headers may promise what the data do not hold: one frame must really be there. Those before it are left out. A file
-// that unpacks to much and holds none is given up.
-bool CMcapRecording::FindFirstFrame(RosImage* image) {
-    constexpr uint64_t kMaxLookedAtBytes = uint64_t{4} << 30U;
-    uint64_t bytes = 0;
-    for (size_t first = 0; first < m_chunks.size() && bytes <= kMaxLookedAtBytes; ++first) {
-        if (Load(first) && ImageOf(EPart::Depth, kDepthEncoding, sizeof(uint16_t), image)) {
-            m_chunks.erase(m_chunks.begin(), m_chunks.begin() + static_cast<std::ptrdiff_t>(first));
-            m_loaded = SIZE_MAX;
-            return true;
-        }
-        bytes +=
-            m_chunks[first].m_lengthBytes + std::min(m_chunks[first].m_uncompressedBytes, kMaxMcapChunkBytes);
-    }
-    return false;
-}
-
-// Of the first frame with color all take the size.
-bool CMcapRecording::FindSizes(std::string* error) {
+// Of the first frame all take the size.
+bool CMcapRecording::FindDepthSize(std::string* error) {
     RosImage image;
-    if (!FindFirstFrame(&image)) {
-        *error = "there is no whole frame in it";
+    const auto isGood = [&] {
+        return ReadImageOf(m_frames.Part(EMcapPart::Depth), kDepthEncoding, sizeof(uint16_t), &image);
+    };
+    std::string reason;
+    if (!m_frames.StartAtFirst(isGood, &reason)) {
+        *error = "there is no whole frame in it: " + reason;
         return false;
     }
     m_depthSize = {image.m_width, image.m_height};
-    constexpr size_t kFramesToLookAt = 30; // for color, which may be late or not come at all
-    for (size_t frame = 0; frame < std::min(m_chunks.size(), kFramesToLookAt) && m_colorSize.m_width == 0;
-         ++frame) {
-        if (!Load(frame) || !ColorSizeOf(&m_colorSize)) {
-            m_colorSize = {};
-        }
-    }
-    const auto lens = [this](EPart part, std::optional<RecordedLens>* out) {
-        const McapMessage* const message = Find(part);
-        RecordedLens read;
-        if (message != nullptr && ReadCameraInfo(message->m_data, &read)) {
-            *out = read;
-        }
-    };
-    lens(EPart::DepthInfo, &m_camera.m_depthLens);
-    lens(EPart::ColorInfo, &m_camera.m_colorLens);
-    for (const McapChunkInfo& chunk : m_chunks) {
-        m_hostTimes.push_back(chunk.m_startTime);
+    for (size_t frame = 0; frame < m_frames.Count(); ++frame) {
+        m_hostTimes.push_back(m_frames.TimeNs(frame));
     }
     return true;
+}
+
+// Of the first color image, however late it comes.
+void CMcapRecording::FindColorSize() {
+    const auto isRaw = [this](const McapMessage& message) {
+        return ColorSizeOf(&message, nullptr, &m_colorSize);
+    };
+    const auto isJpeg = [this](const McapMessage& message) {
+        return ColorSizeOf(nullptr, &message, &m_colorSize);
+    };
+    if (!m_frames.FindFirst(EMcapPart::Color, isRaw) && !m_frames.FindFirst(EMcapPart::Jpeg, isJpeg)) {
+        m_colorSize = {};
+    }
+}
+
+void CMcapRecording::FindLenses() {
+    RecordedLens lens;
+    RecordedWay way;
+    const auto isLens = [&](const McapMessage& message) { return ReadCameraInfo(message.m_data, &lens); };
+    if (m_frames.FindFirst(EMcapPart::DepthInfo, isLens)) {
+        m_camera.m_depthLens = lens;
+    }
+    if (m_frames.FindFirst(EMcapPart::ColorInfo, isLens)) {
+        m_camera.m_colorLens = lens;
+    }
+    if (m_frames.FindFirst(EMcapPart::Transform,
+                           [&](const McapMessage& message) { return ReadTransform(message.m_data, &way); })) {
+        m_camera.m_depthToColor = way;
+    }
+}
+
+// What the messages say of the cameras is all that the library asks its calibration for.
+void CMcapRecording::RestoreCalibration() {
+    const std::optional<RecordedLens>& depth = m_camera.m_depthLens;
+    if (!depth || !m_camera.m_colorLens || !m_camera.m_depthToColor || m_colorSize.m_width == 0) {
+        return;
+    }
+    const RecordedLens color =
+        ScaledTo(*m_camera.m_colorLens, m_colorSize, {depth->m_width, depth->m_height});
+    RgbdCalibration set;
+    set.m_width = depth->m_width;
+    set.m_height = depth->m_height;
+    set.m_depth = {depth->m_fx, depth->m_fy, depth->m_cx, depth->m_cy};
+    set.m_color = {color.m_fx, color.m_fy, color.m_cx, color.m_cy};
+    const RecordedWay& way = *m_camera.m_depthToColor;
+    std::copy(way.m_rotation.begin(), way.m_rotation.end(), set.m_rotation);
+    std::copy(way.m_translationMm.begin(), way.m_translationMm.end(), set.m_translationMm);
+    std::copy(color.m_distortion.begin(), color.m_distortion.end(), set.m_distortion);
+    m_camera.m_calibrationXml = FormatCalibrationXml(set, set);
+    Tell("its calibration is made anew from what its messages say of the cameras");
 }
 
 void CMcapRecording::Tell(size_t frame, const std::string& what) const {
@@ -194,43 +206,21 @@ void CMcapRecording::Tell(const std::string& what) const {
 }
 
 bool CMcapRecording::Load(size_t frame) {
-    if (m_loaded == frame) {
-        return true;
-    }
-    m_loaded = SIZE_MAX;
     std::string error;
-    if (!m_chunkReader.Read(m_file, m_chunks[frame], &m_messages, &error)) {
+    if (!m_frames.Load(frame, &error)) {
         Tell(frame, error);
         return false;
     }
-    m_loaded = frame;
     return true;
 }
 
-const McapMessage* CMcapRecording::Find(EPart part) const {
-    const auto found = std::find_if(m_messages.begin(), m_messages.end(), [&](const McapMessage& message) {
-        const auto known = m_parts.find(message.m_channel);
-        return known != m_parts.end() && known->second == part;
-    });
-    return found == m_messages.end() ? nullptr : &*found;
-}
-
-bool CMcapRecording::ImageOf(EPart part, const char* encoding, uint64_t bytesPerPixel,
-                             RosImage* image) const {
-    const McapMessage* const message = Find(part);
-    return message != nullptr && ReadImage(message->m_data, image) && image->m_encoding == encoding &&
-           image->m_stepBytes >= image->m_width * bytesPerPixel &&
-           uint64_t{image->m_width} * image->m_height <= kMaxPngPixels;
-}
-
-bool CMcapRecording::ColorSizeOf(PngSize* size) {
+bool CMcapRecording::ColorSizeOf(const McapMessage* raw, const McapMessage* jpeg, PngSize* size) {
     RosImage image;
-    if (ImageOf(EPart::Color, kColorEncoding, 3, &image)) {
+    if (ReadImageOf(raw, kColorEncoding, 3, &image)) {
         *size = {image.m_width, image.m_height};
         return true;
     }
-    const McapMessage* const message = Find(EPart::Jpeg);
-    return message != nullptr && ReadCompressedImage(message->m_data, &image) &&
+    return jpeg != nullptr && ReadCompressedImage(jpeg->m_data, &image) &&
            m_jpeg.Size(image.m_bytes, kMaxPngPixels, &size->m_width, &size->m_height);
 }
 
@@ -239,7 +229,7 @@ bool CMcapRecording::ReadDepth(size_t frame, std::vector<uint16_t>* samples) {
     if (!Load(frame)) {
         return false;
     }
-    if (!ImageOf(EPart::Depth, kDepthEncoding, sizeof(uint16_t), &image) ||
+    if (!ReadImageOf(m_frames.Part(EMcapPart::Depth), kDepthEncoding, sizeof(uint16_t), &image) ||
         !IsSame({image.m_width, image.m_height}, m_depthSize)) {
         Tell(frame, "its depth image is none, or not of the size of those before it");
         return false;
@@ -255,13 +245,13 @@ bool CMcapRecording::ReadDepth(size_t frame, std::vector<uint16_t>* samples) {
 
 bool CMcapRecording::DecodeColor(std::vector<uint8_t>* planes) {
     RosImage image;
-    if (ImageOf(EPart::Color, kColorEncoding, 3, &image)) {
+    if (ReadImageOf(m_frames.Part(EMcapPart::Color), kColorEncoding, 3, &image)) {
         SplitPlanes(image.m_bytes.data(), image.m_stepBytes, m_colorSize, planes);
         return true;
     }
     const uint64_t stepBytes = uint64_t{m_colorSize.m_width} * 3;
     m_interleaved.resize(stepBytes * m_colorSize.m_height);
-    const McapMessage* const message = Find(EPart::Jpeg);
+    const McapMessage* const message = m_frames.Part(EMcapPart::Jpeg);
     if (message == nullptr || !ReadCompressedImage(message->m_data, &image) ||
         !m_jpeg.Decode(image.m_bytes, m_colorSize.m_width, m_colorSize.m_height, m_interleaved.data())) {
         return false;
@@ -272,10 +262,15 @@ bool CMcapRecording::DecodeColor(std::vector<uint8_t>* planes) {
 
 bool CMcapRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
     PngSize size;
-    if (!Load(frame) || (Find(EPart::Color) == nullptr && Find(EPart::Jpeg) == nullptr)) {
+    if (!Load(frame)) {
         return false;
     }
-    if (!ColorSizeOf(&size) || !IsSame(size, m_colorSize) || !DecodeColor(planes)) {
+    const McapMessage* const raw = m_frames.Part(EMcapPart::Color);
+    const McapMessage* const jpeg = m_frames.Part(EMcapPart::Jpeg);
+    if (raw == nullptr && jpeg == nullptr) {
+        return false;
+    }
+    if (!ColorSizeOf(raw, jpeg, &size) || !IsSame(size, m_colorSize) || !DecodeColor(planes)) {
         Tell(frame, "its color image is damaged, or not of the size of those before it");
         return false;
     }
@@ -283,7 +278,7 @@ bool CMcapRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
 }
 
 bool CMcapRecording::ReadFacts(size_t frame, RecordedFacts* facts) {
-    const McapMessage* const message = Load(frame) ? Find(EPart::Facts) : nullptr;
+    const McapMessage* const message = Load(frame) ? m_frames.Part(EMcapPart::Facts) : nullptr;
     return message != nullptr && ReadFrameFacts(message->m_data, facts);
 }
 

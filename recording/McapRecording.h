@@ -3,7 +3,7 @@
 #define OX3D_RECORDING_MCAP_RECORDING_H
 
 #include "recording/Jpeg.h"
-#include "recording/McapReader.h"
+#include "recording/McapFrames.h"
 #include "recording/RecordingReader.h"
 #include "recording/RosMessages.h"
 
@@ -17,7 +17,7 @@ class CMcapRecording final : public CRecordingReader {
 public:
     static std::unique_ptr<CRecordingReader> Open(const std::string& path, std::string* error);
 
-    size_t FrameCount() const override { return m_chunks.size(); }
+    size_t FrameCount() const override { return m_frames.Count(); }
     bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) override;
     bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
     bool ReadFacts(size_t frame, RecordedFacts* facts) override;
@@ -27,17 +27,14 @@ public:
     bool IsClosed() const { return m_contents.m_isClosed; }
 
 private:
-    enum class EPart { Depth, Color, Jpeg, Facts, DepthInfo, ColorInfo };
-
     bool ReadFile(const std::string& path, std::string* error);
     bool ReadCamera(std::string* error);
-    bool FindFirstFrame(RosImage* image);
-    void FindFrames();
-    bool FindSizes(std::string* error);
+    bool FindDepthSize(std::string* error);
+    void FindColorSize();
+    void FindLenses();
+    void RestoreCalibration();
     bool Load(size_t frame);
-    const McapMessage* Find(EPart part) const;
-    bool ImageOf(EPart part, const char* encoding, uint64_t bytesPerPixel, RosImage* image) const;
-    bool ColorSizeOf(PngSize* size);
+    bool ColorSizeOf(const McapMessage* raw, const McapMessage* jpeg, PngSize* size);
     bool DecodeColor(std::vector<uint8_t>* planes);
     void Tell(size_t frame, const std::string& what) const;
     void Tell(const std::string& what) const;
@@ -45,13 +42,9 @@ private:
     std::string m_path;
     CMcapFile m_file;
     McapContents m_contents;
-    std::map<uint16_t, EPart> m_parts; // by channel
-    std::vector<McapChunkInfo> m_chunks;
+    CMcapFrames m_frames{m_file};
     std::vector<uint64_t> m_hostTimes;
-    CMcapChunkReader m_chunkReader;
     CJpegDecoder m_jpeg;
-    std::vector<McapMessage> m_messages; // of the frame that is loaded
-    size_t m_loaded = SIZE_MAX;
     std::vector<uint8_t> m_interleaved;
 };
 

@@ -14,6 +14,8 @@
 namespace ox3d {
 namespace {
 
+constexpr uint64_t kMaxHeaderBytes = 4096;
+
 std::string PlaceOf(const McapChunkInfo& chunk) {
     return "the chunk at byte " + std::to_string(chunk.m_offset);
 }
@@ -21,7 +23,8 @@ std::string PlaceOf(const McapChunkInfo& chunk) {
 // Keeps the chunks that unpack to what their checksums say. Their messages tell what indexes they need.
 class CChunkCheck {
 public:
-    CChunkCheck(const CMcapFile& file, McapRepairReport* report) : m_file(file), m_report(report) {}
+    CChunkCheck(const CMcapFile& file, const McapSummary& summary, McapRepairReport* report)
+        : m_file(file), m_parts(McapPartsOf(summary)), m_report(report) {}
 
     bool IsGood(const McapChunkInfo& chunk) {
         std::string error;
@@ -30,6 +33,7 @@ public:
             return false;
         }
         ++m_report->m_goodChunks;
+        m_isRewritten = m_isRewritten || !IsOneFrame(m_messages, m_parts);
         return true;
     }
     // Of the messages whose channels the summary has, by channel. Also says in *chunk from when to when they are.
@@ -47,9 +51,14 @@ public:
         return times;
     }
 
+    // Whether a good chunk was none of a recorder's.
+    bool IsRewritten() const { return m_isRewritten; }
+
 private:
     const CMcapFile& m_file;
+    const std::map<uint16_t, EMcapPart> m_parts;
     McapRepairReport* m_report;
+    bool m_isRewritten = false;
     CMcapChunkReader m_reader;
     std::vector<McapMessage> m_messages;
 };
@@ -85,7 +94,7 @@ bool WriteAt(int file, uint64_t offset, const ByteVector& bytes) {
 class CRebuild {
 public:
     CRebuild(const CMcapFile& file, McapContents* contents, McapRepairReport* report)
-        : m_file(file), m_contents(*contents), m_report(report), m_check(file, report) {}
+        : m_file(file), m_contents(*contents), m_report(report), m_check(file, contents->m_summary, report) {}
 
     // What has to follow the data.
     ByteVector End() {
@@ -102,6 +111,7 @@ public:
         PutEnd(&m_end, summary, m_contents.m_wholeBytes + m_end.size());
         return std::move(m_end);
     }
+    bool IsRewritten() const { return m_check.IsRewritten(); }
 
 private:
     // Where they are said to be or ought to be. What is not what the chunk's messages ask for is written anew, behind the
@@ -129,18 +139,36 @@ private:
     ByteVector m_end;
 };
 
+// Readers of ROS go by the profile, whose length the scan has found right.
+ByteVector HeaderOf(const CMcapFile& file) {
+    ByteVector head;
+    ByteVector content;
+    ByteVector front;
+    const bool isThere = file.Read(kMcapMagic.size(), kMcapRecordHeadBytes, &head) &&
+                         static_cast<EMcapRecord>(head[0]) == EMcapRecord::Header;
+    const auto lengthBytes = isThere ? CByteReader(std::span(head).subspan(1)).Take<uint64_t>() : 0;
+    if (lengthBytes <= kMaxHeaderBytes &&
+        file.Read(kMcapMagic.size() + kMcapRecordHeadBytes, lengthBytes, &content)) {
+        CByteReader reader(content);
+        reader.Text();
+        PutHeader(&front, reader.Text());
+    }
+    return front.size() == kMcapMagic.size() + kMcapRecordHeadBytes + lengthBytes ? front : ByteVector();
+}
+
 // What other readers ask for before anything else. The header's place is filled to its last byte.
-ByteVector FrontOf(const McapContents& contents) {
+ByteVector FrontOf(const CMcapFile& file, const McapContents& contents) {
     ByteVector front;
     PutHeader(&front, "");
     const uint64_t neededBytes = front.size() - kMcapMagic.size();
     if (contents.m_lostHeaderBytes >= neededBytes) {
         front.clear();
         PutHeader(&front, std::string(contents.m_lostHeaderBytes - neededBytes, ' '));
-    } else {
-        front.resize(kMcapMagic.size());
+        return front;
     }
-    return front;
+    ByteVector header = contents.m_lostHeaderBytes == 0 ? HeaderOf(file) : ByteVector();
+    front.resize(kMcapMagic.size());
+    return header.empty() ? front : header;
 }
 
 bool IsThere(const CMcapFile& file, uint64_t offset, const ByteVector& bytes) {
@@ -151,12 +179,18 @@ bool IsThere(const CMcapFile& file, uint64_t offset, const ByteVector& bytes) {
 // Writes what is not as it has to be.
 EMcapRepair Close(const CMcapFile& file, McapContents* contents, McapRepairReport* report,
                   std::string* error) {
-    const ByteVector end = CRebuild(file, contents, report).End();
+    CRebuild rebuild(file, contents, report);
+    const ByteVector end = rebuild.End();
     if (contents->m_summary.m_chunks.empty()) {
         *error = "there is no whole frame in it";
         return EMcapRepair::Empty;
     }
-    const ByteVector front = FrontOf(*contents);
+    if (rebuild.IsRewritten()) {
+        *error =
+            "another program has rewritten it; it is played as it is, and left to such programs to repair";
+        return EMcapRepair::Foreign;
+    }
+    const ByteVector front = FrontOf(file, *contents);
     report->m_damagedBytes = contents->m_damagedBytes;
     if (!contents->m_isClosed) {
         report->m_cutBytes = file.Bytes() - contents->m_wholeBytes;
@@ -216,7 +250,7 @@ EMcapRepair Repair(const std::string& path, McapRepairReport* report, std::strin
     }
     report->m_wasClosed = contents.m_isClosed;
     const EMcapRepair result = Close(file, &contents, report, error);
-    if (result == EMcapRepair::Empty) {
+    if (result == EMcapRepair::Empty || result == EMcapRepair::Foreign) {
         *error = path + ": " + *error;
     }
     CMcapFile closed;

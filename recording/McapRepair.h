@@ -22,7 +22,8 @@ struct McapRepairReport {
 
 enum class EMcapRepair { Ok, Foreign, Empty, Busy, Failed };
 
-// Empty: nothing to repair in it, it is left as it was. Foreign: no MCAP file, not one that ox3d recorded, or not to be opened. Busy: another process is recording into it. Failed: it could not be
+// Empty: nothing to repair in it, it is left as it was. Foreign: no MCAP file, not one that ox3d recorded, one
+// that another program has rewritten, or not to be opened. Busy: another process is recording into it. Failed: it could not be
 // written; all whole chunks are there as before. *error says what.
 EMcapRepair RepairMcap(const std::string& path, McapRepairReport* report, std::string* error);
 

@@ -257,6 +257,7 @@ int CMcapWriter::Publish() {
             return errno;
         }
         m_part.clear();
+        SyncFolderOf(m_path);
     }
     return 0;
 }
@@ -278,9 +279,6 @@ int CMcapWriter::Append(McapChunk chunk) {
 }
 
 int CMcapWriter::Sync() {
-    if (!std::exchange(m_isNameSynced, true)) {
-        SyncFolderOf(m_path);
-    }
     return fdatasync(m_file) == 0 ? 0 : errno;
 }
 

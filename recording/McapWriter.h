@@ -87,7 +87,6 @@ private:
     std::string m_path;
     std::string m_part; // its name before it has the right one; then empty
     bool m_isReplacing = false;
-    bool m_isNameSynced = false; // of Sync() alone
     McapSummary m_summary;
     uint64_t m_endBytes;
     uint64_t m_reservedBytes = 0; // blocks that are kept free, counted from the begin of the file

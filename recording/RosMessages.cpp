@@ -5,11 +5,13 @@
 
 #include <charconv>
 #include <cmath>
+#include <optional>
 
 namespace ox3d {
 namespace {
 
 constexpr uint64_t kNsPerSecond = 1000000000;
+constexpr double kMmPerMetre = 1000;
 
 void PutRosHeader(CCdrWriter* cdr, const RosHeader& header) {
     cdr->Add(static_cast<int32_t>(header.m_stampNs / kNsPerSecond));
@@ -50,6 +52,19 @@ Quaternion QuaternionOf(const std::array<double, 9>& r) {
         part /= scale;
     }
     return quaternion;
+}
+
+// None for a quaternion that is not of about length 1.
+std::optional<std::array<double, 9>> RotationOf(const Quaternion& q) {
+    const auto [x, y, z, w] = q;
+    const double square = x * x + y * y + z * z + w * w;
+    if (!(square > 0.99 && square < 1.01)) {
+        return std::nullopt;
+    }
+    const double s = 2 / square;
+    return std::array<double, 9>{1 - s * (y * y + z * z), s * (x * y - z * w),     s * (x * z + y * w),
+                                 s * (x * y + z * w),     1 - s * (x * x + z * z), s * (y * z - x * w),
+                                 s * (x * z - y * w),     s * (y * z + x * w),     1 - s * (x * x + y * y)};
 }
 
 // The number behind "key": in a flat object of JSON.
@@ -104,7 +119,6 @@ void PutCameraInfo(ByteVector* out, const RosHeader& header, const RecordedLens&
 void PutTransform(ByteVector* out, uint64_t stampNs, const RecordedWay& depthToColor) {
     const std::array<double, 9>& r = depthToColor.m_rotation;
     const std::array<double, 3>& t = depthToColor.m_translationMm;
-    constexpr double kMmPerMetre = 1000;
     CCdrWriter cdr(out);
     cdr.Add(uint32_t{1});
     PutRosHeader(&cdr, {stampNs, kDepthFrameId});
@@ -168,6 +182,37 @@ bool ReadCameraInfo(std::span<const uint8_t> message, RecordedLens* lens) {
     lens->m_fy = k[4];
     lens->m_cy = k[5];
     return !cdr.HasFailed() && isPlumbBob;
+}
+
+bool ReadTransform(std::span<const uint8_t> message, RecordedWay* depthToColor) {
+    CCdrReader cdr(message);
+    if (cdr.Take<uint32_t>() != 1) {
+        return false;
+    }
+    const RosHeader header = TakeRosHeader(&cdr);
+    const bool isOurs = header.m_frameId == kDepthFrameId && cdr.Text() == kColorFrameId;
+    std::array<double, 3> place{};
+    Quaternion turn{};
+    for (double& part : place) {
+        part = cdr.Take<double>();
+    }
+    for (double& part : turn) {
+        part = cdr.Take<double>();
+    }
+    const auto rotation = RotationOf(turn);
+    if (cdr.HasFailed() || !isOurs || !rotation ||
+        !std::all_of(place.begin(), place.end(), [](double part) { return std::isfinite(part); })) {
+        return false;
+    }
+    for (size_t i = 0; i < 3; ++i) {
+        for (size_t j = 0; j < 3; ++j) { // what turns the other way round is the transpose
+            depthToColor->m_rotation[3 * i + j] = (*rotation)[3 * j + i];
+        }
+        const double* const row = depthToColor->m_rotation.data() + 3 * i;
+        depthToColor->m_translationMm[i] =
+            -(row[0] * place[0] + row[1] * place[1] + row[2] * place[2]) * kMmPerMetre;
+    }
+    return true;
 }
 
 bool ReadFrameFacts(std::span<const uint8_t> message, RecordedFacts* facts) {

@@ -53,6 +53,7 @@ struct RosImage {
 bool ReadImage(std::span<const uint8_t> message, RosImage* image);
 bool ReadCompressedImage(std::span<const uint8_t> message, RosImage* image);
 bool ReadCameraInfo(std::span<const uint8_t> message, RecordedLens* lens);
+bool ReadTransform(std::span<const uint8_t> message, RecordedWay* depthToColor);
 bool ReadFrameFacts(std::span<const uint8_t> message, RecordedFacts* facts);
 
 } // namespace ox3d

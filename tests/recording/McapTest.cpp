@@ -1,4 +1,5 @@
 // What is recorded into an MCAP file is read as it was, whatever ends the recording and whatever the bytes.
+#include "recording/CalibrationReader.h"
 #include "recording/FrameEncoder.h"
 #include "recording/McapLeftovers.h"
 #include "recording/McapRecording.h"
@@ -20,6 +21,7 @@ namespace {
 // What the system does to a recording.
 std::atomic<int> s_syncFailure = 0; // of the next fdatasync()
 std::atomic<int> s_syncs = 0;
+std::atomic<int> s_folderSyncs = 0;
 std::atomic<uint64_t> s_readBytes = 0;
 std::atomic<size_t> s_largestBlock = SIZE_MAX;
 std::function<int()> s_onLock;
@@ -29,6 +31,11 @@ extern "C" int fdatasync(int file) {
     ++s_syncs;
     errno = s_syncFailure.exchange(0);
     return errno == 0 ? static_cast<int>(syscall(SYS_fdatasync, file)) : -1;
+}
+
+extern "C" int fsync(int file) {
+    ++s_folderSyncs;
+    return static_cast<int>(syscall(SYS_fsync, file));
 }
 
 extern "C" int flock(int file, int how) noexcept {
@@ -99,14 +106,14 @@ protected:
         m_recorder = CRecorder::Open(m_path, Camera(), options, &m_error);
         ASSERT_NE(m_recorder, nullptr) << m_error;
     }
-    static bool AddTo(CRecorder& recorder, uint64_t number) {
+    static bool AddTo(CRecorder& recorder, uint64_t number, bool hasColor = true) {
         const std::vector<uint16_t> depth = DepthOf(number);
         const std::vector<uint8_t> planes = PlanesOf(number);
         FrameView frame;
         frame.m_facts = {number, number * 1000, number * 100, number % 2, number % 3 == 0};
         frame.m_cameraNs = number * 100 - 7;
         frame.m_depth = {depth.data(), kWidth, kHeight, kWidth};
-        frame.m_color = {planes.data(), 96, 32, EColorLayout::Planar};
+        frame.m_color = {hasColor ? planes.data() : nullptr, 96, 32, EColorLayout::Planar};
         return recorder.Add(frame);
     }
     RecorderCounts Record(uint64_t frames, const RecorderOptions& options = {}) {
@@ -127,6 +134,7 @@ protected:
             if (m_reader->ReadDepth(i, &samples)) {
                 EXPECT_TRUE(m_reader->ReadFacts(i, &facts));
                 EXPECT_EQ(samples, DepthOf(facts.m_number));
+                EXPECT_EQ(m_reader->HostTimes()[i], facts.m_hostNs);
                 numbers.push_back(facts.m_number);
             }
         }
@@ -312,6 +320,14 @@ TEST_F(Mcap, ColorComesBackFromJpegNearlyAsItWasAndNotAtAllWhenNoneIsWanted) {
     EXPECT_EQ(Read(m_path), UpTo(1));
     EXPECT_EQ(m_reader->ColorSize().m_width, 0U);
     EXPECT_FALSE(m_reader->ReadColor(0, &planes));
+    fs::remove(m_path);
+    Open();
+    for (uint64_t number = 1; number <= 40; ++number) { // it comes late
+        ASSERT_TRUE(test::Eventually([&] { return AddTo(*m_recorder, number, number > 35); }));
+    }
+    m_recorder->Finish();
+    Read(m_path);
+    EXPECT_TRUE(m_reader->ReadColor(35, &planes));
 }
 
 TEST_F(Mcap, CutAtAnyByteHasEveryWholeFrameAndIsRepaired) {
@@ -436,6 +452,10 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         {index, 0x08, UpTo(5), "bytes inside are damaged"}, // the opcode of the end of the data
         {index, 0x80, UpTo(5), "bytes inside are damaged"},
         {index + 20, 0x10, UpTo(5), ""}, // a time
+        {index + 10, 0x01, UpTo(5), ""}, // its channel, of depth before
+        {index + 9, 0x04, UpTo(5), ""},
+        {chunk + 12, 0x10, UpTo(5), ""}, // the chunk's time
+        {22, 0x10, UpTo(5), ""},         // the profile
         {3, 0x10, UpTo(5), "bytes inside are damaged"},
         {8, 0x10, UpTo(5), "bytes inside are damaged"},
         {12, 0x01, UpTo(5), "bytes inside are damaged"}, // the header's length
@@ -448,7 +468,7 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         EXPECT_EQ(Read(path), frames);
         // Other readers believe every word of a summary, and begin with the header.
         const std::string bytes = test::ReadFile(path);
-        EXPECT_EQ(bytes.substr(0, 9), whole.substr(0, 9));
+        EXPECT_EQ(bytes.substr(0, 25), whole.substr(0, 25));
         for (const McapChunkInfo& info : Chunks(path)) {
             EXPECT_EQ(info.m_indexes.size(), info.m_offset == chunks[0].m_offset ? 6U : 5U);
             for (const auto& [channel, offset] : info.m_indexes) {
@@ -468,7 +488,7 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         };
         repair(Spoiled(spoil), frames); // of a closed file
         EXPECT_TRUE(m_report.m_wasClosed);
-        EXPECT_TRUE(m_report.m_isMended || (at > 12 && at < chunk)) << "what its summary does not say";
+        EXPECT_TRUE(m_report.m_isMended || (at > 22 && at < index)) << "what its summary does not say";
         const std::string path = Spoiled(spoil);
         fs::resize_file(path, chunks[4].m_offset + chunks[4].m_lengthBytes + 3);
         EXPECT_EQ(Read(path), frames) << m_error;
@@ -477,6 +497,71 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
                   std::string_view(said).find("of its camera") == std::string::npos);
         repair(path, frames);
         EXPECT_EQ(m_report.m_cutBytes, 3U);
+    }
+    Read(flipped(whole.find("<SensorCali")));
+    const auto calibration = ReadCalibration(m_reader->CalibrationXml(), kWidth);
+    ASSERT_TRUE(calibration) << "it is made anew";
+    EXPECT_EQ(calibration->m_depth.m_cy, 24.25);
+    EXPECT_EQ(calibration->m_color.m_fx, 40); // of an image of the depth's size
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_NEAR(calibration->m_depthToColor.m_rotation[i], Camera().m_depthToColor->m_rotation[i], 1e-6);
+        EXPECT_NEAR(calibration->m_depthToColor.m_translationMm[i], 10.0 * (1 + static_cast<double>(i)),
+                    1e-6);
+    }
+}
+
+TEST_F(Mcap, RewrittenByAnotherProgramHasEveryFrameAndIsLeftToIt) {
+    Record(12);
+    for (const int messagesEach : {13, 3}) { // many frames in a chunk, and frames cut apart
+        const std::string path = m_folder.File("other.mcap");
+        fs::remove(path);
+        ByteVector front;
+        McapSummary summary;
+        PutRecordingFront(Camera(), "other", ERecordedColor::Jpeg, &front, &summary);
+        const auto writer = CMcapWriter::Create(path, false, front, summary, &m_error);
+        CMcapChunkBuilder builder;
+        ByteVector definitions;
+        for (const McapChannel& channel : summary.m_channels) {
+            PutChannel(&definitions, channel);
+        }
+        builder.Start(definitions);
+        int messages = 0;
+        const auto flush = [&] {
+            McapChunk chunk;
+            ASSERT_TRUE(builder.Finish(&chunk));
+            ASSERT_EQ(writer->Append(std::move(chunk)), 0);
+            builder.Start({});
+        };
+        for (size_t frame = 0; frame < 12; ++frame) {
+            CMcapFile file;
+            CMcapChunkReader reader;
+            std::vector<McapMessage> all;
+            ASSERT_TRUE(file.Open(m_path, false, &m_error) &&
+                        reader.Read(file, Chunks(m_path)[frame], &all, &m_error));
+            for (const McapMessage& message : all) {
+                PutBytes(builder.Begin(message.m_channel, 0, message.m_logTime, message.m_publishTime),
+                         message.m_data);
+                if (++messages % messagesEach == 0) {
+                    flush();
+                }
+            }
+        }
+        flush();
+        const uint64_t dataBytes = writer->Bytes();
+        ASSERT_EQ(writer->Close(), 0);
+        for (const uint64_t bytes : {fs::file_size(path), dataBytes}) {
+            fs::resize_file(path, bytes);
+            ASSERT_EQ(Read(path), UpTo(12)) << m_error;
+            EXPECT_EQ(m_said, "");
+            std::vector<uint8_t> planes;
+            for (size_t frame = 0; frame < 12; ++frame) {
+                ASSERT_TRUE(m_reader->ReadColor(frame, &planes)) << frame;
+                EXPECT_NEAR(planes[0], PlanesOf(frame + 1)[0], 3);
+            }
+            EXPECT_EQ(RepairMcap(path, &m_report, &m_error), EMcapRepair::Foreign);
+            EXPECT_THAT(m_error, HasSubstr("another program has rewritten it"));
+            EXPECT_EQ(fs::file_size(path), bytes);
+        }
     }
 }
 
@@ -619,9 +704,11 @@ TEST_F(Mcap, ThatCannotBePutOnTheDiskSaysSoInEveryCase) {
     EXPECT_TRUE(test::Eventually(isFailed));
     EXPECT_EQ(m_recorder->Finish().m_error, std::generic_category().message(EIO));
     fs::remove(m_path);
+    s_folderSyncs = 0;
     Open();
     AddTo(*m_recorder, 1);
     ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 1; }));
+    EXPECT_GT(s_folderSyncs, 0) << "its name is on the disk";
     s_syncFailure = ENOSPC;
     EXPECT_EQ(m_recorder->Finish().m_state, EWriting::Full);
     EXPECT_EQ(m_recorder->Counts().m_error, std::generic_category().message(ENOSPC));
@@ -748,7 +835,8 @@ TEST_F(Mcap, ThatCannotBePlayedIsRefusedWithAReason) {
         {[](std::string& bytes) { bytes.resize(8); }, "no recording of a camera"},
         {[](std::string& bytes) { bytes[bytes.find("\6\0\0\0format\1\0\0\0"s) + 14] = '9'; }, "format 9"},
         {[&](std::string& bytes) { bytes.resize(chunk.m_offset + 100); }, "no whole frame"},
-        {[&](std::string& bytes) { put(bytes, chunk.m_offset + 37, "\4\0\0\0lz4x"s); }, "no whole frame"},
+        {[&](std::string& bytes) { put(bytes, chunk.m_offset + 37, "\4\0\0\0lz4x"s); },
+         "no whole frame in it: compressed by \"lz4x\""},
         // A frame of 256 TiB, and one that is larger than its bytes could ever be.
         {[&](std::string& bytes) { put(bytes, chunk.m_offset + 25, "\0\0\0\0\0\0\1\0"s); }, "no whole frame"},
         {[&](std::string& bytes) { put(bytes, chunk.m_offset + 25, "\0\0\0\x1f\0\0\0\0"s); },
