@@ -217,15 +217,22 @@ bool FindParts(const CMcapFile& file, McapContents* contents, std::string* error
     }
     std::string ignored;
     ScanMcap(file, contents, &ignored, kMcapMagic.size()); // its end says what it is
-    const auto isInData = [&](const auto& part) {
-        return part.m_offset + part.m_lengthBytes <= closed.m_wholeBytes;
+    // A search may miss parts whose heads are damaged: the header's place ends before the first that the summary knows.
+    uint64_t first = closed.m_wholeBytes;
+    bool areInData = true;
+    const auto look = [&](const auto& parts) {
+        for (const auto& part : parts) {
+            areInData = areInData && part.m_offset + part.m_lengthBytes <= closed.m_wholeBytes;
+            first = std::min(first, part.m_offset);
+        }
     };
-    const McapSummary& summary = closed.m_summary;
-    if (std::all_of(summary.m_chunks.begin(), summary.m_chunks.end(), isInData) &&
-        std::all_of(summary.m_attachments.begin(), summary.m_attachments.end(), isInData) &&
-        std::all_of(summary.m_metadata.begin(), summary.m_metadata.end(), isInData)) {
+    look(closed.m_summary.m_chunks);
+    look(closed.m_summary.m_attachments);
+    look(closed.m_summary.m_metadata);
+    if (areInData) {
         closed.m_damagedBytes = contents->m_damagedBytes;
-        closed.m_lostHeaderBytes = contents->m_lostHeaderBytes;
+        closed.m_lostHeaderBytes =
+            std::min(contents->m_lostHeaderBytes, first - std::min(first, uint64_t{kMcapMagic.size()}));
         *contents = std::move(closed);
     }
     return true;

@@ -498,6 +498,13 @@ TEST_F(Mcap, DamagedInsideLosesTheFramesThatTheDamageTouches) {
         repair(path, frames);
         EXPECT_EQ(m_report.m_cutBytes, 3U);
     }
+    // A new header is not written over what only the summary knows to be there.
+    repair(Spoiled([](std::string& bytes) {
+               bytes[18 + static_cast<size_t>(bytes[9])] ^= 0x40; // the length behind the header
+               bytes[12] ^= 1;
+           }),
+           UpTo(5));
+    EXPECT_EQ(m_reader->Camera().m_facts.at("serial"), "A1");
     Read(flipped(whole.find("<SensorCali")));
     const auto calibration = ReadCalibration(m_reader->CalibrationXml(), kWidth);
     ASSERT_TRUE(calibration) << "it is made anew";
