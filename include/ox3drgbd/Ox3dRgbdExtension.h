@@ -240,14 +240,14 @@ typedef struct OX3D_RGBD_FRAME_CLOCK {
 } OX3D_RGBD_FRAME_CLOCK;
 
 /**
- * The clock of the device, by the frames of the last 10 seconds (at most 512), and by its answer where it has one: the
- * device is asked for its time by the features "TimestampLatch" and "TimestampLatchValue", or "GevTimestampControlLatch" and
- * "GevTimestampValue" ("GevTimestampTickFrequency" tells the rate), and the way there and back bounds the error. From
- * arrivals alone, what all frames take at least, exposure and transfer among it, cannot be told from the clock's
- * offset; that it is less than the stream's first frame took since OX3D_RGBD_Start is nDelayNs, as long as the way does
- * not grow longer. Time stamps that go back (a device that was started anew, a counter that wrapped) begin a new clock.
- * Asks the device, so it runs as OX3D_RGBD_GetParam does: without the device's lock, beside any other call. Not for
- * every frame: OX3D_RGBD_GetFrameTimes goes by the last answers and asks nobody.
+ * The clock of the device, by the frames of the last 10 seconds (at most 512), and by its answer where it has one: the device is
+ * asked for its time by the features "TimestampLatch" and "TimestampLatchValue", or "GevTimestampControlLatch" and
+ * "GevTimestampValue" ("GevTimestampTickFrequency" tells the rate), and the way there and back bounds the error. An answer by
+ * which frames would have come before they were taken is of another clock and does not count. From arrivals alone, what all frames
+ * take at least, exposure and transfer among it, cannot be told from the clock's offset; that it is less than the stream's first
+ * frame took since OX3D_RGBD_Start is nDelayNs, as long as the way does not grow longer. Time stamps that go back (a device that
+ * was started anew, a counter that wrapped) begin a new clock. Asks the device, so it runs as OX3D_RGBD_GetParam does: without the
+ * device's lock, beside any other call. Not for every frame: OX3D_RGBD_GetFrameTimes goes by the last answers and asks nobody.
  * \param handle  an open device
  * \param pClock  out: the clock
  * \return OX3D_RGBD_E_PARAMETER for null; OX3D_RGBD_E_NO_DATA before the second frame, for a device whose frames carry no

@@ -20,7 +20,8 @@ constexpr double kFewNearNominal =
 constexpr double kReadNs = 1000; // between a moment and the reading of the host's clock
 constexpr size_t kLeastSamples = 8; // for a rate of their own
 constexpr size_t kParts = 8;
-constexpr double kOtherClockNs = kSecondNs; // a latch that is off by more belongs to another clock
+constexpr double kOtherClockNs =
+    kSecondNs; // a latch that is earlier than the frames by more than their delay and that belongs to another clock
 constexpr auto kMostTicks = static_cast<uint64_t>(1) << 62;
 
 // A sample: the device's time since the first one, at the rate of the samples, and how much later it came than at that rate.
@@ -197,7 +198,13 @@ struct LatchPoint {
     double m_halfNs;
 };
 
-// The value of a latch in the ticks of the frames, if it is of the same clock. Each of the two may be in nanoseconds or as the
+// By how much the clock that noted a latch is earlier than the line of arrivals.
+bool MayBeOfFrames(double earlierNs, double halfNs, const ClockLine& line, uint64_t ticks) {
+    const double errorNs = line.ErrorNs(ticks) + halfNs;
+    return earlierNs > line.m_delayNs - errorNs && earlierNs < errorNs + kOtherClockNs;
+}
+
+// The value of a latch in the ticks of the frames, if it is of the same clock: no frame comes before it was taken. Each of the two may be in nanoseconds or as the
 // device counts, and a camera-control library may have converted one of them: what comes nearest to the frames holds.
 std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& line, uint64_t tickHz) {
     const double unit = line.m_nominalNsPerTick;
@@ -211,12 +218,11 @@ std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& l
             continue;
         }
         const auto ticks = static_cast<uint64_t>(scaled);
-        const double lateNs =
-            std::abs(static_cast<double>(line.m_hostNs - static_cast<int64_t>(latch.m_hostNs)) +
-                     line.DistanceNs(ticks));
-        if (lateNs < line.ErrorNs(ticks) + halfNs + kOtherClockNs && (!best || lateNs < bestNs)) {
+        const double earlierNs = static_cast<double>(line.m_hostNs - static_cast<int64_t>(latch.m_hostNs)) +
+                                 line.DistanceNs(ticks);
+        if (MayBeOfFrames(earlierNs, halfNs, line, ticks) && (!best || std::abs(earlierNs) < bestNs)) {
             best = {{ticks, latch.m_hostNs}, halfNs + kReadNs};
-            bestNs = lateNs;
+            bestNs = std::abs(earlierNs);
         }
     }
     return best;

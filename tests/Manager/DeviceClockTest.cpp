@@ -157,9 +157,16 @@ TEST(DeviceClock, TakesNoAnswerOfAnotherClock) {
     CSimulation simulation(device);
     simulation.Expect(0, 100);
     simulation.m_clock.AddLatch(simulation.m_run, {1234567, kBootNs + 3'000'000'000, 1000});
-    const std::optional<ClockLine> line = simulation.Fit();
-    ASSERT_TRUE(line);
-    EXPECT_FALSE(line->m_isLatched);
+    EXPECT_FALSE(simulation.Fit()->m_isLatched);
+    // By this one frames would have come before they were taken.
+    const double nowNs = simulation.TakenNs(99) + 20 * kMs;
+    const auto answer = [&](double lateNs) {
+        return ClockLatch{simulation.TicksAt(nowNs), kBootNs + static_cast<uint64_t>(nowNs + lateNs), 1000};
+    };
+    simulation.m_clock.AddLatch(simulation.m_run, answer(15 * kMs));
+    EXPECT_FALSE(simulation.Fit()->m_isLatched);
+    simulation.m_clock.AddLatch(simulation.m_run, answer(0));
+    EXPECT_TRUE(simulation.Fit()->m_isLatched);
 }
 
 TEST(DeviceClock, BeginsAnewWhereTheDevicesClockDoes) {
