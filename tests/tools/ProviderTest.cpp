@@ -71,14 +71,14 @@ TEST_F(Provider, ThatIsMissingIsRefusedWithThoseThatAreThere) {
 }
 
 TEST_F(Provider, PlaysARecordingThatHasDepthAndCalibration) {
-    const auto refuses = [](const char* message) { return Refuses(EExitCode::Usage, message); };
-    EXPECT_THAT([&] { CheckRecording(m_root / "none"); }, refuses("no such recording folder"));
+    const auto refuses = [](const char* message) { return Refuses(EExitCode::File, message); };
+    EXPECT_THAT([&] { CheckRecording(m_root / "none"); }, refuses("no such file or folder"));
     EXPECT_THAT([&] { CheckRecording(m_root); }, refuses("has no depth"));
     fs::create_directory(m_root / "depth");
     EXPECT_THAT([&] { CheckRecording(m_root); }, refuses("has no calibration.xml"));
     test::WriteFile(m_root / "calibration.xml", "<x/>");
     EXPECT_NO_THROW(CheckRecording(m_root));
-    EXPECT_THAT([&] { CheckRecording("/a\n[camera]"); }, refuses("control characters"));
+    EXPECT_THAT([&] { CheckRecording("/a\n[camera]"); }, Refuses(EExitCode::Usage, "control characters"));
 }
 
 TEST(SaveBeside, TakesAFreeNameAndTheTemporaryFilesWhereTheFolderTakesNone) {

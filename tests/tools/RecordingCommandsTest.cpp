@@ -51,8 +51,8 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     Run({"record", "b.mcap", "--serial", "none"}, 4);
     EXPECT_FALSE(fs::exists(m_folder.File("b.mcap")));
     WriteFile(m_folder.File("text"), "no recording");
-    Run({"play", "text"}, 2, {"text: no MCAP file\n"});
-    Run({"list", "--recording", "text"}, 2, {"text: no MCAP file\n"});
+    Run({"play", "text"}, 7, {"text: no MCAP file\n"});
+    Run({"list", "--recording", "text"}, 7, {"text: no MCAP file\n"});
     WriteFile(m_folder.File("a.mcap"), whole.substr(0, whole.size() - 10));
     Run({"play", "a.mcap"}, 0, {"2 frames, depth 640 x 480"});
     // These two take no camera control.
@@ -63,7 +63,7 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
     };
     EXPECT_THAT(repair("a.mcap", 0), HasSubstr("2 chunks are whole, 0 are damaged; a torn end"));
     EXPECT_EQ(ReadFile(m_folder.File("a.mcap")), whole);
-    EXPECT_THAT(repair("text", 2), HasSubstr("cannot be repaired: text: no MCAP file"));
+    EXPECT_THAT(repair("text", 7), HasSubstr("cannot be repaired: text: no MCAP file"));
     WriteFile(m_folder.File("b.mcap.7.part"), whole.substr(0, 3000)); // killed before the first frame
     EXPECT_THAT(repair("b.mcap.7.part", 6), HasSubstr(".part: there is no whole frame in it; nothing"));
     CProcess endless = Start({"record", "b.mcap", "--recording", kDesk, "--sync", "0.01"});
@@ -217,10 +217,32 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
     ASSERT_TRUE(ReadColorPng(m_folder.File("redwood/color/000001.png"), &size, &planes, &error)) << error;
     EXPECT_GT(tumPoints.size(), 30000U);
     ExpectPointsOnTheirPixels(tumPoints, samples[1], planes, {0.2, -0.5, 0.003, -0.002, 0.6});
+    // The first frame has no color; the other one keeps its own.
+    fs::remove(m_folder.File("redwood/color/000000.png"));
+    const std::string list = ReadFile(m_folder.File("tum/rgb.txt"));
+    const std::string last = list.substr(list.rfind('\n', list.size() - 2) + 1);
+    WriteFile(m_folder.File("tum/rgb.txt"), last + last);
+    EXPECT_THAT(convert({"redwood", "redwood2.mcap", "--color", "raw"}), HasSubstr("2 of 2 frames"));
+    EXPECT_THAT(convert({"tum", "tum2.mcap", "--color", "raw"}), HasSubstr("1 lines left out"));
+    for (const char* const name : {"redwood2.mcap", "tum2.mcap"}) {
+        const auto again = CRecordingReader::Open(m_folder.File(name), &error);
+        std::vector<uint8_t> own;
+        ASSERT_NE(again, nullptr) << error;
+        EXPECT_FALSE(again->ReadColor(0, &own));
+        ASSERT_TRUE(again->ReadColor(1, &own));
+        EXPECT_EQ(own, planes);
+    }
+    EXPECT_THAT(ReadFile(m_folder.File("tum2.mcap")), HasSubstr("k1=\"0\"")) << "depth lies on color already";
+    WriteFile(m_folder.File("redwood/color/000001.png"), "damaged");
+    EXPECT_THAT(convert({"redwood", "redwood3.mcap"}), HasSubstr("000001.png: left out: cannot be read"));
+    fs::rename(m_folder.File("redwood/color/000001.png"), m_folder.File("redwood/color/other.png"));
+    EXPECT_THAT(convert({"redwood", "b.mcap"}, 7), HasSubstr("is not to be told"));
+    WriteFile(m_folder.File("tum/calibration.txt"), "640 480 0 526 320 240 0 0 0 0 0\n");
+    EXPECT_THAT(convert({"tum", "b.mcap"}, 7), HasSubstr("no focal lengths above 0"));
     EXPECT_THAT(convert({"a.mcap", "ply", "--to", "ply"}, 7), HasSubstr("ply exists already"));
     EXPECT_THAT(convert({"a.mcap", "other"}, 2), HasSubstr("say --to "));
     EXPECT_THAT(convert({"ply", "b.mcap"}, 2), HasSubstr("no such file"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 11)
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 14)
         << "nothing half-written is left";
 }
 

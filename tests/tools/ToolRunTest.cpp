@@ -171,7 +171,7 @@ TEST_F(ToolRun, SaysWhatIsWrongAndGivesTheExitCodeForIt) {
         {{}, 2, "A subcommand is required"},
         {{"grab"}, 2, "--out is required"},
         {{"grab", "--out", "out", "--frames", "-1"}, 2, "--frames"},
-        {{"grab", "--out", "out", "--recording", "none"}, 2, "no such recording folder"},
+        {{"grab", "--out", "out", "--recording", "none"}, 7, "no such file or folder"},
 #ifdef OX3D_OTHER_PROVIDER
         {{"list", "--recording", ".", "--provider", OX3D_OTHER_PROVIDER}, 2, "not by " OX3D_OTHER_PROVIDER},
 #endif

@@ -22,18 +22,18 @@ void CheckRecording(const fs::path& path) {
     }
     std::error_code ignored;
     if (!fs::exists(path, ignored)) {
-        throw CToolError(EExitCode::Usage, "no such recording folder: " + name);
+        throw CToolError(EExitCode::File, name + ": no such file or folder");
     }
     if (!fs::is_directory(path, ignored)) {
         std::string error;
         if (CRecordingReader::Open(name, &error) == nullptr) {
-            throw CToolError(EExitCode::Usage, error);
+            throw CToolError(EExitCode::File, error);
         }
         return;
     }
     for (const char* const part : {kRecordingDepth, kRecordingCalibration}) {
         if (!fs::exists(path / part, ignored)) {
-            throw CToolError(EExitCode::Usage, name + " is no recording: it has no " + part);
+            throw CToolError(EExitCode::File, name + " is no recording: it has no " + part);
         }
     }
 }

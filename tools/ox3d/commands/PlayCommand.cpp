@@ -9,6 +9,7 @@
 #include "tools/ox3d/commands/Progress.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -35,9 +36,16 @@ void PrintRecording(const CRecordingReader& recording) {
     std::puts("");
 }
 
+// A recorded pause of ten seconds and more is played as one of ten, at that speed.
+std::chrono::duration<double> PatienceAt(double speed) {
+    constexpr double kLongestPause = 10;
+    constexpr double kMore = 2;
+    return std::chrono::duration<double>(std::max(kLongestPause, kLongestPause / speed) + kMore);
+}
+
 EExitCode Play(CCamera& camera, const PlayOptions& options, uint64_t frames) {
     constexpr uint32_t kSliceMs = 200;
-    constexpr std::chrono::seconds kPatience(12); // a recorded pause is played up to ten seconds
+    const std::chrono::duration<double> patience = PatienceAt(options.m_speed);
     CFrameStats stats;
     CProgress progress(options.m_isLooping ? 0 : frames);
     Clock::time_point lastGood = Clock::now();
@@ -57,14 +65,24 @@ EExitCode Play(CCamera& camera, const PlayOptions& options, uint64_t frames) {
         } else if (status != OX3D_RGBD_E_NO_DATA && status != OX3D_RGBD_OK) {
             stats.AddBad();
         }
-        if (now - lastGood > kPatience) {
+        if (now - lastGood > patience) {
             break; // frames at the end that cannot be read
         }
     }
     progress.Finish();
     std::printf("%s\n", stats.Summary().c_str());
-    const bool isInterrupted = IsInterrupted() && !options.m_isLooping;
-    return stats.Frames() == 0 ? EExitCode::NoFrame : isInterrupted ? EExitCode::Interrupted : EExitCode::Ok;
+    if (IsInterrupted()) {
+        return stats.Frames() == 0   ? EExitCode::NoFrame
+               : options.m_isLooping ? EExitCode::Ok
+                                     : EExitCode::Interrupted;
+    }
+    const uint64_t seen = stats.Frames() + stats.LostFrames();
+    if (seen < frames) {
+        std::fprintf(stderr, "ox3d: the last %llu of %llu frames did not come\n",
+                     static_cast<unsigned long long>(frames - seen), static_cast<unsigned long long>(frames));
+        return EExitCode::NoFrame;
+    }
+    return EExitCode::Ok;
 }
 
 } // namespace
@@ -74,7 +92,7 @@ EExitCode RunPlay(CCameraControl& control, const Arguments& arguments) {
     const std::unique_ptr<CRecordingReader> recording =
         CRecordingReader::Open(std::filesystem::absolute(arguments.m_control.m_recording).string(), &error);
     if (recording == nullptr) {
-        throw CToolError(EExitCode::Usage, error);
+        throw CToolError(EExitCode::File, error);
     }
     CSession session(control.Enter(), "");
     CCamera& camera = session.Camera();

@@ -219,11 +219,11 @@ void CRecording::Take(const OX3D_RGBD_FRAME_DATA& frame) {
         return;
     }
     const FrameView view = ViewOf(frame, *depth);
-    m_lastNumber = depth->nFrameNum;
     if (m_recorder == nullptr) {
         Begin();
     }
     const bool isTaken = m_recorder->Add(view);
+    m_lastNumber = isTaken ? depth->nFrameNum : m_lastNumber; // one that was dropped is lost to the recording
     const CLock lock(m_mutex);
     m_firstAt = m_stats.Frames() == 0 ? now : m_firstAt;
     m_lastAt = now;

@@ -13,7 +13,7 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
     std::string error;
     switch (RepairMcap(file, &report, &error)) {
     case EMcapRepair::Foreign:
-        throw CToolError(EExitCode::Usage, "cannot be repaired: " + error);
+        throw CToolError(EExitCode::File, "cannot be repaired: " + error);
     case EMcapRepair::Empty:
         throw CToolError(EExitCode::NoFrame, error + "; nothing can be repaired, and it can be deleted");
     case EMcapRepair::Busy:

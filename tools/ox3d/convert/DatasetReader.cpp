@@ -24,7 +24,7 @@ constexpr uint32_t kTumPerMm = 5;
 constexpr uint64_t kNsPerSecond = 1000000000;
 
 [[noreturn]] void Refuse(const std::string& what) {
-    throw CToolError(EExitCode::Usage, what);
+    throw CToolError(EExitCode::File, what);
 }
 
 using FilesByTime = std::map<uint64_t, std::string>;
@@ -48,6 +48,7 @@ FilesByTime ReadList(const fs::path& folder, const char* name) {
         Refuse((folder / name).string() + ": cannot be read");
     }
     FilesByTime files;
+    size_t twice = 0;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
@@ -56,29 +57,28 @@ FilesByTime ReadList(const fs::path& folder, const char* name) {
         uint64_t timeNs = 0;
         if (words >> time >> file && TimeOf(time, &timeNs) && file.find("..") == file.npos &&
             file.front() != '/') {
-            files.emplace(timeNs, (folder / file).string());
+            twice += files.emplace(timeNs, (folder / file).string()).second ? 0 : 1;
         }
+    }
+    if (twice > 0) {
+        std::fprintf(stderr, "%s: %zu lines left out: their times are there already\n",
+                     (folder / name).c_str(), twice);
     }
     return files;
 }
 
-// Images in the order of their names, so many a second.
-FilesByTime NumberedFiles(const fs::path& folder) {
-    std::vector<std::string> names;
+// Images by their names without extension, in whose order they are.
+std::map<std::string, std::string> NamedFiles(const fs::path& folder) {
+    std::map<std::string, std::string> names;
     std::error_code failure;
     for (fs::directory_iterator entry(folder, failure); !failure && entry != fs::directory_iterator();
          entry.increment(failure)) {
         const std::string extension = entry->path().extension().string();
         if (extension == ".png" || extension == ".jpg" || extension == ".jpeg") {
-            names.push_back(entry->path().string());
+            names.emplace(entry->path().stem().string(), entry->path().string());
         }
     }
-    std::sort(names.begin(), names.end());
-    FilesByTime files;
-    for (const std::string& name : names) {
-        files.emplace(files.size() * (kNsPerSecond / 30), name);
-    }
-    return files;
+    return names;
 }
 
 fs::path ColorFolder(const fs::path& folder) {
@@ -108,15 +108,26 @@ std::vector<double> NumbersIn(const std::string& text) {
     return numbers;
 }
 
+RecordedLens Checked(const RecordedLens& lens, const fs::path& file) {
+    const auto isNumber = [](double number) { return std::isfinite(number); };
+    const auto& d = lens.m_distortion;
+    if (!isNumber(lens.m_fx) || !isNumber(lens.m_fy) || !isNumber(lens.m_cx) || !isNumber(lens.m_cy) ||
+        !std::all_of(d.begin(), d.end(), isNumber) || lens.m_fx <= 0 || lens.m_fy <= 0) {
+        Refuse(file.string() + ": its lens has no focal lengths above 0, or has what is no number");
+    }
+    return lens;
+}
+
 RecordedLens TumLens(const fs::path& folder, PngSize size) {
     std::string text;
     if (ReadLocalFile((folder / "calibration.txt").string(), kMaxListBytes, &text)) {
-        const size_t lineEnd = text.front() == '#' ? text.find('\n') : 0;
+        const size_t lineEnd = text.starts_with('#') ? text.find('\n') : 0;
         const std::vector<double> n = NumbersIn(text.substr(std::min(lineEnd, text.size())));
         if (n.size() < 11) {
             Refuse((folder / "calibration.txt").string() + ": has not the eleven numbers of a lens");
         }
-        return {size.m_width, size.m_height, n[2], n[3], n[4], n[5], {n[6], n[7], n[8], n[9], n[10]}};
+        return Checked({size.m_width, size.m_height, n[2], n[3], n[4], n[5], {n[6], n[7], n[8], n[9], n[10]}},
+                       folder / "calibration.txt");
     }
     if (size.m_width != 640 || size.m_height != 480) {
         Refuse(folder.string() + ": has no calibration.txt, and is not of 640 x 480 pixels");
@@ -135,7 +146,7 @@ RecordedLens RedwoodLens(const fs::path& folder, PngSize size) {
                               : std::string::npos;
         const std::vector<double> n = at == text.npos ? std::vector<double>() : NumbersIn(text.substr(at));
         if (n.size() >= 9) {
-            return {size.m_width, size.m_height, n[0], n[4], n[6], n[7], {}};
+            return Checked({size.m_width, size.m_height, n[0], n[4], n[6], n[7], {}}, folder / name);
         }
     }
     Refuse(folder.string() + ": has no camera_intrinsic.json with an intrinsic_matrix");
@@ -144,20 +155,12 @@ RecordedLens RedwoodLens(const fs::path& folder, PngSize size) {
 class CDatasetRecording final : public CRecordingReader {
 public:
     CDatasetRecording(EDataset kind, const fs::path& folder) : m_isTum(kind == EDataset::Tum) {
-        const FilesByTime depths = m_isTum ? ReadList(folder, "depth.txt") : NumberedFiles(folder / "depth");
-        const FilesByTime colors = m_isTum ? ReadList(folder, "rgb.txt") : NumberedFiles(ColorFolder(folder));
-        for (const auto& [timeNs, file] : depths) {
-            m_times.push_back(timeNs);
-            m_frames.push_back({file, ColorAt(colors, timeNs)});
+        if (m_isTum) {
+            ListFrames(folder);
+        } else {
+            NameFrames(folder);
         }
-        std::string error;
-        if (m_frames.empty() || !ReadPngSize(m_frames[0].m_depth, true, &m_depthSize, &error)) {
-            Refuse(folder.string() + ": has no depth images that can be read " + error);
-        }
-        std::vector<uint8_t> planes;
-        if (!m_frames[0].m_color.empty() && !DecodeColor(m_frames[0].m_color, &m_colorSize, &planes)) {
-            m_colorSize = {};
-        }
+        FindSizes(folder);
         Calibrate(m_isTum ? TumLens(folder, m_depthSize) : RedwoodLens(folder, m_depthSize));
     }
 
@@ -183,8 +186,17 @@ public:
     }
     bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override {
         PngSize size;
-        return !m_frames[frame].m_color.empty() && DecodeColor(m_frames[frame].m_color, &size, planes) &&
-               size.m_width == m_colorSize.m_width && size.m_height == m_colorSize.m_height;
+        const std::string& file = m_frames[frame].m_color;
+        if (file.empty()) {
+            return false;
+        }
+        const bool isDecoded = DecodeColor(file, &size, planes);
+        const bool isSame = size.m_width == m_colorSize.m_width && size.m_height == m_colorSize.m_height;
+        if (!isDecoded || !isSame) {
+            std::fprintf(stderr, "%s: left out: %s\n", file.c_str(),
+                         isDecoded ? "another size" : "cannot be read as an image");
+        }
+        return isDecoded && isSame;
     }
 
 private:
@@ -192,6 +204,49 @@ private:
         std::string m_depth;
         std::string m_color; // empty: none
     };
+
+    void ListFrames(const fs::path& folder) {
+        const FilesByTime colors = ReadList(folder, "rgb.txt");
+        for (const auto& [timeNs, file] : ReadList(folder, "depth.txt")) {
+            m_times.push_back(timeNs);
+            m_frames.push_back({file, ColorAt(colors, timeNs)});
+        }
+    }
+
+    // So many a second. A frame may lack its color: by their places alone images belong together only where none can be missing.
+    void NameFrames(const fs::path& folder) {
+        const auto depths = NamedFiles(folder / "depth");
+        const auto colors = NamedFiles(ColorFolder(folder));
+        const bool areNamesAlike = std::any_of(
+            colors.begin(), colors.end(), [&](const auto& color) { return depths.count(color.first) != 0; });
+        if (!areNamesAlike && !colors.empty() && colors.size() != depths.size()) {
+            Refuse(folder.string() +
+                   ": which of its color images belongs to which of the depth images is not "
+                   "to be told: no names are alike, and there are not equally many");
+        }
+        auto next = colors.begin();
+        for (const auto& [name, file] : depths) {
+            const auto color = areNamesAlike || colors.empty() ? colors.find(name) : next++;
+            m_times.push_back(m_times.size() * (kNsPerSecond / 30));
+            m_frames.push_back({file, color == colors.end() ? std::string() : color->second});
+        }
+    }
+
+    // Those of the first images that can be read.
+    void FindSizes(const fs::path& folder) {
+        std::string error;
+        if (std::none_of(m_frames.begin(), m_frames.end(), [&](const Frame& frame) {
+                return ReadPngSize(frame.m_depth, true, &m_depthSize, &error);
+            })) {
+            Refuse(folder.string() + ": has no depth images that can be read " + error);
+        }
+        std::vector<uint8_t> planes;
+        if (std::none_of(m_frames.begin(), m_frames.end(), [&](const Frame& frame) {
+                return !frame.m_color.empty() && DecodeColor(frame.m_color, &m_colorSize, &planes);
+            })) {
+            m_colorSize = {};
+        }
+    }
 
     // The nearest in time, where that is near.
     static std::string ColorAt(const FilesByTime& colors, uint64_t timeNs) {
@@ -231,7 +286,8 @@ private:
         return true;
     }
 
-    // Both images are seen from one place.
+    // Both images are seen from one place, and depth lies on the color image as it is, with what its lens bends: nothing is
+    // to be moved any more.
     void Calibrate(const RecordedLens& lens) {
         m_camera.m_depthLens = lens;
         m_camera.m_colorLens = lens;
@@ -242,7 +298,6 @@ private:
         set.m_depth = {lens.m_fx, lens.m_fy, lens.m_cx, lens.m_cy};
         set.m_color = set.m_depth;
         set.m_rotation[0] = set.m_rotation[4] = set.m_rotation[8] = 1;
-        std::copy(lens.m_distortion.begin(), lens.m_distortion.end(), set.m_distortion);
         m_camera.m_calibrationXml = FormatCalibrationXml(set, set);
         m_camera.m_facts = {{"aligned", "1"}, {"depth_unit_mm", "1"}, {"model", m_isTum ? "TUM" : "Redwood"}};
     }
