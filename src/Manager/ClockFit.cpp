@@ -20,8 +20,7 @@ constexpr double kFewNearNominal =
 constexpr double kReadNs = 1000; // between a moment and the reading of the host's clock
 constexpr size_t kLeastSamples = 8; // for a rate of their own
 constexpr size_t kParts = 8;
-constexpr double kOtherClockNs =
-    kSecondNs; // a latch that is earlier than the frames by more than their delay and that belongs to another clock
+constexpr double kOtherClockNs = kSecondNs; // a latch that is off by more belongs to another clock
 constexpr auto kMostTicks = static_cast<uint64_t>(1) << 62;
 
 // A sample: the device's time since the first one, at the rate of the samples, and how much later it came than at that rate.
@@ -198,15 +197,19 @@ struct LatchPoint {
     double m_halfNs;
 };
 
-// By how much the clock that noted a latch is earlier than the line of arrivals.
-bool MayBeOfFrames(double earlierNs, double halfNs, const ClockLine& line, uint64_t ticks) {
-    const double errorNs = line.ErrorNs(ticks) + halfNs;
-    return earlierNs > line.m_delayNs - errorNs && earlierNs < errorNs + kOtherClockNs;
+// Whether no frame came before it was taken, by that latch and the rate of the line.
+bool IsBeforeArrivals(const LatchPoint& latch, const ClockLine& line, std::span<const ClockSample> samples) {
+    return std::all_of(samples.begin(), samples.end(), [&](const ClockSample& sample) {
+        const double sinceNs = Ahead(sample.m_ticks, latch.m_at.m_ticks) * line.m_nsPerTick;
+        const double errorNs = latch.m_halfNs + line.m_nsPerTick + std::abs(sinceNs) * line.m_rateError;
+        return sinceNs - errorNs <= Ahead(sample.m_hostNs, latch.m_at.m_hostNs);
+    });
 }
 
-// The value of a latch in the ticks of the frames, if it is of the same clock: no frame comes before it was taken. Each of the two may be in nanoseconds or as the
+// The value of a latch in the ticks of the frames, if it is of the same clock. Each of the two may be in nanoseconds or as the
 // device counts, and a camera-control library may have converted one of them: what comes nearest to the frames holds.
-std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& line, uint64_t tickHz) {
+std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& line, uint64_t tickHz,
+                                     std::span<const ClockSample> samples) {
     const double unit = line.m_nominalNsPerTick;
     const double deviceUnit = tickHz != 0 ? kSecondNs / static_cast<double>(tickHz) : 1;
     const auto halfNs = static_cast<double>(latch.m_halfNs);
@@ -218,14 +221,15 @@ std::optional<LatchPoint> PlaceLatch(const ClockLatch& latch, const ClockLine& l
             continue;
         }
         const auto ticks = static_cast<uint64_t>(scaled);
-        const double earlierNs = static_cast<double>(line.m_hostNs - static_cast<int64_t>(latch.m_hostNs)) +
-                                 line.DistanceNs(ticks);
-        if (MayBeOfFrames(earlierNs, halfNs, line, ticks) && (!best || std::abs(earlierNs) < bestNs)) {
+        const double lateNs =
+            std::abs(static_cast<double>(line.m_hostNs - static_cast<int64_t>(latch.m_hostNs)) +
+                     line.DistanceNs(ticks));
+        if (lateNs < line.ErrorNs(ticks) + halfNs + kOtherClockNs && (!best || lateNs < bestNs)) {
             best = {{ticks, latch.m_hostNs}, halfNs + kReadNs};
-            bestNs = std::abs(earlierNs);
+            bestNs = lateNs;
         }
     }
-    return best;
+    return best && IsBeforeArrivals(*best, line, samples) ? best : std::nullopt;
 }
 
 // The line through the latch `at`: with the rate of the arrivals, the nominal one, or that to the latch before it that tells it best.
@@ -253,12 +257,13 @@ ClockLine LineThrough(const LatchPoint& at, std::span<const LatchPoint> before, 
 
 // The line through a latch that knows the newest time stamp best.
 std::optional<ClockLine> FitLatches(std::span<const ClockLatch> latches, const ClockLine& arrivals,
-                                    uint64_t tickHz, uint64_t newest) {
+                                    uint64_t tickHz, std::span<const ClockSample> samples) {
+    const uint64_t newest = samples.back().m_ticks;
     std::array<LatchPoint, CDeviceClock::kLatches> points;
     size_t count = 0;
     std::optional<ClockLine> best;
     for (const ClockLatch& latch : latches) {
-        const std::optional<LatchPoint> point = PlaceLatch(latch, arrivals, tickHz);
+        const std::optional<LatchPoint> point = PlaceLatch(latch, arrivals, tickHz, samples);
         if (!point) {
             continue;
         }
@@ -302,7 +307,7 @@ std::optional<ClockLine> FitClock(std::span<const ClockSample> samples, std::spa
     line->m_delayNs = delayNs;
     line->m_nominalNsPerTick = nominal;
     if (nominal > 0 && !latches.empty()) {
-        const std::optional<ClockLine> asked = FitLatches(latches, *line, tickHz, newest);
+        const std::optional<ClockLine> asked = FitLatches(latches, *line, tickHz, whole);
         if (asked && asked->ErrorNs(newest) < line->ErrorNs(newest)) {
             line = asked;
         }

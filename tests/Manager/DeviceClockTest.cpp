@@ -153,7 +153,7 @@ TEST(DeviceClock, OfADeviceThatIsAskedHasTheErrorOfTheWayToIt) {
 }
 
 TEST(DeviceClock, TakesNoAnswerOfAnotherClock) {
-    const Device device = {"another", 1, 50, 1000, 5 * kMs};
+    const Device device = {"another", 1, 50, 1000, 5 * kMs, [](int i) { return i % 60 < 30 ? 40 * kMs : 0; }};
     CSimulation simulation(device);
     simulation.Expect(0, 100);
     simulation.m_clock.AddLatch(simulation.m_run, {1234567, kBootNs + 3'000'000'000, 1000});
