@@ -23,7 +23,7 @@ describe() {
     includes) say "includes run one way through the modules" ;;
     headers) say "each public header compiles alone, C11 and C++17, gcc and clang; the C++ one without exceptions" ;;
     install) say "installed files and exported symbols are those of the lists, and every object is hardened" ;;
-    package) say "builds without a preset, installs into a multiarch folder, is found and used there, goes again" ;;
+    package) say "packages and tarball build, keep the binary interface, work in a clean system, and go without a trace" ;;
     clang) say "builds with clang and its thread-safety analysis" ;;
     tidy) say "clang-tidy 14 has nothing to say" ;;
     asan-ubsan) say "tests under address and undefined-behaviour sanitizers" ;;

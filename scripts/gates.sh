@@ -266,20 +266,10 @@ gate_install() {
     return "$status"
 }
 
-# As a packager installs it: no preset, the default generator, a multiarch library folder.
+# Built as a packager does: no preset, the default generator, a multiarch library folder.
 gate_package() {
-    local dir="$root/build/check/package" libdir
-    libdir="lib/$(cc -print-multiarch)"
-    rm -rf "$dir"
-    cmake -S . -B "$dir/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$dir/prefix" \
-        -DCMAKE_INSTALL_LIBDIR="$libdir" -DOX3D_BUILD_TESTS=OFF
-    cmake --build "$dir/build" --parallel "$jobs"
-    bash tests/package/consume.sh "$dir/build" "$dir/work" "$libdir"
-    cmake --install "$dir/build"
-    cmake --build "$dir/build" --target uninstall
-    if find "$dir/prefix" ! -type d | grep .; then
-        fail "^ still there after the uninstallation"
-    fi
+    bash scripts/package.sh
+    bash scripts/package-check.sh
 }
 
 gate_clang() { build_preset clang; }
