@@ -47,6 +47,9 @@ bool GivesAccess(const std::string& line) {
 
 } // namespace
 
+const char* const kUdevRuleFile = "/etc/udev/rules.d/" OX3D_UDEV_RULE_NAME;
+const char* const kUdevRule = OX3D_UDEV_RULE;
+
 bool CoversUsb3Vision(const std::string& rules) {
     std::istringstream lines(Simplified(rules));
     for (std::string line; std::getline(lines, line);) {

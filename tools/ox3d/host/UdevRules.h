@@ -11,8 +11,8 @@ namespace ox3d::tool {
 // It goes by the interface class, so it fits the cameras of all makers. udev sets ID_USB_INTERFACES in its
 // rules 50, and gives the user at the screen access for the tag "uaccess" in its rules 73: the file's name
 // has to sort between them. CMake takes both from the rule file that is installed.
-constexpr const char* kUdevRuleFile = "/etc/udev/rules.d/" OX3D_UDEV_RULE_NAME;
-constexpr const char* kUdevRule = OX3D_UDEV_RULE;
+extern const char* const kUdevRuleFile;
+extern const char* const kUdevRule;
 
 // Whether one of the rules goes by the class of USB3 Vision and changes who may use the device. Rules for
 // the cameras of one vendor are not seen: a rule does not tell which cameras it will meet.
