@@ -26,7 +26,6 @@ serial = CLOSER
 serial = FLEETING
 fault = unplug_after 3
 fault = unplug_times 1
-fault = replug_after 600000
 """
 
 

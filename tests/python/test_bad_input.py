@@ -41,7 +41,7 @@ def test_borrowed_memory_is_not_let_go_while_an_array_looks_at_it(camera):
     del bytes_of_it
     with pytest.raises(BufferError, match="block has ended"):
         frame.depth.sum()
-    assert camera.fetch().depth.any()
+    assert camera.fetch(60).depth.any()
     with pytest.raises(ZeroDivisionError):  # comes before what is borrowed
         with camera.borrow() as frame:
             kept = frame.color
@@ -78,7 +78,7 @@ def test_a_closed_camera_says_so(use):
 
 
 def test_a_frame_outlives_its_camera_and_its_points_take_any_other(camera):
-    frame = camera.fetch()
+    frame = camera.fetch(60)
     size = len(frame.points())
     camera.close()
     with pytest.raises(Ox3dError, match="while a camera is open"):
@@ -94,7 +94,7 @@ def test_a_frame_outlives_its_camera_and_its_points_take_any_other(camera):
         lambda c: c.fetch(float("nan")),
         lambda c: c.set_buffers(0),
         lambda c: c.calibration("left"),
-        lambda c: c.fetch().points("left"),
+        lambda c: c.fetch(60).points("left"),
         lambda c: Camera("A", ip="1.2.3.4"),
         lambda c: Camera("A\0"),
     ],
@@ -105,7 +105,7 @@ def test_values_that_are_none_are_refused(camera, call):
 
 
 def test_neither_cameras_nor_frames_are_sent_to_other_processes(camera):
-    for each in (camera, camera.fetch()):
+    for each in (camera, camera.fetch(60)):
         for send in (pickle.dumps, copy.copy):
             with pytest.raises(TypeError, match="sent|send"):
                 send(each)
@@ -187,9 +187,8 @@ def test_ctrl_c_ends_a_fetch(program):
     said = program(
         SILENT
         + """
-threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
-begin = time.monotonic()
 try:
+    threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
     camera.fetch(timeout=None)
 except KeyboardInterrupt:
     print("interrupted")
@@ -213,7 +212,7 @@ ox3d.Camera("FIRST").close()
 
 
 @pytest.mark.parametrize("way", ["fork", "spawn"])
-def test_children_of_multiprocessing_open_their_own_cameras(program, way):
+def test_children_of_multiprocessing_do_not_use_the_cameras_of_their_parent(program, way):
     said = program(
         f"""
 import multiprocessing, sys, threading, ox3d
@@ -227,12 +226,13 @@ def child(answers):
                 answers.put(str(error))
         answers.put(int(frame.depth.max()))
         camera.close()
+        return  # a provider's locks may have been held by a thread that the fork has not copied
     with ox3d.Camera("SECOND") as own:
-        answers.put(next(own.frames(60)).number)
+        answers.put(int(next(own.frames(60)).depth.max()))
 if __name__ == "__main__":
     camera = ox3d.Camera("QUICK")
     camera.start()
-    frame = camera.fetch()
+    frame = camera.fetch(60)
     stop = threading.Event()
     def fetch():
         while not stop.is_set():
@@ -241,16 +241,17 @@ if __name__ == "__main__":
     thread.start()
     context = multiprocessing.get_context("{way}")
     answers = context.Queue()
-    process = context.Process(target=child, args=(answers,))
+    process = context.Process(target=child, args=(answers,), daemon=True)
     process.start()
     if "{way}" == "fork":
         assert "belongs to the process that opened it" in answers.get(timeout=60) and "belongs" in answers.get(timeout=60)
         assert answers.get(timeout=60) == frame.depth.max()
-    assert answers.get(timeout=60) == 1
+    else:
+        assert answers.get(timeout=60) > 0
     process.join()
     stop.set()
     thread.join()
-    camera.fetch()
+    camera.fetch(60)
     print(process.exitcode)
 """
     )
@@ -264,7 +265,7 @@ def test_the_package_may_be_loaded_twice(camera, tmp_path):
     twin = sys.modules["twin"] = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(twin)
     with twin.Camera("FIRST", provider="virtual") as other:
-        assert next(other.frames()).number == 1 and camera.fetch().depth.any()
+        assert next(other.frames(60)).depth.any() and camera.fetch(60).depth.any()
         with pytest.raises(twin.Ox3dError, match="E_CAMERA_0E"):
             twin.Camera("QUICK")  # is open already, and the library knows it
         with pytest.raises(twin.Ox3dError, match="needs another process"):
@@ -276,7 +277,6 @@ def test_the_package_may_be_loaded_twice(camera, tmp_path):
     [
         ({"OX3D_LIBRARY": "/nowhere/libOx3dRgbd.so.1"}, "OX3D_LIBRARY names"),
         ({"OX3D_LIBRARY": sys.executable}, "cannot be loaded"),
-        ({"OX3D_LIBRARY": "", "OX3D_PROVIDER": ""}, "cannot be loaded"),
         ({"OX3D_PROVIDER": "/nowhere/at/all"}, "OX3D_RGBD_E_LOAD_LIBRARY: "),
     ],
 )

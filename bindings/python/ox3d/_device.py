@@ -55,7 +55,7 @@ class Device:
         if os.getpid() != self._process:
             raise Ox3dError(
                 s.E_HANDLE,
-                sentence="the camera belongs to the process that opened it: open one in this process, after the fork",
+                sentence="the camera belongs to the process that opened it: start this one by spawn and open its own",
             )
         if self._state != "open":
             raise Ox3dError(s.E_HANDLE, sentence="the camera was closed")
