@@ -164,6 +164,22 @@ int MakePartFile(const std::string& path, std::string* part) {
     return file;
 }
 
+bool MoveToFreeName(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno == EEXIST) {
+        return false;
+    }
+    struct stat status {};
+    if (lstat(from.c_str(), &status) == 0 && (status.st_mode & S_IFMT) != S_IFDIR) {
+        return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+    }
+    const bool isFree = lstat(to.c_str(), &status) != 0 && errno == ENOENT;
+    errno = EEXIST;
+    return isFree && std::rename(from.c_str(), to.c_str()) == 0;
+}
+
 uint64_t LocalFileBytes(const std::string& path) {
     struct stat status {};
     const bool isThere = stat(path.c_str(), &status) == 0 && IsRegular(status);

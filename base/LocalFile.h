@@ -26,6 +26,10 @@ bool WriteLocalFile(const std::string& path, const void* bytes, uint64_t lengthB
 // A descriptor, or -1 with the reason in errno.
 int MakePartFile(const std::string& path, std::string* part);
 
+// Gives a file or a folder another name in its file system. Fails with EEXIST where something has that name already, with the
+// reason in errno. Where a file system cannot do both in one step, a folder may replace an empty one that was made meanwhile.
+bool MoveToFreeName(const std::string& from, const std::string& to);
+
 // Length of a regular file, 0 when there is none.
 uint64_t LocalFileBytes(const std::string& path);
 

@@ -152,7 +152,7 @@ void CFrameEncoder::AddColor(const ColorView& color, std::span<const uint8_t> jp
 EEncoded CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> depth, uint64_t sequence,
                                bool isFirst, McapChunk* chunk) {
     const uint64_t hostNs = frame.m_facts.m_hostNs;
-    const uint64_t cameraNs = frame.m_cameraNs == 0 ? hostNs : frame.m_cameraNs;
+    const uint64_t cameraNs = frame.m_facts.m_cameraNs == 0 ? hostNs : frame.m_facts.m_cameraNs;
     const RosHeader header = {cameraNs, kDepthFrameId};
     const auto begin = [&](EChannel channel) { return m_builder.Begin(channel, sequence, hostNs, cameraNs); };
     const ColorView& color = frame.m_color;

@@ -279,7 +279,13 @@ bool CMcapRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
 
 bool CMcapRecording::ReadFacts(size_t frame, RecordedFacts* facts) {
     const McapMessage* const message = Load(frame) ? m_frames.Part(EMcapPart::Facts) : nullptr;
-    return message != nullptr && ReadFrameFacts(message->m_data, facts);
+    if (message == nullptr || !ReadFrameFacts(message->m_data, facts)) {
+        return false;
+    }
+    RosImage depth;
+    const McapMessage* const image = m_frames.Part(EMcapPart::Depth);
+    facts->m_cameraNs = image != nullptr && ReadImage(image->m_data, &depth) ? depth.m_header.m_stampNs : 0;
+    return true;
 }
 
 } // namespace ox3d

@@ -69,15 +69,8 @@ int MakeLockedPart(const std::string& path, std::string* part) {
     return -1;
 }
 
-// Gives the file its name. A file system that cannot refuse an existing one in the same step is asked for a second link.
 bool Rename(const std::string& part, const std::string& path, bool isReplacing) {
-    if (isReplacing) {
-        return std::rename(part.c_str(), path.c_str()) == 0;
-    }
-    if (renameat2(AT_FDCWD, part.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
-        return true;
-    }
-    return errno != EEXIST && link(part.c_str(), path.c_str()) == 0 && unlink(part.c_str()) == 0;
+    return isReplacing ? std::rename(part.c_str(), path.c_str()) == 0 : MoveToFreeName(part, path);
 }
 
 } // namespace

@@ -35,6 +35,7 @@ struct RecordedFacts {
     uint64_t m_lostBefore = 0; // frames between this one and the one before it that never came
     bool m_isIncomplete = false;
     bool m_isColorLost = false; // it came, and no image could be made of it
+    uint64_t m_cameraNs = 0;    // UTC, when the camera took it; 0: not known
 };
 
 // Images of the caller's, read during the call alone.
@@ -56,7 +57,6 @@ struct ColorView {
 
 struct FrameView {
     RecordedFacts m_facts;
-    uint64_t m_cameraNs = 0; // UTC, when the camera took it; 0: not known
     DepthView m_depth;
     ColorView m_color;
 };

@@ -98,9 +98,14 @@ bool CRecorder::Start(const std::string& path, std::string* error) {
 }
 
 // Null when the frame has to be dropped.
-CRecorder::JobPointer CRecorder::TakeFree() {
+CRecorder::JobPointer CRecorder::TakeFree(EFullQueue full) {
     const CLock lock(m_mutex);
-    if (m_isEnding || m_counts.m_state != EWriting::Ok || m_queue.size() >= m_options.m_queueFrames) {
+    const auto isOver = [this]()
+                            OX_REQUIRES(m_mutex) { return m_isEnding || m_counts.m_state != EWriting::Ok; };
+    while (full == EFullQueue::Wait && !isOver() && m_queue.size() >= m_options.m_queueFrames) {
+        m_changed.Wait(m_mutex);
+    }
+    if (isOver() || m_queue.size() >= m_options.m_queueFrames) {
         return nullptr;
     }
     if (m_free.empty()) {
@@ -124,7 +129,7 @@ bool CRecorder::PutIntoQueue(JobPointer job) {
     return true;
 }
 
-bool CRecorder::Queue(const FrameView& frame) {
+bool CRecorder::Queue(const FrameView& frame, EFullQueue full) {
     const ColorView& color = frame.m_color;
     const bool hasColor = color.m_bytes != nullptr && m_options.m_color != ERecordedColor::None;
     const DepthView& depth = frame.m_depth;
@@ -132,7 +137,7 @@ bool CRecorder::Queue(const FrameView& frame) {
         depth.m_strideSamples < depth.m_width || (hasColor && !IsSized(color.m_width, color.m_height))) {
         return false;
     }
-    JobPointer job = TakeFree();
+    JobPointer job = TakeFree(full);
     if (job == nullptr) {
         return false;
     }
@@ -148,10 +153,10 @@ bool CRecorder::Queue(const FrameView& frame) {
     return PutIntoQueue(std::move(job));
 }
 
-bool CRecorder::Add(const FrameView& frame) {
+bool CRecorder::Add(const FrameView& frame, EFullQueue full) {
     bool isQueued = false;
     try {
-        isQueued = Queue(frame);
+        isQueued = Queue(frame, full);
     } catch (const std::exception&) { // no memory
         isQueued = false;
     }

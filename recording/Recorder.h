@@ -17,6 +17,8 @@ enum class EEncoded;
 
 enum class EWriting { Ok, Full, Failed };
 
+enum class EFullQueue { Drop, Wait };
+
 enum class ERecordedColor { None, Jpeg, Raw };
 
 struct RecorderOptions {
@@ -49,8 +51,8 @@ public:
     CRecorder(const CRecorder&) = delete;
     CRecorder& operator=(const CRecorder&) = delete;
 
-    // False when the frame was dropped, or nothing can be written any more.
-    bool Add(const FrameView& frame) OX_EXCLUDES(m_mutex);
+    // False when the frame was dropped, or nothing can be written any more. A full queue is waited for where no camera is.
+    bool Add(const FrameView& frame, EFullQueue full = EFullQueue::Drop) OX_EXCLUDES(m_mutex);
     RecorderCounts Counts() const OX_EXCLUDES(m_mutex);
     // Writes what waits and closes the file.
     RecorderCounts Finish() OX_EXCLUDES(m_mutex);
@@ -67,8 +69,8 @@ private:
 
     CRecorder(const RecordedCamera& camera, const RecorderOptions& options);
     bool Start(const std::string& path, std::string* error);
-    bool Queue(const FrameView& frame) OX_EXCLUDES(m_mutex);
-    JobPointer TakeFree() OX_EXCLUDES(m_mutex);
+    bool Queue(const FrameView& frame, EFullQueue full) OX_EXCLUDES(m_mutex);
+    JobPointer TakeFree(EFullQueue full) OX_EXCLUDES(m_mutex);
     bool PutIntoQueue(JobPointer job) OX_EXCLUDES(m_mutex);
     JobPointer TakeJob() OX_EXCLUDES(m_mutex);
     void Encode(CFrameEncoder* encoder) noexcept OX_EXCLUDES(m_mutex);

@@ -111,7 +111,7 @@ protected:
         const std::vector<uint8_t> planes = PlanesOf(number);
         FrameView frame;
         frame.m_facts = {number, number * 1000, number * 100, number % 2, number % 3 == 0};
-        frame.m_cameraNs = number * 100 - 7;
+        frame.m_facts.m_cameraNs = number * 100 - 7;
         frame.m_depth = {depth.data(), kWidth, kHeight, kWidth};
         frame.m_color = {hasColor ? planes.data() : nullptr, 96, 32, EColorLayout::Planar};
         return recorder.Add(frame);

@@ -198,7 +198,7 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
         EXPECT_GT(std::count_if(samples[1].begin(), samples[1].end(), [](auto s) { return s != 0; }), 30000);
     }
     convert({"a.mcap", "ply", "--to", "ply"});
-    convert({"a.mcap", "pcd", "--to", "pcd"});
+    convert({"a.mcap", "pcd/", "--to", "pcd"});
     const std::vector<std::string> points = ReadPly(m_folder.File("ply/000001.ply"));
     EXPECT_GT(points.size(), 30000U);
     EXPECT_EQ(ReadPcd(m_folder.File("pcd/000001.pcd")), points);
@@ -239,10 +239,33 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
     EXPECT_THAT(convert({"redwood", "b.mcap"}, 7), HasSubstr("is not to be told"));
     WriteFile(m_folder.File("tum/calibration.txt"), "640 480 0 526 320 240 0 0 0 0 0\n");
     EXPECT_THAT(convert({"tum", "b.mcap"}, 7), HasSubstr("no focal lengths above 0"));
-    EXPECT_THAT(convert({"a.mcap", "ply", "--to", "ply"}, 7), HasSubstr("ply exists already"));
+    // What the source says of its frames goes along, and color stays lossless.
+    convert({"a.mcap", "b.mcap"});
+    const auto first = CRecordingReader::Open(m_folder.File("a.mcap"), &error);
+    const auto second = CRecordingReader::Open(m_folder.File("b.mcap"), &error);
+    ASSERT_TRUE(first != nullptr && second != nullptr) << error;
+    EXPECT_EQ(second->Camera().m_facts.at("color"), "raw");
+    ASSERT_TRUE(first->Camera().m_colorLens && second->Camera().m_depthLens);
+    EXPECT_EQ(second->Camera().m_colorLens->m_cx, first->Camera().m_colorLens->m_cx);
+    // A frame that cannot be read costs itself alone, and one camera is written where there is no color.
+    fs::remove_all(m_folder.File("png/color"));
+    fs::copy_file(m_folder.File("png/depth/000001.png"), m_folder.File("png/depth/000003.png"));
+    WriteFile(m_folder.File("png/depth/000002.png"),
+              ReadFile(m_folder.File("png/depth/000002.png")).substr(0, 3000));
+    EXPECT_THAT(convert({"png", "dark", "--to", "redwood"}), HasSubstr("2 of 3 frames\n"));
+    EXPECT_TRUE(fs::exists(m_folder.File("dark/camera_intrinsic.json")));
+    EXPECT_TRUE(fs::exists(m_folder.File("dark/depth/000002.png")));
+    fs::create_symlink("nowhere", m_folder.File("link"));
+    for (const char* const taken : {"ply", "link"}) {
+        EXPECT_THAT(convert({"a.mcap", taken, "--to", "ply"}, 7), HasSubstr("exists already"));
+    }
     EXPECT_THAT(convert({"a.mcap", "other"}, 2), HasSubstr("say --to "));
-    EXPECT_THAT(convert({"ply", "b.mcap"}, 2), HasSubstr("no such file"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 14)
+    EXPECT_THAT(convert({"ply", "c.mcap"}, 2), HasSubstr("no such file"));
+    CProcess full({"/bin/sh", "-c", "ulimit -f 8; trap '' XFSZ; '" OX3D_TOOL "' convert a.mcap c.mcap"},
+                  m_folder.Path());
+    EXPECT_EQ(full.Finish(), 7);
+    EXPECT_THAT(full.Output(), HasSubstr("/c.mcap: File too large\n")); // not a name of its own in between
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder.Path()), {}), 17)
         << "nothing half-written is left";
 }
 

@@ -29,14 +29,6 @@ bool IsOnDisk(const std::string& path) {
     return isOnDisk;
 }
 
-// Fails with EEXIST where there is something of that name, on file systems too that cannot rename so.
-bool MoveToFreeName(const char* from, const char* to) {
-    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
-        return true;
-    }
-    return errno == EINVAL && link(from, to) == 0 && unlink(from) == 0;
-}
-
 std::string CopyToFreeName(const std::string& file, const std::string& name) {
     constexpr int kMaxNames = 1000;
     std::error_code failure;
@@ -111,18 +103,10 @@ void CTargetFile::Write(std::string_view bytes) {
 }
 
 void CTargetFile::Keep() {
-    // A name for what is not on the disk could outlive a loss of power that its bytes do not.
-    const int file = open(m_part.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool isSynced = file >= 0 && fdatasync(file) == 0;
-    const int reason = errno;
-    close(file);
-    if (!isSynced) {
-        Throw(reason);
-    }
     // Another program may have made the file since it was looked for.
     CheckReplaceable();
     if (!IsOnDisk(m_part) ||
-        (m_existing == EExisting::Refuse ? !MoveToFreeName(m_part.c_str(), m_path.c_str())
+        (m_existing == EExisting::Refuse ? !MoveToFreeName(m_part, m_path.string())
                                          : std::rename(m_part.c_str(), m_path.c_str()) != 0)) {
         Throw(errno);
     }

@@ -9,6 +9,7 @@
 #include "tools/ox3d/host/CameraAddress.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -31,7 +32,7 @@ struct RecordOptions {
     bool m_isReplacing = false;
     uint64_t m_frames = 0; // 0: without end
     double m_seconds = 0;  // 0: without end
-    ERecordedColor m_color = ERecordedColor::Jpeg;
+    std::optional<ERecordedColor> m_color; // none: JPEG
     uint32_t m_quality = 90;
     uint64_t m_queueFrames = 30;
     double m_syncSeconds = 1;
@@ -44,7 +45,7 @@ struct ConvertOptions {
     std::string m_in;
     std::string m_out;
     EConvert m_to = EConvert::ByName;
-    ERecordedColor m_color = ERecordedColor::Jpeg;
+    std::optional<ERecordedColor> m_color; // none: as it is
     uint32_t m_quality = 90;
 };
 

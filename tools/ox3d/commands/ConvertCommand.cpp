@@ -11,6 +11,7 @@
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/Status.h"
 #include "tools/ox3d/commands/Command.h"
+#include "tools/ox3d/convert/ConvertTarget.h"
 #include "tools/ox3d/convert/Dataset.h"
 #include "tools/ox3d/pictures/DepthCloud.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
@@ -21,59 +22,12 @@
 #include <chrono>
 #include <cstdio>
 #include <functional>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace ox3d::tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-void CheckInterrupt() {
-    if (IsInterrupted()) {
-        throw CToolError(EExitCode::Interrupted, "interrupted, nothing was written");
-    }
-}
-
-// The result lies beside its place until it is whole, and goes away when it never is.
-class CResult {
-public:
-    explicit CResult(fs::path path)
-        : m_path(std::move(path)), m_part(m_path.string() + "." + std::to_string(getpid()) + ".part") {
-        std::error_code ignored;
-        if (fs::exists(m_path, ignored) &&
-            !(fs::is_directory(m_path, ignored) && fs::is_empty(m_path, ignored))) {
-            throw CToolError(EExitCode::File, m_path.string() + " exists already");
-        }
-    }
-    ~CResult() {
-        std::error_code ignored;
-        fs::remove_all(m_part, ignored);
-    }
-    CResult(const CResult&) = delete;
-    CResult& operator=(const CResult&) = delete;
-
-    const fs::path& Part() const { return m_part; }
-    void MakeFolder() const {
-        std::error_code failure;
-        fs::create_directories(m_part, failure);
-        if (failure) {
-            throw CToolError(EExitCode::File, "cannot make " + m_path.string() + ": " + failure.message());
-        }
-    }
-    void Keep() const {
-        std::error_code failure;
-        fs::rename(m_part, m_path, failure); // an empty folder gives way
-        if (failure) {
-            throw CToolError(EExitCode::File, "cannot write " + m_path.string() + ": " + failure.message());
-        }
-    }
-
-private:
-    const fs::path m_path;
-    const fs::path m_part;
-};
 
 std::unique_ptr<CRecordingReader> OpenSource(const fs::path& path, EDataset kind) {
     std::string error;
@@ -99,17 +53,21 @@ struct SourceFrame {
     std::vector<uint8_t> m_planes; // empty: no color
 };
 
-// Hands every frame that can be read to `take`. Returns how many those are.
-size_t WalkFrames(CRecordingReader& reader, const std::function<void(SourceFrame& frame)>& take) {
+enum class EImages { Depth, All };
+
+// Hands every frame that can be read to `take`; the reader tells of the others. Returns how many those are.
+size_t WalkFrames(CRecordingReader& reader, EImages images,
+                  const std::function<void(SourceFrame& frame)>& take) {
     SourceFrame frame;
     size_t taken = 0;
-    for (size_t i = 0; i < reader.FrameCount(); ++i) {
-        CheckInterrupt();
+    for (size_t& i = frame.m_index; i < reader.FrameCount(); ++i) {
+        if (IsInterrupted()) {
+            throw CToolError(EExitCode::Interrupted, "interrupted, nothing was written");
+        }
         if (!reader.ReadDepth(i, &frame.m_samples)) {
             continue;
         }
-        frame.m_index = i;
-        if (!reader.ReadColor(i, &frame.m_planes)) {
+        if (images == EImages::Depth || !reader.ReadColor(i, &frame.m_planes)) {
             frame.m_planes.clear();
         }
         if (!reader.ReadFacts(i, &frame.m_facts)) {
@@ -137,53 +95,70 @@ DepthImage DepthOf(const CRecordingReader& reader, SourceFrame& frame) {
 
 // ---- Without a camera ----
 
-// What a folder's calibration file says of the lenses, for readers that do not know such files.
+// What the calibration file says of lenses that the source does not, for readers that do not know such files.
 void AddLenses(const CRecordingReader& reader, RecordedCamera* camera) {
     const PngSize depth = reader.DepthSize();
     const PngSize color = reader.ColorSize();
     const auto calibration = ReadCalibration(camera->m_calibrationXml, depth.m_width);
-    if (camera->m_depthLens || !calibration) {
+    if (!calibration) {
         return;
     }
-    // The library takes a set that belongs to the depth's width as it is.
-    const bool isOwn = calibration->m_depth.m_width == depth.m_width;
-    camera->m_depthLens = isOwn ? calibration->m_depth : ScaledTo(calibration->m_depth, depth, depth);
-    camera->m_depthLens->m_height = depth.m_height;
-    camera->m_depthToColor = calibration->m_depthToColor;
-    if (color.m_width > 0) {
+    if (!camera->m_depthLens) {
+        // The library takes a set that belongs to the depth's width as it is.
+        const bool isOwn = calibration->m_depth.m_width == depth.m_width;
+        camera->m_depthLens = isOwn ? calibration->m_depth : ScaledTo(calibration->m_depth, depth, depth);
+        camera->m_depthLens->m_height = depth.m_height;
+    }
+    if (!camera->m_colorLens && color.m_width > 0) {
         camera->m_colorLens = ScaledTo(calibration->m_color, depth, color);
+    }
+    if (!camera->m_depthToColor) {
+        camera->m_depthToColor = calibration->m_depthToColor;
     }
 }
 
+// Color stays as it was recorded unless told otherwise; images that were never packed become JPEG.
+RecorderOptions RecorderOptionsFor(const RecordedCamera& camera, const ConvertOptions& options) {
+    const auto color = camera.m_facts.find("color");
+    const bool isRaw = color != camera.m_facts.end() && color->second == "raw";
+    RecorderOptions recorder;
+    recorder.m_color = options.m_color.value_or(isRaw ? ERecordedColor::Raw : ERecordedColor::Jpeg);
+    recorder.m_jpegQuality = static_cast<int>(options.m_quality);
+    recorder.m_queueFrames = 2 * recorder.m_encoders; // as many as keep the encoders busy
+    return recorder;
+}
+
 size_t ToFile(CRecordingReader& reader, const ConvertOptions& options, const fs::path& file) {
-    RecorderOptions recorderOptions;
-    recorderOptions.m_color = options.m_color;
-    recorderOptions.m_jpegQuality = static_cast<int>(options.m_quality);
     RecordedCamera camera = reader.Camera();
     AddLenses(reader, &camera);
     camera.m_facts.emplace("aligned", "0");
     camera.m_facts.emplace("depth_unit_mm", "1");
     std::string error;
-    const auto recorder = CRecorder::Open(file.string(), camera, recorderOptions, &error);
+    const auto recorder = CRecorder::Open(file.string(), camera, RecorderOptionsFor(camera, options), &error);
     if (recorder == nullptr) {
         throw CToolError(EExitCode::File, error);
     }
     const PngSize depth = reader.DepthSize();
     const PngSize color = reader.ColorSize();
-    const size_t added = WalkFrames(reader, [&](SourceFrame& frame) {
+    const size_t added = WalkFrames(reader, EImages::All, [&](SourceFrame& frame) {
         FrameView view;
         view.m_facts = frame.m_facts;
         view.m_depth = {frame.m_samples.data(), depth.m_width, depth.m_height, depth.m_width};
         view.m_color = {frame.m_planes.empty() ? nullptr : frame.m_planes.data(), color.m_width,
                         color.m_height, EColorLayout::Planar};
-        // No camera waits: the queue may be full for a while.
-        while (!recorder->Add(view) && recorder->Counts().m_state == EWriting::Ok) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        recorder->Add(view, EFullQueue::Wait); // what fails is counted
     });
     const RecorderCounts counts = recorder->Finish();
     if (counts.m_state != EWriting::Ok) {
         throw CToolError(EExitCode::File, "cannot write " + file.string() + ": " + counts.m_error);
+    }
+    if (counts.m_written != added) {
+        throw CToolError(EExitCode::File, "cannot write " + file.string() + ": no memory for " +
+                                              std::to_string(added - counts.m_written) + " of its frames");
+    }
+    if (counts.m_withoutColor > 0) {
+        std::fprintf(stderr, "ox3d: the color of %llu frames could not be packed and is left out\n",
+                     static_cast<unsigned long long>(counts.m_withoutColor));
     }
     return added;
 }
@@ -195,10 +170,15 @@ size_t ToPngFolder(CRecordingReader& reader, const fs::path& folder) {
         throw CToolError(EExitCode::File, error);
     }
     const std::string& calibration = reader.CalibrationXml();
+    if (calibration.empty()) {
+        throw CToolError(EExitCode::File,
+                         "the recording has no calibration, without which no folder of images is "
+                         "played; --to mcap keeps its frames");
+    }
     if (!WriteLocalFile(writer.CalibrationFile(), calibration.data(), calibration.size())) {
         throw CToolError(EExitCode::File, "cannot write " + writer.CalibrationFile());
     }
-    return WalkFrames(reader, [&](SourceFrame& frame) {
+    return WalkFrames(reader, EImages::All, [&](SourceFrame& frame) {
         const RgbImage color = ColorOf(reader, frame);
         const auto* const pixels = reinterpret_cast<const uint8_t*>(color.m_samples.data());
         if (!writer.Add(static_cast<uint32_t>(frame.m_facts.m_number), reader.DepthSize(),
@@ -238,7 +218,7 @@ size_t FromDataset(CRecordingReader& reader, EConvert to, const fs::path& folder
     }
     if (DatasetFor(to) != EDataset::None) {
         CDatasetWriter dataset(DatasetFor(to), folder);
-        const size_t added = WalkFrames(reader, [&](SourceFrame& frame) {
+        const size_t added = WalkFrames(reader, EImages::All, [&](SourceFrame& frame) {
             dataset.Add(
                 {frame.m_index, frame.m_facts.m_hostNs, DepthOf(reader, frame), ColorOf(reader, frame)});
         });
@@ -247,7 +227,7 @@ size_t FromDataset(CRecordingReader& reader, EConvert to, const fs::path& folder
     }
     const CDepthCloud cloud({*camera.m_depthLens, *camera.m_colorLens, *camera.m_depthToColor},
                             EDepthView::OnColor, size.m_width, size.m_height);
-    return WalkFrames(reader, [&](SourceFrame& frame) {
+    return WalkFrames(reader, EImages::All, [&](SourceFrame& frame) {
         WriteCloud(cloud.Of(DepthOf(reader, frame), ColorOf(reader, frame)), to, folder, frame.m_index);
     });
 }
@@ -284,16 +264,53 @@ void SetNumber(const CCamera& camera, const char* key, uint32_t type, double val
     }
 }
 
-// One frame for one trigger. False when it cannot be read.
-bool FetchTriggered(const CCamera& camera, OX3D_RGBD_FRAME_DATA* frame) {
-    constexpr uint32_t kPatienceMs = 3000;
-    *frame = {};
-    if (const uint32_t status = OX3D_RGBD_SoftTrigger(camera.Handle()); status != OX3D_RGBD_OK) {
-        throw CToolError(EExitCode::Camera, "cannot trigger: " + StatusText(status));
+// Frames of the camera that plays a recording, by their places in it.
+class CPlayedFrames {
+public:
+    explicit CPlayedFrames(CCamera& camera) : m_camera(camera) { camera.Start(); }
+    ~CPlayedFrames() { m_camera.Stop(); }
+    CPlayedFrames(const CPlayedFrames&) = delete;
+    CPlayedFrames& operator=(const CPlayedFrames&) = delete;
+
+    // The frame at that place, behind the last one; those between cannot be read and are triggered for nothing. Throws.
+    OX3D_RGBD_FRAME_DATA Fetch(size_t index) {
+        constexpr uint32_t kPatienceMs = 10000;
+        for (; m_triggers <= index; ++m_triggers) {
+            if (const uint32_t status = Trigger(); status != OX3D_RGBD_OK) {
+                throw CToolError(EExitCode::Camera, "cannot trigger: " + StatusText(status));
+            }
+        }
+        OX3D_RGBD_FRAME_DATA frame{};
+        uint32_t status = OX3D_RGBD_OK;
+        uint32_t number = 0; // numbers begin with 1
+        while (status == OX3D_RGBD_OK && number <= index) {
+            frame = {};
+            status = OX3D_RGBD_FetchFrame(m_camera.Handle(), &frame, kPatienceMs);
+            const OX3D_RGBD_IMAGE_DATA* const depth = FindDepth(frame);
+            number = depth == nullptr ? 0 : depth->nFrameNum;
+        }
+        if (status != OX3D_RGBD_OK || number != index + 1) {
+            throw CToolError(EExitCode::Camera,
+                             "frame " + std::to_string(index) + " is not played: " + StatusText(status));
+        }
+        return frame;
     }
-    return OX3D_RGBD_FetchFrame(camera.Handle(), frame, kPatienceMs) == OX3D_RGBD_OK &&
-           FindDepth(*frame) != nullptr;
-}
+
+private:
+    // So many may wait; then those before have to be taken first.
+    uint32_t Trigger() {
+        constexpr int kAttempts = 1000;
+        uint32_t status = OX3D_RGBD_SoftTrigger(m_camera.Handle());
+        for (int i = 0; i < kAttempts && status != OX3D_RGBD_OK; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            status = OX3D_RGBD_SoftTrigger(m_camera.Handle());
+        }
+        return status;
+    }
+
+    CCamera& m_camera;
+    size_t m_triggers = 0;
+};
 
 void PrepareToPlay(CCamera& camera, EConvert to) {
     const bool isDataset = DatasetFor(to) != EDataset::None;
@@ -308,35 +325,45 @@ void PrepareToPlay(CCamera& camera, EConvert to) {
     SetNumber(camera, "ExposureTime", OX3D_RGBD_PARAM_FLOAT, kShortestUs);
 }
 
-size_t ThroughLibrary(CCamera& camera, const CRecordingReader& reader, EConvert to, const fs::path& folder) {
-    PrepareToPlay(camera, to);
-    std::optional<CDatasetWriter> dataset;
-    if (DatasetFor(to) != EDataset::None) {
-        dataset.emplace(DatasetFor(to), folder);
-    }
+bool IsSame(const RecordedLens& a, const RecordedLens& b) {
+    return a.m_width == b.m_width && a.m_height == b.m_height && a.m_fx == b.m_fx && a.m_fy == b.m_fy &&
+           a.m_cx == b.m_cx && a.m_cy == b.m_cy && a.m_distortion == b.m_distortion;
+}
+
+// Depth that lies on color has its lens; what has another one has no place in a folder with one camera.
+size_t ToDataset(CCamera& camera, CRecordingReader& reader, EDataset kind, const fs::path& folder) {
+    CDatasetWriter dataset(kind, folder);
+    CPlayedFrames played(camera);
     std::optional<RecordedLens> lens;
-    size_t added = 0;
-    camera.Start();
-    for (size_t i = 0; i < reader.FrameCount(); ++i) {
-        CheckInterrupt();
-        OX3D_RGBD_FRAME_DATA frame{};
-        if (!FetchTriggered(camera, &frame)) {
-            std::fprintf(stderr, "frame %zu cannot be read and is left out\n", i);
-            continue;
+    size_t leftOut = 0;
+    const size_t walked = WalkFrames(reader, EImages::Depth, [&](const SourceFrame& source) {
+        const OX3D_RGBD_FRAME_DATA frame = played.Fetch(source.m_index);
+        const std::optional<RecordedLens> own = camera.Lens(OX3D_RGBD_CAMERA_DEPTH);
+        if (!own) {
+            throw CToolError(EExitCode::File, "the recording has no calibration that can be used");
         }
-        if (dataset) {
-            dataset->Add({i, TimeOf(reader, i), DecodeDepth(frame), DecodeColor(frame)});
-            lens = lens ? lens : camera.Lens(OX3D_RGBD_CAMERA_COLOR);
+        lens = lens ? lens : own;
+        if (IsSame(*lens, *own)) {
+            dataset.Add({source.m_index, source.m_facts.m_hostNs, DecodeDepth(frame), DecodeColor(frame)});
         } else {
-            WriteCloud(CloudOfFrame(camera, frame), to, folder, i);
+            ++leftOut;
         }
-        ++added;
+    });
+    if (leftOut > 0) {
+        std::fprintf(stderr,
+                     "ox3d: %zu frames are left out: their depth is not seen as that of the first one\n",
+                     leftOut);
     }
-    camera.Stop();
-    if (dataset) {
-        Finish(*dataset, lens);
-    }
-    return added;
+    Finish(dataset, lens);
+    return walked - leftOut;
+}
+
+size_t ToClouds(CCamera& camera, CRecordingReader& reader, EConvert to, const fs::path& folder) {
+    CPlayedFrames played(camera);
+    return WalkFrames(reader, EImages::Depth, [&](const SourceFrame& source) {
+        OX3D_RGBD_FRAME_DATA frame = played.Fetch(source.m_index);
+        WriteCloud(CloudOfFrame(camera, frame), to, folder, source.m_index);
+    });
 }
 
 EConvert TargetOf(const ConvertOptions& options) {
@@ -350,23 +377,25 @@ EConvert TargetOf(const ConvertOptions& options) {
 }
 
 size_t Convert(CRecordingReader& reader, EDataset kind, EConvert to, const ConvertOptions& options,
-               const CResult& result) {
+               const fs::path& part) {
     if (to == EConvert::Mcap) {
-        return ToFile(reader, options, result.Part());
+        return ToFile(reader, options, part);
     }
-    result.MakeFolder();
     if (to == EConvert::Png) {
-        return ToPngFolder(reader, result.Part());
+        return ToPngFolder(reader, part);
     }
     if (kind != EDataset::None) {
-        return FromDataset(reader, to, result.Part());
+        return FromDataset(reader, to, part);
     }
     CameraControlRequest request;
     request.m_recording = fs::absolute(options.m_in).string();
     request.m_play = {false, 1, true};
     CCameraControl player(request);
     CSession session(player.Enter(), "");
-    return ThroughLibrary(session.Camera(), reader, to, result.Part());
+    CCamera& camera = session.Camera();
+    PrepareToPlay(camera, to);
+    return DatasetFor(to) == EDataset::None ? ToClouds(camera, reader, to, part)
+                                            : ToDataset(camera, reader, DatasetFor(to), part);
 }
 
 } // namespace
@@ -375,15 +404,20 @@ EExitCode RunConvert(CCameraControl& /*control*/, const Arguments& arguments) {
     const ConvertOptions& options = arguments.m_convert;
     const EConvert to = TargetOf(options);
     const fs::path in = fs::absolute(options.m_in);
-    const CResult result(fs::absolute(options.m_out));
+    CConvertTarget target(options.m_out, to == EConvert::Mcap ? ETarget::File : ETarget::Folder);
     const EDataset kind = DatasetIn(in);
     const std::unique_ptr<CRecordingReader> reader = OpenSource(in, kind);
     InstallInterruptHandler();
-    const size_t added = Convert(*reader, kind, to, options, result);
+    size_t added = 0;
+    try {
+        added = Convert(*reader, kind, to, options, target.Part());
+    } catch (const CToolError& error) {
+        throw CToolError(error.Code(), target.InWordsOfTheUser(error.what()));
+    }
     if (added == 0) {
         throw CToolError(EExitCode::NoFrame, "there is no frame that can be read");
     }
-    result.Keep();
+    target.Keep();
     std::printf("%zu of %zu frames\n", added, reader->FrameCount());
     return EExitCode::Ok;
 }

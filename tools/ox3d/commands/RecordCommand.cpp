@@ -164,7 +164,7 @@ bool CRecording::Begin() {
     RecorderOptions options;
     options.m_library = "ox3d " + VersionText();
     options.m_isReplacing = m_options.m_isReplacing;
-    options.m_color = m_options.m_color;
+    options.m_color = m_options.m_color.value_or(ERecordedColor::Jpeg);
     options.m_jpegQuality = static_cast<int>(m_options.m_quality);
     options.m_queueFrames = m_options.m_queueFrames;
     options.m_syncInterval = std::chrono::milliseconds(static_cast<int64_t>(m_options.m_syncSeconds * 1000));
@@ -181,7 +181,7 @@ FrameView CRecording::ViewOf(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_
     OX3D_RGBD_FRAME_TIMES times{};
     if (OX3D_RGBD_GetFrameTimes(m_camera.Handle(), &frame, &times) == OX3D_RGBD_OK) {
         view.m_facts.m_hostNs = times.nArrivalUtcNs;
-        view.m_cameraNs = times.nCaptureUtcNs;
+        view.m_facts.m_cameraNs = times.nCaptureUtcNs;
     } else {
         const auto now = std::chrono::system_clock::now().time_since_epoch();
         view.m_facts.m_hostNs = static_cast<uint64_t>(std::chrono::nanoseconds(now).count());

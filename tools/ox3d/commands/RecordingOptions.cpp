@@ -38,7 +38,7 @@ constexpr const char* kRepairFooter =
     "Exit code 1: there are damaged frames inside; 6: there is no whole one.\n"
     "Example: ox3d repair desk.mcap";
 
-void AddColor(CLI::App& command, ERecordedColor& color, uint32_t& quality) {
+void AddColor(CLI::App& command, std::optional<ERecordedColor>& color, uint32_t& quality) {
     command.add_option("--color", color, "jpeg, raw (lossless, large) or none")
         ->transform(CLI::CheckedTransformer(std::map<std::string, ERecordedColor>{
             {"jpeg", ERecordedColor::Jpeg}, {"raw", ERecordedColor::Raw}, {"none", ERecordedColor::None}}));
