@@ -12,7 +12,7 @@ cd "$root"
 
 # Cheap ones first; the clang build stands before clang-tidy, which uses its list of compile commands. The last one
 # looks at what the others have left behind.
-gates=(format shell words links includes headers install package clang tidy asan-ubsan tsan fuzz soak tree)
+gates=(format shell words links docs includes headers install package clang tidy asan-ubsan tsan fuzz soak tree)
 
 describe() {
     case "$1" in
@@ -20,6 +20,7 @@ describe() {
     shell) say "shell scripts pass shellcheck" ;;
     words) say "no path of a developer's machine, no open point outside the roadmap" ;;
     links) say "relative links of the documents lead somewhere" ;;
+    docs) say "everything in the public headers is documented, without a complaint of doxygen" ;;
     includes) say "includes run one way through the modules" ;;
     headers) say "each public header compiles alone, C11 and C++17, gcc and clang; the C++ one without exceptions" ;;
     install) say "installed files and exported symbols are those of the lists, and every object is hardened" ;;

@@ -115,6 +115,12 @@ gate_links() {
     [ "$found" -eq 0 ]
 }
 
+# Whatever a public header declares is documented, as the documentation's own tool understands it.
+gate_docs() {
+    build_reference
+    [ -s build/docs/html/index.html ]
+}
+
 # Each line of the rules names files and what they may include. An include with quotes is the project's own and
 # written from its root.
 gate_includes() {

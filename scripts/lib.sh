@@ -155,6 +155,15 @@ tree_state() {
     git -C "$root" status --porcelain 2>/dev/null || true
 }
 
+# build_reference: pages of the public headers' comments, in build/docs/html; fails for what is undocumented.
+build_reference() {
+    local version
+    version=$(sed -n 's/^project(Ox3dRgbd VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
+    rm -rf "$root/build/docs"
+    mkdir -p "$root/build"
+    (cd "$root" && { cat docs/Doxyfile && echo "PROJECT_NUMBER = $version"; } | doxygen -)
+}
+
 # build_preset <preset> [target...]
 build_preset() {
     local preset="$1"

@@ -1,5 +1,6 @@
-/*
- * Ox3dRgbdApi.h - the functions of the RGB-D camera library.
+/**
+ * \file Ox3dRgbdApi.h
+ * \brief The functions of the RGB-D camera library.
  *
  * Every function returns a status (OX3D_RGBD_OK or OX3D_RGBD_E_*, Ox3dRgbdDefine.h) and may be called from
  * any thread. A handle is valid from the open that returned OX3D_RGBD_OK until OX3D_RGBD_CloseDevice.
@@ -15,12 +16,14 @@
  * has them, relative ones count from the working directory.
  *
  * Statuses that are not repeated below:
+ * \verbatim
  *   OX3D_RGBD_E_HANDLE     from every function that takes a handle: the handle is null, unknown, closed,
  *                          being closed or, but for CloseDevice, inherited by a forked child; from every
  *                          function: an unexpected failure inside
  *   OX3D_RGBD_E_MEMORY     from every function: an allocation failed
  *   OX3D_RGBD_E_STATE      from every function that works on an opened camera and finds none
  *   any translated code    from every function that asks the camera
+ * \endverbatim
  *
  * Threads. Calls on one device are serialised by the device's lock, except SoftTrigger, Execute, GetParam,
  * GetCalibInfo, OX3D_RGBD_MapDepthToPointCloud and those that Ox3dRgbdExtension.h names: these run beside any
@@ -48,9 +51,11 @@ extern "C" {
 
 /* ---- Library ----------------------------------------------------------------------------------------- */
 
+/** \{ */
 /** Present for symmetry: both do nothing and return OX3D_RGBD_OK. */
 OX3D_RGBD_API uint32_t OX3D_RGBD_Initialize(void);
 OX3D_RGBD_API uint32_t OX3D_RGBD_Release(void);
+/** \} */
 
 /**
  * The version of the library that is loaded; OX3D_RGBD_VERSION_* is that of the headers.
@@ -84,7 +89,8 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetDeviceList(uint32_t nDeviceType, OX3D_RGBD_D
 
 /**
  * Whether a listed device, found again by its serial number, can be opened now. Takes no handle.
- * \param nAccessMode  access mode of the camera-control library: 1 exclusive, 3 control, 7 monitor
+ * \param pstDeviceInfo  in: a record of OX3D_RGBD_GetDeviceList
+ * \param nAccessMode    access mode of the camera-control library: 1 exclusive, 3 control, 7 monitor
  * \return 1 (accessible) or 0 (not), which makes 0 the bad news here; OX3D_RGBD_E_HANDLE for a null record,
  * OX3D_RGBD_E_PARAMETER when no such device is present, or the enumeration's own code.
  */
@@ -98,16 +104,38 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CamIsAccessible(OX3D_RGBD_DEVICE_INFO* pstDevic
  * number; texts are compared exactly. The camera's calibration file is copied to
  * "RGBDSensorCali_<serial number>.xml" in the working directory or that of OX3D_RGBD_DATA_DIR; where it cannot be
  * written, the open fails and the log has the reason.
- * \param handle  out: the device's handle. When a device was found but connecting to it failed, it holds a dead
- *                value: use it only after OX3D_RGBD_OK.
+ * \param handle         out: the device's handle. When a device was found but connecting to it failed, it holds a dead
+ *                       value: use it only after OX3D_RGBD_OK.
+ * \param pstDeviceInfo  in: a listed record, or null for the first device found
  * \return OX3D_RGBD_E_HANDLE for a null handle pointer; OX3D_RGBD_E_PARAMETER for a null text or when no
  * device matches; OX3D_RGBD_E_LOAD_LIBRARY without a camera-control library; OX3D_RGBD_E_NO_DATA when the
  * device cannot be asked for its record; or the camera's own translated code, for example
  * OX3D_RGBD_E_CAMERA_0E when another application holds the device.
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_OpenDevice(void** handle, OX3D_RGBD_DEVICE_INFO* pstDeviceInfo);
+
+/**
+ * Opens a device by its address, as OX3D_RGBD_OpenDevice does.
+ * \param handle  out: as there
+ * \param chIp    its IP address, dotted decimal
+ * \return as there
+ */
 OX3D_RGBD_API uint32_t OX3D_RGBD_OpenDeviceByIp(void** handle, const char* chIp);
+
+/**
+ * Opens the first device of a model, as OX3D_RGBD_OpenDevice does.
+ * \param handle        out: as there
+ * \param chDeviceName  the model's name
+ * \return as there
+ */
 OX3D_RGBD_API uint32_t OX3D_RGBD_OpenDeviceByName(void** handle, const char* chDeviceName);
+
+/**
+ * Opens a device by its serial number, as OX3D_RGBD_OpenDevice does.
+ * \param handle          out: as there
+ * \param chSerialNumber  its serial number
+ * \return as there
+ */
 OX3D_RGBD_API uint32_t OX3D_RGBD_OpenDeviceBySerialNumber(void** handle, const char* chSerialNumber);
 
 /**
@@ -122,6 +150,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CloseDevice(void** handle);
 
 /**
  * The opened device's record.
+ * \param handle         an open device
  * \param pstDeviceInfo  out; zero it first
  * \return OX3D_RGBD_E_PARAMETER for null. For USB devices the vendor and product id are overwritten by the
  * (zero) MAC address bytes here; take them from OX3D_RGBD_GetDeviceList.
@@ -145,6 +174,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_Stop(void* handle);
 
 /**
  * Waits for the next frame and assembles it.
+ * \param handle      an open device
  * \param pstFrame    out: zeroed and filled. Its images belong to the library and stay valid until the next
  *                    fetch or until CloseDevice.
  * \param nTimeoutMs  how long to wait, milliseconds, handed to the camera-control library as it is; 0xFFFFFFFF waits for
@@ -159,7 +189,9 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_FetchFrame(void* handle, OX3D_RGBD_FRAME_DATA* 
 
 /**
  * Registers the frame callback; null unregisters it and makes OX3D_RGBD_FetchFrame work again.
- * \param pUser  handed to the callback
+ * \param handle       an open device
+ * \param pfnCallBack  called for each frame; null for none
+ * \param pUser        handed to the callback
  *
  * The callback runs on the camera library's delivery thread, one frame at a time; while it runs the next
  * frame waits. Returns after a callback in flight has ended, so that what pUser points to may then be freed;
@@ -170,7 +202,9 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_RegisterFrameCallBack(void* handle, OX3D_RGBD_F
 
 /**
  * Registers the callback for the loss of the device; null unregisters. Rules as above.
- * \param pUser  handed to the callback
+ * \param handle       an open device
+ * \param pfnCallBack  called when the device is lost; null for none
+ * \param pUser        handed to the callback
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_RegisterExceptionCallBack(void* handle,
                                                            OX3D_RGBD_ExceptionCallBack pfnCallBack,
@@ -185,6 +219,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_SoftTrigger(void* handle);
 /**
  * Number of frames that the camera-control library buffers. When all are full the oldest goes, and the frame
  * numbers show the gap.
+ * \param handle  an open device
  * \param nCount  frames
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_SetImageNodeNum(void* handle, uint32_t nCount);
@@ -193,6 +228,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_SetImageNodeNum(void* handle, uint32_t nCount);
 
 /**
  * Executes a command feature, such as "DeviceReset", and returns when the camera has taken it.
+ * \param handle  an open device
  * \param strKey  its GenICam name
  * \return OX3D_RGBD_E_PARAMETER for null
  */
@@ -200,6 +236,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_Execute(void* handle, const char* strKey);
 
 /**
  * Reads a feature by its GenICam name, or one of the library's own keys (OX3D_RGBD_KEY_*).
+ * \param handle    an open device
  * \param strKey    the name, compared exactly
  * \param pstValue  out: type and value with its range, in the feature's own unit; the type is the feature's, whatever the
  *                  caller put in
@@ -210,6 +247,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetParam(void* handle, const char* strKey, OX3D
 
 /**
  * Writes a feature by its GenICam name, or one of the library's own keys.
+ * \param handle    an open device
  * \param strKey    the name, compared exactly
  * \param pstValue  in: enParamType decides which member is read, and of that nothing but the value (nCurValue, fCurValue,
  *                  chCurValue) counts
@@ -223,6 +261,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_SetParam(void* handle, const char* strKey, OX3D
 
 /**
  * Access mode of a feature at present: what is locked while frames stream is read-only then.
+ * \param handle       an open device
  * \param strName      its GenICam name
  * \param pAccessMode  out: OX3D_RGBD_ACCESS_*
  * \return OX3D_RGBD_E_PARAMETER for null
@@ -233,16 +272,20 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_XML_GetNodeAccessMode(void* handle, const char*
 /** Drops the feature values that the camera-control library has cached: the next reading asks the camera. */
 OX3D_RGBD_API uint32_t OX3D_RGBD_InvalidateNodes(void* handle);
 
+/** \{ */
 /**
  * Writes all features to, reads them from a local file.
+ * \param handle       an open device
  * \param strFileName  the file, in the format of the camera-control library
  * \return OX3D_RGBD_E_PARAMETER for null
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_ExportAllParam(void* handle, const char* strFileName);
 OX3D_RGBD_API uint32_t OX3D_RGBD_ImportAllParam(void* handle, const char* strFileName);
+/** \} */
 
 /**
  * The camera's GenICam description.
+ * \param handle           an open device
  * \param pData,nDataSize  out: the buffer and its bytes
  * \param pnDataLen        out: bytes of the description
  * \return OX3D_RGBD_E_PARAMETER for null or size 0.
@@ -255,6 +298,7 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetCameraXML(void* handle, uint8_t* pData, uint
 /**
  * Intrinsics and distortion of one sensor at the camera's present depth resolution. Refreshes the local
  * calibration file from the camera first.
+ * \param handle      an open device
  * \param nCalibType  OX3D_RGBD_CALIB_DEPTH or OX3D_RGBD_CALIB_COLOR
  * \param pstCalib    out, written only on success: pixels of the camera's own image, not of one that the library has
  *                    registered or scaled (OX3D_RGBD_GetIntrinsics has those)
@@ -275,26 +319,38 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_GetCalibInfo(void* handle, uint32_t nCalibType,
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_SetIpConfig(const char* chSerialNumber, OX3D_RGBD_IP_CONFIG* pstIpConfig);
 
+/** \{ */
 /**
  * Copies a file from the camera to a local file, or the other way.
+ * \param handle         an open device
  * \param pstFileAccess  in: both names
  * \return OX3D_RGBD_E_PARAMETER for null
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_FileAccessRead(void* handle, OX3D_RGBD_FILE_ACCESS* pstFileAccess);
 OX3D_RGBD_API uint32_t OX3D_RGBD_FileAccessWrite(void* handle, OX3D_RGBD_FILE_ACCESS* pstFileAccess);
+/** \} */
 
 /**
- * Begins to upgrade the camera's firmware from a local file, of a device that does not stream; the other tells how far it
- * is. The camera needs its power until then, and may restart afterwards.
+ * Begins to upgrade the camera's firmware from a local file, of a device that does not stream;
+ * OX3D_RGBD_GetUpgradeProcess tells how far it is. The camera needs its power until then, and may restart afterwards.
+ * \param handle       an open device
  * \param strFileName  the firmware
- * \param pnPercent    out: 0 to 100 percent
  * \return OX3D_RGBD_E_PARAMETER for null
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_LocalUpgrade(void* handle, const char* strFileName);
-OX3D_RGBD_API uint32_t OX3D_RGBD_GetUpgradeProcess(void* handle, uint32_t* pnPercent);
 
 /**
+ * How far an upgrade of the firmware is.
+ * \param handle     an open device
+ * \param pnPercent  out: 0 to 100 percent
+ * \return OX3D_RGBD_E_PARAMETER for null
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_GetUpgradeProcess(void* handle, uint32_t* pnPercent);
+
+/** \{ */
+/**
  * Reads or writes register memory of the camera.
+ * \param handle    an open device
  * \param pBuffer   nLength bytes, as they lie in the camera: GigE Vision has big-endian registers, USB3 Vision little-endian ones
  * \param nAddress  of the camera's register space, bytes, at least 0
  * \param nLength   bytes, above 0
@@ -304,15 +360,23 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_ReadAddressMem(void* handle, void* pBuffer, int
                                                 int64_t nLength);
 OX3D_RGBD_API uint32_t OX3D_RGBD_WriteAddressMem(void* handle, const void* pBuffer, int64_t nAddress,
                                                  int64_t nLength);
+/** \} */
 
 /**
- * Time-out of the control channel: how long an answer of the camera is waited for before the request is sent again or given
+ * Sets the time-out of the control channel: how long an answer of the camera is waited for before the request is sent again or given
  * up.
- * \param nMilliseconds   0 to 10000, milliseconds
- * \param pnMilliseconds  out: the same
- * \return OX3D_RGBD_E_PARAMETER for null or above
+ * \param handle         an open device
+ * \param nMilliseconds  0 to 10000, milliseconds
+ * \return OX3D_RGBD_E_PARAMETER above
  */
 OX3D_RGBD_API uint32_t OX3D_RGBD_SetGvcpTimeout(void* handle, uint32_t nMilliseconds);
+
+/**
+ * The time-out of the control channel.
+ * \param handle          an open device
+ * \param pnMilliseconds  out: milliseconds
+ * \return OX3D_RGBD_E_PARAMETER for null
+ */
 OX3D_RGBD_API uint32_t OX3D_RGBD_GetGvcpTimeout(void* handle, uint32_t* pnMilliseconds);
 
 #ifdef __cplusplus

@@ -1,5 +1,6 @@
-/*
- * Ox3dRgbdImgProc.h - image processing on delivered frames.
+/**
+ * \file Ox3dRgbdImgProc.h
+ * \brief Image processing on delivered frames.
  */
 #ifndef OX3D_RGBD_IMG_PROC_H
 #define OX3D_RGBD_IMG_PROC_H

@@ -1,11 +1,13 @@
-/*
- * Oxb3dBinoStereo.h - the stereo algorithm library: an object that lives in memory of the caller.
+/**
+ * \file Oxb3dBinoStereo.h
+ * \brief The stereo algorithm library: an object that lives in memory of the caller.
  *
  * Life of an object: GetMemSize says how much memory it needs, the caller allocates that, Create builds the
  * object in it, SetConfig and Process use it, Destroy ends it, the caller frees the memory. The library
  * itself never allocates, keeps no global state and takes no lock: one object serves one caller at a time,
  * different objects are independent.
  *
+ * \verbatim
  *   entry 0, persistent: content must survive        entry 1, scratch: content need not survive
  *   +-----------------------+ base, 128-byte boundary +------------------------------+
  *   | the object, 384 bytes |                         | one region that all          |
@@ -14,6 +16,7 @@
  *   +-----------------------+ with ability bit 4      +------------------------------+
  *   | multi-frame fusion    | 128-byte header, previous depth, two confidence maps
  *   +-----------------------+ (each part on a 128-byte boundary; w and h are the ability's)
+ * \endverbatim
  *
  * Every function returns a status, 0 for success (OXB3D_BINOSTEREO_GetVersion returns a version). No output
  * is written by a call that fails, unless its description says otherwise.
@@ -24,6 +27,7 @@
 #include <stdint.h>
 
 #if defined(__GNUC__)
+/** Before what the library exports. */
 #    define OXB3D_API __attribute__((visibility("default")))
 #else
 #    define OXB3D_API
@@ -36,30 +40,31 @@ extern "C" {
 /* ------------------------------------------------------------------------------------------------------
  * Status codes
  * --------------------------------------------------------------------------------------------------- */
-#define OXB3D_BINOSTEREO_OK 0
-#define OXB3D_BINOSTEREO_E_GENERAL 0x10000000       /* not initialised, not invertible, not built, other */
-#define OXB3D_BINOSTEREO_E_OBJECT 0x10000001        /* not an object of this library; ability out of range */
-#define OXB3D_BINOSTEREO_E_TAB_BASE 0x10000002      /* memory table: null base */
-#define OXB3D_BINOSTEREO_E_TAB_ALIGNMENT 0x10000003 /* memory table: alignment field is not 128 */
-#define OXB3D_BINOSTEREO_E_TAB_TOO_SMALL 0x10000004 /* memory table: less memory than the object needs */
-#define OXB3D_BINOSTEREO_E_TAB_SIZE 0x10000005      /* memory table: size is not a multiple of 128 */
-#define OXB3D_BINOSTEREO_E_TAB_BOUNDARY 0x10000006  /* memory table: base is not on a 128-byte boundary */
-#define OXB3D_BINOSTEREO_E_IMAGE_FORMAT 0x10000007  /* unsupported image format */
-#define OXB3D_BINOSTEREO_E_IMAGE_SIZE 0x10000008   /* image width or height invalid, or above the ability's */
-#define OXB3D_BINOSTEREO_E_IMAGE_STEP 0x10000009   /* image step invalid */
-#define OXB3D_BINOSTEREO_E_IMAGE_PLANE 0x1000000A  /* plane pointer null */
-#define OXB3D_BINOSTEREO_E_KEY 0x1000000B          /* unknown configuration key */
-#define OXB3D_BINOSTEREO_E_CONFIG_SIZE 0x1000000C  /* configuration record of the wrong size */
-#define OXB3D_BINOSTEREO_E_PROCESS_TYPE 0x1000000D /* process type outside 1 to 15, or not in the ability */
-#define OXB3D_BINOSTEREO_E_RECORD_SIZE 0x1000000E  /* process record of the wrong size */
-#define OXB3D_BINOSTEREO_E_PARAM_ID 0x10000011     /* unknown parameter id */
-#define OXB3D_BINOSTEREO_E_PARAM_VALUE 0x10000012  /* parameter value out of range */
-#define OXB3D_BINOSTEREO_E_PARAM_COUNT 0x10000013  /* parameter count outside 1 to 256 */
-#define OXB3D_BINOSTEREO_E_NULL 0x10000014         /* null pointer argument */
-#define OXB3D_BINOSTEREO_E_OVERFLOW 0x10000015     /* a memory size that cannot be represented */
-#define OXB3D_BINOSTEREO_E_REGION 0x10000019       /* invalid map request or region */
+#define OXB3D_BINOSTEREO_OK 0                  /**< success */
+#define OXB3D_BINOSTEREO_E_GENERAL 0x10000000  /**< not initialised, not invertible, not built, other */
+#define OXB3D_BINOSTEREO_E_OBJECT 0x10000001   /**< not an object of this library; ability out of range */
+#define OXB3D_BINOSTEREO_E_TAB_BASE 0x10000002 /**< memory table: null base */
+#define OXB3D_BINOSTEREO_E_TAB_ALIGNMENT 0x10000003 /**< memory table: alignment field is not 128 */
+#define OXB3D_BINOSTEREO_E_TAB_TOO_SMALL 0x10000004 /**< memory table: less memory than the object needs */
+#define OXB3D_BINOSTEREO_E_TAB_SIZE 0x10000005      /**< memory table: size is not a multiple of 128 */
+#define OXB3D_BINOSTEREO_E_TAB_BOUNDARY 0x10000006  /**< memory table: base is not on a 128-byte boundary */
+#define OXB3D_BINOSTEREO_E_IMAGE_FORMAT 0x10000007  /**< unsupported image format */
+#define OXB3D_BINOSTEREO_E_IMAGE_SIZE 0x10000008 /**< image width or height invalid, or above the ability's */
+#define OXB3D_BINOSTEREO_E_IMAGE_STEP 0x10000009 /**< image step invalid */
+#define OXB3D_BINOSTEREO_E_IMAGE_PLANE 0x1000000A  /**< plane pointer null */
+#define OXB3D_BINOSTEREO_E_KEY 0x1000000B          /**< unknown configuration key */
+#define OXB3D_BINOSTEREO_E_CONFIG_SIZE 0x1000000C  /**< configuration record of the wrong size */
+#define OXB3D_BINOSTEREO_E_PROCESS_TYPE 0x1000000D /**< process type outside 1 to 15, or not in the ability */
+#define OXB3D_BINOSTEREO_E_RECORD_SIZE 0x1000000E  /**< process record of the wrong size */
+#define OXB3D_BINOSTEREO_E_PARAM_ID 0x10000011     /**< unknown parameter id */
+#define OXB3D_BINOSTEREO_E_PARAM_VALUE 0x10000012  /**< parameter value out of range */
+#define OXB3D_BINOSTEREO_E_PARAM_COUNT 0x10000013  /**< parameter count outside 1 to 256 */
+#define OXB3D_BINOSTEREO_E_NULL 0x10000014         /**< null pointer argument */
+#define OXB3D_BINOSTEREO_E_OVERFLOW 0x10000015     /**< a memory size that cannot be represented */
+#define OXB3D_BINOSTEREO_E_REGION 0x10000019       /**< invalid map request or region */
 
-/* Statuses of the image layer. ZQA_CheckImage returns them; the processes 3, 5, 6 and 13 pass them on as they
+/** \{ */
+/** Statuses of the image layer. ZQA_CheckImage returns them; the processes 3, 5, 6 and 13 pass them on as they
  * are, process 15 maps them through OXB_ZqaStatusToOxbAlgStatus. */
 #define ZQA_E_IMAGE_FORMAT (-8)
 #define ZQA_E_IMAGE_SIZE (-9)
@@ -67,42 +72,48 @@ extern "C" {
 #define ZQA_E_IMAGE_PLANE (-11)
 #define ZQA_E_NULL (-21)
 #define ZQA_E_OVERFLOW (-22)
+/** \} */
 
-/* Statuses of multi-frame fusion, passed on as they are. */
-#define OXB3D_BINOSTEREO_E_FUSE_MODE 0x32000001      /* mode is not 1, 2 or 3 */
-#define OXB3D_BINOSTEREO_E_FUSE_THRESHOLD 0x32000002 /* confidence threshold above 255 */
-#define OXB3D_BINOSTEREO_E_FUSE_REGION 0x32000003    /* region outside the image or empty */
-#define OXB3D_BINOSTEREO_E_FUSE_PINNED 0x32000004    /* pinned word is not 1 */
+/** \{ */
+/** Statuses of multi-frame fusion, passed on as they are. */
+#define OXB3D_BINOSTEREO_E_FUSE_MODE 0x32000001      /**< mode is not 1, 2 or 3 */
+#define OXB3D_BINOSTEREO_E_FUSE_THRESHOLD 0x32000002 /**< confidence threshold above 255 */
+#define OXB3D_BINOSTEREO_E_FUSE_REGION 0x32000003    /**< region outside the image or empty */
+#define OXB3D_BINOSTEREO_E_FUSE_PINNED 0x32000004    /**< pinned word is not 1 */
+/** \} */
 
 /* ------------------------------------------------------------------------------------------------------
  * Images
  * --------------------------------------------------------------------------------------------------- */
+/** The size of an image, 8 bytes. */
 typedef struct ZQA_SIZE {
-    int32_t width;
-    int32_t height;
+    int32_t width;  /**< pixels */
+    int32_t height; /**< pixels */
 } ZQA_SIZE;
 
+/** A pixel of an image, 8 bytes. */
 typedef struct ZQA_POINT {
-    int32_t x;
-    int32_t y;
+    int32_t x; /**< pixels, from the left */
+    int32_t y; /**< pixels, from the top */
 } ZQA_POINT;
 
-#define ZQA_FORMAT_GREY8 1   /* one plane of bytes */
-#define ZQA_FORMAT_DEPTH16 3 /* one plane of signed 16-bit samples */
+#define ZQA_FORMAT_GREY8 1   /**< one plane of bytes */
+#define ZQA_FORMAT_DEPTH16 3 /**< one plane of signed 16-bit samples */
 
-/* An image, 64 bytes. A step is the distance between two rows, counted in samples of its plane. */
+/** An image, 64 bytes. A step is the distance between two rows, counted in samples of its plane. */
 typedef struct ZQA_IMAGE {
-    int32_t format;
-    int32_t width;
-    int32_t height;
-    int32_t step[4];
-    void* data[4];
+    int32_t format;  /**< ZQA_FORMAT_*, or another of ZQA_CheckImage */
+    int32_t width;   /**< pixels */
+    int32_t height;  /**< pixels */
+    int32_t step[4]; /**< of each plane, samples */
+    void* data[4];   /**< the planes */
 } ZQA_IMAGE;
 
-/* Checks an image descriptor: null -> ZQA_E_NULL, unknown format -> ZQA_E_IMAGE_FORMAT, width or height below
+/** Checks an image descriptor: null -> ZQA_E_NULL, unknown format -> ZQA_E_IMAGE_FORMAT, width or height below
  * 1 or not even where it must be -> ZQA_E_IMAGE_SIZE, a step too small -> ZQA_E_IMAGE_STEP, a plane that the
  * format needs missing -> ZQA_E_IMAGE_PLANE.
  *
+ * \verbatim
  *   formats             even            steps                                       planes
  *   1, 2, 3, 300..307   -               step0 >= w                                  1
  *   100, 101            width, height   step0 >= w, step1 and step2 >= w/2          3
@@ -112,67 +123,70 @@ typedef struct ZQA_IMAGE {
  *   105, 200            -               step0, step1, step2 >= w                    3
  *   201                 -               step0 >= 3w                                 1
  *   202, 204            -               step0 to step3 >= w                         4
- *   203, 205            -               step0 >= 4w                                 1 */
+ *   203, 205            -               step0 >= 4w                                 1
+ * \endverbatim */
 OXB3D_API int32_t ZQA_CheckImage(const ZQA_IMAGE* image);
 
-/* Maps a status of the image layer: 0 -> 0; -1 to -29 -> 0x10000000 + (-1 - status); 1 -> 0x1000001D; any
+/** Maps a status of the image layer: 0 -> 0; -1 to -29 -> 0x10000000 + (-1 - status); 1 -> 0x1000001D; any
  * other value -> 0x10000000. */
 OXB3D_API int32_t OXB_ZqaStatusToOxbAlgStatus(int32_t zqaStatus);
 
 /* ------------------------------------------------------------------------------------------------------
  * Memory and ability
  * --------------------------------------------------------------------------------------------------- */
-#define OXB3D_BINOSTEREO_MEM_TAB_COUNT 8
-#define OXB3D_BINOSTEREO_MEM_ALIGNMENT 128
-#define OXB3D_BINOSTEREO_OBJECT_SIZE 384
+#define OXB3D_BINOSTEREO_MEM_TAB_COUNT 8   /**< entries of a memory table */
+#define OXB3D_BINOSTEREO_MEM_ALIGNMENT 128 /**< bytes, of every block and size */
+#define OXB3D_BINOSTEREO_OBJECT_SIZE 384   /**< bytes of an object, without its maps */
 
-/* One entry of the memory table, 120 bytes. Entry 0 is the persistent block, entry 1 the scratch block, the
+/** One entry of the memory table, 120 bytes. Entry 0 is the persistent block, entry 1 the scratch block, the
  * others stay zero. */
 typedef struct OXB3D_BINOSTEREO_MEM_TAB {
-    uint64_t size;      /* bytes; an entry of size 0 is not checked */
-    uint32_t alignment; /* 128 */
-    uint32_t reserved0;
-    uint32_t persistence; /* 1: the content must survive between calls */
-    uint32_t reserved1;
-    void* base;       /* the caller's block, set before Create */
-    void* secondBase; /* checked only when space is 4 */
-    uint32_t space;   /* memory space; GetMemSize writes 1 */
-    uint8_t reserved2[76];
+    uint64_t size;         /**< bytes; an entry of size 0 is not checked */
+    uint32_t alignment;    /**< 128 */
+    uint32_t reserved0;    /**< zero */
+    uint32_t persistence;  /**< 1: the content must survive between calls */
+    uint32_t reserved1;    /**< zero */
+    void* base;            /**< the caller's block, set before Create */
+    void* secondBase;      /**< checked only when space is 4 */
+    uint32_t space;        /**< memory space; GetMemSize writes 1 */
+    uint8_t reserved2[76]; /**< zero */
 } OXB3D_BINOSTEREO_MEM_TAB;
 
-/* Ability bits; each enables process types. */
-#define OXB3D_BINOSTEREO_ABILITY_DEPTH 1u         /* 1, 2, 5 */
-#define OXB3D_BINOSTEREO_ABILITY_SCORE 2u         /* 3, 4, 11, 12, 13, 14 */
-#define OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE 4u    /* 6 */
-#define OXB3D_BINOSTEREO_ABILITY_CALIB 8u         /* 7 */
-#define OXB3D_BINOSTEREO_ABILITY_RGBD_CALIB 16u   /* 8, 9, 10 */
-#define OXB3D_BINOSTEREO_ABILITY_COMMON_TRANS 32u /* 15 */
+/** \{ */
+/** Ability bits; each enables process types. */
+#define OXB3D_BINOSTEREO_ABILITY_DEPTH 1u         /**< 1, 2, 5 */
+#define OXB3D_BINOSTEREO_ABILITY_SCORE 2u         /**< 3, 4, 11, 12, 13, 14 */
+#define OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE 4u    /**< 6 */
+#define OXB3D_BINOSTEREO_ABILITY_CALIB 8u         /**< 7 */
+#define OXB3D_BINOSTEREO_ABILITY_RGBD_CALIB 16u   /**< 8, 9, 10 */
+#define OXB3D_BINOSTEREO_ABILITY_COMMON_TRANS 32u /**< 15 */
+/** \} */
 
-/* What an object must be able to do, 32 bytes. */
+/** What an object must be able to do, 32 bytes. */
 typedef struct OXB3D_BINOSTEREO_ABILITY {
-    int32_t width;         /* largest image width, at least 640 */
-    int32_t height;        /* largest image height, at least 480 */
-    uint32_t abilityFlags; /* 1 to 63 */
-    uint32_t capabilityA;  /* 1 to 4 with bit 1 */
-    uint32_t capabilityB;  /* 2 to 50 with bit 8 */
-    uint32_t capabilityC;  /* 2 to 50 with bit 8 */
-    uint32_t capabilityD;  /* 5 to 40 with bit 8 */
-    int32_t capabilityE;   /* 0 or more, always */
+    int32_t width;         /**< largest image width, at least 640 */
+    int32_t height;        /**< largest image height, at least 480 */
+    uint32_t abilityFlags; /**< 1 to 63 */
+    uint32_t capabilityA;  /**< 1 to 4 with bit 1 */
+    uint32_t capabilityB;  /**< 2 to 50 with bit 8 */
+    uint32_t capabilityC;  /**< 2 to 50 with bit 8 */
+    uint32_t capabilityD;  /**< 5 to 40 with bit 8 */
+    int32_t capabilityE;   /**< 0 or more, always */
 } OXB3D_BINOSTEREO_ABILITY;
 
-/* The ability as GetConfig returns it, 84 bytes. */
+/** The ability as GetConfig returns it, 84 bytes. */
 typedef struct OXB3D_BINOSTEREO_ABILITY_INFO {
-    OXB3D_BINOSTEREO_ABILITY ability;
-    uint8_t reserved[52]; /* zero */
+    OXB3D_BINOSTEREO_ABILITY ability; /**< what the object was made for */
+    uint8_t reserved[52];             /**< zero */
 } OXB3D_BINOSTEREO_ABILITY_INFO;
 
-/* Fills the memory table (8 entries) for an ability: sizes rounded up to 128, alignment 128, space 1, null
+/** Fills the memory table (8 entries) for an ability: sizes rounded up to 128, alignment 128, space 1, null
  * bases. Null argument -> E_NULL, ability out of range -> E_OBJECT (the table is left alone), sizes that
  * cannot be represented -> E_OVERFLOW (the table is zeroed). */
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetMemSize(
     const OXB3D_BINOSTEREO_ABILITY* ability, OXB3D_BINOSTEREO_MEM_TAB memTab[OXB3D_BINOSTEREO_MEM_TAB_COUNT]);
 
-/* Builds an object in the caller's memory and stores its handle. *handle must hold null or the handle of a
+/** Builds an object in the caller's memory and stores its handle. *handle must hold null or the handle of a
  * live object; a live object's parameters and, into other memory, its rectification maps are carried over.
  * The initialised state goes along where the maps do: the live object is initialised, both objects have ability
  * bit 1, and the images it was initialised for fit the new ability. An object created again in its own memory
@@ -184,13 +198,14 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_Create(const OXB3D_BINOSTEREO_ABILITY* abilit
                                           OXB3D_BINOSTEREO_MEM_TAB memTab[OXB3D_BINOSTEREO_MEM_TAB_COUNT],
                                           void** handle);
 
-/* Ends an object. Releases nothing, the memory is the caller's. Null -> E_NULL. */
+/** Ends an object. Releases nothing, the memory is the caller's. Null -> E_NULL. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_Destroy(void* handle);
 
-/* The version of the algorithm library. */
+/** The version of the algorithm library. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetVersion(void);
 
-/* The pieces of GetMemSize and Create. An object here is OXB3D_BINOSTEREO_OBJECT_SIZE bytes on a 128-byte
+/** \{ */
+/** The pieces of GetMemSize and Create. An object here is OXB3D_BINOSTEREO_OBJECT_SIZE bytes on a 128-byte
  * boundary; null arguments give E_NULL.
  * CheckAbilityParam: E_OBJECT for a value out of range. InitSpec: writes image size, flags and words of an
  * ability into an object and clears its initialised flag. AllocPersistMem and AllocScratchMem: lay the
@@ -205,13 +220,15 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BIN
                                                    uint64_t* neededBytes);
 OXB3D_API int32_t OXB_CheckMemTabV3(const OXB3D_BINOSTEREO_MEM_TAB* memTab, int32_t count,
                                     uint32_t alignment);
+/** \} */
 
 /* ------------------------------------------------------------------------------------------------------
  * Configuration
  * --------------------------------------------------------------------------------------------------- */
 
-/* One parameter, 8 bytes. Values are compared as unsigned numbers except where the range is signed.
+/** One parameter, 8 bytes. Values are compared as unsigned numbers except where the range is signed.
  *
+ * \verbatim
  *   id  default  range      id   default  range          id    default  range
  *   1   11       5..40      260  0        -64..64        772   1        1..2
  *   2   0        0..400     261  0        -64..64        773   30       0..100
@@ -222,54 +239,63 @@ OXB3D_API int32_t OXB_CheckMemTabV3(const OXB3D_BINOSTEREO_MEM_TAB* memTab, int3
  *   257 1        1..3       769  7        3..100         1025  1        1..2
  *   258 1        1 only     770  15       1..255         1026  1        0..10
  *   259 155      0..255     771  1        1..2
+ * \endverbatim
  *
  * Multi-frame fusion reads 257 (mode), 258 (pinned), 259 (confidence threshold), 260 (row shift) and 261
  * (column shift). The others belong to processes that are not built and are only kept. */
 typedef struct OXB3D_BINOSTEREO_PARAM {
-    uint32_t id;
-    int32_t value;
+    uint32_t id;   /**< of the table above */
+    int32_t value; /**< in the range of the table */
 } OXB3D_BINOSTEREO_PARAM;
 
+/** Parameters of a list, at most. */
 #define OXB3D_BINOSTEREO_PARAM_LIST_MAX 256
 
-/* Up to 256 parameters, 2052 bytes. */
+/** Up to 256 parameters, 2052 bytes. */
 typedef struct OXB3D_BINOSTEREO_PARAM_LIST {
-    uint32_t count;
-    OXB3D_BINOSTEREO_PARAM params[OXB3D_BINOSTEREO_PARAM_LIST_MAX];
+    uint32_t count;                                                 /**< of params */
+    OXB3D_BINOSTEREO_PARAM params[OXB3D_BINOSTEREO_PARAM_LIST_MAX]; /**< the parameters */
 } OXB3D_BINOSTEREO_PARAM_LIST;
 
-/* Request of GetConfig key RECT_MAP_SIZE, 24 bytes. */
+/** Request of GetConfig key RECT_MAP_SIZE, 24 bytes. */
 typedef struct OXB3D_BINOSTEREO_RECT_MAP_SIZE {
-    int32_t width;
-    int32_t height;
-    uint32_t mapType; /* 1: 8wh bytes; 0: (8w + 32)h bytes */
-    uint32_t reserved;
-    uint64_t bufferSize; /* out: bytes */
+    int32_t width;       /**< pixels */
+    int32_t height;      /**< pixels */
+    uint32_t mapType;    /**< 1: 8wh bytes; 0: (8w + 32)h bytes */
+    uint32_t reserved;   /**< zero */
+    uint64_t bufferSize; /**< out: bytes */
 } OXB3D_BINOSTEREO_RECT_MAP_SIZE;
 
-/* Keys of SetConfig.               data                          dataSize */
-#define OXB3D_BINOSTEREO_SET_PARAM 1 /* OXB3D_BINOSTEREO_PARAM        8 */
+/** \{ */
+/** Keys of SetConfig.               data                          dataSize */
+#define OXB3D_BINOSTEREO_SET_PARAM 1 /**< OXB3D_BINOSTEREO_PARAM        8 */
 #define OXB3D_BINOSTEREO_SET_PARAM_LIST \
-    2                                  /* OXB3D_BINOSTEREO_PARAM_LIST   2052; applied whole or not at all */
-#define OXB3D_BINOSTEREO_SET_DEFAULT 3 /* ignored                       any */
-#define OXB3D_BINOSTEREO_SET_RESTART 4 /* ignored                       any; clears the initialised flag */
-#define OXB3D_BINOSTEREO_SET_RESERVED_7 7 /* any, not null                 40; accepted and ignored */
-#define OXB3D_BINOSTEREO_SET_RESERVED_8 8 /* any, not null                 88; accepted and ignored */
+    2                                  /**< OXB3D_BINOSTEREO_PARAM_LIST   2052; applied whole or not at all */
+#define OXB3D_BINOSTEREO_SET_DEFAULT 3 /**< ignored                       any */
+#define OXB3D_BINOSTEREO_SET_RESTART 4 /**< ignored                       any; clears the initialised flag */
+#define OXB3D_BINOSTEREO_SET_RESERVED_7 7 /**< any, not null                 40; accepted and ignored */
+#define OXB3D_BINOSTEREO_SET_RESERVED_8 8 /**< any, not null                 88; accepted and ignored */
+/** \} */
 
-/* Keys of GetConfig. */
-#define OXB3D_BINOSTEREO_GET_PARAM 1      /* OXB3D_BINOSTEREO_PARAM, id in, value out       8 */
-#define OXB3D_BINOSTEREO_GET_PARAM_LIST 2 /* OXB3D_BINOSTEREO_PARAM_LIST, ids in            2052 */
-#define OXB3D_BINOSTEREO_GET_VERSION 3    /* 8-byte integer; the only key without a handle  8 */
-#define OXB3D_BINOSTEREO_GET_ABILITY 4    /* OXB3D_BINOSTEREO_ABILITY_INFO                  84 */
-#define OXB3D_BINOSTEREO_GET_RESERVED_5 5 /* any; nothing is written                        40 */
-#define OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE 0x30000001 /* OXB3D_BINOSTEREO_RECT_MAP_SIZE     24 */
+/** \{ */
+/** Keys of GetConfig. */
+#define OXB3D_BINOSTEREO_GET_PARAM 1      /**< OXB3D_BINOSTEREO_PARAM, id in, value out       8 */
+#define OXB3D_BINOSTEREO_GET_PARAM_LIST 2 /**< OXB3D_BINOSTEREO_PARAM_LIST, ids in            2052 */
+#define OXB3D_BINOSTEREO_GET_VERSION 3    /**< 8-byte integer; the only key without a handle  8 */
+#define OXB3D_BINOSTEREO_GET_ABILITY 4    /**< OXB3D_BINOSTEREO_ABILITY_INFO                  84 */
+#define OXB3D_BINOSTEREO_GET_RESERVED_5 5 /**< any; nothing is written                        40 */
+#define OXB3D_BINOSTEREO_GET_RECT_MAP_SIZE 0x30000001 /**< OXB3D_BINOSTEREO_RECT_MAP_SIZE     24 */
+/** \} */
 
-/* Sets or reads configuration. Statuses in order: null handle -> E_NULL, not an object -> E_OBJECT, unknown key
+/** \{ */
+/** Sets or reads configuration. Statuses in order: null handle -> E_NULL, not an object -> E_OBJECT, unknown key
  * -> E_KEY, null record -> E_NULL, wrong record size -> E_CONFIG_SIZE, then the key's own. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_SetConfig(void* handle, int32_t key, void* data, int32_t dataSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetConfig(void* handle, int32_t key, void* data, int32_t dataSize);
+/** \} */
 
-/* The same, key by key. Null -> E_NULL, not an object -> E_OBJECT, then E_PARAM_COUNT (a count of 0 or above
+/** \{ */
+/** The same, key by key. Null -> E_NULL, not an object -> E_OBJECT, then E_PARAM_COUNT (a count of 0 or above
  * 256), E_PARAM_ID, E_PARAM_VALUE. A list is checked whole before the first entry is stored or read. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_SetSingleParam(void* handle, const OXB3D_BINOSTEREO_PARAM* param);
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetSingleParam(void* handle, OXB3D_BINOSTEREO_PARAM* param);
@@ -278,15 +304,17 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_GetParamList(void* handle, OXB3D_BINOSTEREO_P
 OXB3D_API int32_t OXB3D_BINOSTEREO_SetDefaultParam(void* handle);
 OXB3D_API int32_t OXB3D_BINOSTEREO_Restart(void* handle);
 OXB3D_API int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABILITY_INFO* info);
+/** \} */
 
 /* ------------------------------------------------------------------------------------------------------
  * Processes
  * --------------------------------------------------------------------------------------------------- */
 
-/* Runs one process. Null handle -> E_NULL, not an object -> E_OBJECT, type outside 1 to 15 or not enabled by
+/** Runs one process. Null handle -> E_NULL, not an object -> E_OBJECT, type outside 1 to 15 or not enabled by
  * the ability -> E_PROCESS_TYPE, null record -> E_NULL, wrong record size -> E_RECORD_SIZE, then the
  * process's own.
  *
+ * \verbatim
  *   type  ability  input                        bytes  output                       bytes
  *   1     1        ..._INIT_INPUT               428    ..._INIT_OUTPUT              32
  *   2     1        not built
@@ -303,12 +331,15 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABI
  *   13    2        ..._DEPTH_SCORE_MROI_INPUT   80     ..._DEPTH_SCORE_MROI_OUTPUT  8
  *   14    2        not built
  *   15    32       ..._COMMON_DATA_TRANS_INPUT  128    ..._COMMON_DATA_TRANS_OUTPUT 80
+ * \endverbatim
  *
  * A type that is not built checks its ability bit and that both records are given, then returns E_GENERAL; it
  * has no record layout and checks no size. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_Process(void* handle, int32_t processType, void* input, int32_t inputSize,
                                            void* output, int32_t outputSize);
 
+/** \{ */
+/** Types of OXB3D_BINOSTEREO_Process. */
 #define OXB3D_BINOSTEREO_PROCESS_INIT 1
 #define OXB3D_BINOSTEREO_PROCESS_DEPTH 2
 #define OXB3D_BINOSTEREO_PROCESS_DEPTH_SCORE 3
@@ -324,101 +355,106 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_Process(void* handle, int32_t processType, vo
 #define OXB3D_BINOSTEREO_PROCESS_DEPTH_SCORE_MROI 13
 #define OXB3D_BINOSTEREO_PROCESS_SADDLE_SCORE_MROI 14
 #define OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS 15
+/** \} */
 
-/* A camera, 56 bytes: row-major 3 x 3 matrix (fx at 0, cx at 2, fy at 4, cy at 5), in pixels; then the
+/** A camera, 56 bytes: row-major 3 x 3 matrix (fx at 0, cx at 2, fy at 4, cy at 5), in pixels; then the
  * distortion coefficients k1, k2, p1, p2, k3. */
 typedef struct OXB3D_BINOSTEREO_CAMERA {
-    float matrix[9];
-    float distortion[5];
+    float matrix[9];     /**< pixels, row by row */
+    float distortion[5]; /**< k1, k2, p1, p2, k3 */
 } OXB3D_BINOSTEREO_CAMERA;
 
-/* Input of type 1, 428 bytes. Rotation (row-major) and translation take a point of the left camera's frame
+/** Input of type 1, 428 bytes. Rotation (row-major) and translation take a point of the left camera's frame
  * into the right camera's. */
 typedef struct OXB3D_BINOSTEREO_INIT_INPUT {
-    int32_t width; /* of both cameras' images: at least 640 x 480, at most the ability's size */
-    int32_t height;
-    OXB3D_BINOSTEREO_CAMERA left;
-    OXB3D_BINOSTEREO_CAMERA right;
-    float rotation[9];
-    float translation[3];
-    uint8_t reserved[260];
+    int32_t width;  /**< of both cameras' images: at least 640 x 480, at most the ability's size */
+    int32_t height; /**< pixels */
+    OXB3D_BINOSTEREO_CAMERA left;  /**< of the left camera */
+    OXB3D_BINOSTEREO_CAMERA right; /**< of the right camera */
+    float rotation[9];             /**< row by row */
+    float translation[3];          /**< in a unit of the caller's */
+    uint8_t reserved[260];         /**< zero */
 } OXB3D_BINOSTEREO_INIT_INPUT;
 
-/* Output of type 1, 32 bytes: the camera that both rectified images share. A point seen at column x of the
+/** Output of type 1, 32 bytes: the camera that both rectified images share. A point seen at column x of the
  * left and x - d of the right rectified image lies at distance fx * baseLine / d where the right camera
  * stands on the right; with the cameras the other way round d is negative. */
 typedef struct OXB3D_BINOSTEREO_INIT_OUTPUT {
-    float fx; /* pixels, as the next three */
-    float fy;
-    float cx;
-    float cy;
-    float baseLine; /* length, in the unit of the translation */
-    uint8_t reserved[12];
+    float fx;             /**< pixels, as the next three */
+    float fy;             /**< pixels */
+    float cx;             /**< pixels */
+    float cy;             /**< pixels */
+    float baseLine;       /**< length, in the unit of the translation */
+    uint8_t reserved[12]; /**< zero */
 } OXB3D_BINOSTEREO_INIT_OUTPUT;
 
-/* Input and output of type 5, 128 bytes: 8-bit images of format 1 and the size given to type 1, rows without
+/** Input and output of type 5, 128 bytes: 8-bit images of format 1 and the size given to type 1, rows without
  * padding. Images of another size -> E_IMAGE_SIZE: inputs before the image checks, outputs after them. */
 typedef struct OXB3D_BINOSTEREO_IMAGE_PAIR {
-    ZQA_IMAGE left;
-    ZQA_IMAGE right;
+    ZQA_IMAGE left;  /**< of the left camera */
+    ZQA_IMAGE right; /**< of the right camera */
 } OXB3D_BINOSTEREO_IMAGE_PAIR;
 
-/* Input of type 6, 128 bytes. With a negative shift the confidences of the last columns (rows), up to 64, lie
+/** Input of type 6, 128 bytes. With a negative shift the confidences of the last columns (rows), up to 64, lie
  * outside the image and count as 0: in mode 2 that band shows the depth of the frame before. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT {
-    ZQA_IMAGE depth; /* signed 16-bit samples, rows without padding */
-    ZQA_IMAGE grey;  /* 8-bit, of the same width, height and step; not read in mode 3 */
+    ZQA_IMAGE depth; /**< signed 16-bit samples, rows without padding */
+    ZQA_IMAGE grey;  /**< 8-bit, of the same width, height and step; not read in mode 3 */
 } OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT;
 
-/* A rectangle of an image, in pixels. */
+/** A rectangle of an image, in pixels. */
 typedef struct OXB3D_BINOSTEREO_REGION {
-    int32_t x;
-    int32_t y;
-    int32_t width;
-    int32_t height;
+    int32_t x;      /**< pixels, from the left */
+    int32_t y;      /**< pixels, from the top */
+    int32_t width;  /**< pixels */
+    int32_t height; /**< pixels */
 } OXB3D_BINOSTEREO_REGION;
 
-/* Type 3: how completely a region of a depth image is filled, 80 and 4 bytes. */
+/** Input of type 3, how completely a region of a depth image is filled, 80 bytes. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT {
-    ZQA_IMAGE depth; /* format 3 */
-    OXB3D_BINOSTEREO_REGION region;
+    ZQA_IMAGE depth;                /**< format 3 */
+    OXB3D_BINOSTEREO_REGION region; /**< what is looked at */
 } OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT;
 
+/** Output of type 3, 4 bytes. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_SCORE_OUTPUT {
-    int32_t score; /* percent; -2147483648 where a cell of the region has no pixel */
+    int32_t score; /**< percent; -2147483648 where a cell of the region has no pixel */
 } OXB3D_BINOSTEREO_DEPTH_SCORE_OUTPUT;
 
-/* Type 13: the same over several regions, 80 and 8 bytes. */
+/** Input of type 13, the same over several regions, 80 bytes. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT {
-    ZQA_IMAGE depth; /* format 3 */
-    int32_t count;   /* at least 1 */
-    uint32_t reserved;
-    const OXB3D_BINOSTEREO_REGION* regions; /* count of them */
+    ZQA_IMAGE depth;                        /**< format 3 */
+    int32_t count;                          /**< at least 1 */
+    uint32_t reserved;                      /**< zero */
+    const OXB3D_BINOSTEREO_REGION* regions; /**< count of them */
 } OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT;
 
+/** Output of type 13, 8 bytes. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT {
-    int32_t* scores; /* count of them; written only when every region is valid */
+    int32_t* scores; /**< count of them; written only when every region is valid */
 } OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT;
 
-/* Input of type 15, 128 bytes. */
+/** Input of type 15, 128 bytes. */
 typedef struct OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT {
-    ZQA_IMAGE sourceDepth;         /* format 3, at least 640 x 480, step0 equal to the width */
-    const float* sourceIntrinsics; /* fx, fy, cx, cy of the depth camera; required */
-    const float* transform; /* 12 floats, row-major 3 x 4 [R t], depth frame to target frame; or null */
-    const float* targetIntrinsics; /* fx, fy, cx, cy of the target camera; needed for a depth output */
-    const float* targetDistortion; /* k1, k2, p1, p2 of the target camera; or null */
-    uint8_t reserved[32];
+    ZQA_IMAGE sourceDepth;         /**< format 3, at least 640 x 480, step0 equal to the width */
+    const float* sourceIntrinsics; /**< fx, fy, cx, cy of the depth camera; required */
+    const float* transform; /**< 12 floats, row-major 3 x 4 [R t], depth frame to target frame; or null */
+    const float* targetIntrinsics; /**< fx, fy, cx, cy of the target camera; needed for a depth output */
+    const float* targetDistortion; /**< k1, k2, p1, p2 of the target camera; or null */
+    uint8_t reserved[32];          /**< zero */
 } OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT;
 
-/* Output of type 15, 80 bytes. Points are three values X, Y, Z in the unit of the depth. */
+/** Output of type 15, 80 bytes. Points are three values X, Y, Z in the unit of the depth. */
 typedef struct OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT {
-    int16_t* points16;     /* used when pointsFloat is null; width * height * 12 bytes, see the kernels */
-    float* pointsFloat;    /* width * height * 12 bytes */
-    ZQA_IMAGE targetDepth; /* only step0 (target width, at most the source's) and data0 are read; data0 takes
-                              width * height samples of the source's size */
+    int16_t* points16;  /**< used when pointsFloat is null; width * height * 12 bytes, see the kernels */
+    float* pointsFloat; /**< width * height * 12 bytes */
+    /** Only step0 (target width, at most the source's) and data0 are read; data0 takes width * height samples of the
+     * source's size. */
+    ZQA_IMAGE targetDepth;
 } OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT;
 
-/* The sub-processes. Each takes the object, the input record and its size, the output record and its size,
+/** \{ */
+/** The sub-processes. Each takes the object, the input record and its size, the output record and its size,
  * and checks them itself; none asks for the ability bit, which is Process's check. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSize, void* output,
                                                int32_t outputSize);
@@ -430,8 +466,10 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int
                                                   int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthFuseProcess(void* handle, void* input, int32_t inputSize,
                                                     void* output, int32_t outputSize);
+/** \} */
 
-/* Not built: null argument -> E_NULL, else E_GENERAL. */
+/** \{ */
+/** Not built: null argument -> E_NULL, else E_GENERAL. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthProcess(void* handle, void* input, int32_t inputSize, void* output,
                                                 int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreProcess(void* handle, void* input, int32_t inputSize,
@@ -450,10 +488,16 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_RgbdCalibScoreProcess(void* handle, void* inp
                                                          void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* input, int32_t inputSize,
                                                           void* output, int32_t outputSize);
+/** \} */
 
-/* ------------------------------------------------------------------------------------------------------
- * Common data transform (type 15). Uses no object and no scratch memory, so several may run at once.
+/* ---- Common data transform (type 15) ------------------------------------------------------------------ */
+
+/**
+ * \file Oxb3dBinoStereo.h
+ * \par Common data transform (type 15)
+ * Uses no object and no scratch memory, so several may run at once.
  *
+ * \verbatim
  *   transform  distortion  points  target depth  target intrinsics | result
  *   null       -           given   -             -                 | A:  points of every pixel, own frame
  *   given      given       null    given         given             | B1: registered depth, distorted
@@ -462,6 +506,7 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* in
  *   given      null        null    given         given             | C1: registered depth
  *   given      null        given   given         given             | C3: the same and its points
  *   given      null        given   null          -                 | C2: moved points
+ * \endverbatim
  *
  * Any other combination is E_NULL. Modes B and C skip samples of 0 or less and leave zeros there. Points
  * stand at the source pixel in A, B3 and C2 and at the target pixel in B2 and C3. Registration keeps the
@@ -471,15 +516,16 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* in
  * points of the 16-bit kernel take 6 bytes, but it clears width * height * 8 bytes in mode A and width * height
  * * 12 in B2, B3 and C3. Where the step exceeds the width, A, B3 and C2 clear up to the end of the last row of
  * points. Values of the 16-bit kernel are truncated toward zero and keep the low 16 bits.
- * --------------------------------------------------------------------------------------------------- */
+ */
 
-/* Statuses in order: null record -> E_NULL, sizes other than 128 and 80 -> E_RECORD_SIZE, null intrinsics or
+/** Statuses in order: null record -> E_NULL, sizes other than 128 and 80 -> E_RECORD_SIZE, null intrinsics or
  * no output -> E_NULL, image check (mapped), format not 3 -> E_IMAGE_FORMAT, below 640 x 480 -> E_IMAGE_SIZE,
  * a step other than the width or a target wider than the source -> E_IMAGE_STEP, then the kernel's. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_CommonTransProcess(void* input, int32_t inputSize, void* output,
                                                       int32_t outputSize);
 
-/* The kernels, for images of any size. step counts samples from row to row of the source, and points from row
+/** \{ */
+/** The kernels, for images of any size. step counts samples from row to row of the source, and points from row
  * to row of the points. The target depth takes width * height samples, and targetWidth must not exceed width.
  */
 OXB3D_API int32_t OXB3D_BINOSTEREO_Comn_Trans_f32(const int16_t* depth, int32_t step, int32_t width,
@@ -492,20 +538,27 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_Comn_Trans_s16(const int16_t* depth, int32_t 
                                                   int32_t targetWidth, const float* sourceIntrinsics,
                                                   const float* transform, const float* targetIntrinsics,
                                                   const float* targetDistortion);
+/** \} */
 
-/* ------------------------------------------------------------------------------------------------------
- * Undistort-rectify maps. A map of type 1 has two planes of width * height entries, one entry per destination
+/* ---- Undistort-rectify maps --------------------------------------------------------------------------- */
+
+/**
+ * \file Oxb3dBinoStereo.h
+ * \par Undistort-rectify maps
+ * A map of type 1 has two planes of width * height entries, one entry per destination
  * pixel: the index plane (offset of the top-left of four source pixels) and the weight plane (four bytes:
  * top-left, top-right, bottom-left, bottom-right, 64 in all). Index and weights are 0 where the source is not
  * inside.
- * --------------------------------------------------------------------------------------------------- */
+ */
+
+/** Bytes of scratch memory for a map. */
 #define OXB3D_BINOSTEREO_RECT_MAP_SCRATCH 256
 
-/* Bytes of a map. Null -> E_NULL; width or height below 1, mapType of 2 or more -> E_REGION; not representable
+/** Bytes of a map. Null -> E_NULL; width or height below 1, mapType of 2 or more -> E_REGION; not representable
  * -> E_OVERFLOW. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_RectMapBufSize(ZQA_SIZE size, uint32_t mapType, uint64_t* bufferSize);
 
-/* Computes the map of one camera. R is a row-major 3 x 3 rotation from the camera's frame into the rectified
+/** Computes the map of one camera. R is a row-major 3 x 3 rotation from the camera's frame into the rectified
  * one, P a row-major 3 x 4 projection of which the left 3 x 3 part is read; destination column j stands for
  * u = j - columnShift. scratch: OXB3D_BINOSTEREO_RECT_MAP_SCRATCH bytes on an 8-byte boundary.
  * Null -> E_NULL; width or height below 1, or more pixels than an index can count -> E_REGION; P * R not
@@ -516,7 +569,7 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_GeneUndistortRectMap(int32_t width, int32
                                                             const float* P, uint32_t* indexPlane,
                                                             uint8_t* weightPlane, void* scratch);
 
-/* Warps an 8-bit image of unpadded rows through a map; source, destination and map have one size and do not
+/** Warps an 8-bit image of unpadded rows through a map; source, destination and map have one size and do not
  * overlap. A pixel of which one of the four source pixels
  * lies outside is black, even where that one's weight is 0. Null -> E_NULL. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const uint32_t* indexPlane,
@@ -527,39 +580,41 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_RCT_RectifyImage(const uint8_t* src, const ui
  * Multi-frame depth fusion
  * --------------------------------------------------------------------------------------------------- */
 
-/* One frame, 24 bytes. */
+/** One frame, 24 bytes. */
 typedef struct OXB3D_BINOSTEREO_FUSE_FRAME {
-    const int16_t* depth; /* rows without padding */
-    const uint8_t* grey;  /* rows without padding; not read in mode 3 */
-    int32_t width;
-    int32_t height;
+    const int16_t* depth; /**< rows without padding */
+    const uint8_t* grey;  /**< rows without padding; not read in mode 3 */
+    int32_t width;        /**< pixels */
+    int32_t height;       /**< pixels */
 } OXB3D_BINOSTEREO_FUSE_FRAME;
 
-/* Positions in the configuration of a fusion call. */
-#define OXB3D_BINOSTEREO_FUSE_X0 0 /* region: x0, y0, x1, y1 */
+/** \{ */
+/** Positions in the configuration of a fusion call. */
+#define OXB3D_BINOSTEREO_FUSE_X0 0 /**< region: x0, y0, x1, y1 */
 #define OXB3D_BINOSTEREO_FUSE_Y0 1
 #define OXB3D_BINOSTEREO_FUSE_X1 2
 #define OXB3D_BINOSTEREO_FUSE_Y1 3
-#define OXB3D_BINOSTEREO_FUSE_KERNEL 4 /* carried; the smoothing kernel is always 11 wide */
-#define OXB3D_BINOSTEREO_FUSE_MODE 5   /* 1 plausible mean or larger, 2 mean or more confident, 3 larger */
+#define OXB3D_BINOSTEREO_FUSE_KERNEL 4 /**< carried; the smoothing kernel is always 11 wide */
+#define OXB3D_BINOSTEREO_FUSE_MODE 5   /**< 1 plausible mean or larger, 2 mean or more confident, 3 larger */
 #define OXB3D_BINOSTEREO_FUSE_THRESHOLD 6
-#define OXB3D_BINOSTEREO_FUSE_PINNED 7 /* must be 1 in modes 1 and 2 */
-#define OXB3D_BINOSTEREO_FUSE_PEAK 8   /* grey value of full confidence */
+#define OXB3D_BINOSTEREO_FUSE_PINNED 7 /**< must be 1 in modes 1 and 2 */
+#define OXB3D_BINOSTEREO_FUSE_PEAK 8   /**< grey value of full confidence */
 #define OXB3D_BINOSTEREO_FUSE_ROW_SHIFT 9
 #define OXB3D_BINOSTEREO_FUSE_COLUMN_SHIFT 10
 #define OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS 11
+/** \} */
 
-/* Bytes that fusion needs for frames of at most the given size. Null -> ZQA_E_NULL, width or height below 1
+/** Bytes that fusion needs for frames of at most the given size. Null -> ZQA_E_NULL, width or height below 1
  * -> ZQA_E_IMAGE_SIZE, not representable -> ZQA_E_OVERFLOW. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_MULTI_FUSE_BufferSize(ZQA_SIZE size, uint64_t* persistent,
                                                          uint64_t* scratch);
 
-/* Lays the buffers out and forgets any previous frame. state is the base of the persistent block; both blocks
+/** Lays the buffers out and forgets any previous frame. state is the base of the persistent block; both blocks
  * stand on 128-byte boundaries. Null -> ZQA_E_NULL, sizes as above. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_MULTI_FUSE_Init(void* state, ZQA_SIZE size, void* persistent,
                                                    void* scratch);
 
-/* Fuses a frame with the one before; the first frame is returned unchanged, and so is a frame of another size
+/** Fuses a frame with the one before; the first frame is returned unchanged, and so is a frame of another size
  * than the one before. output takes width * height samples; samples outside the working region are delivered
  * as the scratch memory holds them. Null state, frame, depth, configuration or output -> ZQA_E_NULL, a frame
  * larger than the size given to Init -> E_IMAGE_SIZE, then E_FUSE_REGION, ZQA_E_NULL (no grey image),
@@ -568,11 +623,11 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_MULTI_FUSE_Process(
     void* state, const OXB3D_BINOSTEREO_FUSE_FRAME* frame,
     const int32_t config[OXB3D_BINOSTEREO_FUSE_CONFIG_WORDS], int16_t* output);
 
-/* ------------------------------------------------------------------------------------------------------
- * Depth fill score: the worst share, in percent, of non-zero samples in the 3 x 3 cells of a region. The
+/* ---- Depth fill score -------------------------------------------------------------------------------- */
+
+/** The worst share, in percent, of non-zero samples in the 3 x 3 cells of a region. The
  * first row and column of the image never count. param1 and param3Aligned are not used. Null -> E_NULL,
- * region outside the image or smaller than 3 x 3 -> E_REGION, step below the image width -> E_IMAGE_STEP.
- * --------------------------------------------------------------------------------------------------- */
+ * region outside the image or smaller than 3 x 3 -> E_REGION, step below the image width -> E_IMAGE_STEP. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthScore(const int16_t* samples, int32_t step, ZQA_SIZE imageSize,
                                               int32_t param1, int32_t param3Aligned, int32_t* score,
                                               ZQA_POINT origin, ZQA_SIZE region);
