@@ -119,6 +119,19 @@ gate_links() {
 gate_docs() {
     build_reference
     [ -s build/docs/html/index.html ]
+    # Lines of the log that a page explains are those of the sources; "..." stands for what differs.
+    # shellcheck disable=SC2016 # the backticks are the page's
+    local line piece lines=0 found=0 code='s/^| `\(\[[^`]*\)`.*/\1/p'
+    while IFS= read -r line; do
+        lines=$((lines + 1))
+        while IFS= read -r piece; do
+            if [ "${#piece}" -ge 4 ] && ! grep -rqF -e "$piece" src; then
+                say "docs/troubleshooting.md: no line of the log has: $piece"
+                found=1
+            fi
+        done <<<"${line//.../$'\n'}"
+    done < <(sed -n "$code" docs/troubleshooting.md)
+    [ "$lines" -gt 10 ] && [ "$found" -eq 0 ]
 }
 
 # Each line of the rules names files and what they may include. An include with quotes is the project's own and

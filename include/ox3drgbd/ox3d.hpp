@@ -5,7 +5,7 @@
  *
  * Header-only: a program includes this file and links the library as a C program does. Nothing here throws, and it compiles
  * with -fno-exceptions and -fno-rtti; where memory runs out, functions that return a std::string or a std::vector do what
- * these do. A callback must not let an exception out: the program ends by std::terminate.
+ * these do. An exception that leaves a callback is caught and logged by the library, and the stream goes on.
  *
  * Units are those of the C headers: depth and points in millimetres, sizes in pixels, lengths in bytes, time stamps of images in
  * ticks of the device's clock, features in the unit of the camera's description. Time-outs are std::chrono::milliseconds.
@@ -658,6 +658,18 @@ public:
     }
 
 private:
+    // While this thread is in a callback of the device.
+    class Inside {
+    public:
+        explicit Inside(const Device* device) noexcept : m_outer(std::exchange(t_inside, device)) {}
+        Inside(const Inside&) = delete;
+        Inside& operator=(const Inside&) = delete;
+        ~Inside() { t_inside = m_outer; }
+
+    private:
+        const Device* m_outer;
+    };
+
     [[nodiscard]] bool isWanted(Kind kind) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_listeners[kind] != nullptr;
@@ -679,10 +691,10 @@ private:
             }
         }
     }
-    static void onFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) noexcept {
+    static void onFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
         static_cast<Device*>(user)->deliver(kFrames, frame);
     }
-    static void onException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) noexcept {
+    static void onException(OX3D_RGBD_EXCEPTION_INFO* info, void* user) {
         static_cast<Device*>(user)->deliver(kExceptions, info);
     }
     void deliver(Kind kind, void* record) {
@@ -693,9 +705,8 @@ private:
             listener = m_listeners[kind];
         }
         if (listener != nullptr) {
-            const Device* const outer = std::exchange(t_inside, this);
+            const Inside inside(this); // the listener may throw, which the library catches
             listener->hear(m_handle, record);
-            t_inside = outer;
         }
     }
 

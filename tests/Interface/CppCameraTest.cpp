@@ -129,6 +129,15 @@ TEST_F(Cpp, ACallbackMayRemoveItselfAndCloseTheCamera) {
     EXPECT_EQ(witness.use_count(), 2) << "of the subscription that is left";
 }
 
+TEST_F(Cpp, ACallbackThatThrowsMissesNoFrameAndTheCameraIsClosedAtOnce) {
+    const auto subscription = Count([] { throw std::runtime_error("of the application"); });
+    EXPECT_EQ(LastOf(LinesOf([&] { Push(); })).find("[ImageCallBack]"), 0U);
+    Push();
+    EXPECT_EQ(m_sum, 2u);
+    m_camera.close();
+    EXPECT_EQ(Double().Handles(), 0u);
+}
+
 TEST_F(Cpp, RemovalWaitsForTheCallInFlight) {
     CFlag isInside;
     std::atomic<bool> isOver{false};

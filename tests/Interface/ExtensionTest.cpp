@@ -14,6 +14,7 @@ TEST(Status, OfEveryHeaderHasItsNameAndASentenceOfItsOwn) {
     const std::regex line(
         R"(#define ((?:OX3D_RGBD|OX_CC|OXB3D_BINOSTEREO|ZQA)_(?:OK|E_\w+)) (\(-\d+\)|\w+))");
     std::set<std::string> sentences;
+    std::set<std::string> names;
     size_t count = 0;
     for (const char* name : {"Ox3dRgbdDefine.h", "OxCameraControl.h", "Oxb3dBinoStereo.h"}) {
         const std::string text = ReadFile(std::string(OX3D_HEADERS) + name);
@@ -21,13 +22,23 @@ TEST(Status, OfEveryHeaderHasItsNameAndASentenceOfItsOwn) {
             const std::string digits = (*i)[2].str();
             const long long status = std::stoll(digits.substr(digits[0] == '(' ? 1 : 0), nullptr, 0);
             const std::string words = OX3D_RGBD_StatusText(static_cast<uint32_t>(status));
-            const std::string lead = (status == 0 ? "OX3D_RGBD_OK" : (*i)[1].str()) + ": ";
+            const std::string own = status == 0 ? "OX3D_RGBD_OK" : (*i)[1].str();
+            const std::string lead = own + ": ";
+            names.insert(own);
             EXPECT_EQ(words.substr(0, lead.size()), lead);
             EXPECT_EQ(sentences.insert(words.substr(lead.size())).second, status != 0 || count == 0) << words;
             ++count;
         }
     }
     EXPECT_EQ(count, 69u);
+    const std::regex row(R"(\n\| `(\w+)` (-?\w+) \| ([^|]+) \|)");
+    const std::string page = ReadFile(std::string(OX3D_HEADERS) + "../../docs/troubleshooting.md");
+    for (std::sregex_iterator i(page.begin(), page.end(), row), end; i != end; ++i) {
+        const auto status = static_cast<uint32_t>(std::stoll((*i)[2].str(), nullptr, 0));
+        EXPECT_EQ((*i)[1].str() + ": " + (*i)[3].str(), OX3D_RGBD_StatusText(status));
+        names.erase((*i)[1].str());
+    }
+    EXPECT_EQ(names, std::set<std::string>()) << "docs/troubleshooting.md does not know them";
     EXPECT_EQ(
         OX3D_RGBD_StatusText(0x12345678),
         std::string("no status of the camera library, the camera-control library or the algorithm library"));

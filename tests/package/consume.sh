@@ -54,10 +54,11 @@ run "C++ program built with pkg-config" "$work/consumer"
 # The programs in the documents. Those of C are C++, too. What has no main of its own is C++ with a camera that streams.
 root=$(cd "$sources/../../.." && pwd)
 mkdir "$work/documents"
-for page in README.md docs/cpp.md; do
+for page in README.md docs/cpp.md docs/getting-started.md docs/cookbook.md; do
     awk -v to="$work/documents/$(basename "$page" .md)" '
-        /^```/ { if (file) close(file); file = ($0 == "```c" || $0 == "```cpp") ? to "." ++n "." substr($0, 4) : ""; next }
-        file { print >file }' "$root/$page"
+        /^```/ { if (file) close(file); file = $0 ~ /^```(c|cpp)$/ ? to "." ++n "." substr($0, 4) : ""
+                 if ($0 == "```sh") file = to ".sh"; next }
+        file { print >>file }' "$root/$page"
 done
 for program in "$work"/documents/*.c "$work"/documents/*.cpp; do
     compilers=("c++ -std=c++17 -x c++")
@@ -71,6 +72,12 @@ for program in "$work"/documents/*.c "$work"/documents/*.cpp; do
         $compiler "${warnings[@]}" "${cflags[@]}" "$program" -x none -o "$work/program" "${libs[@]}"
         run "$(basename "$program") by $compiler" "$work/program"
     done
+done
+# The commands of a page are one session in a folder of its own, for which the library is installed.
+for commands in "$work"/documents/*.sh; do
+    echo "== $(basename "$commands")"
+    mkdir "$commands.run"
+    (cd "$commands.run" && PATH="$prefix/bin:$PATH" LD_LIBRARY_PATH="$prefix/$libdir" bash -euxo pipefail "$commands")
 done
 
 # With nothing set, real cameras are looked for, whether there are any or not.
