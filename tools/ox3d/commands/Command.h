@@ -30,8 +30,8 @@ struct GrabOptions {
 struct RecordOptions {
     std::string m_file;
     bool m_isReplacing = false;
-    uint64_t m_frames = 0; // 0: without end
-    double m_seconds = 0;  // 0: without end
+    uint64_t m_frames = 0;                 // 0: without end
+    double m_seconds = 0;                  // 0: without end
     std::optional<ERecordedColor> m_color; // none: JPEG
     uint32_t m_quality = 90;
     uint64_t m_queueFrames = 30;
