@@ -15,8 +15,12 @@
 
 static void* camera;
 static const char* folder;
-static int ends[2];         /* of a pipe, the queue: through it go pointers to copies of frames */
+static int ends[2];         /* of a pipe, the queue */
 static atomic_uint waiting; /* copies in it */
+
+struct item {                    /* what goes through it */
+    OX3D_RGBD_FRAME_DATA* frame; /* a copy, which the reader frees */
+};
 
 static FILE* create(const char* name) {
     char path[4096];
@@ -61,12 +65,12 @@ static int write_frame(FILE* times, const OX3D_RGBD_FRAME_DATA* frame) {
 
 static int write_all(void* unused) {
     (void)unused;
-    OX3D_RGBD_FRAME_DATA* frame;
+    struct item item;
     FILE* times = create("times.txt");
     int ok = times != NULL && fprintf(times, "# frame, UTC ns of arrival, of capture, its error\n") > 0;
-    while (read(ends[0], &frame, sizeof(frame)) == sizeof(frame)) {
-        ok = ok && write_frame(times, frame);
-        OX3D_RGBD_FreeFrame(frame);
+    while (read(ends[0], &item, sizeof(item)) == sizeof(item)) {
+        ok = ok && write_frame(times, item.frame);
+        OX3D_RGBD_FreeFrame(item.frame);
         --waiting;
     }
     return times != NULL && fclose(times) == 0 && ok;
@@ -77,16 +81,16 @@ static uint32_t take(unsigned frames, unsigned* dropped) {
     uint32_t status = OX3D_RGBD_Start(camera);
     for (unsigned i = 0; i < frames && status == OX3D_RGBD_OK; ++i) {
         OX3D_RGBD_FRAME_DATA frame;
-        OX3D_RGBD_FRAME_DATA* copy;
+        struct item item;
         status = OX3D_RGBD_FetchFrame(camera, &frame, 5000);
         if (status == OX3D_RGBD_OK && waiting == QUEUE) {
             ++*dropped;
             continue;
         }
-        status = status == OX3D_RGBD_OK ? OX3D_RGBD_CopyFrame(camera, &frame, &copy) : status;
+        status = status == OX3D_RGBD_OK ? OX3D_RGBD_CopyFrame(camera, &frame, &item.frame) : status;
         if (status == OX3D_RGBD_OK) {
             ++waiting;
-            status = write(ends[1], &copy, sizeof(copy)) == sizeof(copy) ? status : OX3D_RGBD_E_MEMORY;
+            status = write(ends[1], &item, sizeof(item)) == sizeof(item) ? status : OX3D_RGBD_E_MEMORY;
         }
     }
     return status;

@@ -1144,7 +1144,7 @@ private:
     template <class Function>
     struct FrameListener final : detail::Listener {
         template <class F>
-        explicit FrameListener(F&& f) : function(std::forward<F>(f)) {}
+        FrameListener(std::in_place_t /*tag*/, F&& f) : function(std::forward<F>(f)) {}
         void hear(void* handle, void* record) override {
             const FrameView frame(handle, *static_cast<const OX3D_RGBD_FRAME_DATA*>(record));
             function(frame);
@@ -1154,7 +1154,7 @@ private:
     template <class Function>
     struct ExceptionListener final : detail::Listener {
         template <class F>
-        explicit ExceptionListener(F&& f) : function(std::forward<F>(f)) {}
+        ExceptionListener(std::in_place_t /*tag*/, F&& f) : function(std::forward<F>(f)) {}
         void hear(void* /*handle*/, void* record) override {
             function(std::uint32_t{static_cast<const OX3D_RGBD_EXCEPTION_INFO*>(record)->nExceptionId});
         }
@@ -1183,7 +1183,7 @@ private:
             return Status(OX3D_RGBD_E_HANDLE);
         }
         const std::shared_ptr<detail::Listener> listener =
-            std::make_shared<L>(std::forward<Function>(function));
+            std::make_shared<L>(std::in_place, std::forward<Function>(function));
         const Status status = m_device->listen(kind, listener);
         return status ? Result<Subscription>(Subscription(m_device, listener, kind)) : status;
     }

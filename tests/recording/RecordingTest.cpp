@@ -23,7 +23,6 @@ namespace fs = std::filesystem;
 using test::WriteFile;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 class Recording : public ::testing::Test {

@@ -127,6 +127,7 @@ void ExpectPointsOnTheirPixels(const std::vector<std::string>& points, const std
         ASSERT_LT(pixel, depth.size());
         float place[3];
         memcpy(place, point.data(), sizeof(place));
+        const size_t row = pixel / 640;
         const double z = static_cast<double>(place[2]);
         const double x = static_cast<double>(place[0]) / z;
         const double y = static_cast<double>(place[1]) / z;
@@ -135,7 +136,7 @@ void ExpectPointsOnTheirPixels(const std::vector<std::string>& points, const std
         ASSERT_NEAR(525 * (x * radial + 2 * p1 * x * y + p2 * (r2 + 2 * x * x)) + 320,
                     static_cast<double>(pixel % 640), 1e-2);
         ASSERT_NEAR(526 * (y * radial + 2 * p2 * x * y + p1 * (r2 + 2 * y * y)) + 240,
-                    static_cast<double>(pixel / 640), 1e-2);
+                    static_cast<double>(row), 1e-2);
         ASSERT_NEAR(z * 1000, depth[pixel], 1e-3);
         for (size_t channel = 0; channel < 3; ++channel) {
             ASSERT_EQ(static_cast<uint8_t>(point[12 + channel]), planes[channel * depth.size() + pixel]);
