@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "base/PerProcess.h"
 #include "providers/aravis/AravisCamera.h"
 #include "providers/aravis/Discovery.h"
 #include "providers/aravis/UsbDevices.h"
@@ -65,8 +66,8 @@ private:
 } // namespace
 
 IProvider& Provider() {
-    static auto* const s_provider = new CAravisProvider;
-    return *s_provider;
+    static CPerProcess<CAravisProvider> s_provider;
+    return s_provider.Get();
 }
 
 } // namespace ox3d

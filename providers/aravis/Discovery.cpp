@@ -12,6 +12,7 @@
 #include <set>
 
 #include "base/Mutex.h"
+#include "base/PerProcess.h"
 #include "base/UdpSocket.h"
 #include "providers/aravis/Gvcp.h"
 #include "providers/aravis/Network.h"
@@ -85,8 +86,8 @@ private:
 };
 
 CLately& Lately() {
-    static auto* const s_lately = new CLately; // threads of an application may outlive statics
-    return *s_lately;
+    static CPerProcess<CLately> s_lately;
+    return s_lately.Get();
 }
 
 class CSearch {

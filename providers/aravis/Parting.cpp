@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/Mutex.h"
-#include "base/NeverDestroyed.h"
+#include "base/PerProcess.h"
 #include "base/SignalMask.h"
 
 namespace ox3d {
@@ -16,23 +16,16 @@ namespace {
 
 class CPartings {
 public:
-    // False when there is no memory or no thread for it.
-    bool Take(GObject* object) {
+    // Throws, and leaves the object to the caller, when there is no memory or no thread for it.
+    void Take(GObject* object) {
         const CLock lock(m_mutex);
-        try {
-            m_objects.push_back(object);
-            if (!m_isRunning) {
-                const CSignalsBlocked blocked;
-                std::thread([this] { Run(); }).detach();
-                m_isRunning = true;
-            }
-            return true;
-        } catch (const std::exception&) {
-            if (!m_objects.empty() && m_objects.back() == object) {
-                m_objects.pop_back();
-            }
-            return false;
+        m_objects.reserve(m_objects.size() + 1);
+        if (!m_isRunning) {
+            const CSignalsBlocked blocked;
+            std::thread([this] { Run(); }).detach(); // waits for the mutex
+            m_isRunning = true;
         }
+        m_objects.push_back(object);
     }
 
 private:
@@ -62,16 +55,15 @@ private:
     bool m_isRunning OX_GUARDED_BY(m_mutex) = false;
 };
 
-// A process may end while a camera is still spoken to.
-CPartings& Partings() {
-    static CNeverDestroyed<CPartings> s_partings;
-    return s_partings.Get();
-}
+// A process may end while a camera is still spoken to, and a child has not the thread of its parent.
+CPerProcess<CPartings> g_partings;
 
 } // namespace
 
 void ReleaseLater(GObject* object) noexcept {
-    if (!Partings().Take(object)) {
+    try {
+        g_partings.Get().Take(object);
+    } catch (const std::exception&) {
         g_object_unref(object);
     }
 }

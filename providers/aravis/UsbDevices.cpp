@@ -1,6 +1,8 @@
 // UsbDevices.cpp - the USB3 Vision interface of Aravis, and the kernel's own description of the devices.
 #include "providers/aravis/UsbDevices.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -29,6 +31,15 @@ UsbState& Usb() {
     static auto* const s_state = new UsbState;
     return *s_state;
 }
+
+void HoldForFork(bool isHeld) OX_NO_THREAD_SAFETY_ANALYSIS {
+    isHeld ? Usb().m_mutex.Lock() : Usb().m_mutex.Unlock();
+}
+
+// No process is forked while a thread is at Aravis's list: a child finds it whole, and what its parent has open. At load
+// and not at the first use, so that no fork can come in between. A failure for want of memory is ignored.
+[[maybe_unused]] const int g_forkWatch =
+    pthread_atfork([] { HoldForFork(true); }, [] { HoldForFork(false); }, [] { HoldForFork(false); });
 
 template <size_t N>
 void Fill(char (&field)[N], const char* text) {

@@ -8,6 +8,8 @@
 #include "base/Mutex.h"
 #include "base/NeverDestroyed.h"
 
+#include <pthread.h>
+
 #include <cstdint>
 #include <unordered_set>
 
@@ -35,6 +37,10 @@ public:
         return m_live.erase(reinterpret_cast<uintptr_t>(handle)) != 0;
     }
 
+    // No process is forked while a thread is in here: a child, which may scale with handles of its own, finds the table
+    // whole and free.
+    void HoldForFork(bool isHeld) OX_NO_THREAD_SAFETY_ANALYSIS { isHeld ? m_mutex.Lock() : m_mutex.Unlock(); }
+
 private:
     ox3d::CMutex m_mutex;
     std::unordered_set<uintptr_t> m_live OX_GUARDED_BY(m_mutex);
@@ -46,6 +52,12 @@ CHandleTable& Handles() {
     static ox3d::CNeverDestroyed<CHandleTable> s_table;
     return s_table.Get();
 }
+
+// At load and not at the first use, so that no fork can come in between. A failure for want of memory is ignored.
+[[maybe_unused]] const int g_forkWatch = [] {
+    const auto leave = [] { Handles().HoldForFork(false); };
+    return pthread_atfork([] { Handles().HoldForFork(true); }, leave, leave);
+}();
 
 bool IsSide(uint32_t pixels) {
     return pixels >= 1 && pixels <= OX_MP_MAX_SIDE;

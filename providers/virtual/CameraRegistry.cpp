@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/LocalFile.h"
+#include "base/PerProcess.h"
 #include "providers/common/DeviceText.h"
 #include "providers/virtual/DeviceRecord.h"
 #include "providers/virtual/ModelStatus.h"
@@ -194,8 +195,8 @@ bool CCameraSlot::HasEvent(const char* name) const {
 // ---- All cameras ----
 
 IProvider& Provider() {
-    static auto* const s_registry = new CCameraRegistry;
-    return *s_registry;
+    static CPerProcess<CCameraRegistry> s_registry; // a child's cameras are others than its parent's
+    return s_registry.Get();
 }
 
 void CCameraRegistry::ReadCameraList() {

@@ -6,6 +6,7 @@
 #include <deque>
 
 #include "base/Mutex.h"
+#include "base/PerProcess.h"
 
 namespace ox3d {
 namespace {
@@ -49,26 +50,19 @@ private:
     size_t m_bytes OX_GUARDED_BY(m_mutex) = 0;
 };
 
-// Never destroyed: a camera's thread may still render while the process ends.
-CKeeper<CDepthBackdrop>& DepthKeeper() {
-    static auto& keeper = *new CKeeper<CDepthBackdrop>;
-    return keeper;
-}
-
-CKeeper<CPictureBackdrop>& PictureKeeper() {
-    static auto& keeper = *new CKeeper<CPictureBackdrop>;
-    return keeper;
-}
+// A camera's thread may still render while the process ends, and a thread of the parent while its child begins.
+CPerProcess<CKeeper<CDepthBackdrop>> g_depthKeeper;
+CPerProcess<CKeeper<CPictureBackdrop>> g_pictureKeeper;
 
 } // namespace
 
 std::shared_ptr<const CDepthBackdrop> SharedDepthBackdrop(uint32_t width, uint32_t height) {
-    return DepthKeeper().Get(width, height, EPicture::Depth,
-                             [&] { return std::make_shared<const CDepthBackdrop>(width, height); });
+    return g_depthKeeper.Get().Get(width, height, EPicture::Depth,
+                                   [&] { return std::make_shared<const CDepthBackdrop>(width, height); });
 }
 
 std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint32_t height) {
-    return PictureKeeper().Get(width, height, EPicture::Color, [&] {
+    return g_pictureKeeper.Get().Get(width, height, EPicture::Color, [&] {
         const PinholeCamera camera = CSceneModel::Get().ColorCamera(width, height, width, height);
         return std::make_shared<const CPictureBackdrop>(camera, width, height, false);
     });
@@ -76,12 +70,13 @@ std::shared_ptr<const CPictureBackdrop> SharedColorBackdrop(uint32_t width, uint
 
 std::shared_ptr<const CPictureBackdrop> SharedGreyBackdrop(uint32_t width, uint32_t height,
                                                            bool ofSecondImager) {
-    return PictureKeeper().Get(width, height, ofSecondImager ? EPicture::GreyRight : EPicture::GreyLeft, [&] {
-        const CSceneModel& model = CSceneModel::Get();
-        const PinholeCamera camera =
-            ofSecondImager ? model.SecondImager(width, height) : model.DepthCamera(width, height);
-        return std::make_shared<const CPictureBackdrop>(camera, width, height, true);
-    });
+    return g_pictureKeeper.Get().Get(
+        width, height, ofSecondImager ? EPicture::GreyRight : EPicture::GreyLeft, [&] {
+            const CSceneModel& model = CSceneModel::Get();
+            const PinholeCamera camera =
+                ofSecondImager ? model.SecondImager(width, height) : model.DepthCamera(width, height);
+            return std::make_shared<const CPictureBackdrop>(camera, width, height, true);
+        });
 }
 
 } // namespace ox3d

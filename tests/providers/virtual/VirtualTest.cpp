@@ -2,8 +2,13 @@
 // faults that spoil frames.
 #include <gmock/gmock.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
@@ -46,6 +51,36 @@ TEST(VirtualList, IsReadForARecordThatIsOlderThanTheProcess) {
     std::strcpy(record.stGigEInfo.chSerialNumber, "R1");
     void* handle = nullptr;
     EXPECT_EXIT(std::_Exit(CC(OX_CC_CreateHandle)(&handle, &record)), testing::ExitedWithCode(0), "");
+}
+
+TEST(VirtualList, IsAForkedChildsOwnWhateverThreadsOfTheParentAreIn) {
+    const COpenCamera camera;
+    std::atomic<bool> isOver{false};
+    std::thread listing([&] {
+        while (!isOver) {
+            EXPECT_EQ(List().size(), 1U);
+        }
+    });
+    std::thread setting([&] {
+        while (!isOver) {
+            camera.SetGain(1);
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            const CHandle own(List().at(0));
+            own.Open(); // the camera that its parent has open is another one
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    isOver = true;
+    listing.join();
+    setting.join();
 }
 
 TEST(VirtualList, HoldsCamerasOfBothTransportsWithTheirPlaceInTheNetwork) {
