@@ -115,24 +115,6 @@ CFrameEncoder::CFrameEncoder(const RecordedCamera& camera, ERecordedColor color,
     PutChannels(color, &m_definitions, &inTheFront);
 }
 
-const uint8_t* CFrameEncoder::Interleaved(const ColorView& color) {
-    if (color.m_layout == EColorLayout::Interleaved) {
-        return color.m_bytes;
-    }
-    const size_t pixels = size_t{color.m_width} * color.m_height;
-    m_interleaved.resize(pixels * 3);
-    const uint8_t* const red = color.m_bytes;
-    const uint8_t* const green = red + pixels;
-    const uint8_t* const blue = green + pixels;
-    uint8_t* out = m_interleaved.data();
-    for (size_t i = 0; i < pixels; ++i, out += 3) {
-        out[0] = red[i];
-        out[1] = green[i];
-        out[2] = blue[i];
-    }
-    return m_interleaved.data();
-}
-
 void CFrameEncoder::AddColor(const ColorView& color, std::span<const uint8_t> jpeg, uint64_t sequence,
                              uint64_t hostNs, uint64_t cameraNs) {
     const RosHeader header = {cameraNs, kColorFrameId};
@@ -140,7 +122,7 @@ void CFrameEncoder::AddColor(const ColorView& color, std::span<const uint8_t> jp
     if (m_color == ERecordedColor::Raw) {
         const auto room =
             PutImage(out, header, color.m_width, color.m_height, kColorEncoding, color.m_width * 3);
-        std::memcpy(room.data(), Interleaved(color), room.size());
+        std::memcpy(room.data(), InterleavedBytes(color, &m_interleaved), room.size());
     } else {
         PutCompressedImage(out, header, kJpegFormat, jpeg);
     }
@@ -158,7 +140,8 @@ EEncoded CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> 
     const ColorView& color = frame.m_color;
     const bool isWanted = color.m_bytes != nullptr && m_color != ERecordedColor::None;
     const auto jpeg = isWanted && m_color == ERecordedColor::Jpeg
-                          ? m_jpeg.Encode(Interleaved(color), color.m_width, color.m_height, m_jpegQuality)
+                          ? m_jpeg.Encode(InterleavedBytes(color, &m_interleaved), color.m_width,
+                                          color.m_height, m_jpegQuality)
                           : std::span<const uint8_t>();
     RecordedFacts facts = frame.m_facts;
     facts.m_isColorLost = isWanted && m_color == ERecordedColor::Jpeg && jpeg.empty();

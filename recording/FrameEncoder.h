@@ -30,7 +30,6 @@ public:
 private:
     void AddColor(const ColorView& color, std::span<const uint8_t> jpeg, uint64_t sequence, uint64_t hostNs,
                   uint64_t cameraNs);
-    const uint8_t* Interleaved(const ColorView& color);
 
     const RecordedCamera& m_camera;
     const ERecordedColor m_color;

@@ -5,6 +5,24 @@
 
 namespace ox3d {
 
+const uint8_t* InterleavedBytes(const ColorView& color, ByteVector* room) {
+    if (color.m_layout == EColorLayout::Interleaved) {
+        return color.m_bytes;
+    }
+    const size_t pixels = size_t{color.m_width} * color.m_height;
+    room->resize(pixels * 3);
+    const uint8_t* const red = color.m_bytes;
+    const uint8_t* const green = red + pixels;
+    const uint8_t* const blue = green + pixels;
+    uint8_t* out = room->data();
+    for (size_t i = 0; i < pixels; ++i, out += 3) {
+        out[0] = red[i];
+        out[1] = green[i];
+        out[2] = blue[i];
+    }
+    return room->data();
+}
+
 CJpegEncoder::CJpegEncoder() : m_codec(tjInitCompress()) {}
 
 CJpegEncoder::~CJpegEncoder() {

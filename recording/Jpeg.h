@@ -4,8 +4,12 @@
 
 #include "base/ImageMemory.h"
 #include "recording/Bytes.h"
+#include "recording/RecordedFrame.h"
 
 namespace ox3d {
+
+// The image as CJpegEncoder takes it: where it lies, or in *room where its planes lie apart.
+const uint8_t* InterleavedBytes(const ColorView& color, ByteVector* room);
 
 // Each keeps its memory; one thread at a time.
 class CJpegEncoder {

@@ -81,6 +81,16 @@ struct CloudOptions {
     bool m_isRegistered = false;
 };
 
+struct ViewOptions {
+    std::vector<std::string> m_recordings;
+    std::vector<std::string> m_hosts;
+    std::string m_bind = "127.0.0.1";
+    std::string m_token;     // empty: none, or a random one
+    std::string m_recordDir; // empty: the present one
+    uint16_t m_port = 8580;
+    bool m_isReadOnly = false;
+};
+
 struct StreamOptions {
     uint64_t m_seconds = 10; // 0: until interrupted
     uint32_t m_patienceSeconds = 10;
@@ -99,6 +109,7 @@ struct Arguments {
     FileOptions m_file;
     StreamOptions m_stream;
     CloudOptions m_cloud;
+    ViewOptions m_view;
     std::string m_shell; // "bash", "zsh", "fish" or "man"
     bool m_isHostOnly = false;
     bool m_isJson = false;
@@ -136,6 +147,7 @@ EExitCode RunUpgrade(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCalib(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCloud(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCompletion(CCameraControl& control, const Arguments& arguments);
+EExitCode RunView(CCameraControl& control, const Arguments& arguments);
 EExitCode RunStream(CCameraControl& control, const Arguments& arguments);
 
 } // namespace ox3d::tool

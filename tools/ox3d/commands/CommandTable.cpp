@@ -109,6 +109,7 @@ constexpr Command kCommands[] = {
     {"upgrade", "Upgrades a camera's firmware", AddUpgrade, RunUpgrade},
     {"calib", "Shows and checks a camera's calibration", AddCalib, RunCalib},
     {"stream", "Measures how frames come", AddStream, RunStream},
+    {"view", "Shows cameras and recordings in a browser", AddView, RunView},
     {"cloud", "Makes a point cloud of a depth image", AddCloud, RunCloud},
     {"record", "Records a camera into an MCAP file, which survives kill, power loss and a full disk",
      AddRecordOptions, RunRecord},

@@ -9,29 +9,22 @@
 #include "tools/ox3d/Table.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FeatureJson.h"
+#include "tools/ox3d/commands/FeatureSetting.h"
 #include "tools/ox3d/commands/FeatureText.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <fnmatch.h>
 #include <nlohmann/json.hpp>
 
 namespace ox3d::tool {
 namespace {
-
-// A part of the name, or all of it with '*' and '?', in any case.
-bool IsMatch(const std::string& pattern, const std::string& name) {
-    const bool isWhole = pattern.find_first_of("*?[") != std::string::npos;
-    const std::string wanted = isWhole ? pattern : "*" + pattern + "*";
-    return fnmatch(wanted.c_str(), name.c_str(), FNM_CASEFOLD) == 0;
-}
 
 std::vector<Feature> Matching(void* handle, const std::string& pattern) {
     const CFeatures features(handle);
     std::vector<Feature> matching;
     for (const Feature& feature : features.All()) {
         const bool isShown = feature.m_record.nVisibility != OX3D_RGBD_VISIBILITY_INVISIBLE;
-        if (pattern.empty() ? isShown : IsMatch(pattern, feature.Name())) {
+        if (pattern.empty() ? isShown : IsFeatureMatch(pattern, feature.Name())) {
             CheckInterrupted();
             matching.push_back({feature.m_record, EntriesOf(handle, feature.m_record)});
         }
@@ -132,17 +125,9 @@ EExitCode RunGet(CCameraControl& control, const Arguments& arguments) {
 EExitCode RunRun(CCameraControl& control, const Arguments& arguments) {
     const ProviderChoice& provider = control.Enter();
     CSession session(provider, arguments.m_serial);
-    const Feature feature = FindFeature(session.Handle(), arguments.m_feature.m_name);
-    if (feature.m_record.nType != OX3D_RGBD_FEATURE_COMMAND) {
-        throw CToolError(EExitCode::Usage, feature.Name() + " is no command but a " +
-                                               TypeText(feature.m_record.nType) + "; \"ox3d set\" sets it");
-    }
+    const Feature command = FindCommand(session.Handle(), arguments.m_feature.m_name);
     CheckInterrupted();
-    if (const uint32_t status = OX3D_RGBD_Execute(session.Handle(), feature.m_record.chName);
-        status != OX3D_RGBD_OK) {
-        throw CToolError(EExitCode::Camera,
-                         "the camera does not execute " + feature.Name() + ": " + StatusText(status));
-    }
+    Execute(session.Handle(), command);
     return EExitCode::Ok;
 }
 

@@ -1,6 +1,5 @@
 // ox3d record: a camera's frames into an MCAP file. Frames come by callback and are packed and written by the recorder's
 // threads; the file is made with the first frame, which also tells the lenses.
-#include "base/LocalFile.h"
 #include "base/Mutex.h"
 #include "recording/McapLeftovers.h"
 #include "recording/Recorder.h"
@@ -11,6 +10,7 @@
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FrameStats.h"
 #include "tools/ox3d/commands/Progress.h"
+#include "tools/ox3d/commands/RecordedSource.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 
 #include <chrono>
@@ -25,87 +25,15 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr uint64_t kMaxTextBytes = uint64_t{16} << 20U;
-
 double SecondsOf(Clock::time_point time) {
     return std::chrono::duration<double>(time.time_since_epoch()).count();
-}
-
-std::string VersionText() {
-    OX3D_RGBD_VERSION_INFO version{};
-    OX3D_RGBD_GetSDKVersion(&version);
-    return std::to_string(version.nMajor) + "." + std::to_string(version.nMinor) + "." +
-           std::to_string(version.nRevision);
-}
-
-std::string HostName() {
-    char name[256] = "";
-    gethostname(name, sizeof(name) - 1);
-    return PrintableText(name, sizeof(name));
-}
-
-std::string TextOfFile(const fs::path& file) {
-    std::string text;
-    return ReadLocalFile(file.string(), kMaxTextBytes, &text) ? text : std::string();
-}
-
-std::string DescriptionOf(const CCamera& camera) {
-    std::vector<uint8_t> bytes(size_t{4} << 20U);
-    uint32_t lengthBytes = 0;
-    const uint32_t status = OX3D_RGBD_GetCameraXML(camera.Handle(), bytes.data(),
-                                                   static_cast<uint32_t>(bytes.size()), &lengthBytes);
-    const bool isWhole = status == OX3D_RGBD_OK && lengthBytes <= bytes.size();
-    return isWhole ? std::string(bytes.begin(), bytes.begin() + lengthBytes) : std::string();
-}
-
-std::optional<RecordedWay> WayOf(const CCamera& camera) {
-    OX3D_RGBD_EXTRINSICS way{};
-    if (OX3D_RGBD_GetExtrinsics(camera.Handle(), OX3D_RGBD_CAMERA_DEPTH, OX3D_RGBD_CAMERA_COLOR, &way) !=
-        OX3D_RGBD_OK) {
-        return std::nullopt;
-    }
-    RecordedWay recorded;
-    std::copy(std::begin(way.fRotation), std::end(way.fRotation), recorded.m_rotation.begin());
-    std::copy(std::begin(way.fTranslation), std::end(way.fTranslation), recorded.m_translationMm.begin());
-    return recorded;
-}
-
-// What is known of the camera before its first frame.
-RecordedCamera Describe(const CCamera& camera, const fs::path& scratch) {
-    const DeviceRecord& record = camera.Record();
-    RecordedCamera recorded;
-    recorded.m_facts = {
-        {"serial", TextOf(record.chSerialNumber)},
-        {"model", TextOf(record.chModelName)},
-        {"manufacturer", TextOf(record.chManufacturerName)},
-        {"device_version", TextOf(record.chDeviceVersion)},
-        {"user_name", TextOf(record.chUserDefinedName)},
-        {"transport", record.nDeviceType == OX3D_RGBD_DEVICE_USB ? "usb" : "gige"},
-        {"sdk", VersionText()},
-        {"host", HostName()},
-        {"depth_unit_mm", "1"},
-        {"aligned", "0"},
-    };
-    const std::string features = (scratch / "features.txt").string();
-    const std::string calibration = (scratch / "calibration.xml").string();
-    if (OX3D_RGBD_ExportAllParam(camera.Handle(), features.c_str()) == OX3D_RGBD_OK) {
-        recorded.m_features = TextOfFile(features);
-    }
-    if (const uint32_t status = camera.SaveCalibration(calibration); status == OX3D_RGBD_OK) {
-        recorded.m_calibrationXml = TextOfFile(calibration);
-    } else {
-        std::fprintf(stderr, "ox3d: the recording will lack the camera's calibration: %s\n",
-                     StatusText(status).c_str());
-    }
-    recorded.m_description = DescriptionOf(camera);
-    return recorded;
 }
 
 class CRecording {
 public:
     CRecording(CCamera& camera, const RecordOptions& options, std::string path, RecordedCamera recorded)
         : m_camera(camera), m_options(options), m_path(std::move(path)), m_recorded(std::move(recorded)),
-          m_progress(options.m_frames) {}
+          m_views(camera), m_progress(options.m_frames) {}
 
     EExitCode Run();
 
@@ -113,7 +41,6 @@ private:
     static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user);
     void Take(const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex);
     bool Begin();
-    FrameView ViewOf(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_IMAGE_DATA& depth);
     bool Stream();
     EExitCode Watch() OX_EXCLUDES(m_mutex);
     bool IsOver(Clock::time_point now) const OX_REQUIRES(m_mutex);
@@ -124,9 +51,7 @@ private:
     const std::string m_path;
     RecordedCamera m_recorded;             // the callback's
     std::unique_ptr<CRecorder> m_recorder; // the same, until the camera has been stopped
-    RgbImage m_color;                      // the same; of formats that the recorder does not take
-    bool m_hadColor = false;               // the same
-    uint32_t m_lastNumber = 0;             // the same
+    CFrameViews m_views;                   // the same
 
     CMutex m_mutex;
     CCondition m_changed;
@@ -158,11 +83,9 @@ void CRecording::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
 }
 
 bool CRecording::Begin() {
-    m_recorded.m_depthLens = m_camera.Lens(OX3D_RGBD_CAMERA_DEPTH);
-    m_recorded.m_colorLens = m_camera.Lens(OX3D_RGBD_CAMERA_COLOR);
-    m_recorded.m_depthToColor = WayOf(m_camera);
+    AddLenses(m_camera, &m_recorded);
     RecorderOptions options;
-    options.m_library = "ox3d " + VersionText();
+    options.m_library = "ox3d " + LibraryVersion();
     options.m_isReplacing = m_options.m_isReplacing;
     options.m_color = m_options.m_color.value_or(ERecordedColor::Jpeg);
     options.m_jpegQuality = static_cast<int>(m_options.m_quality);
@@ -174,34 +97,6 @@ bool CRecording::Begin() {
         throw CToolError(EExitCode::File, error);
     }
     return true;
-}
-
-FrameView CRecording::ViewOf(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_IMAGE_DATA& depth) {
-    FrameView view;
-    OX3D_RGBD_FRAME_TIMES times{};
-    if (OX3D_RGBD_GetFrameTimes(m_camera.Handle(), &frame, &times) == OX3D_RGBD_OK) {
-        view.m_facts.m_hostNs = times.nArrivalUtcNs;
-        view.m_facts.m_cameraNs = times.nCaptureUtcNs;
-    } else {
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        view.m_facts.m_hostNs = static_cast<uint64_t>(std::chrono::nanoseconds(now).count());
-    }
-    view.m_facts.m_number = depth.nFrameNum;
-    view.m_facts.m_ticks = depth.nTimeStamp;
-    view.m_facts.m_lostBefore =
-        m_lastNumber != 0 && depth.nFrameNum > m_lastNumber + 1 ? depth.nFrameNum - m_lastNumber - 1 : 0;
-    view.m_depth = {reinterpret_cast<const uint16_t*>(depth.pData), depth.nWidth, depth.nHeight,
-                    depth.nWidth};
-    if (const OX3D_RGBD_IMAGE_DATA* const color = FindColor(frame); color != nullptr) {
-        const bool isPlanar = color->enImageType == OX3D_RGBD_PIXEL_RGB8_PLANAR;
-        m_color = isPlanar ? RgbImage() : DecodeColor(frame);
-        const auto* const pixels = reinterpret_cast<const uint8_t*>(m_color.m_samples.data());
-        view.m_color = {isPlanar ? color->pData : pixels, color->nWidth, color->nHeight,
-                        isPlanar ? EColorLayout::Planar : EColorLayout::Interleaved};
-    }
-    view.m_facts.m_isIncomplete = m_hadColor && view.m_color.m_bytes == nullptr;
-    m_hadColor = m_hadColor || view.m_color.m_bytes != nullptr;
-    return view;
 }
 
 void CRecording::Take(const OX3D_RGBD_FRAME_DATA& frame) {
@@ -218,12 +113,14 @@ void CRecording::Take(const OX3D_RGBD_FRAME_DATA& frame) {
         m_stats.AddBad();
         return;
     }
-    const FrameView view = ViewOf(frame, *depth);
+    const FrameView view = m_views.Of(frame, *depth);
     if (m_recorder == nullptr) {
         Begin();
     }
     const bool isTaken = m_recorder->Add(view);
-    m_lastNumber = isTaken ? depth->nFrameNum : m_lastNumber; // one that was dropped is lost to the recording
+    if (isTaken) {
+        m_views.WasTaken(depth->nFrameNum); // one that was dropped is lost to the recording
+    }
     const CLock lock(m_mutex);
     m_firstAt = m_stats.Frames() == 0 ? now : m_firstAt;
     m_lastAt = now;
@@ -347,7 +244,8 @@ EExitCode RunRecord(CCameraControl& control, const Arguments& arguments) {
     // As the camera sends it: the library registers it when it is played, by the same calibration.
     camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false);
     camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
-    return CRecording(camera, arguments.m_record, path.string(), Describe(camera, session.Folder().Path()))
+    return CRecording(camera, arguments.m_record, path.string(),
+                      DescribeCamera(camera, session.Folder().Path()))
         .Run();
 }
 

@@ -4,10 +4,9 @@
 #include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Json.h"
 #include "tools/ox3d/Session.h"
-#include "tools/ox3d/Status.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/FeatureJson.h"
-#include "tools/ox3d/commands/FeatureText.h"
+#include "tools/ox3d/commands/FeatureSetting.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -20,10 +19,6 @@ struct Setting {
     std::string m_text;
 };
 
-bool IsWritable(uint32_t access) {
-    return access == OX3D_RGBD_ACCESS_READ_WRITE || access == OX3D_RGBD_ACCESS_WRITE_ONLY;
-}
-
 Setting SettingOf(void* handle, const std::string& text) {
     const size_t equals = text.find('=');
     if (equals == std::string::npos) {
@@ -34,35 +29,10 @@ Setting SettingOf(void* handle, const std::string& text) {
     return {FindFeature(handle, text.substr(0, equals)), text.substr(equals + 1)};
 }
 
-void Apply(const Feature& feature, const OX3D_RGBD_PARAM& value, void* handle) {
-    OX3D_RGBD_PARAM copy = value;
-    if (const uint32_t status = OX3D_RGBD_SetParam(handle, feature.m_record.chName, &copy);
-        status != OX3D_RGBD_OK) {
-        throw CToolError(EExitCode::Camera, "the camera refuses " + feature.Name() + "=" +
-                                                PlainText(feature) + ": " + StatusText(status));
-    }
-}
-
-// Sets one feature by what the camera says of it at that time: an earlier setting may have locked it or moved its range.
-// Returns what was there before.
-Feature Set(const Setting& setting, void* handle) {
-    Feature present = FindFeature(handle, setting.m_feature.Name());
-    if (!IsWritable(present.m_record.nAccess)) {
-        throw CToolError(EExitCode::Camera, present.Name() + " cannot be set now: it is " +
-                                                AccessText(present.m_record.nAccess));
-    }
-    const OX3D_RGBD_PARAM value = ParseValue(present, setting.m_text);
-    Feature wanted = present;
-    wanted.m_record.stValue = value;
-    wanted.m_record.nHasValue = 1;
-    Apply(wanted, value, handle);
-    return present;
-}
-
 bool IsTakenBack(const Feature& former, void* handle) {
     try {
         if (former.m_record.nHasValue == 1) { // what can only be written has no value to go back to
-            Apply(former, former.m_record.stValue, handle);
+            ApplyValue(handle, former, former.m_record.stValue);
             return true;
         }
     } catch (const CToolError&) {
@@ -86,7 +56,7 @@ void SetAll(const std::vector<Setting>& settings, void* handle) {
     std::vector<Feature> former;
     try {
         for (const Setting& setting : settings) {
-            former.push_back(Set(setting, handle));
+            former.push_back(SetFeature(handle, setting.m_feature.Name(), setting.m_text));
             CheckInterrupted();
         }
     } catch (const CToolError& error) {

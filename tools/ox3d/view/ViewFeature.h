@@ -1,0 +1,16 @@
+// Features as the page takes them, and values as it sends them.
+#ifndef OX3D_TOOL_VIEW_FEATURE_H
+#define OX3D_TOOL_VIEW_FEATURE_H
+
+#include "tools/ox3d/Features.h"
+#include "tools/ox3d/Json.h"
+
+namespace ox3d::tool {
+
+Json ViewFeatureJson(const Feature& feature);
+// As the command line has it: the same checks follow. Throws CViewError for what can be no value.
+std::string ValueTextOf(const Json& value);
+
+} // namespace ox3d::tool
+
+#endif
