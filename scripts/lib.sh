@@ -76,24 +76,31 @@ apt_get() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300 "$@"
 }
 
-# ensure_node_modules: the readers of others that tests hold recordings to, in build/node, as their lock file says.
-# A machine may have node and npm from elsewhere than Debian.
+# ensure_node_modules: what npm brings, as each lock file says: the readers of others that tests hold recordings to, what
+# drives a browser in tests, and what the viewer's page is built with. A machine may have node and npm from elsewhere than
+# Debian.
 ensure_node_modules() {
-    local from="$root/tests/recording/third-party" to="$root/build/node"
+    node_modules tests/recording/third-party node "the readers that recordings are tested with" &&
+        node_modules tests/viewer node-browser "what drives a browser in tests" &&
+        node_modules viewer/page node-page "what the viewer's page is built with"
+}
+
+# node_modules <folder of the lock file> <folder in build> <what>
+node_modules() {
+    local from="$root/$1" to="$root/build/$2"
     cmp -s "$from/package-lock.json" "$to/installed.json" && return 0
     if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
         ensure_packages node || return 1
     fi
     mkdir -p "$to"
     cp "$from/package.json" "$from/package-lock.json" "$to" || return 1
-    step npm "installing the readers that recordings are tested with" \
-        npm --prefix "$to" ci --ignore-scripts --no-audit --no-fund || return 1
+    step "npm-$2" "installing $3" npm --prefix "$to" ci --ignore-scripts --no-audit --no-fund || return 1
     cp "$from/package-lock.json" "$to/installed.json"
 }
 
 # ensure_packages <group...>: installs what is missing, naming it.
 ensure_packages() {
-    case " $* " in *" test "*) ensure_node_modules || return 1 ;; esac
+    case " $* " in *" test "* | *" package "*) ensure_node_modules || return 1 ;; esac
     if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
         say "This is no Debian system: the packages that Debian calls"
         say "    $(packages_of "$@" | tr '\n' ' ')"

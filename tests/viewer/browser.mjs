@@ -1,0 +1,290 @@
+// browser.mjs OX3D NODE_MODULES - ox3d view as its user meets it: a real browser, headless, on a virtual camera and a recording.
+// Waits are for conditions, and long: how fast anything is is no test. Pictures are left in the working folder.
+import assert from "node:assert/strict";
+import { execFileSync, spawn } from "node:child_process";
+import { once } from "node:events";
+import { existsSync, mkdirSync, rmSync, writeFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import { join, resolve } from "node:path";
+import { createInterface } from "node:readline";
+import { after, before, test } from "node:test";
+import { distance, roomPoint } from "./scene.mjs";
+
+const [tool, modules] = process.argv.slice(2).map((path) => resolve(path));
+const puppeteer = createRequire(join(modules, "x.js"))("puppeteer-core").default;
+
+const kPatienceMs = 90000;
+const kToken = "0123456789abcdefBROWSER";
+const kCamera = "VIEW01";
+const kRecording = "recording-1";
+const work = resolve("work");
+const complaints = [];
+let server, origin, browser, page;
+let expected = /^$/; // what the browser says of answers that a test asks for
+
+const environment = {
+  ...process.env, OX3D_PROVIDER: "virtual", OX3D_RGBD_DATA_DIR: work, OX3D_VIRTUAL_CAMERAS: join(work, "cameras.txt"),
+};
+delete environment.OX3D_VIEWER_DIR;
+
+async function startServer(port) {
+  server = spawn(tool, ["view", "--port", port, "--token", kToken, "--recording", join(work, "scene.mcap"), "--record-dir", work],
+    { env: environment, cwd: work, stdio: ["ignore", "pipe", "inherit"] });
+  const [line] = await once(createInterface({ input: server.stdout }), "line");
+  assert.match(line, new RegExp(`^http://127\\.0\\.0\\.1:\\d+/#token=${kToken}$`));
+  return line;
+}
+
+async function stopServer() {
+  const ended = once(server, "exit");
+  server.kill("SIGINT");
+  await ended;
+}
+
+const api = async (path, method = "GET", body = undefined) => {
+  const response = await fetch(origin + path, {
+    method, body: body && JSON.stringify(body), headers: { Authorization: `Bearer ${kToken}`, "Content-Type": "application/json" },
+  });
+  assert.ok(response.ok, `${method} ${path}: ${response.status} ${await response.clone().text()}`);
+  return response.json();
+};
+
+// ---- The page -------------------------------------------------------------------------------------------------
+
+const waitFor = (what, ...args) => page.waitForFunction(what, { timeout: kPatienceMs, polling: 100 }, ...args);
+const textOf = (selector) => page.$eval(selector, (element) => element.textContent);
+const waitText = (selector, pattern) => waitFor((where, source) =>
+  new RegExp(source).test(document.querySelector(where)?.textContent ?? ""), selector, pattern.source);
+const inView = (view, what) => `[data-view="${view}"] ${what}`;
+
+// Numbers of a view's picture: how much of it is painted, how many colors it has, and the colors at shares of its size.
+const lookAt = (view, places) => page.$eval(inView(view, "canvas:not(.marks)"), (canvas, at) => {
+  const copy = document.createElement("canvas");
+  [copy.width, copy.height] = [canvas.width, canvas.height];
+  const context = copy.getContext("2d");
+  context.drawImage(canvas, 0, 0);
+  const { data } = context.getImageData(0, 0, copy.width, copy.height);
+  const colors = new Set();
+  let painted = 0;
+  for (let i = 0; i < data.length; i += 4) {
+    painted += data[i + 3] > 0 ? 1 : 0;
+    colors.add((data[i] << 16) | (data[i + 1] << 8) | data[i + 2]);
+  }
+  const pixel = ([x, y]) => {
+    const from = 4 * (Math.floor(y * copy.height) * copy.width + Math.floor(x * copy.width));
+    return [...data.subarray(from, from + 4)];
+  };
+  return { painted: (4 * painted) / data.length, colors: colors.size, at: at.map(pixel), width: copy.width };
+}, places);
+
+async function waitForPicture(view, isThere) {
+  for (const end = Date.now() + kPatienceMs; ; await new Promise((resolve) => setTimeout(resolve, 200))) {
+    const seen = await lookAt(view, [[0.4, 0.08], [0.9, 0.97]]); // the back wall and the floor, where nothing passes
+    if (isThere(seen)) {
+      return seen;
+    }
+    assert.ok(Date.now() < end, `${view}: ${JSON.stringify(seen)}`);
+  }
+}
+
+// Where the pixel of a flat view lies in the window: the picture fills its element as far as its shape lets it.
+const placeOf = (view, u, v) => page.$eval(inView(view, ".picture"), (canvas, x, y) => {
+  const box = canvas.getBoundingClientRect();
+  const scale = Math.min(box.width / canvas.width, box.height / canvas.height);
+  return { x: box.x + box.width / 2 + (x + 0.5 - canvas.width / 2) * scale, y: box.y + box.height / 2 + (y + 0.5 - canvas.height / 2) * scale };
+}, u, v);
+
+const value = (name) => `:is(.readout, .timeline) [data-value="${name}"]`;
+const numberOf = async (name) => Number.parseFloat(await textOf(value(name)));
+
+async function measured() {
+  await waitText(value("distance"), /mm/);
+  return page.$eval(value("distance"), ({ dataset, textContent }) => ({
+    shown: Number.parseFloat(textContent), pixels: JSON.parse(dataset.pixels),
+  }));
+}
+
+async function choose(camera) {
+  await page.waitForSelector(`.chip[data-camera="${camera}"]`);
+  for (const chip of await page.$$(".chip")) {
+    const [id, isShown] = await chip.evaluate((element) => [element.dataset.camera, element.ariaPressed === "true"]);
+    if ((id === camera) !== isShown) {
+      await chip.click();
+    }
+  }
+  await waitFor((id) => document.querySelectorAll(".camera").length === 1 && document.querySelector(".camera").dataset.camera === id, camera);
+}
+
+async function feature(name) {
+  await page.click("#tab-features");
+  const row = await page.waitForSelector(`[data-feature="${name}"]`, { timeout: kPatienceMs });
+  await page.$eval(".features input[type=search]", (input, text) => {
+    input.value = text;
+    input.dispatchEvent(new Event("input"));
+  }, name);
+  return row;
+}
+
+async function enter(row, value) {
+  await row.$eval("input[type=number]", (input, text) => {
+    input.value = text;
+    input.dispatchEvent(new Event("change"));
+  }, String(value));
+}
+
+const result = (name, wanted) => waitFor((of, what) => document.querySelector(`[data-feature="${of}"]`)?.dataset.result === what, name, wanted);
+
+// ---- The whole way --------------------------------------------------------------------------------------------
+
+before(async () => {
+  rmSync(work, { recursive: true, force: true });
+  mkdirSync(work, { recursive: true });
+  // Without noise a pixel's truth is known; the frames of one cycle cost their rendering once. The time that it stays away
+  // after a reset is what the page shows "lost" for.
+  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS,
+    `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = 20\nfps = 10\nfault = replug_after 1500\n`);
+  execFileSync(tool, ["record", join(work, "scene.mcap"), "--frames", "12"], { env: environment, cwd: work, stdio: ["ignore", "ignore", "inherit"] });
+  const url = await startServer("0");
+  origin = new URL(url).origin;
+  const executablePath = ["/usr/bin/chromium", "/usr/bin/chromium-browser"].find(existsSync);
+  assert.ok(executablePath, "chromium is not installed: ./run setup test");
+  browser = await puppeteer.launch({
+    executablePath, headless: true, userDataDir: join(work, "profile"), protocolTimeout: 2 * kPatienceMs, env: { ...process.env, HOME: work },
+    args: ["--no-sandbox", "--disable-dev-shm-usage", "--use-angle=swiftshader", "--enable-unsafe-swiftshader"],
+    defaultViewport: { width: 1280, height: 720 },
+  });
+  page = await browser.newPage();
+  page.setDefaultTimeout(kPatienceMs);
+  page.on("pageerror", (error) => complaints.push(`${error.stack ?? error}`));
+  page.on("console", (message) => {
+    if ((message.type() === "error" || message.type() === "warn") && !expected.test(message.text())) {
+      complaints.push(message.text());
+    }
+  });
+  page.on("request", (request) => {
+    const asked = new URL(request.url());
+    if (asked.protocol !== "blob:" && asked.origin !== origin) {
+      complaints.push(`a request leaves the host: ${request.url()}`);
+    }
+  });
+  await page.goto(url);
+});
+
+after(async () => {
+  await browser?.close();
+  server?.kill("SIGKILL");
+  rmSync(work, { recursive: true, force: true, maxRetries: 5 });
+});
+
+test("depth, color and cloud are those of the scene, and the token is gone from the address", async () => {
+  await choose(kCamera);
+  const depth = await waitForPicture("depth", ({ painted }) => painted > 0.8);
+  const [[farRed, , farBlue], [nearRed, , nearBlue]] = depth.at;
+  assert.ok(farBlue > farRed && nearRed > nearBlue, `far is blue and near is red: ${depth.at}`);
+  const color = await waitForPicture("color", ({ colors }) => colors > 5000);
+  assert.ok(color.at[0].slice(0, 3).every((part) => part > 150), `the wall is light: ${color.at}`);
+  const cloud = await waitForPicture("cloud", ({ painted, colors }) => painted > 0.4 && colors > 2000);
+  assert.ok(cloud.width > 300);
+  assert.equal(page.url(), `${origin}/`);
+  await page.screenshot({ path: "viewer.png" });
+});
+
+test("a distance picked in depth and one picked in the cloud are the room's", async () => {
+  const { streams, depthAligned } = await api(`/api/camera?id=${kCamera}`);
+  assert.equal(depthAligned, false);
+  const truth = (u, v) => roomPoint(streams.depth, u, v);
+  await page.keyboard.press("m");
+  for (const [u, v] of [[250, 40], [600, 460]]) { // back wall, floor
+    const { x, y } = await placeOf("depth", u, v);
+    await page.mouse.move(x, y);
+    await waitText(value("depth"), /\d/);
+    const [atU, atV] = (await textOf(value("pixel"))).split(",").map(Number);
+    const point = truth(atU, atV);
+    for (const [axis, name] of [["x", "X"], ["y", "Y"], ["z", "depth"]]) {
+      assert.ok(Math.abs((await numberOf(name)) - point[axis]) < 2, `${name} at ${atU}, ${atV}: ${await numberOf(name)} for ${point[axis]}`);
+    }
+    await page.mouse.click(x, y);
+  }
+  const picked = await measured();
+  const away = Math.abs(picked.shown - distance(...picked.pixels.map(([u, v]) => truth(u, v))));
+  assert.ok(away < 2, `in depth: ${JSON.stringify(picked)}, off by ${away} mm`);
+  await page.screenshot({ path: "measure.png" });
+
+  await page.keyboard.press("Escape");
+  await page.keyboard.press("m");
+  const box = await (await page.$(inView("cloud", "canvas"))).boundingBox();
+  for (const [x, y] of [[0.3, 0.22], [0.95, 0.2]]) { // left and right on the back wall, beside the picture
+    await page.mouse.click(box.x + x * box.width, box.y + y * box.height);
+  }
+  const inCloud = await measured();
+  const off = Math.abs(inCloud.shown - distance(...inCloud.pixels.map(([u, v]) => truth(u, v))));
+  assert.ok(off < 2 && inCloud.shown > 500, `in the cloud: ${JSON.stringify(inCloud)}, off by ${off} mm`);
+  await page.keyboard.press("Escape");
+});
+
+test("a feature that is changed in the page is changed in the camera, and a refusal says why", async () => {
+  await enter(await feature("ExposureTime"), 4321);
+  await result("ExposureTime", "done");
+  const [{ value }] = (await api(`/api/features?id=${kCamera}&q=ExposureTime`)).features.filter(({ name }) => name === "ExposureTime");
+  assert.equal(value, 4321);
+  expected = /status of 400/;
+  await enter(await page.$('[data-feature="ExposureTime"]'), 1e9);
+  await result("ExposureTime", "failed");
+  assert.match(await textOf('[data-feature="ExposureTime"] .feature-error'), /\w+ \w+/);
+  assert.equal(await page.$eval('[data-feature="ExposureTime"] input[type=number]', (input) => input.value), "4321");
+  await page.screenshot({ path: "features.png" });
+});
+
+test("a camera that is unplugged is said to be away, and comes back by itself", async () => {
+  expected = /status of 503/; // features of a camera that is away
+  // Each state is written down as it comes: it may be a short one.
+  await page.$eval(".camera .state", (element) => {
+    window.states = [element.dataset.state];
+    new MutationObserver(() => window.states.push(element.dataset.state)).observe(element, { attributes: true });
+  });
+  await (await feature("DeviceReset")).$eval("button", (button) => button.click());
+  await waitFor(() => window.states.some((state) => state !== "streaming") && window.states.at(-1) === "streaming");
+  const states = await page.evaluate(() => window.states);
+  assert.ok(states.includes("lost"), `${states}`);
+  const before = await textOf(value("frame"));
+  await waitFor((where, number) => document.querySelector(where).textContent !== number, value("frame"), before);
+});
+
+test("a recording is stepped, moved through and played", async () => {
+  await choose(kRecording);
+  await waitForPicture("depth", ({ painted }) => painted > 0.8);
+  const press = (label) => page.click(`.timeline [aria-label="${label}"]`);
+  const position = (text) => waitText(value("position"), new RegExp(`^${text} / 12`));
+  const isPlaying = (wanted) => waitFor((label) => document.querySelector(`.timeline [aria-label="${label}"]`), wanted ? "Pause" : "Play");
+  await isPlaying(true);
+  await press("Pause");
+  await isPlaying(false);
+  await page.$eval(".timeline .place", (slider) => {
+    slider.value = "3";
+    slider.dispatchEvent(new Event("input"));
+    slider.dispatchEvent(new Event("change"));
+  });
+  await position("4");
+  await press("Next frame");
+  await position("5");
+  await press("Frame before");
+  await position("4");
+  await page.screenshot({ path: "recording.png" });
+  await press("Play");
+  await isPlaying(true);
+  await waitText(value("position"), /^(?!4 )/);
+});
+
+test("a server that went away is named, and the page is there again when it is", async () => {
+  expected = /ERR_CONNECTION|WebSocket connection/;
+  await stopServer();
+  await waitFor(() => !document.querySelector(".banner").hidden);
+  assert.match(await textOf(".banner"), /No connection to the server/);
+  await startServer(new URL(origin).port);
+  await waitFor(() => document.querySelector(".banner").hidden);
+  expected = /^$/;
+  await choose(kCamera);
+  await waitForPicture("depth", ({ painted }) => painted > 0.8);
+});
+
+test("nothing was complained about, and nothing was asked of another host", () => assert.deepEqual(complaints, []));

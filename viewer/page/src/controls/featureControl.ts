@@ -1,0 +1,172 @@
+// featureControl.ts - one feature: its name, the control of its type, and what came of the last change. A value is
+// shown as the camera read it back, never as it was asked for.
+import type { FeatureEntry, FeatureValue } from "../protocol/wire";
+import { el } from "./dom";
+
+export interface FeatureActions {
+  set(name: string, value: FeatureValue): Promise<FeatureValue>;
+  run(name: string): Promise<void>;
+}
+
+const kSliderSteps = 500;
+const kLargestSpan = 1e7; // a slider over more is of no use
+
+function isBounded(feature: FeatureEntry): boolean {
+  const span = (feature.max ?? Infinity) - (feature.min ?? -Infinity);
+  return Number.isFinite(span) && span > 0 && span <= kLargestSpan;
+}
+
+function textOf(value: FeatureValue | undefined): string {
+  if (value === null || value === undefined) {
+    return "–";
+  }
+  return typeof value === "number" && !Number.isInteger(value) ? String(Number(value.toPrecision(7))) : String(value);
+}
+
+function rangeText(feature: FeatureEntry): string {
+  const { min, max, increment, type } = feature;
+  if ((type !== "integer" && type !== "float") || min === undefined || max === undefined) {
+    return "";
+  }
+  const step = increment !== undefined && increment > 1 ? `, by ${increment}` : "";
+  return `${textOf(min)} to ${textOf(max)}${step}`;
+}
+
+export class FeatureControl {
+  readonly element: HTMLElement;
+  #feature: FeatureEntry;
+  readonly #message = el("p", { class: "feature-error", role: "alert", hidden: true });
+  readonly #hint = el("span", { class: "hint" });
+  readonly #place = el("div", { class: "feature-control" });
+  #show: (feature: FeatureEntry) => void = () => undefined;
+  #shape = "";
+
+  constructor(feature: FeatureEntry, readonly actions: FeatureActions, readonly isReadOnly: boolean) {
+    this.#feature = feature;
+    this.element = el("div", { class: "feature", "data-feature": feature.name },
+      el("div", { class: "feature-name", title: feature.description || feature.name },
+        el("span", { id: `feature-${feature.name}` }, feature.displayName || feature.name), this.#hint),
+      this.#place, this.#message);
+    this.update(feature);
+  }
+
+  get feature(): FeatureEntry {
+    return this.#feature;
+  }
+
+  update(feature: FeatureEntry): void {
+    this.#feature = feature;
+    this.#hint.textContent = [rangeText(feature), feature.unit].filter(Boolean).join(" ");
+    // Another kind of control only where access, range or entries have changed: the user may be in this one.
+    const shape = JSON.stringify([feature.type, feature.writable, feature.min, feature.max, feature.entries]);
+    if (shape !== this.#shape) {
+      this.#shape = shape;
+      this.#place.replaceChildren(...this.#make(feature));
+    }
+    this.#show(feature);
+  }
+
+  #make(feature: FeatureEntry): HTMLElement[] {
+    const isFixed = this.isReadOnly || !feature.writable;
+    if (feature.type === "command") {
+      const run = el("button", { type: "button", class: "command", disabled: isFixed, "aria-label": `Run ${feature.name}`, onclick: () =>
+        void this.#attempt(run, () => this.actions.run(feature.name)) }, "Run");
+      this.#show = () => undefined;
+      return [run];
+    }
+    if (isFixed || feature.type === "register") {
+      const value = el("output", { class: "fixed", "aria-labelledby": `feature-${feature.name}` });
+      this.#show = ({ value: shown, unit }) => {
+        value.textContent = `${textOf(shown)}${unit && shown !== null ? ` ${unit}` : ""}`;
+      };
+      return [value];
+    }
+    switch (feature.type) {
+      case "boolean":
+        return [this.#makeSwitch(feature)];
+      case "enumeration":
+        return [this.#makeList(feature)];
+      case "string":
+        return [this.#makeText(feature)];
+      default:
+        return this.#makeNumber(feature);
+    }
+  }
+
+  #makeSwitch(feature: FeatureEntry): HTMLElement {
+    const button = el("button", { type: "button", class: "switch", role: "switch", "aria-labelledby": `feature-${feature.name}`,
+      onclick: () => this.#write(button, button.getAttribute("aria-checked") !== "true") }, el("span", {}));
+    this.#show = ({ value }) => button.setAttribute("aria-checked", String(value === true || value === 1 || value === "true"));
+    return button;
+  }
+
+  #makeList(feature: FeatureEntry): HTMLElement {
+    const list = el("select", { "aria-labelledby": `feature-${feature.name}` },
+      ...(feature.entries ?? []).map((entry) => el("option", { value: entry }, entry)));
+    list.addEventListener("change", () => this.#write(list, list.value));
+    this.#show = ({ value }) => {
+      list.value = textOf(value);
+    };
+    return list;
+  }
+
+  #makeText(feature: FeatureEntry): HTMLElement {
+    const input = el("input", { type: "text", "aria-labelledby": `feature-${feature.name}`, spellcheck: "false", autocomplete: "off" });
+    input.addEventListener("change", () => this.#write(input, input.value));
+    this.#show = ({ value }) => {
+      if (document.activeElement !== input) {
+        input.value = value === null || value === undefined ? "" : String(value);
+      }
+    };
+    return input;
+  }
+
+  #makeNumber(feature: FeatureEntry): HTMLElement[] {
+    const isWhole = feature.type === "integer";
+    const common = { "aria-labelledby": `feature-${feature.name}`, ...(feature.min === undefined ? {} : { min: feature.min }),
+      ...(feature.max === undefined ? {} : { max: feature.max }) };
+    const input = el("input", { type: "number", step: isWhole ? feature.increment || 1 : "any", ...common });
+    input.addEventListener("change", () => Number.isFinite(input.valueAsNumber) && this.#write(input, input.valueAsNumber));
+    const span = (feature.max ?? 0) - (feature.min ?? 0);
+    const step = isWhole ? Math.max(feature.increment || 1, Math.round(span / kSliderSteps)) : span / kSliderSteps;
+    const range = isBounded(feature) ? el("input", { type: "range", step, ...common, "aria-label": `${feature.name}, slider` }) : null;
+    range?.removeAttribute("aria-labelledby");
+    range?.addEventListener("input", () => {
+      input.value = textOf(range.valueAsNumber);
+    });
+    range?.addEventListener("change", () => this.#write(range, range.valueAsNumber));
+    this.#show = ({ value }) => {
+      if (document.activeElement !== input || this.element.dataset["result"] === "pending") {
+        input.value = typeof value === "number" ? textOf(value) : "";
+      }
+      if (range) {
+        range.value = String(value);
+      }
+    };
+    return range ? [range, input] : [input];
+  }
+
+  #write(control: HTMLElement, value: FeatureValue): void {
+    void this.#attempt(control, async () => {
+      const readBack = await this.actions.set(this.#feature.name, value);
+      this.#feature = { ...this.#feature, value: readBack };
+    });
+  }
+
+  async #attempt(control: HTMLElement, action: () => Promise<void>): Promise<void> {
+    this.element.dataset["result"] = "pending";
+    control.setAttribute("aria-busy", "true");
+    try {
+      await action();
+      this.#message.hidden = true;
+      this.#show(this.#feature);
+      this.element.dataset["result"] = "done";
+    } catch (error) {
+      this.#message.textContent = error instanceof Error ? error.message : String(error);
+      this.#message.hidden = false;
+      this.#show(this.#feature);
+      this.element.dataset["result"] = "failed";
+    }
+    control.removeAttribute("aria-busy");
+  }
+}

@@ -1,0 +1,165 @@
+// app.ts - what the page is about: the server, its cameras, which of them are shown and which one is in focus.
+import { api, ApiError } from "../protocol/api";
+import { DepthDecoder } from "../protocol/depthDecoder";
+import { Link } from "../protocol/link";
+import type { ServerInfo, ServerMessage, StreamName } from "../protocol/wire";
+import { Camera } from "./camera";
+import { settings } from "./settings";
+import { Signal } from "./signal";
+
+export type Connection =
+  | { kind: "connecting" }
+  | { kind: "open" }
+  | { kind: "closed"; retryInMs: number }
+  | { kind: "refused"; sentence: string }; // the server wants a token, or another one
+
+const kFrameRate = 30;
+
+class App {
+  readonly server = new Signal<ServerInfo | null>(null);
+  readonly connection = new Signal<Connection>({ kind: "connecting" });
+  readonly cameras = new Signal<Camera[]>([]);
+  readonly shown = new Signal<Camera[]>([]);
+  readonly focused = new Signal<Camera | null>(null);
+  readonly isMeasuring = new Signal(false);
+  readonly #decoder = new DepthDecoder();
+  readonly link = new Link({
+    onOpen: () => void this.#onOpen(),
+    onClosed: (retryInMs) => void this.#onClosed(retryInMs),
+    onMessage: (message) => this.#onMessage(message),
+    onPicture: (camera, picture) => void this.find(camera)?.takePicture(picture),
+  });
+
+  start(): void {
+    this.link.connect();
+    settings.watch(() => this.#subscribe());
+    document.addEventListener("visibilitychange", () => this.#subscribe());
+  }
+
+  find(id: string): Camera | undefined {
+    return this.cameras.value.find((camera) => camera.id === id);
+  }
+
+  show(cameras: Camera[]): void {
+    for (const camera of this.shown.value) {
+      if (!cameras.includes(camera)) {
+        camera.look([], kFrameRate);
+      }
+    }
+    for (const camera of cameras) {
+      if (!this.shown.value.includes(camera)) {
+        void camera.loadDetails();
+      }
+    }
+    this.shown.set(cameras);
+    if (!this.focused.value || !cameras.includes(this.focused.value)) {
+      this.focused.set(cameras[0] ?? null);
+    }
+    this.#subscribe();
+  }
+
+  toggle(camera: Camera): void {
+    const { value } = this.shown;
+    const next = this.cameras.value.filter((other) => (other === camera) !== value.includes(other));
+    this.show(next);
+    if (next.includes(camera)) {
+      this.focused.set(camera);
+    }
+  }
+
+  // Nobody looks: nothing is sent. A page in the background does not look.
+  #subscribe(): void {
+    const { views } = settings.value;
+    const streams: StreamName[] = ["stats"];
+    if (!document.hidden) {
+      if (views.some((view) => view !== "color")) {
+        streams.unshift("depth");
+      }
+      if (views.some((view) => view !== "depth")) {
+        streams.push("color");
+      }
+    }
+    for (const camera of this.shown.value) {
+      camera.look(streams, kFrameRate);
+    }
+  }
+
+  async #onOpen(): Promise<void> {
+    this.connection.set({ kind: "open" });
+    for (const camera of this.cameras.value) {
+      camera.forgetUnacknowledged();
+    }
+    try {
+      this.server.set(await api.server());
+      await this.reload();
+    } catch {
+      // The socket closes as well when the server is gone, and tells so.
+    }
+    for (const camera of this.shown.value) {
+      void camera.loadDetails();
+    }
+  }
+
+  // A closed socket does not say why; a request does.
+  async #onClosed(retryInMs: number): Promise<void> {
+    try {
+      await api.server();
+      this.connection.set({ kind: "closed", retryInMs });
+    } catch (error) {
+      const isRefused = error instanceof ApiError && (error.httpStatus === 401 || error.httpStatus === 403);
+      this.connection.set(isRefused ? { kind: "refused", sentence: error.message } : { kind: "closed", retryInMs });
+    }
+  }
+
+  async reload(): Promise<void> {
+    const entries = await api.cameras();
+    const cameras = entries.map((entry) => {
+      const known = this.find(entry.id);
+      known?.entry.set(entry);
+      return known ?? new Camera(entry, this.link, this.#decoder);
+    });
+    // A camera that is shown stays on the page while it is away, and says so.
+    for (const camera of this.shown.value) {
+      if (!cameras.includes(camera)) {
+        cameras.push(camera);
+      }
+    }
+    this.cameras.set(cameras);
+    if (this.shown.value.length === 0 && cameras.length > 0) {
+      this.show([cameras.find((camera) => !camera.entry.value.problem) ?? (cameras[0] as Camera)]);
+    }
+  }
+
+  #onMessage(message: ServerMessage): void {
+    if (message.type === "cameras") {
+      void this.reload().catch(() => undefined);
+      return;
+    }
+    if (message.type === "error") {
+      console.warn(message.error);
+      return;
+    }
+    const camera = this.find(message.camera);
+    if (!camera) {
+      return;
+    }
+    switch (message.type) {
+      case "state":
+        camera.takeState(message.state, message.error);
+        break;
+      case "stats":
+        camera.takeStatistics(message);
+        break;
+      case "playback":
+        camera.playback.set(message);
+        break;
+      case "geometry":
+        void camera.loadDetails();
+        break;
+      case "subscribed":
+        break;
+    }
+  }
+}
+
+export const app = new App();

@@ -1,0 +1,210 @@
+// camera.ts - one camera as the page knows it: its record, its newest pictures, its statistics, and what the user does
+// with it. A picture is acknowledged when it is on the screen, so that a slow machine gets fewer instead of older ones.
+// Pausing keeps the acknowledgement back: the server then sends nothing, and a step is one acknowledgement.
+import { pick, type DepthFrame, type Picked } from "../geometry/depthFrame";
+import { api, sentenceOf } from "../protocol/api";
+import type { DepthDecoder } from "../protocol/depthDecoder";
+import type { Link } from "../protocol/link";
+import {
+  kCodecJpeg, kDepth, type CameraDetails, type CameraEntry, type CameraState, type Failure, type PictureMessage,
+  type Playback, type Statistics, type StreamName,
+} from "../protocol/wire";
+import { notify } from "./notices";
+import { Signal } from "./signal";
+
+export interface ColorFrame {
+  number: number;
+  width: number;
+  height: number;
+  bitmap: ImageBitmap; // closed when the next one is there: who keeps a frame keeps its size and no more
+}
+
+export interface Recorder {
+  isRecording: boolean;
+  since: number;
+  file: string;
+}
+
+type PictureStream = Exclude<StreamName, "stats">;
+
+const kHistorySeconds = 60;
+const kDetailsRetryMs = 1500;
+
+export class Camera {
+  readonly entry: Signal<CameraEntry>;
+  readonly details = new Signal<CameraDetails | null>(null);
+  readonly state = new Signal<{ state: CameraState; error: Failure | null }>({ state: "opening", error: null });
+  readonly depth = new Signal<DepthFrame | null>(null);
+  readonly color = new Signal<ColorFrame | null>(null);
+  readonly history = new Signal<Statistics[]>([]);
+  readonly playback = new Signal<Playback | null>(null);
+  readonly recorder = new Signal<Recorder>({ isRecording: false, since: 0, file: "" });
+  readonly isPaused = new Signal(false);
+  readonly hovered = new Signal<Picked | null>(null);
+  readonly measured = new Signal<Picked[]>([]); // none, one or two
+  readonly #kept = new Map<PictureStream, number>(); // pictures shown and, paused, not acknowledged yet
+  #retry: number | undefined;
+  #colorBusy: PictureMessage | null = null;
+
+  constructor(entry: CameraEntry, readonly link: Link, readonly decoder: DepthDecoder) {
+    this.entry = new Signal(entry);
+  }
+
+  get id(): string {
+    return this.entry.value.id;
+  }
+
+  // Asks until there is an answer: a camera that is away tells nothing of its lenses.
+  async loadDetails(): Promise<void> {
+    window.clearTimeout(this.#retry);
+    try {
+      this.details.set(await api.camera(this.id));
+    } catch {
+      this.#retry = window.setTimeout(() => void this.loadDetails(), kDetailsRetryMs);
+    }
+  }
+
+  look(streams: StreamName[], fps: number): void {
+    this.link.subscribe(this.id, streams, fps);
+    if (streams.length === 0) {
+      window.clearTimeout(this.#retry);
+      this.#kept.clear();
+    }
+  }
+
+  takeState(state: CameraState, error: Failure | null): void {
+    const isBack = state === "streaming" && this.state.value.state !== "streaming";
+    this.state.set({ state, error });
+    if (isBack) {
+      void this.loadDetails();
+    }
+  }
+
+  takeStatistics(statistics: Statistics): void {
+    this.history.set([...this.history.value, statistics].slice(-kHistorySeconds));
+  }
+
+  async takePicture(picture: PictureMessage): Promise<void> {
+    if (picture.kind === kDepth) {
+      const samples = await this.decoder.decode(picture);
+      if (samples) {
+        const { number, ticks, arrivalUs, width, height } = picture;
+        const mmPerUnit = this.details.value?.millimetresPerUnit ?? 1;
+        this.depth.set({ number, ticks, arrivalUs, width, height, samples, mmPerUnit });
+        this.#remeasure();
+      }
+      this.#shown("depth", picture.number);
+    } else {
+      await this.#takeColor(picture);
+      this.#shown("color", picture.number);
+    }
+  }
+
+  async #takeColor(picture: PictureMessage): Promise<void> {
+    if (picture.codec !== kCodecJpeg) {
+      return;
+    }
+    this.#colorBusy = picture;
+    try {
+      const bitmap = await createImageBitmap(new Blob([picture.payload], { type: "image/jpeg" }));
+      if (this.#colorBusy !== picture) {
+        bitmap.close();
+        return;
+      }
+      const old = this.color.value;
+      this.color.set({ number: picture.number, width: bitmap.width, height: bitmap.height, bitmap });
+      old?.bitmap.close();
+    } catch {
+      // A picture that is none leaves the one before it.
+    }
+  }
+
+  // The point under the pointer belongs to the picture that is shown.
+  #remeasure(): void {
+    const at = this.hovered.value;
+    if (at) {
+      this.hover(at.u, at.v);
+    }
+  }
+
+  #shown(stream: PictureStream, number: number): void {
+    if (this.isPaused.value) {
+      this.#kept.set(stream, number);
+    } else {
+      requestAnimationFrame(() => requestAnimationFrame(() => this.link.acknowledge(this.id, stream, number)));
+    }
+  }
+
+  #release(): void {
+    const kept = [...this.#kept];
+    this.#kept.clear();
+    for (const [stream, number] of kept) {
+      this.link.acknowledge(this.id, stream, number);
+    }
+  }
+
+  forgetUnacknowledged(): void {
+    this.#kept.clear();
+  }
+
+  setPaused(isPaused: boolean): void {
+    if (this.entry.value.kind === "recording") {
+      void this.play({ playing: !isPaused });
+      return;
+    }
+    this.isPaused.set(isPaused);
+    if (!isPaused) {
+      this.#release();
+    }
+  }
+
+  get isStill(): boolean {
+    return this.entry.value.kind === "recording" ? this.playback.value?.playing === false : this.isPaused.value;
+  }
+
+  step(direction: 1 | -1): void {
+    if (this.entry.value.kind === "recording") {
+      void this.play({ playing: false, step: direction });
+    } else if (direction > 0) {
+      this.isPaused.set(true);
+      this.#release();
+    }
+  }
+
+  async play(change: Parameters<typeof api.playback>[1]): Promise<void> {
+    try {
+      this.playback.set(await api.playback(this.id, change));
+    } catch (error) {
+      notify("error", `Playing ${this.id}: ${sentenceOf(error)}`);
+    }
+  }
+
+  async toggleRecording(): Promise<void> {
+    const isRecording = this.recorder.value.isRecording;
+    try {
+      const answer = await api.record(this.id, isRecording ? "stop" : "start");
+      this.recorder.set({ isRecording: answer.recording, since: Date.now(), file: answer.file });
+      if (!answer.recording) {
+        const dropped = answer.dropped > 0 ? `, ${answer.dropped} dropped` : "";
+        notify(answer.dropped > 0 ? "warning" : "info", `Recorded ${answer.frames} frames to ${answer.file}${dropped}.`);
+      }
+    } catch (error) {
+      notify("error", `Recording ${this.id}: ${sentenceOf(error)}`);
+    }
+  }
+
+  pickAt(u: number, v: number): Picked | null {
+    const frame = this.depth.value;
+    const lens = this.details.value?.streams.depth;
+    return frame && lens ? pick(frame, lens, u, v) : null;
+  }
+
+  hover(u: number, v: number): void {
+    this.hovered.set(this.pickAt(u, v));
+  }
+
+  measure(picked: Picked): void {
+    const { value } = this.measured;
+    this.measured.set(value.length === 1 ? [...value, picked] : [picked]);
+  }
+}
