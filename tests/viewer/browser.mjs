@@ -142,7 +142,7 @@ before(async () => {
   // Without noise a pixel's truth is known; the frames of one cycle cost their rendering once. The time that it stays away
   // after a reset is what the page shows "lost" for.
   writeFileSync(environment.OX3D_VIRTUAL_CAMERAS,
-    `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = 20\nfps = 10\nfault = replug_after 1500\n`);
+    `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = 20\nfps = 5\nfault = replug_after 1500\n`);
   execFileSync(tool, ["record", join(work, "scene.mcap"), "--frames", "12"], { env: environment, cwd: work, stdio: ["ignore", "ignore", "inherit"] });
   const url = await startServer("0");
   origin = new URL(url).origin;
