@@ -14,7 +14,6 @@ constexpr size_t kMaxClients = 32;
 constexpr size_t kMaxConnections = 256;
 constexpr size_t kMaxBodyBytes = 65536;
 constexpr size_t kMaxHeaderBytes = 4096;
-constexpr unsigned kIdleSeconds = 10;
 constexpr unsigned kAnswerSeconds = 60;
 constexpr size_t kPieceBytes = 65536;
 constexpr size_t kMaxSendBytes = size_t{4} << 20U;
@@ -152,9 +151,9 @@ bool CServer::Listen(std::string* error) {
     info.max_http_header_data = kMaxHeaderBytes;
     info.max_http_header_pool = kMaxConnections;
     info.fd_limit_per_thread = kMaxConnections + 16;
-    info.timeout_secs = kIdleSeconds;
-    info.timeout_secs_ah_idle = kIdleSeconds;
-    info.keepalive_timeout = static_cast<int>(kIdleSeconds);
+    info.timeout_secs = m_options.m_idleSeconds;
+    info.timeout_secs_ah_idle = m_options.m_idleSeconds;
+    info.keepalive_timeout = static_cast<int>(m_options.m_idleSeconds);
     info.retry_and_idle_policy = &kPatience;
     m_context = lws_create_context(&info);
     lws_vhost* const host = m_context == nullptr ? nullptr : lws_get_vhost_by_name(m_context, "default");
@@ -372,7 +371,8 @@ int CServer::WriteReply(Exchange& exchange) {
         return -1;
     }
     if (!isLast) {
-        lws_set_timeout(exchange.m_wsi, PENDING_TIMEOUT_HTTP_CONTENT, static_cast<int>(kIdleSeconds));
+        lws_set_timeout(exchange.m_wsi, PENDING_TIMEOUT_HTTP_CONTENT,
+                        static_cast<int>(m_options.m_idleSeconds));
         lws_callback_on_writable(exchange.m_wsi);
         return 0;
     }

@@ -85,7 +85,8 @@ struct ServerOptions {
     std::string m_token;                 // empty: none is asked for
     std::vector<std::string> m_hosts;    // names that the server may be called by, beside the address
     bool m_isReadOnly = false;
-    std::string m_pageFolder; // empty: no page
+    std::string m_pageFolder;    // empty: no page
+    unsigned m_idleSeconds = 10; // a connection that says nothing for so long is closed
 };
 
 // What the module gives. Serves until isOver() says so; onListening() is told the port. False with a reason where it could

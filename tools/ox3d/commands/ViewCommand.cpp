@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kModule = "libox3d-viewer.so";
+constexpr const char* kModule = "viewer/libox3d-viewer.so";
 
 constexpr const char* kFooter =
     "Serves until Ctrl-C. A camera is opened when somebody looks at it and closed when nobody does.\n"
@@ -54,7 +54,7 @@ std::string PageFolder() {
     const char* const folder = std::getenv("OX3D_VIEWER_DIR");
     return folder != nullptr && *folder != '\0'
                ? fs::absolute(folder).string()
-               : (ProvidersFolder() / OX3D_PAGE_FROM_PROVIDERS).lexically_normal().string();
+               : (ModuleFile().parent_path() / OX3D_PAGE_FROM_MODULE).lexically_normal().string();
 }
 
 std::string RandomToken() {

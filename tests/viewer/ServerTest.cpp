@@ -1,0 +1,373 @@
+// The built server with a made-up stage: what it serves, whom it refuses, and that no client costs another anything.
+#include "tests/support/Files.h"
+#include "viewer/server/DepthPacker.h"
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <dlfcn.h>
+#include <future>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace ox3d::viewer {
+namespace {
+
+using namespace ::testing;
+
+constexpr int kPatienceMs = 60000; // for what has to come
+const std::string kToken = "0123456789abcdef";
+std::atomic<bool> g_isOver{false};
+
+// One camera "A".
+class CStage : public IStage {
+public:
+    void Attach(IAudience* audience) override { m_audience.store(audience); }
+    Answer Serve(const Request& request) override {
+        std::string query;
+        for (const auto& [key, value] : request.m_query) {
+            query += key + "=" + value + ";";
+        }
+        return {200, "text/plain",
+                request.m_method + " " + request.m_path + " " + query + " " + request.m_body};
+    }
+    std::optional<uint16_t> IndexOf(const std::string& camera) override {
+        return camera == "A" ? std::optional<uint16_t>(7) : std::nullopt;
+    }
+    void Want(uint16_t, const Wishes& wishes) override { m_clients.store(wishes.m_clients); }
+    std::vector<Telling> Greeting(uint16_t) override { return {{"state A", "hello", 7, EAudience::All}}; }
+
+    std::atomic<IAudience*> m_audience{nullptr};
+    std::atomic<uint32_t> m_clients{0};
+};
+
+// A connection of a client.
+class CWire {
+public:
+    explicit CWire(uint16_t port) : m_port(port), m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        m_isOpen = connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    }
+    ~CWire() { close(m_socket); }
+    CWire(const CWire&) = delete;
+    CWire& operator=(const CWire&) = delete;
+
+    bool Send(const std::string& bytes) {
+        return m_isOpen &&
+               send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    }
+    // So many bytes, or fewer where the server closes.
+    std::string Receive(size_t length) {
+        std::string got;
+        char block[65536];
+        pollfd readable{m_socket, POLLIN, 0};
+        while (m_isOpen && got.size() < length && poll(&readable, 1, kPatienceMs) > 0) {
+            const ssize_t count = recv(m_socket, block, std::min(sizeof(block), length - got.size()), 0);
+            m_isOpen = count > 0;
+            got.append(block, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+        }
+        return got;
+    }
+    bool IsClosed() {
+        while (!Receive(1).empty()) {
+        }
+        return !m_isOpen;
+    }
+    std::string Head() {
+        std::string head;
+        while (!head.ends_with("\r\n\r\n")) {
+            const std::string byte = Receive(1);
+            if (byte.empty()) {
+                break;
+            }
+            head += byte;
+        }
+        return head;
+    }
+    // Head and body.
+    std::string Ask(const std::string& line, const std::string& headers = "", const std::string& body = "") {
+        Send(line + " HTTP/1.1\r\n" + HeadersWith(headers) + "\r\n" + body);
+        const std::string head = Head();
+        const size_t at = head.find("content-length: ");
+        return at == head.npos ? head : head + Receive(std::stoul(head.substr(at + 16)));
+    }
+    bool Upgrade(const std::string& protocols) {
+        Send("GET /ws HTTP/1.1\r\n" +
+             HeadersWith("Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+                         "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Protocol: " +
+                         protocols + "\r\n") +
+             "\r\n");
+        return Head().starts_with("HTTP/1.1 101");
+    }
+    bool SendFrame(const std::string& text, char firstByte = '\x81') {
+        std::string frame(1, firstByte);
+        frame += static_cast<char>(0x80 | (text.size() < 126 ? text.size() : 126));
+        if (text.size() >= 126) {
+            frame += {static_cast<char>(text.size() >> 8U), static_cast<char>(text.size())};
+        }
+        return Send(frame + std::string(4, '\0') + text);
+    }
+    // The next message, of whatever fragments.
+    std::string Message() {
+        std::string message;
+        for (;;) {
+            const std::string head = Receive(2);
+            if (head.size() < 2) {
+                return "closed";
+            }
+            uint64_t length = static_cast<uint8_t>(head[1]) & 127U;
+            if (length >= 126) {
+                uint64_t longer = 0;
+                for (const char c : Receive(length == 126 ? 2 : 8)) {
+                    longer = longer << 8U | static_cast<uint8_t>(c);
+                }
+                length = longer;
+            }
+            message += Receive(length);
+            if ((head[0] & 0x80) != 0) {
+                return message;
+            }
+        }
+    }
+    // Of the next image; others' words are passed over.
+    uint32_t Number() {
+        for (;;) {
+            const std::string message = Message();
+            if (message == "closed" || message[0] == 1) {
+                return message.size() < kHeaderBytes
+                           ? 0
+                           : static_cast<uint8_t>(message[4]) + 256U * static_cast<uint8_t>(message[5]);
+            }
+        }
+    }
+
+private:
+    std::string HeadersWith(const std::string& own) const {
+        const bool hasHost = own.find("Host:") != own.npos;
+        return (hasHost ? "" : "Host: 127.0.0.1:" + std::to_string(m_port) + "\r\n") + own;
+    }
+
+    const uint16_t m_port;
+    const int m_socket;
+    bool m_isOpen = false;
+};
+
+class ViewerServer : public Test {
+protected:
+    void Begin(bool isReadOnly = false, unsigned idleSeconds = 10) {
+        void* const module = dlopen(OX3D_VIEWER_MODULE, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(module, nullptr) << dlerror();
+        const auto serve = reinterpret_cast<ServeFunction>(dlsym(module, kServeSymbol));
+        ASSERT_NE(serve, nullptr);
+        std::filesystem::create_directories(m_folder.Path() / "page");
+        test::WriteFile(m_folder.File("page/index.html"), "<p>page");
+        test::WriteFile(m_folder.File("secret"), "secret");
+        ServerOptions options;
+        options.m_port = 0;
+        options.m_token = kToken;
+        options.m_isReadOnly = isReadOnly;
+        options.m_pageFolder = m_folder.File("page");
+        options.m_idleSeconds = idleSeconds;
+        g_isOver.store(false);
+        std::future<uint16_t> port = m_listening.get_future();
+        m_thread = std::thread([this, serve, options] {
+            std::string error;
+            const auto onListening = [](uint16_t at, void* user) {
+                static_cast<std::promise<uint16_t>*>(user)->set_value(at);
+            };
+            if (!serve(
+                    options, m_stage, [] { return g_isOver.load(); }, onListening, &m_listening, &error)) {
+                m_listening.set_value(0);
+            }
+        });
+        m_port = port.get();
+        ASSERT_NE(m_port, 0);
+    }
+    ~ViewerServer() override {
+        g_isOver.store(true);
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+    // Empty where there is no answer.
+    std::string Status(const std::string& line, const std::string& headers = "",
+                       const std::string& body = "") const {
+        const std::string answer = CWire(m_port).Ask(line, headers, body);
+        return answer.substr(std::min<size_t>(9, answer.size()), 3);
+    }
+    std::unique_ptr<CWire> Look(const std::string& streams = R"("depth","stats")") const {
+        auto wire = std::make_unique<CWire>(m_port);
+        EXPECT_TRUE(wire->Upgrade("ox3d.v1, ox3d.token." + kToken));
+        wire->SendFrame(R"({"type":"subscribe","camera":"A","streams":[)" + streams + "]}");
+        EXPECT_THAT(wire->Message(), HasSubstr(R"("type":"subscribed","camera":"A","index":7)"));
+        EXPECT_EQ(wire->Message(), "hello");
+        return wire;
+    }
+    static void Acknowledge(CWire& wire, uint32_t number) {
+        wire.SendFrame(R"({"type":"ack","camera":"A","stream":"depth","number":)" + std::to_string(number) +
+                       "}");
+    }
+    std::weak_ptr<Packet> Publish(uint32_t number, size_t bytes = 100) {
+        ImageHeader header;
+        header.m_number = number;
+        PacketPointer packet = MakePacket(header, std::vector<uint8_t>(bytes));
+        std::weak_ptr<Packet> watched = packet;
+        m_stage.m_audience.load()->Publish(7, EStream::Depth, std::move(packet));
+        return watched;
+    }
+
+    test::CTempFolder m_folder;
+    CStage m_stage;
+    std::promise<uint16_t> m_listening;
+    std::thread m_thread;
+    uint16_t m_port = 0;
+};
+
+const std::string kBearer = "Authorization: Bearer " + kToken + "\r\n";
+
+TEST_F(ViewerServer, ServesItsFilesAndNoOthers) {
+    Begin();
+    const std::string page = CWire(m_port).Ask("GET /");
+    EXPECT_THAT(page, StartsWith("HTTP/1.1 200"));
+    EXPECT_THAT(page, EndsWith("<p>page"));
+    EXPECT_THAT(page, HasSubstr("content-security-policy: default-src 'none'; script-src 'self'"));
+    EXPECT_THAT(page, HasSubstr("referrer-policy: no-referrer"));
+    EXPECT_THAT(CWire(m_port).Ask("GET /healthz"), EndsWith(R"({"status":"ok"})"));
+    for (const char* const path :
+         {"/secret", "/../secret", "/%2e%2e/secret", "/..%2fsecret", "//etc/passwd", "/index.html/"}) {
+        EXPECT_THAT(CWire(m_port).Ask(std::string("GET ") + path), Not(HasSubstr("secret\n"))) << path;
+        EXPECT_THAT(Status(std::string("GET ") + path), Ne("200")) << path;
+    }
+}
+
+TEST_F(ViewerServer, HandsOnWhatIsAllowedAndRefusesTheRest) {
+    Begin();
+    EXPECT_THAT(CWire(m_port).Ask("PUT /api/features/Gain%20X?id=A%26B&q=1",
+                                  kBearer + "Content-Length: 3\r\n", "{1}"),
+                EndsWith("PUT /api/features/Gain X id=A&B;q=1; {1}"));
+    const std::string body = "Content-Length: 2\r\n";
+    const struct {
+        std::string m_line;
+        std::string m_headers;
+        const char* m_status;
+    } cases[] = {
+        {"GET /api/cameras", kBearer, "200"},
+        {"GET /api/cameras", "", "401"},
+        {"GET /metrics", "Authorization: Bearer 0123456789abcdeX\r\n", "401"},
+        {"GET /snapshot/depth.png", "Authorization: Basic " + kToken + "\r\n", "401"},
+        {"GET /api/cameras", kBearer + "Host: evil.com\r\n", "403"},
+        {"GET /", "Host: evil.com\r\n", "403"},
+        {"POST /api/run/Stop", kBearer + body + "Origin: http://evil.com\r\n", "403"},
+        {"POST /api/run/Stop",
+         kBearer + body + "Origin: http://localhost:" + std::to_string(m_port) +
+             "\r\nHost: localhost:" + std::to_string(m_port) + "\r\n",
+         "200"},
+        {"GET /api/cameras", kBearer + "Sec-Fetch-Site: cross-site\r\n", "403"},
+    };
+    for (const auto& one : cases) {
+        EXPECT_EQ(Status(one.m_line, one.m_headers, one.m_line[0] == 'P' ? "{}" : ""), one.m_status)
+            << one.m_line << " " << one.m_headers;
+    }
+    EXPECT_FALSE(CWire(m_port).Upgrade("ox3d.v1"));
+    EXPECT_FALSE(CWire(m_port).Upgrade("ox3d.v1, ox3d.token.0123456789abcdeX"));
+    EXPECT_TRUE(CWire(m_port).Upgrade("ox3d.v1, ox3d.token." + kToken));
+}
+
+TEST_F(ViewerServer, ChangesNothingWhenItIsReadOnly) {
+    Begin(true);
+    EXPECT_EQ(Status("POST /api/run/Stop", kBearer + "Content-Length: 0\r\n"), "403");
+    EXPECT_EQ(Status("PUT /api/features/Gain", kBearer + "Content-Length: 0\r\n"), "403");
+    EXPECT_EQ(Status("GET /api/features", kBearer), "200");
+}
+
+TEST_F(ViewerServer, SendsOthersEveryImageWhileOneStalls) {
+    Begin();
+    const auto stalled = Look();
+    const auto quick = Look();
+    std::vector<std::weak_ptr<Packet>> packets;
+    for (uint32_t number = 1; number <= 100; ++number) {
+        packets.push_back(Publish(number, 1000000));
+        ASSERT_EQ(quick->Number(), number);
+        Acknowledge(*quick, number);
+    }
+    const auto alive =
+        std::count_if(packets.begin(), packets.end(), [](const auto& packet) { return !packet.expired(); });
+    EXPECT_LE(alive, 3); // what waits for the one, and what is just sent
+    EXPECT_EQ(stalled->Number(), 1U);
+    Acknowledge(*stalled, 1);
+    EXPECT_EQ(stalled->Number(), 100U);
+}
+
+TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
+    Begin();
+    const auto watcher = Look();
+    const std::string longText(kMaxMessageBytes + 1, ' ');
+    for (const std::string& text : {std::string("garbage"), std::string("{}"), longText}) {
+        const auto wire = Look();
+        wire->SendFrame(text);
+        EXPECT_TRUE(wire->IsClosed()) << text.substr(0, 20);
+    }
+    for (const char firstByte : {'\x82', '\x83', '\xF1'}) { // binary, an unknown kind, reserved bits
+        const auto wire = Look();
+        wire->SendFrame("{}", firstByte);
+        EXPECT_TRUE(wire->IsClosed());
+    }
+    EXPECT_NE(Status("POST /api/run/X", kBearer + "Content-Length: 1000000\r\n", std::string(100000, 'x')),
+              "200");
+    CWire noise(m_port);
+    noise.Send(std::string(3000, '\xFF') + "\r\n\r\n");
+    EXPECT_TRUE(noise.IsClosed());
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files); // of both sides
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    setrlimit(RLIMIT_NOFILE, &files);
+    std::vector<std::unique_ptr<CWire>> many;
+    for (int i = 0; i < 1000; ++i) {
+        many.push_back(std::make_unique<CWire>(m_port));
+    }
+    Publish(1);
+    EXPECT_EQ(watcher->Number(), 1U);
+    many.clear();
+    while (CWire(m_port).Ask("GET /healthz").empty()) { // until those are gone
+    }
+    std::vector<std::unique_ptr<CWire>> clients;
+    size_t accepted = 1;
+    for (int i = 0; i < 40; ++i) {
+        clients.push_back(std::make_unique<CWire>(m_port));
+        accepted += clients.back()->Upgrade("ox3d.v1, ox3d.token." + kToken) ? 1 : 0;
+    }
+    EXPECT_EQ(accepted, 32U);
+}
+
+TEST_F(ViewerServer, WaitsForNoOneForEver) {
+    Begin(false, 1);
+    CWire silent(m_port);
+    CWire slow(m_port);
+    CWire endless(m_port);
+    endless.Send("GET /healthz HTTP/1.1\r\nX: " + std::string(20000, 'x'));
+    CWire bodyless(m_port);
+    bodyless.Send("POST /api/run/X HTTP/1.1\r\nHost: localhost:" + std::to_string(m_port) + "\r\n" + kBearer +
+                  "Content-Length: 10\r\n\r\n{");
+    slow.Send("GET /healthz HTTP/1.1\r\nX: ");
+    bool isSlowClosed = false;
+    for (int i = 0; i < 600 && !isSlowClosed; ++i) { // a byte now and then keeps nothing open
+        isSlowClosed = !slow.Send("x");
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_TRUE(isSlowClosed);
+    EXPECT_TRUE(silent.IsClosed());
+    EXPECT_TRUE(bodyless.IsClosed());
+    EXPECT_TRUE(endless.IsClosed());
+}
+
+} // namespace
+} // namespace ox3d::viewer
