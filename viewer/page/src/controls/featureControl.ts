@@ -10,6 +10,7 @@ export interface FeatureActions {
 
 const kSliderSteps = 500;
 const kLargestSpan = 1e7; // a slider over more is of no use
+const kLogarithmic = 1000; // times the smallest value: from here on a slider goes by ratios
 
 function isBounded(feature: FeatureEntry): boolean {
   const span = (feature.max ?? Infinity) - (feature.min ?? -Infinity);
@@ -30,6 +31,25 @@ function rangeText(feature: FeatureEntry): string {
   }
   const step = increment !== undefined && increment > 1 ? `, by ${increment}` : "";
   return `${textOf(min)} to ${textOf(max)}${step}`;
+}
+
+interface Scale {
+  valueAt(share: number): number;
+  shareOf(value: number): number;
+}
+
+// From a slider's place, 0 to 1, to a value that the feature takes, and back.
+function scaleOf({ min = 0, max = 1, increment, type }: FeatureEntry): Scale {
+  const isByRatio = min > 0 && max / min >= kLogarithmic;
+  const step = type === "integer" ? increment || 1 : 0;
+  const fit = (value: number): number => {
+    const whole = step > 0 ? min + Math.round((value - min) / step) * step : Number(value.toPrecision(4));
+    return Math.min(max, Math.max(min, whole > max ? whole - step : whole));
+  };
+  return {
+    valueAt: (share) => fit(isByRatio ? min * (max / min) ** share : min + share * (max - min)),
+    shareOf: (value) => isByRatio ? Math.log(Math.max(value, min) / min) / Math.log(max / min) : (value - min) / (max - min),
+  };
 }
 
 export class FeatureControl {
@@ -127,20 +147,20 @@ export class FeatureControl {
       ...(feature.max === undefined ? {} : { max: feature.max }) };
     const input = el("input", { type: "number", step: isWhole ? feature.increment || 1 : "any", ...common });
     input.addEventListener("change", () => Number.isFinite(input.valueAsNumber) && this.#write(input, input.valueAsNumber));
-    const span = (feature.max ?? 0) - (feature.min ?? 0);
-    const step = isWhole ? Math.max(feature.increment || 1, Math.round(span / kSliderSteps)) : span / kSliderSteps;
-    const range = isBounded(feature) ? el("input", { type: "range", step, ...common, "aria-label": `${feature.name}, slider` }) : null;
-    range?.removeAttribute("aria-labelledby");
+    const range = isBounded(feature) ? el("input", { type: "range", min: 0, max: kSliderSteps, step: 1, "aria-label": `${feature.name}, slider` }) : null;
+    const scale = scaleOf(feature);
     range?.addEventListener("input", () => {
-      input.value = textOf(range.valueAsNumber);
+      input.value = textOf(scale.valueAt(range.valueAsNumber / kSliderSteps));
+      range.setAttribute("aria-valuetext", input.value);
     });
-    range?.addEventListener("change", () => this.#write(range, range.valueAsNumber));
+    range?.addEventListener("change", () => this.#write(range, scale.valueAt(range.valueAsNumber / kSliderSteps)));
     this.#show = ({ value }) => {
       if (document.activeElement !== input || this.element.dataset["result"] === "pending") {
         input.value = typeof value === "number" ? textOf(value) : "";
       }
-      if (range) {
-        range.value = String(value);
+      if (range && typeof value === "number") {
+        range.value = String(Math.round(kSliderSteps * scale.shareOf(value)));
+        range.setAttribute("aria-valuetext", textOf(value));
       }
     };
     return range ? [range, input] : [input];

@@ -94,6 +94,9 @@ export class Features {
       }
     }
     this.#filter();
+    if (features.length === 0) {
+      this.#none.textContent = this.#camera?.entry.value.kind === "recording" ? "A recording has no features." : "The camera has no features.";
+    }
   }
 
   #groups(features: FeatureEntry[]): HTMLElement[] {

@@ -95,6 +95,7 @@ export type ServerMessage =
   | { type: "state"; camera: string; state: CameraState; error: Failure | null }
   | ({ type: "stats"; camera: string } & Statistics)
   | ({ type: "playback"; camera: string } & Playback)
+  | ({ type: "record"; camera: string } & RecordAnswer)
   | { type: "cameras" }
   | { type: "geometry"; camera: string }
   | { type: "error"; error: string };

@@ -153,6 +153,9 @@ class App {
       case "playback":
         camera.playback.set(message);
         break;
+      case "record":
+        camera.takeRecording(message);
+        break;
       case "geometry":
         void camera.loadDetails();
         break;

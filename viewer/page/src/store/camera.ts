@@ -7,7 +7,7 @@ import type { DepthDecoder } from "../protocol/depthDecoder";
 import type { Link } from "../protocol/link";
 import {
   kCodecJpeg, kDepth, type CameraDetails, type CameraEntry, type CameraState, type Failure, type PictureMessage,
-  type Playback, type Statistics, type StreamName,
+  type Playback, type RecordAnswer, type Statistics, type StreamName,
 } from "../protocol/wire";
 import { notify } from "./notices";
 import { Signal } from "./signal";
@@ -29,6 +29,7 @@ type PictureStream = Exclude<StreamName, "stats">;
 
 const kHistorySeconds = 60;
 const kDetailsRetryMs = 1500;
+const kPairMs = 100; // so long depth waits for color of its frame, or color for depth
 
 export class Camera {
   readonly entry: Signal<CameraEntry>;
@@ -44,7 +45,10 @@ export class Camera {
   readonly measured = new Signal<Picked[]>([]); // none, one or two
   readonly #kept = new Map<PictureStream, number>(); // pictures shown and, paused, not acknowledged yet
   #retry: number | undefined;
-  #colorBusy: PictureMessage | null = null;
+  #waiting: { depth?: DepthFrame; color?: ColorFrame } = {}; // arrived, and not shown yet
+  #wantsBoth = false;
+  #pointer: [number, number] | null = null; // the depth pixel under it
+  #pairTimer: number | undefined;
 
   constructor(entry: CameraEntry, readonly link: Link, readonly decoder: DepthDecoder) {
     this.entry = new Signal(entry);
@@ -66,6 +70,7 @@ export class Camera {
 
   look(streams: StreamName[], fps: number): void {
     this.link.subscribe(this.id, streams, fps);
+    this.#wantsBoth = streams.includes("depth") && streams.includes("color");
     if (streams.length === 0) {
       window.clearTimeout(this.#retry);
       this.#kept.clear();
@@ -90,40 +95,58 @@ export class Camera {
       if (samples) {
         const { number, ticks, arrivalUs, width, height } = picture;
         const mmPerUnit = this.details.value?.millimetresPerUnit ?? 1;
-        this.depth.set({ number, ticks, arrivalUs, width, height, samples, mmPerUnit });
-        this.#remeasure();
+        this.#waiting.depth = { number, ticks, arrivalUs, width, height, samples, mmPerUnit };
+      } else {
+        this.#shown("depth", picture.number); // it is none: the one before it stays
       }
-      this.#shown("depth", picture.number);
     } else {
       await this.#takeColor(picture);
+    }
+    this.#showWaiting();
+  }
+
+  async #takeColor(picture: PictureMessage): Promise<void> {
+    try {
+      if (picture.codec !== kCodecJpeg) {
+        throw new Error("no JPEG");
+      }
+      const bitmap = await createImageBitmap(new Blob([picture.payload], { type: "image/jpeg" }));
+      this.#waiting.color?.bitmap.close();
+      this.#waiting.color = { number: picture.number, width: bitmap.width, height: bitmap.height, bitmap };
+    } catch {
       this.#shown("color", picture.number);
     }
   }
 
-  async #takeColor(picture: PictureMessage): Promise<void> {
-    if (picture.codec !== kCodecJpeg) {
+  // Depth and color are shown together, so that a cloud has the colors of its own frame. They are acknowledged together,
+  // too, by which the server takes the next of either from one frame.
+  #showWaiting(isLate = false): void {
+    const { depth, color } = this.#waiting;
+    const streams = this.details.value?.streams;
+    if (!isLate && this.#wantsBoth && streams?.depth && streams.color && !(depth && color)) {
+      this.#pairTimer ??= window.setTimeout(() => this.#showWaiting(true), kPairMs);
       return;
     }
-    this.#colorBusy = picture;
-    try {
-      const bitmap = await createImageBitmap(new Blob([picture.payload], { type: "image/jpeg" }));
-      if (this.#colorBusy !== picture) {
-        bitmap.close();
-        return;
-      }
+    window.clearTimeout(this.#pairTimer);
+    this.#pairTimer = undefined;
+    this.#waiting = {};
+    if (depth) {
+      this.depth.set(depth);
+      this.#remeasure();
+      this.#shown("depth", depth.number);
+    }
+    if (color) {
       const old = this.color.value;
-      this.color.set({ number: picture.number, width: bitmap.width, height: bitmap.height, bitmap });
+      this.color.set(color);
       old?.bitmap.close();
-    } catch {
-      // A picture that is none leaves the one before it.
+      this.#shown("color", color.number);
     }
   }
 
   // The point under the pointer belongs to the picture that is shown.
   #remeasure(): void {
-    const at = this.hovered.value;
-    if (at) {
-      this.hover(at.u, at.v);
+    if (this.#pointer) {
+      this.hover(...this.#pointer);
     }
   }
 
@@ -179,11 +202,16 @@ export class Camera {
     }
   }
 
+  takeRecording({ recording, file }: RecordAnswer): void {
+    const { isRecording, since } = this.recorder.value;
+    this.recorder.set({ isRecording: recording, since: isRecording ? since : Date.now(), file });
+  }
+
   async toggleRecording(): Promise<void> {
     const isRecording = this.recorder.value.isRecording;
     try {
       const answer = await api.record(this.id, isRecording ? "stop" : "start");
-      this.recorder.set({ isRecording: answer.recording, since: Date.now(), file: answer.file });
+      this.takeRecording(answer);
       if (!answer.recording) {
         const dropped = answer.dropped > 0 ? `, ${answer.dropped} dropped` : "";
         notify(answer.dropped > 0 ? "warning" : "info", `Recorded ${answer.frames} frames to ${answer.file}${dropped}.`);
@@ -199,8 +227,15 @@ export class Camera {
     return frame && lens ? pick(frame, lens, u, v) : null;
   }
 
+  // The pointer stays where it is also while nothing is measured there.
   hover(u: number, v: number): void {
+    this.#pointer = [u, v];
     this.hovered.set(this.pickAt(u, v));
+  }
+
+  leave(): void {
+    this.#pointer = null;
+    this.hovered.set(null);
   }
 
   measure(picked: Picked): void {

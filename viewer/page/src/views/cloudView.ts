@@ -109,10 +109,15 @@ export class CloudView implements View {
     });
     canvas.addEventListener("pointermove", (event) => {
       if (event.buttons === 0) {
-        this.camera.hovered.set(this.#pick(event.offsetX, event.offsetY));
+        const picked = this.#pick(event.offsetX, event.offsetY);
+        if (picked) {
+          this.camera.hover(picked.u, picked.v);
+        } else {
+          this.camera.leave();
+        }
       }
     });
-    canvas.addEventListener("pointerleave", () => this.camera.hovered.set(null));
+    canvas.addEventListener("pointerleave", () => this.camera.leave());
     canvas.addEventListener("click", (event) => {
       const moved = Math.hypot(event.offsetX - this.#pressed[0], event.offsetY - this.#pressed[1]);
       const picked = app.isMeasuring.value && moved < kClickTravel ? this.#pick(event.offsetX, event.offsetY) : null;

@@ -27,7 +27,7 @@ export class PictureView implements View {
     this.#marks.setAttribute("aria-label", `${label}: point at a place for its depth`);
     this.#marks.setAttribute("role", "application");
     this.#marks.addEventListener("pointermove", (event) => this.#hover(event));
-    this.#marks.addEventListener("pointerleave", () => camera.hovered.set(null));
+    this.#marks.addEventListener("pointerleave", () => camera.leave());
     this.#marks.addEventListener("click", (event) => this.#click(event));
     this.#marks.addEventListener("keydown", (event) => this.#moveByKey(event));
   }
@@ -107,7 +107,7 @@ export class PictureView implements View {
     if (at) {
       this.camera.hover(at[0], at[1]);
     } else {
-      this.camera.hovered.set(null);
+      this.camera.leave();
     }
   }
 
