@@ -45,7 +45,7 @@ TEXT
 
 build_debian() {
     # Symbols for debuggers are kept where the library was built; packages of them would double the time.
-    (cd "$source" && DEB_BUILD_OPTIONS="parallel=$jobs noautodbgsym ${DEB_BUILD_OPTIONS:-}" \
+    (cd "$source" && OX3D_PAGE_NODE_MODULES="$root/build/node-page/node_modules" DEB_BUILD_OPTIONS="parallel=$jobs noautodbgsym ${DEB_BUILD_OPTIONS:-}" \
         dpkg-buildpackage --build=binary --no-sign)
 }
 

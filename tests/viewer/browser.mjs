@@ -30,7 +30,8 @@ delete environment.OX3D_VIEWER_DIR;
 async function startServer(port) {
   server = spawn(tool, ["view", "--port", port, "--token", kToken, "--recording", join(work, "scene.mcap"), "--record-dir", work],
     { env: environment, cwd: work, stdio: ["ignore", "pipe", "inherit"] });
-  const [line] = await once(createInterface({ input: server.stdout }), "line");
+  const [line] = await Promise.race([once(createInterface({ input: server.stdout }), "line"),
+    once(server, "exit").then(([code]) => assert.fail(`ox3d view has ended: ${code}`))]);
   assert.match(line, new RegExp(`^http://127\\.0\\.0\\.1:\\d+/#token=${kToken}$`));
   return line;
 }
