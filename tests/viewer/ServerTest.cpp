@@ -32,7 +32,7 @@ public:
     Answer Serve(const Request& request) override {
         std::string query;
         for (const auto& [key, value] : request.m_query) {
-            query += key + "=" + value + ";";
+            query.append(key).append("=").append(value).append(";");
         }
         return {200, "text/plain",
                 request.m_method + " " + request.m_path + " " + query + " " + request.m_body};
@@ -294,6 +294,7 @@ TEST_F(ViewerServer, SendsOthersEveryImageWhileOneStalls) {
     const auto stalled = Look();
     const auto quick = Look();
     std::vector<std::weak_ptr<Packet>> packets;
+    packets.reserve(100);
     for (uint32_t number = 1; number <= 100; ++number) {
         packets.push_back(Publish(number, 1000000));
         ASSERT_EQ(quick->Number(), number);
@@ -331,6 +332,7 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
     setrlimit(RLIMIT_NOFILE, &files);
     std::vector<std::unique_ptr<CWire>> many;
+    many.reserve(1000);
     for (int i = 0; i < 1000; ++i) {
         many.push_back(std::make_unique<CWire>(m_port));
     }
@@ -340,6 +342,7 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     while (CWire(m_port).Ask("GET /healthz").empty()) { // until those are gone
     }
     std::vector<std::unique_ptr<CWire>> clients;
+    clients.reserve(40);
     size_t accepted = 1;
     for (int i = 0; i < 40; ++i) {
         clients.push_back(std::make_unique<CWire>(m_port));

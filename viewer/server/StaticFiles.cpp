@@ -46,7 +46,8 @@ StaticFiles ReadStaticFiles(const std::string& folder) {
         }
         StaticFile file{TypeOf(entry->path()), {}};
         if (ReadLocalFile(entry->path().string(), kMaxFileBytes, &file.m_bytes)) {
-            const std::string path = "/" + entry->path().lexically_relative(folder).generic_string();
+            std::string path(1, '/');
+            path += entry->path().lexically_relative(folder).generic_string();
             files[path] = std::make_shared<const StaticFile>(std::move(file));
         }
     }

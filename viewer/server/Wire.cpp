@@ -176,7 +176,8 @@ bool IsBearer(std::string_view authorization, std::string_view token) {
 
 bool IsHostAllowed(std::string_view host, std::span<const std::string> names, uint16_t port) {
     const std::string asked = Lower(host);
-    const std::string ending = ":" + std::to_string(port);
+    std::string ending(1, ':');
+    ending += std::to_string(port);
     return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
         return asked == Lower(name) + ending || asked == Lower(name); // a proxy may have another port
     });

@@ -48,7 +48,7 @@ Feature SetFeature(void* handle, const std::string& name, const std::string& tex
 }
 
 Feature FindCommand(void* handle, const std::string& name) {
-    const Feature feature = FindFeature(handle, name);
+    Feature feature = FindFeature(handle, name);
     if (feature.m_record.nType != OX3D_RGBD_FEATURE_COMMAND) {
         throw CToolError(EExitCode::Usage, feature.Name() + " is no command but a " +
                                                TypeText(feature.m_record.nType) + "; \"ox3d set\" sets it");

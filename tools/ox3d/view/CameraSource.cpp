@@ -18,7 +18,6 @@ namespace ox3d::tool {
 namespace {
 
 using namespace std::chrono_literals;
-namespace fs = std::filesystem;
 
 constexpr auto kStep = 100ms;
 constexpr auto kKeptOpen = 5s; // after the last who looked
@@ -137,13 +136,9 @@ void CCameraSource::Run() noexcept {
 }
 
 bool CCameraSource::IsWanted(Clock::time_point now) {
-    bool isWanted = false;
-    {
-        const CLock lock(m_recordMutex);
-        isWanted = m_recorder != nullptr;
-    }
+    const bool isRecording = IsRecording();
     const CLock lock(m_mutex);
-    if (isWanted || m_wishes.m_clients > 0) {
+    if (isRecording || m_wishes.m_clients > 0) {
         m_wantedUntil = std::max(m_wantedUntil, now + kKeptOpen);
     }
     return now < m_wantedUntil;
@@ -369,7 +364,8 @@ Json CCameraSource::Details() {
 Json CCameraSource::Features(const std::string& pattern) {
     const OpenedPointer opened = Acquire();
     Json list = Json::array();
-    for (Feature feature : CFeatures(opened->m_camera.Handle()).All()) {
+    const CFeatures features(opened->m_camera.Handle());
+    for (Feature feature : features.All()) {
         if (feature.m_record.nVisibility != OX3D_RGBD_VISIBILITY_INVISIBLE &&
             (pattern.empty() || IsFeatureMatch(pattern, feature.Name()))) {
             feature.m_entries = EntriesOf(opened->m_camera.Handle(), feature.m_record);
@@ -382,8 +378,7 @@ Json CCameraSource::Features(const std::string& pattern) {
 Json CCameraSource::SetFeature(const std::string& name, const std::string& value) {
     const OpenedPointer opened = Acquire();
     const bool isAligning = name == OX3D_RGBD_KEY_IMAGE_ALIGN || name == OX3D_RGBD_KEY_RESOLUTION_ALIGN;
-    const CLock lock(m_recordMutex);
-    if (isAligning && m_recorder != nullptr) {
+    if (isAligning && IsRecording()) {
         throw CViewError(kConflict, "a recording holds frames as the camera sends them: stop it first");
     }
     void* const handle = opened->m_camera.Handle();
@@ -425,6 +420,12 @@ GrabbedFrame CCameraSource::Snapshot(bool isCloudWanted) {
         frame.m_cloud = CloudOfCopy(opened->m_camera.Handle(), *copy);
     }
     return frame;
+}
+
+// No call of the library stands under the lock, which frame callbacks take.
+bool CCameraSource::IsRecording() const {
+    const CLock lock(m_recordMutex);
+    return m_recorder != nullptr;
 }
 
 void CCameraSource::AddToRecording(FrameView view) {
@@ -488,13 +489,10 @@ void CCameraSource::FinishRecording() {
 }
 
 Json CCameraSource::Record(bool isStarting) {
+    if (isStarting && IsRecording()) {
+        throw CViewError(kConflict, "it is recorded already");
+    }
     if (isStarting) {
-        {
-            const CLock lock(m_recordMutex);
-            if (m_recorder != nullptr) {
-                throw CViewError(kConflict, "it is recorded already");
-            }
-        }
         StartRecording();
     } else {
         FinishRecording();

@@ -67,6 +67,7 @@ private:
     // Opens the camera where it is not open, and waits for that. Throws CViewError.
     OpenedPointer Acquire() OX_EXCLUDES(m_mutex);
     void AwaitFrame(std::chrono::seconds patience) OX_EXCLUDES(m_mutex);
+    bool IsRecording() const OX_EXCLUDES(m_recordMutex);
     void StartRecording() OX_EXCLUDES(m_recordMutex);
     void FinishRecording() OX_EXCLUDES(m_recordMutex);
     Json RecordingJson() const OX_REQUIRES(m_recordMutex);

@@ -181,7 +181,7 @@ Json CPlayedSource::Play(const Json& wish) {
         m_isToShow = true;
     }
     m_changed.NotifyAll();
-    const Json playing = PlayingJson();
+    Json playing = PlayingJson();
     Tell("playback", playing, viewer::EAudience::OfCamera);
     return playing;
 }
