@@ -51,7 +51,8 @@ std::string MetricsText(const std::vector<ViewMetric>& cameras) {
         for (const ViewMetric& camera : cameras) {
             char value[32];
             std::snprintf(value, sizeof(value), "%.17g", row.m_value(camera));
-            text += name + "{camera=\"" + Label(camera.m_camera) + "\"} " + value + "\n";
+            text.append(name).append("{camera=\"").append(Label(camera.m_camera));
+            text.append("\"} ").append(value).append("\n");
         }
     }
     return text;

@@ -36,7 +36,7 @@ viewer::Telling CViewSource::TellingOf(const char* type, const Json& json, viewe
     return {type + (" " + m_id), TextOf(document), m_index, audience};
 }
 
-void CViewSource::Tell(const char* type, Json json, viewer::EAudience audience) {
+void CViewSource::Tell(const char* type, const Json& json, viewer::EAudience audience) {
     m_voice.Tell(TellingOf(type, json, audience));
 }
 

@@ -82,7 +82,7 @@ protected:
     std::string State() const OX_EXCLUDES(m_stateMutex);
     Json Problem() const OX_EXCLUDES(m_stateMutex);
     void TellStats(uint32_t clients, std::optional<double> temperature);
-    void Tell(const char* type, Json json, viewer::EAudience audience);
+    void Tell(const char* type, const Json& json, viewer::EAudience audience);
     viewer::Telling TellingOf(const char* type, const Json& json, viewer::EAudience audience) const;
 
     const uint16_t m_index;
