@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace ox3d {
@@ -14,6 +15,16 @@ namespace ox3d {
 template <size_t N>
 [[nodiscard]] std::string_view BoundedText(const char (&field)[N]) noexcept {
     return {field, strnlen(field, N)};
+}
+
+// Characters that are not printable become '?', so that no camera can send commands to a terminal.
+inline std::string PrintableText(std::string_view text) {
+    std::string printable(text);
+    for (char& character : printable) {
+        const auto byte = static_cast<unsigned char>(character);
+        character = byte < 0x20 || byte > 0x7E ? '?' : character;
+    }
+    return printable;
 }
 
 // Into a field of zeros: a text as long as the field has no terminator, a longer one is cut.

@@ -61,4 +61,23 @@ RecordedLens ScaledTo(RecordedLens lens, PngSize own, PngSize size) {
     return lens;
 }
 
+void AddLensesOfFile(PngSize depth, PngSize color, RecordedCamera* camera) {
+    const auto calibration = ReadCalibration(camera->m_calibrationXml, depth.m_width);
+    if (!calibration) {
+        return;
+    }
+    if (!camera->m_depthLens) {
+        // The library takes a set that belongs to the depth's width as it is.
+        const bool isOwn = calibration->m_depth.m_width == depth.m_width;
+        camera->m_depthLens = isOwn ? calibration->m_depth : ScaledTo(calibration->m_depth, depth, depth);
+        camera->m_depthLens->m_height = depth.m_height;
+    }
+    if (!camera->m_colorLens && color.m_width > 0) {
+        camera->m_colorLens = ScaledTo(calibration->m_color, depth, color);
+    }
+    if (!camera->m_depthToColor) {
+        camera->m_depthToColor = calibration->m_depthToColor;
+    }
+}
+
 } // namespace ox3d

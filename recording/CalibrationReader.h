@@ -24,6 +24,9 @@ std::optional<RecordedCalibration> ReadCalibration(const std::string& xml, uint3
 // The lens for images of another size that show the same; `own` is the size that it is for where it does not say so.
 RecordedLens ScaledTo(RecordedLens lens, PngSize own, PngSize size);
 
+// What the camera's calibration file says of lenses that are not known otherwise, of images of these sizes.
+void AddLensesOfFile(PngSize depth, PngSize color, RecordedCamera* camera);
+
 } // namespace ox3d
 
 #endif

@@ -22,9 +22,7 @@ public:
     bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
     bool ReadFacts(size_t frame, RecordedFacts* facts) override;
     const std::vector<uint64_t>& HostTimes() const override { return m_hostTimes; }
-
-    // Whether the file was closed; one that was not has its frames up to the last whole one.
-    bool IsClosed() const { return m_contents.m_isClosed; }
+    bool IsClosed() const override { return m_contents.m_isClosed; }
 
 private:
     bool ReadFile(const std::string& path, std::string* error);

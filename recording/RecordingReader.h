@@ -21,6 +21,8 @@ public:
     virtual ~CRecordingReader() = default;
 
     virtual size_t FrameCount() const = 0;
+    // False where its writer was killed: its frames go up to the last whole one.
+    virtual bool IsClosed() const { return true; }
     PngSize DepthSize() const { return m_depthSize; }
     PngSize ColorSize() const { return m_colorSize; } // 0 x 0: no frame has color
     // What was recorded of the camera. Of a folder nothing but the calibration file is known.

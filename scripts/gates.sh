@@ -258,6 +258,9 @@ gate_install() {
     same_list "exports of libOx3dRgbd.so" scripts/exports.txt build/check/exports.txt || status=1
     exported_symbols "$prefix/lib/libMediaProcess.so" >build/check/exports-media.txt
     same_list "exports of libMediaProcess.so" scripts/exports-media.txt build/check/exports-media.txt || status=1
+    exported_symbols "$prefix/lib/libox3d-recording.so" >build/check/exports-recording.txt
+    same_list "exports of libox3d-recording.so" scripts/exports-recording.txt build/check/exports-recording.txt ||
+        status=1
     for library in "$prefix"/lib/ox3drgbd/*/libOxCameraControl.so; do
         exported_symbols "$library" >build/check/exports-provider.txt
         same_list "exports of ${library#"$prefix"/}" scripts/exports-provider.txt build/check/exports-provider.txt ||

@@ -18,7 +18,7 @@ libdir="lib/$(cc -print-multiarch)"
 check_abi() {
     local library status=0
     mkdir -p "$work"
-    for library in Ox3dRgbd MediaProcess; do
+    for library in Ox3dRgbd MediaProcess ox3d-recording; do
         bash scripts/package.sh --abi "$built/$libdir/lib$library.so" "$work/lib$library.abi"
         abidiff --no-added-syms "packaging/abi/lib$library.abi" "$work/lib$library.abi" || {
             say "^ lib$library.so breaks programs that were built with it (a new major version: ./run package --baseline)"
@@ -64,7 +64,8 @@ older_packages() {
     for package in "$place"/*.deb; do
         rm -rf "$content"
         dpkg-deb --raw-extract "$package" "$content"
-        sed -i -E 's/^(Version: ).*/\10.9/; s/\(= [^)]*\)/(= 0.9)/g' "$content/DEBIAN/control"
+        sed -i -E 's/^(Version: ).*/\10.9/; s/\(= [^)]*\)/(= 0.9)/g; s/(libox3drgbd1 \(>= )[^)]*/\10.9/' \
+            "$content/DEBIAN/control"
         dpkg-deb --root-owner-group --build -Znone "$content" "$1" >/dev/null
     done
 }
@@ -158,6 +159,18 @@ consumers_run() {
     within env OX3D_PROVIDER=virtual /tmp/consumers/point_cloud
 }
 
+# A program in Python fetches, records and reads again what it fetched.
+python_runs() {
+    within python3 -c '
+import ox3d
+with ox3d.Camera(provider="virtual") as camera, camera.record("python.mcap", wait=True) as recorder:
+    for frame in camera.frames(60):
+        recorder.add(frame)
+        break
+assert frame.depth.any() and (ox3d.Recording("python.mcap")[0].depth == frame.depth).all()
+print(ox3d.__file__, frame)'
+}
+
 # installed <version>: all packages are, in this one.
 installed() {
     local name found
@@ -186,6 +199,7 @@ in_root() {
     installed "$version"
     within ox3d grab --provider virtual --out /tmp/of-packages
     has_cloud /tmp/of-packages
+    python_runs
     within ox3d list --provider aravis
     cmp packaging/60-ox3d-usb3vision.rules "$clean"/usr/lib/udev/rules.d/60-ox3d-usb3vision.rules
     consumers_run

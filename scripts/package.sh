@@ -40,6 +40,7 @@ TEXT
     {
         symbols_of "libOx3dRgbd.so.${version%%.*}" scripts/exports.txt
         symbols_of libMediaProcess.so scripts/exports-media.txt
+        symbols_of "libox3d-recording.so.${version%%.*}" scripts/exports-recording.txt
     } >"$source/debian/libox3drgbd1.symbols"
 }
 
@@ -56,7 +57,7 @@ bundled_into() {
     mkdir -p "$folder" "$stage/share/doc/ox3drgbd/bundled"
     shift
     for library in $(ldd "$@" | awk '$2 == "=>" && $3 ~ "^/" { print $3 }' | sort -u | grep -vE \
-        '/(lib(c|m|dl|rt|pthread|resolv|gcc_s)|libstdc\+\+|libOx3dRgbd|libMediaProcess)\.so[.0-9]*$'); do
+        '/(lib(c|m|dl|rt|pthread|resolv|gcc_s)|libstdc\+\+|libOx3dRgbd|libMediaProcess|libox3d-recording)\.so[.0-9]*$'); do
         cp --dereference "$library" "$folder/"
         # The loader's answer may go through a folder that is a link, which the package data base does not know.
         package=$(dpkg-query --search "$library" "$(readlink -f "$library")" "/usr$library" 2>/dev/null |
@@ -103,7 +104,7 @@ abi_of() {
 write_baseline() {
     local library
     mkdir -p packaging/abi
-    for library in Ox3dRgbd MediaProcess; do
+    for library in Ox3dRgbd MediaProcess ox3d-recording; do
         abi_of "$source"/built/lib/*/"lib$library.so" "packaging/abi/lib$library.abi"
     done
 }

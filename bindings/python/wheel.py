@@ -3,7 +3,7 @@
 
 usage: wheel.py LIBRARY_FOLDER OUT_FOLDER
 
-LIBRARY_FOLDER holds libOx3dRgbd.so.1, libMediaProcess.so and ox3drgbd/*/libOxCameraControl.so. The wheel is for every
+LIBRARY_FOLDER holds libOx3dRgbd.so.1, libMediaProcess.so, libox3d-recording.so.1 and ox3drgbd/*/libOxCameraControl.so. The wheel is for every
 Python from 3.9 on, on Linux for x86_64 with the system libraries that the providers name (libpng, libaravis ...).
 """
 
@@ -33,7 +33,7 @@ def files_of(libraries: Path) -> Dict[str, bytes]:
         for file in sorted((HERE / "ox3d").iterdir())
         if file.suffix == ".py" or file.name == "py.typed"
     }
-    for name in ("libOx3dRgbd.so.1", "libMediaProcess.so"):
+    for name in ("libOx3dRgbd.so.1", "libMediaProcess.so", "libox3d-recording.so.1"):
         found[f"ox3d/lib/{name}"] = (libraries / name).read_bytes()
     providers = sorted(libraries.glob("ox3drgbd/*/libOxCameraControl.so"))
     if not providers:

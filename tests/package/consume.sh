@@ -45,7 +45,7 @@ test "$(pkg-config --modversion ox3drgbd)" = "$(sed -n 's/^set(PACKAGE_VERSION "
 test -d "$(pkg-config --variable=providerdir ox3drgbd)/virtual"
 read -r -a cflags <<<"$(pkg-config --cflags ox3drgbd)"
 read -r -a libs <<<"$(pkg-config --libs ox3drgbd)"
-libs+=("-Wl,-rpath,$prefix/$libdir")
+libs+=(-lox3d-recording "-Wl,-rpath,$prefix/$libdir")
 cc -std=c11 "${warnings[@]}" "${cflags[@]}" "$examples/point_cloud.c" -o "$work/point_cloud" "${libs[@]}"
 c++ -std=c++17 "${warnings[@]}" "${cflags[@]}" "$sources/consumer.cpp" -o "$work/consumer" "${libs[@]}"
 run "C program built with pkg-config" "$work/point_cloud"
@@ -54,7 +54,7 @@ run "C++ program built with pkg-config" "$work/consumer"
 # The programs in the documents. Those of C are C++, too. What has no main of its own is C++ with a camera that streams.
 root=$(cd "$sources/../../.." && pwd)
 mkdir "$work/documents"
-for page in README.md docs/cpp.md docs/getting-started.md docs/cookbook.md; do
+for page in README.md docs/cpp.md docs/getting-started.md docs/cookbook.md docs/recording.md; do
     awk -v to="$work/documents/$(basename "$page" .md)" '
         /^```/ { if (file) close(file); file = $0 ~ /^```(c|cpp)$/ ? to "." ++n "." substr($0, 4) : ""
                  if ($0 == "```sh") file = to ".sh"; next }

@@ -16,6 +16,10 @@ ROOT = Path(__file__).resolve().parents[2]
 HEADERS = ROOT / "include" / "ox3drgbd"
 
 
+def prefix_of(name):
+    return "OX3D_" if name.startswith("REC_") else "OX3D_RGBD_"
+
+
 def test_records_and_numbers_are_those_of_the_headers(tmp_path):
     lines, expected = [], []
 
@@ -25,7 +29,7 @@ def test_records_and_numbers_are_those_of_the_headers(tmp_path):
 
     for name, kind in vars(_structs).items():
         if isinstance(kind, type) and issubclass(kind, ctypes.Structure) and name.isupper() and name[0] != "_":
-            record = "OX3D_RGBD_" + name
+            record = prefix_of(name) + name
             hold(f"sizeof({record})", ctypes.sizeof(kind))
             members = [field[0] for field in kind._fields_ if field[0] not in ("addresses", "modes", "value")]
             members += [m for m in ("nVendorId", "nProductId", "nUsbProtocol", "stEnumParam") if hasattr(kind, m)]
@@ -33,13 +37,13 @@ def test_records_and_numbers_are_those_of_the_headers(tmp_path):
                 hold(f"offsetof({record}, {member})", getattr(kind, member).offset)
                 hold(f"sizeof((({record}*)0)->{member})", getattr(kind, member).size)
         elif isinstance(kind, int) and name.isupper() and name[0] != "_":
-            hold("OX3D_RGBD_" + name, kind)
+            hold(prefix_of(name) + name, kind)
     for status in Status:
         hold("OX3D_RGBD_OK" if status == 0 else "OX3D_RGBD_E_" + status.name, int(status))
     assert len(expected) > 150
     source = tmp_path / "sizes.c"
     source.write_text(
-        "#include <ox3drgbd/Ox3dRgbdExtension.h>\n#include <stddef.h>\n#include <stdio.h>\nint main(void) {"
+        "#include <ox3drgbd/Ox3dRecording.h>\n#include <stddef.h>\n#include <stdio.h>\nint main(void) {"
         + "\n".join(lines)
         + "return 0; }"
     )
@@ -50,14 +54,18 @@ def test_records_and_numbers_are_those_of_the_headers(tmp_path):
     assert [(what, int(value)) for (what, _), value in zip(expected, found)] == expected
 
 
-@pytest.mark.parametrize("name, arguments", _structs.FUNCTIONS.items())
+FUNCTIONS = [("RGBD_" + name, arguments) for name, arguments in _structs.FUNCTIONS.items()]
+FUNCTIONS += [("REC_" + name, arguments) for name, arguments in _structs.RECORDING_FUNCTIONS.items()]
+
+
+@pytest.mark.parametrize("name, arguments", FUNCTIONS)
 def test_functions_take_what_the_headers_say(name, arguments):
-    text = "".join(header.read_text() for header in HEADERS.glob("Ox3dRgbd*.h"))
-    declared = re.search(rf"OX3D_RGBD_API uint32_t OX3D_RGBD_{name}\(([^)]*)\);", text)
+    text = "".join(header.read_text() for header in HEADERS.glob("Ox3dR*.h"))
+    declared = re.search(rf"OX3D_\w+_API uint32_t OX3D_{name}\(([^)]*)\);", text)
     kinds = [re.sub(r"\s*\w+$", "", each.strip()) for each in declared[1].split(",")]
-    assert ["*" in kind or "CallBack" in kind for kind in kinds] == [
+    assert ["*" in kind or "CallBack" in kind or "64" in kind for kind in kinds] == [
         ctypes.sizeof(each) == 8 for each in arguments
-    ]  # no function takes a number of 8 bytes
+    ]
 
 
 def test_types_are_whole_and_the_syntax_is_that_of_python_3_9(tmp_path):
@@ -83,7 +91,8 @@ def test_a_wheel_needs_nothing_that_is_installed(tmp_path, program):
     (wheel,) = tmp_path.glob("ox3d-*-py3-none-linux_x86_64.whl")
     zipfile.ZipFile(wheel).extractall(tmp_path / "site")
     said = program(
-        "import ox3d\nprint(ox3d.__file__, ox3d.Camera('FIRST', provider='virtual')['ImageAlign'])",
+        "import ox3d\ncamera = ox3d.Camera('FIRST', provider='virtual')\ncamera.record('a.mcap').close()\n"
+        "print(ox3d.__file__, camera['ImageAlign'])",
         PYTHONPATH=str(tmp_path / "site"),
         OX3D_LIBRARY="",
         OX3D_PROVIDER="",

@@ -29,15 +29,6 @@ constexpr uint32_t kMaxCameras = 256;
 
 } // namespace
 
-std::string PrintableText(const char* field, size_t bytes) {
-    std::string text(field, strnlen(field, bytes));
-    for (char& character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        character = byte < 0x20 || byte > 0x7E ? '?' : character;
-    }
-    return text;
-}
-
 std::string AddressOf(const DeviceRecord& record) {
     if (record.nDeviceType != OX3D_RGBD_DEVICE_USB) {
         return TextOf(record.chCurrentIp);
@@ -153,27 +144,6 @@ void CCamera::Switch(const char* key, bool isOn) {
     if (const uint32_t status = OX3D_RGBD_SetParam(m_handle, key, &param); status != OX3D_RGBD_OK) {
         Throw(EExitCode::Camera, std::string("cannot switch ") + key + (isOn ? " on" : " off"), status);
     }
-}
-
-uint32_t CCamera::SaveCalibration(const std::string& file) const {
-    OX3D_RGBD_FILE_ACCESS access{};
-    access.pUserFileName = file.c_str();
-    access.pDevFileName = "RGBDSensorCali";
-    return OX3D_RGBD_FileAccessRead(m_handle, &access);
-}
-
-std::optional<RecordedLens> CCamera::Lens(uint32_t stream) const {
-    OX3D_RGBD_INTRINSICS lens{};
-    if (OX3D_RGBD_GetIntrinsics(m_handle, stream, &lens) != OX3D_RGBD_OK) {
-        return std::nullopt;
-    }
-    return RecordedLens{lens.nWidth,
-                        lens.nHeight,
-                        lens.fFx,
-                        lens.fFy,
-                        lens.fCx,
-                        lens.fCy,
-                        {lens.fK1, lens.fK2, lens.fP1, lens.fP2, lens.fK3}};
 }
 
 std::optional<OX3D_RGBD_CALIB_INFO> CCamera::Calibration(uint32_t calibType) const {

@@ -3,7 +3,8 @@
 #ifndef OX3D_TOOL_CAMERA_H
 #define OX3D_TOOL_CAMERA_H
 
-#include "recording/RecordedFrame.h"
+#include "base/BoundedText.h"
+#include "recording/camera/CameraRecord.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/Provider.h"
 
@@ -18,12 +19,10 @@ namespace ox3d::tool {
 
 using DeviceRecord = OX3D_RGBD_DEVICE_INFO;
 
-// A text field of a record, read with its bound. Characters that are not printable become '?', so that no
-// camera can send commands to the terminal.
-std::string PrintableText(const char* field, size_t bytes);
+// A text field of a record, read with its bound.
 template <size_t N>
 std::string TextOf(const char (&field)[N]) {
-    return PrintableText(field, N);
+    return PrintableText(BoundedText(field));
 }
 
 // "192.168.1.101", or "USB 3.0".
@@ -77,9 +76,9 @@ public:
     void Close();
     void Switch(const char* key, bool isOn); // one of OX3D_RGBD_KEY_*; throws CToolError
     // Copies the file of the camera's calibration. Returns a status.
-    uint32_t SaveCalibration(const std::string& file) const;
+    uint32_t SaveCalibration(const std::string& file) const { return SaveCalibrationFile(m_handle, file); }
     // The lens of a stream as it is delivered (OX3D_RGBD_CAMERA_*); empty where the camera has no calibration.
-    std::optional<RecordedLens> Lens(uint32_t stream) const;
+    std::optional<RecordedLens> Lens(uint32_t stream) const { return LensOf(m_handle, stream); }
     std::optional<OX3D_RGBD_CALIB_INFO> Calibration(uint32_t calibType) const;
 
 private:

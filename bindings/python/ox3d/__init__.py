@@ -14,6 +14,7 @@ from ._camera import Camera, Clock, DeviceInfo, list
 from ._errors import Ox3dError, Status
 from ._features import Feature, Value
 from ._frame import RGBD, Cloud, Frame, FrameTime, Image
+from ._recording import RecordedFrame, Recorder, RecorderCounts, Recording, RecordingInfo
 
 __version__ = "1.1.0"
 
@@ -29,6 +30,11 @@ __all__ = [
     "FrameTime",
     "Image",
     "Ox3dError",
+    "RecordedFrame",
+    "Recorder",
+    "RecorderCounts",
+    "Recording",
+    "RecordingInfo",
     "Status",
     "Value",
     "__version__",

@@ -25,6 +25,7 @@ from ._device import SLICE, Device, is_mine
 from ._errors import Ox3dError
 from ._features import Feature, Value
 from ._frame import Frame
+from ._recording import Recorder
 
 _SIDES = {"depth": s.CAMERA_DEPTH, "color": s.CAMERA_COLOR}
 
@@ -387,6 +388,30 @@ class Camera:
         if not 0 < count < 2**32:
             raise ValueError(f"buffers are counted from 1: {count}")
         self._device.call("SetImageNodeNum", count, about="set_buffers")
+
+    # ---- recording ----------------------------------------------------------------------------------------
+
+    def record(
+        self,
+        path: "Union[str, os.PathLike[str]]",
+        *,
+        color: str = "jpeg",
+        quality: int = 90,
+        queue: int = 30,
+        sync: float = 1.0,
+        replace: bool = False,
+        wait: bool = False,
+    ) -> Recorder:
+        """Makes ready to record into an MCAP file: ``with camera.record("desk.mcap") as recorder: recorder.add(frame)``.
+
+        :param color: "jpeg", "raw" (lossless, large) or "none"; depth is always lossless
+        :param quality: of the JPEG images, 1 to 100
+        :param queue: frames that may wait in memory
+        :param sync: seconds that a power loss may cost
+        :param replace: a file of that name, by the first frame; else it is refused
+        :param wait: for room in a full queue; else the frame is dropped, and :meth:`Recorder.add` is False
+        """
+        return Recorder(self._device, path, color, quality, queue, sync, replace, wait)
 
     # ---- callbacks ---------------------------------------------------------------------------------------
 

@@ -6,7 +6,7 @@ import gc
 import os
 import threading
 import weakref
-from typing import Callable, Dict, List, Optional
+from typing import Callable, Dict, List, Optional, TypeVar
 
 from . import _structs as s
 from ._errors import Ox3dError
@@ -14,6 +14,8 @@ from ._library import Library, library
 
 #: Waiting for a frame is cut into pieces so long, in seconds: between them Ctrl-C acts, and other threads get in.
 SLICE = 0.1
+
+_Result = TypeVar("_Result")
 
 _open_devices: "weakref.WeakSet[Device]" = weakref.WeakSet()
 
@@ -45,6 +47,8 @@ class Device:
         #: Threads that are in a callback of this device.
         self.calling_back: List[int] = []
         self._anchors: List["weakref.ref[Borrowed]"] = []
+        #: Before the handle is closed, and after that.
+        self.on_closing: List[Callable[[], object]] = []
         self.on_closed: List[Callable[[], object]] = []
         _open_devices.add(self)
 
@@ -71,13 +75,17 @@ class Device:
             raise self.library.error(code, about or name)
 
     def status(self, name: str, *arguments: object) -> int:
+        return self.inside(lambda handle: self.library.status(name, handle, *arguments))
+
+    def inside(self, use: "Callable[[int], _Result]") -> "_Result":
+        """What a function makes of the handle, which is not closed meanwhile."""
         self.refuse()
         me = threading.get_ident()
         try:
             with self._changed:
                 self.refuse()
                 self._inside.append(me)
-            return self.library.status(name, self._handle, *arguments)
+            return use(self._handle)
         finally:
             with self._changed:
                 if me in self._inside:
@@ -150,6 +158,8 @@ class Device:
             raise self.library.error(code, "close")
 
     def _close_handle(self) -> int:
+        for told in [*self.on_closing]:
+            told()
         code = self.library.status("CloseDevice", ctypes.byref(ctypes.c_void_p(self._handle)))
         for told in self.on_closed:
             told()

@@ -11,6 +11,7 @@ from . import _structs as s
 from ._errors import Ox3dError, _plain_name
 
 _NAME = "libOx3dRgbd.so.1"
+_RECORDING_NAME = "libox3d-recording.so.1"
 _PROVIDER = "libOxCameraControl.so"
 _OLDEST = (1, 1)
 _HERE = Path(__file__).resolve().parent
@@ -89,11 +90,58 @@ def _dladdr() -> "ctypes._NamedFuncPointer":
     return function
 
 
+# What an Ox3dError says of a status of the library of recordings: its name, and the library's status that is like it.
+_OF_RECORDINGS = {
+    s.REC_E_HANDLE: ("HANDLE", s.E_HANDLE),
+    s.REC_E_PARAMETER: ("PARAMETER", s.E_PARAMETER),
+    s.REC_E_FILE: ("FILE", s.E_PARAMETER),
+    s.REC_E_FOREIGN: ("FOREIGN", s.E_PARAMETER),
+    s.REC_E_EXISTS: ("EXISTS", s.E_PARAMETER),
+    s.REC_E_FULL: ("FULL", s.E_MEMORY),
+    s.REC_E_NO_DATA: ("NO_DATA", s.E_NO_DATA),
+    s.REC_E_DROPPED: ("DROPPED", s.E_NO_DATA),
+    s.REC_E_CAMERA: ("CAMERA", s.E_CAMERA),
+    s.REC_E_MEMORY: ("MEMORY", s.E_MEMORY),
+}
+
+
+class RecordingLibrary:
+    """libox3d-recording.so, which lies beside the library: the same for its functions."""
+
+    def __init__(self, path: str) -> None:
+        try:
+            self._dll = ctypes.CDLL(path)
+            for name, arguments in s.RECORDING_FUNCTIONS.items():
+                function = getattr(self._dll, "OX3D_REC_" + name)
+                function.argtypes = arguments
+                function.restype = ctypes.c_uint32
+            self._reason = self._dll.OX3D_REC_LastError
+        except (OSError, AttributeError) as reason:
+            raise Ox3dError(
+                s.E_LOAD_LIBRARY, sentence=f"the library of recordings cannot be loaded: {reason}"
+            ) from None
+        self._reason.restype = ctypes.c_char_p
+
+    def status(self, name: str, *arguments: object) -> int:
+        return int(getattr(self._dll, "OX3D_REC_" + name)(*arguments))
+
+    def call(self, name: str, *arguments: object) -> None:
+        code = self.status(name, *arguments)
+        if code != 0:
+            raise self.error(code)
+
+    def error(self, code: int) -> Ox3dError:
+        """Of the last call of this thread."""
+        name, alike = _OF_RECORDINGS.get(code, (str(code), s.E_STATE))
+        return Ox3dError(alike, "OX3D_REC_E_" + name, self._reason().decode("utf-8", "replace"))
+
+
 _HOW_TO_NAME_IT = (
     "It comes inside the wheel or is installed with the system; the environment variable OX3D_LIBRARY names "
     "another file"
 )
 _library: Optional[Library] = None
+_recordings: Optional[RecordingLibrary] = None
 
 
 def _file() -> str:
@@ -112,6 +160,17 @@ def library() -> Library:
             if _library is None:
                 _library = Library(_file())
     return _library
+
+
+def recording_library() -> RecordingLibrary:
+    """The same of recordings. It works with the library that is loaded."""
+    global _recordings
+    if _recordings is None:
+        with opening:
+            if _recordings is None:
+                beside = library().folder() / _RECORDING_NAME
+                _recordings = RecordingLibrary(str(beside) if beside.exists() else _RECORDING_NAME)
+    return _recordings
 
 
 def choose_provider(asked: Optional[str]) -> None:

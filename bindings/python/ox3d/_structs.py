@@ -21,8 +21,10 @@ from ctypes import (
 from typing import Any, Dict, Tuple
 
 E_HANDLE = 0x80060000
+E_CAMERA = 0x80060001
 E_STATE = 0x80060003
 E_PARAMETER = 0x80060004
+E_MEMORY = 0x80060005
 E_NO_DATA = 0x80060006
 E_LOAD_LIBRARY = 0x8006000B
 
@@ -48,6 +50,10 @@ CLOUD_NO_COLOR, CLOUD_COLOR_BESIDE = 0, 1
 EXCEPTION_OFFLINE, EXCEPTION_RETRYING, EXCEPTION_RECONNECTED = 1, 2, 3
 
 CLOCK_NONE, CLOCK_ARRIVALS, CLOCK_LATCH = 0, 1, 2
+
+REC_COLOR_JPEG, REC_COLOR_RAW, REC_COLOR_NONE = 0, 1, 2
+REC_E_HANDLE, REC_E_PARAMETER, REC_E_FILE, REC_E_FOREIGN, REC_E_EXISTS = 1, 2, 3, 4, 5
+REC_E_FULL, REC_E_NO_DATA, REC_E_DROPPED, REC_E_CAMERA, REC_E_MEMORY = 6, 7, 8, 9, 10
 
 MAX_IMAGES = 10
 MAX_ENUM_ENTRIES = 64
@@ -291,6 +297,62 @@ class CLOUD(Structure):
     ]
 
 
+class REC_INFO(Structure):
+    _fields_ = [
+        ("nFrames", c_uint64),
+        ("nFirstUtcNs", c_uint64),
+        ("nLastUtcNs", c_uint64),
+        ("nWidth", c_uint32),
+        ("nHeight", c_uint32),
+        ("nColorWidth", c_uint32),
+        ("nColorHeight", c_uint32),
+        ("nIsClosed", c_uint32),
+        ("nIsColorLossy", c_uint32),
+        ("nReserved", c_uint8 * 80),
+    ]
+
+
+class REC_FRAME(Structure):
+    _fields_ = [
+        ("pDepth", c_void_p),
+        ("pColor", c_void_p),
+        ("nWidth", c_uint32),
+        ("nHeight", c_uint32),
+        ("nColorWidth", c_uint32),
+        ("nColorHeight", c_uint32),
+        ("nFrameNum", c_uint64),
+        ("nTimeStamp", c_uint64),
+        ("nArrivalUtcNs", c_uint64),
+        ("nCaptureUtcNs", c_uint64),
+        ("nLostBefore", c_uint64),
+        ("nIsIncomplete", c_uint32),
+        ("nReserved", c_uint8 * 52),
+    ]
+
+
+class REC_OPTIONS(Structure):
+    _fields_ = [
+        ("nColor", c_uint32),
+        ("nJpegQuality", c_uint32),
+        ("nQueueFrames", c_uint32),
+        ("nSyncMs", c_uint32),
+        ("nIsReplacing", c_uint32),
+        ("nWaits", c_uint32),
+        ("nReserved", c_uint8 * 40),
+    ]
+
+
+class REC_COUNTS(Structure):
+    _fields_ = [
+        ("nWritten", c_uint64),
+        ("nWithoutColor", c_uint64),
+        ("nDropped", c_uint64),
+        ("nLost", c_uint64),
+        ("nBytes", c_uint64),
+        ("nReserved", c_uint8 * 24),
+    ]
+
+
 FRAME_CALLBACK = CFUNCTYPE(None, POINTER(FRAME_DATA), c_void_p)
 EXCEPTION_CALLBACK = CFUNCTYPE(None, POINTER(EXCEPTION_INFO), c_void_p)
 
@@ -330,4 +392,19 @@ FUNCTIONS: Dict[str, Tuple[Any, ...]] = {
     "MapFrameToPointCloud": (_handle, POINTER(FRAME_DATA), POINTER(CLOUD_OPTIONS), POINTER(CLOUD)),
     "ExportAllParam": (_handle, c_char_p),
     "ImportAllParam": (_handle, c_char_p),
+}
+
+#: The functions of libox3d-recording.so, without the prefix OX3D_REC_.
+RECORDING_FUNCTIONS: Dict[str, Tuple[Any, ...]] = {
+    "Open": (c_char_p, _out_handle),
+    "GetInfo": (_handle, POINTER(REC_INFO)),
+    "GetText": (_handle, c_char_p, c_char_p, c_uint32, _count),
+    "GetIntrinsics": (_handle, c_uint32, POINTER(INTRINSICS)),
+    "GetExtrinsics": (_handle, POINTER(EXTRINSICS)),
+    "ReadFrame": (_handle, c_uint64, POINTER(REC_FRAME)),
+    "Close": (_out_handle,),
+    "Create": (_handle, c_char_p, POINTER(REC_OPTIONS), _out_handle),
+    "AddFrame": (_handle, POINTER(FRAME_DATA)),
+    "GetCounts": (_handle, POINTER(REC_COUNTS)),
+    "Finish": (_out_handle, POINTER(REC_COUNTS)),
 }

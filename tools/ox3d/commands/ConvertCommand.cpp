@@ -95,28 +95,6 @@ DepthImage DepthOf(const CRecordingReader& reader, SourceFrame& frame) {
 
 // ---- Without a camera ----
 
-// What the calibration file says of lenses that the source does not, for readers that do not know such files.
-void AddLenses(const CRecordingReader& reader, RecordedCamera* camera) {
-    const PngSize depth = reader.DepthSize();
-    const PngSize color = reader.ColorSize();
-    const auto calibration = ReadCalibration(camera->m_calibrationXml, depth.m_width);
-    if (!calibration) {
-        return;
-    }
-    if (!camera->m_depthLens) {
-        // The library takes a set that belongs to the depth's width as it is.
-        const bool isOwn = calibration->m_depth.m_width == depth.m_width;
-        camera->m_depthLens = isOwn ? calibration->m_depth : ScaledTo(calibration->m_depth, depth, depth);
-        camera->m_depthLens->m_height = depth.m_height;
-    }
-    if (!camera->m_colorLens && color.m_width > 0) {
-        camera->m_colorLens = ScaledTo(calibration->m_color, depth, color);
-    }
-    if (!camera->m_depthToColor) {
-        camera->m_depthToColor = calibration->m_depthToColor;
-    }
-}
-
 // Color stays as it was recorded unless told otherwise; images that were never packed become JPEG.
 RecorderOptions RecorderOptionsFor(const RecordedCamera& camera, const ConvertOptions& options) {
     const auto color = camera.m_facts.find("color");
@@ -130,7 +108,7 @@ RecorderOptions RecorderOptionsFor(const RecordedCamera& camera, const ConvertOp
 
 size_t ToFile(CRecordingReader& reader, const ConvertOptions& options, const fs::path& file) {
     RecordedCamera camera = reader.Camera();
-    AddLenses(reader, &camera);
+    AddLensesOfFile(reader.DepthSize(), reader.ColorSize(), &camera);
     camera.m_facts.emplace("aligned", "0");
     camera.m_facts.emplace("depth_unit_mm", "1");
     std::string error;

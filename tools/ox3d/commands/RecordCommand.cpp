@@ -3,6 +3,9 @@
 #include "base/Mutex.h"
 #include "recording/McapLeftovers.h"
 #include "recording/Recorder.h"
+#include "recording/RecordingTarget.h"
+#include "recording/camera/CameraRecord.h"
+#include "recording/camera/FrameImages.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Session.h"
@@ -11,13 +14,10 @@
 #include "tools/ox3d/commands/FrameStats.h"
 #include "tools/ox3d/commands/Progress.h"
 #include "tools/ox3d/commands/RecordedSource.h"
-#include "tools/ox3d/pictures/FrameDecode.h"
 
 #include <chrono>
 #include <cstdio>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace ox3d::tool {
 namespace {
@@ -33,7 +33,7 @@ class CRecording {
 public:
     CRecording(CCamera& camera, const RecordOptions& options, std::string path, RecordedCamera recorded)
         : m_camera(camera), m_options(options), m_path(std::move(path)), m_recorded(std::move(recorded)),
-          m_views(camera), m_progress(options.m_frames) {}
+          m_views(camera.Handle()), m_progress(options.m_frames) {}
 
     EExitCode Run();
 
@@ -41,7 +41,6 @@ private:
     static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user);
     void Take(const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex);
     bool Begin();
-    bool Stream();
     EExitCode Watch() OX_EXCLUDES(m_mutex);
     bool IsOver(Clock::time_point now) const OX_REQUIRES(m_mutex);
     EExitCode Report(EExitCode code) OX_EXCLUDES(m_mutex);
@@ -83,7 +82,7 @@ void CRecording::OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user) {
 }
 
 bool CRecording::Begin() {
-    AddLenses(m_camera, &m_recorded);
+    AddLenses(m_camera.Handle(), &m_recorded);
     RecorderOptions options;
     options.m_library = "ox3d " + LibraryVersion();
     options.m_isReplacing = m_options.m_isReplacing;
@@ -215,16 +214,11 @@ EExitCode CRecording::Run() {
 
 // Before a camera is asked: what stands in the way of the file.
 void CheckTarget(const fs::path& path, bool isReplacing) {
-    std::error_code ignored;
-    const fs::path folder = path.parent_path();
-    if (fs::is_directory(path, ignored)) {
-        throw CToolError(EExitCode::File, path.string() + " is a folder; name a file in it");
-    }
-    if (fs::exists(path, ignored) && !isReplacing) {
-        throw CToolError(EExitCode::File, path.string() + " exists already; --force replaces it");
-    }
-    if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0) {
-        throw CToolError(EExitCode::File, "cannot write into the folder " + folder.string());
+    std::string error;
+    const ERecordingTarget target = LookAtTarget(path.string(), isReplacing, &error);
+    if (target != ERecordingTarget::Free) {
+        throw CToolError(EExitCode::File,
+                         error + (target == ERecordingTarget::Taken ? "; --force replaces it" : ""));
     }
 }
 

@@ -28,8 +28,7 @@ EExitCode RunRepair(CCameraControl& /*control*/, const Arguments& arguments) {
         std::fprintf(stderr, "ox3d: %s\n", bad.c_str());
     }
     for (const std::string& name : report.m_badAttachments) {
-        std::fprintf(stderr, "ox3d: the attachment %s is damaged\n",
-                     PrintableText(name.data(), name.size()).c_str());
+        std::fprintf(stderr, "ox3d: the attachment %s is damaged\n", PrintableText(name).c_str());
     }
     const auto number = [](uint64_t value) { return static_cast<unsigned long long>(value); };
     if (report.m_damagedBytes > 0) {

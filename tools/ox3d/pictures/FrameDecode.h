@@ -2,9 +2,8 @@
 #ifndef OX3D_TOOL_FRAME_DECODE_H
 #define OX3D_TOOL_FRAME_DECODE_H
 
+#include "recording/camera/FrameImages.h"
 #include "tools/ox3d/pictures/Images.h"
-
-#include <ox3drgbd/Ox3dRgbdDefine.h>
 
 namespace ox3d::tool {
 
@@ -13,10 +12,6 @@ DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame);
 
 // The frame's color image, copied: planar RGB, packed RGB or BGR, or grey. Empty as above.
 RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame);
-
-// The record of the depth image, or of the color image, or null.
-const OX3D_RGBD_IMAGE_DATA* FindDepth(const OX3D_RGBD_FRAME_DATA& frame);
-const OX3D_RGBD_IMAGE_DATA* FindColor(const OX3D_RGBD_FRAME_DATA& frame);
 
 } // namespace ox3d::tool
 

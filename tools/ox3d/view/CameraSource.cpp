@@ -261,7 +261,7 @@ void CCameraSource::EachSecond(Opened& opened) {
 
 Json CCameraSource::GeometryJson(const Opened& opened) {
     RecordedCamera recorded;
-    AddLenses(opened.m_camera, &recorded);
+    AddLenses(opened.m_camera.Handle(), &recorded);
     return {{"streams",
              {{"depth", StreamJson(recorded.m_depthLens)}, {"color", StreamJson(recorded.m_colorLens)}}},
             {"depthToColor", WayJson(recorded.m_depthToColor)},
@@ -454,7 +454,7 @@ void CCameraSource::StartRecording() {
                                         std::string(OX3D_RGBD_KEY_IMAGE_ALIGN) + " off first");
     }
     RecordedCamera recorded = DescribeCamera(opened->m_camera, m_site.m_scratch);
-    AddLenses(opened->m_camera, &recorded);
+    AddLenses(opened->m_camera.Handle(), &recorded);
     RecorderOptions options;
     options.m_library = "ox3d " + LibraryVersion();
     const std::string name = RecordingName(m_id);

@@ -44,7 +44,7 @@ private:
     // An opened camera, kept by who works with it.
     struct Opened {
         Opened(CCameraSource& source, const ProviderChoice& provider, const DeviceRecord& record)
-            : m_source(source), m_camera(provider, record), m_views(m_camera) {}
+            : m_source(source), m_camera(provider, record), m_views(m_camera.Handle()) {}
         CCameraSource& m_source;
         CCamera m_camera;
         CFrameViews m_views; // the callback's
