@@ -225,6 +225,7 @@ private:
     bool IsNotified(ECameraEvent event) const OX_REQUIRES(m_mutex);
     bool Render(const Exposure& exposure, CameraFrame* frame) OX_EXCLUDES(m_mutex);
     bool HasSourceEnded(const Exposure& exposure) OX_EXCLUDES(m_mutex);
+    void ShiftClock(uint64_t ownNs, uint64_t recordedNs) OX_REQUIRES(m_mutex);
 
     const CameraConfig m_config;
     const SourceFactory m_makeSource;

@@ -149,6 +149,15 @@ bool CCameraModel::HasSourceEnded(const Exposure& exposure) {
     return m_source == nullptr || m_source->HasEnded(exposure.m_sourceIndex);
 }
 
+// A frame of a recording has the time stamp that it had then: whoever asks the clock is told the time of that clock.
+void CCameraModel::ShiftClock(uint64_t ownNs, uint64_t recordedNs) {
+    constexpr uint64_t kMaxNs = uint64_t{1} << 61U; // no clock runs for 70 years
+    if (ownNs < kMaxNs && recordedNs < kMaxNs) {
+        m_clockStart -=
+            std::chrono::nanoseconds(static_cast<int64_t>(recordedNs) - static_cast<int64_t>(ownNs));
+    }
+}
+
 ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& stop, CameraFrame* frame) {
     const std::stop_callback wake(stop, [this] {
         const CLock lock(m_mutex);
@@ -179,8 +188,13 @@ ENextFrame CCameraModel::NextFrame(uint32_t plugCount, const std::stop_token& st
         if (IsDropped(frame->m_number)) {
             continue;
         }
+        const uint64_t ownNs = frame->m_timestampNs;
         lock.Unlock();
         if (Render(exposure, frame)) {
+            if (frame->m_timestampNs != ownNs) {
+                lock.Lock();
+                ShiftClock(ownNs, frame->m_timestampNs);
+            }
             return ENextFrame::Frame;
         }
         // A frame that cannot be had is a lost one: its number is missing, the next has its chance.

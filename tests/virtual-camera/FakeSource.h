@@ -8,7 +8,9 @@ namespace ox3d::test {
 
 class CFakeSource : public CFrameSource {
 public:
-    explicit CFakeSource(uint64_t frames) : m_frames(frames) {}
+    // Ticks: of a recorded frame 0; the next ones follow by a million each.
+    explicit CFakeSource(uint64_t frames, std::optional<uint64_t> ticks = {})
+        : m_frames(frames), m_ticks(ticks) {}
     uint32_t DepthWidth() const override { return 8; }
     uint32_t DepthHeight() const override { return 4; }
     uint32_t ColorWidth() const override { return 6; }
@@ -22,12 +24,16 @@ public:
         images->m_colorHeight = wantColor ? 2 : 0;
         images->m_color.assign(wantColor ? 36 : 0, static_cast<uint8_t>(index));
         images->m_greyPair.assign(wantGreyPair ? 64 : 0, static_cast<uint8_t>(100 + index));
+        if (m_ticks) {
+            images->m_ticks = *m_ticks + index * 1000000;
+        }
         return index < m_frames;
     }
     bool HasEnded(uint64_t index) const override { return index >= m_frames; }
 
 private:
     const uint64_t m_frames;
+    const std::optional<uint64_t> m_ticks;
     const std::string m_calibration = "<SensorCali/>";
 };
 

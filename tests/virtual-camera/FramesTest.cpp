@@ -52,6 +52,24 @@ TEST(Frames, CarryColorOnlyWhenEverySwitchIsOn) {
     }
 }
 
+TEST(Frames, OfARecordingTellTheTimeThatIsLatched) {
+    static constexpr uint64_t kTicks = 5000000000000000;
+    CCameraModel camera(FakeConfig(), [](const FrameSourceConfig&, std::string*) {
+        return std::make_unique<CFakeSource>(3, kTicks);
+    });
+    std::string error;
+    ASSERT_EQ(camera.Prepare(&error), EModelStatus::Ok);
+    camera.Execute("AcquisitionStart");
+    for (int i = 0; i < 2; ++i) {
+        const auto shown = static_cast<int64_t>(Next(camera).m_timestampNs);
+        camera.Execute("TimestampLatch");
+        IntegerValue latched;
+        camera.GetInteger("TimestampLatchValue", &latched);
+        EXPECT_GE(latched.m_value, shown);
+        EXPECT_LT(latched.m_value - shown, 3600000000000) << "nanoseconds";
+    }
+}
+
 TEST(Frames, CarryTheDemosaicPairFromUsbCamerasWhenSelectedAlsoInGreyMode) {
     CFakeCamera camera(FakeConfig(ETransport::Usb));
     EnableChunk(camera, 24);

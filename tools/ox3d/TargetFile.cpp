@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -16,18 +15,6 @@ namespace ox3d::tool {
 namespace fs = std::filesystem;
 
 namespace {
-
-// The bytes are on the disk before the name is, or a failing host leaves an empty file in place of the former one.
-bool IsOnDisk(const std::string& path) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool isOnDisk = file >= 0 && fdatasync(file) == 0;
-    const int error = errno;
-    if (file >= 0) {
-        close(file);
-    }
-    errno = error;
-    return isOnDisk;
-}
 
 std::string CopyToFreeName(const std::string& file, const std::string& name) {
     constexpr int kMaxNames = 1000;
@@ -105,7 +92,7 @@ void CTargetFile::Write(std::string_view bytes) {
 void CTargetFile::Keep() {
     // Another program may have made the file since it was looked for.
     CheckReplaceable();
-    if (!IsOnDisk(m_part) ||
+    if (!SyncLocalFile(m_part) ||
         (m_existing == EExisting::Refuse ? !MoveToFreeName(m_part, m_path.string())
                                          : std::rename(m_part.c_str(), m_path.c_str()) != 0)) {
         Throw(errno);

@@ -1,6 +1,7 @@
 // Options.cpp - options become lines of the camera list, so that file and command line mean the same.
 #include "virtual-camera/gige/Options.h"
 
+#include "base/Completion.h"
 #include "base/ManualPage.h"
 
 #include <CLI/CLI.hpp>
@@ -27,6 +28,7 @@ struct Arguments {
     uint32_t m_chunkLengthBytes = 0;
     bool m_isXmlBroken = false;
     bool m_isManualWanted = false;
+    std::string m_shell; // that wants to complete this
 };
 
 // "serial=A,fps=30" becomes a section of the list. A comma cannot be part of a value here.
@@ -138,6 +140,8 @@ void Define(CLI::App* app, Arguments* arguments, Options* options) {
         ->check(CLI::Range(0, INT32_MAX));
     app->add_flag("--broken-xml", arguments->m_isXmlBroken,
                   "serve a GenICam description that cannot be read");
+    app->add_option("--completion", arguments->m_shell, "print what a shell needs to complete this, and end")
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     app->add_flag("--manual", arguments->m_isManualWanted, "print this as a manual page, and end");
     app->footer("Example: ox3d-virtual-camera --camera serial=LEFT --camera recording=desk.mcap,speed=0.5 "
                 "--drop 0.1");
@@ -155,9 +159,11 @@ bool ReadOptions(int argc, char** argv, Options* options, int* exitCode) {
         *exitCode = app.exit(error) == 0 ? 0 : 2;
         return false;
     }
-    if (arguments.m_isManualWanted) {
-        const std::string page =
-            ManualPage(app, "ox3d-virtual-camera", "puts virtual RGB-D cameras on the network");
+    if (arguments.m_isManualWanted || !arguments.m_shell.empty()) {
+        const std::string program = "ox3d-virtual-camera";
+        const std::string page = arguments.m_isManualWanted
+                                     ? ManualPage(app, program, "puts virtual RGB-D cameras on the network")
+                                     : Completion(arguments.m_shell, app, program);
         *exitCode = std::fputs(page.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
         return false;
     }

@@ -25,18 +25,31 @@ TEST(Options, MakeCamerasWithTheirFaults) {
     EXPECT_EQ(faults.m_replugAfterMs, 1000U) << "comes up again";
 }
 
-TEST(Options, AreInTheManualPage) {
-    const char* arguments[] = {"program", "--manual"};
+// What the program prints of itself.
+std::string Printed(const char* option) {
+    const char* arguments[] = {"program", option};
     gige::Options options;
     int exitCode = -1;
     testing::internal::CaptureStdout();
     EXPECT_FALSE(gige::ReadOptions(std::size(arguments), const_cast<char**>(arguments), &options, &exitCode));
-    const std::string page = testing::internal::GetCapturedStdout();
     EXPECT_EQ(exitCode, 0);
-    for (const char* const part :
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(Options, AreInTheManualPageAndCompleted) {
+    const std::pair<const char*, std::vector<const char*>> documents[] = {
+        {"--manual",
          {".TH OX3D\\-VIRTUAL\\-CAMERA 1 ", "\n.SH SYNOPSIS\n.B ox3d\\-virtual\\-camera\n[options]\n",
           "\n\\fB\\-\\-camera\\fR \\fIVALUE\\fR\na camera as KEY", "\n\\fB\\-\\-broken\\-xml\\fR\n",
-          "\nExample: "}) {
-        EXPECT_NE(page.find(part), std::string::npos) << part << " is not in\n" << page;
+          "\nExample: "}},
+        {"--completion=bash", {" --reboot-after ", "-F _ox3d_virtual_camera ox3d-virtual-camera\n"}},
+        {"--completion=zsh", {"#compdef ox3d-virtual-camera\n", "'--reboot-after[", ":value:_files'"}},
+        {"--completion=fish", {"\ncomplete -c ox3d-virtual-camera -l reboot-after -r -d '"}},
+    };
+    for (const auto& [option, parts] : documents) {
+        const std::string text = Printed(option);
+        for (const char* const part : parts) {
+            EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
+        }
     }
 }

@@ -1,7 +1,7 @@
 // ox3d completion: what a shell needs to complete the tool's command line.
+#include "base/Completion.h"
 #include "base/ManualPage.h"
 #include "tools/ox3d/commands/CommandApp.h"
-#include "tools/ox3d/commands/Completion.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -14,11 +14,9 @@ EExitCode RunCompletion(CCameraControl& /*control*/, const Arguments& arguments)
     BuildApp(app, unused);
     const std::string& shell = arguments.m_shell;
     const std::string text =
-        shell == "bash"  ? BashCompletion(app)
-        : shell == "zsh" ? ZshCompletion(app)
-        : shell == "fish"
-            ? FishCompletion(app)
-            : ManualPage(app, "ox3d", "looks for RGB-D cameras, sets them and takes pictures with them");
+        shell == "man"
+            ? ManualPage(app, "ox3d", "looks for RGB-D cameras, sets them and takes pictures with them")
+            : Completion(shell, app, "ox3d");
     std::fputs(text.c_str(), stdout);
     return EExitCode::Ok;
 }

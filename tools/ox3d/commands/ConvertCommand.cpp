@@ -34,7 +34,7 @@ std::unique_ptr<CRecordingReader> OpenSource(const fs::path& path, EDataset kind
     auto reader =
         kind == EDataset::None ? CRecordingReader::Open(path.string(), &error) : OpenDataset(kind, path);
     if (reader == nullptr) {
-        throw CToolError(EExitCode::Usage, error);
+        throw CToolError(EExitCode::File, error);
     }
     return reader;
 }

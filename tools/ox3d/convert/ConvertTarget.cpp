@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -17,18 +16,6 @@ namespace ox3d::tool {
 namespace fs = std::filesystem;
 
 namespace {
-
-// Of all files of a folder's file system: a result may be thousands of them.
-bool SyncFiles(const fs::path& folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool isSynced = descriptor >= 0 && syncfs(descriptor) == 0;
-    const int error = errno;
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-    errno = error;
-    return isSynced;
-}
 
 bool IsEmptyFolder(const fs::path& path) {
     std::error_code failure;
@@ -67,13 +54,13 @@ CConvertTarget::~CConvertTarget() {
 
 void CConvertTarget::Keep() {
     // Only a folder gives way to another, and only an empty one.
-    const bool isKept =
-        SyncFiles(m_work) && (IsEmptyFolder(m_path) ? std::rename(Part().c_str(), m_path.c_str()) == 0
-                                                    : MoveToFreeName(Part().string(), m_path.string()));
+    const bool isKept = SyncFileSystemOf(m_work) && // a result may be thousands of files
+                        (IsEmptyFolder(m_path) ? std::rename(Part().c_str(), m_path.c_str()) == 0
+                                               : MoveToFreeName(Part().string(), m_path.string()));
     if (!isKept) {
         Throw(errno);
     }
-    SyncFiles(m_path.parent_path());
+    SyncFileSystemOf(m_path.parent_path());
 }
 
 std::string CConvertTarget::InWordsOfTheUser(std::string message) const {
