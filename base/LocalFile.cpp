@@ -99,15 +99,6 @@ bool ReadInto(const std::string& path, uint64_t maxBytes, ELongFile longFile, Co
     return true;
 }
 
-bool Synced(const std::string& path, int flags, int (*sync)(int)) {
-    CDescriptor file(open(path.c_str(), flags | O_CLOEXEC));
-    const bool isSynced = file.Get() >= 0 && sync(file.Get()) == 0;
-    const int reason = errno;
-    file.Close();
-    errno = reason;
-    return isSynced;
-}
-
 } // namespace
 
 int OpenLocalFile(const char* path) noexcept {
@@ -187,14 +178,6 @@ bool MoveToFreeName(const std::string& from, const std::string& to) {
     const bool isFree = lstat(to.c_str(), &status) != 0 && errno == ENOENT;
     errno = EEXIST;
     return isFree && std::rename(from.c_str(), to.c_str()) == 0;
-}
-
-bool SyncLocalFile(const std::string& path) {
-    return Synced(path, O_RDONLY, fdatasync);
-}
-
-bool SyncFileSystemOf(const std::string& folder) {
-    return Synced(folder, O_RDONLY | O_DIRECTORY, syncfs);
 }
 
 uint64_t LocalFileBytes(const std::string& path) {

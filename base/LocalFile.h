@@ -30,13 +30,6 @@ int MakePartFile(const std::string& path, std::string* part);
 // reason in errno. Where a file system cannot do both in one step, a folder may replace an empty one that was made meanwhile.
 bool MoveToFreeName(const std::string& from, const std::string& to);
 
-// The bytes of a file are on the disk; false with the reason in errno. Before a name is, or a failing host leaves an empty file
-// in place of the former one.
-bool SyncLocalFile(const std::string& path);
-
-// All files of the file system that the folder lies in.
-bool SyncFileSystemOf(const std::string& folder);
-
 // Length of a regular file, 0 when there is none.
 uint64_t LocalFileBytes(const std::string& path);
 

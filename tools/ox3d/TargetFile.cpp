@@ -2,6 +2,7 @@
 #include "tools/ox3d/TargetFile.h"
 
 #include "base/LocalFile.h"
+#include "base/SyncFile.h"
 #include "tools/ox3d/ExitCode.h"
 
 #include <cerrno>
@@ -92,7 +93,7 @@ void CTargetFile::Write(std::string_view bytes) {
 void CTargetFile::Keep() {
     // Another program may have made the file since it was looked for.
     CheckReplaceable();
-    if (!SyncLocalFile(m_part) ||
+    if (!SyncFile(m_part) ||
         (m_existing == EExisting::Refuse ? !MoveToFreeName(m_part, m_path.string())
                                          : std::rename(m_part.c_str(), m_path.c_str()) != 0)) {
         Throw(errno);

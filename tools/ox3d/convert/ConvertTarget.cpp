@@ -2,6 +2,7 @@
 #include "tools/ox3d/convert/ConvertTarget.h"
 
 #include "base/LocalFile.h"
+#include "base/SyncFile.h"
 #include "tools/ox3d/ExitCode.h"
 
 #include <cerrno>
