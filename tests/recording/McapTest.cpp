@@ -15,12 +15,14 @@
 #include <random>
 #include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 
 namespace {
 // What the system does to a recording.
 std::atomic<int> s_syncFailure = 0; // of the next fdatasync()
 std::atomic<int> s_syncs = 0;
+std::atomic<uint64_t> s_syncedBytes = 0; // of the file that was synced last
 std::atomic<int> s_folderSyncs = 0;
 std::atomic<uint64_t> s_readBytes = 0;
 std::atomic<size_t> s_largestBlock = SIZE_MAX;
@@ -29,8 +31,12 @@ std::function<int()> s_onLock;
 
 extern "C" int fdatasync(int file) {
     ++s_syncs;
+    struct stat status = {};
+    const bool isKnown = fstat(file, &status) == 0;
     errno = s_syncFailure.exchange(0);
-    return errno == 0 ? static_cast<int>(syscall(SYS_fdatasync, file)) : -1;
+    const int result = errno == 0 ? static_cast<int>(syscall(SYS_fdatasync, file)) : -1;
+    s_syncedBytes = result == 0 && isKnown ? static_cast<uint64_t>(status.st_size) : s_syncedBytes.load();
+    return result;
 }
 
 extern "C" int fsync(int file) {
@@ -719,6 +725,32 @@ TEST_F(Mcap, ThatCannotBePutOnTheDiskSaysSoInEveryCase) {
     s_syncFailure = ENOSPC;
     EXPECT_EQ(m_recorder->Finish().m_state, EWriting::Full);
     EXPECT_EQ(m_recorder->Counts().m_error, std::generic_category().message(ENOSPC));
+}
+
+// What a power loss leaves of a file at worst: what was synced, and zeros where more was promised.
+TEST_F(Mcap, HasEveryFrameThatWasSyncedWhenThePowerGoes) {
+    RecorderOptions options;
+    options.m_syncInterval = std::chrono::milliseconds(0);
+    Open(options);
+    uint64_t syncedBytes = 0;
+    for (uint64_t number = 1; number <= 3; ++number) {
+        AddTo(*m_recorder, number);
+        ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == number; }));
+        syncedBytes = fs::file_size(m_path);
+        EXPECT_TRUE(test::Eventually([&] { return s_syncedBytes == syncedBytes; })) << "nobody asks for it";
+    }
+    AddTo(*m_recorder, 4);
+    ASSERT_TRUE(test::Eventually([&] { return m_recorder->Counts().m_written == 4; }));
+    for (const uint64_t zeros : {0, 5000}) {
+        const std::string left = Spoiled([&](std::string& bytes) {
+            bytes.resize(syncedBytes);
+            bytes.resize(syncedBytes + zeros);
+        });
+        EXPECT_EQ(Read(left), UpTo(3)) << zeros;
+        EXPECT_EQ(RepairMcap(left, &m_report, &m_error), EMcapRepair::Ok) << m_error;
+        EXPECT_EQ(Read(left), UpTo(3)) << zeros;
+        EXPECT_EQ(Chunks(left).size(), 3U) << "by its index";
+    }
 }
 
 TEST_F(Mcap, EveryFrameThatWasTakenIsWrittenHoweverItEnds) {
