@@ -148,9 +148,10 @@ std::string FishCompletion(const CLI::App& app, const std::string& program) {
     std::string text = CommandsOf(app).empty() ? FishOptions(app, begin) : "";
     for (const CLI::App* command : CommandsOf(app)) {
         const std::string& name = command->get_name();
-        text += begin + " -f -n __fish_use_subcommand -a " + name + " -d " +
-                Quoted(command->get_description()) + "\n" +
-                FishOptions(*command, begin + " -n " + Quoted("__fish_seen_subcommand_from " + name));
+        text.append(begin).append(" -f -n __fish_use_subcommand -a ").append(name).append(" -d ");
+        text.append(Quoted(command->get_description())).append("\n");
+        const std::string condition = " -n " + Quoted("__fish_seen_subcommand_from " + name);
+        text += FishOptions(*command, begin + condition);
     }
     return text;
 }

@@ -48,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         for (const uint16_t camera : client.Cameras()) {
             ImageHeader header;
             header.m_number = ++number;
-            client.Offer(camera, EStream::Depth, MakePacket(header, {}), number * 10000);
-            client.Offer(camera, EStream::Color, MakePacket(header, {}), number * 10000);
+            client.Offer(camera, EStream::Depth, MakePacket(header, {}), uint64_t{number} * 10000);
+            client.Offer(camera, EStream::Color, MakePacket(header, {}), uint64_t{number} * 10000);
         }
         Drain(&client);
         const std::string names[] = {"localhost", line};

@@ -34,7 +34,8 @@ TEST(PerProcess, GivesAForkedChildAnObjectOfItsOwnWhoeverHoldsTheParents) {
         child = fork();
         if (child == 0) {
             alarm(20);
-            _exit(Count() == 1 && Count() == 2 ? 0 : 1);
+            const int first = Count();
+            _exit(first == 1 && Count() == 2 ? 0 : 1);
         }
     }
     int status = -1;

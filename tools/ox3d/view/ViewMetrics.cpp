@@ -47,7 +47,8 @@ std::string MetricsText(const std::vector<ViewMetric>& cameras) {
     std::string text;
     for (const Row& row : kRows) {
         const std::string name = row.m_name;
-        text += "# HELP " + name + " " + row.m_help + "\n# TYPE " + name + " " + row.m_type + "\n";
+        text.append("# HELP ").append(name).append(" ").append(row.m_help).append("\n");
+        text.append("# TYPE ").append(name).append(" ").append(row.m_type).append("\n");
         for (const ViewMetric& camera : cameras) {
             char value[32];
             std::snprintf(value, sizeof(value), "%.17g", row.m_value(camera));
