@@ -67,6 +67,9 @@ export interface RecordAnswer {
   file: string;
   frames: number;
   dropped: number;
+  seconds?: number; // for so long it records
+  error?: string | null; // why it failed
+  warning?: string; // why there is no file
 }
 
 export interface Playback {
@@ -97,6 +100,7 @@ export type ServerMessage =
   | ({ type: "playback"; camera: string } & Playback)
   | ({ type: "record"; camera: string } & RecordAnswer)
   | { type: "cameras" }
+  | { type: "alive" }
   | { type: "geometry"; camera: string }
   | { type: "error"; error: string };
 

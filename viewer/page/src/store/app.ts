@@ -4,16 +4,18 @@ import { DepthDecoder } from "../protocol/depthDecoder";
 import { Link } from "../protocol/link";
 import type { ServerInfo, ServerMessage, StreamName } from "../protocol/wire";
 import { Camera } from "./camera";
+import { notify } from "./notices";
 import { settings } from "./settings";
 import { Signal } from "./signal";
 
 export type Connection =
   | { kind: "connecting" }
   | { kind: "open" }
-  | { kind: "closed"; retryInMs: number }
+  | { kind: "closed" }
   | { kind: "refused"; sentence: string }; // the server wants a token, or another one
 
 const kFrameRate = 30;
+const kHiddenMs = 10000; // so long a page in the background keeps its cameras open
 
 class App {
   readonly server = new Signal<ServerInfo | null>(null);
@@ -22,10 +24,12 @@ class App {
   readonly shown = new Signal<Camera[]>([]);
   readonly focused = new Signal<Camera | null>(null);
   readonly isMeasuring = new Signal(false);
-  readonly #decoder = new DepthDecoder();
+  readonly #decoder = new DepthDecoder((sentence) => notify("error", sentence));
+  #hiding: number | undefined;
+  #isAway = false; // in the background for some time
   readonly link = new Link({
     onOpen: () => void this.#onOpen(),
-    onClosed: (retryInMs) => void this.#onClosed(retryInMs),
+    onClosed: () => void this.#onClosed(),
     onMessage: (message) => this.#onMessage(message),
     onPicture: (camera, picture) => void this.find(camera)?.takePicture(picture),
   });
@@ -33,7 +37,7 @@ class App {
   start(): void {
     this.link.connect();
     settings.watch(() => this.#subscribe());
-    document.addEventListener("visibilitychange", () => this.#subscribe());
+    document.addEventListener("visibilitychange", () => this.#onVisibility());
   }
 
   find(id: string): Camera | undefined {
@@ -67,10 +71,24 @@ class App {
     }
   }
 
-  // Nobody looks: nothing is sent. A page in the background does not look.
+  #onVisibility(): void {
+    window.clearTimeout(this.#hiding);
+    if (document.hidden) {
+      this.#hiding = window.setTimeout(() => {
+        this.#isAway = true;
+        this.#subscribe();
+      }, kHiddenMs);
+    } else if (this.#isAway) {
+      this.#isAway = false;
+      this.shown.value.forEach((camera) => void camera.loadDetails());
+    }
+    this.#subscribe();
+  }
+
+  // Nobody looks: nothing is sent. A page in the background does not look, and after a while lets its cameras go.
   #subscribe(): void {
     const { views } = settings.value;
-    const streams: StreamName[] = ["stats"];
+    const streams: StreamName[] = this.#isAway ? [] : ["stats"];
     if (!document.hidden) {
       if (views.some((view) => view !== "color")) {
         streams.unshift("depth");
@@ -87,7 +105,7 @@ class App {
   async #onOpen(): Promise<void> {
     this.connection.set({ kind: "open" });
     for (const camera of this.cameras.value) {
-      camera.forgetUnacknowledged();
+      camera.beginAnew();
     }
     try {
       this.server.set(await api.server());
@@ -100,14 +118,15 @@ class App {
     }
   }
 
-  // A closed socket does not say why; a request does.
-  async #onClosed(retryInMs: number): Promise<void> {
-    try {
-      await api.server();
-      this.connection.set({ kind: "closed", retryInMs });
-    } catch (error) {
-      const isRefused = error instanceof ApiError && (error.httpStatus === 401 || error.httpStatus === 403);
-      this.connection.set(isRefused ? { kind: "refused", sentence: error.message } : { kind: "closed", retryInMs });
+  // A closed socket does not say why; a request does. Its answer may come late, and then is of no closure that still holds.
+  async #onClosed(): Promise<void> {
+    const before = this.connection.value;
+    const closure: Connection = before.kind === "refused" ? before : { kind: "closed" };
+    this.connection.set(closure);
+    const reason = await api.server().then(() => null, (error: unknown) => error);
+    if (this.connection.value === closure) {
+      const isRefused = reason instanceof ApiError && (reason.httpStatus === 401 || reason.httpStatus === 403);
+      this.connection.set(isRefused ? { kind: "refused", sentence: reason.message } : { kind: "closed" });
     }
   }
 
@@ -125,6 +144,7 @@ class App {
       }
     }
     this.cameras.set(cameras);
+    this.link.resubscribe();
     if (this.shown.value.length === 0 && cameras.length > 0) {
       this.show([cameras.find((camera) => !camera.entry.value.problem) ?? (cameras[0] as Camera)]);
     }
@@ -138,6 +158,9 @@ class App {
     if (message.type === "error") {
       console.warn(message.error);
       return;
+    }
+    if (message.type === "alive") {
+      return; // the link has heard it, and that is all
     }
     const camera = this.find(message.camera);
     if (!camera) {
