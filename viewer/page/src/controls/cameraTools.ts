@@ -21,7 +21,8 @@ export async function saveSnapshot(camera: Camera, file: SnapshotFile): Promise<
   try {
     const [name, type] = file.split(".");
     saveBlob(await api.snapshot(camera.id, file), `${camera.id}-${stamp()}-${name}.${type}`);
-    notify("info", `Saved ${file} of ${camera.id}.`);
+    const isOther = camera.isPaused.value;
+    notify(isOther ? "warning" : "info", `Saved ${file} of ${camera.id}${isOther ? ", of a newer frame than the paused one" : ""}.`);
   } catch (error) {
     notify("error", `Saving ${file} of ${camera.id}: ${sentenceOf(error)}`);
   }

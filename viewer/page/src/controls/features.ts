@@ -23,6 +23,8 @@ export class Features {
   #shape = "";
   #timer: number | undefined;
   #isVisible = false;
+  #isStale = false; // the last reading failed
+  #end: () => void = () => undefined; // of listening to the camera
 
   constructor() {
     const reload = iconButton("reload", "Read all features again", "", () => void this.#load());
@@ -41,11 +43,13 @@ export class Features {
     if (camera !== this.#camera) {
       this.#camera = camera;
       this.#rebuild();
-      camera?.state.watch(({ state }) => {
-        if (state === "streaming" && this.#camera === camera && this.#isVisible) {
+      this.#end();
+      this.#end = camera?.state.watch(({ state }) => {
+        this.#showUse();
+        if (state === "streaming" && this.#isVisible) {
           this.#soon();
         }
-      });
+      }) ?? (() => undefined);
     }
     if (isVisible && isNew) {
       void this.#load();
@@ -75,11 +79,21 @@ export class Features {
     try {
       const features = await api.features(camera.id);
       if (camera === this.#camera) {
+        this.#isStale = false;
         this.#take(features);
       }
     } catch (error) {
-      this.#none.textContent = this.#controls.size > 0 ? "" : `The features cannot be read: ${sentenceOf(error)}`;
+      if (camera === this.#camera) {
+        this.#isStale = true;
+        this.#none.textContent = `The features cannot be read: ${sentenceOf(error)}`;
+      }
     }
+    this.#showUse();
+  }
+
+  // Values that are not the camera's own cannot be set from: they are there to be read, greyed.
+  #showUse(): void {
+    this.#list.inert = this.#isStale || this.#camera?.state.value.state !== "streaming";
   }
 
   #take(features: FeatureEntry[]): void {

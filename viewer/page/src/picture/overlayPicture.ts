@@ -5,20 +5,23 @@ import { fitLens } from "../geometry/depthFrame";
 import { directionsOf, pixelOf, toColorCamera } from "../geometry/lens";
 import type { CameraDetails, LensEntry } from "../protocol/wire";
 
-let directionsFor = "";
-let directions = new Float32Array(0) as Float32Array;
+export const kNoCalibration = "There is no calibration between depth and color.";
 
-function directionsTable(lens: LensEntry): Float32Array {
-  const wanted = JSON.stringify(lens);
-  if (wanted !== directionsFor) {
-    directionsFor = wanted;
-    directions = directionsOf(lens);
+const tables = new WeakMap<CameraDetails, { width: number; height: number; table: Float32Array }>();
+
+// Of each camera its own, for as long as its lens and the size of its pictures are these.
+function directionsTable(details: CameraDetails, depth: LensEntry, { width, height }: DepthFrame): Float32Array {
+  let known = tables.get(details);
+  if (known?.width !== width || known.height !== height) {
+    known = { width, height, table: directionsOf(fitLens(depth, width, height)) };
+    tables.set(details, known);
   }
-  return directions;
+  return known.table;
 }
 
-export function isRegistered(details: CameraDetails): boolean {
-  return details.depthAligned || !details.depthToColor || !details.streams.depth || !details.streams.color;
+// Whether the color of a depth pixel can be told: they are pixels of one picture, or the way from one to the other is known.
+export function hasColorOfDepth(details: CameraDetails): boolean {
+  return details.depthAligned || (details.depthToColor && details.streams.depth && details.streams.color ? true : false);
 }
 
 const scratch = document.createElement("canvas");
@@ -44,7 +47,7 @@ export function paintColorForDepth(
   const image = context.createImageData(frame.width, frame.height);
   const target = new Uint32Array(image.data.buffer);
   const lens = fitLens(details.streams.color, color.width, color.height);
-  const table = directionsTable(fitLens(details.streams.depth, frame.width, frame.height));
+  const table = directionsTable(details, details.streams.depth, frame);
   for (let i = 0; i < target.length; ++i) {
     const z = (frame.samples[i] as number) * frame.mmPerUnit;
     if (z === 0) {

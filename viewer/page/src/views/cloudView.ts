@@ -9,7 +9,7 @@ import { el, iconButton } from "../controls/dom";
 import { fitLens, type DepthFrame, type Picked } from "../geometry/depthFrame";
 import { directionsOf } from "../geometry/lens";
 import { colorTable, kColorTableSize } from "../picture/colorMap";
-import { isRegistered } from "../picture/overlayPicture";
+import { hasColorOfDepth, kNoCalibration } from "../picture/overlayPicture";
 import type { CameraDetails, LensEntry } from "../protocol/wire";
 import { app } from "../store/app";
 import type { Camera, ColorFrame } from "../store/camera";
@@ -40,6 +40,7 @@ export class CloudView implements View {
   readonly element: HTMLElement;
   readonly #stage = el("div", { class: "stage" });
   readonly #marks = el("canvas", { class: "marks" });
+  readonly #note = el("p", { class: "view-note", role: "status", hidden: true }, kNoCalibration);
   readonly #renderer: WebGLRenderer;
   readonly #scene = new Scene();
   readonly #eye = new PerspectiveCamera(kFieldOfView, 1, 10, 50000);
@@ -52,6 +53,7 @@ export class CloudView implements View {
   #shownDepth: DepthFrame | null = null;
   #shownColor: ColorFrame | null = null;
   #shownMap: ColorMapName | null = null;
+  #mapTexture: DataTexture | null = null;
   #directions: { lens: LensEntry; table: Float32Array } | null = null;
   #isPlaced = false;
   #isDue = false;
@@ -76,7 +78,7 @@ export class CloudView implements View {
     this.#stage.append(canvas, this.#marks);
     const home = iconButton("home", "View from the camera", "0", () => this.lookFromCamera());
     home.classList.add("home");
-    this.element = frameOf("cloud", `Point cloud of ${camera.id}`, this.#stage, home);
+    this.element = frameOf("cloud", `Point cloud of ${camera.id}`, this.#stage, home, this.#note);
     this.#listen(canvas);
     this.#watchSize = new ResizeObserver(() => this.#resize());
     this.#watchSize.observe(this.#stage);
@@ -139,6 +141,7 @@ export class CloudView implements View {
     this.#material.dispose();
     this.#depthTexture?.dispose();
     this.#colorTexture?.dispose();
+    this.#mapTexture?.dispose();
     this.#renderer.dispose();
     this.#renderer.forceContextLoss(); // a browser has few contexts, and gives them back late by itself
     this.element.remove();
@@ -166,11 +169,15 @@ export class CloudView implements View {
     this.#takeLenses(frame, details, details.streams.depth);
     if (this.#shownMap !== settings.value.colorMap) {
       this.#shownMap = settings.value.colorMap;
-      this.#set("colorTable", mapTexture(this.#shownMap));
+      this.#mapTexture?.dispose();
+      this.#mapTexture = mapTexture(this.#shownMap);
+      this.#set("colorTable", this.#mapTexture);
     }
     this.#set("range", new Vector2(...rangeOf(this.camera)));
     this.#set("pointSize", settings.value.pointSize * this.#renderer.getPixelRatio());
-    this.#set("isColored", settings.value.cloudColor === "color" && this.#colorTexture !== null);
+    const canColor = settings.value.cloudColor === "color" && this.#colorTexture !== null;
+    this.#note.hidden = !canColor || hasColorOfDepth(details);
+    this.#set("isColored", canColor && hasColorOfDepth(details));
     if (!this.#isPlaced) {
       this.#isPlaced = true;
       this.lookFromCamera();
@@ -224,7 +231,7 @@ export class CloudView implements View {
     const lens = fitLens(depth, frame.width, frame.height);
     this.#set("depthLens", new Vector4(lens.fx, lens.fy, lens.cx, lens.cy));
     this.#set("depthK", lens.distortion);
-    this.#set("isRegistered", isRegistered(details));
+    this.#set("isRegistered", details.depthAligned);
     const shown = this.#shownColor;
     if (details.streams.color && details.depthToColor && shown) {
       const color = fitLens(details.streams.color, shown.width, shown.height);

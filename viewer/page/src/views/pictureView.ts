@@ -3,7 +3,7 @@ import { el } from "../controls/dom";
 import { pixelOf, toColorCamera } from "../geometry/lens";
 import { fitLens, type Picked } from "../geometry/depthFrame";
 import { paintDepth } from "../picture/depthPicture";
-import { isRegistered, paintColorForDepth } from "../picture/overlayPicture";
+import { hasColorOfDepth, kNoCalibration, paintColorForDepth } from "../picture/overlayPicture";
 import { app } from "../store/app";
 import type { Camera } from "../store/camera";
 import { settings } from "../store/settings";
@@ -17,17 +17,21 @@ export class PictureView implements View {
   readonly element: HTMLElement;
   readonly #picture = el("canvas", { class: "picture", width: 4, height: 3 });
   readonly #marks = el("canvas", { class: "marks", tabindex: 0 });
+  readonly #note = el("p", { class: "view-note", role: "status", hidden: true }, kNoCalibration);
   readonly #depth = document.createElement("canvas"); // the overlay's upper picture
 
   constructor(readonly camera: Camera, readonly name: PictureName) {
     const label = `${kTitles[name]} of ${camera.id}`;
     this.#picture.setAttribute("role", "img");
     this.#picture.setAttribute("aria-label", label);
-    this.element = frameOf(name, label, this.#picture, this.#marks);
+    this.element = frameOf(name, label, this.#picture, this.#marks, this.#note);
     this.#marks.setAttribute("aria-label", `${label}: point at a place for its depth`);
     this.#marks.setAttribute("role", "application");
     this.#marks.addEventListener("pointermove", (event) => this.#hover(event));
-    this.#marks.addEventListener("pointerleave", () => camera.leave());
+    this.#marks.addEventListener("pointerleave", () => {
+      camera.leave();
+      this.#note.hidden ||= name === "color";
+    });
     this.#marks.addEventListener("click", (event) => this.#click(event));
     this.#marks.addEventListener("keydown", (event) => this.#moveByKey(event));
   }
@@ -66,7 +70,11 @@ export class PictureView implements View {
     if (!frame || !details) {
       return;
     }
-    if (isRegistered(details)) {
+    this.#note.hidden = hasColorOfDepth(details);
+    if (!this.#note.hidden) {
+      this.#picture.width = frame.width;
+      this.#picture.height = frame.height;
+    } else if (details.depthAligned) {
       this.#drawColor(color);
     } else {
       paintColorForDepth(this.#picture, frame, color, details);
@@ -93,7 +101,7 @@ export class PictureView implements View {
   #depthPixel(x: number, y: number): [number, number] | null {
     const frame = this.camera.depth.value;
     const details = this.camera.details.value;
-    if (!frame || !details || (this.name === "color" && !isRegistered(details))) {
+    if (!frame || !details || (this.name === "color" && !details.depthAligned)) {
       return null;
     }
     const place = this.#place();
@@ -104,6 +112,10 @@ export class PictureView implements View {
 
   #hover(event: PointerEvent): void {
     const at = this.#depthPixel(event.offsetX, event.offsetY);
+    if (this.name === "color") {
+      this.#note.textContent = "Depth is told in the views of depth: this camera's color is seen by another lens.";
+      this.#note.hidden = this.camera.details.value?.depthAligned !== false;
+    }
     if (at) {
       this.camera.hover(at[0], at[1]);
     } else {
@@ -153,7 +165,10 @@ export class PictureView implements View {
       return null;
     }
     let [u, v, width, height] = [picked.u, picked.v, frame.width, frame.height];
-    if (this.name === "color" && !isRegistered(details) && details.streams.color) {
+    if (this.name === "color" && !details.depthAligned) {
+      if (!details.streams.color || !details.depthToColor) {
+        return null;
+      }
       const lens = fitLens(details.streams.color, this.#picture.width, this.#picture.height);
       const at = pixelOf(lens, toColorCamera(details, picked.point));
       if (!at) {
