@@ -22,14 +22,21 @@ namespace {
 using namespace ::testing;
 
 constexpr int kPatienceMs = 60000; // for what has to come
+const std::string kAlive = R"({"type":"alive"})";
 const std::string kToken = "0123456789abcdef";
 std::atomic<bool> g_isOver{false};
 
-// One camera "A".
+// Cameras "A", one "late" that comes when m_isLateThere says so, and one "stuck" that answers when m_unstuck is set.
 class CStage : public IStage {
 public:
     void Attach(IAudience* audience) override { m_audience.store(audience); }
     Answer Serve(const Request& request) override {
+        if (request.m_path == "/snapshot/big") {
+            return {200, "text/plain", std::string(size_t{48} << 20U, 'x')};
+        }
+        if (request.m_query.contains("id") && request.m_query.at("id") == "stuck") {
+            m_release.wait();
+        }
         std::string query;
         for (const auto& [key, value] : request.m_query) {
             query.append(key).append("=").append(value).append(";");
@@ -38,21 +45,28 @@ public:
                 request.m_method + " " + request.m_path + " " + query + " " + request.m_body};
     }
     std::optional<uint16_t> IndexOf(const std::string& camera) override {
-        return camera == "A" ? std::optional<uint16_t>(7) : std::nullopt;
+        const bool isThere = camera == "A" || (camera == "late" && m_isLateThere.load());
+        return isThere ? std::optional<uint16_t>(7) : std::nullopt;
     }
     void Want(uint16_t, const Wishes& wishes) override { m_clients.store(wishes.m_clients); }
     std::vector<Telling> Greeting(uint16_t) override { return {{"state A", "hello", 7, EAudience::All}}; }
 
     std::atomic<IAudience*> m_audience{nullptr};
     std::atomic<uint32_t> m_clients{0};
+    std::atomic<bool> m_isLateThere{false};
+    std::promise<void> m_unstuck;
+    const std::shared_future<void> m_release{m_unstuck.get_future()};
 };
 
 // A connection of a client.
 class CWire {
 public:
-    explicit CWire(uint16_t port) : m_port(port), m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit CWire(uint16_t port, const char* from = "127.0.0.1")
+        : m_port(port), m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
+        inet_pton(AF_INET, from, &address.sin_addr);
+        bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         m_isOpen = connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
@@ -116,8 +130,16 @@ public:
         }
         return Send(frame + std::string(4, '\0') + text);
     }
-    // The next message, of whatever fragments.
+    // The next message but signs of life.
     std::string Message() {
+        std::string message = AnyMessage();
+        while (message == kAlive) {
+            message = AnyMessage();
+        }
+        return message;
+    }
+    // The next message, of whatever fragments.
+    std::string AnyMessage() {
         std::string message;
         for (;;) {
             const std::string head = Receive(2);
@@ -163,7 +185,7 @@ private:
 
 class ViewerServer : public Test {
 protected:
-    void Begin(bool isReadOnly = false, unsigned idleSeconds = 10) {
+    void Begin(bool isReadOnly = false, unsigned idleSeconds = 10, const char* address = "127.0.0.1") {
         void* const module = dlopen(OX3D_VIEWER_MODULE, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(module, nullptr) << dlerror();
         const auto serve = reinterpret_cast<ServeFunction>(dlsym(module, kServeSymbol));
@@ -177,6 +199,8 @@ protected:
         options.m_isReadOnly = isReadOnly;
         options.m_pageFolder = m_folder.File("page");
         options.m_idleSeconds = idleSeconds;
+        options.m_address = address;
+        options.m_maxAnswerBytes = size_t{64} << 20U;
         g_isOver.store(false);
         std::future<uint16_t> port = m_listening.get_future();
         m_thread = std::thread([this, serve, options] {
@@ -272,6 +296,8 @@ TEST_F(ViewerServer, HandsOnWhatIsAllowedAndRefusesTheRest) {
              "\r\nHost: localhost:" + std::to_string(m_port) + "\r\n",
          "200"},
         {"GET /api/cameras", kBearer + "Sec-Fetch-Site: cross-site\r\n", "403"},
+        {"GET /api/cameras", kBearer + "Sec-Fetch-Site: same-site\r\n", "403"},
+        {"GET /api/cameras", kBearer + "Sec-Fetch-Site: same-origin\r\n", "200"},
     };
     for (const auto& one : cases) {
         EXPECT_EQ(Status(one.m_line, one.m_headers, one.m_line[0] == 'P' ? "{}" : ""), one.m_status)
@@ -287,6 +313,49 @@ TEST_F(ViewerServer, ChangesNothingWhenItIsReadOnly) {
     EXPECT_EQ(Status("POST /api/run/Stop", kBearer + "Content-Length: 0\r\n"), "403");
     EXPECT_EQ(Status("PUT /api/features/Gain", kBearer + "Content-Length: 0\r\n"), "403");
     EXPECT_EQ(Status("GET /api/features", kBearer), "200");
+    EXPECT_EQ(Status("POST /api/playback", kBearer + "Content-Length: 0\r\n"), "200");
+}
+
+TEST_F(ViewerServer, IsCalledByTheAddressThatAClientReachesItAt) {
+    Begin(false, 10, "0.0.0.0");
+    const std::string host = "Host: 127.0.0.3:" + std::to_string(m_port) + "\r\n";
+    EXPECT_EQ(Status("GET /api/cameras", kBearer + host), "403"); // reached at 127.0.0.1
+    EXPECT_EQ(Status("GET /api/cameras", kBearer), "200");
+}
+
+TEST_F(ViewerServer, ShowsACameraAsSoonAsItIsThere) {
+    Begin();
+    CWire wire(m_port);
+    ASSERT_TRUE(wire.Upgrade("ox3d.v1, ox3d.token." + kToken));
+    wire.SendFrame(R"({"type":"subscribe","camera":"late","streams":["depth"]})");
+    EXPECT_THAT(wire.Message(), HasSubstr("no camera late"));
+    EXPECT_EQ(wire.AnyMessage(), kAlive); // whoever has nothing to hear hears that
+    m_stage.m_isLateThere.store(true);
+    EXPECT_THAT(wire.Message(), HasSubstr(R"("type":"subscribed","camera":"late")"));
+}
+
+TEST_F(ViewerServer, AnswersWhileACameraHangs) {
+    Begin(false, 60);
+    std::vector<std::unique_ptr<CWire>> hanging;
+    for (int i = 0; i < 10; ++i) { // two are served, eight wait
+        hanging.push_back(std::make_unique<CWire>(m_port));
+        hanging.back()->Send("GET /api/camera?id=stuck HTTP/1.1\r\nHost: localhost\r\n" + kBearer + "\r\n");
+    }
+    EXPECT_EQ(Status("GET /api/camera?id=A", kBearer), "200");
+    EXPECT_EQ(Status("GET /metrics", kBearer), "200");
+    m_stage.m_unstuck.set_value();
+    for (const auto& wire : hanging) {
+        EXPECT_THAT(wire->Head(), StartsWith("HTTP/1.1 200"));
+    }
+}
+
+TEST_F(ViewerServer, HoldsNoMoreAnswersThanItHasRoomFor) {
+    Begin(false, 60);
+    CWire greedy(m_port);
+    greedy.Send("GET /snapshot/big HTTP/1.1\r\nHost: localhost\r\n" + kBearer + "\r\n");
+    EXPECT_THAT(greedy.Head(), StartsWith("HTTP/1.1 200")); // and reads no further
+    EXPECT_EQ(Status("GET /snapshot/big", kBearer), "503");
+    EXPECT_EQ(Status("GET /api/cameras", kBearer), "200");
 }
 
 TEST_F(ViewerServer, SendsOthersEveryImageWhileOneStalls) {
@@ -338,6 +407,7 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     }
     Publish(1);
     EXPECT_EQ(watcher->Number(), 1U);
+    EXPECT_THAT(CWire(m_port, "127.0.0.2").Ask("GET /healthz"), HasSubstr("ok")); // others have places left
     many.clear();
     while (CWire(m_port).Ask("GET /healthz").empty()) { // until those are gone
     }
@@ -347,6 +417,7 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     for (int i = 0; i < 40; ++i) {
         clients.push_back(std::make_unique<CWire>(m_port));
         accepted += clients.back()->Upgrade("ox3d.v1, ox3d.token." + kToken) ? 1 : 0;
+        clients.back()->SendFrame(R"({"type":"subscribe","camera":"A","streams":[]})");
     }
     EXPECT_EQ(accepted, 32U);
 }
@@ -354,6 +425,8 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
 TEST_F(ViewerServer, WaitsForNoOneForEver) {
     Begin(false, 1);
     CWire silent(m_port);
+    CWire mute(m_port);
+    ASSERT_TRUE(mute.Upgrade("ox3d.v1, ox3d.token." + kToken));
     CWire slow(m_port);
     CWire endless(m_port);
     endless.Send("GET /healthz HTTP/1.1\r\nX: " + std::string(20000, 'x'));
@@ -368,6 +441,7 @@ TEST_F(ViewerServer, WaitsForNoOneForEver) {
     }
     EXPECT_TRUE(isSlowClosed);
     EXPECT_TRUE(silent.IsClosed());
+    EXPECT_TRUE(mute.IsClosed()); // it has subscribed to nothing
     EXPECT_TRUE(bodyless.IsClosed());
     EXPECT_TRUE(endless.IsClosed());
 }

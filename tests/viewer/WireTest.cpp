@@ -133,6 +133,19 @@ TEST(ViewerClient, IsSentTheNewestWhenItHasSeenTheLast) {
     EXPECT_FALSE(client.Acknowledged(2, EStream::Depth, 7)); // never sent
     EXPECT_TRUE(client.Acknowledged(2, EStream::Depth, 1));
     EXPECT_EQ(TakeNumber(client), 3U);
+    const auto isWanted = [&] {
+        Wishes wishes;
+        client.AddWishes(2, &wishes);
+        return wishes.m_depth;
+    };
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_TRUE(isWanted());
+        client.Offer(2, EStream::Depth, Numbered(3), 0);
+    }
+    EXPECT_FALSE(isWanted()); // nothing is encoded for a client that takes nothing
+    client.Acknowledged(2, EStream::Depth, 3);
+    EXPECT_TRUE(isWanted());
+    EXPECT_EQ(TakeNumber(client), 3U);
 
     client.Look(4, {"B", true, true, false});
     EXPECT_TRUE(client.Acknowledged(2, EStream::Depth, 3) || client.Offer(2, EStream::Depth, Numbered(4), 0));

@@ -4,6 +4,11 @@
 #include <algorithm>
 
 namespace ox3d::viewer {
+namespace {
+
+constexpr uint32_t kStalled = 30; // images that came and were not asked for
+
+} // namespace
 
 void CClient::Look(uint16_t camera, const Subscribe& wish) {
     if (!wish.m_depth && !wish.m_color && !wish.m_stats) {
@@ -18,6 +23,7 @@ void CClient::Look(uint16_t camera, const Subscribe& wish) {
         slot.m_isWanted = isWanted[i];
         slot.m_pace = CPace(wish.m_fps);
         slot.m_waiting = isWanted[i] ? slot.m_waiting : nullptr;
+        slot.m_overtaken = 0;
         slot.m_isUnderWay = isWanted[i] && slot.m_isUnderWay; // a page that looks away may forget to say so
     }
 }
@@ -32,6 +38,7 @@ bool CClient::Offer(uint16_t camera, EStream stream, const PacketPointer& packet
         return false;
     }
     slot.m_waiting = packet;
+    slot.m_overtaken += slot.m_isUnderWay && slot.m_overtaken < kStalled ? 1 : 0;
     return !slot.m_isUnderWay;
 }
 
@@ -45,6 +52,7 @@ bool CClient::Acknowledged(uint16_t camera, EStream stream, uint32_t number) {
         return false;
     }
     slot.m_isUnderWay = false;
+    slot.m_overtaken = 0;
     return slot.m_waiting != nullptr;
 }
 
@@ -68,8 +76,9 @@ bool CClient::Hear(const Telling& telling) {
 void CClient::AddWishes(uint16_t camera, Wishes* wishes) const {
     const auto view = m_views.find(camera);
     if (view != m_views.end()) {
-        wishes->m_depth = wishes->m_depth || view->second.m_slots[0].m_isWanted;
-        wishes->m_color = wishes->m_color || view->second.m_slots[1].m_isWanted;
+        const auto isWanted = [](const Slot& slot) { return slot.m_isWanted && slot.m_overtaken < kStalled; };
+        wishes->m_depth = wishes->m_depth || isWanted(view->second.m_slots[0]);
+        wishes->m_color = wishes->m_color || isWanted(view->second.m_slots[1]);
         ++wishes->m_clients;
     }
 }

@@ -18,6 +18,7 @@ public:
     // Whether it is for this client.
     bool Hear(const Telling& telling);
 
+    // Of a client that has let many pass there are none until it acknowledges: nothing is encoded for who does not look.
     void AddWishes(uint16_t camera, Wishes* wishes) const;
     std::vector<uint16_t> Cameras() const;
 
@@ -33,6 +34,7 @@ private:
         bool m_isWanted = false;
         PacketPointer m_waiting;
         bool m_isUnderWay = false; // sent and not acknowledged
+        uint32_t m_overtaken = 0;  // images that came meanwhile
         uint32_t m_number = 0;     // of that one
         CPace m_pace{0};
     };

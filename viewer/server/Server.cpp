@@ -1,7 +1,8 @@
-// HTTP and WebSocket.
+// HTTP.
 #include "viewer/server/Server.h"
 
 #include "base/ExceptionBarrier.h"
+#include "viewer/server/HttpFields.h"
 
 #include <algorithm>
 #include <chrono>
@@ -10,70 +11,13 @@
 namespace ox3d::viewer {
 namespace {
 
-constexpr size_t kMaxClients = 32;
-constexpr size_t kMaxConnections = 256;
 constexpr size_t kMaxBodyBytes = 65536;
 constexpr size_t kMaxHeaderBytes = 4096;
 constexpr unsigned kAnswerSeconds = 60;
+constexpr uint64_t kLeastBytesPerSecond = 65536; // that a client reads of an answer, beyond those seconds
 constexpr size_t kPieceBytes = 65536;
 constexpr size_t kMaxSendBytes = size_t{4} << 20U;
 static_assert(LWS_PRE <= kHeadroomBytes, "packets have room for the framing");
-
-uint64_t NowUs() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
-}
-
-std::string HeaderOf(lws* wsi, lws_token_indexes token) {
-    std::string text(static_cast<size_t>(std::max(0, lws_hdr_total_length(wsi, token))) + 1, '\0');
-    const int length = lws_hdr_copy(wsi, text.data(), static_cast<int>(text.size()), token);
-    text.resize(static_cast<size_t>(std::max(0, length)));
-    return text;
-}
-
-// The parts of a query, which libwebsockets has decoded.
-std::map<std::string, std::string> QueryOf(lws* wsi) {
-    constexpr int kMaxParts = 32;
-    std::map<std::string, std::string> query;
-    char part[512];
-    for (int i = 0; i < kMaxParts; ++i) {
-        const int length =
-            lws_hdr_copy_fragment(wsi, part, static_cast<int>(sizeof(part)), WSI_TOKEN_HTTP_URI_ARGS, i);
-        if (length < 0) {
-            break;
-        }
-        const std::string text(part, static_cast<size_t>(length));
-        const size_t equals = std::min(text.find('='), text.size());
-        query[text.substr(0, equals)] = text.substr(std::min(equals + 1, text.size()));
-    }
-    return query;
-}
-
-struct Method {
-    lws_token_indexes m_token;
-    const char* m_name;
-};
-constexpr Method kMethods[] = {{WSI_TOKEN_GET_URI, "GET"},
-                               {WSI_TOKEN_POST_URI, "POST"},
-                               {WSI_TOKEN_PUT_URI, "PUT"},
-                               {WSI_TOKEN_HEAD_URI, "HEAD"}};
-
-std::string MethodOf(lws* wsi) {
-    for (const Method& method : kMethods) {
-        if (lws_hdr_total_length(wsi, method.m_token) > 0) {
-            return method.m_name;
-        }
-    }
-    return "";
-}
-
-// A page of another site that makes this browser ask.
-bool IsCrossSite(lws* wsi) {
-    constexpr char kName[] = "sec-fetch-site:";
-    char value[32] = "";
-    const int length = lws_hdr_custom_copy(wsi, value, sizeof(value), kName, sizeof(kName) - 1);
-    return length > 0 && std::string_view(value) == "cross-site";
-}
 
 CServer* ServerOf(lws* wsi) {
     return static_cast<CServer*>(lws_context_user(lws_get_context(wsi)));
@@ -119,6 +63,11 @@ bool IsFile(const std::string& path) {
 }
 
 } // namespace
+
+uint64_t CServer::NowUs() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
 
 CServer::CServer(ServerOptions options, IStage& stage)
     : m_options(std::move(options)), m_stage(stage), m_files(ReadStaticFiles(m_options.m_pageFolder)),
@@ -183,7 +132,12 @@ void CServer::Run(bool (*isOver)()) {
         lws_sul_schedule(self->m_context, 0, entry, entry->cb, kTickUs);
     };
     lws_sul_schedule(m_context, 0, &tick.m_entry, again, kTickUs);
+    uint64_t nextUs = NowUs() + kSecondUs;
     while (!isOver() && lws_service(m_context, 0) >= 0) {
+        if (NowUs() >= nextUs) {
+            nextUs = NowUs() + kSecondUs;
+            Guarded([this] { return EachSecond(); });
+        }
     }
     lws_sul_cancel(&tick.m_entry);
 }
@@ -191,11 +145,14 @@ void CServer::Run(bool (*isOver)()) {
 // What stands in the way of a request; 0: nothing.
 unsigned CServer::Refusal(lws* wsi, const std::string& path, bool isSocket, std::string* why) {
     const std::string host = HeaderOf(wsi, WSI_TOKEN_HOST);
-    if (!IsHostAllowed(host, m_hosts, m_port)) {
+    const std::string own =
+        LocalAddressOf(lws_get_socket_fd(wsi)); // no name that a page could make lead here
+    if (!IsHostAllowed(host, m_hosts, m_port) && !IsHostAllowed(host, {&own, 1}, m_port)) {
         *why = "this is no name of the server; --host NAME allows one";
         return HTTP_STATUS_FORBIDDEN;
     }
-    if (!IsOriginAllowed(HeaderOf(wsi, WSI_TOKEN_ORIGIN), host) || (!IsFile(path) && IsCrossSite(wsi))) {
+    if (!IsOriginAllowed(HeaderOf(wsi, WSI_TOKEN_ORIGIN), host) ||
+        (!IsFile(path) && !IsSiteAllowed(HeaderNamed(wsi, "sec-fetch-site:")))) {
         *why = "a page of another origin asks";
         return HTTP_STATUS_FORBIDDEN;
     }
@@ -214,12 +171,14 @@ int CServer::OnHttp(lws* wsi, lws_callback_reasons reason, void** session, void*
         Deliver();
         return 0;
     case LWS_CALLBACK_FILTER_NETWORK_CONNECTION:
-        return m_connections >= kMaxConnections ? -1 : 0;
-    case LWS_CALLBACK_WSI_CREATE:
-        ++m_connections;
+        return m_peers.MayConnect(PeerAddressOf(static_cast<lws_sockfd_type>(reinterpret_cast<intptr_t>(in))))
+                   ? 0
+                   : -1;
+    case LWS_CALLBACK_SERVER_NEW_CLIENT_INSTANTIATED:
+        m_peers.Connected(wsi, PeerAddressOf(lws_get_socket_fd(wsi)));
         return 0;
     case LWS_CALLBACK_WSI_DESTROY:
-        m_connections -= m_connections > 0 ? 1 : 0;
+        m_peers.Disconnected(wsi);
         return 0;
     case LWS_CALLBACK_HTTP:
         return BeginRequest(wsi, session, std::string(static_cast<const char*>(in), length));
@@ -247,10 +206,17 @@ int CServer::OnHttp(lws* wsi, lws_callback_reasons reason, void** session, void*
     }
 }
 
+// Who has no token spends of its own address's; nobody without one keeps out who has.
+bool CServer::TakeOfAllowance(lws* wsi, const std::string& path) {
+    CAllowance* const ofPeer = IsFile(path) ? m_peers.AllowanceOf(wsi) : nullptr;
+    return (ofPeer == nullptr ? m_requests : *ofPeer).Take(NowUs());
+}
+
 void CServer::EndExchange(void** session) {
     if (session != nullptr && *session != nullptr) {
         auto* const exchange = static_cast<Exchange*>(*session);
         m_exchanges.erase(exchange->m_ticket);
+        m_heldBytes -= exchange->m_heldBytes;
         delete exchange;
         *session = nullptr;
     }
@@ -274,10 +240,10 @@ int CServer::BeginRequest(lws* wsi, void** session, const std::string& path) {
     if (request.m_method != "GET" && request.m_method != "PUT" && request.m_method != "POST") {
         return Reply(begun, HTTP_STATUS_METHOD_NOT_ALLOWED, "no such method");
     }
-    if (request.m_method != "GET" && m_options.m_isReadOnly) {
+    if (request.m_method != "GET" && m_options.m_isReadOnly && path != "/api/playback") {
         return Reply(begun, HTTP_STATUS_FORBIDDEN, "the server was started with --read-only");
     }
-    if (!m_requests.Take(NowUs())) {
+    if (!TakeOfAllowance(wsi, path)) {
         constexpr unsigned kTooMany = 429;
         return Reply(begun, kTooMany, "too many requests");
     }
@@ -311,6 +277,8 @@ int CServer::FinishRequest(Exchange& exchange) {
                          m_files.empty() && path == "/" ? "the page is not installed" : "no such file");
         }
         exchange.m_file = file->second;
+    } else if (path == "/metrics" || path == "/api/server") {
+        exchange.m_answer = m_workers->ServeOne(exchange.m_request); // neither waits for a camera
     } else {
         if (!m_workers->Add(exchange.m_ticket, exchange.m_request)) {
             return Reply(exchange, HTTP_STATUS_SERVICE_UNAVAILABLE, "too many requests wait");
@@ -358,7 +326,12 @@ int CServer::WriteReply(Exchange& exchange) {
             return -1;
         }
         lws_callback_on_writable(exchange.m_wsi);
+        exchange.m_deadlineUs =
+            NowUs() + (kAnswerSeconds + exchange.Body().size() / kLeastBytesPerSecond) * kSecondUs;
         return exchange.m_isHead || exchange.Body().empty() ? -1 : 0;
+    }
+    if (NowUs() > exchange.m_deadlineUs) {
+        return -1;
     }
     const std::string& body = exchange.Body();
     const size_t length = std::min(kPieceBytes, body.size() - exchange.m_sentBytes);
@@ -379,123 +352,15 @@ int CServer::WriteReply(Exchange& exchange) {
     return lws_http_transaction_completed(exchange.m_wsi);
 }
 
-int CServer::OnSocket(lws* wsi, lws_callback_reasons reason, void** session, void* in, size_t length) {
-    switch (reason) {
-    case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION: {
-        std::string why; // asked once more: whatever way a connection takes to this protocol
-        return m_sessions.size() >= kMaxClients || Refusal(wsi, "/ws", true, &why) != 0 ? -1 : 0;
-    }
-    case LWS_CALLBACK_ESTABLISHED: {
-        auto begun = std::make_unique<Session>();
-        begun->m_wsi = wsi;
-        m_sessions.insert(begun.get());
-        *session = begun.release();
-        return 0;
-    }
-    case LWS_CALLBACK_RECEIVE:
-        return *session == nullptr || lws_frame_is_binary(wsi) != 0
-                   ? -1
-                   : OnMessage(*static_cast<Session*>(*session), static_cast<const char*>(in), length,
-                               lws_is_final_fragment(wsi) != 0 && lws_remaining_packet_payload(wsi) == 0);
-    case LWS_CALLBACK_SERVER_WRITEABLE:
-        return *session == nullptr ? 0 : WriteNext(*static_cast<Session*>(*session));
-    case LWS_CALLBACK_CLOSED:
-        if (session != nullptr && *session != nullptr) {
-            const std::unique_ptr<Session> ended(static_cast<Session*>(*session));
-            *session = nullptr;
-            m_sessions.erase(ended.get());
-            for (const uint16_t camera : ended->m_client.Cameras()) {
-                Renew(camera);
-            }
-        }
-        return 0;
-    default:
-        return 0;
-    }
-}
-
-int CServer::OnMessage(Session& session, const char* text, size_t length, bool isFinal) {
-    if (session.m_message.size() + length > kMaxMessageBytes) {
-        return -1;
-    }
-    session.m_message.append(text, length);
-    if (!isFinal) {
-        return 0;
-    }
-    const std::optional<ClientMessage> message = ParseClientMessage(session.m_message);
-    session.m_message.clear();
-    if (!message || !session.m_messages.Take(NowUs())) {
-        return -1;
-    }
-    OnClientMessage(session, *message);
-    return 0;
-}
-
-void CServer::OnClientMessage(Session& session, const ClientMessage& message) {
-    if (const auto* const wish = std::get_if<Subscribe>(&message); wish != nullptr) {
-        OnSubscribe(session, *wish);
-        return;
-    }
-    const auto& seen = std::get<Acknowledge>(message);
-    const std::optional<uint16_t> camera = m_stage.IndexOf(seen.m_camera);
-    if (camera && session.m_client.Acknowledged(*camera, seen.m_stream, seen.m_number)) {
-        lws_callback_on_writable(session.m_wsi);
-    }
-}
-
-void CServer::OnSubscribe(Session& session, const Subscribe& wish) {
-    const std::optional<uint16_t> camera = m_stage.IndexOf(wish.m_camera);
-    if (!camera) {
-        session.m_client.Hear({"unknown", ErrorText("no camera " + wish.m_camera), 0, EAudience::All});
-        lws_callback_on_writable(session.m_wsi);
-        return;
-    }
-    session.m_client.Look(*camera, wish);
-    session.m_client.Hear(
-        {"subscribed " + wish.m_camera, SubscribedText(wish, *camera), *camera, EAudience::All});
-    for (const Telling& telling : m_stage.Greeting(*camera)) {
-        session.m_client.Hear(telling);
-    }
-    Renew(*camera);
-    lws_callback_on_writable(session.m_wsi);
-}
-
-// What all clients together want of the camera.
-void CServer::Renew(uint16_t camera) {
-    Wishes wishes;
-    for (const Session* const session : m_sessions) {
-        session->m_client.AddWishes(camera, &wishes);
-    }
-    m_stage.Want(camera, wishes);
-}
-
-// One message each time that the socket takes one: what libwebsockets cannot send at once it keeps, and does not ask for
-// more before that is gone.
-int CServer::WriteNext(Session& session) {
-    std::optional<CClient::Next> next = session.m_client.TakeNext();
-    if (!next) {
-        return 0;
-    }
-    int written = 0;
-    if (next->m_packet != nullptr) {
-        Packet& packet = *next->m_packet; // all clients' framing is the same
-        written = lws_write(session.m_wsi, packet.data() + kHeadroomBytes, packet.size() - kHeadroomBytes,
-                            LWS_WRITE_BINARY);
-    } else {
-        std::vector<unsigned char> text(LWS_PRE + next->m_text.size());
-        std::memcpy(text.data() + LWS_PRE, next->m_text.data(), next->m_text.size());
-        written = lws_write(session.m_wsi, text.data() + LWS_PRE, next->m_text.size(), LWS_WRITE_TEXT);
-    }
-    lws_callback_on_writable(session.m_wsi);
-    return written < 0 ? -1 : 0;
-}
-
 // What cameras and workers have brought meanwhile.
 void CServer::Deliver() {
     const auto [packets, texts] =
         m_mailbox == nullptr ? std::pair<CMailbox::Packets, CMailbox::Texts>() : m_mailbox->TakeAll();
     const uint64_t nowUs = NowUs();
     for (Session* const session : m_sessions) {
+        if (texts.contains("cameras")) {
+            ShowAwaited(*session);
+        }
         bool hasNews = false;
         for (const auto& [key, telling] : texts) {
             hasNews = session->m_client.Hear(telling) || hasNews;
@@ -510,12 +375,25 @@ void CServer::Deliver() {
     for (CWorkers::Done& done :
          m_workers == nullptr ? std::vector<CWorkers::Done>() : m_workers->TakeDone()) {
         if (const auto found = m_exchanges.find(done.m_ticket); found != m_exchanges.end()) {
-            found->second->m_answer = std::move(done.m_answer);
-            found->second->m_isAnswered = true;
-            lws_callback_on_writable(found->second->m_wsi);
+            Exchange& exchange = *found->second;
             m_exchanges.erase(found);
+            Answered(exchange, std::move(done.m_answer));
         }
     }
+}
+
+// Whoever asks for much and reads none of it takes no more memory than that.
+void CServer::Answered(Exchange& exchange, Answer answer) {
+    if (m_heldBytes + answer.m_body.size() > m_options.m_maxAnswerBytes) {
+        Reply(exchange, HTTP_STATUS_SERVICE_UNAVAILABLE,
+              "answers that nobody reads take all memory there is for them");
+        return;
+    }
+    exchange.m_heldBytes = answer.m_body.size();
+    m_heldBytes += exchange.m_heldBytes;
+    exchange.m_answer = std::move(answer);
+    exchange.m_isAnswered = true;
+    lws_callback_on_writable(exchange.m_wsi);
 }
 
 } // namespace ox3d::viewer

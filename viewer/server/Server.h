@@ -5,6 +5,7 @@
 
 #include "viewer/server/Client.h"
 #include "viewer/server/Mailbox.h"
+#include "viewer/server/Peers.h"
 #include "viewer/server/StaticFiles.h"
 #include "viewer/server/Workers.h"
 
@@ -30,6 +31,8 @@ public:
     int OnSocket(lws* wsi, lws_callback_reasons reason, void** session, void* in, size_t length);
 
 private:
+    static constexpr uint64_t kSecondUs = 1000000;
+
     // An HTTP request and its answer.
     struct Exchange {
         lws* m_wsi = nullptr;
@@ -41,6 +44,8 @@ private:
         Answer m_answer;                          // unless
         std::shared_ptr<const StaticFile> m_file; // is what is asked for
         size_t m_sentBytes = 0;
+        size_t m_heldBytes = 0;    // of m_heldBytes of all
+        uint64_t m_deadlineUs = 0; // when it has to be read
         const std::string& Body() const { return m_file ? m_file->m_bytes : m_answer.m_body; }
         const std::string& Type() const { return m_file ? m_file->m_type : m_answer.m_type; }
     };
@@ -50,8 +55,15 @@ private:
         CClient m_client;
         CAllowance m_messages{500};
         std::string m_message; // as far as it has come
+        uint64_t m_begunUs = 0;
+        uint64_t m_sentUs = 0; // when it was sent something
+        bool m_hasSubscribed = false;
+        std::map<std::string, Subscribe> m_awaited; // cameras that are not there yet
     };
 
+    static uint64_t NowUs();
+
+    bool TakeOfAllowance(lws* wsi, const std::string& path);
     unsigned Refusal(lws* wsi, const std::string& path, bool isSocket, std::string* why);
     int BeginRequest(lws* wsi, void** session, const std::string& path);
     int ReadBody(Exchange& exchange, const void* in, size_t length);
@@ -59,11 +71,15 @@ private:
     int Reply(Exchange& exchange, unsigned status, const std::string& sentence);
     int WriteReply(Exchange& exchange);
     bool WriteHeaders(Exchange& exchange);
+    void Answered(Exchange& exchange, Answer answer);
     void EndExchange(void** session);
 
     int OnMessage(Session& session, const char* text, size_t length, bool isFinal);
     void OnClientMessage(Session& session, const ClientMessage& message);
     void OnSubscribe(Session& session, const Subscribe& wish);
+    void Show(Session& session, const Subscribe& wish, uint16_t camera);
+    void ShowAwaited(Session& session);
+    int EachSecond();
     int WriteNext(Session& session);
     void Renew(uint16_t camera);
     void Deliver();
@@ -79,8 +95,10 @@ private:
     std::map<uint64_t, Exchange*> m_exchanges; // those that a worker has
     uint64_t m_tickets = 0;
     std::set<Session*> m_sessions;
-    size_t m_connections = 0;
-    CAllowance m_requests{200};
+    std::map<uint16_t, Wishes> m_wanted; // as the stage was told
+    size_t m_heldBytes = 0;              // of answers that are not read yet
+    CPeers m_peers;
+    CAllowance m_requests{200}; // of all that are allowed more than files
 };
 
 } // namespace ox3d::viewer

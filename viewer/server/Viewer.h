@@ -68,7 +68,7 @@ public:
 class IStage {
 public:
     virtual ~IStage() = default;
-    // Before the first other call and, with null, after the last.
+    // Before the first other call and, with null, to end: Serve() returns soon then, and nothing else is called any more.
     virtual void Attach(IAudience* audience) = 0;
     // May take its time: on a thread of the server's workers, several at once.
     virtual Answer Serve(const Request& request) = 0;
@@ -85,8 +85,9 @@ struct ServerOptions {
     std::string m_token;                 // empty: none is asked for
     std::vector<std::string> m_hosts;    // names that the server may be called by, beside the address
     bool m_isReadOnly = false;
-    std::string m_pageFolder;    // empty: no page
-    unsigned m_idleSeconds = 10; // a connection that says nothing for so long is closed
+    std::string m_pageFolder;                     // empty: no page
+    unsigned m_idleSeconds = 10;                  // a connection that says nothing for so long is closed
+    size_t m_maxAnswerBytes = size_t{256} << 20U; // that are held until clients have read them
 };
 
 // What the module gives. Serves until isOver() says so; onListening() is told the port. False with a reason where it could

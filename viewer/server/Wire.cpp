@@ -188,6 +188,10 @@ bool IsOriginAllowed(std::string_view origin, std::string_view host) {
            Lower(origin) == "https://" + Lower(host); // behind a proxy that speaks TLS
 }
 
+bool IsSiteAllowed(std::string_view fetchSite) {
+    return fetchSite.empty() || fetchSite == "same-origin" || fetchSite == "none";
+}
+
 std::string ErrorText(const std::string& sentence, uint32_t status, const std::string& name) {
     return nlohmann::ordered_json({{"error", sentence}, {"status", status}, {"name", name}})
         .dump(-1, ' ', false, Json::error_handler_t::replace);

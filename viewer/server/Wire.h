@@ -70,6 +70,9 @@ bool IsHostAllowed(std::string_view host, std::span<const std::string> names, ui
 // An Origin header, where there is one, has to be that of the Host header.
 bool IsOriginAllowed(std::string_view origin, std::string_view host);
 
+// What a browser says of the page that asks (Sec-Fetch-Site): this one, none, or nothing at all.
+bool IsSiteAllowed(std::string_view fetchSite);
+
 // {"error": ..., "status": ..., "name": ...}
 std::string ErrorText(const std::string& sentence, uint32_t status = 0, const std::string& name = "");
 

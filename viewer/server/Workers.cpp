@@ -5,11 +5,21 @@
 #include "base/SignalMask.h"
 #include "viewer/server/Wire.h"
 
+#include <algorithm>
+
 namespace ox3d::viewer {
 namespace {
 
-constexpr size_t kThreads = 4;
+constexpr size_t kThreads = 8;
 constexpr size_t kMaxWaiting = 64;
+// Of one camera: requests for one that hangs leave threads to the others.
+constexpr size_t kMaxUnderWayOfOne = 2;
+constexpr size_t kMaxWaitingOfOne = 8;
+
+std::string CameraOf(const Request& request) {
+    const auto id = request.m_query.find("id");
+    return id == request.m_query.end() ? "" : id->second;
+}
 
 } // namespace
 
@@ -37,7 +47,11 @@ CWorkers::~CWorkers() {
 bool CWorkers::Add(uint64_t ticket, Request request) {
     {
         const CLock lock(m_mutex);
-        if (m_waiting.size() >= kMaxWaiting) {
+        const std::string camera = CameraOf(request);
+        const auto ofOne = std::count_if(m_waiting.begin(), m_waiting.end(), [&](const auto& waiting) {
+            return CameraOf(waiting.second) == camera;
+        });
+        if (m_waiting.size() >= kMaxWaiting || static_cast<size_t>(ofOne) >= kMaxWaitingOfOne) {
             return false;
         }
         m_waiting.emplace_back(ticket, std::move(request));
@@ -60,20 +74,35 @@ Answer CWorkers::ServeOne(const Request& request) {
                             });
 }
 
+CWorkers::Waiting::iterator CWorkers::NextFree() {
+    return std::find_if(m_waiting.begin(), m_waiting.end(), [this](const auto& waiting) {
+        m_mutex.AssertHeld();
+        const auto busy = m_underWay.find(CameraOf(waiting.second));
+        return busy == m_underWay.end() || busy->second < kMaxUnderWayOfOne;
+    });
+}
+
 void CWorkers::Run() noexcept {
     CLock lock(m_mutex);
     while (!m_isEnding) {
-        if (m_waiting.empty()) {
+        const auto next = NextFree();
+        if (next == m_waiting.end()) {
             m_changed.Wait(m_mutex);
             continue;
         }
-        const auto [ticket, request] = std::move(m_waiting.front());
-        m_waiting.pop_front();
+        const auto [ticket, request] = std::move(*next);
+        m_waiting.erase(next);
+        const std::string camera = CameraOf(request);
+        ++m_underWay[camera];
         lock.Unlock();
         Answer answer = ServeOne(request);
         lock.Lock();
         m_done.push_back({ticket, std::move(answer)});
+        if (--m_underWay[camera] == 0) {
+            m_underWay.erase(camera);
+        }
         lock.Unlock();
+        m_changed.NotifyAll();
         m_onDone();
         lock.Lock();
     }

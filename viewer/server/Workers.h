@@ -25,19 +25,25 @@ public:
     CWorkers(const CWorkers&) = delete;
     CWorkers& operator=(const CWorkers&) = delete;
 
-    // False when too many wait.
+    // At once, on the calling thread. No exception leaves it.
+    Answer ServeOne(const Request& request);
+    // False when too many wait, in all or for one camera.
     bool Add(uint64_t ticket, Request request) OX_EXCLUDES(m_mutex);
     std::vector<Done> TakeDone() OX_EXCLUDES(m_mutex);
 
 private:
+    using Waiting = std::deque<std::pair<uint64_t, Request>>;
+
     void Run() noexcept OX_EXCLUDES(m_mutex);
-    Answer ServeOne(const Request& request);
+    // The first whose camera has a place.
+    Waiting::iterator NextFree() OX_REQUIRES(m_mutex);
 
     IStage& m_stage;
     const std::function<void()> m_onDone;
     CMutex m_mutex;
     CCondition m_changed;
-    std::deque<std::pair<uint64_t, Request>> m_waiting OX_GUARDED_BY(m_mutex);
+    std::map<std::string, size_t> m_underWay OX_GUARDED_BY(m_mutex); // requests by camera
+    Waiting m_waiting OX_GUARDED_BY(m_mutex);
     std::vector<Done> m_done OX_GUARDED_BY(m_mutex);
     bool m_isEnding OX_GUARDED_BY(m_mutex) = false;
     std::vector<std::thread> m_threads;
