@@ -5,6 +5,7 @@
 #include "base/LocalFile.h"
 #include "recording/camera/FrameImages.h"
 
+#include <atomic>
 #include <chrono>
 #include <unistd.h>
 
@@ -95,8 +96,10 @@ RecordedCamera DescribeCamera(void* handle, const OX3D_RGBD_DEVICE_INFO& record,
         {"depth_unit_mm", "1"},
         {"aligned", "0"},
     };
-    const std::string features = (scratch / "features.txt").string();
-    const std::string file = (scratch / "calibration.xml").string();
+    static std::atomic<uint64_t> s_described{0}; // several cameras may be described at once
+    const std::string own = std::to_string(++s_described);
+    const std::string features = (scratch / ("features-" + own + ".txt")).string();
+    const std::string file = (scratch / ("calibration-" + own + ".xml")).string();
     if (OX3D_RGBD_ExportAllParam(handle, features.c_str()) == OX3D_RGBD_OK) {
         recorded.m_features = TextOfFile(features);
     }

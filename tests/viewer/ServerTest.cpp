@@ -66,10 +66,11 @@ public:
         sockaddr_in address{};
         address.sin_family = AF_INET;
         inet_pton(AF_INET, from, &address.sin_addr);
-        bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+        m_isOpen = bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        m_isOpen = connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+        m_isOpen =
+            m_isOpen && connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     }
     ~CWire() { close(m_socket); }
     CWire(const CWire&) = delete;

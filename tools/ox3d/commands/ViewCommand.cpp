@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <sys/random.h>
 
 namespace ox3d::tool {
@@ -76,37 +78,70 @@ bool IsLoopback(const std::string& address) {
     return inet_pton(AF_INET, address.c_str(), &parsed) == 1 && (ntohl(parsed.s_addr) >> 24U) == 127;
 }
 
+// An option shows in the list of processes.
+std::string TokenOf(const ViewOptions& options) {
+    const char* const token = std::getenv("OX3D_VIEW_TOKEN");
+    return options.m_token.empty() && token != nullptr ? token : options.m_token;
+}
+
 viewer::ServerOptions ServerOptionsOf(const ViewOptions& options) {
+    const std::string token = TokenOf(options);
     viewer::ServerOptions server;
     in_addr parsed{};
     server.m_address = options.m_bind;
     if (inet_pton(AF_INET, options.m_bind.c_str(), &parsed) != 1) {
         throw CToolError(EExitCode::Usage, "--bind takes an IPv4 address of this host, or 0.0.0.0 for all");
     }
-    const bool isPlain = std::all_of(options.m_token.begin(), options.m_token.end(), [](char c) {
+    const bool isPlain = std::all_of(token.begin(), token.end(), [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
                c == '_';
     });
     constexpr size_t kLeastToken = 16;
-    if (!options.m_token.empty() && (!isPlain || options.m_token.size() < kLeastToken)) {
-        throw CToolError(EExitCode::Usage, "--token takes 16 or more letters, digits, - and _");
+    if (!token.empty() && (!isPlain || token.size() < kLeastToken)) {
+        throw CToolError(EExitCode::Usage, "a token has 16 or more letters, digits, - and _");
     }
     server.m_port = options.m_port;
-    server.m_token = options.m_token.empty() && !IsLoopback(options.m_bind) ? RandomToken() : options.m_token;
+    server.m_token = token.empty() && !IsLoopback(options.m_bind) ? RandomToken() : token;
     server.m_hosts = options.m_hosts;
     server.m_isReadOnly = options.m_isReadOnly;
     server.m_pageFolder = PageFolder();
     return server;
 }
 
-// On standard output, and nothing else there: what other programs start it for.
+// Of this host, but those that only this host reaches.
+std::vector<std::string> OwnAddresses() {
+    std::vector<std::string> own;
+    ifaddrs* all = nullptr;
+    if (getifaddrs(&all) != 0) {
+        return own;
+    }
+    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+        char text[INET_ADDRSTRLEN] = "";
+        const bool isIp4 = one->ifa_addr != nullptr && one->ifa_addr->sa_family == AF_INET;
+        if (isIp4 && (one->ifa_flags & IFF_UP) != 0 && (one->ifa_flags & IFF_LOOPBACK) == 0 &&
+            inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr, text,
+                      sizeof(text)) != nullptr) {
+            own.emplace_back(text);
+        }
+    }
+    freeifaddrs(all);
+    return own;
+}
+
+// On standard output, and nothing else there: what other programs start it for. One a line, the best first.
 void PrintAddress(uint16_t port, void* user) {
     const auto& server = *static_cast<const viewer::ServerOptions*>(user);
-    const std::string host = !server.m_hosts.empty()         ? server.m_hosts.front()
-                             : server.m_address == "0.0.0.0" ? "localhost"
-                                                             : server.m_address;
-    std::printf("http://%s:%u/%s%s\n", host.c_str(), static_cast<unsigned>(port),
-                server.m_token.empty() ? "" : "#token=", server.m_token.c_str());
+    std::vector<std::string> hosts = server.m_hosts;
+    if (hosts.empty()) {
+        hosts = server.m_address == "0.0.0.0" ? OwnAddresses() : std::vector<std::string>{server.m_address};
+    }
+    if (hosts.empty()) {
+        hosts.emplace_back("localhost");
+    }
+    for (const std::string& host : hosts) {
+        std::printf("http://%s:%u/%s%s\n", host.c_str(), static_cast<unsigned>(port),
+                    server.m_token.empty() ? "" : "#token=", server.m_token.c_str());
+    }
     std::fflush(stdout);
 }
 
@@ -137,7 +172,7 @@ void AddView(CLI::App& command, Arguments& arguments) {
     command.add_option("--bind", options.m_bind, "IPv4 address to serve at; 0.0.0.0: all of this host")
         ->capture_default_str();
     command.add_option("--token", options.m_token,
-                       "what clients have to know; default: with --bind a random one");
+                       "what clients have to know; default: OX3D_VIEW_TOKEN, or with --bind a random one");
     command.add_option("--host", options.m_hosts, "a name that this host is called by, besides its address");
     command.add_option("--record-dir", options.m_recordDir,
                        "folder for recordings; default: the present one");

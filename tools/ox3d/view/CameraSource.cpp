@@ -12,7 +12,6 @@
 #include "tools/ox3d/view/ViewFeature.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace ox3d::tool {
 namespace {
@@ -24,22 +23,6 @@ constexpr auto kKeptOpen = 5s; // after the last who looked
 constexpr auto kRetry = 1s;    // for a camera that is not there
 constexpr auto kOpening = 15s; // a request waits for it no longer
 constexpr const char* kTemperature = "DeviceTemperature";
-
-// "VC00000001-20260131-142305.mcap"; a serial number is a camera's text and no part of a path.
-std::string RecordingName(const std::string& serial) {
-    std::string name;
-    for (const char c : serial) {
-        const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-        name += isPlain ? c : '_';
-    }
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    char text[32] = "";
-    if (localtime_r(&now, &local) != nullptr) {
-        std::strftime(text, sizeof(text), "-%Y%m%d-%H%M%S", &local);
-    }
-    return name + text + ".mcap";
-}
 
 bool IsAligned(const CCamera& camera) {
     OX3D_RGBD_PARAM param{};
@@ -68,18 +51,29 @@ PointCloud CloudOfCopy(void* handle, const OX3D_RGBD_FRAME_DATA& frame) {
 
 CCameraSource::CCameraSource(uint16_t index, const DeviceRecord& record, const ViewSite& site,
                              CViewVoice& voice)
-    : CViewSource(index, TextOf(record.chSerialNumber), voice), m_site(site), m_record(record) {
+    : CViewSource(index, TextOf(record.chSerialNumber), voice), m_site(site), m_record(record),
+      m_recording(site.m_recordDir) {
     const CSignalsBlocked blocked;
     m_thread = std::thread([this] { Run(); });
 }
 
 CCameraSource::~CCameraSource() {
+    CCameraSource::End();
+    m_thread.join();
+}
+
+void CCameraSource::End() {
     {
         const CLock lock(m_mutex);
         m_isEnding = true;
     }
     m_changed.NotifyAll();
-    m_thread.join();
+}
+
+std::vector<viewer::Telling> CCameraSource::Greeting() const {
+    std::vector<viewer::Telling> tellings = CViewSource::Greeting();
+    tellings.push_back(TellingOf("record", m_recording.Describe(), viewer::EAudience::OfCamera));
+    return tellings;
 }
 
 void CCameraSource::Want(const viewer::Wishes& wishes) {
@@ -136,7 +130,7 @@ void CCameraSource::Run() noexcept {
 }
 
 bool CCameraSource::IsWanted(Clock::time_point now) {
-    const bool isRecording = IsRecording();
+    const bool isRecording = m_recording.IsUnderWay();
     const CLock lock(m_mutex);
     if (isRecording || m_wishes.m_clients > 0) {
         m_wantedUntil = std::max(m_wantedUntil, now + kKeptOpen);
@@ -152,6 +146,9 @@ void CCameraSource::Step(Clock::time_point now) {
     }
     const bool isWanted = IsWanted(now);
     if (opened == nullptr) {
+        if (!m_former.expired()) {
+            return; // a request still has the camera's former handle
+        }
         if (isWanted && now >= m_nextTry) {
             TryOpen(now);
         } else if (!isWanted) {
@@ -193,6 +190,11 @@ void CCameraSource::TryOpen(Clock::time_point now) {
     m_changed.NotifyAll();
 }
 
+std::map<std::string, std::string> CCameraSource::Aligning() const {
+    const CLock lock(m_mutex);
+    return m_aligning;
+}
+
 CCameraSource::OpenedPointer CCameraSource::Open() {
     const std::vector<DeviceRecord> present = ListCameras(m_site.m_provider);
     const DeviceRecord& record = PickCamera(present, m_id);
@@ -206,6 +208,9 @@ CCameraSource::OpenedPointer CCameraSource::Open() {
     // As the camera sends it: the page lays depth onto color by the calibration.
     camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false);
     camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
+    for (const auto& [name, value] : Aligning()) {
+        tool::SetFeature(camera.Handle(), name, value); // what clients have chosen outlives a loss
+    }
     const std::optional<Feature> temperature = AskFor(camera.Handle(), kTemperature);
     opened->m_hasTemperature = temperature && temperature->m_record.nType == OX3D_RGBD_PARAM_FLOAT;
     if (const uint32_t status = OX3D_RGBD_RegisterFrameCallBack(camera.Handle(), OnFrame, opened.get());
@@ -226,7 +231,8 @@ void CCameraSource::Close(const char* state, const std::optional<ViewProblem>& p
     if (opened != nullptr) {
         opened->m_camera.Stop();
         OX3D_RGBD_RegisterFrameCallBack(opened->m_camera.Handle(), nullptr, nullptr);
-        FinishRecording();
+        FinishRecording(problem ? problem->m_sentence : "the camera was closed");
+        m_former = opened->m_life;
     }
     EnterState(state, problem);
 }
@@ -247,9 +253,10 @@ void CCameraSource::EachSecond(Opened& opened) {
     }
     TellStats(clients, temperature);
     {
-        const CLock lock(m_recordMutex);
-        if (m_recorder != nullptr) {
-            Tell("record", RecordingJson(), viewer::EAudience::OfCamera);
+        if (m_recording.HasFailed()) {
+            FinishRecording("");
+        } else if (m_recording.IsUnderWay()) {
+            Tell("record", m_recording.Describe(), viewer::EAudience::OfCamera);
         }
     }
     Json geometry = hasFrame ? GeometryJson(opened) : Json();
@@ -295,7 +302,7 @@ void CCameraSource::Take(Opened& opened, const OX3D_RGBD_FRAME_DATA& frame) {
     if (isDepthWanted || isColorWanted) {
         m_encoder.Take(view, isDepthWanted, isColorWanted);
     }
-    AddToRecording(view);
+    m_recording.Add(view);
     KeepCopy(opened, frame);
 }
 
@@ -328,7 +335,7 @@ CCameraSource::OpenedPointer CCameraSource::Acquire() {
     m_wantedUntil = std::max(m_wantedUntil, Clock::now() + kKeptOpen);
     const uint64_t attempts = m_attempts;
     m_changed.NotifyAll();
-    while (m_opened == nullptr && m_attempts == attempts && Clock::now() < until) {
+    while (m_opened == nullptr && m_attempts == attempts && Clock::now() < until && !m_isEnding) {
         m_wantedUntil = std::max(m_wantedUntil, Clock::now() + kKeptOpen);
         m_changed.WaitUntil(m_mutex, until);
     }
@@ -346,7 +353,7 @@ void CCameraSource::AwaitFrame(std::chrono::seconds patience) {
     const Clock::time_point until = Clock::now() + patience;
     const CLock lock(m_mutex);
     m_wantedUntil = std::max(m_wantedUntil, until + kKeptOpen);
-    while (!m_hasFrame && m_opened != nullptr && Clock::now() < until) {
+    while (!m_hasFrame && m_opened != nullptr && Clock::now() < until && !m_isEnding) {
         m_changed.WaitUntil(m_mutex, until);
     }
 }
@@ -378,11 +385,15 @@ Json CCameraSource::Features(const std::string& pattern) {
 Json CCameraSource::SetFeature(const std::string& name, const std::string& value) {
     const OpenedPointer opened = Acquire();
     const bool isAligning = name == OX3D_RGBD_KEY_IMAGE_ALIGN || name == OX3D_RGBD_KEY_RESOLUTION_ALIGN;
-    if (isAligning && IsRecording()) {
+    if (isAligning && m_recording.IsUnderWay()) {
         throw CViewError(kConflict, "a recording holds frames as the camera sends them: stop it first");
     }
     void* const handle = opened->m_camera.Handle();
     tool::SetFeature(handle, name, value);
+    if (isAligning) {
+        const CLock lock(m_mutex);
+        m_aligning[name] = value;
+    }
     return {{"name", name}, {"value", ValueJson(FindFeature(handle, name))}}; // the camera may have rounded
 }
 
@@ -422,30 +433,6 @@ GrabbedFrame CCameraSource::Snapshot(bool isCloudWanted) {
     return frame;
 }
 
-// No call of the library stands under the lock, which frame callbacks take.
-bool CCameraSource::IsRecording() const {
-    const CLock lock(m_recordMutex);
-    return m_recorder != nullptr;
-}
-
-void CCameraSource::AddToRecording(FrameView view) {
-    const CLock lock(m_recordMutex);
-    if (m_recorder == nullptr) {
-        return;
-    }
-    const uint64_t lost = view.m_facts.m_lostBefore;
-    view.m_facts.m_lostBefore += m_missing;
-    m_missing = m_recorder->Add(view) ? 0 : m_missing + lost + 1;
-}
-
-Json CCameraSource::RecordingJson() const {
-    const RecorderCounts counts = m_recorder != nullptr ? m_recorder->Counts() : m_recorded;
-    return {{"recording", m_recorder != nullptr},
-            {"file", m_recordName},
-            {"frames", counts.m_written},
-            {"dropped", counts.m_dropped}};
-}
-
 void CCameraSource::StartRecording() {
     const OpenedPointer opened = Acquire();
     AwaitFrame(5s);
@@ -455,53 +442,35 @@ void CCameraSource::StartRecording() {
     }
     RecordedCamera recorded = DescribeCamera(opened->m_camera, m_site.m_scratch);
     AddLenses(opened->m_camera.Handle(), &recorded);
-    RecorderOptions options;
-    options.m_library = "ox3d " + LibraryVersion();
-    const std::string name = RecordingName(m_id);
-    std::string error;
-    std::shared_ptr<CRecorder> recorder =
-        CRecorder::Open((m_site.m_recordDir / name).string(), recorded, options, &error);
-    if (recorder == nullptr) {
-        throw CToolError(EExitCode::File, error);
-    }
-    const CLock lock(m_recordMutex);
-    if (m_recorder != nullptr) {
-        throw CViewError(kConflict, "it is recorded already");
-    }
-    m_recorder = std::move(recorder);
-    m_recordName = name;
-    m_missing = 0;
+    m_recording.Start(m_id, recorded, [&] {
+        const CLock lock(m_mutex);
+        return m_opened == opened;
+    });
 }
 
-void CCameraSource::FinishRecording() {
-    std::shared_ptr<CRecorder> recorder;
-    {
-        const CLock lock(m_recordMutex);
-        recorder = std::move(m_recorder);
-        m_recorder = nullptr;
-    }
-    if (recorder != nullptr) {
-        const RecorderCounts counts = recorder->Finish();
-        const CLock lock(m_recordMutex);
-        m_recorded = counts;
-        Tell("record", RecordingJson(), viewer::EAudience::OfCamera);
+void CCameraSource::FinishRecording(const std::string& why) {
+    if (m_recording.Finish(why)) {
+        Tell("record", m_recording.Describe(), viewer::EAudience::OfCamera);
     }
 }
 
 Json CCameraSource::Record(bool isStarting) {
-    if (isStarting && IsRecording()) {
+    if (isStarting && m_recording.IsUnderWay()) {
         throw CViewError(kConflict, "it is recorded already");
     }
     if (isStarting) {
         StartRecording();
-    } else {
-        FinishRecording();
+        return m_recording.Describe();
     }
-    const CLock lock(m_recordMutex);
-    if (!isStarting && m_recorded.m_state != EWriting::Ok) {
-        throw CToolError(EExitCode::File, m_recordName + ": " + m_recorded.m_error);
+    if (!m_recording.IsUnderWay()) {
+        throw CViewError(kConflict, "it is not recorded");
     }
-    return RecordingJson();
+    FinishRecording("");
+    Json recorded = m_recording.Describe();
+    if (recorded["state"] != "ok") {
+        throw CToolError(EExitCode::File, recorded["error"].get<std::string>());
+    }
+    return recorded;
 }
 
 } // namespace ox3d::tool

@@ -3,9 +3,9 @@
 #ifndef OX3D_TOOL_CAMERA_SOURCE_H
 #define OX3D_TOOL_CAMERA_SOURCE_H
 
-#include "recording/Recorder.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/commands/RecordedSource.h"
+#include "tools/ox3d/view/ViewRecording.h"
 #include "tools/ox3d/view/ViewSource.h"
 
 #include <filesystem>
@@ -30,7 +30,9 @@ public:
     Json Features(const std::string& pattern) override;
     Json SetFeature(const std::string& name, const std::string& value) override;
     void Execute(const std::string& name) override;
-    Json Record(bool isStarting) override OX_EXCLUDES(m_recordMutex);
+    Json Record(bool isStarting) override;
+    void End() override OX_EXCLUDES(m_mutex);
+    std::vector<viewer::Telling> Greeting() const override;
     Json Play(const Json& wish) override;
     GrabbedFrame Snapshot(bool isCloudWanted) override OX_EXCLUDES(m_mutex);
     // Of the last enumeration.
@@ -45,6 +47,7 @@ private:
     struct Opened {
         Opened(CCameraSource& source, const ProviderChoice& provider, const DeviceRecord& record)
             : m_source(source), m_camera(provider, record), m_views(m_camera.Handle()) {}
+        const std::shared_ptr<void> m_life = std::make_shared<char>(); // the first, so that it ends last
         CCameraSource& m_source;
         CCamera m_camera;
         CFrameViews m_views; // the callback's
@@ -54,23 +57,22 @@ private:
 
     void Run() noexcept OX_EXCLUDES(m_mutex);
     void Step(Clock::time_point now) OX_EXCLUDES(m_mutex);
-    bool IsWanted(Clock::time_point now) OX_EXCLUDES(m_mutex, m_recordMutex);
+    bool IsWanted(Clock::time_point now) OX_EXCLUDES(m_mutex);
     void TryOpen(Clock::time_point now) OX_EXCLUDES(m_mutex);
     OpenedPointer Open();
     void Close(const char* state, const std::optional<ViewProblem>& problem) OX_EXCLUDES(m_mutex);
     void EachSecond(Opened& opened) OX_EXCLUDES(m_mutex);
     static void OnFrame(OX3D_RGBD_FRAME_DATA* frame, void* user);
-    void Take(Opened& opened, const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex, m_recordMutex);
+    void Take(Opened& opened, const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex);
     void KeepCopy(const Opened& opened, const OX3D_RGBD_FRAME_DATA& frame) OX_EXCLUDES(m_mutex);
-    void AddToRecording(FrameView view) OX_EXCLUDES(m_recordMutex);
 
     // Opens the camera where it is not open, and waits for that. Throws CViewError.
     OpenedPointer Acquire() OX_EXCLUDES(m_mutex);
     void AwaitFrame(std::chrono::seconds patience) OX_EXCLUDES(m_mutex);
-    bool IsRecording() const OX_EXCLUDES(m_recordMutex);
-    void StartRecording() OX_EXCLUDES(m_recordMutex);
-    void FinishRecording() OX_EXCLUDES(m_recordMutex);
-    Json RecordingJson() const OX_REQUIRES(m_recordMutex);
+    void StartRecording() OX_EXCLUDES(m_mutex);
+    void FinishRecording(const std::string& why);
+    // What clients have set of how the library aligns images.
+    std::map<std::string, std::string> Aligning() const OX_EXCLUDES(m_mutex);
     static Json GeometryJson(const Opened& opened);
 
     const ViewSite& m_site;
@@ -91,13 +93,12 @@ private:
     FrameCopy m_copy OX_GUARDED_BY(m_mutex);
     uint64_t m_copyCount OX_GUARDED_BY(m_mutex) = 0;
 
-    mutable CMutex m_recordMutex;
-    std::shared_ptr<CRecorder> m_recorder OX_GUARDED_BY(m_recordMutex);
-    std::string m_recordName OX_GUARDED_BY(m_recordMutex);
-    RecorderCounts m_recorded OX_GUARDED_BY(m_recordMutex);
-    uint64_t m_missing OX_GUARDED_BY(m_recordMutex) = 0; // frames since the last that the recorder took
+    std::map<std::string, std::string> m_aligning OX_GUARDED_BY(m_mutex);
 
-    Clock::time_point m_nextTry; // the rest is the thread's
+    CViewRecording m_recording;
+
+    std::weak_ptr<void> m_former; // the life of the opened camera before, which requests may still have
+    Clock::time_point m_nextTry;  // the rest is the thread's
     Clock::time_point m_nextSecond;
     Json m_geometry;
     std::thread m_thread;

@@ -27,6 +27,9 @@ std::unique_ptr<CRecordingReader> OpenOrThrow(const std::string& path) {
     if (reader == nullptr) {
         throw CToolError(EExitCode::File, error);
     }
+    if (reader->FrameCount() == 0) {
+        throw CToolError(EExitCode::File, path + " has no frames");
+    }
     return reader;
 }
 
@@ -145,11 +148,17 @@ Json CPlayedSource::PlayingJson() const {
 }
 
 Json CPlayedSource::Play(const Json& wish) {
-    Playing wanted;
-    {
-        const CLock lock(m_mutex);
-        wanted = m_playing;
-    }
+    SetPlaying(wish);
+    m_changed.NotifyAll();
+    Json playing = PlayingJson();
+    Tell("playback", playing, viewer::EAudience::OfCamera);
+    return playing;
+}
+
+// All of a wish or, where a part of it is refused, nothing; those of several clients one after the other.
+void CPlayedSource::SetPlaying(const Json& wish) {
+    const CLock lock(m_mutex);
+    Playing wanted = m_playing;
     const auto number = [&](const char* key, double least, double most) {
         const Json& value = wish.at(key);
         if (!value.is_number() || !(value.get<double>() >= least && value.get<double>() <= most)) {
@@ -175,15 +184,8 @@ Json CPlayedSource::Play(const Json& wish) {
         wanted.m_position = static_cast<size_t>(std::clamp(to, 0.0, last));
         wanted.m_isPlaying = false;
     }
-    {
-        const CLock lock(m_mutex);
-        m_playing = wanted;
-        m_isToShow = true;
-    }
-    m_changed.NotifyAll();
-    Json playing = PlayingJson();
-    Tell("playback", playing, viewer::EAudience::OfCamera);
-    return playing;
+    m_playing = wanted;
+    m_isToShow = true;
 }
 
 CPlayedSource::Clock::duration CPlayedSource::TimeAfter(size_t frame, double speed) const {

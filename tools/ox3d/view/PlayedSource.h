@@ -37,6 +37,7 @@ private:
     void ShowNext() OX_EXCLUDES(m_mutex);
     void Show(size_t frame, bool isDepthWanted, bool isColorWanted) OX_EXCLUDES(m_readerMutex);
     Clock::duration TimeAfter(size_t frame, double speed) const;
+    void SetPlaying(const Json& wish) OX_EXCLUDES(m_mutex);
     Json PlayingJson() const OX_EXCLUDES(m_mutex);
     void TellPlaying(bool isAtOnce) OX_EXCLUDES(m_mutex);
     std::optional<RecordedLens> Lens(bool isColor) const;

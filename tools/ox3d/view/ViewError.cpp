@@ -9,6 +9,14 @@
 
 namespace ox3d::tool {
 
+std::string WithoutFolder(std::string sentence, const std::filesystem::path& folder) {
+    const std::string name = folder.string() + "/";
+    for (size_t at = sentence.find(name); at != sentence.npos; at = sentence.find(name, at)) {
+        sentence.erase(at, name.size());
+    }
+    return sentence;
+}
+
 ViewProblem ProblemOf(const std::exception& error) {
     ViewProblem problem;
     problem.m_sentence = error.what();

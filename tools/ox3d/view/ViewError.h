@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -33,6 +34,8 @@ struct ViewProblem {
     uint32_t m_status = 0; // of the library; 0: none
     unsigned m_httpStatus = kUnavailable;
 };
+// What a client is told names no folder of this host.
+std::string WithoutFolder(std::string sentence, const std::filesystem::path& folder);
 ViewProblem ProblemOf(const std::exception& error);
 // {"error", "status", "name"}
 Json ProblemJson(const ViewProblem& problem);

@@ -55,6 +55,8 @@ public:
     // Does not wait.
     virtual void Want(const viewer::Wishes& wishes) = 0;
     virtual std::vector<viewer::Telling> Greeting() const;
+    // Calls that wait return soon, and the source does no more.
+    virtual void End() {}
     // Whether somebody looks.
     void SetWatched(bool isWatched) { m_isWatched.store(isWatched); }
     bool IsWatched() const { return m_isWatched.load(); }

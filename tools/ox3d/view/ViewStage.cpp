@@ -51,8 +51,15 @@ std::string QueryValue(const viewer::Request& request, const char* key) {
     return value == request.m_query.end() ? "" : value->second;
 }
 
-viewer::Answer Refused(const std::exception& error) {
-    const ViewProblem problem = ProblemOf(error);
+// Until it ends, however it does.
+struct Listing {
+    std::atomic<bool>& m_isListing;
+    ~Listing() { m_isListing.store(false); }
+};
+
+viewer::Answer Refused(const std::exception& error, const fs::path& scratch) {
+    ViewProblem problem = ProblemOf(error);
+    problem.m_sentence = WithoutFolder(problem.m_sentence, scratch);
     return {problem.m_httpStatus, "application/json", TextOf(ProblemJson(problem))};
 }
 
@@ -86,6 +93,15 @@ CViewStage::~CViewStage() {
     }
 }
 
+void CViewStage::Attach(viewer::IAudience* audience) {
+    m_voice.Attach(audience);
+    if (audience == nullptr) {
+        for (const SourcePointer& source : Sources()) {
+            source->End();
+        }
+    }
+}
+
 std::vector<CViewStage::SourcePointer> CViewStage::Sources() const {
     const CLock lock(m_mutex);
     return m_sources;
@@ -94,16 +110,17 @@ std::vector<CViewStage::SourcePointer> CViewStage::Sources() const {
 // Cameras that come and go while somebody looks.
 void CViewStage::Look() noexcept {
     for (;;) {
-        bool isWatched = false;
+        bool isSought = false;
         {
             const CLock lock(m_mutex);
             if (m_isEnding) {
                 return;
             }
-            isWatched = std::any_of(m_sources.begin(), m_sources.end(),
-                                    [](const SourcePointer& source) { return source->IsWatched(); });
+            isSought =
+                m_isSought || std::any_of(m_sources.begin(), m_sources.end(),
+                                          [](const SourcePointer& source) { return source->IsWatched(); });
         }
-        if (isWatched) {
+        if (isSought) {
             ExceptionBarrier([this] { ListCamerasAnew(kLooking); }, [](const std::exception*) {});
         }
         const CLock lock(m_mutex);
@@ -116,6 +133,8 @@ void CViewStage::Look() noexcept {
 void CViewStage::ListCamerasAnew(Clock::duration notBefore) {
     const CLock lock(m_listMutex);
     if (m_site && (m_listedAt == Clock::time_point() || Clock::now() - m_listedAt >= notBefore)) {
+        m_isListing.store(m_listedAt != Clock::time_point());
+        const Listing listing{m_isListing};
         const std::vector<DeviceRecord> present = ListCameras(m_site->m_provider);
         m_listedAt = Clock::now();
         TakeList(present);
@@ -157,6 +176,7 @@ std::optional<uint16_t> CViewStage::IndexOf(const std::string& camera) {
     const CLock lock(m_mutex);
     const auto found = std::find_if(m_sources.begin(), m_sources.end(),
                                     [&](const SourcePointer& source) { return source->Id() == camera; });
+    m_isSought = m_isSought || found == m_sources.end();
     return found == m_sources.end() ? std::nullopt
                                     : std::optional(static_cast<uint16_t>(found - m_sources.begin()));
 }
@@ -196,6 +216,7 @@ viewer::Answer CViewStage::Serve(const viewer::Request& request) {
     try {
         if (request.m_path == "/metrics") {
             return {200, "text/plain; version=0.0.4; charset=utf-8", Metrics()};
+            m_isSought = false; // who still misses one says so again
         }
         if (request.m_path.starts_with("/snapshot/")) {
             return ServeSnapshot(request);
@@ -204,7 +225,7 @@ viewer::Answer CViewStage::Serve(const viewer::Request& request) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        return Refused(error);
+        return Refused(error, m_scratch);
     }
 }
 
@@ -259,7 +280,9 @@ Json CViewStage::ServerJson() const {
 }
 
 Json CViewStage::CamerasJson() {
-    ListCamerasAnew(kListIsFresh);
+    if (!m_isListing.load()) { // who asks meanwhile is shown the last list, and told when there is another
+        ListCamerasAnew(kListIsFresh);
+    }
     Json cameras = Json::array();
     for (const SourcePointer& source : Sources()) {
         const auto* const camera = dynamic_cast<const CCameraSource*>(source.get());

@@ -14,7 +14,7 @@ public:
                const std::filesystem::path& scratch, bool isReadOnly);
     ~CViewStage() override;
 
-    void Attach(viewer::IAudience* audience) override { m_voice.Attach(audience); }
+    void Attach(viewer::IAudience* audience) override OX_EXCLUDES(m_mutex);
     viewer::Answer Serve(const viewer::Request& request) override;
     std::optional<uint16_t> IndexOf(const std::string& camera) override OX_EXCLUDES(m_mutex);
     void Want(uint16_t camera, const viewer::Wishes& wishes) override OX_EXCLUDES(m_mutex);
@@ -42,7 +42,8 @@ private:
     CViewVoice m_voice;
     std::atomic<uint64_t> m_files{0}; // that went by way of the scratch folder
 
-    CMutex m_listMutex; // held while cameras are looked for
+    std::atomic<bool> m_isListing{false}; // though not for the first time
+    CMutex m_listMutex;                   // held while cameras are looked for
     Clock::time_point m_listedAt OX_GUARDED_BY(m_listMutex);
 
     mutable CMutex m_mutex;
@@ -50,6 +51,7 @@ private:
     std::vector<SourcePointer> m_sources OX_GUARDED_BY(m_mutex);                  // by index; grows only
     std::vector<std::shared_ptr<CCameraSource>> m_cameras OX_GUARDED_BY(m_mutex); // those of them
     std::string m_shown OX_GUARDED_BY(m_mutex);                                   // ids of the last list
+    bool m_isSought OX_GUARDED_BY(m_mutex) = true; // a camera that is not listed: at first any
     bool m_isEnding OX_GUARDED_BY(m_mutex) = false;
     std::thread m_looking;
 };
