@@ -45,7 +45,7 @@ export class Link {
       this.#names.clear();
       this.listener.onOpen();
       if (this.#wanted.size === 0) {
-        this.#send({ type: "subscribe", camera: "", streams: [], fps: 1 }); // a server closes who never says a word
+        this.#send({ type: "subscribe", camera: "none", streams: [], fps: 1 }); // a server closes who never says a word
       }
       this.resubscribe();
     });
