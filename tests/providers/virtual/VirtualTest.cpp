@@ -12,6 +12,7 @@
 
 #include "tests/providers/conformance/Provider.h"
 #include "tests/support/Files.h"
+#include "tests/support/OpenThings.h"
 #include "tests/support/Waiting.h"
 
 namespace ox3d::test {
@@ -53,7 +54,9 @@ TEST(VirtualList, IsReadForARecordThatIsOlderThanTheProcess) {
     EXPECT_EXIT(std::_Exit(CC(OX_CC_CreateHandle)(&handle, &record)), testing::ExitedWithCode(0), "");
 }
 
+// Sanitizers do not take part: the allocator of one is not freed for a child, the other allows it no thread.
 TEST(VirtualList, IsAForkedChildsOwnWhateverThreadsOfTheParentAreIn) {
+    constexpr int kChildren = kSanitized ? 0 : 20;
     const COpenCamera camera;
     std::atomic<bool> isOver{false};
     std::thread listing([&] {
@@ -66,7 +69,7 @@ TEST(VirtualList, IsAForkedChildsOwnWhateverThreadsOfTheParentAreIn) {
             camera.SetGain(1);
         }
     });
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < kChildren; ++i) {
         const pid_t child = fork();
         if (child == 0) {
             alarm(20);
