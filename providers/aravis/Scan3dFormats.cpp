@@ -1,0 +1,120 @@
+// Scan3dFormats.cpp - the tables; numbers are those of the Pixel Format Naming Convention.
+#include "providers/aravis/Scan3dFormats.h"
+
+#include <arv.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace ox3d {
+namespace {
+
+constexpr ESampleKind kInteger = ESampleKind::Integer;
+constexpr ESampleKind kFloat = ESampleKind::Float;
+
+constexpr Scan3dFormat kFormats[] = {
+    // 16 bits and floats first: with the scale that belongs to them both are finer than a millimetre.
+    {ARV_PIXEL_FORMAT_COORD3D_C_16, "Coord3D_C16", 16, 1, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_C_32F, "Coord3D_C32f", 32, 1, kFloat, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_16, "Coord3D_AC16", 16, 2, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_16_PLANAR, "Coord3D_AC16_Planar", 16, 2, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_16, "Coord3D_ABC16", 16, 3, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_16_PLANAR, "Coord3D_ABC16_Planar", 16, 3, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_32F, "Coord3D_AC32f", 32, 2, kFloat, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_32F_PLANAR, "Coord3D_AC32f_Planar", 32, 2, kFloat, true},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_32F, "Coord3D_ABC32f", 32, 3, kFloat, false},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_32F_PLANAR, "Coord3D_ABC32f_Planar", 32, 3, kFloat, true},
+    {kPixelMono16, "Mono16", 16, 1, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_C_12P, "Coord3D_C12p", 12, 1, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_12P, "Coord3D_AC12p", 12, 2, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_12P_PLANAR, "Coord3D_AC12p_Planar", 12, 2, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_12P, "Coord3D_ABC12p", 12, 3, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_12P_PLANAR, "Coord3D_ABC12p_Planar", 12, 3, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_C_10P, "Coord3D_C10p", 10, 1, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_10P, "Coord3D_AC10p", 10, 2, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_10P_PLANAR, "Coord3D_AC10p_Planar", 10, 2, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_10P, "Coord3D_ABC10p", 10, 3, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_10P_PLANAR, "Coord3D_ABC10p_Planar", 10, 3, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_C_8, "Coord3D_C8", 8, 1, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_8, "Coord3D_AC8", 8, 2, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_AC_8_PLANAR, "Coord3D_AC8_Planar", 8, 2, kInteger, true},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_8, "Coord3D_ABC8", 8, 3, kInteger, false},
+    {ARV_PIXEL_FORMAT_COORD3D_ABC_8_PLANAR, "Coord3D_ABC8_Planar", 8, 3, kInteger, true},
+};
+// The number of a format says how many bits its pixels have.
+static_assert(std::all_of(std::begin(kFormats), std::end(kFormats), [](const Scan3dFormat& format) {
+    return uint32_t{format.m_sampleBits} * format.m_samples == ((format.m_code >> 16) & 0xFF);
+}));
+
+constexpr ConfidenceFormat kConfidence[] = {
+    {0x010800C4, 8, kInteger, 1.0}, // Confidence1, a byte each
+    {0x010100C5, 1, kInteger, 1.0}, // Confidence1p
+    {0x010800C6, 8, kInteger, 255.0},
+    {0x011000C7, 16, kInteger, 65535.0},
+    {0x012000C8, 32, kFloat, 1.0},
+    {ARV_PIXEL_FORMAT_MONO_8, 8, kInteger, 255.0},
+    {ARV_PIXEL_FORMAT_MONO_10, 16, kInteger, 1023.0},
+    {ARV_PIXEL_FORMAT_MONO_12, 16, kInteger, 4095.0},
+    {kPixelMono16, 16, kInteger, 65535.0},
+};
+
+template <typename Table>
+auto FindCode(const Table& table, uint32_t code) {
+    const auto found =
+        std::find_if(std::begin(table), std::end(table), [&](const auto& row) { return row.m_code == code; });
+    return found == std::end(table) ? nullptr : &*found;
+}
+
+bool IsImage(const ImageShape& shape) {
+    return shape.m_width > 0 && shape.m_width <= kMaxImageSide && shape.m_height > 0 &&
+           shape.m_height <= kMaxImageSide;
+}
+
+// Which of a pixel's samples it is.
+uint32_t SampleOf(const Scan3dFormat& format, ECoordinate coordinate) {
+    return coordinate == ECoordinate::C ? format.m_samples - 1U : static_cast<uint32_t>(coordinate);
+}
+
+} // namespace
+
+std::span<const Scan3dFormat> Scan3dFormats() {
+    return kFormats;
+}
+
+const Scan3dFormat* FindScan3dFormat(uint32_t code) {
+    return FindCode(kFormats, code);
+}
+
+const ConfidenceFormat* FindConfidenceFormat(uint32_t code) {
+    return FindCode(kConfidence, code);
+}
+
+uint64_t LineBits(uint32_t pixelBits, const ImageShape& shape) {
+    const uint64_t bits = uint64_t{shape.m_width} * pixelBits;
+    return shape.m_paddingBytes == 0 ? bits : ((bits + 7) / 8 + shape.m_paddingBytes) * 8;
+}
+
+uint64_t ImageBytes(uint32_t pixelBits, const ImageShape& shape) {
+    return IsImage(shape) ? (LineBits(pixelBits, shape) * shape.m_height + 7) / 8 : 0;
+}
+
+uint64_t ImageBytes(const Scan3dFormat& format, const ImageShape& shape) {
+    return format.m_isPlanar ? ImageBytes(format.m_sampleBits, shape) * format.m_samples
+                             : ImageBytes(format.PixelBits(), shape);
+}
+
+bool HasCoordinate(const Scan3dFormat& format, ECoordinate coordinate) {
+    return coordinate == ECoordinate::C || format.m_samples == 3 ||
+           (coordinate == ECoordinate::A && format.m_samples == 2);
+}
+
+SampleGrid GridOf(const Scan3dFormat& format, const ImageShape& shape, ECoordinate coordinate) {
+    const uint64_t sample = SampleOf(format, coordinate);
+    if (format.m_isPlanar) {
+        return {sample * ImageBytes(format.m_sampleBits, shape) * 8, format.m_sampleBits,
+                LineBits(format.m_sampleBits, shape)};
+    }
+    return {sample * format.m_sampleBits, format.PixelBits(), LineBits(format.PixelBits(), shape)};
+}
+
+} // namespace ox3d
