@@ -131,6 +131,12 @@ void CFrameEncoder::AddColor(const ColorView& color, std::span<const uint8_t> jp
     }
 }
 
+std::span<const uint8_t> CFrameEncoder::Pack(const ColorView& color) {
+    return color.m_layout == EColorLayout::Jpeg ? std::span<const uint8_t>(color.m_bytes, color.m_jpegBytes)
+                                                : m_jpeg.Encode(InterleavedBytes(color, &m_interleaved),
+                                                                color.m_width, color.m_height, m_jpegQuality);
+}
+
 EEncoded CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> depth, uint64_t sequence,
                                bool isFirst, McapChunk* chunk) {
     const uint64_t hostNs = frame.m_facts.m_hostNs;
@@ -139,10 +145,7 @@ EEncoded CFrameEncoder::Encode(const FrameView& frame, std::span<const uint8_t> 
     const auto begin = [&](EChannel channel) { return m_builder.Begin(channel, sequence, hostNs, cameraNs); };
     const ColorView& color = frame.m_color;
     const bool isWanted = color.m_bytes != nullptr && m_color != ERecordedColor::None;
-    const auto jpeg = isWanted && m_color == ERecordedColor::Jpeg
-                          ? m_jpeg.Encode(InterleavedBytes(color, &m_interleaved), color.m_width,
-                                          color.m_height, m_jpegQuality)
-                          : std::span<const uint8_t>();
+    const auto jpeg = isWanted && m_color == ERecordedColor::Jpeg ? Pack(color) : std::span<const uint8_t>();
     RecordedFacts facts = frame.m_facts;
     facts.m_isColorLost = isWanted && m_color == ERecordedColor::Jpeg && jpeg.empty();
     m_builder.Start(m_definitions);

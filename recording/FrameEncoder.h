@@ -28,6 +28,7 @@ public:
                     McapChunk* chunk);
 
 private:
+    std::span<const uint8_t> Pack(const ColorView& color);
     void AddColor(const ColorView& color, std::span<const uint8_t> jpeg, uint64_t sequence, uint64_t hostNs,
                   uint64_t cameraNs);
 

@@ -277,6 +277,18 @@ bool CMcapRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
     return true;
 }
 
+bool CMcapRecording::ReadJpeg(size_t frame, std::vector<uint8_t>* image) {
+    PngSize size;
+    RosImage packed;
+    const McapMessage* const jpeg = Load(frame) ? m_frames.Part(EMcapPart::Jpeg) : nullptr;
+    if (jpeg == nullptr || m_frames.Part(EMcapPart::Color) != nullptr || !ColorSizeOf(nullptr, jpeg, &size) ||
+        !IsSame(size, m_colorSize) || !ReadCompressedImage(jpeg->m_data, &packed)) {
+        return false;
+    }
+    image->assign(packed.m_bytes.begin(), packed.m_bytes.end());
+    return true;
+}
+
 bool CMcapRecording::ReadFacts(size_t frame, RecordedFacts* facts) {
     const McapMessage* const message = Load(frame) ? m_frames.Part(EMcapPart::Facts) : nullptr;
     if (message == nullptr || !ReadFrameFacts(message->m_data, facts)) {

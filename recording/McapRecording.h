@@ -20,6 +20,7 @@ public:
     size_t FrameCount() const override { return m_frames.Count(); }
     bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) override;
     bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
+    bool ReadJpeg(size_t frame, std::vector<uint8_t>* image) override;
     bool ReadFacts(size_t frame, RecordedFacts* facts) override;
     const std::vector<uint64_t>& HostTimes() const override { return m_hostTimes; }
     bool IsClosed() const override { return m_contents.m_isClosed; }

@@ -3,6 +3,7 @@
 #define OX3D_RECORDING_RECORDED_FRAME_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -46,13 +47,15 @@ struct DepthView {
     uint64_t m_strideSamples = 0;
 };
 
-enum class EColorLayout { Interleaved, Planar }; // R, G, B of a pixel together, or three planes
+// R, G, B of a pixel together, three planes, or packed: then for a recorder of JPEG images alone, which keeps it as it is.
+enum class EColorLayout { Interleaved, Planar, Jpeg };
 
 struct ColorView {
     const uint8_t* m_bytes = nullptr; // null: no color
     uint32_t m_width = 0;
     uint32_t m_height = 0;
     EColorLayout m_layout = EColorLayout::Interleaved;
+    size_t m_jpegBytes = 0;
 };
 
 struct FrameView {

@@ -16,6 +16,18 @@ bool IsSized(uint32_t width, uint32_t height) {
     return width > 0 && height > 0 && uint64_t{width} * height <= kMaxImagePixels;
 }
 
+// 0: an image of an impossible size, or packed where it is not to be.
+size_t ColorBytes(const ColorView& color, bool mayBePacked) {
+    constexpr size_t kMaxJpegBytes = size_t{256} << 20U;
+    if (!IsSized(color.m_width, color.m_height)) {
+        return 0;
+    }
+    if (color.m_layout != EColorLayout::Jpeg) {
+        return size_t{color.m_width} * color.m_height * 3;
+    }
+    return mayBePacked && color.m_jpegBytes <= kMaxJpegBytes ? color.m_jpegBytes : 0;
+}
+
 void CopyRows(const DepthView& from, ImageBytes* to) {
     const size_t rowBytes = size_t{from.m_width} * sizeof(uint16_t);
     to->resize(rowBytes * from.m_height);
@@ -132,9 +144,10 @@ bool CRecorder::PutIntoQueue(JobPointer job) {
 bool CRecorder::Queue(const FrameView& frame, EFullQueue full) {
     const ColorView& color = frame.m_color;
     const bool hasColor = color.m_bytes != nullptr && m_options.m_color != ERecordedColor::None;
+    const size_t colorBytes = hasColor ? ColorBytes(color, m_options.m_color == ERecordedColor::Jpeg) : 0;
     const DepthView& depth = frame.m_depth;
     if (depth.m_samples == nullptr || !IsSized(depth.m_width, depth.m_height) ||
-        depth.m_strideSamples < depth.m_width || (hasColor && !IsSized(color.m_width, color.m_height))) {
+        depth.m_strideSamples < depth.m_width || (hasColor && colorBytes == 0)) {
         return false;
     }
     JobPointer job = TakeFree(full);
@@ -143,7 +156,6 @@ bool CRecorder::Queue(const FrameView& frame, EFullQueue full) {
     }
     job->m_frame = frame;
     CopyRows(depth, &job->m_depth);
-    const size_t colorBytes = hasColor ? size_t{color.m_width} * color.m_height * 3 : 0;
     job->m_color.resize(colorBytes);
     if (hasColor) {
         std::memcpy(job->m_color.data(), color.m_bytes, colorBytes);

@@ -33,6 +33,8 @@ public:
     virtual bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) = 0;
     // Three planes R, G, B. Also false for a frame without color.
     virtual bool ReadColor(size_t frame, std::vector<uint8_t>* planes) = 0;
+    // The color image as it lies in the recording, of ColorSize() by its head. False where it is no JPEG image.
+    virtual bool ReadJpeg(size_t /*frame*/, std::vector<uint8_t>* /*image*/) { return false; }
     // False where nothing more is known of the frame.
     virtual bool ReadFacts(size_t frame, RecordedFacts* facts) = 0;
     // When each frame came to the host, UTC in nanoseconds; empty: not known. Never changes: any thread may read it.

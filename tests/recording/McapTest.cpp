@@ -686,6 +686,8 @@ TEST_F(Mcap, WithoutMemoryOrJpegForAFrameHasTheOthersWhole) {
     s_largestBlock = SIZE_MAX;
     EXPECT_TRUE(m_recorder->Add(frame)); // wider than JPEG can be
     EXPECT_TRUE(AddTo(*m_recorder, 2));
+    frame.m_color = {wide.data(), 96, 32, EColorLayout::Jpeg, 0};
+    EXPECT_FALSE(m_recorder->Add(frame)) << "packed into nothing";
     const RecorderCounts counts = m_recorder->Finish();
     EXPECT_EQ(counts.m_written, 2U);
     EXPECT_EQ(counts.m_withoutColor, 1U);

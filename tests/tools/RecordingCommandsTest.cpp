@@ -169,6 +169,21 @@ TEST_F(ToolRun, ConvertsBetweenFormsOfRecordings) {
         EXPECT_NEAR(ours->m_cy, theirs->m_cy, 1e-3);
         EXPECT_THAT(ours->m_distortion, Pointwise(DoubleNear(1e-6), theirs->m_distortion));
     }
+    // Color that was packed once is not packed again, unless another quality is asked for.
+    convert({"office.mcap", "kept.mcap"});
+    convert({"office.mcap", "packed.mcap", "--quality", "50"});
+    const auto kept = CRecordingReader::Open(m_folder.File("kept.mcap"), &error);
+    const auto packed = CRecordingReader::Open(m_folder.File("packed.mcap"), &error);
+    ASSERT_TRUE(kept != nullptr && packed != nullptr) << error;
+    std::vector<uint8_t> jpeg[3];
+    for (size_t i = 0; i < 2; ++i) {
+        ASSERT_TRUE(converted->ReadJpeg(i, &jpeg[0]) && kept->ReadJpeg(i, &jpeg[1]) &&
+                    packed->ReadJpeg(i, &jpeg[2]));
+        EXPECT_EQ(jpeg[0], jpeg[1]);
+        EXPECT_LT(jpeg[2].size(), jpeg[0].size() * 3 / 4);
+    }
+    fs::remove(m_folder.File("kept.mcap"));
+    fs::remove(m_folder.File("packed.mcap"));
     fs::remove(m_folder.File("office.mcap"));
     fs::remove(m_folder.File("recorded.mcap"));
     convert({"a.mcap", "png", "--to", "png"});

@@ -6,6 +6,7 @@
 #include "tools/ox3d/CameraControl.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/TargetFile.h"
+#include "tools/ox3d/convert/ConvertOptions.h"
 #include "tools/ox3d/host/CameraAddress.h"
 
 #include <cstdint>
@@ -37,16 +38,6 @@ struct RecordOptions {
     uint64_t m_queueFrames = 30;
     double m_syncSeconds = 1;
     uint32_t m_patienceSeconds = 10;
-};
-
-enum class EConvert { ByName, Mcap, Png, Tum, Redwood, Ply, Pcd };
-
-struct ConvertOptions {
-    std::string m_in;
-    std::string m_out;
-    EConvert m_to = EConvert::ByName;
-    std::optional<ERecordedColor> m_color; // none: as it is
-    uint32_t m_quality = 90;
 };
 
 struct RepairOptions {

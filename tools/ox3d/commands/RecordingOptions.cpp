@@ -38,13 +38,10 @@ constexpr const char* kRepairFooter =
     "Exit code 1: there are damaged frames inside; 6: there is no whole one.\n"
     "Example: ox3d repair desk.mcap";
 
-void AddColor(CLI::App& command, std::optional<ERecordedColor>& color, uint32_t& quality) {
+void AddColor(CLI::App& command, std::optional<ERecordedColor>& color) {
     command.add_option("--color", color, "jpeg, raw (lossless, large) or none")
         ->transform(CLI::CheckedTransformer(std::map<std::string, ERecordedColor>{
             {"jpeg", ERecordedColor::Jpeg}, {"raw", ERecordedColor::Raw}, {"none", ERecordedColor::None}}));
-    command.add_option("--quality", quality, "of the JPEG images")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 100));
 }
 
 } // namespace
@@ -58,7 +55,10 @@ void AddRecordOptions(CLI::App& command, Arguments& arguments) {
         ->check(CLI::Range(int64_t{1}, int64_t{1000000000}));
     command.add_option("--seconds", options.m_seconds, "seconds to record; default: until Ctrl-C")
         ->check(CLI::Range(0.001, 1e7));
-    AddColor(command, options.m_color, options.m_quality);
+    AddColor(command, options.m_color);
+    command.add_option("--quality", options.m_quality, "of the JPEG images")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 100));
     command.add_option("--queue", options.m_queueFrames, "frames that may wait in memory")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{1}, int64_t{10000}));
@@ -97,7 +97,11 @@ void AddConvertOptions(CLI::App& command, Arguments& arguments) {
                                                                             {"redwood", EConvert::Redwood},
                                                                             {"ply", EConvert::Ply},
                                                                             {"pcd", EConvert::Pcd}}));
-    AddColor(command, options.m_color, options.m_quality);
+    AddColor(command, options.m_color);
+    command
+        .add_option("--quality", options.m_quality,
+                    "of the JPEG images; default: those of a recording stay as they are, others get 90")
+        ->check(CLI::Range(1, 100));
     command.footer(kConvertFooter);
 }
 
