@@ -181,7 +181,8 @@ typedef struct OX3D_RGBD_FEATURE_ENTRY {
  * \param nCapacity    records that the array holds
  * \param pnCount      out: how many there are, of which the first nCapacity are written
  *
- * Reads access and value of each feature that is written off the camera, and the description at every call: keep the answer.
+ * Reads access and value of each feature that is written off the camera at every call. The description is read with the first
+ * call, and again after OX3D_RGBD_InvalidateNodes, an upgrade, or when a lost device is back.
  * \return OX3D_RGBD_E_PARAMETER for null (but strName) or a name that is none of them, OX3D_RGBD_E_NO_DATA for a
  * description that cannot be read: it is no XML, without features, or longer than 8 MiB.
  */

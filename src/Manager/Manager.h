@@ -32,6 +32,7 @@
 #include "src/Common/Thread.h"
 #include "src/Manager/BindWays.h"
 #include "src/Manager/CalibrationCache.h"
+#include "src/Manager/CatalogCache.h"
 #include "src/Manager/DepthConversion.h"
 #include "src/Manager/DeviceClock.h"
 #include "src/Manager/FrameAssembler.h"
@@ -47,8 +48,6 @@
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 #include <ox3drgbd/OxCameraControl.h>
-
-struct CatalogFeature;
 
 class CManager {
 public:
@@ -183,7 +182,9 @@ private:
                          const char* notOpenedLine = "Camera is not opened.\r\n") const;
     // The checks of the plain calls on a camera: first the arguments, then the camera.
     uint32_t CheckCall(bool hasArguments) const;
-    uint32_t ReadCatalog(const char* name, std::vector<CatalogFeature>* features);
+    uint32_t ReadCatalog(CCatalogCache::Catalog* catalog);
+    uint32_t FindFeatures(const char* name, CCatalogCache::Catalog* catalog,
+                          std::vector<const CatalogFeature*>* found);
     uint32_t ReadPresent(const CatalogFeature& feature, OX3D_RGBD_FEATURE* out);
     uint32_t CopyCalibrationFile();
     uint32_t TransferCalibFile(const char* operation, const char* step,
@@ -228,6 +229,7 @@ private:
     bool m_hasLogReference = false;
     CHeldFrames m_heldFrames;
     CLibraryKeys m_keys;
+    CCatalogCache m_catalog;
 
     // A lost device that comes back.
     COXMutex m_lifecycleMutex;

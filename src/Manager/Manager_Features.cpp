@@ -59,7 +59,7 @@ bool IsPossible(const OX3D_RGBD_ENUMPARAM& value, int64_t entry) {
 } // namespace
 
 // A camera-control library that is given too little room may answer with the whole length or with a failure.
-uint32_t CManager::ReadCatalog(const char* name, std::vector<CatalogFeature>* features) {
+uint32_t CManager::ReadCatalog(CCatalogCache::Catalog* catalog) {
     std::string xml(kUsualDescriptionBytes, '\0');
     uint32_t length = 0;
     auto* data = reinterpret_cast<uint8_t*>(xml.data());
@@ -72,18 +72,39 @@ uint32_t CManager::ReadCatalog(const char* name, std::vector<CatalogFeature>* fe
     if (status != OX3D_RGBD_OK) {
         return status;
     }
+    std::vector<CatalogFeature> features;
     if (length <= xml.size()) {
-        *features = ReadFeatureCatalog({xml.data(), strnlen(xml.data(), length)});
+        features = ReadFeatureCatalog({xml.data(), strnlen(xml.data(), length)});
     }
-    if (features->empty()) {
+    if (features.empty()) {
         OX_LOG_ERROR("[GetFeatures] the camera's description of %u bytes cannot be read.\r\n", length);
         return OX3D_RGBD_E_NO_DATA;
     }
-    AddLibraryKeys(features);
-    if (name != nullptr) {
-        std::erase_if(*features, [&](const CatalogFeature& feature) { return feature.m_name != name; });
+    AddLibraryKeys(&features);
+    *catalog = std::make_shared<const std::vector<CatalogFeature>>(std::move(features));
+    return OX3D_RGBD_OK;
+}
+
+// Those of *catalog, of that name where there is one.
+uint32_t CManager::FindFeatures(const char* name, CCatalogCache::Catalog* catalog,
+                                std::vector<const CatalogFeature*>* found) {
+    if (const uint32_t status = CheckOpened(); status != OX3D_RGBD_OK) {
+        return status;
     }
-    return features->empty() ? OX3D_RGBD_E_PARAMETER : OX3D_RGBD_OK;
+    uint64_t ticket = 0;
+    *catalog = m_catalog.Get(&ticket);
+    if (*catalog == nullptr) {
+        if (const uint32_t status = ReadCatalog(catalog); status != OX3D_RGBD_OK) {
+            return status;
+        }
+        m_catalog.Keep(*catalog, ticket);
+    }
+    for (const CatalogFeature& feature : **catalog) {
+        if (name == nullptr || feature.m_name == name) {
+            found->push_back(&feature);
+        }
+    }
+    return found->empty() ? OX3D_RGBD_E_PARAMETER : OX3D_RGBD_OK;
 }
 
 // What the camera says at present; only that it is gone makes it fail.
@@ -110,13 +131,14 @@ uint32_t CManager::ReadPresent(const CatalogFeature& feature, OX3D_RGBD_FEATURE*
 }
 
 uint32_t CManager::GetFeatures(const char* name, OX3D_RGBD_FEATURE* out, uint32_t capacity, uint32_t* count) {
-    std::vector<CatalogFeature> features;
-    if (const uint32_t status = ReadCatalog(name, &features); status != OX3D_RGBD_OK) {
+    CCatalogCache::Catalog catalog;
+    std::vector<const CatalogFeature*> features;
+    if (const uint32_t status = FindFeatures(name, &catalog, &features); status != OX3D_RGBD_OK) {
         return status;
     }
     std::vector<OX3D_RGBD_FEATURE> records(std::min<size_t>(capacity, features.size()));
     for (size_t i = 0; i < records.size(); ++i) {
-        const CatalogFeature& feature = features[i];
+        const CatalogFeature& feature = *features[i];
         OX3D_RGBD_FEATURE& record = records[i];
         CopyForPeople(record.chName, feature.m_name);
         CopyForPeople(record.chDisplayName, feature.m_displayName);
@@ -138,11 +160,12 @@ uint32_t CManager::GetFeatures(const char* name, OX3D_RGBD_FEATURE* out, uint32_
 
 uint32_t CManager::GetFeatureEntries(const char* name, OX3D_RGBD_FEATURE_ENTRY* out, uint32_t capacity,
                                      uint32_t* count) {
-    std::vector<CatalogFeature> features;
-    if (const uint32_t status = ReadCatalog(name, &features); status != OX3D_RGBD_OK) {
+    CCatalogCache::Catalog catalog;
+    std::vector<const CatalogFeature*> features;
+    if (const uint32_t status = FindFeatures(name, &catalog, &features); status != OX3D_RGBD_OK) {
         return status;
     }
-    const CatalogFeature& feature = features.front();
+    const CatalogFeature& feature = *features.front();
     if (feature.m_type != OX3D_RGBD_PARAM_ENUM) {
         return OX3D_RGBD_E_PARAMETER;
     }
@@ -177,7 +200,9 @@ uint32_t CManager::SetEnumByName(const char* name, const char* entry) {
     OX3D_RGBD_PARAM value = {};
     value.enParamType = OX3D_RGBD_PARAM_ENUM;
     if (camera->GetEnumValue(name, &value.stEnumParam) == OX3D_RGBD_OK) {
-        m_journal.NoteFeature(name, value); // by its number, which is how it is set again
+        m_journal.NoteFeature(name, value); // by its number, as what is set by number, which it replaces
+    } else {
+        m_journal.NoteEntry(name, entry);
     }
     return OX3D_RGBD_OK;
 }

@@ -139,6 +139,7 @@ void CManager::ResetMember() {
     m_keys.Reset();
     m_lastFrameNum = 0;
     m_journal.Clear();
+    m_catalog.Clear();
     const CAssembling assembling(m_assembler); // no frame is under way
     m_assembler.Reset();
 }
@@ -325,4 +326,5 @@ void CManager::Abandon() {
     m_cloud.Renew();
     m_reconnector.Renew();
     m_journal.Renew();
+    m_catalog.Renew();
 }

@@ -166,6 +166,7 @@ uint32_t CManager::LocalUpgrade(const char* file) {
         return OX3D_RGBD_E_PARAMETER;
     }
     const uint32_t status = CheckOpened();
+    m_catalog.Clear();
     return status != OX3D_RGBD_OK ? status : m_pcCamera.load()->Upgrade(file);
 }
 
@@ -197,6 +198,7 @@ uint32_t CManager::InvalidateNodes() {
     if (status != OX3D_RGBD_OK) {
         return status;
     }
+    m_catalog.Clear();
     status = m_pcCamera.load()->InvalidateNodes();
     if (status != OX3D_RGBD_OK) {
         OX_LOG_ERROR("InvalidateNodes failed, errcode is (%#x)\r\n", status);

@@ -85,6 +85,7 @@ uint32_t CManager::ResumeDevice() {
     const COXLock lock(&m_lifecycleMutex);
     CCameraModule* camera = m_pcCamera;
     camera->Adopt(&m_returning);
+    m_catalog.Clear(); // it may have new firmware
     uint32_t status = RegisterExceptionTrampoline(camera);
     if (status == OX3D_RGBD_OK && m_isFrameTrampolineSet) {
         status = RegisterImageTrampoline(camera);

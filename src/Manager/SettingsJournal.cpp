@@ -63,7 +63,8 @@ bool CSettingsJournal::IsSameSelection(const Setting& former, const Setting& nex
     }
     return std::equal(former.m_selection->begin(), former.m_selection->end(), next.m_selection->begin(),
                       next.m_selection->end(), [](const Setting& a, const Setting& b) {
-                          return a.m_key == b.m_key && IsSameValue(a.m_value, b.m_value);
+                          return a.m_key == b.m_key && a.m_entry == b.m_entry &&
+                                 IsSameValue(a.m_value, b.m_value);
                       });
 }
 
@@ -99,6 +100,15 @@ void CSettingsJournal::NoteFeature(const char* key, const OX3D_RGBD_PARAM& value
         Setting setting;
         setting.m_key = key;
         setting.m_value = value;
+        return setting;
+    });
+}
+
+void CSettingsJournal::NoteEntry(const char* key, const char* entry) noexcept {
+    TryNote([&] {
+        Setting setting;
+        setting.m_key = key;
+        setting.m_entry = entry;
         return setting;
     });
 }
@@ -140,7 +150,9 @@ uint32_t CSettingsJournal::Apply(const Setting& setting, CCameraModule& camera) 
     const auto number = static_cast<uint32_t>(setting.m_value.stIntParam.nCurValue);
     switch (setting.m_kind) {
     case EKind::Feature:
-        return camera.SetValue(setting.m_key.c_str(), &setting.m_value);
+        return setting.m_entry.empty()
+                   ? camera.SetValue(setting.m_key.c_str(), &setting.m_value)
+                   : camera.SetEnumValueByString(setting.m_key.c_str(), setting.m_entry.c_str());
     case EKind::NodeNum:
         return camera.SetImageNodeNum(number);
     case EKind::GvcpTimeout:
@@ -163,7 +175,7 @@ void CSettingsJournal::Select(const Selection& wanted, Selection* selected, CCam
                                          [&](const Setting& other) { return other.m_key == selector.m_key; });
         if (former == selected->end()) {
             selected->push_back(selector);
-        } else if (IsSameValue(former->m_value, selector.m_value)) {
+        } else if (former->m_entry == selector.m_entry && IsSameValue(former->m_value, selector.m_value)) {
             continue;
         } else {
             *former = selector;

@@ -19,6 +19,8 @@ public:
     // A setting that cannot be noted is left out, which is logged when all are set again. The last of a key counts, and of a key that
     // was set under several values of a selector the last under each.
     void NoteFeature(const char* key, const OX3D_RGBD_PARAM& value) noexcept;
+    // An enumeration by the name of its entry, where its number is not known.
+    void NoteEntry(const char* key, const char* entry) noexcept;
     void NoteFile(const char* file) noexcept; // what it holds at the time of the call
     void NoteNodeNum(uint32_t count) noexcept { NoteNumber(EKind::NodeNum, count); }
     void NoteGvcpTimeout(uint32_t ms) noexcept { NoteNumber(EKind::GvcpTimeout, ms); }
@@ -35,8 +37,9 @@ private:
     enum class EKind { Feature, File, NodeNum, GvcpTimeout };
     struct Setting {
         EKind m_kind = EKind::Feature;
-        std::string m_key;                         // of a feature
-        OX3D_RGBD_PARAM m_value = {};              // of a feature; else its integer
+        std::string m_key;            // of a feature
+        OX3D_RGBD_PARAM m_value = {}; // of a feature; else its integer
+        std::string m_entry;          // of a feature: instead of the value, where it is not empty
         std::shared_ptr<const std::string> m_file; // what a file held
         // What the application had selected at the time, in the order in which it did.
         std::shared_ptr<const std::vector<Setting>> m_selection;

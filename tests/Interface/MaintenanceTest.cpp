@@ -88,6 +88,29 @@ TEST_F(Maintenance, NumbersPassUnchangedBothWays) {
     EXPECT_EQ(g_word, OX3D_RGBD_ACCESS_READ_ONLY);
 }
 
+TEST_F(Maintenance, TheDescriptionIsReadOnceUnlessTheCameraMayHaveAnother) {
+    constexpr char kXml[] =
+        "<RegisterDescription><Category Name=\"Root\"><pFeature>Gain</pFeature></Category>"
+        "<Integer Name=\"Gain\"><Value>1</Value></Integer></RegisterDescription>";
+    OnCall(DOUBLE_OX_XML_GetGenICamXML, 0,
+           [&](const DoubleCall& call) { memcpy(call.m_bytes, kXml, sizeof(kXml)); });
+    Answer(DOUBLE_OX_XML_GetGenICamXML, static_cast<uint32_t>(sizeof(kXml)));
+    const std::function<uint32_t()> changes[] = {
+        [] { return uint32_t{0}; },
+        [this] { return OX3D_RGBD_InvalidateNodes(m_handle); },
+        [this] { return OX3D_RGBD_LocalUpgrade(m_handle, "file"); },
+    };
+    uint32_t reads = 0;
+    for (const auto& change : changes) {
+        EXPECT_EQ(change(), OX3D_RGBD_OK);
+        ++reads;
+        EXPECT_EQ(OX3D_RGBD_GetFeatures(m_handle, nullptr, nullptr, 0, &g_word), OX3D_RGBD_OK);
+        EXPECT_EQ(OX3D_RGBD_GetFeatures(m_handle, "Gain", nullptr, 0, &g_word), OX3D_RGBD_OK);
+        EXPECT_EQ(g_word, 1U);
+        EXPECT_EQ(Double().CallCount(DOUBLE_OX_XML_GetGenICamXML), reads);
+    }
+}
+
 TEST_F(Maintenance, UnusableArgumentsAreRefusedBeforeTheCamera) {
 #define REFUSED(line, name, ...)                                       \
     {                                                                  \

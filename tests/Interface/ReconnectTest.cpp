@@ -56,6 +56,8 @@ TEST_F(Reconnect, BringsTheDeviceBackAsTheApplicationHadLeftIt) {
     Set("Gain", OX3D_RGBD_PARAM_INT, 4);
     SwitchOff(OX3D_RGBD_KEY_IMAGE_ALIGN);
     ASSERT_EQ(OX3D_RGBD_SetGvcpTimeout(m_handle, 600), OX3D_RGBD_OK);
+    Fail(DOUBLE_OX_CC_GetEnumValue, OX_CC_E_GC_ACCESS, Double().CallCount(DOUBLE_OX_CC_GetEnumValue) + 1);
+    ASSERT_EQ(OX3D_RGBD_SetEnumByName(m_handle, "LineMode", "Strobe"), OX3D_RGBD_OK) << "not readable";
     WriteFile("features", "Width=320");
     ASSERT_EQ(OX3D_RGBD_ImportAllParam(m_handle, "features"), OX3D_RGBD_OK);
     std::string imported;
@@ -92,6 +94,7 @@ TEST_F(Reconnect, BringsTheDeviceBackAsTheApplicationHadLeftIt) {
                             "OX_CC_SetEnumValue(TriggerSelector, 5)", "OX_CC_SetIntValueEx(TriggerDelay, 7)",
                             "OX_CC_SetEnumValue(TriggerSelector, 6)", "OX_CC_SetIntValueEx(TriggerDelay, 8)",
                             "OX_CC_SetIntValueEx(Gain, 4)", "OX_GIGE_SetGvcpTimeout(600)",
+                            "OX_CC_SetEnumValueByString(LineMode, Strobe)",
                             "OX_CC_SetEnumValue(TriggerSelector, 5)", "OX_CC_SetIntValueEx(TriggerDelay, 7)",
                             "OX_CC_SetEnumValue(TriggerSelector, 6)", "OX_CC_StartGrabbing()"}));
     EXPECT_EQ(imported, "Width=320");

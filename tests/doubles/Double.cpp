@@ -237,6 +237,9 @@ void Capture(DoubleCall* call, Arg arg) {
     call->m_text += own.empty() || call->m_text.back() == '(' ? own : ", " + own;
     if constexpr (std::is_convertible_v<Arg, void*>) {
         call->m_output = arg;
+        if constexpr (std::is_same_v<Arg, uint8_t*>) {
+            call->m_bytes = arg;
+        }
     } else if constexpr (std::is_function_v<std::remove_pointer_t<Arg>>) {
         call->m_callback = reinterpret_cast<void (*)()>(arg);
     }

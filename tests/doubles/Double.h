@@ -34,6 +34,7 @@ enum EDoubleFunction : uint32_t {
 struct DoubleCall {
     std::string m_text; // "Function(arguments)": texts, numbers and names of records; without the handle
     void* m_output = nullptr;       // the argument to be written; valid during the call
+    uint8_t* m_bytes = nullptr;     // the one that takes text or other bytes, in front of their length
     void (*m_callback)() = nullptr; // the callback that is registered
 };
 
