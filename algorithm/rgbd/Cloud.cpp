@@ -6,7 +6,7 @@
 #include "base/WorkerPool.h"
 
 #include <algorithm>
-#include <atomic>
+#include <array>
 #include <cstring>
 
 namespace ox3d {
@@ -206,11 +206,14 @@ void CBuilder::StoreEach(const PointRow& points, const uint32_t* colors, const P
     }
 }
 
+uint64_t PixelsBefore(const CloudArgs& args, int32_t row) {
+    return static_cast<uint64_t>(row) * static_cast<uint64_t>(args.m_width);
+}
+
 uint64_t CBuilder::Run(int32_t first, int32_t end) {
     const CloudArgs& a = m_args;
-    m_stored =
-        static_cast<size_t>(first) * static_cast<size_t>(a.m_width); // of a compact cloud it is the first row
-    const int32_t ahead = a.m_normals != nullptr ? 1 : 0;            // normals need the rows around
+    m_stored = PixelsBefore(a, first); // where these rows' points have room, however many came before
+    const int32_t ahead = a.m_normals != nullptr ? 1 : 0; // normals need the rows around
     for (int32_t v = first - 2 * ahead; v < end; ++v) {
         LoadRow(v + ahead);
         if (v >= first) {
@@ -218,6 +221,23 @@ uint64_t CBuilder::Run(int32_t first, int32_t end) {
         }
     }
     return m_valid;
+}
+
+// Moves stored points, with colors and normals, up to those before them.
+void CloseUp(const CloudArgs& args, uint64_t from, uint64_t count, uint64_t to) {
+    if (from == to) {
+        return;
+    }
+    const auto move = [&](uint8_t* items, size_t stride) {
+        std::memmove(items + to * stride, items + from * stride, count * stride);
+    };
+    move(args.m_points, args.m_pointStride);
+    if (args.m_color != nullptr && args.m_colorStride == sizeof(uint32_t)) { // else they went along
+        move(args.m_colors, sizeof(uint32_t));
+    }
+    if (args.m_normals != nullptr) {
+        move(reinterpret_cast<uint8_t*>(args.m_normals), 3 * sizeof(float));
+    }
 }
 
 } // namespace
@@ -230,20 +250,26 @@ uint64_t CloudScratchBytes(int32_t width, uint32_t threads) {
     return threads * CScratch::Floats(width) * sizeof(float);
 }
 
-// Valid points that follow each other have to be stored one row after the other.
 uint64_t BuildCloud(const CloudArgs& args) {
     const CloudKernels& kernels = g_choice.InUse();
     const CPoolTurn turn(static_cast<uint64_t>(args.m_width) * static_cast<uint64_t>(args.m_height));
-    const uint32_t parts = args.m_isCompact ? 1 : std::min(turn.Threads(), args.m_threads);
-    std::atomic<uint64_t> valid{0};
+    const uint32_t parts = std::min(turn.Threads(), args.m_threads);
+    const auto rowOf = [&](uint32_t part) {
+        return static_cast<int32_t>(static_cast<uint64_t>(args.m_height) * part / parts);
+    };
+    std::array<uint64_t, kMaxThreads> valid{};
     turn.Run(parts, [&](uint32_t part) {
-        const auto edge = [&](uint32_t of) {
-            return static_cast<int32_t>(static_cast<uint64_t>(args.m_height) * of / parts);
-        };
         CBuilder builder(args, kernels, args.m_scratch + part * CScratch::Floats(args.m_width));
-        valid += builder.Run(edge(part), edge(part + 1));
+        valid[part] = builder.Run(rowOf(part), rowOf(part + 1));
     });
-    return valid;
+    uint64_t all = 0;
+    for (uint32_t part = 0; part < parts; ++part) {
+        if (args.m_isCompact) {
+            CloseUp(args, PixelsBefore(args, rowOf(part)), valid[part], all);
+        }
+        all += valid[part];
+    }
+    return all;
 }
 
 } // namespace ox3d

@@ -57,8 +57,9 @@ constexpr int32_t kMaxCloudSide = 65535;
 
 uint64_t CloudScratchBytes(int32_t width, uint32_t threads);
 
-// Returns the number of valid points. Where not only those are stored the others are zeros. A point is valid where there is
-// a depth, its ray leads somewhere, all of its numbers fit the format, and the third is not 0 in it.
+// Returns the number of valid points. Where not only those are stored the others are zeros; where only those are, what lies
+// behind them is left open. A point is valid where there is a depth, its ray leads somewhere, all of its numbers fit the
+// format, and the third is not 0 in it.
 uint64_t BuildCloud(const CloudArgs& args);
 
 } // namespace ox3d

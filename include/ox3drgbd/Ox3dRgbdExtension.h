@@ -40,12 +40,11 @@
 /** A key of the library itself: OX3D_RGBD_SetParam and OX3D_RGBD_GetParam with OX3D_RGBD_PARAM_INT, 1 (default) to 16, held
  * per device: how many threads may work on an image of 640x480 pixels or more when a frame is assembled ("ImageAlign",
  * "ResolutionAlign", "OutputRgbd") or mapped to points. The thread that calls or delivers is one of them. Results are
- * the same to the bit at every number. A cloud of OX3D_RGBD_CLOUD_VALID is the work of one thread. The others are threads of
- * the library, of which all devices share one set: they are started by the first such image, as many as the largest
- * number set on a device needs, and have ended when every device that was set above 1 is closed or set to 1 again. While they
- * work for one device, another one's image is worked on by its own thread alone; so is every image when no thread can be
- * started. They take no signals but those of their own faults. A child of fork() has none of its parent's, and can have
- * its own. */
+ * the same to the bit at every number. The others are threads of the library, of which all devices share one set: they are
+ * started by the first such image, as many as the largest number set on a device needs, and have ended when every device
+ * that was set above 1 is closed or set to 1 again. While they work for one device, another one's image is worked on by
+ * its own thread alone; so is every image when no thread can be started. They take no signals but those of their own
+ * faults. A child of fork() has none of its parent's, and can have its own. */
 #define OX3D_RGBD_KEY_THREADS "Ox3dThreads"
 
 /** \{ */

@@ -35,23 +35,24 @@ struct LibraryKeyRow {
 };
 
 inline constexpr LibraryKeyRow kLibraryKeys[] = {
-    {ELibraryKey::ImageAlign, OX3D_RGBD_KEY_IMAGE_ALIGN, 1, 0, 1, "Depth is registered to color"},
+    {ELibraryKey::ImageAlign, OX3D_RGBD_KEY_IMAGE_ALIGN, 1, 0, 1,
+     "Depth is registered to color, of Ethernet cameras only"},
     {ELibraryKey::ResolutionAlign, OX3D_RGBD_KEY_RESOLUTION_ALIGN, 1, 0, 1,
-     "Color is scaled to the size of the depth"},
+     "Color is scaled to the size of the depth, of Ethernet cameras only"},
     {ELibraryKey::OutputRgbd, OX3D_RGBD_KEY_OUTPUT_RGBD, 0, 0, 1,
-     "A frame also has an interleaved RGB-D image"},
+     "A frame also has an interleaved RGB-D image, of Ethernet cameras only"},
     {ELibraryKey::AutoReconnect, OX3D_RGBD_KEY_AUTO_RECONNECT, 0, 0, 1,
      "A lost device is looked for and opened again"},
     {ELibraryKey::Threads, OX3D_RGBD_KEY_THREADS, 1, 1, ox3d::kMaxThreads,
      "Threads that may work on one image"},
     {ELibraryKey::AlignMode, OX3D_RGBD_KEY_ALIGN_MODE, 0, 0, 1,
-     "0: each depth goes to one pixel of color, 1: filled"},
+     "0: each depth goes to one pixel of color, 1: filled; of Ethernet cameras only"},
     {ELibraryKey::AlignStep, OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE, 30, 0, 1000,
-     "Thousandths between neighbours of one surface"},
+     "Thousandths between neighbours of one surface, of Ethernet cameras only"},
     {ELibraryKey::AlignTarget, OX3D_RGBD_KEY_ALIGN_TARGET, 0, 0, 1,
-     "0: depth as the color camera sees it, 1: color as the depth camera does"},
+     "0: depth as the color camera sees it, 1: color as the depth camera does; of Ethernet cameras only"},
     {ELibraryKey::OcclusionMask, OX3D_RGBD_KEY_OCCLUSION_MASK, 0, 0, 1,
-     "A frame also has a mask of what the other camera does not see"},
+     "A frame also has a mask of what the other camera does not see, of Ethernet cameras only"},
 };
 
 // The key of that name, or null.

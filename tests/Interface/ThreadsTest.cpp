@@ -505,6 +505,18 @@ TEST_F(Rounds, OfThreadsAtAFrameGiveTheSameBytesAndLeaveNone) {
         for (uint32_t i = 0; i < 4; ++i) {
             bytes.insert(bytes.end(), Image(i).pData, Image(i).pData + Image(i).nDataLen);
         }
+        const OX3D_RGBD_CLOUD_OPTIONS valid = {OX3D_RGBD_CAMERA_DEPTH,       0, OX3D_RGBD_CLOUD_VALID,
+                                               OX3D_RGBD_CLOUD_COLOR_BESIDE, 1, {}};
+        OX3D_RGBD_CLOUD cloud = {};
+        EXPECT_EQ(OX3D_RGBD_MapFrameToPointCloud(m_handle, &m_frame, &valid, &cloud), OX3D_RGBD_OK);
+        EXPECT_GT(cloud.nCount, 10000u);
+        const auto add = [&](const void* items, uint32_t stride) {
+            const auto* const first = static_cast<const uint8_t*>(items);
+            bytes.insert(bytes.end(), first, first + size_t{cloud.nCount} * stride);
+        };
+        add(cloud.pPoints, cloud.nPointStride);
+        add(cloud.pColors, cloud.nColorStride);
+        add(cloud.pNormals, cloud.nNormalStride);
         Close();
         EXPECT_LE(ThreadsSettled(before), before);
         return bytes;

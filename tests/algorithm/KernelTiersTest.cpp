@@ -419,6 +419,7 @@ Result Cloud(Random& random, int32_t width, int32_t height) {
     const CPlane<uint8_t> colors(4 * pixels);
     const CPlane<float> normals(3 * pixels);
     const bool isNormal = random() % 2 == 0;
+    const bool isCompact = random() % 3 == 0;
     std::fill(points.Data(), points.End(), uint8_t{0});
     std::fill(colors.Data(), colors.End(), uint8_t{0});
     std::fill(normals.Data(), normals.End(), 0.0F);
@@ -433,7 +434,7 @@ Result Cloud(Random& random, int32_t width, int32_t height) {
                                        .m_view = random() % 4 != 0 ? &view : nullptr,
                                        .m_isBlackNone = random() % 2 == 0,
                                        .m_format = isShort ? EPointFormat::Int16 : EPointFormat::Float32,
-                                       .m_isCompact = random() % 3 == 0,
+                                       .m_isCompact = isCompact,
                                        .m_points = points.Data(),
                                        .m_pointStride = stride,
                                        .m_colors = isMixed ? points.Data() + stride - 4 : colors.Data(),
@@ -441,6 +442,10 @@ Result Cloud(Random& random, int32_t width, int32_t height) {
                                        .m_normals = isNormal ? normals.Data() : nullptr,
                                        .m_scratch = scratch.data(),
                                        .m_threads = threads});
+    const size_t stored = isCompact ? valid : pixels; // what lies behind is left open
+    std::fill(points.Data() + stride * stored, points.End(), uint8_t{0});
+    std::fill(colors.Data() + 4 * stored, colors.End(), uint8_t{0});
+    std::fill(normals.Data() + 3 * stored, normals.End(), 0.0F);
     Result result = BytesOf(points);
     Append(colors, &result);
     Append(normals, &result);
@@ -478,7 +483,7 @@ const struct {
     {"ScaleAtCommonRatios", scaling::UseScaleKernelTier, 80, ScaleAtCommonRatios},
     {"ScaleTheLargestSides", scaling::UseScaleKernelTier, 50, ScaleTheLargestSides},
     {"Cloud", UseCloudKernelTier, 600, CloudOfAnySize},
-    {"CloudOnThreads", UseCloudKernelTier, 1, OnThreads<CloudOfALargeImage>},
+    {"CloudOnThreads", UseCloudKernelTier, 4, OnThreads<CloudOfALargeImage>},
     {"Interleave", UseInterleaveKernelTier, 500, InterleaveAnySizes},
     {"InterleaveOnThreads", UseInterleaveKernelTier, 2, OnThreads<InterleaveALargeImage>}};
 

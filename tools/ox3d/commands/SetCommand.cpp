@@ -8,8 +8,11 @@
 #include "tools/ox3d/commands/FeatureJson.h"
 #include "tools/ox3d/commands/FeatureSetting.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 namespace ox3d::tool {
 namespace {
@@ -81,6 +84,26 @@ void Check(const std::vector<Setting>& settings) {
     }
 }
 
+// Which the library keeps for USB cameras, too, with success and to no effect.
+constexpr std::array<std::string_view, 7> kEthernetKeys = {
+    OX3D_RGBD_KEY_IMAGE_ALIGN,         OX3D_RGBD_KEY_RESOLUTION_ALIGN, OX3D_RGBD_KEY_OUTPUT_RGBD,
+    OX3D_RGBD_KEY_ALIGN_MODE,          OX3D_RGBD_KEY_ALIGN_TARGET,     OX3D_RGBD_KEY_OCCLUSION_MASK,
+    OX3D_RGBD_KEY_ALIGN_STEP_PERMILLE,
+};
+
+void NoteKeysWithoutEffect(const std::vector<Setting>& settings, const CCamera& camera) {
+    for (const Setting& setting : settings) {
+        const std::string name = setting.m_feature.Name();
+        if (!camera.IsRegistered() &&
+            std::find(kEthernetKeys.begin(), kEthernetKeys.end(), name) != kEthernetKeys.end()) {
+            std::fprintf(
+                stderr,
+                "ox3d: %s acts on Ethernet cameras only; frames of this USB camera stay as they are\n",
+                name.c_str());
+        }
+    }
+}
+
 } // namespace
 
 EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
@@ -93,6 +116,7 @@ EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
     }
     Check(settings);
     SetAll(settings, session.Handle());
+    NoteKeysWithoutEffect(settings, session.Camera());
     Json document = Json::object();
     for (const Setting& setting : settings) { // as the camera has it: it may have rounded
         const Feature present = FindFeature(session.Handle(), setting.m_feature.Name());
