@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <csignal>
+#include <initializer_list>
 
 namespace ox3d {
 

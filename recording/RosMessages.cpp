@@ -1,8 +1,6 @@
 // RosMessages.cpp - fields in the order of the definitions.
 #include "recording/RosMessages.h"
 
-#include "recording/Cdr.h"
-
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -12,12 +10,6 @@ namespace {
 
 constexpr uint64_t kNsPerSecond = 1000000000;
 constexpr double kMmPerMetre = 1000;
-
-void PutRosHeader(CCdrWriter* cdr, const RosHeader& header) {
-    cdr->Add(static_cast<int32_t>(header.m_stampNs / kNsPerSecond));
-    cdr->Add(static_cast<uint32_t>(header.m_stampNs % kNsPerSecond));
-    cdr->Text(header.m_frameId);
-}
 
 RosHeader TakeRosHeader(CCdrReader* cdr) {
     RosHeader header;
@@ -80,6 +72,12 @@ bool TakeNumber(std::string_view json, const std::string& key, uint64_t* value) 
 
 } // namespace
 
+void PutRosHeader(CCdrWriter* cdr, const RosHeader& header) {
+    cdr->Add(static_cast<int32_t>(header.m_stampNs / kNsPerSecond));
+    cdr->Add(static_cast<uint32_t>(header.m_stampNs % kNsPerSecond));
+    cdr->Text(header.m_frameId);
+}
+
 std::span<uint8_t> PutImage(ByteVector* out, const RosHeader& header, uint32_t width, uint32_t height,
                             const char* encoding, uint32_t stepBytes) {
     CCdrWriter cdr(out);
@@ -116,17 +114,31 @@ void PutCameraInfo(ByteVector* out, const RosHeader& header, const RecordedLens&
     cdr.Add(uint8_t{0});
 }
 
-void PutTransform(ByteVector* out, uint64_t stampNs, const RecordedWay& depthToColor) {
+RosTransform ColorInDepth(RosHeader header, std::string colorFrameId, const RecordedWay& depthToColor) {
     const std::array<double, 9>& r = depthToColor.m_rotation;
     const std::array<double, 3>& t = depthToColor.m_translationMm;
-    CCdrWriter cdr(out);
-    cdr.Add(uint32_t{1});
-    PutRosHeader(&cdr, {stampNs, kDepthFrameId});
-    cdr.Text(kColorFrameId);
+    RosTransform transform{std::move(header), std::move(colorFrameId), {}, {}};
     for (size_t i = 0; i < 3; ++i) { // the color camera's place: -R' t
-        cdr.Add(-(r[i] * t[0] + r[3 + i] * t[1] + r[6 + i] * t[2]) / kMmPerMetre);
+        transform.m_translation[i] = -(r[i] * t[0] + r[3 + i] * t[1] + r[6 + i] * t[2]) / kMmPerMetre;
     }
-    cdr.Array(QuaternionOf({r[0], r[3], r[6], r[1], r[4], r[7], r[2], r[5], r[8]}));
+    transform.m_rotation = QuaternionOf({r[0], r[3], r[6], r[1], r[4], r[7], r[2], r[5], r[8]});
+    return transform;
+}
+
+void PutTransforms(ByteVector* out, std::span<const RosTransform> transforms) {
+    CCdrWriter cdr(out);
+    cdr.Add(static_cast<uint32_t>(transforms.size()));
+    for (const RosTransform& transform : transforms) {
+        PutRosHeader(&cdr, transform.m_header);
+        cdr.Text(transform.m_childFrameId);
+        cdr.Array(transform.m_translation);
+        cdr.Array(transform.m_rotation);
+    }
+}
+
+void PutTransform(ByteVector* out, uint64_t stampNs, const RecordedWay& depthToColor) {
+    const RosTransform transform = ColorInDepth({stampNs, kDepthFrameId}, kColorFrameId, depthToColor);
+    PutTransforms(out, {&transform, 1});
 }
 
 void PutFrameFacts(ByteVector* out, const RecordedFacts& facts) {

@@ -3,6 +3,7 @@
 #define OX3D_RECORDING_ROS_MESSAGES_H
 
 #include "recording/Bytes.h"
+#include "recording/Cdr.h"
 #include "recording/RecordedFrame.h"
 
 #include <array>
@@ -29,12 +30,25 @@ struct RosHeader {
     std::string m_frameId;
 };
 
+// The stamp and the id, as every message begins with.
+void PutRosHeader(CCdrWriter* cdr, const RosHeader& header);
+
 // Each appends one message. PutImage leaves the image's bytes to the caller, who fills what it returns.
 std::span<uint8_t> PutImage(ByteVector* out, const RosHeader& header, uint32_t width, uint32_t height,
                             const char* encoding, uint32_t stepBytes);
 void PutCompressedImage(ByteVector* out, const RosHeader& header, const char* format,
                         std::span<const uint8_t> image);
 void PutCameraInfo(ByteVector* out, const RosHeader& header, const RecordedLens& lens);
+// Where a frame stands in another.
+struct RosTransform {
+    RosHeader m_header; // with the other's id
+    std::string m_childFrameId;
+    std::array<double, 3> m_translation{};        // metres
+    std::array<double, 4> m_rotation{0, 0, 0, 1}; // x, y, z, w
+};
+// The color camera in the depth camera's frame, whose ids are given.
+RosTransform ColorInDepth(RosHeader header, std::string colorFrameId, const RecordedWay& depthToColor);
+void PutTransforms(ByteVector* out, std::span<const RosTransform> transforms);
 // The color camera in the depth camera's frame.
 void PutTransform(ByteVector* out, uint64_t stampNs, const RecordedWay& depthToColor);
 void PutFrameFacts(ByteVector* out, const RecordedFacts& facts);

@@ -82,6 +82,22 @@ struct ViewOptions {
     bool m_isReadOnly = false;
 };
 
+enum class EDistro { Unknown, Humble, Jazzy, Rolling }; // of ROS 2
+
+struct Ros2Options {
+    std::vector<std::string> m_serials; // empty: the first camera, or all
+    std::vector<std::string> m_interfaces;
+    std::vector<std::string> m_peers;
+    std::string m_namespace = "camera";
+    EDistro m_distro = EDistro::Unknown;
+    std::optional<uint32_t> m_domain; // none: what ROS_DOMAIN_ID says
+    bool m_isAll = false;
+    bool m_hasNoGraph = false;
+    bool m_isBestEffort = false;
+    bool m_hasCloud = false;
+    bool m_isRegistered = false;
+};
+
 struct StreamOptions {
     uint64_t m_seconds = 10; // 0: until interrupted
     uint32_t m_patienceSeconds = 10;
@@ -101,6 +117,7 @@ struct Arguments {
     StreamOptions m_stream;
     CloudOptions m_cloud;
     ViewOptions m_view;
+    Ros2Options m_ros2;
     std::string m_shell; // "bash", "zsh", "fish" or "man"
     bool m_isHostOnly = false;
     bool m_isJson = false;
@@ -139,6 +156,7 @@ EExitCode RunCalib(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCloud(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCompletion(CCameraControl& control, const Arguments& arguments);
 EExitCode RunView(CCameraControl& control, const Arguments& arguments);
+EExitCode RunRos2(CCameraControl& control, const Arguments& arguments);
 EExitCode RunStream(CCameraControl& control, const Arguments& arguments);
 
 } // namespace ox3d::tool

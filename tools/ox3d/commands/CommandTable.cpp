@@ -110,6 +110,7 @@ constexpr Command kCommands[] = {
     {"calib", "Shows and checks a camera's calibration", AddCalib, RunCalib},
     {"stream", "Measures how frames come", AddStream, RunStream},
     {"view", "Shows cameras and recordings in a browser", AddView, RunView},
+    {"ros2", "Publishes cameras for ROS 2, without ROS on this host", AddRos2, RunRos2},
     {"cloud", "Makes a point cloud of a depth image", AddCloud, RunCloud},
     {"record", "Records a camera into an MCAP file, which survives kill, power loss and a full disk",
      AddRecordOptions, RunRecord},
