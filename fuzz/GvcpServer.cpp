@@ -56,7 +56,7 @@ public:
         s_frame.MakePackets(PacketBytes() - kPacketOverheadBytes, request.m_blockId % 8 == 7 ? 99 : kNoFault,
                             request.m_firstPacket, request.m_lastPacket);
         GvspPacket packet;
-        MakeGvspRefusal(request.m_blockId, request.m_firstPacket, 0, &packet);
+        MakeGvspRefusal(request.m_blockId, request.m_isExtendedId, request.m_firstPacket, 0, &packet);
     }
     void Notify(const CameraEvent&) override {}
 

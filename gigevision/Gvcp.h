@@ -14,7 +14,8 @@ constexpr uint8_t kCommandKey = 0x42;     // first byte of every command
 constexpr uint32_t kMaxGvcpBytes = 548;   // of a control datagram: nothing on its way may fragment it
 constexpr uint32_t kMaxMemoryBytes = 536; // of one memory access
 constexpr uint32_t kPacketResendBytes = 12;
-constexpr uint32_t kEventBytes = 16; // of an event without its data
+constexpr uint32_t kExtendedPacketResendBytes = 20; // whose last eight are the block id
+constexpr uint32_t kEventBytes = 16;                // of an event without its data
 
 // Flags of a command.
 constexpr uint8_t kAckRequired = 0x01;

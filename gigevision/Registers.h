@@ -31,9 +31,11 @@ constexpr uint32_t kPersistentMask = 0x065C;
 constexpr uint32_t kPersistentGateway = 0x066C;
 constexpr uint32_t kMessageChannelCount = 0x0900;
 constexpr uint32_t kStreamChannelCount = 0x0904;
+constexpr uint32_t kStreamCapability = 0x092C;
 constexpr uint32_t kCapability = 0x0934;
 constexpr uint32_t kHeartbeatTimeout = 0x0938;
 constexpr uint32_t kTickFrequency = 0x093C; // 8 bytes
+constexpr uint32_t kStreamProtocolConfiguration = 0x0960;
 constexpr uint32_t kControlPrivilege = 0x0A00;
 constexpr uint32_t kMessagePort = 0x0B00;
 constexpr uint32_t kMessageAddress = 0x0B10;
@@ -44,6 +46,8 @@ constexpr uint32_t kStreamPacketSize = 0x0D04;
 constexpr uint32_t kStreamPacketDelay = 0x0D08;
 constexpr uint32_t kStreamAddress = 0x0D18;
 constexpr uint32_t kStreamSourcePort = 0x0D1C;
+constexpr uint32_t kStreamChannelCapability = 0x0D20;
+constexpr uint32_t kStreamConfiguration = 0x0D24;
 
 } // namespace reg
 
@@ -58,6 +62,7 @@ constexpr uint32_t kOpenAccess = 0;
 constexpr uint32_t kExclusiveAccess = 1;
 constexpr uint32_t kControlAccess = 2;
 
+constexpr uint32_t kMultiPart = 0x40; // bit of a stream channel's capability, and of its configuration
 constexpr uint32_t kFireTestPacket = 0x80000000; // bit of the packet size register
 
 } // namespace ox3d::gige

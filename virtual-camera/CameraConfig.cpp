@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <initializer_list>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -31,7 +33,12 @@ CameraConfig Numbered(size_t ordinal, const NetworkDefaults& network) {
     config.m_gateway = network.m_gateway;
     config.m_hostIp = network.m_hostIp;
     config.m_mac = kFirstMac + ordinal;
+    config.m_kind = network.m_kind;
     return config;
+}
+
+const char* GigEModel(ECameraKind kind) {
+    return kind == ECameraKind::Native ? "VirtualRgbd-GigE" : "Virtual3d-GigE";
 }
 
 // What the procedural scene can be rendered at.
@@ -63,6 +70,17 @@ bool ReadWord(std::string_view value, std::string_view no, std::string_view yes,
         return false;
     }
     *out = value == yes;
+    return true;
+}
+
+// The position of a word among others.
+template <class TEnum>
+bool ReadChoice(std::string_view value, std::initializer_list<std::string_view> words, TEnum* out) {
+    const auto found = std::find(words.begin(), words.end(), value);
+    if (found == words.end()) {
+        return false;
+    }
+    *out = static_cast<TEnum>(found - words.begin());
     return true;
 }
 
@@ -146,6 +164,40 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) { return ReadWord(v, "no", "yes", &c->m_source.m_noise); }},
     {"cycle", "0 for no cycle, or a number of frames up to 240",
      [](std::string_view v, CameraConfig* c) { return ReadSize(v, 0, 240, &c->m_source.m_cycleFrames); }},
+    {"kind", "native or sfnc3d",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"native", "sfnc3d"}, &c->m_kind);
+     }},
+    {"depth", "range, points, disparity or rectified",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"range", "points", "disparity", "rectified"}, &c->m_scan3d.m_depth);
+     }},
+    {"intensity", "none, color or grey",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"none", "color", "grey"}, &c->m_scan3d.m_intensity);
+     }},
+    {"unit", "millimeter, inch, meter or untold",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"millimeter", "inch", "meter", "untold"}, &c->m_scan3d.m_unit);
+     }},
+    {"confidence", "yes or no",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadWord(v, "no", "yes", &c->m_scan3d.m_hasConfidence);
+     }},
+    {"parts", "multipart or blocks",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadWord(v, "blocks", "multipart", &c->m_scan3d.m_canMultiPart);
+     }},
+    {"invalid", "flag or confidence",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadWord(v, "confidence", "flag", &c->m_scan3d.m_isInvalidFlagged);
+     }},
+    {"scale", "millimeters from -100 to 100, not 0",
+     [](std::string_view v, CameraConfig* c) {
+         return ParseReal(v, -100, 100, &c->m_scan3d.m_scaleMm) && std::abs(c->m_scan3d.m_scaleMm) >= 1e-4;
+     }},
+    {"offset", "millimeters from -100000 to 100000",
+     [](std::string_view v, CameraConfig* c) { return ParseReal(v, -1e5, 1e5, &c->m_scan3d.m_offsetMm); }},
     {"fps", "frames a second from 0.1 to 240",
      [](std::string_view v, CameraConfig* c) { return ParseReal(v, kMinFps, kMaxFps, &c->m_fps); }},
 };
@@ -271,6 +323,24 @@ private:
         }
     }
 
+    // Of a recording nobody can say where its lens was.
+    void CheckKind() {
+        if (m_current.m_kind == ECameraKind::Native) {
+            return;
+        }
+        Scan3dConfig& scan3d = m_current.m_scan3d;
+        if (!m_network.m_isWire || m_current.m_transport != ETransport::GigE) {
+            Error("a camera of this kind can only be on the network");
+        } else if (m_current.m_source.m_isRecording) {
+            Error("a camera of this kind shows the scene, not a recording");
+        } else if (!scan3d.m_isInvalidFlagged && !scan3d.m_hasConfidence) {
+            Error("invalid = confidence needs confidence = yes");
+        }
+        if (m_current.m_source.m_colorWidth == 0 && scan3d.m_intensity == EIntensityKind::Color) {
+            scan3d.m_intensity = EIntensityKind::None;
+        }
+    }
+
     void CheckSection() {
         FrameSourceConfig& source = m_current.m_source;
         if (!source.m_folder.empty() && source.m_folder.front() != '/') {
@@ -281,8 +351,9 @@ private:
         }
         if (m_current.m_model.empty()) {
             m_current.m_model =
-                m_current.m_transport == ETransport::Usb ? "VirtualRgbd-USB" : "VirtualRgbd-GigE";
+                m_current.m_transport == ETransport::Usb ? "VirtualRgbd-USB" : GigEModel(m_current.m_kind);
         }
+        CheckKind();
         if ((source.m_colorWidth == 0) != (source.m_colorHeight == 0)) {
             Error("color_width and color_height must both be 0, or neither");
         }
@@ -326,7 +397,7 @@ std::vector<CameraConfig> ParseCameraList(std::string_view text, const std::stri
 
 std::vector<CameraConfig> DefaultCameraList(const NetworkDefaults& network) {
     CameraConfig config = Numbered(0, network);
-    config.m_model = "VirtualRgbd-GigE";
+    config.m_model = GigEModel(config.m_kind);
     return {config};
 }
 
@@ -339,10 +410,10 @@ bool IsSameCamera(const CameraConfig& a, const CameraConfig& b) {
         return std::tie(c.m_serial, c.m_model, c.m_manufacturer, c.m_userName, c.m_deviceVersion);
     };
     const auto restOf = [](const CameraConfig& c) {
-        return std::tie(c.m_transport, c.m_mac, c.m_ip, c.m_mask, c.m_gateway, c.m_hostIp, c.m_fps);
+        return std::tie(c.m_kind, c.m_transport, c.m_mac, c.m_ip, c.m_mask, c.m_gateway, c.m_hostIp, c.m_fps);
     };
     return sourceOf(a.m_source) == sourceOf(b.m_source) && textsOf(a) == textsOf(b) &&
-           restOf(a) == restOf(b) && a.m_faults == b.m_faults;
+           restOf(a) == restOf(b) && a.m_scan3d == b.m_scan3d && a.m_faults == b.m_faults;
 }
 
 } // namespace ox3d

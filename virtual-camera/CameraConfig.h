@@ -9,10 +9,15 @@
 #include "virtual-camera/Faults.h"
 #include "virtual-camera/Feature.h"
 #include "virtual-camera/frames/FrameSource.h"
+#include "virtual-camera/scan3d/Scan3dSettings.h"
 
 namespace ox3d {
 
+// Native: depth as the image and colour in a chunk. Sfnc3d: components, as the standard's 3D model has it.
+enum class ECameraKind : uint8_t { Native, Sfnc3d };
+
 struct CameraConfig {
+    ECameraKind m_kind = ECameraKind::Native;
     ETransport m_transport = ETransport::GigE;
     std::string m_serial;
     std::string m_model;
@@ -26,6 +31,7 @@ struct CameraConfig {
     uint32_t m_hostIp = 0xC0A8010A;
     double m_fps = 30;
     FrameSourceConfig m_source;
+    Scan3dConfig m_scan3d; // of a camera of kind Sfnc3d
     FaultSet m_faults;
 };
 
@@ -35,6 +41,8 @@ struct NetworkDefaults {
     uint32_t m_mask = 0xFFFFFF00;
     uint32_t m_gateway = 0xC0A80101;
     uint32_t m_hostIp = 0xC0A8010A;
+    bool m_isWire = false; // cameras of other kinds than the native one need one
+    ECameraKind m_kind = ECameraKind::Native;
 };
 
 // Reads the list. A camera whose section has an error is left out; every error is one line of *errors,

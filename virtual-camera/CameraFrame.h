@@ -29,6 +29,17 @@ struct CameraChunk {
     ImageBytes m_bytes;
 };
 
+// A component of a 3D camera's frame.
+struct CameraPart {
+    uint32_t m_component = 0; // the standard's number
+    uint32_t m_pixelFormat = 0;
+    uint32_t m_width = 0;
+    uint32_t m_height = 0;
+    uint32_t m_x = 0;
+    uint32_t m_y = 0;
+    ImageBytes m_bytes;
+};
+
 struct CameraFrame {
     static constexpr uint32_t kMaxChunks = 2;
 
@@ -46,6 +57,12 @@ struct CameraFrame {
     uint32_t m_declaredChunkCount = 0; // chunks that the camera says there are
     bool m_isChunkListMissing = false;
     bool m_isExposureEventWanted = false;
+
+    // A 3D camera's frame has these in place of image and chunks; those behind the count are spare memory.
+    std::vector<CameraPart> m_parts;
+    uint32_t m_partCount = 0;
+    bool m_isMultiPart = false; // they are one payload, not one block each
+    bool m_isExtendedId = false;
 };
 
 // What the settings of the moment ask of a frame.

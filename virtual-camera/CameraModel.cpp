@@ -8,6 +8,7 @@
 
 #include "gigevision/Registers.h"
 #include "virtual-camera/GenicamXml.h"
+#include "virtual-camera/frames/GroundTruth.h"
 
 namespace ox3d {
 namespace {
@@ -37,6 +38,10 @@ bool IsSameSource(const FrameSourceConfig& a, const FrameSourceConfig& b) {
            a.m_colorWidth == b.m_colorWidth && a.m_colorHeight == b.m_colorHeight;
 }
 
+uint16_t TraitsOf(const CameraConfig& config) {
+    return config.m_kind == ECameraKind::Native ? kNativeTrait : TraitsOf(config.m_scan3d);
+}
+
 std::vector<uint8_t> BytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
@@ -50,8 +55,9 @@ std::vector<uint8_t> WholeWords(std::vector<uint8_t> bytes) {
 } // namespace
 
 CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
-    : m_config(config), m_makeSource(std::move(makeSource)), m_features(config.m_transport),
+    : m_config(config), m_makeSource(std::move(makeSource)), m_features(config.m_transport, TraitsOf(config)),
       m_xml(GenicamXml(m_features, config.m_manufacturer, config.m_model)),
+      m_sensor(CGroundTruth(config.m_source).Calibration().m_depth),
       m_registers(config.m_transport == ETransport::GigE), m_clockStart(std::chrono::steady_clock::now()),
       m_poweredAt(m_clockStart), m_pluggedAt(m_clockStart) {
     m_registers.AddArea(0, std::vector<uint8_t>(kBootstrapBytes));
@@ -59,6 +65,9 @@ CCameraModel::CCameraModel(const CameraConfig& config, SourceFactory makeSource)
     m_registers.AddArea(kFileBuffer, std::vector<uint8_t>(kFileBufferBytes));
     m_registers.AddArea(kXmlArea, WholeWords(BytesOf(m_xml)));
     FillDefaults();
+    if (IsScan3d()) {
+        FillScan3dDefaults();
+    }
     FillIdentityRegisters();
     m_defaultSet = TakeSettings();
 }
@@ -173,7 +182,7 @@ EModelStatus CCameraModel::Prepare(std::string* error) {
     if (const RecordedCamera* const recorded = m_sizes->Recorded(); recorded != nullptr) {
         TakeRecordedFeatures(recorded->m_features);
     }
-    if (m_config.m_faults.m_isCalibrationMissing != 0) {
+    if (m_config.m_faults.m_isCalibrationMissing != 0 || IsScan3d()) { // whose features say it
         return EModelStatus::Ok;
     }
     for (const char* name : {kCalibrationFile, kSystemCalibrationFile}) {
@@ -265,6 +274,26 @@ void CCameraModel::SetFloat(EFeature id, double value) {
 
 // Registers that follow from others are brought up to date before they are read.
 void CCameraModel::Refresh() {
+    if (IsScan3d()) {
+        RefreshScan3d();
+    } else {
+        RefreshImages();
+    }
+    SetValue(EFeature::AcquisitionActive, m_isAcquiring);
+    const std::chrono::duration<double> poweredFor = std::chrono::steady_clock::now() - m_poweredAt;
+    constexpr double kColdC = 34;
+    constexpr double kWarmC = 46;
+    constexpr double kWarmUpSeconds = 300;
+    SetFloat(EFeature::DeviceTemperature,
+             kWarmC - (kWarmC - kColdC) * std::exp(-poweredFor.count() / kWarmUpSeconds));
+    SetFloat(EFeature::ResultingFrameRate, 1e9 / static_cast<double>(Period().count()));
+    const EnumEntry* file = m_features.EntryByValue(*m_features.Find(EFeature::FileSelector)->m_row,
+                                                    Value(EFeature::FileSelector));
+    const std::vector<uint8_t>* bytes = m_files.Find(file->m_name);
+    SetValue(EFeature::FileSize, bytes == nullptr ? 0 : static_cast<int64_t>(bytes->size()));
+}
+
+void CCameraModel::RefreshImages() {
     const FrameContent content = Content();
     const FrameSourceConfig& wanted = m_config.m_source;
     const bool hasSource = m_sizes != nullptr;
@@ -277,22 +306,10 @@ void CCameraModel::Refresh() {
     SetValue(EFeature::ColorWidth, hasSource ? m_sizes->ColorWidth() : wanted.m_colorWidth);
     SetValue(EFeature::ColorHeight, hasSource ? m_sizes->ColorHeight() : wanted.m_colorHeight);
     SetValue(EFeature::PixelFormat, content.m_isGrey ? kPixelMono8 : kPixelDepth);
-    SetValue(EFeature::AcquisitionActive, m_isAcquiring);
     if (hasSource) {
         const bool isChunked = Value(EFeature::ChunkModeActive) != 0;
         SetValue(EFeature::PayloadSize, static_cast<int64_t>(PayloadBytes(*m_sizes, content, isChunked)));
     }
-    const std::chrono::duration<double> poweredFor = std::chrono::steady_clock::now() - m_poweredAt;
-    constexpr double kColdC = 34;
-    constexpr double kWarmC = 46;
-    constexpr double kWarmUpSeconds = 300;
-    SetFloat(EFeature::DeviceTemperature,
-             kWarmC - (kWarmC - kColdC) * std::exp(-poweredFor.count() / kWarmUpSeconds));
-    SetFloat(EFeature::ResultingFrameRate, 1e9 / static_cast<double>(Period().count()));
-    const EnumEntry* file = m_features.EntryByValue(*m_features.Find(EFeature::FileSelector)->m_row,
-                                                    Value(EFeature::FileSelector));
-    const std::vector<uint8_t>* bytes = m_files.Find(file->m_name);
-    SetValue(EFeature::FileSize, bytes == nullptr ? 0 : static_cast<int64_t>(bytes->size()));
 }
 
 FrameContent CCameraModel::Content() const {

@@ -20,6 +20,7 @@
 #include "virtual-camera/FileStore.h"
 #include "virtual-camera/FrameClock.h"
 #include "virtual-camera/RegisterFile.h"
+#include "virtual-camera/scan3d/Scan3dParts.h"
 
 namespace ox3d {
 
@@ -166,14 +167,17 @@ private:
     struct Exposure {
         FrameContent m_content;
         uint64_t m_sourceIndex = 0;
+        Scan3dSettings m_scan3d; // of a camera of that kind, in place of the content
     };
 
+    bool IsScan3d() const { return m_config.m_kind == ECameraKind::Sfnc3d; }
     void Delay() const OX_EXCLUDES(m_mutex);
     void FillIdentityRegisters() OX_REQUIRES(m_mutex);
     void FillManifest() OX_REQUIRES(m_mutex);
     void FillBootstrapRegisters() OX_REQUIRES(m_mutex);
     void FillDefaults() OX_REQUIRES(m_mutex);
     void Refresh() OX_REQUIRES(m_mutex);
+    void RefreshImages() OX_REQUIRES(m_mutex);
     void SetFloat(EFeature id, double value) OX_REQUIRES(m_mutex);
     std::string Text(EFeature id) const OX_REQUIRES(m_mutex);
     void SetText(EFeature id, std::string_view text) OX_REQUIRES(m_mutex);
@@ -193,6 +197,21 @@ private:
     EModelStatus Write(const MappedFeature& feature, uint32_t slot, uint64_t raw) OX_REQUIRES(m_mutex);
     EModelStatus SetNumber(std::string_view name, EFeatureType type, uint64_t raw) OX_EXCLUDES(m_mutex);
     EModelStatus OnWritten(EFeature id) OX_REQUIRES(m_mutex);
+
+    // Cameras of the standard's 3D model (CameraModel_Scan3d.cpp).
+    uint64_t RawAt(EFeature id, uint32_t slot) const OX_REQUIRES(m_mutex);
+    void SetRawAt(EFeature id, uint32_t slot, uint64_t value) OX_REQUIRES(m_mutex);
+    void SetFloatAt(EFeature id, uint32_t slot, float value) OX_REQUIRES(m_mutex);
+    bool IsOfDepthLens(uint32_t component) const;
+    Region FullRegion(uint32_t component) const OX_REQUIRES(m_mutex);
+    void ResetRegion(uint32_t component) OX_REQUIRES(m_mutex);
+    void FillScan3dDefaults() OX_REQUIRES(m_mutex);
+    Scan3dSettings Scan3dNow() const OX_REQUIRES(m_mutex);
+    void RefreshScan3d() OX_REQUIRES(m_mutex);
+    void RefreshCoordinates(const Scan3dOptics& optics) OX_REQUIRES(m_mutex);
+    EModelStatus CheckScan3d(const FeatureRow& row, uint32_t slot, uint64_t raw) const OX_REQUIRES(m_mutex);
+    void OnScan3dWritten(EFeature id, uint32_t slot) OX_REQUIRES(m_mutex);
+    bool RenderScan3d(const Exposure& exposure, CameraFrame* frame) OX_REQUIRES(m_renderMutex);
 
     struct MemoryWrite;
     EModelStatus PlanWrites(uint64_t address, const uint8_t* in, uint64_t lengthBytes,
@@ -231,6 +250,7 @@ private:
     const SourceFactory m_makeSource;
     const CFeatureMap m_features;
     const std::string m_xml;
+    const RgbdIntrinsics m_sensor; // of a 3D camera's whole depth image
 
     mutable CMutex m_mutex;
     CCondition m_changed; // acquisition, trigger, rate or plug
@@ -257,6 +277,7 @@ private:
     CMutex m_renderMutex;                                                // taken without m_mutex or before it
     std::unique_ptr<CFrameSource> m_source OX_GUARDED_BY(m_renderMutex); // set once
     FrameImages m_images OX_GUARDED_BY(m_renderMutex);
+    CScan3dPacker m_packer OX_GUARDED_BY(m_renderMutex);
 };
 
 } // namespace ox3d

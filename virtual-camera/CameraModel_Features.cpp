@@ -102,7 +102,10 @@ EModelStatus CCameraModel::Write(const MappedFeature& feature, uint32_t slot, ui
     if (row.m_access == EAccess::ReadOnly || IsLocked(row)) {
         return EModelStatus::Access;
     }
-    const EModelStatus status = CheckValue(row, raw);
+    EModelStatus status = CheckValue(row, raw);
+    if (status == EModelStatus::Ok && IsScan3d()) {
+        status = CheckScan3d(row, slot, raw);
+    }
     if (status != EModelStatus::Ok) {
         return status;
     }
@@ -110,6 +113,9 @@ EModelStatus CCameraModel::Write(const MappedFeature& feature, uint32_t slot, ui
         return raw == 0 ? EModelStatus::Ok : OnWritten(row.m_id);
     }
     StoreRaw(feature, slot, raw);
+    if (IsScan3d()) {
+        OnScan3dWritten(row.m_id, slot);
+    }
     return OnWritten(row.m_id);
 }
 
@@ -187,7 +193,7 @@ EModelStatus CCameraModel::GetFloat(std::string_view name, FloatValue* out) {
     if (status == EModelStatus::Ok) {
         Refresh();
         const FeatureRow& row = *feature->m_row;
-        *out = {m_registers.Float(feature->m_address), static_cast<float>(row.m_floatMin),
+        *out = {m_registers.Float(feature->AddressOf(SlotOf(*feature))), static_cast<float>(row.m_floatMin),
                 static_cast<float>(row.m_floatMax)};
     }
     return status;

@@ -127,13 +127,20 @@ void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* fra
     frame->m_acquisition = m_acquisition;
     frame->m_timestampNs = static_cast<uint64_t>(std::max<int64_t>((due - m_clockStart).count(), 0));
     frame->m_isExposureEventWanted = IsNotified(ECameraEvent::ExposureEnd);
-    exposure->m_content = Content();
+    if (IsScan3d()) {
+        exposure->m_scan3d = Scan3dNow();
+    } else {
+        exposure->m_content = Content();
+    }
     exposure->m_sourceIndex = m_frameNumber - 1;
 }
 
 bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
     const CLock lock(m_renderMutex);
     const FrameContent& content = exposure.m_content;
+    if (IsScan3d()) {
+        return RenderScan3d(exposure, frame);
+    }
     if (m_source == nullptr ||
         !m_source->Render(exposure.m_sourceIndex, content.m_hasColor, content.NeedsGreyPair(), &m_images) ||
         !PackFrame(m_images, content, frame)) {

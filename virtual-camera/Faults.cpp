@@ -8,6 +8,7 @@ namespace {
 
 constexpr uint32_t kMaxFrames = 1000000000;
 constexpr uint32_t kMaxMs = 600000;
+constexpr uint32_t kMaxParts = 255; // the leader has a byte for their number
 constexpr uint32_t kMaxChunks = 64; // so many records stand behind a false chunk count
 
 constexpr FaultRow kFaults[] = {
@@ -35,6 +36,13 @@ constexpr FaultRow kFaults[] = {
     {"reboot_after", &FaultSet::m_rebootAfterMs, 1, kMaxMs, true},
     {"claim_chunk_length", &FaultSet::m_claimedChunkLengthBytes, 0, INT32_MAX, true},
     {"broken_xml", &FaultSet::m_isXmlBroken, 1, 1, false},
+    {"scale_zero", &FaultSet::m_isScaleZero, 1, 1, false},
+    {"scale_nan", &FaultSet::m_isScaleNan, 1, 1, false},
+    {"baseline_zero", &FaultSet::m_isBaselineZero, 1, 1, false},
+    {"part_count", &FaultSet::m_partCount, 0, kMaxParts, true},
+    {"part_length", &FaultSet::m_partLengthBytes, 0, UINT32_MAX - 1, true},
+    {"part_shift", &FaultSet::m_partShiftBytes, 1, UINT32_MAX - 1, true},
+    {"part_format", &FaultSet::m_partFormat, 0, UINT32_MAX - 1, true},
 };
 
 } // namespace

@@ -39,6 +39,15 @@ struct FaultSet {
     uint32_t m_claimedChunkLengthBytes = kNoFault; // what every chunk says of its length
     uint32_t m_isXmlBroken = 0;
 
+    // What only a camera of the standard's 3D model can do. The first three are about its features.
+    uint32_t m_isScaleZero = 0;
+    uint32_t m_isScaleNan = 0;
+    uint32_t m_isBaselineZero = 0;
+    uint32_t m_partCount = kNoFault;       // what the leader says
+    uint32_t m_partLengthBytes = kNoFault; // what it says of every part
+    uint32_t m_partShiftBytes = 0;         // parts but the first go to a place so much too far
+    uint32_t m_partFormat = kNoFault;      // the pixel format that it says of every part
+
     bool operator==(const FaultSet&) const = default;
 };
 

@@ -20,6 +20,18 @@ constexpr bool IsOn(uint8_t transports, ETransport transport) {
     return (transports & static_cast<uint8_t>(transport)) != 0;
 }
 
+// What makes cameras differ beyond their transport. A row or an entry exists where the camera has one of its traits.
+constexpr uint16_t kNativeTrait = 1;        // sends depth with colour in a chunk
+constexpr uint16_t kScan3dTrait = 2;        // sends components, as the standard's 3D model has it
+constexpr uint16_t kRangeTrait = 4;         // of the latter: the depth component is a range ...
+constexpr uint16_t kDisparityTrait = 8;     // ... or a disparity;
+constexpr uint16_t kIntensityTrait = 16;    // there is a picture,
+constexpr uint16_t kConfidenceTrait = 32;   // a confidence,
+constexpr uint16_t kDistanceUnitTrait = 64; // a unit that is told,
+constexpr uint16_t kMultiPartTrait = 128;   // payload of several parts,
+constexpr uint16_t kColorTrait = 256;       // and the picture is one of colours
+constexpr uint16_t kEveryTrait = 0xFFFF;
+
 // The numbers of the events: the standard's, and two of the range that is left to makers.
 constexpr uint16_t kEventExposureEnd = 0x0004;
 constexpr uint16_t kEventDeviceTemperature = 0x9001; // data: degrees Celsius, 32-bit float
@@ -68,6 +80,34 @@ enum class EFeature : uint8_t {
     ColorWidth,
     ColorHeight,
     PixelFormat,
+    // 3D model of the standard
+    SensorWidth,
+    SensorHeight,
+    ComponentSelector,
+    ComponentEnable,
+    ComponentIDValue,
+    OffsetX,
+    OffsetY,
+    BinningHorizontal,
+    BinningVertical,
+    Scan3dOutputMode,
+    Scan3dDistanceUnit,
+    Scan3dCoordinateSystem,
+    Scan3dCoordinateSystemReference,
+    Scan3dCoordinateSelector,
+    Scan3dCoordinateScale,
+    Scan3dCoordinateOffset,
+    Scan3dInvalidDataFlag,
+    Scan3dInvalidDataValue,
+    Scan3dAxisMin,
+    Scan3dAxisMax,
+    Scan3dCoordinateReferenceSelector,
+    Scan3dCoordinateReferenceValue,
+    Scan3dFocalLength,
+    Scan3dAspectRatio,
+    Scan3dPrincipalPointU,
+    Scan3dPrincipalPointV,
+    Scan3dBaseline,
     // Acquisition
     AcquisitionMode,
     AcquisitionFrameCount,
@@ -133,12 +173,16 @@ enum class EFeature : uint8_t {
     GevSCPD,
     GevSCDA,
     GevSCSP,
+    GevSCCFGMultiPart,
+    GevGVSPExtendedIDMode,
 };
 
 struct EnumEntry {
     const char* m_name;
     uint32_t m_value;
     uint8_t m_transports = kEveryTransport;
+    uint16_t m_traits = kEveryTrait;
+    uint32_t m_slots = UINT32_MAX; // values of the row's selector (bits) with which there is this entry
 };
 
 // Rows are written with the functions at the end of this file and their modifiers.
@@ -150,6 +194,7 @@ struct FeatureRow {
     const char* m_category = "";
     const char* m_tip = "";
     uint8_t m_transports = kEveryTransport;
+    uint16_t m_traits = kEveryTrait;
     uint32_t m_address = 0;     // 0: placed in the feature area, in the table's order
     uint32_t m_lengthBytes = 4; // of the register
     uint8_t m_shift = 0;        // position and width of a field inside the register;
@@ -163,6 +208,7 @@ struct FeatureRow {
     double m_floatDefault = 0;
     const char* m_unit = "";
     std::span<const EnumEntry> m_entries;
+    EFeature m_maxOf = EFeature::None;    // a feature whose value is the maximum, in place of m_max
     EFeature m_selector = EFeature::None; // one register for every entry of the selector
     ELock m_lock = ELock::Never;
     bool m_isSaved = false; // part of user sets and feature files
@@ -230,10 +276,43 @@ struct FeatureRow {
         row.m_transports = transports;
         return row;
     }
+    constexpr FeatureRow For(uint16_t traits) const {
+        FeatureRow row = *this;
+        row.m_traits = traits;
+        return row;
+    }
+    constexpr FeatureRow UpTo(EFeature maximum) const {
+        FeatureRow row = *this;
+        row.m_maxOf = maximum;
+        return row;
+    }
 };
+
+constexpr FeatureRow Row(EFeature id, const char* name, EFeatureType type, EAccess access,
+                         const char* category, const char* tip) {
+    FeatureRow row;
+    row.m_id = id;
+    row.m_name = name;
+    row.m_type = type;
+    row.m_access = access;
+    row.m_category = category;
+    row.m_tip = tip;
+    return row;
+}
+
+// The name of a feature and its identifier are one word.
+#define OX3D_INT(id, ...) Row(EFeature::id, #id, EFeatureType::Integer, __VA_ARGS__)
+#define OX3D_FLOAT(id, ...) Row(EFeature::id, #id, EFeatureType::Float, __VA_ARGS__)
+#define OX3D_BOOL(id, ...) Row(EFeature::id, #id, EFeatureType::Boolean, __VA_ARGS__).Range(0, 1)
+#define OX3D_ENUM(id, ...) Row(EFeature::id, #id, EFeatureType::Enumeration, __VA_ARGS__)
+#define OX3D_TEXT(id, ...) Row(EFeature::id, #id, EFeatureType::String, __VA_ARGS__)
+#define OX3D_COMMAND(id, category, tip) \
+    Row(EFeature::id, #id, EFeatureType::Command, EAccess::WriteOnly, category, tip)
 
 // Every feature of every transport. Selectors stand before what they select.
 std::span<const FeatureRow> AllFeatures();
+// What cameras of the standard's 3D model have besides.
+std::span<const FeatureRow> Scan3dFeatures();
 
 } // namespace ox3d
 

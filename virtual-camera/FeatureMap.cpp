@@ -18,10 +18,18 @@ uint32_t SlotCount(const FeatureRow* selector) {
 
 } // namespace
 
-CFeatureMap::CFeatureMap(ETransport transport) : m_transport(transport) {
+CFeatureMap::CFeatureMap(ETransport transport, uint16_t traits) : m_transport(transport), m_traits(traits) {
     uint32_t next = kFeatureArea;
-    for (const FeatureRow& row : AllFeatures()) {
-        if (!IsOn(row.m_transports, transport)) {
+    Add(AllFeatures(), &next);
+    if ((traits & kScan3dTrait) != 0) {
+        Add(Scan3dFeatures(), &next);
+    }
+    m_featureAreaBytes = next - kFeatureArea;
+}
+
+void CFeatureMap::Add(std::span<const FeatureRow> rows, uint32_t* next) {
+    for (const FeatureRow& row : rows) {
+        if (!IsOn(row.m_transports, m_transport) || (row.m_traits & m_traits) == 0) {
             continue;
         }
         MappedFeature feature{&row, row.m_address, 1};
@@ -29,12 +37,11 @@ CFeatureMap::CFeatureMap(ETransport transport) : m_transport(transport) {
             feature.m_slots = SlotCount(Find(row.m_selector)->m_row);
         }
         if (row.m_address == 0) {
-            feature.m_address = next;
-            next += (feature.SpanBytes() + kAlignment - 1) / kAlignment * kAlignment;
+            feature.m_address = *next;
+            *next += (feature.SpanBytes() + kAlignment - 1) / kAlignment * kAlignment;
         }
         m_features.push_back(feature);
     }
-    m_featureAreaBytes = next - kFeatureArea;
 }
 
 const MappedFeature* CFeatureMap::Find(std::string_view name) const {
@@ -52,13 +59,13 @@ const MappedFeature* CFeatureMap::Find(EFeature id) const {
 std::vector<EnumEntry> CFeatureMap::EntriesOf(const FeatureRow& row) const {
     std::vector<EnumEntry> entries;
     std::copy_if(row.m_entries.begin(), row.m_entries.end(), std::back_inserter(entries),
-                 [&](const EnumEntry& entry) { return IsOn(entry.m_transports, m_transport); });
+                 [&](const EnumEntry& entry) { return Has(entry); });
     return entries;
 }
 
 const EnumEntry* CFeatureMap::EntryByValue(const FeatureRow& row, int64_t value) const {
     for (const EnumEntry& entry : row.m_entries) {
-        if (entry.m_value == value && IsOn(entry.m_transports, m_transport)) {
+        if (entry.m_value == value && Has(entry)) {
             return &entry;
         }
     }
@@ -67,7 +74,7 @@ const EnumEntry* CFeatureMap::EntryByValue(const FeatureRow& row, int64_t value)
 
 const EnumEntry* CFeatureMap::EntryByName(const FeatureRow& row, std::string_view name) const {
     for (const EnumEntry& entry : row.m_entries) {
-        if (name == entry.m_name && IsOn(entry.m_transports, m_transport)) {
+        if (name == entry.m_name && Has(entry)) {
             return &entry;
         }
     }

@@ -32,7 +32,7 @@ struct MappedFeature {
 
 class CFeatureMap {
 public:
-    explicit CFeatureMap(ETransport transport);
+    explicit CFeatureMap(ETransport transport, uint16_t traits = kNativeTrait);
 
     ETransport Transport() const { return m_transport; }
     const std::vector<MappedFeature>& Features() const { return m_features; }
@@ -42,13 +42,19 @@ public:
     const MappedFeature* Find(std::string_view name) const;
     const MappedFeature* Find(EFeature id) const;
 
-    // The entries that exist on this transport.
+    // The entries that exist on this camera, whatever is selected.
     std::vector<EnumEntry> EntriesOf(const FeatureRow& row) const;
     const EnumEntry* EntryByValue(const FeatureRow& row, int64_t value) const;
     const EnumEntry* EntryByName(const FeatureRow& row, std::string_view name) const;
 
 private:
+    void Add(std::span<const FeatureRow> rows, uint32_t* next);
+    bool Has(const EnumEntry& entry) const {
+        return IsOn(entry.m_transports, m_transport) && (entry.m_traits & m_traits) != 0;
+    }
+
     ETransport m_transport;
+    uint16_t m_traits;
     std::vector<MappedFeature> m_features;
     uint32_t m_featureAreaBytes = 0;
 };

@@ -35,34 +35,17 @@ constexpr EnumEntry kChunks[] = {{"DemosaicPair", 19, kUsbOnly}, {"ExtendedImage
 constexpr EnumEntry kEvents[] = {
     {"ExposureEnd", 0}, {"DeviceTemperature", 1, kGigEOnly}, {"DeviceLost", 2, kGigEOnly}};
 constexpr EnumEntry kUserSets[] = {{"Default", 0}, {"UserSet1", 1}, {"UserSet2", 2}};
-constexpr EnumEntry kFiles[] = {{"RGBDSensorCali", 0}, {"LSLSystemCali", 1}, {"DeviceFirmware", 2},
-                                {"UserFile1", 3},      {"UserFile2", 4},     {"UserFile3", 5},
+constexpr EnumEntry kFiles[] = {{"RGBDSensorCali", 0, kEveryTransport, kNativeTrait},
+                                {"LSLSystemCali", 1, kEveryTransport, kNativeTrait},
+                                {"DeviceFirmware", 2},
+                                {"UserFile1", 3},
+                                {"UserFile2", 4},
+                                {"UserFile3", 5},
                                 {"UserFile4", 6}};
 constexpr EnumEntry kFileOperations[] = {{"Open", 0}, {"Close", 1}, {"Read", 2}, {"Write", 3}, {"Delete", 4}};
 constexpr EnumEntry kOpenModes[] = {{"Read", 0}, {"Write", 1}, {"ReadWrite", 2}};
 constexpr EnumEntry kFileStatus[] = {{"Success", 0}, {"Failure", 1}, {"FileUnavailable", 2}};
 constexpr EnumEntry kPrivileges[] = {{"OpenAccess", 0}, {"ExclusiveAccess", 1}, {"ControlAccess", 2}};
-
-constexpr FeatureRow Row(EFeature id, const char* name, EFeatureType type, EAccess access,
-                         const char* category, const char* tip) {
-    FeatureRow row;
-    row.m_id = id;
-    row.m_name = name;
-    row.m_type = type;
-    row.m_access = access;
-    row.m_category = category;
-    row.m_tip = tip;
-    return row;
-}
-
-// The name of a feature and its identifier are one word.
-#define OX3D_INT(id, ...) Row(EFeature::id, #id, EFeatureType::Integer, __VA_ARGS__)
-#define OX3D_FLOAT(id, ...) Row(EFeature::id, #id, EFeatureType::Float, __VA_ARGS__)
-#define OX3D_BOOL(id, ...) Row(EFeature::id, #id, EFeatureType::Boolean, __VA_ARGS__).Range(0, 1)
-#define OX3D_ENUM(id, ...) Row(EFeature::id, #id, EFeatureType::Enumeration, __VA_ARGS__)
-#define OX3D_TEXT(id, ...) Row(EFeature::id, #id, EFeatureType::String, __VA_ARGS__)
-#define OX3D_COMMAND(id, category, tip) \
-    Row(EFeature::id, #id, EFeatureType::Command, EAccess::WriteOnly, category, tip)
 
 constexpr FeatureRow kRows[] = {
     // Identification, in GigE Vision's bootstrap registers and in USB3 Vision's.
@@ -103,21 +86,33 @@ constexpr FeatureRow kRows[] = {
         .Entries(kWorkingModes)
         .Default(1)
         .Locked(ELock::WhileAcquiring)
-        .Saved(),
+        .Saved()
+        .For(kNativeTrait),
     OX3D_ENUM(ImageMode, kRw, kImage, "What the main image shows")
         .Entries(kImageModes)
         .Default(2)
         .Locked(ELock::WhileAcquiring)
-        .Saved(),
-    OX3D_INT(Width, kRo, kImage, "Columns of the main image").Range(1, 65535).Unit("px"),
-    OX3D_INT(Height, kRo, kImage, "Rows of the main image").Range(1, 65535).Unit("px"),
-    OX3D_INT(WidthMax, kRo, kImage, "Columns of the depth sensor").Range(1, 65535).Unit("px"),
-    OX3D_INT(HeightMax, kRo, kImage, "Rows of the depth sensor").Range(1, 65535).Unit("px"),
-    OX3D_INT(ColorWidth, kRo, kImage, "Columns of the color image, 0 without one").Range(0, 65535).Unit("px"),
-    OX3D_INT(ColorHeight, kRo, kImage, "Rows of the color image, 0 without one").Range(0, 65535).Unit("px"),
+        .Saved()
+        .For(kNativeTrait),
+    OX3D_INT(Width, kRo, kImage, "Columns of the main image").Range(1, 65535).Unit("px").For(kNativeTrait),
+    OX3D_INT(Height, kRo, kImage, "Rows of the main image").Range(1, 65535).Unit("px").For(kNativeTrait),
+    OX3D_INT(WidthMax, kRo, kImage, "Columns of the depth sensor")
+        .Range(1, 65535)
+        .Unit("px")
+        .For(kNativeTrait),
+    OX3D_INT(HeightMax, kRo, kImage, "Rows of the depth sensor").Range(1, 65535).Unit("px").For(kNativeTrait),
+    OX3D_INT(ColorWidth, kRo, kImage, "Columns of the color image, 0 without one")
+        .Range(0, 65535)
+        .Unit("px")
+        .For(kNativeTrait),
+    OX3D_INT(ColorHeight, kRo, kImage, "Rows of the color image, 0 without one")
+        .Range(0, 65535)
+        .Unit("px")
+        .For(kNativeTrait),
     OX3D_ENUM(PixelFormat, kRo, kImage, "Pixel format of the main image, follows ImageMode")
         .Entries(kPixelFormats)
-        .Default(0x011000B8),
+        .Default(0x011000B8)
+        .For(kNativeTrait),
 
     OX3D_ENUM(AcquisitionMode, kRw, kAcquisition, "How many frames one start gives")
         .Entries(kAcquisitionModes)
@@ -162,15 +157,18 @@ constexpr FeatureRow kRows[] = {
     // start.
     OX3D_BOOL(ChunkModeActive, kRw, kChunk, "Whether frames carry chunks")
         .Locked(ELock::WhileAcquiring)
-        .Saved(),
+        .Saved()
+        .For(kNativeTrait),
     OX3D_ENUM(ChunkSelector, kRw, kChunk, "The chunk that ChunkEnable is about")
         .Entries(kChunks)
         .Default(24)
-        .Saved(),
+        .Saved()
+        .For(kNativeTrait),
     OX3D_BOOL(ChunkEnable, kRw, kChunk, "Whether the selected chunk is sent")
         .By(EFeature::ChunkSelector)
         .Locked(ELock::WhileAcquiring)
-        .Saved(),
+        .Saved()
+        .For(kNativeTrait),
     OX3D_ENUM(EventSelector, kRw, kEvent, "The event that EventNotification is about")
         .Entries(kEvents)
         .Saved(),
@@ -190,7 +188,11 @@ constexpr FeatureRow kRows[] = {
                  "Stores the current settings in the selected set; Default cannot be stored"),
     OX3D_ENUM(UserSetDefault, kRw, kUserSet, "The set that the camera starts from").Entries(kUserSets),
 
-    OX3D_ENUM(FileSelector, kRw, kFile, "The file of the operations").Entries(kFiles),
+    OX3D_ENUM(FileSelector, kRw, kFile, "The file of the operations").Entries(kFiles).For(kNativeTrait),
+    OX3D_ENUM(FileSelector, kRw, kFile, "The file of the operations")
+        .Entries(kFiles)
+        .Default(2)
+        .For(kScan3dTrait),
     OX3D_ENUM(FileOperationSelector, kRw, kFile, "What FileOperationExecute does").Entries(kFileOperations),
     OX3D_ENUM(FileOpenMode, kRw, kFile, "How a file is opened").Entries(kOpenModes),
     OX3D_INT(FileAccessOffset, kRw, kFile, "Where the next read or write begins")

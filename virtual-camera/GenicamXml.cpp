@@ -68,6 +68,7 @@ public:
         for (const MappedFeature& feature : m_features.Features()) {
             FeatureNode(feature);
             RegisterNode(feature);
+            AvailabilityNodes(feature);
         }
         m_text += "  <Port Name=\"Device\" NameSpace=\"Standard\"/>\n</RegisterDescription>\n";
         return std::move(m_text);
@@ -155,7 +156,7 @@ private:
         case EFeatureType::Integer:
             Element("pValue", name + "Reg");
             Element("Min", std::to_string(row.m_min));
-            Element("Max", std::to_string(row.m_max));
+            Maximum(row);
             Element("Inc", std::to_string(row.m_inc));
             Unit(row);
             break;
@@ -166,7 +167,7 @@ private:
             Unit(row);
             break;
         case EFeatureType::Enumeration:
-            Entries(row);
+            Entries(feature);
             Element("pValue", name + "Reg");
             break;
         case EFeatureType::Boolean:
@@ -192,11 +193,48 @@ private:
         }
     }
 
-    void Entries(const FeatureRow& row) {
+    void Maximum(const FeatureRow& row) {
+        const MappedFeature* maximum = row.m_maxOf == EFeature::None ? nullptr : m_features.Find(row.m_maxOf);
+        if (maximum != nullptr) {
+            Element("pMax", std::string(maximum->m_row->m_name) + "Reg");
+        } else {
+            Element("Max", std::to_string(row.m_max));
+        }
+    }
+
+    static std::string AvailabilityName(const FeatureRow& row, const EnumEntry& entry) {
+        return std::string(row.m_name) + entry.m_name + "Available";
+    }
+
+    void Entries(const MappedFeature& feature) {
+        const FeatureRow& row = *feature.m_row;
         for (const EnumEntry& entry : m_features.EntriesOf(row)) {
-            m_text += std::string("    <EnumEntry Name=\"") + entry.m_name +
-                      "\" NameSpace=\"Standard\"><Value>" + std::to_string(entry.m_value) +
-                      "</Value></EnumEntry>\n";
+            m_text += std::string("    <EnumEntry Name=\"") + entry.m_name + "\" NameSpace=\"Standard\">";
+            if (entry.m_slots != UINT32_MAX) {
+                m_text += "<pIsAvailable>" + AvailabilityName(row, entry) + "</pIsAvailable>";
+            }
+            m_text += "<Value>" + std::to_string(entry.m_value) + "</Value></EnumEntry>\n";
+        }
+    }
+
+    // Entries that depend on what is selected ask for it.
+    void AvailabilityNodes(const MappedFeature& feature) {
+        const FeatureRow& row = *feature.m_row;
+        for (const EnumEntry& entry : m_features.EntriesOf(row)) {
+            if (entry.m_slots == UINT32_MAX) {
+                continue;
+            }
+            std::string formula;
+            for (uint32_t slot = 0; slot < feature.m_slots; ++slot) {
+                if ((entry.m_slots >> slot & 1U) != 0) {
+                    formula += (formula.empty() ? "(S = " : " || (S = ") + std::to_string(slot) + ")";
+                }
+            }
+            Open("IntSwissKnife", AvailabilityName(row, entry), "Custom");
+            m_text += std::string("    <pVariable Name=\"S\">") +
+                      m_features.Find(row.m_selector)->m_row->m_name + "Reg</pVariable>\n";
+            Element("Formula", formula);
+            Close("IntSwissKnife");
         }
     }
 

@@ -84,6 +84,25 @@ TEST(CameraList, NamesTheLineOfAnErrorAndLeavesOutThatCameraOnly) {
     }
 }
 
+TEST(CameraList, HasCamerasOfTheStandards3dModelOnlyOnAWireAndOnlyWithAScene) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"kind = sfnc3d\nsource = recording\nrecording = /\n", "the scene"},
+        {"kind = sfnc3d\ninvalid = confidence\n", "needs confidence"},
+        {"kind = sfnc3d\nscale = 0\n", "scale must be"},
+        {"kind = sfnc3d\ndepth = flat\n", "depth must be"}};
+    NetworkDefaults wire;
+    wire.m_isWire = true;
+    for (const auto& [keys, why] : rows) {
+        std::vector<std::string> errors;
+        EXPECT_TRUE(
+            ParseCameraList(std::string("[camera]\n") + keys, "list.ini", "/base", &errors, wire).empty());
+        EXPECT_NE(errors.at(0).find(why), std::string::npos) << errors[0];
+    }
+    std::vector<std::string> errors;
+    EXPECT_EQ(ParseCameraList("[camera]\nkind = sfnc3d\n", "list.ini", "/base", &errors, wire).size(), 1U);
+    EXPECT_TRUE(ParseCameraList("[camera]\nkind = sfnc3d\n", "list.ini", "/base", &errors).empty());
+}
+
 TEST(CameraList, SeesEveryChangeOfACamera) {
     std::vector<std::string> errors;
     const CameraConfig camera = Read("[camera]\nserial = A", &errors).at(0);

@@ -199,7 +199,11 @@ CDeviceControl::Reply CDeviceControl::PacketResend(ByteView payload, const Conte
     const auto receiver = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCDA));
     const bool isReceiver =
         context.m_from.m_ip == receiver || m_privilege.IsHolderAddress(context.m_from.m_ip);
-    if (isReceiver && payload.size() == kPacketResendBytes && Get16(payload.data()) == 0) {
+    const bool isForStream = isReceiver && payload.size() >= kPacketResendBytes && Get16(payload.data()) == 0;
+    if (isForStream && payload.size() == kExtendedPacketResendBytes) {
+        m_ports.Resend({Get64(payload.data() + kPacketResendBytes), Get32(payload.data() + 4),
+                        Get32(payload.data() + 8), true});
+    } else if (isForStream && payload.size() == kPacketResendBytes) {
         m_ports.Resend({Get16(payload.data() + 2), Get32(payload.data() + 4) & kPacketIdMask,
                         Get32(payload.data() + 8) & kPacketIdMask});
     }

@@ -13,9 +13,10 @@
 namespace ox3d::gige {
 
 struct ResendRequest {
-    uint16_t m_blockId = 0;
+    uint64_t m_blockId = 0;
     uint32_t m_firstPacket = 0;
     uint32_t m_lastPacket = 0;
+    bool m_isExtendedId = false;
 };
 
 // What the control channel asks of the stream channel and the message channel.

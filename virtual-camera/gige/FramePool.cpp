@@ -29,11 +29,11 @@ std::shared_ptr<GvspFrame> CFramePool::Take() {
     return {frame.release(), giveBack};
 }
 
-void CFramePool::Remember(std::shared_ptr<GvspFrame> frame) {
-    std::shared_ptr<GvspFrame> oldest; // goes without the lock
+void CFramePool::Remember(std::shared_ptr<GvspFrame> frame, size_t blocksOfFrame) {
+    std::vector<std::shared_ptr<GvspFrame>> oldest; // go without the lock
     const CLock lock(m_mutex);
-    if (m_sent.size() >= kMaxSentFrames) {
-        oldest = std::move(m_sent.front());
+    while (m_sent.size() >= kMaxSentFrames * blocksOfFrame) {
+        oldest.push_back(std::move(m_sent.front()));
         m_sent.pop_front();
     }
     m_sent.push_back(std::move(frame));
@@ -44,7 +44,7 @@ void CFramePool::Forget() {
     m_sent.clear();
 }
 
-std::shared_ptr<GvspFrame> CFramePool::Find(uint16_t blockId) const {
+std::shared_ptr<GvspFrame> CFramePool::Find(uint64_t blockId) const {
     const CLock lock(m_mutex);
     const auto found = std::find_if(m_sent.rbegin(), m_sent.rend(),
                                     [&](const auto& frame) { return frame->m_blockId == blockId; });

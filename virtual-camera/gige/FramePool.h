@@ -15,14 +15,14 @@ namespace ox3d::gige {
 
 class CFramePool {
 public:
-    static constexpr size_t kMaxSentFrames = 8;
+    static constexpr size_t kMaxSentFrames = 8; // times the blocks of each
 
     // A frame to fill; its memory comes back when the last reference goes, also after the pool itself.
     std::shared_ptr<GvspFrame> Take();
-    // Makes a frame known to Find; the oldest known one is forgotten for it.
-    void Remember(std::shared_ptr<GvspFrame> frame);
+    // Makes a block known to Find; the oldest known one is forgotten for it.
+    void Remember(std::shared_ptr<GvspFrame> frame, size_t blocksOfFrame = 1);
     void Forget();
-    std::shared_ptr<GvspFrame> Find(uint16_t blockId) const;
+    std::shared_ptr<GvspFrame> Find(uint64_t blockId) const;
 
 private:
     struct Spare {

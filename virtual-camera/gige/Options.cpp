@@ -14,11 +14,12 @@ namespace ox3d::gige {
 namespace {
 
 constexpr uint64_t kMaxListBytes = 1 << 20;
-constexpr NetworkDefaults kLoopback{0x7F000001, 0xFF000000, 0, 0x7F000001};
+constexpr NetworkDefaults kLoopback{0x7F000001, 0xFF000000, 0, 0x7F000001, true};
 
 struct Arguments {
     std::string m_listFile;
     std::vector<std::string> m_cameras;
+    std::string m_kind = "native";
     std::vector<std::string> m_faults;
     double m_dropPercent = 0;
     double m_reorderPercent = 0;
@@ -56,6 +57,8 @@ bool ReadListFile(const std::string& name, std::string* text) {
 
 bool ReadCameras(const Arguments& arguments, std::vector<CameraConfig>* cameras) {
     std::vector<std::string> errors;
+    NetworkDefaults network = kLoopback;
+    network.m_kind = arguments.m_kind == "native" ? ECameraKind::Native : ECameraKind::Sfnc3d;
     if (!arguments.m_listFile.empty()) {
         std::string text;
         if (!ReadListFile(arguments.m_listFile, &text)) {
@@ -64,15 +67,15 @@ bool ReadCameras(const Arguments& arguments, std::vector<CameraConfig>* cameras)
         }
         const size_t slash = arguments.m_listFile.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : arguments.m_listFile.substr(0, slash);
-        *cameras = ParseCameraList(text, arguments.m_listFile, folder, &errors, kLoopback);
+        *cameras = ParseCameraList(text, arguments.m_listFile, folder, &errors, network);
     } else if (!arguments.m_cameras.empty()) {
         std::string text;
         for (const std::string& camera : arguments.m_cameras) {
             text += Section(camera);
         }
-        *cameras = ParseCameraList(text, "--camera", ".", &errors, kLoopback);
+        *cameras = ParseCameraList(text, "--camera", ".", &errors, network);
     } else {
-        *cameras = DefaultCameraList(kLoopback);
+        *cameras = DefaultCameraList(network);
     }
     for (const std::string& error : errors) {
         std::fprintf(stderr, "%s\n", error.c_str());
@@ -119,6 +122,11 @@ void Define(CLI::App* app, Arguments* arguments, Options* options) {
            "a camera as KEY=VALUE[,KEY=VALUE...] with the keys of the camera list; several times for "
            "several cameras (127.0.0.1, 127.0.0.2, ... where no ip is given)")
         ->excludes(file);
+    app->add_option("--kind", arguments->m_kind,
+                    "what the cameras are that do not say it: native (depth with color in a chunk) or sfnc3d "
+                    "(components, as the GenICam standard's 3D model has it)")
+        ->check(CLI::IsMember({"native", "sfnc3d"}))
+        ->capture_default_str();
     app->add_option("--interface", options->m_interface, "interface whose discovery broadcasts are heard")
         ->capture_default_str();
     app->add_option("--fault", arguments->m_faults, "a fault of the camera list, such as \"drop_every 100\"");

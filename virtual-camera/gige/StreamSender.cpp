@@ -116,8 +116,8 @@ void CStreamSender::Resend(const ResendRequest& request) {
             if ((frame != nullptr && id >= frame->Packets()) || ++refusals > kMaxRefusals) {
                 break;
             }
-            MakeGvspRefusal(request.m_blockId, id, static_cast<uint16_t>(EGvcpStatus::PacketRemoved),
-                            &packet);
+            MakeGvspRefusal(request.m_blockId, request.m_isExtendedId, id,
+                            static_cast<uint16_t>(EGvcpStatus::PacketRemoved), &packet);
         }
         SendPackets(*channel.m_socket, std::span(&packet, 1), channel.m_to);
     }
@@ -144,6 +144,31 @@ void CStreamSender::TakeFrame(const std::stop_token& stop) {
     }
 }
 
+// One, or as many as there are components when each goes by itself.
+std::vector<std::shared_ptr<GvspFrame>> CStreamSender::PackBlocks(const CameraFrame& frame) {
+    const FaultSet& faults = m_model.Config().m_faults;
+    const bool isNative = m_model.Config().m_kind == ECameraKind::Native;
+    const uint32_t count = isNative || frame.m_isMultiPart ? 1 : frame.m_partCount;
+    const auto packetBytes = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCPSPacketSize));
+    std::vector<std::shared_ptr<GvspFrame>> blocks;
+    for (uint32_t i = 0; i < count; ++i) {
+        std::shared_ptr<GvspFrame> packed = m_pool.Take();
+        if (isNative) {
+            PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
+        } else if (frame.m_isMultiPart) {
+            PackGvspParts(frame, faults, packed.get());
+        } else {
+            PackGvspComponent(frame, frame.m_parts[i], faults, packed.get());
+        }
+        packed->SetPacketSize(packetBytes);
+        if (frame.m_number == faults.m_truncateFrame) {
+            packed->m_endPacket = packed->Packets() / 2;
+        }
+        blocks.push_back(std::move(packed));
+    }
+    return blocks;
+}
+
 void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& stop) {
     const Channel channel = Current();
     // Rendered while its acquisition ended: it must not be the first frame of the next one. The channel is looked at
@@ -151,22 +176,21 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
     if (m_model.Acquisition() != frame.m_acquisition) {
         return;
     }
-    const FaultSet& faults = m_model.Config().m_faults;
-    std::shared_ptr<GvspFrame> packed = m_pool.Take();
-    PackGvspFrame(frame, faults.m_claimedChunkLengthBytes, packed.get());
-    const auto packetBytes = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCPSPacketSize));
-    packed->m_dataBytes = packetBytes - kPacketOverheadBytes;
-    if (frame.m_number == faults.m_truncateFrame) {
-        packed->m_endPacket = packed->Packets() / 2;
+    std::vector<std::shared_ptr<GvspFrame>> blocks = PackBlocks(frame);
+    if (blocks.empty()) {
+        return; // no component is wanted
     }
     CLock lock(m_mutex);
     if (!IsCurrent(channel)) {
         return;
     }
-    packed->m_blockId = m_blockIds.Next(frame.m_number);
+    const uint64_t firstId = m_blockIds.Next(frame.m_number, static_cast<uint32_t>(blocks.size()));
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        blocks[i]->m_blockId = frame.m_isExtendedId ? firstId + i : CBlockIds::Short(firstId + i);
+    }
     lock.Unlock();
     if (frame.m_isExposureEventWanted) {
-        m_messages.Send({kEventExposureEnd, packed->m_blockId, frame.m_timestampNs, {}});
+        m_messages.Send({kEventExposureEnd, CBlockIds::Short(firstId), frame.m_timestampNs, {}});
     }
     if (!channel.IsOpen()) {
         return;
@@ -177,7 +201,7 @@ void CStreamSender::Enqueue(const CameraFrame& frame, const std::stop_token& sto
         m_changed.Wait(m_mutex);
     }
     if (!stop.stop_requested() && IsCurrent(channel)) {
-        m_waiting = Job{std::move(packed), channel};
+        m_waiting = Job{std::move(blocks), channel};
         m_changed.NotifyAll();
     }
 }
@@ -205,33 +229,47 @@ std::optional<CStreamSender::Job> CStreamSender::WaitForJob(const std::stop_toke
 }
 
 void CStreamSender::SendFrame(const Job& job, const std::stop_token& stop) {
-    m_pool.Remember(job.m_frame);
     ApplyDoNotFragment(job.m_channel);
-    GvspFrame& frame = *job.m_frame;
-    const uint32_t end = std::min(frame.Packets(), frame.m_endPacket);
+    uint32_t packets = 0;
+    for (const auto& block : job.m_blocks) {
+        m_pool.Remember(block, job.m_blocks.size());
+        packets += std::min(block->Packets(), block->m_endPacket);
+    }
     const std::chrono::nanoseconds delay(m_model.TransportValue(EFeature::GevSCPD));
-    const SendPlan plan = PlanSending(end, m_model.FramePeriod(), delay);
-    constexpr std::chrono::milliseconds kMaxArrears{2};
+    const SendPlan plan = PlanSending(packets, m_model.FramePeriod(), delay);
     Time due = Clock::now();
+    for (const auto& block : job.m_blocks) {
+        if (!SendBlock(job, *block, plan, &due, stop)) {
+            return;
+        }
+    }
+}
+
+// False when the rest is given up.
+bool CStreamSender::SendBlock(const Job& job, GvspFrame& block, const SendPlan& plan, Time* due,
+                              const std::stop_token& stop) {
+    const uint32_t end = std::min(block.Packets(), block.m_endPacket);
+    constexpr std::chrono::milliseconds kMaxArrears{2};
     uint32_t next = 0;
     while (next < end && IsCurrent(job.m_channel) && !stop.stop_requested()) {
         const uint32_t count = std::min(plan.m_groupPackets, end - next);
         // Noted before: a receiver may miss one of the first while the last are still being sent.
-        frame.m_sentPackets = next + count;
-        SendGroup(job, next, count);
+        block.m_sentPackets = next + count;
+        SendGroup(job, block, next, count);
         next += count;
         // Small delays are made up for; after a long one a burst would do harm.
-        due = std::max(due + plan.m_groupInterval, Clock::now() - kMaxArrears);
-        SleepUntil(due);
+        *due = std::max(*due + plan.m_groupInterval, Clock::now() - kMaxArrears);
+        SleepUntil(*due);
     }
+    return next >= end;
 }
 
-void CStreamSender::SendGroup(const Job& job, uint32_t first, uint32_t count) {
+void CStreamSender::SendGroup(const Job& job, const GvspFrame& block, uint32_t first, uint32_t count) {
     std::array<GvspPacket, kMaxGroupPackets> packets;
     size_t filled = 0;
     for (uint32_t i = 0; i < count; ++i) {
         if (!m_dice.IsDropped()) {
-            MakeGvspPacket(*job.m_frame, first + i, &packets[filled++]);
+            MakeGvspPacket(block, first + i, &packets[filled++]);
             if (filled >= 2 && m_dice.IsReordered()) {
                 std::swap(packets[filled - 1], packets[filled - 2]);
             }

@@ -42,7 +42,7 @@ private:
         bool IsOpen() const { return m_socket != nullptr && m_to.m_port != 0 && m_to.m_ip != 0; }
     };
     struct Job {
-        std::shared_ptr<GvspFrame> m_frame;
+        std::vector<std::shared_ptr<GvspFrame>> m_blocks; // of one frame
         Channel m_channel;
     };
 
@@ -56,8 +56,11 @@ private:
     void TakeFrame(const std::stop_token& stop);
     std::optional<Job> WaitForJob(const std::stop_token& stop);
     void Enqueue(const CameraFrame& frame, const std::stop_token& stop);
+    std::vector<std::shared_ptr<GvspFrame>> PackBlocks(const CameraFrame& frame);
     void SendFrame(const Job& job, const std::stop_token& stop);
-    void SendGroup(const Job& job, uint32_t first, uint32_t count);
+    bool SendBlock(const Job& job, GvspFrame& block, const SendPlan& plan, Time* due,
+                   const std::stop_token& stop);
+    void SendGroup(const Job& job, const GvspFrame& block, uint32_t first, uint32_t count);
 
     CCameraModel& m_model;
     CMessageChannel& m_messages;

@@ -112,7 +112,8 @@ TEST(GigEStream, LosesFramesThatAreNoImageOfTheSizeTheyAnnounce) {
             gige::MakeGvspPacket(frame, id, &packet);
             gige::SendPackets(sender, {&packet, 1}, stream);
         }
-        EXPECT_TRUE(Eventually([&] { return camera.Lost() == frame.m_blockId - 1; })) << lengthBytes;
+        EXPECT_TRUE(Eventually([&] { return camera.Lost() + 1 == static_cast<int64_t>(frame.m_blockId); }))
+            << lengthBytes;
     }
     for (int block = 2; block <= 6; ++block) { // the first four are none that the forged ones were not
         camera.Trigger();

@@ -193,9 +193,13 @@ TEST(Resend, IsAskedForByTheReceiverAloneAndNeverAcknowledged) {
     EXPECT_TRUE(camera.Run(PacketResend, Words({5, 2, 7}), {0x7F000063, 61000}).empty());
     EXPECT_TRUE(camera.Run(PacketResend, Words({5, 2}), stream).empty());
     ASSERT_EQ(camera.m_resends.size(), 1U);
-    EXPECT_EQ(camera.m_resends[0].m_blockId, 5);
+    EXPECT_EQ(camera.m_resends[0].m_blockId, 5U);
     EXPECT_EQ(camera.m_resends[0].m_firstPacket, 2U);
     EXPECT_EQ(camera.m_resends[0].m_lastPacket, 7U);
+    camera.Run(PacketResend, Words({0, 0x01000002, 0x01000007, 1, 5}), stream); // extended ids
+    ASSERT_EQ(camera.m_resends.size(), 2U);
+    EXPECT_EQ(camera.m_resends[1].m_blockId, 0x100000005U);
+    EXPECT_EQ(camera.m_resends[1].m_firstPacket, 0x01000002U);
 }
 
 TEST(ForceIp, MovesTheCameraWhoseHardwareAddressItNames) {

@@ -25,6 +25,16 @@ TEST(Options, MakeCamerasWithTheirFaults) {
     EXPECT_EQ(faults.m_replugAfterMs, 1000U) << "comes up again";
 }
 
+TEST(Options, SayTheKindOfTheCamerasThatDoNotSayIt) {
+    const char* arguments[] = {"program", "--kind=sfnc3d", "--camera=fps=12.5", "--camera=kind=native"};
+    gige::Options options;
+    int exitCode = 0;
+    ASSERT_TRUE(gige::ReadOptions(std::size(arguments), const_cast<char**>(arguments), &options, &exitCode));
+    EXPECT_EQ(options.m_cameras.at(0).m_kind, ECameraKind::Sfnc3d);
+    EXPECT_EQ(options.m_cameras[0].m_model, "Virtual3d-GigE");
+    EXPECT_EQ(options.m_cameras.at(1).m_kind, ECameraKind::Native);
+}
+
 // What the program prints of itself.
 std::string Printed(const char* option) {
     const char* arguments[] = {"program", option};

@@ -78,7 +78,7 @@ TEST(BlockIds, GoOnOverAcquisitionsAndRoundPastZero) {
     EXPECT_EQ(ids.Next(3), 3); // a skipped frame skips a block
     EXPECT_EQ(ids.Next(1), 4);
     EXPECT_EQ(ids.Next(65532), 0xFFFF);
-    EXPECT_EQ(ids.Next(65533), 1);
+    EXPECT_EQ(CBlockIds::Short(ids.Next(65533)), 1);
     ids.ChannelOpened();
     EXPECT_EQ(ids.Next(1), 1);
 }
@@ -108,6 +108,54 @@ TEST(FramePool, RemembersTheLastFramesAndUsesMemoryAgain) {
     ASSERT_NE(pool.Find(2), nullptr);
     EXPECT_EQ(pool.Find(2)->m_blockId, 2);
     EXPECT_EQ(pool.Take().get(), first);
+}
+
+void ParseFaults(const std::vector<const char*>& lines, FaultSet* faults) {
+    for (const char* const line : lines) {
+        std::string error;
+        EXPECT_TRUE(ParseFault(line, faults, &error)) << error;
+    }
+}
+
+// What receivers must not believe. Byte positions are those of extended ids: a header of 20 bytes, 12 of the leader.
+TEST(Parts, LieAsTheFaultsSay) {
+    CameraFrame frame;
+    frame.m_isMultiPart = frame.m_isExtendedId = true;
+    frame.m_partCount = 2;
+    frame.m_parts = {{kRange, kCoord3dC16, 4, 2, 0, 0, ImageBytes(16)},
+                     {kIntensity, kMono8, 4, 2, 0, 0, ImageBytes(8)}};
+    FaultSet faults;
+    GvspFrame packed;
+    const auto leader = [&] {
+        PackGvspParts(frame, faults, &packed);
+        packed.SetPacketSize(576);
+        GvspPacket packet;
+        MakeGvspPacket(packed, 0, &packet);
+        Bytes bytes(packet.m_head.begin(), packet.m_head.begin() + packet.m_headBytes);
+        bytes.insert(bytes.end(), packet.m_data.begin(), packet.m_data.end());
+        return bytes;
+    };
+    const Bytes honest = leader();
+    ASSERT_EQ(honest.size(), 32U + 2 * part::kBytes);
+    EXPECT_EQ(Get32(&honest[4]), 0x81000002U);
+    EXPECT_EQ(Get32(&honest[32 + 4]), 16U);
+    EXPECT_EQ(Get32(&honest[32 + 48 + 4]), 8U);
+    GvspPacket data;
+    MakeGvspPacket(packed, 2, &data);
+    EXPECT_EQ(packed.Packets(), 4U) << "no packet has data of two parts";
+    EXPECT_EQ(data.m_data.size(), 8U);
+    EXPECT_EQ(Get32(&data.m_head[20]), 0x01410000U);
+    EXPECT_EQ(Get32(&data.m_head[24]), 16U) << "behind the first";
+
+    ParseFaults({"part_count 255", "part_length 4000000000", "part_format 17301505", "part_shift 5"},
+                &faults);
+    const Bytes lying = leader();
+    EXPECT_EQ(lying.size(), 32U + 255 * part::kBytes);
+    EXPECT_EQ(Get32(&lying[4]), 0x810000FFU);
+    EXPECT_EQ(Get32(&lying[32 + 254 * 48 + 4]), 4000000000U);
+    EXPECT_EQ(Get32(&lying[32 + 8]), kMono8);
+    MakeGvspPacket(packed, 2, &data);
+    EXPECT_EQ(Get32(&data.m_head[24]), 21U);
 }
 
 TEST(Events, CarryNumberBlockTimeAndData) {
