@@ -19,7 +19,7 @@ uint32_t TakeSide(CInput* input) {
 
 uint32_t TakeFormat(CInput* input) {
     static const uint32_t s_confidence[] = {0x010800C4, 0x010100C5, 0x010800C6, 0x011000C7, 0x012000C8};
-    const auto formats = Scan3dFormats();
+    const auto formats = DepthFormats();
     const uint32_t row = input->Below(static_cast<uint32_t>(formats.size() + std::size(s_confidence) + 1));
     if (row < formats.size()) {
         return formats[row].m_code;
@@ -30,7 +30,7 @@ uint32_t TakeFormat(CInput* input) {
 
 DepthRule TakeRule(CInput* input) {
     DepthRule rule;
-    for (CoordinateRule& coordinate : rule.m_coordinates) {
+    for (SampleRule& coordinate : rule.m_coordinates) {
         coordinate.m_scale = input->Flag() ? input->Take<double>() : 1.0;
         coordinate.m_offset = input->Flag() ? input->Take<double>() : 0.0;
         if (input->Flag()) {
@@ -58,9 +58,9 @@ Image TakeImage(CInput* input, const ImageShape* like) {
     if (like != nullptr && input->Flag()) {
         image.m_image.m_shape = *like;
     }
-    const Scan3dFormat* format = FindScan3dFormat(image.m_image.m_format);
-    const uint64_t needed =
-        format == nullptr ? ImageBytes(8, image.m_image.m_shape) : ImageBytes(*format, image.m_image.m_shape);
+    const DepthFormat* format = FindDepthFormat(image.m_image.m_format);
+    const uint64_t needed = format == nullptr ? BytesOfImage(8, image.m_image.m_shape)
+                                              : BytesOfImage(*format, image.m_image.m_shape);
     constexpr uint64_t kMaxBytes = uint64_t{kMaxSide} * kMaxSide * 24;
     const uint64_t length =
         std::min(needed, kMaxBytes) - std::min<uint64_t>(needed, input->Below(4) == 0 ? 1 : 0);
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         OX3D_FUZZ_EXPECT(std::all_of(out.begin(), out.end(), [](uint16_t d) { return d == kUntouched; }));
         return 0;
     }
-    OX3D_FUZZ_EXPECT(pixels == room && FindScan3dFormat(depth.m_image.m_format) != nullptr);
+    OX3D_FUZZ_EXPECT(pixels == room && FindDepthFormat(depth.m_image.m_format) != nullptr);
     OX3D_FUZZ_EXPECT(rule.m_coordinates[2].m_scale != 0.0 && std::isfinite(rule.m_coordinates[2].m_scale));
     return 0;
 }

@@ -6,6 +6,9 @@
 namespace ox3d {
 namespace {
 
+constexpr const char* kHead = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<SensorCali>\n";
+constexpr const char* kTail = "</SensorCali>\n";
+
 void Attribute(std::string* text, const char* name, double value) {
     char digits[40];
     // Nine digits bring every single-precision number back to the bit.
@@ -46,27 +49,37 @@ void Distortion(std::string* text, const RgbdCalibration& set) {
     text->append("/>\n");
 }
 
-void Set(std::string* text, const char* name, const RgbdCalibration& set) {
+void Set(std::string* text, const char* name, const RgbdCalibration& set, bool hasColor) {
     text->append("  <").append(name).append(">\n    <Camera img_w=\"").append(std::to_string(set.m_width));
     text->append("\" img_h=\"").append(std::to_string(set.m_height)).append("\"/>\n");
     text->append("    <Left_correct>\n");
     Intrinsics(text, set.m_depth);
     text->append("    </Left_correct>\n");
-    Transform(text, set);
-    text->append("    <RGB>\n");
-    Intrinsics(text, set.m_color);
-    Distortion(text, set);
-    text->append("    </RGB>\n  </").append(name).append(">\n");
+    if (hasColor) {
+        Transform(text, set);
+        text->append("    <RGB>\n");
+        Intrinsics(text, set.m_color);
+        Distortion(text, set);
+        text->append("    </RGB>\n");
+    }
+    text->append("  </").append(name).append(">\n");
 }
 
 } // namespace
 
 std::string FormatCalibrationXml(const RgbdCalibration& first, const RgbdCalibration& second) {
-    std::string text = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<SensorCali>\n";
-    Set(&text, "RGBD_1", first);
-    Set(&text, "RGBD_2", second);
-    text.append("</SensorCali>\n");
-    return text;
+    std::string text = kHead;
+    Set(&text, "RGBD_1", first, true);
+    Set(&text, "RGBD_2", second, true);
+    return text + kTail;
+}
+
+std::string FormatCalibrationXml(const RgbdCalibration* only, bool hasColor) {
+    std::string text = kHead;
+    if (only != nullptr) {
+        Set(&text, "RGBD_1", *only, hasColor);
+    }
+    return text + kTail;
 }
 
 } // namespace ox3d

@@ -28,6 +28,9 @@ struct RgbdCalibration {
 // The file has room for two depth resolutions; a reader takes the first set when its width fits and the
 // second set otherwise. The numbers do not depend on the process's locale.
 std::string FormatCalibrationXml(const RgbdCalibration& first, const RgbdCalibration& second);
+// A file for one depth resolution, without the color camera where nothing is known of it; null: a file that knows nothing.
+// A reader finds no set for any other resolution.
+std::string FormatCalibrationXml(const RgbdCalibration* only, bool hasColor);
 
 } // namespace ox3d
 

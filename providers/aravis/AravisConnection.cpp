@@ -2,6 +2,7 @@
 #include "providers/aravis/AravisConnection.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "gigevision/Registers.h"
@@ -69,10 +70,24 @@ bool CAravisConnection::Begin() {
         CConnection::Join();
         return false;
     }
+    LearnKind();
     const CLock lock(m_deviceMutex);
     m_lossHandler = g_signal_connect_data(m_device.get(), "control-lost", G_CALLBACK(&OnControlLost),
                                           new WeakConnection(self), &DropWeak, GConnectFlags{});
     return true;
+}
+
+void CAravisConnection::LearnKind() {
+    const CLock lock(m_deviceMutex);
+    const ECameraKind kind = KindOf(m_device.get());
+    m_own.SetKind(kind);
+    if (kind == ECameraKind::Native) {
+        return;
+    }
+    std::fprintf(stderr, "camera control: the camera is of kind %s\n", NameOf(kind));
+    if (kind == ECameraKind::Sfnc3d && MayWrite()) {
+        m_scan3d.Apply(m_device.get());
+    }
 }
 
 void CAravisConnection::RequestStop() {
@@ -96,6 +111,8 @@ void CAravisConnection::Release() {
     }
     if (IsEthernet() && !IsAlive()) {
         ReleaseLater(G_OBJECT(m_device.release()));
+    } else {
+        m_scan3d.PutBack(m_device.get());
     }
     m_device.reset();
 }
@@ -131,7 +148,15 @@ int CAravisConnection::PrepareStream(CStream& stream) {
         if (IsEthernet()) {
             NegotiatePacketSize(device);
         }
-        const int code = static_cast<CAravisStream&>(stream).Prepare(device, m_resend);
+        Scan3dPlan plan;
+        if (m_own.Kind() == ECameraKind::Sfnc3d) {
+            std::string why;
+            if (const int code = m_scan3d.Read(device, m_own.Options(), &plan, &why); code != kOk) {
+                std::fprintf(stderr, "camera control: no depth from this camera: %s\n", why.c_str());
+                return code;
+            }
+        }
+        const int code = static_cast<CAravisStream&>(stream).Prepare(device, m_resend, plan);
         m_isStreaming = code == kOk;
         return code;
     });
@@ -201,10 +226,16 @@ void CAravisConnection::EndStreaming() {
 // ---- Features ----
 
 int CAravisConnection::GetInteger(const char* key, OX_CC_INT_VALUE_EX* value) {
+    if (const auto own = m_own.GetInteger(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) { return features::GetInteger(device, key, value); });
 }
 
 int CAravisConnection::SetInteger(const char* key, int64_t value) {
+    if (const auto own = m_own.SetInteger(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) {
         m_deviceMutex.AssertHeld();
         const int code = features::SetInteger(device, key, value);
@@ -214,10 +245,16 @@ int CAravisConnection::SetInteger(const char* key, int64_t value) {
 }
 
 int CAravisConnection::GetFloat(const char* key, OX_CC_FLOAT_VALUE* value) {
+    if (const auto own = m_own.GetFloat(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) { return features::GetFloat(device, key, value); });
 }
 
 int CAravisConnection::SetFloat(const char* key, float value) {
+    if (const auto own = m_own.SetFloat(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) { return features::SetFloat(device, key, value); });
 }
 
@@ -226,6 +263,9 @@ int CAravisConnection::GetEnum(const char* key, OX_CC_ENUM_VALUE* value) {
 }
 
 int CAravisConnection::SetEnum(const char* key, uint32_t value) {
+    if (m_own.IsWorkModeSwitch(key, value)) {
+        return kOk;
+    }
     return OnDevice([&](ArvDevice* device) { return features::SetEnum(device, key, value); });
 }
 
@@ -234,6 +274,9 @@ int CAravisConnection::SetEnumByName(const char* key, const char* entry) {
 }
 
 int CAravisConnection::GetString(const char* key, OX_CC_STRING_VALUE* value) {
+    if (const auto own = m_own.GetString(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) {
         std::string text;
         int64_t maxBytes = 0;
@@ -248,6 +291,9 @@ int CAravisConnection::GetString(const char* key, OX_CC_STRING_VALUE* value) {
 }
 
 int CAravisConnection::SetString(const char* key, const char* value) {
+    if (const auto own = m_own.SetString(key, value)) {
+        return *own;
+    }
     return OnDevice([&](ArvDevice* device) { return features::SetString(device, key, value); });
 }
 
@@ -256,6 +302,9 @@ int CAravisConnection::GetBoolean(const char* key, bool* value) {
 }
 
 int CAravisConnection::SetBoolean(const char* key, bool value) {
+    if (m_own.IsWorkModeSwitch(key, value ? 1 : 0)) {
+        return kOk;
+    }
     return OnDevice([&](ArvDevice* device) { return features::SetBoolean(device, key, value); });
 }
 
@@ -264,6 +313,10 @@ int CAravisConnection::Execute(const char* key) {
 }
 
 int CAravisConnection::AccessOf(const char* key, uint32_t* accessMode) {
+    if (const auto own = m_own.AccessOf(key)) {
+        *accessMode = *own;
+        return kOk;
+    }
     return OnDevice([&](ArvDevice* device) {
         ArvGcFeatureNode* node = nullptr;
         const int code = features::Find(device, key, features::kNoType, &node);
@@ -272,6 +325,10 @@ int CAravisConnection::AccessOf(const char* key, uint32_t* accessMode) {
 }
 
 int CAravisConnection::TypeOf(const char* key, uint32_t* interfaceType) {
+    if (const auto own = m_own.TypeOf(key)) {
+        *interfaceType = *own;
+        return kOk;
+    }
     return OnDevice([&](ArvDevice* device) {
         ArvGcFeatureNode* node = nullptr;
         const int code = features::Find(device, key, features::kNoType, &node);

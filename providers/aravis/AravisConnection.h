@@ -12,6 +12,8 @@
 #include "base/Mutex.h"
 #include "providers/aravis/ArvError.h"
 #include "providers/aravis/ConnectionMonitor.h"
+#include "providers/aravis/ProviderFeatures.h"
+#include "providers/aravis/Scan3dSetup.h"
 #include "providers/common/Connection.h"
 
 namespace ox3d {
@@ -53,6 +55,8 @@ public:
     uint32_t ControlTimeoutMs() const { return m_controlTimeoutMs; }
     void SetResend(const ResendSettings& settings);
 
+    const CProviderFeatures& Own() const { return m_own; }
+
     // Whether this process has lost control; called by the monitor's thread only.
     bool HasLostControl();
 
@@ -91,6 +95,11 @@ public:
 private:
     static int Gone();
     int NegotiatePacketSize(ArvDevice* device) OX_REQUIRES(m_deviceMutex);
+    void LearnKind();
+    // Of a camera that has no calibration file of its own.
+    int MakeCalibration(std::vector<uint8_t>* bytes);
+    int ReadCameraFile(const std::string& name, const TransferProgress& progress,
+                       std::vector<uint8_t>* bytes);
     void LockTransport(bool isLocked);
     void EndStreaming();
 
@@ -102,6 +111,8 @@ private:
     bool m_isPacketSizeSet OX_GUARDED_BY(m_deviceMutex) = false;
     bool m_isStreaming OX_GUARDED_BY(m_deviceMutex) = false;
     ResendSettings m_resend OX_GUARDED_BY(m_deviceMutex);
+    CScan3dSetup m_scan3d OX_GUARDED_BY(m_deviceMutex); // of a camera of that kind
+    CProviderFeatures m_own;
 
     CMutex m_fileMutex; // one file operation at a time: its steps must not mix with another's
     std::atomic<uint32_t> m_controlTimeoutMs;

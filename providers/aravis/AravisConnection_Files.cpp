@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kSelector = "FileSelector";
 constexpr const char* kOperation = "FileOperationSelector";
 constexpr int64_t kMaxFileBytes = 256 << 20;
+constexpr const char* kCalibrationFile = "RGBDSensorCali";
 
 // What a camera's firmware is called is the maker's choice, but for this.
 bool IsFirmware(const std::string& name) {
@@ -153,8 +154,25 @@ private:
 
 } // namespace
 
+int CAravisConnection::MakeCalibration(std::vector<uint8_t>* bytes) {
+    return OnDevice([&](ArvDevice* device) {
+        m_deviceMutex.AssertHeld();
+        const std::string text = m_scan3d.Calibration(device);
+        bytes->assign(text.begin(), text.end());
+        return kOk;
+    });
+}
+
+// The library wants a calibration of every camera, and opens none without.
 int CAravisConnection::ReadFile(const std::string& name, const TransferProgress& progress,
                                 std::vector<uint8_t>* bytes) {
+    const int code = ReadCameraFile(name, progress, bytes);
+    const bool isMade = m_own.Kind() != ECameraKind::Native && name == kCalibrationFile;
+    return code != kOk && isMade && IsAlive() ? MakeCalibration(bytes) : code;
+}
+
+int CAravisConnection::ReadCameraFile(const std::string& name, const TransferProgress& progress,
+                                      std::vector<uint8_t>* bytes) {
     const CLock lock(m_fileMutex);
     CDeviceFile file(*this, false);
     if (const int code = file.Open(name); code != kOk) {

@@ -21,6 +21,7 @@ constexpr int64_t kMaxPayloadBytes = int64_t{1} << 30;
 // Frames whose packets are asked for again stay open while later ones come in.
 constexpr size_t kMinBuffers = 6;
 constexpr uint32_t kFrameRetentionUs = 200000;
+constexpr uint32_t kScan3dRetentionUs = 1000000;
 constexpr uint32_t kUsPerMs = 1000;
 constexpr double kWholePercent = 100.0;
 
@@ -38,6 +39,7 @@ AravisNode::~AravisNode() {
 // A buffer that an acquisition before this one filled says so until it is filled anew. It is made afresh: an
 // acquisition on a loaded machine has begun with such frames.
 void AravisNode::Renew(size_t sizeBytes, uint64_t acquisition) {
+    m_image = m_memory.get();
     if (m_buffer != nullptr && m_sizeBytes == sizeBytes && m_acquisition == acquisition) {
         return;
     }
@@ -87,7 +89,9 @@ CAravisStream::~CAravisStream() {
     End();
 }
 
-int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
+int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend, const Scan3dPlan& plan) {
+    m_plan = plan;
+    m_isScan3d = plan.m_depth.m_id != 0;
     OX_CC_INT_VALUE_EX payload{};
     if (const int code = features::GetInteger(device, "PayloadSize", &payload); code != kOk) {
         return code;
@@ -112,7 +116,7 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
                      resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
                      "packet-request-ratio", static_cast<double>(resend.m_maxPercent) / kWholePercent,
                      "packet-timeout", static_cast<guint>(resend.m_timeoutMs * kUsPerMs), "frame-retention",
-                     std::max<guint>(kFrameRetentionUs, 2 * resend.m_timeoutMs * kUsPerMs), nullptr);
+                     RetentionUs(resend), nullptr);
     }
     for (guint i = 0; i < arv_stream_get_n_infos(m_stream.get()); ++i) {
         const char* name = arv_stream_get_info_name(m_stream.get(), i);
@@ -120,6 +124,13 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend) {
     }
     GiveBuffers();
     return kOk;
+}
+
+// Structured light pauses within a block for as long as it takes its pictures.
+guint CAravisStream::RetentionUs(const ResendSettings& resend) const {
+    const guint own = m_connection->Own().RetentionMs() * kUsPerMs;
+    const guint usual = m_isScan3d ? kScan3dRetentionUs : kFrameRetentionUs;
+    return std::max<guint>(own != 0 ? own : usual, 2 * resend.m_timeoutMs * kUsPerMs);
 }
 
 uint64_t CAravisStream::SizeErrors() const {
@@ -197,14 +208,18 @@ void CAravisStream::Handle(AravisNode* node, ArvBuffer* buffer) {
     const uint64_t sizeErrors = SizeErrors();
     const bool isCut = sizeErrors != m_sizeErrors;
     m_sizeErrors = sizeErrors;
-    if (status != ARV_BUFFER_STATUS_SUCCESS || isCut || !Fill(node, buffer)) {
+    EMade made = EMade::Bad;
+    if (status == ARV_BUFFER_STATUS_SUCCESS && !isCut) {
+        made = m_isScan3d ? MakeScan3d(node, buffer) : Fill(node, buffer) ? EMade::Frame : EMade::Bad;
+    }
+    if (made == EMade::Bad && !m_isJoined) {
         Buffer().Release(node);
         Buffer().CountLost(1);
         ++m_badFrames;
         return;
     }
-    const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer), arv_buffer_get_timestamp(buffer));
-    if (number == 0) {
+    const uint64_t number = made == EMade::Bad ? 0 : NumberOf(buffer);
+    if (made != EMade::Frame || number == 0) {
         Buffer().Release(node);
         return;
     }
@@ -214,6 +229,13 @@ void CAravisStream::Handle(AravisNode* node, ArvBuffer* buffer) {
     m_badFrames = 0;
     node->m_info.nFrameNum = static_cast<uint32_t>(number);
     Commit(node);
+}
+
+// Of the frame, from 1. Where each component has a block of its own, that of as many blocks is one.
+uint64_t CAravisStream::NumberOf(ArvBuffer* buffer) {
+    const uint64_t number = m_counter.Next(arv_buffer_get_frame_id(buffer), arv_buffer_get_timestamp(buffer));
+    const uint64_t blocks = m_isJoined ? m_plan.Components() : 1;
+    return (number + blocks - 1) / blocks;
 }
 
 bool CAravisStream::Fill(AravisNode* node, ArvBuffer* buffer) {

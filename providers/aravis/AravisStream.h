@@ -16,6 +16,7 @@
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/ArvError.h"
 #include "providers/aravis/ChunkWalk.h"
+#include "providers/aravis/Scan3dFrame.h"
 #include "providers/common/Stream.h"
 
 namespace ox3d {
@@ -29,6 +30,7 @@ struct AravisNode final : FrameNode {
     size_t m_sizeBytes = 0;
     uint64_t m_acquisition = 0;
     CObject<ArvBuffer> m_buffer; // over m_memory
+    MadeFrame m_made;            // of a camera whose components are not sent as the library has them
     CForkMark m_process;
 };
 
@@ -53,7 +55,7 @@ public:
     ~CAravisStream() override;
 
     // The device's mutex is held. Makes the stream and gives it its first buffers.
-    int Prepare(ArvDevice* device, const ResendSettings& resend);
+    int Prepare(ArvDevice* device, const ResendSettings& resend, const Scan3dPlan& plan);
 
 private:
     void RunCamera() override;
@@ -64,7 +66,16 @@ private:
     // Fills the node's records. False when the frame is not whole.
     bool Fill(AravisNode* node, ArvBuffer* buffer);
     bool FillChunks(AravisNode* node, size_t payloadBytes);
+    uint64_t NumberOf(ArvBuffer* buffer);
     uint64_t SizeErrors() const;
+    guint RetentionUs(const ResendSettings& resend) const;
+
+    // Components that become depth and color (AravisStream_Scan3d.cpp).
+    enum class EMade { Frame, NotYet, Bad };
+    EMade MakeScan3d(AravisNode* node, ArvBuffer* buffer);
+    const char* JoinBlock(ArvBuffer* buffer, bool* isWhole);
+    void FillMade(AravisNode* node, ArvBuffer* buffer) const;
+    void TellFault(const char* fault);
 
     const std::shared_ptr<CAravisConnection> m_connection;
     CObject<ArvStream> m_stream;
@@ -77,6 +88,14 @@ private:
     uint64_t m_lastNumber = 0;
     uint64_t m_badFrames = 0; // since the last good one; counted as lost already
     std::vector<ChunkSpan> m_spans;
+
+    bool m_isScan3d = false;
+    Scan3dPlan m_plan;
+    CScan3dFrame m_maker;
+    CScan3dJoin m_join;
+    bool m_isJoined = false; // each component comes in a block of its own
+    std::vector<SentPart> m_parts;
+    const char* m_lastFault = nullptr;
 };
 
 } // namespace ox3d

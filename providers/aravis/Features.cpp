@@ -397,4 +397,54 @@ int Execute(ArvDevice* device, const char* key) {
     return error.Code();
 }
 
+// ---- Whatever the type ----
+
+std::optional<double> ReadNumber(ArvDevice* device, const char* key) {
+    ArvGcFeatureNode* node = nullptr;
+    if (FindForReading(device, key, kNoType, &node) != kOk) {
+        return std::nullopt;
+    }
+    CArvError error;
+    double value = 0.0;
+    switch (TypeOfNode(node)) {
+    case OX_IFT_IFloat:
+        value = arv_gc_float_get_value(ARV_GC_FLOAT(node), error.Out());
+        break;
+    case OX_IFT_IInteger:
+        value = static_cast<double>(arv_gc_integer_get_value(ARV_GC_INTEGER(node), error.Out()));
+        break;
+    case OX_IFT_IBoolean:
+        value = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), error.Out()) != 0 ? 1.0 : 0.0;
+        break;
+    default:
+        return std::nullopt;
+    }
+    return error.IsSet() ? std::nullopt : std::optional(value);
+}
+
+std::string UnitOf(ArvDevice* device, const char* key) {
+    ArvGcFeatureNode* node = nullptr;
+    if (Find(device, key, OX_IFT_IFloat, &node) != kOk) {
+        return "";
+    }
+    const char* unit = arv_gc_float_get_unit(ARV_GC_FLOAT(node));
+    return unit == nullptr ? "" : unit;
+}
+
+std::vector<std::string> EntriesOf(ArvDevice* device, const char* key) {
+    ArvGcFeatureNode* node = nullptr;
+    if (Find(device, key, OX_IFT_IEnumeration, &node) != kOk) {
+        return {};
+    }
+    CArvError error;
+    guint count = 0;
+    const CGMemory<const char*> names(
+        arv_gc_enumeration_dup_available_string_values(ARV_GC_ENUMERATION(node), &count, error.Out()));
+    std::vector<std::string> entries;
+    for (guint i = 0; names != nullptr && !error.IsSet() && i < count; ++i) {
+        entries.emplace_back(names.get()[i]);
+    }
+    return entries;
+}
+
 } // namespace ox3d::features

@@ -8,7 +8,9 @@
 
 #include <arv.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <ox3drgbd/OxCameraControl.h>
 
@@ -44,6 +46,13 @@ int SetString(ArvDevice* device, const char* key, const char* value);
 int GetBoolean(ArvDevice* device, const char* key, bool* value);
 int SetBoolean(ArvDevice* device, const char* key, bool value);
 int Execute(ArvDevice* device, const char* key);
+
+// A float, an integer or a switch that may be read now, at full precision.
+std::optional<double> ReadNumber(ArvDevice* device, const char* key);
+// The unit that the description declares for a float; empty without one.
+std::string UnitOf(ArvDevice* device, const char* key);
+// Names of an enumeration's entries that may be chosen now; none where there is no such enumeration.
+std::vector<std::string> EntriesOf(ArvDevice* device, const char* key);
 
 } // namespace ox3d::features
 

@@ -63,7 +63,7 @@ void VisitSamples(std::span<const uint8_t> bytes, const SampleGrid& grid, const 
     }
 }
 
-bool IsInvalid(const CoordinateRule& rule, double sent) {
+bool IsInvalid(const SampleRule& rule, double sent) {
     return rule.m_invalid && (sent == *rule.m_invalid || (std::isnan(sent) && std::isnan(*rule.m_invalid)));
 }
 
@@ -72,7 +72,7 @@ bool IsPositive(double value) {
 }
 
 EDepthFault CheckRule(const DepthRule& rule) {
-    const CoordinateRule& c = rule.m_coordinates[static_cast<size_t>(ECoordinate::C)];
+    const SampleRule& c = rule.m_coordinates[static_cast<size_t>(ECoordinate::C)];
     if (c.m_scale == 0.0 || !std::isfinite(c.m_scale) || !std::isfinite(c.m_offset)) {
         return EDepthFault::Scale;
     }
@@ -84,7 +84,7 @@ EDepthFault CheckRule(const DepthRule& rule) {
 }
 
 // Takes out what has a coordinate that says so.
-void DropInvalid(const CoordinateRule& rule, ECoordinate coordinate, const Scan3dFormat& format,
+void DropInvalid(const SampleRule& rule, ECoordinate coordinate, const DepthFormat& format,
                  const SentImage& image, std::span<uint16_t> depth) {
     VisitSamples(image.m_bytes, GridOf(format, image.m_shape, coordinate), image.m_shape, format.m_sampleBits,
                  format.m_kind, [&](size_t pixel, auto sample) {
@@ -101,7 +101,7 @@ EDepthFault CheckConfidence(const SentImage& depth, const SentImage& confidence)
     }
     const bool isSameSize = confidence.m_shape.m_width == depth.m_shape.m_width &&
                             confidence.m_shape.m_height == depth.m_shape.m_height;
-    return isSameSize && confidence.m_bytes.size() >= ImageBytes(format->m_sampleBits, confidence.m_shape)
+    return isSameSize && confidence.m_bytes.size() >= BytesOfImage(format->m_sampleBits, confidence.m_shape)
                ? EDepthFault::None
                : EDepthFault::ConfidenceSize;
 }
@@ -142,7 +142,7 @@ const char* TextOf(EDepthFault fault) {
 }
 
 uint16_t DepthOf(const DepthRule& rule, double sent) {
-    const CoordinateRule& c = rule.m_coordinates[static_cast<size_t>(ECoordinate::C)];
+    const SampleRule& c = rule.m_coordinates[static_cast<size_t>(ECoordinate::C)];
     if (IsInvalid(c, sent)) {
         return 0;
     }
@@ -171,11 +171,11 @@ void CScan3dDepth::MakeTable(const DepthRule& rule, uint8_t sampleBits) {
 
 EDepthFault CScan3dDepth::Convert(const DepthRule& rule, const SentImage& image, const SentImage* confidence,
                                   std::span<uint16_t> out) {
-    const Scan3dFormat* format = FindScan3dFormat(image.m_format);
+    const DepthFormat* format = FindDepthFormat(image.m_format);
     if (format == nullptr) {
         return EDepthFault::Format;
     }
-    const uint64_t bytes = ImageBytes(*format, image.m_shape);
+    const uint64_t bytes = BytesOfImage(*format, image.m_shape);
     const uint64_t pixels = uint64_t{image.m_shape.m_width} * image.m_shape.m_height;
     if (bytes == 0 || image.m_bytes.size() < bytes || out.size() < pixels) {
         return EDepthFault::Size;
@@ -205,7 +205,7 @@ EDepthFault CScan3dDepth::Convert(const DepthRule& rule, const SentImage& image,
         }
     }
     for (const ECoordinate coordinate : {ECoordinate::A, ECoordinate::B}) {
-        const CoordinateRule& side = rule.m_coordinates[static_cast<size_t>(coordinate)];
+        const SampleRule& side = rule.m_coordinates[static_cast<size_t>(coordinate)];
         if (side.m_invalid && HasCoordinate(*format, coordinate)) {
             DropInvalid(side, coordinate, *format, image, out);
         }

@@ -18,20 +18,20 @@ namespace ox3d {
 constexpr double kMmPerMetre = 1000.0;
 constexpr double kMmPerInch = 25.4;
 
-struct CoordinateRule {
+struct SampleRule {
     double m_scale = 1.0; // may be negative
     double m_offset = 0.0;
     // The value as it is sent, before scale and offset, that stands for no point; NaN is one. None: every value is real.
     std::optional<double> m_invalid;
 
-    bool operator==(const CoordinateRule&) const = default;
+    bool operator==(const SampleRule&) const = default;
 };
 
 struct DepthRule {
-    std::array<CoordinateRule, 3> m_coordinates; // by ECoordinate
-    double m_unitMm = 1.0;                       // of a distance
-    bool m_isDisparity = false;                  // C is a disparity in pixels
-    double m_focalPixels = 0.0;                  // of disparity only, as the base line is
+    std::array<SampleRule, 3> m_coordinates; // by ECoordinate
+    double m_unitMm = 1.0;                   // of a distance
+    bool m_isDisparity = false;              // C is a disparity in pixels
+    double m_focalPixels = 0.0;              // of disparity only, as the base line is
     double m_baselineMm = 0.0;
     double m_confidenceShare = 0.0; // of the format's maximum; below it there is no depth, nor where it is 0
 

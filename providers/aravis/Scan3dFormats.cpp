@@ -12,7 +12,7 @@ namespace {
 constexpr ESampleKind kInteger = ESampleKind::Integer;
 constexpr ESampleKind kFloat = ESampleKind::Float;
 
-constexpr Scan3dFormat kFormats[] = {
+constexpr DepthFormat kFormats[] = {
     // 16 bits and floats first: with the scale that belongs to them both are finer than a millimetre.
     {ARV_PIXEL_FORMAT_COORD3D_C_16, "Coord3D_C16", 16, 1, kInteger, false},
     {ARV_PIXEL_FORMAT_COORD3D_C_32F, "Coord3D_C32f", 32, 1, kFloat, false},
@@ -42,7 +42,7 @@ constexpr Scan3dFormat kFormats[] = {
     {ARV_PIXEL_FORMAT_COORD3D_ABC_8_PLANAR, "Coord3D_ABC8_Planar", 8, 3, kInteger, true},
 };
 // The number of a format says how many bits its pixels have.
-static_assert(std::all_of(std::begin(kFormats), std::end(kFormats), [](const Scan3dFormat& format) {
+static_assert(std::all_of(std::begin(kFormats), std::end(kFormats), [](const DepthFormat& format) {
     return uint32_t{format.m_sampleBits} * format.m_samples == ((format.m_code >> 16) & 0xFF);
 }));
 
@@ -71,17 +71,17 @@ bool IsImage(const ImageShape& shape) {
 }
 
 // Which of a pixel's samples it is.
-uint32_t SampleOf(const Scan3dFormat& format, ECoordinate coordinate) {
+uint32_t SampleOf(const DepthFormat& format, ECoordinate coordinate) {
     return coordinate == ECoordinate::C ? format.m_samples - 1U : static_cast<uint32_t>(coordinate);
 }
 
 } // namespace
 
-std::span<const Scan3dFormat> Scan3dFormats() {
+std::span<const DepthFormat> DepthFormats() {
     return kFormats;
 }
 
-const Scan3dFormat* FindScan3dFormat(uint32_t code) {
+const DepthFormat* FindDepthFormat(uint32_t code) {
     return FindCode(kFormats, code);
 }
 
@@ -94,24 +94,24 @@ uint64_t LineBits(uint32_t pixelBits, const ImageShape& shape) {
     return shape.m_paddingBytes == 0 ? bits : ((bits + 7) / 8 + shape.m_paddingBytes) * 8;
 }
 
-uint64_t ImageBytes(uint32_t pixelBits, const ImageShape& shape) {
+uint64_t BytesOfImage(uint32_t pixelBits, const ImageShape& shape) {
     return IsImage(shape) ? (LineBits(pixelBits, shape) * shape.m_height + 7) / 8 : 0;
 }
 
-uint64_t ImageBytes(const Scan3dFormat& format, const ImageShape& shape) {
-    return format.m_isPlanar ? ImageBytes(format.m_sampleBits, shape) * format.m_samples
-                             : ImageBytes(format.PixelBits(), shape);
+uint64_t BytesOfImage(const DepthFormat& format, const ImageShape& shape) {
+    return format.m_isPlanar ? BytesOfImage(format.m_sampleBits, shape) * format.m_samples
+                             : BytesOfImage(format.PixelBits(), shape);
 }
 
-bool HasCoordinate(const Scan3dFormat& format, ECoordinate coordinate) {
+bool HasCoordinate(const DepthFormat& format, ECoordinate coordinate) {
     return coordinate == ECoordinate::C || format.m_samples == 3 ||
            (coordinate == ECoordinate::A && format.m_samples == 2);
 }
 
-SampleGrid GridOf(const Scan3dFormat& format, const ImageShape& shape, ECoordinate coordinate) {
+SampleGrid GridOf(const DepthFormat& format, const ImageShape& shape, ECoordinate coordinate) {
     const uint64_t sample = SampleOf(format, coordinate);
     if (format.m_isPlanar) {
-        return {sample * ImageBytes(format.m_sampleBits, shape) * 8, format.m_sampleBits,
+        return {sample * BytesOfImage(format.m_sampleBits, shape) * 8, format.m_sampleBits,
                 LineBits(format.m_sampleBits, shape)};
     }
     return {sample * format.m_sampleBits, format.PixelBits(), LineBits(format.PixelBits(), shape)};

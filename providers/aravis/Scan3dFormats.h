@@ -10,7 +10,7 @@ namespace ox3d {
 
 enum class ESampleKind : uint8_t { Integer, Float };
 
-struct Scan3dFormat {
+struct DepthFormat {
     uint32_t m_code;
     const char* m_name; // as the entry of PixelFormat is called
     uint8_t m_sampleBits;
@@ -24,9 +24,9 @@ struct Scan3dFormat {
 constexpr uint32_t kPixelMono16 = 0x01100007; // depth where it comes as the range, and there alone
 
 // In the order in which they are chosen: accuracy first, then the fewest bytes.
-std::span<const Scan3dFormat> Scan3dFormats();
+std::span<const DepthFormat> DepthFormats();
 // Null when it is none. Mono16 is one.
-const Scan3dFormat* FindScan3dFormat(uint32_t code);
+const DepthFormat* FindDepthFormat(uint32_t code);
 
 struct ConfidenceFormat {
     uint32_t m_code;
@@ -54,14 +54,14 @@ struct SampleGrid {
 // Lines follow each other without a gap, within a byte even, unless they are padded.
 uint64_t LineBits(uint32_t pixelBits, const ImageShape& shape);
 // Of the whole image; 0 where a side is 0 or longer than kMaxImageSide.
-uint64_t ImageBytes(uint32_t pixelBits, const ImageShape& shape);
-uint64_t ImageBytes(const Scan3dFormat& format, const ImageShape& shape);
+uint64_t BytesOfImage(uint32_t pixelBits, const ImageShape& shape);
+uint64_t BytesOfImage(const DepthFormat& format, const ImageShape& shape);
 
 enum class ECoordinate : uint8_t { A, B, C };
 
-bool HasCoordinate(const Scan3dFormat& format, ECoordinate coordinate);
+bool HasCoordinate(const DepthFormat& format, ECoordinate coordinate);
 // The image has that coordinate.
-SampleGrid GridOf(const Scan3dFormat& format, const ImageShape& shape, ECoordinate coordinate);
+SampleGrid GridOf(const DepthFormat& format, const ImageShape& shape, ECoordinate coordinate);
 
 } // namespace ox3d
 

@@ -23,7 +23,7 @@ void PutBits(std::vector<uint8_t>* bytes, uint64_t at, uint32_t bits, uint64_t v
     }
 }
 
-uint64_t Sent(const Scan3dFormat& format, double value) {
+uint64_t Sent(const DepthFormat& format, double value) {
     if (format.m_kind == ESampleKind::Integer) {
         return static_cast<uint64_t>(value);
     }
@@ -34,10 +34,10 @@ uint64_t Sent(const Scan3dFormat& format, double value) {
 }
 
 // An image of the format whose C are the values; A and B count down from 200. Written without the grids under test.
-std::vector<uint8_t> MakeImage(const Scan3dFormat& format, const ImageShape& shape,
+std::vector<uint8_t> MakeImage(const DepthFormat& format, const ImageShape& shape,
                                const std::vector<double>& values) {
     std::vector<uint8_t> bytes(
-        ImageBytes(format, shape)); // nothing behind it, so a sanitizer sees every step beyond
+        BytesOfImage(format, shape)); // nothing behind it, so a sanitizer sees every step beyond
     const uint32_t padding = shape.m_paddingBytes;
     uint64_t at = 0;
     const auto endLine = [&] { at = padding == 0 ? at : ((at + 7) / 8 + padding) * 8; };
@@ -71,13 +71,13 @@ std::vector<uint16_t> Depths(const DepthRule& rule, const SentImage& image,
 uint16_t DepthOfFloat(const DepthRule& rule, double value) {
     const auto single = static_cast<float>(value);
     const auto* bytes = reinterpret_cast<const uint8_t*>(&single);
-    return Depths(rule, {FindScan3dFormat(0x012000BF)->m_code, {1, 1, 0}, {bytes, 4}})[0];
+    return Depths(rule, {FindDepthFormat(0x012000BF)->m_code, {1, 1, 0}, {bytes, 4}})[0];
 }
 
 TEST(Scan3d, FindsTheDepthInEveryFormatWithAndWithoutPadding) {
     const std::vector<double> values = {0, 1, 2, 100, 129, 255, 254, 77, 3, 200, 85, 170, 64, 32, 33};
     const std::vector<uint16_t> expected(values.begin(), values.end());
-    for (const Scan3dFormat& format : Scan3dFormats()) {
+    for (const DepthFormat& format : DepthFormats()) {
         for (const uint32_t padding : {0U, 1U, 3U}) {
             const ImageShape shape{5, 3, padding};
             const auto bytes = MakeImage(format, shape, values);
@@ -145,7 +145,7 @@ TEST(Scan3d, MakesDepthOfDisparity) {
 }
 
 TEST(Scan3d, TakesOutWhatTheCameraIsNotSureOf) {
-    const auto depth = MakeImage(*FindScan3dFormat(0x010800B1), {4, 1, 0}, {10, 20, 30, 40});
+    const auto depth = MakeImage(*FindDepthFormat(0x010800B1), {4, 1, 0}, {10, 20, 30, 40});
     const SentImage image{0x010800B1, {4, 1, 0}, depth};
     const std::vector<uint8_t> confidence = {0, 1, 127, 128};
     const SentImage sure{0x010800C6, {4, 1, 0}, confidence};
