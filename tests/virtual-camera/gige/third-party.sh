@@ -2,13 +2,14 @@
 # Other people's programs against the virtual camera: arv-tool must get along with it, and tshark must find nothing
 # wrong in what goes over the wire, also while Aravis receives frames below the provider. To be run in a network of
 # its own. Ends with 77 where the machine does not allow it.
-# Usage: third-party.sh <ox3d-virtual-camera> <ox3d> <provider> <recording>
+# Usage: third-party.sh <ox3d-virtual-camera> <ox3d> <provider> <recording> <gige_camera_parts_test>
 set -euo pipefail
 
 program=$1
 tool=$2
 provider=$3
 recording=$4
+parts=$5
 dir=$(mktemp -d)
 trap 'kill $(jobs -p) 2>/dev/null || true; wait; rm -rf "$dir"' EXIT
 
@@ -33,7 +34,7 @@ until_there() {
 # expect <file> <text>...
 expect() {
     for text in "${@:2}"; do
-        grep -qF "$text" "$1" || fail "arv-tool does not say $text"
+        grep -qF "$text" "$1" || fail "nothing says $text"
     done
 }
 
@@ -57,10 +58,13 @@ expect "$dir/values.txt" "Gain = 3.5 dB" "DeviceUserID = other" "PayloadSize = 6
 "$tool" grab --provider "$provider" --serial LEFT --frames 60 --out "$dir/pictures"
 [ -s "$dir/pictures/depth.png" ] || fail "no picture came"
 
-kill -INT "$capture"
-wait "$capture" || fail "tshark: $(cat "$dir/tshark.txt")"
+# Components in blocks and as parts of one payload, with either kind of ids, as a program over Aravis reads them.
 kill -TERM "$camera"
 wait "$camera" || fail "ox3d-virtual-camera does not end well"
+"$parts" --gtest_filter='Scan3dParts.*:Scan3dBlocks.Come*' >"$dir/parts.txt" || fail "$(cat "$dir/parts.txt")"
+
+kill -INT "$capture"
+wait "$capture" || fail "tshark: $(cat "$dir/tshark.txt")"
 
 # fields <options of tshark...>: what the dissectors make of the packets, a line each.
 fields() {
@@ -80,10 +84,18 @@ fields "${decode[@]}" -Y 'udp.dstport != 3956 && udp.srcport != 3956'
 for packets in gvcp 'gvsp;0x01' 'gvsp;0x02' 'gvsp;0x03'; do
     [ "$(grep -cE "udp:$packets;" "$dir/fields.txt")" -gt 20 ] || fail "the capture has too little of: $packets"
 done
+for packets in 81 82 83 87; do # of extended ids; the last one is the data of parts
+    grep -q "udp:gvsp;0x$packets;" "$dir/fields.txt" || fail "the capture has no gvsp;0x$packets"
+done
+# A leader of three parts, in order: what each is, its length, its pixel format and its columns.
+tshark -r "$dir/packets.pcap" "${decode[@]}" -Y 'gvsp.numparts == 3' -T fields -E separator=';' -e gvsp.datapurposeid \
+    -e gvsp.multipartdatatype -e gvsp.partlength -e gvsp.pixel -e gvsp.sizex >"$dir/leaders.txt" 2>"$dir/tshark.txt"
+expect "$dir/leaders.txt" \
+    "0x0004,0x0006,0x0001;0x0005,0x0009,0x0001;0x0000000000096000,0x000000000004b000,0x00000000000e1000;0x011000b8,"
 # Nothing but the two protocols and success, nothing malformed, no objection of the dissectors. Aravis tries to
 # write a register that is optional, and hears that it may not. Severity 2097152 is a chat, no objection: whatever
 # goes to a port of traceroute's is said to be possibly that, and Linux hands these ports out as any other.
-good=':gvcp;;(0x0000|0x8004)?;;;(2097152)?$|:gvsp;0x0[123];;0x0000;;(2097152)?$'
+good=':gvcp;;(0x0000|0x8004)?;;;(2097152)?$|:gvsp;0x(0[123]|8[1237]);;0x0000;;(2097152)?$'
 if grep -vE "$good" "$dir/fields.txt" | sort | uniq -c | grep .; then
     fail "tshark objects to these packets"
 fi
