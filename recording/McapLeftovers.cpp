@@ -25,14 +25,25 @@ bool IsPartOf(const std::string& name, const std::string& whole) {
                        [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
+// Nothing, or the first of the bytes that a file begins with.
+bool IsHardlyBegun(const CMcapFile& file) {
+    ByteVector bytes;
+    return file.Bytes() < kMcapMagic.size() && file.Read(0, file.Bytes(), &bytes) &&
+           std::equal(bytes.begin(), bytes.end(), kMcapMagic.begin());
+}
+
+bool HasNoFrame(const CMcapFile& file) {
+    McapContents contents;
+    std::string error;
+    return IsHardlyBegun(file) || (ScanMcap(file, &contents, &error) && contents.m_summary.m_chunks.empty());
+}
+
 // The lock is held until the file is gone: a recorder that has just made it takes another then.
 bool RemoveUnlessUsed(const std::string& path) {
     CMcapFile file;
-    McapContents contents;
     std::string error;
     return file.Open(path, true, &error) && flock(file.Descriptor(), LOCK_EX | LOCK_NB) == 0 &&
-           file.Measure() && ScanMcap(file, &contents, &error) && contents.m_summary.m_chunks.empty() &&
-           unlink(path.c_str()) == 0;
+           file.Measure() && HasNoFrame(file) && unlink(path.c_str()) == 0;
 }
 
 } // namespace

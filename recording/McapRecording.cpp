@@ -176,25 +176,31 @@ void CMcapRecording::FindLenses() {
     }
 }
 
-// What the messages say of the cameras is all that the library asks its calibration for.
+// What the messages say of the cameras is all that the library asks its calibration for. Without a color image the depth
+// camera stands for both: then the library can play it, and what it makes is as that camera sees it.
 void CMcapRecording::RestoreCalibration() {
     const std::optional<RecordedLens>& depth = m_camera.m_depthLens;
-    if (!depth || !m_camera.m_colorLens || !m_camera.m_depthToColor || m_colorSize.m_width == 0) {
+    const bool isDepthAlone = m_colorSize.m_width == 0;
+    if (!depth || (!isDepthAlone && (!m_camera.m_colorLens || !m_camera.m_depthToColor))) {
         return;
     }
+    const RecordedWay nowhere = {{1, 0, 0, 0, 1, 0, 0, 0, 1}, {}};
+    const RecordedWay& way = isDepthAlone ? nowhere : *m_camera.m_depthToColor;
     const RecordedLens color =
-        ScaledTo(*m_camera.m_colorLens, m_colorSize, {depth->m_width, depth->m_height});
+        isDepthAlone ? RecordedLens{depth->m_width, depth->m_height, depth->m_fx, depth->m_fy,
+                                    depth->m_cx,    depth->m_cy,     {}}
+                     : ScaledTo(*m_camera.m_colorLens, m_colorSize, {depth->m_width, depth->m_height});
     RgbdCalibration set;
     set.m_width = depth->m_width;
     set.m_height = depth->m_height;
     set.m_depth = {depth->m_fx, depth->m_fy, depth->m_cx, depth->m_cy};
     set.m_color = {color.m_fx, color.m_fy, color.m_cx, color.m_cy};
-    const RecordedWay& way = *m_camera.m_depthToColor;
     std::copy(way.m_rotation.begin(), way.m_rotation.end(), set.m_rotation);
     std::copy(way.m_translationMm.begin(), way.m_translationMm.end(), set.m_translationMm);
     std::copy(color.m_distortion.begin(), color.m_distortion.end(), set.m_distortion);
     m_camera.m_calibrationXml = FormatCalibrationXml(set, set);
-    Tell("its calibration is made anew from what its messages say of the cameras");
+    Tell(isDepthAlone ? "its calibration is made anew of the depth camera alone"
+                      : "its calibration is made anew from what its messages say of the cameras");
 }
 
 void CMcapRecording::Tell(size_t frame, const std::string& what) const {

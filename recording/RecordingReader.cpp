@@ -173,8 +173,12 @@ bool CFolderRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
 
 std::unique_ptr<CRecordingReader> CRecordingReader::Open(const std::string& path, std::string* error) {
     std::error_code ignored;
-    const bool isFile = fs::exists(path, ignored) && !fs::is_directory(path, ignored);
-    return isFile ? CMcapRecording::Open(path, error) : CFolderRecording::Open(path, error);
+    if (!fs::exists(path, ignored)) {
+        *error = path + ": no such file or folder";
+        return nullptr;
+    }
+    return !fs::is_directory(path, ignored) ? CMcapRecording::Open(path, error)
+                                            : CFolderRecording::Open(path, error);
 }
 
 } // namespace ox3d

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/Mutex.h"
+#include "recording/PlayedNumbers.h"
 #include "virtual-camera/CameraConfig.h"
 #include "virtual-camera/CameraFrame.h"
 #include "virtual-camera/FeatureMap.h"
@@ -243,6 +244,7 @@ private:
     bool IsDropped(uint32_t number) const OX_REQUIRES(m_mutex);
     bool IsNotified(ECameraEvent event) const OX_REQUIRES(m_mutex);
     bool Render(const Exposure& exposure, CameraFrame* frame) OX_EXCLUDES(m_mutex);
+    void Number(CameraFrame* frame) OX_REQUIRES(m_renderMutex);
     bool HasSourceEnded(const Exposure& exposure) OX_EXCLUDES(m_mutex);
     void ShiftClock(uint64_t ownNs, uint64_t recordedNs) OX_REQUIRES(m_mutex);
 
@@ -278,6 +280,8 @@ private:
     std::unique_ptr<CFrameSource> m_source OX_GUARDED_BY(m_renderMutex); // set once
     FrameImages m_images OX_GUARDED_BY(m_renderMutex);
     CScan3dPacker m_packer OX_GUARDED_BY(m_renderMutex);
+    CPlayedNumbers m_numbers OX_GUARDED_BY(m_renderMutex); // of the acquisition
+    uint32_t m_numbered OX_GUARDED_BY(m_renderMutex) = 0;
 };
 
 } // namespace ox3d

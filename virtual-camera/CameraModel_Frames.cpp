@@ -135,6 +135,16 @@ void CCameraModel::Expose(bool isTriggered, Time due, Time now, CameraFrame* fra
     exposure->m_sourceIndex = m_frameNumber - 1;
 }
 
+// A frame of a recording has the number that it had then.
+void CCameraModel::Number(CameraFrame* frame) {
+    if (m_numbered != frame->m_acquisition) {
+        m_numbered = frame->m_acquisition;
+        m_numbers = {};
+    }
+    frame->m_number = m_numbers.Next(m_images.m_number.value_or(frame->m_number));
+    m_numbers.Played(frame->m_number);
+}
+
 bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
     const CLock lock(m_renderMutex);
     const FrameContent& content = exposure.m_content;
@@ -147,6 +157,7 @@ bool CCameraModel::Render(const Exposure& exposure, CameraFrame* frame) {
         return false;
     }
     frame->m_timestampNs = m_images.m_ticks.value_or(frame->m_timestampNs);
+    Number(frame);
     ApplyFrameFaults(m_config.m_faults, frame);
     return true;
 }

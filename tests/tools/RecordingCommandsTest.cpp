@@ -1,6 +1,7 @@
 // The commands around recordings, as a user runs them.
 #include "tests/tools/ToolRun.h"
 
+#include "recording/McapReader.h"
 #include "recording/RecordingLayout.h"
 #include "recording/RecordingReader.h"
 
@@ -74,6 +75,44 @@ TEST_F(ToolRun, ARecordingThatCannotBeMadeOrReadIsALineAndLosesNothing) {
                 AllOf(HasSubstr("/b.mcap.7.part: a recording left it"), HasSubstr(" fps, 0 dropped, ")));
     EXPECT_FALSE(fs::exists(m_folder.File("b.mcap.7.part")));
     EXPECT_THAT(repair("b.mcap", 0), HasSubstr("the file was closed and is as it was"));
+}
+
+TEST_F(ToolRun, WhatWasLostStaysLostAndWhatIsDamagedIsToldWhenARecordingIsPlayed) {
+    UseCameras({"fps = 60\nfault = drop_every 3"});
+    Run({"record", "a.mcap", "--frames", "6", "--color", "none"}, 0, {"frames were lost on the way"});
+    Run({"record", "b.mcap", "--frames", "6", "--recording", "a.mcap"});
+    for (const char* const name : {"a.mcap", "b.mcap"}) {
+        std::string error;
+        const auto recording = CRecordingReader::Open(m_folder.File(name), &error);
+        ASSERT_NE(recording, nullptr) << error;
+        RecordedFacts facts;
+        std::vector<uint64_t> numbers;
+        std::vector<uint64_t> lost;
+        for (size_t i = 0; i < recording->FrameCount(); ++i) {
+            ASSERT_TRUE(recording->ReadFacts(i, &facts));
+            numbers.push_back(facts.m_number);
+            lost.push_back(facts.m_lostBefore);
+        }
+        EXPECT_THAT(numbers, ElementsAre(1, 2, 4, 5, 7, 8)) << name;
+        EXPECT_THAT(lost, ElementsAre(0, 0, 1, 0, 1, 0)) << name;
+    }
+    Run({"play", "a.mcap"}, 0, {"6 frames, ", ", 2 lost, "});
+    // A frame in the middle is passed over; the last one is waited for, and then given up.
+    CMcapFile file;
+    McapContents contents;
+    std::string error;
+    ASSERT_TRUE(file.Open(m_folder.File("a.mcap"), false, &error) && ReadMcapSummary(file, &contents));
+    std::string bytes = ReadFile(m_folder.File("a.mcap"));
+    const auto spoil = [&](size_t frame) {
+        const McapChunkInfo& chunk = contents.m_summary.m_chunks.at(frame);
+        bytes[chunk.m_offset + chunk.m_lengthBytes / 2] ^= 1;
+        WriteFile(m_folder.File("a.mcap"), bytes);
+    };
+    spoil(3);
+    Run({"play", "a.mcap", "--speed", "100"}, 0, {"5 frames, ", ", 3 lost, "});
+    spoil(5);
+    Run({"play", "a.mcap", "--speed", "100"}, 6,
+        {"4 frames, ", "ox3d: 2 of 6 frames did not come, the last"});
 }
 
 // The points of a binary file, each its place and its red, green and blue, behind a header that is exactly that, with

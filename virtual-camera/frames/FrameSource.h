@@ -28,6 +28,8 @@ struct FrameImages {
 
     std::optional<uint64_t> m_ticks; // of the camera's clock when the frame was taken; none: when it is shown
 
+    std::optional<uint64_t> m_number; // that the frame was recorded under; none: as the camera counts
+
     // The two grey views of the stereo pair, stacked (left above right), each of the depth's size. Filled
     // only when asked for.
     std::vector<uint8_t> m_greyPair;

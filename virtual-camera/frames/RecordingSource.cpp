@@ -19,7 +19,7 @@ CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, con
                                    uint64_t maxCacheBytes)
     : m_reader(std::move(reader)), m_loop(config.m_loop), m_speed(config.m_speed),
       m_frames(m_reader->FrameCount()) {
-    FindPassTicks();
+    FindPass();
     const PngSize depth = m_reader->DepthSize();
     const PngSize color = m_reader->ColorSize();
     const uint64_t depthBytes = uint64_t{depth.m_width} * depth.m_height * sizeof(uint16_t);
@@ -34,12 +34,15 @@ uint64_t CRecordingSource::MeanTimeNs() const {
     return isRising ? (times.back() - times.front()) / (times.size() - 1) : kDefaultNs;
 }
 
-// Time stamps go on rising from pass to pass.
-void CRecordingSource::FindPassTicks() {
+// Time stamps and numbers go on rising from pass to pass.
+void CRecordingSource::FindPass() {
     RecordedFacts first;
     RecordedFacts last;
-    if (m_reader->ReadFacts(0, &first) && m_reader->ReadFacts(m_frames.size() - 1, &last) &&
-        last.m_ticks > first.m_ticks) {
+    if (!m_reader->ReadFacts(0, &first) || !m_reader->ReadFacts(m_frames.size() - 1, &last)) {
+        return;
+    }
+    m_passNumbers = last.m_number - std::min(first.m_number, last.m_number) + 1;
+    if (last.m_ticks > first.m_ticks) {
         const uint64_t span = last.m_ticks - first.m_ticks;
         m_passTicks = span + span / (m_frames.size() - 1);
     }
@@ -65,7 +68,7 @@ bool CRecordingSource::LoadDepth(size_t number) {
     if (!frame.m_isDepthDecoded && m_reader->ReadDepth(number, &frame.m_depth)) {
         frame.m_isDepthDecoded = true;
         if (m_reader->ReadFacts(number, &facts)) {
-            frame.m_ticks = facts.m_ticks;
+            frame.m_facts = facts;
         }
     }
     return frame.m_isDepthDecoded;
@@ -128,9 +131,12 @@ bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair,
         images->m_depthWidth = DepthWidth();
         images->m_depthHeight = DepthHeight();
         images->m_depth = frame.m_depth;
-        images->m_ticks = frame.m_ticks;
-        if (frame.m_ticks) {
-            images->m_ticks = *frame.m_ticks + index / m_frames.size() * m_passTicks;
+        images->m_ticks = std::nullopt;
+        images->m_number = std::nullopt;
+        if (frame.m_facts) {
+            const uint64_t pass = index / m_frames.size();
+            images->m_ticks = frame.m_facts->m_ticks + pass * m_passTicks;
+            images->m_number = frame.m_facts->m_number + pass * m_passNumbers;
         }
         images->m_colorWidth = wantColor && hasColor ? ColorWidth() : 0;
         images->m_colorHeight = wantColor && hasColor ? ColorHeight() : 0;

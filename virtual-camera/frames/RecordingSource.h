@@ -39,13 +39,13 @@ private:
         bool m_isColorDecoded = false;
         std::vector<uint16_t> m_depth;
         std::vector<uint8_t> m_color;
-        std::optional<uint64_t> m_ticks;
+        std::optional<RecordedFacts> m_facts;
     };
 
     CRecordingSource(std::unique_ptr<CRecordingReader> reader, const FrameSourceConfig& config,
                      uint64_t maxCacheBytes);
     uint64_t MeanTimeNs() const;
-    void FindPassTicks();
+    void FindPass();
     bool LoadDepth(size_t number);
     bool LoadColor(size_t number);
     void Forget(size_t next);
@@ -54,7 +54,9 @@ private:
     std::unique_ptr<CRecordingReader> m_reader;
     bool m_loop;
     double m_speed;
-    uint64_t m_passTicks = 0; // of the camera's clock, from the first frame of a pass to that of the next
+    // From the first frame of a pass to that of the next.
+    uint64_t m_passTicks = 0; // of the camera's clock
+    uint64_t m_passNumbers = 0;
     bool m_isCached = false;
     std::vector<Frame> m_frames;
     size_t m_badFrames = 0;

@@ -20,6 +20,7 @@ public:
     uint64_t BadFrames() const { return m_bad; }
     // Frames missing between those that came, by their numbers. A camera that starts again at 1 lost none.
     uint64_t LostFrames() const { return m_lost; }
+    uint32_t LastFrameNum() const { return m_lastFrameNum; } // 0 before the first one
     // Frames a second over the time from the first to the last frame; 0 with fewer than two.
     double FrameRate() const;
     // Percent of all depth samples.

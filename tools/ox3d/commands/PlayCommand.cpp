@@ -9,9 +9,9 @@
 #include "tools/ox3d/commands/Progress.h"
 #include "tools/ox3d/pictures/FrameDecode.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 
 namespace ox3d::tool {
 namespace {
@@ -36,20 +36,58 @@ void PrintRecording(const CRecordingReader& recording) {
     std::puts("");
 }
 
+// The number of the last frame; none where it is damaged, or where numbers begin anew on the way and are not those that
+// are played.
+std::optional<uint64_t> LastNumber(CRecordingReader& recording) {
+    const size_t frames = recording.FrameCount();
+    if (recording.HostTimes().empty()) {
+        return frames; // a folder knows no numbers: they are counted
+    }
+    RecordedFacts first;
+    RecordedFacts last;
+    const bool isRising = recording.ReadFacts(0, &first) && recording.ReadFacts(frames - 1, &last) &&
+                          last.m_number >= first.m_number && last.m_number - first.m_number >= frames - 1;
+    return isRising ? std::optional(last.m_number) : std::nullopt;
+}
+
+// What is to be played.
+struct Whole {
+    uint64_t m_frames = 0;
+    std::optional<uint64_t> m_lastNumber; // of the last one, where it is known
+    bool IsPlayed(const CFrameStats& stats) const {
+        return stats.Frames() >= m_frames || (m_lastNumber && stats.LastFrameNum() == *m_lastNumber);
+    }
+};
+
 // A recorded pause of ten seconds and more is played as one of ten, at that speed.
 std::chrono::duration<double> PatienceAt(double speed) {
     constexpr double kLongestPause = 10;
-    constexpr double kMore = 2;
-    return std::chrono::duration<double>(std::max(kLongestPause, kLongestPause / speed) + kMore);
+    constexpr double kMore = 5;
+    return std::chrono::duration<double>(kLongestPause / speed + kMore);
 }
 
-EExitCode Play(CCamera& camera, const PlayOptions& options, uint64_t frames) {
+EExitCode CodeOf(const CFrameStats& stats, const PlayOptions& options, const Whole& whole) {
+    if (IsInterrupted()) {
+        return stats.Frames() == 0   ? EExitCode::NoFrame
+               : options.m_isLooping ? EExitCode::Ok
+                                     : EExitCode::Interrupted;
+    }
+    if (!whole.IsPlayed(stats)) {
+        std::fprintf(stderr, "ox3d: %llu of %llu frames did not come, the last one among them\n",
+                     static_cast<unsigned long long>(whole.m_frames - stats.Frames()),
+                     static_cast<unsigned long long>(whole.m_frames));
+        return EExitCode::NoFrame;
+    }
+    return EExitCode::Ok;
+}
+
+EExitCode Play(CCamera& camera, const PlayOptions& options, const Whole& whole) {
     constexpr uint32_t kSliceMs = 200;
     const std::chrono::duration<double> patience = PatienceAt(options.m_speed);
     CFrameStats stats;
-    CProgress progress(options.m_isLooping ? 0 : frames);
+    CProgress progress(options.m_isLooping ? 0 : whole.m_frames);
     Clock::time_point lastGood = Clock::now();
-    while (options.m_isLooping || stats.Frames() + stats.LostFrames() < frames) {
+    while (options.m_isLooping || !whole.IsPlayed(stats)) {
         OX3D_RGBD_FRAME_DATA frame{};
         const uint32_t status = OX3D_RGBD_FetchFrame(camera.Handle(), &frame, kSliceMs);
         const Clock::time_point now = Clock::now();
@@ -71,18 +109,7 @@ EExitCode Play(CCamera& camera, const PlayOptions& options, uint64_t frames) {
     }
     progress.Finish();
     std::printf("%s\n", stats.Summary().c_str());
-    if (IsInterrupted()) {
-        return stats.Frames() == 0   ? EExitCode::NoFrame
-               : options.m_isLooping ? EExitCode::Ok
-                                     : EExitCode::Interrupted;
-    }
-    const uint64_t seen = stats.Frames() + stats.LostFrames();
-    if (seen < frames) {
-        std::fprintf(stderr, "ox3d: the last %llu of %llu frames did not come\n",
-                     static_cast<unsigned long long>(frames - seen), static_cast<unsigned long long>(frames));
-        return EExitCode::NoFrame;
-    }
-    return EExitCode::Ok;
+    return CodeOf(stats, options, whole);
 }
 
 } // namespace
@@ -102,7 +129,8 @@ EExitCode RunPlay(CCameraControl& control, const Arguments& arguments) {
     camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, false); // frames as they were recorded
     camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, false);
     camera.Start();
-    const EExitCode code = Play(camera, arguments.m_control.m_play, recording->FrameCount());
+    const Whole whole = {recording->FrameCount(), LastNumber(*recording)};
+    const EExitCode code = Play(camera, arguments.m_control.m_play, whole);
     camera.Stop();
     return code;
 }

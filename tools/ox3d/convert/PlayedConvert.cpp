@@ -1,6 +1,7 @@
 // See PlayedConvert.h.
 #include "tools/ox3d/convert/PlayedConvert.h"
 
+#include "recording/PlayedNumbers.h"
 #include "tools/ox3d/Camera.h"
 #include "tools/ox3d/CameraControl.h"
 #include "tools/ox3d/Session.h"
@@ -57,27 +58,29 @@ public:
     CPlayedFrames(const CPlayedFrames&) = delete;
     CPlayedFrames& operator=(const CPlayedFrames&) = delete;
 
-    // The frame at that place, behind the last one; those between cannot be read and are triggered for nothing. Throws.
-    OX3D_RGBD_FRAME_DATA Fetch(size_t index) {
+    // That frame of the recording, behind the last one; those between cannot be read and are triggered for nothing. Throws.
+    OX3D_RGBD_FRAME_DATA Fetch(const SourceFrame& source) {
         constexpr uint32_t kPatienceMs = 10000;
-        for (; m_triggers <= index; ++m_triggers) {
+        for (; m_triggers <= source.m_index; ++m_triggers) {
             if (const uint32_t status = Trigger(); status != OX3D_RGBD_OK) {
                 throw CToolError(EExitCode::Camera, "cannot trigger: " + StatusText(status));
             }
         }
+        const uint32_t wanted = m_numbers.Next(source.m_facts.m_number);
         OX3D_RGBD_FRAME_DATA frame{};
         uint32_t status = OX3D_RGBD_OK;
-        uint32_t number = 0; // numbers begin with 1
-        while (status == OX3D_RGBD_OK && number <= index) {
+        uint32_t number = 0; // no frame's
+        while (status == OX3D_RGBD_OK && number < wanted) {
             frame = {};
             status = OX3D_RGBD_FetchFrame(m_camera.Handle(), &frame, kPatienceMs);
             const OX3D_RGBD_IMAGE_DATA* const depth = FindDepth(frame);
             number = depth == nullptr ? 0 : depth->nFrameNum;
         }
-        if (status != OX3D_RGBD_OK || number != index + 1) {
-            throw CToolError(EExitCode::Camera,
-                             "frame " + std::to_string(index) + " is not played: " + StatusText(status));
+        if (status != OX3D_RGBD_OK || number != wanted) {
+            throw CToolError(EExitCode::Camera, "frame " + std::to_string(source.m_index) +
+                                                    " is not played: " + StatusText(status));
         }
+        m_numbers.Played(number);
         return frame;
     }
 
@@ -95,6 +98,7 @@ private:
 
     CCamera& m_camera;
     size_t m_triggers = 0;
+    CPlayedNumbers m_numbers;
 };
 
 void PrepareToPlay(CCamera& camera, EConvert to) {
@@ -122,7 +126,7 @@ size_t ToDataset(CCamera& camera, CRecordingReader& reader, EDataset kind, const
     std::optional<RecordedLens> lens;
     size_t leftOut = 0;
     const size_t walked = WalkFrames(reader, EImages::Depth, [&](const SourceFrame& source) {
-        const OX3D_RGBD_FRAME_DATA frame = played.Fetch(source.m_index);
+        const OX3D_RGBD_FRAME_DATA frame = played.Fetch(source);
         const std::optional<RecordedLens> own = camera.Lens(OX3D_RGBD_CAMERA_DEPTH);
         if (!own) {
             throw CToolError(EExitCode::File, "the recording has no calibration that can be used");
@@ -146,7 +150,7 @@ size_t ToDataset(CCamera& camera, CRecordingReader& reader, EDataset kind, const
 size_t ToClouds(CCamera& camera, CRecordingReader& reader, EConvert to, const fs::path& folder) {
     CPlayedFrames played(camera);
     return WalkFrames(reader, EImages::Depth, [&](const SourceFrame& source) {
-        OX3D_RGBD_FRAME_DATA frame = played.Fetch(source.m_index);
+        OX3D_RGBD_FRAME_DATA frame = played.Fetch(source);
         WriteCloud(CloudOfFrame(camera, frame), to, folder, source.m_index);
     });
 }
