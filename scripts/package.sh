@@ -22,12 +22,20 @@ symbols_of() {
     listed "$2" | sed "s/.*/ &@Base $version/"
 }
 
+# The viewer's page as npm builds it goes into the sources: who builds the packages of them needs neither npm nor a network.
+build_page() {
+    cmake "-DSOURCE=$root/viewer/page" "-DWORK=$place/npm" "-DOUT=$source/viewer/page/built" -DNPM=npm \
+        "-DMODULES=$root/build/node-page/node_modules" -P viewer/page/BuildPage.cmake
+    rm -rf "$place/npm"
+}
+
 # What git would commit, with debian/ where its tools want it; version and symbols have one place each, elsewhere.
 copy_sources() {
     local date
     rm -rf "$place"
     mkdir -p "$source"
     own_files | tar --create --verbatim-files-from --files-from=- | tar --extract --directory="$source"
+    build_page
     cp -r packaging/debian "$source/debian"
     date=$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CMakeLists.txt)
     cat >"$source/debian/changelog" <<TEXT
@@ -46,7 +54,7 @@ TEXT
 
 build_debian() {
     # Symbols for debuggers are kept where the library was built; packages of them would double the time.
-    (cd "$source" && OX3D_PAGE_NODE_MODULES="$root/build/node-page/node_modules" DEB_BUILD_OPTIONS="parallel=$jobs noautodbgsym ${DEB_BUILD_OPTIONS:-}" \
+    (cd "$source" && DEB_BUILD_OPTIONS="parallel=$jobs noautodbgsym ${DEB_BUILD_OPTIONS:-}" \
         dpkg-buildpackage --build=binary --no-sign)
 }
 
