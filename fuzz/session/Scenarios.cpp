@@ -33,6 +33,9 @@ constexpr Scenario kScenarios[] = {
     {"network-cycles", "times opened and closed", 40, 1000, RunNetworkCycles},
     {"network-attack", "kinds of attack", 0, 100, RunNetworkAttack},
 #endif
+#ifdef OX3D_VIEWER_TOOL
+    {"viewer", "seconds with ten clients", 24, 600, RunViewer},
+#endif
 };
 
 // Of this process or the largest that it has started, which count once they have ended.

@@ -54,6 +54,7 @@ void RunNetworkUnplug(Run& run);
 void RunNetworkReturns(Run& run);
 void RunNetworkCycles(Run& run);
 void RunNetworkAttack(Run& run);
+void RunViewer(Run& run);
 
 // In a process that a scenario starts: "--child WORK --seed N --folder F".
 int RunChild(const char* work, unsigned long seed, const char* folder);

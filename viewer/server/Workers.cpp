@@ -48,10 +48,14 @@ bool CWorkers::Add(uint64_t ticket, Request request) {
     {
         const CLock lock(m_mutex);
         const std::string camera = CameraOf(request);
-        const auto ofOne = std::count_if(m_waiting.begin(), m_waiting.end(), [&](const auto& waiting) {
+        const auto waitingOfOne = std::count_if(m_waiting.begin(), m_waiting.end(), [&](const auto& waiting) {
             return CameraOf(waiting.second) == camera;
         });
-        if (m_waiting.size() >= kMaxWaiting || static_cast<size_t>(ofOne) >= kMaxWaitingOfOne) {
+        // Both together: those that a worker has not come to yet take no place from those that wait.
+        const auto busy = m_underWay.find(camera);
+        const size_t ofOne =
+            static_cast<size_t>(waitingOfOne) + (busy == m_underWay.end() ? 0 : busy->second);
+        if (m_waiting.size() >= kMaxWaiting || ofOne >= kMaxUnderWayOfOne + kMaxWaitingOfOne) {
             return false;
         }
         m_waiting.emplace_back(ticket, std::move(request));

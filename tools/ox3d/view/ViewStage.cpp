@@ -119,6 +119,7 @@ void CViewStage::Look() noexcept {
             isSought =
                 m_isSought || std::any_of(m_sources.begin(), m_sources.end(),
                                           [](const SourcePointer& source) { return source->IsWatched(); });
+            m_isSought = false; // who still misses one says so again
         }
         if (isSought) {
             ExceptionBarrier([this] { ListCamerasAnew(kLooking); }, [](const std::exception*) {});
@@ -216,7 +217,6 @@ viewer::Answer CViewStage::Serve(const viewer::Request& request) {
     try {
         if (request.m_path == "/metrics") {
             return {200, "text/plain; version=0.0.4; charset=utf-8", Metrics()};
-            m_isSought = false; // who still misses one says so again
         }
         if (request.m_path.starts_with("/snapshot/")) {
             return ServeSnapshot(request);
