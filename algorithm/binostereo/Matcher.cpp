@@ -360,7 +360,7 @@ CCheckedSize LayOutMatch(int32_t width, int32_t height, int32_t disparities, uin
     const CCheckedSize paths =
         PathRowBytes(width, disparities).Times(pathRows).Plus(CCheckedSize(kVectorBytes));
     const CCheckedSize islands = IslandWords(width, height).Times(sizeof(uint32_t));
-    b.m_paths = parts.Take(paths.Bytes() < islands.Bytes() ? islands : paths);
+    b.m_paths = parts.Take(paths.Fits() && paths.Bytes() < islands.Bytes() ? islands : paths);
     b.m_islands = reinterpret_cast<uint32_t*>(b.m_paths);
     b.m_minima = parts.Take<uint32_t>(MinimumRowBytes(width).Times(pathRows));
     b.m_run = parts.TakeBehind(kVectorBytes, CCheckedSize(2 * pitch + kVectorBytes));

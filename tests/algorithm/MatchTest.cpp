@@ -384,6 +384,18 @@ TEST(Matching, HasNoDisparityWhereNothingTellsOne) {
     EXPECT_GT(std::count(found.begin(), found.end(), 0), 3100) << "disparity 0 is none";
 }
 
+TEST(Matching, KeepsNoWholeVolume) {
+    MatchBuffers buffers{};
+    const auto mebibytes = [&buffers](int32_t width, int32_t height) {
+        return static_cast<double>(LayOutMatch(width, height, kMaxDisparities, nullptr, &buffers).Bytes()) /
+               (1 << 20);
+    };
+    EXPECT_LT(mebibytes(640, 480), 43);    // 48 with the maps of rectification
+    EXPECT_LT(mebibytes(1280, 1024), 140); // 160 with them
+    EXPECT_FALSE(LayOutMatch(INT32_MAX, INT32_MAX, kMaxDisparities, nullptr, &buffers).Fits());
+    EXPECT_FALSE(LayOutMatch(1 << 30, 1 << 30, kMaxDisparities, nullptr, &buffers).Fits());
+}
+
 // Maps with a free sample on either side.
 struct Map {
     explicit Map(const std::vector<int16_t>& samples, int32_t width)
