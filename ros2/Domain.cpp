@@ -174,7 +174,7 @@ std::string ConfigurationOf(const DomainOptions& options) {
            "<MaxQueuedRexmitMessages>20000</MaxQueuedRexmitMessages>"
            "<Watermarks><WhcHigh>256MB</WhcHigh></Watermarks>"
            "</Internal></Domain></CycloneDDS>" +
-           (own == nullptr || *own == '\0' ? "" : "," + std::string(own));
+           (own == nullptr || *own == '\0' ? "" : std::string(",").append(own));
 }
 
 class CDomain : public IDomain {
