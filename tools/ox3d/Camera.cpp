@@ -137,6 +137,32 @@ void CCamera::Close() {
     }
 }
 
+std::string CCamera::Kind() const {
+    constexpr const char* kKey = "Ox3dCameraKind";
+    Ox3dRgbdAccessMode mode = OX3D_RGBD_ACCESS_NOT_IMPLEMENTED;
+    OX3D_RGBD_PARAM param{};
+    const bool isThere = OX3D_RGBD_XML_GetNodeAccessMode(m_handle, kKey, &mode) == OX3D_RGBD_OK &&
+                         mode == OX3D_RGBD_ACCESS_READ_ONLY &&
+                         OX3D_RGBD_GetParam(m_handle, kKey, &param) == OX3D_RGBD_OK &&
+                         param.enParamType == OX3D_RGBD_PARAM_STRING;
+    return isThere ? TextOf(param.stStringParam.chCurValue) : "";
+}
+
+void CCamera::ExpectDepth() const {
+    if (Kind() == "Plain2d") {
+        throw CToolError(EExitCode::Camera,
+                         "the camera sends an image without depth (Ox3dCameraKind: Plain2d)");
+    }
+}
+
+bool CCamera::AlignWhereKnown() {
+    OX3D_RGBD_CALIB_INFO color{};
+    const bool isKnown =
+        Kind() != "Sfnc3d" || OX3D_RGBD_GetCalibInfo(m_handle, OX3D_RGBD_CALIB_COLOR, &color) == OX3D_RGBD_OK;
+    Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, isKnown);
+    return isKnown;
+}
+
 void CCamera::Switch(const char* key, bool isOn) {
     OX3D_RGBD_PARAM param{};
     param.enParamType = OX3D_RGBD_PARAM_INT;

@@ -74,6 +74,13 @@ public:
     void Start(); // throws CToolError
     void Stop();
     void Close();
+    // Native, Sfnc3d or Plain2d; empty where what speaks to the camera does not tell.
+    std::string Kind() const;
+    // Throws a CToolError for a camera without depth.
+    void ExpectDepth() const;
+    // Switches registration of depth to color on, or off for a camera that does not tell where its color is taken from:
+    // its frames could not be assembled. Whether it is on.
+    bool AlignWhereKnown();
     void Switch(const char* key, bool isOn); // one of OX3D_RGBD_KEY_*; throws CToolError
     // Copies the file of the camera's calibration. Returns a status.
     uint32_t SaveCalibration(const std::string& file) const { return SaveCalibrationFile(m_handle, file); }

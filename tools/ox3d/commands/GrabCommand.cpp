@@ -54,6 +54,7 @@ private:
     CFrameStats m_stats;
     GrabbedFrame m_last;                  // the last good frame
     OX3D_RGBD_FRAME_DATA m_delivered{};   // the same; its images stay until the next frame
+    bool m_isAligned = true;              // depth is registered to color
     bool m_isPlayable = true;             // the recording; not without its calibration file
     uint32_t m_lastStatus = OX3D_RGBD_OK; // of the last fetch that failed
 };
@@ -83,7 +84,7 @@ void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
     m_last.m_depth = DecodeDepth(frame);
     m_last.m_color = DecodeColor(frame);
     m_last.m_frameNum = FindDepth(frame)->nFrameNum;
-    m_last.m_isRegistered = m_camera.IsRegistered() && m_recording == nullptr;
+    m_last.m_isRegistered = m_camera.IsRegistered() && m_isAligned && m_recording == nullptr;
     m_stats.Add(m_last.m_frameNum, SecondsOf(Clock::now()), m_last.m_depth);
     m_progress.Update(m_stats);
     if (m_recording != nullptr) {
@@ -155,6 +156,8 @@ void CGrab::Report(const std::vector<std::string>& files) const {
             m_recording != nullptr
                 ? "depth is recorded as the camera sends it, not registered to color: no overlay; "
                   "\"ox3d grab --recording\" makes one of the recording"
+            : !m_isAligned
+                ? "depth is not registered to color: no overlay"
                 : "depth of USB cameras is not registered to color, \"ImageAlign\" acts on Ethernet cameras "
                   "only: no overlay");
     }
@@ -164,10 +167,11 @@ void CGrab::Report(const std::vector<std::string>& files) const {
 }
 
 EExitCode CGrab::Run() {
+    m_camera.ExpectDepth();
     if (m_recording != nullptr) {
         BeginRecording();
     } else {
-        m_camera.Switch(OX3D_RGBD_KEY_IMAGE_ALIGN, true);
+        m_isAligned = m_camera.AlignWhereKnown();
         m_camera.Switch(OX3D_RGBD_KEY_RESOLUTION_ALIGN, true);
     }
     m_camera.Start();

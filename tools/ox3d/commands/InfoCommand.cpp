@@ -34,7 +34,10 @@ constexpr const char* kFeatures[] = {"DeviceVendorName",
                                      "ExposureTime",
                                      "Gain",
                                      "AcquisitionFrameRate",
-                                     "GevSCPSPacketSize"};
+                                     "GevSCPSPacketSize",
+                                     "Ox3dCameraKind",
+                                     "Ox3dConfidenceThreshold",
+                                     "Ox3dFrameRetention"};
 
 constexpr const char* kLibraryKeys[] = {OX3D_RGBD_KEY_IMAGE_ALIGN, OX3D_RGBD_KEY_RESOLUTION_ALIGN,
                                         OX3D_RGBD_KEY_OUTPUT_RGBD, OX3D_RGBD_KEY_THREADS};

@@ -83,6 +83,8 @@ bool CStream::FetchOne() {
 }
 
 EExitCode CStream::Run() {
+    m_camera.ExpectDepth();
+    m_camera.AlignWhereKnown();
     m_camera.Start();
     const Clock::time_point begin = Clock::now();
     Clock::time_point lastGood = begin;
