@@ -70,7 +70,8 @@ void Rgb(const uint8_t* line, uint32_t width, uint8_t red, const Planes& out) {
 void Grey16(const uint8_t* line, uint32_t width, uint8_t bits, const Planes& out) {
     const uint32_t max = (1U << bits) - 1;
     for (uint32_t x = 0; x < width; ++x) {
-        const uint32_t value = std::min<uint32_t>(line[2 * x] | (uint32_t{line[2 * x + 1]} << 8), max);
+        const uint8_t* const bytes = line + size_t{2} * x;
+        const uint32_t value = std::min<uint32_t>(bytes[0] | (uint32_t{bytes[1]} << 8), max);
         out.m_red[x] = static_cast<uint8_t>(value >> (bits - 8));
     }
 }
