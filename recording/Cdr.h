@@ -55,6 +55,7 @@ public:
     }
 
     bool HasFailed() const { return m_isForeign || m_reader.HasFailed(); }
+    size_t Left() const { return m_reader.Left(); }
 
     template <class Number>
     Number Take() {
