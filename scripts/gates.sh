@@ -132,6 +132,9 @@ gate_docs() {
         done <<<"${line//.../$'\n'}"
     done < <(sed -n "$code" docs/troubleshooting.md)
     [ "$lines" -gt 10 ] && [ "$found" -eq 0 ]
+    # The tests leave out examples of packages that are not installed; here none is.
+    build_preset release
+    OX3D_ALL_EXAMPLES=1 ctest --test-dir build/release -R '^python_test_examples$' --output-on-failure --no-tests=error
 }
 
 # Each line of the rules names files and what they may include. An include with quotes is the project's own and
