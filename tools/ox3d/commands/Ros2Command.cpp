@@ -1,6 +1,7 @@
 // ox3d ros2: cameras for ROS 2, over DDS. What speaks DDS is a module that other commands do without.
 #include "ros2/RosTypes.h"
 #include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Module.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/CommandOptions.h"
@@ -10,13 +11,10 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <thread>
 
 namespace ox3d::tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kModule = "ros2/libox3d-ros2.so";
 constexpr uint32_t kMaxDomain = 232;
@@ -36,20 +34,8 @@ constexpr const char* kFooter =
     "          ox3d ros2 --all --namespace cell --interface eth1 --points";
 
 ros2::OpenFunction LoadModule() {
-    const fs::path file = ProvidersFolder() / kModule;
-    std::error_code ignored;
-    if (!fs::exists(file, ignored)) {
-        throw CToolError(EExitCode::File, "publishing for ROS 2 is not installed: there is no " +
-                                              file.string() + "; the package ox3d-ros2 has it");
-    }
-    void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); // never closed
-    void* const open = module == nullptr ? nullptr : dlsym(module, ros2::kOpenSymbol);
-    if (open == nullptr) {
-        const char* const reason = dlerror();
-        throw CToolError(EExitCode::File, std::string("publishing for ROS 2 cannot be loaded: ") +
-                                              (reason == nullptr ? "" : reason));
-    }
-    return reinterpret_cast<ros2::OpenFunction>(open);
+    return reinterpret_cast<ros2::OpenFunction>(
+        LoadFromModule(kModule, ros2::kOpenSymbol, "publishing for ROS 2", "ox3d-ros2"));
 }
 
 const std::map<std::string, EDistro> kDistros = {

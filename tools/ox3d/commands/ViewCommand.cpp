@@ -1,5 +1,6 @@
 // ox3d view: cameras and recordings in a browser. The server is a module that other commands do without.
 #include "tools/ox3d/Interrupt.h"
+#include "tools/ox3d/Module.h"
 #include "tools/ox3d/Session.h"
 #include "tools/ox3d/commands/Command.h"
 #include "tools/ox3d/commands/CommandOptions.h"
@@ -10,7 +11,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <sys/random.h>
@@ -31,32 +31,16 @@ constexpr const char* kFooter =
     "Examples: ox3d view\n"
     "          ox3d view --recording desk.mcap --bind 0.0.0.0 --host bench.local --read-only";
 
-fs::path ModuleFile() {
-    return ProvidersFolder() / kModule;
-}
-
 viewer::ServeFunction LoadServer() {
-    const fs::path file = ModuleFile();
-    std::error_code ignored;
-    if (!fs::exists(file, ignored)) {
-        throw CToolError(EExitCode::File, "the viewer is not installed: there is no " + file.string() +
-                                              "; the package ox3d-viewer has it");
-    }
-    void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); // never closed
-    void* const serve = module == nullptr ? nullptr : dlsym(module, viewer::kServeSymbol);
-    if (serve == nullptr) {
-        const char* const reason = dlerror();
-        throw CToolError(EExitCode::File,
-                         std::string("the viewer cannot be loaded: ") + (reason == nullptr ? "" : reason));
-    }
-    return reinterpret_cast<viewer::ServeFunction>(serve);
+    return reinterpret_cast<viewer::ServeFunction>(
+        LoadFromModule(kModule, viewer::kServeSymbol, "the viewer", "ox3d-viewer"));
 }
 
 std::string PageFolder() {
     const char* const folder = std::getenv("OX3D_VIEWER_DIR");
     return folder != nullptr && *folder != '\0'
                ? fs::absolute(folder).string()
-               : (ModuleFile().parent_path() / OX3D_PAGE_FROM_MODULE).lexically_normal().string();
+               : (ModuleFile(kModule).parent_path() / OX3D_PAGE_FROM_MODULE).lexically_normal().string();
 }
 
 std::string RandomToken() {
