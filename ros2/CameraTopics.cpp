@@ -218,7 +218,7 @@ GraphNode CCameraTopics::Node() const {
     const std::string& space = m_options.m_namespace;
     const size_t slash = space.find_last_of('/');
     GraphNode node;
-    node.m_namespace = "/";
+    node.m_namespace.push_back('/');
     node.m_namespace.append(space, 0, slash == space.npos ? 0 : slash);
     node.m_name = space.substr(slash + 1);
     for (const IWriter* writer :

@@ -168,21 +168,26 @@ EModelStatus CCameraModel::CheckScan3d(const FeatureRow& row, uint32_t slot, uin
         return format != nullptr && (format->m_slots >> slot & 1U) != 0 ? EModelStatus::Ok
                                                                         : EModelStatus::Range;
     }
-    const auto fits = [&](EFeature other, uint32_t maximum) {
-        return raw + RawAt(other, slot) <= maximum ? EModelStatus::Ok : EModelStatus::Range;
-    };
+    EFeature other; // what the region's size or place is added to
     switch (row.m_id) {
     case EFeature::Width:
-        return fits(EFeature::OffsetX, FullRegion(slot).m_width);
+        other = EFeature::OffsetX;
+        break;
     case EFeature::OffsetX:
-        return fits(EFeature::Width, FullRegion(slot).m_width);
+        other = EFeature::Width;
+        break;
     case EFeature::Height:
-        return fits(EFeature::OffsetY, FullRegion(slot).m_height);
+        other = EFeature::OffsetY;
+        break;
     case EFeature::OffsetY:
-        return fits(EFeature::Height, FullRegion(slot).m_height);
+        other = EFeature::Height;
+        break;
     default:
         return EModelStatus::Ok;
     }
+    const bool isAcross = row.m_id == EFeature::Width || row.m_id == EFeature::OffsetX;
+    const uint32_t maximum = isAcross ? FullRegion(slot).m_width : FullRegion(slot).m_height;
+    return raw + RawAt(other, slot) <= maximum ? EModelStatus::Ok : EModelStatus::Range;
 }
 
 void CCameraModel::OnScan3dWritten(EFeature id, uint32_t slot) {

@@ -155,7 +155,7 @@ before(async () => {
   const executablePath = ["/usr/bin/chromium", "/usr/bin/chromium-browser"].find(existsSync);
   assert.ok(executablePath, "chromium is not installed: ./run setup test");
   browser = await puppeteer.launch({
-    executablePath, headless: true, userDataDir: join(work, "profile"), protocolTimeout: 2 * kPatienceMs, env: { ...process.env, HOME: work },
+    executablePath, headless: true, userDataDir: join(work, "profile"), protocolTimeout: 2 * kPatienceMs, timeout: 120000, env: { ...process.env, HOME: work },
     args: ["--no-sandbox", "--disable-dev-shm-usage", "--use-angle=swiftshader", "--enable-unsafe-swiftshader"],
     defaultViewport: { width: 1280, height: 720 },
   });
