@@ -7,6 +7,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,13 +32,16 @@ using MessagePointer = std::shared_ptr<const CMessage>;
 
 using Guid = std::array<uint8_t, 16>; // as on the wire
 
+constexpr size_t kMaxMessageBytes = size_t{256} << 20U;
+
 struct Topic {
-    std::string m_name;         // on the wire: "rt/camera/depth/image_raw"
-    std::string m_type;         // on the wire: "sensor_msgs::msg::dds_::Image_"
-    std::string m_userData;     // of the endpoint
-    bool m_isReliable = true;   // else best effort
-    bool m_isRetained = false;  // who comes late gets the last messages, too
-    int32_t m_keptMessages = 5; // for readers that are slower, or come late; 0: all
+    std::string m_name;                   // on the wire: "rt/camera/depth/image_raw"
+    std::string m_type;                   // on the wire: "sensor_msgs::msg::dds_::Image_"
+    std::string m_userData;               // of the endpoint
+    bool m_isReliable = true;             // else best effort
+    bool m_isRetained = false;            // who comes late gets the last messages, too
+    int32_t m_keptMessages = 5;           // for readers that are slower, or come late; 0: all
+    size_t m_maxBytes = kMaxMessageBytes; // longer messages are not taken from the network
 };
 
 // Any thread, one at a time.
@@ -55,6 +59,7 @@ public:
     virtual ~IReader() = default;
     // The next message; null where none comes in that time.
     virtual MessagePointer Take(std::chrono::milliseconds patience) = 0;
+    virtual uint32_t Writers() const = 0; // that are matched
     virtual Guid Id() const = 0;
 };
 
@@ -65,6 +70,10 @@ public:
     // Null with a reason.
     virtual std::unique_ptr<IWriter> Publish(const Topic& topic, std::string* error) = 0;
     virtual std::unique_ptr<IReader> Subscribe(const Topic& topic, std::string* error) = 0;
+    // The same, but a thread of the module hands messages over as they come, and Take() has none. `onMessage` returns at
+    // once; it is not called any more when the reader has ended.
+    using OnMessage = std::function<void(const MessagePointer&)>;
+    virtual std::unique_ptr<IReader> Listen(const Topic& topic, OnMessage onMessage, std::string* error) = 0;
     virtual Guid Id() const = 0;
 };
 

@@ -74,7 +74,7 @@ Guid GuidOf(dds_entity_t entity) {
 
 // A topic of one writer or reader: the library shares what is the same.
 CEntity MakeTopic(dds_entity_t participant, const Topic& topic) {
-    ddsi_sertype* type = MakeRawType(topic.m_type);
+    ddsi_sertype* type = MakeRawType(topic.m_type, topic.m_maxBytes);
     const dds_entity_t made =
         dds_create_topic_sertype(participant, topic.m_name.c_str(), &type, nullptr, nullptr, nullptr);
     if (made < 0) {
@@ -103,6 +103,23 @@ private:
     CEntity m_writer;
 };
 
+uint32_t WritersOf(dds_entity_t reader) {
+    dds_subscription_matched_status_t status{};
+    return dds_get_subscription_matched_status(reader, &status) == DDS_RETCODE_OK ? status.current_count : 0;
+}
+
+// The next message; null where a writer came or went. None where nothing is left.
+std::optional<MessagePointer> TakeNext(dds_entity_t reader) {
+    ddsi_serdata* sample = nullptr;
+    dds_sample_info_t info{};
+    if (dds_takecdr(reader, &sample, 1, &info, DDS_ANY_STATE) <= 0) {
+        return std::nullopt;
+    }
+    MessagePointer message = info.valid_data ? MessageOf(sample) : nullptr;
+    ddsi_serdata_unref(sample);
+    return message;
+}
+
 class CReader : public IReader {
 public:
     CReader(CEntity topic, CEntity reader, CEntity waiter)
@@ -111,30 +128,63 @@ public:
     MessagePointer Take(std::chrono::milliseconds patience) override {
         const auto until = std::chrono::steady_clock::now() + patience;
         for (;;) {
-            ddsi_serdata* sample = nullptr;
-            dds_sample_info_t info{};
-            const dds_return_t count = dds_takecdr(m_reader.Get(), &sample, 1, &info, DDS_ANY_STATE);
-            if (count > 0) {
-                MessagePointer message = MessageOf(sample);
-                ddsi_serdata_unref(sample);
-                if (info.valid_data && message != nullptr) {
-                    return message;
+            if (std::optional<MessagePointer> next = TakeNext(m_reader.Get()); next) {
+                if (*next != nullptr) {
+                    return *std::move(next);
                 }
-                continue; // a writer came or went
+                continue;
             }
             const auto left = std::chrono::nanoseconds(until - std::chrono::steady_clock::now());
-            if (count < 0 || left.count() <= 0) {
+            if (left.count() <= 0) {
                 return nullptr;
             }
             dds_waitset_wait(m_waiter.Get(), nullptr, 0, left.count());
         }
     }
+    uint32_t Writers() const override { return WritersOf(m_reader.Get()); }
     Guid Id() const override { return GuidOf(m_reader.Get()); }
 
 private:
     CEntity m_topic;
     CEntity m_reader;
     CEntity m_waiter;
+};
+
+struct DeleteListener {
+    void operator()(dds_listener_t* listener) const { dds_delete_listener(listener); }
+};
+
+class CListeningReader : public IReader {
+public:
+    CListeningReader(CEntity topic, IDomain::OnMessage onMessage)
+        : m_topic(std::move(topic)), m_onMessage(std::move(onMessage)) {}
+
+    bool Begin(dds_entity_t participant, const Topic& topic, std::string* error) {
+        const std::unique_ptr<dds_listener_t, DeleteListener> listener(dds_create_listener(this));
+        dds_lset_data_available(listener.get(), OnData);
+        m_reader.emplace(dds_create_reader(participant, m_topic.Get(), QosOf(topic).get(), listener.get()));
+        return m_reader->IsThere(topic.m_name.c_str(), error);
+    }
+    MessagePointer Take(std::chrono::milliseconds /*patience*/) override { return nullptr; }
+    uint32_t Writers() const override { return WritersOf(m_reader->Get()); }
+    Guid Id() const override { return GuidOf(m_reader->Get()); }
+
+private:
+    static void OnData(dds_entity_t reader, void* self) {
+        ExceptionBarrier(
+            [&] {
+                while (const std::optional<MessagePointer> next = TakeNext(reader)) {
+                    if (*next != nullptr) {
+                        static_cast<CListeningReader*>(self)->m_onMessage(*next);
+                    }
+                }
+            },
+            [](const std::exception*) {});
+    }
+
+    CEntity m_topic;
+    const IDomain::OnMessage m_onMessage;
+    std::optional<CEntity> m_reader; // ends first, and waits for what is called
 };
 
 // Texts go into the library's configuration: nothing in them may end an attribute.
@@ -206,6 +256,15 @@ public:
         dds_set_status_mask(reader.Get(), DDS_DATA_AVAILABLE_STATUS);
         dds_waitset_attach(waiter.Get(), reader.Get(), 0);
         return std::make_unique<CReader>(std::move(named), std::move(reader), std::move(waiter));
+    }
+
+    std::unique_ptr<IReader> Listen(const Topic& topic, OnMessage onMessage, std::string* error) override {
+        CEntity named = MakeTopic(m_participant.Get(), topic);
+        if (!named.IsThere(topic.m_name.c_str(), error)) {
+            return nullptr;
+        }
+        auto reader = std::make_unique<CListeningReader>(std::move(named), std::move(onMessage));
+        return reader->Begin(m_participant.Get(), topic, error) ? std::move(reader) : nullptr;
     }
 
     Guid Id() const override { return GuidOf(m_participant.Get()); }

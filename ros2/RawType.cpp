@@ -17,11 +17,11 @@
 namespace ox3d::ros2 {
 namespace {
 
-// A sample is not cut to pieces beyond this, so no more is taken from the network.
-constexpr size_t kMaxReceivedBytes = size_t{256} << 20U;
 constexpr size_t kHeadBytes = 4;
 
-struct RawType : ddsi_sertype {};
+struct RawType : ddsi_sertype {
+    size_t m_maxBytes = 0; // of a sample from the network
+};
 
 struct RawSample : ddsi_serdata {
     MessagePointer m_message; // null: no more than a key, of which these types have none
@@ -32,6 +32,10 @@ RawSample* SampleOf(ddsi_serdata* sample) {
 }
 const RawSample* SampleOf(const ddsi_serdata* sample) {
     return static_cast<const RawSample*>(sample);
+}
+
+bool IsLengthOf(const ddsi_sertype* type, size_t lengthBytes) {
+    return lengthBytes >= kHeadBytes && lengthBytes <= static_cast<const RawType*>(type)->m_maxBytes;
 }
 
 // Null where there is no memory.
@@ -65,7 +69,7 @@ uint32_t SizeOf(const ddsi_serdata* sample) {
 ddsi_serdata* FromPieces(const ddsi_sertype* type, ddsi_serdata_kind kind, const nn_rdata* pieces,
                          size_t lengthBytes) {
     return NewSample(type, kind, [&]() -> MessagePointer {
-        if (lengthBytes < kHeadBytes || lengthBytes > kMaxReceivedBytes) {
+        if (!IsLengthOf(type, lengthBytes)) {
             return nullptr;
         }
         ByteVector bytes(lengthBytes);
@@ -89,7 +93,7 @@ ddsi_serdata* FromPieces(const ddsi_sertype* type, ddsi_serdata_kind kind, const
 ddsi_serdata* FromVectors(const ddsi_sertype* type, ddsi_serdata_kind kind, ddsrt_msg_iovlen_t count,
                           const ddsrt_iovec_t* vectors, size_t lengthBytes) {
     return NewSample(type, kind, [&]() -> MessagePointer {
-        if (lengthBytes < kHeadBytes || lengthBytes > kMaxReceivedBytes) {
+        if (!IsLengthOf(type, lengthBytes)) {
             return nullptr;
         }
         ByteVector bytes;
@@ -182,8 +186,8 @@ void NoSamples(void** samples, const ddsi_sertype* /*type*/, void* /*old*/, size
 void FreeSamples(const ddsi_sertype* /*type*/, void** /*samples*/, size_t /*count*/,
                  dds_free_op_t /*operation*/) {}
 
-bool IsSameType(const ddsi_sertype* /*one*/, const ddsi_sertype* /*other*/) {
-    return true; // names were compared before
+bool IsSameType(const ddsi_sertype* one, const ddsi_sertype* other) { // names were compared before
+    return static_cast<const RawType*>(one)->m_maxBytes == static_cast<const RawType*>(other)->m_maxBytes;
 }
 
 uint32_t HashOf(const ddsi_sertype* type) {
@@ -224,12 +228,13 @@ ddsi_sertype_ops TypeFunctions() {
 
 } // namespace
 
-ddsi_sertype* MakeRawType(const std::string& name) {
+ddsi_sertype* MakeRawType(const std::string& name, size_t maxBytes) {
     static const ddsi_serdata_ops s_sampleFunctions = SampleFunctions();
     static const ddsi_sertype_ops s_typeFunctions = TypeFunctions();
     auto type = std::make_unique<RawType>(); // of zeros, as the library wants what it does not fill
     constexpr bool kIsWithoutKey = true;
     ddsi_sertype_init(type.get(), name.c_str(), &s_typeFunctions, &s_sampleFunctions, kIsWithoutKey);
+    type->m_maxBytes = maxBytes;
     type->allowed_data_representation = DDS_DATA_REPRESENTATION_FLAG_XCDR1; // what ROS 2 speaks
     return type.release();
 }

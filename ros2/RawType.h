@@ -9,8 +9,8 @@ struct ddsi_sertype;
 
 namespace ox3d::ros2 {
 
-// A sample that is written is a MessagePointer. To be handed to dds_create_topic_sertype(). Throws std::bad_alloc.
-ddsi_sertype* MakeRawType(const std::string& name);
+// A sample that is written is a MessagePointer; one that comes has `maxBytes` at most. To be handed to dds_create_topic_sertype(). Throws std::bad_alloc.
+ddsi_sertype* MakeRawType(const std::string& name, size_t maxBytes);
 // Of a sample that was read; shares its bytes.
 MessagePointer MessageOf(const ddsi_serdata* sample);
 

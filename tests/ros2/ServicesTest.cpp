@@ -1,6 +1,9 @@
 // What clients ask of a camera's services, and what they are answered.
 #include "recording/Cdr.h"
-#include "ros2/ServiceRequests.h"
+#include "ros2/CameraServices.h"
+#include "tests/ros2/TestDomain.h"
+#include "tests/support/Files.h"
+#include "tests/support/Process.h"
 
 #include <gmock/gmock.h>
 
@@ -231,6 +234,186 @@ TEST(Ros2Requests, AreRefusedWhereTheyAreNotWellFormed) {
     ByteVector bare;
     CCdrWriter(&bare).Add(uint8_t{0});
     EXPECT_FALSE(ReadServiceRequest(EService::Trigger, bare));
+}
+
+constexpr auto kPatience = std::chrono::seconds(20);
+
+// A client of one service: like those of ROS 2 it has a writer of requests and a reader of replies.
+class CClient {
+public:
+    CClient(IDomain& domain, const std::string& space, EService service) {
+        const RosService& known = kServices[static_cast<size_t>(service)];
+        Topic topic;
+        topic.m_keptMessages = 0;
+        topic.m_name = "rr/" + space + "/" + known.m_name + "Reply";
+        topic.m_type = ServiceWireNameOf(known.m_reply);
+        m_replies = domain.Subscribe(topic, &m_error);
+        topic.m_name = "rq/" + space + "/" + known.m_name + "Request";
+        topic.m_type = ServiceWireNameOf(known.m_request);
+        m_requests = domain.Publish(topic, &m_error);
+        EXPECT_TRUE(m_requests != nullptr && m_replies != nullptr) << m_error;
+        const auto until = std::chrono::steady_clock::now() + kPatience;
+        while ((m_requests->Readers() == 0 || m_replies->Writers() == 0) &&
+               std::chrono::steady_clock::now() < until) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    void Send(ByteVector bytes) {
+        EXPECT_TRUE(m_requests->Write(std::make_shared<CMessage>(std::move(bytes))));
+    }
+    MessagePointer Take() { return m_replies->Take(kPatience); }
+    // The reply as it came, 4 bytes before its identity.
+    ByteVector Call(const CRequestWriter& request) {
+        Send(request.Bytes());
+        const MessagePointer reply = Take();
+        EXPECT_NE(reply, nullptr);
+        return reply == nullptr ? ByteVector() : ByteVector(reply->Bytes().begin(), reply->Bytes().end());
+    }
+
+private:
+    std::string m_error;
+    std::unique_ptr<IWriter> m_requests;
+    std::unique_ptr<IReader> m_replies;
+};
+
+CRequestWriter TriggerRequest() {
+    CRequestWriter request;
+    request.Cdr().Add(uint8_t{0});
+    return request;
+}
+
+TEST(Ros2Services, AnswerTheFirstRequestAndSurviveWhatIsNoRequest) {
+    std::string error;
+    const auto domain = OpenDomain(91, &error);
+    CTwoParameters parameters;
+    const auto services = CCameraServices::Make(*domain, "cell/left", parameters, &error);
+    ASSERT_NE(services, nullptr) << error;
+    GraphNode node;
+    services->AddTo(&node);
+    EXPECT_EQ(node.m_readers.size(), 7u);
+    EXPECT_EQ(node.m_writers.size(), 7u);
+    CClient trigger(*domain, "cell/left", EService::Trigger);
+    const ByteVector refused = trigger.Call(TriggerRequest());
+    CCdrReader cdr = ReplyOf(refused);
+    EXPECT_EQ(cdr.Take<uint8_t>(), 0u);
+    EXPECT_EQ(cdr.Text(), "no trigger");
+
+    CClient client(*domain, "cell/left", EService::GetParameters);
+    client.Send({0, 1, 0, 0, 1, 2, 3});
+    client.Send(ByteVector(kMaxRequestBytes + 1, 1));
+    const ByteVector values = client.Call(CRequestWriter().Names({"Gain"}));
+    cdr = ReplyOf(values);
+    EXPECT_EQ(cdr.Take<uint32_t>(), 1u);
+    ExpectDouble(&cdr, 1.5);
+    EXPECT_GE(services->Figures().m_malformed, 1u);
+}
+
+// A camera that does not come back from a call.
+class CSlowParameters : public CTwoParameters {
+public:
+    SetResult Trigger() override {
+        const CLock lock(m_mutex);
+        while (!m_isReleased) {
+            m_changed.Wait(m_mutex);
+        }
+        return {true, ""};
+    }
+    void Release() {
+        const CLock lock(m_mutex);
+        m_isReleased = true;
+        m_changed.NotifyAll();
+    }
+
+private:
+    CMutex m_mutex;
+    CCondition m_changed;
+    bool m_isReleased OX_GUARDED_BY(m_mutex) = false;
+};
+
+TEST(Ros2Services, DropWhatComesWhileSixteenRequestsWait) {
+    std::string error;
+    const auto domain = OpenDomain(91, &error);
+    CSlowParameters parameters;
+    const auto services = CCameraServices::Make(*domain, "slow", parameters, &error);
+    ASSERT_NE(services, nullptr) << error;
+    CClient client(*domain, "slow", EService::Trigger);
+    constexpr uint64_t kSent = 40;
+    for (uint64_t i = 0; i < kSent; ++i) {
+        client.Send(TriggerRequest().Bytes());
+    }
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (services->Figures().m_dropped < kSent - 17 && std::chrono::steady_clock::now() < until) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    parameters.Release();
+    for (int i = 0; i < 16; ++i) {
+        ASSERT_NE(client.Take(), nullptr) << i;
+    }
+    ServiceFigures figures;
+    do {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        figures = services->Figures();
+    } while (figures.m_answered + figures.m_dropped < kSent && std::chrono::steady_clock::now() < until);
+    EXPECT_EQ(figures.m_answered + figures.m_dropped, kSent);
+    EXPECT_LE(figures.m_answered, 17u); // one was being answered
+}
+
+// The command with a virtual camera: features are set with the checks of "ox3d set", and a trigger makes a frame.
+TEST(Ros2Services, SetTheFeaturesOfACamera) {
+    std::string error;
+    const auto domain = OpenDomain(92, &error);
+    const test::CTempFolder folder;
+    test::CProcess tool(
+        {OX3D_TOOL, "ros2", "--provider", OX3D_VIRTUAL_PROVIDER, "--domain", "92", "--no-graph"},
+        folder.Path().string(), {});
+    CClient set(*domain, "camera", EService::SetParameters);
+    CClient all(*domain, "camera", EService::SetParametersAtomically);
+    CClient get(*domain, "camera", EService::GetParameters);
+    CClient list(*domain, "camera", EService::ListParameters);
+    CRequestWriter every;
+    every.Names({}).Cdr().Add(uint64_t{0});
+    uint32_t names = 0;
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (names == 0 && std::chrono::steady_clock::now() < until) { // until the camera is open
+        const ByteVector listed = list.Call(every);
+        names = ReplyOf(listed).Take<uint32_t>();
+    }
+    EXPECT_GT(names, 10u);
+
+    const ByteVector results = set.Call(CRequestWriter().Parameters({{"TriggerMode", std::string("On")},
+                                                                     {"TriggerMode", std::string("Maybe")},
+                                                                     {"TriggerMode", true},
+                                                                     {"ExposureTime", 5000.0},
+                                                                     {"ExposureTime", 1e300},
+                                                                     {"None", int64_t{1}}}));
+    CCdrReader cdr = ReplyOf(results);
+    ASSERT_EQ(cdr.Take<uint32_t>(), 6u);
+    const auto expect = [&cdr](bool isSet, const std::string& reason) {
+        EXPECT_EQ(cdr.Take<uint8_t>(), isSet ? 1u : 0u) << reason;
+        EXPECT_THAT(cdr.Text(), testing::HasSubstr(reason));
+    };
+    expect(true, "");
+    expect(false, "possible: ");
+    expect(false, "is of another type: Enumeration");
+    expect(true, "");
+    expect(false, "possible: ");
+    expect(false, "no feature");
+
+    const ByteVector none = all.Call(
+        CRequestWriter().Parameters({{"ExposureTime", 6000.0}, {"TriggerMode", std::string("Maybe")}}));
+    cdr = ReplyOf(none);
+    expect(false, "taken back");
+    const ByteVector values = get.Call(CRequestWriter().Names({"ExposureTime"}));
+    cdr = ReplyOf(values);
+    EXPECT_EQ(cdr.Take<uint32_t>(), 1u);
+    ExpectDouble(&cdr, 5000);
+
+    CClient trigger(*domain, "camera", EService::Trigger);
+    const ByteVector triggered = trigger.Call(TriggerRequest());
+    cdr = ReplyOf(triggered);
+    expect(true, "");
+    tool.Signal(SIGINT);
+    EXPECT_EQ(tool.Finish(), 0) << tool.Output();
 }
 
 } // namespace

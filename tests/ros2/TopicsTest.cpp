@@ -1,9 +1,9 @@
 // What is published of a camera, read back through the module that speaks DDS.
 #include "ros2/CameraTopics.h"
 #include "ros2/RosTypes.h"
+#include "tests/ros2/TestDomain.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -15,21 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kPatience = 10s;
-
-// Participants on the loopback interface alone, in domains that no other test uses.
-std::unique_ptr<IDomain> OpenDomain(uint32_t number, std::string* error) {
-    setenv("CYCLONEDDS_URI",
-           "<General><Interfaces><NetworkInterface name=\"lo\" multicast=\"false\"/></Interfaces>"
-           "<AllowMulticast>false</AllowMulticast></General>"
-           "<Discovery><Peers><Peer address=\"127.0.0.1\"/></Peers></Discovery>",
-           1);
-    void* const module = dlopen(OX3D_ROS2_MODULE, RTLD_NOW | RTLD_LOCAL);
-    EXPECT_NE(module, nullptr) << dlerror();
-    const auto open = reinterpret_cast<OpenFunction>(dlsym(module, kOpenSymbol));
-    DomainOptions options;
-    options.m_number = number;
-    return std::unique_ptr<IDomain>(open(options, error));
-}
 
 Topic TopicFor(const std::string& name, const RosType& type, bool isRetained = false) {
     Topic topic;

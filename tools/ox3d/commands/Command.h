@@ -93,6 +93,7 @@ struct Ros2Options {
     std::optional<uint32_t> m_domain; // none: what ROS_DOMAIN_ID says
     bool m_isAll = false;
     bool m_hasNoGraph = false;
+    bool m_hasNoServices = false;
     bool m_isBestEffort = false;
     bool m_hasCloud = false;
     bool m_isRegistered = false;

@@ -2,6 +2,7 @@
 #include "tools/ox3d/commands/FeatureSetting.h"
 
 #include "tools/ox3d/Camera.h"
+#include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Status.h"
 #include "tools/ox3d/commands/FeatureText.h"
 
@@ -10,11 +11,35 @@
 namespace ox3d::tool {
 namespace {
 
-bool IsWritable(uint32_t access) {
-    return access == OX3D_RGBD_ACCESS_READ_WRITE || access == OX3D_RGBD_ACCESS_WRITE_ONLY;
+bool IsTakenBack(const Feature& former, void* handle) {
+    try {
+        if (former.m_record.nHasValue == 1) { // what can only be written has no value to go back to
+            ApplyValue(handle, former, former.m_record.stValue);
+            return true;
+        }
+    } catch (const CToolError&) {
+    }
+    return false;
+}
+
+// The last first: it may have been possible by the others only. Says what came of it.
+std::string TakeBack(const std::vector<Feature>& former, void* handle) {
+    std::string left;
+    for (auto feature = former.rbegin(); feature != former.rend(); ++feature) {
+        if (!IsTakenBack(*feature, handle)) {
+            left += (left.empty() ? "" : ", ") + feature->Name();
+        }
+    }
+    return left.empty() ? "; what was set before it is taken back"
+                        : "; of what was set before it this could not be taken back: " + left;
 }
 
 } // namespace
+
+bool IsWritable(const Feature& feature) {
+    const uint32_t access = feature.m_record.nAccess;
+    return access == OX3D_RGBD_ACCESS_READ_WRITE || access == OX3D_RGBD_ACCESS_WRITE_ONLY;
+}
 
 bool IsFeatureMatch(const std::string& pattern, const std::string& name) {
     const bool isWhole = pattern.find_first_of("*?[") != std::string::npos;
@@ -35,7 +60,7 @@ void ApplyValue(void* handle, const Feature& feature, const OX3D_RGBD_PARAM& val
 
 Feature SetFeature(void* handle, const std::string& name, const std::string& text) {
     Feature present = FindFeature(handle, name);
-    if (!IsWritable(present.m_record.nAccess)) {
+    if (!IsWritable(present)) {
         throw CToolError(EExitCode::Camera, present.Name() + " cannot be set now: it is " +
                                                 AccessText(present.m_record.nAccess));
     }
@@ -45,6 +70,21 @@ Feature SetFeature(void* handle, const std::string& name, const std::string& tex
     wanted.m_record.nHasValue = 1;
     ApplyValue(handle, wanted, value);
     return present;
+}
+
+void SetFeatures(void* handle, const std::vector<FeatureSetting>& settings) {
+    std::vector<Feature> former;
+    try {
+        for (const auto& [name, text] : settings) {
+            former.push_back(SetFeature(handle, name, text));
+            CheckInterrupted();
+        }
+    } catch (const CToolError& error) {
+        if (former.empty()) {
+            throw;
+        }
+        throw CToolError(error.Code(), error.what() + TakeBack(former, handle));
+    }
 }
 
 Feature FindCommand(void* handle, const std::string& name) {

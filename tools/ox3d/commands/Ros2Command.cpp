@@ -27,7 +27,13 @@ constexpr const char* kFooter =
     "--distro, or ROS_DISTRO, chooses how nodes are told of each other: with the wrong one nodes of Humble "
     "in\n"
     "the same domain crash, so without either nodes are told nothing; topics work all the same.\n"
-    "ROS_DOMAIN_ID is the domain where --domain is not given. Services are not offered.\n"
+    "ROS_DOMAIN_ID is the domain where --domain is not given.\n"
+    "\n"
+    "The features of a camera are its node's parameters, and ~/trigger is a software trigger, for clients "
+    "with\n"
+    "RMW_IMPLEMENTATION=rmw_cyclonedds_cpp alone: others tell requests apart in a way that this one cannot\n"
+    "read. For everyone else there are \"ox3d set\", \"ox3d run\" and \"ox3d view\".\n"
+    "\n"
     "CYCLONEDDS_URI overrides what is set here. docs/ros2.md tells what receivers have to set.\n"
     "\n"
     "Examples: ox3d ros2 --distro jazzy\n"
@@ -84,6 +90,20 @@ CRos2Camera::TopicsPointer MakeTopics(ros2::IDomain& domain, const Ros2Options& 
     return topics;
 }
 
+CRos2Camera::Services MakeServices(ros2::IDomain& domain, const Ros2Options& options,
+                                   const std::string& space) {
+    CRos2Camera::Services services;
+    services.m_parameters = std::make_unique<CRos2Parameters>();
+    if (!options.m_hasNoServices) {
+        std::string error;
+        services.m_services = ros2::CCameraServices::Make(domain, space, *services.m_parameters, &error);
+        if (services.m_services == nullptr) {
+            throw CToolError(EExitCode::Host, error);
+        }
+    }
+    return services;
+}
+
 // What tells nodes of each other; retained for those that come later, as long as the writer lives.
 std::unique_ptr<ros2::IWriter> PublishGraph(ros2::IDomain& domain, EDistro distro,
                                             const std::vector<ros2::GraphNode>& nodes) {
@@ -125,6 +145,7 @@ void AddRos2(CLI::App& command, Arguments& arguments) {
             ->transform(CLI::CheckedTransformer(kDistros));
     command.add_flag("--no-graph", options.m_hasNoGraph, "tell nodes nothing of each other")
         ->excludes(distro);
+    command.add_flag("--no-services", options.m_hasNoServices, "offer neither parameters nor a trigger");
     command.add_flag("--points", options.m_hasCloud, "publish point clouds, too");
     command.add_flag("--registered", options.m_isRegistered, "depth registered to color");
     command.add_flag("--best-effort", options.m_isBestEffort,
@@ -155,7 +176,8 @@ EExitCode RunRos2(CCameraControl& control, const Arguments& arguments) {
         const std::string space =
             chosen.size() == 1 ? options.m_namespace : options.m_namespace + "_" + ros2::TokenOf(serial);
         cameras.push_back(std::make_unique<CRos2Camera>(provider, record, options.m_isRegistered,
-                                                        MakeTopics(*domain, options, space)));
+                                                        MakeTopics(*domain, options, space),
+                                                        MakeServices(*domain, options, space)));
         nodes.push_back(cameras.back()->Node());
         std::printf("%s: /%s\n", serial.c_str(), space.c_str());
     }

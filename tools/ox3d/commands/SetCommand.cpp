@@ -32,44 +32,6 @@ Setting SettingOf(void* handle, const std::string& text) {
     return {FindFeature(handle, text.substr(0, equals)), text.substr(equals + 1)};
 }
 
-bool IsTakenBack(const Feature& former, void* handle) {
-    try {
-        if (former.m_record.nHasValue == 1) { // what can only be written has no value to go back to
-            ApplyValue(handle, former, former.m_record.stValue);
-            return true;
-        }
-    } catch (const CToolError&) {
-    }
-    return false;
-}
-
-// The last first: it may have been possible by the others only. Says what came of it.
-std::string TakeBack(const std::vector<Feature>& former, void* handle) {
-    std::string left;
-    for (auto feature = former.rbegin(); feature != former.rend(); ++feature) {
-        if (!IsTakenBack(*feature, handle)) {
-            left += (left.empty() ? "" : ", ") + feature->Name();
-        }
-    }
-    return left.empty() ? "; what was set before it is taken back"
-                        : "; of what was set before it this could not be taken back: " + left;
-}
-
-void SetAll(const std::vector<Setting>& settings, void* handle) {
-    std::vector<Feature> former;
-    try {
-        for (const Setting& setting : settings) {
-            former.push_back(SetFeature(handle, setting.m_feature.Name(), setting.m_text));
-            CheckInterrupted();
-        }
-    } catch (const CToolError& error) {
-        if (former.empty()) {
-            throw;
-        }
-        throw CToolError(error.Code(), error.what() + TakeBack(former, handle));
-    }
-}
-
 // Nothing is asked of the camera for it. Ranges may move by what is set before: those of the first setting alone count here.
 void Check(const std::vector<Setting>& settings) {
     for (size_t i = 0; i < settings.size(); ++i) {
@@ -115,7 +77,12 @@ EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
         CheckInterrupted();
     }
     Check(settings);
-    SetAll(settings, session.Handle());
+    std::vector<FeatureSetting> named;
+    named.reserve(settings.size());
+    for (const Setting& setting : settings) {
+        named.push_back({setting.m_feature.Name(), setting.m_text});
+    }
+    SetFeatures(session.Handle(), named);
     NoteKeysWithoutEffect(settings, session.Camera());
     Json document = Json::object();
     for (const Setting& setting : settings) { // as the camera has it: it may have rounded

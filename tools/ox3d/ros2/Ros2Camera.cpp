@@ -55,8 +55,9 @@ void PutPoints(const OX3D_RGBD_CLOUD& cloud, bool isColored, uint8_t* out) {
 } // namespace
 
 CRos2Camera::CRos2Camera(const ProviderChoice& provider, const DeviceRecord& record, bool isRegistered,
-                         TopicsPointer topics)
-    : m_provider(provider), m_record(record), m_isRegistered(isRegistered), m_topics(std::move(topics)) {
+                         TopicsPointer topics, Services services)
+    : m_provider(provider), m_record(record), m_isRegistered(isRegistered), m_topics(std::move(topics)),
+      m_services(std::move(services)) {
     const CSignalsBlocked blocked;
     m_thread = std::thread([this] { Run(); });
 }
@@ -68,6 +69,14 @@ CRos2Camera::~CRos2Camera() {
     }
     m_changed.NotifyAll();
     m_thread.join();
+}
+
+ros2::GraphNode CRos2Camera::Node() const {
+    ros2::GraphNode node = m_topics->Node();
+    if (m_services.m_services != nullptr) {
+        m_services.m_services->AddTo(&node);
+    }
+    return node;
 }
 
 bool CRos2Camera::IsEnding() const {
@@ -84,6 +93,7 @@ void CRos2Camera::Run() noexcept {
             [&](const std::exception* error) { problem = error == nullptr ? "unknown" : error->what(); });
         ExceptionBarrier(
             [&] {
+                m_services.m_parameters->Attach(nullptr);
                 m_camera.reset(); // no callback runs from here on
                 const CLock lock(m_mutex);
                 m_waiting.clear();
@@ -117,6 +127,7 @@ void CRos2Camera::Stream() {
         throw CStatusError(EExitCode::Camera, "cannot be told of frames: " + StatusText(status), status);
     }
     m_camera->Start();
+    m_services.m_parameters->Attach(handle);
     m_isDescribed = false;
     CFrameViews views(handle);
     while (!IsEnding()) {
@@ -245,6 +256,13 @@ void CRos2Camera::SendDiagnostic(ros2::ELevel level, const std::string& message)
                            {"latency p50 ms", Rounded(figures.m_latencyMs50)},
                            {"latency p99 ms", Rounded(figures.m_latencyMs99)},
                            {"readers", std::to_string(m_topics->Readers())}};
+    if (m_services.m_services != nullptr) {
+        const ros2::ServiceFigures requests = m_services.m_services->Figures();
+        diagnostic.m_values.insert(diagnostic.m_values.end(),
+                                   {{"requests answered", std::to_string(requests.m_answered)},
+                                    {"requests dropped", std::to_string(requests.m_dropped)},
+                                    {"requests not well formed", std::to_string(requests.m_malformed)}});
+    }
     m_topics->PublishDiagnostic(NowNs(), std::move(diagnostic));
 }
 

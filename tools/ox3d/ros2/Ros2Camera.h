@@ -4,8 +4,10 @@
 #define OX3D_TOOL_ROS2_CAMERA_H
 
 #include "base/Mutex.h"
+#include "ros2/CameraServices.h"
 #include "ros2/CameraTopics.h"
 #include "tools/ox3d/Camera.h"
+#include "tools/ox3d/ros2/Ros2Parameters.h"
 #include "tools/ox3d/view/ViewStats.h"
 
 #include <deque>
@@ -17,14 +19,20 @@ class CRos2Camera {
 public:
     using TopicsPointer = std::unique_ptr<ros2::CCameraTopics>;
 
+    // What clients ask of the camera. The services may be none.
+    struct Services {
+        std::unique_ptr<CRos2Parameters> m_parameters;
+        std::unique_ptr<ros2::CCameraServices> m_services;
+    };
+
     // `isRegistered`: depth is laid onto color.
     CRos2Camera(const ProviderChoice& provider, const DeviceRecord& record, bool isRegistered,
-                TopicsPointer topics);
+                TopicsPointer topics, Services services);
     ~CRos2Camera();
     CRos2Camera(const CRos2Camera&) = delete;
     CRos2Camera& operator=(const CRos2Camera&) = delete;
 
-    ros2::GraphNode Node() const { return m_topics->Node(); }
+    ros2::GraphNode Node() const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -47,6 +55,7 @@ private:
     const DeviceRecord m_record;
     const bool m_isRegistered;
     const TopicsPointer m_topics; // the thread's, as is what follows
+    const Services m_services;
     std::optional<CCamera> m_camera;
     CViewStats m_stats;
     uint64_t m_unsent = 0; // frames of which a reader was told no more
