@@ -4,6 +4,7 @@
  * usage: calibration [EXPORT|IMPORT FILE] */
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -16,7 +17,7 @@ static void print_lens(const char* name, const OX3D_RGBD_INTRINSICS* lens) {
 
 /* to = R * from + t, in millimetres */
 static void move(const OX3D_RGBD_EXTRINSICS* way, const float from[3], float to[3]) {
-    for (int row = 0; row < 3; ++row) {
+    for (size_t row = 0; row < 3; ++row) {
         const float* const r = &way->fRotation[3 * row];
         to[row] = r[0] * from[0] + r[1] * from[1] + r[2] * from[2] + way->fTranslation[row];
     }

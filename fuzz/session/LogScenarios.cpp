@@ -245,6 +245,17 @@ size_t CallsInLog() {
     return calls;
 }
 
+// Lines that are still queued when a session ends are given up, and on a slow disk that may be all of a short one's.
+size_t CallsOfFirstSessionsHeard() {
+    constexpr int kRounds = 50;
+    size_t calls = 0;
+    for (int round = 0; round < kRounds && calls == 0; ++round) {
+        PlaySessions(EStrictness::Exact);
+        calls = CallsInLog();
+    }
+    return calls;
+}
+
 // What became of an obstacle, as an exit code.
 enum class EMeeting : uint8_t { CostLines, Failed, CostNothing, WasNotThere };
 
@@ -257,8 +268,7 @@ EMeeting MeetObstacle(const Obstacle& obstacle) {
     obstacle.m_clear();
     std::error_code ignored;
     std::filesystem::remove_all(kFolder, ignored);
-    PlaySessions(EStrictness::Exact);
-    const size_t afterwards = CallsInLog();
+    const size_t afterwards = CallsOfFirstSessionsHeard();
     if (afterwards == 0) {
         Complain(std::string("no lines after: ") + obstacle.m_name);
     }
