@@ -353,6 +353,13 @@ constexpr StepKind kKinds[] = {
          return OX3D_RGBD_CopyFrame(h, &frame, Argument(copy, v));
      },
      [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
+    {"take nobody's frame", EShape::ArgumentFirst,
+     [](Context&, void* h, uint8_t v) {
+         OX3D_RGBD_FRAME_DATA frame = {};
+         OX3D_RGBD_FRAME_DATA* taken = nullptr;
+         return OX3D_RGBD_TakeFrame(h, &frame, Argument(taken, v));
+     },
+     [](Context&, uint8_t) { return OX3D_RGBD_E_PARAMETER; }},
     {"clock", EShape::ArgumentFirst,
      [](Context&, void* h, uint8_t v) {
          OX3D_RGBD_FRAME_CLOCK clock;

@@ -229,8 +229,23 @@ OX3D_RGBD_API uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_D
                                            OX3D_RGBD_FRAME_DATA** ppCopy);
 
 /**
+ * OX3D_RGBD_CopyFrame without copying, where that can be: the memory in which the device has images of its last fetched frame goes
+ * over to the caller, and the device takes other memory for its next one.
+ * \param handle   the device that delivered the frame
+ * \param pFrame   in: the last frame of OX3D_RGBD_FetchFrame; any other that OX3D_RGBD_CopyFrame takes is copied. out: all zeros where
+ *                 memory went over; no pointer to the frame's images, from wherever it was copied, is valid any more then
+ * \param ppTaken  out: what OX3D_RGBD_CopyFrame gives, and ended as that is
+ *
+ * What the camera sent goes over, the scaled color and the interleaved image; what was aligned is copied, and a pair of views.
+ * Threads that fetch from one device must not take from each other: one of them holds a lock from the fetch until it has taken.
+ * \return as OX3D_RGBD_CopyFrame
+ */
+OX3D_RGBD_API uint32_t OX3D_RGBD_TakeFrame(void* handle, OX3D_RGBD_FRAME_DATA* pFrame,
+                                           OX3D_RGBD_FRAME_DATA** ppTaken);
+
+/**
  * Ends a copy: its record and images are gone. No other thread may be using it.
- * \param pCopy  what OX3D_RGBD_CopyFrame gave
+ * \param pCopy  what OX3D_RGBD_CopyFrame or OX3D_RGBD_TakeFrame gave
  * \return OX3D_RGBD_E_PARAMETER for null and for whatever is no copy, one that was freed before included: the library finds
  * out by the address, without reading there. No other function does: a pointer that was freed is given to none of them.
  */

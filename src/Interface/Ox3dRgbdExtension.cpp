@@ -63,6 +63,15 @@ uint32_t OX3D_RGBD_CopyFrame(void* handle, const OX3D_RGBD_FRAME_DATA* pFrame,
     });
 }
 
+uint32_t OX3D_RGBD_TakeFrame(void* handle, OX3D_RGBD_FRAME_DATA* pFrame, OX3D_RGBD_FRAME_DATA** ppTaken) {
+    return ApiBarrier([&] {
+        if (pFrame == nullptr || ppTaken == nullptr) {
+            return RefuseArguments("OX3D_RGBD_TakeFrame");
+        }
+        return UnlockedCall(handle, [&](CManager& m) { return m.TakeFrame(pFrame, ppTaken); });
+    });
+}
+
 uint32_t OX3D_RGBD_FreeFrame(OX3D_RGBD_FRAME_DATA* pCopy) {
     return ApiBarrier([&] {
         return CFrameCopies::Shared().Free(pCopy) ? OX3D_RGBD_OK : RefuseArguments("OX3D_RGBD_FreeFrame");

@@ -2,10 +2,8 @@
 #include "src/Manager/ColorAligner.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
 
-#include "base/ImageMemory.h"
 #include "base/WorkerPool.h"
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/ImageSize.h"
@@ -32,11 +30,10 @@ uint32_t CColorAligner::EnsureResources(uint64_t targetPixels) {
     // An empty depth image must not fix the size of the buffer.
     const bool isSize = targetPixels != 0 && targetPixels <= kMaxImageBytes / kPlanes;
     const uint64_t needed = isSize ? targetPixels * kPlanes : UINT64_MAX;
-    if (m_scaled == nullptr && needed <= kMaxImageBytes) {
-        m_scaled = static_cast<uint8_t*>(ox3d::AllocateImageMemory(needed));
-        m_scaledBytes = m_scaled != nullptr ? needed : 0;
+    if (m_scaledBytes == 0 && needed <= kMaxImageBytes && m_scaled.Grow(needed)) {
+        m_scaledBytes = needed;
     }
-    if (needed > m_scaledBytes) {
+    if (needed > m_scaledBytes || !m_scaled.EnsureExists()) {
         OX_LOG_ERROR("[RgbResolutionAlign] aligned buffer holds [%llu], needed [%llu].\r\n",
                      static_cast<unsigned long long>(m_scaledBytes), static_cast<unsigned long long>(needed));
         return OX3D_RGBD_E_MEMORY;
@@ -56,7 +53,7 @@ OX_MP_SCALING_PARAM CColorAligner::PlaneOf(const OX3D_RGBD_IMAGE_DATA& depth,
     param.nSrcLen = color.nDataLen / kPlanes;
     param.nDstWidth = depth.nWidth;
     param.nDstHeight = depth.nHeight;
-    param.pDstData = m_scaled + plane * targetBytes;
+    param.pDstData = m_scaled.Data() + plane * targetBytes;
     param.nDstBufSize = static_cast<uint32_t>(targetBytes);
     param.nDstLen = static_cast<uint32_t>(targetBytes);
     param.nMethod = OX_MP_METHOD_BILINEAR;
@@ -130,13 +127,12 @@ uint32_t CColorAligner::Align(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE
     color->nWidth = depth->nWidth;
     color->nHeight = depth->nHeight;
     color->nDataLen = static_cast<uint32_t>(PixelCount(*depth) * kPlanes);
-    color->pData = m_scaled;
+    color->pData = m_scaled.Data();
     return OX3D_RGBD_OK;
 }
 
 void CColorAligner::Release() {
-    free(m_scaled);
-    m_scaled = nullptr;
+    m_scaled.Free();
     m_scaledBytes = 0;
     if (m_scaler != nullptr) {
         OX_MP_DestroyHandle(m_scaler);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "src/Manager/GrowBuffer.h"
 #include <ox3drgbd/Ox3dRgbdDefine.h>
 #include <ox3drgbd/OxMediaProcess.h>
 
@@ -20,6 +21,8 @@ public:
     // On success the record of the color image describes the scaled one, which the next call overwrites; else
     // it stays.
     uint32_t Align(const OX3D_RGBD_IMAGE_DATA* depth, OX3D_RGBD_IMAGE_DATA* color);
+    // Where the scaled color lies.
+    CGrowBuffer* Buffer() { return &m_scaled; }
     void Release();
 
 private:
@@ -30,7 +33,7 @@ private:
     uint32_t ScalePlanes(const OX3D_RGBD_IMAGE_DATA& depth, const OX3D_RGBD_IMAGE_DATA& color);
 
     void* m_scaler = nullptr;
-    uint8_t* m_scaled = nullptr; // sized once, by the first alignment
+    CGrowBuffer m_scaled{0}; // sized once, by the first alignment
     uint64_t m_scaledBytes = 0;
 };
 

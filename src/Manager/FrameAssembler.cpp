@@ -85,6 +85,16 @@ void CFrameAssembler::Release() {
     m_aligner.Release();
 }
 
+// A demosaic pair stays: a frame without one repeats it.
+CGrowBuffer* CFrameAssembler::BufferAt(const uint8_t* image) {
+    for (CGrowBuffer* const buffer : {&m_extendedBuffer, &m_rgbdBuffer, m_colorAligner.Buffer()}) {
+        if (image != nullptr && buffer->Data() == image) {
+            return buffer;
+        }
+    }
+    return nullptr;
+}
+
 uint32_t CFrameAssembler::TakeChunks(const OX_CHUNK_DATA_CONTENT* chunks, uint32_t count) {
     if (count == 0) {
         return OX3D_RGBD_OK;

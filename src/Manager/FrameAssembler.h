@@ -67,6 +67,8 @@ public:
         return {m_extendedBuffer.Data(), m_demosaicBuffer.Data(), m_rgbdBuffer.Data(),
                 m_aligner.Filled(),      m_aligner.MovedColor(),  m_aligner.Mask()};
     }
+    // The buffer that begins at that image and holds nothing else that is needed again; null where there is none.
+    CGrowBuffer* BufferAt(const uint8_t* image) OX_REQUIRES(this);
     // Forgets all chunk images; Release frees the buffers as well.
     void Reset() OX_REQUIRES(this);
     void Release() OX_REQUIRES(this);

@@ -6,9 +6,11 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "base/ImageMemory.h"
 #include "base/NeverDestroyed.h"
+#include "src/Manager/SpareBlocks.h"
 
 namespace {
 
@@ -27,7 +29,8 @@ uint64_t AlignedBytes(uint64_t bytes) {
 struct alignas(ox3d::kImageAlignmentBytes) CFrameCopies::Copy {
     OX3D_RGBD_FRAME_DATA m_record; // first: its address is the block's
     KnownFrame m_known;
-    Copy* m_next;
+    std::array<ox3d::ImageBlock, OX3D_RGBD_MAX_IMAGES> m_taken;
+    Copy* m_next = nullptr;
 };
 
 CFrameCopies& CFrameCopies::Shared() {
@@ -44,21 +47,24 @@ CFrameCopies::Copy** CFrameCopies::PlaceOf(const OX3D_RGBD_FRAME_DATA* copy) {
     return place;
 }
 
-OX3D_RGBD_FRAME_DATA* CFrameCopies::Make(const OX3D_RGBD_FRAME_DATA& frame, const KnownFrame& known) {
+OX3D_RGBD_FRAME_DATA* CFrameCopies::Make(const OX3D_RGBD_FRAME_DATA& frame, const KnownFrame& known,
+                                         const TakenBuffers& taken) {
     uint64_t bytes = sizeof(Copy); // ten images of 32-bit lengths: no overflow
     for (uint32_t i = 0; i < known.m_note.m_imageCount; ++i) {
-        bytes += AlignedBytes(known.m_note.m_images[i].m_lengthBytes);
+        bytes += taken[i] == nullptr ? AlignedBytes(known.m_note.m_images[i].m_lengthBytes) : 0;
     }
-    auto* const block = static_cast<uint8_t*>(ox3d::AllocateImageMemory(bytes));
+    uint8_t* const block = CSpareBlocks::Shared().Take(bytes).release();
     if (block == nullptr) {
         return nullptr;
     }
-    auto* const copy = new (block) Copy{frame, known, nullptr};
+    auto* const copy = new (block) Copy{.m_record = frame, .m_known = known, .m_taken = {}};
     FrameNote& note = copy->m_known.m_note;
     uint8_t* next = block + sizeof(Copy);
     for (uint32_t i = 0; i < note.m_imageCount; ++i) {
         NotedImage& image = note.m_images[i];
-        if (image.m_data != nullptr) {
+        if (taken[i] != nullptr) {
+            copy->m_taken[i] = taken[i]->HandOver();
+        } else if (image.m_data != nullptr) {
             memcpy(next, image.m_data, image.m_lengthBytes);
             image.m_data = next;
             copy->m_record.stImageData[i].pData = next;
@@ -81,7 +87,12 @@ bool CFrameCopies::Free(OX3D_RGBD_FRAME_DATA* copy) {
         }
         *place = found->m_next;
     }
-    free(found);
+    CSpareBlocks& spare = CSpareBlocks::Shared();
+    for (ox3d::ImageBlock& taken : found->m_taken) {
+        spare.Keep(std::move(taken));
+    }
+    found->~Copy();
+    spare.Keep(ox3d::ImageBlock(reinterpret_cast<uint8_t*>(found)));
     return true;
 }
 

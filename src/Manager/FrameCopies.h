@@ -1,5 +1,5 @@
 // FrameCopies.h - copies of frames that belong to the application. Each is one block: the record, how the frame was made,
-// its calibration, then the images.
+// its calibration, then the images; those that were taken and not copied keep the blocks in which they were.
 #ifndef OX3D_FRAME_COPIES_H
 #define OX3D_FRAME_COPIES_H
 
@@ -7,9 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/ImageMemory.h"
 #include "src/Common/Thread.h"
 #include "src/Manager/CalibrationFile.h"
 #include "src/Manager/FrameNotes.h"
+#include "src/Manager/GrowBuffer.h"
 #include <ox3drgbd/Ox3dRgbdExtension.h>
 
 // A frame's note with the calibration that its images were made with, where there is one, and for a copy its times.
@@ -21,6 +23,9 @@ struct KnownFrame {
     DepthCalibration m_calibration = {};
 };
 
+// For each image the buffer that ends with it, null for one that is copied.
+using TakenBuffers = std::array<CGrowBuffer*, OX3D_RGBD_MAX_IMAGES>;
+
 // Every copy that there is in the process, by its address: a pointer is known to be a copy before anything is read there.
 class CFrameCopies {
 public:
@@ -30,9 +35,9 @@ public:
 
     static CFrameCopies& Shared();
 
-    // Null when memory is short. The record is that of the note.
-    OX3D_RGBD_FRAME_DATA* Make(const OX3D_RGBD_FRAME_DATA& frame, const KnownFrame& known)
-        OX_EXCLUDES(m_mutex);
+    // Null when memory is short, and then nothing was taken. The record is that of the note.
+    OX3D_RGBD_FRAME_DATA* Make(const OX3D_RGBD_FRAME_DATA& frame, const KnownFrame& known,
+                               const TakenBuffers& taken = {}) OX_EXCLUDES(m_mutex);
     // False when the pointer is no copy.
     bool Free(OX3D_RGBD_FRAME_DATA* copy) OX_EXCLUDES(m_mutex);
     bool Find(const OX3D_RGBD_FRAME_DATA* copy, KnownFrame* known) OX_EXCLUDES(m_mutex);

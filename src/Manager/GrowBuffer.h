@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "base/ImageMemory.h"
+#include "src/Manager/SpareBlocks.h"
 
 class CGrowBuffer {
 public:
@@ -19,6 +20,9 @@ public:
     // The block of the initial size, zero-filled; true when it exists afterwards. Zeros that the system hands out cost
     // nothing before they are touched, and most devices that are opened fill few of their buffers.
     bool EnsureExists() {
+        if (m_data == nullptr && m_isHandedOver) {
+            return Grow(m_capacity);
+        }
         if (m_data == nullptr) {
             m_block = calloc(1, m_capacity + ox3d::kImageAlignmentBytes);
             if (m_block != nullptr) {
@@ -35,7 +39,8 @@ public:
         if (m_data != nullptr && bytes <= m_capacity) {
             return true;
         }
-        void* const block = ox3d::AllocateImageMemory(bytes);
+        void* const block =
+            m_isHandedOver ? CSpareBlocks::Shared().Take(bytes).release() : ox3d::AllocateImageMemory(bytes);
         if (block == nullptr) {
             return false;
         }
@@ -46,8 +51,19 @@ public:
         return true;
     }
 
+    // The block goes over to the caller with the bytes in it. The buffer is empty until its next need, and then has a block
+    // of its size that nobody has filled: zeros are for the first one.
+    ox3d::ImageBlock HandOver() {
+        ox3d::ImageBlock block(static_cast<uint8_t*>(m_block));
+        m_block = nullptr;
+        m_data = nullptr;
+        m_isHandedOver = true;
+        return block;
+    }
+
     void Free() {
         free(m_block);
+        m_isHandedOver = false;
         m_block = nullptr;
         m_data = nullptr;
         m_capacity = m_initial;
@@ -61,6 +77,7 @@ private:
     uint8_t* m_data = nullptr; // in the block
     uint64_t m_capacity;
     uint64_t m_initial;
+    bool m_isHandedOver = false;
 };
 
 #endif

@@ -138,6 +138,7 @@ public:
     uint32_t GetExtrinsics(uint32_t from, uint32_t to, OX3D_RGBD_EXTRINSICS* out);
     uint32_t GetIntrinsics(uint32_t stream, OX3D_RGBD_INTRINSICS* out);
     uint32_t CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_DATA** out);
+    uint32_t TakeFrame(OX3D_RGBD_FRAME_DATA* frame, OX3D_RGBD_FRAME_DATA** out);
     uint32_t MapFrame(const OX3D_RGBD_FRAME_DATA& frame, const OX3D_RGBD_CLOUD_OPTIONS& options,
                       OX3D_RGBD_CLOUD* out);
 
@@ -198,6 +199,9 @@ private:
     uint32_t FeatureOfSize(const char* key, uint32_t* value);
     uint32_t PresentFrame(KnownFrame* known);
     uint32_t FindFrame(const OX3D_RGBD_FRAME_DATA& frame, KnownFrame* known);
+    uint32_t KeepFrame(const char* operation, const OX3D_RGBD_FRAME_DATA& frame, const TakenBuffers& taken,
+                       OX3D_RGBD_FRAME_DATA** out);
+    TakenBuffers BuffersOf(const FrameNote& note) OX_REQUIRES(m_assembler);
     void LatchClock();
     void TellTimes(KnownFrame* known);
     uint32_t Calibrate(bool isRetried, KnownFrame* known);
@@ -253,6 +257,7 @@ private:
     CDeviceClock m_clock;
     CCalibrationCache m_calibrations;
     CFrameCloud m_cloud;
+    CSpareUse m_spareUse;
     ox3d::CPoolUse m_poolUse;   // device lock
     CReconnector m_reconnector; // last: its thread uses all the others
 };

@@ -1,5 +1,7 @@
 // Manager_Geometry.cpp - where the pixels of a delivered frame lie in space, whatever was done to it, and its copies.
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "src/Common/AsyncLog.h"
 #include "src/Manager/FrameGeometry.h"
@@ -142,11 +144,12 @@ uint32_t CManager::GetIntrinsics(uint32_t stream, OX3D_RGBD_INTRINSICS* out) {
     return OX3D_RGBD_OK;
 }
 
-uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_DATA** out) {
+uint32_t CManager::KeepFrame(const char* operation, const OX3D_RGBD_FRAME_DATA& frame,
+                             const TakenBuffers& taken, OX3D_RGBD_FRAME_DATA** out) {
     KnownFrame known;
     const uint32_t status = FindFrame(frame, &known);
     if (status != OX3D_RGBD_OK) {
-        OX_LOG_ERROR("[CopyFrame] the frame is not known.\r\n");
+        OX_LOG_ERROR("[%s] the frame is not known.\r\n", operation);
         return status;
     }
     if (known.m_note.HasDepth() && HasSize(known.m_note.m_images[0])) {
@@ -154,12 +157,47 @@ uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_
     }
     TellTimes(&known);
     known.m_isCopy = true;
-    OX3D_RGBD_FRAME_DATA* const copy = CFrameCopies::Shared().Make(frame, known);
+    m_spareUse.Begin();
+    OX3D_RGBD_FRAME_DATA* const copy = CFrameCopies::Shared().Make(frame, known, taken);
     if (copy == nullptr) {
-        OX_LOG_ERROR("[CopyFrame] no memory for the copy.\r\n");
+        OX_LOG_ERROR("[%s] no memory for the copy.\r\n", operation);
         return OX3D_RGBD_E_MEMORY;
     }
     *out = copy;
+    return OX3D_RGBD_OK;
+}
+
+uint32_t CManager::CopyFrame(const OX3D_RGBD_FRAME_DATA& frame, OX3D_RGBD_FRAME_DATA** out) {
+    return KeepFrame("CopyFrame", frame, {}, out);
+}
+
+TakenBuffers CManager::BuffersOf(const FrameNote& note) {
+    TakenBuffers buffers = {};
+    for (uint32_t i = 0; i < note.m_imageCount; ++i) {
+        const uint8_t* const data = note.m_images[i].m_data;
+        buffers[i] = data != nullptr && data == m_imageBuf.Data() ? &m_imageBuf : m_assembler.BufferAt(data);
+    }
+    return buffers;
+}
+
+// The buffers hold the images of the last frame alone, and while frames are pushed the delivery thread writes to them.
+uint32_t CManager::TakeFrame(OX3D_RGBD_FRAME_DATA* frame, OX3D_RGBD_FRAME_DATA** out) {
+    const COwnedLock lock(m_frameMutex);
+    const CAssembling assembling(m_assembler);
+    TakenBuffers taken = {};
+    FrameNote last;
+    if (!m_frameCallback.IsRegistered() && !m_frameCallback.IsBusyElsewhere() && m_notes.Last(&last) &&
+        last.Is(*frame)) {
+        taken = BuffersOf(last);
+    }
+    const uint32_t status = KeepFrame("TakeFrame", *frame, taken, out);
+    if (status != OX3D_RGBD_OK) {
+        return status;
+    }
+    if (std::any_of(taken.begin(), taken.end(), [](const CGrowBuffer* each) { return each != nullptr; })) {
+        m_notes.Forget(); // older frames may have lain there as well
+        memset(frame, 0, sizeof(*frame));
+    }
     return OX3D_RGBD_OK;
 }
 

@@ -209,6 +209,59 @@ TEST_F(Copies, OutliveTheNextFrameAndTheDevice) {
     EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
 }
 
+TEST_F(Copies, TakeTheMemoryOfTheLastFetchedFrame) {
+    OpenAndStart();
+    SwitchOff("ImageAlign");
+    SwitchOff("ResolutionAlign");
+    ASSERT_EQ(SetSwitch("OutputRgbd", 1), OX3D_RGBD_OK);
+    std::vector<OX3D_RGBD_FRAME_DATA*> taken;
+    std::vector<OX3D_RGBD_FRAME_DATA> frames;
+    std::vector<std::vector<Bytes>> images;
+    for (uint32_t number = 1; number <= 4; ++number) {
+        CRawFrame raw(640, 480, number, 1000 * number);
+        raw.AddColor(800, 600, static_cast<uint8_t>(number));
+        ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+        const OX3D_RGBD_FRAME_DATA frame = frames.emplace_back(m_frame);
+        images.emplace_back();
+        for (uint32_t i = 0; i < 3; ++i) {
+            images.back().emplace_back(Image(i).pData, Image(i).pData + Image(i).nDataLen);
+        }
+        ASSERT_EQ(OX3D_RGBD_TakeFrame(m_handle, &m_frame, &taken.emplace_back()), OX3D_RGBD_OK);
+        EXPECT_EQ(RecordBytes(m_frame), Bytes(sizeof(m_frame)));
+        for (uint32_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(taken.back()->stImageData[i].pData, frame.stImageData[i].pData) << "moved, not copied";
+        }
+        EXPECT_EQ(Copy(frame), OX3D_RGBD_E_PARAMETER) << "its images are another's";
+    }
+    const uint32_t others[] = {OX3D_RGBD_TakeFrame(m_handle, taken[0], &m_copy), OX3D_RGBD_FreeFrame(m_copy)};
+    EXPECT_EQ(others[0] | others[1], OX3D_RGBD_OK) << "a copy is copied";
+    Close();
+    for (size_t i = 0; i < taken.size(); ++i) {
+        ExpectSame(*taken[i], frames[i], images[i]);
+        EXPECT_EQ(OX3D_RGBD_FreeFrame(taken[i]), OX3D_RGBD_OK);
+    }
+}
+
+TEST_F(Copies, TakeNothingThatIsNeededAgain) {
+    OpenAndStart(); // registered and scaled
+    CRawFrame raw(640, 480);
+    raw.AddColor(800, 600);
+    ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    const OX3D_RGBD_FRAME_DATA registered = m_frame;
+    ASSERT_EQ(OX3D_RGBD_TakeFrame(m_handle, &m_frame, &m_copy), OX3D_RGBD_OK);
+    EXPECT_NE(m_copy->stImageData[0].pData, registered.stImageData[0].pData) << "the conversion's";
+    EXPECT_EQ(m_copy->stImageData[1].pData, registered.stImageData[1].pData);
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
+    SwitchOff("ImageAlign");
+    ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    OX3D_RGBD_FRAME_DATA former = m_frame;
+    ++raw.m_info.nFrameNum;
+    ASSERT_EQ(Fetch(raw), OX3D_RGBD_OK);
+    ASSERT_EQ(OX3D_RGBD_TakeFrame(m_handle, &former, &m_copy), OX3D_RGBD_OK);
+    EXPECT_NE(m_copy->stImageData[0].pData, m_frame.stImageData[0].pData) << "the last frame's";
+    EXPECT_EQ(OX3D_RGBD_FreeFrame(m_copy), OX3D_RGBD_OK);
+}
+
 TEST_F(Copies, AreMadeOfFramesThatTheDeviceKnowsAlone) {
     OpenAndStart();
     SwitchOff("ImageAlign");

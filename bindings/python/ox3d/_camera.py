@@ -258,7 +258,7 @@ class Camera:
         self._device.call("Stop", about="stop")
 
     def fetch(self, timeout: Optional[float] = 5.0) -> Frame:
-        """Waits for the next frame and copies it.
+        """Waits for the next frame, which is then the caller's own.
 
         :param timeout: seconds; None waits until a frame comes or the stream ends
         :raises Ox3dError: with ``Status.NO_DATA`` when no frame came in time, ``Status.STATE`` when the camera was not started or
@@ -267,7 +267,7 @@ class Camera:
 
         Ctrl-C ends it at once.
         """
-        return self._fetched(timeout, Frame._copied)
+        return self._fetched(timeout, Frame._taken)
 
     @contextmanager
     def borrow(self, timeout: Optional[float] = 5.0) -> abc.Iterator[Frame]:
@@ -342,7 +342,7 @@ class Camera:
         try:
             while True:
                 try:
-                    frame = self._fetched(timeout, Frame._copied, is_over)
+                    frame = self._fetched(timeout, Frame._taken, is_over)
                 except Ox3dError as error:
                     if self._ends and error.code == s.E_NO_DATA:
                         return

@@ -105,14 +105,14 @@ class Cloud:
 
 
 class _Copy:
-    """A copy of a frame that the library made: freed when nobody looks at its images any more."""
+    """A frame that the library copied or gave away: freed when nobody looks at its images any more."""
 
     __slots__ = ("library", "pointer", "__weakref__")
 
-    def __init__(self, library: Library, handle: int, record: s.FRAME_DATA) -> None:
+    def __init__(self, library: Library, handle: int, record: s.FRAME_DATA, how: str) -> None:
         self.library = library
         self.pointer = ctypes.POINTER(s.FRAME_DATA)()
-        library.call("CopyFrame", handle, ctypes.byref(record), ctypes.byref(self.pointer), about="copying a frame")
+        library.call(how, handle, ctypes.byref(record), ctypes.byref(self.pointer), about="copying a frame")
 
     def __del__(self) -> None:
         if self.pointer:
@@ -135,11 +135,12 @@ def _array(image: s.IMAGE_DATA, base: Borrowed) -> npt.NDArray[Any]:
         shape = (3,) + shape
     base.__array_interface__ = {
         "data": (image.pData, False),
-        "shape": (int(np.prod(shape)) * kind.itemsize,),
-        "typestr": "|u1",
+        "shape": shape,
+        "typestr": kind.str,
+        "descr": kind.descr,
         "version": 3,
     }
-    array: npt.NDArray[Any] = np.asarray(base).view(kind).reshape(shape)
+    array: npt.NDArray[Any] = np.asarray(base)
     return array.transpose(1, 2, 0) if image.enImageType == s.PIXEL_RGB8_PLANAR else array
 
 
@@ -170,7 +171,13 @@ class Frame:
     @classmethod
     def _copied(cls, device: Device, handle: int, record: s.FRAME_DATA) -> "Frame":
         """A frame of its own. The caller holds the record's images where they are meanwhile."""
-        return cls(device, handle, record, _Copy(device.library, handle, record))
+        return cls(device, handle, record, _Copy(device.library, handle, record, "CopyFrame"))
+
+    @classmethod
+    def _taken(cls, device: Device, handle: int, record: s.FRAME_DATA) -> "Frame":
+        """The same of the last frame that was fetched, with the memory in which it lies; the record is empty afterwards."""
+        copy = _Copy(device.library, handle, record, "TakeFrame")
+        return cls(device, handle, copy.pointer.contents, copy)
 
     def _live_record(self) -> s.FRAME_DATA:
         if self._record is None:

@@ -384,6 +384,7 @@ FUNCTIONS: Dict[str, Tuple[Any, ...]] = {
     "GetFeatureEntries": (_handle, c_char_p, POINTER(FEATURE_ENTRY), c_uint32, _count),
     "SetEnumByName": (_handle, c_char_p, c_char_p),
     "CopyFrame": (_handle, POINTER(FRAME_DATA), POINTER(POINTER(FRAME_DATA))),
+    "TakeFrame": (_handle, POINTER(FRAME_DATA), POINTER(POINTER(FRAME_DATA))),
     "FreeFrame": (POINTER(FRAME_DATA),),
     "GetFrameClock": (_handle, POINTER(FRAME_CLOCK)),
     "GetFrameTimes": (_handle, POINTER(FRAME_DATA), POINTER(FRAME_TIMES)),
