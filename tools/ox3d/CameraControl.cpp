@@ -28,7 +28,7 @@ std::string RequestOf(const CameraControlRequest& request) {
 CCameraControl::CCameraControl(const CameraControlRequest& request) : m_request(RequestOf(request)) {
     if (!request.m_recording.empty()) {
         m_recording = std::filesystem::absolute(request.m_recording);
-        CheckRecording(m_recording);
+        CheckRecording(m_recording, EPlayedAs::Camera);
         m_play = request.m_play;
     }
 }

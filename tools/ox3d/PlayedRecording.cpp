@@ -15,7 +15,7 @@ namespace ox3d::tool {
 
 namespace fs = std::filesystem;
 
-void CheckRecording(const fs::path& path) {
+void CheckRecording(const fs::path& path, EPlayedAs as) {
     const std::string& name = path.string();
     if (std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; })) {
         throw CToolError(EExitCode::Usage, "the recording has control characters in its name");
@@ -26,8 +26,14 @@ void CheckRecording(const fs::path& path) {
     }
     if (!fs::is_directory(path, ignored)) {
         std::string error;
-        if (CRecordingReader::Open(name, &error) == nullptr) {
+        const auto reader = CRecordingReader::Open(name, &error);
+        if (reader == nullptr) {
             throw CToolError(EExitCode::File, error);
+        }
+        if (as == EPlayedAs::Camera && reader->CalibrationXml().empty()) {
+            throw CToolError(
+                EExitCode::File,
+                name + " has no calibration, without which no camera is opened; \"ox3d view\" shows it");
         }
         return;
     }

@@ -4,6 +4,7 @@
 
 #include "tools/ox3d/WorkFolder.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -16,8 +17,9 @@ struct PlayOptions {
 };
 
 // Throws a CToolError that names the missing part of a folder that does not look like a recording, or says why a file
-// cannot be played.
-void CheckRecording(const std::filesystem::path& path);
+// cannot be played; of one that is played as a camera also that it has no calibration, without which none is opened.
+enum class EPlayedAs : uint8_t { Camera, Images };
+void CheckRecording(const std::filesystem::path& path, EPlayedAs as = EPlayedAs::Camera);
 
 // The text of the camera list. The path is absolute.
 std::string CameraListFor(const std::filesystem::path& path, const PlayOptions& options = {});

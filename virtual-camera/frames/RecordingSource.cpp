@@ -10,9 +10,15 @@ namespace ox3d {
 std::unique_ptr<CFrameSource> CRecordingSource::Create(const FrameSourceConfig& config, std::string* error,
                                                        uint64_t maxCacheBytes) {
     std::unique_ptr<CRecordingReader> reader = CRecordingReader::Open(config.m_folder, error);
-    return reader == nullptr ? nullptr
-                             : std::unique_ptr<CFrameSource>(
-                                   new CRecordingSource(std::move(reader), config, maxCacheBytes));
+    if (reader == nullptr) {
+        return nullptr;
+    }
+    if (reader->CalibrationXml().empty()) {
+        *error = config.m_folder +
+                 ": no calibration is in it and no lens of its depth camera, and no camera is opened without";
+        return nullptr;
+    }
+    return std::unique_ptr<CFrameSource>(new CRecordingSource(std::move(reader), config, maxCacheBytes));
 }
 
 CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, const FrameSourceConfig& config,

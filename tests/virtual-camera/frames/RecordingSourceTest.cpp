@@ -1,5 +1,6 @@
 // A recording as a source of frames: order and end, bad frames, grey views, memory.
 #include "virtual-camera/frames/RecordingSource.h"
+#include "recording/Recorder.h"
 #include "recording/RecordingWriter.h"
 #include "tests/support/Files.h"
 
@@ -41,6 +42,20 @@ protected:
     std::string m_error;
     FrameImages m_images;
 };
+
+// The library would refuse the camera with nothing but "no data".
+TEST_F(RecordingSource, SaysThatACalibrationIsMissing) {
+    const std::string path = m_folder.Path() / "bare.mcap";
+    const std::unique_ptr<CRecorder> recorder = CRecorder::Open(path, {}, {}, &m_error);
+    ASSERT_NE(recorder, nullptr) << m_error;
+    const std::vector<uint16_t> depth(size_t{32} * 24, uint16_t{1000});
+    FrameView frame;
+    frame.m_depth = {depth.data(), 32, 24, 32};
+    ASSERT_TRUE(recorder->Add(frame));
+    ASSERT_EQ(recorder->Finish().m_written, 1u);
+    EXPECT_EQ(CRecordingSource::Create({true, path, true}, &m_error), nullptr);
+    EXPECT_THAT(m_error, ::testing::HasSubstr("no calibration"));
+}
 
 TEST_F(RecordingSource, PlaysToTheEndOrStartsAgainWhetherFramesStayInMemoryOrNot) {
     for (const uint64_t maxCacheBytes : {CRecordingSource::kMaxCacheBytes, uint64_t{0}}) {

@@ -172,7 +172,7 @@ EExitCode RunView(CCameraControl& control, const Arguments& arguments) {
     std::vector<std::string> recordings;
     for (const std::string& recording : options.m_recordings) {
         recordings.push_back(fs::absolute(recording).string());
-        CheckRecording(recordings.back());
+        CheckRecording(recordings.back(), EPlayedAs::Images);
     }
     const std::optional<ProviderChoice> provider = EnterControl(control, options);
     const CScratchFolder scratch; // the library writes its log and calibration files there
