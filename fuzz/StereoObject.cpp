@@ -19,7 +19,7 @@ constexpr int kMaxCalls = 3;
 constexpr bool kIsLarge = false;
 constexpr int kMaxCalls = 8;
 #endif
-constexpr size_t kMaxBlockBytes = size_t{24} << 20;
+constexpr size_t kMaxBlockBytes = size_t{64} << 20;
 constexpr size_t kMaxRecordBytes = 4096;
 constexpr int32_t kWidth = 640;
 constexpr int32_t kHeight = 480;
@@ -139,8 +139,13 @@ private:
         constexpr int32_t kHeavy[] = {OXB3D_BINOSTEREO_PROCESS_INIT, OXB3D_BINOSTEREO_PROCESS_RECTIFY,
                                       OXB3D_BINOSTEREO_PROCESS_DEPTH_FUSE,
                                       OXB3D_BINOSTEREO_PROCESS_COMMON_TRANS};
-        const int32_t type = isHeavy ? kHeavy[bits % std::size(kHeavy)] : kLight[bits % std::size(kLight)];
+        int32_t type = isHeavy ? kHeavy[bits % std::size(kHeavy)] : kLight[bits % std::size(kLight)];
+        if (isHeavy && bits >= 0xF0) {
+            type = OXB3D_BINOSTEREO_PROCESS_DEPTH; // by far the heaviest
+        }
         switch (type) {
+        case OXB3D_BINOSTEREO_PROCESS_DEPTH:
+            return FindDepth();
         case OXB3D_BINOSTEREO_PROCESS_INIT:
             return Run<OXB3D_BINOSTEREO_INIT_INPUT, OXB3D_BINOSTEREO_INIT_OUTPUT>(
                 type, [this](auto& in, auto&) { FillInit(in); });
@@ -174,6 +179,26 @@ private:
                     in = {Score(), Region()};
                 });
         }
+    }
+
+    // With made-up parameters, and mostly few disparities: as many as there can be take a second.
+    void FindDepth() {
+        constexpr uint32_t kIds[] = {1, 2, 4, 5, 6, 769, 770, 771, 772, 773, 774, 775, 776, 777, 3, 3};
+        for (auto left = m_input.Take<uint8_t>() % 4; left > 0; --left) {
+            const uint32_t id = kIds[m_input.Take<uint8_t>() % std::size(kIds)];
+            OXB3D_BINOSTEREO_PARAM param = {id, m_input.Take<int16_t>()};
+            OXB3D_BINOSTEREO_SetConfig(m_handle, OXB3D_BINOSTEREO_SET_PARAM, &param, sizeof(param));
+        }
+        OXB3D_BINOSTEREO_PARAM few = {3, 16 + m_input.Take<uint8_t>() % 32};
+        OXB3D_BINOSTEREO_SetConfig(m_handle, OXB3D_BINOSTEREO_SET_PARAM, &few, sizeof(few));
+        Run<OXB3D_BINOSTEREO_IMAGE_PAIR, OXB3D_BINOSTEREO_DEPTH_OUTPUT>(
+            OXB3D_BINOSTEREO_PROCESS_DEPTH, [this](auto& in, auto& out) {
+                in = {Image(0, ZQA_FORMAT_GREY8), Image(1, ZQA_FORMAT_GREY8)};
+                out = {Image(2, ZQA_FORMAT_DEPTH16), Image(3, ZQA_FORMAT_DEPTH16)};
+                const auto unwanted = m_input.Take<uint8_t>();
+                out.depth.data[0] = (unwanted & 3) == 3 ? nullptr : out.depth.data[0];
+                out.disparity.data[0] = (unwanted & 12) == 12 ? nullptr : out.disparity.data[0];
+            });
     }
 
     template <class In, class Out, class Filling>

@@ -50,6 +50,7 @@ int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSiz
             return status;
         }
     }
+    *GeometryOf(object) = {rectification.m_projection[0], rectification.m_rightOffset};
     object.m_imageSize = {in.width, in.height};
     object.m_initialised = 1;
     Output out{};

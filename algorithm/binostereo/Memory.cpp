@@ -191,7 +191,11 @@ int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_ME
     BinoObject* self = ObjectOf(object);
     uint64_t need = 0;
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH)) {
-        need = kFusionDepthScratchBytes;
+        const CCheckedSize depth = FusionDepthScratchSize({self->m_ability.width, self->m_ability.height});
+        if (!depth.Fits()) {
+            return OXB3D_BINOSTEREO_E_TAB_TOO_SMALL;
+        }
+        need = depth.Bytes();
     }
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE)) {
         uint64_t persistent = 0;

@@ -16,7 +16,6 @@ int32_t NotImplemented(const void* handle, const void* input, const void* output
         return NotImplemented(handle, input, output);                                                      \
     }
 
-OX3D_NOT_IMPLEMENTED(OXB3D_BINOSTEREO_DepthProcess)
 OX3D_NOT_IMPLEMENTED(OXB3D_BINOSTEREO_SaddleScoreProcess)
 OX3D_NOT_IMPLEMENTED(OXB3D_BINOSTEREO_CalibProcess)
 OX3D_NOT_IMPLEMENTED(OXB3D_BINOSTEREO_RGBD_CalibProcess)

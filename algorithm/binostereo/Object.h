@@ -51,13 +51,26 @@ inline bool FitsAbility(const BinoObject& object, int32_t width, int32_t height)
 
 // The parameters that processes read; the numbers are their ids.
 enum class EParam : uint32_t {
-    Param1 = 1,
-    Param3 = 3,
+    Param1 = 1, // of the matcher: the window of the census
+    SmallestDisparity = 2,
+    Param3 = 3, // disparities
+    Paths = 4,
+    Images = 5,
+    Smoothness = 6,
     FuseMode = 257,
     FusePinned = 258,
     FuseThreshold = 259,
     FuseRowShift = 260,
-    FuseColumnShift = 261
+    FuseColumnShift = 261,
+    IslandSide = 769,
+    IslandStep = 770,
+    IslandFilter = 771,
+    MedianFilter = 772,
+    Tolerance = 773,
+    LargeStepPercent = 774,
+    LargeStepFalls = 775,
+    LargeStepFallen = 776,
+    Smoothing = 777
 };
 
 // 0 where the handle is no object.

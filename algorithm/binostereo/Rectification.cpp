@@ -230,6 +230,7 @@ bool ComputeRectification(const OXB3D_BINOSTEREO_INIT_INPUT& input, Rectificatio
     Narrow(left, result->m_leftRotation);
     Narrow(right, result->m_rightRotation);
     result->m_baseLine = static_cast<float>(baseLine);
+    result->m_rightOffset = static_cast<float>(-Multiply(right, translation)[0]);
     return true;
 }
 

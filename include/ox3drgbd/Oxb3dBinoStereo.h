@@ -241,6 +241,12 @@ OXB3D_API int32_t OXB_CheckMemTabV3(const OXB3D_BINOSTEREO_MEM_TAB* memTab, int3
  *   259 155      0..255     771  1        1..2
  * \endverbatim
  *
+ * Depth (type 2) reads 1 (side of the window that pixels are compared in), 2 (smallest disparity, pixels), 3 (disparities,
+ * rounded up to a multiple of 16), 4 (1: five paths, 2: eight), 5 (1: images are rectified, 2: as the cameras see them),
+ * 6 (smoothness), 769 (islands of so many pixels squared are removed), 770 (largest step inside an island, 1/16 pixel),
+ * 771 and 772 (island filter, median of 3 x 3: 1 on, 2 off), 773 (by how much left and right may disagree, 1/16 pixel),
+ * 774 (percent of the penalty of a step that are left where brightness steps), 775 and 776 (brightness steps from which it
+ * falls, and at which it has) and 777 (1: images as they are, 2: smoothed first).
  * Multi-frame fusion reads 257 (mode), 258 (pinned), 259 (confidence threshold), 260 (row shift) and 261
  * (column shift). The others belong to processes that are not built and are only kept. */
 typedef struct OXB3D_BINOSTEREO_PARAM {
@@ -317,7 +323,7 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABI
  * \verbatim
  *   type  ability  input                        bytes  output                       bytes
  *   1     1        ..._INIT_INPUT               428    ..._INIT_OUTPUT              32
- *   2     1        not built
+ *   2     1        ..._IMAGE_PAIR               128    ..._DEPTH_OUTPUT             128
  *   3     2        ..._DEPTH_SCORE_INPUT        80     ..._DEPTH_SCORE_OUTPUT       4
  *   4     2        not built
  *   5     1        ..._IMAGE_PAIR               128    ..._IMAGE_PAIR               128
@@ -395,6 +401,14 @@ typedef struct OXB3D_BINOSTEREO_IMAGE_PAIR {
     ZQA_IMAGE right; /**< of the right camera */
 } OXB3D_BINOSTEREO_IMAGE_PAIR;
 
+/** Output of type 2, 128 bytes: signed 16-bit images of format 3 and the size given to type 1; an image without a plane is not
+ * wanted, both without -> E_IMAGE_PLANE. 0: none. The input is a pair of type 5, rows may be padded. A base line along
+ * which the right camera lies on the left -> E_GENERAL. Nothing is written on a failure. */
+typedef struct OXB3D_BINOSTEREO_DEPTH_OUTPUT {
+    ZQA_IMAGE depth;     /**< of the left rectified camera, in the unit of the translation, 1 to 32767 */
+    ZQA_IMAGE disparity; /**< sixteenths of a pixel by which a point lies further left in the right image */
+} OXB3D_BINOSTEREO_DEPTH_OUTPUT;
+
 /** Input of type 6, 128 bytes. With a negative shift the confidences of the last columns (rows), up to 64, lie
  * outside the image and count as 0: in mode 2 that band shows the depth of the frame before. */
 typedef struct OXB3D_BINOSTEREO_DEPTH_FUSE_INPUT {
@@ -458,6 +472,8 @@ typedef struct OXB3D_BINOSTEREO_COMMON_DATA_TRANS_OUTPUT {
  * and checks them itself; none asks for the ability bit, which is Process's check. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSize, void* output,
                                                int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_DepthProcess(void* handle, void* input, int32_t inputSize, void* output,
+                                                int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthScoreProcess(void* handle, void* input, int32_t inputSize,
                                                      void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthScoreMroiProcess(void* handle, void* input, int32_t inputSize,
@@ -470,8 +486,6 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_DepthFuseProcess(void* handle, void* input, i
 
 /** \{ */
 /** Not built: null argument -> E_NULL, else E_GENERAL. */
-OXB3D_API int32_t OXB3D_BINOSTEREO_DepthProcess(void* handle, void* input, int32_t inputSize, void* output,
-                                                int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreProcess(void* handle, void* input, int32_t inputSize,
                                                       void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_CalibProcess(void* handle, void* input, int32_t inputSize, void* output,

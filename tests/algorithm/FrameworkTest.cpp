@@ -1,6 +1,7 @@
 // The life of an algorithm object as its caller sees it: sizing, creation, configuration, dispatch and the
 // checks that every process shares. Relies on objects between guard pages.
 #include "algorithm/binostereo/Object.h"
+#include "algorithm/binostereo/Regions.h"
 #include "tests/algorithm/TestObject.h"
 
 #include <array>
@@ -57,13 +58,12 @@ TEST(Ability, AcceptsItsBoundsAndRefusesWhatLiesBeyond) {
 TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
     const auto up = [](uint64_t n) { return (n + 127) / 128 * 128; };
     const uint64_t pixels = 641 * 481;
-    const uint64_t maps = 2 * up(8 * pixels);
+    const uint64_t maps = 128 + 2 * up(8 * pixels);
+    const uint64_t depth = up(ox3d::stereo::FusionDepthScratchSize({641, 481}).Bytes());
     const uint64_t fuse = 128 + up(2 * pixels) + 2 * up(4 * pixels);
     const uint64_t fuseScratch = up(2 * pixels) + up(pixels) + up(22 * 641);
-    const uint64_t cases[][3] = {{58, 384, 0},
-                                 {1, 384 + maps, 256},
-                                 {4, 384 + fuse, fuseScratch},
-                                 {63, 384 + maps + fuse, fuseScratch}};
+    const uint64_t cases[][3] = {
+        {58, 384, 0}, {1, 384 + maps, depth}, {4, 384 + fuse, fuseScratch}, {63, 384 + maps + fuse, depth}};
     for (const auto& [flags, persistent, scratch] : cases) {
         MemTab tab[8];
         std::memset(tab, 0xFF, sizeof tab);
@@ -73,6 +73,9 @@ TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
                                     {scratch, 128, 0, 0, 0, nullptr, nullptr, 1, {}}};
         EXPECT_EQ(std::memcmp(tab, expected, sizeof tab), 0) << flags;
     }
+    EXPECT_LE(ox3d::stereo::FusionDepthScratchSize({1280, 1024}).Bytes(),
+              uint64_t{149} << 20); // with the maps less than 170 MiB
+    EXPECT_LE(ox3d::stereo::FusionDepthScratchSize({640, 480}).Bytes(), uint64_t{48} << 20);
 }
 
 TEST(Create, ChecksTheTableInOrderAndWritesNothingWhereItFails) {
@@ -256,9 +259,9 @@ TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
     const struct {
         uint32_t m_bit;
         int32_t m_input, m_output; // bytes; 0: not implemented
-    } kTypes[17] = {{0, 0, 0},    {1, 428, 32}, {1, 0, 0},  {2, 80, 4},   {2, 0, 0},  {1, 128, 128},
-                    {4, 128, 64}, {8, 0, 0},    {16, 0, 0}, {16, 0, 0},   {16, 0, 0}, {2, 0, 0},
-                    {2, 0, 0},    {2, 80, 8},   {2, 0, 0},  {32, 128, 80}};
+    } kTypes[17] = {{0, 0, 0},    {1, 428, 32}, {1, 128, 128}, {2, 80, 4},   {2, 0, 0},  {1, 128, 128},
+                    {4, 128, 64}, {8, 0, 0},    {16, 0, 0},    {16, 0, 0},   {16, 0, 0}, {2, 0, 0},
+                    {2, 0, 0},    {2, 80, 8},   {2, 0, 0},     {32, 128, 80}};
     uint8_t record[512] = {};
     for (const uint32_t bit : {1U, 2U, 4U, 8U, 16U, 32U}) {
         const CTestObject object(bit);
