@@ -11,8 +11,7 @@ struct Rectification {
     float m_rightRotation[9];
     float m_projection[12]; // row-major 3 x 4, of both rectified cameras; its last column is 0
     float m_baseLine;       // length, in the unit of the translation
-    float
-        m_rightOffset; // how far the right camera lies to the right in the rectified frame: as far, or less than 0
+    float m_rightOffset;    // the same, less than 0 where the right camera lies on the left
 };
 
 // Each camera is turned by half of the rotation between them, then both together so that the base line runs

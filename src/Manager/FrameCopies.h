@@ -23,7 +23,7 @@ struct KnownFrame {
     DepthCalibration m_calibration = {};
 };
 
-// For each image the buffer that ends with it, null for one that is copied.
+// For each image the buffer whose memory goes over with it; null for one that is copied.
 using TakenBuffers = std::array<CGrowBuffer*, OX3D_RGBD_MAX_IMAGES>;
 
 // Every copy that there is in the process, by its address: a pointer is known to be a copy before anything is read there.

@@ -16,9 +16,11 @@ struct PlayOptions {
     bool m_isEthernet = false; // whatever it was: the library aligns images of Ethernet cameras alone
 };
 
-// Throws a CToolError that names the missing part of a folder that does not look like a recording, or says why a file
-// cannot be played; of one that is played as a camera also that it has no calibration, without which none is opened.
+// As a camera, which the library opens only with a calibration, or for its images alone.
 enum class EPlayedAs : uint8_t { Camera, Images };
+
+// Throws a CToolError that names the missing part of a folder that does not look like a recording, or says why a file
+// cannot be played.
 void CheckRecording(const std::filesystem::path& path, EPlayedAs as = EPlayedAs::Camera);
 
 // The text of the camera list. The path is absolute.
