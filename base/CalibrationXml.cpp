@@ -84,6 +84,7 @@ CalibrationSet SetOf(const XMLElement* set) {
     CalibrationSet out;
     out.m_width = static_cast<uint32_t>(std::max(IntAttribute(camera, "img_w"), 0));
     out.m_height = static_cast<uint32_t>(std::max(IntAttribute(camera, "img_h"), 0));
+    out.m_isDepthLeft = camera != nullptr && camera->Attribute("registration", "none") != nullptr;
     out.m_depth = CameraOf(Child(set, "Left_correct"));
     out.m_color = CameraOf(Child(set, "RGB"));
     out.m_hasWay = way != nullptr;

@@ -26,6 +26,8 @@ struct CalibratedCamera {
 struct CalibrationSet {
     uint32_t m_width = 0; // of both cameras' images; 0 where the file does not say
     uint32_t m_height = 0;
+    // The file says that depth stays as it was sent: its lens sees the color too, or nobody knows where color is taken from.
+    bool m_isDepthLeft = false;
     CalibratedCamera m_depth;                       // "Left_correct"
     CalibratedCamera m_color;                       // "RGB"
     bool m_hasWay = false;                          // "Left_correct_2_RGB"

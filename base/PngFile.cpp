@@ -208,6 +208,24 @@ bool WritePng(const std::string& path, PngJob* job, std::string* error) {
     return false;
 }
 
+struct PngPixel {
+    int m_colorType;
+    int m_bitDepth;
+    size_t m_bytes;
+};
+
+bool WritePixels(const std::string& path, const PngSize& size, const PngPixel& pixel, const uint8_t* samples,
+                 std::string* error) {
+    PngJob job;
+    job.m_width = size.m_width;
+    job.m_height = size.m_height;
+    job.m_bitDepth = pixel.m_bitDepth;
+    job.m_colorType = pixel.m_colorType;
+    job.m_samples = samples;
+    job.m_rowBytes = size.m_width * pixel.m_bytes;
+    return WritePng(path, &job, error);
+}
+
 } // namespace
 
 bool ReadPngSize(const std::string& path, bool isDepth, PngSize* size, std::string* error) {
@@ -247,26 +265,17 @@ bool ReadColorPng(const std::string& path, PngSize* size, std::vector<uint8_t>* 
 
 bool WriteDepthPng(const std::string& path, const PngSize& size, const uint16_t* samples,
                    std::string* error) {
-    PngJob job;
-    job.m_width = size.m_width;
-    job.m_height = size.m_height;
-    job.m_bitDepth = 16;
-    job.m_colorType = PNG_COLOR_TYPE_GRAY;
-    job.m_samples = reinterpret_cast<const uint8_t*>(samples);
-    job.m_rowBytes = size_t{size.m_width} * sizeof(uint16_t);
-    return WritePng(path, &job, error);
+    const PngPixel pixel = {PNG_COLOR_TYPE_GRAY, 16, sizeof(uint16_t)};
+    return WritePixels(path, size, pixel, reinterpret_cast<const uint8_t*>(samples), error);
 }
 
 bool WriteColorPng(const std::string& path, const PngSize& size, const uint8_t* interleaved,
                    std::string* error) {
-    PngJob job;
-    job.m_width = size.m_width;
-    job.m_height = size.m_height;
-    job.m_bitDepth = 8;
-    job.m_colorType = PNG_COLOR_TYPE_RGB;
-    job.m_samples = interleaved;
-    job.m_rowBytes = size_t{size.m_width} * 3;
-    return WritePng(path, &job, error);
+    return WritePixels(path, size, {PNG_COLOR_TYPE_RGB, 8, 3}, interleaved, error);
+}
+
+bool WriteGreyPng(const std::string& path, const PngSize& size, const uint8_t* samples, std::string* error) {
+    return WritePixels(path, size, {PNG_COLOR_TYPE_GRAY, 8, 1}, samples, error);
 }
 
 } // namespace ox3d

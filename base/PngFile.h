@@ -31,6 +31,8 @@ bool WriteDepthPng(const std::string& path, const PngSize& size, const uint16_t*
 // Red, green and blue of every pixel together.
 bool WriteColorPng(const std::string& path, const PngSize& size, const uint8_t* interleaved,
                    std::string* error);
+// One byte a pixel.
+bool WriteGreyPng(const std::string& path, const PngSize& size, const uint8_t* samples, std::string* error);
 
 } // namespace ox3d
 

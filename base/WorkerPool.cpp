@@ -44,8 +44,16 @@ public:
         const CLock order(m_userMutex);
         m_users += isNew ? 1 : 0;
         const CLock lock(m_mutex);
-        m_largest = std::max(m_largest, std::min(threads, kMaxThreads));
-        m_isStartRefused = false;
+        Admit(threads);
+    }
+
+    void Keep(uint32_t threads) noexcept {
+        const CLock order(m_userMutex);
+        m_users += m_isKept ? 0 : 1; // one that never goes
+        m_isKept = true;
+        const CLock lock(m_mutex);
+        Admit(threads);
+        StartThreads(std::min(threads, m_largest));
     }
 
     void RemoveUser() noexcept {
@@ -110,6 +118,11 @@ private:
         }
     }
 
+    void Admit(uint32_t threads) noexcept OX_REQUIRES(m_mutex) {
+        m_largest = std::max(m_largest, std::min(threads, kMaxThreads));
+        m_isStartRefused = false;
+    }
+
     // As many as there are to be had; after a failure no more until somebody asks anew.
     void StartThreads(uint32_t threads) noexcept OX_REQUIRES(m_mutex) {
         if (m_started + 1 >= threads) {
@@ -171,6 +184,7 @@ private:
 
     CMutex m_userMutex; // users come and go one after the other; before m_mutex
     uint32_t m_users OX_GUARDED_BY(m_userMutex) = 0;
+    bool m_isKept OX_GUARDED_BY(m_userMutex) = false;
 
     CMutex m_mutex; // never held while a part runs
     CCondition m_offered;
@@ -214,6 +228,11 @@ void CPoolUse::Ask(uint32_t threads) noexcept {
     } else if (wasUser) {
         g_pool.Get().RemoveUser();
     }
+}
+
+void KeepPoolThreads(uint32_t threads) noexcept {
+    const CCancellationOff off;
+    g_pool.Get().Keep(threads);
 }
 
 CThreadsAllowed::CThreadsAllowed(uint32_t threads) noexcept : m_before(t_threadsAllowed) {

@@ -36,6 +36,10 @@ private:
     CForkMark m_process;
 };
 
+// For work without a user of which the end is known: as many threads as this number asks for, the calling one included,
+// are started at once and stay for the rest of the process. Of those that cannot be had there are fewer.
+void KeepPoolThreads(uint32_t threads) noexcept;
+
 // How many threads the calling thread's work may take, itself included, for a scope. Outside of all: one.
 class CThreadsAllowed {
 public:

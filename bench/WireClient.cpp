@@ -228,6 +228,9 @@ int MeasureStream(const char* serial, double packetBytes, double rate, double se
     Demand(OX3D_RGBD_Start(device.Handle()) == OX3D_RGBD_OK, "start");
     OX3D_RGBD_FRAME_DATA frame{};
     Demand(OX3D_RGBD_FetchFrame(device.Handle(), &frame, kFirstFrameMs) == OX3D_RGBD_OK, "get a frame");
+    for (uint32_t i = 0; i < 4 * kBuffers; ++i) { // until all memory of frames has been used
+        OX3D_RGBD_FetchFrame(device.Handle(), &frame, kFrameMs);
+    }
     const uint32_t first = frame.stImageData[0].nFrameNum;
     uint32_t last = first;
     uint64_t received = 0;

@@ -74,7 +74,7 @@ function(ox3d_tier tier)
         # g++ 12 takes its own headers' "undefined" vectors for a mistake.
         list(APPEND flags_AVX512 -Wno-uninitialized -Wno-maybe-uninitialized)
     endif()
-    set(flags_VBMI ${flags_AVX512} -mavx512vbmi)
+    set(flags_VBMI ${flags_AVX512} -mavx512vbmi -mavx512bitalg)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
         "$<$<NOT:$<CONFIG:Debug>>:-O3>;-fno-trapping-math;-fno-math-errno;${flags_${tier}}")
     ox3d_samples(${ARGN})

@@ -192,7 +192,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     std::unique_ptr<Conversion> own;
     if (kIsLarge) {
         own = std::make_unique<Conversion>();
-        own->m_calibration = input.Take<DepthCalibration>();
+        own->m_calibration = TakeCalibration(input);
         own->m_status = input.Take<uint8_t>() == 0 ? OX3D_RGBD_E_NO_DATA : OX3D_RGBD_OK;
     }
     CDepthConversion& conversion = own != nullptr ? own->m_conversion : s_conversion.m_conversion;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz/FrameRecord.h"
 #include "fuzz/Input.h"
 
 namespace {
@@ -67,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     const auto bits = input.Take<uint8_t>();
     KnownFrame known;
     known.m_isCalibrated = true;
-    known.m_calibration = input.Take<DepthCalibration>();
+    known.m_calibration = TakeCalibration(input);
     FrameNote& note = known.m_note;
     note.m_imageCount = 2;
     note.m_hasColor = (bits & 1) != 0;

@@ -9,6 +9,7 @@
 
 #include "base/TempFolder.h"
 #include "fuzz/Input.h"
+#include "recording/RecordingLayout.h"
 #include "recording/RecordingReader.h"
 
 namespace {
@@ -23,8 +24,9 @@ constexpr size_t kMaxNameBytes = 40;
 class CFolder {
 public:
     CFolder() {
-        std::filesystem::create_directory(m_folder.Path() / "depth");
-        std::filesystem::create_directory(m_folder.Path() / "color");
+        for (const char* const part : {kRecordingDepth, kRecordingColor, kRecordingLeft, kRecordingRight}) {
+            std::filesystem::create_directory(m_folder.Path() / part);
+        }
     }
     std::string Path() const { return m_folder.Path().string(); }
     void Write(const std::string& name, std::span<const uint8_t> bytes) {
@@ -53,7 +55,10 @@ std::string FileName(CInput& input) {
     if (kind % 8 == 0) {
         return "calibration.xml";
     }
-    const std::string folder = kind % 2 == 0 ? "depth/" : "color/";
+    const std::string folder = kind % 16 == 12   ? "left/"
+                               : kind % 16 == 13 ? "right/"
+                               : kind % 2 == 0   ? "depth/"
+                                                 : "color/";
     if (kind < 0xC0) {
         return folder + "00000" + std::to_string(kind >> 4 & 1) + ".png";
     }
@@ -86,6 +91,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
             std::vector<uint8_t> planes;
             if (isShort(recording->DepthSize())) {
                 recording->ReadDepth(frame, &samples);
+                const PngSize size = recording->DepthSize();
+                const bool hasPair = recording->ReadPair(frame, &planes);
+                OX3D_FUZZ_EXPECT(!hasPair || planes.size() == size_t{2} * size.m_width * size.m_height);
+                OX3D_FUZZ_EXPECT(!hasPair || recording->HasPair());
             }
             if (isShort(recording->ColorSize())) {
                 recording->ReadColor(frame, &planes);

@@ -57,7 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
         OX3D_FUZZ_EXPECT(name.size() <= kMaxNameBytes && name.find('\0') == name.npos);
     }
     CNamedParameters parameters;
-    const ox3d::ByteVector reply = AnswerTo(*request, parameters);
+    std::vector<std::string> changed;
+    const ox3d::ByteVector reply = AnswerTo(*request, parameters, &changed);
+    OX3D_FUZZ_EXPECT(changed.size() <= request->m_parameters.size());
     OX3D_FUZZ_EXPECT(reply.size() > 4 + request->m_id.size());
     OX3D_FUZZ_EXPECT(std::memcmp(reply.data() + 4, message.data() + 4, request->m_id.size()) == 0);
     return 0;

@@ -34,6 +34,7 @@ OX3D_RGBD_IMAGE_DATA MakeImage(CInput& input, std::vector<std::unique_ptr<uint8_
     const size_t type = kind % std::size(kTypes);
     OX3D_RGBD_IMAGE_DATA image = {};
     image.enImageType = kind == 0xFF ? input.Take<uint32_t>() : kTypes[type];
+    image.enStreamType = kind / std::size(kTypes) % (OX3D_RGBD_STREAM_RIGHT + 1);
     image.nWidth = Side(input);
     image.nHeight = Side(input);
     const uint64_t bytes = uint64_t{image.nWidth} * image.nHeight * kBytes[type];
@@ -77,6 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     }
     const DepthImage depth = DecodeDepth(frame);
     DecodeColor(frame);
+    const ViewPair pair = DecodePair(frame);
+    OX3D_FUZZ_EXPECT(pair.m_left.m_samples.size() == pair.m_right.m_samples.size());
     for (uint32_t i = 0; i < frame.nImageCount; ++i) {
         MakeCloud(frame.stImageData[i], color.data());
     }

@@ -1,10 +1,14 @@
-// ToolTexts.cpp - texts that the command-line tool reads: addresses that the user names, rules of udev, and values of
-// features as a camera gives them. The first byte says which.
+// ToolTexts.cpp - texts that the command-line tool reads: addresses that the user names, rules of udev, values of
+// features as a camera gives them, and pictures, disparities and calibrations of stereo pairs. The first byte says which.
 #include "fuzz/Input.h"
 #include "tools/ox3d/ExitCode.h"
 #include "tools/ox3d/commands/FeatureText.h"
 #include "tools/ox3d/host/CameraAddress.h"
 #include "tools/ox3d/host/UdevRules.h"
+#include "tools/ox3d/stereo/Netpbm.h"
+#include "tools/ox3d/stereo/StereoCalibration.h"
+
+#include <cmath>
 
 namespace {
 
@@ -27,19 +31,41 @@ void Address(CInput& input) {
     }
 }
 
+void Picture(const std::string& bytes) {
+    GreyImage grey;
+    FloatImage numbers;
+    OX3D_FUZZ_EXPECT(!ReadPgm(bytes, &grey) || grey.m_samples.size() < bytes.size());
+    OX3D_FUZZ_EXPECT(!ReadPfm(bytes, &numbers) || numbers.m_samples.size() * sizeof(float) < bytes.size());
+}
+
+void StereoPair(const std::string& text) {
+    try {
+        const OXB3D_BINOSTEREO_INIT_INPUT read = StereoCalibrationOf(text, "stereo.json");
+        OX3D_FUZZ_EXPECT(read.width > 0 && read.height > 0 && std::isfinite(read.left.matrix[0]));
+    } catch (const CToolError& error) {
+        OX3D_FUZZ_EXPECT(error.Code() == EExitCode::File);
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t lengthBytes) {
     CInput input(data, lengthBytes);
-    switch (input.Take<uint8_t>() % 3) {
+    switch (input.Take<uint8_t>() % 5) {
     case 0:
         Address(input);
         break;
     case 1:
         CoversUsb3Vision(input.Text(input.Left()));
         break;
-    default:
+    case 2:
         OX3D_FUZZ_EXPECT(ValueText(input.Take<OX3D_RGBD_PARAM>()).size() < 4096);
+        break;
+    case 3:
+        Picture(input.Text(input.Left()));
+        break;
+    default:
+        StereoPair(input.Text(input.Left()));
         break;
     }
     return 0;

@@ -49,9 +49,18 @@ void Distortion(std::string* text, const RgbdCalibration& set) {
     text->append("/>\n");
 }
 
-void Set(std::string* text, const char* name, const RgbdCalibration& set, bool hasColor) {
-    text->append("  <").append(name).append(">\n    <Camera img_w=\"").append(std::to_string(set.m_width));
-    text->append("\" img_h=\"").append(std::to_string(set.m_height)).append("\"/>\n");
+void Begin(std::string* text, const char* name, uint32_t width, uint32_t height, const char* more) {
+    text->append("  <").append(name).append(">\n    <Camera img_w=\"").append(std::to_string(width));
+    text->append("\" img_h=\"").append(std::to_string(height)).append("\"").append(more).append("/>\n");
+}
+
+void End(std::string* text, const char* name) {
+    text->append("  </").append(name).append(">\n");
+}
+
+void Set(std::string* text, const char* name, const RgbdCalibration& set, bool hasColor,
+         const char* more = "") {
+    Begin(text, name, set.m_width, set.m_height, more);
     text->append("    <Left_correct>\n");
     Intrinsics(text, set.m_depth);
     text->append("    </Left_correct>\n");
@@ -62,7 +71,7 @@ void Set(std::string* text, const char* name, const RgbdCalibration& set, bool h
         Distortion(text, set);
         text->append("    </RGB>\n");
     }
-    text->append("  </").append(name).append(">\n");
+    End(text, name);
 }
 
 } // namespace
@@ -74,10 +83,17 @@ std::string FormatCalibrationXml(const RgbdCalibration& first, const RgbdCalibra
     return text + kTail;
 }
 
-std::string FormatCalibrationXml(const RgbdCalibration* only, bool hasColor) {
+std::string FormatUnregisteredXml(const RgbdCalibration* only, bool hasColor) {
+    constexpr const char* kUnregistered = " registration=\"none\"";
     std::string text = kHead;
     if (only != nullptr) {
-        Set(&text, "RGBD_1", *only, hasColor);
+        Set(&text, "RGBD_1", *only, hasColor, kUnregistered);
+    }
+    for (const char* name : {"RGBD_1", "RGBD_2"}) {
+        if (only == nullptr || name[5] == '2') {
+            Begin(&text, name, 0, 0, kUnregistered);
+            End(&text, name);
+        }
     }
     return text + kTail;
 }

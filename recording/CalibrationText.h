@@ -28,9 +28,10 @@ struct RgbdCalibration {
 // The file has room for two depth resolutions; a reader takes the first set when its width fits and the
 // second set otherwise. The numbers do not depend on the process's locale.
 std::string FormatCalibrationXml(const RgbdCalibration& first, const RgbdCalibration& second);
-// A file for one depth resolution, without the color camera where nothing is known of it; null: a file that knows nothing.
-// A reader finds no set for any other resolution.
-std::string FormatCalibrationXml(const RgbdCalibration* only, bool hasColor);
+// A file for one depth resolution of a camera whose depth is not to be registered (registration="none"): color is taken by the
+// depth's lens, and is left out where it is not. For other resolutions, and for every one with null, the file says no more
+// than that.
+std::string FormatUnregisteredXml(const RgbdCalibration* only, bool hasColor);
 
 } // namespace ox3d
 

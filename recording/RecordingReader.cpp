@@ -5,6 +5,7 @@
 #include "recording/McapRecording.h"
 #include "recording/RecordingLayout.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -27,6 +28,12 @@ std::map<uint64_t, std::string> ImagesIn(const fs::path& folder) {
         Tell(leftOut + ": left out, its number is there twice");
     }
     return images;
+}
+
+// Empty where there is none of that number.
+std::string PathIn(const std::map<uint64_t, std::string>& images, uint64_t number) {
+    const auto image = images.find(number);
+    return image == images.end() ? std::string() : image->second;
 }
 
 bool ReadCalibration(const fs::path& path, std::string* text, std::string* error) {
@@ -70,6 +77,8 @@ public:
     size_t FrameCount() const override { return m_frames.size(); }
     bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) override;
     bool ReadColor(size_t frame, std::vector<uint8_t>* planes) override;
+    bool ReadPair(size_t frame, std::vector<uint8_t>* views) override;
+    bool HasPair() const override { return m_hasPair; }
     bool ReadFacts(size_t /*frame*/, RecordedFacts* /*facts*/) override { return false; }
     const std::vector<uint64_t>& HostTimes() const override { return m_noTimes; }
 
@@ -77,12 +86,16 @@ private:
     struct Frame {
         std::string m_depthPath;
         std::string m_colorPath; // empty: no color
+        std::string m_leftPath;  // empty: no pair
+        std::string m_rightPath;
     };
 
     bool Scan(const std::string& folder, std::string* error);
-    void Admit(const std::string& depthPath, const std::string& colorPath);
+    void Admit(Frame frame);
+    bool AddView(const std::string& path, std::vector<uint8_t>* views) const;
 
     std::vector<Frame> m_frames;
+    bool m_hasPair = false;
     const std::vector<uint64_t> m_noTimes{};
 };
 
@@ -98,19 +111,23 @@ bool CFolderRecording::Scan(const std::string& folder, std::string* error) {
     const fs::path depthFolder = fs::path(folder) / kRecordingDepth;
     const std::map<uint64_t, std::string> depths = ImagesIn(depthFolder);
     const std::map<uint64_t, std::string> colors = ImagesIn(fs::path(folder) / kRecordingColor);
+    const std::map<uint64_t, std::string> lefts = ImagesIn(fs::path(folder) / kRecordingLeft);
+    const std::map<uint64_t, std::string> rights = ImagesIn(fs::path(folder) / kRecordingRight);
     if (depths.empty()) {
         *error = depthFolder.string() + ": no numbered PNG files there";
         return false;
     }
     for (const auto& [number, depthPath] : depths) {
-        const auto color = colors.find(number);
-        Admit(depthPath, color == colors.end() ? std::string() : color->second);
+        Admit({depthPath, PathIn(colors, number), PathIn(lefts, number), PathIn(rights, number)});
     }
     // Headers may promise what the data do not hold: one frame must really be there.
     std::vector<uint16_t> samples;
     while (!m_frames.empty() && !ReadDepth(0, &samples)) {
         m_frames.erase(m_frames.begin());
     }
+    m_hasPair = std::any_of(m_frames.begin(), m_frames.end(), [](const Frame& frame) {
+        return !frame.m_leftPath.empty() && !frame.m_rightPath.empty();
+    });
     if (m_frames.empty()) {
         *error = depthFolder.string() + ": none of the files is a usable depth image";
         return false;
@@ -118,24 +135,23 @@ bool CFolderRecording::Scan(const std::string& folder, std::string* error) {
     return true;
 }
 
-void CFolderRecording::Admit(const std::string& depthPath, const std::string& colorPath) {
+void CFolderRecording::Admit(Frame frame) {
     PngSize size;
     std::string error;
-    if (!ReadPngSize(depthPath, true, &size, &error)) {
+    if (!ReadPngSize(frame.m_depthPath, true, &size, &error)) {
         Tell(error + ", left out");
         return;
     }
-    if (!Fits(depthPath, size, &m_depthSize)) {
+    if (!Fits(frame.m_depthPath, size, &m_depthSize)) {
         return;
     }
-    if (colorPath.empty() || ReadPngSize(colorPath, false, &size, &error)) {
-        if (colorPath.empty() || Fits(colorPath, size, &m_colorSize)) {
-            m_frames.push_back({depthPath, colorPath});
-        }
-        return;
+    if (!frame.m_colorPath.empty() && !ReadPngSize(frame.m_colorPath, false, &size, &error)) {
+        Tell(error + ", the frame has no color"); // depth alone is still worth playing
+        frame.m_colorPath.clear();
     }
-    Tell(error + ", the frame has no color"); // depth alone is still worth playing
-    m_frames.push_back({depthPath, ""});
+    if (frame.m_colorPath.empty() || Fits(frame.m_colorPath, size, &m_colorSize)) {
+        m_frames.push_back(std::move(frame));
+    }
 }
 
 bool CFolderRecording::ReadDepth(size_t frame, std::vector<uint16_t>* samples) {
@@ -166,6 +182,36 @@ bool CFolderRecording::ReadColor(size_t frame, std::vector<uint8_t>* planes) {
     }
     Tell((isRead ? path + ": its size has changed" : error) + ", the frame has no color");
     path.clear(); // said once, never tried again
+    return false;
+}
+
+bool CFolderRecording::AddView(const std::string& path, std::vector<uint8_t>* views) const {
+    PngSize size;
+    std::vector<uint8_t> planes;
+    std::string error;
+    const bool isRead = ReadColorPng(path, &size, &planes, &error);
+    if (!isRead || !IsSame(size, m_depthSize)) {
+        Tell((isRead ? path + ": its size is not that of the depth" : error) + ", the frame has no pair");
+        return false;
+    }
+    const size_t pixels = planes.size() / 3;
+    for (size_t i = 0; i < pixels; ++i) {
+        const unsigned luma = 77U * planes[i] + 150U * planes[pixels + i] + 29U * planes[2 * pixels + i];
+        views->push_back(static_cast<uint8_t>((luma + 128U) >> 8U));
+    }
+    return true;
+}
+
+bool CFolderRecording::ReadPair(size_t frame, std::vector<uint8_t>* views) {
+    Frame& from = m_frames[frame];
+    if (from.m_leftPath.empty() || from.m_rightPath.empty()) {
+        return false;
+    }
+    views->clear();
+    if (AddView(from.m_leftPath, views) && AddView(from.m_rightPath, views)) {
+        return true;
+    }
+    from.m_leftPath.clear(); // said once, never tried again
     return false;
 }
 

@@ -33,6 +33,9 @@ public:
     virtual bool ReadDepth(size_t frame, std::vector<uint16_t>* samples) = 0;
     // Three planes R, G, B. Also false for a frame without color.
     virtual bool ReadColor(size_t frame, std::vector<uint8_t>* planes) = 0;
+    // The two grey views that the depth was made of, of its size, left above right. Also false for a frame without them.
+    virtual bool ReadPair(size_t /*frame*/, std::vector<uint8_t>* /*views*/) { return false; }
+    virtual bool HasPair() const { return false; } // a frame has one. Never changes: any thread may ask
     // The color image as it lies in the recording, of ColorSize() by its head. False where it is no JPEG image.
     virtual bool ReadJpeg(size_t /*frame*/, std::vector<uint8_t>* /*image*/) { return false; }
     // False where nothing more is known of the frame.

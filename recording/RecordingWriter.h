@@ -17,7 +17,7 @@ public:
 
     // All return false with a reason in *error when it cannot be written.
 
-    // Makes the folders. A folder that holds images of a recording is refused: frames of two recordings would
+    // Makes the folders, but for those of pairs. A folder that holds images of a recording is refused: frames of two recordings would
     // mix, and those that are there may be all that is left of a scene.
     bool Begin(std::string* error) const;
     // One more frame: depth samples, and interleaved RGB bytes or null for no color, both row-major without
@@ -30,6 +30,10 @@ public:
     uint64_t NumberFor(uint32_t frameNum);
     bool Write(uint64_t number, PngSize depthSize, const uint16_t* depth, PngSize colorSize,
                const uint8_t* rgb, std::string* error) const;
+
+    // The pair of grey views that the depth of that frame was made of, of its size, by any thread.
+    bool WritePair(uint64_t number, PngSize size, const uint8_t* left, const uint8_t* right,
+                   std::string* error) const;
 
     std::string CalibrationFile() const;
 

@@ -13,6 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr size_t kMaxWaiting = 16;
+constexpr int32_t kKeptEvents = 1000;   // as nodes have it
 constexpr auto kClientPatience = 100ms; // for a client whose reader of replies is not known yet
 constexpr auto kClientStep = 5ms;
 
@@ -42,14 +43,23 @@ Topic TopicOf(const std::string& name, const RosType& type, const std::string& s
 
 std::unique_ptr<CCameraServices> CCameraServices::Make(IDomain& domain, const std::string& space,
                                                        IParameters& parameters, std::string* error) {
-    std::unique_ptr<CCameraServices> services(new CCameraServices(parameters));
-    return services->Begin(domain, space, error) ? std::move(services) : nullptr;
+    std::unique_ptr<CCameraServices> services(new CCameraServices(space, parameters));
+    return services->Begin(domain, error) ? std::move(services) : nullptr;
 }
 
-bool CCameraServices::Begin(IDomain& domain, const std::string& space, std::string* error) {
+bool CCameraServices::Begin(IDomain& domain, std::string* error) {
+    Topic events;
+    events.m_name = "rt/parameter_events";
+    events.m_type = WireNameOf(kParameterEventType);
+    events.m_userData = UserDataOf(kParameterEventType);
+    events.m_keptMessages = kKeptEvents;
+    m_events = domain.Publish(events, error);
+    if (m_events == nullptr) {
+        return false;
+    }
     for (size_t i = 0; i < kServices.size(); ++i) {
         const RosService& service = kServices[i];
-        const std::string name = space + "/" + service.m_name;
+        const std::string name = m_space + "/" + service.m_name;
         const std::string id = NewServiceId();
         m_ends[i].m_replies = domain.Publish(TopicOf("rr/" + name + "Reply", service.m_reply, id), error);
         Topic requests = TopicOf("rq/" + name + "Request", service.m_request, id);
@@ -87,6 +97,7 @@ void CCameraServices::AddTo(GraphNode* node) const {
         node->m_readers.push_back(end.m_requests->Id());
         node->m_writers.push_back(end.m_replies->Id());
     }
+    node->m_writers.push_back(m_events->Id());
 }
 
 ServiceFigures CCameraServices::Figures() const {
@@ -135,9 +146,26 @@ void CCameraServices::Answer(const Waiting& waiting) {
         return;
     }
     const End& end = m_ends[static_cast<size_t>(waiting.m_service)];
-    const auto reply = std::make_shared<CMessage>(AnswerTo(*request, m_parameters));
+    std::vector<std::string> changed;
+    const auto reply = std::make_shared<CMessage>(AnswerTo(*request, m_parameters, &changed));
     AwaitClient(end);
     Count(end.m_replies->Write(reply) ? &ServiceFigures::m_answered : &ServiceFigures::m_dropped);
+    if (!changed.empty() && m_events->Readers() > 0) {
+        TellOf(changed);
+    }
+}
+
+// Values as the camera has them now: it may have rounded.
+void CCameraServices::TellOf(const std::vector<std::string>& changed) {
+    std::vector<Parameter> parameters;
+    parameters.reserve(changed.size());
+    for (const std::string& name : changed) {
+        parameters.push_back({name, m_parameters.Get(name)});
+    }
+    const std::chrono::nanoseconds now = std::chrono::system_clock::now().time_since_epoch();
+    ByteVector cdr;
+    PutParameterEvent(&cdr, static_cast<uint64_t>(now.count()), "/" + m_space, parameters);
+    m_events->Write(std::make_shared<CMessage>(std::move(cdr)));
 }
 
 // A client has a writer of requests and a reader of replies; what is written before the latter is known does not reach it.

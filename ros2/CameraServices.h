@@ -1,4 +1,4 @@
-// CameraServices.h - the services of one camera's node: its parameters, and a trigger. A thread of their own answers, so that
+// CameraServices.h - the services of one camera's node: its parameters, whose changes all nodes are told of, and a trigger. A thread of their own answers, so that
 // nothing that a client asks holds images up; requests that come while 16 wait are dropped, and counted.
 #ifndef OX3D_ROS2_CAMERA_SERVICES_H
 #define OX3D_ROS2_CAMERA_SERVICES_H
@@ -42,16 +42,20 @@ private:
         MessagePointer m_message;
     };
 
-    explicit CCameraServices(IParameters& parameters) : m_parameters(parameters) {}
-    bool Begin(IDomain& domain, const std::string& space, std::string* error);
+    CCameraServices(const std::string& space, IParameters& parameters)
+        : m_space(space), m_parameters(parameters) {}
+    bool Begin(IDomain& domain, std::string* error);
     void Queue(EService service, const MessagePointer& message) OX_EXCLUDES(m_mutex);
     void Run() noexcept OX_EXCLUDES(m_mutex);
     void Answer(const Waiting& waiting) OX_EXCLUDES(m_mutex);
     void AwaitClient(const End& end) OX_EXCLUDES(m_mutex);
+    void TellOf(const std::vector<std::string>& changed);
     void Count(uint64_t ServiceFigures::*figure) OX_EXCLUDES(m_mutex);
 
+    const std::string m_space;
     IParameters& m_parameters; // the thread's
     std::array<End, kServices.size()> m_ends;
+    std::unique_ptr<IWriter> m_events; // of parameters that clients have set
     mutable CMutex m_mutex;
     CCondition m_changed;
     std::deque<Waiting> m_waiting OX_GUARDED_BY(m_mutex);

@@ -82,7 +82,8 @@ std::string TokenOf(const std::string& text) {
 std::unique_ptr<CCameraTopics> CCameraTopics::Make(IDomain& domain, const CameraTopicsOptions& options,
                                                    std::string* error) {
     if (!IsNamespace(options.m_namespace)) {
-        *error = "no namespace of ROS: " + options.m_namespace;
+        *error = "no namespace of ROS, which has letters, digits and _, with / between its parts: " +
+                 options.m_namespace;
         return nullptr;
     }
     std::unique_ptr<CCameraTopics> topics(new CCameraTopics(options));

@@ -81,6 +81,7 @@ struct DomainOptions {
     uint32_t m_number = 0;                 // 0 to 232
     std::vector<std::string> m_interfaces; // names of network interfaces; empty: one that the library chooses
     std::vector<std::string> m_peers;      // hosts that are asked besides
+    bool m_isLocal = false;                // no multicast: found by this host and the peers alone
 };
 
 // What the module gives. What CYCLONEDDS_URI says goes before what is set here. Null with a reason.

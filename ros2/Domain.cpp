@@ -207,19 +207,24 @@ std::string Elements(const std::vector<std::string>& values, const char* before,
 
 // Images are megabytes. A participant with an index is found by hosts that are told of this one alone, and by those that
 // look on their own host only; the marks of the writer's history are above what its depth keeps, so that a slow reader loses
-// images in place of making the writer wait; what a reader asks for again is sent in pieces as large as the first time.
+// images in place of making the writer wait; what a reader asks for again is sent in pieces as large as the first time. Threads
+// that wait for one socket each would be woken by a packet to this host's address, and never end where that is gone with its
+// interface; one for all sockets is woken otherwise.
 std::string ConfigurationOf(const DomainOptions& options) {
     const std::string interfaces = Elements(options.m_interfaces, "<NetworkInterface name=\"", "\"/>");
-    const std::string peers = Elements(options.m_peers, "<Peer address=\"", "\"/>");
+    const std::string peers = (options.m_isLocal ? "<Peer address=\"127.0.0.1\"/>" : "") +
+                              Elements(options.m_peers, "<Peer address=\"", "\"/>");
+    const std::string multicast = options.m_isLocal ? "false" : "true";
     const char* const own = std::getenv("CYCLONEDDS_URI");
     return "<CycloneDDS><Domain id=\"any\"><General>" +
-           (interfaces.empty() ? "" : "<Interfaces>" + interfaces + "</Interfaces>") +
-           "<AllowMulticast>true</AllowMulticast><MaxRexmitMessageSize>14720B</MaxRexmitMessageSize></"
-           "General>"
+           (interfaces.empty() ? "" : "<Interfaces>" + interfaces + "</Interfaces>") + "<AllowMulticast>" +
+           multicast +
+           "</AllowMulticast><MaxRexmitMessageSize>14720B</MaxRexmitMessageSize></General>"
            "<Discovery>"
            "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>32</MaxAutoParticipantIndex>" +
            (peers.empty() ? "" : "<Peers>" + peers + "</Peers>") +
            "</Discovery><Internal>"
+           "<MultipleReceiveThreads>false</MultipleReceiveThreads>"
            "<MaxQueuedRexmitBytes>64MB</MaxQueuedRexmitBytes>"
            "<MaxQueuedRexmitMessages>20000</MaxQueuedRexmitMessages>"
            "<Watermarks><WhcHigh>256MB</WhcHigh></Watermarks>"

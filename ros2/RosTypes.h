@@ -23,6 +23,8 @@ constexpr RosType kTransformsType = {"tf2_msgs", "TFMessage",
                                      "e369d0f05a23ae52508854b66f6aa0437f3449d652e8cbf22d5abe85d020f087"};
 constexpr RosType kDiagnosticsType = {"diagnostic_msgs", "DiagnosticArray",
                                       "5a8a36efb05fb25070fa0fb3810290c0e6cd4862b54a8fb975a1ee8dc55a333e"};
+constexpr RosType kParameterEventType = {"rcl_interfaces", "ParameterEvent",
+                                         "043e627780fcad87a22d225bc2a037361dba713fca6a6b9f4b869a5aa0393204"};
 // Of the layout since Iron; nodes of Humble do not look at hashes.
 constexpr RosType kGraphType = {"rmw_dds_common", "ParticipantEntitiesInfo",
                                 "91a0593bacdcc50ea9bdcf849a938b128412cc1ea821245c663bcd26f83c295e"};

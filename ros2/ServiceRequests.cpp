@@ -2,7 +2,7 @@
 // as the message has bytes for what it counts.
 #include "ros2/ServiceRequests.h"
 
-#include "recording/Cdr.h"
+#include "recording/RosMessages.h"
 
 #include <algorithm>
 
@@ -222,11 +222,21 @@ std::optional<ServiceRequest> ReadServiceRequest(EService service, std::span<con
     return reader.IsAtEnd() ? std::optional(std::move(request)) : std::nullopt;
 }
 
-ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters) {
+ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters,
+                    std::vector<std::string>* changed) {
     ByteVector out;
     CCdrWriter cdr(&out);
     cdr.Array(request.m_id);
     const auto putCount = [&](size_t count) { cdr.Add(static_cast<uint32_t>(count)); };
+    const auto putResult = [&](const SetResult& result, std::span<const Parameter> set) {
+        PutResult(&cdr, result);
+        for (const Parameter& parameter : set) {
+            if (result.m_isSuccessful &&
+                std::find(changed->begin(), changed->end(), parameter.m_name) == changed->end()) {
+                changed->push_back(parameter.m_name);
+            }
+        }
+    };
     switch (request.m_service) {
     case EService::GetParameters:
         putCount(request.m_names.size());
@@ -243,11 +253,11 @@ ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters) {
     case EService::SetParameters:
         putCount(request.m_parameters.size());
         for (const Parameter& parameter : request.m_parameters) {
-            PutResult(&cdr, parameters.Set(parameter));
+            putResult(parameters.Set(parameter), {&parameter, 1});
         }
         break;
     case EService::SetParametersAtomically:
-        PutResult(&cdr, parameters.SetAll(request.m_parameters));
+        putResult(parameters.SetAll(request.m_parameters), request.m_parameters);
         break;
     case EService::DescribeParameters:
         putCount(request.m_names.size());
@@ -263,6 +273,19 @@ ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters) {
         break;
     }
     return out;
+}
+
+void PutParameterEvent(ByteVector* out, uint64_t stampNs, const std::string& node,
+                       std::span<const Parameter> changed) {
+    CCdrWriter cdr(out);
+    PutRosHeader(&cdr, {stampNs, node}); // a time and a text, as in a header
+    cdr.Add(uint32_t{0});                // none is new
+    cdr.Add(static_cast<uint32_t>(changed.size()));
+    for (const Parameter& parameter : changed) {
+        cdr.Text(parameter.m_name);
+        PutValue(&cdr, parameter.m_value);
+    }
+    cdr.Add(uint32_t{0}); // none is gone
 }
 
 } // namespace ox3d::ros2

@@ -76,8 +76,13 @@ public:
     virtual SetResult Trigger() = 0;
 };
 
-// The reply to a request, a message in CDR.
-ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters);
+// The reply to a request, a message in CDR. `changed` gets the names of what was set, each once.
+ByteVector AnswerTo(const ServiceRequest& request, IParameters& parameters,
+                    std::vector<std::string>* changed);
+
+// What tells others that parameters of a node ("/cell/left") have changed, a message in CDR.
+void PutParameterEvent(ByteVector* out, uint64_t stampNs, const std::string& node,
+                       std::span<const Parameter> changed);
 
 } // namespace ox3d::ros2
 

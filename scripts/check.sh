@@ -20,7 +20,7 @@ describe() {
     shell) say "shell scripts pass shellcheck" ;;
     words) say "no path of a developer's machine, no open point outside the roadmap" ;;
     links) say "relative links of the documents lead somewhere" ;;
-    docs) say "everything in the public headers is documented, to doxygen, log lines that a page explains exist, and examples in Python run" ;;
+    docs) say "everything in the public headers is documented, to doxygen, log lines that a page explains exist, commands that pages show work, and examples in Python run" ;;
     includes) say "includes run one way through the modules" ;;
     headers) say "each public header compiles alone, C11 and C++17, gcc and clang; the C++ one without exceptions" ;;
     install) say "installed files and exported symbols are those of the lists, and every object is hardened" ;;

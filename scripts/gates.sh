@@ -15,22 +15,6 @@ llvm_tool() {
     printf '%s\n' "$tool"
 }
 
-# own_files [pattern...]: the project's own files as git would commit them, one a line; without git all
-# files outside the folders of build products.
-own_files() {
-    if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
-        git ls-files --cached --others --exclude-standard -- "$@" | while IFS= read -r file; do
-            [ ! -f "$file" ] || printf '%s\n' "$file"
-        done
-    else
-        local pattern
-        [ $# -gt 0 ] || set -- '*'
-        for pattern in "$@"; do
-            find . \( -path ./build -o -path ./out -o -path ./.git \) -prune -o -type f -path "./$pattern" -print
-        done | sed 's|^\./||' | sort -u
-    fi
-}
-
 own_sources() { own_files '*.h' '*.hpp' '*.c' '*.cpp'; }
 
 own_scripts() {
@@ -132,6 +116,7 @@ gate_docs() {
         done <<<"${line//.../$'\n'}"
     done < <(sed -n "$code" docs/troubleshooting.md)
     [ "$lines" -gt 10 ] && [ "$found" -eq 0 ]
+    bash scripts/document-commands.sh
     # The tests leave out examples of packages that are not installed; here none is.
     build_preset release
     OX3D_ALL_EXAMPLES=1 ctest --test-dir build/release -R '^python_test_examples$' --output-on-failure --no-tests=error

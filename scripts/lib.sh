@@ -205,3 +205,19 @@ summary_of_tests() {
     test_cases "$1"
     grep -E '^[0-9]+% tests passed|^Total Test time' "$2" || true
 }
+
+# own_files [pattern...]: the project's own files as git would commit them, one a line; without git all
+# files outside the folders of build products.
+own_files() {
+    if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+        git ls-files --cached --others --exclude-standard -- "$@" | while IFS= read -r file; do
+            [ ! -f "$file" ] || printf '%s\n' "$file"
+        done
+    else
+        local pattern
+        [ $# -gt 0 ] || set -- '*'
+        for pattern in "$@"; do
+            find . \( -path ./build -o -path ./out -o -path ./.git \) -prune -o -type f -path "./$pattern" -print
+        done | sed 's|^\./||' | sort -u
+    fi
+}

@@ -180,6 +180,14 @@ constexpr Key kKeys[] = {
      [](std::string_view v, CameraConfig* c) {
          return ReadChoice(v, {"millimeter", "inch", "meter", "untold"}, &c->m_scan3d.m_unit);
      }},
+    {"lens", "features, maps or untold",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"features", "maps", "untold"}, &c->m_scan3d.m_lens);
+     }},
+    {"reference", "anchor, choice or transformed",
+     [](std::string_view v, CameraConfig* c) {
+         return ReadChoice(v, {"anchor", "choice", "transformed"}, &c->m_scan3d.m_reference);
+     }},
     {"confidence", "yes or no",
      [](std::string_view v, CameraConfig* c) {
          return ReadWord(v, "no", "yes", &c->m_scan3d.m_hasConfidence);
@@ -335,6 +343,8 @@ private:
             Error("a camera of this kind shows the scene, not a recording");
         } else if (!scan3d.m_isInvalidFlagged && !scan3d.m_hasConfidence) {
             Error("invalid = confidence needs confidence = yes");
+        } else if (scan3d.IsDisparity() && scan3d.m_lens != ELensKind::Features) {
+            Error("depth = disparity needs lens = features");
         }
         if (m_current.m_source.m_colorWidth == 0 && scan3d.m_intensity == EIntensityKind::Color) {
             scan3d.m_intensity = EIntensityKind::None;

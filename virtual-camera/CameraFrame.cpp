@@ -34,7 +34,7 @@ void PackChunk(uint32_t id, uint32_t headerBytes, uint32_t type, uint32_t width,
 bool PackMainImage(const FrameImages& images, bool isGrey, CameraFrame* frame) {
     const uint64_t pixels = Pixels(images.m_depthWidth, images.m_depthHeight);
     const uint64_t sizeBytes = isGrey ? pixels : 2 * pixels;
-    const bool isWhole = isGrey ? images.m_greyPair.size() >= 2 * pixels : images.m_depth.size() == pixels;
+    const bool isWhole = isGrey ? images.m_greyPair.size() >= pixels : images.m_depth.size() == pixels;
     if (!isWhole || pixels == 0 || sizeBytes > UINT32_MAX) {
         return false;
     }
@@ -80,10 +80,8 @@ bool PackFrame(const FrameImages& images, const FrameContent& content, CameraFra
         PackChunk(kChunkExtendedImage, kExtendedImageHeaderBytes, kPixelRgb8Planar, images.m_colorWidth,
                   images.m_colorHeight, images.m_color, frame);
     }
-    if (content.m_hasGreyPair) {
-        if (images.m_greyPair.size() != 2 * Pixels(images.m_depthWidth, images.m_depthHeight)) {
-            return false;
-        }
+    const uint64_t pixels = Pixels(images.m_depthWidth, images.m_depthHeight);
+    if (content.m_hasGreyPair && images.m_greyPair.size() == 2 * pixels) {
         PackChunk(kChunkDemosaicPair, kDemosaicPairHeaderBytes, kPixelMono8, images.m_depthWidth,
                   2 * images.m_depthHeight, images.m_greyPair, frame);
     }

@@ -324,8 +324,8 @@ FrameContent CCameraModel::Content() const {
     const bool areChunksOn = content.m_isChunked && Value(EFeature::CameraWorkingMode) == kRgbdMode;
     content.m_hasColor =
         areChunksOn && Raw(enable, kColorSlot) != 0 && (m_sizes == nullptr || m_sizes->ColorWidth() > 0);
-    content.m_hasGreyPair =
-        areChunksOn && m_config.m_transport == ETransport::Usb && Raw(enable, kPairSlot) != 0;
+    content.m_hasGreyPair = areChunksOn && m_config.m_transport == ETransport::Usb &&
+                            Raw(enable, kPairSlot) != 0 && (m_sizes == nullptr || m_sizes->HasRightView());
     return content;
 }
 

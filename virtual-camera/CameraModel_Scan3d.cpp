@@ -10,7 +10,14 @@ namespace ox3d {
 namespace {
 
 // In the order of a frame's parts.
-constexpr uint32_t kAllComponents[] = {kRange, kDisparity, kConfidence, kIntensity};
+constexpr uint32_t kAllComponents[] = {kRange,     kDisparity,      kConfidence,
+                                       kIntensity, kCoordinateMapA, kCoordinateMapB};
+
+// What a reader sets before it reads frames.
+constexpr EFeature kSetupFeatures[] = {
+    EFeature::ComponentEnable,      EFeature::PixelFormat,
+    EFeature::Scan3dOutputMode,     EFeature::Scan3dCoordinateSystemReference,
+    EFeature::Scan3dTransformValue, EFeature::GevGVSPExtendedIDMode};
 
 constexpr EFeature kRegionFeatures[] = {EFeature::Width, EFeature::Height, EFeature::OffsetX,
                                         EFeature::OffsetY};
@@ -35,6 +42,10 @@ uint32_t DefaultFormat(uint32_t component, const Scan3dConfig& config) {
         return config.m_intensity == EIntensityKind::Color ? kRgb8 : kMono8;
     case kConfidence:
         return kConfidence8;
+    case kCoordinateMapA:
+        return kCoord3dA32f;
+    case kCoordinateMapB:
+        return kCoord3dB32f;
     default:
         return config.m_depth == EDepthKind::Points ? kCoord3dAbc32f : kCoord3dC16;
     }
@@ -97,6 +108,12 @@ void CCameraModel::FillScan3dDefaults() {
     SetValue(EFeature::ComponentSelector, config.DepthComponent());
     SetValue(EFeature::Scan3dOutputMode, DefaultMode(config.m_depth));
     SetValue(EFeature::Scan3dDistanceUnit, UnitValue(config));
+    if (config.m_reference != EReference::Anchor) {
+        constexpr double kMovedByMm = 250;
+        const double mmPerUnit = OpticsOf(config, Scan3dNow(), m_sensor).m_mmPerUnit;
+        SetValue(EFeature::Scan3dCoordinateSystemReference, kTransformed);
+        SetFloatAt(EFeature::Scan3dTransformValue, kTranslationZ, static_cast<float>(kMovedByMm / mmPerUnit));
+    }
     m_registers.SetNumber(gige::reg::kStreamCapability, 4,
                           0xC0000000); // source port told, ids of 16 bits known
     m_registers.SetNumber(gige::reg::kStreamChannelCapability, 4,
@@ -107,6 +124,11 @@ Scan3dSettings CCameraModel::Scan3dNow() const {
     Scan3dSettings settings;
     settings.m_mode = Value(EFeature::Scan3dOutputMode);
     settings.m_binning = static_cast<uint32_t>(Value(EFeature::BinningHorizontal));
+    if (m_config.m_scan3d.m_reference != EReference::Anchor &&
+        Value(EFeature::Scan3dCoordinateSystemReference) == kTransformed) {
+        settings.m_movedBy =
+            std::bit_cast<float>(static_cast<uint32_t>(RawAt(EFeature::Scan3dTransformValue, kTranslationZ)));
+    }
     settings.m_isMultiPart = Value(EFeature::GevSCCFGMultiPart) != 0;
     settings.m_isExtendedId = Value(EFeature::GevGVSPExtendedIDMode) != 0;
     for (const uint32_t component : kAllComponents) {
@@ -133,10 +155,12 @@ void CCameraModel::RefreshScan3d() {
     }
     SetValue(EFeature::PayloadSize, static_cast<int64_t>(Scan3dPayloadBytes(settings)));
     const Scan3dOptics optics = OpticsOf(m_config.m_scan3d, settings, m_sensor);
-    SetFloat(EFeature::Scan3dFocalLength, optics.m_pinhole.m_fx);
-    SetFloat(EFeature::Scan3dAspectRatio, optics.m_pinhole.m_fy / optics.m_pinhole.m_fx);
-    SetFloat(EFeature::Scan3dPrincipalPointU, optics.m_pinhole.m_cx);
-    SetFloat(EFeature::Scan3dPrincipalPointV, optics.m_pinhole.m_cy);
+    if (m_config.m_scan3d.m_lens == ELensKind::Features) {
+        SetFloat(EFeature::Scan3dFocalLength, optics.m_pinhole.m_fx);
+        SetFloat(EFeature::Scan3dAspectRatio, optics.m_pinhole.m_fy / optics.m_pinhole.m_fx);
+        SetFloat(EFeature::Scan3dPrincipalPointU, optics.m_pinhole.m_cx);
+        SetFloat(EFeature::Scan3dPrincipalPointV, optics.m_pinhole.m_cy);
+    }
     if (m_config.m_scan3d.IsDisparity()) {
         const bool isZero = m_config.m_faults.m_isBaselineZero != 0;
         SetFloat(EFeature::Scan3dBaseline, isZero ? 0 : optics.m_baselineMm / 1000);
@@ -163,10 +187,18 @@ void CCameraModel::RefreshCoordinates(const Scan3dOptics& optics) {
 
 // Beyond the range of the feature alone: a format must be one of the component, a region must be inside the image.
 EModelStatus CCameraModel::CheckScan3d(const FeatureRow& row, uint32_t slot, uint64_t raw) const {
+    if (m_config.m_faults.m_isSetupDenied != 0 &&
+        std::find(std::begin(kSetupFeatures), std::end(kSetupFeatures), row.m_id) !=
+            std::end(kSetupFeatures)) {
+        return EModelStatus::Access;
+    }
     if (row.m_id == EFeature::PixelFormat) {
         const Scan3dFormat* format = FindScan3dFormat(static_cast<uint32_t>(raw));
         return format != nullptr && (format->m_slots >> slot & 1U) != 0 ? EModelStatus::Ok
                                                                         : EModelStatus::Range;
+    }
+    if (row.m_id == EFeature::Scan3dTransformValue && slot != kTranslationZ) {
+        return raw == 0 ? EModelStatus::Ok : EModelStatus::Range; // images are not turned, nor moved aside
     }
     EFeature other; // what the region's size or place is added to
     switch (row.m_id) {

@@ -39,6 +39,7 @@ constexpr FaultRow kFaults[] = {
     {"scale_zero", &FaultSet::m_isScaleZero, 1, 1, false},
     {"scale_nan", &FaultSet::m_isScaleNan, 1, 1, false},
     {"baseline_zero", &FaultSet::m_isBaselineZero, 1, 1, false},
+    {"deny_setup", &FaultSet::m_isSetupDenied, 1, 1, false},
     {"part_count", &FaultSet::m_partCount, 0, kMaxParts, true},
     {"part_length", &FaultSet::m_partLengthBytes, 0, UINT32_MAX - 1, true},
     {"part_shift", &FaultSet::m_partShiftBytes, 1, UINT32_MAX - 1, true},
@@ -49,6 +50,17 @@ constexpr FaultRow kFaults[] = {
 
 std::span<const FaultRow> AllFaults() {
     return kFaults;
+}
+
+FaultSet PartFaultsAt(FaultSet faults, uint32_t frameNumber) {
+    if (frameNumber % faults.m_badEvery != 0) {
+        const FaultSet none;
+        faults.m_partCount = none.m_partCount;
+        faults.m_partLengthBytes = none.m_partLengthBytes;
+        faults.m_partShiftBytes = none.m_partShiftBytes;
+        faults.m_partFormat = none.m_partFormat;
+    }
+    return faults;
 }
 
 bool ParseFault(std::string_view line, FaultSet* faults, std::string* error) {

@@ -22,7 +22,7 @@ struct FaultSet {
     uint32_t m_chunkCount = kNoFault;       // the frame says that it has so many chunks
     uint32_t m_isChunkListMissing = 0;      // the frame says that it has chunks, and there is no list
     uint32_t m_depthLengthBytes = kNoFault; // the main image is no longer than this
-    uint32_t m_badEvery = 1;                // the four above hit every N-th frame only
+    uint32_t m_badEvery = 1;                // the four above, and those of parts, hit every N-th frame only
     uint32_t m_isOpenDenied = 0;
     uint32_t m_isStartDenied = 0;
     uint32_t m_isCalibrationMissing = 0;
@@ -39,10 +39,11 @@ struct FaultSet {
     uint32_t m_claimedChunkLengthBytes = kNoFault; // what every chunk says of its length
     uint32_t m_isXmlBroken = 0;
 
-    // What only a camera of the standard's 3D model can do. The first three are about its features.
+    // What only a camera of the standard's 3D model can do. The first four are about its features.
     uint32_t m_isScaleZero = 0;
     uint32_t m_isScaleNan = 0;
     uint32_t m_isBaselineZero = 0;
+    uint32_t m_isSetupDenied = 0;          // what a reader sets up cannot be written
     uint32_t m_partCount = kNoFault;       // what the leader says
     uint32_t m_partLengthBytes = kNoFault; // what it says of every part
     uint32_t m_partShiftBytes = 0;         // parts but the first go to a place so much too far
@@ -60,6 +61,9 @@ struct FaultRow {
 };
 
 std::span<const FaultRow> AllFaults();
+
+// Those that hit the frame of that number: outside every N-th, nothing is wrong with its parts.
+FaultSet PartFaultsAt(FaultSet faults, uint32_t frameNumber);
 
 // Reads one fault, "name" or "name value", into the set; says why not in *error.
 bool ParseFault(std::string_view line, FaultSet* faults, std::string* error);

@@ -21,15 +21,20 @@ constexpr bool IsOn(uint8_t transports, ETransport transport) {
 }
 
 // What makes cameras differ beyond their transport. A row or an entry exists where the camera has one of its traits.
-constexpr uint16_t kNativeTrait = 1;        // sends depth with colour in a chunk
-constexpr uint16_t kScan3dTrait = 2;        // sends components, as the standard's 3D model has it
-constexpr uint16_t kRangeTrait = 4;         // of the latter: the depth component is a range ...
-constexpr uint16_t kDisparityTrait = 8;     // ... or a disparity;
-constexpr uint16_t kIntensityTrait = 16;    // there is a picture,
-constexpr uint16_t kConfidenceTrait = 32;   // a confidence,
-constexpr uint16_t kDistanceUnitTrait = 64; // a unit that is told,
-constexpr uint16_t kMultiPartTrait = 128;   // payload of several parts,
-constexpr uint16_t kColorTrait = 256;       // and the picture is one of colours
+constexpr uint16_t kNativeTrait = 1;         // sends depth with colour in a chunk
+constexpr uint16_t kScan3dTrait = 2;         // sends components, as the standard's 3D model has it
+constexpr uint16_t kRangeTrait = 4;          // of the latter: the depth component is a range ...
+constexpr uint16_t kDisparityTrait = 8;      // ... or a disparity;
+constexpr uint16_t kIntensityTrait = 16;     // there is a picture,
+constexpr uint16_t kConfidenceTrait = 32;    // a confidence,
+constexpr uint16_t kDistanceUnitTrait = 64;  // a unit that is told,
+constexpr uint16_t kMultiPartTrait = 128;    // payload of several parts,
+constexpr uint16_t kColorTrait = 256;        // the picture is one of colours,
+constexpr uint16_t kLensTrait = 512;         // the depth's lens is told by features,
+constexpr uint16_t kMapsTrait = 1024;        // or by maps of what each pixel sees.
+constexpr uint16_t kFixedSystemTrait = 2048; // Coordinates are in the anchor's system alone, ...
+constexpr uint16_t kTransformTrait = 4096;   // ... or in one that can be moved from there,
+constexpr uint16_t kToAnchorTrait = 8192;    // and that can be left for the anchor's
 constexpr uint16_t kEveryTrait = 0xFFFF;
 
 // The numbers of the events: the standard's, and two of the range that is left to makers.
@@ -103,6 +108,8 @@ enum class EFeature : uint8_t {
     Scan3dAxisMax,
     Scan3dCoordinateReferenceSelector,
     Scan3dCoordinateReferenceValue,
+    Scan3dTransformSelector,
+    Scan3dTransformValue,
     Scan3dFocalLength,
     Scan3dAspectRatio,
     Scan3dPrincipalPointU,

@@ -25,6 +25,8 @@ constexpr EnumEntry kComponents[] = {
     {"Range", kRange, kEveryTransport, kRangeTrait},
     {"Confidence", kConfidence, kEveryTransport, kConfidenceTrait},
     {"Disparity", kDisparity, kEveryTransport, kDisparityTrait},
+    {"CoordinateMapA", kCoordinateMapA, kEveryTransport, kMapsTrait},
+    {"CoordinateMapB", kCoordinateMapB, kEveryTransport, kMapsTrait},
 };
 constexpr EnumEntry kOutputModes[] = {
     {"UncalibratedC", kUncalibratedC, kEveryTransport, kRangeTrait},
@@ -37,10 +39,14 @@ constexpr EnumEntry kOutputModes[] = {
 constexpr auto kFormatEntries = Scan3dFormatEntries();
 constexpr EnumEntry kUnits[] = {{"Millimeter", 0}, {"Inch", 1}, {"Pixel", 2}, {"Meter", 3}};
 constexpr EnumEntry kSystems[] = {{"Cartesian", 0}};
-constexpr EnumEntry kSystemReferences[] = {{"Anchor", 0}};
+constexpr EnumEntry kSystemReferences[] = {
+    {"Anchor", kAnchor, kEveryTransport, kFixedSystemTrait | kToAnchorTrait},
+    {"Transformed", kTransformed, kEveryTransport, kTransformTrait},
+};
 constexpr EnumEntry kCoordinates[] = {{"CoordinateA", 0}, {"CoordinateB", 1}, {"CoordinateC", 2}};
-constexpr EnumEntry kReferences[] = {{"RotationX", 0},    {"RotationY", 1},    {"RotationZ", 2},
-                                     {"TranslationX", 3}, {"TranslationY", 4}, {"TranslationZ", 5}};
+constexpr EnumEntry kReferences[] = {{"RotationX", 0},    {"RotationY", 1},
+                                     {"RotationZ", 2},    {"TranslationX", 3},
+                                     {"TranslationY", 4}, {"TranslationZ", kTranslationZ}};
 constexpr EnumEntry kOffOn[] = {{"Off", 0}, {"On", 1}};
 
 constexpr FeatureRow kRows[] = {
@@ -118,7 +124,24 @@ constexpr FeatureRow kRows[] = {
         .For(kDistanceUnitTrait),
     OX3D_ENUM(Scan3dCoordinateSystem, kRo, kScan3d, "Coordinate system of the points").Entries(kSystems),
     OX3D_ENUM(Scan3dCoordinateSystemReference, kRo, kScan3d, "Where the coordinates' origin is")
-        .Entries(kSystemReferences),
+        .Entries(kSystemReferences)
+        .For(kFixedSystemTrait),
+    OX3D_ENUM(Scan3dCoordinateSystemReference, kRw, kScan3d, "Where the coordinates' origin is")
+        .Entries(kSystemReferences)
+        .Locked(ELock::WhileAcquiring)
+        .For(kTransformTrait)
+        .Saved(),
+    OX3D_ENUM(Scan3dTransformSelector, kRw, kScan3d, "The number of the transform that the value is")
+        .Entries(kReferences)
+        .For(kTransformTrait)
+        .Saved(),
+    OX3D_FLOAT(Scan3dTransformValue, kRw, kScan3d,
+               "A number of the way from the anchor's system to the transformed")
+        .FloatRange(-kAnyFloat, kAnyFloat, 0, "")
+        .By(EFeature::Scan3dTransformSelector)
+        .Locked(ELock::WhileAcquiring)
+        .For(kTransformTrait)
+        .Saved(),
     OX3D_ENUM(Scan3dCoordinateSelector, kRw, kScan3d, "The coordinate that the features below are about")
         .Entries(kCoordinates)
         .Default(2)
@@ -147,15 +170,19 @@ constexpr FeatureRow kRows[] = {
         .FloatRange(-kAnyFloat, kAnyFloat, 0, "")
         .By(EFeature::Scan3dCoordinateReferenceSelector),
     OX3D_FLOAT(Scan3dFocalLength, kRo, kScan3d, "Focal length, in columns of the depth component")
-        .FloatRange(0, 1e6, 0, "px"),
+        .FloatRange(0, 1e6, 0, "px")
+        .For(kLensTrait),
     OX3D_FLOAT(Scan3dAspectRatio, kRo, kScan3d, "Focal length in rows by that in columns")
-        .FloatRange(0, 1e3, 1, ""),
+        .FloatRange(0, 1e3, 1, "")
+        .For(kLensTrait),
     OX3D_FLOAT(Scan3dPrincipalPointU, kRo, kScan3d,
                "Column of the principal point in the depth component's region")
-        .FloatRange(-1e6, 1e6, 0, "px"),
+        .FloatRange(-1e6, 1e6, 0, "px")
+        .For(kLensTrait),
     OX3D_FLOAT(Scan3dPrincipalPointV, kRo, kScan3d,
                "Row of the principal point in the depth component's region")
-        .FloatRange(-1e6, 1e6, 0, "px"),
+        .FloatRange(-1e6, 1e6, 0, "px")
+        .For(kLensTrait),
     OX3D_FLOAT(Scan3dBaseline, kRo, kScan3d, "Distance of the two imagers")
         .FloatRange(0, 1e3, 0, "m")
         .For(kDisparityTrait),

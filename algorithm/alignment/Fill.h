@@ -49,7 +49,7 @@ constexpr uint8_t kMaskNone = 0;
 
 // The mask of registered depth, `filled` as Fill leaves it: seen where there is a depth, hidden where a row has none
 // between two that are a step apart, else none.
-void MaskFilled(const AlignArgs& args, const uint16_t* filled, uint8_t* mask);
+void MaskFilled(const AlignArgs& args, const uint16_t* filled, const CPoolTurn& turn, uint8_t* mask);
 
 } // namespace ox3d
 

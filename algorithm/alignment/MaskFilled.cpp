@@ -26,11 +26,14 @@ void MaskRow(const uint16_t* filled, int32_t width, float step, uint8_t* mask) {
 
 } // namespace
 
-void MaskFilled(const AlignArgs& args, const uint16_t* filled, uint8_t* mask) {
+void MaskFilled(const AlignArgs& args, const uint16_t* filled, const CPoolTurn& turn, uint8_t* mask) {
     const float step = alignment::OpticsOf(args).m_step;
-    for (ptrdiff_t row = 0; row < args.m_height; ++row) {
-        MaskRow(filled + row * args.m_width, args.m_width, step, mask + row * args.m_width);
-    }
+    turn.RunRanges(static_cast<uint64_t>(args.m_height), [&](uint64_t first, uint64_t end) {
+        for (uint64_t row = first; row < end; ++row) {
+            const size_t start = row * static_cast<size_t>(args.m_width);
+            MaskRow(filled + start, args.m_width, step, mask + start);
+        }
+    });
 }
 
 } // namespace ox3d

@@ -1,7 +1,9 @@
 // Process type 2: disparities of a left and a right image, and the depth that they stand for. Images are rectified, or are
-// made so through the maps of process type 1. Relies on the matcher, and on the fusion-depth regions.
+// made so through the maps of process type 1. Relies on the matcher, on the
+// fusion-depth regions, and on the pool for threads beside the calling one.
 #include "algorithm/binostereo/Records.h"
 #include "algorithm/binostereo/Regions.h"
+#include "base/WorkerPool.h"
 
 #include <algorithm>
 
@@ -68,6 +70,12 @@ MatchSettings SettingsOf(void* handle, ZQA_SIZE size) {
     return s;
 }
 
+// What the pool takes for pixels: each disparity of one is more work than a pixel of other images.
+uint64_t WorkOf(const MatchSettings& settings) {
+    return uint64_t{1} * static_cast<uint32_t>(settings.m_width) * static_cast<uint32_t>(settings.m_height) *
+           static_cast<uint32_t>(settings.m_disparities);
+}
+
 // One run of the process on an object that has its maps.
 class CDepth {
 public:
@@ -75,24 +83,25 @@ public:
         : m_object(*ObjectOf(handle)), m_set(settings), m_size(m_object.m_imageSize),
           m_isRaw(ParamOf(handle, EParam::Images) == kRaw),
           m_isSmoothed(ParamOf(handle, EParam::Smoothing) == kSmoothed) {
-        LayOutDepth(m_size, settings.m_disparities, static_cast<uint8_t*>(m_object.m_scratchRegion),
-                    &m_scratch);
+        LayOutDepth({m_size.width, m_size.height, settings.m_disparities, MatchThreadsOf(m_object)},
+                    static_cast<uint8_t*>(m_object.m_scratchRegion), &m_scratch);
     }
 
     void Run(const Pair& in, const Output& out) const {
         FillViewOf(ESide::Left, in.left);
         FillViewOf(ESide::Right, in.right);
-        Match(m_set, m_scratch.m_match);
+        const DisparityMap& found = Match(m_set, m_scratch.m_match, ox3d::CPoolTurn(WorkOf(m_set)));
         if (m_isRaw) {
-            DropUnseen();
+            DropUnseen(found);
         }
         if (out.depth.data[0] != nullptr) {
             FillDepths();
-            WriteRows(out.depth,
+            WriteRows(found, out.depth,
                       [this](int32_t d16) { return d16 > 0 ? m_scratch.m_depthOf[d16] : int16_t{0}; });
         }
         if (out.disparity.data[0] != nullptr) {
-            WriteRows(out.disparity, [](int32_t d16) { return static_cast<int16_t>(std::max(d16, 0)); });
+            WriteRows(found, out.disparity,
+                      [](int32_t d16) { return static_cast<int16_t>(std::max(d16, 0)); });
         }
     }
 
@@ -129,10 +138,10 @@ private:
     }
 
     // What the left camera does not see has no depth, whatever its black matches.
-    void DropUnseen() const {
+    void DropUnseen(const DisparityMap& found) const {
         const uint32_t* index = RectMapOf(m_object, m_size, ESide::Left).m_indexPlane;
         for (int32_t y = 0; y < m_size.height; ++y) {
-            int16_t* const row = m_scratch.m_match.m_cleaned.Row(y);
+            int16_t* const row = found.Row(y);
             for (int32_t x = 0; x < m_size.width; ++x, ++index) {
                 row[x] = *index == 0 ? int16_t{0} : row[x];
             }
@@ -151,10 +160,10 @@ private:
     }
 
     template <typename TValue>
-    void WriteRows(const ZQA_IMAGE& image, TValue valueOf) const {
+    void WriteRows(const DisparityMap& found, const ZQA_IMAGE& image, TValue valueOf) const {
         auto* out = static_cast<int16_t*>(image.data[0]);
         for (int32_t y = 0; y < m_size.height; ++y, out += image.step[0]) {
-            const int16_t* const row = m_scratch.m_match.m_cleaned.Row(y);
+            const int16_t* const row = found.Row(y);
             std::transform(row, row + m_size.width, out, valueOf);
         }
     }
@@ -184,6 +193,7 @@ int32_t OXB3D_BINOSTEREO_DepthProcess(void* handle, void* input, int32_t inputSi
     status = CheckImages(in, out, object.m_imageSize);
     if (status == OXB3D_BINOSTEREO_OK) {
         const MatchSettings settings = SettingsOf(handle, object.m_imageSize);
+        const ox3d::CThreadsAllowed threads(MatchThreadsOf(object));
         CDepth(handle, settings).Run(in, out);
     }
     return status;

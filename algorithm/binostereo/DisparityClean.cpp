@@ -118,4 +118,17 @@ void MedianOf(const DisparityMap& from, int32_t width, int32_t height, const Dis
     }
 }
 
+void LevelOf(const DisparityMap& from, int32_t width, int32_t height, const DisparityMap& to) {
+    const MatchKernels& kernels = MatchKernelsInUse();
+    constexpr int32_t kEdge = kLevelled / 2;
+    for (int32_t y = 0; y < height; ++y) {
+        std::copy_n(from.Row(y), width, to.Row(y));
+        if (y >= kEdge && y < height - kEdge) {
+            const int16_t* const rows[kLevelled] = {from.Row(y - 2), from.Row(y - 1), from.Row(y),
+                                                    from.Row(y + 1), from.Row(y + 2)};
+            kernels.m_level(rows, width, to.Row(y));
+        }
+    }
+}
+
 } // namespace ox3d::stereo

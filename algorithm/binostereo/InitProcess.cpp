@@ -3,6 +3,7 @@
 #include "algorithm/binostereo/Records.h"
 #include "algorithm/binostereo/Rectification.h"
 #include "algorithm/binostereo/Regions.h"
+#include "base/WorkerPool.h"
 
 #include <initializer_list>
 
@@ -49,6 +50,9 @@ int32_t OXB3D_BINOSTEREO_InitProcess(void* handle, void* input, int32_t inputSiz
         if (status != OXB3D_BINOSTEREO_OK) {
             return status;
         }
+    }
+    if (MatchThreadsOf(object) > 1) {
+        ox3d::KeepPoolThreads(MatchThreadsOf(object));
     }
     *GeometryOf(object) = {rectification.m_projection[0], rectification.m_rightOffset};
     object.m_imageSize = {in.width, in.height};

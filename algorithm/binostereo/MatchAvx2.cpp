@@ -47,6 +47,11 @@ Bytes Least(Bytes a, Bytes b) {
 Bytes DifferenceOf(Bytes a, Bytes b) {
     return _mm256_or_si256(_mm256_subs_epu8(a, b), _mm256_subs_epu8(b, a));
 }
+// What stands one byte before each of these, and one byte behind.
+void LoadAround(const uint8_t* from, Bytes* before, Bytes* behind) {
+    *before = Load(from - 1);
+    *behind = Load(from + 1);
+}
 Bytes QuarterOf(Bytes a) {
     return _mm256_and_si256(_mm256_srli_epi16(a, 2), SetAll(0x3F));
 }
@@ -128,11 +133,15 @@ void TakeSmaller(Words sums, Words index, Words* least, Words* winner) {
     *winner = _mm256_blendv_epi8(*winner, index, isSmaller);
     *least = _mm256_min_epi16(*least, sums);
 }
-void TakeSmallerOrEqual(Words sums, Words index, int16_t* least, int16_t* winner) {
-    const __m256i before = LoadWords(least);
-    const __m256i isLarger = _mm256_cmpgt_epi16(sums, before);
-    StoreWords(least, _mm256_min_epi16(before, sums));
-    StoreWords(winner, _mm256_blendv_epi8(index, LoadWords(winner), isLarger));
+// Where the least are now, of before and of these.
+Words TakeSmallerOrEqual(Words sums, Words index, Words leastAt, Words* least) {
+    const __m256i isLarger = _mm256_cmpgt_epi16(sums, *least);
+    *least = _mm256_min_epi16(*least, sums);
+    return _mm256_blendv_epi8(index, leastAt, isLarger);
+}
+// From the second word on, and the first of what stands behind.
+Words FromSecond(Words words, Words behind) {
+    return _mm256_alignr_epi8(_mm256_permute2x128_si256(words, behind, 0x21), words, 2);
 }
 int32_t LeastWord(Words a) {
     const __m128i half = _mm_min_epi16(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
@@ -152,6 +161,16 @@ uint32_t LeastOfEach(Bytes a, Bytes b, Bytes c, Bytes d) {
     four = _mm_min_epu8(four, _mm_shuffle_epi32(four, 0x4E));
     four = _mm_min_epu8(four, _mm_shuffle_epi32(four, 0xB1));
     return static_cast<uint32_t>(_mm_cvtsi128_si32(four));
+}
+
+uint8_t FirstOf(Bytes a) {
+    return static_cast<uint8_t>(_mm_cvtsi128_si32(_mm256_castsi256_si128(a)));
+}
+// The least byte, in all of them. Shifted by a byte, words hold the lesser one of two.
+Bytes LeastInAll(Bytes a) {
+    const __m256i words = Least(a, _mm256_srli_epi16(a, 8));
+    const __m128i half = _mm_min_epu8(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    return _mm256_broadcastb_epi8(_mm_minpos_epu16(half));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// The fast kernels of stereo matching for processors with AVX-512: 64 disparities at once.
-// Relies on MatchFast.h, and on being compiled for AVX-512.
+// The fast kernels of stereo matching for processors with AVX-512 and counts of a byte's bits: 64 disparities at once.
+// Relies on MatchFast.h, and on being compiled for these.
 #define OX3D_TIER avx512
 
 #include <immintrin.h>
@@ -47,6 +47,13 @@ Bytes Least(Bytes a, Bytes b) {
 Bytes DifferenceOf(Bytes a, Bytes b) {
     return Or(_mm512_subs_epu8(a, b), _mm512_subs_epu8(b, a));
 }
+// What stands one byte before each of these 64, and one byte behind. Three loads of whole lines and four moves between
+// lanes: a load that spans two stores would wait until both have come to the cache, and each of them takes two lines.
+void LoadAround(const uint8_t* from, Bytes* before, Bytes* behind) {
+    const Bytes at = Load(from);
+    *before = _mm512_alignr_epi8(at, _mm512_alignr_epi64(at, Load(from - kBytes), 6), 15);
+    *behind = _mm512_alignr_epi8(_mm512_alignr_epi64(Load(from + kBytes), at, 2), at, 1);
+}
 Bytes QuarterOf(Bytes a) {
     return _mm512_and_si512(_mm512_srli_epi16(a, 2), SetAll(0x3F));
 }
@@ -57,11 +64,7 @@ Bytes TwosOfThree(Bytes a, Bytes b, Bytes c) {
     return _mm512_ternarylogic_epi32(a, b, c, 0xE8);
 }
 Bytes CountBits(Bytes a) {
-    const __m512i counts =
-        _mm512_broadcast_i32x4(_mm_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4));
-    const __m512i nibble = SetAll(0x0F);
-    const __m512i low = _mm512_shuffle_epi8(counts, _mm512_and_si512(a, nibble));
-    return Add(low, _mm512_shuffle_epi8(counts, _mm512_and_si512(_mm512_srli_epi16(a, 4), nibble)));
+    return _mm512_popcnt_epi8(a);
 }
 
 // (a + b + c + 4) / 8: eighths and what is left of each add up apart, so that bytes hold both.
@@ -131,11 +134,15 @@ void TakeSmaller(Words sums, Words index, Words* least, Words* winner) {
     *winner = _mm512_mask_mov_epi16(*winner, _mm512_cmplt_epi16_mask(sums, *least), index);
     *least = _mm512_min_epi16(*least, sums);
 }
-void TakeSmallerOrEqual(Words sums, Words index, int16_t* least, int16_t* winner) {
-    const __m512i before = LoadWords(least);
-    StoreWords(winner,
-               _mm512_mask_mov_epi16(LoadWords(winner), _mm512_cmple_epi16_mask(sums, before), index));
-    StoreWords(least, _mm512_min_epi16(before, sums));
+// Where the least are now, of before and of these.
+Words TakeSmallerOrEqual(Words sums, Words index, Words leastAt, Words* least) {
+    const __mmask32 isTaken = _mm512_cmple_epi16_mask(sums, *least);
+    *least = _mm512_min_epi16(*least, sums);
+    return _mm512_mask_mov_epi16(leastAt, isTaken, index);
+}
+// From the second word on, and the first of what stands behind.
+Words FromSecond(Words words, Words behind) {
+    return _mm512_alignr_epi8(_mm512_alignr_epi64(behind, words, 2), words, 2);
 }
 int32_t LeastWord(Words a) {
     const __m256i half = _mm256_min_epi16(_mm512_castsi512_si256(a), _mm512_extracti64x4_epi64(a, 1));
@@ -158,6 +165,17 @@ uint32_t LeastOfEach(Bytes a, Bytes b, Bytes c, Bytes d) {
     four = _mm_min_epu8(four, _mm_shuffle_epi32(four, 0x4E));
     four = _mm_min_epu8(four, _mm_shuffle_epi32(four, 0xB1));
     return static_cast<uint32_t>(_mm_cvtsi128_si32(four));
+}
+
+uint8_t FirstOf(Bytes a) {
+    return static_cast<uint8_t>(_mm_cvtsi128_si32(_mm512_castsi512_si128(a)));
+}
+// The least byte, in all of them. Shifted by a byte, words hold the lesser one of two.
+Bytes LeastInAll(Bytes a) {
+    const __m512i words = Least(a, _mm512_srli_epi16(a, 8));
+    const __m256i half = _mm256_min_epu8(_mm512_castsi512_si256(words), _mm512_extracti64x4_epi64(words, 1));
+    const __m128i quarter = _mm_min_epu8(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
+    return _mm512_broadcastb_epi8(_mm_minpos_epu16(quarter));
 }
 
 } // namespace

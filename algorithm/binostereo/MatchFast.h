@@ -123,10 +123,8 @@ void CostOf(const CostArgs& a, int32_t begin, int32_t end) {
     }
     const auto column = [&](int32_t x) { return a.m_columns + (x & 3) * ptrdiff_t{pitch}; };
     const auto clamped = [last](int32_t x) { return x < 0 ? 0 : (x > last ? last : x); };
-    if (begin > 0) {
-        SumColumn(a, begin - 1, reach, column(begin - 1));
-    }
-    for (int32_t x = begin; x <= end; ++x) {
+    // The range before has left its last columns, and the first one of this range.
+    for (int32_t x = begin == 0 ? 0 : begin + 1; x <= end; ++x) {
         if (x <= last) {
             DistanceColumn<kPlanes>(a, x, a.m_newest + ptrdiff_t{x} * pitch);
             SumColumn(a, x, reach, column(x));
@@ -154,16 +152,23 @@ struct Way {
     Bytes m_any;
 };
 
+uint8_t LargeStepFrom(const ScanArgs& a, int32_t x, uint8_t greyBefore) {
+    const int32_t step = a.m_grey[x] - greyBefore;
+    return a.m_largeStep[step < 0 ? -step : step];
+}
+
 Way WayFrom(const ScanArgs& a, int32_t x, const uint8_t* before, uint8_t* after, uint32_t least,
             uint8_t greyBefore) {
-    const int32_t step = a.m_grey[x] - greyBefore;
-    const auto any = static_cast<uint8_t>(least + a.m_largeStep[step < 0 ? -step : step]);
+    const auto any = static_cast<uint8_t>(least + LargeStepFrom(a, x, greyBefore));
     return {before, after, SetAll(static_cast<uint8_t>(least)), SetAll(any)};
 }
 
 inline __attribute__((always_inline)) Bytes Take(const Way& way, ptrdiff_t k, Bytes cost, Bytes smallStep,
                                                  Bytes* least) {
-    const Bytes near = AddUpTo255(Least(Load(way.m_before + k - 1), Load(way.m_before + k + 1)), smallStep);
+    Bytes lower;
+    Bytes upper;
+    LoadAround(way.m_before + k, &lower, &upper);
+    const Bytes near = AddUpTo255(Least(lower, upper), smallStep);
     const Bytes step = Least(Least(near, Load(way.m_before + k)), way.m_any);
     const Bytes value = AddUpTo255(cost, Subtract(step, way.m_least));
     Store(way.m_after + k, value);
@@ -180,26 +185,36 @@ struct Choice {
     Words m_index;
 };
 
-inline __attribute__((always_inline)) void ChooseAmong(Words sums, ptrdiff_t k, ptrdiff_t right,
-                                                       const ChooseArgs& c, Choice* choice) {
+inline __attribute__((always_inline)) void ChooseAmong(Words sums, ptrdiff_t k, const ChooseArgs& c,
+                                                       Choice* choice) {
     StoreWords(c.m_line + k, sums);
     TakeSmaller(sums, choice->m_index, &choice->m_least, &choice->m_winner);
-    TakeSmallerOrEqual(sums, choice->m_index, c.m_rightLeast + right + k, c.m_rightWinner + right + k);
+    // Seen from the column before, the same one of the right image stood at the next disparity.
+    const auto moved = [k](const int16_t* from) {
+        return FromSecond(LoadWords(from + k), LoadWords(from + k + kBytes / 2));
+    };
+    Words least = moved(c.m_rightLeast);
+    StoreWords(c.m_rightLeastAt + k,
+               TakeSmallerOrEqual(sums, choice->m_index, moved(c.m_rightLeastAt), &least));
+    StoreWords(c.m_rightLeast + k, least);
     choice->m_index = AddWords(choice->m_index, SetAllWords(kBytes / 2));
 }
 
-void FinishChoice(const ChooseArgs& c, const Choice& choice, int32_t disparities, int32_t x) {
+void FinishChoice(const ScanArgs& a, const ChooseArgs& c, const Choice& choice, int32_t x) {
     const int32_t winner = WinnerOf(choice.m_least, choice.m_winner);
-    const bool isInside = winner > 0 && winner + 1 < disparities;
+    const bool isInside = winner > 0 && winner + 1 < a.m_disparities;
     const int16_t* const line = c.m_line + winner;
     const int32_t fraction = isInside ? FractionOf(line[-1], line[0], line[1]) : 0;
     c.m_winner[x] = static_cast<uint16_t>(winner);
     c.m_sixteenths[x] = static_cast<int16_t>(16 * winner + fraction);
+    c.m_rightWinner[a.m_width - 1 - x] = c.m_rightLeastAt[0]; // none looks at it any more
 }
 
 // kAhead is 1 for a walk to the right, -1 for one to the left.
+// *runLeast is the least cost of the path along the row, in every byte: from one column to the next there is nothing to
+// wait for but that, so it takes no way round by other registers or memory.
 template <bool kFromRow, bool kAlong, ESums kSums, int32_t kAhead>
-void ScanColumn(const ScanArgs& a, const ChooseArgs* choose, int32_t x) {
+void ScanColumn(const ScanArgs& a, const ChooseArgs* choose, int32_t x, Bytes* runLeast) {
     const ptrdiff_t pitch = Pitch(a.m_disparities);
     const uint8_t* const cost = a.m_cost + x * pitch;
     const Bytes smallStep = SetAll(a.m_smallStep);
@@ -214,11 +229,10 @@ void ScanColumn(const ScanArgs& a, const ChooseArgs* choose, int32_t x) {
         }
     }
     if constexpr (kAlong) {
-        ways[3] = WayFrom(a, x, a.m_run + ((x - kAhead) & 1) * pitch, a.m_run + (x & 1) * pitch,
-                          *a.m_runMinimum, a.m_grey[x - kAhead]);
+        ways[3] = {a.m_run + ((x - kAhead) & 1) * pitch, a.m_run + (x & 1) * pitch, *runLeast,
+                   Add(*runLeast, SetAll(LargeStepFrom(a, x, a.m_grey[x - kAhead])))};
     }
     Choice choice{SetAllWords(kNoSum), SetAllWords(0), CountUp()};
-    const ptrdiff_t right = a.m_width - 1 - x;
     uint16_t* const sums = a.m_sums + x * pitch;
     const int32_t reach = Reach(a.m_disparities);
     for (ptrdiff_t k = 0; k < reach; k += kBytes) {
@@ -238,50 +252,40 @@ void ScanColumn(const ScanArgs& a, const ChooseArgs* choose, int32_t x) {
             StorePair(sums + k, sum);
         } else if constexpr (kSums == ESums::Choose) {
             sum = InOrder(AddPairs(sum, LoadPairOfWords(sums + k)));
-            ChooseAmong(sum.m_low, k, right, *choose, &choice);
-            ChooseAmong(sum.m_high, k + kBytes / 2, right, *choose, &choice);
+            ChooseAmong(sum.m_low, k, *choose, &choice);
+            ChooseAmong(sum.m_high, k + kBytes / 2, *choose, &choice);
         }
     }
-    const uint32_t minima = LeastOfEach(least[0], least[1], least[2], least[3]);
     if constexpr (kFromRow) {
-        a.m_after.m_minimum[x] = minima;
+        a.m_after.m_minimum[x] = LeastOfEach(least[0], least[1], least[2], least[3]);
     }
     if constexpr (kAlong) {
-        *a.m_runMinimum = static_cast<uint8_t>(minima >> 24);
+        *runLeast = LeastInAll(least[3]);
     }
     if constexpr (kSums == ESums::Choose) {
-        FinishChoice(*choose, choice, a.m_disparities, x);
+        FinishChoice(a, *choose, choice, x);
     }
 }
 
-void Scan(const ScanArgs& args, int32_t begin, int32_t end) {
+template <bool kFromRow, bool kAlong, ESums kSums>
+void ScanRight(const ScanArgs& args, int32_t begin, int32_t end) {
     const ScanArgs a = args;
+    Bytes runLeast = SetAll(*a.m_runMinimum);
     for (int32_t x = begin; x < end; ++x) {
-        ScanColumn<true, false, ESums::None, 1>(a, nullptr, x);
+        ScanColumn<kFromRow, kAlong, kSums, 1>(a, nullptr, x, &runLeast);
     }
+    *a.m_runMinimum = FirstOf(runLeast);
 }
 
-void ScanSumming(const ScanArgs& args, int32_t begin, int32_t end) {
-    const ScanArgs a = args;
-    for (int32_t x = begin; x < end; ++x) {
-        ScanColumn<true, true, ESums::Set, 1>(a, nullptr, x);
-    }
-}
-
-void ScanChoosing(const ScanArgs& args, const ChooseArgs& choose, int32_t begin, int32_t end) {
+template <bool kFromRow>
+void ScanLeft(const ScanArgs& args, const ChooseArgs& choose, int32_t begin, int32_t end) {
     const ScanArgs a = args;
     const ChooseArgs c = choose;
+    Bytes runLeast = SetAll(*a.m_runMinimum);
     for (int32_t x = end - 1; x >= begin; --x) {
-        ScanColumn<true, true, ESums::Choose, -1>(a, &c, x);
+        ScanColumn<kFromRow, true, ESums::Choose, -1>(a, &c, x, &runLeast);
     }
-}
-
-void RunChoosing(const ScanArgs& args, const ChooseArgs& choose, int32_t begin, int32_t end) {
-    const ScanArgs a = args;
-    const ChooseArgs c = choose;
-    for (int32_t x = end - 1; x >= begin; --x) {
-        ScanColumn<false, true, ESums::Choose, -1>(a, &c, x);
-    }
+    *a.m_runMinimum = FirstOf(runLeast);
 }
 
 inline __attribute__((always_inline)) void Sort(int16_t& a, int16_t& b) {
@@ -315,9 +319,45 @@ void Median(const int16_t* const (&rows)[3], int32_t width, int16_t* __restrict 
     }
 }
 
+// By how much two samples opposite one another lie above the one in the middle, 0 unless both belong to its surface.
+inline __attribute__((always_inline)) int16_t RiseOf(int16_t a, int16_t b, int16_t centre) {
+    const auto riseOfA = static_cast<int16_t>(a - centre);
+    const auto riseOfB = static_cast<int16_t>(b - centre);
+    const int16_t low = riseOfA < riseOfB ? riseOfA : riseOfB;
+    const int16_t high = riseOfA < riseOfB ? riseOfB : riseOfA;
+    const auto sum = static_cast<int16_t>(riseOfA + riseOfB);
+    const int16_t near = low >= -kSurfaceStep ? sum : int16_t{0};
+    const int16_t nearBoth = high <= kSurfaceStep ? near : int16_t{0};
+    return static_cast<int16_t>(low + centre) > 0 ? nearBoth : int16_t{0};
+}
+
+void Level(const int16_t* const (&rows)[kLevelled], int32_t width, int16_t* __restrict out) {
+    const int16_t* __restrict r0 = rows[0];
+    const int16_t* __restrict r1 = rows[1];
+    const int16_t* __restrict r2 = rows[2];
+    const int16_t* __restrict r3 = rows[3];
+    const int16_t* __restrict r4 = rows[4];
+    for (ptrdiff_t x = 2; x < width - 2; ++x) {
+        const int16_t c = r2[x];
+        auto rises = static_cast<int16_t>(RiseOf(r2[x - 2], r2[x + 2], c) + RiseOf(r2[x - 1], r2[x + 1], c));
+        for (ptrdiff_t dx = -2; dx <= 2; ++dx) {
+            rises = static_cast<int16_t>(rises + RiseOf(r0[x + dx], r4[x - dx], c) +
+                                         RiseOf(r1[x + dx], r3[x - dx], c));
+        }
+        const int16_t mean = MeanOfLevelled(c, rises);
+        out[x] = static_cast<int16_t>(c > 0 ? mean : 0);
+    }
+}
+
 } // namespace
 
-constinit const MatchKernels kMatchKernels = {Describe,     Cost,        Scan,  ScanSumming,
-                                              ScanChoosing, RunChoosing, Median};
+constinit const MatchKernels kMatchKernels = {Describe,
+                                              Cost,
+                                              ScanRight<true, false, ESums::None>,
+                                              ScanRight<true, true, ESums::Set>,
+                                              ScanLeft<true>,
+                                              ScanLeft<false>,
+                                              Median,
+                                              Level};
 
 } // namespace ox3d::stereo::OX3D_TIER

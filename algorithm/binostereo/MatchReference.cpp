@@ -148,12 +148,12 @@ void Choose(const ScanArgs& a, const ChooseArgs& c, int32_t x) {
     int32_t winner = 0;
     for (int32_t k = 0; k < a.m_disparities; ++k) {
         winner = line[k] < line[winner] ? k : winner;
-        const ptrdiff_t right = a.m_width - 1 - x + k;
-        if (line[k] <= c.m_rightLeast[right]) {
-            c.m_rightLeast[right] = line[k];
-            c.m_rightWinner[right] = static_cast<int16_t>(k);
-        }
+        // Seen from the column before, the same one of the right image stood at the next disparity.
+        const bool isBetter = line[k] <= c.m_rightLeast[k + 1];
+        c.m_rightLeast[k] = isBetter ? line[k] : c.m_rightLeast[k + 1];
+        c.m_rightLeastAt[k] = isBetter ? static_cast<int16_t>(k) : c.m_rightLeastAt[k + 1];
     }
+    c.m_rightWinner[a.m_width - 1 - x] = c.m_rightLeastAt[0]; // none looks at it any more
     const bool isInside = winner > 0 && winner + 1 < a.m_disparities;
     const int32_t fraction = isInside ? FractionOf(line[winner - 1], line[winner], line[winner + 1]) : 0;
     c.m_winner[x] = static_cast<uint16_t>(winner);
@@ -196,9 +196,30 @@ void Median(const int16_t* const (&rows)[3], int32_t width, int16_t* out) {
     }
 }
 
+int16_t Levelled(const int16_t* const (&rows)[kLevelled], int32_t x) {
+    const int16_t centre = rows[kLevelled / 2][x];
+    const auto belongs = [centre](int16_t sample) {
+        return sample > 0 && std::abs(sample - centre) <= kSurfaceStep;
+    };
+    int32_t rises = 0;
+    for (int32_t i = 0; i < kLevelled * kLevelled; ++i) {
+        const int32_t dx = i % kLevelled - kLevelled / 2;
+        const int16_t here = rows[i / kLevelled][x + dx];
+        const int16_t opposite = rows[kLevelled - 1 - i / kLevelled][x - dx];
+        rises += belongs(here) && belongs(opposite) ? here - centre : 0;
+    }
+    return MeanOfLevelled(centre, static_cast<int16_t>(rises));
+}
+
+void Level(const int16_t* const (&rows)[kLevelled], int32_t width, int16_t* out) {
+    for (int32_t x = kLevelled / 2; x < width - kLevelled / 2; ++x) {
+        out[x] = rows[kLevelled / 2][x] > 0 ? Levelled(rows, x) : int16_t{0};
+    }
+}
+
 } // namespace
 
-constinit const MatchKernels kMatchKernels = {Describe,     Cost,        Scan,  ScanSumming,
-                                              ScanChoosing, RunChoosing, Median};
+constinit const MatchKernels kMatchKernels = {Describe,     Cost,        Scan,   ScanSumming,
+                                              ScanChoosing, RunChoosing, Median, Level};
 
 } // namespace ox3d::stereo::reference

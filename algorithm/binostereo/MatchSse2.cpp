@@ -51,6 +51,11 @@ Bytes Least(Bytes a, Bytes b) {
 Bytes DifferenceOf(Bytes a, Bytes b) {
     return Or(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a));
 }
+// What stands one byte before each of these, and one byte behind.
+void LoadAround(const uint8_t* from, Bytes* before, Bytes* behind) {
+    *before = Load(from - 1);
+    *behind = Load(from + 1);
+}
 Bytes QuarterOf(Bytes a) {
     return And(_mm_srli_epi16(a, 2), SetAll(0x3F));
 }
@@ -123,10 +128,15 @@ void TakeSmaller(Words sums, Words index, Words* least, Words* winner) {
     *winner = Select(_mm_cmpgt_epi16(*least, sums), index, *winner);
     *least = _mm_min_epi16(*least, sums);
 }
-void TakeSmallerOrEqual(Words sums, Words index, int16_t* least, int16_t* winner) {
-    const __m128i before = LoadWords(least);
-    StoreWords(winner, Select(_mm_cmpgt_epi16(sums, before), LoadWords(winner), index));
-    StoreWords(least, _mm_min_epi16(before, sums));
+// Where the least are now, of before and of these.
+Words TakeSmallerOrEqual(Words sums, Words index, Words leastAt, Words* least) {
+    const __m128i isLarger = _mm_cmpgt_epi16(sums, *least);
+    *least = _mm_min_epi16(*least, sums);
+    return Select(isLarger, leastAt, index);
+}
+// From the second word on, and the first of what stands behind.
+Words FromSecond(Words words, Words behind) {
+    return Or(_mm_srli_si128(words, 2), _mm_slli_si128(behind, 14));
 }
 int32_t LeastWord(Words a) {
     a = _mm_min_epi16(a, _mm_shuffle_epi32(a, 0x4E));
@@ -147,6 +157,18 @@ uint32_t LeastOfEach(Bytes a, Bytes b, Bytes c, Bytes d) {
     four = Least(four, _mm_shuffle_epi32(four, 0x4E));
     four = Least(four, _mm_shuffle_epi32(four, 0xB1));
     return static_cast<uint32_t>(_mm_cvtsi128_si32(four));
+}
+
+uint8_t FirstOf(Bytes a) {
+    return static_cast<uint8_t>(_mm_cvtsi128_si32(a));
+}
+// The least byte, in all of them.
+Bytes LeastInAll(Bytes a) {
+    a = Least(a, _mm_shuffle_epi32(a, 0x4E));
+    a = Least(a, _mm_shuffle_epi32(a, 0xB1));
+    const __m128i words = Least(a, _mm_srli_epi16(a, 8)); // of two, with a zero above
+    const __m128i least = Least(words, _mm_shufflehi_epi16(_mm_shufflelo_epi16(words, 0xB1), 0xB1));
+    return _mm_packus_epi16(least, least);
 }
 
 } // namespace

@@ -7,7 +7,7 @@ namespace ox3d::stereo {
 namespace {
 
 constinit CKernelChoice<MatchKernels, reference::kMatchKernels, sse2::kMatchKernels, avx2::kMatchKernels,
-                        avx512::kMatchKernels>
+                        avx512::kMatchKernels, true>
     g_choice;
 
 } // namespace

@@ -83,16 +83,22 @@ struct ScanArgs {
 // Winners of a row, in disparities above the smallest. Columns are chosen from right to left.
 struct ChooseArgs {
     uint16_t* m_winner;
-    int16_t* m_sixteenths; // the winner with its fraction
-    // The same for the right image, turned left to right; m_rightLeast begins as kNoSum.
+    int16_t* m_sixteenths;  // the winner with its fraction
+    int16_t* m_rightWinner; // the same for the right image, turned left to right
+    // By disparity, for the columns of the right image that the last column has looked at: its least sum so far, which
+    // begins as kNoSum, and where that was. A vector behind the last disparity can be read.
     int16_t* m_rightLeast;
-    int16_t* m_rightWinner;
+    int16_t* m_rightLeastAt;
     int16_t* m_line; // a pitch
 };
 constexpr int16_t kNoSum = 0x7FFF;
 
+constexpr int32_t kLevelled = 5;     // side of the window in which disparities of one surface are averaged
+constexpr int32_t kSurfaceStep = 12; // sixteenths between its middle and what belongs to the same surface
+
 struct MatchKernels {
     void (*m_describe)(const DescribeArgs& args);
+    // Ranges of a row come one after the other, from its begin on.
     void (*m_cost)(const CostArgs& args, int32_t begin, int32_t end);
     // Three paths, from the row before.
     void (*m_scan)(const ScanArgs& args, int32_t begin, int32_t end);
@@ -105,10 +111,23 @@ struct MatchKernels {
     // The median of three by three samples above 0, others count as the one in the middle; 0 where that is not above.
     // Rows have a sample in front and at their end.
     void (*m_median)(const int16_t* const (&rows)[3], int32_t width, int16_t* out);
+    // The mean of five by five samples, where the one in the middle is above 0. Two that lie opposite one another count if
+    // both are above 0 and differ from it by at most kSurfaceStep, else it stands for them: what is slanted stays
+    // so. Of a row's first and last two samples nothing is written.
+    void (*m_level)(const int16_t* const (&rows)[kLevelled], int32_t width, int16_t* out);
 };
 
-// The fraction of a winner in sixteenths, from equiangular lines through the sums around it, rounded half away from
-// zero.
+// Of a mean that is no more than kSurfaceStep away from what it is a mean of, the nearest whole number.
+static inline int16_t MeanOfLevelled(int16_t at, int16_t sumOfRises) {
+    constexpr int32_t kCount = kLevelled * kLevelled;
+    constexpr int32_t kAbove = kCount * kSurfaceStep + kCount / 2; // so that nothing below zero is divided
+    const auto shifted = static_cast<uint16_t>(sumOfRises + kAbove);
+    return static_cast<int16_t>(at + shifted / kCount - kSurfaceStep);
+}
+
+// The fraction of a winner in sixteenths, rounded half away from zero. Equiangular lines through the sums around it give
+// r / 2 for a ratio r of their slopes, which is drawn to whole disparities: measured on slanted and on curved
+// surfaces, r * (3 - r) / 4 has half of that pull, and a stronger bend errs the other way where there is noise.
 static inline int32_t FractionOf(int32_t before, int32_t at, int32_t after) {
     const int32_t rise = before > after ? before - at : after - at;
     if (rise <= 0) {
@@ -116,7 +135,8 @@ static inline int32_t FractionOf(int32_t before, int32_t at, int32_t after) {
     }
     const int32_t slope = before - after;
     const int32_t size = slope < 0 ? -slope : slope;
-    const int32_t fraction = (16 * size + rise) / (2 * rise);
+    const int32_t whole = rise * rise;
+    const int32_t fraction = (8 * size * (3 * rise - size) + whole) / (2 * whole);
     return slope < 0 ? -fraction : fraction;
 }
 

@@ -11,61 +11,8 @@
 namespace ox3d::stereo {
 namespace {
 
-// Hands out parts of a block, on boundaries of a vector; without a base it only counts.
-class CParts {
-public:
-    explicit CParts(uint8_t* base) : m_base(base) {}
-
-    template <typename T = uint8_t>
-    T* Take(CCheckedSize bytes) {
-        uint8_t* const part = m_base == nullptr ? nullptr : m_base + m_used.Bytes();
-        m_used = m_used.Plus(bytes).RoundedUp(kVectorBytes);
-        return reinterpret_cast<T*>(part);
-    }
-    // A part with a vector in front of it.
-    template <typename T = uint8_t>
-    T* TakeBehind(uint64_t front, CCheckedSize bytes) {
-        auto* const part = Take(CCheckedSize(front).Plus(bytes));
-        return reinterpret_cast<T*>(part == nullptr ? nullptr : part + front);
-    }
-    [[nodiscard]] CCheckedSize Used() const { return m_used; }
-
-private:
-    uint8_t* m_base;
-    CCheckedSize m_used;
-};
-
-// Rows of paths: one of zeros, two in turns for each scan, and one that is kept for each strip.
-enum EPathRow { kZeroRow, kDownRows, kUpRows = 3, kKeptRows = 5 };
-
-CCheckedSize PathRowBytes(int32_t width, int32_t disparities) {
-    return CCheckedSize(3)
-        .Times(DisparityPitch(disparities))
-        .Times(int64_t{width} + 2)
-        .Plus(CCheckedSize(kVectorBytes));
-}
-
-CCheckedSize MinimumRowBytes(int32_t width) {
-    return CCheckedSize(sizeof(uint32_t)).Times(int64_t{width} + 2).RoundedUp(kVectorBytes);
-}
-
-int32_t Strips(int32_t height) {
-    return static_cast<int32_t>((int64_t{height} + kStripRows - 1) / kStripRows);
-}
-
-BorderedView TakeView(CParts* parts, int32_t width, int32_t height) {
-    const CCheckedSize pitch =
-        CCheckedSize(uint64_t{2} * kViewBorder).Plus(CCheckedSize(1).Times(width)).RoundedUp(kVectorBytes);
-    auto* const base = parts->Take(pitch.Times(height));
-    return {base == nullptr ? nullptr : base + kViewBorder, static_cast<ptrdiff_t>(pitch.Bytes())};
-}
-
-DisparityMap TakeMap(CParts* parts, int32_t width, int32_t height) {
-    // A sample on either side of each row; a row's last may be the next one's first.
-    const ptrdiff_t pitch = ptrdiff_t{width} + 2;
-    auto* const base = parts->Take<int16_t>(CCheckedSize(sizeof(int16_t)).Times(pitch).Times(height));
-    return {base == nullptr ? nullptr : base + 1, pitch};
-}
+// A few microseconds' work, and of it what caches next to the processor hold.
+constexpr int32_t kBlockColumns = 64;
 
 // Offsets of the census' columns and rows. A wide window costs no more than a narrow one: the lattice is stretched.
 int32_t Lattice(int32_t window, int32_t (&offsets)[kMaxLattice]) {
@@ -81,23 +28,73 @@ int32_t Lattice(int32_t window, int32_t (&offsets)[kMaxLattice]) {
     return count;
 }
 
-// One matching: the rows of the views in the order of the scans.
+// One matching: the rows of the views in the order of the scans. Every thread goes through all of them in that order
+// and does those that it takes.
 class CMatch {
 public:
     CMatch(const MatchSettings& settings, const MatchBuffers& buffers)
         : m_set(settings), m_buf(buffers), m_kernels(MatchKernelsInUse()),
           m_pitch(DisparityPitch(settings.m_disparities)), m_lattice(Lattice(settings.m_window, m_offsets)) {}
 
-    void Run() {
+    void Run(const CPoolTurn& turn) {
         PrepareRows();
-        if (m_set.m_scansBothWays) {
-            ScanBothWays();
-        } else {
-            ScanOnce();
-        }
+        turn.Run(std::min(turn.Threads(), m_buf.m_threads), [this](uint32_t thread) {
+            if (!m_front.Enter()) {
+                return;
+            }
+            Rows rows{m_buf.m_rows[thread], m_front.Take()};
+            if (m_set.m_scansBothWays) {
+                ScanBothWays(&rows);
+            } else {
+                ScanOnce(&rows);
+            }
+        });
     }
 
 private:
+    static constexpr uint64_t kNoRow = 0;
+
+    // A thread on its way through the rows.
+    struct Rows {
+        const MatchRowBuffers& m_buf;
+        uint64_t m_taken;
+        uint64_t m_row = 0;
+        uint32_t m_sleeps = 0;
+        bool m_isApart = false; // from the rows before: it begins when they are done
+        uint8_t m_runMinimum = 0;
+
+        // Goes on to the next row. True where it is this thread's, which then has to walk it.
+        bool Next() { return ++m_row == m_taken; }
+    };
+
+    // Calls block(begin, end) for the columns of a row, counted from where the walk along it begins, and then finish(),
+    // which needs no other row. The row before is ahead by what paths and costs see of it, and what they write has been
+    // read.
+    template <typename TBlock, typename TFinish>
+    void Walk(Rows* rows, const TBlock& block, const TFinish& finish) {
+        const int32_t width = m_set.m_width;
+        for (int32_t begin = 0, end = 0; end < width; begin = end) {
+            end = std::min(begin + kBlockColumns, width);
+            rows->m_sleeps +=
+                m_front.Await(rows->m_row - 1, rows->m_isApart ? width : std::min(end + 2, width));
+            block(begin, end);
+            if (end < width) {
+                m_front.Publish(rows->m_row, end);
+            }
+        }
+        // The others stay behind a row that is taken before they may pass, so that this one's place in the strip is not used
+        // anew while it is finished.
+        if (m_front.Leaves(rows->m_row, rows->m_sleeps)) {
+            rows->m_taken = kNoRow;
+            finish();
+            m_front.Publish(rows->m_row, width);
+        } else {
+            rows->m_taken = m_front.Take();
+            m_front.Publish(rows->m_row, width);
+            finish();
+        }
+    }
+
     [[nodiscard]] PathRow PathsAt(int32_t row) const {
         const int32_t width = m_set.m_width;
         uint8_t* const costs = m_buf.m_paths + PathRowBytes(width, m_set.m_disparities).Times(row).Bytes();
@@ -108,13 +105,16 @@ private:
 
     // What the kernels never write: zeros in front of a row and at its end, no cost behind the last disparity.
     void PrepareRows() const {
-        const int32_t rows = m_set.m_scansBothWays ? kKeptRows + Strips(m_set.m_height) - 1 : kUpRows;
+        const int32_t rows = m_set.m_scansBothWays ? kKeptRows + StripsOf(m_set.m_height) - 1 : kUpRows;
         for (int32_t row = 0; row < rows; ++row) {
             PreparePaths(PathsAt(row), row == kZeroRow);
         }
-        std::memset(m_buf.m_run - kVectorBytes, kNoCost, kVectorBytes);
-        ClosePath(m_buf.m_run);
-        ClosePath(m_buf.m_run + m_pitch);
+        for (uint32_t thread = 0; thread < m_buf.m_threads; ++thread) {
+            uint8_t* const run = m_buf.m_rows[thread].m_run;
+            std::memset(run - kVectorBytes, kNoCost, kVectorBytes);
+            ClosePath(run);
+            ClosePath(run + m_pitch);
+        }
     }
 
     void ClosePath(uint8_t* path) const {
@@ -153,11 +153,11 @@ private:
         m_kernels.m_describe(args);
     }
 
-    void Describe(int32_t y) const {
-        DescribeView(m_buf.m_left, y, false, m_buf.m_leftPlanes);
-        DescribeView(m_buf.m_right, y, true, m_buf.m_rightPlanes);
+    void Describe(const MatchRowBuffers& buf, int32_t y) const {
+        DescribeView(m_buf.m_left, y, false, buf.m_leftPlanes);
+        DescribeView(m_buf.m_right, y, true, buf.m_rightPlanes);
         // Left of the image the right view repeats its first column.
-        for (uint8_t* const plane : m_buf.m_rightPlanes) {
+        for (uint8_t* const plane : buf.m_rightPlanes) {
             std::memset(plane + m_set.m_width, plane[m_set.m_width - 1],
                         static_cast<size_t>(m_set.m_smallest + m_pitch));
         }
@@ -168,10 +168,10 @@ private:
     }
 
     // Distances of row y + 1, and from them costs of row y, whose own distances and those above are there.
-    void CostRow(int32_t y, uint8_t* costs) const {
+    CostArgs CostsFrom(const MatchRowBuffers& buf, int32_t y, uint8_t* costs) const {
         CostArgs args{};
-        std::copy(std::begin(m_buf.m_leftPlanes), std::end(m_buf.m_leftPlanes), args.m_left);
-        std::transform(std::begin(m_buf.m_rightPlanes), std::end(m_buf.m_rightPlanes), args.m_right,
+        std::copy(std::begin(buf.m_leftPlanes), std::end(buf.m_leftPlanes), args.m_left);
+        std::transform(std::begin(buf.m_rightPlanes), std::end(buf.m_rightPlanes), args.m_right,
                        [this](const uint8_t* plane) { return plane + m_set.m_smallest; });
         args.m_planes = m_lattice == kMaxLattice ? kCensusPlanes : kCensusPlanes / 2;
         args.m_width = m_set.m_width;
@@ -179,18 +179,23 @@ private:
         args.m_older = DistancesOf(Clamped(y - 1));
         args.m_middle = DistancesOf(Clamped(y));
         args.m_newest = DistancesOf(Clamped(y + 1));
-        args.m_columns = m_buf.m_columns;
+        args.m_columns = buf.m_columns;
         args.m_cost = costs;
-        Describe(Clamped(y + 1));
-        m_kernels.m_cost(args, 0, m_set.m_width);
+        Describe(buf, Clamped(y + 1));
+        return args;
     }
 
-    // What CostRow needs for row y.
-    void BeginCosts(int32_t y) const {
-        if (y > 0) {
-            CostRow(y - 2, nullptr);
+    // The rows of distances that costs of row y need, but the one below, apart from what was before.
+    void BeginCosts(int32_t y, Rows* rows) {
+        rows->m_isApart = true;
+        for (int32_t above = y > 0 ? y - 2 : y - 1; above < y; ++above) {
+            if (rows->Next()) {
+                const CostArgs costs = CostsFrom(rows->m_buf, above, nullptr);
+                Walk(
+                    rows, [&](int32_t begin, int32_t end) { m_kernels.m_cost(costs, begin, end); }, [] {});
+            }
+            rows->m_isApart = false;
         }
-        CostRow(y - 1, nullptr);
     }
 
     [[nodiscard]] uint8_t* CostsOf(int32_t y) const {
@@ -202,18 +207,18 @@ private:
 
     // With a path along the row begun afresh, from outside.
     ScanArgs ScanOf(int32_t y, int32_t yBefore, const PathRow& before, const PathRow& after,
-                    uint8_t* runMinimum) const {
-        *runMinimum = 0;
+                    Rows* rows) const {
+        rows->m_runMinimum = 0;
         for (const ptrdiff_t turn : {0, 1}) {
-            std::memset(m_buf.m_run + turn * m_pitch, 0, static_cast<size_t>(m_set.m_disparities));
+            std::memset(rows->m_buf.m_run + turn * m_pitch, 0, static_cast<size_t>(m_set.m_disparities));
         }
         return {m_set.m_width,
                 m_set.m_disparities,
                 CostsOf(y),
                 before,
                 after,
-                m_buf.m_run,
-                runMinimum,
+                rows->m_buf.m_run,
+                &rows->m_runMinimum,
                 m_buf.m_left.Row(y),
                 m_buf.m_left.Row(Clamped(yBefore)),
                 m_set.m_smallStep,
@@ -221,35 +226,54 @@ private:
                 SumsOf(y)};
     }
 
-    void BeginChoosing() const { std::fill_n(m_buf.m_choose.m_rightLeast, m_set.m_width + m_pitch, kNoSum); }
+    void BeginChoosing(const ChooseArgs& choose) const {
+        std::fill_n(choose.m_rightLeast, m_pitch + kVectorBytes, kNoSum);
+    }
 
     // Left and right winner have to agree.
-    void FinishRow(int32_t y) const {
-        const ChooseArgs& c = m_buf.m_choose;
+    void FinishRow(const ChooseArgs& c, int32_t y) const {
         int16_t* const out = m_buf.m_chosen.Row(y);
         for (int32_t x = 0; x < m_set.m_width; ++x) {
             const int32_t winner = c.m_winner[x];
-            const int32_t back = 16 * c.m_rightWinner[m_set.m_width - 1 - x + winner];
             const int32_t value = 16 * m_set.m_smallest + c.m_sixteenths[x];
-            const bool agrees = std::abs(back - c.m_sixteenths[x]) <= m_set.m_toleranceSixteenths &&
-                                winner + m_set.m_smallest <= x && value > 0;
+            const bool isInside = winner + m_set.m_smallest <= x && value > 0;
+            const bool agrees = isInside && std::abs(16 * c.m_rightWinner[m_set.m_width - 1 - x + winner] -
+                                                     c.m_sixteenths[x]) <= m_set.m_toleranceSixteenths;
             out[x] = static_cast<int16_t>(agrees ? value : 0);
         }
     }
 
+    using ScanKernel = void (*)(const ScanArgs&, int32_t begin, int32_t end);
+
+    // Costs of a row and paths through it, left to right.
+    template <typename TFinish>
+    void GoDown(int32_t y, const PathRow& before, const PathRow& after, ScanKernel scan, Rows* rows,
+                const TFinish& finish) {
+        const CostArgs costs = CostsFrom(rows->m_buf, y, CostsOf(y));
+        const ScanArgs paths = ScanOf(y, y - 1, before, after, rows);
+        Walk(
+            rows,
+            [&](int32_t begin, int32_t end) {
+                m_kernels.m_cost(costs, begin, end);
+                scan(paths, begin, end);
+            },
+            finish);
+    }
+
     // One scan down: three paths from above, one from the left, and then one from the right.
-    void ScanOnce() const {
-        BeginCosts(0);
+    void ScanOnce(Rows* rows) {
+        BeginCosts(0, rows);
         for (int32_t y = 0; y < m_set.m_height; ++y) {
-            CostRow(y, CostsOf(y));
-            uint8_t runMinimum = 0;
+            if (!rows->Next()) {
+                continue;
+            }
             const PathRow before = PathsAt(y == 0 ? kZeroRow : kDownRows + (y - 1) % 2);
-            ScanArgs args = ScanOf(y, y - 1, before, PathsAt(kDownRows + y % 2), &runMinimum);
-            m_kernels.m_scanSumming(args, 0, m_set.m_width);
-            args = ScanOf(y, y - 1, before, before, &runMinimum);
-            BeginChoosing();
-            m_kernels.m_runChoosing(args, m_buf.m_choose, 0, m_set.m_width);
-            FinishRow(y);
+            GoDown(y, before, PathsAt(kDownRows + y % 2), m_kernels.m_scanSumming, rows, [&] {
+                const ChooseArgs& choose = rows->m_buf.m_choose;
+                BeginChoosing(choose);
+                m_kernels.m_runChoosing(ScanOf(y, y - 1, before, before, rows), choose, 0, m_set.m_width);
+                FinishRow(choose, y);
+            });
         }
     }
 
@@ -262,43 +286,55 @@ private:
         return PathsAt(isKept ? kKeptRows + y / kStripRows : kDownRows + y % 2);
     }
 
-    void ScanBothWays() const {
-        const int32_t strips = Strips(m_set.m_height);
-        uint8_t runMinimum = 0;
-        BeginCosts(0);
+    void ScanBothWays(Rows* rows) {
+        const int32_t strips = StripsOf(m_set.m_height);
+        BeginCosts(0, rows);
         for (int32_t y = 0; y < (strips - 1) * kStripRows; ++y) {
-            CostRow(y, CostsOf(y));
-            m_kernels.m_scan(ScanOf(y, y - 1, DownRow(y - 1, true), DownRow(y, true), &runMinimum), 0,
-                             m_set.m_width);
+            if (rows->Next()) {
+                GoDown(y, DownRow(y - 1, true), DownRow(y, true), m_kernels.m_scan, rows, [] {});
+            }
         }
         for (int32_t strip = strips - 1; strip >= 0; --strip) {
             const int32_t begin = strip * kStripRows;
             const int32_t end = std::min(begin + kStripRows, m_set.m_height);
-            SumDown(begin, end);
-            ChooseUp(begin, end);
+            SumDown(begin, end, rows);
+            ChooseUp(begin, end, rows);
         }
     }
 
-    void SumDown(int32_t begin, int32_t end) const {
-        uint8_t runMinimum = 0;
-        BeginCosts(begin);
+    void SumDown(int32_t begin, int32_t end, Rows* rows) {
+        BeginCosts(begin, rows);
         for (int32_t y = begin; y < end; ++y) {
-            CostRow(y, CostsOf(y));
-            const ScanArgs args =
-                ScanOf(y, y - 1, DownRow(y - 1, y == begin), DownRow(y, false), &runMinimum);
-            m_kernels.m_scanSumming(args, 0, m_set.m_width);
+            if (rows->Next()) {
+                GoDown(y, DownRow(y - 1, y == begin), DownRow(y, false), m_kernels.m_scanSumming, rows,
+                       [] {});
+            }
         }
     }
 
-    void ChooseUp(int32_t begin, int32_t end) const {
-        uint8_t runMinimum = 0;
+    void ChooseUp(int32_t begin, int32_t end, Rows* rows) {
+        rows->m_isApart = true; // from where the last sums are the first row begins
         for (int32_t y = end - 1; y >= begin; --y) {
-            const PathRow before = PathsAt(y + 1 == m_set.m_height ? kZeroRow : kUpRows + (y + 1) % 2);
-            const ScanArgs args = ScanOf(y, y + 1, before, PathsAt(kUpRows + y % 2), &runMinimum);
-            BeginChoosing();
-            m_kernels.m_scanChoosing(args, m_buf.m_choose, 0, m_set.m_width);
-            FinishRow(y);
+            if (rows->Next()) {
+                GoUp(y, rows);
+            }
+            rows->m_isApart = false;
         }
+    }
+
+    // Right to left.
+    void GoUp(int32_t y, Rows* rows) {
+        const PathRow before = PathsAt(y + 1 == m_set.m_height ? kZeroRow : kUpRows + (y + 1) % 2);
+        const ScanArgs paths = ScanOf(y, y + 1, before, PathsAt(kUpRows + y % 2), rows);
+        const ChooseArgs& choose = rows->m_buf.m_choose;
+        BeginChoosing(choose);
+        const int32_t width = m_set.m_width;
+        Walk(
+            rows,
+            [&](int32_t begin, int32_t end) {
+                m_kernels.m_scanChoosing(paths, choose, width - end, width - begin);
+            },
+            [&] { FinishRow(choose, y); });
     }
 
     const MatchSettings& m_set;
@@ -307,6 +343,7 @@ private:
     const ptrdiff_t m_pitch;
     int32_t m_offsets[kMaxLattice]{};
     const int32_t m_lattice;
+    CWavefront m_front;
 };
 
 void CloseRow(uint8_t* row, int32_t width) {
@@ -332,46 +369,6 @@ void SetPenalties(int32_t smoothness, int32_t percent, int32_t fallsFrom, int32_
         }
         settings->m_largeStep[step] = static_cast<uint8_t>(value);
     }
-}
-
-CCheckedSize LayOutMatch(int32_t width, int32_t height, int32_t disparities, uint8_t* base,
-                         MatchBuffers* buffers) {
-    CParts parts(base);
-    MatchBuffers& b = *buffers;
-    const auto pitch = static_cast<uint64_t>(DisparityPitch(disparities));
-    const CCheckedSize row = CCheckedSize(pitch).Times(width);
-    b.m_left = TakeView(&parts, width, height);
-    b.m_right = TakeView(&parts, width, height);
-    b.m_chosen = TakeMap(&parts, width, height);
-    b.m_cleaned = TakeMap(&parts, width, height);
-    // Vectors reach beyond the last column.
-    const CCheckedSize plane = CCheckedSize(1).Times(width).Plus(CCheckedSize(kVectorBytes));
-    for (uint8_t*& part : b.m_leftPlanes) {
-        part = parts.Take(plane);
-    }
-    for (uint8_t*& part : b.m_rightPlanes) {
-        part = parts.Take(plane.Plus(CCheckedSize(kMaxSmallestDisparity + pitch)));
-    }
-    b.m_distances = parts.Take(row.Times(3));
-    b.m_columns = parts.Take(CCheckedSize(4 * pitch));
-    b.m_costs = parts.Take(row.Times(kStripRows));
-    b.m_sums = parts.Take<uint16_t>(row.Times(sizeof(uint16_t) * kStripRows));
-    const int64_t pathRows = kKeptRows + Strips(height);
-    const CCheckedSize paths =
-        PathRowBytes(width, disparities).Times(pathRows).Plus(CCheckedSize(kVectorBytes));
-    const CCheckedSize islands = IslandWords(width, height).Times(sizeof(uint32_t));
-    b.m_paths = parts.Take(paths.Fits() && paths.Bytes() < islands.Bytes() ? islands : paths);
-    b.m_islands = reinterpret_cast<uint32_t*>(b.m_paths);
-    b.m_minima = parts.Take<uint32_t>(MinimumRowBytes(width).Times(pathRows));
-    b.m_run = parts.TakeBehind(kVectorBytes, CCheckedSize(2 * pitch + kVectorBytes));
-    const CCheckedSize samples = CCheckedSize(sizeof(int16_t)).Times(width);
-    const CCheckedSize reach = samples.Plus(CCheckedSize(sizeof(int16_t) * (pitch + kVectorBytes)));
-    b.m_choose.m_winner = parts.Take<uint16_t>(samples);
-    b.m_choose.m_sixteenths = parts.Take<int16_t>(samples);
-    b.m_choose.m_rightLeast = parts.Take<int16_t>(reach);
-    b.m_choose.m_rightWinner = parts.Take<int16_t>(reach);
-    b.m_choose.m_line = parts.Take<int16_t>(CCheckedSize(sizeof(int16_t) * pitch));
-    return islands.Fits() ? parts.Used() : islands;
 }
 
 void FillView(const uint8_t* pixels, ptrdiff_t pitch, int32_t width, int32_t height, bool isTurned,
@@ -406,21 +403,23 @@ void SmoothView(int32_t width, int32_t height, const BorderedView& view, uint8_t
     }
 }
 
-void Match(const MatchSettings& settings, const MatchBuffers& buffers) {
-    CMatch(settings, buffers).Run();
+const DisparityMap& Match(const MatchSettings& settings, const MatchBuffers& buffers, const CPoolTurn& turn) {
+    CMatch(settings, buffers).Run(turn);
     const int32_t width = settings.m_width;
     const int32_t height = settings.m_height;
     if (settings.m_hasMedian) {
         MedianOf(buffers.m_chosen, width, height, buffers.m_cleaned);
-    } else {
-        for (int32_t y = 0; y < height; ++y) {
-            std::copy_n(buffers.m_chosen.Row(y), width, buffers.m_cleaned.Row(y));
-        }
     }
+    const DisparityMap& found = settings.m_hasMedian ? buffers.m_cleaned : buffers.m_chosen;
     if (settings.m_dropsIslands) {
-        DropIslands(buffers.m_cleaned, width, height, settings.m_islandPixels,
-                    settings.m_islandStepSixteenths, buffers.m_islands);
+        DropIslands(found, width, height, settings.m_islandPixels, settings.m_islandStepSixteenths,
+                    buffers.m_islands);
     }
+    if (!settings.m_hasMedian) {
+        return found;
+    }
+    LevelOf(found, width, height, buffers.m_chosen);
+    return buffers.m_chosen;
 }
 
 } // namespace ox3d::stereo

@@ -4,6 +4,8 @@
 
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/MatchTiers.h"
+#include "algorithm/binostereo/Wavefront.h"
+#include "base/WorkerPool.h"
 
 namespace ox3d::stereo {
 
@@ -49,27 +51,47 @@ struct DisparityMap {
 // what was kept and then up. So costs and sums of a strip are all that is kept of them, and stay in the cache.
 constexpr int32_t kStripRows = 16;
 
+// What a thread needs for the row that it works on.
+struct MatchRowBuffers {
+    uint8_t* m_leftPlanes[kDescriptionPlanes];
+    uint8_t* m_rightPlanes[kDescriptionPlanes];
+    uint8_t* m_columns;
+    uint8_t* m_run;
+    ChooseArgs m_choose;
+};
+
 struct MatchBuffers {
     BorderedView m_left;
     BorderedView m_right; // turned left to right
     DisparityMap m_chosen;
     DisparityMap m_cleaned;
-    uint32_t* m_islands; // on the paths, which are done with by then
-    uint8_t* m_leftPlanes[kDescriptionPlanes];
-    uint8_t* m_rightPlanes[kDescriptionPlanes];
+    uint32_t* m_islands;  // on the paths, which are done with by then
     uint8_t* m_distances; // three rows of disparities
-    uint8_t* m_columns;
-    uint8_t* m_costs; // a strip
-    uint16_t* m_sums; // a strip
-    uint8_t* m_paths; // rows of paths, see Matcher.cpp
+    uint8_t* m_costs;     // a strip
+    uint16_t* m_sums;     // a strip
+    uint8_t* m_paths;     // rows of paths, see EPathRow
     uint32_t* m_minima;
-    uint8_t* m_run;
-    ChooseArgs m_choose;
+    uint32_t m_threads;
+    MatchRowBuffers m_rows[kMaxMatchThreads];
 };
 
-// The memory for images of this size and so many disparities. With a base, on a 64-byte boundary, *buffers points into it.
-CCheckedSize LayOutMatch(int32_t width, int32_t height, int32_t disparities, uint8_t* base,
-                         MatchBuffers* buffers);
+// What the memory is laid out for.
+struct MatchExtent {
+    int32_t m_width;
+    int32_t m_height;
+    int32_t m_disparities;
+    uint32_t m_threads; // the calling one included, 1 to kMaxMatchThreads
+};
+
+// Rows of paths: one of zeros, two in turns for each scan, and one that is kept for each strip.
+enum EPathRow { kZeroRow, kDownRows, kUpRows = 3, kKeptRows = 5 };
+
+CCheckedSize PathRowBytes(int32_t width, int32_t disparities);
+CCheckedSize MinimumRowBytes(int32_t width);
+int32_t StripsOf(int32_t height);
+
+// The memory for that extent. With a base, on a 64-byte boundary, *buffers points into it.
+CCheckedSize LayOutMatch(const MatchExtent& extent, uint8_t* base, MatchBuffers* buffers);
 
 // Copies an image into the view, as it is or turned left to right.
 void FillView(const uint8_t* pixels, ptrdiff_t pitch, int32_t width, int32_t height, bool isTurned,
@@ -77,7 +99,8 @@ void FillView(const uint8_t* pixels, ptrdiff_t pitch, int32_t width, int32_t hei
 // Smooths by 1-2-1 in both directions. The rows are two of the view's pitch.
 void SmoothView(int32_t width, int32_t height, const BorderedView& view, uint8_t* rows);
 
-// From the views in the buffers to m_cleaned.
-void Match(const MatchSettings& settings, const MatchBuffers& buffers);
+// From the views in the buffers to disparities, by the threads of the turn for which there are buffers. The result, in one
+// of the two maps, is the same for any number of them.
+const DisparityMap& Match(const MatchSettings& settings, const MatchBuffers& buffers, const CPoolTurn& turn);
 
 } // namespace ox3d::stereo

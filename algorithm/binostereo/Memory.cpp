@@ -181,21 +181,28 @@ int32_t OXB3D_BINOSTEREO_AllocPersistMem(void* object, const OXB3D_BINOSTEREO_ME
     return OXB3D_BINOSTEREO_OK;
 }
 
-// One region, as large as the largest need, since only one process runs at a time. The score and calibration
-// processes that are not implemented need nothing.
+// One region, as large as the largest need, since only one process runs at a time.
 int32_t OXB3D_BINOSTEREO_AllocScratchMem(void* object, const OXB3D_BINOSTEREO_MEM_TAB* entry,
                                          uint64_t* neededBytes) {
     if (object == nullptr || entry == nullptr || neededBytes == nullptr) {
         return OXB3D_BINOSTEREO_E_NULL;
     }
     BinoObject* self = ObjectOf(object);
+    const auto needs = [self](uint32_t bit, CCheckedSize size) {
+        return HasAbility(*self, bit) ? size : CCheckedSize();
+    };
     uint64_t need = 0;
-    if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_DEPTH)) {
-        const CCheckedSize depth = FusionDepthScratchSize({self->m_ability.width, self->m_ability.height});
-        if (!depth.Fits()) {
+    for (const CCheckedSize& size :
+         {needs(OXB3D_BINOSTEREO_ABILITY_DEPTH, FusionDepthScratchSize(*self)),
+          needs(OXB3D_BINOSTEREO_ABILITY_SCORE, SaddleScoreScratchSize(*self)),
+          needs(OXB3D_BINOSTEREO_ABILITY_CALIB, BoardCalibrationScratchSize(*self, 2)),
+          needs(OXB3D_BINOSTEREO_ABILITY_CALIB, SceneCorrectionScratchSize(*self)),
+          needs(OXB3D_BINOSTEREO_ABILITY_RGBD_CALIB,
+                BoardCalibrationScratchSize(*self, ox3d::vision::kMaxBundleCameras))}) {
+        if (!size.Fits()) {
             return OXB3D_BINOSTEREO_E_TAB_TOO_SMALL;
         }
-        need = depth.Bytes();
+        need = std::max(need, size.Bytes());
     }
     if (HasAbility(*self, OXB3D_BINOSTEREO_ABILITY_MULTI_FUSE)) {
         uint64_t persistent = 0;

@@ -62,6 +62,9 @@ enum class EParam : uint32_t {
     FuseThreshold = 259,
     FuseRowShift = 260,
     FuseColumnShift = 261,
+    SaddleMark = 514,       // from which score on a board passes
+    SharpnessMark = 515,    // the same of an image
+    RegistrationMark = 516, // of depth on color
     IslandSide = 769,
     IslandStep = 770,
     IslandFilter = 771,
@@ -70,7 +73,9 @@ enum class EParam : uint32_t {
     LargeStepPercent = 774,
     LargeStepFalls = 775,
     LargeStepFallen = 776,
-    Smoothing = 777
+    Smoothing = 777,
+    Distortion = 1025,   // that a calibration fits
+    OutlierRounds = 1026 // in which it leaves out what is far off
 };
 
 // 0 where the handle is no object.

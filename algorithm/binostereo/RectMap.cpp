@@ -4,14 +4,15 @@
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/FloatToInt.h"
 #include "algorithm/binostereo/ImageTiers.h"
-#include "algorithm/binostereo/Matrix3.h"
 #include "algorithm/binostereo/Object.h"
+#include "algorithm/vision/Matrix3.h"
 
 #include <algorithm>
 #include <limits>
 #include <new>
 
 using namespace ox3d::stereo;
+using namespace ox3d::vision;
 
 namespace {
 

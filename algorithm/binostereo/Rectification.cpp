@@ -1,9 +1,10 @@
 // The geometry of calibrated rectification, in double precision. Rotations are combined as quaternions, whose
 // half and whose shortest arc need no angle and have no special cases at the angles that occur.
-// Relies on Matrix3.h.
+// Relies on Lens.h and on what a calibration may say.
 #include "algorithm/binostereo/Rectification.h"
 
-#include "algorithm/binostereo/Matrix3.h"
+#include "algorithm/binostereo/CalibrationCheck.h"
+#include "algorithm/vision/Lens.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,16 +14,13 @@
 namespace ox3d::stereo {
 namespace {
 
+using namespace ox3d::vision;
+
 using Camera = OXB3D_BINOSTEREO_CAMERA;
 
 struct Quaternion {
     double w;
     Vector3 v;
-};
-
-struct Point2 {
-    double x;
-    double y;
 };
 
 struct Window {
@@ -39,7 +37,6 @@ struct Window {
     }
 };
 
-constexpr double kRotationTolerance = 1e-3;  // how far from orthonormal a rotation may be written
 constexpr double kSmallestRayCosine = 0.1;   // a ray further than about 84 degrees off axis is not held
 constexpr double kSmallestFocalLength = 1.0; // pixels
 constexpr int kBorderSteps = 16;             // points along each side of an image
@@ -91,59 +88,14 @@ Matrix3 TurnOntoRowAxis(const Vector3& direction) {
     return MatrixOf({Norm(direction) + Dot(direction, axis), Cross(direction, axis)});
 }
 
-bool IsRotation(const Matrix3& m) {
-    const Matrix3 square = Multiply(m, Transposed(m));
-    for (size_t i = 0; i < square.size(); ++i) {
-        if (!(std::fabs(square[i] - (i % 4 == 0 ? 1.0 : 0.0)) < kRotationTolerance)) {
-            return false;
-        }
-    }
-    return Dot(Row(m, 0), Cross(Row(m, 1), Row(m, 2))) > 0;
-}
-
-template <size_t count>
-bool AllFinite(const float (&values)[count]) {
-    return std::all_of(std::begin(values), std::end(values), [](float v) { return std::isfinite(v); });
-}
-
-bool IsCamera(const Camera& camera) {
-    return AllFinite(camera.matrix) && AllFinite(camera.distortion) && camera.matrix[0] > 0 &&
-           camera.matrix[4] > 0;
-}
-
-// Newton's iteration on the distortion model. False where no ray belongs to the point: beyond the radius at
-// which the model folds back, or where nothing converges.
-bool Undistort(const Camera& camera, const Point2& distorted, Point2* ray) {
-    const float* k = camera.distortion;
-    const double p1 = k[2];
-    const double p2 = k[3];
-    Point2 p = distorted;
-    for (int iteration = 0; iteration < 30; ++iteration) {
-        const double r2 = p.x * p.x + p.y * p.y;
-        const double q = 1 + r2 * (k[0] + r2 * (k[1] + r2 * k[4]));
-        const double slope = k[0] + r2 * (2.0 * k[1] + r2 * 3.0 * k[4]);
-        const double dx = p.x * q + 2 * p1 * p.x * p.y + p2 * (r2 + 2 * p.x * p.x) - distorted.x;
-        const double dy = p.y * q + 2 * p2 * p.x * p.y + p1 * (r2 + 2 * p.y * p.y) - distorted.y;
-        if (std::fabs(dx) < 1e-9 && std::fabs(dy) < 1e-9) {
-            *ray = p;
-            return q + 2 * r2 * slope > 0;
-        }
-        const double xx = q + 2 * p.x * p.x * slope + 2 * p1 * p.y + 6 * p2 * p.x;
-        const double xy = 2 * p.x * p.y * slope + 2 * p1 * p.x + 2 * p2 * p.y;
-        const double yy = q + 2 * p.y * p.y * slope + 6 * p1 * p.y + 2 * p2 * p.x;
-        const double determinant = xx * yy - xy * xy;
-        p.x -= (yy * dx - xy * dy) / determinant;
-        p.y -= (xx * dy - xy * dx) / determinant;
-    }
-    return false;
-}
-
 // Adds one border pixel's place on the rectified image plane to the window; false where it has none.
 bool IncludePixel(const Camera& camera, const Matrix3& rotation, const Point2& pixel, Window* window) {
     const Point2 distorted = {(pixel.x - static_cast<double>(camera.matrix[2])) / camera.matrix[0],
                               (pixel.y - static_cast<double>(camera.matrix[5])) / camera.matrix[4]};
     Point2 ray{};
-    if (!Undistort(camera, distorted, &ray)) {
+    double coefficients[kDistortions];
+    std::copy(std::begin(camera.distortion), std::end(camera.distortion), coefficients);
+    if (!Undistort(coefficients, distorted, &ray)) {
         return false;
     }
     const Vector3 turned = Multiply(rotation, Vector3{ray.x, ray.y, 1});
@@ -170,16 +122,6 @@ bool IncludeFieldOfView(const Camera& camera, const Matrix3& rotation, double la
         }
     }
     return found >= 2 * kBorderSteps;
-}
-
-Matrix3 Widened(const float (&m)[9]) {
-    Matrix3 wide{};
-    std::copy(std::begin(m), std::end(m), wide.begin());
-    return wide;
-}
-
-void Narrow(const Matrix3& m, float (&narrow)[9]) {
-    std::transform(m.begin(), m.end(), narrow, [](double value) { return static_cast<float>(value); });
 }
 
 // The window's middle comes to the image's middle.

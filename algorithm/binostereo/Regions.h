@@ -5,6 +5,10 @@
 #include "algorithm/binostereo/CheckedSize.h"
 #include "algorithm/binostereo/Matcher.h"
 #include "algorithm/binostereo/Object.h"
+#include "algorithm/vision/BoardCalibration.h"
+#include "algorithm/vision/SceneCorrection.h"
+
+#include <algorithm>
 
 namespace ox3d::stereo {
 
@@ -59,18 +63,89 @@ struct DepthScratch {
 // In sixteenths.
 constexpr int32_t kMaxDisparity = 16 * (kMaxSmallestDisparity + kMaxDisparities);
 
-inline CCheckedSize LayOutDepth(ZQA_SIZE size, int32_t disparities, uint8_t* base, DepthScratch* scratch) {
-    const CCheckedSize matching =
-        LayOutMatch(size.width, size.height, disparities, base, &scratch->m_match).RoundedUp(kMemAlignment);
+inline CCheckedSize LayOutDepth(const MatchExtent& extent, uint8_t* base, DepthScratch* scratch) {
+    const CCheckedSize matching = LayOutMatch(extent, base, &scratch->m_match).RoundedUp(kMemAlignment);
     scratch->m_depthOf = base == nullptr ? nullptr : reinterpret_cast<int16_t*>(base + matching.Bytes());
     return matching.Plus(CCheckedSize(sizeof(int16_t) * (kMaxDisparity + 1)));
 }
 
-// The fusion-depth scratch need of images up to that size, with as many disparities as there can be: the parameters of
-// an object may change as long as it lives.
-inline CCheckedSize FusionDepthScratchSize(ZQA_SIZE size) {
+// The threads of an object's ability, which are checked where it is made.
+inline uint32_t MatchThreadsOf(const BinoObject& object) {
+    return std::clamp<uint32_t>(object.m_ability.capabilityA, 1, kMaxMatchThreads);
+}
+
+// The fusion-depth scratch need of images up to the ability's size, with as many disparities as there can be: the
+// parameters of an object may change as long as it lives.
+inline CCheckedSize FusionDepthScratchSize(const BinoObject& object) {
     DepthScratch unused{};
-    return LayOutDepth(size, kMaxDisparities, nullptr, &unused);
+    return LayOutDepth(
+        {object.m_ability.width, object.m_ability.height, kMaxDisparities, MatchThreadsOf(object)}, nullptr,
+        &unused);
+}
+
+// The largest board that an object takes, in inner corners. Its words are checked only with the ability to calibrate.
+inline ZQA_SIZE LargestBoard(const BinoObject& object) {
+    const auto inRange = [](uint32_t word) {
+        return static_cast<int32_t>(
+            std::clamp<uint32_t>(word, vision::kMinBoardCorners, vision::kMaxBoardCorners));
+    };
+    return {inRange(object.m_ability.capabilityB), inRange(object.m_ability.capabilityC)};
+}
+
+// The scratch need of the saddle scores: what the finder takes, and behind it what is kept of each corner.
+inline CCheckedSize SaddleScoreScratchSize(const BinoObject& object) {
+    const ZQA_SIZE board = LargestBoard(object);
+    return PlaneSize(vision::kBoardBytesAPixel, object.m_ability.width, object.m_ability.height)
+        .Plus(CCheckedSize(vision::BoardScratchBytes(0, 0, board.width * board.height)));
+}
+
+constexpr int32_t kMaxViews = 40;
+
+// The most views that an object calibrates by.
+inline int32_t MostViews(const BinoObject& object) {
+    return static_cast<int32_t>(std::clamp<uint32_t>(object.m_ability.capabilityD, 5, kMaxViews));
+}
+
+// Where cameras are calibrated by a board: what was seen, what the fit works in, and what the finder does, which an image at a
+// time takes and which is free when all are seen.
+struct CalibrationScratch {
+    vision::Corner* m_corners;
+    void* m_fit;
+    void* m_finder;
+};
+
+inline CCheckedSize LayOutCalibration(size_t boardCorners, int32_t views, int32_t cameras, uint8_t* base,
+                                      CalibrationScratch* scratch) {
+    const uint64_t seen = boardCorners * static_cast<size_t>(views) * static_cast<size_t>(cameras);
+    const CCheckedSize corners = CCheckedSize(seen * sizeof(vision::Corner));
+    const CCheckedSize fit =
+        corners.Plus(CCheckedSize(vision::CalibrationScratchBytes(boardCorners, views, cameras)))
+            .RoundedUp(alignof(double));
+    *scratch = base == nullptr ? CalibrationScratch{}
+                               : CalibrationScratch{reinterpret_cast<vision::Corner*>(base),
+                                                    base + corners.Bytes(), base + fit.Bytes()};
+    return fit;
+}
+
+// The scratch need of the calibrations by a board, and what a calibration is set right in by scenes.
+inline CCheckedSize BoardCalibrationScratchSize(const BinoObject& object, int32_t cameras) {
+    const ZQA_SIZE board = LargestBoard(object);
+    const size_t corners = static_cast<size_t>(board.width) * static_cast<size_t>(board.height);
+    CalibrationScratch unused{};
+    return LayOutCalibration(corners, MostViews(object), cameras, nullptr, &unused)
+        .Plus(PlaneSize(vision::kBoardBytesAPixel, object.m_ability.width, object.m_ability.height))
+        .Plus(CCheckedSize(vision::BoardScratchBytes(0, 0, 0)));
+}
+
+// The pairs stand in front of what the correction works in.
+inline CCheckedSize ScenePairsSize(int32_t views) {
+    return CCheckedSize(sizeof(vision::ScenePair)).Times(views);
+}
+
+inline CCheckedSize SceneCorrectionScratchSize(const BinoObject& object) {
+    return ScenePairsSize(MostViews(object))
+        .Plus(PlaneSize(8, object.m_ability.width, object.m_ability.height))
+        .Plus(CCheckedSize(vision::SceneScratchBytes(0, 0)));
 }
 
 } // namespace ox3d::stereo

@@ -10,7 +10,7 @@
 namespace ox3d {
 
 // `TKernels` is a family's table of functions; the other arguments are its tables by tier. With kNeedsVbmi the
-// kernels for AVX-512 need byte permutations, too, and those for AVX2 stand in where the processor has none.
+// kernels for AVX-512 need what HasVbmi() says, too, and those for AVX2 stand in where the processor has none.
 template <typename TKernels, const TKernels& kReference, const TKernels& kSse2, const TKernels& kAvx2,
           const TKernels& kAvx512, bool kNeedsVbmi = false>
 class CKernelChoice {

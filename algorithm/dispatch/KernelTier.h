@@ -27,10 +27,10 @@ inline EKernelTier BestKernelTier() {
     return hasAvx512 ? EKernelTier::Avx512 : EKernelTier::Avx2;
 }
 
-// Byte permutations, which the tier Avx512 does not include.
+// Byte permutations and counts of a byte's bits, which came together and which the tier Avx512 does not include.
 inline bool HasVbmi() {
     __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512vbmi") != 0;
+    return __builtin_cpu_supports("avx512vbmi") != 0 && __builtin_cpu_supports("avx512bitalg") != 0;
 }
 #else
 constexpr bool kHasX86Tiers = false;

@@ -167,7 +167,7 @@ typedef struct OXB3D_BINOSTEREO_ABILITY {
     int32_t width;         /**< largest image width, at least 640 */
     int32_t height;        /**< largest image height, at least 480 */
     uint32_t abilityFlags; /**< 1 to 63 */
-    uint32_t capabilityA;  /**< 1 to 4 with bit 1 */
+    uint32_t capabilityA;  /**< 1 to 4 with bit 1: threads of process type 2, the caller included */
     uint32_t capabilityB;  /**< 2 to 50 with bit 8 */
     uint32_t capabilityC;  /**< 2 to 50 with bit 8 */
     uint32_t capabilityD;  /**< 5 to 40 with bit 8 */
@@ -244,11 +244,14 @@ OXB3D_API int32_t OXB_CheckMemTabV3(const OXB3D_BINOSTEREO_MEM_TAB* memTab, int3
  * Depth (type 2) reads 1 (side of the window that pixels are compared in), 2 (smallest disparity, pixels), 3 (disparities,
  * rounded up to a multiple of 16), 4 (1: five paths, 2: eight), 5 (1: images are rectified, 2: as the cameras see them),
  * 6 (smoothness), 769 (islands of so many pixels squared are removed), 770 (largest step inside an island, 1/16 pixel),
- * 771 and 772 (island filter, median of 3 x 3: 1 on, 2 off), 773 (by how much left and right may disagree, 1/16 pixel),
+ * 771 (island filter) and 772 (median of 3 x 3 and mean over each surface): 1 on, 2 off, 773 (by how much left and right may disagree, 1/16 pixel),
  * 774 (percent of the penalty of a step that are left where brightness steps), 775 and 776 (brightness steps from which it
  * falls, and at which it has) and 777 (1: images as they are, 2: smoothed first).
  * Multi-frame fusion reads 257 (mode), 258 (pinned), 259 (confidence threshold), 260 (row shift) and 261
- * (column shift). The others belong to processes that are not built and are only kept. */
+ * (column shift). From which score on images pass: the saddle scores (types 4 and 14) read 514, the sharpness score (type 11) 515, the
+ * registration score (type 12) 516. The calibrations by a board (types 7, 8 and 10) read 1025 (distortion that is fitted: 1 k1, k2, p1,
+ * p2, 2 k3 too) and 1026 (rounds in which corners that are far off are left out). 513 is only kept: the records of types 3 and
+ * 13 have no room for a mark. */
 typedef struct OXB3D_BINOSTEREO_PARAM {
     uint32_t id;   /**< of the table above */
     int32_t value; /**< in the range of the table */
@@ -325,22 +328,21 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_GetAbility(void* handle, OXB3D_BINOSTEREO_ABI
  *   1     1        ..._INIT_INPUT               428    ..._INIT_OUTPUT              32
  *   2     1        ..._IMAGE_PAIR               128    ..._DEPTH_OUTPUT             128
  *   3     2        ..._DEPTH_SCORE_INPUT        80     ..._DEPTH_SCORE_OUTPUT       4
- *   4     2        not built
+ *   4     2        ..._SADDLE_SCORE_INPUT       96     ..._SADDLE_SCORE_OUTPUT      16
  *   5     1        ..._IMAGE_PAIR               128    ..._IMAGE_PAIR               128
  *   6     4        ..._DEPTH_FUSE_INPUT         128    ZQA_IMAGE                    64
- *   7     8        not built
- *   8     16       not built
- *   9     16       not built
- *   10    16       not built
- *   11    2        not built
- *   12    2        not built
+ *   7     8        ..._CALIB_INPUT              64     ..._CALIB_OUTPUT             512
+ *   8     16       ..._RGBD_CALIB_INPUT         64     ..._RGBD_CALIB_OUTPUT        256
+ *   9     16       ..._RGBD_PARAM_TRANS_INPUT   224    ..._RGBD_PARAM               192
+ *   10    16       ..._RGBD_STEREO_CALIB_INPUT  64     ..._RGBD_STEREO_CALIB_OUTPUT 672
+ *   11    2        ..._SHARPNESS_SCORE_INPUT    80     ..._SHARPNESS_SCORE_OUTPUT   16
+ *   12    2        ..._RGBD_CALIB_SCORE_INPUT   144    ..._RGBD_CALIB_SCORE_OUTPUT  16
  *   13    2        ..._DEPTH_SCORE_MROI_INPUT   80     ..._DEPTH_SCORE_MROI_OUTPUT  8
- *   14    2        not built
+ *   14    2        ..._SADDLE_SCORE_MROI_INPUT  80     ..._SADDLE_SCORE_MROI_OUTPUT 8
  *   15    32       ..._COMMON_DATA_TRANS_INPUT  128    ..._COMMON_DATA_TRANS_OUTPUT 80
  * \endverbatim
  *
- * A type that is not built checks its ability bit and that both records are given, then returns E_GENERAL; it
- * has no record layout and checks no size. */
+ * Types 7, 8 and 10 fit for a while: as long as finding the board takes in each image, and then some milliseconds. */
 OXB3D_API int32_t OXB3D_BINOSTEREO_Process(void* handle, int32_t processType, void* input, int32_t inputSize,
                                            void* output, int32_t outputSize);
 
@@ -448,6 +450,228 @@ typedef struct OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT {
     int32_t* scores; /**< count of them; written only when every region is valid */
 } OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT;
 
+/** Where a depth and a color camera stand, 192 bytes. Rotation and translation take a point of the depth camera's frame into the
+ * color camera's. */
+typedef struct OXB3D_BINOSTEREO_RGBD_PARAM {
+    int32_t depthWidth;            /**< pixels */
+    int32_t depthHeight;           /**< pixels */
+    OXB3D_BINOSTEREO_CAMERA depth; /**< the camera that depth is seen by */
+    int32_t colorWidth;            /**< pixels */
+    int32_t colorHeight;           /**< pixels */
+    OXB3D_BINOSTEREO_CAMERA color; /**< the color camera */
+    float rotation[9];             /**< row by row */
+    float translation[3];          /**< in a unit of the caller's, that of depth */
+    uint8_t reserved[16];          /**< zero */
+} OXB3D_BINOSTEREO_RGBD_PARAM;
+
+/** Input of type 9, 224 bytes: a calibration as it was taken, and what it is wanted for. The output is the RGBD_PARAM of that. With a
+ * rig the depth camera of param is its left one, and that of the output the camera that both rectified images of type 1 share,
+ * turned as type 1 turns it; without one depth is seen by the camera of param already. Then both cameras are scaled
+ * from their sizes to the targets, image borders onto image borders. Statuses in order: a size below 1, or a rig of another size than the
+ * depth camera -> E_IMAGE_SIZE; numbers that are no calibration, or a rig whose right camera does not lie on the right
+ * -> E_GENERAL. */
+typedef struct OXB3D_BINOSTEREO_RGBD_PARAM_TRANS_INPUT {
+    OXB3D_BINOSTEREO_RGBD_PARAM param;      /**< as calibrated */
+    const OXB3D_BINOSTEREO_INIT_INPUT* rig; /**< the input of type 1; null: depth needs no rectification */
+    int32_t targetDepthWidth;               /**< pixels */
+    int32_t targetDepthHeight;              /**< pixels */
+    int32_t targetColorWidth;               /**< pixels */
+    int32_t targetColorHeight;              /**< pixels */
+    uint8_t reserved[8];                    /**< zero */
+} OXB3D_BINOSTEREO_RGBD_PARAM_TRANS_INPUT;
+
+/** A checkerboard, 24 bytes. Where both counts are even or both odd the board looks the same when it is turned; cameras then
+ * agree on a turn among themselves, which any three views that are tilted differently tell. */
+typedef struct OXB3D_BINOSTEREO_BOARD {
+    int32_t columns;     /**< inner corners across, where four squares meet; 2 to 50 */
+    int32_t rows;        /**< inner corners down; 2 to 50 */
+    float squareWidth;   /**< from a corner to the next, above 0; its unit is that of all translations */
+    float squareHeight;  /**< the same down */
+    uint8_t reserved[8]; /**< zero */
+} OXB3D_BINOSTEREO_BOARD;
+
+/** \{ */
+/** Modes of type 7. */
+#define OXB3D_BINOSTEREO_CALIB_BOARD 1      /**< from views of a board */
+#define OXB3D_BINOSTEREO_CALIB_CORRECTION 2 /**< from a calibration and pairs of any scene */
+/** \} */
+
+/** Input of type 7, 64 bytes: how two cameras see and stand. Rows may be padded; nothing is kept of the images.
+ *
+ * Mode 1 takes 3 or more pairs in which both cameras see a board, at different places and tilts. A pair in which one of
+ * them does not see all of it is left out, and so is a pair that shows what an earlier one shows to the bit. Parameter 1025 says what
+ * distortion is fitted (1: k1, k2, p1, p2, which is what type 15 can use; 2: k3 too), 1026 how many times corners that are off by more than three
+ * standard deviations are left out and the fit is repeated.
+ *
+ * Mode 2 takes 1 or more pairs of any scene with texture and sets a calibration right whose right camera has turned by up to half
+ * a degree: the rotation and the direction of the base line as rows tell it; its length and what the lenses do stay as they were.
+ * It reads no board and no parameter.
+ *
+ * Statuses in order: null pairs, or null start in mode 2 -> E_NULL; a mode that is not 1 or 2, fewer views than that mode takes
+ * or more than the ability's word D (taken as 5 to 40), in mode 1 a board of less than 2 x 2 corners or more than the ability's words B x C (each
+ * taken as 2 to 50) or of squares that have no size -> E_REGION; then of every image in turn: format -> E_IMAGE_FORMAT, a size that is not
+ * that of the first image, not that of start, invalid or above the ability's -> E_IMAGE_SIZE, E_IMAGE_STEP, E_IMAGE_PLANE. In the end
+ * E_GENERAL: a start that is no calibration; fewer than 3 usable views; views that do not
+ * determine what is asked for (all parallel, say); a right camera that does not lie on the right, or no base line. */
+typedef struct OXB3D_BINOSTEREO_CALIB_INPUT {
+    OXB3D_BINOSTEREO_BOARD board;             /**< mode 1 */
+    int32_t views;                            /**< pairs */
+    uint32_t mode;                            /**< OXB3D_BINOSTEREO_CALIB_* */
+    const OXB3D_BINOSTEREO_IMAGE_PAIR* pairs; /**< views of them, format 1, all of one size */
+    const OXB3D_BINOSTEREO_INIT_INPUT* start; /**< mode 2: what is set right; else not read */
+    uint8_t reserved[16];                     /**< zero */
+} OXB3D_BINOSTEREO_CALIB_INPUT;
+
+/** Output of type 7, 512 bytes. Distances are those of corners from where the calibration has them, in pixels. */
+typedef struct OXB3D_BINOSTEREO_CALIB_OUTPUT {
+    OXB3D_BINOSTEREO_INIT_INPUT rig; /**< the input of type 1 as it is */
+    float rmsLeft;                   /**< of the corners that were kept; in mode 2 0 */
+    float rmsRight;                  /**< the same */
+    float rmsBoth;                   /**< the same of both; in mode 2 that of the rows of places that agree */
+    float
+        rowErrorP95; /**< 95 of 100 corners lie no further than this from the row of the same corner in the other
+                            rectified image, pixels */
+    int32_t used;    /**< views that took part */
+    uint64_t mask; /**< bit i: view i took part */
+    float sigmas
+        [14]; /**< standard deviations: left fx, fy, cx, cy, right fx, fy, cx, cy, pixels; rotation about x, y, z,
+                   radians; translation x, y, z. In mode 2 0 */
+} OXB3D_BINOSTEREO_CALIB_OUTPUT;
+
+/** Input of type 8, 64 bytes: how a color camera sees, and where it stands to a depth camera that is known. As type 7 in mode 1, with
+ * the same parameters and statuses, except: left is the depth camera's grey image and right the color camera's, each of one size
+ * over all views; null pairs or null depth -> E_NULL; numbers of depth that are no camera -> E_GENERAL; the cameras may
+ * stand anywhere. */
+typedef struct OXB3D_BINOSTEREO_RGBD_CALIB_INPUT {
+    OXB3D_BINOSTEREO_BOARD board;             /**< what both cameras see */
+    int32_t views;                            /**< pairs */
+    uint32_t reserved0;                       /**< zero */
+    const OXB3D_BINOSTEREO_IMAGE_PAIR* pairs; /**< views of them, format 1 */
+    const OXB3D_BINOSTEREO_CAMERA* depth;     /**< of the images on the left; stays as it is */
+    uint8_t reserved1[16];                    /**< zero */
+} OXB3D_BINOSTEREO_RGBD_CALIB_INPUT;
+
+/** Output of type 8, 256 bytes. */
+typedef struct OXB3D_BINOSTEREO_RGBD_CALIB_OUTPUT {
+    OXB3D_BINOSTEREO_RGBD_PARAM param; /**< the sizes are those of the images */
+    float rmsDepth;                    /**< of the corners that were kept, pixels */
+    float rmsColor;                    /**< the same */
+    float rmsTransfer;    /**< of color's corners from where the depth camera's corners, taken on the plane of
+                               the board, lie in the color image, pixels */
+    int32_t used;         /**< views that took part */
+    uint64_t mask;        /**< bit i: view i took part */
+    uint8_t reserved[40]; /**< zero */
+} OXB3D_BINOSTEREO_RGBD_CALIB_OUTPUT;
+
+/** One view of type 10, 192 bytes. */
+typedef struct OXB3D_BINOSTEREO_IMAGE_TRIPLE {
+    ZQA_IMAGE left;  /**< of the left camera */
+    ZQA_IMAGE right; /**< of the right camera, of the same size */
+    ZQA_IMAGE color; /**< of the color camera, grey; of any size */
+} OXB3D_BINOSTEREO_IMAGE_TRIPLE;
+
+/** Input of type 10, 64 bytes: three cameras in one fit, so that what it says of depth and of color agrees. As type 7 in mode 1, with the same
+ * parameters and statuses; color images have one size over all views. */
+typedef struct OXB3D_BINOSTEREO_RGBD_STEREO_CALIB_INPUT {
+    OXB3D_BINOSTEREO_BOARD board;                 /**< what all three cameras see */
+    int32_t views;                                /**< triples */
+    uint32_t reserved0;                           /**< zero */
+    const OXB3D_BINOSTEREO_IMAGE_TRIPLE* triples; /**< views of them, format 1 */
+    uint8_t reserved1[24];                        /**< zero */
+} OXB3D_BINOSTEREO_RGBD_STEREO_CALIB_INPUT;
+
+/** Output of type 10, 672 bytes. Depth is seen by the left camera as it stands; type 9 with rig turns it into the rectified one. */
+typedef struct OXB3D_BINOSTEREO_RGBD_STEREO_CALIB_OUTPUT {
+    OXB3D_BINOSTEREO_INIT_INPUT rig;   /**< the input of type 1 as it is */
+    uint8_t reserved0[4];              /**< zero */
+    OXB3D_BINOSTEREO_RGBD_PARAM param; /**< left and color camera */
+    float rms[3];                      /**< of the corners that were kept: left, right, color, pixels */
+    int32_t used;                      /**< views that took part */
+    uint64_t mask;                     /**< bit i: view i took part */
+    uint8_t reserved1[24];             /**< zero */
+} OXB3D_BINOSTEREO_RGBD_STEREO_CALIB_OUTPUT;
+
+/** Input of type 4, how well a checkerboard is seen in a region of an image, 96 bytes. Rows may be padded. The board may lie in any turn.
+ * Statuses in order: format -> E_IMAGE_FORMAT, size invalid or above the ability's -> E_IMAGE_SIZE, E_IMAGE_STEP, E_IMAGE_PLANE,
+ * a region outside the image or smaller than 3 x 3, or a board of less than 2 x 2 corners or more than the ability's
+ * words B x C (each taken as 2 to 50) -> E_REGION. */
+typedef struct OXB3D_BINOSTEREO_SADDLE_SCORE_INPUT {
+    ZQA_IMAGE grey;                 /**< format 1 */
+    OXB3D_BINOSTEREO_REGION region; /**< where the board is looked for */
+    int32_t columns;                /**< inner corners across, where four squares meet */
+    int32_t rows;                   /**< inner corners down */
+    uint8_t reserved[8];            /**< zero */
+} OXB3D_BINOSTEREO_SADDLE_SCORE_INPUT;
+
+/** Output of type 4, 16 bytes; without the whole board score, found and rms are 0. */
+typedef struct OXB3D_BINOSTEREO_SADDLE_SCORE_OUTPUT {
+    int32_t
+        score; /**< 0 to 100: the mean over corners of 100 min(1, contrast / 64) max(0, 1 - distance), cut to a whole
+                        number: grey values by which white is brighter than black, pixels as in rms */
+    uint32_t passed; /**< 1: the score is at least parameter 514 */
+    int32_t found;   /**< 1: the whole board was found */
+    float
+        rms; /**< of the corners' distances from the places that a plane seen through a simple lens gives them, pixels */
+} OXB3D_BINOSTEREO_SADDLE_SCORE_OUTPUT;
+
+/** A region of type 14 and the board that is looked for in it, 24 bytes. */
+typedef struct OXB3D_BINOSTEREO_SADDLE_REGION {
+    OXB3D_BINOSTEREO_REGION region; /**< where the board is looked for */
+    int32_t columns;                /**< inner corners across */
+    int32_t rows;                   /**< inner corners down */
+} OXB3D_BINOSTEREO_SADDLE_REGION;
+
+/** Input of type 14, the same over several regions, 80 bytes. Null regions or results -> E_NULL, then as type 4; a count below
+ * 1 -> E_REGION. */
+typedef struct OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_INPUT {
+    ZQA_IMAGE grey;                                /**< format 1 */
+    int32_t count;                                 /**< at least 1 */
+    uint32_t reserved;                             /**< zero */
+    const OXB3D_BINOSTEREO_SADDLE_REGION* regions; /**< count of them */
+} OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_INPUT;
+
+/** Output of type 14, 8 bytes. */
+typedef struct OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_OUTPUT {
+    OXB3D_BINOSTEREO_SADDLE_SCORE_OUTPUT*
+        results; /**< count of them; written only when every region is valid */
+} OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_OUTPUT;
+
+/** Input of type 11, how sharp a region of an image is, 80 bytes. Rows may be padded. Statuses in order: format -> E_IMAGE_FORMAT,
+ * size invalid or above the ability's -> E_IMAGE_SIZE, E_IMAGE_STEP, E_IMAGE_PLANE, a region outside the image or smaller than
+ * 3 x 3 -> E_REGION. */
+typedef struct OXB3D_BINOSTEREO_SHARPNESS_SCORE_INPUT {
+    ZQA_IMAGE grey;                 /**< format 1 */
+    OXB3D_BINOSTEREO_REGION region; /**< what is looked at */
+} OXB3D_BINOSTEREO_SHARPNESS_SCORE_INPUT;
+
+/** Output of type 11, 16 bytes. What is measured are the strongest edges that are straight and stand alone. */
+typedef struct OXB3D_BINOSTEREO_SHARPNESS_SCORE_OUTPUT {
+    int32_t score;   /**< 0 to 100: 100 - 20 (edgeWidth - 1.2), cut off; 0 with fewer than 16 edges */
+    uint32_t passed; /**< 1: the score is at least parameter 515 */
+    float
+        edgeWidth; /**< the median of their widths from 10 to 90 percent of the step, pixels; 0 without an edge */
+    int32_t edges; /**< that were measured, at most 384 */
+} OXB3D_BINOSTEREO_SHARPNESS_SCORE_OUTPUT;
+
+/** Input of type 12, how well a depth and a color image lie on one another, 144 bytes. Rows may be padded. The depth camera's
+ * distortion is not read: depth is seen without, as type 9 gives it. Statuses in order: null param -> E_NULL, formats
+ * -> E_IMAGE_FORMAT, sizes that are not those of param or above the ability's -> E_IMAGE_SIZE, E_IMAGE_STEP, E_IMAGE_PLANE,
+ * numbers that are no calibration -> E_GENERAL. */
+typedef struct OXB3D_BINOSTEREO_RGBD_CALIB_SCORE_INPUT {
+    ZQA_IMAGE depth; /**< format 3, in the unit of the translation; steps above 40 are edges */
+    ZQA_IMAGE grey;  /**< format 1, of the color camera */
+    const OXB3D_BINOSTEREO_RGBD_PARAM* param; /**< where both cameras stand */
+    uint8_t reserved[8];                      /**< zero */
+} OXB3D_BINOSTEREO_RGBD_CALIB_SCORE_INPUT;
+
+/** Output of type 12, 16 bytes. */
+typedef struct OXB3D_BINOSTEREO_RGBD_CALIB_SCORE_OUTPUT {
+    int32_t score;   /**< 0 to 100: 100 (1 - length / 8) of the shift; 0 with fewer than 64 points of edges */
+    uint32_t passed; /**< 1: the score is at least parameter 516 */
+    float dx;        /**< pixels by which color lies further right than param has it, -8 to 8 */
+    float dy;        /**< the same, further down */
+} OXB3D_BINOSTEREO_RGBD_CALIB_SCORE_OUTPUT;
+
 /** Input of type 15, 128 bytes. */
 typedef struct OXB3D_BINOSTEREO_COMMON_DATA_TRANS_INPUT {
     ZQA_IMAGE sourceDepth;         /**< format 3, at least 640 x 480, step0 equal to the width */
@@ -478,30 +702,26 @@ OXB3D_API int32_t OXB3D_BINOSTEREO_DepthScoreProcess(void* handle, void* input, 
                                                      void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthScoreMroiProcess(void* handle, void* input, int32_t inputSize,
                                                          void* output, int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreProcess(void* handle, void* input, int32_t inputSize,
+                                                      void* output, int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* input, int32_t inputSize,
+                                                          void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_RectifyProcess(void* handle, void* input, int32_t inputSize, void* output,
                                                   int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_DepthFuseProcess(void* handle, void* input, int32_t inputSize,
                                                     void* output, int32_t outputSize);
-/** \} */
-
-/** \{ */
-/** Not built: null argument -> E_NULL, else E_GENERAL. */
-OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreProcess(void* handle, void* input, int32_t inputSize,
-                                                      void* output, int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_RGBD_ParamTransProcess(void* handle, void* input, int32_t inputSize,
+                                                          void* output, int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_RgbdCalibScoreProcess(void* handle, void* input, int32_t inputSize,
+                                                         void* output, int32_t outputSize);
+OXB3D_API int32_t OXB3D_BINOSTEREO_SharpnessScoreProcess(void* handle, void* input, int32_t inputSize,
+                                                         void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_CalibProcess(void* handle, void* input, int32_t inputSize, void* output,
                                                 int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_RGBD_CalibProcess(void* handle, void* input, int32_t inputSize,
                                                      void* output, int32_t outputSize);
-OXB3D_API int32_t OXB3D_BINOSTEREO_RGBD_ParamTransProcess(void* handle, void* input, int32_t inputSize,
-                                                          void* output, int32_t outputSize);
 OXB3D_API int32_t OXB3D_BINOSTEREO_RGBD_StereoCalib_Process(void* handle, void* input, int32_t inputSize,
                                                             void* output, int32_t outputSize);
-OXB3D_API int32_t OXB3D_BINOSTEREO_SharpnessScoreProcess(void* handle, void* input, int32_t inputSize,
-                                                         void* output, int32_t outputSize);
-OXB3D_API int32_t OXB3D_BINOSTEREO_RgbdCalibScoreProcess(void* handle, void* input, int32_t inputSize,
-                                                         void* output, int32_t outputSize);
-OXB3D_API int32_t OXB3D_BINOSTEREO_SaddleScoreMroiProcess(void* handle, void* input, int32_t inputSize,
-                                                          void* output, int32_t outputSize);
 /** \} */
 
 /* ---- Common data transform (type 15) ------------------------------------------------------------------ */

@@ -10,25 +10,13 @@
 #include <atomic>
 
 #include "base/Mutex.h"
-#include "providers/aravis/ArvError.h"
 #include "providers/aravis/ConnectionMonitor.h"
 #include "providers/aravis/ProviderFeatures.h"
 #include "providers/aravis/Scan3dSetup.h"
+#include "providers/aravis/StreamOpening.h"
 #include "providers/common/Connection.h"
 
 namespace ox3d {
-
-struct ResendSettings {
-    bool m_isOn = true;
-    uint32_t m_maxPercent = 25;
-    uint32_t m_timeoutMs = 20;
-};
-
-// Where an Ethernet camera is; both are 0 for USB.
-struct CameraPath {
-    uint32_t m_hostIp = 0;
-    uint32_t m_cameraIp = 0;
-};
 
 class CAravisConnection final : public CConnection {
 public:

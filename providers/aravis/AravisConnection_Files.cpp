@@ -3,6 +3,7 @@
 
 #include "providers/aravis/AravisConnection.h"
 #include "providers/aravis/Features.h"
+#include "providers/aravis/LensLook.h"
 #include "providers/aravis/Memory.h"
 #include "providers/common/Status.h"
 
@@ -157,7 +158,14 @@ private:
 int CAravisConnection::MakeCalibration(std::vector<uint8_t>* bytes) {
     return OnDevice([&](ArvDevice* device) {
         m_deviceMutex.AssertHeld();
-        const std::string text = m_scan3d.Calibration(device);
+        const bool mayLook = m_own.Kind() == ECameraKind::Sfnc3d && MayWrite() && !m_isStreaming &&
+                             !m_scan3d.IsLensTold(device);
+        if (mayLook && IsEthernet()) {
+            NegotiatePacketSize(device);
+        }
+        const uint32_t own = m_own.RetentionMs();
+        const CLensLook look(m_path, m_resend, own != 0 ? own : kScan3dRetentionMs);
+        const std::string text = m_scan3d.Calibration(device, mayLook ? &look : nullptr);
         bytes->assign(text.begin(), text.end());
         return kOk;
     });

@@ -8,25 +8,17 @@
 #include <cstring>
 #include <new>
 
-#include "providers/aravis/Features.h"
 #include "providers/aravis/Parting.h"
-#include "providers/aravis/StreamFilter.h"
 #include "providers/common/Status.h"
 
 namespace ox3d {
 namespace {
 
 constexpr uint64_t kPopTimeoutUs = 50000; // how long a stop may go unnoticed
-constexpr int64_t kMaxPayloadBytes = int64_t{1} << 30;
 // Frames whose packets are asked for again stay open while later ones come in.
 constexpr size_t kMinBuffers = 6;
-constexpr uint32_t kFrameRetentionUs = 200000;
-constexpr uint32_t kScan3dRetentionUs = 1000000;
-constexpr uint32_t kUsPerMs = 1000;
-constexpr double kWholePercent = 100.0;
 
 std::atomic<uint64_t> s_acquisitions{0};
-std::atomic<bool> s_isUnfilteredTold{false};
 
 } // namespace
 
@@ -92,31 +84,12 @@ CAravisStream::~CAravisStream() {
 int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend, const Scan3dPlan& plan) {
     m_plan = plan;
     m_isScan3d = plan.m_depth.m_id != 0;
-    OX_CC_INT_VALUE_EX payload{};
-    if (const int code = features::GetInteger(device, "PayloadSize", &payload); code != kOk) {
+    const uint32_t own = m_connection->Own().RetentionMs();
+    const uint32_t usual = m_isScan3d ? kScan3dRetentionMs : kFrameRetentionMs;
+    const int code =
+        OpenStream(device, m_connection->Path(), resend, own != 0 ? own : usual, &m_stream, &m_payloadBytes);
+    if (code != kOk) {
         return code;
-    }
-    if (payload.nCurValue <= 0 || payload.nCurValue > kMaxPayloadBytes) {
-        return Code(OX_CC_E_GC_RANGE);
-    }
-    m_payloadBytes = static_cast<size_t>(payload.nCurValue);
-    CArvError error;
-    m_stream.reset(arv_device_create_stream(device, nullptr, nullptr, error.Out()));
-    if (m_stream == nullptr) {
-        return error.IsSet() ? error.Code() : Code(OX_CC_E_RESOURCE);
-    }
-    if (ARV_IS_GV_STREAM(m_stream.get())) {
-        const CameraPath& path = m_connection->Path();
-        const Endpoint local{path.m_hostIp, arv_gv_stream_get_port(ARV_GV_STREAM(m_stream.get()))};
-        if (!AcceptOnlyFrom(path.m_cameraIp, local) && !s_isUnfilteredTold.exchange(true)) {
-            std::fprintf(stderr,
-                         "camera control: streams take other hosts' datagrams, too: no filter for them\n");
-        }
-        g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "packet-resend",
-                     resend.m_isOn ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
-                     "packet-request-ratio", static_cast<double>(resend.m_maxPercent) / kWholePercent,
-                     "packet-timeout", static_cast<guint>(resend.m_timeoutMs * kUsPerMs), "frame-retention",
-                     RetentionUs(resend), nullptr);
     }
     for (guint i = 0; i < arv_stream_get_n_infos(m_stream.get()); ++i) {
         const char* name = arv_stream_get_info_name(m_stream.get(), i);
@@ -124,13 +97,6 @@ int CAravisStream::Prepare(ArvDevice* device, const ResendSettings& resend, cons
     }
     GiveBuffers();
     return kOk;
-}
-
-// Structured light pauses within a block for as long as it takes its pictures.
-guint CAravisStream::RetentionUs(const ResendSettings& resend) const {
-    const guint own = m_connection->Own().RetentionMs() * kUsPerMs;
-    const guint usual = m_isScan3d ? kScan3dRetentionUs : kFrameRetentionUs;
-    return std::max<guint>(own != 0 ? own : usual, 2 * resend.m_timeoutMs * kUsPerMs);
 }
 
 uint64_t CAravisStream::SizeErrors() const {
@@ -144,6 +110,9 @@ void CAravisStream::GiveBuffers() {
         auto* node = static_cast<AravisNode*>(Buffer().TakeEmpty());
         try {
             node->Renew(m_payloadBytes, m_acquisition);
+            if (node->m_made != nullptr) {
+                m_spareMade.push_back(std::move(node->m_made));
+            }
             m_inFlight.insert(node);
         } catch (const std::bad_alloc&) {
             Buffer().Release(node);

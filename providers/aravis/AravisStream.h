@@ -8,6 +8,7 @@
 
 #include <arv.h>
 
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -30,7 +31,8 @@ struct AravisNode final : FrameNode {
     size_t m_sizeBytes = 0;
     uint64_t m_acquisition = 0;
     CObject<ArvBuffer> m_buffer; // over m_memory
-    MadeFrame m_made;            // of a camera whose components are not sent as the library has them
+    // Of a camera whose components are not sent as the library has them; null until such a frame is made.
+    std::unique_ptr<MadeFrame> m_made;
     CForkMark m_process;
 };
 
@@ -68,7 +70,6 @@ private:
     bool FillChunks(AravisNode* node, size_t payloadBytes);
     uint64_t NumberOf(ArvBuffer* buffer);
     uint64_t SizeErrors() const;
-    guint RetentionUs(const ResendSettings& resend) const;
 
     // Components that become depth and color (AravisStream_Scan3d.cpp).
     enum class EMade { Frame, NotYet, Bad };
@@ -92,6 +93,8 @@ private:
     bool m_isScan3d = false;
     Scan3dPlan m_plan;
     CScan3dFrame m_maker;
+    // Taken from the back, where the last one came that nobody reads any more: its memory is still in the caches.
+    std::vector<std::unique_ptr<MadeFrame>> m_spareMade;
     CScan3dJoin m_join;
     bool m_isJoined = false; // each component comes in a block of its own
     std::vector<SentPart> m_parts;

@@ -45,7 +45,14 @@ CAravisStream::EMade CAravisStream::MakeScan3d(AravisNode* node, ArvBuffer* buff
     if (fault == nullptr && !isWhole) {
         return EMade::NotYet;
     }
-    fault = fault == nullptr ? m_maker.Make(m_plan, parts, &node->m_made) : fault;
+    if (fault == nullptr) {
+        if (m_spareMade.empty()) {
+            m_spareMade.push_back(std::make_unique<MadeFrame>());
+        }
+        node->m_made = std::move(m_spareMade.back());
+        m_spareMade.pop_back();
+        fault = m_maker.Make(m_plan, parts, node->m_made.get());
+    }
     TellFault(fault);
     if (fault != nullptr) {
         return EMade::Bad;
@@ -55,7 +62,7 @@ CAravisStream::EMade CAravisStream::MakeScan3d(AravisNode* node, ArvBuffer* buff
 }
 
 void CAravisStream::FillMade(AravisNode* node, ArvBuffer* buffer) const {
-    MadeFrame& made = node->m_made;
+    MadeFrame& made = *node->m_made;
     constexpr uint32_t kPixelDepth = 0x011000B8;
     node->m_info = {};
     node->m_chunks.clear();

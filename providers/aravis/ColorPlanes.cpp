@@ -6,11 +6,14 @@
 #include <cmath>
 #include <cstring>
 #include <iterator>
+#ifdef OX3D_HAS_YUV
+#    include <libyuv/planar_functions.h>
+#endif
 
 namespace ox3d {
 namespace {
 
-enum class ELayout : uint8_t { Rgb, Grey, Grey16, Yuv422 };
+enum class ELayout : uint8_t { Rgb, Grey, Grey16, Yuv422, Bayer };
 
 // Y from kr, kg, kb; chroma around 128. Narrow: Y from 16 to 235, chroma over 224 values.
 struct YuvRule {
@@ -26,9 +29,14 @@ struct ColorFormat {
     uint32_t m_code;
     const char* m_name;
     ELayout m_layout;
-    uint8_t m_first; // Rgb: place of red, 0 or 2. Yuv422: place of the first luma, 0 or 1. Grey16: bits
+    uint8_t
+        m_first; // Rgb: place of red, 0 or 2. Yuv422: place of the first luma, 0 or 1. Grey16, Bayer: bits
     const YuvRule* m_yuv = nullptr;
+    EBayerOrder m_order = EBayerOrder::GR;
+    EBayerPacking m_packing = EBayerPacking::Bytes;
 };
+constexpr EBayerPacking kBits = EBayerPacking::Bits;
+constexpr EBayerPacking kPairs = EBayerPacking::Pairs;
 
 constexpr ColorFormat kFormats[] = {
     {0x02180014, "RGB8", ELayout::Rgb, 0},
@@ -41,15 +49,52 @@ constexpr ColorFormat kFormats[] = {
     {0x02100044, "YCbCr601_422_8_CbYCrY", ELayout::Yuv422, 1, &kNarrow601},
     {0x02100041, "YCbCr709_422_8", ELayout::Yuv422, 0, &kNarrow709},
     {0x02100045, "YCbCr709_422_8_CbYCrY", ELayout::Yuv422, 1, &kNarrow709},
+    {0x01080008, "BayerGR8", ELayout::Bayer, 8, nullptr, EBayerOrder::GR},
+    {0x01080009, "BayerRG8", ELayout::Bayer, 8, nullptr, EBayerOrder::RG},
+    {0x0108000A, "BayerGB8", ELayout::Bayer, 8, nullptr, EBayerOrder::GB},
+    {0x0108000B, "BayerBG8", ELayout::Bayer, 8, nullptr, EBayerOrder::BG},
+    {0x010A0056, "BayerGR10p", ELayout::Bayer, 10, nullptr, EBayerOrder::GR, kBits},
+    {0x010A0058, "BayerRG10p", ELayout::Bayer, 10, nullptr, EBayerOrder::RG, kBits},
+    {0x010A0054, "BayerGB10p", ELayout::Bayer, 10, nullptr, EBayerOrder::GB, kBits},
+    {0x010A0052, "BayerBG10p", ELayout::Bayer, 10, nullptr, EBayerOrder::BG, kBits},
+    {0x010C0057, "BayerGR12p", ELayout::Bayer, 12, nullptr, EBayerOrder::GR, kBits},
+    {0x010C0059, "BayerRG12p", ELayout::Bayer, 12, nullptr, EBayerOrder::RG, kBits},
+    {0x010C0055, "BayerGB12p", ELayout::Bayer, 12, nullptr, EBayerOrder::GB, kBits},
+    {0x010C0053, "BayerBG12p", ELayout::Bayer, 12, nullptr, EBayerOrder::BG, kBits},
+    {0x010C0026, "BayerGR10Packed", ELayout::Bayer, 10, nullptr, EBayerOrder::GR, kPairs},
+    {0x010C0027, "BayerRG10Packed", ELayout::Bayer, 10, nullptr, EBayerOrder::RG, kPairs},
+    {0x010C0028, "BayerGB10Packed", ELayout::Bayer, 10, nullptr, EBayerOrder::GB, kPairs},
+    {0x010C0029, "BayerBG10Packed", ELayout::Bayer, 10, nullptr, EBayerOrder::BG, kPairs},
+    {0x010C002A, "BayerGR12Packed", ELayout::Bayer, 12, nullptr, EBayerOrder::GR, kPairs},
+    {0x010C002B, "BayerRG12Packed", ELayout::Bayer, 12, nullptr, EBayerOrder::RG, kPairs},
+    {0x010C002C, "BayerGB12Packed", ELayout::Bayer, 12, nullptr, EBayerOrder::GB, kPairs},
+    {0x010C002D, "BayerBG12Packed", ELayout::Bayer, 12, nullptr, EBayerOrder::BG, kPairs},
+    {0x0110000C, "BayerGR10", ELayout::Bayer, 10, nullptr, EBayerOrder::GR},
+    {0x0110000D, "BayerRG10", ELayout::Bayer, 10, nullptr, EBayerOrder::RG},
+    {0x0110000E, "BayerGB10", ELayout::Bayer, 10, nullptr, EBayerOrder::GB},
+    {0x0110000F, "BayerBG10", ELayout::Bayer, 10, nullptr, EBayerOrder::BG},
+    {0x01100010, "BayerGR12", ELayout::Bayer, 12, nullptr, EBayerOrder::GR},
+    {0x01100011, "BayerRG12", ELayout::Bayer, 12, nullptr, EBayerOrder::RG},
+    {0x01100012, "BayerGB12", ELayout::Bayer, 12, nullptr, EBayerOrder::GB},
+    {0x01100013, "BayerBG12", ELayout::Bayer, 12, nullptr, EBayerOrder::BG},
+    {0x0110002E, "BayerGR16", ELayout::Bayer, 16, nullptr, EBayerOrder::GR},
+    {0x0110002F, "BayerRG16", ELayout::Bayer, 16, nullptr, EBayerOrder::RG},
+    {0x01100030, "BayerGB16", ELayout::Bayer, 16, nullptr, EBayerOrder::GB},
+    {0x01100031, "BayerBG16", ELayout::Bayer, 16, nullptr, EBayerOrder::BG},
     {0x01080001, "Mono8", ELayout::Grey, 0},
     {0x01100003, "Mono10", ELayout::Grey16, 10},
     {0x01100005, "Mono12", ELayout::Grey16, 12},
     {0x01100007, "Mono16", ELayout::Grey16, 16},
 };
 
+bool IsBuilt(const ColorFormat& format) {
+    return kHasBayer || format.m_layout != ELayout::Bayer;
+}
+
 const ColorFormat* Find(uint32_t code) {
-    const auto* found = std::find_if(std::begin(kFormats), std::end(kFormats),
-                                     [&](const ColorFormat& format) { return format.m_code == code; });
+    const auto* found =
+        std::find_if(std::begin(kFormats), std::end(kFormats),
+                     [&](const ColorFormat& format) { return format.m_code == code && IsBuilt(format); });
     return found == std::end(kFormats) ? nullptr : found;
 }
 
@@ -60,11 +105,18 @@ struct Planes {
 };
 
 void Rgb(const uint8_t* line, uint32_t width, uint8_t red, const Planes& out) {
-    for (uint32_t x = 0; x < width; ++x) {
-        out.m_red[x] = line[3 * x + red];
+    uint8_t* const first = red == 0 ? out.m_red : out.m_blue;
+    uint8_t* const last = red == 0 ? out.m_blue : out.m_red;
+#ifdef OX3D_HAS_YUV
+    const auto pixels = static_cast<int>(width); // sides have 16 bits
+    libyuv::SplitRGBPlane(line, 0, first, 0, out.m_green, 0, last, 0, pixels, 1);
+#else
+    for (size_t x = 0; x < width; ++x) {
+        first[x] = line[3 * x];
         out.m_green[x] = line[3 * x + 1];
-        out.m_blue[x] = line[3 * x + 2 - red];
+        last[x] = line[3 * x + 2];
     }
+#endif
 }
 
 void Grey16(const uint8_t* line, uint32_t width, uint8_t bits, const Planes& out) {
@@ -132,6 +184,8 @@ void Line(const ColorFormat& format, const uint8_t* line, uint32_t width, const 
     case ELayout::Yuv422:
         Yuv422(line, width, format.m_first, TablesOf(format.m_yuv), out);
         return;
+    case ELayout::Bayer: // no line by itself
+        return;
     case ELayout::Grey:
         std::memcpy(out.m_red, line, width);
         break;
@@ -148,7 +202,9 @@ void Line(const ColorFormat& format, const uint8_t* line, uint32_t width, const 
 std::vector<std::string> ColorFormatNames() {
     std::vector<std::string> names;
     for (const ColorFormat& format : kFormats) {
-        names.emplace_back(format.m_name);
+        if (IsBuilt(format)) {
+            names.emplace_back(format.m_name);
+        }
     }
     return names;
 }
@@ -157,22 +213,28 @@ bool IsColorFormat(uint32_t code) {
     return Find(code) != nullptr;
 }
 
-bool ToColorPlanes(const SentImage& image, std::span<uint8_t> planes) {
+bool CColorPlanes::Make(const SentImage& image, std::span<uint8_t> planes) {
     const ColorFormat* format = Find(image.m_format);
     const ImageShape& shape = image.m_shape;
     const uint32_t pixelBits = (image.m_format >> 16) & 0xFF;
     const uint64_t bytes = BytesOfImage(pixelBits, shape);
     const uint64_t pixels = uint64_t{shape.m_width} * shape.m_height;
     const bool isHalfPair =
-        format != nullptr && format->m_layout == ELayout::Yuv422 && shape.m_width % 2 != 0;
+        format != nullptr && shape.m_width % 2 != 0 &&
+        (format->m_layout == ELayout::Yuv422 || format->m_packing == EBayerPacking::Pairs);
     if (format == nullptr || isHalfPair || bytes == 0 || image.m_bytes.size() < bytes ||
         planes.size() < 3 * pixels) {
         return false;
     }
-    const uint64_t lineBytes = LineBits(pixelBits, shape) / 8;
+    const uint64_t lineBits = LineBits(pixelBits, shape);
+    if (format->m_layout == ELayout::Bayer) {
+        return m_bayer.Make({image.m_bytes.data(), lineBits, shape.m_width, shape.m_height, format->m_first,
+                             format->m_packing, format->m_order},
+                            planes);
+    }
     for (uint64_t y = 0; y < shape.m_height; ++y) {
         uint8_t* red = planes.data() + y * shape.m_width;
-        Line(*format, image.m_bytes.data() + y * lineBytes, shape.m_width,
+        Line(*format, image.m_bytes.data() + y * lineBits / 8, shape.m_width,
              {red, red + pixels, red + 2 * pixels});
     }
     return true;

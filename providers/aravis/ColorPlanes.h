@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "providers/aravis/BayerPlanes.h"
 #include "providers/aravis/Scan3dDepth.h"
 
 namespace ox3d {
@@ -13,9 +14,16 @@ namespace ox3d {
 std::vector<std::string> ColorFormatNames();
 bool IsColorFormat(uint32_t code);
 
-// Writes 3 x width x height bytes; planes has room for them. Grey gives three planes alike. False, with nothing
-// written, for another format, for sizes that cannot be, and where bytes are missing.
-bool ToColorPlanes(const SentImage& image, std::span<uint8_t> planes);
+// One thread at a time for each object, which keeps memory from image to image.
+class CColorPlanes {
+public:
+    // Writes 3 x width x height bytes; planes has room for them. Grey gives three planes alike. False, with nothing
+    // written, for another format, for sizes that cannot be, and where bytes are missing. Throws nothing but std::bad_alloc.
+    bool Make(const SentImage& image, std::span<uint8_t> planes);
+
+private:
+    CBayerPlanes m_bayer;
+};
 
 } // namespace ox3d
 

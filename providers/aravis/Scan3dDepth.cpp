@@ -63,10 +63,6 @@ void VisitSamples(std::span<const uint8_t> bytes, const SampleGrid& grid, const 
     }
 }
 
-bool IsInvalid(const SampleRule& rule, double sent) {
-    return rule.m_invalid && (sent == *rule.m_invalid || (std::isnan(sent) && std::isnan(*rule.m_invalid)));
-}
-
 bool IsPositive(double value) {
     return std::isfinite(value) && value > 0.0;
 }
@@ -121,6 +117,10 @@ void DropUncertain(double share, const SentImage& confidence, std::span<uint16_t
 
 } // namespace
 
+bool IsInvalid(const SampleRule& rule, double sent) {
+    return rule.m_invalid && (sent == *rule.m_invalid || (std::isnan(sent) && std::isnan(*rule.m_invalid)));
+}
+
 const char* TextOf(EDepthFault fault) {
     switch (fault) {
     case EDepthFault::None:
@@ -156,16 +156,14 @@ uint16_t DepthOf(const DepthRule& rule, double sent) {
 }
 
 void CScan3dDepth::MakeTable(const DepthRule& rule, uint8_t sampleBits) {
-    const size_t values = size_t{1} << sampleBits;
-    if (m_table.size() == values && m_tableRule == rule) {
+    if (m_tableBits == sampleBits && m_tableRule == rule) {
         return;
     }
-    m_table.resize(values);
-    m_isIdentity = true;
-    for (size_t value = 0; value < values; ++value) {
-        m_table[value] = DepthOf(rule, static_cast<double>(value));
-        m_isIdentity &= m_table[value] == value;
-    }
+    const SampleRule& c = rule.m_coordinates[static_cast<size_t>(ECoordinate::C)];
+    m_tableBits = 0; // if there is no memory
+    m_table.Make(sampleBits, rule.m_isDisparity ? 0.0 : c.m_scale * rule.m_unitMm, c.m_offset * rule.m_unitMm,
+                 [&rule](double value) { return DepthOf(rule, value); });
+    m_tableBits = sampleBits;
     m_tableRule = rule;
 }
 
@@ -194,10 +192,11 @@ EDepthFault CScan3dDepth::Convert(const DepthRule& rule, const SentImage& image,
         });
     } else {
         MakeTable(rule, format->m_sampleBits);
-        const bool isCopy = m_isIdentity && format->m_samples == 1 && format->m_sampleBits == 16 &&
-                            image.m_shape.m_paddingBytes == 0;
-        if (isCopy) {
-            std::memcpy(out.data(), image.m_bytes.data(), bytes);
+        if (format->m_samples == 1 && format->m_sampleBits == 16) {
+            for (uint32_t y = 0; y < image.m_shape.m_height; ++y) {
+                m_table.Convert(image.m_bytes.data() + y * grid.m_lineBits / 8,
+                                out.subspan(size_t{y} * image.m_shape.m_width, image.m_shape.m_width));
+            }
         } else {
             VisitSamples(
                 image.m_bytes, grid, image.m_shape, format->m_sampleBits, format->m_kind,

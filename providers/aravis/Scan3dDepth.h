@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <vector>
 
+#include "providers/aravis/DepthTable.h"
 #include "providers/aravis/Scan3dFormats.h"
 
 namespace ox3d {
@@ -26,6 +26,7 @@ struct SampleRule {
 
     bool operator==(const SampleRule&) const = default;
 };
+bool IsInvalid(const SampleRule& rule, double sent);
 
 struct DepthRule {
     std::array<SampleRule, 3> m_coordinates; // by ECoordinate
@@ -66,10 +67,9 @@ public:
 private:
     void MakeTable(const DepthRule& rule, uint8_t sampleBits);
 
-    // Depth for every integer that may be sent; made anew when the rule changes.
-    std::vector<uint16_t> m_table;
+    CDepthTable m_table; // made anew when the rule changes
     DepthRule m_tableRule;
-    bool m_isIdentity = false;
+    uint8_t m_tableBits = 0;
 };
 
 // One value as it was sent, in millimetres; 0 where there is no depth. The rule has been found good.

@@ -4,6 +4,7 @@
 #include <arv.h>
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 
 namespace ox3d {
@@ -115,6 +116,20 @@ SampleGrid GridOf(const DepthFormat& format, const ImageShape& shape, ECoordinat
                 LineBits(format.m_sampleBits, shape)};
     }
     return {sample * format.m_sampleBits, format.PixelBits(), LineBits(format.PixelBits(), shape)};
+}
+
+double SampleAt(const DepthFormat& format, std::span<const uint8_t> bytes, const SampleGrid& grid, uint32_t x,
+                uint32_t y) {
+    const uint64_t bit = grid.m_firstBit + y * grid.m_lineBits + x * grid.m_pixelBits;
+    const uint64_t end = (bit + format.m_sampleBits + 7) / 8;
+    uint64_t value =
+        0; // least significant byte first; none has more than 40 bits with what it shares its bytes with
+    for (uint64_t at = end; at > bit / 8; --at) {
+        value = value << 8 | bytes[at - 1];
+    }
+    value = value >> bit % 8 & ((uint64_t{1} << format.m_sampleBits) - 1);
+    return format.m_kind == ESampleKind::Float ? std::bit_cast<float>(static_cast<uint32_t>(value))
+                                               : static_cast<double>(value);
 }
 
 } // namespace ox3d

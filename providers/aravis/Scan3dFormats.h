@@ -62,6 +62,9 @@ enum class ECoordinate : uint8_t { A, B, C };
 bool HasCoordinate(const DepthFormat& format, ECoordinate coordinate);
 // The image has that coordinate.
 SampleGrid GridOf(const DepthFormat& format, const ImageShape& shape, ECoordinate coordinate);
+// One sample as it was sent, for who needs few. The image has been found to hold them all, and x and y to be within it.
+double SampleAt(const DepthFormat& format, std::span<const uint8_t> bytes, const SampleGrid& grid, uint32_t x,
+                uint32_t y);
 
 } // namespace ox3d
 

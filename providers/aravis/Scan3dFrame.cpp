@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "providers/aravis/ColorPlanes.h"
-
 namespace ox3d {
 namespace {
 
@@ -19,7 +17,7 @@ void WriteHeader(uint32_t width, uint32_t height, uint32_t lengthBytes, uint8_t*
     std::memcpy(chunk, words, sizeof(words));
 }
 
-const char* MakeColor(const SentImage& image, std::vector<uint8_t>* chunk) {
+const char* MakeColor(const SentImage& image, CColorPlanes* color, std::vector<uint8_t>* chunk) {
     const ImageShape& shape = image.m_shape;
     const uint64_t bytes = uint64_t{3} * shape.m_width * shape.m_height;
     // What was sent has a byte for each pixel at least, so this allocates no more than three times as much.
@@ -28,7 +26,7 @@ const char* MakeColor(const SentImage& image, std::vector<uint8_t>* chunk) {
     }
     chunk->resize(kChunkHeaderBytes + static_cast<size_t>(bytes));
     WriteHeader(shape.m_width, shape.m_height, static_cast<uint32_t>(bytes), chunk->data());
-    return ToColorPlanes(image, std::span(*chunk).subspan(kChunkHeaderBytes))
+    return color->Make(image, std::span(*chunk).subspan(kChunkHeaderBytes))
                ? nullptr
                : "its color has another pixel format, or is shorter than its size needs";
 }
@@ -69,7 +67,7 @@ const char* CScan3dFrame::Make(const Scan3dPlan& plan, std::span<const SentPart>
         out->m_chunk.clear();
     } else {
         const char* fault = Find(parts, plan.m_intensity, &color);
-        fault = fault == nullptr ? MakeColor(color, &out->m_chunk) : fault;
+        fault = fault == nullptr ? MakeColor(color, &m_color, &out->m_chunk) : fault;
         if (fault != nullptr) {
             return fault;
         }

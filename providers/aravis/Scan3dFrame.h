@@ -6,6 +6,7 @@
 #include <map>
 #include <vector>
 
+#include "providers/aravis/ColorPlanes.h"
 #include "providers/aravis/Scan3dSetup.h"
 
 namespace ox3d {
@@ -34,6 +35,7 @@ private:
     const char* Find(std::span<const SentPart> parts, const Scan3dPlan::Component& component, SentImage* out);
 
     CScan3dDepth m_depth;
+    CColorPlanes m_color;
     std::vector<uint8_t> m_joined; // planes one after the other
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <iterator>
 
 #include "providers/aravis/ArvError.h"
@@ -14,11 +15,13 @@
 namespace ox3d {
 namespace {
 
-constexpr const char* kComponentEnable = "ComponentEnable";
-constexpr const char* kPixelFormat = "PixelFormat";
-constexpr const char* kOutputMode = "Scan3dOutputMode";
 constexpr const char* kCoordinateSelector = "Scan3dCoordinateSelector";
+constexpr const char* kCoordinateSystem = "Scan3dCoordinateSystem";
+constexpr const char* kCartesian = "Cartesian";
 constexpr const char* kReferenceSystem = "Scan3dCoordinateSystemReference";
+constexpr const char* kAnchor = "Anchor";
+constexpr const char* kTransformSelector = "Scan3dTransformSelector";
+constexpr const char* kTransformValue = "Scan3dTransformValue";
 constexpr size_t kMaxComponents = 64; // more are no camera's
 
 // Modes whose C is depth; a point's columns follow the lens in all but the rectified one.
@@ -68,6 +71,26 @@ int Refuse(std::string* why, const char* text) {
     return Code(OX_CC_E_SUPPORT);
 }
 
+bool IsMoved(ArvDevice* device) {
+    const std::vector<std::string> entries = features::EntriesOf(device, kTransformSelector);
+    return entries.empty() || std::any_of(entries.begin(), entries.end(), [&](const std::string& entry) {
+               const CSelection selection(device, kTransformSelector, entry);
+               return !selection.IsDone() || features::ReadNumber(device, kTransformValue) != 0.0;
+           });
+}
+
+// Null, or why the selected component's C is not the depth of the lens.
+const char* FaultOfSystem(ArvDevice* device) {
+    std::string name;
+    if (features::GetEnumName(device, kCoordinateSystem, &name) == kOk && name != kCartesian) {
+        return "its coordinates are not Cartesian";
+    }
+    const bool isElsewhere =
+        features::GetEnumName(device, kReferenceSystem, &name) == kOk && name != kAnchor && IsMoved(device);
+    return isElsewhere ? "its coordinates are those of a transformed system (Scan3dCoordinateSystemReference)"
+                       : nullptr;
+}
+
 std::vector<std::string> DepthFormatNames() {
     std::vector<std::string> names;
     for (const DepthFormat& format : DepthFormats()) {
@@ -97,6 +120,12 @@ const CScan3dSetup::Component* CScan3dSetup::Find(uint32_t id) const {
     return found == m_components.end() ? nullptr : &*found;
 }
 
+const CScan3dSetup::Component* CScan3dSetup::Find(const char* entry) const {
+    const auto found = std::find_if(m_components.begin(), m_components.end(),
+                                    [&](const Component& component) { return component.m_entry == entry; });
+    return found == m_components.end() ? nullptr : &*found;
+}
+
 const CScan3dSetup::Component* CScan3dSetup::Depth() const {
     const Component* range = Find(kComponentRange);
     return range != nullptr ? range : Find(kComponentDisparity);
@@ -116,40 +145,45 @@ void CScan3dSetup::FindComponents(ArvDevice* device) {
     }
 }
 
-void CScan3dSetup::Enable(ArvDevice* device, const Component* component) {
-    bool isOn = true;
-    if (component == nullptr || component->m_entry.empty()) {
-        return;
-    }
-    const CSelection selection(device, kComponentSelector, component->m_entry);
-    if (selection.IsDone() && features::GetBoolean(device, kComponentEnable, &isOn) == kOk && !isOn &&
-        features::SetBoolean(device, kComponentEnable, true) == kOk) {
-        m_changes.push_back({component->m_entry, kComponentEnable, "", false});
+void CScan3dSetup::Enable(ArvDevice* device, const Component* component, const char* cost) {
+    if (component != nullptr && !component->m_entry.empty()) {
+        m_changes.Switch(device, {kComponentSelector, component->m_entry, kComponentEnable}, true, cost);
     }
 }
 
-// The first of the wanted entries that the camera has now, unless it is set to that already.
-void CScan3dSetup::Choose(ArvDevice* device, const std::string& entry, const char* key,
-                          const std::vector<std::string>& wanted) {
-    const CSelection selection(device, kComponentSelector, entry);
-    std::string now;
-    if (!selection.IsDone() || features::GetEnumName(device, key, &now) != kOk) {
+// The anchor's Cartesian system, in which the lens is where depth begins. A camera that knows only one that has been moved
+// away is told to move it by nothing: what its numbers would make of a point, in which order, is better not guessed.
+void CScan3dSetup::ChooseSystem(ArvDevice* device, const Component& depth) {
+    constexpr const char* kCost = "its coordinates are none of the depth's lens";
+    m_changes.Choose(device, {kComponentSelector, depth.m_entry, kCoordinateSystem}, {kCartesian}, kCost);
+    m_changes.Choose(device, {kComponentSelector, depth.m_entry, kReferenceSystem}, {kAnchor}, kCost);
+    const CSelection selection(device, kComponentSelector, depth.m_entry);
+    std::string reference;
+    if (features::GetEnumName(device, kReferenceSystem, &reference) != kOk || reference == kAnchor) {
         return;
     }
-    const std::vector<std::string> there = features::EntriesOf(device, key);
-    for (const std::string& name : wanted) {
-        if (name == now) {
-            return;
-        }
-        if (std::find(there.begin(), there.end(), name) != there.end() &&
-            features::SetEnumByName(device, key, name.c_str()) == kOk) {
-            m_changes.push_back({entry, key, now});
-            return;
-        }
+    for (const std::string& entry : features::EntriesOf(device, kTransformSelector)) {
+        m_changes.SetToZero(device, {kTransformSelector, entry, kTransformValue}, kCost);
     }
 }
 
-// Aravis's own switch first; only then can the ids be asked for that multi-part blocks need.
+// A component that cannot be read would cost every frame.
+void CScan3dSetup::ChooseColor(ArvDevice* device, const Component& intensity) {
+    m_changes.Choose(device, {kComponentSelector, intensity.m_entry, kPixelFormat}, ColorFormatNames(),
+                     "color comes as it is set");
+    const CSelection selection(device, kComponentSelector, intensity.m_entry);
+    OX_CC_ENUM_VALUE format{};
+    if (features::GetEnum(device, kPixelFormat, &format) == kOk && !IsColorFormat(format.nCurValue)) {
+        std::fprintf(stderr,
+                     "camera control: the camera has no pixel format of %s that can be read: no color\n",
+                     intensity.m_entry.c_str());
+        m_changes.Switch(device, {kComponentSelector, intensity.m_entry, kComponentEnable}, false,
+                         "acquisition will not start with it");
+    }
+}
+
+// Aravis's own switch first; only then can the ids be asked for that multi-part blocks need. Blocks whose leader has no
+// room for the number of their parts cannot be taken apart.
 void CScan3dSetup::TurnOnMultiPart(ArvDevice* device) {
     if (!ARV_IS_GV_DEVICE(device)) {
         return;
@@ -162,8 +196,12 @@ void CScan3dSetup::TurnOnMultiPart(ArvDevice* device) {
     m_wasMultiPart = arv_camera_gv_get_multipart(camera.get(), error.Out()) != 0;
     arv_camera_gv_set_multipart(camera.get(), TRUE, error.Out());
     m_isMultiPart = !error.IsSet() && arv_camera_gv_get_multipart(camera.get(), error.Out()) != 0;
-    if (m_isMultiPart) {
-        Choose(device, "", "GevGVSPExtendedIDMode", {"On"});
+    constexpr const char* kCost = "components come in blocks of their own";
+    if (!m_isMultiPart) {
+        std::fprintf(stderr, "camera control: the camera refuses multi-part payload: %s\n", kCost);
+    } else if (!m_changes.Choose(device, {nullptr, "", "GevGVSPExtendedIDMode"}, {"On"}, kCost)) {
+        arv_camera_gv_set_multipart(camera.get(), FALSE, error.Out());
+        m_isMultiPart = arv_camera_gv_get_multipart(camera.get(), error.Out()) != 0;
     }
 }
 
@@ -173,38 +211,35 @@ void CScan3dSetup::Apply(ArvDevice* device) {
     if (depth == nullptr) {
         return;
     }
-    Enable(device, depth);
-    Enable(device, Find(kComponentIntensity));
-    Enable(device, Find(kComponentConfidence));
+    Enable(device, depth, "there is no depth");
+    Enable(device, Find(kComponentIntensity), "frames have no color");
+    Enable(device, Find(kComponentConfidence), "the invalid value alone tells where there is no depth");
     std::string mode;
     const CSelection selection(device, kComponentSelector, depth->m_entry);
     features::GetEnumName(device, kOutputMode, &mode);
     if (std::find(std::begin(kDepthModes), std::end(kDepthModes), mode) == std::end(kDepthModes)) {
-        Choose(device, depth->m_entry, kOutputMode, {std::begin(kDepthModes), std::end(kDepthModes)});
+        m_changes.Choose(device, {kComponentSelector, depth->m_entry, kOutputMode},
+                         {std::begin(kDepthModes), std::end(kDepthModes)}, "it gives no depth");
     }
-    Choose(device, depth->m_entry, kReferenceSystem, {"Anchor"});
-    Choose(device, depth->m_entry, kPixelFormat, DepthFormatNames());
+    ChooseSystem(device, *depth);
+    m_changes.Choose(device, {kComponentSelector, depth->m_entry, kPixelFormat}, DepthFormatNames(),
+                     "depth comes as it is set");
     if (const Component* intensity = Find(kComponentIntensity)) {
-        Choose(device, intensity->m_entry, kPixelFormat, ColorFormatNames());
+        ChooseColor(device, *intensity);
     }
     TurnOnMultiPart(device);
 }
 
 void CScan3dSetup::PutBack(ArvDevice* device) {
-    for (; !m_changes.empty(); m_changes.pop_back()) {
-        const Change& change = m_changes.back();
-        const CSelection selection(device, kComponentSelector, change.m_entry);
-        if (change.m_name.empty()) {
-            features::SetBoolean(device, change.m_key, change.m_isOn);
-        } else {
-            features::SetEnumByName(device, change.m_key, change.m_name.c_str());
-        }
-    }
+    m_changes.PutBack(device);
     if (m_isMultiPart && !m_wasMultiPart) {
         CArvError error;
         const CObject<ArvCamera> camera(arv_camera_new_with_device(device, error.Out()));
         if (camera != nullptr) {
             arv_camera_gv_set_multipart(camera.get(), FALSE, error.Out());
+        }
+        if (camera == nullptr || error.IsSet()) {
+            std::fprintf(stderr, "camera control: multi-part payload is not turned off again\n");
         }
         m_isMultiPart = false;
     }
@@ -252,6 +287,16 @@ int CScan3dSetup::Read(ArvDevice* device, const Scan3dOptions& options, Scan3dPl
     if (FindDepthFormat(made.m_depth.m_format) == nullptr || !isNamedDepth) {
         return Refuse(why, "the pixel format of its depth is none that can be read");
     }
+    if (made.m_intensity.m_id != 0 && !IsColorFormat(made.m_intensity.m_format)) {
+        return Refuse(
+            why, "the pixel format of its intensity is none that can be read: choose another one, or turn "
+                 "the component off");
+    }
+    if (made.m_confidence.m_id != 0 && FindConfidenceFormat(made.m_confidence.m_format) == nullptr) {
+        return Refuse(
+            why, "the pixel format of its confidence is none that can be read: choose another one, or turn "
+                 "the component off");
+    }
     const bool isUntold =
         made.m_depth.m_format == made.m_intensity.m_format ||
         made.m_depth.m_format == made.m_confidence.m_format ||
@@ -275,6 +320,9 @@ int CScan3dSetup::Read(ArvDevice* device, const Scan3dOptions& options, Scan3dPl
     std::string unit;
     features::GetEnumName(device, "Scan3dDistanceUnit", &unit);
     rule.m_isDisparity = depth->m_id == kComponentDisparity || mode == "DisparityC" || IsPixel(unit);
+    if (const char* fault = rule.m_isDisparity ? nullptr : FaultOfSystem(device)) {
+        return Refuse(why, fault);
+    }
     if (!rule.m_isDisparity && !unit.empty()) {
         rule.m_unitMm = MillimetresOf(unit);
         if (rule.m_unitMm == 0.0) {

@@ -5,12 +5,18 @@
 
 #include <arv.h>
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "providers/aravis/Scan3dDepth.h"
+#include "providers/aravis/SettingChanges.h"
+#include "recording/CalibrationText.h"
 
 namespace ox3d {
+
+class CLensLook;
 
 // The standard's numbers of components.
 constexpr uint32_t kComponentIntensity = 1;
@@ -46,13 +52,15 @@ double MillimetresOf(const std::string& unit);
 
 class CScan3dSetup {
 public:
-    // Components, pixel formats, output mode and multi-part; what the camera cannot is left as it is.
+    // Components, pixel formats, output mode, coordinate system and multi-part; what the camera cannot is left as it is.
     void Apply(ArvDevice* device);
     // As the camera is set now. A code, with the reason in *why.
     int Read(ArvDevice* device, const Scan3dOptions& options, Scan3dPlan* plan, std::string* why) const;
-    // The calibration file in the library's form, of what the camera's features tell of its lenses; one that knows
-    // nothing where they tell nothing.
-    std::string Calibration(ArvDevice* device) const;
+    // Whether no look is needed for a calibration.
+    bool IsLensTold(ArvDevice* device) const;
+    // The calibration file in the library's form: of what the camera's features tell of its lenses, else of what one look
+    // through it does (null: none may be taken now), or else the user's; one that knows nothing where there is none of these.
+    std::string Calibration(ArvDevice* device, const CLensLook* look);
     // What Apply has changed, the last change first.
     void PutBack(ArvDevice* device);
 
@@ -61,32 +69,40 @@ private:
         std::string m_entry; // of ComponentSelector
         uint32_t m_id = 0;
     };
-    struct Change {
-        std::string m_entry; // selected before; empty: none
-        const char* m_key;
-        std::string m_name; // of an enumeration; empty: m_isOn of a switch
-        bool m_isOn = false;
-    };
-
     struct Side { // of a component's image
         int64_t m_width = 0;
         int64_t m_height = 0;
+        int64_t m_x = 0;
+        int64_t m_y = 0;
+
+        bool operator==(const Side&) const = default;
+        bool IsImage() const {
+            return m_width > 0 && m_width <= kMaxImageSide && m_height > 0 && m_height <= kMaxImageSide;
+        }
     };
 
     const Component* Find(uint32_t id) const;
+    const Component* Find(const char* entry) const;
     const Component* Depth() const;
     void FindComponents(ArvDevice* device);
-    void Enable(ArvDevice* device, const Component* component);
-    void Choose(ArvDevice* device, const std::string& entry, const char* key,
-                const std::vector<std::string>& wanted);
+    void Enable(ArvDevice* device, const Component* component, const char* cost);
+    void ChooseSystem(ArvDevice* device, const Component& depth);
+    void ChooseColor(ArvDevice* device, const Component& intensity);
     void TurnOnMultiPart(ArvDevice* device);
     bool IsEnabled(ArvDevice* device, const Component* component) const;
     Side SideOf(ArvDevice* device, const Component* component) const;
     bool IsOneLens(ArvDevice* device, const Side& depth) const;
+    std::optional<RgbdIntrinsics> LearnLens(ArvDevice* device, const CLensLook* look, const Side& side);
+    const char* LookAtMaps(ArvDevice* device, const CLensLook& look, const Side& side,
+                           CSettingChanges* changes, RgbdIntrinsics* lens) const;
+    const char* LookAtPoints(ArvDevice* device, const CLensLook& look, const Side& side,
+                             CSettingChanges* changes, RgbdIntrinsics* lens) const;
     int ReadComponent(ArvDevice* device, const Component* component, Scan3dPlan::Component* out) const;
 
     std::vector<Component> m_components;
-    std::vector<Change> m_changes;
+    CSettingChanges m_changes;
+    // By a look, of this region; no lens where there is none to be learnt.
+    std::optional<std::pair<Side, std::optional<RgbdIntrinsics>>> m_learnt;
     bool m_isMultiPart = false;
     bool m_wasMultiPart = false;
 };

@@ -9,6 +9,9 @@
 namespace ox3d {
 
 constexpr const char* kComponentSelector = "ComponentSelector";
+constexpr const char* kComponentEnable = "ComponentEnable";
+constexpr const char* kPixelFormat = "PixelFormat";
+constexpr const char* kOutputMode = "Scan3dOutputMode";
 
 // What was selected before is given back. An empty entry selects nothing, and is done.
 class CSelection {

@@ -81,6 +81,25 @@ DepthCalibration DepthCalibrationOf(const CalibrationSet& set) {
     return out;
 }
 
+// Of a set that says that depth is not registered, and has what is known of the cameras.
+DepthCalibration LeftCalibrationOf(const CalibrationSet& set) {
+    DepthCalibration out = {};
+    if (MissingPart(set) == nullptr) {
+        out = DepthCalibrationOf(set);
+    } else {
+        out.m_hasColor = false;
+        out.m_hasDepth = set.m_depth.m_intrinsics.has_value();
+        out.m_setWidth = set.m_width;
+        out.m_setHeight = set.m_height;
+        if (out.m_hasDepth) {
+            std::copy(set.m_depth.m_intrinsics->begin(), set.m_depth.m_intrinsics->end(),
+                      out.m_depthIntrinsics);
+        }
+    }
+    out.m_isDepthLeft = true;
+    return out;
+}
+
 } // namespace
 
 void CalibrationFileName(const char* serialNumber, char* name) {
@@ -96,6 +115,10 @@ void CalibrationFileName(const char* serialNumber, char* name) {
 const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, DepthCalibration* out) try {
     CalibrationSet set;
     const char* missing = LoadSet(fileName, depthWidth, &set);
+    if (missing == nullptr && set.m_isDepthLeft) {
+        *out = LeftCalibrationOf(set);
+        return nullptr;
+    }
     missing = missing == nullptr ? MissingPart(set) : missing;
     if (missing == nullptr) {
         *out = DepthCalibrationOf(set);

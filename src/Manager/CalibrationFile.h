@@ -17,6 +17,11 @@ struct DepthCalibration {
     float m_colorIntrinsics[9]; // fx, fy, cx, cy, k1, k2, p1, p2, p3
     uint32_t m_setWidth = 0;    // the images that the set is for; 0 where the file does not say
     uint32_t m_setHeight = 0;
+    // Of a camera without a calibration file of its own. Depth is left as it was sent, whatever registration is asked for.
+    bool m_isDepthLeft = false;
+    // Without them the numbers are 0: of the depth camera, and of color and the way to it.
+    bool m_hasDepth = true;
+    bool m_hasColor = true;
 };
 
 constexpr size_t kCalibrationNameBytes = 256;
@@ -26,7 +31,7 @@ constexpr size_t kCalibrationNameBytes = 256;
 void CalibrationFileName(const char* serialNumber, char* name);
 
 // Reads the set that belongs to depth images of the width. Returns null on success, else the log line of what
-// is missing; *out is then unchanged.
+// is missing; *out is then unchanged. Where the set says that depth is not registered, it need not have the cameras.
 const char* LoadDepthCalibration(const char* fileName, uint32_t depthWidth, DepthCalibration* out);
 
 // Reads one sensor (OX3D_RGBD_CALIB_*) of the set that belongs to images of the width. False when the file

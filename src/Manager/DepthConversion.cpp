@@ -82,17 +82,24 @@ uint32_t CDepthConversion::Convert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGB
         return status;
     }
     const COXLock lock(&m_mutex); // buffers only grow: those ensured above still serve
-    status = EnsureConverter();
-    status = status != OX3D_RGBD_OK ? status
-                                    : RunConverter(*depthIn, depthOut != nullptr, pointCloudOut != nullptr);
-    if (status != OX3D_RGBD_OK) {
-        return status;
+    const bool isDepthMade = depthOut != nullptr && !m_calibration.m_isDepthLeft;
+    if (pointCloudOut != nullptr && !m_calibration.m_hasDepth) {
+        OX_LOG_ERROR("[DepthMapConvert] Left_correct is null.\r\n");
+        return OX3D_RGBD_E_NO_DATA;
+    }
+    if (isDepthMade || pointCloudOut != nullptr) {
+        status = EnsureConverter();
+        status =
+            status != OX3D_RGBD_OK ? status : RunConverter(*depthIn, isDepthMade, pointCloudOut != nullptr);
+        if (status != OX3D_RGBD_OK) {
+            return status;
+        }
     }
     if (pointCloudOut != nullptr) {
         DescribePoints(*depthIn, m_pPointBuffer, pointCloudOut);
     }
     if (depthOut != nullptr) {
-        DescribeDepth(*depthIn, m_depthBuffer.Lend(), depthOut);
+        DescribeDepth(*depthIn, isDepthMade ? m_depthBuffer.Lend() : depthIn->pData, depthOut);
     }
     return OX3D_RGBD_OK;
 }
@@ -171,6 +178,7 @@ uint32_t CDepthConversion::EnsureCalibration(uint32_t depthWidth) {
     const COXLock lock(&m_mutex);
     if (!m_isCalibrationLoaded) {
         m_calibration = calibration;
+        m_isDepthLeft = calibration.m_isDepthLeft;
         m_isCalibrationLoaded = true;
     }
     return OX3D_RGBD_OK;

@@ -26,7 +26,7 @@ public:
     CDepthConversion(const CDepthConversion&) = delete;
     CDepthConversion& operator=(const CDepthConversion&) = delete;
 
-    // depthOut may be depthIn; at least one output. The images lie in buffers of this object: points until
+    // depthOut may be depthIn, and becomes it where the camera's depth is not registered; at least one output. The images lie in buffers of this object: points until
     // the next conversion, depth until ReclaimDepth. Any thread, one conversion at a time.
     uint32_t Convert(const OX3D_RGBD_IMAGE_DATA* depthIn, OX3D_RGBD_IMAGE_DATA* depthOut,
                      OX3D_RGBD_IMAGE_DATA* pointCloudOut) OX_EXCLUDES(m_mutex);
@@ -34,6 +34,8 @@ public:
     bool Calibration(DepthCalibration* out) OX_EXCLUDES(m_mutex);
     // The calibration for the image, which is looked at as Convert does: for what aligns it in another way.
     uint32_t CalibrationFor(const OX3D_RGBD_IMAGE_DATA& depth, DepthCalibration* out) OX_EXCLUDES(m_mutex);
+    // Whether depth stays as it was sent, with the calibration of the images converted so far.
+    bool LeavesDepth() const { return m_isDepthLeft; }
     // No reader is left of the registered depth that was handed out before: the next frame with such depth is being
     // assembled.
     void ReclaimDepth() OX_EXCLUDES(m_mutex);
@@ -55,6 +57,7 @@ private:
     float* m_pPointBuffer OX_GUARDED_BY(m_mutex) = nullptr;
     uint64_t m_bufferPixels OX_GUARDED_BY(m_mutex) = 0; // of both buffers
     std::atomic<bool> m_isCalibrationLoaded{false};     // set under the lock, never cleared
+    std::atomic<bool> m_isDepthLeft{false};             // of the calibration
     DepthCalibration m_calibration OX_GUARDED_BY(m_mutex) = {};
     std::unique_ptr<CDepthConvertVm> m_pDepthConvert OX_GUARDED_BY(m_mutex);
     // An engine whose Init failed, for the next try: frame after frame that fails must not allocate another.

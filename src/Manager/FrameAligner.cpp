@@ -138,11 +138,12 @@ uint32_t CFrameAligner::MaskDepth(uint32_t stepPermille, const OX3D_RGBD_IMAGE_D
     if (!ox3d::IsAlignSize(depth.nWidth, depth.nHeight)) {
         return BadSize(depth);
     }
-    if (!m_mask.Grow(PixelCount(depth))) {
-        return NoMemory(PixelCount(depth));
+    const uint64_t pixels = PixelCount(depth);
+    if (!m_mask.Grow(pixels)) {
+        return NoMemory(pixels);
     }
     const ox3d::AlignArgs args = ArgsOf({}, stepPermille, depth);
-    ox3d::MaskFilled(args, args.m_depth, m_mask.Data());
+    ox3d::MaskFilled(args, args.m_depth, ox3d::CPoolTurn(pixels), m_mask.Data());
     return OX3D_RGBD_OK;
 }
 

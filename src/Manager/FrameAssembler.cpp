@@ -123,7 +123,7 @@ uint32_t CFrameAssembler::TakeChunks(const OX_CHUNK_DATA_CONTENT* chunks, uint32
     return OX3D_RGBD_OK;
 }
 
-uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& options,
+uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& wanted,
                                CDepthConversion& conversion, OX3D_RGBD_FRAME_DATA* frame) {
     if (frame == nullptr) {
         OX_LOG_ERROR("[FillFrameData] pFrameData is invalid. \r\n");
@@ -132,10 +132,12 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
     frame->nImageCount = 0;
     uint32_t status = OX3D_RGBD_OK;
     if (main != nullptr) {
-        status = AppendMainImage(*main, options, conversion, frame);
+        status = AppendMainImage(*main, wanted, conversion, frame);
     }
     const bool hasDepth =
         HasDepth(*frame); // as the main image: a color image is none, whatever its type says
+    AssemblyOptions options = wanted;
+    options.m_isDepthRegistered = options.m_isDepthRegistered && !conversion.LeavesDepth();
     const bool isColorMoved = MovesColor(options) && hasDepth;
     NoteUnmoved(isColorMoved && m_extendedImage.m_isPresent &&
                 m_extendedImage.m_imageType != OX3D_RGBD_PIXEL_RGB8_PLANAR);
@@ -161,15 +163,19 @@ uint32_t CFrameAssembler::Fill(const RawFrame* main, const AssemblyOptions& opti
 
 uint32_t CFrameAssembler::RegisterDepth(const AssemblyOptions& options, CDepthConversion& conversion,
                                         OX3D_RGBD_IMAGE_DATA* depth) {
+    DepthCalibration calibration = {};
+    if (MovesColor(options)) {
+        return conversion.CalibrationFor(*depth, &calibration); // the rest waits for the color
+    }
     if (options.m_alignMode == 0) {
         // Here alone: with the next image of the engine's, the frames in the reclaimed block are forgotten.
         conversion.ReclaimDepth();
         return conversion.Convert(depth, depth, nullptr);
     }
-    DepthCalibration calibration = {};
     const uint32_t status = conversion.CalibrationFor(*depth, &calibration);
-    return status != OX3D_RGBD_OK ? status
-                                  : m_aligner.FillDepth({calibration, options.m_alignStepPermille}, depth);
+    return status != OX3D_RGBD_OK || calibration.m_isDepthLeft
+               ? status
+               : m_aligner.FillDepth({calibration, options.m_alignStepPermille}, depth);
 }
 
 // A line for the first of such frames.
@@ -218,7 +224,7 @@ uint32_t CFrameAssembler::AppendMainImage(const RawFrame& main, const AssemblyOp
     image.nFrameNum = info.nFrameNum;
     image.nTimeStamp = (static_cast<uint64_t>(info.nDevTimeStampHigh) << 32) + info.nDevTimeStampLow;
     if (image.enImageType == OX3D_RGBD_PIXEL_DEPTH16) {
-        if (options.m_isDepthRegistered && !MovesColor(options)) {
+        if (options.m_isDepthRegistered) {
             const uint32_t status = RegisterDepth(options, conversion, &image);
             if (status != OX3D_RGBD_OK) {
                 return status;

@@ -131,6 +131,9 @@ bool MotionBetween(const DepthCalibration& calibration, uint32_t from, uint32_t 
         *motion = {};
         return true;
     }
+    if (!calibration.m_hasColor) {
+        return false;
+    }
     Motion forth;
     for (size_t row = 0; row < 3; ++row) {
         for (size_t column = 0; column < 3; ++column) {

@@ -37,7 +37,8 @@ void CManager::NoteFrame(const AssemblyOptions& options, const RawFrame* main,
     FrameNote note;
     note.Describe(frame);
     note.m_hasColor = m_assembler.HasColor();
-    note.m_isAligned = options.m_isDepthRegistered && main != nullptr && note.HasDepth();
+    note.m_isAligned =
+        options.m_isDepthRegistered && !m_conversion.LeavesDepth() && main != nullptr && note.HasDepth();
     note.m_alignMode = options.m_alignMode;
     note.m_alignTarget = options.m_alignTarget;
     note.m_isLent = main != nullptr && main->m_isLent && note.m_images[0].m_data == main->m_data;

@@ -79,12 +79,13 @@ uint32_t CManager::Calibrate(bool isRetried, KnownFrame* known) {
     if (known->m_isCalibrated) {
         return OX3D_RGBD_OK;
     }
-    const FrameNote& note = known->m_note;
+    FrameNote& note = known->m_note;
     uint32_t status = OX3D_RGBD_OK;
     if (!note.m_isAligned || !m_conversion.Calibration(&known->m_calibration)) {
         status = CalibrationOf(note.m_images[0].m_width, isRetried, &known->m_calibration);
     }
     known->m_isCalibrated = status == OX3D_RGBD_OK;
+    note.m_isAligned = note.m_isAligned && !known->m_calibration.m_isDepthLeft;
     return status;
 }
 

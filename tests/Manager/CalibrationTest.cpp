@@ -55,6 +55,26 @@ TEST_F(Calibration, IsReadIntoIntrinsicsTransformAndDistortion) {
     EXPECT_EQ(m_out.m_depthToColor[15], 1.0f);
 }
 
+TEST_F(Calibration, OfDepthThatIsNotRegisteredNeedsNoCameras) {
+    const std::string left = R"(<A><RGBD_1><Camera img_w="640" img_h="480" registration="none"/>
+        <Left_correct><Intrins fx="1.5" fy="2.5" cx="3" cy="4"/></Left_correct></RGBD_1>
+        <RGBD_2><Camera registration="none"/></RGBD_2></A>)";
+    ASSERT_EQ(Load(left), nullptr);
+    EXPECT_THAT(m_out.m_depthIntrinsics, ElementsAre(1.5f, 2.5f, 3, 4));
+    EXPECT_TRUE(m_out.m_isDepthLeft && m_out.m_hasDepth && !m_out.m_hasColor);
+    ASSERT_EQ(Load(left, 320), nullptr);
+    EXPECT_TRUE(m_out.m_isDepthLeft && !m_out.m_hasDepth && !m_out.m_hasColor);
+    std::string whole = kFile;
+    ASSERT_EQ(Load(whole.insert(whole.find("/>"), " registration=\"none\"")), nullptr);
+    EXPECT_TRUE(m_out.m_isDepthLeft && m_out.m_hasDepth && m_out.m_hasColor);
+    ASSERT_EQ(Load(whole.replace(whole.find("none"), 4, "some")), nullptr);
+    EXPECT_FALSE(m_out.m_isDepthLeft);
+    OX3D_RGBD_CALIB_INFO info = {};
+    ASSERT_EQ(Load(left), nullptr);
+    EXPECT_TRUE(LoadSensorCalibration(m_name.c_str(), 640, OX3D_RGBD_CALIB_DEPTH, &info));
+    EXPECT_FALSE(LoadSensorCalibration(m_name.c_str(), 640, OX3D_RGBD_CALIB_COLOR, &info));
+}
+
 TEST_F(Calibration, TheFifthDistortionTermHasTwoNames) {
     const std::tuple<const char*, float, float> rows[] = {
         {"p3=\"21\"", 21, 21}, {"k3=\"21\"", 21, 21}, {"k3=\"22\" p3=\"21\"", 21, 22}, {"", 0, 0}};

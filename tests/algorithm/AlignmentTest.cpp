@@ -52,8 +52,8 @@ TEST(Fill, IsWholeSharpAndInItsPlaceWhateverTheLens) {
 
 TEST(Fill, DrawsNothingAcrossAStepAndTheMaskSaysSo) {
     const Scene scene({});
-    std::vector<uint8_t> mask(scene.m_filled.size());
-    MaskFilled(scene.m_args, scene.m_filled.data(), mask.data());
+    std::vector<uint8_t> mask(scene.m_filled.size(), kMaskSeen);
+    MaskFilled(scene.m_args, scene.m_filled.data(), CPoolTurn(0), mask.data());
     AlignArgs args = scene.m_args;
     args.m_stepPermille = 1000;
     std::vector<uint16_t> closed(mask.size());

@@ -41,6 +41,7 @@ TEST(Ability, AcceptsItsBoundsAndRefusesWhatLiesBeyond) {
         {640, 480, 32, 0, 0, 0, 0, -1}};
     // More bytes than 64 bits count; of the last each block would do, their sum does not.
     const Ab tooLarge[] = {{INT_MAX, INT_MAX, 1, 1, 0, 0, 0, 0},
+                           {INT_MAX, INT_MAX, 2, 0, 0, 0, 0, 0},
                            {INT_MAX, INT_MAX, 4, 1, 0, 0, 0, 0},
                            {INT_MAX, 372529030, 4, 0, 0, 0, 0, 0}};
     const auto expect = [](const auto& abilities, int32_t status) {
@@ -55,15 +56,25 @@ TEST(Ability, AcceptsItsBoundsAndRefusesWhatLiesBeyond) {
     EXPECT_EQ(OXB3D_BINOSTEREO_CheckAbilityParam(nullptr), 0x10000014);
 }
 
+uint64_t DepthScratch(int32_t width, int32_t height, uint32_t threads = 1) {
+    ox3d::stereo::BinoObject object{};
+    object.m_ability = Ability(1, width, height, threads);
+    return ox3d::stereo::FusionDepthScratchSize(object).Bytes();
+}
+
 TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
     const auto up = [](uint64_t n) { return (n + 127) / 128 * 128; };
     const uint64_t pixels = 641 * 481;
     const uint64_t maps = 128 + 2 * up(8 * pixels);
-    const uint64_t depth = up(ox3d::stereo::FusionDepthScratchSize({641, 481}).Bytes());
+    const uint64_t depth = up(DepthScratch(641, 481));
     const uint64_t fuse = 128 + up(2 * pixels) + 2 * up(4 * pixels);
     const uint64_t fuseScratch = up(2 * pixels) + up(pixels) + up(22 * 641);
-    const uint64_t cases[][3] = {
-        {58, 384, 0}, {1, 384 + maps, depth}, {4, 384 + fuse, fuseScratch}, {63, 384 + maps + fuse, depth}};
+    const uint64_t saddles = up(8 * pixels + (uint64_t{64} << 10) + uint64_t{32} * 2 * 2);
+    const uint64_t cases[][3] = {{32, 384, 0},
+                                 {34, 384, saddles},
+                                 {1, 384 + maps, depth},
+                                 {4, 384 + fuse, fuseScratch},
+                                 {63, 384 + maps + fuse, depth}};
     for (const auto& [flags, persistent, scratch] : cases) {
         MemTab tab[8];
         std::memset(tab, 0xFF, sizeof tab);
@@ -73,9 +84,21 @@ TEST(Sizing, AddsPersistentNeedsAndSharesScratch) {
                                     {scratch, 128, 0, 0, 0, nullptr, nullptr, 1, {}}};
         EXPECT_EQ(std::memcmp(tab, expected, sizeof tab), 0) << flags;
     }
-    EXPECT_LE(ox3d::stereo::FusionDepthScratchSize({1280, 1024}).Bytes(),
-              uint64_t{149} << 20); // with the maps less than 170 MiB
-    EXPECT_LE(ox3d::stereo::FusionDepthScratchSize({640, 480}).Bytes(), uint64_t{48} << 20);
+    Ab ability = Ability(2);
+    ability.capabilityB = 0;          // taken as 2
+    ability.capabilityC = 4000000000; // as 50
+    MemTab tab[8];
+    ASSERT_EQ(OXB3D_BINOSTEREO_GetMemSize(&ability, tab), 0);
+    EXPECT_EQ(tab[1].size, up(8 * 640 * 480 + (64 << 10) + 32 * 2 * 50));
+    ability = {1280, 1024, 24, 1,
+               50,   50,   40, 0}; // both kinds of calibration, for the largest board and the most views
+    ASSERT_EQ(OXB3D_BINOSTEREO_GetMemSize(&ability, tab), 0);
+    EXPECT_LE(tab[1].size, up(8 * 1280 * 1024 + (64 << 10) + 64 * 50 * 50 * 40 * 3 + (8 << 10) * 40));
+    EXPECT_LE(tab[1].size, DepthScratch(1280, 1024));
+    for (const uint32_t threads : {1U, 4U}) {
+        EXPECT_LE(DepthScratch(1280, 1024, threads), uint64_t{140} << 20); // with the maps less than 160 MiB
+        EXPECT_LE(DepthScratch(640, 480, threads), uint64_t{43} << 20);    // less than 48
+    }
 }
 
 TEST(Create, ChecksTheTableInOrderAndWritesNothingWhereItFails) {
@@ -258,11 +281,11 @@ TEST(Configuration, TellsTheSizeOfARectificationMap) {
 TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
     const struct {
         uint32_t m_bit;
-        int32_t m_input, m_output; // bytes; 0: not implemented
-    } kTypes[17] = {{0, 0, 0},    {1, 428, 32}, {1, 128, 128}, {2, 80, 4},   {2, 0, 0},  {1, 128, 128},
-                    {4, 128, 64}, {8, 0, 0},    {16, 0, 0},    {16, 0, 0},   {16, 0, 0}, {2, 0, 0},
-                    {2, 0, 0},    {2, 80, 8},   {2, 0, 0},     {32, 128, 80}};
-    uint8_t record[512] = {};
+        int32_t m_input, m_output; // bytes
+    } kTypes[17] = {{0, 0, 0},    {1, 428, 32}, {1, 128, 128}, {2, 80, 4},     {2, 96, 16},   {1, 128, 128},
+                    {4, 128, 64}, {8, 64, 512}, {16, 64, 256}, {16, 224, 192}, {16, 64, 672}, {2, 80, 16},
+                    {2, 144, 16}, {2, 80, 8},   {2, 80, 8},    {32, 128, 80}};
+    uint8_t record[672] = {};
     for (const uint32_t bit : {1U, 2U, 4U, 8U, 16U, 32U}) {
         const CTestObject object(bit);
         for (int32_t type = 0; type <= 16; ++type) {
@@ -277,14 +300,12 @@ TEST(Process, AsksForItsAbilityBitThenBothRecordsThenTheirSizes) {
             }
             EXPECT_EQ(run(nullptr, input, record, output), 0x10000014);
             EXPECT_EQ(run(record, input + 1, nullptr, output), 0x10000014);
-            const int32_t wrongSize = input != 0 ? 0x1000000E : 0x10000000;
+            constexpr int32_t kWrongSize = 0x1000000E;
             for (const int32_t off : {-1, 1}) {
-                EXPECT_EQ(run(record, input + off, record, output), wrongSize);
-                EXPECT_EQ(run(record, input, record, output + off), wrongSize);
+                EXPECT_EQ(run(record, input + off, record, output), kWrongSize);
+                EXPECT_EQ(run(record, input, record, output + off), kWrongSize);
             }
-            if (input != 0) {
-                EXPECT_NE(run(record, input, record, output), wrongSize);
-            }
+            EXPECT_NE(run(record, input, record, output), kWrongSize);
         }
     }
 }

@@ -294,6 +294,11 @@ Result Align(Random& random, int32_t width, int32_t height) {
     Result result = BytesOf(filled);
     Append(mask, &result);
     Append(moved, &result);
+    std::fill_n(mask.Data(), pixels, uint8_t{1}); // no mask has it
+    const CPlane<uint8_t> alone(std::vector<uint8_t>(pixels, 2));
+    MaskFilled(args, filled.Data(), turn, mask.Data());
+    MaskFilled(args, filled.Data(), CPoolTurn(0), alone.Data());
+    EXPECT_EQ(BytesOf(mask), BytesOf(alone));
     return result;
 }
 

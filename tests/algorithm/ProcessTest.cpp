@@ -36,6 +36,11 @@ struct Planes {
     Planes() {
         for (size_t i = 0; i < kPixels; ++i) {
             grey.Data<uint8_t>()[i] = static_cast<uint8_t>(i % 640 / 3 + i / 640);
+            const auto column = static_cast<int32_t>(i % 640) - 200;
+            const auto row = static_cast<int32_t>(i / 640) - 150;
+            if (column >= 0 && row >= 0 && column < 180 && row < 180) { // a board of 2 x 2 corners
+                grey.Data<uint8_t>()[i] = (column / 60 + row / 60) % 2 != 0 ? 220 : 30;
+            }
             depth.Data<int16_t>()[i] = static_cast<int16_t>(500 + i % 640);
         }
     }
@@ -54,17 +59,30 @@ struct Records {
         const auto run = [&](const auto& in, auto& out) { return object.Process(type, in, out); };
         return type == 1    ? run(m_init, m_common)
                : type == 3  ? run(m_score, m_scores[0])
+               : type == 4  ? run(m_saddle, m_saddled)
                : type == 5  ? run(m_in, m_out)
                : type == 6  ? run(m_fuse, m_fused)
+               : type == 11 ? run(m_sharpness, m_sharp)
                : type == 13 ? run(m_several, m_severalOut)
+               : type == 14 ? run(m_saddles, m_saddlesOut)
                             : run(m_trans, m_transOut);
     }
 
     // disturb runs before every call. The result has a bit of every failure.
     int32_t RunAll(CTestObject& object, const std::function<void()>& disturb) {
         int32_t status = 0;
-        for (const auto& [type, mode] :
-             {std::pair{1, 1}, {3, 1}, {5, 1}, {13, 1}, {6, 3}, {6, 2}, {6, 1}, {15, 1}, {15, 2}}) {
+        for (const auto& [type, mode] : {std::pair{1, 1},
+                                         {3, 1},
+                                         {4, 1},
+                                         {5, 1},
+                                         {11, 1},
+                                         {13, 1},
+                                         {14, 1},
+                                         {6, 3},
+                                         {6, 2},
+                                         {6, 1},
+                                         {15, 1},
+                                         {15, 2}}) {
             object.SetParam(257, mode);
             m_transOut.points16 = m_planes.points.Data<int16_t>();
             m_transOut.pointsFloat = mode == 2 ? m_planes.points.Data<float>() : nullptr;
@@ -73,7 +91,10 @@ struct Records {
         }
         return status;
     }
-    bool IsUnwritten() const { return m_common.fx == 0 && m_common.baseLine == 0 && m_scores[0] == -77; }
+    bool IsUnwritten() const {
+        return m_common.fx == 0 && m_common.baseLine == 0 && m_scores[0] == -77 && m_sharp.score == -77 &&
+               m_saddled.score == -77 && m_boardsFound[0].score == -77;
+    }
 
     const Planes& m_planes;
     ZQA_IMAGE m_grey = Image(1, m_planes.grey.Data()), m_depth = Image(3, m_planes.depth.Data());
@@ -86,6 +107,14 @@ struct Records {
     ZQA_IMAGE m_fused = Image(3, m_planes.fused.Data());
     OXB3D_BINOSTEREO_REGION m_regions[2] = {{0, 0, 9, 9}, {630, 470, 10, 10}};
     OXB3D_BINOSTEREO_DEPTH_SCORE_INPUT m_score = {m_depth, m_regions[1]};
+    OXB3D_BINOSTEREO_SHARPNESS_SCORE_INPUT m_sharpness = {m_grey, {0, 0, 640, 480}};
+    OXB3D_BINOSTEREO_SHARPNESS_SCORE_OUTPUT m_sharp = {-77, 0, 0, 0};
+    OXB3D_BINOSTEREO_SADDLE_SCORE_INPUT m_saddle = {m_grey, {0, 0, 640, 480}, 2, 2, {}};
+    OXB3D_BINOSTEREO_SADDLE_SCORE_OUTPUT m_saddled = {-77, 0, 0, 0};
+    OXB3D_BINOSTEREO_SADDLE_REGION m_boards[2] = {{{170, 120, 240, 240}, 2, 2}, {{0, 0, 3, 3}, 2, 2}};
+    OXB3D_BINOSTEREO_SADDLE_SCORE_OUTPUT m_boardsFound[2] = {{-77, 0, 0, 0}, {-77, 0, 0, 0}};
+    OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_INPUT m_saddles = {m_grey, 2, 0, m_boards};
+    OXB3D_BINOSTEREO_SADDLE_SCORE_MROI_OUTPUT m_saddlesOut = {m_boardsFound};
     int32_t m_scores[2] = {-77, -77};
     OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_INPUT m_several = {m_depth, 2, 0, m_regions};
     OXB3D_BINOSTEREO_DEPTH_SCORE_MROI_OUTPUT m_severalOut = {m_scores};
@@ -115,6 +144,12 @@ const struct {
     {3, -11, {SET(score.depth.data[0], nullptr)}},
     {3, kRegion, {SET(score.region.width, 2), SET(score.region.height, INT_MIN)}},
     {3, kRegion, {SET(score.region.height, 2)}},
+    {4, kFormat, {SET(saddle.grey.format, 3)}},
+    {4, kSize, {SET(saddle.grey.width, 641), SET(saddle.grey.height, 0)}},
+    {4, kStep, {SET(saddle.grey.step[0], 639)}},
+    {4, kPlane, {SET(saddle.grey.data[0], nullptr)}},
+    {4, kRegion, {SET(saddle.region.x, -1), SET(saddle.region.height, 2), SET(saddle.columns, 1)}},
+    {4, kRegion, {SET(saddle.columns, 3), SET(saddle.rows, 3), SET(saddle.rows, INT_MIN)}},
     {5, kFormat, {SET(in.left.format, 2), SET(out.right.format, 2)}},
     {5, kSize, {SET(in.right.width, 641), SET(in.left.height, 479)}},
     {5, kStep, {SET(in.right.step[0], 639), SET(in.left.step[0], 639)}},
@@ -135,10 +170,20 @@ const struct {
     {kFusion, -21, {SET(frame.grey, nullptr)}},
     {kFusion, 0x32000002, {SET(config[6], 256)}},
     {kFusion, 0x32000004, {SET(config[7], 2)}},
+    {11, kFormat, {SET(sharpness.grey.format, 3)}},
+    {11, kSize, {SET(sharpness.grey.width, 641), SET(sharpness.grey.height, 0)}},
+    {11, kStep, {SET(sharpness.grey.step[0], 639)}},
+    {11, kPlane, {SET(sharpness.grey.data[0], nullptr)}},
+    {11, kRegion, {SET(sharpness.region.x, -1), SET(sharpness.region.y, 1), SET(sharpness.region.width, 2)}},
     {13, kNull, {SET(several.regions, nullptr), SET(severalOut.scores, nullptr)}},
     {13, kFormat, {SET(several.depth.format, 2)}},
     {13, kRegion, {SET(several.count, 0), SET(regions[1].height, 11), SET(regions[1].width, 2)}},
     {13, -11, {SET(several.depth.data[0], nullptr)}},
+    {14, kNull, {SET(saddles.regions, nullptr), SET(saddlesOut.results, nullptr)}},
+    {14, kFormat, {SET(saddles.grey.format, 2)}},
+    {14, kSize, {SET(saddles.grey.height, 481)}},
+    {14, kPlane, {SET(saddles.grey.data[0], nullptr)}},
+    {14, kRegion, {SET(saddles.count, 0), SET(boards[1].region.height, 2), SET(boards[1].rows, 3)}},
     {15, kNull, {SET(trans.sourceIntrinsics, nullptr), SET(transOut.targetDepth.data[0], nullptr)}},
     {15, kFormat, {SET(trans.sourceDepth.format, 77)}},
     {15, kStep, {SET(trans.sourceDepth.step[0], 600)}},
@@ -151,7 +196,7 @@ const struct {
 TEST(Processes, FindEveryFaultAloneAndBeforeThoseThatStandBehindIt) {
     const Planes planes;
     CTestObject object(63);
-    for (const int32_t process : {1, 3, 5, 6, 13, 15, kFusion}) {
+    for (const int32_t process : {1, 3, 4, 5, 6, 11, 13, 14, 15, kFusion}) {
         Records behind(planes);
         EXPECT_EQ(Records(planes).Run(object, process), 0) << process;
         for (size_t i = std::size(kFaults); i-- > 0;) {
@@ -202,6 +247,7 @@ TEST(Memory, IsNeitherReadNorWrittenBeyondWhatWasAskedFor) {
         for (const auto& [width, height] : {std::pair{640, 480}, {643, 491}}) {
             CTestObject object(63, width, height, against);
             EXPECT_EQ(records.RunAll(object, [] {}), 0);
+            EXPECT_TRUE(records.m_saddled.found == 1 && records.m_boardsFound[0].found == 1) << width;
         }
     }
 }

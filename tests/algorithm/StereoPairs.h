@@ -100,21 +100,24 @@ inline stereo::MatchSettings Settings(const Pair& pair, int32_t disparities, boo
 }
 
 // In memory of exactly the size that was asked for.
-inline std::vector<int16_t> Matched(const Pair& pair, const stereo::MatchSettings& settings,
-                                    EKernelTier tier) {
+inline std::vector<int16_t> Matched(const Pair& pair, const stereo::MatchSettings& settings, EKernelTier tier,
+                                    uint32_t threads = 1) {
     stereo::UseMatchKernelTier(tier);
     stereo::MatchBuffers buffers{};
     const int32_t w = pair.m_width;
     const int32_t h = pair.m_height;
-    const uint64_t bytes = stereo::LayOutMatch(w, h, settings.m_disparities, nullptr, &buffers).Bytes();
-    const CGuardedBlock block(bytes, EAgainst::End);
-    stereo::LayOutMatch(w, h, settings.m_disparities, block.Data<uint8_t>(), &buffers);
+    const stereo::MatchExtent extent{w, h, settings.m_disparities, threads};
+    const CGuardedBlock block(stereo::LayOutMatch(extent, nullptr, &buffers).Bytes(), EAgainst::End);
+    stereo::LayOutMatch(extent, block.Data<uint8_t>(), &buffers);
     stereo::FillView(pair.m_left.data(), w, w, h, false, buffers.m_left);
     stereo::FillView(pair.m_right.data(), w, w, h, true, buffers.m_right);
-    stereo::Match(settings, buffers);
+    const CThreadsAllowed allowed(threads);
+    const CPoolTurn turn(kMinSharedPixels);
+    EXPECT_EQ(turn.Threads(), threads);
+    const stereo::DisparityMap& found = stereo::Match(settings, buffers, turn);
     std::vector<int16_t> disparities;
     for (int32_t y = 0; y < h; ++y) {
-        const int16_t* const row = buffers.m_cleaned.Row(y);
+        const int16_t* const row = found.Row(y);
         disparities.insert(disparities.end(), row, row + w);
     }
     return disparities;

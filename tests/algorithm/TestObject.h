@@ -66,8 +66,9 @@ private:
     CGuardedBlock m_block;
 };
 
-inline OXB3D_BINOSTEREO_ABILITY Ability(uint32_t flags, int32_t width = 640, int32_t height = 480) {
-    return {width, height, flags, 1, 2, 2, 5, 0};
+inline OXB3D_BINOSTEREO_ABILITY Ability(uint32_t flags, int32_t width = 640, int32_t height = 480,
+                                        uint32_t threads = 1) {
+    return {width, height, flags, threads, 2, 2, 5, 0};
 }
 
 // Sized tables and the blocks they point to; creates nothing yet.
@@ -89,9 +90,9 @@ private:
 class CTestObject : public CMemory {
 public:
     explicit CTestObject(uint32_t flags, int32_t width = 640, int32_t height = 480,
-                         EAgainst against = EAgainst::End)
-        : CMemory(Ability(flags, width, height), against) {
-        const OXB3D_BINOSTEREO_ABILITY ability = Ability(flags, width, height);
+                         EAgainst against = EAgainst::End, uint32_t threads = 1)
+        : CMemory(Ability(flags, width, height, threads), against) {
+        const OXB3D_BINOSTEREO_ABILITY ability = Ability(flags, width, height, threads);
         EXPECT_EQ(OXB3D_BINOSTEREO_Create(&ability, Tab(), &m_handle), OXB3D_BINOSTEREO_OK);
     }
     void* Handle() const { return m_handle; }

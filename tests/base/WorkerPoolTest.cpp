@@ -157,6 +157,31 @@ TEST(WorkerPool, OfAParentIsNotItsChilds) {
     ExpectSideBySide(2);
 }
 
+TEST(WorkerPool, KeepsThreadsForTheRestOfTheProcessOnceAsked) {
+    if (kSanitized) {
+        GTEST_SKIP() << "needs a process of its own with threads";
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        g_hasThreads = false;
+        KeepPoolThreads(3);
+        bool isRight = Threads() == 1;
+        g_hasThreads = true;
+        KeepPoolThreads(3);
+        isRight = isRight && Threads() == 3;
+        KeepPoolThreads(2);
+        CPoolUse use;
+        use.Ask(4);
+        isRight = isRight && Granted(4) == 4;
+        use.Ask(1);
+        _exit(isRight && Threads() == 4 && Granted(4) == 4 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 TEST(WorkerPool, IsNoPlaceToCancelAThread) {
     CPoolUse use;
     use.Ask(2);

@@ -100,6 +100,10 @@ TEST_F(Recording, IsNotWrittenOverAnotherOneNorWhereThereIsNoRoom) {
     Add(1, 1000);
     EXPECT_FALSE(m_writer.Begin(&m_error));
     EXPECT_THAT(m_error, HasSubstr("holds a recording already"));
+    const uint8_t view[1] = {7};
+    ASSERT_TRUE(m_writer.WritePair(1, {1, 1}, view, view, &m_error)) << m_error;
+    fs::remove_all(m_folder.File("depth"));
+    EXPECT_FALSE(CRecordingWriter(m_folder.Path()).Begin(&m_error)) << "a pair is left";
     fs::remove_all(m_folder.File("depth"));
     EXPECT_FALSE(m_writer.Add(2, {1, 1}, std::vector<uint16_t>{1}.data(), {}, nullptr, &m_error));
     EXPECT_FALSE(CRecordingWriter("/proc/none").Begin(&m_error));

@@ -1,58 +1,11 @@
 // What clients ask of a camera's services, and what they are answered.
-#include "recording/Cdr.h"
 #include "ros2/CameraServices.h"
-#include "tests/ros2/TestDomain.h"
-#include "tests/support/Files.h"
-#include "tests/support/Process.h"
+#include "tests/ros2/ServiceClient.h"
 
 #include <gmock/gmock.h>
 
 namespace ox3d::ros2 {
 namespace {
-
-constexpr uint64_t kClient = 0x1122334455667788;
-constexpr int64_t kNumber = 7;
-
-class CRequestWriter {
-public:
-    CRequestWriter() : m_cdr(&m_bytes) {
-        m_cdr.Add(kClient);
-        m_cdr.Add(kNumber);
-    }
-    CCdrWriter& Cdr() { return m_cdr; }
-    CRequestWriter& Names(const std::vector<std::string>& names) {
-        m_cdr.Add(static_cast<uint32_t>(names.size()));
-        for (const std::string& name : names) {
-            m_cdr.Text(name);
-        }
-        return *this;
-    }
-    CRequestWriter& Value(uint8_t type, const ParameterValue& value, uint32_t integers = 0) {
-        m_cdr.Add(type);
-        m_cdr.Add(static_cast<uint8_t>(std::holds_alternative<bool>(value) && std::get<bool>(value)));
-        m_cdr.Add(std::holds_alternative<int64_t>(value) ? std::get<int64_t>(value) : int64_t{0});
-        m_cdr.Add(std::holds_alternative<double>(value) ? std::get<double>(value) : 0.0);
-        m_cdr.Text(std::holds_alternative<std::string>(value) ? std::get<std::string>(value) : "");
-        m_cdr.Array(std::array<uint32_t, 2>{});
-        m_cdr.Add(integers);
-        m_cdr.Array(std::vector<int64_t>(integers));
-        m_cdr.Array(std::array<uint32_t, 2>{});
-        return *this;
-    }
-    CRequestWriter& Parameters(const std::vector<Parameter>& parameters) {
-        m_cdr.Add(static_cast<uint32_t>(parameters.size()));
-        for (const auto& [name, value] : parameters) {
-            m_cdr.Text(name);
-            Value(static_cast<uint8_t>(value.index()), value);
-        }
-        return *this;
-    }
-    const ByteVector& Bytes() const { return m_bytes; }
-
-private:
-    ByteVector m_bytes;
-    CCdrWriter m_cdr;
-};
 
 // A gain of 1 to 4, and a text that cannot be set.
 class CTwoParameters : public IParameters {
@@ -82,29 +35,11 @@ public:
     double m_gain = 1.5;
 };
 
-// A reply behind its identity, which is the request's.
-CCdrReader ReplyOf(const ByteVector& reply) {
-    CCdrReader cdr(reply);
-    EXPECT_EQ(cdr.Take<uint64_t>(), kClient);
-    EXPECT_EQ(cdr.Take<int64_t>(), kNumber);
-    return cdr;
-}
-
 ByteVector Answer(EService service, const ByteVector& bytes, IParameters& parameters) {
     const auto request = ReadServiceRequest(service, bytes);
     EXPECT_TRUE(request.has_value());
-    return request ? AnswerTo(*request, parameters) : ByteVector();
-}
-
-void ExpectDouble(CCdrReader* cdr, double value) {
-    EXPECT_EQ(cdr->Take<uint8_t>(), 3u);
-    cdr->Take<uint8_t>();
-    cdr->Take<int64_t>();
-    EXPECT_EQ(cdr->Take<double>(), value);
-    EXPECT_EQ(cdr->Text(), "");
-    for (int array = 0; array < 5; ++array) {
-        EXPECT_EQ(cdr->Take<uint32_t>(), 0u);
-    }
+    std::vector<std::string> changed;
+    return request ? AnswerTo(*request, parameters, &changed) : ByteVector();
 }
 
 TEST(Ros2Requests, AreAnsweredInTheOrderOfTheirNames) {
@@ -236,52 +171,6 @@ TEST(Ros2Requests, AreRefusedWhereTheyAreNotWellFormed) {
     EXPECT_FALSE(ReadServiceRequest(EService::Trigger, bare));
 }
 
-constexpr auto kPatience = std::chrono::seconds(20);
-
-// A client of one service: like those of ROS 2 it has a writer of requests and a reader of replies.
-class CClient {
-public:
-    CClient(IDomain& domain, const std::string& space, EService service) {
-        const RosService& known = kServices[static_cast<size_t>(service)];
-        Topic topic;
-        topic.m_keptMessages = 0;
-        topic.m_name = "rr/" + space + "/" + known.m_name + "Reply";
-        topic.m_type = ServiceWireNameOf(known.m_reply);
-        m_replies = domain.Subscribe(topic, &m_error);
-        topic.m_name = "rq/" + space + "/" + known.m_name + "Request";
-        topic.m_type = ServiceWireNameOf(known.m_request);
-        m_requests = domain.Publish(topic, &m_error);
-        EXPECT_TRUE(m_requests != nullptr && m_replies != nullptr) << m_error;
-        const auto until = std::chrono::steady_clock::now() + kPatience;
-        while ((m_requests->Readers() == 0 || m_replies->Writers() == 0) &&
-               std::chrono::steady_clock::now() < until) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    void Send(ByteVector bytes) {
-        EXPECT_TRUE(m_requests->Write(std::make_shared<CMessage>(std::move(bytes))));
-    }
-    MessagePointer Take() { return m_replies->Take(kPatience); }
-    // The reply as it came, 4 bytes before its identity.
-    ByteVector Call(const CRequestWriter& request) {
-        Send(request.Bytes());
-        const MessagePointer reply = Take();
-        EXPECT_NE(reply, nullptr);
-        return reply == nullptr ? ByteVector() : ByteVector(reply->Bytes().begin(), reply->Bytes().end());
-    }
-
-private:
-    std::string m_error;
-    std::unique_ptr<IWriter> m_requests;
-    std::unique_ptr<IReader> m_replies;
-};
-
-CRequestWriter TriggerRequest() {
-    CRequestWriter request;
-    request.Cdr().Add(uint8_t{0});
-    return request;
-}
-
 TEST(Ros2Services, AnswerTheFirstRequestAndSurviveWhatIsNoRequest) {
     std::string error;
     const auto domain = OpenDomain(91, &error);
@@ -291,7 +180,7 @@ TEST(Ros2Services, AnswerTheFirstRequestAndSurviveWhatIsNoRequest) {
     GraphNode node;
     services->AddTo(&node);
     EXPECT_EQ(node.m_readers.size(), 7u);
-    EXPECT_EQ(node.m_writers.size(), 7u);
+    EXPECT_EQ(node.m_writers.size(), 8u); // of events, too
     CClient trigger(*domain, "cell/left", EService::Trigger);
     const ByteVector refused = trigger.Call(TriggerRequest());
     CCdrReader cdr = ReplyOf(refused);
@@ -356,64 +245,6 @@ TEST(Ros2Services, DropWhatComesWhileSixteenRequestsWait) {
     } while (figures.m_answered + figures.m_dropped < kSent && std::chrono::steady_clock::now() < until);
     EXPECT_EQ(figures.m_answered + figures.m_dropped, kSent);
     EXPECT_LE(figures.m_answered, 17u); // one was being answered
-}
-
-// The command with a virtual camera: features are set with the checks of "ox3d set", and a trigger makes a frame.
-TEST(Ros2Services, SetTheFeaturesOfACamera) {
-    std::string error;
-    const auto domain = OpenDomain(92, &error);
-    const test::CTempFolder folder;
-    test::CProcess tool(
-        {OX3D_TOOL, "ros2", "--provider", OX3D_VIRTUAL_PROVIDER, "--domain", "92", "--no-graph"},
-        folder.Path().string(), {});
-    CClient set(*domain, "camera", EService::SetParameters);
-    CClient all(*domain, "camera", EService::SetParametersAtomically);
-    CClient get(*domain, "camera", EService::GetParameters);
-    CClient list(*domain, "camera", EService::ListParameters);
-    CRequestWriter every;
-    every.Names({}).Cdr().Add(uint64_t{0});
-    uint32_t names = 0;
-    const auto until = std::chrono::steady_clock::now() + kPatience;
-    while (names == 0 && std::chrono::steady_clock::now() < until) { // until the camera is open
-        const ByteVector listed = list.Call(every);
-        names = ReplyOf(listed).Take<uint32_t>();
-    }
-    EXPECT_GT(names, 10u);
-
-    const ByteVector results = set.Call(CRequestWriter().Parameters({{"TriggerMode", std::string("On")},
-                                                                     {"TriggerMode", std::string("Maybe")},
-                                                                     {"TriggerMode", true},
-                                                                     {"ExposureTime", 5000.0},
-                                                                     {"ExposureTime", 1e300},
-                                                                     {"None", int64_t{1}}}));
-    CCdrReader cdr = ReplyOf(results);
-    ASSERT_EQ(cdr.Take<uint32_t>(), 6u);
-    const auto expect = [&cdr](bool isSet, const std::string& reason) {
-        EXPECT_EQ(cdr.Take<uint8_t>(), isSet ? 1u : 0u) << reason;
-        EXPECT_THAT(cdr.Text(), testing::HasSubstr(reason));
-    };
-    expect(true, "");
-    expect(false, "possible: ");
-    expect(false, "is of another type: Enumeration");
-    expect(true, "");
-    expect(false, "possible: ");
-    expect(false, "no feature");
-
-    const ByteVector none = all.Call(
-        CRequestWriter().Parameters({{"ExposureTime", 6000.0}, {"TriggerMode", std::string("Maybe")}}));
-    cdr = ReplyOf(none);
-    expect(false, "taken back");
-    const ByteVector values = get.Call(CRequestWriter().Names({"ExposureTime"}));
-    cdr = ReplyOf(values);
-    EXPECT_EQ(cdr.Take<uint32_t>(), 1u);
-    ExpectDouble(&cdr, 5000);
-
-    CClient trigger(*domain, "camera", EService::Trigger);
-    const ByteVector triggered = trigger.Call(TriggerRequest());
-    cdr = ReplyOf(triggered);
-    expect(true, "");
-    tool.Signal(SIGINT);
-    EXPECT_EQ(tool.Finish(), 0) << tool.Output();
 }
 
 } // namespace

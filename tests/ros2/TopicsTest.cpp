@@ -1,5 +1,6 @@
 // What is published of a camera, read back through the module that speaks DDS.
 #include "ros2/CameraTopics.h"
+#include "ros2/Discovery.h"
 #include "ros2/RosTypes.h"
 #include "tests/ros2/TestDomain.h"
 
@@ -205,6 +206,37 @@ TEST_F(Ros2Topics, NamesThatRosDoesNotTakeAreRefused) {
     void* const module = dlopen(OX3D_ROS2_MODULE, RTLD_NOW | RTLD_LOCAL);
     const auto open = reinterpret_cast<OpenFunction>(dlsym(module, kOpenSymbol));
     EXPECT_EQ(open(foreign, &m_error), nullptr);
+}
+
+TEST(Ros2Discovery, IsWhatTheVariablesOfNodesSay) {
+    const struct {
+        const char* m_localOnly;
+        const char* m_range;
+        bool m_isDone;
+        bool m_isLocal;
+        bool m_isNoted;
+        std::vector<std::string> m_peers;
+    } cases[] = {{"", "", true, false, false, {"own", "a", "10.0.0.2"}},
+                 {"0", "SUBNET", true, false, false, {"own", "a", "10.0.0.2"}},
+                 {"", "LOCALHOST", true, true, false, {"own", "a", "10.0.0.2"}},
+                 {"", "localhost", true, true, true, {"own", "a", "10.0.0.2"}},
+                 {"", "SYSTEM_DEFAULT", true, false, false, {"own"}},
+                 {"1", "OFF", true, true, false, {"own"}},
+                 {"", "OFF", false, false, false, {"own"}}};
+    setenv("ROS_STATIC_PEERS", ";a;;10.0.0.2;", 1);
+    for (const auto& [localOnly, range, isDone, isLocal, isNoted, peers] : cases) {
+        setenv("ROS_LOCALHOST_ONLY", localOnly, 1);
+        setenv("ROS_AUTOMATIC_DISCOVERY_RANGE", range, 1);
+        DomainOptions options;
+        options.m_peers = {"own"};
+        std::string note;
+        std::string error;
+        EXPECT_EQ(ReadDiscovery(&options, &note, &error), isDone) << range;
+        EXPECT_EQ(error.empty(), isDone);
+        EXPECT_EQ(options.m_isLocal, isLocal) << range;
+        EXPECT_EQ(!note.empty(), isNoted) << range;
+        EXPECT_EQ(options.m_peers, peers) << range;
+    }
 }
 
 } // namespace

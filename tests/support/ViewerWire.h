@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <netinet/in.h>
 #include <poll.h>
 #include <string>
@@ -55,6 +56,15 @@ public:
         }
         return !m_isOpen;
     }
+    // Whether the server says good-bye to a WebSocket client, and goes when it is answered, as browsers do.
+    bool IsSentAway() {
+        std::string head = Receive(2);
+        while (head.size() == 2 && head[0] != kClose) {
+            const size_t length = static_cast<uint8_t>(head[1]); // what else may come is short
+            head = Receive(length).size() == length ? Receive(2) : "";
+        }
+        return (head.empty() || SendFrame(Receive(static_cast<uint8_t>(head[1])), kClose)) && IsClosed();
+    }
     std::string Head() {
         std::string head;
         while (!head.ends_with("\r\n\r\n")) {
@@ -89,13 +99,14 @@ public:
         }
         return Send(frame + std::string(4, '\0') + text);
     }
-    // The next message but signs of life.
+    // The next message but signs of life; "closed" where nothing else comes.
     std::string Message() {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
         std::string message = AnyMessage();
-        while (message == kAlive) {
+        while (message == kAlive && std::chrono::steady_clock::now() < end) {
             message = AnyMessage();
         }
-        return message;
+        return message == kAlive ? "closed" : message;
     }
     // The next message, of whatever fragments. Pings are answered.
     std::string AnyMessage() {
@@ -137,6 +148,7 @@ public:
     }
 
 private:
+    static constexpr char kClose = '\x88';
     static constexpr char kPing = '\x89';
 
     std::string HeadersWith(const std::string& own) const {

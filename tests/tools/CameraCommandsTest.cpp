@@ -66,12 +66,15 @@ TEST_F(CameraCommands, FeaturesAreListedReadAndSetByName) {
               R"({"ChunkModeActive":true,"ExposureTime":5000.0,"Height":480,"TriggerSource":"Software"})");
 }
 
-TEST_F(CameraCommands, KeysThatActOnEthernetCamerasAloneAreSetForUsbOnesWithANote) {
+TEST_F(CameraCommands, KeysOfTheLibraryAreSetWithANoteOfTheirReach) {
     UseCameras({"serial = E1", "transport = usb\nserial = U1"});
     const std::string note = " acts on Ethernet cameras only; frames of this USB camera stay as they are\n";
     EXPECT_THAT(Say({"set ImageAlign=0 Ox3dThreads=2 --serial U1", 0, "ImageAlign=0\n"}),
                 AllOf(HasSubstr("ox3d: ImageAlign" + note), Not(HasSubstr("Ox3dThreads" + note))));
-    EXPECT_THAT(Say({"set ImageAlign=0 --serial E1", 0, "ImageAlign=0\n"}), Not(HasSubstr(note)));
+    const std::string end = " is the library's own and ends with this command; ";
+    EXPECT_THAT(Say({"set ExposureTime=5000 ImageAlign=0 --serial E1", 0, "ImageAlign=0\n"}),
+                AllOf(HasSubstr("ox3d: ImageAlign" + end), Not(HasSubstr("ExposureTime" + end)),
+                      Not(HasSubstr(note))));
 }
 
 TEST_F(CameraCommands, AWrongNameOrValueIsToldWithWhatIsPossibleBeforeAnythingIsSet) {

@@ -97,7 +97,7 @@ HostFacts HealthyHost() {
     facts.m_usbMemoryMb = 1000;
     facts.m_udevRule = "/etc/udev/rules.d/60-cameras.rules";
     facts.m_tool = "/opt/my tools/ox3d";
-    facts.m_cameras = {{"S1'; reboot", kCameraIp, MaskOfLength(24), kHostIp, "", 8192, 8060000}};
+    facts.m_cameras = {{"S1'; reboot", kCameraIp, MaskOfLength(24), kHostIp, "", 8192, 8060000, false, ""}};
     return facts;
 }
 
@@ -170,6 +170,8 @@ const std::tuple<const char*, EMark, const char*, std::vector<Spoil>> kRows[] = 
     {"camera address", Problem, "--serial 'S1'\\''; reboot' --set-ip", {Set(&CameraFacts::m_ip, 0x0A000005)}},
     {"camera address", Problem, "the host's own address", {Set(&CameraFacts::m_ip, kHostIp)}},
     {"camera address", Problem, "10: it does not answer", {Set(&CameraFacts::m_isOutOfReach, true)}},
+    {"camera kind", Note, "info --3d --serial 'S1'", {Set(&CameraFacts::m_kind, "Plain2d")}},
+    {"camera kind", Ok, ": Sfnc3d", {Set(&CameraFacts::m_kind, "Sfnc3d")}},
     {"USB memory", Note, "echo 8192 ", {Set(kPayload, UINT64_MAX)}}, // what is not believed
     {"USB memory", Note, "echo 1000 | sudo tee /sys/module/usbcore/par", {Set(kUsbMemory, 61)}},
     {"USB memory", Ok, "limit is 62", {Set(kUsbMemory, 62), Usb(true)}},

@@ -13,7 +13,7 @@ namespace ox3d::test {
 namespace {
 
 TEST_F(ToolRun, RecordsAFileThatIsTheSameCameraAgain) {
-    UseCameras({"serial = E7\nmodel = Eleven\nuser_name = left\nfps = 60\ntransport = usb"});
+    UseCameras({"serial = E7\nmodel = Eleven\nuser_name = left\nfps = 20\ntransport = usb"});
     Run({"record", "a.mcap", "--frames", "6", "--color", "raw"}, 0, {"\n6 frames, ", " fps, 0 dropped, "});
     Run({"info", "--recording", "a.mcap"}, 0,
         {"USB3 Vision", "model                    Eleven\n", "serial number            E7\n", "left\n",

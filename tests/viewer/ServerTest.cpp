@@ -57,6 +57,9 @@ public:
 class ViewerServer : public Test {
 protected:
     void Begin(bool isReadOnly = false, unsigned idleSeconds = 10, const char* address = "127.0.0.1") {
+        m_options.m_isReadOnly = isReadOnly;
+        m_options.m_idleSeconds = idleSeconds;
+        m_options.m_address = address;
         void* const module = dlopen(OX3D_VIEWER_MODULE, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(module, nullptr) << dlerror();
         const auto serve = reinterpret_cast<ServeFunction>(dlsym(module, kServeSymbol));
@@ -64,23 +67,19 @@ protected:
         std::filesystem::create_directories(m_folder.Path() / "page");
         test::WriteFile(m_folder.File("page/index.html"), "<p>page");
         test::WriteFile(m_folder.File("secret"), "secret");
-        ServerOptions options;
-        options.m_port = 0;
-        options.m_token = kToken;
-        options.m_isReadOnly = isReadOnly;
-        options.m_pageFolder = m_folder.File("page");
-        options.m_idleSeconds = idleSeconds;
-        options.m_address = address;
-        options.m_maxAnswerBytes = size_t{64} << 20U;
+        m_options.m_port = 0;
+        m_options.m_token = kToken;
+        m_options.m_pageFolder = m_folder.File("page");
+        m_options.m_maxAnswerBytes = size_t{64} << 20U;
         g_isOver.store(false);
         std::future<uint16_t> port = m_listening.get_future();
-        m_thread = std::thread([this, serve, options] {
+        m_thread = std::thread([this, serve] {
             std::string error;
             const auto onListening = [](uint16_t at, void* user) {
                 static_cast<std::promise<uint16_t>*>(user)->set_value(at);
             };
             if (!serve(
-                    options, m_stage, [] { return g_isOver.load(); }, onListening, &m_listening, &error)) {
+                    m_options, m_stage, [] { return g_isOver.load(); }, onListening, &m_listening, &error)) {
                 m_listening.set_value(0);
             }
         });
@@ -121,6 +120,7 @@ protected:
     }
 
     test::CTempFolder m_folder;
+    ServerOptions m_options;
     CStage m_stage;
     std::promise<uint16_t> m_listening;
     std::thread m_thread;
@@ -130,17 +130,22 @@ protected:
 const std::string kBearer = "Authorization: Bearer " + kToken + "\r\n";
 
 TEST_F(ViewerServer, ServesItsFilesAndNoOthers) {
+    std::filesystem::create_directories(m_folder.Path() / "page");
+    test::WriteFile(m_folder.File("page/.hidden"), "secret");
+    std::filesystem::create_symlink(m_folder.File("secret"), m_folder.File("page/link.html"));
     Begin();
+    test::WriteFile(m_folder.File("page/later.html"), "secret"); // what is served was read at the start
     const std::string page = CWire(m_port).Ask("GET /");
     EXPECT_THAT(page, StartsWith("HTTP/1.1 200"));
     EXPECT_THAT(page, EndsWith("<p>page"));
     EXPECT_THAT(page, HasSubstr("content-security-policy: default-src 'none'; script-src 'self'"));
     EXPECT_THAT(page, HasSubstr("referrer-policy: no-referrer"));
     EXPECT_THAT(CWire(m_port).Ask("GET /healthz"), EndsWith(R"({"status":"ok"})"));
-    for (const char* const path :
-         {"/secret", "/../secret", "/%2e%2e/secret", "/..%2fsecret", "//etc/passwd", "/index.html/"}) {
-        EXPECT_THAT(CWire(m_port).Ask(std::string("GET ") + path), Not(HasSubstr("secret\n"))) << path;
-        EXPECT_THAT(Status(std::string("GET ") + path), Ne("200")) << path;
+    for (const char* const path : {"/secret", "/../secret", "/%2e%2e/secret", "/..%2fsecret", "//etc/passwd",
+                                   "/index.html/", "/.hidden", "/link.html", "/later.html"}) {
+        const std::string answer = CWire(m_port).Ask(std::string("GET ") + path);
+        EXPECT_THAT(answer, Not(HasSubstr("\r\n\r\nsecret"))) << path;
+        EXPECT_THAT(answer, Not(StartsWith("HTTP/1.1 200"))) << path;
     }
 }
 
@@ -166,6 +171,8 @@ TEST_F(ViewerServer, HandsOnWhatIsAllowedAndRefusesTheRest) {
          kBearer + body + "Origin: http://localhost:" + std::to_string(m_port) +
              "\r\nHost: localhost:" + std::to_string(m_port) + "\r\n",
          "200"},
+        {"GET /api/cameras", kBearer + "Host: [::1]:" + std::to_string(m_port) + "\r\n", "200"},
+        {"GET /api/cameras", kBearer + "Host: [::2]:" + std::to_string(m_port) + "\r\n", "403"},
         {"GET /api/cameras", kBearer + "Sec-Fetch-Site: cross-site\r\n", "403"},
         {"GET /api/cameras", kBearer + "Sec-Fetch-Site: same-site\r\n", "403"},
         {"GET /api/cameras", kBearer + "Sec-Fetch-Site: same-origin\r\n", "200"},
@@ -192,6 +199,24 @@ TEST_F(ViewerServer, IsCalledByTheAddressThatAClientReachesItAt) {
     const std::string host = "Host: 127.0.0.3:" + std::to_string(m_port) + "\r\n";
     EXPECT_EQ(Status("GET /api/cameras", kBearer + host), "403"); // reached at 127.0.0.1
     EXPECT_EQ(Status("GET /api/cameras", kBearer), "200");
+}
+
+TEST_F(ViewerServer, SaysWhyItCannotListen) {
+    Begin();
+    const auto serve =
+        reinterpret_cast<ServeFunction>(dlsym(dlopen(OX3D_VIEWER_MODULE, RTLD_NOW), kServeSymbol));
+    CStage stage;
+    const auto reasonOf = [&](const char* address) {
+        ServerOptions options = m_options;
+        options.m_address = address;
+        options.m_port = m_port;
+        std::string error;
+        EXPECT_FALSE(serve(
+            options, stage, [] { return true; }, [](uint16_t, void*) {}, nullptr, &error));
+        return error;
+    };
+    EXPECT_THAT(reasonOf("127.0.0.1"), HasSubstr("--port takes another"));
+    EXPECT_THAT(reasonOf("203.0.113.1"), HasSubstr("no such address"));
 }
 
 TEST_F(ViewerServer, ShowsACameraAsSoonAsItIsThere) {
@@ -242,9 +267,10 @@ TEST_F(ViewerServer, SendsOthersEveryImageWhileOneStalls) {
     }
     const auto alive =
         std::count_if(packets.begin(), packets.end(), [](const auto& packet) { return !packet.expired(); });
-    EXPECT_LE(alive, 3); // what waits for the one, and what is just sent
-    EXPECT_EQ(stalled->Number(), 1U);
-    Acknowledge(*stalled, 1);
+    EXPECT_LE(alive, 3);                      // what waits for the one, and what is just sent
+    const uint32_t first = stalled->Number(); // the newest when the server came round to it
+    EXPECT_LT(first, 100U);
+    Acknowledge(*stalled, first);
     EXPECT_EQ(stalled->Number(), 100U);
 }
 
@@ -260,7 +286,7 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     for (const char firstByte : {'\x82', '\x83', '\xF1'}) { // binary, an unknown kind, reserved bits
         const auto wire = Look();
         wire->SendFrame("{}", firstByte);
-        EXPECT_TRUE(wire->IsClosed());
+        EXPECT_TRUE(wire->IsSentAway());
     }
     EXPECT_NE(Status("POST /api/run/X", kBearer + "Content-Length: 1000000\r\n", std::string(100000, 'x')),
               "200");
@@ -282,19 +308,73 @@ TEST_F(ViewerServer, OutlivesGarbageAndGreed) {
     many.clear();
     while (CWire(m_port).Ask("GET /healthz").empty()) { // until those are gone
     }
+}
+
+TEST_F(ViewerServer, LeavesPlacesForClientsOfOtherAddresses) {
+    Begin();
     std::vector<std::unique_ptr<CWire>> clients;
-    clients.reserve(40);
-    size_t accepted = 1;
-    for (int i = 0; i < 40; ++i) {
-        clients.push_back(std::make_unique<CWire>(m_port));
-        accepted += clients.back()->Upgrade("ox3d.v1, ox3d.token." + kToken) ? 1 : 0;
-        clients.back()->SendFrame(R"({"type":"subscribe","camera":"A","streams":[]})");
+    const auto placesOf = [&](const char* address) {
+        size_t accepted = 0;
+        for (int i = 0; i < 20; ++i) {
+            clients.push_back(std::make_unique<CWire>(m_port, address));
+            accepted += clients.back()->Upgrade("ox3d.v1, ox3d.token." + kToken) ? 1 : 0;
+            clients.back()->SendFrame(R"({"type":"subscribe","camera":"A","streams":[]})");
+        }
+        return accepted;
+    };
+    EXPECT_EQ(placesOf("127.0.0.1"), 16U);
+    EXPECT_EQ(placesOf("127.0.0.2"), 16U);
+    EXPECT_EQ(placesOf("127.0.0.3"), 0U);
+}
+
+TEST_F(ViewerServer, GivesUpAnswersThatAreNotMadeOrNotReadInTime) {
+    m_options.m_answerSeconds = 1;
+    m_options.m_leastBytesPerSecond = 1U << 30U;
+    Begin(false, 60);
+    CWire stuck(m_port);
+    CWire slow(m_port);
+    stuck.Send("GET /api/camera?id=stuck HTTP/1.1\r\nHost: localhost\r\n" + kBearer + "\r\n");
+    slow.Send("GET /snapshot/big HTTP/1.1\r\nHost: localhost\r\n" + kBearer + "\r\n");
+    EXPECT_THAT(slow.Head(), StartsWith("HTTP/1.1 200"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200)); // 45 more than the second are allowed
+    EXPECT_EQ(stuck.Head(), "");
+    EXPECT_LT(slow.Receive(size_t{48} << 20U).size(), size_t{48} << 20U);
+    EXPECT_TRUE(slow.IsClosed());
+    m_stage.m_unstuck.set_value();
+    EXPECT_EQ(Status("GET /api/camera?id=A", kBearer), "200");
+}
+
+TEST_F(ViewerServer, RefusesRequestsThatComeTooFastAndNobodyElses) {
+    m_options.m_requestsPerSecond = 2;
+    Begin();
+    const auto spend = [&](const std::string& line, const std::string& headers) {
+        std::string status = "200";
+        for (int i = 0; i < 100 && status == "200"; ++i) {
+            status = Status(line, headers);
+        }
+        return status;
+    };
+    EXPECT_EQ(spend("GET /", ""), "429");
+    EXPECT_THAT(CWire(m_port, "127.0.0.2").Ask("GET /"), StartsWith("HTTP/1.1 200"));
+    EXPECT_EQ(Status("GET /api/cameras", kBearer), "200"); // files do not use up what the token allows
+    EXPECT_EQ(spend("GET /api/cameras", kBearer), "429");
+    std::string again;
+    while ((again = Status("GET /")) == "429") { // half a second later
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    EXPECT_EQ(accepted, 32U);
+    EXPECT_EQ(again, "200");
 }
 
 TEST_F(ViewerServer, WaitsForNoOneForEver) {
+    m_options.m_pingSeconds = 1; // the least that libwebsockets counts, with the answer's
+    m_options.m_goneSeconds = 2;
     Begin(false, 1);
+    const auto halfOpen = Look(); // acknowledges nothing, as one whose host lost its power
+    const auto quiet = Look();
+    std::jthread pongs(
+        [&] { EXPECT_EQ(quiet->Message(), "the end"); }); // until then it says nothing but that it is there
+    const auto rude = Look();
+    rude->SendFrame("{}", '\x83'); // and says nothing when it is sent away for that
     CWire silent(m_port);
     CWire mute(m_port);
     ASSERT_TRUE(mute.Upgrade("ox3d.v1, ox3d.token." + kToken));
@@ -315,6 +395,10 @@ TEST_F(ViewerServer, WaitsForNoOneForEver) {
     EXPECT_TRUE(mute.IsClosed()); // it has subscribed to nothing
     EXPECT_TRUE(bodyless.IsClosed());
     EXPECT_TRUE(endless.IsClosed());
+    EXPECT_TRUE(rude->IsClosed());
+    EXPECT_TRUE(halfOpen->IsClosed());
+    m_stage.m_audience.load()->Tell({"end", "the end", 7, EAudience::All});
+    pongs.join();
 }
 
 } // namespace

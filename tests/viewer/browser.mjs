@@ -3,20 +3,25 @@
 import assert from "node:assert/strict";
 import { execFileSync, spawn } from "node:child_process";
 import { once } from "node:events";
-import { existsSync, mkdirSync, rmSync, writeFileSync } from "node:fs";
+import { existsSync, mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { join, resolve } from "node:path";
 import { createInterface } from "node:readline";
 import { after, before, test } from "node:test";
+import { pathToFileURL } from "node:url";
 import { distance, roomPoint } from "./scene.mjs";
 
 const [tool, modules] = process.argv.slice(2).map((path) => resolve(path));
 const puppeteer = createRequire(join(modules, "x.js"))("puppeteer-core").default;
+const { decode } = await import(pathToFileURL(join(modules, "fast-png", "lib", "index.js")));
 
 const kPatienceMs = 90000;
 const kToken = "0123456789abcdefBROWSER";
 const kCamera = "VIEW01";
 const kRecording = "recording-1";
+// Without noise a pixel's truth is known; the frames of one cycle cost their rendering once. The time that it stays away
+// after a reset is what the page shows "lost" for.
+const kCameras = `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = 20\nfps = 5\nfault = replug_after 1500\n`;
 const work = resolve("work");
 const complaints = [];
 let server, origin, browser, page;
@@ -27,8 +32,9 @@ const environment = {
 };
 delete environment.OX3D_VIEWER_DIR;
 
-async function startServer(port) {
-  server = spawn(tool, ["view", "--port", port, "--token", kToken, "--recording", join(work, "scene.mcap"), "--record-dir", work],
+async function startServer(port, recordings = [join(work, "scene.mcap")]) {
+  const shown = recordings.flatMap((file) => ["--recording", file]);
+  server = spawn(tool, ["view", "--port", port, "--token", kToken, ...shown, "--record-dir", work],
     { env: environment, cwd: work, stdio: ["ignore", "pipe", "inherit"] });
   const [line] = await Promise.race([once(createInterface({ input: server.stdout }), "line"),
     once(server, "exit").then(([code]) => assert.fail(`ox3d view has ended: ${code}`))]);
@@ -138,6 +144,28 @@ async function enter(row, value) {
   }, String(value));
 }
 
+// The file that a key saves, as the browser's user finds it.
+async function saved(key) {
+  const folder = join(work, "saved");
+  const had = new Set(existsSync(folder) ? readdirSync(folder) : []);
+  await page.keyboard.press(key);
+  for (const end = Date.now() + kPatienceMs; ; await new Promise((resolve) => setTimeout(resolve, 100))) {
+    const whole = existsSync(folder) && readdirSync(folder).find((name) => !had.has(name) && !name.endsWith(".crdownload"));
+    if (whole) {
+      return readFileSync(join(folder, whole));
+    }
+    assert.ok(Date.now() < end, `nothing was saved by ${key}`);
+  }
+}
+
+function pointsOf(ply) {
+  const head = ply.toString("latin1", 0, ply.indexOf("end_header\n") + 11);
+  const count = Number(/element vertex (\d+)/.exec(head)[1]);
+  assert.match(head, /uchar blue/);
+  assert.equal(ply.length, head.length + 15 * count);
+  return { count, point: (i) => [0, 4, 8].map((at) => 1000 * ply.readFloatLE(head.length + 15 * i + at)) };
+}
+
 const result = (name, wanted) => waitFor((of, what) => document.querySelector(`[data-feature="${of}"]`)?.dataset.result === what, name, wanted);
 
 // ---- The whole way --------------------------------------------------------------------------------------------
@@ -145,11 +173,9 @@ const result = (name, wanted) => waitFor((of, what) => document.querySelector(`[
 before(async () => {
   rmSync(work, { recursive: true, force: true });
   mkdirSync(work, { recursive: true });
-  // Without noise a pixel's truth is known; the frames of one cycle cost their rendering once. The time that it stays away
-  // after a reset is what the page shows "lost" for.
-  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS,
-    `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = 20\nfps = 5\nfault = replug_after 1500\n`);
+  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS, kCameras);
   execFileSync(tool, ["record", join(work, "scene.mcap"), "--frames", "12"], { env: environment, cwd: work, stdio: ["ignore", "ignore", "inherit"] });
+  execFileSync(tool, ["convert", "--to", "png", join(work, "scene.mcap"), join(work, "scene")], { env: environment, cwd: work, stdio: ["ignore", "ignore", "inherit"] });
   const url = await startServer("0");
   origin = new URL(url).origin;
   const executablePath = ["/usr/bin/chromium", "/usr/bin/chromium-browser"].find(existsSync);
@@ -159,6 +185,7 @@ before(async () => {
     args: ["--no-sandbox", "--disable-dev-shm-usage", "--use-angle=swiftshader", "--enable-unsafe-swiftshader"],
     defaultViewport: { width: 1280, height: 720 },
   });
+  await (await browser.target().createCDPSession()).send("Browser.setDownloadBehavior", { behavior: "allowAndName", downloadPath: join(work, "saved") });
   page = await browser.newPage();
   page.setDefaultTimeout(kPatienceMs);
   page.on("pageerror", (error) => complaints.push(`${error.stack ?? error}`));
@@ -195,6 +222,27 @@ test("depth, color and cloud are those of the scene, and the token is gone from 
   await page.screenshot({ path: "viewer.png" });
 });
 
+test("a place that is pointed at in color is told by the depth that sees it through the other lens", async () => {
+  const { streams, depthToColor: { rotation: r, translation: t } } = await api(`/api/camera?id=${kCamera}`);
+  const { width, height } = await page.$eval(inView("color", ".picture"), ({ width, height }) => ({ width, height }));
+  assert.deepEqual([width, height], [streams.color.width, streams.color.height]);
+  for (const [u, v] of [[0.4, 0.08], [0.9, 0.95]].map(([x, y]) => [Math.round(x * width), Math.round(y * height)])) {
+    const { x, y } = await placeOf("color", u, v);
+    await page.mouse.move(x, y);
+    await waitText(value("depth"), /\d/);
+    const told = [await numberOf("X"), await numberOf("Y"), await numberOf("Z")];
+    const [atU, atV] = (await textOf(value("pixel"))).split(",").map(Number);
+    const wall = roomPoint(streams.depth, atU, atV);
+    assert.ok(distance({ x: told[0], y: told[1], z: told[2] }, wall) < 2, `${told} for ${Object.values(wall)}`);
+    const [px, py, pz] = [0, 1, 2].map((row) => r[3 * row] * told[0] + r[3 * row + 1] * told[1] + r[3 * row + 2] * told[2] + t[row]);
+    const { fx, fy, cx, cy } = streams.color;
+    const off = Math.hypot((fx * px) / pz + cx - u, (fy * py) / pz + cy - v);
+    assert.ok(off < 1.5 * Math.max(1, fx / streams.depth.fx), `told ${off} pixels of color away`);
+    await page.mouse.move(0, 0);
+    await waitText(value("depth"), /^–$/);
+  }
+});
+
 test("a distance picked in depth and one picked in the cloud are the room's", async () => {
   const { streams, depthAligned } = await api(`/api/camera?id=${kCamera}`);
   assert.equal(depthAligned, false);
@@ -219,7 +267,7 @@ test("a distance picked in depth and one picked in the cloud are the room's", as
   await page.keyboard.press("Escape");
   await page.keyboard.press("m");
   const box = await (await page.$(inView("cloud", "canvas"))).boundingBox();
-  for (const [x, y] of [[0.3, 0.22], [0.95, 0.2]]) { // left and right on the back wall, beside the picture
+  for (const [x, y] of [[0.3, 0.3], [0.78, 0.3]]) { // left and right on the back wall, beside the picture
     await page.mouse.click(box.x + x * box.width, box.y + y * box.height);
   }
   const inCloud = await measured();
@@ -238,7 +286,11 @@ test("a feature that is changed in the page is changed in the camera, and a refu
   await result("ExposureTime", "failed");
   assert.match(await textOf('[data-feature="ExposureTime"] .feature-error:not([hidden])'), /\w+ \w+/);
   assert.equal(await page.$eval('[data-feature="ExposureTime"] input[type=number]', (input) => input.value), "4321");
+  await enter(await page.$('[data-feature="ExposureTime"]'), "");
+  assert.equal(await page.$eval('[data-feature="ExposureTime"] input[type=number]', (input) => input.value), "4321");
   await page.screenshot({ path: "features.png" });
+  // Whole numbers of 64 bits keep each digit, which a number of the browser would not.
+  assert.equal(await (await feature("TimestampLatchValue")).$eval(".hint", (hint) => hint.textContent), "0 to 9223372036854775807 ns");
 });
 
 test("a camera that is unplugged is said to be away, and comes back by itself", async () => {
@@ -269,10 +321,66 @@ test("a paused picture stays, whatever comes, and a step is one frame", async ()
   });
   await waitFor(() => window.tellings > 2);
   assert.equal(await textOf(value("frame")), before);
+  // What is saved meanwhile is what is seen, and not what the camera sends.
+  const shown = await saved("p");
+  const cloud = pointsOf(await saved("l"));
+  assert.deepEqual(await saved("p"), shown);
+  const { data, width } = decode(shown);
+  assert.equal(cloud.count, data.filter((sample) => sample > 0).length);
+  const { streams: { depth: lens }, millimetresPerUnit } = await api(`/api/camera?id=${kCamera}`);
+  const [u, v] = [250, 40]; // on the back wall
+  const [x, y, z] = cloud.point(data.subarray(0, v * width + u).filter((sample) => sample > 0).length);
+  const wall = roomPoint(lens, u, v);
+  assert.ok(distance({ x, y, z }, wall) < 2, `${[x, y, z]} for ${Object.values(wall)}`);
+  assert.ok(Math.abs(z - data[v * width + u] * millimetresPerUnit) < 0.01);
   await press("Next frame");
   await newFrame(before);
+  assert.notDeepEqual(await saved("p"), shown);
   await press("Go on");
   await newFrame();
+});
+
+test("a recording ends when it is told to a second time, however long the key is held", async () => {
+  for (let times = 0; times < 4; ++times) {
+    await page.keyboard.down("r");
+  }
+  await page.keyboard.up("r");
+  await waitText(".record .record-time", /\d:\d\d/);
+  await newFrame();
+  await newFrame();
+  assert.equal(await page.$(".notice.error"), null);
+  await page.keyboard.press("r");
+  await waitText(".notice.info", /Recorded \d+ frames to VIEW01-\d+-\d+\.mcap/);
+  const [, file] = /to (\S+\.mcap)/.exec(await textOf(".notice.info"));
+  assert.ok(existsSync(join(work, file)), file);
+});
+
+test("points that the page saves and those of the server lie on the pixels of the same depth image, aligned or not", async () => {
+  const cloudOf = async () => {
+    const response = await fetch(`${origin}/snapshot/cloud.ply?id=${kCamera}`, { headers: { Authorization: `Bearer ${kToken}` } });
+    return pointsOf(Buffer.from(await response.arrayBuffer()));
+  };
+  const offPixels = ({ count, point }, { fx, fy, cx, cy }) => {
+    let off = 0;
+    for (let i = 0; i < count; i += 97) {
+      const [x, y, z] = point(i);
+      const [u, v] = [(x / z) * fx + cx, (y / z) * fy + cy];
+      off = Math.max(off, Math.abs(u - Math.round(u)), Math.abs(v - Math.round(v)));
+    }
+    return off;
+  };
+  for (const isAligned of [true, false]) {
+    const shown = await textOf(value("frame"));
+    await api(`/api/features/ImageAlign?id=${kCamera}`, "PUT", { value: isAligned ? 1 : 0 });
+    await newFrame(shown);
+    let details, off;
+    do { // the first pictures, and the lenses that the page knows, may be those of before
+      details = await api(`/api/camera?id=${kCamera}`);
+      off = [await saved("l").then(pointsOf), await cloudOf()].map((cloud) => offPixels(cloud, details.streams.depth));
+    } while (!off.every((pixels) => pixels < 0.01) && Number(await textOf(value("frame"))) < Number(shown) + 100);
+    assert.equal(details.depthAligned, isAligned);
+    assert.ok(off.every((pixels) => pixels < 0.01), `page and server are ${off} pixels away, aligned: ${isAligned}`);
+  }
 });
 
 test("a recording is stepped, moved through and played", async () => {
@@ -294,14 +402,54 @@ test("a recording is stepped, moved through and played", async () => {
   await position("5");
   await press("Frame before");
   await position("4");
+  const thumb = await page.$eval(".timeline .place", (slider) => {
+    const { x, y, width, height } = slider.getBoundingClientRect();
+    return [x + 8 + ((width - 16) * slider.valueAsNumber) / Number(slider.max), y + height / 2];
+  });
+  await page.mouse.click(...thumb); // taken and let go, not moved
+  await page.keyboard.press(".");
+  await position("5");
+  assert.equal(await page.$eval(".timeline .place", (slider) => slider.value), "4");
+  await page.keyboard.press(",");
+  await position("4");
   await page.screenshot({ path: "recording.png" });
+  const recorded = decode(readFileSync(join(work, "scene", "depth", "000004.png")));
+  const shown = decode(await saved("p"));
+  assert.deepEqual([shown.width, shown.height, shown.depth, shown.channels], [recorded.width, recorded.height, 16, 1]);
+  assert.ok(Buffer.from(shown.data.buffer).equals(Buffer.from(recorded.data.buffer)), "depth is saved as it was recorded, to the bit");
   await press("Play");
   await isPlaying(true);
   await waitText(value("position"), /^(?!4 )/);
 });
 
+test("a page for which the server has no place says so, and is let in when there is one", async () => {
+  const crowd = await browser.newPage();
+  await crowd.goto(`${origin}/icon.svg`);
+  const isOpen = await crowd.evaluate(async (token) => {
+    window.sockets = Array.from({ length: 15 }, () => new WebSocket(`ws://${location.host}/ws`, ["ox3d.v1", `ox3d.token.${token}`]));
+    const open = await Promise.all(window.sockets.map((socket) => new Promise((resolve) => {
+      socket.onopen = () => resolve(true);
+      socket.onclose = () => resolve(false);
+    })));
+    window.sockets.forEach((socket) => socket.send('{"type":"subscribe","camera":"none","streams":[]}'));
+    return open.every(Boolean);
+  }, kToken);
+  assert.ok(isOpen);
+  const late = await browser.newPage();
+  await late.goto(`${origin}/#token=${kToken}`);
+  const waitBanner = (pattern) => late.waitForFunction((source) => {
+    const banner = document.querySelector(".banner");
+    return banner && new RegExp(source).test(banner.hidden ? "" : banner.textContent);
+  }, { timeout: kPatienceMs, polling: 100 }, pattern);
+  await waitBanner("lets this page not look");
+  await crowd.close();
+  await waitBanner("^$");
+  await late.close();
+  await page.bringToFront();
+});
+
 test("a server that went away is named, and the page is there again when it is", async () => {
-  expected = /ERR_CONNECTION|WebSocket connection/;
+  expected = /ERR_CONNECTION|ERR_EMPTY_RESPONSE|WebSocket connection/; // a request may be under way when the server ends
   await choose(kCamera);
   await newFrame();
   await stopServer();
@@ -311,6 +459,31 @@ test("a server that went away is named, and the page is there again when it is",
   await waitFor(() => document.querySelector(".banner").hidden);
   expected = /^$/;
   await newFrame();
+});
+
+test("a host without a camera is said to have none, the first that is plugged in is shown by itself, and why where it does not open", async () => {
+  expected = /ERR_CONNECTION|ERR_EMPTY_RESPONSE|WebSocket connection|status of 404/; // the page asks for the camera that it has shown
+  await stopServer();
+  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS, "# none\n");
+  await page.goto(await startServer(new URL(origin).port, []));
+  await page.reload(); // the address differs in its token alone, for which a browser loads nothing
+  expected = /^$/;
+  await waitText(".cameras .empty", /No camera was found/);
+  assert.equal((await page.$$(".chip")).length, 0);
+  expected = /status of 503/; // nor is one that does not open asked for anything once nobody looks at it
+  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS, `${kCameras}fault = deny_open\n`);
+  await waitText(".cover", /cannot be shown.*access denied/);
+  await page.click(".chip");
+  await waitFor(() => document.querySelector(".camera") === null);
+  const asked = [];
+  page.on("request", (request) => asked.push(request.url()));
+  await new Promise((resolve) => setTimeout(resolve, 3000));
+  assert.deepEqual(asked.filter((url) => url.includes("/api/camera?")), []);
+  writeFileSync(environment.OX3D_VIRTUAL_CAMERAS, kCameras);
+  await page.click(".chip");
+  await newFrame();
+  await waitForPicture("depth", ({ painted }) => painted > 0.8);
+  expected = /^$/;
 });
 
 test("nothing was complained about, and nothing was asked of another host", () => assert.deepEqual(complaints, []));

@@ -29,6 +29,8 @@ std::vector<CameraConfig> Cameras() {
     cameras[2].m_kind = cameras[3].m_kind = ECameraKind::Sfnc3d;
     cameras[2].m_scan3d.m_hasConfidence = true;
     cameras[3].m_scan3d = {EDepthKind::Disparity, EIntensityKind::None, EDistanceUnit::Untold, false, false};
+    cameras.push_back(cameras[2]);
+    cameras.back().m_scan3d.m_lens = ELensKind::Maps;
     return cameras;
 }
 

@@ -195,11 +195,39 @@ const Feature& CFeatures::Find(const std::string& name) const {
                                                                          : DidYouMean(name, names)));
 }
 
+namespace {
+
+// Camera controls have features of their own, which the camera's description does not list.
+std::optional<Feature> AskUnlisted(void* handle, const std::string& name) {
+    Ox3dRgbdAccessMode mode = OX3D_RGBD_ACCESS_NOT_IMPLEMENTED;
+    Feature feature;
+    OX3D_RGBD_FEATURE& record = feature.m_record;
+    const bool isThere = name.size() < sizeof(record.chName) &&
+                         OX3D_RGBD_XML_GetNodeAccessMode(handle, name.c_str(), &mode) == OX3D_RGBD_OK &&
+                         (mode == OX3D_RGBD_ACCESS_READ_ONLY || mode == OX3D_RGBD_ACCESS_READ_WRITE) &&
+                         OX3D_RGBD_GetParam(handle, name.c_str(), &record.stValue) == OX3D_RGBD_OK &&
+                         record.stValue.enParamType != OX3D_RGBD_PARAM_ENUM;
+    if (!isThere) {
+        return std::nullopt;
+    }
+    name.copy(record.chName, sizeof(record.chName) - 1);
+    name.copy(record.chDisplayName, sizeof(record.chDisplayName) - 1);
+    record.nType = record.stValue.enParamType;
+    record.nAccess = mode;
+    record.nHasValue = 1;
+    return feature;
+}
+
+} // namespace
+
 std::optional<Feature> AskFor(void* handle, const std::string& name) {
     Feature feature;
     uint32_t count = 0;
     const uint32_t status = OX3D_RGBD_GetFeatures(handle, name.c_str(), &feature.m_record, 1, &count);
-    if (status == OX3D_RGBD_E_PARAMETER || feature.m_record.nAccess == OX3D_RGBD_ACCESS_NOT_IMPLEMENTED) {
+    if (status == OX3D_RGBD_E_PARAMETER) {
+        return AskUnlisted(handle, name);
+    }
+    if (feature.m_record.nAccess == OX3D_RGBD_ACCESS_NOT_IMPLEMENTED) {
         return std::nullopt;
     }
     if (status != OX3D_RGBD_OK) {

@@ -44,16 +44,24 @@ void CheckRecording(const fs::path& path, EPlayedAs as) {
     }
 }
 
+// Pairs are sent by USB cameras alone.
+bool HasPair(const fs::path& folder) {
+    std::error_code ignored;
+    return fs::exists(folder / kRecordingLeft, ignored) && fs::exists(folder / kRecordingRight, ignored);
+}
+
 std::string CameraListFor(const fs::path& path, const PlayOptions& options) {
     std::error_code ignored;
     // Of a file the camera that was recorded is known.
     const bool isNameless = !fs::is_regular_file(path, ignored);
     const std::string identity = isNameless ? "serial = REC00000001\nmodel = Recording\n" : "";
+    const char* const transport = options.m_isEthernet          ? "transport = gige\n"
+                                  : isNameless && HasPair(path) ? "transport = usb\n"
+                                                                : "";
     char speed[32];
     std::snprintf(speed, sizeof(speed), "%.6f", options.m_speed);
     return "[camera]\n" + identity + "source = recording\nrecording = " + path.string() +
-           "\nloop = " + (options.m_isLooping ? "yes" : "no") + "\nspeed = " + speed +
-           (options.m_isEthernet ? "\ntransport = gige\n" : "\n");
+           "\nloop = " + (options.m_isLooping ? "yes" : "no") + "\nspeed = " + speed + "\n" + transport;
 }
 
 CRecordingCamera::CRecordingCamera(const fs::path& path, const PlayOptions& options) {

@@ -24,7 +24,7 @@ await build({
 await cp(join(here, "static"), out, { recursive: true });
 
 const parts = [];
-for (const name of ["three", "fzstd"]) {
+for (const name of ["three", "fzstd", "fast-png", "fflate", "iobuffer"]) {
   const folder = join(here, "node_modules", name);
   const { version } = JSON.parse(await readFile(join(folder, "package.json"), "utf8"));
   parts.push(`${name} ${version}\n\n${(await readFile(join(folder, "LICENSE"), "utf8")).trim()}\n`);

@@ -17,7 +17,7 @@ bool CPeers::MayConnect(const std::string& address) const {
 void CPeers::Connected(const void* connection, const std::string& address) {
     Disconnected(connection);
     m_addresses.emplace(connection, address);
-    ++m_peers[address].m_connections;
+    ++m_peers.try_emplace(address, Peer{0, CAllowance(m_requestsPerSecond)}).first->second.m_connections;
 }
 
 void CPeers::Disconnected(const void* connection) {

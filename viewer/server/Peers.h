@@ -11,6 +11,7 @@ constexpr size_t kMaxConnectionsOfOne = 128;
 
 class CPeers {
 public:
+    explicit CPeers(double requestsPerSecond) : m_requestsPerSecond(requestsPerSecond) {} // of each address
     bool MayConnect(const std::string& address) const;
     // A connection is known by whatever address in memory it has.
     void Connected(const void* connection, const std::string& address);
@@ -21,9 +22,10 @@ public:
 private:
     struct Peer {
         size_t m_connections = 0;
-        CAllowance m_requests{200};
+        CAllowance m_requests;
     };
 
+    const double m_requestsPerSecond;
     std::map<const void*, std::string> m_addresses; // by connection
     std::map<std::string, Peer> m_peers;            // by address
 };

@@ -5,16 +5,18 @@
 #include "viewer/server/HttpFields.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace ox3d::viewer {
 namespace {
 
 constexpr size_t kMaxBodyBytes = 65536;
 constexpr size_t kMaxHeaderBytes = 4096;
-constexpr unsigned kAnswerSeconds = 60;
-constexpr uint64_t kLeastBytesPerSecond = 65536; // that a client reads of an answer, beyond those seconds
 constexpr size_t kPieceBytes = 65536;
 constexpr size_t kMaxSendBytes = size_t{4} << 20U;
 static_assert(LWS_PRE <= kHeadroomBytes, "packets have room for the framing");
@@ -54,8 +56,26 @@ const lws_protocol_vhost_options kHeaders[] = {
     {&kHeaders[5], nullptr, "cross-origin-opener-policy:", "same-origin"},
     {nullptr, nullptr, "x-frame-options:", "DENY"}};
 
-// A client that answers no ping for so long is gone, whatever its socket says.
-const lws_retry_bo_t kPatience = {nullptr, 0, 0, 20, 40, 0};
+// Why a server cannot listen there, which libwebsockets does not tell; empty: it can.
+std::string ReasonNotToListen(const std::string& address, uint16_t port) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_port = htons(port);
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int isReused = 1;
+    setsockopt(probe, SOL_SOCKET, SO_REUSEADDR, &isReused,
+               sizeof(isReused)); // of a server that has just ended
+    const bool isFree = inet_pton(AF_INET, address.c_str(), &place.sin_addr) == 1 &&
+                        bind(probe, reinterpret_cast<const sockaddr*>(&place), sizeof(place)) == 0;
+    const int failure = errno;
+    if (probe >= 0) {
+        close(probe);
+    }
+    return isFree                     ? ""
+           : failure == EADDRNOTAVAIL ? "this host has no such address"
+           : failure == EACCES        ? "the system keeps that port; --port takes another"
+                                      : "--port takes another, and 0 one that is free";
+}
 
 bool IsFile(const std::string& path) {
     return !path.starts_with("/api/") && !path.starts_with("/snapshot/") && path != "/metrics" &&
@@ -71,10 +91,13 @@ uint64_t CServer::NowUs() {
 
 CServer::CServer(ServerOptions options, IStage& stage)
     : m_options(std::move(options)), m_stage(stage), m_files(ReadStaticFiles(m_options.m_pageFolder)),
-      m_hosts(m_options.m_hosts) {
+      m_hosts(m_options.m_hosts), m_patience{nullptr, 0, 0, m_options.m_pingSeconds, m_options.m_goneSeconds,
+                                             0},
+      m_peers(m_options.m_requestsPerSecond), m_requests(m_options.m_requestsPerSecond) {
     m_hosts.push_back(m_options.m_address);
     m_hosts.emplace_back("localhost");
     m_hosts.emplace_back("127.0.0.1");
+    m_hosts.emplace_back("[::1]"); // by way of a tunnel; no page's name leads there
 }
 
 CServer::~CServer() {
@@ -86,6 +109,13 @@ CServer::~CServer() {
 }
 
 bool CServer::Listen(std::string* error) {
+    const std::string where =
+        "cannot listen on " + m_options.m_address + ":" + std::to_string(m_options.m_port) + "; ";
+    if (const std::string reason = ReasonNotToListen(m_options.m_address, m_options.m_port);
+        !reason.empty()) {
+        *error = where + reason;
+        return false;
+    }
     lws_set_log_level(0, nullptr); // what it logs may hold what clients sent
     lws_context_creation_info info{};
     info.port = m_options.m_port;
@@ -103,13 +133,12 @@ bool CServer::Listen(std::string* error) {
     info.timeout_secs = m_options.m_idleSeconds;
     info.timeout_secs_ah_idle = m_options.m_idleSeconds;
     info.keepalive_timeout = static_cast<int>(m_options.m_idleSeconds);
-    info.retry_and_idle_policy = &kPatience;
+    info.retry_and_idle_policy = &m_patience;
     m_context = lws_create_context(&info);
     lws_vhost* const host = m_context == nullptr ? nullptr : lws_get_vhost_by_name(m_context, "default");
     const int port = host == nullptr ? -1 : lws_get_vhost_listen_port(host);
     if (port <= 0) {
-        *error = "cannot listen on " + m_options.m_address + ":" + std::to_string(m_options.m_port) +
-                 "; --port takes another, and 0 one that is free";
+        *error = where + "libwebsockets does not start";
         return false;
     }
     m_port = static_cast<uint16_t>(port);
@@ -284,7 +313,8 @@ int CServer::FinishRequest(Exchange& exchange) {
             return Reply(exchange, HTTP_STATUS_SERVICE_UNAVAILABLE, "too many requests wait");
         }
         m_exchanges[exchange.m_ticket] = &exchange;
-        lws_set_timeout(exchange.m_wsi, PENDING_TIMEOUT_HTTP_CONTENT, kAnswerSeconds);
+        lws_set_timeout(exchange.m_wsi, PENDING_TIMEOUT_HTTP_CONTENT,
+                        static_cast<int>(m_options.m_answerSeconds));
         return 0;
     }
     exchange.m_isAnswered = true;
@@ -326,8 +356,8 @@ int CServer::WriteReply(Exchange& exchange) {
             return -1;
         }
         lws_callback_on_writable(exchange.m_wsi);
-        exchange.m_deadlineUs =
-            NowUs() + (kAnswerSeconds + exchange.Body().size() / kLeastBytesPerSecond) * kSecondUs;
+        exchange.m_deadlineUs = NowUs() + m_options.m_answerSeconds * kSecondUs +
+                                exchange.Body().size() * kSecondUs / m_options.m_leastBytesPerSecond;
         return exchange.m_isHead || exchange.Body().empty() ? -1 : 0;
     }
     if (NowUs() > exchange.m_deadlineUs) {

@@ -52,6 +52,7 @@ private:
     // A WebSocket client.
     struct Session {
         lws* m_wsi = nullptr;
+        std::string m_address;
         CClient m_client;
         CAllowance m_messages{500};
         std::string m_message; // as far as it has come
@@ -74,6 +75,7 @@ private:
     void Answered(Exchange& exchange, Answer answer);
     void EndExchange(void** session);
 
+    bool HasPlace(const std::string& address) const;
     int OnMessage(Session& session, const char* text, size_t length, bool isFinal);
     void OnClientMessage(Session& session, const ClientMessage& message);
     void OnSubscribe(Session& session, const Subscribe& wish);
@@ -88,6 +90,7 @@ private:
     IStage& m_stage;
     const StaticFiles m_files;
     std::vector<std::string> m_hosts;
+    const lws_retry_bo_t m_patience;
     uint16_t m_port = 0;
     lws_context* m_context = nullptr;
     std::unique_ptr<CMailbox> m_mailbox;
@@ -98,7 +101,7 @@ private:
     std::map<uint16_t, Wishes> m_wanted; // as the stage was told
     size_t m_heldBytes = 0;              // of answers that are not read yet
     CPeers m_peers;
-    CAllowance m_requests{200}; // of all that are allowed more than files
+    CAllowance m_requests; // of all that are allowed more than files
 };
 
 } // namespace ox3d::viewer

@@ -1,25 +1,36 @@
 // WebSocket.
+#include "viewer/server/HttpFields.h"
 #include "viewer/server/Server.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace ox3d::viewer {
 namespace {
 
 constexpr size_t kMaxClients = 32;
-constexpr size_t kMaxAwaited = 64; // cameras of one client
+constexpr size_t kMaxClientsOfOne = kMaxClients / 2; // address, so that others have places left
+constexpr size_t kMaxAwaited = 64;                   // cameras of one client
 
 } // namespace
+
+bool CServer::HasPlace(const std::string& address) const {
+    const auto ofOne = std::count_if(m_sessions.begin(), m_sessions.end(),
+                                     [&](const Session* session) { return session->m_address == address; });
+    return m_sessions.size() < kMaxClients && static_cast<size_t>(ofOne) < kMaxClientsOfOne;
+}
 
 int CServer::OnSocket(lws* wsi, lws_callback_reasons reason, void** session, void* in, size_t length) {
     switch (reason) {
     case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION: {
         std::string why; // asked once more: whatever way a connection takes to this protocol
-        return m_sessions.size() >= kMaxClients || Refusal(wsi, "/ws", true, &why) != 0 ? -1 : 0;
+        return !HasPlace(PeerAddressOf(lws_get_socket_fd(wsi))) || Refusal(wsi, "/ws", true, &why) != 0 ? -1
+                                                                                                        : 0;
     }
     case LWS_CALLBACK_ESTABLISHED: {
         auto begun = std::make_unique<Session>();
         begun->m_wsi = wsi;
+        begun->m_address = PeerAddressOf(lws_get_socket_fd(wsi));
         begun->m_begunUs = NowUs();
         begun->m_sentUs = begun->m_begunUs;
         m_sessions.insert(begun.get());

@@ -88,6 +88,13 @@ struct ServerOptions {
     std::string m_pageFolder;                     // empty: no page
     unsigned m_idleSeconds = 10;                  // a connection that says nothing for so long is closed
     size_t m_maxAnswerBytes = size_t{256} << 20U; // that are held until clients have read them
+    // For an answer to be made, and again for it to be read, with a second more for every so many bytes of it.
+    unsigned m_answerSeconds = 60;
+    uint32_t m_leastBytesPerSecond = 65536;
+    unsigned m_requestsPerSecond = 200; // for files of each address, and of all for what needs the token
+    // A client that was silent for so long is sent a ping, and is gone when it is silent for so long.
+    uint16_t m_pingSeconds = 20;
+    uint16_t m_goneSeconds = 40; // whatever its socket says
 };
 
 // What the module gives. Serves until isOver() says so; onListening() is told the port. False with a reason where it could

@@ -18,6 +18,7 @@ public:
     uint32_t DepthHeight() const override { return m_source->DepthHeight(); }
     uint32_t ColorWidth() const override { return m_source->ColorWidth(); }
     uint32_t ColorHeight() const override { return m_source->ColorHeight(); }
+    bool HasRightView() const override { return m_source->HasRightView(); }
     const std::string& CalibrationXml() const override { return m_source->CalibrationXml(); }
     // Frame `index` is the source's frame `index` modulo the number of frames.
     bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) override;

@@ -30,8 +30,8 @@ struct FrameImages {
 
     std::optional<uint64_t> m_number; // that the frame was recorded under; none: as the camera counts
 
-    // The two grey views of the stereo pair, stacked (left above right), each of the depth's size. Filled
-    // only when asked for.
+    // The left grey view of the stereo pair and, where the frame has it, the right one below it, each of the depth's size.
+    // Filled only when asked for.
     std::vector<uint8_t> m_greyPair;
 };
 
@@ -58,6 +58,8 @@ public:
     virtual uint32_t DepthHeight() const = 0;
     virtual uint32_t ColorWidth() const = 0;
     virtual uint32_t ColorHeight() const = 0;
+    // Whether there are frames with a right grey view.
+    virtual bool HasRightView() const { return true; }
     // The text of the calibration file that belongs to the images.
     virtual const std::string& CalibrationXml() const = 0;
     // Fills the images of frame `index` (from 0). Grey views only when wanted. False when the frame cannot be

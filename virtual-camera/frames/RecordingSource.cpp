@@ -30,7 +30,8 @@ CRecordingSource::CRecordingSource(std::unique_ptr<CRecordingReader> reader, con
     const PngSize color = m_reader->ColorSize();
     const uint64_t depthBytes = uint64_t{depth.m_width} * depth.m_height * sizeof(uint16_t);
     const uint64_t colorBytes = uint64_t{color.m_width} * color.m_height * 3;
-    m_isCached = (depthBytes + colorBytes) * m_frames.size() <= maxCacheBytes;
+    const uint64_t pairBytes = m_reader->HasPair() ? depthBytes : 0; // two views with half the bits
+    m_isCached = (depthBytes + colorBytes + pairBytes) * m_frames.size() <= maxCacheBytes;
 }
 
 uint64_t CRecordingSource::MeanTimeNs() const {
@@ -86,6 +87,12 @@ bool CRecordingSource::LoadColor(size_t number) {
     return frame.m_isColorDecoded;
 }
 
+bool CRecordingSource::LoadPair(size_t number) {
+    Frame& frame = m_frames[number];
+    frame.m_isPairDecoded = frame.m_isPairDecoded || m_reader->ReadPair(number, &frame.m_pair);
+    return frame.m_isPairDecoded;
+}
+
 // While frames are not cached, only the one that is shown next may stay decoded.
 void CRecordingSource::Forget(size_t next) {
     if (!m_isCached && m_lastFrame != next) {
@@ -96,28 +103,34 @@ void CRecordingSource::Forget(size_t next) {
     m_lastFrame = next;
 }
 
-void CRecordingSource::FillGreyPair(const Frame& frame, FrameImages* images) const {
+void CRecordingSource::FillGreyViews(size_t number, FrameImages* images) {
+    if (LoadPair(number)) {
+        images->m_greyPair = m_frames[number].m_pair;
+    } else {
+        LoadColor(number);
+        FillLuma(m_frames[number], &images->m_greyPair);
+    }
+}
+
+void CRecordingSource::FillLuma(const Frame& frame, std::vector<uint8_t>* view) const {
     const size_t width = DepthWidth();
     const size_t height = DepthHeight();
     const size_t colorWidth = ColorWidth();
     const size_t colorHeight = ColorHeight();
-    const size_t viewBytes = width * height;
-    images->m_greyPair.assign(viewBytes * 2, 0);
+    view->assign(width * height, 0);
     if (!frame.m_isColorDecoded) {
         return;
     }
     const size_t plane = colorWidth * colorHeight;
-    uint8_t* left = images->m_greyPair.data();
     for (size_t v = 0; v < height; ++v) {
         const size_t row = (2 * v + 1) * colorHeight / (2 * height);
         for (size_t u = 0; u < width; ++u) {
             const size_t at = row * colorWidth + (2 * u + 1) * colorWidth / (2 * width);
             const unsigned luma = 77U * frame.m_color[at] + 150U * frame.m_color[plane + at] +
                                   29U * frame.m_color[2 * plane + at];
-            left[v * width + u] = static_cast<uint8_t>((luma + 128U) >> 8U);
+            (*view)[v * width + u] = static_cast<uint8_t>((luma + 128U) >> 8U);
         }
     }
-    std::copy_n(left, viewBytes, left + viewBytes);
 }
 
 bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) {
@@ -133,7 +146,7 @@ bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair,
             frame.m_isBad = true;
             return false;
         }
-        const bool hasColor = (wantColor || wantGreyPair) && LoadColor(number);
+        const bool hasColor = wantColor && LoadColor(number);
         images->m_depthWidth = DepthWidth();
         images->m_depthHeight = DepthHeight();
         images->m_depth = frame.m_depth;
@@ -144,13 +157,13 @@ bool CRecordingSource::Render(uint64_t index, bool wantColor, bool wantGreyPair,
             images->m_ticks = frame.m_facts->m_ticks + pass * m_passTicks;
             images->m_number = frame.m_facts->m_number + pass * m_passNumbers;
         }
-        images->m_colorWidth = wantColor && hasColor ? ColorWidth() : 0;
-        images->m_colorHeight = wantColor && hasColor ? ColorHeight() : 0;
-        if (wantColor && hasColor) {
+        images->m_colorWidth = hasColor ? ColorWidth() : 0;
+        images->m_colorHeight = hasColor ? ColorHeight() : 0;
+        if (hasColor) {
             images->m_color = frame.m_color;
         }
         if (wantGreyPair) {
-            FillGreyPair(frame, images);
+            FillGreyViews(number, images);
         }
         return true;
     } catch (const std::bad_alloc&) {

@@ -21,8 +21,9 @@ public:
     uint32_t ColorWidth() const override { return m_reader->ColorSize().m_width; }
     uint32_t ColorHeight() const override { return m_reader->ColorSize().m_height; }
     const std::string& CalibrationXml() const override { return m_reader->CalibrationXml(); }
-    // A recording has one view only: both grey views are the luma of the color image at the depth image's
-    // size, and black where the frame has no color.
+    bool HasRightView() const override { return m_reader->HasPair(); }
+    // Grey views are those that were recorded. Without them there is a left one alone, the luma of the color image at the
+    // depth image's size, and black where the frame has no color.
     bool Render(uint64_t index, bool wantColor, bool wantGreyPair, FrameImages* images) override;
 
     const RecordedCamera* Recorded() const override { return &m_reader->Camera(); }
@@ -37,8 +38,10 @@ private:
         bool m_isBad = false; // never tried again
         bool m_isDepthDecoded = false;
         bool m_isColorDecoded = false;
+        bool m_isPairDecoded = false;
         std::vector<uint16_t> m_depth;
         std::vector<uint8_t> m_color;
+        std::vector<uint8_t> m_pair;
         std::optional<RecordedFacts> m_facts;
     };
 
@@ -48,8 +51,10 @@ private:
     void FindPass();
     bool LoadDepth(size_t number);
     bool LoadColor(size_t number);
+    bool LoadPair(size_t number);
     void Forget(size_t next);
-    void FillGreyPair(const Frame& frame, FrameImages* images) const;
+    void FillGreyViews(size_t number, FrameImages* images);
+    void FillLuma(const Frame& frame, std::vector<uint8_t>* view) const;
 
     std::unique_ptr<CRecordingReader> m_reader;
     bool m_loop;

@@ -99,7 +99,7 @@ void AddData(const GvspFrame& frame, uint32_t number, GvspPacket* packet) {
 
 EPartData DataTypeOf(const CameraPart& part) {
     const Scan3dFormat* format = FindScan3dFormat(part.m_pixelFormat);
-    if (format == nullptr || (format->m_slots & (kOfDepth | kOfConfidence)) == 0) {
+    if (format == nullptr || (format->m_slots & kOfIntensity) != 0) {
         return EPartData::Image2d;
     }
     if (format->m_layout == EPixelLayout::Confidence) {

@@ -146,7 +146,7 @@ void CStreamSender::TakeFrame(const std::stop_token& stop) {
 
 // One, or as many as there are components when each goes by itself.
 std::vector<std::shared_ptr<GvspFrame>> CStreamSender::PackBlocks(const CameraFrame& frame) {
-    const FaultSet& faults = m_model.Config().m_faults;
+    const FaultSet faults = PartFaultsAt(m_model.Config().m_faults, frame.m_number);
     const bool isNative = m_model.Config().m_kind == ECameraKind::Native;
     const uint32_t count = isNative || frame.m_isMultiPart ? 1 : frame.m_partCount;
     const auto packetBytes = static_cast<uint32_t>(m_model.TransportValue(EFeature::GevSCPSPacketSize));

@@ -11,7 +11,18 @@
 namespace ox3d {
 
 // How samples lie in memory.
-enum class EPixelLayout : uint8_t { Depth, Points, PlanarPoints, Confidence, Grey, Color, Bayer, Yuv422 };
+enum class EPixelLayout : uint8_t {
+    Depth,
+    Map,
+    Points,
+    PlanarPoints,
+    Confidence,
+    Grey,
+    Color,
+    Bayer,
+    BayerPairs,
+    Yuv422
+};
 
 struct Scan3dFormat {
     const char* m_name = "";
@@ -35,6 +46,11 @@ constexpr uint32_t kOfDepth = kOfRange | 1U << kDisparity;
 constexpr uint32_t kOfConfidence = 1U << kConfidence;
 constexpr uint32_t kOfIntensity = 1U << kIntensity;
 
+constexpr uint32_t kOfMapA = 1U << kCoordinateMapA;
+constexpr uint32_t kOfMapB = 1U << kCoordinateMapB;
+
+constexpr uint32_t kCoord3dA32f = 0x012000BD;
+constexpr uint32_t kCoord3dB32f = 0x012000BE;
 constexpr uint32_t kCoord3dC16 = 0x011000B8;
 constexpr uint32_t kCoord3dAbc32f = 0x026000C0;
 constexpr uint32_t kConfidence8 = 0x010800C6;
@@ -51,6 +67,8 @@ inline constexpr Scan3dFormat kScan3dFormats[] = {
     {"Coord3D_ABC16_Planar", 0x023000BA, EPixelLayout::PlanarPoints, 16, false, false, kOfRange},
     {"Coord3D_ABC32f", kCoord3dAbc32f, EPixelLayout::Points, 32, true, false, kOfRange},
     {"Coord3D_ABC32f_Planar", 0x026000C1, EPixelLayout::PlanarPoints, 32, true, false, kOfRange},
+    {"Coord3D_A32f", kCoord3dA32f, EPixelLayout::Map, 32, true, false, kOfMapA, kMapsTrait},
+    {"Coord3D_B32f", kCoord3dB32f, EPixelLayout::Map, 32, true, false, kOfMapB, kMapsTrait},
     {"Confidence8", kConfidence8, EPixelLayout::Confidence, 8, false, false, kOfConfidence},
     {"Confidence16", 0x011000C7, EPixelLayout::Confidence, 16, false, false, kOfConfidence},
     {"Mono8", kMono8, EPixelLayout::Grey, 8, false, false, kOfIntensity},
@@ -58,6 +76,9 @@ inline constexpr Scan3dFormat kScan3dFormats[] = {
     {"RGB8", kRgb8, EPixelLayout::Color, 8, false, false, kOfIntensity, kColorTrait},
     {"BGR8", 0x02180015, EPixelLayout::Color, 8, false, true, kOfIntensity, kColorTrait},
     {"BayerRG8", 0x01080009, EPixelLayout::Bayer, 8, false, false, kOfIntensity, kColorTrait},
+    {"BayerRG10p", 0x010A0058, EPixelLayout::Bayer, 10, false, false, kOfIntensity, kColorTrait},
+    {"BayerRG12p", 0x010C0059, EPixelLayout::Bayer, 12, false, false, kOfIntensity, kColorTrait},
+    {"BayerRG12Packed", 0x010C002B, EPixelLayout::BayerPairs, 12, false, false, kOfIntensity, kColorTrait},
     {"YUV422_8", 0x02100032, EPixelLayout::Yuv422, 8, false, false, kOfIntensity, kColorTrait},
     {"YUV422_8_UYVY", 0x0210001F, EPixelLayout::Yuv422, 8, false, true, kOfIntensity, kColorTrait},
 };

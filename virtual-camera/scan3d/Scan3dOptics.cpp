@@ -76,6 +76,7 @@ Scan3dOptics OpticsOf(const Scan3dConfig& config, const Scan3dSettings& settings
     optics.m_pinhole = PinholeOf(settings, depth.m_region, sensor);
     optics.m_baselineMm = kSceneBaselineMm;
     optics.m_mmPerUnit = MmPerUnit(config.m_unit);
+    optics.m_movedBy = static_cast<double>(settings.m_movedBy);
     auto& [a, b, c] = optics.m_rules;
     c = LengthRule(config, format, false, optics.m_mmPerUnit);
     if (settings.m_mode == kDisparityC) {

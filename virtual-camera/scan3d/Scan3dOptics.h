@@ -28,6 +28,7 @@ struct Scan3dOptics {
         m_pinhole; // of the depth component's region; integer coordinates are the centres of pixels
     double m_baselineMm = 0;
     double m_mmPerUnit = 1;                // of what is transmitted as lengths
+    double m_movedBy = 0;                  // of C, in that unit
     std::array<CoordinateRule, 3> m_rules; // A, B, C
 };
 

@@ -134,7 +134,9 @@ void PackDepth(const Scan3dFormat& format, const Scan3dSettings& settings, const
     const CSampler sampler(rule);
     const bool isDisparity = settings.m_mode == kDisparityC;
     const double factor = optics.m_pinhole.m_fx * optics.m_baselineMm;
-    const auto coordinate = [&](double mm) { return isDisparity ? factor / mm : mm / optics.m_mmPerUnit; };
+    const auto coordinate = [&](double mm) {
+        return isDisparity ? factor / mm : mm / optics.m_mmPerUnit + optics.m_movedBy;
+    };
     const uint32_t junk = [&] {
         uint32_t sample = 0;
         return !rule.m_hasInvalid && sampler.Whole(coordinate(kJunkMm), &sample) ? sample : 0U;
@@ -196,7 +198,7 @@ void PackPoints(const Scan3dFormat& format, const Scan3dOptics& optics, const Re
         bool isValid = depth[i] != 0;
         const double z = (isValid ? depth[i] : static_cast<double>(kJunkMm)) / optics.m_mmPerUnit;
         const double point[3] = {(column - pinhole.m_cx) / pinhole.m_fx * z,
-                                 (row - pinhole.m_cy) / pinhole.m_fy * z, z};
+                                 (row - pinhole.m_cy) / pinhole.m_fy * z, z + optics.m_movedBy};
         uint8_t* const out = bytes->data() + i * step;
         if (format.m_isFloat) {
             for (int axis = 0; axis < 3; ++axis) {
@@ -212,6 +214,16 @@ void PackPoints(const Scan3dFormat& format, const Scan3dOptics& optics, const Re
         }
         for (int axis = 0; axis < 3; ++axis) {
             Put16(out + axis * toNext, isValid || !isFlagged ? samples[axis] : 0);
+        }
+    }
+}
+
+// What each pixel sees at distance 1, to the right or down.
+void PackMap(bool isDown, const RgbdIntrinsics& pinhole, const Region& region, uint8_t* out) {
+    for (uint32_t y = 0; y < region.m_height; ++y) {
+        for (uint32_t x = 0; x < region.m_width; ++x, out += sizeof(float)) {
+            const double at = isDown ? (y - pinhole.m_cy) / pinhole.m_fy : (x - pinhole.m_cx) / pinhole.m_fx;
+            PutFloat(out, static_cast<float>(at));
         }
     }
 }
@@ -263,6 +275,29 @@ Rgb BayerPixel(const Rgb& color, uint64_t x, uint64_t y) {
     return {value, value, value};
 }
 
+// Pixels of the pattern that begins with the region: its offsets are even. What a byte cannot hold of them repeats its bits.
+template <class TColorAt>
+void PackBayer(const Scan3dFormat& format, const Region& region, const TColorAt& at, uint8_t* out) {
+    const uint32_t more = format.m_sampleBits - 8U;
+    CBitWriter writer(out);
+    for (uint32_t y = 0; y < region.m_height; ++y) {
+        for (uint32_t x = 0; x < region.m_width; ++x) {
+            const uint32_t value = BayerPixel(at(x, y), x, y).m_red;
+            const uint32_t low = value >> (8U - more);
+            if (format.m_layout == EPixelLayout::Bayer) {
+                writer.Put(value << more | low, format.m_sampleBits);
+            } else if (x % 2 == 0) { // the pair's low bits lie between its high ones
+                writer.Put(value, 8);
+                writer.Put(low, 4);
+            } else {
+                writer.Put(low, 4);
+                writer.Put(value, 8);
+            }
+        }
+    }
+    writer.Finish();
+}
+
 uint8_t Chroma(int value) {
     return static_cast<uint8_t>(std::clamp(value / 256 + 128, 0, 255));
 }
@@ -284,6 +319,10 @@ void PutYuv422(const Rgb& first, const Rgb& second, bool isChromaFirst, uint8_t*
 // Three planes as pixels of the format; `at` gives the color of a pixel of the region.
 template <class TColorAt>
 void PackPicture(const Scan3dFormat& format, const Region& region, const TColorAt& at, uint8_t* out) {
+    if (format.m_layout == EPixelLayout::Bayer || format.m_layout == EPixelLayout::BayerPairs) {
+        PackBayer(format, region, at, out);
+        return;
+    }
     for (uint32_t y = 0; y < region.m_height; ++y) {
         for (uint32_t x = 0; x < region.m_width; ++x) {
             const Rgb color = at(x, y);
@@ -292,9 +331,6 @@ void PackPicture(const Scan3dFormat& format, const Region& region, const TColorA
                 *out++ = format.m_isSwapped ? color.m_blue : color.m_red;
                 *out++ = color.m_green;
                 *out++ = format.m_isSwapped ? color.m_red : color.m_blue;
-                break;
-            case EPixelLayout::Bayer: // the pattern begins with the region: its offsets are even
-                *out++ = BayerPixel(color, x, y).m_red;
                 break;
             case EPixelLayout::Yuv422:
                 if (x % 2 == 0) {
@@ -339,7 +375,11 @@ uint16_t TraitsOf(const Scan3dConfig& config) {
     traits |= config.m_intensity == EIntensityKind::Color ? kColorTrait : 0;
     traits |= config.m_hasConfidence ? kConfidenceTrait : 0;
     traits |= config.m_unit == EDistanceUnit::Untold ? 0 : kDistanceUnitTrait;
+    traits |= config.m_lens == ELensKind::Features ? kLensTrait : 0;
+    traits |= config.m_lens == ELensKind::Maps ? kMapsTrait : 0;
     traits |= config.m_canMultiPart ? kMultiPartTrait : 0;
+    traits |= config.m_reference == EReference::Anchor ? kFixedSystemTrait : kTransformTrait;
+    traits |= config.m_reference == EReference::Choice ? kToAnchorTrait : 0;
     return traits;
 }
 
@@ -390,6 +430,14 @@ bool CScan3dPacker::Pack(const Scan3dConfig& config, const Scan3dSettings& setti
     if (confidence.m_isEnabled) {
         const Scan3dFormat& format = *FindScan3dFormat(confidence.m_format);
         PackConfidence(format, m_depth, &NextPart(kConfidence, confidence, format, frame).m_bytes);
+    }
+    for (const uint32_t component : {kCoordinateMapA, kCoordinateMapB}) {
+        const ComponentSettings& map = settings.m_components[component];
+        if (map.m_isEnabled) {
+            const Scan3dFormat& format = *FindScan3dFormat(map.m_format);
+            PackMap(component == kCoordinateMapB, optics.m_pinhole, map.m_region,
+                    NextPart(component, map, format, frame).m_bytes.data());
+        }
     }
     const ComponentSettings& intensity = settings.m_components[kIntensity];
     return !intensity.m_isEnabled || PackIntensity(config, settings, images, frame);

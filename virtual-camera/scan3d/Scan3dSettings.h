@@ -14,7 +14,10 @@ constexpr uint32_t kIntensity = 1;
 constexpr uint32_t kRange = 4;
 constexpr uint32_t kConfidence = 6;
 constexpr uint32_t kDisparity = 8;
-constexpr uint32_t kComponentSlots = 9;
+// This camera's own numbers: the standard has none.
+constexpr uint32_t kCoordinateMapA = 10;
+constexpr uint32_t kCoordinateMapB = 11;
+constexpr uint32_t kComponentSlots = 12;
 
 // Values of Scan3dOutputMode.
 constexpr int64_t kUncalibratedC = 0;
@@ -24,12 +27,19 @@ constexpr int64_t kRectifiedC = 3;
 constexpr int64_t kDisparityC = 4;
 constexpr int64_t kProjectedC = 5;
 
+// Values of Scan3dCoordinateSystemReference, and of Scan3dTransformSelector the only one that may be other than 0.
+constexpr int64_t kAnchor = 0;
+constexpr int64_t kTransformed = 1;
+constexpr uint32_t kTranslationZ = 5;
+
 constexpr uint32_t kMinRegion = 16; // columns and rows
 constexpr uint32_t kRegionStep = 4;
 constexpr uint32_t kMaxBinning = 4;
 
 enum class EDepthKind : uint8_t { Range, Points, Disparity, Rectified };
-enum class EIntensityKind : uint8_t { None, Color, Grey }; // of a lens of its own; of the depth's
+enum class EIntensityKind : uint8_t { None, Color, Grey };       // of a lens of its own; of the depth's
+enum class ELensKind : uint8_t { Features, Maps, Untold };       // how the depth's lens is told
+enum class EReference : uint8_t { Anchor, Choice, Transformed }; // the last two begin transformed
 enum class EDistanceUnit : uint8_t { Millimeter, Inch, Meter, Untold };
 
 // What the camera list says.
@@ -42,6 +52,8 @@ struct Scan3dConfig {
     bool m_isInvalidFlagged = true; // else only the confidence tells where there is no depth
     double m_scaleMm = 0.1;         // of Coord3D_C16; smaller formats have a coarser one
     double m_offsetMm = 0;
+    ELensKind m_lens = ELensKind::Features;
+    EReference m_reference = EReference::Anchor;
 
     bool operator==(const Scan3dConfig&) const = default;
 
@@ -67,6 +79,7 @@ struct ComponentSettings {
 
 struct Scan3dSettings {
     int64_t m_mode = kCalibratedC;
+    float m_movedBy = 0;    // along the axis, in the distance unit
     uint32_t m_binning = 1; // of everything that the depth's lens sees
     bool m_isMultiPart = false;
     bool m_isExtendedId = false;

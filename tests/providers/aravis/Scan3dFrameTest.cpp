@@ -112,12 +112,110 @@ TEST(ColorPlanes, ReadsEveryLayout) {
                  {0x0210003E, {16, 128, 235, 128}, {0, 255, 0, 255, 0, 255}}}; // from black to white, narrow
     for (const auto& row : kRows) {
         std::vector<uint8_t> planes(6);
-        ASSERT_TRUE(ToColorPlanes({row.m_format, {2, 1, 0}, row.m_bytes}, planes)) << row.m_format;
+        ASSERT_TRUE(CColorPlanes().Make({row.m_format, {2, 1, 0}, row.m_bytes}, planes)) << row.m_format;
         EXPECT_EQ(planes, row.m_planes) << row.m_format;
-        EXPECT_FALSE(ToColorPlanes({row.m_format, {2, 2, 0}, row.m_bytes}, planes)) << row.m_format;
+        EXPECT_FALSE(CColorPlanes().Make({row.m_format, {2, 2, 0}, row.m_bytes}, planes)) << row.m_format;
     }
     std::vector<uint8_t> planes(9);
-    EXPECT_FALSE(ToColorPlanes({0x02100032, {3, 1, 0}, std::vector<uint8_t>(8)}, planes)) << "half a pair";
+    EXPECT_FALSE(CColorPlanes().Make({0x02100032, {3, 1, 0}, std::vector<uint8_t>(8)}, planes))
+        << "half a pair";
+}
+
+// Which color the filter of a pixel lets through: the first letters of the format's name are the first line's.
+char FilterAt(const std::string& order, uint32_t x, uint32_t y) {
+    const char* const other =
+        order[0] == 'G' ? (order[1] == 'R' ? "BG" : "RG") : (order[0] == 'R' ? "GB" : "GR");
+    return y % 2 == 0 ? order[x % 2] : other[x % 2];
+}
+
+TEST(ColorPlanes, FillsInWhatAMosaicOfFiltersLeavesOut) {
+    if (!kHasBayer) {
+        GTEST_SKIP() << "built without it";
+    }
+    constexpr uint32_t kWidth = 9;
+    constexpr uint32_t kHeight = 7;
+    const std::pair<uint32_t, uint32_t> depths[] = {
+        {8, 0x01080008}, {10, 0x0110000C}, {12, 0x01100010}, {16, 0x0110002E}};
+    const char* const orders[] = {"GR", "RG", "GB", "BG"};
+    const auto valueAt = [](char color, uint32_t x, uint32_t y) { // colors that change evenly
+        return color == 'R' ? 40 + 4 * x : color == 'G' ? 90 + 4 * x + 6 * y : 210 - 6 * y;
+    };
+    for (const auto& [bits, firstCode] : depths) {
+        for (uint32_t order = 0; order < 4; ++order) {
+            const uint32_t bytes = bits == 8 ? 1 : 2;
+            std::vector<uint8_t> image; // two bytes between lines
+            for (uint32_t y = 0; y < kHeight; ++y) {
+                for (uint32_t x = 0; x < kWidth; ++x) {
+                    const uint32_t value = valueAt(FilterAt(orders[order], x, y), x, y) << (bits - 8);
+                    image.push_back(static_cast<uint8_t>(value));
+                    image.resize(image.size() + bytes - 1, static_cast<uint8_t>(value >> 8));
+                }
+                image.resize(image.size() + 2);
+            }
+            std::vector<uint8_t> planes(size_t{3} * kWidth * kHeight);
+            const ImageShape shape{kWidth, kHeight, 2};
+            ASSERT_TRUE(CColorPlanes().Make({firstCode + order, shape, image}, planes))
+                << orders[order] << bits;
+            for (size_t i = 0; i < planes.size(); ++i) {
+                const auto x = static_cast<uint32_t>(i % kWidth);
+                const auto y = static_cast<uint32_t>(i / kWidth % kHeight);
+                const bool isInside = x > 1 && y > 1 && x + 2 < kWidth && y + 2 < kHeight;
+                const int expected = static_cast<int>(valueAt("RGB"[i / (kWidth * kHeight)], x, y));
+                ASSERT_NEAR(planes[i], expected, isInside ? 1 : 16) << orders[order] << bits << " at " << i;
+            }
+            image.pop_back();
+            image.resize(image.size() - 2);
+            EXPECT_FALSE(CColorPlanes().Make({firstCode + order, shape, image}, planes));
+            EXPECT_FALSE(CColorPlanes().Make({firstCode + order, {2, 2, 0}, image}, planes));
+        }
+    }
+}
+
+TEST(ColorPlanes, ReadsAMosaicWhosePixelsShareBytesAsOneWhosePixelsDoNot) {
+    if (!kHasBayer) {
+        GTEST_SKIP() << "built without it";
+    }
+    const struct {
+        uint32_t m_bits;
+        uint32_t m_code; // of red first
+        uint32_t m_bitsCode;
+        uint32_t m_pairsCode;
+    } kRows[] = {{10, 0x0110000D, 0x010A0058, 0x010C0027}, {12, 0x01100011, 0x010C0059, 0x010C002B}};
+    constexpr uint32_t kHeight = 5;
+    for (const auto& row : kRows) {
+        for (const uint32_t width : {8U, 7U}) { // of the latter, lines begin within a byte
+            std::vector<uint8_t> wide;
+            std::vector<uint8_t> bits((width * kHeight * row.m_bits + 7) / 8);
+            std::vector<uint8_t> pairs;
+            uint32_t last = 0;
+            for (uint32_t i = 0; i < width * kHeight; ++i) {
+                const uint32_t value = i * 2654435761U >> (32 - row.m_bits);
+                wide.insert(wide.end(), {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)});
+                for (uint32_t bit = 0; bit < row.m_bits; ++bit) {
+                    const size_t at = size_t{i} * row.m_bits + bit;
+                    bits[at / 8] = static_cast<uint8_t>(bits[at / 8] | (value >> bit & 1) << at % 8);
+                }
+                if (i % 2 == 1) {
+                    const uint32_t low = (1U << (row.m_bits - 8)) - 1;
+                    pairs.push_back(static_cast<uint8_t>(last >> (row.m_bits - 8)));
+                    pairs.push_back(static_cast<uint8_t>((value & low) << 4 | (last & low)));
+                    pairs.push_back(static_cast<uint8_t>(value >> (row.m_bits - 8)));
+                }
+                last = value;
+            }
+            const ImageShape shape{width, kHeight, 0};
+            std::vector<uint8_t> expected(size_t{3} * width * kHeight);
+            std::vector<uint8_t> planes(expected.size());
+            ASSERT_TRUE(CColorPlanes().Make({row.m_code, shape, wide}, expected));
+            ASSERT_TRUE(CColorPlanes().Make({row.m_bitsCode, shape, bits}, planes));
+            EXPECT_EQ(planes, expected) << row.m_bits << " bits, " << width;
+            bits.pop_back();
+            EXPECT_FALSE(CColorPlanes().Make({row.m_bitsCode, shape, bits}, planes));
+            planes.assign(planes.size(), 0);
+            ASSERT_EQ(CColorPlanes().Make({row.m_pairsCode, shape, pairs}, planes), width % 2 == 0);
+            EXPECT_TRUE(width % 2 != 0 || planes == expected) << row.m_bits << " bits in pairs";
+        }
+    }
 }
 
 TEST(ProviderFeatures, AnswersTheSwitchesOfOpeningForCamerasThatLackThem) {

@@ -121,6 +121,41 @@ TEST(Scan3d, ScalesToMillimetresAndRoundsToNearest) {
     }
 }
 
+// Every value there is, by table and by whatever the table found to be quicker.
+TEST(Scan3d, ConvertsEveryValueAsItsRuleSays) {
+    const struct {
+        double m_scale;
+        double m_offset;
+        std::optional<double> m_invalid;
+        bool m_isDisparity;
+        bool m_isLine;
+    } rules[] = {
+        {1.0, 0.0, {}, false, true},      {0.25, 0.0, 0.0, false, true},   {0.1, 120.5, 65535.0, false, true},
+        {3.7, 0.0, {}, false, false},     {1.0, -500.0, {}, false, false}, {0.5, 0.0, 1000.0, false, false},
+        {-0.5, 9000.0, {}, false, false}, {0.125, 0.0, 0.0, true, false},  {1e-9, 0.0, {}, false, false}};
+    std::vector<uint8_t> bytes(1 + size_t{2} * 65536); // one more: values begin where the camera has them
+    for (size_t value = 0; value < 65536; ++value) {
+        bytes[1 + 2 * value] = static_cast<uint8_t>(value);
+        bytes[2 + 2 * value] = static_cast<uint8_t>(value >> 8);
+    }
+    std::vector<uint16_t> depth(65536);
+    for (const auto& [scale, offset, invalid, isDisparity, isLine] : rules) {
+        DepthRule rule;
+        rule.m_coordinates[2] = {scale, offset, invalid};
+        rule.m_isDisparity = isDisparity;
+        rule.m_focalPixels = rule.m_baselineMm = isDisparity ? 400.0 : 0.0;
+        CDepthTable table;
+        const auto depthOf = [&rule](double value) { return DepthOf(rule, value); };
+        table.Make(16, isDisparity ? 0.0 : scale, offset, depthOf);
+        EXPECT_EQ(table.IsLine(), isLine) << scale << " " << offset;
+        table.Convert(bytes.data() + 1, depth);
+        for (size_t value = 0; value < 65536; ++value) {
+            ASSERT_EQ(depth[value], depthOf(static_cast<double>(value)))
+                << scale << " " << offset << ": " << value;
+        }
+    }
+}
+
 TEST(Scan3d, ComparesInvalidValuesAsTheyAreSent) {
     DepthRule rule;
     rule.m_coordinates[kC] = {2.0, 100.0, 50.0};

@@ -61,6 +61,17 @@ for name in ros_discovery_info rt/tf_static rt/diagnostics rt/camera/depth/image
     tf2_msgs::msg::dds_::TFMessage_ diagnostic_msgs::msg::dds_::DiagnosticArray_; do
     grep -qxF "$name" <<<"$names" || fail "$name is not announced"
 done
+# What endpoints say of themselves: the versions of their types, and which reader and writer are one service.
+said=$(fields "$ours" rtps.param.userData | tr -d : | sort -u | sed 's/../\\x&/g' | while read -r bytes; do
+    printf '%b\n' "$bytes"
+done)
+for text in 'enclave=/;' 'typehash=RIHS01_d31d41a9a4c4bc8eae9be757b0beed306564f7526c88ea6a4588fb9582527d47;' \
+    'typehash=RIHS01_043e627780fcad87a22d225bc2a037361dba713fca6a6b9f4b869a5aa0393204;'; do
+    grep -qxF "$text" <<<"$said" || fail "nobody says $text"
+done
+service=$(grep -oE '^serviceid=([0-9a-f]{1,2}\.){15}[0-9a-f]{1,2};typehash=RIHS01_d0108253[0-9a-f]{56};$' <<<"$said" | cut -d';' -f1)
+[ -n "$service" ] || fail "no reader of the trigger's requests says which service it is of"
+grep -qE "^$service;typehash=RIHS01_2d946c21[0-9a-f]{56};\$" <<<"$said" || fail "no writer of its replies is of $service"
 # Writers without a key (their numbers end in 3) send plain little-endian CDR, and describe no types.
 kinds=$(fields "$ours && rtps.sm.id == 0x15 && rtps.sm.wrEntityId.entityKind == 0x03" rtps.param.serialize.encap_kind)
 [ "$(sort -u <<<"$kinds")" = 0x0001 ] || fail "messages are encapsulated as: $kinds"

@@ -73,13 +73,42 @@ TEST_F(RecordingSource, PlaysToTheEndOrStartsAgainWhetherFramesStayInMemoryOrNot
     }
 }
 
-TEST_F(RecordingSource, HasTheLumaOfColorAsBothGreyViewsAtTheDepthsSize) {
+TEST_F(RecordingSource, HasTheLumaOfColorAsItsLeftViewAtTheDepthsSizeAndNoRightOne) {
     const std::unique_ptr<CFrameSource> source = Open(false);
+    EXPECT_FALSE(source->HasRightView());
     DepthOf(*source, 0);
-    EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{2} * 32 * 24, 0));
+    EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{32} * 24, 0));
     DepthOf(*source, 1);
-    EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{2} * 32 * 24, 124));
+    EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{32} * 24, 124));
     EXPECT_EQ(m_images.m_color.at(size_t{64} * 48), 100) << "planes";
+}
+
+// Frame 0 has both views, 1 the left one alone, 2 a right one of another size.
+TEST_F(RecordingSource, HasThePairThatWasRecordedWhereItIsWhole) {
+    const auto write = [this](const std::string& name, uint32_t width, uint8_t grey) {
+        std::filesystem::create_directories(m_folder.File(name).substr(0, m_folder.File(name).rfind('/')));
+        const std::vector<uint8_t> rgb(size_t{width} * 24 * 3, grey);
+        ASSERT_TRUE(WriteColorPng(m_folder.File(name), {width, 24}, rgb.data(), &m_error)) << m_error;
+    };
+    write("left/000000.png", 32, 10);
+    write("right/0.png", 32, 20);
+    write("left/000001.png", 32, 30);
+    write("left/000002.png", 32, 50);
+    write("right/000002.png", 31, 60);
+    std::vector<uint8_t> pair(size_t{2} * 32 * 24, 10);
+    std::fill(pair.begin() + 32 * 24, pair.end(), uint8_t{20});
+    for (const uint64_t maxCacheBytes : {CRecordingSource::kMaxCacheBytes, uint64_t{0}}) {
+        const std::unique_ptr<CFrameSource> source = Open(true, maxCacheBytes);
+        EXPECT_TRUE(source->HasRightView());
+        for (int round = 0; round < 2; ++round) {
+            DepthOf(*source, 0);
+            EXPECT_EQ(m_images.m_greyPair, pair);
+            DepthOf(*source, 1);
+            EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{32} * 24, 124));
+            DepthOf(*source, 2);
+            EXPECT_EQ(m_images.m_greyPair, std::vector<uint8_t>(size_t{32} * 24, 0));
+        }
+    }
 }
 
 TEST_F(RecordingSource, ForgetsADamagedFrameForGoodAndEndsWhenAllAreDamaged) {

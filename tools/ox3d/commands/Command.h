@@ -8,6 +8,7 @@
 #include "tools/ox3d/TargetFile.h"
 #include "tools/ox3d/convert/ConvertOptions.h"
 #include "tools/ox3d/host/CameraAddress.h"
+#include "tools/ox3d/stereo/StereoMatcher.h"
 
 #include <cstdint>
 #include <optional>
@@ -99,6 +100,21 @@ struct Ros2Options {
     bool m_isRegistered = false;
 };
 
+struct StereoOptions {
+    std::string m_left; // empty: of a camera
+    std::string m_right;
+    std::string m_out;
+    std::string m_calibration; // empty: the pictures are rectified
+    std::string m_truth;       // empty: none
+    double m_fx = 0;           // 0: not given
+    std::optional<double> m_cx;
+    std::optional<double> m_cy;
+    double m_baseLineMm = 0; // 0: not given
+    double m_offset = 0;
+    StereoSettings m_settings;
+    uint32_t m_patienceSeconds = 10;
+};
+
 struct StreamOptions {
     uint64_t m_seconds = 10; // 0: until interrupted
     uint32_t m_patienceSeconds = 10;
@@ -116,6 +132,7 @@ struct Arguments {
     FeatureOptions m_feature;
     FileOptions m_file;
     StreamOptions m_stream;
+    StereoOptions m_stereo;
     CloudOptions m_cloud;
     ViewOptions m_view;
     Ros2Options m_ros2;
@@ -123,6 +140,8 @@ struct Arguments {
     bool m_isHostOnly = false;
     bool m_isJson = false;
     bool m_isWatching = false;
+    bool m_isKindWanted = false;
+    bool m_isScan3dWanted = false; // what the camera has of GenICam's 3D model
 };
 
 // One command. The function returns an exit code or throws CToolError.
@@ -158,6 +177,7 @@ EExitCode RunCloud(CCameraControl& control, const Arguments& arguments);
 EExitCode RunCompletion(CCameraControl& control, const Arguments& arguments);
 EExitCode RunView(CCameraControl& control, const Arguments& arguments);
 EExitCode RunRos2(CCameraControl& control, const Arguments& arguments);
+EExitCode RunStereo(CCameraControl& control, const Arguments& arguments);
 EExitCode RunStream(CCameraControl& control, const Arguments& arguments);
 
 } // namespace ox3d::tool

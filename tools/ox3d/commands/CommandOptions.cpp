@@ -42,6 +42,10 @@ void AddList(CLI::App& command, Arguments& arguments) {
     AddJson(command, arguments);
     command.add_flag("--watch", arguments.m_isWatching, "tell which cameras come and go, until Ctrl-C")
         ->excludes("--json");
+    command
+        .add_flag("--kind", arguments.m_isKindWanted,
+                  "tell of which kind each camera is; those that no program has are opened for it")
+        ->excludes("--watch");
     command.footer("Examples: ox3d list --json\n"
                    "          ox3d list --watch");
 }
@@ -50,6 +54,10 @@ void AddInfo(CLI::App& command, Arguments& arguments) {
     AddCommon(command, arguments);
     AddSerial(command, arguments);
     AddJson(command, arguments);
+    command.add_flag(
+        "--3d", arguments.m_isScan3dWanted,
+        "explain instead what the camera has of the 3D model of GenICam's standard, what each of it is "
+        "used for, and what follows where it is missing");
     command.footer("Of a camera that another program holds, what it tells to everybody is shown.\n"
                    "\n"
                    "Example: ox3d info --serial VC00000001");

@@ -30,6 +30,7 @@ void AddCloud(CLI::App& command, Arguments& arguments);
 void AddCompletion(CLI::App& command, Arguments& arguments);
 void AddView(CLI::App& command, Arguments& arguments);
 void AddRos2(CLI::App& command, Arguments& arguments);
+void AddStereo(CLI::App& command, Arguments& arguments);
 void AddStream(CLI::App& command, Arguments& arguments);
 void AddRecordOptions(CLI::App& command, Arguments& arguments);
 void AddPlayOptions(CLI::App& command, Arguments& arguments);

@@ -13,7 +13,8 @@ constexpr const char* kGrabFooter =
     "frame: x right, y down, z along the view) and cloud.png (the cloud seen from above and from the side).\n"
     "Depth is registered to color; where color has the finer pixels a raster of gaps remains in it.\n"
     "With --all the folder becomes a recording, which --recording plays: depth/NNNNNN.png, color/NNNNNN.png\n"
-    "and the camera's calibration.xml. Its depth is as the camera sends it, not registered to color.\n"
+    "and the camera's calibration.xml; of USB cameras that send the stereo pair left/ and right/, too.\n"
+    "Its depth is as the camera sends it, not registered to color.\n"
     "The library's log and the camera's calibration file are left in the folder, too.\n"
     "\n"
     "Examples: ox3d grab --out scene\n"
@@ -111,6 +112,7 @@ constexpr Command kCommands[] = {
     {"stream", "Measures how frames come", AddStream, RunStream},
     {"view", "Shows cameras and recordings in a browser", AddView, RunView},
     {"ros2", "Publishes cameras for ROS 2, without ROS on this host", AddRos2, RunRos2},
+    {"stereo", "Makes depth of a pair of pictures", AddStereo, RunStereo},
     {"cloud", "Makes a point cloud of a depth image", AddCloud, RunCloud},
     {"record", "Records a camera into an MCAP file, which survives kill, power loss and a full disk",
      AddRecordOptions, RunRecord},

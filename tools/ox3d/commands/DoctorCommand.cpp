@@ -38,6 +38,7 @@ void AskCamera(const ProviderChoice& provider, const DeviceRecord& record, Camer
         const CCamera camera(provider, record);
         const uint64_t packetSize = CountOf(camera, "GevSCPSPacketSize");
         facts->m_packetSizeBytes = packetSize > UINT32_MAX ? 0 : static_cast<uint32_t>(packetSize);
+        facts->m_kind = camera.Kind();
         facts->m_payloadBytes = CountOf(camera, "PayloadSize");
     } catch (const CToolError& error) {
         facts->m_whyNotAsked = error.what();

@@ -88,7 +88,7 @@ void CGrab::Take(const OX3D_RGBD_FRAME_DATA& frame) {
     m_stats.Add(m_last.m_frameNum, SecondsOf(Clock::now()), m_last.m_depth);
     m_progress.Update(m_stats);
     if (m_recording != nullptr) {
-        m_queue->Add(m_last.m_frameNum, m_last.m_depth, m_last.m_color);
+        m_queue->Add(m_last.m_frameNum, m_last.m_depth, m_last.m_color, DecodePair(frame));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "tools/ox3d/commands/FeatureJson.h"
 #include "tools/ox3d/commands/FeatureText.h"
 #include "tools/ox3d/commands/RecordJson.h"
+#include "tools/ox3d/commands/Scan3dReport.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -131,6 +132,15 @@ void PrintDocument(const CCamera& camera) {
     PrintJson(document);
 }
 
+void ShowScan3d(const CCamera& camera, bool isJson) {
+    const Scan3dReport report = ReportScan3d(camera);
+    if (isJson) {
+        PrintJson(Scan3dJson(report));
+    } else {
+        std::fputs(Scan3dText(report).c_str(), stdout);
+    }
+}
+
 // Another program's camera answers nothing but the search.
 EExitCode ShowRecord(const DeviceRecord& record, bool isJson, const CStatusError& error) {
     if (error.Status() != OX3D_RGBD_E_CAMERA_0E && error.Status() != OX3D_RGBD_E_CAMERA_07) {
@@ -155,6 +165,10 @@ EExitCode RunInfo(CCameraControl& control, const Arguments& arguments) {
     const DeviceRecord& record = PickCamera(cameras, arguments.m_serial);
     try {
         const CCamera camera(provider, record);
+        if (arguments.m_isScan3dWanted) {
+            ShowScan3d(camera, arguments.m_isJson);
+            return EExitCode::Ok;
+        }
         arguments.m_isJson ? PrintDocument(camera) : PrintAll(camera);
     } catch (const CStatusError& error) {
         return ShowRecord(record, arguments.m_isJson, error);

@@ -25,11 +25,48 @@ TableRow RowOf(const DeviceRecord& camera) {
             IsFree(camera) ? "yes" : "no"};
 }
 
-Json Document(const std::vector<DeviceRecord>& cameras) {
+// Asks the camera, unless another program has it; empty where that is not known.
+std::string KindOf(const ProviderChoice& provider, const DeviceRecord& record) {
+    if (ReachOf(record) != EReach::Free) {
+        return "";
+    }
+    try {
+        return CCamera(provider, record).Kind();
+    } catch (const CToolError&) {
+        return ""; // taken, or gone, since
+    }
+}
+
+// In the order of the cameras; empty where it is not asked for.
+std::vector<std::string> KindsOf(const ProviderChoice& provider, const std::vector<DeviceRecord>& cameras,
+                                 bool isWanted) {
+    std::vector<std::string> kinds;
+    for (size_t i = 0; isWanted && i < cameras.size(); ++i) {
+        CheckInterrupted();
+        kinds.push_back(KindOf(provider, cameras[i]));
+    }
+    return kinds;
+}
+
+std::string Table(const std::vector<DeviceRecord>& cameras, const std::vector<std::string>& kinds) {
+    std::vector<TableRow> rows = {{"TYPE", "MODEL", "SERIAL", "ADDRESS", "NAME", "ACCESSIBLE"}};
+    for (const DeviceRecord& camera : cameras) {
+        rows.push_back(RowOf(camera));
+    }
+    for (size_t i = 0; !kinds.empty() && i < rows.size(); ++i) {
+        rows[i].push_back(i == 0 ? "KIND" : kinds[i - 1].empty() ? std::string(1, '-') : kinds[i - 1]);
+    }
+    return TableText(rows);
+}
+
+Json Document(const std::vector<DeviceRecord>& cameras, const std::vector<std::string>& kinds) {
     Json document = Json::array();
     for (const DeviceRecord& camera : cameras) {
         Json& json = document.emplace_back(RecordJson(camera));
         json["accessible"] = IsFree(camera);
+        if (!kinds.empty()) {
+            json["kind"] = kinds[document.size() - 1];
+        }
     }
     return document;
 }
@@ -75,19 +112,16 @@ EExitCode RunList(CCameraControl& control, const Arguments& arguments) {
         return EExitCode::Ok;
     }
     const std::vector<DeviceRecord> cameras = ListCameras(provider);
+    const std::vector<std::string> kinds = KindsOf(provider, cameras, arguments.m_isKindWanted);
     if (arguments.m_isJson) {
-        PrintJson(Document(cameras));
+        PrintJson(Document(cameras, kinds));
         return EExitCode::Ok;
     }
     if (cameras.empty()) {
         std::puts("no cameras found");
         return EExitCode::Ok;
     }
-    std::vector<TableRow> rows = {{"TYPE", "MODEL", "SERIAL", "ADDRESS", "NAME", "ACCESSIBLE"}};
-    for (const DeviceRecord& camera : cameras) {
-        rows.push_back(RowOf(camera));
-    }
-    std::fputs(TableText(rows).c_str(), stdout);
+    std::fputs(Table(cameras, kinds).c_str(), stdout);
     return EExitCode::Ok;
 }
 

@@ -13,6 +13,10 @@ namespace {
 constexpr size_t kMaxWaiting = 60; // frames: two seconds of most cameras
 constexpr unsigned kMaxThreads = 8;
 
+bool IsSame(const ViewPair& a, const ViewPair& b) {
+    return a.m_left.m_samples == b.m_left.m_samples && a.m_right.m_samples == b.m_right.m_samples;
+}
+
 } // namespace
 
 CRecordingQueue::CRecordingQueue(CRecordingWriter& writer) : m_writer(writer) {
@@ -40,8 +44,12 @@ void CRecordingQueue::ThrowFailure() {
     }
 }
 
-void CRecordingQueue::Add(uint32_t frameNum, const DepthImage& depth, const RgbImage& color) {
-    Frame frame{m_writer.NumberFor(frameNum), depth, color};
+void CRecordingQueue::Add(uint32_t frameNum, const DepthImage& depth, const RgbImage& color, ViewPair pair) {
+    Frame frame{m_writer.NumberFor(frameNum), depth, color, {}};
+    if (!pair.IsEmpty() && !IsSame(pair, m_lastPair)) {
+        frame.m_pair = pair;
+        m_lastPair = std::move(pair);
+    }
     CLock lock(m_mutex);
     while (m_waiting.size() >= kMaxWaiting && m_failure.empty()) {
         m_changed.Wait(m_mutex);
@@ -60,20 +68,24 @@ void CRecordingQueue::Finish() {
     ThrowFailure();
 }
 
+bool CRecordingQueue::WriteImages(const Frame& frame, std::string* error) const {
+    const auto* const pixels = reinterpret_cast<const uint8_t*>(frame.m_color.m_samples.data());
+    const ViewPair& pair = frame.m_pair;
+    return m_writer.Write(frame.m_number, {frame.m_depth.m_width, frame.m_depth.m_height},
+                          frame.m_depth.m_samples.data(), {frame.m_color.m_width, frame.m_color.m_height},
+                          frame.m_color.IsEmpty() ? nullptr : pixels, error) &&
+           (pair.IsEmpty() ||
+            m_writer.WritePair(frame.m_number, {pair.m_left.m_width, pair.m_left.m_height},
+                               pair.m_left.m_samples.data(), pair.m_right.m_samples.data(), error));
+}
+
 void CRecordingQueue::Write(const Frame& frame) {
     std::string error;
-    const auto* const pixels = reinterpret_cast<const uint8_t*>(frame.m_color.m_samples.data());
-    const bool isWritten = ExceptionBarrier(
-        [&] {
-            return m_writer.Write(frame.m_number, {frame.m_depth.m_width, frame.m_depth.m_height},
-                                  frame.m_depth.m_samples.data(),
-                                  {frame.m_color.m_width, frame.m_color.m_height},
-                                  frame.m_color.IsEmpty() ? nullptr : pixels, &error);
-        },
-        [&](const std::exception*) {
-            error = "a frame: out of memory";
-            return false;
-        });
+    const bool isWritten = ExceptionBarrier([&] { return WriteImages(frame, &error); },
+                                            [&](const std::exception*) {
+                                                error = "a frame: out of memory";
+                                                return false;
+                                            });
     const CLock lock(m_mutex);
     --m_underWay;
     if (!isWritten && m_failure.empty()) {

@@ -4,7 +4,7 @@
 
 #include "base/Mutex.h"
 #include "recording/RecordingWriter.h"
-#include "tools/ox3d/pictures/Images.h"
+#include "tools/ox3d/pictures/FrameDecode.h"
 
 #include <deque>
 #include <string>
@@ -20,8 +20,9 @@ public:
     CRecordingQueue(const CRecordingQueue&) = delete;
     CRecordingQueue& operator=(const CRecordingQueue&) = delete;
 
-    // Waits while too many frames wait. Throws a CToolError once one could not be written. An empty image is no color.
-    void Add(uint32_t frameNum, const DepthImage& depth, const RgbImage& color);
+    // Waits while too many frames wait. Throws a CToolError once one could not be written. An empty image is no color, and a pair
+    // that is that of the frame before is none: the library repeats it where the camera sends none.
+    void Add(uint32_t frameNum, const DepthImage& depth, const RgbImage& color, ViewPair pair);
     // Returns when all is written; throws as above.
     void Finish();
 
@@ -30,13 +31,16 @@ private:
         uint64_t m_number = 0;
         DepthImage m_depth;
         RgbImage m_color;
+        ViewPair m_pair;
     };
 
     void Run();
     void Write(const Frame& frame);
+    bool WriteImages(const Frame& frame, std::string* error) const;
     void ThrowFailure() OX_REQUIRES(m_mutex);
 
     CRecordingWriter& m_writer;
+    ViewPair m_lastPair; // that was added
     std::vector<std::thread> m_threads;
 
     CMutex m_mutex;

@@ -1,4 +1,5 @@
 // ox3d ros2: cameras for ROS 2, over DDS. What speaks DDS is a module that other commands do without.
+#include "ros2/Discovery.h"
 #include "ros2/RosTypes.h"
 #include "tools/ox3d/Interrupt.h"
 #include "tools/ox3d/Module.h"
@@ -22,12 +23,15 @@ constexpr uint32_t kMaxDomain = 232;
 constexpr const char* kFooter =
     "Publishes until Ctrl-C, below the namespace: depth/image_raw (16UC1, millimetres, 0 = none),\n"
     "color/image_raw (rgb8), camera_info beside each, with --points depth/points (metres); and /tf_static\n"
-    "and /diagnostics. Several cameras have NAMESPACE_SERIAL. A camera that is lost is looked for.\n"
+    "and /diagnostics. With --all, and of several, each has NAMESPACE_SERIAL. One that is lost is looked "
+    "for.\n"
     "\n"
     "--distro, or ROS_DISTRO, chooses how nodes are told of each other: with the wrong one nodes of Humble "
     "in\n"
     "the same domain crash, so without either nodes are told nothing; topics work all the same.\n"
-    "ROS_DOMAIN_ID is the domain where --domain is not given.\n"
+    "ROS_DOMAIN_ID is the domain where --domain is not given. ROS_AUTOMATIC_DISCOVERY_RANGE, "
+    "ROS_STATIC_PEERS\n"
+    "and ROS_LOCALHOST_ONLY say which hosts find it, as they do for nodes.\n"
     "\n"
     "The features of a camera are its node's parameters, and ~/trigger is a software trigger, for clients "
     "with\n"
@@ -49,7 +53,9 @@ const std::map<std::string, EDistro> kDistros = {
 
 EDistro DistroOf(const Ros2Options& options) {
     const char* const set = std::getenv("ROS_DISTRO");
-    const auto known = kDistros.find(set == nullptr ? "" : set);
+    const std::string name = set == nullptr ? "" : set;
+    const bool isLikeJazzy = name == "iron" || name == "kilted"; // in what nodes are told
+    const auto known = kDistros.find(isLikeJazzy ? "jazzy" : name);
     return options.m_distro == EDistro::Unknown && known != kDistros.end() ? known->second : options.m_distro;
 }
 
@@ -160,11 +166,18 @@ EExitCode RunRos2(CCameraControl& control, const Arguments& arguments) {
     domainOptions.m_number = DomainOf(options);
     domainOptions.m_interfaces = options.m_interfaces;
     domainOptions.m_peers = options.m_peers;
+    std::string error;
+    std::string note;
+    if (!ros2::ReadDiscovery(&domainOptions, &note, &error)) {
+        throw CToolError(EExitCode::Usage, error);
+    }
+    if (!note.empty()) {
+        std::fprintf(stderr, "ox3d: %s\n", note.c_str());
+    }
     const ProviderChoice provider = control.Enter();
     const CScratchFolder scratch; // the library writes its log and calibration files there
     EnterFolder(scratch.Path());
     const std::vector<DeviceRecord> chosen = ChooseCameras(provider, options);
-    std::string error;
     const std::unique_ptr<ros2::IDomain> domain(open(domainOptions, &error));
     if (domain == nullptr) {
         throw CToolError(EExitCode::Host, error);
@@ -173,10 +186,14 @@ EExitCode RunRos2(CCameraControl& control, const Arguments& arguments) {
     std::vector<ros2::GraphNode> nodes;
     for (const DeviceRecord& record : chosen) {
         const std::string serial = TextOf(record.chSerialNumber);
+        const bool isOnlyOne =
+            chosen.size() == 1 && !options.m_isAll; // names do not follow from how many there are
         const std::string space =
-            chosen.size() == 1 ? options.m_namespace : options.m_namespace + "_" + ros2::TokenOf(serial);
+            isOnlyOne ? options.m_namespace : options.m_namespace + "_" + ros2::TokenOf(serial);
+        CRos2Camera::TopicsPointer topics =
+            MakeTopics(*domain, options, space); // says what is wrong with a name
         cameras.push_back(std::make_unique<CRos2Camera>(provider, record, options.m_isRegistered,
-                                                        MakeTopics(*domain, options, space),
+                                                        std::move(topics),
                                                         MakeServices(*domain, options, space)));
         nodes.push_back(cameras.back()->Node());
         std::printf("%s: /%s\n", serial.c_str(), space.c_str());
@@ -187,7 +204,8 @@ EExitCode RunRos2(CCameraControl& control, const Arguments& arguments) {
     if (distro != EDistro::Unknown && !options.m_hasNoGraph) {
         graph = PublishGraph(*domain, distro, nodes);
     } else if (!options.m_hasNoGraph) {
-        std::fputs("ox3d: neither --distro nor ROS_DISTRO: nodes are told nothing of each other\n", stderr);
+        std::fputs("ox3d: neither --distro nor a known ROS_DISTRO: nodes are told nothing of each other\n",
+                   stderr);
     }
     while (!IsInterrupted()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));

@@ -66,6 +66,18 @@ void NoteKeysWithoutEffect(const std::vector<Setting>& settings, const CCamera& 
     }
 }
 
+// Nothing reaches the camera: without a word it would look as if the next program found them so.
+void NoteKeysThatEnd(const std::vector<Setting>& settings) {
+    for (const Setting& setting : settings) {
+        if (setting.m_feature.m_record.chCategory == std::string_view("Ox3d")) {
+            std::fprintf(stderr,
+                         "ox3d: %s is the library's own and ends with this command; a program sets it after "
+                         "it has opened the camera\n",
+                         setting.m_feature.Name().c_str());
+        }
+    }
+}
+
 } // namespace
 
 EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
@@ -84,6 +96,7 @@ EExitCode RunSet(CCameraControl& control, const Arguments& arguments) {
     }
     SetFeatures(session.Handle(), named);
     NoteKeysWithoutEffect(settings, session.Camera());
+    NoteKeysThatEnd(settings);
     Json document = Json::object();
     for (const Setting& setting : settings) { // as the camera has it: it may have rounded
         const Feature present = FindFeature(session.Handle(), setting.m_feature.Name());

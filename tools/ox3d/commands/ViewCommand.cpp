@@ -129,6 +129,23 @@ void PrintAddress(uint16_t port, void* user) {
     std::fflush(stdout);
 }
 
+fs::path RecordFolder(const ViewOptions& options) {
+    fs::path folder = fs::absolute(options.m_recordDir.empty() ? "." : options.m_recordDir);
+    std::error_code ignored;
+    if (!fs::is_directory(folder, ignored)) {
+        throw CToolError(EExitCode::File, folder.string() + " is no folder for recordings");
+    }
+    return folder;
+}
+
+void WarnWithoutPage(const fs::path& folder) {
+    std::error_code ignored;
+    if (!fs::exists(folder / "index.html", ignored)) {
+        std::fprintf(stderr, "ox3d: there is no page in %s: requests are answered, browsers show nothing\n",
+                     folder.c_str());
+    }
+}
+
 // A provider that is not there is no reason not to play recordings.
 std::optional<ProviderChoice> EnterControl(CCameraControl& control, const ViewOptions& options) {
     try {
@@ -168,7 +185,8 @@ EExitCode RunView(CCameraControl& control, const Arguments& arguments) {
     const ViewOptions& options = arguments.m_view;
     const viewer::ServeFunction serve = LoadServer();
     viewer::ServerOptions server = ServerOptionsOf(options);
-    const fs::path recordDir = fs::absolute(options.m_recordDir.empty() ? "." : options.m_recordDir);
+    WarnWithoutPage(server.m_pageFolder);
+    const fs::path recordDir = RecordFolder(options);
     std::vector<std::string> recordings;
     for (const std::string& recording : options.m_recordings) {
         recordings.push_back(fs::absolute(recording).string());

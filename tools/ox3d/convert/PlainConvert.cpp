@@ -89,12 +89,17 @@ size_t ToPngFolder(CRecordingReader& reader, const fs::path& folder) {
     if (!WriteLocalFile(writer.CalibrationFile(), calibration.data(), calibration.size())) {
         throw CToolError(EExitCode::File, "cannot write " + writer.CalibrationFile());
     }
+    std::vector<uint8_t> pair;
     return WalkFrames(reader, EImages::All, [&](SourceFrame& frame) {
         const RgbImage color = ColorOf(reader, frame);
         const auto* const pixels = reinterpret_cast<const uint8_t*>(color.m_samples.data());
-        if (!writer.Add(static_cast<uint32_t>(frame.m_facts.m_number), reader.DepthSize(),
-                        frame.m_samples.data(), reader.ColorSize(), color.IsEmpty() ? nullptr : pixels,
-                        &error)) {
+        const uint64_t number = writer.NumberFor(static_cast<uint32_t>(frame.m_facts.m_number));
+        const PngSize size = reader.DepthSize();
+        const size_t viewBytes = size_t{size.m_width} * size.m_height;
+        if (!writer.Write(number, size, frame.m_samples.data(), reader.ColorSize(),
+                          color.IsEmpty() ? nullptr : pixels, &error) ||
+            (reader.ReadPair(frame.m_index, &pair) &&
+             !writer.WritePair(number, size, pair.data(), pair.data() + viewBytes, &error))) {
             throw CToolError(EExitCode::File, "cannot write " + error);
         }
     });

@@ -293,6 +293,22 @@ void JudgeCameraAddresses(const HostFacts& facts, Findings& findings) {
     }
 }
 
+void JudgeCameraKinds(const HostFacts& facts, Findings& findings) {
+    for (const CameraFacts& camera : facts.m_cameras) {
+        const std::string command =
+            ShellWord(facts.m_tool) + " info --3d --serial " + ShellWord(camera.m_serial);
+        if (camera.m_kind == "Plain2d") {
+            findings.push_back({EMark::Note,
+                                "camera kind",
+                                camera.m_serial + ": Plain2d",
+                                "It sends an image without depth. What it lacks for more:",
+                                {command}});
+        } else if (!camera.m_kind.empty()) {
+            findings.push_back({EMark::Ok, "camera kind", camera.m_serial + ": " + camera.m_kind, "", {}});
+        }
+    }
+}
+
 void JudgeUsbMemory(const HostFacts& facts, Findings& findings) {
     if (!facts.m_usbMemoryMb) {
         findings.push_back({EMark::Ok, "USB memory", "there is no USB here", "", {}});
@@ -372,6 +388,7 @@ std::vector<Finding> JudgeHost(const HostFacts& facts) {
     JudgeReversePath(facts, findings);
     JudgeSubnets(facts, findings);
     JudgeCameraAddresses(facts, findings);
+    JudgeCameraKinds(facts, findings);
     JudgeUsbMemory(facts, findings);
     JudgeUsbAccess(facts, findings);
     return findings;

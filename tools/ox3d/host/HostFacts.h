@@ -43,6 +43,7 @@ struct CameraFacts {
     uint32_t m_packetSizeBytes = 0; // 0: it does not say
     uint64_t m_payloadBytes = 0;    // 0: it does not say
     bool m_isOutOfReach = false; // answers the search by broadcast, but nothing that is sent to its address
+    std::string m_kind;          // Native, Sfnc3d or Plain2d; empty where nothing tells
 };
 
 struct HostFacts {

@@ -13,6 +13,15 @@ DepthImage DecodeDepth(const OX3D_RGBD_FRAME_DATA& frame);
 // The frame's color image, copied: planar RGB, packed RGB or BGR, or grey. Empty as above.
 RgbImage DecodeColor(const OX3D_RGBD_FRAME_DATA& frame);
 
+// The grey views of a stereo pair, of one size.
+struct ViewPair {
+    GreyImage m_left;
+    GreyImage m_right;
+    bool IsEmpty() const { return m_left.IsEmpty(); }
+};
+// The frame's pair, copied. Empty as above.
+ViewPair DecodePair(const OX3D_RGBD_FRAME_DATA& frame);
+
 } // namespace ox3d::tool
 
 #endif

@@ -34,6 +34,7 @@ struct Image {
 using RgbImage = Image<Rgb>;
 using DepthImage = Image<uint16_t>; // millimetres, 0 = no data
 using MaskImage = Image<uint8_t>;   // 0 or 1
+using GreyImage = Image<uint8_t>;
 
 // Of three planes R, G, B of that size, one behind the other.
 inline RgbImage ColorOfPlanes(const std::vector<uint8_t>& planes, uint32_t width, uint32_t height) {

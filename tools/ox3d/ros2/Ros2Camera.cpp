@@ -235,6 +235,18 @@ void CRos2Camera::SendCloud(const OX3D_RGBD_FRAME_DATA& frame, uint64_t stampNs)
     m_topics->PublishCloud(std::move(cdr));
 }
 
+// Whoever waits in vain looks here. Once: a client asks again and again.
+void CRos2Camera::TellOfRefused(const ros2::ServiceFigures& requests) {
+    if (requests.m_malformed > 0 && !m_isRefusalTold) {
+        m_isRefusalTold = true;
+        std::fprintf(
+            stderr,
+            "ox3d: %s: a request was refused that is not as rmw_cyclonedds writes them; clients with "
+            "another RMW_IMPLEMENTATION get no answer\n",
+            TextOf(m_record.chSerialNumber).c_str());
+    }
+}
+
 void CRos2Camera::SendDiagnostic(ros2::ELevel level, const std::string& message) {
     const ViewFigures figures = m_stats.Close(0);
     uint64_t skipped = 0;
@@ -258,6 +270,7 @@ void CRos2Camera::SendDiagnostic(ros2::ELevel level, const std::string& message)
                            {"readers", std::to_string(m_topics->Readers())}};
     if (m_services.m_services != nullptr) {
         const ros2::ServiceFigures requests = m_services.m_services->Figures();
+        TellOfRefused(requests);
         diagnostic.m_values.insert(diagnostic.m_values.end(),
                                    {{"requests answered", std::to_string(requests.m_answered)},
                                     {"requests dropped", std::to_string(requests.m_dropped)},

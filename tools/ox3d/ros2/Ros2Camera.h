@@ -48,6 +48,7 @@ private:
     FrameCopy Next() OX_EXCLUDES(m_mutex);
     void Send(const OX3D_RGBD_FRAME_DATA& frame, CFrameViews& views);
     void SendCloud(const OX3D_RGBD_FRAME_DATA& frame, uint64_t stampNs);
+    void TellOfRefused(const ros2::ServiceFigures& requests);
     void SendDiagnostic(ros2::ELevel level, const std::string& message) OX_EXCLUDES(m_mutex);
     bool IsEnding() const OX_EXCLUDES(m_mutex);
 
@@ -60,6 +61,7 @@ private:
     CViewStats m_stats;
     uint64_t m_unsent = 0; // frames of which a reader was told no more
     bool m_isDescribed = false;
+    bool m_isRefusalTold = false;
     Clock::time_point m_nextSecond;
 
     mutable CMutex m_mutex;

@@ -31,9 +31,19 @@ bool IsAligned(const CCamera& camera) {
            param.stIntParam.nCurValue != 0;
 }
 
-PointCloud CloudOfCopy(void* handle, const OX3D_RGBD_FRAME_DATA& frame) {
+// Whether depth has the pixels of color, and not color those of depth.
+bool IsDepthInColor(const CCamera& camera) {
+    OX3D_RGBD_PARAM param{};
+    return IsAligned(camera) &&
+           (OX3D_RGBD_GetParam(camera.Handle(), OX3D_RGBD_KEY_ALIGN_TARGET, &param) != OX3D_RGBD_OK ||
+            param.stIntParam.nCurValue == 0);
+}
+
+// In the frame of the camera whose pixels the depth has, as the page shows and saves it, and as recordings have it.
+PointCloud CloudOfCopy(const CCamera& camera, const OX3D_RGBD_FRAME_DATA& frame) {
+    void* const handle = camera.Handle();
     OX3D_RGBD_CLOUD_OPTIONS options{};
-    options.nCamera = OX3D_RGBD_CAMERA_COLOR;
+    options.nCamera = IsDepthInColor(camera) ? OX3D_RGBD_CAMERA_COLOR : OX3D_RGBD_CAMERA_DEPTH;
     options.nColor = OX3D_RGBD_CLOUD_COLOR_BESIDE;
     OX3D_RGBD_CLOUD cloud{};
     uint32_t status = OX3D_RGBD_MapFrameToPointCloud(handle, &frame, &options, &cloud);
@@ -170,8 +180,9 @@ void CCameraSource::Step(Clock::time_point now) {
 }
 
 void CCameraSource::TryOpen(Clock::time_point now) {
-    const bool wasLost = State() == "lost";
-    if (!wasLost) {
+    const std::string before = State();
+    const bool isTriedAgain = before == "lost" || before == "failed"; // and why is told until it is open
+    if (!isTriedAgain) {
         EnterState("opening", std::nullopt);
     }
     try {
@@ -182,7 +193,7 @@ void CCameraSource::TryOpen(Clock::time_point now) {
         m_geometry = nullptr;
         m_nextSecond = now + 500ms;
     } catch (const std::exception& error) {
-        EnterState(wasLost ? "lost" : "failed", ProblemOf(error));
+        EnterState(before == "lost" ? "lost" : "failed", ProblemOf(error));
         m_nextTry = now + kRetry;
         const CLock lock(m_mutex);
         ++m_attempts;
@@ -384,17 +395,24 @@ Json CCameraSource::Features(const std::string& pattern) {
 
 Json CCameraSource::SetFeature(const std::string& name, const std::string& value) {
     const OpenedPointer opened = Acquire();
-    const bool isAligning = name == OX3D_RGBD_KEY_IMAGE_ALIGN || name == OX3D_RGBD_KEY_RESOLUTION_ALIGN;
-    if (isAligning && m_recording.IsUnderWay()) {
+    void* const handle = opened->m_camera.Handle();
+    if (name == OX3D_RGBD_KEY_IMAGE_ALIGN || name == OX3D_RGBD_KEY_RESOLUTION_ALIGN) {
+        SetAligning(handle, name, value);
+    } else {
+        tool::SetFeature(handle, name, value);
+    }
+    return {{"name", name},
+            {"value", ViewValueJson(FindFeature(handle, name))}}; // the camera may have rounded
+}
+
+void CCameraSource::SetAligning(void* handle, const std::string& name, const std::string& value) {
+    const CLock aligning(m_alignMutex);
+    if (m_recording.IsUnderWay()) {
         throw CViewError(kConflict, "a recording holds frames as the camera sends them: stop it first");
     }
-    void* const handle = opened->m_camera.Handle();
     tool::SetFeature(handle, name, value);
-    if (isAligning) {
-        const CLock lock(m_mutex);
-        m_aligning[name] = value;
-    }
-    return {{"name", name}, {"value", ValueJson(FindFeature(handle, name))}}; // the camera may have rounded
+    const CLock lock(m_mutex);
+    m_aligning[name] = value;
 }
 
 void CCameraSource::Execute(const std::string& name) {
@@ -428,7 +446,7 @@ GrabbedFrame CCameraSource::Snapshot(bool isCloudWanted) {
     frame.m_depth = DecodeDepth(*copy);
     frame.m_color = DecodeColor(*copy);
     if (isCloudWanted) {
-        frame.m_cloud = CloudOfCopy(opened->m_camera.Handle(), *copy);
+        frame.m_cloud = CloudOfCopy(opened->m_camera, *copy);
     }
     return frame;
 }
@@ -436,6 +454,7 @@ GrabbedFrame CCameraSource::Snapshot(bool isCloudWanted) {
 void CCameraSource::StartRecording() {
     const OpenedPointer opened = Acquire();
     AwaitFrame(5s);
+    const CLock aligning(m_alignMutex);
     if (IsAligned(opened->m_camera)) {
         throw CViewError(kConflict, "frames are recorded as the camera sends them: switch " +
                                         std::string(OX3D_RGBD_KEY_IMAGE_ALIGN) + " off first");

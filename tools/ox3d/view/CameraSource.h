@@ -69,7 +69,9 @@ private:
     // Opens the camera where it is not open, and waits for that. Throws CViewError.
     OpenedPointer Acquire() OX_EXCLUDES(m_mutex);
     void AwaitFrame(std::chrono::seconds patience) OX_EXCLUDES(m_mutex);
-    void StartRecording() OX_EXCLUDES(m_mutex);
+    void SetAligning(void* handle, const std::string& name, const std::string& value)
+        OX_EXCLUDES(m_mutex, m_alignMutex);
+    void StartRecording() OX_EXCLUDES(m_mutex, m_alignMutex);
     void FinishRecording(const std::string& why);
     // What clients have set of how the library aligns images.
     std::map<std::string, std::string> Aligning() const OX_EXCLUDES(m_mutex);
@@ -96,6 +98,7 @@ private:
     std::map<std::string, std::string> m_aligning OX_GUARDED_BY(m_mutex);
 
     CViewRecording m_recording;
+    CMutex m_alignMutex; // held while alignment changes or a recording begins: never both
 
     std::weak_ptr<void> m_former; // the life of the opened camera before, which requests may still have
     Clock::time_point m_nextTry;  // the rest is the thread's

@@ -27,7 +27,18 @@ Json AvailableNames(const Json& entries) {
     return names;
 }
 
+// A browser's numbers are doubles, and hold whole numbers to 2^53: larger ones go as text.
+Json ExactJson(const Json& value) {
+    constexpr int64_t kLargest = int64_t{1} << 53;
+    const bool isExact = !value.is_number_integer() || (value >= -kLargest && value <= kLargest);
+    return isExact ? value : Json(value.dump());
+}
+
 } // namespace
+
+Json ViewValueJson(const Feature& feature) {
+    return ExactJson(ValueJson(feature));
+}
 
 Json ViewFeatureJson(const Feature& feature) {
     const Json known = FeatureJson(feature);
@@ -38,9 +49,9 @@ Json ViewFeatureJson(const Feature& feature) {
                  {"type", LowerText(known["type"].get<std::string>())},
                  {"readable", access == OX3D_RGBD_ACCESS_READ_ONLY || access == OX3D_RGBD_ACCESS_READ_WRITE},
                  {"writable", access == OX3D_RGBD_ACCESS_WRITE_ONLY || access == OX3D_RGBD_ACCESS_READ_WRITE},
-                 {"value", known["value"]}};
+                 {"value", ExactJson(known["value"])}};
     for (const char* const key : {"min", "max", "increment"}) {
-        json[key] = known.contains(key) ? known[key] : Json();
+        json[key] = known.contains(key) ? ExactJson(known[key]) : Json();
     }
     json["unit"] = known["unit"];
     if (known.contains("entries")) {

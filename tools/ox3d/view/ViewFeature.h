@@ -7,7 +7,9 @@
 
 namespace ox3d::tool {
 
+// Whole numbers that a browser's numbers do not hold, those beyond 2^53, are texts in both.
 Json ViewFeatureJson(const Feature& feature);
+Json ViewValueJson(const Feature& feature);
 // As the command line has it: the same checks follow. Throws CViewError for what can be no value.
 std::string ValueTextOf(const Json& value);
 

@@ -1,7 +1,10 @@
 // Figures for Prometheus: its text format, version 0.0.4.
 #include "tools/ox3d/view/ViewMetrics.h"
 
+#include "tools/ox3d/Json.h"
+
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace ox3d::tool {
 namespace {
@@ -32,13 +35,9 @@ constexpr Row kRows[] = {
      [](const ViewMetric& camera) { return static_cast<double>(camera.m_encoded.m_bytes); }},
 };
 
-// Serial numbers are cameras' texts.
-std::string Label(const std::string& text) {
-    std::string label;
-    for (const char c : text) {
-        label += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
-    }
-    return label;
+// A serial number is a camera's text, and may have anything in it. JSON quotes what the format has quoted.
+std::string Quoted(const std::string& text) {
+    return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 } // namespace
@@ -52,8 +51,8 @@ std::string MetricsText(const std::vector<ViewMetric>& cameras) {
         for (const ViewMetric& camera : cameras) {
             char value[32];
             std::snprintf(value, sizeof(value), "%.17g", row.m_value(camera));
-            text.append(name).append("{camera=\"").append(Label(camera.m_camera));
-            text.append("\"} ").append(value).append("\n");
+            text.append(name).append("{camera=").append(Quoted(camera.m_camera));
+            text.append("} ").append(value).append("\n");
         }
     }
     return text;

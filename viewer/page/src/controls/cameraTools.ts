@@ -1,8 +1,10 @@
 // cameraTools.ts - pause, step, record and snapshots of one camera.
 import { api, sentenceOf } from "../protocol/api";
+import { cloudPly, depthPng } from "../picture/snapshot";
 import { app } from "../store/app";
 import type { Camera } from "../store/camera";
 import { notify } from "../store/notices";
+import { shownStreams } from "../store/settings";
 import { el, icon, iconButton, saveBlob, setIcon } from "./dom";
 
 const kFiles = [
@@ -17,12 +19,32 @@ function stamp(): string {
   return new Date().toISOString().slice(0, 19).replace(/[-:]/g, "").replace("T", "-");
 }
 
+// Of the pictures that are shown; null for what none of the views shows.
+function shownFile(camera: Camera, file: SnapshotFile): Blob | null {
+  const shown = shownStreams();
+  const depth = shown.depth ? camera.depth.value : null;
+  const color = shown.color ? camera.color.value : null;
+  const details = camera.details.value;
+  switch (file) {
+    case "depth.png":
+      return depth && depthPng(depth);
+    case "color.jpg":
+      return color?.jpeg ?? null;
+    case "cloud.ply":
+      return depth && details && cloudPly(depth, color?.bitmap ?? null, details);
+  }
+}
+
+// What is not shown is asked of the server, which takes the next frame for it.
 export async function saveSnapshot(camera: Camera, file: SnapshotFile): Promise<void> {
   try {
     const [name, type] = file.split(".");
-    saveBlob(await api.snapshot(camera.id, file), `${camera.id}-${stamp()}-${name}.${type}`);
-    const isOther = camera.isPaused.value;
-    notify(isOther ? "warning" : "info", `Saved ${file} of ${camera.id}${isOther ? ", of a newer frame than the paused one" : ""}.`);
+    const shown = shownFile(camera, file);
+    saveBlob(shown ?? await api.snapshot(camera.id, file), `${camera.id}-${stamp()}-${name}.${type}`);
+    const isOther = !shown && camera.isPaused.value;
+    const isGray = shown && file === "cloud.ply" && camera.details.value?.streams.color && !shownStreams().color;
+    notify(isOther ? "warning" : "info", `Saved ${file} of ${camera.id}${isOther ? ", of a newer frame than the paused one" : ""}${
+      isGray ? ", without color, which no view shows" : ""}.`);
   } catch (error) {
     notify("error", `Saving ${file} of ${camera.id}: ${sentenceOf(error)}`);
   }

@@ -46,7 +46,7 @@ export function display(): HTMLElement {
     const [nearMm, farMm] = camera ? rangeOf(camera) : [settings.value.nearMm, settings.value.farMm];
     for (const [input, text, value] of [[near, nearText, nearMm], [far, farText, farMm]] as const) {
       input.value = String(value);
-      text.textContent = `${Math.round(value)} mm`;
+      text.textContent = camera && !summary && settings.value.isRangeAutomatic ? "–" : `${Math.round(value)} mm`;
     }
     valid.textContent = summary ? `${(100 * summary.validShare).toFixed(1)} %` : "–";
     drawHistogram(histogram, summary?.bins ?? [], summary ? [summary.nearMm, summary.farMm] : [0, 1], [nearMm, farMm]);

@@ -1,5 +1,6 @@
 // featureControl.ts - one feature: its name, the control of its type, and what came of the last change. A value is
 // shown as the camera read it back, never as it was asked for.
+import { exactOf } from "../protocol/features";
 import type { FeatureEntry, FeatureValue } from "../protocol/wire";
 import { el } from "./dom";
 
@@ -13,7 +14,7 @@ const kLargestSpan = 1e7; // a slider over more is of no use
 const kLogarithmic = 1000; // times the smallest value: from here on a slider goes by ratios
 
 function isBounded(feature: FeatureEntry): boolean {
-  const span = (feature.max ?? Infinity) - (feature.min ?? -Infinity);
+  const span = Number(feature.max ?? Infinity) - Number(feature.min ?? -Infinity);
   return Number.isFinite(span) && span > 0 && span <= kLargestSpan;
 }
 
@@ -39,7 +40,9 @@ interface Scale {
 }
 
 // From a slider's place, 0 to 1, to a value that the feature takes, and back.
-function scaleOf({ min = 0, max = 1, increment, type }: FeatureEntry): Scale {
+function scaleOf(feature: FeatureEntry): Scale {
+  const { type } = feature;
+  const [min, max, increment] = [feature.min ?? 0, feature.max ?? 1, feature.increment ?? 0].map(Number) as [number, number, number];
   const isByRatio = min > 0 && max / min >= kLogarithmic;
   const step = type === "integer" ? increment || 1 : 0;
   const fit = (value: number): number => {
@@ -78,7 +81,7 @@ export class FeatureControl {
     this.#feature = feature;
     this.#hint.textContent = [rangeText(feature), feature.unit].filter(Boolean).join(" ");
     // Another kind of control only where access, range or entries have changed: the user may be in this one.
-    const shape = JSON.stringify([feature.type, feature.writable, feature.min, feature.max, feature.entries]);
+    const shape = JSON.stringify([feature.type, feature.writable, String(feature.min), String(feature.max), feature.entries]);
     if (shape !== this.#shape) {
       this.#shape = shape;
       this.#place.replaceChildren(...this.#make(feature));
@@ -143,10 +146,20 @@ export class FeatureControl {
 
   #makeNumber(feature: FeatureEntry): HTMLElement[] {
     const isWhole = feature.type === "integer";
-    const common = { "aria-labelledby": `feature-${feature.name}`, ...(feature.min === undefined ? {} : { min: feature.min }),
-      ...(feature.max === undefined ? {} : { max: feature.max }) };
-    const input = el("input", { type: "number", step: isWhole ? feature.increment || 1 : "any", ...common });
-    input.addEventListener("change", () => Number.isFinite(input.valueAsNumber) && this.#write(input, input.valueAsNumber));
+    const common = { "aria-labelledby": `feature-${feature.name}`, ...(feature.min === undefined ? {} : { min: String(feature.min) }),
+      ...(feature.max === undefined ? {} : { max: String(feature.max) }) };
+    const input = el("input", { type: "number", step: isWhole ? String(feature.increment || 1) : "any", ...common });
+    const showValue = (): void => {
+      const { value } = this.#feature;
+      input.value = typeof value === "number" || typeof value === "bigint" ? textOf(value) : "";
+    };
+    input.addEventListener("change", () => {
+      if (Number.isFinite(input.valueAsNumber)) {
+        this.#write(input, isWhole && !Number.isSafeInteger(input.valueAsNumber) ? input.value : input.valueAsNumber);
+      } else {
+        showValue(); // what is no number is not asked for
+      }
+    });
     const range = isBounded(feature) ? el("input", { type: "range", min: 0, max: kSliderSteps, step: 1, "aria-label": `${feature.name}, slider` }) : null;
     const scale = scaleOf(feature);
     range?.addEventListener("input", () => {
@@ -156,7 +169,7 @@ export class FeatureControl {
     range?.addEventListener("change", () => this.#write(range, scale.valueAt(range.valueAsNumber / kSliderSteps)));
     this.#show = ({ value }) => {
       if (document.activeElement !== input || this.element.dataset["result"] === "pending") {
-        input.value = typeof value === "number" ? textOf(value) : "";
+        showValue();
       }
       if (range && typeof value === "number") {
         range.value = String(Math.round(kSliderSteps * scale.shareOf(value)));
@@ -169,7 +182,7 @@ export class FeatureControl {
   #write(control: HTMLElement, value: FeatureValue): void {
     void this.#attempt(control, async () => {
       const readBack = await this.actions.set(this.#feature.name, value);
-      this.#feature = { ...this.#feature, value: readBack };
+      this.#feature = { ...this.#feature, value: exactOf(this.#feature.type, readBack) };
     });
   }
 

@@ -94,7 +94,10 @@ export function banner(askForToken: () => void): HTMLElement {
     element.hidden = connection.kind === "open" || connection.kind === "connecting";
     document.body.classList.toggle("offline", connection.kind === "closed");
     if (connection.kind === "closed") {
-      text.textContent = `No connection to the server at ${location.host}. It is tried again by itself; what is shown is old.`;
+      const why = connection.isAnswering
+        ? `The server at ${location.host} answers, but lets this page not look: it may have as many pages as it takes.`
+        : `No connection to the server at ${location.host}.`;
+      text.textContent = `${why} It is tried again by itself; what is shown is old.`;
     } else if (connection.kind === "refused") {
       text.textContent = connection.sentence;
       askForToken();

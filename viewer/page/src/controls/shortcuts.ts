@@ -16,6 +16,7 @@ export interface Shortcut {
   keys: readonly string[];
   shown: string;
   what: string;
+  isRepeated?: boolean; // as long as the key is held
   run: (around: Surroundings) => void;
 }
 
@@ -36,8 +37,8 @@ const focusNext = (): void => {
 export const kShortcuts: readonly Shortcut[] = [
   ...kViews.map((view, i) => ({ keys: [String(i + 1)], shown: String(i + 1), what: `Show or hide ${view === "cloud" ? "the point cloud" : view}`, run: () => toggleView(view) })),
   { keys: [" "], shown: "Space", what: "Pause, go on", run: withCamera((camera) => camera.setPaused(!camera.isStill)) },
-  { keys: ["."], shown: ".", what: "Next frame", run: withCamera((camera) => camera.step(1)) },
-  { keys: [","], shown: ",", what: "Frame before, of a recording", run: withCamera((camera) => camera.step(-1)) },
+  { keys: ["."], shown: ".", what: "Next frame", isRepeated: true, run: withCamera((camera) => camera.step(1)) },
+  { keys: [","], shown: ",", what: "Frame before, of a recording", isRepeated: true, run: withCamera((camera) => camera.step(-1)) },
   { keys: ["r"], shown: "R", what: "Record, stop recording", run: withCamera((camera) => {
     if (camera.entry.value.kind === "camera" && !app.server.value?.readOnly) {
       void camera.toggleRecording();
@@ -81,7 +82,9 @@ export function listenToShortcuts(around: Surroundings): void {
     const shortcut = kShortcuts.find(({ keys }) => keys.includes(key));
     if (shortcut) {
       event.preventDefault();
-      shortcut.run(around);
+      if (!event.repeat || shortcut.isRepeated) {
+        shortcut.run(around);
+      }
     }
   });
 }

@@ -27,9 +27,12 @@ export class Timeline {
       this.#isHeld = true;
     });
     place.addEventListener("input", () => void camera.play({ position: place.valueAsNumber }));
-    place.addEventListener("change", () => {
-      this.#isHeld = false;
-    });
+    // A slider that is let go where it was taken has not changed.
+    for (const end of ["change", "pointerup", "pointercancel"]) {
+      place.addEventListener(end, () => {
+        this.#isHeld = false;
+      });
+    }
     speed.addEventListener("change", () => void camera.play({ speed: Number(speed.value) }));
     const show = (): void => {
       const { value } = camera.playback;

@@ -74,6 +74,14 @@ export function toColorCamera(details: CameraDetails, point: Point): Point {
   };
 }
 
+// The way back, of a camera whose images are not aligned.
+export function toDepthCamera(way: { rotation: number[]; translation: number[] }, point: Point): Point {
+  const r = way.rotation as [number, number, number, number, number, number, number, number, number];
+  const t = way.translation as [number, number, number];
+  const [x, y, z] = [point.x - t[0], point.y - t[1], point.z - t[2]];
+  return { x: r[0] * x + r[3] * y + r[6] * z, y: r[1] * x + r[4] * y + r[7] * z, z: r[2] * x + r[5] * y + r[8] * z };
+}
+
 export function distance(a: Point, b: Point): number {
   return Math.hypot(a.x - b.x, a.y - b.y, a.z - b.z);
 }

@@ -10,7 +10,7 @@ export const kNoCalibration = "There is no calibration between depth and color."
 const tables = new WeakMap<CameraDetails, { width: number; height: number; table: Float32Array }>();
 
 // Of each camera its own, for as long as its lens and the size of its pictures are these.
-function directionsTable(details: CameraDetails, depth: LensEntry, { width, height }: DepthFrame): Float32Array {
+export function directionsTable(details: CameraDetails, depth: LensEntry, { width, height }: DepthFrame): Float32Array {
   let known = tables.get(details);
   if (known?.width !== width || known.height !== height) {
     known = { width, height, table: directionsOf(fitLens(depth, width, height)) };
@@ -26,42 +26,57 @@ export function hasColorOfDepth(details: CameraDetails): boolean {
 
 const scratch = document.createElement("canvas");
 
-// Paints color at the depth image's pixels, dark where no depth tells where to look.
+// The color of each depth pixel, as canvases have it, and 0 where no depth tells where to look or the color camera sees
+// nothing of it. Null where the way from one to the other is not known.
+export function colorsOfDepth(frame: DepthFrame, color: ImageBitmap, details: CameraDetails): Uint32Array<ArrayBuffer> | null {
+  scratch.width = color.width;
+  scratch.height = color.height;
+  const from = scratch.getContext("2d", { willReadFrequently: true });
+  if (!from || !hasColorOfDepth(details)) {
+    return null;
+  }
+  from.drawImage(color, 0, 0);
+  const source = new Uint32Array(from.getImageData(0, 0, color.width, color.height).data.buffer);
+  const target = new Uint32Array(frame.samples.length);
+  const placeOf = details.depthAligned ? placeInAligned(frame, color) : placeThroughLenses(frame, color, details);
+  for (let i = 0; i < target.length; ++i) {
+    const at = frame.samples[i] === 0 ? null : placeOf(i);
+    const [u, v] = at ? [Math.round(at[0]), Math.round(at[1])] : [-1, -1];
+    if (u >= 0 && v >= 0 && u < color.width && v < color.height) {
+      target[i] = source[v * color.width + u] as number;
+    }
+  }
+  return target;
+}
+
+type PlaceOf = (pixel: number) => [number, number] | null;
+
+function placeInAligned({ width, height }: DepthFrame, color: ImageBitmap): PlaceOf {
+  const [x, y] = [color.width / width, color.height / height];
+  return (i) => [((i % width) + 0.5) * x - 0.5, (Math.floor(i / width) + 0.5) * y - 0.5];
+}
+
+function placeThroughLenses(frame: DepthFrame, color: ImageBitmap, details: CameraDetails): PlaceOf {
+  const { depth, color: seen } = details.streams;
+  if (!depth || !seen) {
+    return () => null;
+  }
+  const lens = fitLens(seen, color.width, color.height);
+  const table = directionsTable(details, depth, frame);
+  return (i) => {
+    const z = (frame.samples[i] as number) * frame.mmPerUnit;
+    return pixelOf(lens, toColorCamera(details, { x: (table[2 * i] as number) * z, y: (table[2 * i + 1] as number) * z, z }));
+  };
+}
+
+// Paints color at the depth image's pixels, and nothing where there is none.
 export function paintColorForDepth(
   canvas: HTMLCanvasElement, frame: DepthFrame, color: ImageBitmap, details: CameraDetails,
 ): void {
   canvas.width = frame.width;
   canvas.height = frame.height;
-  const context = canvas.getContext("2d");
-  if (!context || !details.streams.depth || !details.streams.color) {
-    return;
+  const colors = colorsOfDepth(frame, color, details);
+  if (colors) {
+    canvas.getContext("2d")?.putImageData(new ImageData(new Uint8ClampedArray(colors.buffer), frame.width, frame.height), 0, 0);
   }
-  scratch.width = color.width;
-  scratch.height = color.height;
-  const from = scratch.getContext("2d", { willReadFrequently: true });
-  if (!from) {
-    return;
-  }
-  from.drawImage(color, 0, 0);
-  const source = new Uint32Array(from.getImageData(0, 0, color.width, color.height).data.buffer);
-  const image = context.createImageData(frame.width, frame.height);
-  const target = new Uint32Array(image.data.buffer);
-  const lens = fitLens(details.streams.color, color.width, color.height);
-  const table = directionsTable(details, details.streams.depth, frame);
-  for (let i = 0; i < target.length; ++i) {
-    const z = (frame.samples[i] as number) * frame.mmPerUnit;
-    if (z === 0) {
-      continue;
-    }
-    const point = { x: (table[2 * i] as number) * z, y: (table[2 * i + 1] as number) * z, z };
-    const at = pixelOf(lens, toColorCamera(details, point));
-    if (at) {
-      const u = Math.round(at[0]);
-      const v = Math.round(at[1]);
-      if (u >= 0 && v >= 0 && u < color.width && v < color.height) {
-        target[i] = source[v * color.width + u] as number;
-      }
-    }
-  }
-  context.putImageData(image, 0, 0);
 }

@@ -26,7 +26,7 @@ async function request(method: string, path: string, body?: unknown): Promise<Re
   try {
     response = await fetch(path, {
       method, headers, signal: AbortSignal.timeout(kTimeoutMs), cache: "no-store",
-      ...(body === undefined ? {} : { body: JSON.stringify(body) }),
+      ...(body === undefined ? {} : { body: JSON.stringify(body, (_, value: unknown) => typeof value === "bigint" ? String(value) : value) }),
     });
   } catch {
     throw new ApiError("The server does not answer.", 0, "");

@@ -37,7 +37,8 @@ export interface CameraDetails extends CameraEntry {
 }
 
 export type FeatureType = "integer" | "float" | "boolean" | "enumeration" | "string" | "command" | "register";
-export type FeatureValue = number | string | boolean | null;
+export type Whole = number | bigint; // a bigint where a number would not be exact
+export type FeatureValue = Whole | string | boolean | null;
 
 export interface FeatureEntry {
   name: string;
@@ -47,9 +48,9 @@ export interface FeatureEntry {
   readable: boolean;
   writable: boolean;
   value?: FeatureValue;
-  min?: number;
-  max?: number;
-  increment?: number;
+  min?: Whole;
+  max?: Whole;
+  increment?: Whole;
   unit?: string;
   entries?: string[];
   description?: string;

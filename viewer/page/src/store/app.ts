@@ -5,16 +5,17 @@ import { Link } from "../protocol/link";
 import type { ServerInfo, ServerMessage, StreamName } from "../protocol/wire";
 import { Camera } from "./camera";
 import { notify } from "./notices";
-import { settings } from "./settings";
+import { settings, shownStreams } from "./settings";
 import { Signal } from "./signal";
 
 export type Connection =
   | { kind: "connecting" }
   | { kind: "open" }
-  | { kind: "closed" }
+  | { kind: "closed"; isAnswering: boolean } // it answers requests, and has no place for this page
   | { kind: "refused"; sentence: string }; // the server wants a token, or another one
 
 const kFrameRate = 30;
+const kLookMs = 3000; // a server whose cameras nobody looks at looks for others when it is asked
 const kHiddenMs = 10000; // so long a page in the background keeps its cameras open
 
 class App {
@@ -25,6 +26,7 @@ class App {
   readonly focused = new Signal<Camera | null>(null);
   readonly isMeasuring = new Signal(false);
   readonly #decoder = new DepthDecoder((sentence) => notify("error", sentence));
+  #isListOld = false; // another is asked for, and has not come
   #hiding: number | undefined;
   #isAway = false; // in the background for some time
   readonly link = new Link({
@@ -37,6 +39,7 @@ class App {
   start(): void {
     this.link.connect();
     settings.watch(() => this.#subscribe());
+    window.setInterval(() => this.#lookForCameras(), kLookMs);
     document.addEventListener("visibilitychange", () => this.#onVisibility());
   }
 
@@ -87,18 +90,25 @@ class App {
 
   // Nobody looks: nothing is sent. A page in the background does not look, and after a while lets its cameras go.
   #subscribe(): void {
-    const { views } = settings.value;
+    const shown = shownStreams();
     const streams: StreamName[] = this.#isAway ? [] : ["stats"];
     if (!document.hidden) {
-      if (views.some((view) => view !== "color")) {
+      if (shown.depth) {
         streams.unshift("depth");
       }
-      if (views.some((view) => view !== "depth")) {
+      if (shown.color) {
         streams.push("color");
       }
     }
     for (const camera of this.shown.value) {
       camera.look(streams, kFrameRate);
+    }
+  }
+
+  #lookForCameras(): void {
+    const isMissing = this.#isListOld || this.cameras.value.length === 0;
+    if (this.connection.value.kind === "open" && isMissing && !document.hidden) {
+      void this.reload().catch(() => undefined);
     }
   }
 
@@ -121,17 +131,19 @@ class App {
   // A closed socket does not say why; a request does. Its answer may come late, and then is of no closure that still holds.
   async #onClosed(): Promise<void> {
     const before = this.connection.value;
-    const closure: Connection = before.kind === "refused" ? before : { kind: "closed" };
+    const closure: Connection = before.kind === "refused" ? before : { kind: "closed", isAnswering: before.kind === "closed" && before.isAnswering };
     this.connection.set(closure);
     const reason = await api.server().then(() => null, (error: unknown) => error);
     if (this.connection.value === closure) {
       const isRefused = reason instanceof ApiError && (reason.httpStatus === 401 || reason.httpStatus === 403);
-      this.connection.set(isRefused ? { kind: "refused", sentence: reason.message } : { kind: "closed" });
+      this.connection.set(isRefused ? { kind: "refused", sentence: reason.message } : { kind: "closed", isAnswering: !reason && before.kind !== "open" });
     }
   }
 
   async reload(): Promise<void> {
+    this.#isListOld = true; // a server that many pages ask at once refuses some
     const entries = await api.cameras();
+    this.#isListOld = false;
     const cameras = entries.map((entry) => {
       const known = this.find(entry.id);
       known?.entry.set(entry);

@@ -18,6 +18,7 @@ export interface ColorFrame {
   arrivalUs: number;
   width: number;
   height: number;
+  jpeg: Blob; // as it came
   bitmap: ImageBitmap; // closed when the next one is there: who keeps a frame keeps its size and no more
 }
 
@@ -61,6 +62,7 @@ export class Camera {
   #changes: PlaybackChange[] = []; // asked for and not sent yet
   #isPlaying = false;
   #areDetailsAsked = false;
+  #isLookedAt = false;
   #pointer: [number, number] | null = null; // the depth pixel under it
   #pairTimer: number | undefined;
 
@@ -83,13 +85,16 @@ export class Camera {
     try {
       this.details.set(await api.camera(this.id));
     } catch {
-      this.#retry = window.setTimeout(() => void this.loadDetails(), kDetailsRetryMs);
+      if (this.#isLookedAt) { // each request opens the camera
+        this.#retry = window.setTimeout(() => void this.loadDetails(), kDetailsRetryMs);
+      }
     }
     this.#areDetailsAsked = false;
   }
 
   look(streams: StreamName[], fps: number): void {
     this.link.subscribe(this.id, streams, fps);
+    this.#isLookedAt = streams.length > 0;
     this.#wantsBoth = streams.includes("depth") && streams.includes("color");
     if (streams.length === 0) {
       window.clearTimeout(this.#retry);
@@ -138,9 +143,10 @@ export class Camera {
       if (picture.codec !== kCodecJpeg) {
         throw new Error("no JPEG");
       }
-      const bitmap = await createImageBitmap(new Blob([picture.payload], { type: "image/jpeg" }));
+      const jpeg = new Blob([picture.payload], { type: "image/jpeg" });
+      const bitmap = await createImageBitmap(jpeg);
       this.#waiting.color?.bitmap.close();
-      this.#waiting.color = { number, arrivalUs, width: bitmap.width, height: bitmap.height, bitmap };
+      this.#waiting.color = { number, arrivalUs, width: bitmap.width, height: bitmap.height, jpeg, bitmap };
     } catch {
       this.#shown("color", number);
     }
@@ -322,6 +328,9 @@ export class Camera {
   }
 
   async toggleRecording(): Promise<void> {
+    if (this.#isAsked) {
+      return; // which of the two is meant is known with the answer
+    }
     const isRecording = this.recorder.value.isRecording;
     this.#isAsked = true;
     try {

@@ -46,6 +46,12 @@ settings.watch((value) => {
   }
 });
 
+// What the views are made of.
+export function shownStreams(): { depth: boolean; color: boolean } {
+  const { views } = settings.value;
+  return { depth: views.some((view) => view !== "color"), color: views.some((view) => view !== "depth") };
+}
+
 export function toggleView(view: ViewName): void {
   const { views } = settings.value;
   const next = kViews.filter((name) => (name === view) !== views.includes(name));

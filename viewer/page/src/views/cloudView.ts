@@ -22,6 +22,12 @@ import { frameOf, type View } from "./view";
 const kFieldOfView = 50;
 const kPickRadius = 9; // CSS pixels
 const kClickTravel = 5; // a press that moves further is an orbit
+const kNearestEye = 0.1; // behind the camera, times the middle distance
+const kFarthestEye = 4;
+
+function isSeen({ x, y, z }: Vector3): boolean {
+  return Math.abs(x) <= 1 && Math.abs(y) <= 1 && z < 1;
+}
 
 function mapTexture(name: ColorMapName): DataTexture {
   const table = colorTable(name);
@@ -56,6 +62,8 @@ export class CloudView implements View {
   #mapTexture: DataTexture | null = null;
   #directions: { lens: LensEntry; table: Float32Array } | null = null;
   #isPlaced = false;
+  #isPlacing = false;
+  #isMoved = false; // by the user, who wants to keep what is seen
   #isDue = false;
   #pressed: [number, number] = [0, 0];
 
@@ -74,7 +82,10 @@ export class CloudView implements View {
     canvas.setAttribute("aria-label", `Point cloud of ${camera.id}: drag to orbit, wheel to zoom, arrow keys to move`);
     this.#controls = new OrbitControls(this.#eye, canvas);
     this.#controls.listenToKeyEvents(canvas);
-    this.#controls.addEventListener("change", () => this.#render());
+    this.#controls.addEventListener("change", () => {
+      this.#isMoved = !this.#isPlacing;
+      this.#render();
+    });
     this.#stage.append(canvas, this.#marks);
     const home = iconButton("home", "View from the camera", "0", () => this.lookFromCamera());
     home.classList.add("home");
@@ -147,15 +158,36 @@ export class CloudView implements View {
     this.element.remove();
   }
 
-  // From a little behind the depth camera and above it, around the middle of what it sees.
+  // From behind the depth camera and a little above it, around the middle of what it sees, as far back as shows all of that.
   lookFromCamera(): void {
     const summary = summaryOf(this.camera);
-    const middle = summary && summary.validShare > 0 ? (summary.nearMm + summary.farMm) / 2 : 1500;
-    const back = Math.max(0.35, 0.8 - 0.4 * this.#eye.aspect) * middle; // farther from an upright window
+    const [near, far] = summary && summary.validShare > 0 ? [summary.nearMm, summary.farMm] : [1000, 2000];
+    const middle = (near + far) / 2;
+    const corners = [...this.#corners(near), ...this.#corners(far)];
     this.#controls.target.set(0, 0, middle);
-    this.#eye.position.set(0.22 * middle, -0.24 * middle, -back);
+    let back = kNearestEye;
+    do {
+      this.#eye.position.set(0.22 * middle, -0.24 * middle, -back * middle);
+      this.#eye.lookAt(this.#controls.target);
+      this.#eye.updateMatrixWorld();
+      back += 0.05;
+    } while (back < kFarthestEye && !corners.every((corner) => isSeen(corner.clone().project(this.#eye))));
+    this.#isPlacing = true;
     this.#controls.update();
+    this.#isPlacing = false;
+    this.#isMoved = false;
     this.#render();
+  }
+
+  // Where the corners of the depth picture are at a distance.
+  #corners(distance: number): Vector3[] {
+    if (!this.#directions || !this.#shownDepth) {
+      return [];
+    }
+    const { table } = this.#directions;
+    const { width, height } = this.#shownDepth;
+    return [0, width - 1, width * (height - 1), width * height - 1].map((pixel) =>
+      new Vector3(table[2 * pixel], table[2 * pixel + 1], 1).multiplyScalar(distance));
   }
 
   draw(): void {
@@ -252,6 +284,9 @@ export class CloudView implements View {
       this.#renderer.setSize(clientWidth, clientHeight);
       this.#eye.aspect = clientWidth / clientHeight;
       this.#eye.updateProjectionMatrix();
+      if (this.#isPlaced && !this.#isMoved) {
+        this.lookFromCamera(); // a window of another shape sees it from another distance
+      }
       this.#render();
     }
   }

@@ -1,15 +1,18 @@
 // pictureView.ts - depth, color, or both laid over each other, as flat pictures with the value under the pointer.
 import { el } from "../controls/dom";
+import { depthPixelOfColor } from "../geometry/colorToDepth";
 import { pixelOf, toColorCamera } from "../geometry/lens";
-import { fitLens, type Picked } from "../geometry/depthFrame";
+import { fitLens, type DepthFrame, type Picked } from "../geometry/depthFrame";
 import { paintDepth } from "../picture/depthPicture";
 import { hasColorOfDepth, kNoCalibration, paintColorForDepth } from "../picture/overlayPicture";
 import { app } from "../store/app";
 import type { Camera } from "../store/camera";
-import { settings } from "../store/settings";
+import { settings, shownStreams } from "../store/settings";
 import { beginMarkers, drawMeasurement } from "./markers";
 import { rangeOf } from "./range";
 import { frameOf, kTitles, type View } from "./view";
+
+const kNoColor = "It sends no color.";
 
 type PictureName = "depth" | "color" | "overlay";
 
@@ -19,6 +22,7 @@ export class PictureView implements View {
   readonly #marks = el("canvas", { class: "marks", tabindex: 0 });
   readonly #note = el("p", { class: "view-note", role: "status", hidden: true }, kNoCalibration);
   readonly #depth = document.createElement("canvas"); // the overlay's upper picture
+  #pointer: { x: number; y: number; frame: DepthFrame | null } | null = null; // and the frame that was asked for its depth
 
   constructor(readonly camera: Camera, readonly name: PictureName) {
     const label = `${kTitles[name]} of ${camera.id}`;
@@ -27,8 +31,9 @@ export class PictureView implements View {
     this.element = frameOf(name, label, this.#picture, this.#marks, this.#note);
     this.#marks.setAttribute("aria-label", `${label}: point at a place for its depth`);
     this.#marks.setAttribute("role", "application");
-    this.#marks.addEventListener("pointermove", (event) => this.#hover(event));
+    this.#marks.addEventListener("pointermove", (event) => this.#hover(event.offsetX, event.offsetY));
     this.#marks.addEventListener("pointerleave", () => {
+      this.#pointer = null;
       camera.leave();
       this.#note.hidden ||= name === "color";
     });
@@ -55,7 +60,18 @@ export class PictureView implements View {
     } else if (this.name === "overlay" && frame && color) {
       this.#drawOverlay(color, near, far);
     }
+    this.#noteMissing(!color && this.camera.details.value?.streams.color === null);
+    if (this.name === "color" && this.#pointer && this.#pointer.frame !== frame) {
+      this.#hover(this.#pointer.x, this.#pointer.y); // what moves there is seen by another depth pixel now
+    }
     this.#drawMarks();
+  }
+
+  #noteMissing(isMissing: boolean): void {
+    if (this.name !== "depth" && (isMissing || this.#note.textContent === kNoColor)) {
+      this.#note.textContent = isMissing ? kNoColor : kNoCalibration;
+      this.#note.hidden = !isMissing;
+    }
   }
 
   #drawColor(color: ImageBitmap): void {
@@ -97,24 +113,30 @@ export class PictureView implements View {
     };
   }
 
-  // The depth pixel under a place of the element; null outside, and in color that is not registered to depth.
+  // The depth pixel under a place of the element; null outside, and where none is known to see what color sees there.
   #depthPixel(x: number, y: number): [number, number] | null {
     const frame = this.camera.depth.value;
     const details = this.camera.details.value;
-    if (!frame || !details || (this.name === "color" && !details.depthAligned)) {
+    if (!frame || !details || !shownStreams().depth) {
       return null;
     }
     const place = this.#place();
+    if (this.name === "color" && !details.depthAligned) {
+      return depthPixelOfColor(frame, details, this.#picture, (x - place.left) / place.scale - 0.5, (y - place.top) / place.scale - 0.5);
+    }
     const u = Math.floor((((x - place.left) / place.scale) * frame.width) / this.#picture.width);
     const v = Math.floor((((y - place.top) / place.scale) * frame.height) / this.#picture.height);
     return u >= 0 && v >= 0 && u < frame.width && v < frame.height ? [u, v] : null;
   }
 
-  #hover(event: PointerEvent): void {
-    const at = this.#depthPixel(event.offsetX, event.offsetY);
+  #hover(x: number, y: number): void {
+    const at = this.#depthPixel(x, y);
+    this.#pointer = { x, y, frame: this.camera.depth.value };
     if (this.name === "color") {
-      this.#note.textContent = "Depth is told in the views of depth: this camera's color is seen by another lens.";
-      this.#note.hidden = this.camera.details.value?.depthAligned !== false;
+      const details = this.camera.details.value;
+      const isFar = details !== null && !hasColorOfDepth(details);
+      this.#note.textContent = isFar ? kNoCalibration : "Depth is told while a view of depth is shown, too.";
+      this.#note.hidden = !isFar && shownStreams().depth;
     }
     if (at) {
       this.camera.hover(at[0], at[1]);

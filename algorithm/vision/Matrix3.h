@@ -1,13 +1,15 @@
-// The little 3 x 3 algebra of rectification, in double precision and row-major.
+// The little 3 x 3 algebra of cameras, in double precision and row-major.
 // Relies on nothing.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 
-namespace ox3d::stereo {
+namespace ox3d::vision {
 
 using Vector3 = std::array<double, 3>;
 using Matrix3 = std::array<double, 9>;
@@ -48,6 +50,38 @@ inline Matrix3 Multiply(const Matrix3& a, const Matrix3& b) {
     return product;
 }
 
+// About an axis, by its length in radians.
+inline Matrix3 TurnBy(const Vector3& axis) {
+    const double angle = Norm(axis);
+    const double first = angle > 1e-9 ? std::sin(angle) / angle : 1;
+    const double second = angle > 1e-9 ? (1 - std::cos(angle)) / (angle * angle) : 0.5;
+    const Matrix3 once = {0, -axis[2], axis[1], axis[2], 0, -axis[0], -axis[1], axis[0], 0};
+    const Matrix3 twice = Multiply(once, once);
+    Matrix3 turn = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    for (size_t i = 0; i < turn.size(); ++i) {
+        turn[i] += first * once[i] + second * twice[i];
+    }
+    return turn;
+}
+
+inline Matrix3 Widened(const float (&m)[9]) {
+    Matrix3 wide{};
+    std::copy(std::begin(m), std::end(m), wide.begin());
+    return wide;
+}
+
+inline Vector3 Widened(const float (&v)[3]) {
+    return {v[0], v[1], v[2]};
+}
+
+inline void Narrow(const Vector3& v, float (&narrow)[3]) {
+    std::transform(v.begin(), v.end(), narrow, [](double value) { return static_cast<float>(value); });
+}
+
+inline void Narrow(const Matrix3& m, float (&narrow)[9]) {
+    std::transform(m.begin(), m.end(), narrow, [](double value) { return static_cast<float>(value); });
+}
+
 // False where the rows are linearly dependent as far as double precision can tell, or not finite. The
 // determinant is judged against the volume that rows of these lengths can span, so that the scale of a row
 // does not matter.
@@ -72,4 +106,4 @@ inline bool Invert(const Matrix3& m, Matrix3* inverse) {
     return true;
 }
 
-} // namespace ox3d::stereo
+} // namespace ox3d::vision
