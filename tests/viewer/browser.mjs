@@ -19,9 +19,9 @@ const kPatienceMs = 90000;
 const kToken = "0123456789abcdefBROWSER";
 const kCamera = "VIEW01";
 const kRecording = "recording-1";
-// Without noise a pixel's truth is known; the frames of one cycle cost their rendering once and come again. The time that it stays away
+const kCycle = 20; // frames, after which the same pictures come again
+// Without noise a pixel's truth is known; the frames of one cycle cost their rendering once. The time that it stays away
 // after a reset is what the page shows "lost" for.
-const kCycle = 20;
 const kCameras = `[camera]\nserial = ${kCamera}\nnoise = no\ncycle = ${kCycle}\nfps = 5\nfault = replug_after 1500\n`;
 const work = resolve("work");
 const complaints = [];
